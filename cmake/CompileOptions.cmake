@@ -1,0 +1,25 @@
+# What every target of ours is compiled with: warnings as errors, and the sanitizers of the preset.
+add_library(panelkit_options INTERFACE)
+target_include_directories(panelkit_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
+target_compile_options(panelkit_options INTERFACE
+    -Wall -Wextra -Wpedantic -Werror
+    -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast
+    -Wno-missing-field-initializers # records are filled as far as they differ from their defaults
+    -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-qual -Wformat=2 -Wundef
+    $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>
+    $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-unknown-warning-option>)
+target_compile_definitions(panelkit_options INTERFACE
+    $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
+    $<$<BOOL:${WIN32}>:_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN UNICODE _UNICODE>)
+
+# Sanitizers and hardening go to everything that is built here, the packaged test framework included.
+if(PANELKIT_SANITIZE)
+    add_compile_options(-fsanitize=${PANELKIT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+    add_link_options(-fsanitize=${PANELKIT_SANITIZE})
+elseif(NOT WIN32)
+    add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong>)
+    add_link_options($<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
+endif()
+
+find_package(Threads REQUIRED)
+target_link_libraries(panelkit_options INTERFACE Threads::Threads)

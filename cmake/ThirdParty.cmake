@@ -1,0 +1,34 @@
+# Third-party code comes from Debian packages and is only called. The Windows build uses the same
+# header-only packages: their headers are staged by link, because /usr/include as a whole must never
+# be on the cross compiler's path.
+
+# panelkit_headers(<target> <entry of /usr/include>...): an interface target that sees just these.
+function(panelkit_headers target)
+    set(stage ${CMAKE_BINARY_DIR}/staged/${target})
+    file(MAKE_DIRECTORY ${stage})
+    foreach(entry IN LISTS ARGN)
+        get_filename_component(name ${entry} NAME)
+        if(NOT EXISTS /usr/include/${entry})
+            message(FATAL_ERROR "/usr/include/${entry} is missing: run scripts/install-packages check")
+        endif()
+        file(CREATE_LINK /usr/include/${entry} ${stage}/${name} SYMBOLIC)
+    endforeach()
+    add_library(${target} INTERFACE)
+    target_include_directories(${target} SYSTEM INTERFACE ${stage})
+endfunction()
+
+panelkit_headers(thirdparty_asio asio asio.hpp)
+target_compile_definitions(thirdparty_asio INTERFACE ASIO_STANDALONE ASIO_NO_DEPRECATED)
+if(WIN32)
+    target_link_libraries(thirdparty_asio INTERFACE ws2_32 mswsock)
+endif()
+
+panelkit_headers(thirdparty_pkcs11 p11-kit-1/p11-kit)
+panelkit_headers(thirdparty_cli11 CLI)
+panelkit_headers(thirdparty_json nlohmann)
+
+if(PANELKIT_TESTS)
+    set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+    add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)
+    include(GoogleTest)
+endif()

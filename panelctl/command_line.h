@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// From a command line to an exit code: global options, groups and verbs, and one helpful line for every mistake.
+#pragma once
+
+#include <panelctl/texts.h>
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace panelctl {
+
+struct Context;
+
+// A group of verbs.
+struct Group {
+    const char* name;
+    Say description;
+    void (*addVerbs)(CLI::App& group, const Context& context);
+};
+
+// Runs a command line (UTF-8, without the program's name). Gives the exit code.
+int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups);
+
+} // namespace panelctl

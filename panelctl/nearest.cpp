@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/nearest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <numeric>
+
+namespace panelctl {
+
+namespace {
+
+std::string lower(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+std::size_t distance(const std::string& a, const std::string& b) {
+    std::vector<std::size_t> row(b.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 1; i <= a.size(); ++i) {
+        std::size_t diagonal = row[0];
+        row[0] = i;
+        for (std::size_t j = 1; j <= b.size(); ++j) {
+            const std::size_t changed = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({changed, row[j] + 1, row[j - 1] + 1});
+        }
+    }
+    return row.back();
+}
+
+} // namespace
+
+std::string nearest(const std::string& word, const std::vector<std::string>& candidates) {
+    const std::string wanted = lower(word);
+    std::string best;
+    std::size_t bestDistance = std::max<std::size_t>(1, wanted.size() / 3) + 1;
+    for (const std::string& candidate : candidates) {
+        const std::string name = lower(candidate);
+        const bool begins = wanted.size() >= 3 && name.rfind(wanted, 0) == 0;
+        const std::size_t apart = begins ? 1 : distance(wanted, name);
+        if (apart < bestDistance) {
+            best = candidate;
+            bestDistance = apart;
+        }
+    }
+    return best;
+}
+
+} // namespace panelctl

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/output.h>
+
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/terminal.h>
+
+#include <panelkit/cli/cli_output.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace panelctl {
+
+namespace {
+
+bool colours = false;
+
+const char* codeOf(Mood mood) {
+    switch (mood) {
+    case Mood::good: return "\033[32m";
+    case Mood::warning: return "\033[33m";
+    case Mood::bad: return "\033[31m";
+    case Mood::faint: return "\033[2m";
+    case Mood::plain: break;
+    }
+    return "";
+}
+
+std::string painted(const std::string& text, Mood mood) {
+    return colours && mood != Mood::plain ? codeOf(mood) + text + "\033[0m" : text;
+}
+
+} // namespace
+
+void setColours(bool on) { colours = on; }
+
+void Table::print() const {
+    if (rows_.empty()) return;
+    std::vector<int> widths;
+    for (const std::string& heading : headings_) widths.push_back(displayWidth(heading));
+    for (const auto& row : rows_) {
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            widths[i] = std::max(widths[i], displayWidth(escaped(row[i].text)));
+        }
+    }
+    const auto printRow = [&](const auto& row) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            const std::string text = escaped(row[i].text);
+            const bool last = i + 1 == row.size();
+            line += painted(text, row[i].mood);
+            if (!last) line += std::string(static_cast<std::size_t>(widths[i] - displayWidth(text)) + 2, ' ');
+        }
+        printLine(line);
+    };
+    std::vector<Cell> heading;
+    for (const std::string& text : headings_) heading.push_back({text, Mood::faint});
+    printRow(heading);
+    for (const auto& row : rows_) printRow(row);
+}
+
+void printLine(const std::string& text) { cli_printf("%s\n", text.c_str()); }
+
+void printNote(const std::string& text) {
+    std::string converted = text + "\n"; // stays when there is no code page to convert to
+    cli_sprintf(&converted, "%s\n", text.c_str());
+    std::fflush(stdout); // so that notes and results stand in the order in which they came
+    std::fwrite(converted.data(), 1, converted.size(), stderr);
+}
+
+void printJson(const nlohmann::ordered_json& value) {
+    printRaw(value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+}
+
+void printRaw(const std::string& bytes) {
+    useBinaryOutput();
+    if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
+        throw CommandError(Exit::failed, "standard output can't be written");
+    }
+}
+
+} // namespace panelctl

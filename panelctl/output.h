@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+//
+// What panelctl prints. Results go to standard output, everything else to standard error; text for people goes through
+// the library's console functions, which turn it into the console's code page, JSON and exported data as they are.
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <vector>
+
+namespace panelctl {
+
+// How things stand, shown by colour where the terminal has one.
+enum class Mood : unsigned char { plain, good, warning, bad, faint };
+
+struct Cell {
+    std::string text; // as it came: it is escaped when it is printed
+    Mood mood = Mood::plain;
+};
+
+// A table whose columns are aligned by display width. Without rows it prints nothing.
+class Table {
+public:
+    explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
+    void add(std::vector<Cell> row) { rows_.push_back(std::move(row)); }
+    void print() const;
+
+private:
+    std::vector<std::string> headings_;
+    std::vector<std::vector<Cell>> rows_;
+};
+
+// Colours are used on a terminal unless NO_COLOR is set.
+void setColours(bool on);
+
+// A line of a result, or about what is going on. `text` is ours: what comes from elsewhere is escaped before.
+void printLine(const std::string& text);
+void printNote(const std::string& text);
+
+// A result as JSON, UTF-8, two blanks deep.
+void printJson(const nlohmann::ordered_json& value);
+
+// Raw bytes on standard output. Throws CommandError when they can't be written.
+void printRaw(const std::string& bytes);
+
+} // namespace panelctl

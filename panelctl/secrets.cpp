@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/secrets.h>
+
+#include <panelctl/exit_codes.h>
+#include <panelctl/terminal.h>
+
+#include <panelkit/cli/cli_input.h>
+#include <panelkit/cli/cli_output.h>
+#include <platform/system/wipe.h>
+
+#include <CLI/CLI.hpp>
+
+#include <array>
+#include <cstdio>
+
+namespace panelctl {
+
+namespace {
+
+constexpr int standardInput = 0;
+constexpr std::size_t longestSecret = 1024;
+
+// Reads a line byte by byte, up to its end or the end of the input. Nothing when the input was at its end before.
+bool readLine(int descriptor, std::string& line) {
+    line.reserve(longestSecret); // so that it never grows and leaves a copy behind
+    for (;;) {
+        const int byte = readByte(descriptor);
+        if (byte < 0) return !line.empty();
+        if (byte == '\n') break;
+        if (line.size() < longestSecret) line.push_back(static_cast<char>(byte));
+    }
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return true;
+}
+
+// The prompt goes to the terminal whatever becomes of standard output.
+void printPrompt(const std::string& text) {
+    std::string converted = text; // stays when there is no code page to convert to
+    cli_sprintf(&converted, "%s", text.c_str());
+    std::fputs(converted.c_str(), stderr);
+    std::fflush(stderr);
+}
+
+Secret promptOnce(const std::string& question, Say what) {
+    printPrompt(question);
+    std::array<char, longestSecret> buffer{};
+    const bool typed = passgets(buffer.data(), buffer.size()) != nullptr;
+    std::string text = typed ? typedToUtf8(buffer.data()) : std::string();
+    platform::wipe(buffer.data(), buffer.size());
+    if (!typed) throw CommandError(Exit::usage, phrase(Say::secretUnreadable, {panelctl::text(what), "terminal"}));
+    return Secret(text);
+}
+
+} // namespace
+
+Secret::Secret(std::string& takenAndWiped) : text_(takenAndWiped) { platform::wipe(takenAndWiped); }
+
+Secret::~Secret() { platform::wipe(text_); }
+
+Secret::Secret(Secret&& other) noexcept : text_(other.text_) { platform::wipe(other.text_); }
+
+SecretSource::SecretSource(CLI::App& verb, std::string name, Say what) : name_(std::move(name)), what_(what) {
+    verb.add_flag("--" + name_ + "-stdin", fromStandardInput_, phrase(Say::optionSecretStdin, {panelctl::text(what)}));
+    verb.add_option("--" + name_ + "-fd", descriptor_, phrase(Say::optionSecretFd, {panelctl::text(what)}))
+        ->type_name("FD")
+        ->check(CLI::NonNegativeNumber);
+    verb.add_option("--" + name_ + "-file", file_, phrase(Say::optionSecretFile, {panelctl::text(what)}))
+        ->type_name("FILE");
+}
+
+Secret SecretSource::read(const std::string& tokenLabel, bool asksTwice) const {
+    const int ways = (fromStandardInput_ ? 1 : 0) + (descriptor_ >= 0 ? 1 : 0) + (file_.empty() ? 0 : 1);
+    if (ways > 1) throw CommandError(Exit::usage, phrase(Say::secretTwice, {panelctl::text(what_)}));
+    if (fromStandardInput_) return fromDescriptor(standardInput, "standard input");
+    if (descriptor_ >= 0) return fromDescriptor(descriptor_, "descriptor " + std::to_string(descriptor_));
+    if (!file_.empty()) {
+        OpenedFile file(file_);
+        return fromDescriptor(file.descriptor(), file_);
+    }
+    if (!inputIsTerminal()) {
+        throw CommandError(Exit::usage, phrase(Say::secretMissing, {panelctl::text(what_), name_}));
+    }
+    return prompt(tokenLabel, asksTwice);
+}
+
+Secret SecretSource::fromDescriptor(int descriptor, const std::string& from) const {
+    std::string line;
+    const bool read = readLine(descriptor, line);
+    Secret secret(line);
+    if (!read) throw CommandError(Exit::badInput, phrase(Say::secretUnreadable, {panelctl::text(what_), from}));
+    if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
+    return secret;
+}
+
+Secret SecretSource::prompt(const std::string& tokenLabel, bool asksTwice) const {
+    Secret secret = promptOnce(phrase(Say::promptSecret, {panelctl::text(what_), tokenLabel}), what_);
+    if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
+    if (asksTwice) {
+        const Secret again = promptOnce(panelctl::text(Say::promptAgain), what_);
+        if (again.text() != secret.text()) throw CommandError(Exit::badInput, panelctl::text(Say::secretsDiffer));
+    }
+    return secret;
+}
+
+std::string ask(const std::string& question) {
+    printPrompt(question);
+    std::string line;
+    readLine(standardInput, line);
+    return typedToUtf8(line);
+}
+
+} // namespace panelctl

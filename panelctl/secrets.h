@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+//
+// PINs and passwords for panelctl: from a prompt, standard input, a descriptor or a file; never from an argument, which
+// every user of the host could read.
+#pragma once
+
+#include <panelctl/texts.h>
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace panelctl {
+
+// A secret that is wiped with the object.
+class Secret {
+public:
+    Secret() = default;
+    explicit Secret(std::string& takenAndWiped);
+    ~Secret();
+    Secret(Secret&& other) noexcept;
+    Secret& operator=(Secret&&) = delete;
+
+    const std::string& text() const { return text_; }
+
+private:
+    std::string text_;
+};
+
+// Where one secret of a verb comes from: its options --NAME-stdin, --NAME-fd and --NAME-file.
+class SecretSource {
+public:
+    // `name` is the option's prefix, "pin" for instance, `what` what people call it.
+    SecretSource(CLI::App& verb, std::string name, Say what);
+
+    // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
+    // standard input are lines of it, in the order in which they are read. Throws CommandError.
+    Secret read(const std::string& tokenLabel, bool asksTwice = false) const;
+
+private:
+    Secret fromDescriptor(int descriptor, const std::string& from) const;
+    Secret prompt(const std::string& tokenLabel, bool asksTwice) const;
+
+    std::string name_;
+    Say what_;
+    bool fromStandardInput_ = false;
+    int descriptor_ = -1;
+    std::string file_;
+};
+
+// Asks a question at the terminal and gives the line that was typed.
+std::string ask(const std::string& question);
+
+} // namespace panelctl

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+//
+// What makes a plain struct a record of the command stream: it lists its wire fields once, for reading and
+// writing alike.
+//
+//   struct PinStateMessage {
+//       std::string title, text;
+//       static auto fields(auto& self, auto&& io) { return io(self.title, self.text); }
+//   };
+//   static_assert(RecordListsEveryMember<PinStateMessage>);
+//
+// The assertion beside each record makes a forgotten field fail to compile. A record whose wire form is not
+// its members one by one says by how many the list differs, in `fieldsBeyondMembers`.
+#pragma once
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+namespace panelkit::detail {
+
+struct CountFields {
+    template <class... Fields>
+    constexpr auto operator()(Fields&...) const {
+        return std::integral_constant<std::size_t, sizeof...(Fields)>{};
+    }
+};
+
+// Converts to anything: the number of them that can initialise an aggregate is its number of members.
+struct AnyMember {
+    template <class T>
+    operator T() const; // NOLINT(google-explicit-constructor): converting is its whole purpose
+};
+
+template <class T, class... Members>
+constexpr std::size_t countMembers() {
+    if constexpr (requires { T{std::declval<Members>()..., AnyMember{}}; }) {
+        return countMembers<T, Members..., AnyMember>();
+    } else {
+        return sizeof...(Members);
+    }
+}
+
+} // namespace panelkit::detail
+
+template <class T>
+concept Record = std::is_class_v<T> && requires(T& record) {
+    T::fields(record, panelkit::detail::CountFields{});
+};
+
+template <class R>
+constexpr std::size_t listedFields = decltype(R::fields(std::declval<R&>(), panelkit::detail::CountFields{}))::value;
+
+template <class R>
+constexpr bool RecordListsEveryMember = [] {
+    if constexpr (requires { R::fieldsBeyondMembers; }) {
+        return static_cast<int>(listedFields<R>) ==
+               static_cast<int>(panelkit::detail::countMembers<R>()) + R::fieldsBeyondMembers;
+    } else {
+        return listedFields<R> == panelkit::detail::countMembers<R>();
+    }
+}();

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// Host names to IPv4 addresses.
+#pragma once
+
+#include <panelkit/format/ipv4.h>
+
+#include <string>
+#include <vector>
+
+namespace panelkit {
+
+// The IPv4 addresses of a host, walked one at a time. Each object belongs to one thread; several threads may look
+// names up at once.
+//
+//   panelkit::IPv4HostLookup addresses("vpn.example.org");
+//   panelkit::IPv4Address address;
+//   while (addresses.next(address)) tryToConnect(address);
+class PANELKIT_EXPORT IPv4HostLookup {
+public:
+    // Asks the system's resolver, restricted to IPv4, and blocks for as long as that takes. `hostName` is UTF-8; a
+    // dotted address names itself. A host that is unknown, has no IPv4 address or cannot be looked up has none.
+    explicit IPv4HostLookup(const std::string& hostName);
+
+    // Gives the next address in the resolver's order; addresses of 0 are skipped. False, with `address` left alone,
+    // behind the last.
+    bool next(IPv4Address& address);
+
+private:
+    std::vector<IPv4Address> addresses_;
+    std::size_t position_ = 0;
+};
+
+} // namespace panelkit

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/loc/registered_texts.h>
+
+#include <platform/loccore/module_texts.h>
+
+#include <array>
+
+const char*& registerText(const char* text) { return Loc::ModuleTexts::of("panelkit").add(text); }
+
+namespace panelkit {
+
+namespace {
+
+// Why a text is no entry of the table: the edition that the stamp names was closed when its parameter or choice came.
+constexpr const char* newChoice = "a choice that its variant table gained later";
+constexpr const char* newParameter = "the text of a parameter that its group gained later";
+constexpr const char* newConstraint = "the message of a check that its group gained later";
+
+// clang-format off
+constexpr std::array texts = {
+    // choices: registered beside their variant tables when the library loads
+    RegisteredText{"Force",                                                              newChoice},     // IKETCP_MODE
+    RegisteredText{"Start from NAT-T port",                                              newChoice},     // NATT_POLICY
+    RegisteredText{"Start from NAT-T port & force UDP encapsulation",                    newChoice},
+    RegisteredText{"Process Redirects only after server authentication",                 newChoice},     // REDIRECT_POLICY
+    RegisteredText{"Always process Redirects",                                           newChoice},
+    RegisteredText{"HTTP",                                                               newChoice},     // LSP_SOURCE
+    RegisteredText{"GATE",                                                               newChoice},
+    RegisteredText{"OFF",                                                                newChoice},     // MIXED_TRANSPORT
+    RegisteredText{"ALWAYS",                                                             newChoice},
+    RegisteredText{"AUTO",                                                               newChoice},
+    RegisteredText{"Accept Redirects only to IP addresses from LSP",                     newChoice},     // REDIRECT_EXTIP
+    RegisteredText{"Accept Redirects to any IP address only from authenticated servers", newChoice},
+    RegisteredText{"Accept Redirects to any IP address",                                 newChoice},
+
+    // labels, helps and the one message: registered by the constructor of the group
+    RegisteredText{"Administrators group name",                                          newParameter},  // ADMIN
+    RegisteredText{"CMS sign cert",                                                      newParameter},
+    RegisteredText{"Act as client only",                                                 newParameter},  // IKE
+    RegisteredText{"Use mixed transport mode",                                           newParameter},
+    RegisteredText{"Maximum allowed number of Redirects while establishing IKE SA",      newParameter},
+    RegisteredText{"Redirects to IP addresses not listed in LSP",                        newParameter},
+    RegisteredText{"Accept Redirects to IP addresses not listed in LSP",                 newParameter},
+    RegisteredText{"Param malformed: '%s'Multiple CPUs can be provided as a comma-separated list with no space: 0,1. "
+                   "Ranges of CPUs are specified with -: 0-2.",                          newConstraint}, // PCAP
+};
+// clang-format on
+
+} // namespace
+
+std::span<const RegisteredText> registeredTexts() { return texts; }
+
+} // namespace panelkit

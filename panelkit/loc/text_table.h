@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+//
+// The table of default texts as the library's own parts see it: the writable cells, and the descriptor that lets the
+// localization core write into them. Everybody else reads texts by panelkit::text().
+#pragma once
+
+#include <panelkit/loc/default_texts.h>
+#include <platform/loccore/localization.h>
+
+#include <array>
+
+namespace panelkit {
+
+// Constant-initialised: a text may be read, and its address taken, by any static initialiser.
+extern std::array<const char*, defaultTextCount> textCells;
+
+extern const CCLocLoader::Localization localization;
+
+} // namespace panelkit

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+//
+// Parameters as text: printing values, reading them from what people type or files hold, and saying exactly what is
+// wrong when it can't be read. All kinds, one pair of functions; panelctl and a graphical front end share them.
+//
+//   IKE ike;
+//   if (auto error = parseParam(ike, ike.EXCHANGE_TIMEOUT, "301")) std::cerr << describe(*error) << '\n';
+//   // IKE.EXCHANGE_TIMEOUT: "301" is not legal; legal: 5..300; nearest: 300
+//
+//   kind         text
+//   BoolParam    "on" and "off"; read too: true, false, yes, no, 1, 0, whatever the case
+//   numbers      decimal digits, within the bounds
+//   EnumParam    the choice in the current language, or =NUMBER; stored: the number, the symbolic name, or both
+//   AddrParam    an IPv4 or IPv6 address or a host name; may be empty
+//   CPUsParam    what CPUsParam::checkFormat takes
+//   QcdSParam    what QcdSParam::checkFormat takes, "no", "auto", or nothing
+//   TimeParam    "10:00" or "10:00:00"; a value that is no time of day is printed, and read, as seconds: "90000s"
+//   ParamVector  gateways parted by ";", each three words parted by blanks: GATE_ADDRESS CERT_SUBJECT DST_SELECTOR. A
+//                word in double quotes may hold anything, with a backslash before quotes and backslashes
+//   StStParam    the text itself
+//
+// Whatever a parameter holds, the text that is printed for it is read back by the same parameter as the same value.
+#pragma once
+
+#include <panelkit/lparams/param_group.h>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace panelkit {
+
+class AllGroups;
+struct Place;
+
+// Who reads the text. Choices differ: a file must not depend on the language that people's choices are shown in.
+enum class TextForm : unsigned char {
+    display, // people: "Auto" (or =1)
+    stored,  // files and JSON: "1 IKE2_FRAGM_AUTO" is printed; "1" and "IKE2_FRAGM_AUTO" are read too
+};
+
+// Why a text could not be taken. Front ends make their message of it, or take describe()'s.
+struct ParamError {
+    std::string section; // empty: there is no such section
+    std::string key;     // empty: the section has no such key
+    std::string text;    // what was given; "***" where it is a secret
+    std::string legal;   // what would be: the bounds, the choices, the format
+    std::string nearest; // the legal text nearest to what was given; empty when nothing is near
+
+    bool operator==(const ParamError&) const = default;
+};
+PANELKIT_EXPORT std::string describe(const ParamError& error);
+
+// The value as text. A secret is printed like any other value: see showParam.
+PANELKIT_EXPORT std::string printParam(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
+
+// As printParam in display form, with "***" for a secret (isSecret in sections.h). A QCD secret that is "no" or
+// "auto" is none yet.
+PANELKIT_EXPORT std::string showParam(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param);
+
+// The default as text.
+PANELKIT_EXPORT std::string printDefault(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
+
+// Sets the value to the default.
+PANELKIT_EXPORT void resetParam(LPARAMS::Client::Param& param);
+
+// Sets the value from a text. When that can't be done the value stays, and the error says why. The text of the present
+// value is always taken, also where that came from the service and is out of bounds.
+PANELKIT_EXPORT std::optional<ParamError> parseParam(const LPARAMS::Client::ParamGroup& group,
+                                                     LPARAMS::Client::Param& param, std::string_view text,
+                                                     TextForm form = TextForm::display);
+
+// What is legal for a parameter, for people: "5..300"; choices in the current language.
+PANELKIT_EXPORT std::string legalValues(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
+
+// Finds "SECTION.KEY", whatever the case, among all groups. When there is none, the error names the nearest.
+PANELKIT_EXPORT std::optional<ParamError> findByName(const AllGroups& groups, std::string_view name, Place& place);
+
+} // namespace panelkit

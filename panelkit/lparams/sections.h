@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// All sections of the configuration, for front ends that walk them or find parameters by name.
+//
+//   panelkit::AllGroups configuration;                       // every section, with defaults
+//   for (auto& group : configuration) group->load();
+//
+//   const panelkit::Place place = configuration.find("IKE", "EXCHANGE_TIMEOUT");
+//   if (place.param) std::cout << panelkit::printParam(*place.param);
+#pragma once
+
+#include <panelkit/lparams/sections/admin.h>
+#include <panelkit/lparams/sections/certmon.h>
+#include <panelkit/lparams/sections/ike.h>
+#include <panelkit/lparams/sections/log.h>
+#include <panelkit/lparams/sections/logon.h>
+#include <panelkit/lparams/sections/pcap.h>
+#include <panelkit/lparams/sections/policy.h>
+#include <panelkit/lparams/sections/privkey.h>
+#include <panelkit/lparams/sections/proxy.h>
+#include <panelkit/lparams/sections/update.h>
+#include <panelkit/lparams/sections/user.h>
+
+#include <memory>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace panelkit {
+
+// A section under its name.
+struct Section {
+    const char* name;
+    std::unique_ptr<LPARAMS::Client::ParamGroup> (*make)();
+};
+
+// The eleven sections, in alphabetical order. LSP_GATE is none: it exists only within USER.
+PANELKIT_EXPORT std::span<const Section> sections();
+
+// Whether a parameter holds a secret: front ends take it without showing it, and mask it wherever they print it.
+PANELKIT_EXPORT bool isSecret(std::string_view section, std::string_view key);
+
+// A parameter and the group that it belongs to; null where nothing was found.
+struct Place {
+    LPARAMS::Client::ParamGroup* group = nullptr;
+    LPARAMS::Client::Param* param = nullptr;
+};
+
+// The parameter of a group by its key, whatever the case; null when there is none.
+PANELKIT_EXPORT LPARAMS::Client::Param* findParam(LPARAMS::Client::ParamGroup& group, std::string_view key);
+
+// One group of every section, in the order of sections().
+class PANELKIT_EXPORT AllGroups {
+public:
+    AllGroups();
+    ~AllGroups();
+    AllGroups(const AllGroups&) = delete;
+    AllGroups& operator=(const AllGroups&) = delete;
+
+    auto begin() const { return groups_.begin(); }
+    auto end() const { return groups_.end(); }
+
+    // Finds by name, whatever the case. `group` is set when the section exists, `param` when the key does too.
+    Place find(std::string_view section, std::string_view key) const;
+
+private:
+    std::vector<std::unique_ptr<LPARAMS::Client::ParamGroup>> groups_;
+};
+
+} // namespace panelkit

@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+//
+// USER: where a user's own policy comes from, with its gateways. The same model as POLICY (policy.h); keys, order and
+// some rows differ.
+#pragma once
+
+#include <panelkit/lparams/param_vector.h>
+
+namespace LPARAMS::Client {
+
+// A gateway of a user's policy: no section of its own, only an element of LSP_GATES.
+struct PANELKIT_EXPORT LSP_GATE : ParamGroup {
+    LSP_GATE();
+    ~LSP_GATE() override;
+
+    // clang-format off
+    StStParam GATE_ADDRESS{*this, "GATE_ADDRESS", registerText(""), ""};
+    StStParam CERT_SUBJECT{*this, "CERT_SUBJECT", registerText(""), ""};
+    StStParam DST_SELECTOR{*this, "DST_SELECTOR", registerText(""), ""};
+    // clang-format on
+};
+
+extern template class ParamVector<LSP_GATE>;
+
+struct PANELKIT_EXPORT USER : ParamGroup {
+    USER();
+    ~USER() override;
+
+    // clang-format off
+    StStParam NAME            {*this, "NAME",             {Text::userName,           Text::empty}, ""};
+    EnumParam LSP_SOURCE      {*this, "LSP_SOURCE",       {Text::source,             Text::empty}, 0, LSP_SOURCE_VARIANTS};
+    StStParam LSP_FILE        {*this, "LSP_FILE",         {Text::file,               Text::empty}, ""};
+    StStParam PMP_SERVERS     {*this, "PMP_SERVERS",      {Text::pmpServers,         Text::empty}, ""};
+    EnumParam PMP_LOGLEVEL    {*this, "PMP_LOGLEVEL",     {Text::logLevel,           Text::empty}, 1, LOG_LEVEL_VARIANTS};
+    EnumParam PMP_AUTH        {*this, "PMP_AUTH",         {Text::pmpAuthMethod,      Text::empty}, 0, PMP_AUTH_VARIANTS};
+    EnumParam PMP_IDTYPE      {*this, "PMP_IDTYPE",       {Text::presharedKeyIdType, Text::empty}, 0, PMP_ID_TYPE_VARIANTS};
+    StStParam PMP_IDDATA      {*this, "PMP_IDDATA",       {Text::presharedKeyIdData, Text::empty}, ""};
+    UIntParam PMP_TIMEOUT     {*this, "PMP_TIMEOUT",      {Text::pmpTimeout,         Text::empty}, 10, {5, 4294967295}};
+    StStParam PMP_CERT_SUBJECT{*this, "PMP_CERT_SUBJECT", {Text::certificateSubject, Text::empty}, ""};
+    StStParam PMP_PSK_NAME    {*this, "PMP_PSK_NAME",     {Text::presharedKeyName,   Text::empty}, ""};
+    ParamVector<LSP_GATE> LSP_GATES{*this, "LSP_GATES",   registerText("")};
+    // clang-format on
+};
+
+} // namespace LPARAMS::Client

@@ -1,0 +1,44 @@
+// SPDX-License-Identifier: MIT
+//
+// VpnNotificationsCommandListener: the bridge's listener for notifications. It sees to it that of each id at most one
+// notification is handled at a time: the same one again is served by the handling under way, another is dropped.
+#pragma once
+
+#include <panelkit/notifications/notifications_dispatcher.h>
+
+#include <platform/bridge/receiver.h>
+
+#include <map>
+#include <mutex>
+#include <string>
+
+class VpnNotificationsCommandListener : public bridge::client::CommandListener {
+public:
+    // Listens for the ids that are registered now. The dispatcher stays the caller's.
+    explicit VpnNotificationsCommandListener(VpnNotificationsDispatcher& dispatcher);
+    ~VpnNotificationsCommandListener() override;
+
+    bool onCommand(bridge::client::RecvSession* session, std::int32_t id, const std::string& payload,
+                   std::string& reply) override;
+    void onServerAttach() override;
+    void onServerDetach() override;
+
+    VpnNotificationsDispatcher& dispatcher() { return dispatcher_; }
+
+private:
+    // One id that is listened for. Payload and session stay behind a handling; only the count tells whether one is
+    // under way.
+    struct Entry {
+        bridge::client::RecvSession* session = nullptr;
+        std::int32_t underWay = 0;
+        std::string payload;
+    };
+    class Handling;
+
+    Entry* begin(bridge::client::RecvSession* session, NotificationIdType id, const std::string& payload);
+    void end(Entry& entry);
+
+    VpnNotificationsDispatcher& dispatcher_;
+    std::mutex mutex_;                            // never held while the dispatcher is called; guards the entries
+    std::map<NotificationIdType, Entry> entries_; // none comes or goes while we listen
+};

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+//
+// The handlers of the process by notification id, and their lock: the one piece of state that notifications share. The
+// lock is held while a handler runs, so it is recursive: a handler may create and destroy handlers.
+#pragma once
+
+#include <panelkit/notifications/notification_handler.h>
+
+#include <map>
+#include <mutex>
+
+namespace panelkit {
+
+class HandlerRegistry {
+public:
+    static HandlerRegistry& instance();
+
+    std::recursive_mutex mutex;                                 // guards what follows
+    std::map<NotificationIdType, VpnNotificationHandler*> byId; // not owned
+};
+
+} // namespace panelkit

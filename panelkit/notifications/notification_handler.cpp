@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/notifications/notification_handler.h>
+
+#include <panelkit/notifications/handler_registry.h>
+
+using panelkit::HandlerRegistry;
+
+HandlerRegistry& HandlerRegistry::instance() {
+    static auto* const registry = new HandlerRegistry; // handlers may have static lifetime
+    return *registry;
+}
+
+VpnNotificationHandler::VpnNotificationHandler(NotificationIdType id) : id_(id) {
+    HandlerRegistry& registry = HandlerRegistry::instance();
+    const std::scoped_lock lock(registry.mutex);
+    registry.byId[id] = this;
+}
+
+VpnNotificationHandler::~VpnNotificationHandler() {
+    HandlerRegistry& registry = HandlerRegistry::instance();
+    const std::scoped_lock lock(registry.mutex);
+    registry.byId.erase(id_); // whoever stands there: front ends rely on the simple rule
+}

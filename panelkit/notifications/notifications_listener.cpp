@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/notifications/notifications_listener.h>
+
+#include <panelkit/notifications/command_listener.h>
+
+#include <memory>
+
+namespace {
+
+// The dispatcher of front ends that bring none; it only routes.
+class RoutingDispatcher final : public VpnNotificationsDispatcher {};
+
+RoutingDispatcher ownDispatcher;
+
+// The one listener of the process, between init and fini.
+std::unique_ptr<VpnNotificationsCommandListener> theListener;
+
+} // namespace
+
+void VpnNotificationsListener::init(VpnNotificationsDispatcher* dispatcher) {
+    auto listener = std::make_unique<VpnNotificationsCommandListener>(dispatcher ? *dispatcher : ownDispatcher);
+    bridge::client::AddCommandListener(listener.get());
+    theListener = std::move(listener);
+    bridge::client::CommandReceiver_init();
+}
+
+void VpnNotificationsListener::fini() {
+    theListener->dispatcher().stopHandleNotifications();
+    bridge::client::CommandReceiver_fini();
+    theListener.reset();
+}

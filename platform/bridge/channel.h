@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+//
+// A connected local byte stream (Unix stream socket, named pipe) with deadlines.
+//
+// One thread reads and one thread writes at a time; close() may be called from any thread and wakes both.
+#pragma once
+
+#include <platform/bridge/deadline.h>
+#include <platform/bridge/peer.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace bridge {
+
+enum class IoStatus : unsigned char {
+    done,
+    timedOut,
+    closed, // by the peer, by close(), or by an error of the system
+};
+
+enum class ConnectStatus : unsigned char {
+    connected,
+    noService,    // nobody listens there
+    accessDenied, // the operating system refuses
+    timedOut,
+};
+
+class Channel {
+public:
+    struct Stream; // the system's handle; only channel_*.cpp and listener_*.cpp know it
+    explicit Channel(std::unique_ptr<Stream> stream);
+    ~Channel();
+    Channel(const Channel&) = delete;
+    Channel& operator=(const Channel&) = delete;
+
+    // Connects to the service at `endpoint`. `channel` is set when the status is connected.
+    static ConnectStatus connect(const std::string& endpoint, Deadline deadline, std::unique_ptr<Channel>& channel);
+
+    // Reads at least one and at most `size` bytes; `got` says how many.
+    IoStatus readSome(char* to, std::size_t size, std::size_t& got, Deadline deadline);
+
+    // Writes both parts as one stretch of bytes; `patience` says how long to wait when the peer takes none.
+    IoStatus write(std::string_view head, std::string_view body, Patience patience);
+
+    // Who is at the other end.
+    Peer peer() const;
+
+    // Ends the connection: reads and writes, also those under way in other threads, answer `closed`. The peer learns
+    // of it when the channel is destroyed at the latest.
+    void close();
+
+private:
+    std::unique_ptr<Stream> stream_;
+};
+
+} // namespace bridge

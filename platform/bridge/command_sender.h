@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+//
+// CommandSender opens and closes the sessions of this process and knows the endpoint they go to.
+//
+// There is one, made on first use and never destroyed: the session pool and controllers with static lifetime may
+// use it until the very end of the process. All members may be called from any thread.
+#pragma once
+
+#include <platform/export.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class BridgeSession;
+
+class PANELKIT_EXPORT CommandSender {
+public:
+    static CommandSender& Instance();
+    CommandSender(const CommandSender&) = delete;
+    CommandSender& operator=(const CommandSender&) = delete;
+
+    // Opens a session. It connects with its first command, so a service that isn't running is not noticed here.
+    //   name   what the service calls the session in its log, "Tokens" for instance
+    //   role   always 1: a session that sends commands
+    // Null when no session can exist at all: the endpoint setting can't be used (bridge::lastFailure() says why).
+    // The session stays this object's; hand it back with CloseSession.
+    BridgeSession* OpenNewSession(const char* name, int role);
+
+    // Disconnects the session, wipes what it buffered and marks it broken. Null, and a session closed before, are
+    // harmless.
+    void CloseSession(BridgeSession* session);
+
+    // Where sessions that are opened from now on connect to: the path of a Unix socket, or the name of a named pipe.
+    // The default is the value of the environment variable PANELKIT_BRIDGE, else the system's service.
+    void SetEndpoint(std::string endpoint);
+    std::string Endpoint() const;
+
+    // The wait setting (milliseconds of silence, 0 without limit) of sessions that are opened from now on.
+    void SetWait(std::uint32_t milliseconds);
+
+private:
+    CommandSender();
+    ~CommandSender() = default;
+
+    struct State;
+    std::unique_ptr<State> state_;
+};

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+//
+// Points in time after which the bridge stops waiting.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+
+namespace bridge {
+
+using Clock = std::chrono::steady_clock;
+using Deadline = Clock::time_point;
+
+inline constexpr Deadline never = Deadline::max();
+
+// The deadline `milliseconds` from now; 0 is no limit.
+inline Deadline after(std::uint32_t milliseconds) {
+    return milliseconds == 0 ? never : Clock::now() + std::chrono::milliseconds(milliseconds);
+}
+
+// How long to wait for bytes that are under way: no gap longer than `silence` milliseconds (0 without limit),
+// and nothing beyond `overall`.
+struct Patience {
+    std::uint32_t silence = 0;
+    Deadline overall = never;
+
+    Deadline next() const { return std::min(overall, after(silence)); }
+};
+
+} // namespace bridge

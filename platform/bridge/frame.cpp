@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/frame.h>
+
+#include <platform/system/little_endian.h>
+#include <platform/system/memory.h>
+#include <platform/system/wipe.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace bridge {
+
+namespace {
+
+constexpr std::size_t bodyStep = std::size_t{256} * 1024;
+constexpr std::size_t hugePagesFrom = std::size_t{4} * 1024 * 1024;
+
+} // namespace
+
+std::array<char, frameHeaderSize> encodeFrameHeader(const FrameHeader& header) {
+    std::array<char, frameHeaderSize> bytes{};
+    platform::storeLittleEndian(&bytes[0], header.length);
+    platform::storeLittleEndian(&bytes[4], static_cast<std::uint32_t>(header.kind));
+    platform::storeLittleEndian(&bytes[8], header.module);
+    platform::storeLittleEndian(&bytes[12], header.command);
+    platform::storeLittleEndian(&bytes[16], header.tag);
+    return bytes;
+}
+
+FrameHeader decodeFrameHeader(const char* bytes) {
+    FrameHeader header;
+    header.length = platform::loadLittleEndian<std::uint32_t>(bytes);
+    header.kind = static_cast<FrameKind>(platform::loadLittleEndian<std::uint32_t>(bytes + 4));
+    header.module = platform::loadLittleEndian<std::uint32_t>(bytes + 8);
+    header.command = platform::loadLittleEndian<std::uint32_t>(bytes + 12);
+    header.tag = platform::loadLittleEndian<std::uint32_t>(bytes + 16);
+    return header;
+}
+
+IoStatus writeFrame(Channel& channel, FrameHeader header, std::string_view body, Patience patience) {
+    header.length = static_cast<std::uint32_t>(body.size());
+    const auto bytes = encodeFrameHeader(header);
+    return channel.write({bytes.data(), bytes.size()}, body, patience);
+}
+
+bool BufferBudget::take(std::uint64_t bytes) {
+    const auto wanted = static_cast<std::int64_t>(bytes);
+    if (left_.fetch_sub(wanted) >= wanted) return true;
+    left_ += wanted;
+    return false;
+}
+
+FrameReader::~FrameReader() { platform::wipe(buffer_.data(), end_); }
+
+// Frames carry PINs, so what was taken out of the buffer does not stay behind in it.
+void FrameReader::consume(std::size_t bytes) {
+    platform::wipe(buffer_.data() + begin_, bytes);
+    begin_ += bytes;
+    if (begin_ == end_) begin_ = end_ = 0;
+}
+
+IoStatus FrameReader::fill(std::size_t wanted, Deadline first, Patience patience) {
+    if (begin_ + wanted > buffer_.size()) {
+        const std::size_t held = buffered();
+        std::memmove(buffer_.data(), buffer_.data() + begin_, held);
+        platform::wipe(buffer_.data() + held, end_ - held);
+        begin_ = 0;
+        end_ = held;
+    }
+    while (buffered() < wanted) {
+        std::size_t got = 0;
+        const Deadline until = buffered() == 0 ? first : patience.next();
+        const IoStatus status = channel_.readSome(buffer_.data() + end_, buffer_.size() - end_, got, until);
+        if (status != IoStatus::done) return status;
+        end_ += got;
+    }
+    return IoStatus::done;
+}
+
+FrameStatus FrameReader::readHeader(FrameHeader& header, Deadline first, Patience patience) {
+    const IoStatus status = fill(frameHeaderSize, first, patience);
+    if (status != IoStatus::done) return status == IoStatus::timedOut ? FrameStatus::timedOut : FrameStatus::closed;
+    header = decodeFrameHeader(buffer_.data() + begin_);
+    consume(frameHeaderSize);
+    return FrameStatus::done;
+}
+
+FrameStatus FrameReader::readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
+                                  BufferBudget* budget) {
+    body.clear();
+    if (header.length > limit) return FrameStatus::tooLarge;
+    body.reserve(header.length); // address space only: pages are touched as the string grows
+    if (header.length >= hugePagesFrom) platform::adviseHugePages(body.data(), header.length);
+    while (body.size() < header.length) {
+        const std::size_t start = body.size();
+        const std::size_t step = std::min(header.length - start, bodyStep);
+        if (budget && !budget->take(step)) return FrameStatus::overBudget;
+        body.resize(start + step);
+        std::size_t filled = std::min(buffered(), step);
+        std::memcpy(body.data() + start, buffer_.data() + begin_, filled);
+        consume(filled);
+        while (filled < step) {
+            std::size_t got = 0;
+            const IoStatus status =
+                channel_.readSome(body.data() + start + filled, step - filled, got, patience.next());
+            if (status != IoStatus::done) {
+                return status == IoStatus::timedOut ? FrameStatus::timedOut : FrameStatus::closed;
+            }
+            filled += got;
+        }
+    }
+    return FrameStatus::done;
+}
+
+} // namespace bridge

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+//
+// The frames of the command bridge: what is written round every payload on the socket or pipe. The format is
+// documented, with a byte dump, in docs/wire-format.md; both sides are built from this file.
+//
+//   header (20 bytes)   u32 length of the body, u32 kind, u32 module, u32 command, u32 tag
+//   body                length bytes
+#pragma once
+
+#include <platform/bridge/channel.h>
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace bridge {
+
+inline constexpr std::uint32_t protocolVersion = 1;
+inline constexpr std::size_t frameHeaderSize = 20;
+inline constexpr std::uint32_t defaultFrameLimit = 64U << 20; // bytes of body
+inline constexpr std::uint32_t helloLimit = 4096;             // bytes of body of a hello or welcome
+
+// Numbers of the wire, never to change.
+enum class FrameKind : std::uint32_t {
+    hello = 1,        // front end -> service, first
+    welcome = 2,      // service -> front end: accepted, or refused and why
+    request = 3,      // module, command, payload
+    reply = 4,        // the module answered; its payload
+    refused = 5,      // the command was not carried out; reason and text
+    working = 6,      // the command still runs; no body
+    push = 7,         // service -> receiver: notification id in `command`, payload
+    pushAnswered = 8, // receiver -> service: handled; its reply
+    pushRefused = 9,  // receiver -> service: not handled
+};
+
+struct FrameHeader {
+    std::uint32_t length = 0;
+    FrameKind kind{};
+    std::uint32_t module = 0;
+    std::uint32_t command = 0;
+    std::uint32_t tag = 0; // chosen by who asks, echoed by who answers
+};
+
+std::array<char, frameHeaderSize> encodeFrameHeader(const FrameHeader& header);
+FrameHeader decodeFrameHeader(const char* bytes);
+
+// Writes a frame; header.length is set from the body.
+IoStatus writeFrame(Channel& channel, FrameHeader header, std::string_view body, Patience patience);
+
+// Bounds what several connections may buffer together. Bytes are taken as they arrive.
+class BufferBudget {
+public:
+    explicit BufferBudget(std::uint64_t limit) : left_(static_cast<std::int64_t>(limit)) {}
+    bool take(std::uint64_t bytes);
+    void give(std::uint64_t bytes) { left_ += static_cast<std::int64_t>(bytes); }
+
+private:
+    std::atomic<std::int64_t> left_;
+};
+
+enum class FrameStatus : unsigned char {
+    done,
+    timedOut,
+    closed,
+    tooLarge,   // the header announces a body above the limit
+    overBudget, // the buffers of all connections together are full
+};
+
+// Reads frames from a channel. Header and small body come with one receive; a large body is received straight
+// into the caller's string, which grows as bytes arrive and not by what a header claims.
+class FrameReader {
+public:
+    explicit FrameReader(Channel& channel) : channel_(channel) {}
+    ~FrameReader();
+    FrameReader(const FrameReader&) = delete;
+    FrameReader& operator=(const FrameReader&) = delete;
+
+    // Waits for the first byte of a header until `first`, and for the rest of it as `patience` says.
+    FrameStatus readHeader(FrameHeader& header, Deadline first, Patience patience);
+
+    // Reads the body announced by `header` into `body`, replacing it. `budget`, when given, is charged with the
+    // bytes that arrived; the caller gives them back when it is done with the body.
+    FrameStatus readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
+                         BufferBudget* budget = nullptr);
+
+private:
+    IoStatus fill(std::size_t wanted, Deadline first, Patience patience);
+    std::size_t buffered() const { return end_ - begin_; }
+    void consume(std::size_t bytes);
+
+    Channel& channel_;
+    std::size_t begin_ = 0;
+    std::size_t end_ = 0;
+    std::array<char, std::size_t{16} * 1024> buffer_;
+};
+
+} // namespace bridge

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/channel_posix.h>
+#include <platform/bridge/endpoint.h>
+#include <platform/bridge/listener.h>
+
+#include <asio/executor_work_guard.hpp>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace bridge {
+
+using asio::local::stream_protocol;
+
+// Accepting fails for want of descriptors, say: the pause keeps that from eating the processor.
+constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
+
+struct Listener::Socket {
+    std::string path;
+    int lock = -1; // held while we serve the endpoint
+    asio::io_context io;
+    asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()}; // only stop() stops it
+    stream_protocol::acceptor acceptor{io};
+
+    ~Socket() {
+        if (lock < 0) return;
+        ::unlink(path.c_str());
+        ::close(lock);
+    }
+};
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, const std::string& what) {
+    throw std::runtime_error("can't serve the endpoint " + path + ": " + what);
+}
+
+// Whoever holds this lock serves the endpoint; the system drops it with the process, however that ends.
+int takeLock(const std::string& path) {
+    const std::string name = path + ".lock";
+    const int lock = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+    if (lock < 0) fail(path, std::generic_category().message(errno));
+    if (::flock(lock, LOCK_EX | LOCK_NB) != 0) {
+        ::close(lock);
+        fail(path, "another service serves it");
+    }
+    return lock;
+}
+
+} // namespace
+
+Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(std::make_unique<Socket>()) {
+    if (const std::string problem = endpointProblem(endpoint); !problem.empty()) fail(endpoint, problem);
+    socket_->path = endpoint;
+    socket_->lock = takeLock(endpoint);
+    ::unlink(endpoint.c_str()); // left behind by a service that was killed: nobody serves it, we hold the lock
+
+    std::error_code error;
+    socket_->acceptor.open(stream_protocol(), error);
+    if (!error) socket_->acceptor.bind(stream_protocol::endpoint(endpoint), error);
+    // Everybody may connect: the service looks at the credentials and tells a stranger why it is refused.
+    if (!error && ::chmod(endpoint.c_str(), 0666) != 0) error.assign(errno, std::generic_category());
+    if (!error) socket_->acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
+    if (error) fail(endpoint, error.message());
+}
+
+Listener::~Listener() = default;
+
+std::unique_ptr<Channel> Listener::accept() {
+    std::unique_ptr<Channel::Stream> stream;
+    std::error_code result;
+    for (;;) {
+        stream = std::make_unique<Channel::Stream>();
+        result = asio::error::would_block;
+        socket_->acceptor.async_accept(stream->socket, [&](const std::error_code& error) { result = error; });
+        while (result == asio::error::would_block && socket_->io.run_one() > 0) {}
+        if (result == asio::error::would_block) break;
+        if (!result) {
+            stream->socket.non_blocking(true, result);
+            return std::make_unique<Channel>(std::move(stream));
+        }
+        std::this_thread::sleep_for(pauseAfterFailure);
+    }
+    // Stopped. The accept under way must end before its variables do.
+    std::error_code ignored;
+    socket_->acceptor.close(ignored);
+    socket_->work.reset();
+    socket_->io.restart();
+    socket_->io.run();
+    return nullptr;
+}
+
+void Listener::stop() { socket_->io.stop(); }
+
+} // namespace bridge

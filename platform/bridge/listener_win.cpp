@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/channel_win.h>
+#include <platform/bridge/endpoint.h>
+#include <platform/bridge/listener.h>
+#include <platform/bridge/peer_win.h>
+#include <platform/system/utf16.h>
+
+#include <sddl.h>
+
+#include <array>
+#include <stdexcept>
+
+namespace bridge {
+
+struct Listener::Socket {
+    std::wstring name;
+    platform::LocalMemory<void> descriptor;
+    platform::Handle pending; // the instance that waits for the next front end
+    platform::Handle connected{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    platform::Handle stopping{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+
+    platform::Handle makeInstance(bool first) const;
+};
+
+namespace {
+
+constexpr DWORD pipeBuffer = 64 * 1024;
+
+[[noreturn]] void fail(const std::string& endpoint, const std::string& what) {
+    throw std::runtime_error("can't serve the endpoint " + endpoint + ": " + what);
+}
+
+// Owner and full control: the service's account; the network is shut out; the system, the administrators and the
+// users that may talk to us can read and write.
+platform::LocalMemory<void> securityDescriptor(const ListenOptions& options) {
+    const std::string own = self().user;
+    std::string text = "O:" + own + "D:P(D;;GA;;;NU)(A;;GA;;;SY)(A;;GRGW;;;BA)(A;;GA;;;" + own + ")";
+    if (!options.users.empty()) text += "(A;;GRGW;;;" + options.users + ")";
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorW(platform::toUtf16(text).c_str(), SDDL_REVISION_1, &descriptor,
+                                                         nullptr);
+    return platform::LocalMemory<void>(descriptor);
+}
+
+} // namespace
+
+platform::Handle Listener::Socket::makeInstance(bool first) const {
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
+    const DWORD mode = PIPE_ACCESS_DUPLEX | FILE_FLAG_OVERLAPPED | (first ? FILE_FLAG_FIRST_PIPE_INSTANCE : 0);
+    return platform::Handle(CreateNamedPipeW(
+        name.c_str(), mode, PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT | PIPE_REJECT_REMOTE_CLIENTS,
+        PIPE_UNLIMITED_INSTANCES, pipeBuffer, pipeBuffer, 0, &attributes));
+}
+
+Listener::Listener(const std::string& endpoint, const ListenOptions& options) : socket_(std::make_unique<Socket>()) {
+    if (const std::string problem = endpointProblem(endpoint); !problem.empty()) fail(endpoint, problem);
+    socket_->name = platform::toUtf16(endpoint);
+    socket_->descriptor = securityDescriptor(options);
+    if (!socket_->descriptor) fail(endpoint, platform::systemErrorText(GetLastError()));
+    // Not every system enforces the first-instance flag, so a pipe that is already served is looked for as well.
+    if (WaitNamedPipeW(socket_->name.c_str(), 1)) fail(endpoint, "another service serves it");
+    socket_->pending = socket_->makeInstance(true);
+    if (!platform::valid(socket_->pending)) {
+        const DWORD error = GetLastError();
+        fail(endpoint, error == ERROR_ACCESS_DENIED ? "another service serves it" : platform::systemErrorText(error));
+    }
+}
+
+Listener::~Listener() = default;
+
+std::unique_ptr<Channel> Listener::accept() {
+    for (;;) {
+        if (!platform::valid(socket_->pending)) { // for want of resources: the pause keeps it from eating the processor
+            Sleep(50);
+            socket_->pending = socket_->makeInstance(false);
+        }
+        OVERLAPPED operation{};
+        operation.hEvent = socket_->connected.get();
+        ResetEvent(operation.hEvent);
+        const bool already = ConnectNamedPipe(socket_->pending.get(), &operation) != 0;
+        const DWORD error = already ? ERROR_PIPE_CONNECTED : GetLastError();
+        bool connected = error == ERROR_PIPE_CONNECTED;
+        if (error == ERROR_IO_PENDING) {
+            const std::array<HANDLE, 2> events{socket_->stopping.get(), operation.hEvent};
+            if (WaitForMultipleObjects(2, events.data(), FALSE, INFINITE) == WAIT_OBJECT_0) {
+                CancelIoEx(socket_->pending.get(), &operation);
+            }
+            DWORD ignored = 0;
+            connected = GetOverlappedResult(socket_->pending.get(), &operation, &ignored, TRUE) != 0;
+        }
+        if (WaitForSingleObject(socket_->stopping.get(), 0) == WAIT_OBJECT_0) return nullptr;
+
+        // The next instance is there before this one is handed out: there is never a moment without a pipe.
+        auto stream = std::make_unique<Channel::Stream>();
+        stream->acceptedHere = true;
+        stream->pipe = std::move(socket_->pending);
+        socket_->pending = socket_->makeInstance(false);
+        if (connected) return std::make_unique<Channel>(std::move(stream));
+    }
+}
+
+void Listener::stop() { SetEvent(socket_->stopping.get()); }
+
+} // namespace bridge

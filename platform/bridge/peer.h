@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// Who is at the other end of a connection, as the operating system vouches for it. The facts come from the
+// connected socket or pipe itself, never from a process id or the owner of a path: those can change hands.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace bridge {
+
+// Accounts are text: a decimal uid or gid, or a SID on Windows.
+struct Peer {
+    std::string user;
+    std::vector<std::string> groups;
+    bool superuser = false; // root; on Windows an elevated administrator or the system
+
+    bool memberOf(const std::string& group) const;
+};
+
+// The account this process runs as.
+Peer self();
+
+// A name for people, "anna", or "account 1000" where the account has none.
+std::string displayName(const Peer& peer);
+
+// Whether a front end of this process may trust a service that runs as `service`: root or the system, the
+// process's own account, or the account that the packaged service runs as.
+bool trustsService(const Peer& service);
+
+// The account of that name that the packaged service runs as.
+inline constexpr const char* serviceAccount = "panelkit";
+
+} // namespace bridge

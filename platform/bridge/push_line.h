@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+//
+// The notifications that wait for one receiver, and those that wait for its answer. A receiver handles one notification
+// of an id at a time and drops what comes meanwhile; so the next of an id goes out when the one before was answered, or
+// was not in time. Used by the server.
+#pragma once
+
+#include <platform/bridge/channel.h>
+#include <platform/bridge/frame.h>
+
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace bridge::server {
+
+enum class PushOutcome : unsigned char {
+    handled,
+    notHandled, // nobody listens for the id, or the handler declined
+    timedOut,
+    lost, // the connection ended first
+};
+
+struct Push {
+    std::uint32_t module = 0;
+    std::int32_t id = 0;
+    std::string payload;
+    // Called once for each receiver that was sent it, on a thread of the server's; may be null.
+    std::function<void(PushOutcome outcome, const std::string& reply)> answered;
+};
+
+struct PushLimits {
+    std::size_t waiting = 1000; // notifications
+    std::size_t waitingBytes = std::size_t{8} << 20;
+    std::chrono::milliseconds answerWait{10'000};
+};
+
+class PushLine {
+public:
+    PushLine(Channel& channel, PushLimits limits) : channel_(channel), limits_(limits) {}
+
+    // Queues a notification. False when the receiver does not keep up: too much is waiting already.
+    bool add(const std::shared_ptr<const Push>& push);
+
+    // The receiver answered.
+    void answered(std::uint32_t tag, PushOutcome outcome, const std::string& reply);
+
+    // Sends what is queued until end(); the line's own thread.
+    void run();
+
+    // What waits is lost; from any thread.
+    void end();
+
+    // Waits until everything queued was sent and answered, or the time is over.
+    void drain(std::chrono::milliseconds time);
+
+private:
+    struct UnderWay {
+        std::shared_ptr<const Push> push;
+        Deadline deadline;
+    };
+    using Expired = std::list<std::shared_ptr<const Push>>;
+
+    std::shared_ptr<const Push> takeNext();
+    Expired takeExpired();
+    Deadline nextExpiry() const;
+
+    Channel& channel_;
+    const PushLimits limits_;
+    std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    std::list<std::shared_ptr<const Push>> waiting_;
+    std::size_t waitingBytes_ = 0;
+    std::map<std::uint32_t, UnderWay> underWay_; // by tag
+    std::uint32_t lastTag_ = 0;
+    bool ended_ = false;
+};
+
+} // namespace bridge::server

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/send_command_progress.h>
+
+#include <platform/bridge/bridge_session.h>
+#include <platform/bridge/failure.h>
+#include <platform/bridge/workers.h>
+#include <platform/system/wipe.h>
+
+#include <chrono>
+#include <exception>
+#include <utility>
+
+namespace {
+
+// A command that ends within the grace never calls the hook; after it, the hook is called at most this often. The
+// wait between two calls is on the command, so its end wakes us at once.
+constexpr auto grace = std::chrono::milliseconds(50);
+constexpr auto pace = std::chrono::milliseconds(20);
+
+} // namespace
+
+SendCommandProgress::IdleLoop::~IdleLoop() = default;
+
+SendCommandProgress::SendCommandProgress(BridgeSession* overSession, ModuleIdType ofModule, std::uint32_t code,
+                                         IdleLoop* whileRunning)
+    : session(overSession), module(ofModule), command(code), idle(whileRunning) {}
+
+SendCommandProgress::~SendCommandProgress() { platform::wipe(payload); }
+
+bool SendCommandProgress::DoWork() {
+    const platform::WipeOnExit wiped(payload);
+    return session->__SendCommand(module, static_cast<long>(command), payload.data(),
+                                  static_cast<unsigned>(payload.size()), &reply);
+}
+
+bool SendCommandProgress::Execute() {
+    if (!session) return false;
+
+    bool answered = false;
+    bridge::Failure outcome;
+    std::exception_ptr thrownByWork;
+    running = true;
+    bridge::Job job([&] {
+        try {
+            answered = DoWork();
+            outcome = bridge::lastFailure();
+        } catch (...) {
+            thrownByWork = std::current_exception();
+        }
+        running = false;
+    });
+
+    std::exception_ptr thrownByHook;
+    for (auto wait = grace; !job.waitFor(wait); wait = pace) {
+        if (!idle || thrownByHook) continue;
+        try {
+            idle->OnExecuteCommand(*this);
+        } catch (...) {
+            thrownByHook = std::current_exception();
+        }
+    }
+    bridge::setLastFailure(std::move(outcome));
+    if (thrownByHook) std::rethrow_exception(thrownByHook);
+    if (thrownByWork) std::rethrow_exception(thrownByWork);
+    return answered;
+}

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+//
+// SendCommandProgress runs one long command on a thread of the bridge's, and meanwhile calls an idle hook on the
+// calling thread, which can draw progress or keep a window alive.
+//
+//   SendCommandProgress command(session, ModuleCertificates, 19, this);
+//   CommandStreamOut(command.payload) << selector;
+//   if (!command.Execute()) return false;
+//   CommandStreamIn reply(command.reply);
+#pragma once
+
+#include <platform/export.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+class BridgeSession;
+enum ModuleIdType : std::uint32_t;
+
+class PANELKIT_EXPORT SendCommandProgress {
+public:
+    // The hook. Certificate and token controllers are idle loops themselves.
+    class PANELKIT_EXPORT IdleLoop {
+    public:
+        IdleLoop() = default;
+        IdleLoop(const IdleLoop&) = default;
+        IdleLoop(IdleLoop&&) = default;
+        IdleLoop& operator=(const IdleLoop&) = default;
+        IdleLoop& operator=(IdleLoop&&) = default;
+        virtual ~IdleLoop();
+
+        // Called on the thread that called Execute, again and again while the command runs, but not before it has
+        // run for 50 ms and with at least 20 ms in between. May return at once or stay until `progress.running`
+        // clears. What it throws leaves Execute once the command has ended.
+        virtual void OnExecuteCommand(const SendCommandProgress& progress) = 0;
+    };
+
+    SendCommandProgress(BridgeSession* overSession, ModuleIdType ofModule, std::uint32_t code, IdleLoop* whileRunning);
+    virtual ~SendCommandProgress();
+    SendCommandProgress(const SendCommandProgress&) = delete;
+    SendCommandProgress& operator=(const SendCommandProgress&) = delete;
+
+    // Sends the command and fills `reply`; true when the module answered. Execute runs it on a thread of the
+    // bridge's. The payload is wiped afterwards, since it may have carried a secret.
+    virtual bool DoWork();
+
+    // Runs DoWork and gives its result; while it works, calls the idle loop. With a null session it answers false
+    // at once, without calling the hook. What DoWork throws is thrown here. Commands may be nested (a hook may
+    // execute another one, over another session) and run from several threads.
+    bool Execute();
+
+    std::atomic<bool> running{false}; // while the command is being executed
+    bool flag = false;                // the caller's own; the bridge leaves it alone
+    BridgeSession* session;           // not owned; may be null
+    ModuleIdType module;
+    std::uint32_t command;
+    std::string payload;
+    std::string reply;
+    IdleLoop* idle; // not owned; null draws nothing
+};

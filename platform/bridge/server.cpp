@@ -1,0 +1,393 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/server.h>
+
+#include <platform/system/wipe.h>
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+namespace bridge::server {
+
+namespace {
+
+// A connection whose command may be under way: what the session's own thread shares with the server's.
+class Connection {
+public:
+    explicit Connection(std::unique_ptr<Channel> connected) : channel(std::move(connected)), reader(*channel) {}
+
+    // The thread of the session takes the command on, unless the server is stopping.
+    bool beginCommand(std::uint32_t tag) {
+        const std::scoped_lock lock(mutex_);
+        if (stopping_) return false;
+        busySince_ = Clock::now();
+        tag_ = tag;
+        return true;
+    }
+
+    // The answer goes out and the command is over, in one step: no still-working frame may follow the answer. False
+    // when the session is over as well.
+    bool endCommand(const FrameHeader& header, std::string_view body, Patience patience) {
+        const std::scoped_lock lock(mutex_);
+        busySince_.reset();
+        return writeFrame(*channel, header, body, patience) == IoStatus::done && !stopping_;
+    }
+
+    // Tells the client that its command is still being worked on, when the last sign of life is that old. A client
+    // that has not even room for that is not waited for.
+    void showWorking(std::chrono::milliseconds interval) {
+        const std::scoped_lock lock(mutex_);
+        if (!busySince_ || Clock::now() - *busySince_ < interval) return;
+        busySince_ = Clock::now();
+        const FrameHeader header{.kind = FrameKind::working, .tag = tag_};
+        if (writeFrame(*channel, header, {}, {0, Clock::now()}) != IoStatus::done) channel->close();
+    }
+
+    // No further command is begun; a session that waits for one ends at once.
+    void stop() {
+        const std::scoped_lock lock(mutex_);
+        stopping_ = true;
+        if (!busySince_) channel->close();
+    }
+
+    const std::unique_ptr<Channel> channel;
+    FrameReader reader;              // of the session's thread
+    std::atomic<bool> lagged{false}; // a receiver that does not keep up, and was told so
+    Peer peer; // set once by the session's thread, under the server's lock; others read it under that lock
+
+private:
+    std::mutex mutex_;                           // guards writing, and what follows
+    std::optional<Clock::time_point> busySince_; // start of the command, or its last sign of life
+    std::uint32_t tag_ = 0;
+    bool stopping_ = false;
+};
+
+} // namespace
+
+struct Server::State {
+    State(const std::string& endpoint, Service& serviceIn, Options optionsIn)
+        : service(serviceIn),
+          options(std::move(optionsIn)),
+          budget(options.bufferLimit),
+          listener(endpoint, options.listen) {}
+
+    Service& service;
+    const Options options;
+    BufferBudget budget;
+    Listener listener;
+
+    // One per accepted connection, which is gone when it has ended; the thread is then joined.
+    struct Member {
+        std::shared_ptr<Connection> connection;
+        std::thread thread;
+        bool ended = false;
+    };
+    std::mutex mutex; // guards what follows
+    std::condition_variable changed;
+    std::list<Member> members;
+    bool stopping = false;
+    std::uint64_t lastNumber = 0;
+    // The receivers among them.
+    struct Receiver {
+        std::shared_ptr<PushLine> line;
+        Connection* connection;
+    };
+    std::list<Receiver> receivers;
+
+    void add(std::unique_ptr<Channel> channel);
+    void reap();
+    void keepAlive();
+    bool endAll();
+
+    void serve(Connection& connection);
+    void identify(Connection& connection);
+    Verdict judge(const Connection& connection, std::string& text);
+    std::optional<Hello> readHello(Connection& connection, Patience limit);
+    std::optional<Hello> shakeHands(Connection& connection);
+    bool serveCommand(Connection& connection, Session& session);
+    void serveReceiver(Connection& connection);
+    bool takeAnswer(Connection& connection, PushLine& line);
+    std::vector<Receiver> receiversNow();
+    Answer answer(Session& session, const Request& request);
+    bool send(Connection& connection, const FrameHeader& request, Answer answer);
+    Patience patience() const { return {options.silence}; }
+};
+
+// ---- the life of a session, on its thread
+
+void Server::State::serve(Connection& connection) {
+    const std::optional<Hello> hello = shakeHands(connection);
+    if (!hello) return;
+    if (hello->role == Role::receiver) return serveReceiver(connection);
+    Session session;
+    {
+        const std::scoped_lock lock(mutex);
+        session.number = ++lastNumber;
+    }
+    session.name = hello->name;
+    session.peer = connection.peer;
+    try {
+        while (serveCommand(connection, session)) {}
+    } catch (...) { // NOLINT(bugprone-empty-catch): what a service throws ends the session, and nothing else
+    }
+    service.ended(session);
+}
+
+void Server::State::identify(Connection& connection) {
+    Peer peer = connection.channel->peer();
+    const std::scoped_lock lock(mutex);
+    connection.peer = std::move(peer);
+}
+
+// Whether the account may come in. Only what the system vouches for is asked.
+Verdict Server::State::judge(const Connection& connection, std::string& text) {
+    if (connection.peer.user.empty() || !service.admits(connection.peer)) {
+        text = displayName(connection.peer) + " may not use this service";
+        return Verdict::accessDenied;
+    }
+    const std::scoped_lock lock(mutex);
+    const auto own = std::count_if(members.begin(), members.end(), [&](const Member& member) {
+        return member.connection && member.connection->peer.user == connection.peer.user;
+    });
+    if (members.size() > options.sessions || static_cast<std::size_t>(own) > options.sessionsPerUser) {
+        text = "too many sessions are open";
+        return Verdict::overloaded;
+    }
+    return Verdict::accepted;
+}
+
+// Reads the hello; what is missing or malformed comes out as nothing.
+std::optional<Hello> Server::State::readHello(Connection& connection, Patience limit) {
+    FrameHeader header;
+    std::string body;
+    if (connection.reader.readHeader(header, limit.overall, limit) != FrameStatus::done) return std::nullopt;
+    if (header.kind != FrameKind::hello) return std::nullopt;
+    if (connection.reader.readBody(header, body, helloLimit, limit) != FrameStatus::done) return std::nullopt;
+    return decodeHello(body);
+}
+
+std::optional<Hello> Server::State::shakeHands(Connection& connection) {
+    Welcome welcome{protocolVersion, Verdict::accepted, options.frameLimit, options.service, {}};
+    const Patience limit{options.handshakeWait, after(options.handshakeWait)};
+
+    // Windows names the client of a pipe only once something was read from it.
+    identify(connection);
+    const bool known = !connection.peer.user.empty();
+    if (known) welcome.verdict = judge(connection, welcome.text);
+    std::optional<Hello> hello;
+    if (welcome.verdict == Verdict::accepted) hello = readHello(connection, limit);
+    if (!known) {
+        identify(connection);
+        welcome.verdict = judge(connection, welcome.text);
+    }
+
+    if (welcome.verdict == Verdict::accepted) {
+        if (!hello) {
+            welcome.verdict = Verdict::malformed;
+        } else if (hello->version != protocolVersion ||
+                   (hello->role != Role::commandSession && hello->role != Role::receiver)) {
+            welcome.verdict = Verdict::versionMismatch;
+        }
+    }
+    const IoStatus written = writeFrame(*connection.channel, {.kind = FrameKind::welcome}, encode(welcome), limit);
+    if (written != IoStatus::done || welcome.verdict != Verdict::accepted) return std::nullopt;
+    return hello;
+}
+
+// Reads and answers one command; false when the session is over.
+bool Server::State::serveCommand(Connection& connection, Session& session) {
+    FrameHeader header;
+    if (connection.reader.readHeader(header, never, patience()) != FrameStatus::done) return false;
+    if (header.kind != FrameKind::request) return false;
+    if (!connection.beginCommand(header.tag)) {
+        send(connection, header, Answer::refused(RefusalReason::stopping, "the service is stopping"));
+        return false;
+    }
+
+    std::string payload;
+    const FrameStatus status = connection.reader.readBody(header, payload, options.frameLimit, patience(), &budget);
+    bool goesOn = false;
+    if (status == FrameStatus::done) {
+        Answer result = answer(session, {header.module, header.command, payload});
+        platform::wipe(payload); // before the client can learn that the command is over
+        goesOn = send(connection, header, std::move(result));
+    } else if (status == FrameStatus::tooLarge || status == FrameStatus::overBudget) {
+        // The rest of the body is not waited for, so the session ends with this.
+        send(connection, header, Answer::refused(RefusalReason::tooLarge, "the request is too large"));
+    }
+    budget.give(status == FrameStatus::done ? header.length : payload.size());
+    platform::wipe(payload);
+    return goesOn;
+}
+
+Answer Server::State::answer(Session& session, const Request& request) {
+    try {
+        return service.handle(session, request);
+    } catch (const std::exception& error) {
+        return Answer::refused(RefusalReason::byModule, error.what());
+    }
+}
+
+bool Server::State::send(Connection& connection, const FrameHeader& request, Answer answer) {
+    if (const auto* reply = std::get_if<std::string>(&answer.content); reply && reply->size() > defaultFrameLimit) {
+        answer = Answer::refused(RefusalReason::tooLarge, "the reply is too large");
+    }
+    FrameHeader header = request;
+    if (const auto* refusal = std::get_if<Refusal>(&answer.content)) {
+        header.kind = FrameKind::refused;
+        return connection.endCommand(header, encode(*refusal), patience());
+    }
+    header.kind = FrameKind::reply;
+    std::string& reply = std::get<std::string>(answer.content);
+    const platform::WipeOnExit wiped(reply); // it may hold a secret
+    return connection.endCommand(header, reply, patience());
+}
+
+// ---- receivers
+
+// The session's own thread takes the answers, one of the line's sends the notifications.
+void Server::State::serveReceiver(Connection& connection) {
+    const auto line = std::make_shared<PushLine>(*connection.channel, options.push);
+    std::list<Receiver>::iterator entry;
+    {
+        const std::scoped_lock lock(mutex);
+        entry = receivers.insert(receivers.end(), {line, &connection});
+    }
+    std::thread sender([line] { line->run(); });
+    while (takeAnswer(connection, *line)) {}
+    {
+        const std::scoped_lock lock(mutex);
+        receivers.erase(entry);
+    }
+    connection.channel->close();
+    line->end();
+    sender.join();
+}
+
+bool Server::State::takeAnswer(Connection& connection, PushLine& line) {
+    FrameHeader header;
+    std::string reply;
+    if (connection.reader.readHeader(header, never, patience()) != FrameStatus::done) return false;
+    const bool handled = header.kind == FrameKind::pushAnswered;
+    if (!handled && header.kind != FrameKind::pushRefused) return false;
+    const FrameStatus status = connection.reader.readBody(header, reply, options.frameLimit, patience(), &budget);
+    budget.give(reply.size());
+    if (status != FrameStatus::done) return false;
+    line.answered(header.tag, handled ? PushOutcome::handled : PushOutcome::notHandled, reply);
+    return true;
+}
+
+std::vector<Server::State::Receiver> Server::State::receiversNow() {
+    const std::scoped_lock lock(mutex);
+    return {receivers.begin(), receivers.end()};
+}
+
+// ---- the server's own threads
+
+void Server::State::add(std::unique_ptr<Channel> channel) {
+    auto connection = std::make_shared<Connection>(std::move(channel));
+    const std::scoped_lock lock(mutex);
+    Member& member = members.emplace_back();
+    member.connection = connection;
+    try {
+        member.thread = std::thread([this, connection, &member] {
+            serve(*connection);
+            connection->channel->close();
+            const std::scoped_lock ending(mutex);
+            member.connection.reset(); // so that the connection ends with this thread, and not when it is joined
+            member.ended = true;
+            changed.notify_all();
+        });
+    } catch (const std::system_error&) {
+        members.pop_back(); // the system has no thread left: this client is dropped, the others are served
+    }
+}
+
+// Joins the threads of sessions that have ended.
+void Server::State::reap() {
+    std::list<Member> ended;
+    {
+        const std::scoped_lock lock(mutex);
+        for (auto member = members.begin(); member != members.end();) {
+            const auto next = std::next(member);
+            if (member->ended) ended.splice(ended.end(), members, member);
+            member = next;
+        }
+    }
+    for (Member& member : ended) member.thread.join();
+}
+
+// Sends the signs of life of commands that take long.
+void Server::State::keepAlive() {
+    const std::chrono::milliseconds interval(options.workingInterval);
+    std::unique_lock lock(mutex);
+    while (!changed.wait_for(lock, interval / 5, [this] { return stopping; })) {
+        std::vector<std::shared_ptr<Connection>> connections;
+        for (const Member& member : members) {
+            if (member.connection) connections.push_back(member.connection);
+        }
+        lock.unlock();
+        for (const auto& connection : connections) connection->showWorking(interval);
+        lock.lock();
+    }
+}
+
+bool Server::State::endAll() {
+    std::unique_lock lock(mutex);
+    for (const Member& member : members) {
+        if (member.connection) member.connection->stop();
+    }
+    const bool ended = changed.wait_for(lock, options.grace, [this] {
+        return std::all_of(members.begin(), members.end(), [](const Member& member) { return member.ended; });
+    });
+    lock.unlock();
+    if (ended) reap();
+    return ended;
+}
+
+Server::Server(const std::string& endpoint, Service& service, Options options)
+    : state_(std::make_unique<State>(endpoint, service, std::move(options))) {}
+
+Server::~Server() = default;
+
+bool Server::run() {
+    std::thread alive([this] { state_->keepAlive(); });
+    while (std::unique_ptr<Channel> channel = state_->listener.accept()) {
+        state_->reap();
+        state_->add(std::move(channel));
+    }
+    alive.join();
+    return state_->endAll();
+}
+
+void Server::push(Push notification) {
+    const auto push = std::make_shared<const Push>(std::move(notification));
+    const std::scoped_lock lock(state_->mutex); // so that no receiver ends meanwhile
+    for (const State::Receiver& receiver : state_->receivers) {
+        if (receiver.line->add(push)) continue;
+        if (receiver.connection->lagged.exchange(true)) continue;
+        state_->service.lagged(receiver.connection->peer);
+        receiver.connection->channel->close();
+    }
+}
+
+void Server::drainPushes(std::chrono::milliseconds time) {
+    for (const State::Receiver& receiver : state_->receiversNow()) receiver.line->drain(time);
+}
+
+void Server::stop() {
+    {
+        const std::scoped_lock lock(state_->mutex);
+        state_->stopping = true;
+        state_->changed.notify_all();
+    }
+    state_->listener.stop();
+}
+
+} // namespace bridge::server

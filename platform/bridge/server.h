@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+//
+// The service's side of the bridge: accepts sessions, knows who is at their other end, runs their commands.
+//
+// Every session has a thread of its own, so a slow command or a client that neither reads nor writes holds up nobody
+// else; one command runs at a time per session. What all sessions buffer together is bounded, and so is their
+// number, in all and per account.
+//
+//   class Echo : public bridge::server::Service {
+//       bool admits(const bridge::Peer&) override { return true; }
+//       Answer handle(Session&, const Request& request) override { return Answer::reply(request.payload); }
+//   };
+//   Echo echo;
+//   bridge::server::Server server("/run/echo.sock", echo, {});
+//   server.run(); // until another thread calls stop()
+#pragma once
+
+#include <platform/bridge/frame.h>
+#include <platform/bridge/hello.h>
+#include <platform/bridge/listener.h>
+#include <platform/bridge/push_line.h>
+
+#include <any>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <variant>
+
+namespace bridge::server {
+
+// A client's session, as the service sees it. Used on the session's own thread only.
+struct Session {
+    std::uint64_t number = 0; // unique for the life of the server
+    std::string name;         // as the client named it
+    Peer peer;
+    std::any state; // whatever the service keeps for the session; destroyed when it ends
+};
+
+struct Request {
+    std::uint32_t module = 0;
+    std::uint32_t command = 0;
+    std::string& payload; // the service may take it; what is left is wiped when the command is answered
+};
+
+// What a command ends with: a reply, or a refusal.
+struct Answer {
+    std::variant<std::string, Refusal> content;
+
+    static Answer reply(std::string payload) { return {std::move(payload)}; }
+    static Answer refused(RefusalReason reason, std::string text, std::uint32_t detail = 0) {
+        return {Refusal{reason, detail, std::move(text)}};
+    }
+};
+
+// What the server asks of the service. All members but admits() are called on the threads of sessions, of several
+// at once; what they throw ends the session.
+class Service {
+public:
+    virtual ~Service() = default;
+
+    // Whether this account may talk to the service at all. Asked before anything that the client sent is looked at.
+    virtual bool admits(const Peer& peer) = 0;
+
+    virtual Answer handle(Session& session, const Request& request) = 0;
+
+    // The session ended, for whatever reason.
+    virtual void ended(Session&) {}
+
+    // A receiver does not take its notifications fast enough, and is closed. Called once for it, on the thread that
+    // pushes.
+    virtual void lagged(const Peer&) {}
+};
+
+struct Options {
+    ListenOptions listen;
+    std::string service = "panelkitd"; // name and version, told to clients
+    std::uint32_t frameLimit = defaultFrameLimit;
+    std::uint64_t bufferLimit = std::uint64_t{256} << 20; // bytes of requests, all sessions together
+    std::size_t sessions = 256;
+    std::size_t sessionsPerUser = 64;
+    std::uint32_t handshakeWait = 5'000;   // milliseconds for a whole hello
+    std::uint32_t silence = 30'000;        // milliseconds without a byte inside a frame
+    std::uint32_t workingInterval = 5'000; // milliseconds between still-working frames
+    PushLimits push;
+    std::chrono::milliseconds grace{10'000}; // for commands under way when the server stops
+};
+
+class Server {
+public:
+    // Throws std::runtime_error when the endpoint can't be served (see Listener).
+    Server(const std::string& endpoint, Service& service, Options options);
+    // The sessions must have ended: run() has returned true, or was never called.
+    ~Server();
+    Server(const Server&) = delete;
+    Server& operator=(const Server&) = delete;
+
+    // Serves until stop() is called. Then no new command is begun, commands under way are finished and answered,
+    // and all sessions are closed. False when a command did not end within the grace: the process should then leave
+    // without destroying the server.
+    bool run();
+
+    // From any thread, also before run(). Not from a signal handler.
+    void stop();
+
+    // Sends a notification to all receivers that are connected now. Returns at once; from any thread.
+    void push(Push notification);
+
+    // Waits until all that was pushed is sent and answered, at most for that long.
+    void drainPushes(std::chrono::milliseconds time);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace bridge::server

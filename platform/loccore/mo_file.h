@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+//
+// The compiled form of a gettext catalogue (.mo): 32-bit words that say where the texts stand. Reading is a pure
+// function over bytes; whatever they are, it stays within them.
+//
+//   0  magic 0x950412de     8  number of texts N      16  offset of N (length, offset) pairs: the translations
+//   4  revision 0          12  offset of N pairs: the originals      20  a hash table that nobody here needs
+//
+// Every text is followed by a NUL that its length leaves out. An original may begin with a context and the byte 4.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Loc {
+
+// Views into the bytes that were read. `original` and `translation` are NUL-terminated there; either may hold further
+// NULs, which part plural forms.
+struct MoText {
+    std::optional<std::string_view> context;
+    std::string_view original;
+    std::string_view translation;
+};
+
+// Reads all texts, the header (whose original is empty) among them. Only little-endian files of revision 0 are read,
+// which is what msgfmt writes on the machines that we build on. On false, `error` says what is wrong and `texts` is
+// unspecified.
+bool readMo(std::string_view bytes, std::vector<MoText>& texts, std::string& error);
+
+} // namespace Loc

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+#include <platform/system/child_process.h>
+
+#include <platform/system/collected_text.h>
+#include <platform/system/handle_win.h>
+#include <platform/system/utf16.h>
+
+#include <array>
+#include <stdexcept>
+#include <thread>
+
+namespace platform {
+
+namespace {
+
+struct Pipe {
+    Handle read;
+    Handle write;
+    Pipe() {
+        SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+        HANDLE ends[2]{};
+        if (!CreatePipe(&ends[0], &ends[1], &inheritable, 0)) throw std::runtime_error("can't make a pipe");
+        read.reset(ends[0]);
+        write.reset(ends[1]);
+    }
+    static void keepToOurselves(const Handle& end) { SetHandleInformation(end.get(), HANDLE_FLAG_INHERIT, 0); }
+};
+
+// One argument as the C runtime's parser takes it back apart: backslashes count only before a quotation mark.
+std::wstring quoted(const std::wstring& argument) {
+    std::wstring text = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t c : argument) {
+        if (c == L'"') text.append(backslashes + 1, L'\\');
+        backslashes = c == L'\\' ? backslashes + 1 : 0;
+        text += c;
+    }
+    return text.append(backslashes, L'\\') + L'"';
+}
+
+// The environment block: NAME=value, each with its zero, and one more zero.
+std::wstring mergedEnvironment(const ChildOptions& options) {
+    std::wstring block;
+    wchar_t* const inherited = GetEnvironmentStringsW();
+    for (const wchar_t* entry = inherited; *entry; entry += std::wstring_view(entry).size() + 1) {
+        const std::wstring_view text(entry);
+        const std::string name = toUtf8(text.substr(0, text.find(L'=', 1)));
+        if (options.environment.count(name) == 0) block.append(text).push_back(L'\0');
+    }
+    FreeEnvironmentStringsW(inherited);
+    for (const auto& [name, value] : options.environment) {
+        if (value) block.append(toUtf16(name + "=" + *value)).push_back(L'\0');
+    }
+    block.push_back(L'\0');
+    return block;
+}
+
+void collect(HANDLE from, CollectedText& into) {
+    std::array<char, 16384> buffer{};
+    DWORD count = 0;
+    while (ReadFile(from, buffer.data(), static_cast<DWORD>(buffer.size()), &count, nullptr) && count > 0) {
+        into.add(buffer.data(), count);
+    }
+}
+
+void feed(HANDLE to, const std::string& text) {
+    std::size_t written = 0;
+    DWORD count = 0;
+    while (written < text.size() &&
+           WriteFile(to, text.data() + written, static_cast<DWORD>(text.size() - written), &count, nullptr)) {
+        written += count;
+    }
+}
+
+} // namespace
+
+struct ChildProcess::State {
+    Handle process;
+    DWORD pid = 0;
+    bool killedByUs = false;
+    Pipe input, output, error;
+    std::string toFeed;
+    CollectedText outputText, errorText;
+    std::thread feeder, outputReader, errorReader;
+
+    void start(const ChildOptions& options);
+    void joinAll();
+};
+
+void ChildProcess::State::start(const ChildOptions& options) {
+    Pipe::keepToOurselves(input.write);
+    Pipe::keepToOurselves(output.read);
+    Pipe::keepToOurselves(error.read);
+
+    std::wstring commandLine;
+    for (const std::string& argument : options.arguments) commandLine += quoted(toUtf16(argument)) + L" ";
+    std::wstring environment = mergedEnvironment(options);
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = input.read.get();
+    startup.hStdOutput = output.write.get();
+    startup.hStdError = options.inheritError ? GetStdHandle(STD_ERROR_HANDLE) : error.write.get();
+    PROCESS_INFORMATION started{};
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
+                        environment.data(), nullptr, &startup, &started)) {
+        throw std::runtime_error(options.arguments.at(0) + " can't be started: " + systemErrorText(GetLastError()));
+    }
+    CloseHandle(started.hThread);
+    process.reset(started.hProcess);
+    pid = started.dwProcessId;
+    input.read.reset();
+    output.write.reset();
+    error.write.reset();
+}
+
+void ChildProcess::State::joinAll() {
+    for (std::thread* thread : {&feeder, &outputReader, &errorReader}) {
+        if (thread->joinable()) thread->join();
+    }
+}
+
+ChildProcess::ChildProcess(const ChildOptions& options) : state_(std::make_unique<State>()) {
+    State& state = *state_;
+    state.start(options);
+    state.toFeed = options.input;
+    state.outputReader = std::thread([&state] { collect(state.output.read.get(), state.outputText); });
+    state.errorReader = std::thread([&state] { collect(state.error.read.get(), state.errorText); });
+    state.feeder = std::thread([&state] {
+        feed(state.input.write.get(), state.toFeed);
+        state.input.write.reset();
+    });
+}
+
+ChildProcess::~ChildProcess() {
+    kill();
+    WaitForSingleObject(state_->process.get(), INFINITE);
+    state_->joinAll();
+}
+
+std::int64_t ChildProcess::id() const { return state_->pid; }
+
+bool ChildProcess::ended() const { return WaitForSingleObject(state_->process.get(), 0) == WAIT_OBJECT_0; }
+
+void ChildProcess::terminate() { kill(); }
+
+void ChildProcess::kill() {
+    if (ended()) return;
+    state_->killedByUs = true;
+    TerminateProcess(state_->process.get(), 9);
+}
+
+ChildResult ChildProcess::wait(std::chrono::milliseconds limit) {
+    ChildResult result;
+    if (WaitForSingleObject(state_->process.get(), static_cast<DWORD>(limit.count())) == WAIT_TIMEOUT) {
+        result.ending = Ending::timedOut;
+        kill();
+        WaitForSingleObject(state_->process.get(), INFINITE);
+    }
+    state_->joinAll();
+    DWORD status = 0;
+    GetExitCodeProcess(state_->process.get(), &status);
+    // An unhandled exception ends a process with its code, which has the two highest bits set.
+    const bool crashed = status >= 0xC0000000;
+    if (result.ending != Ending::timedOut && (state_->killedByUs || crashed)) result.ending = Ending::killed;
+    result.status = static_cast<int>(status);
+    result.output = state_->outputText.text();
+    result.error = state_->errorText.text();
+    return result;
+}
+
+std::string ChildProcess::outputSoFar() const { return state_->outputText.text(); }
+std::string ChildProcess::errorSoFar() const { return state_->errorText.text(); }
+
+} // namespace platform

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include <platform/system/files.h>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace platform {
+
+namespace {
+
+class Descriptor {
+public:
+    explicit Descriptor(int number) : number_(number) {}
+    ~Descriptor() {
+        if (number_ >= 0) ::close(number_);
+    }
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+
+    int get() const { return number_; }
+    int release() { return std::exchange(number_, -1); }
+
+private:
+    int number_;
+};
+
+[[noreturn]] void fail(const std::string& path, int error) {
+    throw FileError(path, std::generic_category().message(error), error == ENOENT);
+}
+
+std::string folderOf(const std::string& path) {
+    const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+    return folder.empty() ? "." : folder.string();
+}
+
+// Where a rename must go so that a link stays a link.
+std::string followLink(const std::string& path) {
+    char resolved[PATH_MAX];
+    return ::realpath(path.c_str(), resolved) ? resolved : path;
+}
+
+void writeAll(int file, const std::string& content, const std::string& path) {
+    std::size_t written = 0;
+    while (written < content.size()) {
+        const ssize_t count = ::write(file, content.data() + written, content.size() - written);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail(path, errno);
+        written += static_cast<std::size_t>(count);
+    }
+    if (::fsync(file) != 0) fail(path, errno);
+}
+
+// The rename itself must survive a crash too.
+void flushFolder(const std::string& folder) {
+    const Descriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (directory.get() >= 0) ::fsync(directory.get());
+}
+
+} // namespace
+
+std::string readFile(const std::string& path, std::uint64_t limit) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    if (file.get() < 0) fail(path, errno);
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0) fail(path, errno);
+    if (S_ISDIR(status.st_mode)) fail(path, EISDIR);
+    if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
+    if (static_cast<std::uint64_t>(status.st_size) > limit) {
+        throw FileError(path, "too large: " + std::to_string(status.st_size) + " bytes, at most " +
+                                  std::to_string(limit) + " are taken");
+    }
+    ::flock(file.get(), LOCK_SH | LOCK_NB); // shuts out writers that ask; the system offers no more
+    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+    std::size_t filled = 0;
+    while (filled < content.size()) {
+        const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) fail(path, errno);
+        if (count == 0) throw FileError(path, "ends early: it is being written, or it is no file of the disk");
+        filled += static_cast<std::size_t>(count);
+    }
+    return content;
+}
+
+void replaceFile(const std::string& path, const std::string& content, bool onlyOwner) {
+    const std::string target = followLink(path);
+    std::string beside = target + ".XXXXXX";
+    Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
+    if (file.get() < 0) fail(beside, errno);
+    try {
+        struct stat existing {};
+        if (::stat(target.c_str(), &existing) == 0) {
+            ::fchmod(file.get(), existing.st_mode & 07777U);
+        } else if (!onlyOwner) {
+            const mode_t mask = ::umask(0);
+            ::umask(mask);
+            ::fchmod(file.get(), 0666U & ~mask);
+        }
+        writeAll(file.get(), content, beside);
+        if (::close(file.release()) != 0) fail(beside, errno);
+        if (::rename(beside.c_str(), target.c_str()) != 0) fail(target, errno);
+    } catch (...) {
+        ::unlink(beside.c_str());
+        throw;
+    }
+    flushFolder(folderOf(target));
+}
+
+void makePrivateFolder(const std::string& path) {
+    const std::string above = folderOf(path);
+    struct stat status {};
+    if (::stat(above.c_str(), &status) != 0 && errno == ENOENT && above != path) makePrivateFolder(above);
+    if (::mkdir(path.c_str(), 0700) == 0) return;
+    if (errno != EEXIST) fail(path, errno);
+    if (::lstat(path.c_str(), &status) != 0) fail(path, errno);
+    if (!S_ISDIR(status.st_mode)) fail(path, ENOTDIR);
+    if (status.st_uid != ::geteuid()) throw FileError(path, "belongs to another account");
+    if (status.st_mode & 022U) throw FileError(path, "can be written by other accounts");
+}
+
+std::string executablePath() {
+    std::error_code ignored;
+    return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
+}
+
+} // namespace platform

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include <platform/system/files.h>
+
+#include <platform/system/handle_win.h>
+#include <platform/system/utf16.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace platform {
+
+namespace {
+
+[[noreturn]] void fail(const std::string& path, DWORD error) {
+    throw FileError(path, systemErrorText(error), error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND);
+}
+
+// A name that may be longer than the classic limit.
+std::wstring longName(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(std::filesystem::path(toUtf16(path)), error);
+    if (error) throw FileError(path, error.message());
+    const std::wstring name = full.lexically_normal().make_preferred().native();
+    return name.rfind(L"\\\\", 0) == 0 ? name : L"\\\\?\\" + name;
+}
+
+} // namespace
+
+std::string readFile(const std::string& path, std::uint64_t limit) {
+    const std::wstring name = longName(path);
+    const DWORD attributes = GetFileAttributesW(name.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY) {
+        throw FileError(path, "is a folder");
+    }
+    const Handle file(CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    if (!valid(file)) fail(path, GetLastError());
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file.get(), &size)) fail(path, GetLastError());
+    if (static_cast<std::uint64_t>(size.QuadPart) > limit) {
+        throw FileError(path, "too large: " + std::to_string(size.QuadPart) + " bytes, at most " +
+                                  std::to_string(limit) + " are taken");
+    }
+    std::string content(static_cast<std::size_t>(size.QuadPart), '\0');
+    std::size_t filled = 0;
+    while (filled < content.size()) {
+        DWORD count = 0;
+        const auto wanted = static_cast<DWORD>(std::min<std::size_t>(content.size() - filled, 1U << 30));
+        if (!ReadFile(file.get(), content.data() + filled, wanted, &count, nullptr)) fail(path, GetLastError());
+        if (count == 0) throw FileError(path, "ends early: it is being written, or it is no file of the disk");
+        filled += count;
+    }
+    return content;
+}
+
+void replaceFile(const std::string& path, const std::string& content, bool) {
+    // Modes are POSIX's: here the folder's access list decides who may read a new file.
+    const std::wstring target = longName(path);
+    const std::wstring beside = target + L"." + std::to_wstring(GetCurrentProcessId()) + L".new";
+    Handle file(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!valid(file)) fail(path, GetLastError());
+    std::size_t written = 0;
+    bool good = true;
+    while (good && written < content.size()) {
+        DWORD count = 0;
+        const auto wanted = static_cast<DWORD>(std::min<std::size_t>(content.size() - written, 1U << 30));
+        good = WriteFile(file.get(), content.data() + written, wanted, &count, nullptr) != 0;
+        written += count;
+    }
+    good = good && FlushFileBuffers(file.get());
+    file.reset();
+    good = good && MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    if (good) return;
+    const DWORD error = GetLastError();
+    DeleteFileW(beside.c_str());
+    fail(path, error);
+}
+
+void makePrivateFolder(const std::string& path) {
+    // A folder under a user's profile or the service's data folder inherits an access list that shuts others out.
+    std::error_code error;
+    std::filesystem::create_directories(std::filesystem::path(toUtf16(path)), error);
+    if (error) throw FileError(path, error.message());
+}
+
+std::string executablePath() {
+    std::wstring name(32768, L'\0');
+    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    return toUtf8(name);
+}
+
+} // namespace platform

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#include <service/access.h>
+
+#include <platform/system/accounts.h>
+
+#include <utility>
+
+namespace panelkitd {
+
+namespace {
+
+// Asked each time: an administrator who adds a group need not restart the service. A SID names itself.
+bool memberOf(const bridge::Peer& peer, const std::string& groupName) {
+    if (groupName.empty()) return false;
+    const std::string id = groupName.rfind("S-1-", 0) == 0 ? groupName : platform::groupId(groupName);
+    return !id.empty() && peer.memberOf(id);
+}
+
+} // namespace
+
+Access::Access(std::string usersGroup, std::string administratorsGroup)
+    : self_(bridge::self().user), users_(std::move(usersGroup)), administrators_(std::move(administratorsGroup)) {}
+
+bool Access::admits(const bridge::Peer& peer) const { return isAdministrator(peer) || memberOf(peer, users_); }
+
+bool Access::isAdministrator(const bridge::Peer& peer) const {
+    if (peer.superuser || peer.user == self_) return true;
+    const std::scoped_lock lock(mutex_);
+    return memberOf(peer, administrators_);
+}
+
+void Access::setAdministratorsGroup(const std::string& name) {
+    const std::scoped_lock lock(mutex_);
+    administrators_ = name;
+}
+
+} // namespace panelkitd

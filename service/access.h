@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+//
+// Who may do what. Users may look, log in to tokens, change PINs they know, and set their own policy; administrators
+// may do everything.
+#pragma once
+
+#include <platform/bridge/peer.h>
+
+#include <mutex>
+#include <string>
+
+namespace panelkitd {
+
+enum class Who : unsigned char { users, administrators };
+
+// Thread-safe.
+class Access {
+public:
+    // The names of the two groups; a group that does not exist has no members.
+    Access(std::string usersGroup, std::string administratorsGroup);
+
+    // Whether the account may talk to the service at all.
+    bool admits(const bridge::Peer& peer) const;
+
+    // The superuser, the account that the service runs as, and the members of the administrators' group.
+    bool isAdministrator(const bridge::Peer& peer) const;
+
+    bool allows(const bridge::Peer& peer, Who who) const {
+        return who == Who::users ? admits(peer) : isAdministrator(peer);
+    }
+
+    // The configuration names another group of administrators.
+    void setAdministratorsGroup(const std::string& name);
+
+private:
+    const std::string self_;
+    const std::string users_;
+    mutable std::mutex mutex_;
+    std::string administrators_; // guarded by mutex_
+};
+
+} // namespace panelkitd

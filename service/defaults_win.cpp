@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include <service/defaults.h>
+
+#include <platform/system/files.h>
+#include <platform/system/utf16.h>
+
+#include <windows.h>
+
+#include <cstdlib>
+
+namespace panelkitd {
+
+namespace {
+
+std::string environment(const wchar_t* name) {
+    const wchar_t* value = _wgetenv(name);
+    return value ? platform::toUtf8(value) : "";
+}
+
+} // namespace
+
+std::string defaultStateFolder(bool systemWide) {
+    return environment(systemWide ? L"ProgramData" : L"LOCALAPPDATA") + "\\panelkit";
+}
+
+std::string defaultUsersGroup() { return "S-1-5-32-545"; } // the built-in users, whatever the language calls them
+
+std::string installedEmbeddedModule() {
+    const std::string path = environment(L"ProgramFiles") + "\\SoftHSM2\\lib\\softhsm2-x64.dll";
+    return GetFileAttributesW(platform::toUtf16(path).c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;
+}
+
+void configureEmbeddedModule(const std::string& folder) {
+    const std::string tokens = folder + "\\tokens";
+    platform::makePrivateFolder(tokens);
+    const std::string configuration = folder + "\\softhsm2.conf";
+    platform::replaceFile(
+        configuration, "directories.tokendir = " + tokens + "\nobjectstore.backend = file\nlog.level = ERROR\n", true);
+    _wputenv_s(L"SOFTHSM2_CONF", platform::toUtf16(configuration).c_str());
+}
+
+} // namespace panelkitd

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+#include <service/dispatcher.h>
+
+#include <service/log.h>
+#include <service/refused.h>
+#include <service/tokens/token_module.h>
+
+#include <algorithm>
+#include <array>
+
+namespace panelkitd {
+
+namespace {
+
+using bridge::RefusalReason;
+using bridge::server::Answer;
+using panelkit::Command;
+using panelkit::CommandRow;
+
+// Whether a command changes something, and so has its line in the audit.
+enum class Acts : bool { no, yes };
+
+struct Row {
+    Command command;
+    Who who;
+    Acts acts;
+    Handler handler;
+};
+
+// clang-format off
+constexpr std::array table = {
+    //  command                       who                   acts       handler
+    Row{Command::EnumProviders,       Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.tokens.enumProviders(c); }},
+    Row{Command::EnumProviderTokens,  Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.tokens.enumProviderTokens(c); }},
+    Row{Command::TokenLogin,          Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.login(c); }},
+    Row{Command::TokenLogout,         Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.logout(c); }},
+    Row{Command::TokenInitialize,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.initialize(c); }},
+    Row{Command::TokenChangePassword, Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.changePin(c); }},
+    Row{Command::ProviderLoad,        Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.loadProvider(c); }},
+    Row{Command::ProviderUnload,      Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.unloadProvider(c); }},
+    Row{Command::ProviderLevelUp,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.raiseProvider(c); }},
+    Row{Command::TokensReloadAll,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
+    Row{Command::InitTokenRNG,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
+};
+// clang-format on
+
+const Row* find(const bridge::server::Request& request) {
+    const auto row = std::find_if(table.begin(), table.end(), [&](const Row& candidate) {
+        const CommandRow& command = panelkit::commandRow(candidate.command);
+        return command.module == request.module && command.code == request.command;
+    });
+    return row == table.end() ? nullptr : &*row;
+}
+
+Answer unknown(const bridge::server::Request& request) {
+    const bool moduleKnown = std::any_of(table.begin(), table.end(), [&](const Row& row) {
+        return panelkit::commandRow(row.command).module == request.module;
+    });
+    const std::string module = "module " + std::to_string(request.module);
+    if (!moduleKnown) return Answer::refused(RefusalReason::unknownModule, "this service has no " + module);
+    return Answer::refused(RefusalReason::unknownCommand,
+                           module + " has no command " + std::to_string(request.command));
+}
+
+Answer run(const Row& row, Modules& modules, Call& call) {
+    try {
+        return Answer::reply(row.handler(modules, call));
+    } catch (const RefusedError& refused) {
+        return Answer::refused(RefusalReason::byModule, refused.what(), static_cast<std::uint32_t>(refused.reason));
+    } catch (const char* /* the stream's error */) {
+        return Answer::refused(RefusalReason::malformed, "the request ends early");
+    }
+}
+
+std::string outcome(const Answer& answer) {
+    if (const auto* refusal = std::get_if<bridge::Refusal>(&answer.content)) return "refused (" + refusal->text + ")";
+    const std::string& reply = std::get<std::string>(answer.content);
+    return !reply.empty() && reply[0] != 1 ? "failed" : "done";
+}
+
+} // namespace
+
+Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server::Request& request) {
+    const Row* row = find(request);
+    if (!row) return unknown(request);
+    const std::string_view name = panelkit::commandRow(row->command).name;
+    if (!access_.allows(session.peer, row->who)) {
+        audit(displayName(session.peer) + " " + std::string(name) + ": denied");
+        return Answer::refused(RefusalReason::accessDenied,
+                               std::string(name) + " is for administrators; " + displayName(session.peer) + " is none");
+    }
+    Call call{session, access_.isAdministrator(session.peer), CommandStreamIn(request.payload), {}};
+    const Answer answer = run(*row, modules_, call);
+    if (row->acts == Acts::yes) {
+        audit(displayName(session.peer) + " " + std::string(name) + " " + call.subject + ": " + outcome(answer));
+    }
+    return answer;
+}
+
+} // namespace panelkitd

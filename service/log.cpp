@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#include <service/log.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <mutex>
+
+namespace panelkitd {
+
+namespace {
+
+// The process-wide state of the log.
+std::atomic<LogLevel> currentLevel{LogLevel::events};
+std::mutex lineMutex; // lines stay whole
+
+// The priorities of syslog, which the journal takes as a prefix.
+enum class Priority : int { error = 3, notice = 5, info = 6, debug = 7 };
+
+bool journalReads() {
+    static const bool reads = std::getenv("JOURNAL_STREAM") != nullptr;
+    return reads;
+}
+
+std::string timestamp() {
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    char text[32] = "";
+    const std::tm* utc = std::gmtime(&now); // under lineMutex
+    if (utc) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", utc);
+    return text;
+}
+
+// Text from tokens and clients may hold line ends: a line of the log is one line.
+std::string oneLine(std::string text) {
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
+    }
+    return text;
+}
+
+void write(LogLevel needed, Priority priority, const std::string& text) {
+    const LogLevel level = currentLevel;
+    if (level == LogLevel::disabled || level < needed) return;
+    const std::scoped_lock lock(lineMutex);
+    if (journalReads()) {
+        std::fprintf(stderr, "<%d>%s\n", static_cast<int>(priority), oneLine(text).c_str());
+    } else {
+        std::fprintf(stderr, "%s %s\n", timestamp().c_str(), oneLine(text).c_str());
+    }
+}
+
+} // namespace
+
+void setLogLevel(LogLevel level) { currentLevel = level; }
+
+void logError(const std::string& text) { write(LogLevel::events, Priority::error, "error: " + text); }
+void logEvent(const std::string& text) { write(LogLevel::events, Priority::notice, text); }
+void logDetail(const std::string& text) { write(LogLevel::details, Priority::info, text); }
+void logDebug(const std::string& text) { write(LogLevel::debug, Priority::debug, text); }
+void audit(const std::string& text) { write(LogLevel::events, Priority::notice, "audit: " + text); }
+
+} // namespace panelkitd

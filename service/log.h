@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+//
+// The service's log: lines on standard error, with the priorities of the journal when that reads them. Secrets never
+// come here. Any thread may log.
+#pragma once
+
+#include <string>
+
+namespace panelkitd {
+
+// The levels of the LOG section.
+enum class LogLevel : int { disabled = 0, events = 1, details = 2, debug = 3 };
+
+void setLogLevel(LogLevel level);
+
+void logError(const std::string& text); // at every level but disabled
+void logEvent(const std::string& text);
+void logDetail(const std::string& text);
+void logDebug(const std::string& text);
+
+// One line for each command that changes something, at every level but disabled: who, what, and how it ended.
+void audit(const std::string& text);
+
+} // namespace panelkitd

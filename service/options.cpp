@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include <service/options.h>
+
+#include <service/defaults.h>
+#include <service/tokens/probe.h>
+
+#include <platform/bridge/endpoint.h>
+#include <platform/bridge/peer.h>
+
+#include <CLI/CLI.hpp>
+
+namespace panelkitd {
+
+namespace {
+
+constexpr const char* about = "panelkitd, the reference service of panelkit: it serves PKCS#11 tokens and what hangs "
+                              "on them to front ends on this "
+                              "host. It records the local security policy; it filters no traffic.";
+
+const std::map<std::string, LogLevel> levels{{"disabled", LogLevel::disabled},
+                                             {"events", LogLevel::events},
+                                             {"details", LogLevel::details},
+                                             {"debug", LogLevel::debug}};
+
+void addSeconds(CLI::App& app, const std::string& name, std::chrono::seconds& value, const std::string& description) {
+    app.add_option_function<unsigned>(
+           name, [&value](unsigned seconds) { value = std::chrono::seconds(seconds); }, description)
+        ->check(CLI::Range(1U, 3600U))
+        ->default_str(std::to_string(value.count()));
+}
+
+} // namespace
+
+std::optional<int> readOptions(int argc, char** argv, Options& options) {
+    const bool systemWide = bridge::self().superuser;
+    options.endpoint = systemWide ? bridge::systemEndpoint() : bridge::privateEndpoint();
+    options.state = defaultStateFolder(systemWide);
+    options.usersGroup = defaultUsersGroup();
+    options.administratorsGroup = "admin";
+    options.providers.embeddedModule = installedEmbeddedModule();
+
+    CLI::App app(about, "panelkitd");
+    app.set_version_flag("--version", std::string("panelkitd ") + PANELKIT_VERSION);
+    app.add_option("--endpoint", options.endpoint, "Path of the socket (name of the pipe) to serve")
+        ->capture_default_str();
+    app.add_option("--state", options.state, "Folder for what survives a restart")->capture_default_str();
+    app.add_option("--users-group", options.usersGroup, "Group whose members may use the service")
+        ->capture_default_str();
+    app.add_option("--admin-group", options.administratorsGroup, "Group whose members may administer it")
+        ->capture_default_str();
+    app.add_option("--log-level", options.logLevel, "disabled, events, details or debug")
+        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case));
+    app.add_option("--embedded-module", options.providers.embeddedModule,
+                   "PKCS#11 module behind the embedded provider; empty for none")
+        ->capture_default_str();
+    app.add_option("--allow-module", options.providers.allowed,
+                   "PKCS#11 module that may be loaded although other accounts could write its path; repeatable")
+        ->take_all();
+    addSeconds(app, "--probe-timeout", options.providers.probeDeadline,
+               "Seconds that a PKCS#11 module may take when it is tried out");
+    addSeconds(app, "--stop-grace", options.stopGrace,
+               "Seconds to wait for commands under way when it is asked to end");
+    app.add_option(probeOption, options.probe)->group(""); // for the service itself, not shown
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 2;
+    }
+    return std::nullopt;
+}
+
+} // namespace panelkitd

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+#include <service/tokens/cryptoki.h>
+
+#include <service/refused.h>
+
+#include <platform/system/utf8_character.h>
+
+#include <algorithm>
+#include <array>
+
+namespace panelkitd {
+
+namespace {
+
+using vocabulary::Refused;
+
+struct ResultRow {
+    CK_RV result;
+    const char* name;
+    Refused reason;
+    const char* text;
+};
+
+// clang-format off
+constexpr std::array results = {
+    ResultRow{CKR_PIN_INCORRECT,                "CKR_PIN_INCORRECT",                Refused::wrongPin,       "the PIN is wrong"},
+    ResultRow{CKR_PIN_LOCKED,                   "CKR_PIN_LOCKED",                   Refused::pinLocked,      "the PIN is locked"},
+    ResultRow{CKR_PIN_INVALID,                  "CKR_PIN_INVALID",                  Refused::unfitPin,       "the token does not take this PIN"},
+    ResultRow{CKR_PIN_LEN_RANGE,                "CKR_PIN_LEN_RANGE",                Refused::unfitPin,       "the PIN is too short or too long for the token"},
+    ResultRow{CKR_PIN_EXPIRED,                  "CKR_PIN_EXPIRED",                  Refused::unfitPin,       "the PIN has expired and must be changed"},
+    ResultRow{CKR_PIN_TOO_WEAK,                 "CKR_PIN_TOO_WEAK",                 Refused::unfitPin,       "the PIN is too weak for the token"},
+    ResultRow{CKR_USER_PIN_NOT_INITIALIZED,     "CKR_USER_PIN_NOT_INITIALIZED",     Refused::notInitialised, "the token has no user PIN yet"},
+    ResultRow{CKR_USER_NOT_LOGGED_IN,           "CKR_USER_NOT_LOGGED_IN",           Refused::notLoggedIn,    "not logged in to the token"},
+    ResultRow{CKR_USER_ANOTHER_ALREADY_LOGGED_IN, "CKR_USER_ANOTHER_ALREADY_LOGGED_IN", Refused::otherUserIsIn, "another user is logged in to the token; log out first"},
+    ResultRow{CKR_USER_TOO_MANY_TYPES,          "CKR_USER_TOO_MANY_TYPES",          Refused::otherUserIsIn,  "another user is logged in to the token; log out first"},
+    ResultRow{CKR_SESSION_EXISTS,               "CKR_SESSION_EXISTS",               Refused::deviceError,    "another program uses the token"},
+    ResultRow{CKR_SESSION_READ_ONLY_EXISTS,     "CKR_SESSION_READ_ONLY_EXISTS",     Refused::otherUserIsIn,  "another program reads the token; try again when it has ended"},
+    ResultRow{CKR_SESSION_HANDLE_INVALID,       "CKR_SESSION_HANDLE_INVALID",       Refused::noSuchToken,    "the token was removed"},
+    ResultRow{CKR_SESSION_CLOSED,               "CKR_SESSION_CLOSED",               Refused::noSuchToken,    "the token was removed"},
+    ResultRow{CKR_TOKEN_NOT_PRESENT,            "CKR_TOKEN_NOT_PRESENT",            Refused::noSuchToken,    "the token is not there"},
+    ResultRow{CKR_DEVICE_REMOVED,               "CKR_DEVICE_REMOVED",               Refused::noSuchToken,    "the token was removed"},
+    ResultRow{CKR_SLOT_ID_INVALID,              "CKR_SLOT_ID_INVALID",              Refused::noSuchToken,    "the slot is gone"},
+    ResultRow{CKR_TOKEN_NOT_RECOGNIZED,         "CKR_TOKEN_NOT_RECOGNIZED",         Refused::notInitialised, "the token is not recognised; it may have to be initialised"},
+    ResultRow{CKR_TOKEN_WRITE_PROTECTED,        "CKR_TOKEN_WRITE_PROTECTED",        Refused::writeProtected, "the token is write-protected"},
+    ResultRow{CKR_SESSION_READ_ONLY,            "CKR_SESSION_READ_ONLY",            Refused::writeProtected, "the token is write-protected"},
+    ResultRow{CKR_ATTRIBUTE_READ_ONLY,          "CKR_ATTRIBUTE_READ_ONLY",          Refused::writeProtected, "the object can't be changed"},
+    ResultRow{CKR_ACTION_PROHIBITED,            "CKR_ACTION_PROHIBITED",            Refused::writeProtected, "the token does not allow that for this object"},
+    ResultRow{CKR_DEVICE_MEMORY,                "CKR_DEVICE_MEMORY",                Refused::tokenFull,      "the token is full"},
+    ResultRow{CKR_OBJECT_HANDLE_INVALID,        "CKR_OBJECT_HANDLE_INVALID",        Refused::noSuchObject,   "the object is gone"},
+    ResultRow{CKR_FUNCTION_NOT_SUPPORTED,       "CKR_FUNCTION_NOT_SUPPORTED",       Refused::notSupported,   "the token can't do that"},
+    ResultRow{CKR_RANDOM_SEED_NOT_SUPPORTED,    "CKR_RANDOM_SEED_NOT_SUPPORTED",    Refused::notSupported,   "the token's random-number generator takes no seed"},
+    ResultRow{CKR_RANDOM_NO_RNG,                "CKR_RANDOM_NO_RNG",                Refused::notSupported,   "the token has no random-number generator"},
+    ResultRow{CKR_MECHANISM_INVALID,            "CKR_MECHANISM_INVALID",            Refused::notSupported,   "the token does not know this mechanism"},
+    ResultRow{CKR_KEY_SIZE_RANGE,               "CKR_KEY_SIZE_RANGE",               Refused::notSupported,   "the token does not support keys of this size"},
+    ResultRow{CKR_KEY_TYPE_INCONSISTENT,        "CKR_KEY_TYPE_INCONSISTENT",        Refused::notSupported,   "the key is of another type"},
+    ResultRow{CKR_CURVE_NOT_SUPPORTED,          "CKR_CURVE_NOT_SUPPORTED",          Refused::notSupported,   "the token does not support this curve"},
+    ResultRow{CKR_ATTRIBUTE_VALUE_INVALID,      "CKR_ATTRIBUTE_VALUE_INVALID",      Refused::badInput,       "the token does not take this object"},
+    ResultRow{CKR_ATTRIBUTE_TYPE_INVALID,       "CKR_ATTRIBUTE_TYPE_INVALID",       Refused::badInput,       "the token does not take this object"},
+    ResultRow{CKR_TEMPLATE_INCOMPLETE,          "CKR_TEMPLATE_INCOMPLETE",          Refused::badInput,       "the token wants more for this object"},
+    ResultRow{CKR_TEMPLATE_INCONSISTENT,        "CKR_TEMPLATE_INCONSISTENT",        Refused::badInput,       "the token does not take this object"},
+    ResultRow{CKR_ARGUMENTS_BAD,                "CKR_ARGUMENTS_BAD",                Refused::badInput,       "the token does not take these arguments"},
+    ResultRow{CKR_DATA_LEN_RANGE,               "CKR_DATA_LEN_RANGE",               Refused::badInput,       "the data is too short or too long"},
+    ResultRow{CKR_GENERAL_ERROR,                "CKR_GENERAL_ERROR",                Refused::deviceError,    "the token's module reports an error"},
+    ResultRow{CKR_FUNCTION_FAILED,              "CKR_FUNCTION_FAILED",              Refused::deviceError,    "the token's module reports an error"},
+    ResultRow{CKR_DEVICE_ERROR,                 "CKR_DEVICE_ERROR",                 Refused::deviceError,    "the token reports an error"},
+    ResultRow{CKR_HOST_MEMORY,                  "CKR_HOST_MEMORY",                  Refused::deviceError,    "the token's module is out of memory"},
+};
+// clang-format on
+
+const ResultRow* find(CK_RV result) {
+    const auto row =
+        std::find_if(results.begin(), results.end(), [&](const ResultRow& r) { return r.result == result; });
+    return row == results.end() ? nullptr : &*row;
+}
+
+std::string hexNumber(CK_RV value) {
+    constexpr const char* digits = "0123456789ABCDEF";
+    std::string text;
+    for (int shift = 28; shift >= 0; shift -= 4) text += digits[value >> shift & 15U];
+    return text;
+}
+
+} // namespace
+
+std::string resultName(CK_RV result) {
+    const ResultRow* row = find(result);
+    return row ? row->name : "CKR 0x" + hexNumber(result);
+}
+
+vocabulary::Refused refusalOf(CK_RV result) {
+    const ResultRow* row = find(result);
+    return row ? row->reason : Refused::deviceError;
+}
+
+void check(CK_RV result, const char* function) {
+    if (result == CKR_OK) return;
+    const ResultRow* row = find(result);
+    const std::string text = row ? row->text : "the token's module reports an error";
+    throw RefusedError(refusalOf(result), text + " (" + function + ": " + resultName(result) + ")");
+}
+
+CK_UTF8CHAR* mutableBytes(const std::string& text) {
+    return reinterpret_cast<CK_UTF8CHAR*>(const_cast<char*>(text.data())); // NOLINT(*-const-cast): see the header
+}
+
+std::string fieldText(const CK_UTF8CHAR* field, std::size_t size) {
+    std::string_view text(reinterpret_cast<const char*>(field), size);
+    text = text.substr(0, text.find('\0'));
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+    std::string result;
+    while (!text.empty()) {
+        const platform::Utf8Character next = platform::firstCharacter(text);
+        result += next.good ? text.substr(0, next.bytes) : "\xEF\xBF\xBD"; // U+FFFD for what is no UTF-8
+        text.remove_prefix(next.bytes);
+    }
+    return result;
+}
+
+} // namespace panelkitd

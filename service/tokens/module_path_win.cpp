@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include <service/tokens/module_path.h>
+
+#include <service/refused.h>
+
+#include <platform/bridge/peer.h>
+#include <platform/system/handle_win.h>
+#include <platform/system/utf16.h>
+
+#include <aclapi.h>
+#include <sddl.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <optional>
+
+namespace panelkitd {
+
+namespace {
+
+// Accounts that administer the machine anyway: the system, the administrators, the installer of Windows, and what
+// stands for "whoever owns it".
+constexpr std::array<std::string_view, 4> trusted{
+    "S-1-5-18", "S-1-5-32-544", "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", "S-1-3-4"};
+
+constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
+                          WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
+
+[[noreturn]] void refuse(const std::string& text) {
+    throw RefusedError(vocabulary::Refused::modulePath, "the module can't be loaded: " + text);
+}
+
+bool isTrusted(PSID sid) {
+    wchar_t* text = nullptr;
+    if (!ConvertSidToStringSidW(sid, &text)) return false;
+    const platform::LocalMemory<wchar_t> owned(text);
+    const std::string name = platform::toUtf8(text);
+    return name == bridge::self().user || std::find(trusted.begin(), trusted.end(), name) != trusted.end();
+}
+
+bool othersCanWrite(PACL list) {
+    for (DWORD i = 0; list && i < list->AceCount; ++i) {
+        void* entry = nullptr;
+        if (!GetAce(list, i, &entry)) return true;
+        auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
+        if (allowed->Header.AceType != ACCESS_ALLOWED_ACE_TYPE || allowed->Header.AceFlags & INHERIT_ONLY_ACE) continue;
+        if (allowed->Mask & writing && !isTrusted(&allowed->SidStart)) return true;
+    }
+    return !list; // no list at all lets everybody in
+}
+
+// What is wrong with who owns or can write `path`; empty when nothing is. At the root of a drive everybody may make new
+// folders; that changes none that are there.
+std::string problemOf(const std::filesystem::path& path, bool isRoot) {
+    PSID owner = nullptr;
+    PACL list = nullptr;
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    const std::string name = platform::toUtf8(path.native());
+    if (GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
+                              &owner, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
+        return name + ": its owner can't be found out";
+    }
+    const platform::LocalMemory<void> owned(descriptor);
+    if (!isTrusted(owner)) return name + " belongs neither to the system nor to the service's account";
+    if (!isRoot && othersCanWrite(list)) return name + " can be written by other accounts";
+    return {};
+}
+
+std::optional<std::filesystem::path> resolve(const std::filesystem::path& path) {
+    std::error_code error;
+    std::filesystem::path resolved = std::filesystem::canonical(path, error);
+    if (error || !std::filesystem::is_regular_file(resolved, error)) return std::nullopt;
+    return resolved;
+}
+
+} // namespace
+
+std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
+    const std::filesystem::path given(platform::toUtf16(path));
+    if (!given.is_absolute()) refuse("its path is not absolute: " + path);
+    const std::optional<std::filesystem::path> resolved = resolve(given);
+    if (!resolved) refuse(path + " is no regular file");
+    const std::string name = platform::toUtf8(resolved->native());
+    if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return name;
+    for (std::filesystem::path part = *resolved;; part = part.parent_path()) {
+        const bool isRoot = part == part.root_path();
+        if (const std::string problem = problemOf(part, isRoot); !problem.empty()) refuse(problem);
+        if (isRoot) return name;
+    }
+}
+
+} // namespace panelkitd

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// PINs: setting them, the guard of the final try, and what a person is told when one is refused.
+#pragma once
+
+#include <service/refused.h>
+#include <service/tokens/provider.h>
+
+#include <panelkit/tokens/token_records.h>
+
+#include <string>
+
+namespace panelkitd {
+
+enum class PinOf : unsigned char { user, securityOfficer };
+
+// Throws RefusedError when a wrong PIN would lock the token and `mayBeFinal` does not allow for that, or when the PIN
+// is locked already.
+void guardFinalTry(CK_FLAGS flags, PinOf whose, bool mayBeFinal);
+
+// What is said of a refused PIN, from the refusal and the token's flags after it. Without a title the refusal has
+// nothing to do with a PIN.
+PinStateMessage pinMessage(const RefusedError& refused, CK_FLAGS flags, PinOf whose);
+
+// Erases the token and gives it a label, an SO PIN and a user PIN.
+void initializeToken(HeldToken& token, const std::string& label, const std::string& soPin, const std::string& userPin);
+
+void setPin(HeldToken& token, PinOf whose, const std::string& oldPin, const std::string& newPin);
+
+} // namespace panelkitd

@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+#include <service/tokens/pkcs11_library.h>
+
+#include <service/refused.h>
+#include <service/tokens/cryptoki.h>
+
+#include <algorithm>
+
+namespace panelkitd {
+
+namespace {
+
+constexpr CK_ULONG mostSlots = 1024;
+
+const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
+    const auto getList = library.function<CK_C_GetFunctionList>("C_GetFunctionList");
+    if (!getList) throw std::runtime_error("it is no PKCS#11 module: it has no C_GetFunctionList");
+    CK_FUNCTION_LIST* list = nullptr;
+    check(getList(&list), "C_GetFunctionList");
+    if (!list) throw std::runtime_error("it is no usable PKCS#11 module: its function list is empty");
+    if (list->version.major != 2) {
+        throw std::runtime_error("its function list has version " + std::to_string(list->version.major) + "." +
+                                 std::to_string(list->version.minor) + ", only 2.x is understood");
+    }
+    // A module whose table has holes would crash the first listing.
+    const bool whole = list->C_Initialize && list->C_Finalize && list->C_GetInfo && list->C_GetSlotList &&
+                       list->C_GetTokenInfo && list->C_OpenSession && list->C_CloseSession && list->C_Login &&
+                       list->C_Logout && list->C_FindObjectsInit && list->C_FindObjects && list->C_FindObjectsFinal &&
+                       list->C_GetAttributeValue && list->C_CreateObject && list->C_DestroyObject &&
+                       list->C_InitToken && list->C_InitPIN && list->C_SetPIN && list->C_SeedRandom &&
+                       list->C_CloseAllSessions && list->C_GetSessionInfo && list->C_GenerateKeyPair &&
+                       list->C_SignInit && list->C_Sign && list->C_GetMechanismList;
+    if (!whole) throw std::runtime_error("it is no usable PKCS#11 module: functions are missing from its list");
+    return list;
+}
+
+// Several threads of ours call it; a module that can't lock by the system's means is left to its own.
+void initialize(const CK_FUNCTION_LIST* functions) {
+    CK_C_INITIALIZE_ARGS arguments{};
+    arguments.flags = CKF_OS_LOCKING_OK;
+    CK_RV result = functions->C_Initialize(&arguments);
+    if (result == CKR_CANT_LOCK) result = functions->C_Initialize(nullptr);
+    if (result == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
+        throw RefusedError(vocabulary::Refused::alreadyLoaded, "the module is loaded under another path");
+    }
+    check(result, "C_Initialize");
+}
+
+std::string versionText(CK_VERSION version) {
+    return std::to_string(version.major) + "." + std::to_string(version.minor);
+}
+
+LibraryFacts askFacts(const CK_FUNCTION_LIST* functions) {
+    CK_INFO info{};
+    check(functions->C_GetInfo(&info), "C_GetInfo");
+    return {fieldText(info.manufacturerID), fieldText(info.libraryDescription), versionText(info.libraryVersion),
+            versionText(info.cryptokiVersion)};
+}
+
+} // namespace
+
+Pkcs11Library::Pkcs11Library(const std::string& path) : library_(path), functions_(functionList(library_)) {
+    initialize(functions_);
+    try {
+        facts_ = askFacts(functions_);
+    } catch (...) {
+        functions_->C_Finalize(nullptr);
+        throw;
+    }
+}
+
+Pkcs11Library::~Pkcs11Library() { functions_->C_Finalize(nullptr); }
+
+std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
+    for (;;) {
+        CK_ULONG count = 0;
+        check(functions_->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
+        if (count > mostSlots) {
+            throw RefusedError(vocabulary::Refused::deviceError,
+                               "the module announces " + std::to_string(count) + " slots, which can't be");
+        }
+        std::vector<CK_SLOT_ID> slots(count);
+        if (count == 0) return slots;
+        const CK_RV result = functions_->C_GetSlotList(CK_TRUE, slots.data(), &count);
+        if (result == CKR_BUFFER_TOO_SMALL) continue; // a token came meanwhile
+        check(result, "C_GetSlotList");
+        slots.resize(std::min<std::size_t>(count, slots.size()));
+        return slots;
+    }
+}
+
+CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {
+    CK_TOKEN_INFO info{};
+    check(functions_->C_GetTokenInfo(slot, &info), "C_GetTokenInfo");
+    return info;
+}
+
+std::string examineModule(const std::string& path) {
+    const Pkcs11Library library(path);
+    const std::vector<CK_SLOT_ID> slots = library.slotsWithToken();
+    for (const CK_SLOT_ID slot : slots) {
+        CK_TOKEN_INFO info{};
+        const CK_RV result = library->C_GetTokenInfo(slot, &info);
+        // A token may be pulled out or be foreign; that is no fault of the module.
+        if (result != CKR_TOKEN_NOT_PRESENT && result != CKR_DEVICE_REMOVED && result != CKR_TOKEN_NOT_RECOGNIZED) {
+            check(result, "C_GetTokenInfo");
+        }
+    }
+    return library.facts().description + " " + library.facts().version + ", " + std::to_string(slots.size()) +
+           " tokens";
+}
+
+TokenSession::TokenSession(const Pkcs11Library& library, CK_SLOT_ID slot, Mode mode) : library_(library) {
+    const CK_FLAGS flags = CKF_SERIAL_SESSION | (mode == Mode::readWrite ? CKF_RW_SESSION : 0);
+    check(library_->C_OpenSession(slot, flags, nullptr, nullptr, &handle_), "C_OpenSession");
+}
+
+TokenSession::~TokenSession() {
+    if (owned_) library_->C_CloseSession(handle_);
+}
+
+CK_SESSION_HANDLE TokenSession::release() {
+    owned_ = false;
+    return handle_;
+}
+
+} // namespace panelkitd

@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+#include <service/tokens/probe.h>
+
+#include <service/log.h>
+#include <service/refused.h>
+#include <service/tokens/pkcs11_library.h>
+
+#include <platform/bridge/peer.h>
+#include <platform/system/child_process.h>
+#include <platform/system/files.h>
+
+#include <cstdio>
+#include <exception>
+
+namespace panelkitd {
+
+namespace {
+
+// The child's exit statuses. Any other is the module's doing; abort() alone ends with 3 or a signal.
+constexpr int passed = 0;
+constexpr int failedOrderly = 65;
+
+// In the child's environment: it gives up its rights first.
+constexpr const char* unprivileged = "PANELKIT_PROBE_UNPRIVILEGED";
+
+platform::ChildResult runChild(const std::string& path, bool withRights, std::chrono::seconds deadline) {
+    platform::ChildOptions options;
+    options.arguments = {platform::executablePath(), probeOption, path};
+    options.environment[unprivileged] = withRights ? std::nullopt : std::optional<std::string>("1");
+    return platform::runChild(options, deadline);
+}
+
+std::string lastLine(const std::string& text) {
+    const std::size_t end = text.find_last_not_of("\r\n");
+    if (end == std::string::npos) return "it gave no reason";
+    const std::size_t start = text.find_last_of("\r\n", end);
+    return text.substr(start == std::string::npos ? 0 : start + 1, end - start);
+}
+
+bool failedInOrder(const platform::ChildResult& result) {
+    return result.ending == platform::Ending::exited && result.status == failedOrderly;
+}
+
+std::string problemOf(const platform::ChildResult& result) {
+    if (failedInOrder(result)) return lastLine(result.error);
+    if (result.ending == platform::Ending::timedOut) return "it hung when it was tried out";
+    return "it crashed when it was tried out";
+}
+
+} // namespace
+
+// A service that runs as root tries the module first without its rights. A module that then fails in good order may
+// only lack access to its own files, and is tried once more as what it will run as.
+void probeModule(const std::string& path, std::chrono::seconds deadline) {
+    const bool asRoot = bridge::self().superuser;
+    platform::ChildResult result = runChild(path, !asRoot, deadline);
+    if (asRoot && failedInOrder(result)) {
+        result = runChild(path, true, deadline);
+    }
+    if (result.ending == platform::Ending::exited && result.status == passed) {
+        logDetail("probe of " + path + ": " + lastLine(result.output));
+        return;
+    }
+    throw RefusedError(vocabulary::Refused::moduleUnfit, "the module " + path + " does not work: " + problemOf(result));
+}
+
+int runProbe(const std::string& path) {
+    if (std::getenv(unprivileged)) dropPrivileges();
+    try {
+        std::printf("%s\n", examineModule(path).c_str());
+        return passed;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return failedOrderly;
+    }
+}
+
+} // namespace panelkitd

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+//
+// The providers of the service, in their order: the embedded one, and those that administrators have loaded. Order and
+// the providers to remember are kept in the state folder.
+#pragma once
+
+#include <service/state_folder.h>
+#include <service/tokens/provider.h>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+struct ProviderOptions {
+    std::string embeddedModule;       // path of the module behind the embedded provider; empty: none
+    std::vector<std::string> allowed; // modules that may be loaded although their path breaks the rules
+    std::chrono::seconds probeDeadline{10};
+};
+
+// Thread-safe.
+class Providers {
+public:
+    // Loads the embedded provider and the remembered ones; what can't be loaded stays listed with its problem.
+    Providers(const StateFolder& state, ProviderOptions options);
+
+    std::vector<std::shared_ptr<Provider>> all() const;
+
+    // Finds by path, or by name where the record has no path. Throws RefusedError when there is none.
+    std::shared_ptr<Provider> find(const PKCS11::ProviderInfo& info) const;
+
+    // Checks, probes and loads a module, behind the others. Throws RefusedError when it can't be loaded.
+    std::shared_ptr<Provider> load(const PKCS11::ProviderInfo& info);
+    void unload(const PKCS11::ProviderInfo& info);
+    void raise(const PKCS11::ProviderInfo& info);
+
+    // Loads all modules anew, which ends every log-in.
+    void reload();
+
+    // Holds the token, wherever it is now. Throws RefusedError when it is not there.
+    HeldToken hold(const PKCS11::TokenInfo& token) const;
+
+private:
+    void loadRemembered();
+    void loadOne(const std::shared_ptr<Provider>& provider) const;
+    void save() const; // mutex_ is held
+    std::string freeName(const std::string& wanted, const std::string& path) const;
+
+    const StateFolder& state_;
+    const ProviderOptions options_;
+    std::mutex loading_;       // one change of the list at a time: loading takes long
+    mutable std::mutex mutex_; // guards the list
+    std::vector<std::shared_ptr<Provider>> list_;
+};
+
+} // namespace panelkitd

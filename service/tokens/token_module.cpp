@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+#include <service/tokens/token_module.h>
+
+#include <service/refused.h>
+#include <service/tokens/cryptoki.h>
+#include <service/tokens/pin.h>
+
+#include <platform/system/wipe.h>
+#include <vocabulary/tokens.h>
+
+#include <utility>
+
+namespace panelkitd {
+
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using platform::WipeOnExit;
+using vocabulary::Refused;
+
+namespace {
+
+template <class... Fields>
+std::string encoded(const Fields&... fields) {
+    std::string reply;
+    CommandStreamOut(reply).append(fields...);
+    return reply;
+}
+
+const std::string success(1, '\1');
+
+// The first record of most requests; it is what the audit line names.
+TokenInfo readToken(Call& call) {
+    TokenInfo token;
+    call.in >> token;
+    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
+    return token;
+}
+
+ProviderInfo readProvider(Call& call) {
+    ProviderInfo provider;
+    call.in >> provider;
+    const std::string& path = provider.*vocabulary::provider::path;
+    call.subject = "provider " + (path.empty() ? provider.*vocabulary::provider::name : path);
+    return provider;
+}
+
+// Runs what tries a PIN; when that is refused, says what is known of the tries that remain.
+template <class Work>
+void withPinTexts(const HeldToken& token, PinOf whose, Work&& work) {
+    try {
+        work();
+    } catch (const RefusedError& refused) {
+        const PinStateMessage message = pinMessage(refused, token.flags(), whose);
+        if (message.title.empty()) throw;
+        throw RefusedError(refused.reason, message.text);
+    }
+}
+
+} // namespace
+
+// ---- providers
+
+std::string TokenModule::enumProviders(Call&) {
+    std::vector<ProviderInfo> listed;
+    for (const auto& provider : providers_.all()) listed.push_back(provider->describe());
+    return encoded(listed);
+}
+
+std::string TokenModule::enumProviderTokens(Call& call) {
+    if (call.in.size() > 0) return encoded(providers_.find(readProvider(call))->tokens());
+    std::vector<TokenInfo> tokens;
+    for (const auto& provider : providers_.all()) {
+        std::vector<TokenInfo> more = provider->tokens();
+        std::move(more.begin(), more.end(), std::back_inserter(tokens));
+    }
+    return encoded(tokens);
+}
+
+// A module that can't be loaded is answered with its record, which says why.
+std::string TokenModule::loadProvider(Call& call) {
+    ProviderInfo info = readProvider(call);
+    try {
+        return encoded(true, providers_.load(info)->describe());
+    } catch (const RefusedError& refused) {
+        info.*vocabulary::provider::isLoaded = false;
+        info.*vocabulary::provider::problem = refused.what();
+        return encoded(false, info);
+    }
+}
+
+std::string TokenModule::unloadProvider(Call& call) {
+    providers_.unload(readProvider(call));
+    return {};
+}
+
+std::string TokenModule::raiseProvider(Call& call) {
+    providers_.raise(readProvider(call));
+    return {};
+}
+
+std::string TokenModule::reloadAll(Call&) {
+    providers_.reload();
+    return {};
+}
+
+// ---- tokens
+
+std::string TokenModule::login(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::string pin;
+    const WipeOnExit wiped(pin);
+    bool mayBeFinal = false;
+    call.in >> pin >> mayBeFinal;
+    HeldToken token = providers_.hold(info);
+    if (token.loggedIn()) return success;
+    try {
+        guardFinalTry(token.flags(), PinOf::user, mayBeFinal);
+        token.login(pin);
+        return success;
+    } catch (const RefusedError& refused) {
+        const PinStateMessage message = pinMessage(refused, token.flags(), PinOf::user);
+        if (message.title.empty()) throw;
+        return encoded(false, message);
+    }
+}
+
+std::string TokenModule::logout(Call& call) {
+    providers_.hold(readToken(call)).logout();
+    return {};
+}
+
+std::string TokenModule::initialize(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::string label, soPin, userPin;
+    const WipeOnExit wipedSo(soPin), wipedUser(userPin);
+    bool mayErase = false;
+    call.in >> label >> soPin >> userPin >> mayErase;
+    HeldToken token = providers_.hold(info);
+    if ((token.flags() & CKF_TOKEN_INITIALIZED) && !mayErase) {
+        throw RefusedError(Refused::wouldErase, "the token is initialised; what it holds would be erased");
+    }
+    withPinTexts(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
+    call.subject += " as \"" + label + "\"";
+    return success;
+}
+
+std::string TokenModule::changePin(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::string oldPin, newPin;
+    const WipeOnExit wipedOld(oldPin), wipedNew(newPin);
+    bool ofSecurityOfficer = false, mayBeFinal = false;
+    call.in >> oldPin >> newPin >> ofSecurityOfficer >> mayBeFinal;
+    const PinOf whose = ofSecurityOfficer ? PinOf::securityOfficer : PinOf::user;
+    HeldToken token = providers_.hold(info);
+    guardFinalTry(token.flags(), whose, mayBeFinal);
+    withPinTexts(token, whose, [&] { setPin(token, whose, oldPin, newPin); });
+    return success;
+}
+
+std::string TokenModule::seedRandom(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::string seed;
+    const WipeOnExit wiped(seed);
+    call.in >> seed;
+    HeldToken token = providers_.hold(info);
+    const auto session = token.openSession(TokenSession::Mode::readOnly);
+    check(token.library()->C_SeedRandom(session->handle(), mutableBytes(seed), static_cast<CK_ULONG>(seed.size())),
+          "C_SeedRandom");
+    return success;
+}
+
+} // namespace panelkitd

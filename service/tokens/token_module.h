@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// Module 6: the commands on providers and tokens. Each handler reads its request, does the work, and gives the reply.
+#pragma once
+
+#include <service/dispatcher.h>
+#include <service/tokens/providers.h>
+
+#include <string>
+
+namespace panelkitd {
+
+class TokenModule {
+public:
+    explicit TokenModule(Providers& providers) : providers_(providers) {}
+
+    std::string enumProviders(Call& call);
+    std::string enumProviderTokens(Call& call);
+    std::string loadProvider(Call& call);
+    std::string unloadProvider(Call& call);
+    std::string raiseProvider(Call& call);
+    std::string reloadAll(Call& call);
+
+    std::string login(Call& call);
+    std::string logout(Call& call);
+    std::string initialize(Call& call);
+    std::string changePin(Call& call);
+    std::string seedRandom(Call& call);
+
+private:
+    Providers& providers_;
+};
+
+} // namespace panelkitd

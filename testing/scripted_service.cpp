@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+#include <testing/scripted_service.h>
+
+#include <platform/bridge/frame.h>
+#include <platform/bridge/hello.h>
+#include <platform/bridge/listener.h>
+
+#include <condition_variable>
+#include <list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+#include <utility>
+
+namespace panelkit::testing {
+
+namespace {
+
+constexpr bridge::Patience patience{30'000};
+
+std::uint64_t key(std::uint32_t module, std::uint32_t command) { return std::uint64_t{module} << 32 | command; }
+
+} // namespace
+
+struct ScriptedService::State {
+    explicit State(const std::string& where) : endpoint(where), listener(where, {}) {}
+
+    const std::string endpoint;
+    bridge::Listener listener;
+    std::thread accepting;
+
+    mutable std::mutex mutex; // guards what follows
+    mutable std::condition_variable changed;
+    std::map<std::uint64_t, Script> scripts;
+    Greeting greeting;
+    std::vector<Received> requests;
+    std::vector<std::string> opened;
+    std::vector<std::string> closed;
+    std::list<std::unique_ptr<bridge::Channel>> channels; // those that are open
+    bridge::Channel* receiver = nullptr;                  // the one that connected last
+    std::map<std::uint32_t, PushResult> answers;          // of notifications, by tag
+    std::uint32_t lastTag = 0;
+    std::list<std::thread> threads;
+    bool stopping = false;
+
+    void acceptAll();
+    void serve(bridge::Channel& channel);
+    std::optional<bridge::Hello> greetClient(bridge::Channel& channel, bridge::FrameReader& reader);
+    void welcomeClient(bridge::Channel& channel);
+    void serveReceiver(bridge::Channel& channel, bridge::FrameReader& reader);
+    bool takeAnswer(bridge::FrameReader& reader);
+    bool serveRequest(bridge::Channel& channel, bridge::FrameReader& reader, const std::string& session);
+    Reaction reactionTo(const Received& request);
+    bool react(bridge::Channel& channel, const bridge::FrameHeader& request, const Reaction& reaction);
+    bool pause(bridge::Channel& channel, const bridge::FrameHeader& request, const Reaction& reaction);
+};
+
+void ScriptedService::State::acceptAll() {
+    while (std::unique_ptr<bridge::Channel> channel = listener.accept()) {
+        const std::scoped_lock lock(mutex);
+        const auto entry = channels.insert(channels.end(), std::move(channel));
+        threads.emplace_back([this, entry] {
+            serve(**entry);
+            const std::scoped_lock ending(mutex);
+            channels.erase(entry); // closes it
+        });
+    }
+}
+
+void ScriptedService::State::serve(bridge::Channel& channel) {
+    bridge::FrameReader reader(channel);
+    const std::optional<bridge::Hello> hello = greetClient(channel, reader);
+    if (!hello) return;
+    if (hello->role == bridge::Role::receiver) {
+        serveReceiver(channel, reader);
+    } else {
+        while (serveRequest(channel, reader, hello->name)) {}
+    }
+    const std::scoped_lock lock(mutex);
+    closed.push_back(hello->name);
+    changed.notify_all();
+}
+
+std::optional<bridge::Hello> ScriptedService::State::greetClient(bridge::Channel& channel,
+                                                                 bridge::FrameReader& reader) {
+    bridge::FrameHeader header;
+    std::string body;
+    if (reader.readHeader(header, bridge::never, patience) != bridge::FrameStatus::done) return std::nullopt;
+    if (reader.readBody(header, body, bridge::helloLimit, patience) != bridge::FrameStatus::done) return std::nullopt;
+    std::optional<bridge::Hello> hello = bridge::decodeHello(body);
+    if (!hello) return std::nullopt;
+    {
+        const std::scoped_lock lock(mutex);
+        opened.push_back(hello->name);
+    }
+    welcomeClient(channel);
+    return hello;
+}
+
+// As the test's greeting says.
+void ScriptedService::State::welcomeClient(bridge::Channel& channel) {
+    Greeting how;
+    {
+        const std::scoped_lock lock(mutex);
+        how = greeting;
+    }
+    if (how.silent) return;
+    if (!how.raw.empty()) {
+        channel.write(how.raw, {}, patience);
+        return;
+    }
+    const bridge::Welcome welcome{how.version, static_cast<bridge::Verdict>(how.verdict), how.frameLimit,
+                                  "scripted service", how.text};
+    writeFrame(channel, {.kind = bridge::FrameKind::welcome}, encode(welcome), patience);
+}
+
+void ScriptedService::State::serveReceiver(bridge::Channel& channel, bridge::FrameReader& reader) {
+    {
+        const std::scoped_lock lock(mutex);
+        receiver = &channel;
+        changed.notify_all();
+    }
+    while (takeAnswer(reader)) {}
+    const std::scoped_lock lock(mutex);
+    if (receiver == &channel) receiver = nullptr;
+}
+
+bool ScriptedService::State::takeAnswer(bridge::FrameReader& reader) {
+    bridge::FrameHeader header;
+    PushResult result;
+    if (reader.readHeader(header, bridge::never, patience) != bridge::FrameStatus::done) return false;
+    if (reader.readBody(header, result.reply, bridge::defaultFrameLimit, patience) != bridge::FrameStatus::done) {
+        return false;
+    }
+    const bool handled = header.kind == bridge::FrameKind::pushAnswered;
+    result.kind = handled ? PushResult::Kind::handled : PushResult::Kind::notHandled;
+    const std::scoped_lock lock(mutex);
+    answers[header.tag] = result;
+    changed.notify_all();
+    return true;
+}
+
+bool ScriptedService::State::serveRequest(bridge::Channel& channel, bridge::FrameReader& reader,
+                                          const std::string& session) {
+    bridge::FrameHeader header;
+    Received request{session};
+    if (reader.readHeader(header, bridge::never, patience) != bridge::FrameStatus::done) return false;
+    if (reader.readBody(header, request.payload, bridge::defaultFrameLimit, patience) != bridge::FrameStatus::done) {
+        return false;
+    }
+    request.module = header.module;
+    request.command = header.command;
+    const Reaction reaction = reactionTo(request);
+    return pause(channel, header, reaction) && react(channel, header, reaction);
+}
+
+Reaction ScriptedService::State::reactionTo(const Received& request) {
+    Script script;
+    {
+        const std::scoped_lock lock(mutex);
+        requests.push_back(request);
+        const auto found = scripts.find(key(request.module, request.command));
+        if (found != scripts.end()) script = found->second;
+    }
+    return script ? script(request) : Reaction::refuse("no script for this command");
+}
+
+// Waits as the reaction says, with its signs of life; false when the service ends meanwhile.
+bool ScriptedService::State::pause(bridge::Channel& channel, const bridge::FrameHeader& request,
+                                   const Reaction& reaction) {
+    const auto step = reaction.delay / (reaction.signsOfLife + 1);
+    for (unsigned i = 0; i <= reaction.signsOfLife; ++i) {
+        if (i > 0) writeFrame(channel, {.kind = bridge::FrameKind::working, .tag = request.tag}, {}, patience);
+        std::unique_lock lock(mutex);
+        if (changed.wait_for(lock, step, [this] { return stopping; })) return false;
+    }
+    return true;
+}
+
+// False when the connection is over.
+bool ScriptedService::State::react(bridge::Channel& channel, const bridge::FrameHeader& request,
+                                   const Reaction& reaction) {
+    using Kind = Reaction::Kind;
+    bridge::FrameHeader header = request;
+    header.kind = bridge::FrameKind::reply;
+    switch (reaction.kind) {
+    case Kind::reply: return writeFrame(channel, header, reaction.text, patience) == bridge::IoStatus::done;
+    case Kind::cutAfter: writeFrame(channel, header, reaction.text, patience); return false;
+    case Kind::cutBefore: return false;
+    case Kind::silence: return true;
+    case Kind::raw: return channel.write(reaction.text, {}, patience) == bridge::IoStatus::done;
+    case Kind::refuse: {
+        header.kind = bridge::FrameKind::refused;
+        const std::string body =
+            encode(bridge::Refusal{bridge::RefusalReason::byModule, reaction.bytes, reaction.text});
+        return writeFrame(channel, header, body, patience) == bridge::IoStatus::done;
+    }
+    case Kind::cutInside:
+    case Kind::claim: {
+        const bool claims = reaction.kind == Kind::claim;
+        header.length = claims ? reaction.bytes : static_cast<std::uint32_t>(reaction.text.size());
+        const auto bytes = encodeFrameHeader(header);
+        const std::string_view part = claims ? std::string_view() : std::string_view(reaction.text);
+        channel.write({bytes.data(), bytes.size()}, part.substr(0, reaction.bytes), patience);
+        return claims;
+    }
+    }
+    return false;
+}
+
+ScriptedService::ScriptedService() : ScriptedService(uniqueEndpoint()) {}
+
+ScriptedService::ScriptedService(const std::string& endpoint) : state_(std::make_unique<State>(endpoint)) {
+    state_->accepting = std::thread([this] { state_->acceptAll(); });
+}
+
+ScriptedService::~ScriptedService() {
+    state_->listener.stop();
+    state_->accepting.join();
+    {
+        const std::scoped_lock lock(state_->mutex);
+        state_->stopping = true;
+        state_->changed.notify_all();
+    }
+    cutAll();
+    for (std::thread& thread : state_->threads) thread.join();
+}
+
+const std::string& ScriptedService::endpoint() const { return state_->endpoint; }
+
+void ScriptedService::on(Command command, Reaction reaction) {
+    on(command, [reaction = std::move(reaction)](const Received&) { return reaction; });
+}
+
+void ScriptedService::on(Command command, Script script) {
+    const CommandRow& row = commandRow(command);
+    const std::scoped_lock lock(state_->mutex);
+    state_->scripts[key(row.module, row.code)] = std::move(script);
+}
+
+void ScriptedService::greet(Greeting greeting) {
+    const std::scoped_lock lock(state_->mutex);
+    state_->greeting = std::move(greeting);
+}
+
+std::vector<Received> ScriptedService::requests() const {
+    const std::scoped_lock lock(state_->mutex);
+    return state_->requests;
+}
+
+std::vector<std::string> ScriptedService::opened() const {
+    const std::scoped_lock lock(state_->mutex);
+    return state_->opened;
+}
+
+std::vector<std::string> ScriptedService::closed() const {
+    const std::scoped_lock lock(state_->mutex);
+    return state_->closed;
+}
+
+bool ScriptedService::waitForClosed(std::size_t count) const {
+    std::unique_lock lock(state_->mutex);
+    return state_->changed.wait_for(lock, std::chrono::seconds(10), [&] { return state_->closed.size() >= count; });
+}
+
+bool ScriptedService::waitForReceiver() const {
+    std::unique_lock lock(state_->mutex);
+    return state_->changed.wait_for(lock, std::chrono::seconds(10), [this] { return state_->receiver != nullptr; });
+}
+
+PushResult ScriptedService::push(std::int32_t id, const std::string& payload, std::chrono::milliseconds limit) {
+    std::unique_lock lock(state_->mutex);
+    if (!state_->receiver) return {};
+    const std::uint32_t tag = ++state_->lastTag;
+    const bridge::FrameHeader header{0, bridge::FrameKind::push, ModuleNotifications, static_cast<std::uint32_t>(id),
+                                     tag};
+    // Under the lock: senders write one after the other, and the receiver stays.
+    if (writeFrame(*state_->receiver, header, payload, patience) != bridge::IoStatus::done) return {};
+    state_->changed.wait_for(lock, limit, [&] { return state_->answers.count(tag) != 0; });
+    const auto answer = state_->answers.extract(tag);
+    return answer.empty() ? PushResult{} : answer.mapped();
+}
+
+void ScriptedService::cutAll() {
+    const std::scoped_lock lock(state_->mutex);
+    for (const auto& channel : state_->channels) channel->close();
+}
+
+} // namespace panelkit::testing

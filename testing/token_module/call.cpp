@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include <testing/token_module/call.h>
+
+#include <testing/token_module/failure.h>
+#include <testing/token_module/shared_files.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+#include <new>
+#include <random>
+#include <thread>
+#include <utility>
+
+namespace panelkit::testing {
+
+namespace {
+
+struct Holder {
+    std::mutex mutex;
+    std::shared_ptr<LoadedModule> module; // guarded by mutex
+};
+
+Holder& holder() {
+    static Holder only;
+    return only;
+}
+
+Faults recordAndReadFaultsLocked(const std::filesystem::path& folder, std::string_view function) {
+    if (folder.empty()) return {};
+    const std::filesystem::path calls = folder / "calls";
+    if (std::filesystem::exists(calls)) appendToFile(calls, std::string(function) + "\n");
+    return readFaults(folder, function);
+}
+
+// Ends when a test takes the fault back, so that a thread of the test's own process can be joined.
+void hang(const std::filesystem::path& folder, std::string_view function) {
+    for (bool hangs = true; hangs;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        const FolderLock lock(folder);
+        hangs = readFaults(folder, function).hang;
+    }
+}
+
+[[noreturn]] void die(Crash how) {
+    volatile int* volatile nowhere = nullptr;
+    if (how == Crash::nullWrite) *nowhere = 1;
+    std::abort();
+}
+
+} // namespace
+
+LoadedModule::LoadedModule(std::filesystem::path folder, std::uint64_t slotSeed)
+    : folder_(std::move(folder)), module_(folder_, slotSeed) {}
+
+void LoadedModule::run(const std::function<void(Module&)>& body) {
+    const std::scoped_lock lock(mutex_);
+    demand(!stopped_, CKR_CRYPTOKI_NOT_INITIALIZED);
+    const FolderLock folderLock(folder_);
+    module_.refresh();
+    body(module_);
+}
+
+void LoadedModule::stop() {
+    const std::scoped_lock lock(mutex_);
+    stopped_ = true;
+}
+
+Faults recordAndReadFaults(const std::filesystem::path& folder, std::string_view function) {
+    const FolderLock lock(folder);
+    return recordAndReadFaultsLocked(folder, function);
+}
+
+void suffer(const Faults& faults, const std::filesystem::path& folder, std::string_view function) {
+    if (faults.hang) hang(folder, function);
+    std::this_thread::sleep_for(faults.delay);
+    if (faults.crash) die(*faults.crash);
+    if (faults.result) refuse(*faults.result);
+}
+
+// Any other exception than a Failure is a folder that can't be read or written; what is wrong with it is worth a
+// line to whoever wrote the test.
+CK_RV guarded(std::string_view function, const std::function<void()>& work) {
+    try {
+        work();
+        return CKR_OK;
+    } catch (const Failure& failure) {
+        return failure.code;
+    } catch (const std::bad_alloc&) {
+        return CKR_HOST_MEMORY;
+    } catch (const std::exception& problem) {
+        std::cerr << "panelkit_test_token: " << function << ": " << problem.what() << std::endl;
+        return CKR_GENERAL_ERROR;
+    }
+}
+
+std::shared_ptr<LoadedModule> loadedModule() {
+    const std::scoped_lock lock(holder().mutex);
+    demand(holder().module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
+    return holder().module;
+}
+
+void start(const std::filesystem::path& folder, bool renumbered) {
+    const std::scoped_lock lock(holder().mutex);
+    demand(!holder().module, CKR_CRYPTOKI_ALREADY_INITIALIZED);
+    const FolderLock folderLock(folder);
+    holder().module = std::make_shared<LoadedModule>(folder, renumbered ? std::random_device{}() : 0);
+}
+
+void stop() {
+    const std::scoped_lock lock(holder().mutex);
+    demand(holder().module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
+    holder().module->stop();
+    holder().module.reset();
+}
+
+// A token that leaves between the recording of a call and its work was there when the call began: that is a removed
+// device, while a later call finds no such session or no token. So what has left so far is counted under the lock
+// under which the call is recorded: whoever waits for the record and then removes the token comes behind. (A handle
+// that never was good gets this answer too when any token leaves at that moment.)
+CK_RV call(std::string_view function, const std::function<void(Module&, const Faults&)>& body) {
+    std::uint64_t removedBefore = 0;
+    std::uint64_t removedSince = 0;
+    const CK_RV code = guarded(function, [&] {
+        const std::shared_ptr<LoadedModule> loaded = loadedModule();
+        Faults faults;
+        loaded->run([&](Module& module) {
+            removedBefore = module.slots().removals();
+            faults = recordAndReadFaultsLocked(loaded->folder(), function);
+        });
+        suffer(faults, loaded->folder(), function);
+        loaded->run([&](Module& module) {
+            removedSince = module.slots().removals() - removedBefore;
+            body(module, faults);
+        });
+    });
+    const bool gone = code == CKR_SESSION_HANDLE_INVALID || code == CKR_TOKEN_NOT_PRESENT;
+    return gone && removedSince > 0 ? CKR_DEVICE_REMOVED : code;
+}
+
+} // namespace panelkit::testing

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+//
+// What panelctl is made of, piece by piece.
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/names.h>
+#include <panelctl/nearest.h>
+#include <panelctl/texts.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+
+using namespace panelctl;
+using PKCS11::TokenInfo;
+using testing::HasSubstr;
+
+namespace {
+
+TEST(DisplayWidth, CountsColumnsAndNotBytes) {
+    EXPECT_EQ(displayWidth(""), 0);
+    EXPECT_EQ(displayWidth("Office"), 6);
+    EXPECT_EQ(displayWidth("Офис"), 4);
+    EXPECT_EQ(displayWidth("e\u0301"), 1);  // a letter and its accent
+    EXPECT_EQ(displayWidth("東京"), 4);     // wide
+    EXPECT_EQ(displayWidth("a\u200Bb"), 2); // a blank without width
+    EXPECT_EQ(displayWidth("🔑"), 2);
+    EXPECT_EQ(padded("東京", 6), "東京  ");
+    EXPECT_EQ(padded("longer than that", 3), "longer than that");
+}
+
+TEST(EscapedText, ShowsWhatWouldActOnTheTerminal) {
+    EXPECT_EQ(escaped("Bürö №1 東京 🔑"), "Bürö №1 東京 🔑");
+    EXPECT_EQ(escaped("a\x1B[31mb\r\n\t"), "a\\x1B[31mb\\x0D\\x0A\\x09");
+    EXPECT_EQ(escaped(std::string("a\0b", 3)), "a\\x00b");
+    EXPECT_EQ(escaped("\x7F\u009B"), "\\x7F\\x9B");
+    EXPECT_EQ(escaped("\u202Ecod.exe\u2066"), "\\u{202E}cod.exe\\u{2066}");
+    EXPECT_EQ(escaped("\xFF\xC3"), "\\xFF\\xC3");
+    EXPECT_EQ(escaped("\xC0\xAF\xED\xA0\x80"), "\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, and half a surrogate
+}
+
+TEST(NearestWord, IsTheOneWithTheFewestSlips) {
+    const std::vector<std::string> verbs{"list", "login", "logout", "init", "change-pin"};
+    EXPECT_EQ(nearest("lst", verbs), "list");
+    EXPECT_EQ(nearest("LOGON", verbs), "login");
+    EXPECT_EQ(nearest("change", verbs), "change-pin");
+    EXPECT_EQ(nearest("frobnicate", verbs), "");
+    EXPECT_EQ(nearest("", verbs), "");
+}
+
+TEST(APhrase, FillsItsPlaces) {
+    EXPECT_EQ(phrase(Say::didYouMean, {"list"}), "did you mean \"list\"?");
+    EXPECT_EQ(phrase(Say::secretMissing, {"PIN", "pin"}),
+              "the PIN is missing: there is no terminal to ask at; use --pin-stdin, --pin-fd or --pin-file");
+    EXPECT_EQ(phrase(Say::didYouMean, {"%s %1$s"}), "did you mean \"%s %1$s\"?")
+        << "what is filled in is not looked at";
+}
+
+// ---- exit codes
+
+TEST(ExitCodes, AreDistinctNamedAndOrdered) {
+    std::set<std::string> names;
+    for (std::size_t i = 0; i < exitRowCount; ++i) {
+        EXPECT_TRUE(names.insert(exitRows[i].name).second) << exitRows[i].name;
+        EXPECT_TRUE(i == 0 || exitRows[i].code > exitRows[i - 1].code) << exitRows[i].name;
+    }
+}
+
+TEST(ExitCodes, AreThereForEveryFailureAndEveryReasonToRefuse) {
+    const auto isListed = [](Exit code) {
+        return std::any_of(exitRows, exitRows + exitRowCount, [=](const ExitRow& row) { return row.code == code; });
+    };
+    using bridge::FailureCode;
+    for (std::uint32_t code = 1; code <= static_cast<std::uint32_t>(FailureCode::badEndpoint); ++code) {
+        const Exit exit = exitFor(static_cast<FailureCode>(code), vocabulary::Refused::none);
+        EXPECT_TRUE(isListed(exit));
+        EXPECT_NE(exit, Exit::ok);
+        EXPECT_NE(exit, Exit::failed) << "failure " << code << " has no code of its own";
+    }
+    for (std::uint32_t reason = 0; reason < 100; ++reason) {
+        EXPECT_TRUE(isListed(exitFor(FailureCode::refused, static_cast<vocabulary::Refused>(reason)))) << reason;
+    }
+    EXPECT_EQ(exitFor(FailureCode::refused, vocabulary::Refused::wrongPin), Exit::wrongPin);
+    EXPECT_EQ(exitFor(FailureCode::noService, vocabulary::Refused::none), Exit::noService);
+}
+
+// ---- names of tokens
+
+TEST(ATokenUri, NamesTheTokenAndIsFoundByIt) {
+    const TokenInfo token{7, "Bürö; 1%", "A1 B2", "Acme, Model X", "embedded", 0};
+    const std::string uri = uriOf(token);
+    EXPECT_EQ(uri, "pkcs11:model=Model%20X;manufacturer=Acme;serial=A1%20B2;token=B%C3%BCr%C3%B6%3B%201%25");
+    EXPECT_TRUE(matchesUri(token, uri));
+    EXPECT_TRUE(matchesUri(token, "pkcs11:serial=A1%20B2"));
+    EXPECT_TRUE(matchesUri(token, "pkcs11:"));
+    EXPECT_TRUE(matchesUri(token, "pkcs11:manufacturer=Acme;object=cert;type=cert?pin-value=1"));
+    EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3"));
+    EXPECT_FALSE(matchesUri(token, "pkcs11:token=B"));
+    EXPECT_THROW(matchesUri(token, "pkcs11:colour=red"), CommandError);
+}
+
+} // namespace

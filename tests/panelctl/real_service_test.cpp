@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+//
+// An administrator's day with tokens: panelctl, panelkitd, SoftHSM2, and a second user.
+#include "../support/panelctl.h"
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using testing::HasSubstr;
+
+namespace {
+
+class TheAdministrator : public testing::Test {
+protected:
+    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
+        return panelctl(service.endpoint(), std::move(arguments), input);
+    }
+    void initialize(const std::string& label) {
+        const auto result =
+            run({"token", "init", "--label", label, "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
+        ASSERT_EQ(result.status, 0) << result.error;
+    }
+
+    RunningService service{{"--users-group", "games"}};
+};
+
+TEST_F(TheAdministrator, GetsThroughTheDay) {
+    initialize("Office");
+    EXPECT_EQ(run({"token", "login", "Office", "--pin-stdin"}, "wrong\n").status, 20);
+    EXPECT_EQ(run({"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 0);
+    EXPECT_EQ(run({"token", "login", "Office"}).output, "The service is logged in to token \"Office\" already.\n");
+    EXPECT_EQ(run({"token", "change-pin", "Office", "--pin-stdin", "--new-pin-stdin"}, "user-1\nuser-2\n").status, 0);
+    EXPECT_EQ(run({"token", "seed", "Office"}).status, 0);
+    EXPECT_EQ(run({"token", "logout", "Office"}).status, 0);
+    EXPECT_EQ(run({"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 20);
+    EXPECT_EQ(
+        run({"token", "change-pin", "Office", "--so", "--pin-stdin", "--new-pin-stdin"}, "so-pin-1\nso-pin-2\n").status,
+        0);
+    EXPECT_EQ(run({"token", "init", "Office", "--label", "Home", "--yes", "--so-pin-stdin", "--pin-stdin"},
+                  "so-pin-1\nuser-1\n")
+                  .status,
+              20);
+    EXPECT_EQ(run({"token", "init", "Office", "--label", "Home", "--yes", "--so-pin-stdin", "--pin-stdin"},
+                  "so-pin-2\nuser-1\n")
+                  .status,
+              0);
+    EXPECT_EQ(nlohmann::json::parse(run({"token", "list", "--json"}).output)[0]["label"], "Home");
+}
+
+// Another program, with the same module and folder, sees what was done.
+TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
+    initialize("Office");
+    platform::ChildOptions options;
+    options.arguments = {"pkcs11-tool", "--module", "/usr/lib/softhsm/libsofthsm2.so", "-L"};
+    options.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
+    const auto seen = platform::runChild(options, std::chrono::seconds(30));
+    EXPECT_EQ(seen.status, 0) << seen.error;
+    EXPECT_THAT(seen.output, HasSubstr("Office"));
+}
+
+// Programs where everybody may start them, for a user who may not enter the build folder.
+class AnotherUser : public TheAdministrator {
+protected:
+    AnotherUser() {
+        if (::geteuid() != 0) return;
+        programs = std::make_unique<TemporaryFolder>();
+        for (const char* name : {"panelctl", "libpanelkit.so.0"}) {
+            std::filesystem::copy_file(builtProgram(name), programs->path() / name);
+        }
+        ::chmod(std::filesystem::path(service.endpoint()).parent_path().c_str(), 0755);
+    }
+    void SetUp() override {
+        if (!programs) GTEST_SKIP() << "only root can become somebody else";
+    }
+    platform::ChildResult runAs(const std::string& user, const std::string& groups, std::vector<std::string> arguments,
+                                const std::string& input = {}) const {
+        platform::ChildOptions options;
+        options.arguments = {"setpriv",    "--reuid",         user, "--regid", "nogroup", groups, programs->file("panelctl"),
+                             "--endpoint", service.endpoint()};
+        options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
+        options.environment["LD_LIBRARY_PATH"] = programs->path().string();
+        options.environment["LC_ALL"] = "C.UTF-8";
+        options.input = input;
+        return platform::runChild(options, std::chrono::seconds(30));
+    }
+
+    std::unique_ptr<TemporaryFolder> programs;
+};
+
+TEST_F(AnotherUser, OutsideTheGroupsIsRefusedWithAClearError) {
+    const auto result = runAs("nobody", "--clear-groups", {"token", "list"});
+    EXPECT_EQ(result.status, 4) << result.error;
+    EXPECT_THAT(result.error, HasSubstr("access denied: nobody may not use this service"));
+}
+
+TEST_F(AnotherUser, InTheUsersGroupMayLogInButNotInitialise) {
+    initialize("Office");
+    const std::string groups = "--groups=games";
+    EXPECT_EQ(runAs("nobody", groups, {"token", "list"}).status, 0);
+    EXPECT_EQ(runAs("nobody", groups, {"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 0);
+    EXPECT_EQ(runAs("nobody", groups, {"token", "logout", "Office"}).status, 0);
+    const auto result = runAs("nobody", groups, {"token", "init", "--label", "Mine", "--so-pin-stdin", "--pin-stdin"},
+                              "so-pin-1\nuser-1\n");
+    EXPECT_EQ(result.status, 4);
+    EXPECT_THAT(result.error, HasSubstr("TokenInitialize is for administrators; nobody is none"));
+    for (const char* verb : {"unload", "raise"}) {
+        EXPECT_EQ(runAs("nobody", groups, {"provider", verb, "embedded"}).status, 4) << verb;
+    }
+    EXPECT_EQ(runAs("nobody", groups, {"provider", "load", "/usr/lib/x.so"}).status, 4);
+    EXPECT_EQ(runAs("nobody", groups, {"token", "reload"}).status, 4);
+    EXPECT_THAT(service.log(), HasSubstr("audit: nobody TokenInitialize: denied"));
+}
+
+// The service that answers is nobody's: whoever runs it would read the PINs.
+TEST_F(AnotherUser, WhoRunsAServiceIsNotTrusted) {
+    const TemporaryFolder open;
+    ::chmod(open.path().c_str(), 0777);
+    for (const char* name : {"panelkitd", "libpanelkit.so.0"}) {
+        std::filesystem::copy_file(builtProgram(name), programs->path() / (std::string("fake-") + name));
+    }
+    std::filesystem::copy_file(builtProgram("panelkitd"), programs->path() / "panelkitd");
+    platform::ChildOptions options;
+    options.arguments = {"setpriv",
+                         "--reuid",
+                         "nobody",
+                         "--regid",
+                         "nogroup",
+                         "--clear-groups",
+                         programs->file("panelkitd"),
+                         "--endpoint",
+                         open.file("socket"),
+                         "--state",
+                         open.file("state")};
+    options.environment["LD_LIBRARY_PATH"] = programs->path().string();
+    platform::ChildProcess fake(options);
+    for (int i = 0; i < 1000 && fake.errorSoFar().find(" serves ") == std::string::npos; ++i) ::usleep(5000);
+    const auto result = panelctl(open.file("socket"), {"token", "list"});
+    EXPECT_EQ(result.status, 8) << result.error << fake.errorSoFar();
+    EXPECT_THAT(result.error, HasSubstr("run by an account that is not trusted: nobody"));
+    EXPECT_EQ(runAs("nobody", "--clear-groups", {"--endpoint", open.file("socket"), "token", "list"}).status, 0)
+        << "whoever runs it may use it";
+}
+
+} // namespace

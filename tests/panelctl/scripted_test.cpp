@@ -1,0 +1,173 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl against the scripted service: what it prints, and how it fails. Runs under Wine too.
+#include "../support/bytes.h"
+#include "../support/panelctl.h"
+
+#include <panelkit/tokens/token_records.h>
+#include <testing/scripted_service.h>
+#include <vocabulary/refusals.h>
+#include <vocabulary/tokens.h>
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+
+using panelkit::Command;
+using panelkit::testing::Reaction;
+using panelkit::testing::ScriptedService;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using testing::HasSubstr;
+namespace flag = vocabulary::tokenFlag;
+
+namespace {
+
+class Panelctl : public testing::Test {
+protected:
+    Panelctl() {
+        service.on(Command::EnumProviderTokens, Reaction::reply(encoded(tokens)));
+        service.on(Command::EnumProviders, Reaction::reply(encoded(providers)));
+    }
+    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
+        return panelctl(service.endpoint(), std::move(arguments), input);
+    }
+    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+        EXPECT_EQ(result.status, status) << result.error;
+        EXPECT_THAT(result.error, HasSubstr(text));
+        EXPECT_EQ(result.output, "");
+    }
+
+    const std::uint32_t ready = flag::initialized | flag::userPinInitialized;
+    const std::vector<TokenInfo> tokens{{1, "Office", "A1", "Acme, X", "embedded", ready},
+                                        {2, "東京 %s\x1B[2J", "B2", "", "card", ready | flag::loggedIn},
+                                        {3, "Office", "C3", "", "card", ready | flag::userPinFinalTry}};
+    const std::vector<ProviderInfo> providers{
+        {"embedded", "/m.so", "M", "Soft", "2.6", "2.40", 2, true, true, true, ""},
+        {"card", "/c.so", "", "", "", "", 0, false, true, false, "it crashed"}};
+    ScriptedService service;
+};
+
+TEST_F(Panelctl, ListsTokensInAlignedColumnsAndEscapesTheirTexts) {
+    const auto result = run({"token", "list"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "LABEL           SERIAL  PROVIDER  MODEL    STATE\n"
+                             "Office          A1      embedded  Acme, X  ready\n"
+                             "東京 %s\\x1B[2J  B2      card               logged in\n"
+                             "Office          C3      card               ready, one PIN try remains\n");
+    EXPECT_EQ(result.error, "");
+}
+
+TEST_F(Panelctl, ListsTokensAsJsonAsTheyAre) {
+    const auto list = nlohmann::json::parse(run({"--json", "token", "list"}).output);
+    ASSERT_EQ(list.size(), 3U);
+    EXPECT_EQ(list[1]["schema"], 1);
+    EXPECT_EQ(list[1]["label"], "東京 %s\x1B[2J");
+    EXPECT_EQ(list[1]["loggedIn"], true);
+    EXPECT_EQ(list[2]["pin"], "final-try");
+    EXPECT_EQ(nlohmann::json::parse(run({"token", "list", "--json"}).output), list) << "options go behind the verb too";
+}
+
+TEST_F(Panelctl, ListsProvidersWithTheirProblems) {
+    const auto result = run({"provider", "list"});
+    EXPECT_EQ(result.output, "NAME      TOKENS  MODULE    PATH   STATE\n"
+                             "embedded  2       Soft 2.6  /m.so  embedded\n"
+                             "card      0                 /c.so  not loaded: it crashed\n");
+    EXPECT_EQ(nlohmann::json::parse(run({"provider", "list", "--json"}).output)[1]["problem"], "it crashed");
+}
+
+TEST_F(Panelctl, TellsEachUsualMistakeInOneLineWithACodeOfItsOwn) {
+    expectError(run({"tokn"}), 2, "\"tokn\" is not understood; did you mean \"token\"?");
+    expectError(run({"token", "lst"}), 2, "did you mean \"list\"?");
+    expectError(run({"token"}), 2, "\"panelctl token\" needs one of: list, login");
+    expectError(run({"token", "list", "--jsn"}), 2, "did you mean \"--json\"?");
+    expectError(run({"token", "init", "A1"}), 2, "--label is required");
+    expectError(run({"token", "login", "A1"}), 2,
+                "the PIN is missing: there is no terminal to ask at; use --pin-stdin");
+    expectError(run({"token", "login", "A1", "--pin-stdin", "--pin-fd", "0"}), 2, "in more than one way");
+    expectError(run({"token", "logout", "Ofice"}), 10, "there is no token \"Ofice\"; did you mean \"Office\"?");
+    expectError(run({"token", "logout", "Office"}), 11, "\"Office\" is the name of several tokens");
+    expectError(run({"token", "logout", "Office"}), 11, "serial=C3");
+    expectError(run({"token", "logout"}), 11, "there are several tokens");
+    expectError(run({"provider", "unload", "cart"}), 10, "did you mean \"card\"?");
+    expectError(run({"token", "login", "A1", "--pin-stdin"}, "\n"), 12, "the PIN is empty");
+    expectError(run({"token", "login", "A1", "--pin-stdin"}, ""), 12, "the PIN can't be read from standard input");
+    expectError(run({"token", "login", "A1", "--pin-file", "no-such-file"}), 12, "no-such-file");
+    for (const auto& request : service.requests()) EXPECT_LE(request.command, 1U) << "nothing but listings was sent";
+}
+
+TEST_F(Panelctl, MapsWhatTheServiceSaysToExitCodes) {
+    const auto logout = [&](const Reaction& reaction) {
+        service.on(Command::TokenLogout, reaction);
+        return run({"--timeout", "0.3", "token", "logout", "A1"});
+    };
+    using vocabulary::Refused;
+    const auto refuse = [](Refused why) { return Reaction::refuse("why", static_cast<std::uint32_t>(why)); };
+    expectError(logout(refuse(Refused::notLoggedIn)), 24, "why");
+    expectError(logout(refuse(Refused::noSuchToken)), 10, "why");
+    expectError(logout(refuse(Refused::deviceError)), 34, "why");
+    expectError(logout(Reaction::silence()), 5, "the service does not answer");
+    expectError(logout(Reaction::cutBefore()), 6, "the connection to the service was lost");
+    service.on(Command::EnumProviderTokens, Reaction::reply("short"));
+    expectError(run({"token", "list"}), 6, "the service sent a reply that ends early");
+    service.greet({.verdict = 2, .text = "you are not known here"});
+    expectError(run({"token", "list"}), 4, "you are not known here");
+    service.greet({.version = 9, .verdict = 1});
+    expectError(run({"token", "list"}), 7, "version 9");
+}
+
+TEST_F(Panelctl, SaysThatTheServiceIsNotThere) {
+    expectError(panelctl(panelkit::testing::uniqueEndpoint(), {"token", "list"}), 3, "the service isn't running");
+}
+
+TEST_F(Panelctl, LogsInWithThePinFromStandardInput) {
+    service.on(Command::TokenLogin, Reaction::reply(std::string(1, '\1')));
+    const auto result = run({"token", "login", "A1", "--pin-stdin"}, "12 34\r\nnot this line\n");
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_EQ(result.output, "Logged in to token \"Office\".\n");
+    EXPECT_EQ(service.requests().back().payload, encoded(tokens[0], std::string("12 34"), false));
+}
+
+TEST_F(Panelctl, SaysWhyALogInIsRefused) {
+    const auto refusal = [&](const char* title) {
+        service.on(Command::TokenLogin, Reaction::reply(encoded(false, PinStateMessage{title, "Because."})));
+        return run({"token", "login", "A1", "--pin-stdin"}, "1234\n");
+    };
+    expectError(refusal(vocabulary::pinTitle::wrongPin), 20, "Because.");
+    expectError(refusal(vocabulary::pinTitle::locked), 21, "Because.");
+    expectError(refusal(vocabulary::pinTitle::finalTry), 22, "Because.");
+}
+
+TEST_F(Panelctl, LetsNoScriptSpendTheFinalTryUnasked) {
+    service.on(Command::TokenLogin, Reaction::reply(std::string(1, '\1')));
+    expectError(run({"token", "login", "C3", "--pin-stdin"}, "1234\n"), 22, "--final-try tries all the same");
+    EXPECT_EQ(run({"token", "login", "C3", "--pin-stdin", "--final-try"}, "1234\n").status, 0);
+    EXPECT_EQ(service.requests().back().payload, encoded(tokens[2], std::string("1234"), true));
+}
+
+TEST_F(Panelctl, ErasesNoTokenWithoutConfirmation) {
+    const std::string pins = "so-pin-1\nuser-1\n";
+    expectError(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin"}, pins), 26,
+                "--yes erases it without asking");
+    service.on(Command::TokenInitialize, Reaction::reply(std::string(1, '\1')));
+    EXPECT_EQ(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin", "--yes"}, pins).status, 0);
+    EXPECT_EQ(service.requests().back().payload,
+              encoded(tokens[0], std::string("New"), std::string("so-pin-1"), std::string("user-1"), true));
+}
+
+TEST_F(Panelctl, SaysWhomAReloadLogsOut) {
+    service.on(Command::TokensReloadAll, Reaction::reply(""));
+    const auto result = run({"token", "reload"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.error, HasSubstr("This logs the service out of: 東京 %s\\x1B[2J"));
+}
+
+TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
+    const auto version = run({"--version"});
+    EXPECT_THAT(version.output, HasSubstr("service   scripted service"));
+    EXPECT_THAT(run({}).output, HasSubstr("Subcommands:"));
+    EXPECT_THAT(run({"token", "init", "--help"}).output, HasSubstr("--so-pin-stdin"));
+    EXPECT_EQ(run({"token", "--help"}).status, 0);
+}
+
+} // namespace

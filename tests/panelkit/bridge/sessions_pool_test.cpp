@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/bridge/send_command.h>
+#include <panelkit/bridge/sessions_pool.h>
+
+#include "../../support/service_fixture.h"
+
+#include <platform/bridge/bridge_session.h>
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <set>
+
+using panelkit::Command;
+using panelkit::DirectCommand;
+using panelkit::testing::Reaction;
+using testing::ElementsAre;
+
+// The pool's own look inside, for what its interface does not show.
+struct SessionsPoolProbe {
+    static SessionsPool make() { return {}; }
+    static std::array<BridgeSession*, 7>& slots(SessionsPool& pool) { return pool.slots_; }
+};
+
+namespace {
+
+SessionId_t id(std::uint32_t value) { return static_cast<SessionId_t>(value); }
+
+using ASessionsPool = WithScriptedService;
+
+TEST_F(ASessionsPool, SelectsFourSlotsByIdentifier) {
+    BridgeSession* common = SessionsPool::GetSession(id(0));
+    for (const std::uint32_t value : {3U, 5U, 6U, 7U, 100U, 0xFFFFFFFFU}) {
+        EXPECT_EQ(SessionsPool::GetSession(id(value)), common) << value;
+    }
+    const std::set<BridgeSession*> distinct{common, SessionsPool::GetSession(id(1)), SessionsPool::GetSession(id(2)),
+                                            SessionsPool::GetSession(id(4))};
+    EXPECT_EQ(distinct.size(), 4U);
+    EXPECT_EQ(common->name(), "Common");
+    EXPECT_EQ(SessionsPool::GetSession(id(1))->name(), "Certificates");
+    EXPECT_EQ(SessionsPool::GetSession(id(2))->name(), "Tokens");
+    EXPECT_EQ(SessionsPool::GetSession(id(4))->name(), "Monitor");
+}
+
+TEST_F(ASessionsPool, ConnectsASessionWithItsFirstCommand) {
+    BridgeSession* tokens = SessionsPool::GetSession(SessionTokens);
+    EXPECT_TRUE(service->opened().empty());
+    EXPECT_TRUE(tokens->Connect());
+    EXPECT_THAT(service->opened(), ElementsAre("Tokens"));
+    EXPECT_EQ(tokens->service(), "scripted service");
+}
+
+TEST_F(ASessionsPool, ClosesEverySessionWhenItFindsOneBroken) {
+    BridgeSession* certificates = SessionsPool::GetSession(SessionCertificates);
+    BridgeSession* tokens = SessionsPool::GetSession(SessionTokens);
+    ASSERT_TRUE(certificates->Connect());
+    service->on(Command::TokenLogout, Reaction::cutBefore());
+    EXPECT_FALSE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_NE(tokens->broken(), 0U);
+    EXPECT_EQ(certificates->broken(), 0U);
+
+    EXPECT_NE(SessionsPool::GetSession(SessionTokens), tokens);
+    EXPECT_NE(certificates->broken(), 0U);
+    EXPECT_NE(SessionsPool::GetSession(SessionCertificates), certificates);
+}
+
+TEST_F(ASessionsPool, LendsASessionOutAndTakesItBack) {
+    BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
+    SessionsPool::UnlockSession(SessionTokens, lent);
+    EXPECT_EQ(SessionsPool::GetSession(SessionTokens), lent);
+    EXPECT_EQ(lent->broken(), 0U);
+}
+
+TEST_F(ASessionsPool, ClosesAReturnedSessionWhosePlaceWasTaken) {
+    BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
+    ASSERT_TRUE(lent->Connect());
+    BridgeSession* meanwhile = SessionsPool::GetSession(SessionTokens);
+    EXPECT_NE(meanwhile, lent);
+    SessionsPool::UnlockSession(SessionTokens, lent);
+    EXPECT_NE(lent->broken(), 0U);
+    EXPECT_TRUE(service->waitForClosed(1));
+    EXPECT_EQ(SessionsPool::GetSession(SessionTokens), meanwhile);
+}
+
+TEST_F(ASessionsPool, ClosesAReturnedSessionThatBroke) {
+    BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
+    CommandSender::Instance().CloseSession(lent);
+    SessionsPool::UnlockSession(SessionTokens, lent);
+    EXPECT_NE(SessionsPool::GetSession(SessionTokens), lent);
+}
+
+// Two controllers that are copies of each other unlock the same session; the second closes what the first put back,
+// and the pool finds a broken session, not a freed one.
+TEST_F(ASessionsPool, BearsASessionThatIsUnlockedTwice) {
+    BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
+    SessionsPool::UnlockSession(SessionTokens, lent);
+    SessionsPool::UnlockSession(SessionTokens, lent);
+    EXPECT_NE(lent->broken(), 0U);
+    BridgeSession* next = SessionsPool::GetSession(SessionTokens);
+    EXPECT_NE(next, lent);
+    EXPECT_TRUE(next->Connect());
+}
+
+TEST_F(ASessionsPool, ClosesNothingTwiceWithoutHarm) {
+    SessionsPool::CloseSession(SessionTokens);
+    BridgeSession* session = SessionsPool::GetSession(SessionTokens);
+    SessionsPool::CloseSession(SessionTokens);
+    CommandSender::Instance().CloseSession(session);
+    CommandSender::Instance().CloseSession(nullptr);
+    EXPECT_NE(session->broken(), 0U);
+    EXPECT_NE(SessionsPool::GetSession(SessionTokens), session);
+}
+
+TEST_F(ASessionsPool, GivesNullOnlyForAnUnusableEndpoint) {
+    CommandSender::Instance().SetEndpoint("");
+    EXPECT_EQ(SessionsPool::GetSession(SessionTokens), nullptr);
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::badEndpoint);
+    EXPECT_EQ(SessionsPool::LockSession(SessionTokens), nullptr);
+    CommandSender::Instance().SetEndpoint(endpoint + std::string(300, 'x'));
+    EXPECT_EQ(SessionsPool::GetSession(SessionTokens), nullptr);
+    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("bytes, the system allows"));
+
+    CommandSender::Instance().SetEndpoint(endpoint);
+    EXPECT_NE(SessionsPool::GetSession(SessionTokens), nullptr);
+}
+
+// The first command after a restart goes to a connection that is dead; it fails and breaks the session, and the next
+// one opens a new one.
+TEST_F(ASessionsPool, RecoversFromARestartWithTheSecondCommand) {
+    service->on(Command::TokenLogout, Reaction::reply(""));
+    ASSERT_TRUE(DirectCommand(Command::TokenLogout).send());
+    killService();
+    restartService();
+    service->on(Command::TokenLogout, Reaction::reply(""));
+    EXPECT_FALSE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::connectionLost);
+    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send());
+}
+
+TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
+    {
+        SessionsPool pool = SessionsPoolProbe::make();
+        std::array<BridgeSession*, 7>& slots = SessionsPoolProbe::slots(pool);
+        const std::array names{"0", "1", "2", "3", "4", "5", "6"};
+        for (std::size_t i = 0; i < slots.size(); ++i) {
+            slots[i] = CommandSender::Instance().OpenNewSession(names[i], 1);
+            ASSERT_TRUE(slots[i]->Connect());
+        }
+    }
+    // Connections end on threads of the service's, so only the set of them is certain here; that each is closed
+    // before the next follows from the sessions themselves.
+    ASSERT_TRUE(service->waitForClosed(7));
+    EXPECT_THAT(service->closed(), testing::UnorderedElementsAre("0", "1", "2", "3", "4", "5", "6"));
+}
+
+TEST_F(ASessionsPool, CopiesItsSevenPointersOnAssignment) {
+    SessionsPool from = SessionsPoolProbe::make();
+    SessionsPool to = SessionsPoolProbe::make();
+    SessionsPoolProbe::slots(from)[3] = CommandSender::Instance().OpenNewSession("LSP", 1);
+    to = from;
+    EXPECT_EQ(SessionsPoolProbe::slots(to), SessionsPoolProbe::slots(from));
+}
+
+// ---- how a send fails, and what it leaves behind
+
+struct Fault {
+    const char* name;
+    Reaction reaction;
+    bridge::FailureCode code;
+};
+
+class AFaultyService : public WithScriptedService, public testing::WithParamInterface<Fault> {};
+
+TEST_P(AFaultyService, FailsTheCommandAndIsUsableForTheNext) {
+    service->on(Command::EnumProviders, GetParam().reaction);
+    service->on(Command::TokenLogout, Reaction::reply("fine"));
+    SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
+    std::string reply;
+    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_EQ(bridge::lastFailure().code, GetParam().code) << bridge::lastFailure().text;
+    EXPECT_FALSE(bridge::lastFailure().text.empty());
+
+    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
+    EXPECT_EQ(reply, "fine");
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::none);
+}
+
+using bridge::FailureCode;
+INSTANTIATE_TEST_SUITE_P(
+    Bridge, AFaultyService,
+    testing::Values(Fault{"refuses", Reaction::refuse(), FailureCode::refused},
+                    Fault{"cuts_before", Reaction::cutBefore(), FailureCode::connectionLost},
+                    Fault{"cuts_inside", Reaction::cutInside("0123456789", 5), FailureCode::connectionLost},
+                    Fault{"cuts_in_header", Reaction::raw("0123456789"), FailureCode::timedOut},
+                    Fault{"claims_much", Reaction::claim(0xFFFFFFFF), FailureCode::connectionLost},
+                    Fault{"sends_short", Reaction::claim(10), FailureCode::timedOut},
+                    Fault{"is_silent", Reaction::silence(), FailureCode::timedOut},
+                    Fault{"sends_nonsense", Reaction::raw(std::string(64, '\x07')), FailureCode::connectionLost}),
+    [](const auto& fault) { return fault.param.name; });
+
+TEST_F(ASessionsPool, DeliversAReplyBehindWhichTheServiceDied) {
+    service->on(Command::EnumProviders, Reaction::cutAfter("last words"));
+    std::string reply;
+    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_EQ(reply, "last words");
+}
+
+TEST_F(ASessionsPool, WaitsThroughALongCommandThatShowsSignsOfLife) {
+    SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
+    service->on(Command::EnumProviders, Reaction::reply("done").after(std::chrono::milliseconds(900), 8));
+    std::string reply;
+    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_EQ(reply, "done");
+}
+
+// A reply that comes after the time-out must never be taken for the next command's.
+TEST_F(ASessionsPool, NeverTakesALateReplyForTheNextCommands) {
+    SessionsPool::GetSession(SessionTokens)->setWaitSetting(100);
+    service->on(Command::EnumProviders, Reaction::reply("late").after(std::chrono::milliseconds(300)));
+    service->on(Command::TokenLogout, Reaction::reply("mine"));
+    std::string reply;
+    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
+    EXPECT_EQ(reply, "mine");
+}
+
+TEST_F(ASessionsPool, SendsNothingThatIsAboveTheLimit) {
+    const std::string huge((64U << 20) + 1, 'x');
+    EXPECT_FALSE(DirectCommand(Command::ParseCertFile).with(huge).send());
+    EXPECT_EQ(bridge::lastFailure().code, FailureCode::tooLarge);
+    EXPECT_EQ(SessionsPool::GetSession(SessionCertificates)->broken(), 0U);
+    EXPECT_TRUE(service->requests().empty());
+}
+
+TEST_F(ASessionsPool, CarriesALargeReplyWhole) {
+    std::string large(20U << 20, 'x');
+    for (std::size_t i = 0; i < large.size(); i += 4096) large[i] = static_cast<char>(i >> 12);
+    service->on(Command::EnumProviders, Reaction::reply(large));
+    std::string reply;
+    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_EQ(reply, large);
+}
+
+TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {
+    const auto failureAfter = [this](const panelkit::testing::Greeting& greeting) {
+        service->greet(greeting);
+        EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+        EXPECT_EQ(SessionsPool::GetSession(SessionTokens)->broken(), 0U)
+            << "the next command may find a better service";
+        return bridge::lastFailure().code;
+    };
+    EXPECT_EQ(failureAfter({.version = 2, .verdict = 1}), FailureCode::versionMismatch);
+    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("version 2, ours is 1"));
+    EXPECT_EQ(failureAfter({.verdict = 2, .text = "not you"}), FailureCode::accessDenied);
+    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("not you"));
+    EXPECT_EQ(failureAfter({.verdict = 3}), FailureCode::overloaded);
+    EXPECT_EQ(failureAfter({.raw = std::string(20, '\0')}), FailureCode::versionMismatch);
+
+    service->greet({});
+    service->on(Command::EnumProviders, Reaction::reply(""));
+    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send());
+}
+
+TEST_F(ASessionsPool, GivesUpOnAServiceThatNeverGreets) {
+    service->greet({.silent = true});
+    SessionsPool::GetSession(SessionTokens)->setWaitSetting(200);
+    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_EQ(bridge::lastFailure().code, FailureCode::timedOut);
+}
+
+TEST_F(WithoutService, FailsForWantOfItAndConnectsOnceItIsThere) {
+    BridgeSession* session = SessionsPool::GetSession(SessionTokens);
+    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_TRUE(session->failedForWantOfService());
+    EXPECT_EQ(session->lastFailure(), 5U);
+
+    panelkit::testing::ScriptedService late(CommandSender::Instance().Endpoint());
+    late.on(Command::EnumProviders, Reaction::reply(""));
+    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_EQ(SessionsPool::GetSession(SessionTokens), session);
+    EXPECT_FALSE(session->failedForWantOfService());
+}
+
+} // namespace

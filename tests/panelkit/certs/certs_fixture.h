@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+//
+// What the tests of certificates share: each record once, with its bytes by hand, and a controller that talks to a
+// scripted service.
+#pragma once
+
+#include <panelkit/certs/certs_controller.h>
+
+#include "../../support/bytes.h"
+#include "../../support/service_fixture.h"
+
+#include <initializer_list>
+#include <string>
+
+// clang-format off
+inline const PKCS11::TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
+inline const char* const tokenBytes =
+    "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00  01 00 00 00 'P'  0d 04 00 00 ";
+
+inline const CertInfo certificate{
+    .subject = "CN=me", .issuer = "CN=authority", .serialNumber = "0A1B", .fingerprint = "ff",
+    .notBefore = 0x0102030405060708, .notAfter = 9, .keyType = 3, .keyBits = 256, .hasPrivateKey = true,
+    .state = 2, .keyUsage = 0x101, .flags = 0x80000004};
+inline const char* const certificateBytes =
+    "05 00 00 00 'CN=me'  0c 00 00 00 'CN=authority'  04 00 00 00 '0A1B'  02 00 00 00 'ff' "
+    "08 07 06 05 04 03 02 01  09 00 00 00 00 00 00 00  03 00 00 00  00 01 00 00  01 "
+    "02 00 00 00  01 01 00 00  04 00 00 80 ";
+
+inline const CRLInfo crl{
+    .issuer = "CN=authority", .number = "17", .thisUpdate = 0x1112131415161718, .nextUpdate = 0x22,
+    .revokedCount = 5, .authorityKeyId = "ABCD", .fingerprint = "e"};
+inline const char* const crlBytes =
+    "0c 00 00 00 'CN=authority'  02 00 00 00 '17'  18 17 16 15 14 13 12 11  22 00 00 00 00 00 00 00 "
+    "05 00 00 00  04 00 00 00 'ABCD'  01 00 00 00 'e' ";
+
+inline const CertRequestKeyInfo keyChoice{.keyType = 3, .keyBits = {256, 384}, .digests = {0x250}};
+inline const char* const keyChoiceBytes =
+    "03 00 00 00  02 00 00 00 00 01 00 00 80 01 00 00  01 00 00 00 50 02 00 00 ";
+
+inline const CertRequestInfo wanted{
+    .keyType = 0x0A, .keyBits = 0x0B, .digest = 0x0C, .useExistingKey = true, .format = 0x0E,
+    .commonName = "1", .organizationalUnit = "22", .organization = "333", .locality = "4", .stateOrProvince = "5",
+    .country = "66", .alternativeNames = "seven", .keyLabel = "8", .keyUsage = 0x0F};
+inline const char* const wantedBytes =
+    "0a 00 00 00  0b 00 00 00  0c 00 00 00  0e 00 00 00 "
+    "01 00 00 00 '1'  02 00 00 00 '22'  03 00 00 00 '333'  01 00 00 00 '4'  01 00 00 00 '5'  02 00 00 00 '66' "
+    "01  05 00 00 00 'seven'  01 00 00 00 '8'  0f 00 00 00  0e 00 00 00 ";
+
+// The wire's sixteen texts, the pairs, the number, and the text that comes last.
+inline const char* const detailsBytes =
+    "02 00 00 00 't1'  02 00 00 00 't2'  02 00 00 00 't3'  02 00 00 00 't4'  02 00 00 00 't5'  02 00 00 00 't6' "
+    "02 00 00 00 't7'  02 00 00 00 't8'  02 00 00 00 't9'  03 00 00 00 't10' 03 00 00 00 't11' 03 00 00 00 't12' "
+    "03 00 00 00 't13' 03 00 00 00 't14' 03 00 00 00 't15' 03 00 00 00 't16' "
+    "02 00 00 00  01 00 00 00 'b'  01 00 00 00 '1'  01 00 00 00 'a'  00 00 00 00 "
+    "88 77 66 55 44 33 22 11  03 00 00 00 't17' ";
+inline const CertExtentions details = [] {
+    CertExtentions d;
+    d.label = "t1"; d.keyId = "t2";
+    d.version = "t3"; d.signatureAlgorithm = "t4"; d.publicKeyAlgorithm = "t5"; d.publicKeyParameters = "t6";
+    d.subjectAlternativeNames = "t7"; d.issuerAlternativeNames = "t8"; d.basicConstraints = "t9"; d.keyUsage = "t10";
+    d.extendedKeyUsage = "t11"; d.subjectKeyId = "t12"; d.authorityKeyId = "t13"; d.certificatePolicies = "t17";
+    d.crlDistributionPoints = "t14"; d.authorityInfoAccess = "t15"; d.sha1Fingerprint = "t16";
+    d.extensions = {{"b", "1"}, {"a", ""}};
+    d.revokedAt = 0x1122334455667788;
+    return d;
+}();
+// clang-format on
+
+inline std::string joined(std::initializer_list<const char*> parts) {
+    std::string text;
+    for (const char* part : parts) text.append(part).append(" ");
+    return hex(text);
+}
+
+class WithCertsController : public WithScriptedService {
+protected:
+    using Command = panelkit::Command;
+    using Reaction = panelkit::testing::Reaction;
+
+    VpnCertsController controller;
+};

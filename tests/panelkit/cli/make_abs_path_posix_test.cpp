@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/cli/argv_and_paths.h>
+
+#include "../../support/current_directory.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+TEST(AbsolutePath, FollowsTheRulesOfWindowsOnTheStringsAsTheyAre) {
+    const ScratchDirectory directory("work");
+    const std::string here = directory.path();
+    ASSERT_TRUE(here.starts_with("/"));
+    const std::string start = here.substr(0, 2);
+    // clang-format off
+    const std::pair<const char*, std::string> cases[] = {
+        {"a.cfg",      here + "\\a.cfg"},
+        {"",           here + "\\"},
+        {"x/y\\z",     here + "\\x/y\\z"},
+        {"/x/a.cfg",   start + "/x/a.cfg"},
+        {"\\x\\a.cfg", start + "\\x\\a.cfg"},
+        {"/",          start + "/"},
+        {"D:\\a.cfg",  "D:\\a.cfg"},
+        {"a:b",        "a:b"},           // any character may stand before the colon
+        {":",          here + "\\:"},
+    };
+    // clang-format on
+    for (const auto& [path, expected] : cases) EXPECT_EQ(absolutePath(path), expected) << path;
+}
+
+TEST(AbsolutePath, GetsNoSecondSeparatorInTheRoot) {
+    const ScratchDirectory directory("work");
+    directory.enter("/");
+    EXPECT_EQ(absolutePath("a.cfg"), "/a.cfg");
+    EXPECT_EQ(absolutePath("/a.cfg"), "/"); // the third character stands behind the end of "/"
+}
+
+TEST(AbsolutePath, IsEmptyWhereTheDirectoryCannotBeRead) {
+    const ScratchDirectory directory("work");
+    directory.enterAndRemove("gone");
+    EXPECT_EQ(absolutePath("a.cfg"), "");
+    EXPECT_EQ(absolutePath("D:\\a.cfg"), "");
+}
+
+TEST(AbsolutePath, HasRoomForADirectoryOf1023Bytes) {
+    const ScratchDirectory directory("work");
+    const std::string longest = directory.enterDeep(1023);
+    EXPECT_EQ(absolutePath("a.cfg"), longest + "\\a.cfg");
+    directory.enterDeep(1024);
+    EXPECT_EQ(absolutePath("a.cfg"), "");
+}
+
+} // namespace

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/lparams/formatted_params.h>
+#include <panelkit/lparams/sections/ike.h>
+
+#include "../../support/bytes.h"
+
+#include <gmock/gmock.h>
+
+#include <ctime>
+#include <random>
+#include <regex>
+#include <set>
+
+using LPARAMS::Client::CPUsParam;
+using LPARAMS::Client::IKE;
+using LPARAMS::Client::QcdSParam;
+
+namespace {
+
+// ---- the secret of quick crash detection
+
+TEST(AQcdSecret, IsAnEvenNumberOf16To40Digits) {
+    for (const char* good : {"0123456789ABCDEF", "0123456789abCdef", "0123456789absdef", "ssssssssssssssss",
+                             "000000000000000000", "0123456789ABCDEF0123456789ABCDEF01234567"}) {
+        EXPECT_TRUE(QcdSParam::checkFormat(good)) << good;
+    }
+    for (const char* bad : {"", "no", "auto", "0123456789abcdef", "01234567", "01234567890123", "012345678901234",
+                            "01234567890123456", "012345678901234567890123456789012345678", "0123456789abdefS",
+                            "0123456789ABCDEF0123456789ABCDEF0123456789", "0123456789ABCDEG", "0123456789ABCDE "}) {
+        EXPECT_FALSE(QcdSParam::checkFormat(bad)) << bad;
+    }
+}
+
+TEST(AQcdSecret, IsMadeFromTheClock) {
+    std::string one = "old", two;
+    const std::time_t before = std::time(nullptr);
+    QcdSParam::genAuto(one);
+    QcdSParam::genAuto(two);
+    if (std::time(nullptr) == before) {
+        EXPECT_EQ(one, two);
+    }
+    EXPECT_EQ(one.size(), 40U);
+    EXPECT_EQ(one.find_first_not_of("0123456789ABCDEF"), std::string::npos);
+    EXPECT_TRUE(QcdSParam::checkFormat(one));
+}
+
+std::string savedHistory(const std::string& value, const std::string& history) {
+    IKE ike;
+    ike.QCD_SECRET.value = value;
+    ike.QCD_SECRET.history = history;
+    std::string bytes;
+    CommandStreamOut out(bytes);
+    EXPECT_TRUE(ike.QCD_SECRET.save(out));
+    EXPECT_EQ(bytes, encoded(ike.QCD_SECRET.history));
+    return ike.QCD_SECRET.history;
+}
+
+TEST(AQcdSecret, IsSavedAsItsHistory) {
+    struct Case {
+        const char *value, *history, *saved;
+    };
+    for (const auto& [value, history, saved] : {
+             Case{"", "", ""},
+             Case{"x", "", "x:"},
+             Case{"x", "x", "x"},
+             Case{"x", "x:y", "x:y"},
+             Case{"n", "a", "n:a"},
+             Case{"n", "a:b:c", "n:a:b:c"},
+             Case{"n", "a:b:c:", "n:a:b:c"},
+             Case{"n", "a:b:c:d", "n:a:b:c"},
+             Case{"n", "a:b:c:d:e", "n:a:b:c"},
+             Case{"no", "a:b", "no"},
+             Case{"n", "no", "n"},
+             Case{"no", "no", "no"},
+             Case{"n", "no:a", "n:no:a"}, // only a history that is "no" and nothing else counts as that
+             Case{"", "a:b", ":a:b"},
+             Case{"", "a:b:c:d:e", ":a:b:c:d"}, // the colon in front is not counted
+             Case{"auto", "a", "auto:a"},
+             Case{"a:b", "a:b", "a:b:a:b"},
+         }) {
+        EXPECT_EQ(savedHistory(value, history), saved) << value << " onto " << history;
+    }
+}
+
+TEST(AQcdSecret, IsLoadedFromTheNewestEntryOfItsHistory) {
+    struct Case {
+        const char *history, *value;
+    };
+    for (const auto& [history, value] : {Case{"", ""}, Case{"no", "no"}, Case{"a", "a"}, Case{"a:", "a"},
+                                         Case{"a:b:c", "a"}, Case{":x", ":x"}, Case{":a:b", ":a:b"}}) {
+        IKE ike;
+        const std::string bytes = encoded(std::string(history));
+        CommandStreamIn in(bytes);
+        EXPECT_TRUE(ike.QCD_SECRET.load(in));
+        EXPECT_EQ(ike.QCD_SECRET.history, history);
+        EXPECT_EQ(ike.QCD_SECRET.value, value);
+    }
+}
+
+// ---- processors
+
+TEST(AProcessorList, TakesTheseTexts) {
+    for (const char* good : {"ALL",
+                             "*",
+                             "-",
+                             "0",
+                             "0,1",
+                             "0-2",
+                             "2-0",
+                             "0x3",
+                             "x3",
+                             "0, 1",
+                             "\t0, \t1",
+                             "3-",
+                             "0-2047",
+                             "2047",
+                             "5-5",
+                             "1,1",
+                             "3- 5",
+                             " 3-5",
+                             "00000000000000000000007",
+                             "0xffffffff",
+                             "0xFfFf,1.2",
+                             "x0",
+                             "0x0,0",
+                             "0xDEADBEEF.1"}) {
+        EXPECT_TRUE(CPUsParam::checkFormat(good)) << good;
+    }
+}
+
+TEST(AProcessorList, RefusesTheseTexts) {
+    for (const char* bad :
+         {"",      "0,,1", "all",    "All",   "ALL ", " ALL", "ALL,1",  "*,1",         "0 ,1",
+          "0,1 ",  "2048", "0-2048", "2048-", ",",    "0,",   ",0",     "a",           "1a",
+          "-1",    "--",   "1--2",   "1-2-3", "+1",   "1,-",  "3 -5",   "3- ",         "99999999999999999999",
+          "0x",    "x",    "0X3",    "0xg",   "0x1,", "0x,1", "0x1..2", "0x123456789", "0x 1",
+          "0x1-2", "1.2",  "xx",     "x0x1"}) {
+        EXPECT_FALSE(CPUsParam::checkFormat(bad)) << bad;
+    }
+    EXPECT_FALSE(CPUsParam::checkFormat(std::string("1\0", 2)));
+    std::string words = "0x1";
+    for (int i = 1; i < 64; ++i) words += ",1";
+    EXPECT_TRUE(CPUsParam::checkFormat(words)); // 2048 processors
+    EXPECT_FALSE(CPUsParam::checkFormat(words + ",1"));
+}
+
+std::set<unsigned> processors(const std::string& text) {
+    std::vector<std::uint32_t> bits;
+    EXPECT_TRUE(panelkit::parseProcessors(text, bits)) << text;
+    std::set<unsigned> set;
+    for (unsigned i = 0; i < 32 * bits.size(); ++i) {
+        if (bits[i / 32] >> i % 32 & 1U) set.insert(i);
+    }
+    return set;
+}
+
+TEST(AProcessorList, StandsForTheseProcessors) {
+    using testing::ElementsAre;
+    EXPECT_THAT(processors("ALL"), ElementsAre());
+    EXPECT_THAT(processors("33,0-2,5-4"), ElementsAre(0, 1, 2, 4, 5, 33));
+    EXPECT_THAT(processors("2046-"), ElementsAre(2046, 2047));
+    EXPECT_THAT(processors("0x5,80000001"), ElementsAre(0, 2, 32, 63));
+    EXPECT_EQ(processors("0-2047").size(), 2048U);
+}
+
+// The same rules, said once more as plainly as can be.
+bool plainModel(const std::string& text) {
+    static const std::regex item("[ \t]*([0-9]+)(-([ \t]*([0-9]+))?)?");
+    static const std::regex mask("(0x|x)[0-9a-fA-F]{1,8}([,.][0-9a-fA-F]{1,8})*");
+    if (text == "ALL" || text == "*" || text == "-") return true;
+    if (std::regex_match(text, mask)) return true;
+    const auto small = [](const std::string& digits) { return digits.empty() || std::stoull(digits) <= 2047; };
+    std::stringstream rest(text + ',');
+    std::string piece;
+    bool any = false;
+    while (std::getline(rest, piece, ',')) {
+        std::smatch parts;
+        if (!std::regex_match(piece, parts, item) || !small(parts[1]) || !small(parts[4])) return false;
+        any = true;
+    }
+    return any;
+}
+
+TEST(AProcessorList, AgreesWithAPlainModelOnRandomTexts) {
+    std::mt19937 random(11);
+    const std::vector<std::string> tokens{"0", "1",  "7", "12", "2047", "2048", "-", "-", ",",  ",",
+                                          " ", "\t", "x", "0x", "a",    "f",    ".", "*", "ALL"};
+    int accepted = 0;
+    for (int round = 0; round < 20000; ++round) {
+        std::string text;
+        for (std::size_t i = random() % 7; i > 0; --i) text += tokens[random() % tokens.size()];
+        ASSERT_EQ(CPUsParam::checkFormat(text), plainModel(text)) << '"' << text << '"';
+        accepted += plainModel(text);
+    }
+    EXPECT_GT(accepted, 1000); // it is a test of both answers
+}
+
+} // namespace

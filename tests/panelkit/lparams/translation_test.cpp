@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+//
+// A translation that is loaded at run time shows in groups that were built before it, and in those built later.
+#include <panelkit/loc/ui_module.h>
+#include <panelkit/lparams/param_text.h>
+#include <panelkit/lparams/sections.h>
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+using namespace LPARAMS::Client;
+using panelkit::parseParam;
+using panelkit::printParam;
+
+namespace {
+
+class ATranslation : public testing::Test {
+protected:
+    void SetUp() override {
+        std::string error;
+        ASSERT_TRUE(russian.load(PANELKIT_LOCALE_DIR, "ru_RU.UTF-8", &error)) << error;
+    }
+    ~ATranslation() override { russian.restoreDefaults(); }
+
+    IKE early; // built before the load
+    ADMIN admin;
+    Loc::UIModule russian;
+};
+
+TEST_F(ATranslation, ShowsInLabelsAndHelps) {
+    EXPECT_STREQ(early.EXCHANGE_TIMEOUT.label, "Время завершения обмена (с)");
+    EXPECT_STREQ(early.EXCHANGE_TIMEOUT.help, "Время завершения обмена (5..600 с)");
+    EXPECT_STREQ(early.IKE_CLIENT.label, "Работать только как клиент"); // a registered text
+    EXPECT_STREQ(admin.ADMIN_GROUP.label, "Имя группы администраторов");
+    const ADMIN late;
+    EXPECT_STREQ(late.ADMIN_GROUP.label, "Имя группы администраторов");
+    EXPECT_NE(&late.ADMIN_GROUP.label, &admin.ADMIN_GROUP.label);
+    EXPECT_THAT(PCAP().error875.message, testing::HasSubstr("«threads_mask»"));
+}
+
+TEST_F(ATranslation, IsTheLanguageInWhichChoicesArePrintedAndRead) {
+    EXPECT_EQ(printParam(early.NATT_POLICY), "Автоопределение");
+    EXPECT_FALSE(parseParam(early, early.NATT_POLICY, "Начинать с порта NAT-T"));
+    EXPECT_EQ(early.NATT_POLICY.value, 65);
+    EXPECT_EQ(LPARAMS::IKE2_FRAGM_VARIANTS->getValue("Auto", -2), -2);
+    EXPECT_EQ(LPARAMS::IKE2_FRAGM_VARIANTS->getValue("Автоматически", -2), 1);
+    const auto error = parseParam(early, early.MIXED_TRANSPORT_MODE, "AUTO");
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->legal, R"("ВЫКЛ", "ВСЕГДА", "АВТО")");
+    EXPECT_EQ(parseParam(early, early.MIXED_TRANSPORT_MODE, "АВТ")->nearest, "АВТО");
+    EXPECT_FALSE(parseParam(early, early.MIXED_TRANSPORT_MODE, "=2"));
+    EXPECT_EQ(printParam(early.MIXED_TRANSPORT_MODE, panelkit::TextForm::stored), "2 MIXED_TRANSPORT_AUTO");
+}
+
+TEST_F(ATranslation, LeavesTheHelpMarkerInItsPlace) {
+    const std::string_view help = UPDATE().VERIFY_DOWNLOADS.help;
+    const std::size_t marker = help.find(BoolParam::HelpMarker());
+    ASSERT_NE(marker, std::string_view::npos);
+    EXPECT_TRUE(help.starts_with("Всегда проверять"));
+}
+
+TEST_F(ATranslation, LeavesNoTextOfAnyGroupInEnglish) {
+    const panelkit::AllGroups groups;
+    std::set<std::string> untranslated;
+    for (const auto& group : groups) {
+        for (const Param* param : group->params) {
+            for (const char* text : {param->label, param->help}) {
+                const bool cyrillic = std::string_view(text).find_first_of("\xD0\xD1") != std::string_view::npos;
+                if (*text && !cyrillic) untranslated.insert(text);
+            }
+        }
+    }
+    EXPECT_THAT(untranslated, // names that are the same in every language
+                testing::ElementsAre("MOBIKE", "SSL/TLS", "SysLog", "fcache_always_invalidate", "fcache_icmp",
+                                     "fcache_lines", "fwd_pkt_no_queue", "pkcs11_module", "pkcs11_slotid",
+                                     "pkcs11_tokenid", "pkt_list", "pkt_order", "pkt_queue", "threads_mask"));
+}
+
+} // namespace

@@ -1,0 +1,390 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/notifications/notifications_listener.h>
+
+#include "../../support/bytes.h"
+#include "../../support/run_speed.h"
+#include "../../support/service_fixture.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <random>
+#include <thread>
+
+using panelkit::testing::PushResult;
+using std::chrono::milliseconds;
+using testing::ElementsAre;
+
+namespace {
+
+NotificationIdType id(std::int32_t value) { return static_cast<NotificationIdType>(value); }
+
+const PushResult refused{PushResult::Kind::notHandled, ""};
+PushResult answered(const std::string& reply) { return {PushResult::Kind::handled, reply}; }
+
+// A handler that echoes, counts, and does what the test says.
+class Handler : public VpnNotificationHandler {
+public:
+    explicit Handler(std::int32_t value, std::function<bool(const std::string&)> whatItDoes = {})
+        : VpnNotificationHandler(id(value)), does(std::move(whatItDoes)) {}
+    bool handle(CommandStreamIn& payload, CommandStreamOut& reply) override {
+        ++handled;
+        std::string text;
+        payload >> text;
+        if (does && !does(text)) return false;
+        reply << std::string_view("echo " + text);
+        return true;
+    }
+    std::function<bool(const std::string&)> does;
+    std::atomic<int> handled{0};
+};
+
+// Where a handler waits until the test lets it go on.
+class Gate {
+public:
+    bool pass() {
+        std::unique_lock lock(mutex_);
+        ++waiting_;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return open_; });
+        return true;
+    }
+    void open() {
+        const std::scoped_lock lock(mutex_);
+        open_ = true;
+        changed_.notify_all();
+    }
+    void awaitWaiting(int count = 1) {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return waiting_ >= count; });
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int waiting_ = 0;
+    bool open_ = false;
+};
+
+// Notes when the service comes and goes.
+class Attentive final : public VpnNotificationsDispatcher {
+public:
+    void handleServerAttachNotification() override { note(attached); }
+    void handleServerDetachNotification() override { note(detached); }
+    bool waitForAttached(int count) { return waitFor(attached, count); }
+    bool waitForDetached(int count) { return waitFor(detached, count); }
+    int attached = 0;
+    int detached = 0;
+
+private:
+    void note(int& counter) {
+        const std::scoped_lock lock(mutex_);
+        ++counter;
+        changed_.notify_all();
+    }
+    bool waitFor(const int& counter, int count) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return counter >= count; });
+    }
+    std::mutex mutex_;
+    std::condition_variable changed_;
+};
+
+class Notifications : public WithScriptedService {
+protected:
+    ~Notifications() override { end(); }
+    void listen(VpnNotificationsDispatcher* dispatcher = nullptr) {
+        VpnNotificationsListener::init(dispatcher);
+        listening = true;
+        ASSERT_TRUE(service->waitForReceiver());
+    }
+    void end() {
+        if (listening) VpnNotificationsListener::fini();
+        listening = false;
+    }
+    PushResult push(std::int32_t value, const std::string& text) { return service->push(value, encoded(text)); }
+    static std::string echo(const std::string& text) { return encoded("echo " + text); }
+
+    bool listening = false;
+};
+
+// ---- the registry
+
+TEST(NotificationHandlers, RegisterByIdInOrderAndUnregisterWhenDestroyed) {
+    std::vector<NotificationIdType> ids(9);
+    {
+        Handler seven(7), minus(-3), two(2);
+        VpnNotificationsDispatcher::notificationsList(ids);
+        EXPECT_THAT(ids, ElementsAre(id(-3), id(2), id(7)));
+    }
+    VpnNotificationsDispatcher::notificationsList(ids);
+    EXPECT_TRUE(ids.empty());
+}
+
+TEST(NotificationHandlers, NeedAGuiUnlessTheySayOtherwiseAndUnknownIdsNeedNone) {
+    Handler handler(5);
+    EXPECT_FALSE(VpnNotificationsDispatcher::noNeedGuiToHandle(id(5)));
+    handler.SetNoNeedGui();
+    EXPECT_TRUE(handler.noNeedGui());
+    EXPECT_TRUE(VpnNotificationsDispatcher::noNeedGuiToHandle(id(5)));
+    EXPECT_TRUE(VpnNotificationsDispatcher::noNeedGuiToHandle(id(6)));
+}
+
+class Counting : public VpnNotificationHandler {
+public:
+    using VpnNotificationHandler::VpnNotificationHandler;
+    bool handle(CommandStreamIn&, CommandStreamOut&) override { return true; }
+};
+
+class Direct final : public VpnNotificationsDispatcher {};
+
+bool dispatch(std::int32_t value) {
+    std::string reply;
+    CommandStreamIn in(nullptr, 0);
+    CommandStreamOut out(reply);
+    return Direct().handleNotification(id(value), in, out);
+}
+
+TEST(NotificationHandlers, ThatWereReplacedTakeTheirSuccessorOutWhenDestroyed) {
+    auto first = std::make_unique<Counting>(id(4));
+    const Counting second(id(4));
+    EXPECT_TRUE(dispatch(4));
+    first.reset();
+    EXPECT_FALSE(dispatch(4));
+}
+
+TEST(NotificationHandlers, CopyIdAndFlagAndLeaveTheRegistryAlone) {
+    Counting original(id(8));
+    original.SetNoNeedGui();
+    {
+        const Counting copy(original);
+        EXPECT_EQ(copy.notificationId(), id(8));
+        EXPECT_TRUE(copy.noNeedGui());
+        EXPECT_TRUE(dispatch(8));
+    }
+    EXPECT_FALSE(dispatch(8)) << "the copy's destructor unregisters the id";
+}
+
+TEST(NotificationHandlers, AreForgottenAllAtOnce) {
+    const Counting one(id(1)), two(id(2));
+    Direct().stopHandleNotifications();
+    EXPECT_FALSE(dispatch(1));
+    EXPECT_FALSE(dispatch(2));
+}
+
+// ---- over the bridge
+
+TEST_F(Notifications, ReachTheHandlerOfTheirIdAndAreAnswered) {
+    Handler one(1), two(2, [](const std::string&text) { return text != "no"; });
+    listen();
+    EXPECT_EQ(push(1, "a"), answered(echo("a")));
+    EXPECT_EQ(push(2, "b"), answered(echo("b")));
+    EXPECT_EQ(push(2, "no"), refused);
+    EXPECT_EQ(push(3, "nobody"), refused);
+    EXPECT_EQ(one.handled, 1);
+    EXPECT_EQ(two.handled, 2);
+}
+
+TEST_F(Notifications, OfAnIdThatWasRegisteredAfterwardsAreNotRouted) {
+    Handler one(1);
+    listen();
+    Handler late(2);
+    EXPECT_EQ(push(2, "x"), refused);
+    EXPECT_EQ(late.handled, 0);
+}
+
+TEST_F(Notifications, WithoutAHandlerAnyMoreAreRefused) {
+    auto gone = std::make_unique<Handler>(1);
+    listen();
+    EXPECT_EQ(push(1, "x"), answered(echo("x")));
+    gone.reset();
+    EXPECT_EQ(push(1, "x"), refused);
+}
+
+TEST_F(Notifications, ThatAHandlerThrowsAtAreRefusedAndTheNextIsHandled) {
+    Handler handler(1, [](const std::string& text) -> bool {
+        if (text == "bad") throw std::runtime_error("from the handler");
+        return true;
+    });
+    listen();
+    EXPECT_EQ(push(1, "bad"), refused);
+    EXPECT_EQ(push(1, "good"), answered(echo("good")));
+    EXPECT_EQ(service->push(1, "not a text"), refused) << "a payload that ends early";
+    EXPECT_EQ(push(1, "good"), answered(echo("good")));
+}
+
+// The second sender of the same is answered by the handling under way; the first gets the refusal.
+TEST_F(Notifications, ThatComeTwiceSwapTheirSenders) {
+    Gate gate;
+    Handler handler(1, [&](const std::string&) { return gate.pass(); });
+    listen();
+    PushResult first, second;
+    std::thread one([&] { first = push(1, "same"); });
+    gate.awaitWaiting();
+    std::thread two([&] { second = push(1, "same"); });
+    one.join(); // refused while the handling still runs
+    EXPECT_EQ(first, refused);
+    gate.open();
+    two.join();
+    EXPECT_EQ(second, answered(echo("same")));
+    EXPECT_EQ(handler.handled, 1);
+}
+
+TEST_F(Notifications, ThatDifferAreDroppedWhileTheirIdIsBusy) {
+    Gate gate;
+    Handler busy(1, [&](const std::string&) { return gate.pass(); });
+    listen();
+    PushResult first;
+    std::thread one([&] { first = push(1, "first"); });
+    gate.awaitWaiting();
+    EXPECT_EQ(push(1, "other"), refused);
+    gate.open();
+    one.join();
+    EXPECT_EQ(first, answered(echo("first")));
+    EXPECT_EQ(push(1, "other"), answered(echo("other")));
+    EXPECT_EQ(busy.handled, 2);
+}
+
+TEST_F(Notifications, MayCreateAndDestroyHandlers) {
+    std::unique_ptr<Handler> made;
+    auto doomed = std::make_unique<Handler>(2);
+    Handler handler(1, [&](const std::string&) {
+        doomed.reset();
+        made = std::make_unique<Handler>(3);
+        return true;
+    });
+    Handler placeholder(3);
+    listen();
+    EXPECT_EQ(push(1, "go"), answered(echo("go")));
+    EXPECT_EQ(push(2, "x"), refused);
+    EXPECT_EQ(push(3, "x"), answered(echo("x")));
+    EXPECT_EQ(made->handled, 1);
+}
+
+TEST_F(Notifications, EndOnlyWhenNoHandlerRunsAnyMore) {
+    Gate gate;
+    std::atomic<bool> ended{false};
+    Handler handler(1, [&](const std::string&) {
+        gate.pass();
+        std::this_thread::sleep_for(milliseconds(50));
+        ended = true;
+        return true;
+    });
+    listen();
+    std::thread sender([&] { push(1, "x"); });
+    gate.awaitWaiting();
+    std::thread opener([&] {
+        std::this_thread::sleep_for(milliseconds(50));
+        gate.open();
+    });
+    end();
+    EXPECT_TRUE(ended);
+    opener.join();
+    service->cutAll();
+    sender.join();
+    std::vector<NotificationIdType> ids;
+    VpnNotificationsDispatcher::notificationsList(ids);
+    EXPECT_TRUE(ids.empty()) << "fini empties the registry";
+}
+
+TEST_F(Notifications, CanBeBegunAgain) {
+    {
+        Handler handler(1);
+        listen();
+        EXPECT_EQ(push(1, "one"), answered(echo("one")));
+        end();
+    }
+    Handler handler(1);
+    killService();
+    restartService();
+    listen();
+    EXPECT_EQ(push(1, "two"), answered(echo("two")));
+}
+
+TEST_F(Notifications, TellOnceForEachTimeThatTheServiceComesAndGoes) {
+    Attentive dispatcher;
+    Handler handler(1);
+    listen(&dispatcher);
+    constexpr int times = 50;
+    for (int i = 1; i <= times; ++i) {
+        ASSERT_TRUE(dispatcher.waitForAttached(i)) << i;
+        killService();
+        ASSERT_TRUE(dispatcher.waitForDetached(i)) << i;
+        restartService();
+    }
+    ASSERT_TRUE(dispatcher.waitForAttached(times + 1));
+    ASSERT_TRUE(service->waitForReceiver());
+    EXPECT_EQ(push(1, "still here"), answered(echo("still here")));
+    end();
+    EXPECT_EQ(dispatcher.attached, times + 1);
+    EXPECT_EQ(dispatcher.detached, times + 1);
+}
+
+TEST_F(WithoutService, TheListenerWaitsForItAndEndsWithoutIt) {
+    Attentive dispatcher;
+    const Handler handler(1);
+    VpnNotificationsListener::init(&dispatcher);
+    std::this_thread::sleep_for(milliseconds(50));
+    EXPECT_EQ(dispatcher.attached, 0);
+    {
+        panelkit::testing::ScriptedService late(CommandSender::Instance().Endpoint());
+        EXPECT_TRUE(dispatcher.waitForAttached(1));
+    }
+    VpnNotificationsListener::fini();
+    EXPECT_EQ(dispatcher.detached, 1);
+}
+
+// Eight senders, each with an id of its own, so that nothing is ever busy; handlers come and go meanwhile.
+TEST_F(Notifications, FromEightSendersAtOnceAreAllHandled) {
+    constexpr int each = slowRun ? 1'000 : 12'500;
+    std::vector<std::unique_ptr<Handler>> handlers;
+    for (int i = 0; i < 8; ++i) handlers.push_back(std::make_unique<Handler>(i));
+    listen();
+    std::atomic<int> good{0};
+    std::atomic<bool> done{false};
+    std::thread others([&] { // ids that nobody sends to
+        for (int round = 0; !done; ++round) const Handler passing(100 + round % 7);
+    });
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 8; ++i) {
+        senders.emplace_back([&, i] {
+            for (int n = 0; n < each; ++n) {
+                const std::string text = std::to_string(i * each + n);
+                if (push(i, text) == answered(echo(text))) ++good;
+            }
+        });
+    }
+    for (std::thread& sender : senders) sender.join();
+    done = true;
+    others.join();
+    EXPECT_EQ(good, 8 * each);
+    for (const auto& handler : handlers) EXPECT_EQ(handler->handled, each);
+}
+
+// Two ids for eight senders: now there are duplicates and busy ids. Every push has exactly one answer, and what was
+// handled was answered to somebody.
+TEST_F(Notifications, ThatCollideAreEachAnsweredOnce) {
+    constexpr int each = 300;
+    Handler one(1), two(2);
+    listen();
+    std::atomic<int> handledAnswers{0}, refusals{0};
+    std::vector<std::thread> senders;
+    for (int i = 0; i < 8; ++i) {
+        senders.emplace_back([&, i] {
+            std::mt19937 random(static_cast<unsigned>(i));
+            for (int n = 0; n < each; ++n) {
+                const PushResult result = push(1 + static_cast<int>(random() % 2), std::to_string(random() % 3));
+                ASSERT_NE(result.kind, PushResult::Kind::noAnswer);
+                ++(result.kind == PushResult::Kind::handled ? handledAnswers : refusals);
+            }
+        });
+    }
+    for (std::thread& sender : senders) sender.join();
+    EXPECT_EQ(handledAnswers + refusals, 8 * each);
+    EXPECT_EQ(handledAnswers, one.handled + two.handled);
+}
+
+} // namespace

@@ -1,0 +1,404 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/server.h>
+
+#include <platform/bridge/bridge_session.h>
+#include <platform/bridge/command_sender.h>
+#include <platform/bridge/failure.h>
+#include <platform/bridge/frame.h>
+#include <testing/scripted_service.h>
+
+#include "../../support/bytes.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <random>
+#include <thread>
+
+using bridge::FrameHeader;
+using bridge::FrameKind;
+using bridge::FrameStatus;
+using bridge::IoStatus;
+using bridge::server::Answer;
+using bridge::server::Request;
+using bridge::server::Session;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr bridge::Patience patience{5000};
+
+// Command 1 echoes; 2 counts per session; 3 waits until it is let go; 4 throws; 5 gives as much as it is asked for.
+class TestService : public bridge::server::Service {
+public:
+    bool admits(const bridge::Peer&) override { return admitsAll; }
+
+    Answer handle(Session& session, const Request& request) override {
+        switch (request.command) {
+        case 1: return Answer::reply(request.payload);
+        case 2: {
+            const int count = session.state.has_value() ? std::any_cast<int>(session.state) + 1 : 1;
+            session.state = count;
+            return Answer::reply(std::to_string(count));
+        }
+        case 3: {
+            std::unique_lock lock(mutex);
+            ++waiting;
+            changed.notify_all();
+            changed.wait(lock, [this] { return letGo; });
+            return Answer::reply("let go");
+        }
+        case 4: throw std::runtime_error("the handler threw");
+        case 5: return Answer::reply(std::string(std::stoul(request.payload), 'x'));
+        default:
+            return Answer::refused(bridge::RefusalReason::unknownCommand,
+                                   "no command " + std::to_string(request.command));
+        }
+    }
+    void ended(Session&) override { ++endedSessions; }
+
+    void release() {
+        const std::scoped_lock lock(mutex);
+        letGo = true;
+        changed.notify_all();
+    }
+    void awaitWaiting(int count) {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return waiting >= count; });
+    }
+
+    std::atomic<bool> admitsAll{true};
+    std::atomic<int> endedSessions{0};
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool letGo = false;
+    int waiting = 0;
+};
+
+class AServer : public testing::Test {
+protected:
+    explicit AServer(bridge::server::Options with = options()) : server(endpoint, service, std::move(with)) {
+        running = std::thread([this] { endedInTime = server.run(); });
+        CommandSender::Instance().SetEndpoint(endpoint);
+    }
+    ~AServer() override {
+        service.release();
+        stop();
+    }
+    void stop() {
+        server.stop();
+        if (running.joinable()) running.join();
+    }
+
+    static bridge::server::Options options() {
+        bridge::server::Options small;
+        small.handshakeWait = 300;
+        small.silence = 500;
+        small.workingInterval = 100;
+        small.sessionsPerUser = 20;
+        small.bufferLimit = 8U << 20;
+        return small;
+    }
+
+    static BridgeSession* open() { return CommandSender::Instance().OpenNewSession("Test", 1); }
+    static bool send(BridgeSession* session, long command, const std::string& payload = {},
+                     std::string* reply = nullptr) {
+        return session->__SendCommand(ModuleTokens, command, payload.data(), static_cast<unsigned>(payload.size()),
+                                      reply);
+    }
+    // A connection without the client's manners.
+    std::unique_ptr<bridge::Channel> connectRaw() const {
+        std::unique_ptr<bridge::Channel> channel;
+        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
+        return channel;
+    }
+    std::unique_ptr<bridge::Channel> greetedRaw() const {
+        auto channel = connectRaw();
+        writeFrame(*channel, {.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::commandSession, "raw"}),
+                   patience);
+        EXPECT_EQ(readFrame(*channel).first.kind, FrameKind::welcome);
+        return channel;
+    }
+    static std::pair<FrameHeader, std::string> readFrame(bridge::Channel& channel) {
+        bridge::FrameReader reader(channel);
+        FrameHeader header;
+        std::string body;
+        if (reader.readHeader(header, bridge::after(5000), patience) != FrameStatus::done) return {};
+        reader.readBody(header, body, 1U << 20, patience);
+        return {header, body};
+    }
+    // Reads whatever still comes.
+    static bool endsWithin(bridge::Channel& channel, unsigned time) {
+        const bridge::Deadline deadline = bridge::after(time);
+        std::array<char, 256> bytes{};
+        std::size_t got = 0;
+        IoStatus status = IoStatus::done;
+        while (status == IoStatus::done) status = channel.readSome(bytes.data(), bytes.size(), got, deadline);
+        return status == IoStatus::closed;
+    }
+    bool answersEcho() const {
+        BridgeSession* session = open();
+        std::string reply;
+        const bool answered = send(session, 1, "still there?", &reply) && reply == "still there?";
+        CommandSender::Instance().CloseSession(session);
+        return answered;
+    }
+
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    TestService service;
+    bridge::server::Server server;
+    std::thread running;
+    bool endedInTime = false;
+};
+
+TEST_F(AServer, AnswersRefusesAndKeepsStatePerSession) {
+    BridgeSession* one = open();
+    BridgeSession* two = open();
+    std::string reply;
+    EXPECT_TRUE(send(one, 2, "", &reply));
+    EXPECT_TRUE(send(one, 2, "", &reply));
+    EXPECT_EQ(reply, "2");
+    EXPECT_TRUE(send(two, 2, "", &reply));
+    EXPECT_EQ(reply, "1");
+    EXPECT_FALSE(send(one, 99, "", &reply));
+    EXPECT_EQ(bridge::lastFailure().text, "no command 99");
+    EXPECT_FALSE(send(one, 4));
+    EXPECT_EQ(bridge::lastFailure().text, "the handler threw");
+    EXPECT_TRUE(send(one, 2, "", &reply)) << "a refusal leaves the session usable";
+    CommandSender::Instance().CloseSession(one);
+    CommandSender::Instance().CloseSession(two);
+    stop();
+    EXPECT_EQ(service.endedSessions, 2);
+}
+
+TEST_F(AServer, TellsAStrangerThatHeIsRefused) {
+    service.admitsAll = false;
+    EXPECT_FALSE(send(open(), 1));
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::accessDenied);
+    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("may not use this service"));
+}
+
+TEST_F(AServer, BoundsTheSessionsOfOneAccount) {
+    std::vector<std::unique_ptr<bridge::Channel>> greedy;
+    for (int i = 0; i < 20; ++i) greedy.push_back(greetedRaw());
+    EXPECT_FALSE(send(open(), 1));
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::overloaded);
+    greedy.clear();
+    for (int attempt = 0; attempt < 50 && !answersEcho(); ++attempt) std::this_thread::sleep_for(milliseconds(20));
+    EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
+    const auto silent = connectRaw();
+    const auto halfway = greetedRaw();
+    halfway->write("only a part of a hea", {}, patience);
+    std::thread slow([] {
+        std::string reply;
+        EXPECT_TRUE(send(open(), 3, "", &reply));
+        EXPECT_EQ(reply, "let go");
+    });
+    service.awaitWaiting(1);
+    EXPECT_TRUE(answersEcho());
+    EXPECT_TRUE(endsWithin(*silent, 2000)) << "a hello that never comes";
+    EXPECT_TRUE(endsWithin(*halfway, 2000)) << "a frame that is not finished";
+    service.release();
+    slow.join();
+}
+
+TEST_F(AServer, ShowsSignsOfLifeWhileACommandRuns) {
+    BridgeSession* session = open();
+    session->setWaitSetting(300);
+    std::thread later([this] {
+        service.awaitWaiting(1);
+        std::this_thread::sleep_for(milliseconds(900));
+        service.release();
+    });
+    std::string reply;
+    EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text;
+    EXPECT_EQ(reply, "let go");
+    later.join();
+}
+
+TEST_F(AServer, RefusesAHelloOfAnotherVersionAndOneThatIsNone) {
+    const auto verdictOf = [this](const std::string& hello) {
+        auto channel = connectRaw();
+        writeFrame(*channel, {.kind = FrameKind::hello}, hello, patience);
+        const auto [header, body] = readFrame(*channel);
+        EXPECT_EQ(header.kind, FrameKind::welcome);
+        EXPECT_TRUE(endsWithin(*channel, 2000));
+        return bridge::decodeWelcome(body).value().verdict;
+    };
+    using bridge::Verdict;
+    EXPECT_EQ(verdictOf(encode(bridge::Hello{2, bridge::Role::commandSession, "x"})), Verdict::versionMismatch);
+    EXPECT_EQ(verdictOf("panelkit"), Verdict::malformed);
+    EXPECT_EQ(verdictOf(std::string(4000, 'x')), Verdict::malformed);
+    EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
+    const auto channel = greetedRaw();
+    const FrameHeader huge{0xFFFFFFF0, FrameKind::request, 6, 1, 7};
+    const auto bytes = bridge::encodeFrameHeader(huge);
+    channel->write({bytes.data(), bytes.size()}, "some of the body", patience);
+    const auto [header, body] = readFrame(*channel);
+    EXPECT_EQ(header.kind, FrameKind::refused);
+    EXPECT_EQ(bridge::decodeRefusal(body).value().reason, bridge::RefusalReason::tooLarge);
+
+    std::string reply;
+    BridgeSession* session = open();
+    EXPECT_FALSE(send(session, 5, std::to_string((64U << 20) + 1), &reply));
+    EXPECT_EQ(bridge::lastFailure().text, "the reply is too large");
+    EXPECT_TRUE(send(session, 5, "1000000", &reply));
+    EXPECT_EQ(reply.size(), 1000000U);
+}
+
+// What one client announces costs nothing until it is sent, and all together can't buffer more than the limit.
+TEST_F(AServer, BoundsWhatAllSessionsBufferTogether) {
+    std::vector<std::unique_ptr<bridge::Channel>> clients;
+    int refused = 0;
+    for (int i = 0; i < 4; ++i) {
+        clients.push_back(greetedRaw());
+        const FrameHeader header{4U << 20, FrameKind::request, 6, 1, 1};
+        const auto bytes = encodeFrameHeader(header);
+        clients.back()->write({bytes.data(), bytes.size()}, {}, patience);
+        std::string most((4U << 20) - 1, 'x');
+        clients.back()->write(most, {}, {2000});
+    }
+    for (const auto& client : clients) {
+        bridge::FrameReader reader(*client);
+        FrameHeader header;
+        if (reader.readHeader(header, bridge::after(300), patience) == FrameStatus::done) {
+            refused += header.kind == FrameKind::refused ? 1 : 0;
+        }
+    }
+    EXPECT_GE(refused, 2);
+    clients.clear();
+    for (int attempt = 0; attempt < 50 && !answersEcho(); ++attempt) std::this_thread::sleep_for(milliseconds(20));
+    BridgeSession* session = open();
+    std::string reply;
+    EXPECT_TRUE(send(session, 1, std::string(7U << 20, 'y'), &reply)) << "the budget was given back";
+    EXPECT_EQ(reply.size(), 7U << 20);
+}
+
+TEST_F(AServer, SurvivesRandomFramesAndAbruptDisconnects) {
+    std::mt19937 random(7);
+    const auto randomFrame = [&] {
+        FrameHeader header{static_cast<std::uint32_t>(random() % 40), static_cast<FrameKind>(random() % 12),
+                           static_cast<std::uint32_t>(random() % 30), static_cast<std::uint32_t>(random() % 6), 1};
+        if (random() % 16 == 0) header.length = static_cast<std::uint32_t>(random());
+        if (header.command == 3) header.command = 1; // would wait
+        const auto bytes = encodeFrameHeader(header);
+        std::string frame(bytes.data(), bytes.size());
+        for (std::uint32_t i = 0; i < header.length % 64; ++i) frame += static_cast<char>(random());
+        return frame;
+    };
+    int sent = 0;
+    for (int connection = 0; connection < 1000; ++connection) {
+        const bool greeted = random() % 2 == 0;
+        auto channel = greeted ? greetedRaw() : connectRaw();
+        for (int i = 0; i < 10; ++i, ++sent) {
+            const std::string frame = randomFrame();
+            const std::size_t cut = random() % 8 == 0 ? random() % frame.size() : frame.size();
+            channel->write(std::string_view(frame).substr(0, cut), {}, {50});
+        }
+    }
+    EXPECT_EQ(sent, 10000);
+    for (int attempt = 0; attempt < 100 && !answersEcho(); ++attempt) std::this_thread::sleep_for(milliseconds(20));
+    EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, ServesManySessionsAtOnce) {
+    std::vector<std::thread> clients;
+    std::atomic<int> good{0};
+    for (int i = 0; i < 8; ++i) {
+        clients.emplace_back([&good, i] {
+            BridgeSession* session = open();
+            for (int round = 0; round < 100; ++round) {
+                const std::string payload = std::to_string(i * 1000 + round);
+                std::string reply;
+                good += send(session, 1, payload, &reply) && reply == payload ? 1 : 0;
+            }
+            CommandSender::Instance().CloseSession(session);
+        });
+    }
+    for (std::thread& client : clients) client.join();
+    EXPECT_EQ(good, 800);
+}
+
+TEST_F(AServer, FinishesWhatIsUnderWayWhenItStops) {
+    std::string reply;
+    std::thread slow([&reply] { EXPECT_TRUE(send(open(), 3, "", &reply)) << bridge::lastFailure().text; });
+    BridgeSession* idle = open();
+    ASSERT_TRUE(idle->Connect());
+    service.awaitWaiting(1);
+    server.stop();
+    std::this_thread::sleep_for(milliseconds(50));
+    EXPECT_FALSE(send(idle, 1)) << "no new command is begun";
+    service.release();
+    slow.join();
+    EXPECT_EQ(reply, "let go");
+    stop();
+    EXPECT_TRUE(endedInTime);
+}
+
+class AnImpatientServer : public AServer {
+protected:
+    AnImpatientServer()
+        : AServer([] {
+              bridge::server::Options impatient = options();
+              impatient.grace = milliseconds(100);
+              return impatient;
+          }()) {}
+};
+
+TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
+    std::thread stuck([] { EXPECT_TRUE(send(open(), 3)); });
+    service.awaitWaiting(1);
+    stop();
+    EXPECT_FALSE(endedInTime);
+    service.release();
+    stuck.join();
+    while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
+    server.run(); // joins what has ended by now
+}
+
+TEST_F(AServer, HasItsEndpointAlone) {
+    EXPECT_THROW(bridge::server::Server(endpoint, service, {}), std::runtime_error);
+    try {
+        bridge::server::Server second(endpoint, service, {});
+    } catch (const std::runtime_error& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("another service serves it"));
+    }
+    EXPECT_TRUE(answersEcho());
+}
+
+// ---- what the frames are made of; docs/wire-format.md shows the same bytes
+
+TEST(AFrame, HasItsHandWrittenHeader) {
+    const auto bytes = bridge::encodeFrameHeader({0x1C, FrameKind::request, 6, 3, 1});
+    EXPECT_EQ(std::string(bytes.data(), bytes.size()),
+              hex("1c 00 00 00  03 00 00 00  06 00 00 00  03 00 00 00  01 00 00 00"));
+    EXPECT_EQ(encode(bridge::Hello{1, bridge::Role::commandSession, "Tokens"}),
+              hex("'panelkit'  01 00 00 00  01 00 00 00  06 00 00 00 'Tokens'"));
+    EXPECT_EQ(encode(bridge::Welcome{1, bridge::Verdict::accepted, 64U << 20, "panelkitd 0.1.0", ""}),
+              hex("'panelkit'  01 00 00 00  00 00 00 00  00 00 00 04  0f 00 00 00 'panelkitd 0.1.0'  00 00 00 00"));
+    EXPECT_EQ(encode(bridge::Refusal{bridge::RefusalReason::unknownCommand, 9, "no"}),
+              hex("02 00 00 00  09 00 00 00  02 00 00 00 'no'"));
+}
+
+TEST(AFrame, IsNotDecodedFromLessThanAllOfIt) {
+    const auto noPrefixDecodes = [](const std::string& whole, const auto& decode) {
+        EXPECT_TRUE(decode(whole));
+        for (std::size_t length = 0; length < whole.size(); ++length) {
+            EXPECT_FALSE(decode(std::string_view(whole).substr(0, length))) << length;
+        }
+    };
+    noPrefixDecodes(encode(bridge::Hello{1, bridge::Role::receiver, "n"}), bridge::decodeHello);
+    noPrefixDecodes(encode(bridge::Welcome{1, bridge::Verdict::accepted, 5, "s", "t"}), bridge::decodeWelcome);
+    noPrefixDecodes(encode(bridge::Refusal{bridge::RefusalReason::byModule, 0, "t"}), bridge::decodeRefusal);
+}
+
+} // namespace

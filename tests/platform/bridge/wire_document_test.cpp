@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+//
+// The byte dump in docs/wire-format.md is what the code makes.
+#include <panelkit/tokens/token_records.h>
+#include <platform/bridge/frame.h>
+#include <platform/bridge/hello.h>
+
+#include "../../support/bytes.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+using bridge::FrameKind;
+
+namespace {
+
+// The bytes of the dump in one direction: what stands between the mark and the comment, which three blanks set off.
+std::string dumped(char direction) {
+    std::ifstream document(PANELKIT_SOURCE_DIR "/docs/wire-format.md");
+    std::string bytes;
+    for (std::string line; std::getline(document, line);) {
+        if (line.size() > 2 && line[0] == direction && line[1] == ' ')
+            bytes += hex(line.substr(2, line.find("   ") - 2));
+    }
+    return bytes;
+}
+
+std::string frame(bridge::FrameHeader header, const std::string& body) {
+    header.length = static_cast<std::uint32_t>(body.size());
+    const auto bytes = bridge::encodeFrameHeader(header);
+    return std::string(bytes.data(), bytes.size()) + body;
+}
+
+TEST(TheWireFormatDocument, ShowsTheBytesThatTheCodeMakes) {
+    const PKCS11::TokenInfo token{0, "Office", "A1B2", "", "embedded", 0x40C};
+    EXPECT_EQ(
+        toHex(dumped('>')),
+        toHex(frame({.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::commandSession, "Tokens"})) +
+              frame({0, FrameKind::request, 6, 2, 1}, encoded(token, std::string("1234"), false))));
+    EXPECT_EQ(
+        toHex(dumped('<')),
+        toHex(frame({.kind = FrameKind::welcome},
+                    encode(bridge::Welcome{1, bridge::Verdict::accepted, 64U << 20, "panelkitd 0.1.0", ""})) +
+              frame({0, FrameKind::refused, 6, 2, 1}, encode(bridge::Refusal{bridge::RefusalReason::byModule, 10,
+                                                                             "the token \"Office\" is not there"}))));
+}
+
+} // namespace

@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+//
+// The console functions on a real terminal: each test runs console_probe at one end and sits at the other.
+#include "../../support/pseudo_terminal_posix.h"
+
+#include <gmock/gmock.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+const std::string started = "started\n";
+
+class TerminalConsole : public testing::Test {
+protected:
+    TerminalConsole() { surroundings.environment = {{"LOCPATH", TEST_LOCALES}, {"LC_ALL", "ru_RU.UTF-8"}}; }
+    ~TerminalConsole() override { std::filesystem::remove(file); }
+
+    void start(const std::vector<std::string>& verb) {
+        std::vector<std::string> command = {CONSOLE_PROBE, file};
+        command.insert(command.end(), verb.begin(), verb.end());
+        terminal.run(command, surroundings);
+    }
+
+    // Runs a verb that reads, types, and waits for the end, which must be a good one. Gives the report.
+    std::string typed(const std::vector<std::string>& verb, std::string_view keys) {
+        start(verb);
+        terminal.waitForReader();
+        terminal.type(keys);
+        expectGoodEnd();
+        return report();
+    }
+
+    void expectGoodEnd() {
+        const int status = terminal.waitForStatus();
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+        EXPECT_TRUE(terminal.modes() == before);
+    }
+
+    std::string report() const {
+        std::stringstream text;
+        text << std::ifstream(file).rdbuf();
+        return text.str();
+    }
+
+    std::string file = testing::TempDir() + "console_report_" + std::to_string(::getpid());
+    PseudoTerminal terminal;
+    PseudoTerminal::Surroundings surroundings;
+    termios before = terminal.modes();
+};
+
+TEST_F(TerminalConsole, ReadsASecretWithoutEcho) {
+    EXPECT_EQ(typed({"passgets", "16"}, "\x7f"
+                                        "ab\x7f"
+                                        "c\r"),
+              started + "7\n'61 63 '\n7\n");
+    EXPECT_EQ(terminal.screen(), "**\b \b*\r\n");
+}
+
+TEST_F(TerminalConsole, TakesTheEraseKeyThatTheTerminalHasSet) {
+    before.c_cc[VERASE] = '#';
+    terminal.setModes(before);
+    EXPECT_EQ(typed({"passgets", "16"}, "ab#\x7f\bc\r"), started + "7\n'63 '\n7\n");
+    EXPECT_EQ(terminal.screen(), "**\b \b\b \b*\r\n");
+}
+
+TEST_F(TerminalConsole, RefusesASecretThatFillsTheBuffer) {
+    EXPECT_EQ(typed({"passgets", "4"}, "abc"), started + "7\nnull\n7\n");
+    EXPECT_EQ(terminal.screen(), "***");
+}
+
+TEST_F(TerminalConsole, DoesNotReadIntoNoRoom) {
+    start({"passgets", "1"});
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\nnull\n7\n");
+}
+
+TEST_F(TerminalConsole, HasOneStarForALetterOfUtf8) {
+    EXPECT_EQ(typed({"passgets", "16"}, "Пин\x7fк\r"), started + "7\n'd0 9f d0 b8 d0 ba '\n7\n");
+    EXPECT_EQ(terminal.screen(), "***\b \b*\r\n");
+}
+
+TEST_F(TerminalConsole, ReadsRussianInAPageOfOneByte) {
+    surroundings.environment["LC_ALL"] = "ru_RU.KOI8-R";
+    EXPECT_EQ(typed({"passgets", "16"}, "\xf0\xc9\x7f\xc4\r"), started + "7\n'f0 c4 '\n7\n");
+    EXPECT_EQ(terminal.screen(), "**\b \b*\r\n");
+}
+
+// Where the locale says nothing, the terminal's driver may know better.
+TEST_F(TerminalConsole, TakesTheDriversWordForUtf8InTheCLocale) {
+    surroundings.environment["LC_ALL"] = "C";
+    before.c_iflag |= IUTF8;
+    terminal.setModes(before);
+    EXPECT_EQ(typed({"passgets", "16"}, "П\x7fк\r"), started + "7\n'd0 ba '\n7\n");
+    EXPECT_EQ(terminal.screen(), "*\b \b*\r\n");
+}
+
+TEST_F(TerminalConsole, CountsBytesInTheCLocaleOtherwise) {
+    surroundings.environment["LC_ALL"] = "C";
+    EXPECT_EQ(typed({"passgets", "16"}, "П\r"), started + "7\n'd0 9f '\n7\n");
+    EXPECT_EQ(terminal.screen(), "**\r\n");
+}
+
+TEST_F(TerminalConsole, ReadsWhatWasTypedAhead) {
+    terminal.type("ab\n");
+    start({"passgets", "16"});
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\n'61 62 '\n7\n");
+}
+
+TEST_F(TerminalConsole, EndsASecretAtTheEndOfInput) {
+    EXPECT_EQ(typed({"passgets", "16"}, "ab\x04"), started + "7\nnull\n7\n");
+}
+
+TEST_F(TerminalConsole, EndsASecretWhenTheTerminalIsGone) {
+    surroundings.ignored = {SIGHUP};
+    start({"passgets", "16"});
+    terminal.waitForReader();
+    terminal.hangUp();
+    EXPECT_EQ(terminal.waitForStatus(), 0);
+    EXPECT_EQ(report(), started + "7\nnull\nno console\n");
+}
+
+TEST_F(TerminalConsole, ReadsNoSecretFromAFile) {
+    surroundings.input = "/dev/null";
+    start({"passgets", "16"});
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "no console\nnull\nno console\n");
+}
+
+TEST_F(TerminalConsole, WritesNoStarsIntoAFile) {
+    surroundings.output = file + ".out";
+    EXPECT_EQ(typed({"passgets", "16"}, "ab\r"), started + "7\n'61 62 '\n7\n");
+    EXPECT_EQ(std::filesystem::file_size(surroundings.output), 0U);
+    EXPECT_EQ(terminal.screen(), "");
+    std::filesystem::remove(surroundings.output);
+}
+
+// Whatever ends the program, the terminal is as it was, and the program is seen to have ended by it.
+class EndingSignal : public TerminalConsole, public testing::WithParamInterface<int> {};
+
+TEST_P(EndingSignal, FindsTheTerminalPutBack) {
+    for (const char* verb : {"passgets", "keys"}) {
+        PseudoTerminal other;
+        const termios asItWas = other.modes();
+        other.run({CONSOLE_PROBE, file, verb, "16"}, surroundings);
+        other.waitForReader();
+        other.signal(GetParam());
+        const int status = other.waitForStatus();
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam()) << status;
+        EXPECT_TRUE(other.modes() == asItWas) << verb;
+    }
+}
+
+TEST_P(EndingSignal, RunsTheProgramsOwnHandlerAndLeavesItInPlace) {
+    start({"passgets", "16", std::to_string(GetParam())});
+    terminal.waitForReader();
+    terminal.type("ab");
+    terminal.signal(GetParam());
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\nnull\n7\nhandled 1\nhandler in place\n");
+}
+
+TEST_P(EndingSignal, StaysIgnoredWhereTheProgramIgnoresIt) {
+    surroundings.ignored = {GetParam()};
+    start({"passgets", "16"});
+    terminal.waitForReader();
+    terminal.signal(GetParam());
+    terminal.type("ab\r");
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\n'61 62 '\n7\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, EndingSignal, testing::Values(SIGINT, SIGTERM, SIGHUP, SIGQUIT));
+
+TEST_F(TerminalConsole, IsInterruptedByCtrlC) {
+    start({"passgets", "16"});
+    terminal.waitForReader();
+    terminal.type("ab\x03");
+    const int status = terminal.waitForStatus();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    EXPECT_TRUE(terminal.modes() == before);
+}
+
+TEST_F(TerminalConsole, IsPutBackWhileTheProgramIsStopped) {
+    start({"passgets", "16"});
+    std::string shown;
+    for (const char* key : {"a", "b"}) {
+        terminal.waitForReader();
+        terminal.type(key);
+        shown += "*";
+        waitUntil("a star", [&] { return terminal.screen() == shown; }); // a stop drops what was not read yet
+        terminal.type("\x1a");
+        const int status = terminal.waitForStatus();
+        EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP) << status;
+        EXPECT_TRUE(terminal.modes() == before);
+        terminal.signal(SIGCONT);
+    }
+    terminal.waitForReader();
+    terminal.type("c\r");
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\n'61 62 63 '\n7\n");
+    EXPECT_EQ(terminal.screen(), "***\r\n");
+}
+
+// SIGSTOP can't be caught; the shell then puts the terminal right, and the secret must still not be shown afterwards.
+TEST_F(TerminalConsole, ReadsOnWithoutEchoAfterAStopThatCannotBeCaught) {
+    start({"passgets", "16"});
+    terminal.waitForReader();
+    terminal.signal(SIGSTOP);
+    EXPECT_TRUE(WIFSTOPPED(terminal.waitForStatus()));
+    terminal.setModes(before);
+    terminal.signal(SIGCONT);
+    terminal.waitForReader();
+    terminal.type("ab\r");
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "7\n'61 62 '\n7\n");
+    EXPECT_EQ(terminal.screen(), "**\r\n");
+}
+
+TEST_F(TerminalConsole, ReadsKeysAsTheyAre) {
+    start({"keys", "9"});
+    std::string expected = started;
+    // Enter, erase, Ctrl+C, Ctrl+Z, Ctrl+D, Ctrl+S; and a letter, an arrow's first two codes
+    const std::pair<const char*, const char*> keys[] = {
+        {"\r", "13\n"},  {"\x7f", "8\n"},  {"\x03", "3\n"},     {"\x1a", "26\n"},
+        {"\x04", "4\n"}, {"\x13", "19\n"}, {"П", "208\n159\n"}, {"\x1b[A", "27\n"},
+    };
+    for (const auto& [key, codes] : keys) {
+        terminal.waitForReader();
+        terminal.type(key);
+        expected += codes;
+        waitUntil("reading a key", [&] { return report().size() >= expected.size(); });
+    }
+    expectGoodEnd();
+    EXPECT_EQ(report(), expected);
+    EXPECT_EQ(terminal.screen(), "");
+}
+
+TEST_F(TerminalConsole, HasNoKeysInAFile) {
+    surroundings.input = "/dev/null";
+    start({"keys", "2"});
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "-1\n-1\n");
+}
+
+TEST_F(TerminalConsole, EndsTheProgramAtCtrlCFromReadOneChar) {
+    EXPECT_EQ(typed({"key"}, "\x03"), started); // it does not come back, and the status is a good one
+    EXPECT_EQ(terminal.screen(), "\r\r\n");
+}
+
+TEST_F(TerminalConsole, SwitchesItsEcho) {
+    start({"echo"});
+    expectGoodEnd();
+    EXPECT_EQ(report(), started + "3\n7\n");
+}
+
+TEST_F(TerminalConsole, ShowsTextInThePageOfTheLocale) {
+    struct Locale {
+        const char* name;
+        std::string report, screen;
+    };
+    const Locale locales[] = {
+        {"ru_RU.UTF-8", "9\n8\nd0 9a d0 bb d1 8e d1 87 \n", "Ключ\r\n"},
+        {"ru_RU.KOI8-R", "5\n4\neb cc c0 de \n", "\xeb\xcc\xc0\xde\r\n"},
+        {"ru_RU.IBM866", "5\n4\n8a ab ee e7 \n", "\x8a\xab\xee\xe7\r\n"},
+        {"C", "9\n0\n75 6e 74 6f 75 63 68 65 64 \n", "Ключ\r\n"},     // names no character set: unchanged
+        {"xx_XX", "9\n0\n75 6e 74 6f 75 63 68 65 64 \n", "Ключ\r\n"}, // is not installed: likewise
+    };
+    for (const auto& [name, expected, screen] : locales) {
+        PseudoTerminal other;
+        surroundings.environment["LC_ALL"] = name;
+        other.run({CONSOLE_PROBE, file, "print", "d0 9a d0 bb d1 8e d1 87"}, surroundings);
+        EXPECT_EQ(other.waitForStatus(), 0);
+        EXPECT_EQ(report(), started + expected) << name;
+        EXPECT_EQ(other.screen(), screen) << name;
+    }
+}
+
+TEST_F(TerminalConsole, SpeaksTheLanguageOfTheFirstVariableThatIsSet) {
+    struct Variables {
+        const char *all, *messages, *lang, *language;
+    };
+    // clang-format off
+    const Variables cases[] = {
+        {"ru_RU.UTF-8", "C",     "C",     "rus"}, {"C", "ru_RU.UTF-8", "ru_RU.UTF-8", "eng"},
+        {"",            "ru_RU", "C",     "rus"}, {"",  "de_DE",       "ru_RU.UTF-8", "eng"},
+        {"",            "",      "ru",    "rus"}, {"",  "",            "uk_UA",       "eng"}, {"", "", "", "eng"},
+    };
+    // clang-format on
+    for (const auto& [all, messages, lang, language] : cases) {
+        PseudoTerminal other;
+        surroundings.environment = {{"LC_ALL", all}, {"LC_MESSAGES", messages}, {"LANG", lang}};
+        other.run({CONSOLE_PROBE, file, "console"}, surroundings);
+        EXPECT_EQ(other.waitForStatus(), 0);
+        EXPECT_THAT(report(), testing::StartsWith(started + language)) << all << "," << messages << "," << lang;
+    }
+}
+
+} // namespace

@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include <platform/loccore/catalogue.h>
+#include <platform/loccore/placeholders.h>
+#include <platform/loccore/seal.h>
+#include <platform/system/utf8_character.h>
+
+#include "../../support/mo_writer.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+
+using Loc::samePlaceholders;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Pair;
+using testing::StrEq;
+
+namespace {
+
+// ---- placeholders and edges
+
+TEST(Placeholders, AreTheConversionsOfAFormat) {
+    EXPECT_THAT(*Loc::conversions("'%s' of %-08.3lf at %u%%, %llx"), ElementsAre("%s", "%-08.3lf", "%u", "%%", "%llx"));
+    EXPECT_THAT(*Loc::conversions("none"), ElementsAre());
+    for (const char* text : {"%", "100 %", "%y", "%1$s", "%*d", "%ls %", "%-%"}) {
+        EXPECT_FALSE(Loc::conversions(text)) << text;
+    }
+}
+
+TEST(Placeholders, MustBeTheSameInATranslation) {
+    EXPECT_TRUE(samePlaceholders("%s: %u", "%s = %u!"));
+    EXPECT_FALSE(samePlaceholders("%s: %u", "%u: %s"));
+    EXPECT_FALSE(samePlaceholders("%s: %u", "%s"));
+    EXPECT_FALSE(samePlaceholders("%s", "%s %s"));
+    EXPECT_FALSE(samePlaceholders("%s", "%n"));
+    EXPECT_FALSE(samePlaceholders("plain", "%s"));
+    EXPECT_FALSE(samePlaceholders("plain", "100 %"));
+    EXPECT_TRUE(samePlaceholders("a %else% Do b", "x %else% y"));
+    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x % else % y"));
+    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x y"));
+    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x %else% y %else% z"));
+}
+
+TEST(Edges, AreTheBlanksAndLineFeedsThatLeadAndEnd) {
+    EXPECT_TRUE(Loc::sameEdges("\n  a b \n", "\n  x \n"));
+    EXPECT_FALSE(Loc::sameEdges("a ", "x"));
+    EXPECT_FALSE(Loc::sameEdges("a", " x"));
+    EXPECT_FALSE(Loc::sameEdges("a\n", "x \n"));
+    EXPECT_FALSE(Loc::sameEdges("a", " "));
+}
+
+TEST(Utf8, IsStrict) {
+    for (const char* good :
+         {"", "plain", "\xD0\x96", "\xE2\x82\xAC", "\xF4\x8F\xBF\xBF", "\xED\x9F\xBF", "\xEE\x80\x80"}) {
+        EXPECT_TRUE(platform::isValidUtf8(good)) << good;
+    }
+    for (const char* bad : {"\x80", "\xC1\xBF", "\xD0", "\xD0x", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
+                            "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE2\x82"}) {
+        EXPECT_FALSE(platform::isValidUtf8(bad)) << testing::PrintToString(bad);
+    }
+}
+
+// ---- the seal
+
+TEST(TheSeal, IsThatOfPosixCksum) {
+    EXPECT_EQ(Loc::cksum(""), 4294967295U);
+    EXPECT_EQ(Loc::cksum("123456789"), 930766865U);
+}
+
+TEST(TheSeal, IsTakenOffAndChecked) {
+    std::string_view good = "123456789cksum 0930766865\n";
+    EXPECT_EQ(Loc::takeSeal(good), Loc::Seal::good);
+    EXPECT_EQ(good, "123456789");
+    for (std::string_view wrong : {"123456780cksum 0930766865\n", "123456789cksum 0930766866\n",
+                                   "123456789cksum 93076686 5\n", "123456789cksum -930766865\n"}) {
+        EXPECT_EQ(Loc::takeSeal(wrong), Loc::Seal::wrong) << wrong;
+    }
+    for (std::string_view none : {"", "123456789", "123456789cksum 0930766865", "123456789sum 0930766865\n"}) {
+        const std::string_view all = none;
+        EXPECT_EQ(Loc::takeSeal(none), Loc::Seal::none) << none;
+        EXPECT_EQ(none, all);
+    }
+}
+
+// ---- the catalogue as a whole
+
+constexpr std::array<std::string_view, 4> names{"greeting", "empty", "again", "format"};
+constexpr std::array<std::string_view, 4> defaults{"Hello ", "", "Hello ", "%s is %u"};
+
+Loc::TableEdition table(bool complete = false) { return {"demo", 42, names, defaults, complete}; }
+
+const MoEntry header = moHeader("demo", "42", "4");
+
+class ACatalogue : public testing::Test {
+protected:
+    Loc::Status check(const std::vector<MoEntry>& entries, bool complete = false) {
+        bytes = moFile(entries);
+        error.clear();
+        return Loc::checkCatalogue(bytes, table(complete), found, error);
+    }
+
+    std::string bytes;
+    Loc::Translations found;
+    std::string error;
+};
+
+TEST_F(ACatalogue, TranslatesEntriesByNameAndOtherTextsByWording) {
+    EXPECT_EQ(check({header, {"again\4Hello ", "Wieder "}, {"greeting\4Hello ", "Hallo "}, {"beside", "daneben"}}),
+              Loc::Loaded);
+    EXPECT_THAT(found.entries, ElementsAre(Pair(0, StrEq("Hallo ")), Pair(2, StrEq("Wieder "))));
+    EXPECT_THAT(found.registered, ElementsAre(Pair("beside", StrEq("daneben"))));
+}
+
+TEST_F(ACatalogue, LeavesOutWhatIsNotTranslated) {
+    EXPECT_EQ(check({header, {"greeting\4Hello ", ""}, {"empty\4", ""}}), Loc::Loaded);
+    EXPECT_TRUE(found.entries.empty());
+}
+
+TEST_F(ACatalogue, IsRefusedForAnotherModuleOrEdition) {
+    EXPECT_EQ(check({moHeader("other", "42", "4")}), Loc::OtherModule);
+    EXPECT_THAT(error, AllOf(HasSubstr("\"other\""), HasSubstr("\"demo\"")));
+    EXPECT_EQ(check({moHeader("demo", "43", "4")}), Loc::OtherEdition);
+    EXPECT_THAT(error, AllOf(HasSubstr("\"43\""), HasSubstr("\"42\"")));
+    EXPECT_EQ(check({moHeader("demo", "42", "5")}), Loc::OtherEdition);
+    EXPECT_THAT(error, AllOf(HasSubstr("\"5\""), HasSubstr("\"4\"")));
+    EXPECT_EQ(check({header, {"gone\4Hello ", "Hallo "}}), Loc::OtherEdition);
+    EXPECT_THAT(error, HasSubstr("\"gone\""));
+    EXPECT_EQ(check({header, {"greeting\4Hi ", "Hallo "}}), Loc::OtherEdition);
+    EXPECT_THAT(error, HasSubstr("\"Hi \""));
+}
+
+TEST_F(ACatalogue, IsRefusedForTextsThatCantStandForTheirOriginal) {
+    const std::vector<std::pair<MoEntry, const char*>> faults{
+        {{"empty\4", "something"}, "fills the empty text"},
+        {{"format\4%s is %u", "%u is %s"}, "placeholders"},
+        {{"greeting\4Hello ", "Hallo"}, "blanks"},
+        {{"greeting\4Hello ", "Hal\xFFlo "}, "UTF-8"},
+        {{"greeting\4Hello ", "\x1B[1mHallo "}, "plain text"},
+        {{"greeting\4Hello ", "\xC2\x9B 1mHallo "}, "plain text"},
+        {{"greeting\4Hello ", std::string("Hallo\0 ", 7)}, "plain text"},
+        {{"beside '%s'", "daneben"}, "placeholders"},
+    };
+    for (const auto& [entry, reason] : faults) {
+        EXPECT_EQ(check({header, entry}), Loc::BadTexts);
+        EXPECT_THAT(error, HasSubstr(reason));
+        EXPECT_THAT(error, HasSubstr(entry.original.substr(0, entry.original.find('\4'))));
+    }
+}
+
+TEST_F(ACatalogue, PutsNothingThatHarmsATerminalIntoItsErrors) {
+    EXPECT_EQ(check({header, {"\x1B[2J\xFF\4Hello ", "Hallo "}}), Loc::OtherEdition);
+    EXPECT_THAT(error, HasSubstr("\"?[2J?\""));
+    EXPECT_EQ(check({moHeader(std::string(1000, 'x'), "42", "4")}), Loc::OtherModule);
+    EXPECT_LT(error.size(), 150U);
+}
+
+TEST_F(ACatalogue, IsRefusedWhenItSaysAnEntryTwice) {
+    EXPECT_EQ(check({header, {"again\4Hello ", "a "}, {"again\4Hello ", "b "}}), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("\"again\" twice"));
+}
+
+TEST_F(ACatalogue, IsRefusedWithoutAHeaderOrInAnotherCharacterSet) {
+    EXPECT_EQ(check({{"a", "b"}}), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("header"));
+    EXPECT_EQ(check({{"", "Content-Type: text/plain; charset=KOI8-R\nX-Module: demo\n"}}), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("UTF-8"));
+}
+
+TEST_F(ACatalogue, NeedsTheSealThatItAnnounces) {
+    const std::string announced = moFile({moHeader("demo", "42", "4", "X-Seal: cksum\n"), {"again\4Hello ", "a "}});
+    EXPECT_EQ(Loc::checkCatalogue(announced, table(), found, error), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("no seal"));
+    EXPECT_EQ(Loc::checkCatalogue(sealed(announced), table(), found, error), Loc::Loaded);
+    EXPECT_EQ(Loc::checkCatalogue(sealed(moFile({header})), table(), found, error), Loc::Loaded);
+    std::string flipped = sealed(announced);
+    flipped[flipped.size() - 20] ^= 1;
+    EXPECT_EQ(Loc::checkCatalogue(flipped, table(), found, error), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("damaged"));
+}
+
+TEST_F(ACatalogue, MustBeCompleteOnlyWhereThatIsDemanded) {
+    const std::vector<MoEntry> entries{header, {"greeting\4Hello ", "a "}, {"again\4Hello ", "b "}};
+    EXPECT_EQ(check(entries, false), Loc::Loaded);
+    EXPECT_EQ(check(entries, true), Loc::BadTexts);
+    EXPECT_THAT(error, HasSubstr("1 entries untranslated"));
+    EXPECT_EQ(check({entries[0], entries[1], entries[2], {"format\4%s is %u", "%s: %u"}}, true), Loc::Loaded);
+}
+
+} // namespace

@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+//
+// A module of the test's own, as every program part that has texts makes one.
+#include <platform/loccore/catalogue.h>
+#include <platform/loccore/module.h>
+#include <platform/loccore/module_texts.h>
+#include <platform/system/files.h>
+
+#include "../../support/mo_writer.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
+#include <filesystem>
+#include <random>
+
+using testing::HasSubstr;
+
+namespace {
+
+std::array<const char*, 3> cells{"One", "Two ", ""};
+constexpr std::array<const char**, 3> addresses{cells.data(), cells.data() + 1, cells.data() + 2};
+constexpr CCLocLoader::Localization descriptor{.count = 3, .stamp = 7, .index = addresses.data()};
+
+class DemoModule : public Loc::CCModule {
+public:
+    explicit DemoModule(bool complete = false) : CCModule("demo", descriptor, complete) {
+        static constexpr std::array names{"one", "two", "empty"};
+        nameEntries(names);
+    }
+};
+
+const std::string german =
+    moFile({moHeader("demo", "7", "3"), {"one\4One", "Eins"}, {"two\4Two ", "Zwei "}, {"beside", "daneben"}});
+const std::string partial = moFile({moHeader("demo", "7", "3"), {"one\4One", "Un"}});
+
+class AModule : public testing::Test {
+protected:
+    AModule() { put("de", german); }
+    ~AModule() override {
+        std::filesystem::remove_all(folder);
+        module.restoreDefaults();
+    }
+
+    void put(const std::string& language, const std::string& catalogue) const {
+        std::filesystem::create_directories(folder / language / "LC_MESSAGES");
+        platform::replaceFile((folder / language / "LC_MESSAGES" / "demo.mo").string(), catalogue, false);
+    }
+    bool load(const char* language, std::string* error = nullptr) {
+        return module.load(folder.string().c_str(), language, error);
+    }
+
+    DemoModule module;
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("panelkit_locale_" + std::to_string(std::random_device()()));
+};
+
+TEST_F(AModule, ShowsATranslationFromTheLoadOn) {
+    const char* const& one = cells[0];
+    EXPECT_STREQ(one, "One");
+    EXPECT_TRUE(load("de"));
+    EXPECT_STREQ(one, "Eins");
+    EXPECT_STREQ(cells[1], "Zwei ");
+    EXPECT_STREQ(cells[2], "");
+    EXPECT_EQ(module.lastError(), "");
+}
+
+TEST_F(AModule, FindsALanguageByTheNameOfALocale) {
+    EXPECT_TRUE(load("de_AT.UTF-8"));
+    put("de_AT", partial);
+    EXPECT_TRUE(load("de_AT.UTF-8"));
+    EXPECT_STREQ(cells[0], "Un");
+}
+
+TEST_F(AModule, SaysWhyALoadFailedAndChangesNothing) {
+    put("xx", "no catalogue");
+    put("yy", moFile({moHeader("demo", "7", "3"), {"one\4One", "Eins"}, {"two\4Two ", "no blank"}}));
+    for (const auto& [language, reason] : std::vector<std::pair<const char*, const char*>>{
+             {"fr", "no translation into \"fr\""},
+             {"", "no translation"},
+             {"../de", "no translation"},
+             {"xx", "not a compiled catalogue"},
+             {"yy", "blanks"},
+         }) {
+        std::string error;
+        EXPECT_FALSE(load(language, &error)) << language;
+        EXPECT_THAT(error, HasSubstr(reason));
+        EXPECT_EQ(module.lastError(), error);
+        EXPECT_STREQ(cells[0], "One"); // also of "yy", whose first text is good
+    }
+    EXPECT_FALSE(load("xx", nullptr));
+    EXPECT_FALSE(module.load(nullptr, nullptr, nullptr));
+}
+
+TEST_F(AModule, LoadsFromAnOpenFileFromItsPositionOn) {
+    const auto open = [this](const std::string& bytes, long skipped) {
+        const std::string path = (folder / "catalogue").string();
+        platform::replaceFile(path, bytes, false);
+        std::FILE* file = std::fopen(path.c_str(), "rb");
+        EXPECT_EQ(std::fseek(file, skipped, SEEK_SET), 0);
+        return file;
+    };
+    std::FILE* file = open("skipped" + german, 7);
+    EXPECT_EQ(module.loadFile(file), Loc::Loaded);
+    EXPECT_STREQ(cells[0], "Eins");
+    EXPECT_EQ(std::fclose(file), 0);
+    file = open(moFile({moHeader("other", "7", "3")}), 0);
+    EXPECT_EQ(module.loadFile(file), Loc::OtherModule);
+    EXPECT_THAT(module.lastError(), HasSubstr("\"other\""));
+    EXPECT_EQ(std::fclose(file), 0);
+    EXPECT_EQ(module.loadFile(nullptr), Loc::Unreadable);
+}
+
+TEST_F(AModule, KeepsWhatALaterCatalogueDoesNotTranslate) {
+    put("fr", partial);
+    EXPECT_TRUE(load("de"));
+    const char* eins = cells[0];
+    EXPECT_TRUE(load("fr"));
+    EXPECT_STREQ(cells[0], "Un");
+    EXPECT_STREQ(cells[1], "Zwei ");
+    EXPECT_STREQ(eins, "Eins"); // texts of an earlier load stay valid
+}
+
+TEST_F(AModule, TranslatesCellsBesideTheTableBeforeAndAfterALoad) {
+    Loc::ModuleTexts& texts = Loc::ModuleTexts::of("demo");
+    const char*& before = texts.add("beside");
+    const char*& other = texts.add("elsewhere");
+    EXPECT_STREQ(before, "beside");
+    EXPECT_TRUE(load("de"));
+    const char*& after = texts.add("beside");
+    EXPECT_NE(&before, &after);
+    EXPECT_STREQ(before, "daneben");
+    EXPECT_STREQ(after, "daneben");
+    EXPECT_STREQ(other, "elsewhere");
+    module.restoreDefaults();
+    EXPECT_STREQ(before, "beside");
+    EXPECT_STREQ(after, "beside");
+    EXPECT_STREQ(texts.add("beside"), "beside");
+    EXPECT_STREQ(cells[0], "One");
+}
+
+TEST_F(AModule, LeavesItsTextsBehind) {
+    {
+        DemoModule gone;
+        EXPECT_TRUE(gone.load(folder.string().c_str(), "de"));
+    }
+    EXPECT_STREQ(cells[0], "Eins");
+}
+
+TEST_F(AModule, IsCopiedAndMoved) {
+    DemoModule copy(module);
+    EXPECT_TRUE(copy.load(folder.string().c_str(), "de"));
+    DemoModule moved(std::move(copy));
+    DemoModule demanding(true);
+    put("fr", partial);
+    EXPECT_FALSE(demanding.load(folder.string().c_str(), "fr"));
+    demanding = moved;
+    EXPECT_TRUE(demanding.load(folder.string().c_str(), "fr"));
+}
+
+} // namespace

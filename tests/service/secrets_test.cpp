@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+//
+// A PIN leaves no trace: not in the memory of front end and service, not in the process list, not in the log.
+#include "../support/memory_scan.h"
+#include "../support/service_fixture.h"
+#include "../support/standing_client.h"
+
+#include <panelkit/tokens/tokens_controller.h>
+#include <vocabulary/tokens.h>
+
+#include <gmock/gmock.h>
+
+namespace {
+
+class Secrets : public testing::Test {
+protected:
+    Secrets() {
+        closePooledSessions();
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+        VpnTokensController controller;
+        std::vector<PKCS11::TokenInfo> tokens;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, tokens));
+        EXPECT_TRUE(controller.TokenInitialize(tokens.at(0), "scanned", soPin, longPin, false));
+        closePooledSessions();
+    }
+
+    // Lets the front end work, and stops it where it stands.
+    std::unique_ptr<platform::ChildProcess> run(const std::string& what, const std::string& input) {
+        auto client = runStandingClient(service.endpoint(), "scanned", what, input);
+        EXPECT_EQ(client->outputSoFar(), what == "wrong" ? "failed\n" : "done\n");
+        return client;
+    }
+
+    void expectNoTrace(const std::string& secret, const platform::ChildProcess& client) {
+        EXPECT_EQ(occurrencesInMemory(client.id(), secret), 0U) << "in the front end";
+        EXPECT_EQ(occurrencesInMemory(service.process().id(), secret), 0U) << "in the service";
+        EXPECT_FALSE(shownInProcessList(client.id(), secret));
+        EXPECT_FALSE(shownInProcessList(service.process().id(), secret));
+        EXPECT_THAT(service.log(), Not(testing::HasSubstr(secret)));
+    }
+
+    const std::string soPin = plantedSecret("so#", 5);
+    const std::string longPin = plantedSecret("long-pin#", 4);
+    const std::string shortPin = plantedSecret("pX#", 2); // lives inside the string object
+    RunningService service{{"--log-level", "debug"}};
+};
+
+TEST_F(Secrets, AreNotInTheServiceAfterATokenWasInitialized) {
+    EXPECT_EQ(occurrencesInMemory(service.process().id(), soPin), 0U);
+    EXPECT_EQ(occurrencesInMemory(service.process().id(), longPin), 0U);
+}
+
+TEST_F(Secrets, AreNowhereAfterALogIn) { expectNoTrace(longPin, *run("login", longPin + "\n")); }
+
+TEST_F(Secrets, AreNowhereAfterAChange) {
+    const auto client = run("change", longPin + "\n" + shortPin + "\n");
+    expectNoTrace(longPin, *client);
+    expectNoTrace(shortPin, *client);
+    expectNoTrace(shortPin, *run("login", shortPin + "\n"));
+}
+
+// Without this the others could pass because the scan finds nothing ever.
+TEST_F(Secrets, AreFoundWhereAFrontEndKeepsThem) {
+    EXPECT_GT(occurrencesInMemory(run("keep", longPin + "\n")->id(), longPin), 0U);
+}
+
+} // namespace

@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+//
+// Compiled catalogues for tests, good and bad.
+#pragma once
+
+#include <string>
+#include <vector>
+
+struct MoEntry {
+    std::string original; // with "context\4" before it, where it has one
+    std::string translation;
+};
+
+// The header of a catalogue.
+MoEntry moHeader(const std::string& module, const std::string& stamp, const std::string& texts,
+                 const std::string& more = "");
+
+// The compiled file.
+std::string moFile(const std::vector<MoEntry>& entries);
+
+// The same with a seal behind it.
+std::string sealed(const std::string& catalogue);

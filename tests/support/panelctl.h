@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs panelctl as its users do.
+#pragma once
+
+#include "running_service.h"
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+// Runs it to its end. The environment says nothing about a service, a language or colours, but what `arguments` and
+// `environment` say.
+platform::ChildResult panelctl(const std::string& endpoint, std::vector<std::string> arguments,
+                               const std::string& input = {},
+                               std::map<std::string, std::optional<std::string>> environment = {});

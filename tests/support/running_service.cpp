@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "running_service.h"
+
+#include <platform/system/files.h>
+#include <testing/scripted_service.h>
+
+#include <chrono>
+#include <random>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+constexpr auto startLimit = std::chrono::seconds(30);
+constexpr auto endLimit = std::chrono::seconds(30);
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder() {
+    std::random_device random;
+    path_ = std::filesystem::temp_directory_path() / ("panelkit-test-" + std::to_string(random()));
+    std::filesystem::create_directory(path_);
+    std::filesystem::permissions(path_, std::filesystem::perms(0755));
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+}
+
+std::string builtProgram(const std::string& name) {
+    return (std::filesystem::path(platform::executablePath()).parent_path() / name).string();
+}
+
+RunningService::RunningService(std::vector<std::string> moreArguments,
+                               std::map<std::string, std::optional<std::string>> environment)
+    : endpoint_(panelkit::testing::uniqueEndpoint()),
+      moreArguments_(std::move(moreArguments)),
+      environment_(std::move(environment)) {
+    start();
+}
+
+RunningService::~RunningService() {
+    if (process_) terminate();
+}
+
+void RunningService::start() {
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelkitd"), "--endpoint", endpoint_, "--state", state()};
+    options.arguments.insert(options.arguments.end(), moreArguments_.begin(), moreArguments_.end());
+    options.environment = environment_;
+    options.environment["JOURNAL_STREAM"] = std::nullopt;
+    process_ = std::make_unique<platform::ChildProcess>(options);
+    const auto deadline = std::chrono::steady_clock::now() + startLimit;
+    while (log().find(" serves ") == std::string::npos) {
+        if (std::chrono::steady_clock::now() > deadline || process_->ended()) {
+            throw std::runtime_error("panelkitd does not serve: " + log());
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+}
+
+void RunningService::kill() {
+    process_->kill();
+    process_->wait(endLimit);
+}
+
+platform::ChildResult RunningService::terminate() {
+    process_->terminate();
+    return process_->wait(endLimit);
+}

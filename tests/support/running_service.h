@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+//
+// A panelkitd of the test's own: on a private endpoint and state folder, ended and cleaned up with the object.
+#pragma once
+
+#include <platform/system/child_process.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+// A folder that goes when the object goes.
+class TemporaryFolder {
+public:
+    TemporaryFolder();
+    ~TemporaryFolder();
+    TemporaryFolder(const TemporaryFolder&) = delete;
+    TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    std::string file(const std::string& name) const { return (path_ / name).string(); }
+
+private:
+    std::filesystem::path path_;
+};
+
+// The path of a program or library of the build that the test belongs to.
+std::string builtProgram(const std::string& name);
+
+class RunningService {
+public:
+    // Starts it and waits until it serves. Throws std::runtime_error, with its log, when it does not.
+    explicit RunningService(std::vector<std::string> moreArguments = {},
+                            std::map<std::string, std::optional<std::string>> environment = {});
+    ~RunningService();
+
+    const std::string& endpoint() const { return endpoint_; }
+    std::string state() const { return folder_.file("state"); }
+    const TemporaryFolder& folder() const { return folder_; }
+    platform::ChildProcess& process() { return *process_; }
+    std::string log() const { return process_->errorSoFar(); }
+
+    // Ends it, in good order or not, and starts it again with the same state.
+    void kill();
+    platform::ChildResult terminate();
+    void start();
+
+private:
+    TemporaryFolder folder_;
+    const std::string endpoint_;
+    const std::vector<std::string> moreArguments_;
+    const std::map<std::string, std::optional<std::string>> environment_;
+    std::unique_ptr<platform::ChildProcess> process_;
+};

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// A consumer of the test token module for tests: the module loaded over a folder with the token "office" in the
+// slot "reader", and short forms of the calls.
+#pragma once
+
+#include "module_library.h"
+
+#include <testing/token_module_control.h>
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+// A template of attributes that owns its values.
+class Template {
+public:
+    Template& text(CK_ATTRIBUTE_TYPE type, std::string value);
+    Template& number(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
+    Template& truth(CK_ATTRIBUTE_TYPE type, bool value);
+    // With room for a value that is to be read.
+    Template& room(CK_ATTRIBUTE_TYPE type, std::size_t size);
+
+    CK_ATTRIBUTE* data(); // made anew at each call, good until the next
+    CK_ULONG size() const { return static_cast<CK_ULONG>(fields_.size()); }
+    // What a call left in the attribute of that number, and the size that it claims.
+    std::string value(std::size_t index) const;
+    CK_ULONG claimed(std::size_t index) const { return attributes_.at(index).ulValueLen; }
+
+private:
+    std::vector<std::pair<CK_ATTRIBUTE_TYPE, std::string>> fields_;
+    std::vector<CK_ATTRIBUTE> attributes_;
+};
+
+// A certificate and a preshared key as a consumer keeps them on a token.
+Template certificate(const std::string& label, std::size_t size = 100);
+Template presharedKey(const std::string& value);
+
+class TheTestToken : public ::testing::Test {
+protected:
+    static constexpr CK_FLAGS readOnly = CKF_SERIAL_SESSION;
+    static constexpr CK_FLAGS readWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
+
+    TheTestToken();
+    ~TheTestToken() override; // finalises the module
+
+    void restart(); // finalises and initialises
+    std::vector<CK_SLOT_ID> slots(bool withToken = true);
+    CK_SLOT_ID slot() { return slots().at(0); }
+    CK_TOKEN_INFO tokenInfo();
+    CK_FLAGS tokenFlags(CK_FLAGS among) { return tokenInfo().flags & among; }
+
+    CK_SESSION_HANDLE open(CK_FLAGS flags = readWrite);
+    CK_RV login(CK_SESSION_HANDLE session, std::string pin, CK_USER_TYPE user = CKU_USER);
+    CK_RV setPin(CK_SESSION_HANDLE session, std::string oldPin, std::string newPin);
+    CK_RV create(CK_SESSION_HANDLE session, Template attributes, CK_OBJECT_HANDLE* object = nullptr);
+    std::vector<CK_OBJECT_HANDLE> find(CK_SESSION_HANDLE session, Template wanted = {});
+
+    panelkit::testing::TokenModuleControl control; // outlives the module
+    ModuleLibrary library;
+    CK_FUNCTION_LIST* p11 = nullptr;
+};
+
+// A field of fixed size as it came, with its blanks.
+template <std::size_t size>
+std::string fieldText(const unsigned char (&field)[size]) {
+    return {field, field + size};
+}

@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// The parameter reference in Markdown: every section as a table, then every variant table.
+#include <tools/documents/documents.h>
+
+#include <panelkit/lparams/ascii_case.h>
+#include <panelkit/lparams/param_text.h>
+#include <panelkit/lparams/param_visit.h>
+#include <panelkit/lparams/sections.h>
+
+#include <algorithm>
+#include <string_view>
+
+namespace documents {
+
+namespace {
+
+using namespace LPARAMS::Client;
+using LPARAMS::Variant;
+using panelkit::Overloaded;
+
+constexpr const char* introduction = R"(# Parameters
+
+<!-- Made by panelkit_documents from the library's model; do not edit. -->
+
+The sections of the service's configuration, with their parameters in the order in which they travel and are shown.
+Names are written `SECTION.KEY`. Labels and helps are those without a translation; where a text announces other bounds
+than the column *Legal*, the column is what is enforced.
+
+A choice is given by its text in the current language or as `=NUMBER`; files carry its number and its symbolic name. A
+parameter marked *secret* is taken without showing it and masked wherever it is printed.
+)";
+
+// A text in a cell of a table.
+std::string cell(std::string_view text) {
+    std::string escaped;
+    for (const char c : text) {
+        if (c == '|' || c == '<' || c == '*' || c == '_' || c == '`') escaped += '\\';
+        escaped += c == '\n' ? "<br>" : std::string(1, c);
+    }
+    return escaped;
+}
+
+std::string code(const std::string& text) { return text.empty() ? "" : '`' + text + '`'; }
+
+const char* kindOf(const Param& param) {
+    return visitParam(param, Overloaded{
+                                 [](const BoolParam&) { return "flag"; },
+                                 [](const PortParam&) { return "port"; },
+                                 [](const UIntParam&) { return "number"; },
+                                 [](const AddrParam&) { return "address"; },
+                                 [](const EnumParam&) { return "choice"; },
+                                 [](const CPUsParam&) { return "processors"; },
+                                 [](const QcdSParam&) { return "QCD secret"; },
+                                 [](const TimeParam&) { return "time of day"; },
+                                 [](const ParamVector<LSP_GATE>&) { return "gateways"; },
+                                 [](const StStParam&) { return "text"; },
+                             });
+}
+
+const char* tableName(const Variant* rows) {
+    const auto tables = panelkit::variantTables();
+    return std::find_if(tables.begin(), tables.end(), [&](const auto& table) { return table.rows == rows; })->name;
+}
+
+std::string legal(const Param& param) {
+    const auto* choice = dynamic_cast<const EnumParam*>(&param);
+    if (!choice) return cell(panelkit::legalValues(param));
+    const std::string name = tableName(choice->variants);
+    std::string anchor = name; // headings are linked to in lower case
+    std::transform(anchor.begin(), anchor.end(), anchor.begin(), panelkit::asciiLower);
+    return '[' + code(name) + "](#" + anchor + ')';
+}
+
+std::string row(const ParamGroup& group, const Param& param) {
+    const bool secret = panelkit::isSecret(group.name, param.key);
+    return "| `" + std::string(param.key) + "` | " + kindOf(param) + (secret ? ", *secret*" : "") + " | " +
+           code(panelkit::printDefault(param)) + " | " + legal(param) + " | " + cell(param.label) + " | " +
+           (&param.label == &param.help ? "" : cell(param.help)) + " |\n";
+}
+
+std::string section(const ParamGroup& group) {
+    std::string text = "\n## " + std::string(group.name) + "\n\n" +
+                       "| Key | Kind | Default | Legal | Label | Help |\n|---|---|---|---|---|---|\n";
+    for (const Param* param : group.params) text += row(group, *param);
+    for (const Constraint* constraint : group.constraints) {
+        text += "\nChecked before saving: " + cell(constraint->message) + '\n';
+    }
+    return text;
+}
+
+std::string variants(const panelkit::VariantTable& table) {
+    std::string text = "\n### " + std::string(table.name) + "\n\n| Number | Choice | Symbolic name |\n|---|---|---|\n";
+    for (const Variant* row = table.rows; row->text; ++row) {
+        text += "| " + std::to_string(row->value) + " | " + cell(*row->text) + " | " +
+                code(row->name ? row->name : "") + " |\n";
+    }
+    return text;
+}
+
+} // namespace
+
+std::string parameterReference() {
+    std::string text = introduction;
+    for (const auto& group : panelkit::AllGroups()) text += section(*group);
+    text += "\n## Choices\n";
+    for (const panelkit::VariantTable& table : panelkit::variantTables()) text += variants(table);
+    return text;
+}
+
+} // namespace documents

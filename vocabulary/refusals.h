@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+//
+// The numbers by which panelkitd says why it refused a command. They travel beside the text for people
+// (bridge::Failure::detail), so that a front end can act on the reason in any language. Never to change.
+#pragma once
+
+#include <cstdint>
+
+namespace vocabulary {
+
+enum class Refused : std::uint32_t {
+    // clang-format off
+    none             = 0,
+
+    // PINs and log-in
+    wrongPin         = 1,  // the PIN is not the token's
+    pinLocked        = 2,  // too many wrong PINs; the token takes none any more
+    finalTry         = 3,  // a wrong PIN would lock the token, and the command does not say that it may be tried
+    unfitPin         = 4,  // a new PIN is too short, too long, or has characters that the token does not take
+    notLoggedIn      = 5,
+    otherUserIsIn    = 6,  // the other of user and security officer is logged in
+
+    // what a command names
+    noSuchToken      = 10, // not there, or not there any more
+    ambiguousToken   = 11,
+    noSuchProvider   = 12,
+    noSuchObject     = 13,
+    notInitialised   = 14, // the token has to be initialised first
+    wouldErase       = 15, // the token is initialised, and the command does not say that it may be erased
+
+    // providers
+    embeddedProvider = 20, // the service's own; it can't be unloaded
+    alreadyLoaded    = 21,
+    modulePath       = 22, // the path breaks the rules for modules
+    moduleUnfit      = 23, // the probe crashed, hung, or got nonsense answers
+
+    // tokens as devices
+    writeProtected   = 30,
+    tokenFull        = 31,
+    notSupported     = 32, // by the token or its module
+    deviceError      = 33,
+
+    // input
+    badInput         = 40,
+    // clang-format on
+};
+
+} // namespace vocabulary
