@@ -19,7 +19,7 @@ struct Options {
     LogLevel logLevel = LogLevel::events;
     ProviderOptions providers;
     std::chrono::seconds stopGrace{10}; // for commands under way when it is asked to end
-    std::string probe; // not empty: this process is the probe's child
+    std::string probe;                  // not empty: this process is the probe's child
 };
 
 // Reads the command line. When there is nothing more to do (help, version, a mistake, about which it has then said what

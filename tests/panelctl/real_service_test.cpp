@@ -79,8 +79,9 @@ protected:
     platform::ChildResult runAs(const std::string& user, const std::string& groups, std::vector<std::string> arguments,
                                 const std::string& input = {}) const {
         platform::ChildOptions options;
-        options.arguments = {"setpriv",    "--reuid",         user, "--regid", "nogroup", groups, programs->file("panelctl"),
-                             "--endpoint", service.endpoint()};
+        options.arguments = {
+            "setpriv",    "--reuid",         user, "--regid", "nogroup", groups, programs->file("panelctl"),
+            "--endpoint", service.endpoint()};
         options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
         options.environment["LD_LIBRARY_PATH"] = programs->path().string();
         options.environment["LC_ALL"] = "C.UTF-8";
