@@ -15,10 +15,12 @@ import shlex
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 from dataclasses import dataclass, field
 
 PATIENCE = 60  # seconds, far beyond what any of it takes
+LOOK = 2  # seconds, for a key that shows nothing
 ENDED = "ended with"
 RUSSIAN = "ru_RU.UTF-8"
 ENGLISH = "C.UTF-8"
@@ -51,8 +53,9 @@ CASES = [
     Case("a secret from a file", ["passgets", "16"], ["no console", "null", "no console"], redirection="</dev/null"),
     Case("stars into a file", ["passgets", "16"], [MODE, "'61 62 '", MODE], keys=["ab", "Enter"],
          redirection=">{folder}/output"),
-    Case("keys", ["keys", "6"], ["13", "8", "143", "26", "224", "72"], keys=["Enter", "BSpace", "П", "C-z", "Up"]),
-    Case("a key", ["key"], ["97"], keys=["a"]),
+    Case("keys", ["keys", "6"], ["13", "8", "143", "26", "224", "72"], keys=["Enter", "BSpace", "П", "C-z", "Up"],
+         report_before_keys=0),
+    Case("a key", ["key"], ["97"], keys=["a"], report_before_keys=0),
     Case("the echo", ["echo"], ["499", MODE]),
     Case("text in 866", ["print", "d0 9a d0 bb d1 8e d1 87 e2 98 83"], ["6", "5", "8a ab ee e7 3f"],
          screen=["Ключ?"]),
@@ -72,6 +75,8 @@ class Driver:
         self.emulator = emulator
         self.folder = folder
         self.report_file = folder / "report"
+        # tmux ends with its last session, and would be on its way out when the next case begins.
+        self.tmux("new-session", "-d", "-s", "keeper", "exec sleep 3600")
 
     def tmux(self, *arguments):
         command = ["tmux", "-u", "-S", str(self.folder / "tmux"), "-f", "/dev/null", *arguments]
@@ -83,7 +88,7 @@ class Driver:
         return [line.strip() for line in self.report_file.read_text(encoding="ascii").splitlines()]
 
     def screen(self):
-        return [line.rstrip() for line in self.tmux("capture-pane", "-p").splitlines() if line.strip()]
+        return [line.rstrip() for line in self.tmux("capture-pane", "-p", "-t", "case").splitlines() if line.strip()]
 
     def wait(self, condition):
         deadline = time.monotonic() + PATIENCE
@@ -97,17 +102,35 @@ class Driver:
         command = shlex.join(["env", f"LOCPATH={self.locales}", f"LC_ALL={case.locale}", *self.emulator, self.probe,
                               str(self.report_file), *case.verb])
         redirection = case.redirection.format(folder=shlex.quote(str(self.folder)))
-        # Behind the program's last line, so that a line it leaves open is seen for itself.
-        self.tmux("new-session", "-d", "-x", "100", "-y", "24",
-                  f"{command} {redirection}; status=$?; echo; echo {ENDED} $status; exec sleep 600")
+        # Ctrl+Z is a key like others to a Windows program. The end is told behind the program's last line, so that a
+        # line it leaves open is seen for itself.
+        self.tmux("new-session", "-d", "-s", "case", "-x", "100", "-y", "24",
+                  f"stty susp undef; {command} {redirection}; status=$?; echo; echo {ENDED} $status; exec sleep 600")
         try:
-            self.wait(lambda: len(self.report()) > case.report_before_keys or self.ended())
+            self.wait(lambda: len(self.report()) > case.report_before_keys and self.wine_has_terminal() or self.ended())
             for keys in case.keys:
-                self.tmux("send-keys", keys)
+                self.type(keys)
             self.wait(self.ended)
             return self.differences(case)
         finally:
-            self.tmux("kill-session")
+            self.tmux("kill-session", "-t", "case")
+
+    def type(self, keys):
+        """Types as a person does, who looks at what a key does before the next one."""
+        before = self.report(), self.screen()
+        self.tmux("send-keys", "-t", "case", keys)
+        deadline = time.monotonic() + LOOK
+        while (self.report(), self.screen()) == before and time.monotonic() < deadline:
+            time.sleep(0.02)
+
+    def wine_has_terminal(self):
+        """Whether keys reach Wine's console: before, the terminal would echo them itself."""
+        name = self.tmux("display-message", "-p", "-t", "case", "#{pane_tty}").strip()
+        terminal = os.open(name, os.O_RDONLY | os.O_NOCTTY)
+        try:
+            return not termios.tcgetattr(terminal)[3] & termios.ECHO
+        finally:
+            os.close(terminal)
 
     def ended(self):
         return any(line.startswith(ENDED) for line in self.screen())
