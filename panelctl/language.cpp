@@ -63,7 +63,7 @@ std::string usersLanguage() {
 std::filesystem::path localeFolder(const std::string& language) {
     const std::filesystem::path program = programFolder();
     for (const char* place : places) {
-        const std::filesystem::path folder = (program / place).lexically_normal();
+        std::filesystem::path folder = (program / place).lexically_normal();
         const bool there = std::any_of(catalogues.begin(), catalogues.end(), [&](const char* catalogue) {
             std::error_code ignored;
             return std::filesystem::exists(folder / toPath(language) / "LC_MESSAGES" / catalogue, ignored);

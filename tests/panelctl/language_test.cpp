@@ -14,11 +14,10 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
-#include <fstream>
 
 using namespace panelctl;
-using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {

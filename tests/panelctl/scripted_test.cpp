@@ -32,7 +32,7 @@ protected:
     platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
         return panelctl(service.endpoint(), std::move(arguments), input);
     }
-    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
         EXPECT_EQ(result.status, status) << result.error;
         EXPECT_THAT(result.error, HasSubstr(text));
         EXPECT_EQ(result.output, "");
