@@ -3,7 +3,9 @@
 
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
-#include <panelctl/nearest.h>
+#include <panelctl/help.h>
+#include <panelctl/language.h>
+#include <panelctl/mistakes.h>
 #include <panelctl/output.h>
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
@@ -17,6 +19,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <memory>
 #include <optional>
 
 namespace panelctl {
@@ -26,18 +29,21 @@ namespace {
 struct GlobalOptions {
     std::string endpoint;
     std::optional<double> timeout; // seconds
+    std::string language;          // chosen before, since every text is in it
     bool noColour = false;
     bool version = false;
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
     app.fallthrough(); // they are taken behind the verb too
+    app.set_help_flag("-h,--help", text(Say::helpOption));
     app.option_defaults()->take_last();
     app.add_option("--endpoint", options.endpoint, text(Say::optionEndpoint))->type_name("PATH");
     app.add_flag("--json", context.json, text(Say::optionJson));
     app.add_option("--timeout", options.timeout, text(Say::optionTimeout))
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 86400.0));
+        ->check(CLI::Range(0.0, 86400.0).description(""));
+    app.add_option("--lang", options.language, text(Say::optionLanguage))->type_name("LANGUAGE");
     app.add_flag("--no-color", options.noColour, text(Say::optionColour));
     app.add_flag("--version", options.version, text(Say::optionVersion));
 }
@@ -61,56 +67,6 @@ void printVersions() {
     }
 }
 
-// The group or verb that the command line got to.
-const CLI::App& deepest(const CLI::App& app) {
-    const auto parsed = app.get_subcommands();
-    return parsed.empty() ? app : deepest(*parsed.front());
-}
-
-// The names that could have stood where `word` stands.
-std::vector<std::string> namesFor(const CLI::App& app, const std::string& word) {
-    std::vector<std::string> names;
-    if (word.rfind('-', 0) == 0) {
-        for (const CLI::App* at = &app; at; at = at->get_parent()) {
-            for (const CLI::Option* option : at->get_options()) {
-                for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
-            }
-        }
-    } else {
-        for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; })) {
-            names.push_back(verb->get_name());
-        }
-    }
-    return names;
-}
-
-std::string commandOf(const CLI::App& app) {
-    return app.get_parent() ? commandOf(*app.get_parent()) + " " + app.get_name() : app.get_name();
-}
-
-std::string joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
-
-// The mistake in one line, with what was probably meant or where to read more.
-std::string explain(const CLI::App& app, const CLI::ParseError& error) {
-    const CLI::App& at = deepest(app);
-    const std::vector<std::string> verbs = namesFor(at, "");
-    const std::vector<std::string> extras = app.remaining(true);
-    std::string what = error.what();
-    if (!extras.empty()) {
-        what = phrase(Say::unknownWord, {escaped(extras.front())});
-        const std::string meant = nearest(extras.front(), namesFor(at, extras.front()));
-        if (!meant.empty()) return what + "; " + phrase(Say::didYouMean, {meant});
-        if (!verbs.empty()) return what + "; " + phrase(Say::verbsAre, {commandOf(at), joined(verbs)});
-    } else if (dynamic_cast<const CLI::RequiredError*>(&error) && !verbs.empty()) {
-        return phrase(Say::verbMissing, {commandOf(at), joined(verbs)});
-    }
-    return what + "; " + phrase(Say::tryHelp, {commandOf(at)});
-}
-
 int report(Exit code, const std::string& text) {
     printNote(phrase(Say::errorPrefix, {text}));
     return static_cast<int>(code);
@@ -119,9 +75,13 @@ int report(Exit code, const std::string& text) {
 } // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups) {
+    for (const std::string& problem : chooseLanguage(arguments).problems) {
+        report(Exit::ok, phrase(Say::catalogueProblem, {escaped(problem)}));
+    }
     GlobalOptions options;
     Context context;
     CLI::App app(text(Say::about), "panelctl");
+    app.formatter(std::make_shared<HelpFormatter>());
     app.footer(text(Say::epilogue));
     addGlobalOptions(app, options, context);
     app.parse_complete_callback([&] { applyGlobalOptions(options); });

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/nearest.h>
 
+#include <panelkit/lparams/ascii_case.h>
+
 #include <algorithm>
-#include <cctype>
 #include <numeric>
 
 namespace panelctl {
@@ -10,7 +11,7 @@ namespace panelctl {
 namespace {
 
 std::string lower(std::string text) {
-    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    std::transform(text.begin(), text.end(), text.begin(), panelkit::asciiLower);
     return text;
 }
 
@@ -29,6 +30,12 @@ std::size_t distance(const std::string& a, const std::string& b) {
     return row.back();
 }
 
+// How far `wanted` is from a name, or from its first word: of "Office Moscow" people often say just that.
+std::size_t apartFrom(const std::string& wanted, const std::string& name) {
+    if (wanted.size() >= 3 && name.starts_with(wanted)) return 1;
+    return std::min(distance(wanted, name), distance(wanted, name.substr(0, name.find(' '))));
+}
+
 } // namespace
 
 std::string nearest(const std::string& word, const std::vector<std::string>& candidates) {
@@ -36,9 +43,7 @@ std::string nearest(const std::string& word, const std::vector<std::string>& can
     std::string best;
     std::size_t bestDistance = std::max<std::size_t>(1, wanted.size() / 3) + 1;
     for (const std::string& candidate : candidates) {
-        const std::string name = lower(candidate);
-        const bool begins = wanted.size() >= 3 && name.rfind(wanted, 0) == 0;
-        const std::size_t apart = begins ? 1 : distance(wanted, name);
+        const std::size_t apart = apartFrom(wanted, lower(candidate));
         if (apart < bestDistance) {
             best = candidate;
             bestDistance = apart;

@@ -8,8 +8,8 @@
 
 namespace panelctl {
 
-// The candidate nearest to `word`, by the letters that would have to be changed, regardless of case; empty when none
-// is near.
+// The candidate nearest to `word`, by the letters that would have to be changed in it or in its first word,
+// regardless of case; empty when none is near.
 std::string nearest(const std::string& word, const std::vector<std::string>& candidates);
 
 } // namespace panelctl

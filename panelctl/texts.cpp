@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/texts.h>
 
+#include <panelctl/text_module.h>
+#include <panelctl/text_table.h>
+
+#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -126,6 +130,25 @@ constexpr std::array rows = {
     Row{Say::secretUnreadable,    "the %s can't be read from %s"},
     Row{Say::secretEmpty,         "the %s is empty"},
     Row{Say::secretTwice,         "the %s is given in more than one way"},
+
+    Row{Say::optionLanguage,      "Language of the texts, \"en\" or \"ru\"; else that of the system"},
+    Row{Say::noTranslation,       "there is no translation into \"%s\""},
+    Row{Say::catalogueProblem,    "a part of the texts stays in English: %s"},
+    Row{Say::helpUsage,           "Usage"},
+    Row{Say::helpOptionsBadge,    "OPTIONS"},
+    Row{Say::helpVerbBadge,       "VERB"},
+    Row{Say::helpArguments,       "Arguments"},
+    Row{Say::helpOptions,         "Options"},
+    Row{Say::helpVerbs,           "Verbs"},
+    Row{Say::helpRequired,        "(required)"},
+    Row{Say::helpOption,          "Print this help"},
+    Row{Say::valueText,           "TEXT"},
+    Row{Say::valueNumber,         "NUMBER"},
+    Row{Say::valueMissing,        "%s needs a value"},
+    Row{Say::valueUnfit,          "\"%2$s\" is no value for %1$s"},
+    Row{Say::argumentMissing,     "%s is required"},
+    Row{Say::optionRequires,      "%s requires %s"},
+    Row{Say::optionExcludes,      "%s excludes %s"},
 };
 // clang-format on
 
@@ -136,9 +159,50 @@ static_assert([] {
     return rows.size() == static_cast<std::size_t>(Say::count_);
 }());
 
+using Cells = std::array<const char*, rows.size()>;
+
+constexpr Cells wordings() {
+    Cells made{};
+    std::transform(rows.begin(), rows.end(), made.begin(), [](const Row& row) { return row.wording; });
+    return made;
+}
+
+// What is shown: the wordings above until a translation takes their places.
+constinit Cells cells = wordings();
+
+constexpr std::array<const char**, rows.size()> addresses() {
+    std::array<const char**, rows.size()> index{};
+    std::transform(cells.begin(), cells.end(), index.begin(), [](const char*& cell) { return &cell; });
+    return index;
+}
+
+constinit std::array<const char**, rows.size()> cellIndex = addresses();
+
+// A place to be filled at the start of `rest`, which follows a %: its length, and which it is, counted from 0.
+struct Place {
+    std::size_t length = 0; // 0: there is none
+    std::size_t which = 0;
+};
+
+Place placeAt(std::string_view rest, std::size_t& next) {
+    if (rest.starts_with('s')) return {1, next++};
+    const bool numbered = rest.size() >= 3 && rest[0] >= '1' && rest[0] <= '9' && rest.substr(1, 2) == "$s";
+    return numbered ? Place{3, static_cast<std::size_t>(rest[0] - '1')} : Place{};
+}
+
 } // namespace
 
-const char* text(Say what) { return rows[static_cast<std::size_t>(what)].wording; }
+constinit const CCLocLoader::Localization localization = {
+    .count = static_cast<std::uint32_t>(rows.size()),
+    .bitsPerUnit = 8,
+    .stamp = textTableStamp,
+    .index = cellIndex.data(),
+    .reserved = 0,
+};
+
+const char* defaultWording(Say what) { return rows[static_cast<std::size_t>(what)].wording; }
+
+const char* text(Say what) { return cells[static_cast<std::size_t>(what)]; }
 
 std::string phrase(Say what, std::initializer_list<std::string_view> with) {
     std::string filled;
@@ -148,10 +212,10 @@ std::string phrase(Say what, std::initializer_list<std::string_view> with) {
         filled += rest.substr(0, mark);
         if (mark == std::string_view::npos) break;
         rest.remove_prefix(mark + 1);
-        const bool numbered = rest.size() >= 3 && rest[1] == '$' && rest[2] == 's';
-        const std::size_t which = numbered ? static_cast<std::size_t>(rest[0] - '1') : next++;
-        rest.remove_prefix(numbered ? 3 : 1);
-        if (which < with.size()) filled += with.begin()[which];
+        const Place place = placeAt(rest, next);
+        rest.remove_prefix(place.length);
+        if (place.length == 0) filled += '%';
+        if (place.length != 0 && place.which < with.size()) filled += with.begin()[place.which];
     }
     return filled;
 }

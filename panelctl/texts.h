@@ -3,8 +3,9 @@
 // Every text of panelctl's own that people read, as a table that can be translated. A text is reached by name; its
 // wording is read when it is shown.
 //
-// To add a text: a name in Say, and its wording at the same place in texts.cpp. A "%s" stands for what the phrase is
-// given, in order; a translation may use "%1$s", "%2$s" to change that.
+// To add a text: a name in Say, its wording at the same place in texts.cpp, and its translations (po/README.md). A "%s"
+// stands for what the phrase is given, in order; where a translation may need another order, the wording says "%1$s",
+// "%2$s". Any other % stands for itself.
 #pragma once
 
 #include <cstdint>
@@ -130,6 +131,26 @@ enum class Say : std::uint16_t {
     secretUnreadable,
     secretEmpty,
     secretTwice,
+
+    // language and help
+    optionLanguage,
+    noTranslation,
+    catalogueProblem,
+    helpUsage,
+    helpOptionsBadge,
+    helpVerbBadge,
+    helpArguments,
+    helpOptions,
+    helpVerbs,
+    helpRequired,
+    helpOption,
+    valueText,
+    valueNumber,
+    valueMissing,
+    valueUnfit,
+    argumentMissing,
+    optionRequires,
+    optionExcludes,
 
     count_, // how many there are
 };

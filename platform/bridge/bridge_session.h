@@ -26,6 +26,7 @@ public:
     //   reply             receives the reply payload (replaced when the module answered, else unspecified);
     //                     null when no answer is wanted: the module's consent is waited for all the same
     // Returns true when the module answered. Otherwise lastFailure() says why.
+    // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know it by this name
     bool __SendCommand(ModuleIdType module, long command, const void* data,
                        unsigned size, // NOLINT(*-reserved-identifier)
                        std::string* reply);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <platform/loccore/placeholders.h>
 
+#include <algorithm>
+
 namespace Loc {
 
 namespace {
@@ -38,6 +40,17 @@ std::vector<string_view> markers(string_view text) {
     return found;
 }
 
+// The places that are called by number, "%1$s", in the order of their numbers.
+std::vector<string_view> places(string_view text) {
+    std::vector<string_view> found;
+    for (std::size_t at = text.find('%'); at != string_view::npos; at = text.find('%', at + 1)) {
+        const std::size_t digits = run(text.substr(at + 1), "0123456789");
+        if (digits > 0 && text.substr(at + 1 + digits).starts_with("$s")) found.push_back(text.substr(at, digits + 3));
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
 } // namespace
 
 std::optional<std::vector<string_view>> conversions(string_view text) {
@@ -53,7 +66,7 @@ std::optional<std::vector<string_view>> conversions(string_view text) {
 
 bool samePlaceholders(string_view original, string_view translation) {
     if (const auto wanted = conversions(original)) return conversions(translation) == wanted;
-    return markers(original) == markers(translation);
+    return markers(original) == markers(translation) && places(original) == places(translation);
 }
 
 bool sameEdges(string_view original, string_view translation) {

@@ -15,7 +15,7 @@ namespace Loc {
 std::optional<std::vector<std::string_view>> conversions(std::string_view text);
 
 // Whether a translation may stand for its original: in a format, the same conversions in the same order; in a text
-// that is no format, the same markers ("%else%") in the same order.
+// that is no format, the same markers ("%else%") in the same order, and the same places ("%1$s") in any.
 bool samePlaceholders(std::string_view original, std::string_view translation);
 
 // Whether the blanks and line feeds that lead and end both are the same. Texts are joined to lines and paragraphs by

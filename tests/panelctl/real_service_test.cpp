@@ -51,6 +51,16 @@ TEST_F(TheAdministrator, GetsThroughTheDay) {
     EXPECT_EQ(nlohmann::json::parse(run({"token", "list", "--json"}).output)[0]["label"], "Home");
 }
 
+TEST_F(TheAdministrator, IsSpokenToInTheLanguageOfTheEnvironment) {
+    const auto note = [&](std::map<std::string, std::optional<std::string>> environment) {
+        return panelctl(service.endpoint(), {"token", "list", "--provider", "x"}, {}, std::move(environment)).error;
+    };
+    const auto russian = HasSubstr("нет провайдера \"x\"");
+    EXPECT_THAT(note({{"LC_ALL", std::nullopt}, {"LC_MESSAGES", std::nullopt}, {"LANG", "ru_RU.UTF-8"}}), russian);
+    EXPECT_THAT(note({{"LC_ALL", "ru_RU.UTF-8"}, {"LANG", "en_US.UTF-8"}}), russian);
+    EXPECT_THAT(note({{"LC_ALL", "C.UTF-8"}, {"LANG", "ru_RU.UTF-8"}}), HasSubstr("there is no provider \"x\""));
+}
+
 // Another program, with the same module and folder, sees what was done.
 TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
     initialize("Office");

@@ -32,7 +32,7 @@ protected:
     platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
         return panelctl(service.endpoint(), std::move(arguments), input);
     }
-    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
         EXPECT_EQ(result.status, status) << result.error;
         EXPECT_THAT(result.error, HasSubstr(text));
         EXPECT_EQ(result.output, "");
@@ -162,10 +162,24 @@ TEST_F(Panelctl, SaysWhomAReloadLogsOut) {
     EXPECT_THAT(result.error, HasSubstr("This logs the service out of: 東京 %s\\x1B[2J"));
 }
 
+TEST_F(Panelctl, SpeaksRussianToRussiansAndWhenAsked) {
+    const std::string table =
+        "МЕТКА           НОМЕР  ПРОВАЙДЕР  МОДЕЛЬ   СОСТОЯНИЕ\n"
+        "Office          A1     embedded   Acme, X  готов\n"
+        "東京 %s\\x1B[2J  B2     card                вход выполнен\n"
+        "Office          C3     card                готов, осталась одна попытка ввода PIN-кода\n";
+    EXPECT_EQ(run({"token", "list", "--lang", "ru"}).output, table);
+    EXPECT_EQ(run({"--lang=ru_RU.UTF-8", "token", "list"}).output, table);
+    expectError(run({"--lang=ru", "tokn"}), 2, "непонятное слово \"tokn\"; возможно, имелось в виду \"token\"?");
+    EXPECT_THAT(run({"--lang=ru", "token", "login", "--help"}).output,
+                HasSubstr("Использование: panelctl token login"));
+    EXPECT_THAT(run({"--lang=de", "token", "list"}).error, HasSubstr("there is no translation into \"de\""));
+}
+
 TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
     const auto version = run({"--version"});
     EXPECT_THAT(version.output, HasSubstr("service   scripted service"));
-    EXPECT_THAT(run({}).output, HasSubstr("Subcommands:"));
+    EXPECT_THAT(run({}).output, HasSubstr("Verbs:"));
     EXPECT_THAT(run({"token", "init", "--help"}).output, HasSubstr("--so-pin-stdin"));
     EXPECT_EQ(run({"token", "--help"}).status, 0);
 }

@@ -2,7 +2,7 @@
 //
 // Makes what is generated from the library's texts and parameters, so that it is never written by hand:
 //
-//   po/panelkit.pot                   the template of translations
+//   po/panelkit.pot, po/panelctl.pot  the templates of translations
 //   docs/parameters.md                the parameter reference
 //   docs/configuration.schema.json    the JSON Schema of a configuration
 //
@@ -26,6 +26,7 @@ struct Document {
 
 constexpr Document all[] = {
     {"po/panelkit.pot", documents::translationTemplate},
+    {"po/panelctl.pot", documents::frontEndTranslationTemplate},
     {"docs/parameters.md", documents::parameterReference},
     {"docs/configuration.schema.json", documents::configurationSchema},
 };

@@ -39,6 +39,9 @@ TEST(Placeholders, MustBeTheSameInATranslation) {
     EXPECT_TRUE(samePlaceholders("a %else% Do b", "x %else% y"));
     EXPECT_FALSE(samePlaceholders("a %else% Do b", "x % else % y"));
     EXPECT_FALSE(samePlaceholders("a %else% Do b", "x y"));
+    EXPECT_TRUE(samePlaceholders("%1$s from %2$s", "%2$s: %1$s"));
+    EXPECT_FALSE(samePlaceholders("%1$s from %2$s", "%1$s: %1$s"));
+    EXPECT_FALSE(samePlaceholders("%1$s from %2$s", "%s: %s"));
     EXPECT_FALSE(samePlaceholders("a %else% Do b", "x %else% y %else% z"));
 }
 

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/language.h>
+
+#include <panelctl/program_folder.h>
+#include <panelctl/text_module.h>
+
+#include <panelkit/cli/cli_output.h>
+#include <panelkit/loc/ui_module.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <system_error>
+
+namespace panelctl {
+
+namespace {
+
+constexpr const char* english = "en";
+
+// Where the folder of locales is, seen from the program's: installed, in a build folder, and unpacked anywhere.
+constexpr std::array places = {"../share/locale", "../locale", "locale"};
+
+constexpr std::array catalogues = {"panelctl.mo", "panelkit.mo"};
+
+// A Russian user at a console of Western letters reads English, and not rows of question marks.
+bool consoleShowsRussian() {
+    std::string letter = "Ж"; // stays when text goes out as it is
+    cli_sprintf(&letter, "%s", "Ж");
+    return letter != "?";
+}
+
+Language& language() {
+    static Language chosen;
+    return chosen;
+}
+
+// "ru_RU.UTF-8", as locales are called, is Russian.
+std::string shortName(std::string_view name) { return std::string(name.substr(0, name.find_first_of("_.@-"))); }
+
+void load(Loc::CCModule& module, Language& into) {
+    std::string error;
+    if (!module.load(into.folder.c_str(), into.name.c_str(), &error)) into.problems.push_back(error);
+}
+
+} // namespace
+
+std::string languageOption(std::span<const std::string> arguments) {
+    constexpr std::string_view option = "--lang";
+    std::string said;
+    for (std::size_t i = 0; i < arguments.size() && arguments[i] != "--"; ++i) {
+        const std::string_view argument = arguments[i];
+        if (argument == option && i + 1 < arguments.size()) said = arguments[i + 1];
+        if (argument.starts_with("--lang=")) said = argument.substr(option.size() + 1);
+    }
+    return said;
+}
+
+std::string usersLanguage() {
+    return std::string_view(cli_get_console_lang()) == "rus" && consoleShowsRussian() ? "ru" : english;
+}
+
+std::filesystem::path localeFolder(const std::string& language) {
+    const std::filesystem::path program = programFolder();
+    for (const char* place : places) {
+        std::filesystem::path folder = (program / place).lexically_normal();
+        const bool there = std::any_of(catalogues.begin(), catalogues.end(), [&](const char* catalogue) {
+            std::error_code ignored;
+            return std::filesystem::exists(folder / toPath(language) / "LC_MESSAGES" / catalogue, ignored);
+        });
+        if (there) return folder;
+    }
+    return {};
+}
+
+Language loadLanguage(const std::string& name, const std::string& folder) {
+    // Kept for the life of the process, like the texts.
+    static Loc::UIModule library;
+    static TextModule own;
+    Language loaded{name, folder, {}};
+    load(library, loaded);
+    load(own, loaded);
+    return loaded;
+}
+
+const Language& chooseLanguage(std::span<const std::string> arguments) {
+    const std::string asked = shortName(languageOption(arguments));
+    const std::string wanted = asked.empty() ? usersLanguage() : asked;
+    const std::filesystem::path folder = wanted == english ? std::filesystem::path() : localeFolder(wanted);
+    language() = folder.empty() ? Language{} : loadLanguage(wanted, fromPath(folder));
+    if (folder.empty() && wanted == asked && wanted != english) {
+        language().problems.push_back(phrase(Say::noTranslation, {asked}));
+    }
+    return language();
+}
+
+const Language& chosenLanguage() { return language(); }
+
+} // namespace panelctl

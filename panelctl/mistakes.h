@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+//
+// Mistakes on the command line: each explained in one line, with what was probably meant or where to read more.
+#pragma once
+
+#include <string>
+
+namespace CLI {
+class App;
+class ParseError;
+} // namespace CLI
+
+namespace panelctl {
+
+// The group or verb that the command line got to.
+const CLI::App& deepest(const CLI::App& app);
+
+// The mistake for which the parser gave up.
+std::string explain(const CLI::App& app, const CLI::ParseError& error);
+
+} // namespace panelctl

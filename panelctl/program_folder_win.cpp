@@ -1,0 +1,14 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/program_folder.h>
+
+#include <windows.h>
+
+namespace panelctl {
+
+std::filesystem::path programFolder() {
+    std::wstring name(32768, L'\0'); // no path is longer
+    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    return std::filesystem::path(name).parent_path();
+}
+
+} // namespace panelctl
