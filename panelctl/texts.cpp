@@ -126,6 +126,18 @@ constexpr std::array rows = {
     Row{Say::secretUnreadable,    "the %s can't be read from %s"},
     Row{Say::secretEmpty,         "the %s is empty"},
     Row{Say::secretTwice,         "the %s is given in more than one way"},
+
+    // network interfaces
+    Row{Say::groupNet,            "The network interfaces of the host"},
+    Row{Say::verbNetList,         "List the interfaces and their IPv4 addresses"},
+    Row{Say::headingInterface,    "NAME"},
+    Row{Say::headingAddresses,    "ADDRESSES"},
+    Row{Say::headingHardware,     "HARDWARE ADDRESS"},
+    Row{Say::headingDescription,  "DESCRIPTION"},
+    Row{Say::interfaceUp,         "up"},
+    Row{Say::interfaceNoLink,     "up, no link"},
+    Row{Say::interfaceDown,       "down"},
+    Row{Say::noInterfaces,        "The host has no network interfaces."},
 };
 // clang-format on
 

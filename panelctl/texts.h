@@ -131,6 +131,18 @@ enum class Say : std::uint16_t {
     secretEmpty,
     secretTwice,
 
+    // network interfaces
+    groupNet,
+    verbNetList,
+    headingInterface,
+    headingAddresses,
+    headingHardware,
+    headingDescription,
+    interfaceUp,
+    interfaceNoLink,
+    interfaceDown,
+    noInterfaces,
+
     count_, // how many there are
 };
 

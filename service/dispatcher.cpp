@@ -2,6 +2,7 @@
 #include <service/dispatcher.h>
 
 #include <service/log.h>
+#include <service/net/interface_module.h>
 #include <service/refused.h>
 #include <service/tokens/token_module.h>
 
@@ -41,6 +42,9 @@ constexpr std::array table = {
     Row{Command::ProviderLevelUp,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.raiseProvider(c); }},
     Row{Command::TokensReloadAll,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
     Row{Command::InitTokenRNG,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
+
+    // network interfaces
+    Row{Command::GetInterfaces,       Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.interfaces.list(c); }},
 };
 // clang-format on
 

@@ -14,11 +14,13 @@
 
 namespace panelkitd {
 
+class InterfaceModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    InterfaceModule& interfaces;
 };
 
 // One command as its handler sees it.

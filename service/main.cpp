@@ -4,6 +4,7 @@
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
+#include <service/net/interface_module.h>
 #include <service/options.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
@@ -26,7 +27,10 @@ void serve(const Options& options, TerminationRequest& termination) {
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
-    Dispatcher dispatcher({tokens}, access);
+    InterfaceModule interfaces;
+    Dispatcher dispatcher({.tokens = tokens, //
+                           .interfaces = interfaces},
+                          access);
 
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;
