@@ -6,6 +6,8 @@
 #include <service/log.h>
 #include <service/net/interface_module.h>
 #include <service/options.h>
+#include <service/policy/no_credentials.h>
+#include <service/policy/policy_module.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
@@ -28,8 +30,12 @@ void serve(const Options& options, TerminationRequest& termination) {
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
     InterfaceModule interfaces;
+    const NoCredentials credentials;
+    Policies policies(state, credentials);
+    PolicyModule policy(policies);
     Dispatcher dispatcher({.tokens = tokens, //
-                           .interfaces = interfaces},
+                           .interfaces = interfaces,
+                           .policy = policy},
                           access);
 
     bridge::server::Options bridgeOptions;

@@ -35,7 +35,7 @@ constexpr KindRow kinds[] = {
     {ARPHRD_TUNNEL6,   "IPv6 tunnel"},
     {ARPHRD_SIT,       "IPv6 in IPv4 tunnel"},
     {ARPHRD_IPGRE,     "GRE tunnel"},
-    {ARPHRD_INFINIBAND, "InfiniBand"},
+    {ARPHRD_INFINIBAND, "InfiniBand"}, // its address is cut to what fits
 };
 // clang-format on
 
