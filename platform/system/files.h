@@ -27,6 +27,10 @@ std::string readFile(const std::string& path, std::uint64_t limit);
 // its mode. A symbolic link is followed.
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner);
 
+// As replaceFile, but where the file can be written and its folder can't, the file is rewritten in place. A crash then
+// may leave a mix of old and new.
+void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner);
+
 // Makes a folder that only this account can enter, and those above it as needed; one that exists must belong to this
 // account and be writable by nobody else.
 void makePrivateFolder(const std::string& path);

@@ -115,6 +115,17 @@ void replaceFile(const std::string& path, const std::string& content, bool onlyO
     flushFolder(folderOf(target));
 }
 
+void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {
+    const std::string target = followLink(path);
+    const bool onlyInPlace =
+        ::access(folderOf(target).c_str(), W_OK | X_OK) != 0 && ::access(target.c_str(), W_OK) == 0;
+    if (!onlyInPlace) return replaceFile(path, content, onlyOwner);
+    const Descriptor file(::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    if (file.get() < 0) fail(path, errno);
+    writeAll(file.get(), content, path);
+    if (::ftruncate(file.get(), static_cast<off_t>(content.size())) != 0) fail(path, errno);
+}
+
 void makePrivateFolder(const std::string& path) {
     const std::string above = folderOf(path);
     struct stat status {};
