@@ -149,6 +149,17 @@ constexpr std::array rows = {
     Row{Say::argumentMissing,     "%s is required"},
     Row{Say::optionRequires,      "%s requires %s"},
     Row{Say::optionExcludes,      "%s excludes %s"},
+    // network interfaces
+    Row{Say::groupNet,            "The network interfaces of the host"},
+    Row{Say::verbNetList,         "List the interfaces and their IPv4 addresses"},
+    Row{Say::headingInterface,    "NAME"},
+    Row{Say::headingAddresses,    "ADDRESSES"},
+    Row{Say::headingHardware,     "HARDWARE ADDRESS"},
+    Row{Say::headingDescription,  "DESCRIPTION"},
+    Row{Say::interfaceUp,         "up"},
+    Row{Say::interfaceNoLink,     "up, no link"},
+    Row{Say::interfaceDown,       "down"},
+    Row{Say::noInterfaces,        "The host has no network interfaces."},
 };
 // clang-format on
 

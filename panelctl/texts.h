@@ -151,6 +151,17 @@ enum class Say : std::uint16_t {
     argumentMissing,
     optionRequires,
     optionExcludes,
+    // network interfaces
+    groupNet,
+    verbNetList,
+    headingInterface,
+    headingAddresses,
+    headingHardware,
+    headingDescription,
+    interfaceUp,
+    interfaceNoLink,
+    interfaceDown,
+    noInterfaces,
 
     count_, // how many there are
 };

@@ -14,11 +14,15 @@
 
 namespace panelkitd {
 
+class InterfaceModule;
+class PolicyModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    InterfaceModule& interfaces;
+    PolicyModule& policy;
 };
 
 // One command as its handler sees it.

@@ -4,7 +4,10 @@
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
+#include <service/net/interface_module.h>
 #include <service/options.h>
+#include <service/policy/no_credentials.h>
+#include <service/policy/policy_module.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
@@ -26,7 +29,14 @@ void serve(const Options& options, TerminationRequest& termination) {
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
-    Dispatcher dispatcher({tokens}, access);
+    InterfaceModule interfaces;
+    const NoCredentials credentials;
+    Policies policies(state, credentials);
+    PolicyModule policy(policies);
+    Dispatcher dispatcher({.tokens = tokens, //
+                           .interfaces = interfaces,
+                           .policy = policy},
+                          access);
 
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;

@@ -16,4 +16,10 @@ public:
     vocabulary::Refused reason;
 };
 
+// What a module throws when the command is fine, and this caller may not give it.
+class DeniedError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 } // namespace panelkitd
