@@ -118,4 +118,8 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     return answer;
 }
 
+void Dispatcher::lagged(const bridge::Peer& peer) {
+    logEvent("a front end of " + displayName(peer) + " does not take its notifications and is disconnected");
+}
+
 } // namespace panelkitd

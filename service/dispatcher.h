@@ -42,6 +42,7 @@ public:
 
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
+    void lagged(const bridge::Peer& peer) override;
 
 private:
     Modules modules_;

@@ -5,6 +5,8 @@
 #include <service/dispatcher.h>
 #include <service/log.h>
 #include <service/net/interface_module.h>
+#include <service/notifications/announcer.h>
+#include <service/notifications/token_watcher.h>
 #include <service/options.h>
 #include <service/policy/no_credentials.h>
 #include <service/policy/policy_module.h>
@@ -28,7 +30,9 @@ void serve(const Options& options, TerminationRequest& termination) {
     configureEmbeddedModule(state.folder("softhsm"));
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
-    TokenModule tokens(providers);
+    Announcer announcer;
+    TokenWatcher watcher(providers, announcer, options.tokenPoll);
+    TokenModule tokens(providers, watcher);
     InterfaceModule interfaces;
     const NoCredentials credentials;
     Policies policies(state, credentials);
@@ -43,12 +47,14 @@ void serve(const Options& options, TerminationRequest& termination) {
     bridgeOptions.listen.users = options.usersGroup;
     bridgeOptions.grace = options.stopGrace;
     bridge::server::Server server(options.endpoint, dispatcher, bridgeOptions);
-    termination.whenAsked([&server] {
+    const AnnouncingThrough announcing(announcer, server);
+    termination.whenAsked([&server, &announcer] {
         logEvent("asked to end");
+        announcer.announceServiceStopping();
         server.stop();
     });
     logEvent(bridgeOptions.service + " serves " + options.endpoint);
-    if (!server.run()) {
+    if (!server.run() || !watcher.stop(options.stopGrace)) {
         // A module that hangs can't be interrupted. Everything on disk is whole at any moment.
         logError("a command did not end in time and is abandoned");
         std::_Exit(EXIT_FAILURE);
