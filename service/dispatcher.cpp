@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/dispatcher.h>
 
+#include <service/config/parameter_module.h>
 #include <service/log.h>
 #include <service/net/interface_module.h>
 #include <service/policy/policy_module.h>
@@ -60,6 +61,11 @@ constexpr std::array table = {
 
     // network interfaces
     Row{Command::GetInterfaces,       Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.interfaces.list(c); }},
+
+    // the configuration: its sections hold secrets
+    Row{Command::WriteGroup,          Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.write(c); }},
+    Row{Command::ReadGroup,           Who::administrators,  Acts::no,  [](Modules& m, Call& c) { return m.parameters.read(c); }},
+    Row{Command::CommitGroups,        Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.commit(c); }},
 };
 // clang-format on
 

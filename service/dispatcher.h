@@ -16,11 +16,13 @@ namespace panelkitd {
 
 class InterfaceModule;
 class PolicyModule;
+class ParameterModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    ParameterModule& parameters;
     InterfaceModule& interfaces;
     PolicyModule& policy;
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
+#include <service/config/parameter_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
@@ -25,6 +26,16 @@ namespace {
 
 using namespace panelkitd;
 
+// What the configuration says of the service itself holds from the start, and from each commit on.
+void actOn(Configuration& configuration, Access& access) {
+    const auto act = [&access](const Settings& settings) {
+        setLogLevel(settings.logLevel);
+        access.setAdministratorsGroup(settings.administratorsGroup);
+    };
+    act(configuration.settings());
+    configuration.observe([act](const Settings& settings, const std::vector<std::string>&) { act(settings); });
+}
+
 void serve(const Options& options, TerminationRequest& termination) {
     const StateFolder state(options.state);
     configureEmbeddedModule(state.folder("softhsm"));
@@ -33,11 +44,15 @@ void serve(const Options& options, TerminationRequest& termination) {
     Announcer announcer;
     TokenWatcher watcher(providers, announcer, options.tokenPoll);
     TokenModule tokens(providers, watcher);
+    Configuration configuration(state, {options.logLevel, options.administratorsGroup});
+    actOn(configuration, access);
+    ParameterModule parameters(configuration);
     InterfaceModule interfaces;
     const NoCredentials credentials;
     Policies policies(state, credentials);
     PolicyModule policy(policies);
     Dispatcher dispatcher({.tokens = tokens, //
+                           .parameters = parameters,
                            .interfaces = interfaces,
                            .policy = policy},
                           access);

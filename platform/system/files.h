@@ -31,6 +31,10 @@ void replaceFile(const std::string& path, const std::string& content, bool onlyO
 // may leave a mix of old and new.
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner);
 
+// Removes what replaceFile left beside the file because the process was ended in the middle of it. Only where no other
+// process replaces the file.
+void removeUnfinished(const std::string& path);
+
 // Makes a folder that only this account can enter, and those above it as needed; one that exists must belong to this
 // account and be writable by nobody else.
 void makePrivateFolder(const std::string& path);

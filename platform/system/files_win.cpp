@@ -2,6 +2,7 @@
 #include <platform/system/files.h>
 
 #include <platform/system/handle_win.h>
+#include <platform/system/unfinished_files.h>
 #include <platform/system/utf16.h>
 
 #include <algorithm>
@@ -27,7 +28,7 @@ std::wstring longName(const std::string& path) {
 
 // Beside the file it is to replace.
 std::wstring nameBeside(const std::wstring& target) {
-    return target + L"." + std::to_wstring(GetCurrentProcessId()) + L".new";
+    return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
 }
 
 bool writeAll(const Handle& file, const std::string& content) {
