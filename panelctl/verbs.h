@@ -36,5 +36,7 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 // Each adds its verbs to its group.
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
+void addConfigVerbs(CLI::App& group, const Context& context);
+void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
 
 } // namespace panelctl
