@@ -45,7 +45,7 @@ std::string readAll(int descriptor, const std::string& path) {
 }
 
 std::string readWholeFile(const std::string& path) {
-    if (path == "-") return readAll(0, "-");
+    if (path == "-") return readAll(0, text(Say::standardInput));
     const OpenedFile file(path);
     return readAll(file.descriptor(), path);
 }
@@ -162,9 +162,10 @@ private:
 void readConfigFile(const std::string& path, ConfigDraft& draft) {
     std::string text = readWholeFile(path);
     const platform::WipeOnExit wiped(text);
-    ordered_json file = parse(path, text);
+    const std::string name = path == "-" ? panelctl::text(Say::standardInput) : path;
+    ordered_json file = parse(name, text);
     try {
-        FileReader(path, draft).read(file);
+        FileReader(name, draft).read(file);
     } catch (...) {
         wipeTexts(file);
         throw;

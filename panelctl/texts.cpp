@@ -182,6 +182,7 @@ constexpr std::array rows = {
     Row{Say::jsonChoice,            "a number, a symbolic name in quotes, or {\"value\": NUMBER, \"name\": NAME}"},
     Row{Say::jsonText,              "a text in quotes"},
     Row{Say::jsonGateways,          "a list of objects with texts as GATE_ADDRESS, CERT_SUBJECT and DST_SELECTOR"},
+    Row{Say::standardInput,       "standard input"},
     Row{Say::fileTooLarge,          "%s is larger than %s bytes"},
     Row{Say::fileNoJson,            "%s: this is no JSON"},
     Row{Say::fileNoObject,          "%s: a configuration is an object: {\"SECTION\": {\"KEY\": value}}"},

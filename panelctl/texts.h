@@ -187,6 +187,7 @@ enum class Say : std::uint16_t {
     jsonChoice,
     jsonText,
     jsonGateways,
+    standardInput,
     fileTooLarge,
     fileNoJson,
     fileNoObject,
