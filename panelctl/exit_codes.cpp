@@ -75,6 +75,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::notSupported: return Exit::notSupported;
     case Refused::deviceError: return Exit::deviceError;
     case Refused::badInput: return Exit::badInput;
+    case Refused::notStored: return Exit::refused;
     }
     return Exit::refused; // a newer service knows more reasons
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/dispatcher.h>
 
+#include <service/config/parameter_module.h>
 #include <service/log.h>
 #include <service/refused.h>
 #include <service/tokens/token_module.h>
@@ -41,6 +42,11 @@ constexpr std::array table = {
     Row{Command::ProviderLevelUp,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.raiseProvider(c); }},
     Row{Command::TokensReloadAll,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
     Row{Command::InitTokenRNG,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
+
+    // the configuration: its sections hold secrets
+    Row{Command::WriteGroup,          Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.write(c); }},
+    Row{Command::ReadGroup,           Who::administrators,  Acts::no,  [](Modules& m, Call& c) { return m.parameters.read(c); }},
+    Row{Command::CommitGroups,        Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.commit(c); }},
 };
 // clang-format on
 

@@ -14,11 +14,13 @@
 
 namespace panelkitd {
 
+class ParameterModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    ParameterModule& parameters;
 };
 
 // One command as its handler sees it.

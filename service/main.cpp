@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
+#include <service/config/parameter_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
@@ -20,13 +21,28 @@ namespace {
 
 using namespace panelkitd;
 
+// What the configuration says of the service itself holds from the start, and from each commit on.
+void actOn(Configuration& configuration, Access& access) {
+    const auto act = [&access](const Settings& settings) {
+        setLogLevel(settings.logLevel);
+        access.setAdministratorsGroup(settings.administratorsGroup);
+    };
+    act(configuration.settings());
+    configuration.observe([act](const Settings& settings, const std::vector<std::string>&) { act(settings); });
+}
+
 void serve(const Options& options, TerminationRequest& termination) {
     const StateFolder state(options.state);
     configureEmbeddedModule(state.folder("softhsm"));
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
-    Dispatcher dispatcher({tokens}, access);
+    Configuration configuration(state, {options.logLevel, options.administratorsGroup});
+    actOn(configuration, access);
+    ParameterModule parameters(configuration);
+    Dispatcher dispatcher({.tokens = tokens, //
+                           .parameters = parameters},
+                          access);
 
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;
