@@ -38,6 +38,12 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+    {Exit::outOfBounds,     "out-of-bounds"},
+    {Exit::unknownChoice,   "unknown-choice"},
+    {Exit::malformedValue,  "malformed-value"},
+    {Exit::restored,        "restored"},
+    {Exit::notRestored,     "not-restored"},
+    {Exit::wouldChange,     "would-change"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);

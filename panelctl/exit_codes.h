@@ -50,6 +50,14 @@ enum class Exit : int {
     deviceError        = 34,
 
     refused            = 40, // the service refused for another reason
+
+    // configuration
+    outOfBounds        = 50, // a number beyond its bounds, or none
+    unknownChoice      = 51, // not one of the choices
+    malformedValue     = 52, // not in the parameter's format
+    restored           = 53, // a change failed half-way; everything is as it was before
+    notRestored        = 54, // a change failed half-way, and could not be taken back
+    wouldChange        = 55, // --check found a difference
     // clang-format on
 };
 
