@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/exit_codes.h>
 
+#include <panelctl/texts.h>
+
 #include <iterator>
 
 namespace panelctl {
@@ -38,6 +40,11 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+    {Exit::notVerified,     "not-verified"},
+    {Exit::expiring,        "expiring"},
+    {Exit::alreadyThere,    "already-there"},
+    {Exit::wrongPassword,   "wrong-password"},
+    {Exit::keyStays,        "key-stays"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
@@ -94,6 +101,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
+    if (failure.code == FailureCode::none) return {Exit::refused, text(Say::noReason)}; // it answered, with nothing
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failure.text};
 }
 

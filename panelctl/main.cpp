@@ -14,6 +14,15 @@ using panelctl::Say;
 constexpr std::array groups = {
     panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
+    // certificates, CRLs, preshared keys
+    panelctl::Group{"cert", Say::groupCert,
+                    [](CLI::App& group, const panelctl::Context& context) {
+                        panelctl::addCertVerbs(group, context);
+                        panelctl::addCertTransferVerbs(group, context);
+                        panelctl::addCertRequestVerbs(group, context);
+                    }},
+    panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
+    panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
 };
 
 } // namespace

@@ -37,4 +37,11 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
 
+// certificates, CRLs, preshared keys
+void addCertVerbs(CLI::App& group, const Context& context);
+void addCertTransferVerbs(CLI::App& group, const Context& context);
+void addCertRequestVerbs(CLI::App& group, const Context& context);
+void addCrlVerbs(CLI::App& group, const Context& context);
+void addPskVerbs(CLI::App& group, const Context& context);
+
 } // namespace panelctl
