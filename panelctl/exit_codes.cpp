@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/exit_codes.h>
 
+#include <panelctl/texts.h>
+
 #include <iterator>
 
 namespace panelctl {
@@ -44,6 +46,11 @@ const ExitRow exitRows[] = {
     {Exit::restored,        "restored"},
     {Exit::notRestored,     "not-restored"},
     {Exit::wouldChange,     "would-change"},
+    {Exit::notVerified,     "not-verified"},
+    {Exit::expiring,        "expiring"},
+    {Exit::alreadyThere,    "already-there"},
+    {Exit::wrongPassword,   "wrong-password"},
+    {Exit::keyStays,        "key-stays"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
@@ -101,6 +108,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
+    if (failure.code == FailureCode::none) return {Exit::refused, text(Say::noReason)}; // it answered, with nothing
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failure.text};
 }
 

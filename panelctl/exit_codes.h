@@ -8,6 +8,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace panelctl {
 
@@ -58,6 +59,13 @@ enum class Exit : int {
     restored           = 53, // a change failed half-way; everything is as it was before
     notRestored        = 54, // a change failed half-way, and could not be taken back
     wouldChange        = 55, // --check found a difference
+
+    // certificates
+    notVerified        = 60, // a certificate, or the signature of a CRL, does not verify
+    expiring           = 61, // certificates expire within the time that was asked about
+    alreadyThere       = 62, // the token holds what is to be stored, or a newer one
+    wrongPassword      = 63, // of a file
+    keyStays           = 64, // the token does not let the private key out
     // clang-format on
 };
 
@@ -75,8 +83,10 @@ Exit exitFor(bridge::FailureCode failure, vocabulary::Refused detail);
 // Ends a verb: the text goes to standard error, the code to the caller.
 class CommandError : public std::runtime_error {
 public:
-    CommandError(Exit exitCode, const std::string& text) : std::runtime_error(text), code(exitCode) {}
+    CommandError(Exit exitCode, const std::string& text, std::vector<std::string> linesBelow = {})
+        : std::runtime_error(text), code(exitCode), below(std::move(linesBelow)) {}
     Exit code;
+    std::vector<std::string> below; // lines of their own behind the text, such as candidates
 };
 
 // The error of the last operation of the library that answered false.

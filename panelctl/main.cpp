@@ -16,6 +16,15 @@ constexpr std::array groups = {
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
     panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
+    // certificates, CRLs, preshared keys
+    panelctl::Group{"cert", Say::groupCert,
+                    [](CLI::App& group, const panelctl::Context& context) {
+                        panelctl::addCertVerbs(group, context);
+                        panelctl::addCertTransferVerbs(group, context);
+                        panelctl::addCertRequestVerbs(group, context);
+                    }},
+    panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
+    panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
 };
 
 } // namespace

@@ -40,4 +40,11 @@ void addNetVerbs(CLI::App& group, const Context& context);
 void addConfigVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
 
+// certificates, CRLs, preshared keys
+void addCertVerbs(CLI::App& group, const Context& context);
+void addCertTransferVerbs(CLI::App& group, const Context& context);
+void addCertRequestVerbs(CLI::App& group, const Context& context);
+void addCrlVerbs(CLI::App& group, const Context& context);
+void addPskVerbs(CLI::App& group, const Context& context);
+
 } // namespace panelctl
