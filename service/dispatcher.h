@@ -14,14 +14,16 @@
 
 namespace panelkitd {
 
+class CertModule;
 class InterfaceModule;
-class PolicyModule;
 class ParameterModule;
+class PolicyModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    CertModule& certificates;
     ParameterModule& parameters;
     InterfaceModule& interfaces;
     PolicyModule& policy;
@@ -33,6 +35,7 @@ struct Call {
     bool byAdministrator;
     CommandStreamIn in;  // over the payload
     std::string subject; // what the command acts on, for the audit line; no secrets
+    std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
 };
 
 // Gives the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
@@ -45,6 +48,7 @@ public:
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
     void lagged(const bridge::Peer& peer) override;
+    void ended(bridge::server::Session& session) override;
 
 private:
     Modules modules_;

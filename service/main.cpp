@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
+#include <service/certs/cert_module.h>
 #include <service/config/parameter_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
@@ -44,6 +45,7 @@ void serve(const Options& options, TerminationRequest& termination) {
     Announcer announcer;
     TokenWatcher watcher(providers, announcer, options.tokenPoll);
     TokenModule tokens(providers, watcher);
+    CertModule certificates(providers);
     Configuration configuration(state, {options.logLevel, options.administratorsGroup});
     actOn(configuration, access);
     ParameterModule parameters(configuration);
@@ -51,7 +53,8 @@ void serve(const Options& options, TerminationRequest& termination) {
     const NoCredentials credentials;
     Policies policies(state, credentials);
     PolicyModule policy(policies);
-    Dispatcher dispatcher({.tokens = tokens, //
+    Dispatcher dispatcher({.tokens = tokens,
+                           .certificates = certificates,
                            .parameters = parameters,
                            .interfaces = interfaces,
                            .policy = policy},
