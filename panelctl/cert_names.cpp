@@ -238,7 +238,7 @@ PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& 
     if (const auto found = onlyOne(listed, tests, name.name, keyLine)) return *found;
     std::vector<std::string> names;
     for (const PresharedKey& entry : listed) names.push_back(entry.object.name);
-    failUnknown(phrase(Say::noSuchKey, {name.name}), name.name, names);
+    failUnknown(phrase(Say::noSuchPresharedKey, {name.name}), name.name, names);
 }
 
 std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, const std::string& name) {

@@ -79,7 +79,7 @@ private:
         const bool hasArgument = valueOption->count() > 0;
         if (!panelkit::isSecret(group.name, param.key)) {
             if (secret->isGiven()) throw CommandError(Exit::usage, phrase(Say::valueIsNoSecret, {fullName}));
-            if (!hasArgument) throw CommandError(Exit::usage, phrase(Say::valueMissing, {fullName}));
+            if (!hasArgument) throw CommandError(Exit::usage, phrase(Say::configValueMissing, {fullName}));
             return {};
         }
         if (!hasArgument) return secret->read(fullName, true);

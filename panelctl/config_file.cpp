@@ -30,7 +30,7 @@ std::string readAll(int descriptor, const std::string& path) {
     for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
         if (text.size() == largestFile) {
             platform::wipe(text);
-            throw CommandError(Exit::tooLarge, phrase(Say::fileTooLarge, {path, std::to_string(largestFile)}));
+            throw CommandError(Exit::tooLarge, phrase(Say::configFileTooLarge, {path, std::to_string(largestFile)}));
         }
         if (text.size() == text.capacity()) { // grows without leaving copies of secrets behind
             std::string larger;

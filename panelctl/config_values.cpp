@@ -60,7 +60,7 @@ CommandError noSuchSection(const std::string& section) {
 
 CommandError noSuchKey(const ParamGroup& group, const std::string& key) {
     const std::string near = keyNearestTo(group, key);
-    return {Exit::notFound, withNearest(phrase(Say::noSuchKey, {group.name, key}),
+    return {Exit::notFound, withNearest(phrase(Say::noSuchParameter, {group.name, key}),
                                         near.empty() ? near : std::string(group.name) + '.' + near)};
 }
 
