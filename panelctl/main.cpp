@@ -14,6 +14,9 @@ using panelctl::Say;
 constexpr std::array groups = {
     panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
+
+    // the program itself
+    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
 };
 
 } // namespace

@@ -149,6 +149,10 @@ constexpr std::array rows = {
     Row{Say::argumentMissing,     "%s is required"},
     Row{Say::optionRequires,      "%s requires %s"},
     Row{Say::optionExcludes,      "%s excludes %s"},
+
+    Row{Say::groupCompletion,     "Completion of command lines in shells"},
+    Row{Say::verbCompletionBash,  "Print the script for bash: source <(panelctl completion bash)"},
+    Row{Say::verbCompletionZsh,   "Print the script for zsh: source <(panelctl completion zsh)"},
 };
 // clang-format on
 

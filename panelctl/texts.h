@@ -152,6 +152,11 @@ enum class Say : std::uint16_t {
     optionRequires,
     optionExcludes,
 
+    // completion
+    groupCompletion,
+    verbCompletionBash,
+    verbCompletionZsh,
+
     count_, // how many there are
 };
 

@@ -37,4 +37,7 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
 
+// the program itself
+void addCompletionVerbs(CLI::App& group, const Context& context);
+
 } // namespace panelctl
