@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/command_line.h>
 
+#include <panelctl/completion.h>
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/help.h>
@@ -75,8 +76,9 @@ int report(Exit code, const std::string& text) {
 } // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups) {
+    const bool completes = !arguments.empty() && arguments.front() == completionRequest;
     for (const std::string& problem : chooseLanguage(arguments).problems) {
-        report(Exit::ok, phrase(Say::catalogueProblem, {escaped(problem)}));
+        if (!completes) report(Exit::ok, phrase(Say::catalogueProblem, {escaped(problem)}));
     }
     GlobalOptions options;
     Context context;
@@ -91,6 +93,10 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
         group.addVerbs(*made, context);
     }
     try {
+        if (completes) {
+            printCandidates(app, std::span(arguments).subspan(1));
+            return static_cast<int>(Exit::ok);
+        }
         std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
         app.parse(arguments);
         if (options.version) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/language.h>
 
-#include <panelctl/program_folder.h>
+#include <panelctl/host.h>
 #include <panelctl/text_module.h>
 
 #include <panelkit/cli/cli_output.h>

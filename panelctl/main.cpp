@@ -25,6 +25,9 @@ constexpr std::array groups = {
                     }},
     panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
     panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
+
+    // the program itself
+    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
 };
 
 } // namespace

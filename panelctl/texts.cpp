@@ -438,6 +438,10 @@ constexpr std::array rows = {
     Row{Say::keyDeleted,           "Preshared key \"%1$s\" is deleted from token \"%2$s\"."},
 
     Row{Say::resultUnknown,        "the service answered with result %s, which this panelctl does not know"},
+
+    Row{Say::groupCompletion,     "Completion of command lines in shells"},
+    Row{Say::verbCompletionBash,  "Print the script for bash: source <(panelctl completion bash)"},
+    Row{Say::verbCompletionZsh,   "Print the script for zsh: source <(panelctl completion zsh)"},
 };
 // clang-format on
 

@@ -450,6 +450,11 @@ enum class Say : std::uint16_t {
     // the result of a newer service
     resultUnknown,
 
+    // completion
+    groupCompletion,
+    verbCompletionBash,
+    verbCompletionZsh,
+
     count_, // how many there are
 };
 

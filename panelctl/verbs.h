@@ -47,4 +47,7 @@ void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
 
+// the program itself
+void addCompletionVerbs(CLI::App& group, const Context& context);
+
 } // namespace panelctl

@@ -27,9 +27,7 @@ public:
     //                     null when no answer is wanted: the module's consent is waited for all the same
     // Returns true when the module answered. Otherwise lastFailure() says why.
     // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know it by this name
-    bool __SendCommand(ModuleIdType module, long command, const void* data,
-                       unsigned size, // NOLINT(*-reserved-identifier)
-                       std::string* reply);
+    bool __SendCommand(ModuleIdType module, long command, const void* data, unsigned size, std::string* reply);
 
     // Connects now, instead of with the first command. True when the session is connected.
     bool Connect();

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Where the running program is: what belongs to it is found from there, in a build folder as well as installed.
+// What panelctl asks the system about itself: where the program is, from where what belongs to it is found, and which
+// locale the user set.
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -11,6 +13,10 @@ namespace panelctl {
 
 // The folder that holds this program.
 std::filesystem::path programFolder();
+
+// The locale for characters that the environment names; empty when it names none. Nothing on Windows, where consoles
+// do not go by it.
+std::optional<std::string> environmentLocale();
 
 // A path from and to UTF-8; the plain constructor takes the system's code page.
 inline std::filesystem::path toPath(std::string_view utf8) {

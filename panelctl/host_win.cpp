@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/program_folder.h>
+#include <panelctl/host.h>
 
 #include <windows.h>
 
@@ -10,5 +10,7 @@ std::filesystem::path programFolder() {
     name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
     return std::filesystem::path(name).parent_path();
 }
+
+std::optional<std::string> environmentLocale() { return std::nullopt; }
 
 } // namespace panelctl

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+//
+// What panelctl offers to a shell, word by word. Runs under Wine too.
+#include "../support/bytes.h"
+#include "../support/panelctl.h"
+
+#include <panelkit/tokens/token_records.h>
+#include <testing/scripted_service.h>
+#include <vocabulary/tokens.h>
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+using panelkit::Command;
+using panelkit::testing::Reaction;
+using panelkit::testing::ScriptedService;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::UnorderedElementsAre;
+
+namespace {
+
+class ACommandLineBeingTyped : public testing::Test {
+protected:
+    ACommandLineBeingTyped() {
+        const std::uint32_t ready = vocabulary::tokenFlag::initialized;
+        service.on(Command::EnumProviderTokens,
+                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office Moscow", "A1", "", "card", ready},
+                                                                  {2, "Офис", "B2", "", "card", ready},
+                                                                  {3, "bad\nlabel", "C3", "", "card", ready}})));
+        service.on(Command::EnumProviders, Reaction::reply(encoded(std::vector<ProviderInfo>{
+                                               {"card", "/c.so", "", "", "", "", 3, true, true, false, ""}})));
+    }
+
+    // The words that are offered, without their descriptions.
+    std::vector<std::string> offered(std::vector<std::string> words) const {
+        words.insert(words.begin(), "--complete");
+        return offered(service.endpoint(), words);
+    }
+    static std::vector<std::string> offered(const std::string& endpoint, const std::vector<std::string>& arguments) {
+        platform::ChildOptions options;
+        options.arguments = {builtProgram("panelctl")};
+        options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
+        options.environment = {{"PANELKIT_BRIDGE", endpoint}, {"LC_ALL", "C.UTF-8"}};
+        const auto result = platform::runChild(options, std::chrono::seconds(60));
+        EXPECT_EQ(result.status, 0) << result.error;
+        EXPECT_EQ(result.error, "");
+        std::istringstream lines(result.output);
+        std::vector<std::string> words;
+        for (std::string line; std::getline(lines, line);) words.push_back(line.substr(0, line.find('\t')));
+        return words;
+    }
+
+    ScriptedService service;
+};
+
+TEST_F(ACommandLineBeingTyped, IsContinuedWithGroupsVerbsAndOptions) {
+    EXPECT_THAT(offered({"prov"}), ElementsAre("provider"));
+    EXPECT_THAT(offered({"provider", ""}), UnorderedElementsAre("list", "load", "unload", "raise"));
+    EXPECT_THAT(offered({"token", "login", "--fi"}), ElementsAre("--final-try"));
+    EXPECT_THAT(offered({"token", "login", "--js"}), ElementsAre("--json")) << "global options go behind the verb too";
+    EXPECT_THAT(offered({}), Contains("token"));
+    EXPECT_THAT(offered({"token", "login", "--"}), Not(Contains("--complete")));
+}
+
+TEST_F(ACommandLineBeingTyped, IsContinuedWithWhatTheServiceKnows) {
+    EXPECT_THAT(offered({"token", "login", ""}), UnorderedElementsAre("Office Moscow", "Офис"))
+        << "a label that would act on the terminal is not offered";
+    EXPECT_THAT(offered({"token", "login", "Оф"}), ElementsAre("Офис"));
+    EXPECT_THAT(offered({"token", "login", "Офис", ""}), IsEmpty()) << "it takes one token";
+    EXPECT_THAT(offered({"token", "list", "--provider", ""}), ElementsAre("card"));
+    EXPECT_THAT(offered({"token", "list", "--provider=c"}), ElementsAre("--provider=card"));
+    EXPECT_THAT(offered({"token", "list", "--provider", "=", "c"}), ElementsAre("card")) << "as bash splits words";
+    EXPECT_THAT(offered({"token", "list", "--provider", "card", "--lang", "r"}), ElementsAre("ru"));
+}
+
+TEST_F(ACommandLineBeingTyped, IsAskedAboutAtTheServiceThatItNames) {
+    const std::string nobody = panelkit::testing::uniqueEndpoint();
+    EXPECT_THAT(offered(nobody, {"--complete", "--endpoint", service.endpoint(), "token", "login", "Of"}),
+                ElementsAre("Office Moscow"));
+    EXPECT_THAT(offered(nobody, {"--complete", "token", "login", ""}), IsEmpty()) << "and no error";
+}
+
+} // namespace
