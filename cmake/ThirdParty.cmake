@@ -39,6 +39,13 @@ else()
     target_link_libraries(thirdparty_pugixml INTERFACE pugixml)
 endif()
 
+# The service's certificates; Debian has none for the Windows build.
+if(NOT WIN32)
+    find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+    add_library(thirdparty_openssl INTERFACE)
+    target_link_libraries(thirdparty_openssl INTERFACE OpenSSL::Crypto)
+endif()
+
 if(PANELKIT_TESTS)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)

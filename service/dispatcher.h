@@ -16,6 +16,7 @@ namespace panelkitd {
 
 class InterfaceModule;
 class PolicyModule;
+class CertModule;
 class TokenModule;
 
 // The modules that handlers work with.
@@ -23,6 +24,7 @@ struct Modules {
     TokenModule& tokens;
     InterfaceModule& interfaces;
     PolicyModule& policy;
+    CertModule& certificates;
 };
 
 // One command as its handler sees it.
@@ -31,6 +33,7 @@ struct Call {
     bool byAdministrator;
     CommandStreamIn in;  // over the payload
     std::string subject; // what the command acts on, for the audit line; no secrets
+    std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
 };
 
 // Gives the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
@@ -42,6 +45,7 @@ public:
 
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
+    void ended(bridge::server::Session& session) override;
 
 private:
     Modules modules_;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
+#include <service/certs/cert_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
 #include <service/net/interface_module.h>
 #include <service/options.h>
-#include <service/policy/no_credentials.h>
 #include <service/policy/policy_module.h>
+#include <service/policy/token_credentials.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
@@ -29,13 +30,15 @@ void serve(const Options& options, TerminationRequest& termination) {
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
+    CertModule certificates(providers);
     InterfaceModule interfaces;
-    const NoCredentials credentials;
+    const TokenCredentials credentials(providers);
     Policies policies(state, credentials);
     PolicyModule policy(policies);
     Dispatcher dispatcher({.tokens = tokens, //
                            .interfaces = interfaces,
-                           .policy = policy},
+                           .policy = policy,
+                           .certificates = certificates},
                           access);
 
     bridge::server::Options bridgeOptions;
