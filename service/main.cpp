@@ -10,8 +10,8 @@
 #include <service/notifications/announcer.h>
 #include <service/notifications/token_watcher.h>
 #include <service/options.h>
-#include <service/policy/no_credentials.h>
 #include <service/policy/policy_module.h>
+#include <service/policy/token_credentials.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
@@ -50,7 +50,7 @@ void serve(const Options& options, TerminationRequest& termination) {
     actOn(configuration, access);
     ParameterModule parameters(configuration);
     InterfaceModule interfaces;
-    const NoCredentials credentials;
+    const TokenCredentials credentials(providers);
     Policies policies(state, credentials);
     PolicyModule policy(policies);
     Dispatcher dispatcher({.tokens = tokens,

@@ -13,8 +13,8 @@ namespace panelkitd {
 
 struct CredentialList {
     bool anyToken = false;
-    std::vector<CertInfo> certificates; // of all tokens, with or without private key
-    std::vector<std::string> presharedKeys;
+    std::vector<CertInfo> certificates;                    // of all tokens, with or without private key
+    std::optional<std::vector<std::string>> presharedKeys; // their names; nothing where the service can't tell
 };
 
 class Credentials {

@@ -38,7 +38,7 @@ struct Flaw {
 // certificate is needed anyway.
 // clang-format off
 constexpr Flaw flaws[] = {
-    {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              "has no private key on its token"},
+    {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              "has no private key on its token, or the token is not logged in"},
     {state::revoked,       false, [](const CertInfo& c, std::uint64_t) { return c.state == static_cast<std::uint32_t>(CertState::revoked); },     nullptr,              "is revoked"},
     {state::expired,       true,  [](const CertInfo& c, std::uint64_t now) { return c.notAfter < now; },                                          &CertInfo::notAfter,  "has expired"},
     {state::lacksIkeUsage, true,  [](const CertInfo& c, std::uint64_t) { return !fitsIke(c); },                                                   nullptr,              "may not be used for IKE"},
@@ -88,7 +88,8 @@ void diagnoseCertificate(const std::string& subject, const CredentialList& list,
 void diagnosePresharedKey(const std::string& key, const CredentialList& list, Diagnosis& into) {
     into.byPresharedKey = true;
     into.presharedKey = key;
-    if (std::find(list.presharedKeys.begin(), list.presharedKeys.end(), key) != list.presharedKeys.end()) return;
+    if (!list.presharedKeys) return;
+    if (std::find(list.presharedKeys->begin(), list.presharedKeys->end(), key) != list.presharedKeys->end()) return;
     into.frontEndKnows = true;
     into.problem = "the preshared key \"" + key + "\" is on no token";
 }

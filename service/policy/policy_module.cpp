@@ -46,13 +46,19 @@ LSPsettings_t readSettings(Call& call) {
     return settings;
 }
 
+// As front ends know themselves: an account without a name goes by its number.
+std::string accountName(const std::string& id) {
+    const std::string name = platform::userName(id);
+    return name.empty() ? id : name;
+}
+
 // The user that a request names; an empty name is the caller's own. Only administrators may name somebody else, and
 // only they hear whether there is such an account.
 PolicyUser readUser(Call& call) {
     std::string name;
     call.in >> name;
     const bridge::Peer& peer = call.session.peer;
-    const PolicyUser own{peer.user, displayName(peer)};
+    const PolicyUser own{peer.user, accountName(peer.user)};
     call.subject = "of " + own.name;
     if (name.empty() || name == own.name) return own;
     const std::string id = platform::userId(name);
@@ -105,8 +111,7 @@ std::string PolicyModule::view(Call& call) {
 // Whose policy is required is logged in, for a front end that asks before it takes that away.
 std::string PolicyModule::loggedInUser(Call&) {
     const WantedPolicy required = policies_.required();
-    return encoded(required.userId.empty() ? std::string()
-                                           : displayName(bridge::Peer{.user = required.userId, .groups = {}}));
+    return encoded(required.userId.empty() ? std::string() : accountName(required.userId));
 }
 
 // ---- activation
