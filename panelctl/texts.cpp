@@ -126,6 +126,28 @@ constexpr std::array rows = {
     Row{Say::secretUnreadable,    "the %s can't be read from %s"},
     Row{Say::secretEmpty,         "the %s is empty"},
     Row{Say::secretTwice,         "the %s is given in more than one way"},
+
+    Row{Say::groupWatch,          "Report what happens in the service, until Ctrl-C"},
+    Row{Say::optionWatchFor,      "End after so many seconds"},
+    Row{Say::optionWatchCount,    "End after so many events"},
+    Row{Say::watchBegins,         "Watching; Ctrl-C ends it."},
+    Row{Say::watchWaits,          "The service is not there; waiting for it. Ctrl-C ends it."},
+    Row{Say::watchMissed,         "Meanwhile: %s"},
+    Row{Say::watchServiceCame,    "The service is there."},
+    Row{Say::watchServiceWent,    "The service is gone; waiting for it."},
+    Row{Say::watchServiceStopping, "The service is stopping."},
+    Row{Say::watchProviderLoaded, "Provider \"%s\" is loaded."},
+    Row{Say::watchProviderUnloaded, "Provider \"%s\" is not loaded any more."},
+    Row{Say::watchTokenArrived,   "Token \"%s\" (serial number %s) is there."},
+    Row{Say::watchTokenRemoved,   "Token \"%s\" (serial number %s) is gone."},
+    Row{Say::watchTokenInitialized, "Token \"%s\" (serial number %s) is initialised."},
+    Row{Say::watchTokenLoggedIn,  "The service is logged in to token \"%s\" (serial number %s)."},
+    Row{Say::watchTokenLoggedOut, "The service is logged out of token \"%s\" (serial number %s)."},
+    Row{Say::watchConfiguration,  "%s committed the configuration: %s."},
+    Row{Say::watchPolicyActivated, "Policy %s is in force."},
+    Row{Say::watchPolicyFailed,   "Policy %s could not be activated: %s"},
+    Row{Say::watchCertificateExpires, "Certificate \"%s\" on token \"%s\" expires in %s days."},
+    Row{Say::watchCertificateExpired, "Certificate \"%s\" on token \"%s\" has expired."},
 };
 // clang-format on
 

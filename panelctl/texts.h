@@ -131,6 +131,29 @@ enum class Say : std::uint16_t {
     secretEmpty,
     secretTwice,
 
+    // watching
+    groupWatch,
+    optionWatchFor,
+    optionWatchCount,
+    watchBegins,
+    watchWaits,
+    watchMissed,
+    watchServiceCame,
+    watchServiceWent,
+    watchServiceStopping,
+    watchProviderLoaded,
+    watchProviderUnloaded,
+    watchTokenArrived,
+    watchTokenRemoved,
+    watchTokenInitialized,
+    watchTokenLoggedIn,
+    watchTokenLoggedOut,
+    watchConfiguration,
+    watchPolicyActivated,
+    watchPolicyFailed,
+    watchCertificateExpires,
+    watchCertificateExpired,
+
     count_, // how many there are
 };
 

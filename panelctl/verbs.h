@@ -36,5 +36,6 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 // Each adds its verbs to its group.
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
+void addWatchVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl
