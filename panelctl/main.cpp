@@ -28,6 +28,7 @@ constexpr std::array groups = {
 
     // the program itself
     panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
+    panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
 };
 
 } // namespace

@@ -49,5 +49,6 @@ void addPskVerbs(CLI::App& group, const Context& context);
 
 // the program itself
 void addCompletionVerbs(CLI::App& group, const Context& context);
+void addWatchVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

@@ -14,6 +14,7 @@ public:
     struct Notice {
         vocabulary::Notification id;
         vocabulary::TokenNotice token; // of those that are about one
+        vocabulary::CertificateNotice certificate;
     };
 
     HeardNotices(); // begins to listen
