@@ -14,10 +14,10 @@
 
 namespace panelkitd {
 
+class CertModule;
 class InterfaceModule;
 class ParameterModule;
 class PolicyModule;
-class CertModule;
 class TokenModule;
 
 // The modules that handlers work with.
@@ -27,7 +27,6 @@ struct Modules {
     ParameterModule& parameters;
     InterfaceModule& interfaces;
     PolicyModule& policy;
-    CertModule& certificates;
 };
 
 // One command as its handler sees it.

@@ -17,6 +17,7 @@
 #include <service/tokens/probe.h>
 #include <service/tokens/token_module.h>
 
+#include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
 
 #include <cstdlib>
@@ -53,6 +54,9 @@ void serve(const Options& options, TerminationRequest& termination) {
     const TokenCredentials credentials(providers);
     Policies policies(state, credentials);
     PolicyModule policy(policies);
+    const bool endpointIsDefault =
+        options.endpoint == bridge::systemEndpoint() || options.endpoint == bridge::privateEndpoint();
+    if (endpointIsDefault) makeEndpointFolder(options.endpoint);
     Dispatcher dispatcher({.tokens = tokens,
                            .certificates = certificates,
                            .parameters = parameters,
