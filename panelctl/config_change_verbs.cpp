@@ -37,6 +37,9 @@ void write(const ConfigDraft& draft, bool commits, const Context& context) {
     const std::vector<Change> changes = draft.changes();
     draft.write();
     if (!context.json) printChanges(changes, Say::headingBefore, Say::headingNow);
+    for (const auto& [group, from, to] : changes) {
+        if (isMadeByService(*to)) printNote(phrase(Say::serviceMakesSecret, {nameOf(*group, *to)}));
+    }
     if (commits) {
         try {
             commit();

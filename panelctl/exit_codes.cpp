@@ -44,6 +44,7 @@ const ExitRow exitRows[] = {
     {Exit::restored,        "restored"},
     {Exit::notRestored,     "not-restored"},
     {Exit::wouldChange,     "would-change"},
+    {Exit::interrupted,     "interrupted"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
