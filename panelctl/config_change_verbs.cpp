@@ -153,7 +153,7 @@ struct ConfigApply {
 
 struct ConfigCommit {
     void options(CLI::App&) {}
-    void run(const Context&) const {
+    static void run(const Context&) {
         commit();
         printLine(text(Say::changesCommitted));
     }

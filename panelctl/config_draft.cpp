@@ -95,11 +95,11 @@ void ConfigDraft::write() const {
     try {
         for (const Section& section : sections_) {
             if (!section.isChanged()) continue;
-            interruption.check();
+            HeldInterruption::check();
             begun.push_back(&section);
             writeOne(section);
         }
-        interruption.check();
+        HeldInterruption::check();
     } catch (const CommandError& cause) {
         restore(begun, cause);
     }

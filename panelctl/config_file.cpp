@@ -107,10 +107,11 @@ ordered_json configToJson(const std::vector<Place>& places, bool reveal, LeftOut
     ordered_json file{{"schema", version}};
     const auto leave = [](std::string& list, const std::string& name) { list += (list.empty() ? "" : ", ") + name; };
     for (const auto& [group, param] : places) {
-        const ordered_json value = valueToJson(*group, *param, reveal);
         const bool isHidden = panelkit::isSecret(group->name, param->key) && !reveal;
-        if (isHidden && value == "") continue; // applied elsewhere, it would clear the secret there
-        if (isHidden && value == secretMask) {
+        const std::string masked = shown(*group, *param, reveal);
+        if (isHidden && masked.empty()) continue; // applied elsewhere, it would clear the secret there
+        const ordered_json value = valueToJson(*group, *param, reveal);
+        if (isHidden && masked == secretMask) {
             leave(leftOut.secrets, nameOf(*group, *param));
         } else if (!isCarried(value)) {
             leave(leftOut.texts, nameOf(*group, *param));

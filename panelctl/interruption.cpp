@@ -14,7 +14,7 @@ volatile std::sig_atomic_t cameMeanwhile = 0;
 
 extern "C" void noteInterruption(int signal) {
     cameMeanwhile = 1;
-    std::signal(signal, noteInterruption); // some systems go back to the default with every signal
+    (void)std::signal(signal, noteInterruption); // some systems go back to the default with every signal
 }
 
 } // namespace
@@ -25,11 +25,11 @@ HeldInterruption::HeldInterruption()
 }
 
 HeldInterruption::~HeldInterruption() {
-    std::signal(SIGINT, onInterrupt_);
-    std::signal(SIGTERM, onTerminate_);
+    (void)std::signal(SIGINT, onInterrupt_);
+    (void)std::signal(SIGTERM, onTerminate_);
 }
 
-void HeldInterruption::check() const {
+void HeldInterruption::check() {
     if (cameMeanwhile != 0) throw CommandError(Exit::interrupted, text(Say::interrupted));
 }
 

@@ -14,7 +14,7 @@ public:
     HeldInterruption& operator=(const HeldInterruption&) = delete;
 
     // Throws CommandError when an interruption came meanwhile.
-    void check() const;
+    static void check();
 
 private:
     using Handler = void (*)(int);

@@ -170,7 +170,7 @@ constexpr std::array rows = {
     Row{Say::keyMissing,            "\"%1$s\" is a section; 'panelctl config list %1$s' lists its parameters"},
     Row{Say::valueMissing,          "%1$s needs a value; 'panelctl config describe %1$s' tells which"},
     Row{Say::valueTwice,            "%s is given a value in two ways"},
-    Row{Say::valueIsSecret,         "%s is a secret, which no argument may hold; use --value-stdin, --value-fd, --value-file, or be asked"},
+    Row{Say::valueIsSecret,         "%s is a secret, which no argument may hold: leave it out to be asked, or use --value-stdin, --value-fd or --value-file"},
     Row{Say::valueIsNoSecret,       "%s is no secret: its value stands behind its name"},
     Row{Say::valueIllegal,          "%s: \"%s\" is not legal; legal: %s"},
     Row{Say::valueBreaksConstraint, "%s: \"%s\" is not legal: %s"},
