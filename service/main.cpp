@@ -11,6 +11,7 @@
 #include <service/tokens/probe.h>
 #include <service/tokens/token_module.h>
 
+#include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
 
 #include <cstdlib>
@@ -40,6 +41,9 @@ void serve(const Options& options, TerminationRequest& termination) {
     Configuration configuration(state, {options.logLevel, options.administratorsGroup});
     actOn(configuration, access);
     ParameterModule parameters(configuration);
+    const bool endpointIsDefault =
+        options.endpoint == bridge::systemEndpoint() || options.endpoint == bridge::privateEndpoint();
+    if (endpointIsDefault) makeEndpointFolder(options.endpoint);
     Dispatcher dispatcher({.tokens = tokens, //
                            .parameters = parameters},
                           access);

@@ -126,14 +126,19 @@ std::vector<std::string> Configuration::commit() {
 void Configuration::completeSecret(Bodies& bodies) const {
     const std::string* body = bodies.find("IKE");
     if (!body) return;
-    const string_view delivered = shapes_.bytesOf("IKE", "QCD_SECRET", *body);
-    const std::string before(bodyIn(committed_, "IKE"));
-    const string_view committed = shapes_.bytesOf("IKE", "QCD_SECRET", before);
-    const std::string history = completeHistory(delivered.substr(sizeOfLength), committed.substr(sizeOfLength));
-    std::string stream;
-    CommandStreamOut(stream) << history;
-    const auto place = static_cast<std::size_t>(delivered.data() - body->data());
-    bodies.set("IKE", std::string(*body).replace(place, delivered.size(), stream));
+    const auto secretIn = [&](string_view whole) { return shapes_.bytesOf("IKE", "QCD_SECRET", whole); };
+    const string_view delivered = secretIn(*body);
+    const string_view committed = secretIn(bodyIn(committed_, "IKE"));
+    std::string history = completeHistory(delivered.substr(sizeOfLength), committed.substr(sizeOfLength));
+    const platform::WipeOnExit wipedHistory(history);
+    std::string whole;
+    const platform::WipeOnExit wipedWhole(whole);
+    whole.reserve(body->size() + history.size());
+    const char* end = delivered.data() + delivered.size();
+    whole.append(body->data(), delivered.data());
+    CommandStreamOut(whole) << history;
+    whole.append(end, body->data() + body->size());
+    bodies.set("IKE", whole);
 }
 
 Settings Configuration::settings() const {

@@ -5,7 +5,10 @@
 #include <service/log.h>
 
 #include <platform/system/files.h>
+#include <platform/system/utf8_path.h>
 #include <platform/system/wipe.h>
+
+#include <filesystem>
 
 namespace panelkitd {
 
@@ -13,6 +16,8 @@ namespace {
 
 // Bodies are bounded (configuration.h) so that what is written can be read again.
 constexpr std::uint64_t largestFile = std::uint64_t{256} << 20;
+
+constexpr int mostKept = 99;
 
 } // namespace
 
@@ -76,24 +81,26 @@ void ConfigurationFile::save(const Bodies& bodies) {
 
 // Under the first name that is free, or that holds the same already.
 void ConfigurationFile::keep(const std::string& text) const {
-    for (int number = 1;; ++number) {
+    for (int number = 1; number <= mostKept; ++number) {
         const std::string name = path_ + ".kept-" + std::to_string(number);
-        try {
-            if (platform::readFile(name, largestFile) == text) return;
-        } catch (const platform::FileError& error) {
-            if (!error.missing) continue;
+        if (!std::filesystem::exists(platform::toPath(name))) {
             platform::replaceFile(name, text, true);
-            logEvent(path_ + " was changed by others; what it held is kept as " + name);
+            logEvent(path_ + " is not what this service wrote; what it held is kept as " + name);
             return;
         }
+        if (readText(name) == text) return;
     }
+    throw platform::FileError(path_, "would be replaced, but " + std::to_string(mostKept) +
+                                         " earlier ones are kept beside it; remove some");
 }
 
 // The file itself is whole already, so a copy that fails is told and no more.
 void ConfigurationFile::writeLastGood(const std::string& text) const {
     try {
         const auto former = readText(lastGoodPath_);
-        if (!former || *former != text) platform::replaceFile(lastGoodPath_, text, true);
+        if (former == text) return;
+        if (former && !readConfiguration(shapes_, *former).bodies) keep(*former);
+        platform::replaceFile(lastGoodPath_, text, true);
     } catch (const platform::FileError& error) {
         logError(error.what());
     }

@@ -21,14 +21,21 @@ namespace {
 
 constexpr int format = 1;
 
+std::size_t roomFor(const Shapes& shapes, const Bodies& bodies) {
+    std::size_t room = 200;
+    for (const auto& [name, body] : bodies) {
+        room += 100;
+        for (const Value& value : shapes.cut(*shapes.find(name), body)) room += 100 + panelkitd::roomFor(value);
+    }
+    return room;
+}
+
 void printSection(const Shapes& shapes, const std::string& name, const std::string& body, std::string& text) {
     text += "    \"" + name + "\": {";
     const char* separator = "\n";
     for (const Value& value : shapes.cut(*shapes.find(name), body)) {
         text += separator + std::string("      \"") + value.param->key + "\": ";
-        std::string printed = printValue(shapes, value);
-        const platform::WipeOnExit wiped(printed);
-        text += printed;
+        printValue(shapes, value, text);
         separator = ",\n";
     }
     text += "\n    }";
@@ -134,14 +141,17 @@ void Reader::noteBounds(const std::string& path, const Param& param, const json&
 } // namespace
 
 std::string printConfiguration(const Shapes& shapes, const Bodies& bodies) {
-    std::string text = "{\n  \"format\": " + std::to_string(format) + ",\n  \"sections\": {";
+    std::string text;
+    text.reserve(roomFor(shapes, bodies)); // growing would leave copies of secrets behind
+    text += "{\n  \"format\": " + std::to_string(format) + ",\n  \"sections\": {";
     const char* separator = "\n";
     for (const auto& [name, body] : bodies) {
         text += separator;
         printSection(shapes, name, body, text);
         separator = ",\n";
     }
-    return text + "\n  }\n}\n";
+    text += "\n  }\n}\n";
+    return text;
 }
 
 ReadConfiguration readConfiguration(const Shapes& shapes, std::string_view text) {

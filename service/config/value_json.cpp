@@ -6,11 +6,12 @@
 #include <panelkit/lparams/value_text.h>
 
 #include <platform/system/little_endian.h>
+#include <platform/system/utf8_character.h>
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace panelkitd {
 
@@ -28,38 +29,57 @@ Integer number(string_view bytes) {
     return platform::loadLittleEndian<Integer>(bytes.data());
 }
 
-// The library says only when it prints whether bytes are UTF-8.
-std::string printText(string_view text) {
-    try {
-        return json(text).dump();
-    } catch (const json::type_error&) {
-        std::string hex;
-        panelkit::appendHex(text, hex);
-        return R"({"hex": ")" + hex + "\"}";
+constexpr std::string_view hexDigits = "0123456789ABCDEF";
+
+void printText(string_view bytes, std::string& text) {
+    if (!platform::isValidUtf8(bytes)) {
+        text += R"({"hex": ")";
+        panelkit::appendHex(bytes, text);
+        text += "\"}";
+        return;
     }
+    text += '"';
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '"' || c == '\\') {
+            text += {'\\', c};
+        } else if (byte < 0x20 || byte == 0x7F) {
+            text += {'\\', 'u', '0', '0', hexDigits[byte >> 4], hexDigits[byte & 15]};
+        } else {
+            text += c;
+        }
+    }
+    text += '"';
 }
 
-std::string printFlag(string_view bytes) {
+std::string flagText(string_view bytes) {
     const auto byte = static_cast<unsigned char>(bytes[0]);
     return byte > 1 ? std::to_string(byte) : byte == 1 ? "true" : "false";
 }
 
-std::string printChoice(const EnumParam& param, std::int32_t value) {
+void printChoice(const EnumParam& param, std::int32_t value, std::string& text) {
     const LPARAMS::Variant* row = panelkit::findVariant(param.variants, value);
-    const std::string name = row && row->name ? R"(, "name": )" + json(row->name).dump() : "";
-    return R"({"value": )" + std::to_string(value) + name + "}";
+    text += R"({"value": )" + std::to_string(value);
+    if (row && row->name) {
+        text += R"(, "name": )";
+        printText(row->name, text);
+    }
+    text += '}';
 }
 
-std::string printGateways(const Shapes& shapes, string_view bytes) {
-    std::string text;
+void printGateways(const Shapes& shapes, string_view bytes, std::string& text) {
+    const char* separator = "";
+    text += '[';
     for (const auto& gateway : shapes.cutGateways(bytes)) {
-        text += text.empty() ? "[{" : "}, {";
+        text += std::exchange(separator, ", ");
+        const char* before = "{\"";
         for (const Value& value : gateway) {
-            text += (&value == &gateway.front() ? "\"" : ", \"") + std::string(value.param->key) + "\": ";
-            text += printValue(shapes, value);
+            text += std::string(std::exchange(before, ", \"")) + value.param->key + "\": ";
+            printValue(shapes, value, text);
         }
+        text += '}';
     }
-    return text.empty() ? "[]" : text + "}]";
+    text += ']';
 }
 
 // ---- reading
@@ -94,7 +114,7 @@ char readFlag(const json& value) {
 }
 
 std::string readHex(const std::string& digits) {
-    const auto digit = [](char c) { return string_view("0123456789ABCDEF").find(c); };
+    const auto digit = [](char c) { return hexDigits.find(c); };
     std::string bytes;
     for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
         const std::size_t high = digit(digits[i]), low = digit(digits[i + 1]);
@@ -166,20 +186,23 @@ void readGateways(const Shapes& shapes, const json& value, std::string& body) {
 
 } // namespace
 
-std::string printValue(const Shapes& shapes, const Value& value) {
+void printValue(const Shapes& shapes, const Value& value, std::string& text) {
     const string_view bytes = value.bytes;
-    return panelkit::visitParam(
+    panelkit::visitParam(
         *value.param,
         Overloaded{
-            [&](const BoolParam&) { return printFlag(bytes); },
-            [&](const PortParam&) { return std::to_string(number<std::uint16_t>(bytes)); },
-            [&](const UIntParam&) { return std::to_string(number<std::uint32_t>(bytes)); },
-            [&](const EnumParam& choice) { return printChoice(choice, number<std::int32_t>(bytes)); },
-            [&](const TimeParam&) { return printText(panelkit::printTimeOfDay(number<std::int64_t>(bytes))); },
-            [&](const ParamVector<LSP_GATE>&) { return printGateways(shapes, bytes); },
-            [&](const auto& /* texts */) { return printText(bytes.substr(sizeof(std::uint32_t))); },
+            [&](const BoolParam&) { text += flagText(bytes); },
+            [&](const PortParam&) { text += std::to_string(number<std::uint16_t>(bytes)); },
+            [&](const UIntParam&) { text += std::to_string(number<std::uint32_t>(bytes)); },
+            [&](const EnumParam& choice) { printChoice(choice, number<std::int32_t>(bytes), text); },
+            [&](const TimeParam&) { printText(panelkit::printTimeOfDay(number<std::int64_t>(bytes)), text); },
+            [&](const ParamVector<LSP_GATE>&) { printGateways(shapes, bytes, text); },
+            [&](const auto& /* texts */) { printText(bytes.substr(sizeof(std::uint32_t)), text); },
         });
 }
+
+// A character may take six; of a gateway, which has twelve bytes at least, the names are longest.
+std::size_t roomFor(const Value& value) { return 100 + 12 * value.bytes.size(); }
 
 void readValue(const Shapes& shapes, const Param& param, const json& value, std::string& body) {
     panelkit::visitParam(param, Overloaded{

@@ -27,8 +27,11 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The JSON text of a value, on one line.
-std::string printValue(const Shapes& shapes, const Value& value);
+// Appends the JSON text of a value, on one line. A text with room for it holds no second copy of a secret afterwards.
+void printValue(const Shapes& shapes, const Value& value, std::string& text);
+
+// At most so many characters print the value.
+std::size_t roomFor(const Value& value);
 
 // Appends the bytes of a value to a body. Throws ValueError. Bounds are not checked: front ends may have written, and
 // the service kept, what is out of them.

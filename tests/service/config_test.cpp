@@ -128,4 +128,108 @@ TEST_F(TheConfiguration, GivesBackEveryBodyByteForByteAlsoFromDisk) {
     EXPECT_THAT(service.log(), Not(HasSubstr("error")));
 }
 
+TEST_F(TheConfiguration, RefusesBodiesThatAreNoneOfTheirSectionsAndKeepsWhatItHad) {
+    for (const panelkit::Section& section : panelkit::sections()) {
+        const std::string whole = readBytes(section.name);
+        for (std::size_t size = 0; size < whole.size(); size += 1 + whole.size() / 16) {
+            EXPECT_FALSE(writeBytes(section.name, whole.substr(0, size)));
+            expectRefused(Refused::badInput, std::string(section.name) + "\": the body ends within ");
+        }
+        EXPECT_FALSE(writeBytes(section.name, whole + "more"));
+        expectRefused(Refused::badInput, "the body goes on for 4 bytes behind ");
+        EXPECT_EQ(toHex(readBytes(section.name)), toHex(whole));
+    }
+    EXPECT_FALSE(writeBytes("PROXY", hex("00 00  ff ff ff ff 'short'")));
+    expectRefused(Refused::badInput, "the body ends within HTTP_LISTEN_ADDR");
+    std::string gateways = readBytes("USER");
+    gateways.replace(gateways.size() - 4, 4, hex("ff ff ff 7f  00 00 00 00  00 00 00 00  00 00 00 00"));
+    EXPECT_FALSE(writeBytes("USER", gateways));
+    expectRefused(Refused::badInput, "the body ends within LSP_GATES");
+    EXPECT_FALSE(writeBytes("PROXY", encoded(std::uint16_t{0}, std::string(1 << 20, 'x'))));
+    expectRefused(Refused::badInput, "at most 1048576 are taken");
+}
+
+TEST_F(TheConfiguration, HasNoOtherSections) {
+    for (const std::string name : {"", "ike", "LSP_GATE", "IKE ", "NEWS"}) {
+        EXPECT_FALSE(writeBytes(name, "")) << name;
+        expectRefused(Refused::noSuchObject, "there is no section \"" + name + '"');
+        std::string ignored;
+        EXPECT_FALSE(send(Command::ReadGroup, encoded(name), ignored)) << name;
+    }
+    std::string ignored;
+    EXPECT_FALSE(send(Command::ReadGroup, "\5", ignored));
+    EXPECT_THAT(bridge::lastFailure().text, HasSubstr("ends early"));
+}
+
+TEST_F(TheConfiguration, StaysAsItIsWhenTheDiskRefuses) {
+    std::filesystem::create_directory(service.state() + "/configuration.json");
+    PROXY proxy;
+    ASSERT_TRUE(proxy.load());
+    proxy.HTTP_LISTEN_PORT.value = 8080;
+    ASSERT_TRUE(proxy.save());
+    EXPECT_FALSE(writeToDisk());
+    expectRefused(Refused::notStored, "configuration.json");
+    EXPECT_EQ(toHex(readBytes("PROXY")), toHex(hex("90 1f  00 00 00 00"))) << "written, and not committed";
+    std::filesystem::remove(service.state() + "/configuration.json");
+    EXPECT_TRUE(writeToDisk());
+    EXPECT_THAT(file(), HasSubstr("\"HTTP_LISTEN_PORT\": 8080"));
+}
+
+TEST_F(TheConfiguration, IsAReadableFileWithWhatWasWritten) {
+    POLICY policy;
+    policy.SYSTEM_LSP_SOURCE.value = 3;
+    policy.PMP_LOGLEVEL.value = 77;
+    policy.PSK_NAME.value = "\"Büro\"";
+    ASSERT_TRUE(policy.save() && writeToDisk());
+    EXPECT_EQ(file(), R"({
+  "format": 1,
+  "sections": {
+    "POLICY": {
+      "SYSTEM_LSP_SOURCE": {"value": 3, "name": "SOURCE_TPN"},
+      "SYSTEM_LSP_FROM_FILE": "",
+      "PMP_SERVERS": "",
+      "PMP_LOGLEVEL": {"value": 77},
+      "PMP_AUTH": {"value": 0, "name": "PMPAUTH_SIG"},
+      "PMP_IDTYPE": {"value": 0, "name": "PMPID_KEY_ID"},
+      "PMP_IDDATA": "",
+      "LOCAL_CERT_SUBJECT": "",
+      "PSK_NAME": "\"Büro\"",
+      "PMP_TIMEOUT": 10,
+      "DDP_LOGLEVEL": {"value": 0, "name": "_LL_DISABLED"}
+    }
+  }
+}
+)");
+}
+
+TEST_F(TheConfiguration, SetsTheLevelOfTheLogWhenItIsCommittedAndFromTheNextStartOn) {
+    LOG log;
+    ASSERT_TRUE(log.load());
+    log.LOG_LEVEL.value = 0;
+    ASSERT_TRUE(log.save());
+    EXPECT_THAT(service.log(), HasSubstr("WriteGroup section LOG: done"));
+    ASSERT_TRUE(writeToDisk());
+    ASSERT_TRUE(writeToDisk());
+    EXPECT_THAT(service.log(), Not(HasSubstr("CommitGroups"))) << "its audit comes when the log is off already";
+    log.LOG_LEVEL.value = 99; // no level: what the command line says
+    ASSERT_TRUE(log.save() && writeToDisk());
+    EXPECT_THAT(service.log(), HasSubstr("CommitGroups of LOG: done"));
+    restart();
+    EXPECT_THAT(service.log(), HasSubstr(" serves "));
+}
+
+TEST_F(TheConfiguration, ThatIsDamagedIsToldInTheLogAtTheStart) {
+    PROXY proxy;
+    ASSERT_TRUE(proxy.save() && writeToDisk());
+    service.terminate();
+    const std::string path = service.state() + "/configuration.json";
+    std::string text = file();
+    platform::replaceFile(path, text.replace(text.find(": 0,"), 4, ": zero,"), true);
+    service.start();
+    EXPECT_THAT(service.log(), HasSubstr("error: " + path +
+                                         ": line 5: no well-formed JSON at or behind "
+                                         "sections.PROXY.HTTP_LISTEN_PORT"));
+    EXPECT_THAT(service.log(), HasSubstr("the last good state is used"));
+}
+
 } // namespace
