@@ -37,6 +37,9 @@ void write(const ConfigDraft& draft, bool commits, const Context& context) {
     const std::vector<Change> changes = draft.changes();
     draft.write();
     if (!context.json) printChanges(changes, Say::headingBefore, Say::headingNow);
+    for (const auto& [group, from, to] : changes) {
+        if (isMadeByService(*to)) printNote(phrase(Say::serviceMakesSecret, {nameOf(*group, *to)}));
+    }
     if (commits) {
         try {
             commit();
@@ -150,7 +153,7 @@ struct ConfigApply {
 
 struct ConfigCommit {
     void options(CLI::App&) {}
-    void run(const Context&) const {
+    static void run(const Context&) {
         commit();
         printLine(text(Say::changesCommitted));
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config_draft.h>
 
+#include <panelctl/interruption.h>
 #include <panelctl/texts.h>
 
 #include <panelkit/lparams/formatted_params.h>
@@ -12,17 +13,16 @@ namespace panelctl {
 
 using LPARAMS::Client::QcdSParam;
 
+bool isMadeByService(const Param& param) {
+    const auto* const secret = dynamic_cast<const QcdSParam*>(&param);
+    return secret && (secret->value.empty() || secret->value == "auto" || secret->value.front() == ':');
+}
+
 namespace {
 
 std::unique_ptr<ParamGroup> makeGroup(std::string_view name) {
     const auto all = panelkit::sections();
     return std::find_if(all.begin(), all.end(), [&](const auto& section) { return section.name == name; })->make();
-}
-
-// Whether the service makes the value itself.
-bool isMadeByService(const Param& param) {
-    const auto* const secret = dynamic_cast<const QcdSParam*>(&param);
-    return secret && (secret->value.empty() || secret->value == "auto" || secret->value.front() == ':');
 }
 
 // The first parameter whose bytes differ; null when the bodies are one.
@@ -90,13 +90,16 @@ std::vector<Change> ConfigDraft::changes() const {
 // ---- writing
 
 void ConfigDraft::write() const {
+    const HeldInterruption interruption; // so that nobody's Ctrl-C leaves half of it
     Sections begun;
     try {
         for (const Section& section : sections_) {
             if (!section.isChanged()) continue;
+            HeldInterruption::check();
             begun.push_back(&section);
             writeOne(section);
         }
+        HeldInterruption::check();
     } catch (const CommandError& cause) {
         restore(begun, cause);
     }

@@ -24,6 +24,10 @@ struct Change {
     const Param* to;
 };
 
+// Whether the value asks the service to make one: a QCD secret whose newest entry is "auto" or nothing. What is read
+// back may then be another.
+bool isMadeByService(const Param& param);
+
 class ConfigDraft {
 public:
     ConfigDraft() = default;

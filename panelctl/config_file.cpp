@@ -3,16 +3,11 @@
 
 #include <panelctl/config_json.h>
 #include <panelctl/display_width.h>
+#include <panelctl/json_file.h>
 #include <panelctl/output.h>
-#include <panelctl/terminal.h>
 #include <panelctl/texts.h>
 
-#include <platform/system/wipe.h>
-
 #include <nlohmann/json.hpp>
-
-#include <algorithm>
-#include <set>
 
 namespace panelctl {
 
@@ -21,91 +16,17 @@ using nlohmann::ordered_json;
 namespace {
 
 constexpr int version = 1;
-constexpr std::size_t largestFile = std::size_t{4} << 20;
-
-// ---- from the file to JSON
-
-std::string readAll(int descriptor, const std::string& path) {
-    std::string text;
-    for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
-        if (text.size() == largestFile) {
-            platform::wipe(text);
-            throw CommandError(Exit::tooLarge, phrase(Say::configFileTooLarge, {path, std::to_string(largestFile)}));
-        }
-        if (text.size() == text.capacity()) { // grows without leaving copies of secrets behind
-            std::string larger;
-            larger.reserve(2 * text.size() + 65536);
-            larger = text;
-            platform::wipe(text);
-            text.swap(larger);
-        }
-        text += static_cast<char>(byte);
-    }
-    return text;
-}
-
-std::string readWholeFile(const std::string& path) {
-    if (path == "-") return readAll(0, text(Say::standardInput));
-    const OpenedFile file(path);
-    return readAll(file.descriptor(), path);
-}
-
-// "file:3:14", lines and columns counted from 1.
-std::string placeOf(const std::string& path, const std::string& text, std::size_t byte) {
-    const std::size_t end = std::min(byte == 0 ? 0 : byte - 1, text.size());
-    const auto lines = std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(end), '\n');
-    const std::size_t lineStart = end == 0 ? std::string::npos : text.rfind('\n', end - 1);
-    const std::size_t column = end - (lineStart == std::string::npos ? 0 : lineStart + 1) + 1;
-    return path + ':' + std::to_string(lines + 1) + ':' + std::to_string(column);
-}
-
-// Refuses an object with two members of one name, of which the parser would drop one.
-class NoDuplicates {
-public:
-    bool operator()(ordered_json::parse_event_t event, const ordered_json& parsed) {
-        using Event = ordered_json::parse_event_t;
-        if (event == Event::object_start) names_.emplace_back();
-        if (event == Event::object_end) names_.pop_back();
-        if (event == Event::key && !names_.back().insert(parsed.get<std::string>()).second) {
-            throw CommandError(Exit::badInput, phrase(Say::fileNameTwice, {parsed.get<std::string>()}));
-        }
-        return true;
-    }
-
-private:
-    std::vector<std::set<std::string>> names_;
-};
-
-ordered_json parse(const std::string& path, const std::string& text) {
-    NoDuplicates check;
-    try {
-        return ordered_json::parse(
-            text, [&](int, ordered_json::parse_event_t event, ordered_json& parsed) { return check(event, parsed); });
-    } catch (const ordered_json::parse_error& error) {
-        // The parser's own words quote the file, which may hold a secret there.
-        throw CommandError(Exit::badInput, phrase(Say::fileNoJson, {placeOf(path, text, error.byte)}));
-    } catch (const CommandError& error) {
-        throw CommandError(error.code, path + ": " + error.what());
-    }
-}
-
-void wipeTexts(ordered_json& value) {
-    if (auto* const text = value.get_ptr<std::string*>()) platform::wipe(*text);
-    if (value.is_structured()) {
-        for (ordered_json& inner : value) wipeTexts(inner);
-    }
-}
-
 // ---- from JSON to the draft
 
 // Goes on behind a fault, so that a file is mended in one go.
 class FileReader {
 public:
-    FileReader(const std::string& path, ConfigDraft& draft) : path_(path), draft_(draft) {}
+    FileReader(const JsonFile& file, ConfigDraft& draft) : file_(file), draft_(draft) {}
 
-    void read(const ordered_json& file) {
-        if (!file.is_object()) throw CommandError(Exit::badInput, phrase(Say::fileNoObject, {path_}));
-        for (const auto& [name, value] : file.items()) {
+    void read() {
+        const ordered_json& content = file_.content();
+        if (!content.is_object()) throw CommandError(Exit::badInput, file_.at() + text(Say::fileNoObject));
+        for (const auto& [name, value] : content.items()) {
             if (name == "schema") {
                 requireVersion(value);
             } else if (name != "$schema") {
@@ -117,42 +38,46 @@ public:
 
 private:
     void requireVersion(const ordered_json& value) const {
-        if (value != version) throw CommandError(Exit::badInput, phrase(Say::fileVersion, {path_, value.dump()}));
+        if (value == version) return;
+        throw CommandError(Exit::badInput, file_.at("schema") + phrase(Say::fileVersion, {value.dump()}));
     }
 
     void readSection(const std::string& name, const ordered_json& keys) {
         const Place section = catalogue().find(name, "");
-        if (!section.group || name != section.group->name) return note(noSuchSection(name));
-        if (!keys.is_object()) return note({Exit::badInput, phrase(Say::fileSectionNoObject, {name})});
-        const Place drafted = draft_.at(section); // when the service can't be read, the faults can't be found
-        for (const auto& [key, value] : keys.items()) readParameter(*drafted.group, key, value);
+        if (!section.group || name != section.group->name) return note(name, noSuchSection(name));
+        if (!keys.is_object()) return note(name, {Exit::badInput, phrase(Say::fileSectionNoObject, {name})});
+        ParamGroup& group = *draft_.at(section).group;
+        for (const auto& [key, value] : keys.items()) readParameter(group, key, value);
         try {
-            requireConstraints(*drafted.group);
+            requireConstraints(group);
         } catch (const CommandError& error) {
-            note(error);
+            note(name, error);
         }
     }
 
     void readParameter(ParamGroup& group, const std::string& key, const ordered_json& value) {
+        const std::string path = std::string(group.name) + '.' + key;
         Param* const param = panelkit::findParam(group, key);
-        if (!param || key != param->key) return note(noSuchKey(group, key));
+        if (!param || key != param->key) return note(path, noSuchKey(group, key));
         try {
             setFromJson(group, *param, value);
         } catch (const CommandError& error) {
-            note(error);
+            note(path, error);
         }
     }
 
-    void note(const CommandError& error) { faults_.push_back(error); }
+    void note(const std::string& path, const CommandError& error) {
+        faults_.emplace_back(error.code, file_.at(path) + error.what());
+    }
 
     void failOnFaults() const {
         if (faults_.empty()) return;
-        if (faults_.size() == 1) throw CommandError(faults_[0].code, path_ + ": " + faults_[0].what());
-        for (const CommandError& fault : faults_) printNote(escaped(path_ + ": " + fault.what()));
-        throw CommandError(Exit::badInput, phrase(Say::fileFaults, {path_, std::to_string(faults_.size())}));
+        if (faults_.size() == 1) throw CommandError(faults_[0]);
+        for (const CommandError& fault : faults_) printNote(escaped(fault.what()));
+        throw CommandError(Exit::badInput, file_.at() + phrase(Say::fileFaults, {std::to_string(faults_.size())}));
     }
 
-    const std::string& path_;
+    const JsonFile& file_;
     ConfigDraft& draft_;
     std::vector<CommandError> faults_;
 };
@@ -160,17 +85,8 @@ private:
 } // namespace
 
 void readConfigFile(const std::string& path, ConfigDraft& draft) {
-    std::string text = readWholeFile(path);
-    const platform::WipeOnExit wiped(text);
-    const std::string name = path == "-" ? panelctl::text(Say::standardInput) : path;
-    ordered_json file = parse(name, text);
-    try {
-        FileReader(name, draft).read(file);
-    } catch (...) {
-        wipeTexts(file);
-        throw;
-    }
-    wipeTexts(file);
+    const JsonFile file(path);
+    FileReader(file, draft).read();
 }
 
 // ---- from the service to a file
@@ -191,10 +107,11 @@ ordered_json configToJson(const std::vector<Place>& places, bool reveal, LeftOut
     ordered_json file{{"schema", version}};
     const auto leave = [](std::string& list, const std::string& name) { list += (list.empty() ? "" : ", ") + name; };
     for (const auto& [group, param] : places) {
-        const ordered_json value = valueToJson(*group, *param, reveal);
         const bool isHidden = panelkit::isSecret(group->name, param->key) && !reveal;
-        if (isHidden && value == "") continue; // applied elsewhere, it would clear the secret there
-        if (isHidden && value == secretMask) {
+        const std::string masked = shown(*group, *param, reveal);
+        if (isHidden && masked.empty()) continue; // applied elsewhere, it would clear the secret there
+        const ordered_json value = valueToJson(*group, *param, reveal);
+        if (isHidden && masked == secretMask) {
             leave(leftOut.secrets, nameOf(*group, *param));
         } else if (!isCarried(value)) {
             leave(leftOut.texts, nameOf(*group, *param));

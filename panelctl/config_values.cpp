@@ -27,7 +27,7 @@ std::string nameOf(const ParamGroup& group, const Param& param) { return std::st
 
 namespace {
 
-std::string withNearest(std::string message, const std::string& meant) {
+std::string withNearest(const std::string& message, const std::string& meant) {
     return meant.empty() ? message : message + "; " + phrase(Say::didYouMean, {meant});
 }
 

@@ -16,7 +16,6 @@
 namespace panelctl {
 
 using nlohmann::ordered_json;
-using panelkit::TextForm;
 
 namespace {
 
@@ -169,7 +168,10 @@ struct ConfigDescribe {
         const bool isRead = problem.empty();
         if (context.json) {
             ordered_json record = parameterToJson(*place.group, *place.param, reveal);
-            if (!isRead) record["value"] = record["text"] = record["isDefault"] = nullptr;
+            if (!isRead) {
+                printNote(escaped(problem));
+                record["value"] = record["text"] = record["isDefault"] = nullptr;
+            }
             describeInJson(record, *place.param);
             return printJson(record);
         }
@@ -192,7 +194,7 @@ private:
     // Of a help with a half for each state, the half of the present state; both when that is not known.
     static std::string helpOf(const Param& param, bool isRead) {
         using LPARAMS::Client::BoolParam;
-        const std::string help = param.help;
+        std::string help = param.help;
         const auto* flag = dynamic_cast<const BoolParam*>(&param);
         const std::string marker = BoolParam::HelpMarker();
         const std::size_t at = flag ? help.find(marker) : std::string::npos;

@@ -37,23 +37,25 @@ SectionBody SectionBody::read(ParamGroup& into) {
     const platform::WipeOnExit wiped(reply);
     CommandStreamOut(request).append(std::string_view(into.name));
     send(Command::ReadGroup, into.name, request, &reply);
-    SectionBody body;
-    body.params_.reserve(into.params.size()); // no copies of secrets are left behind by growing
-    CommandStreamIn in(reply);
     try {
-        for (Param* param : into.params) {
-            const std::size_t start = in.position();
-            param->load(in);
-            body.params_.emplace_back(reply, start, in.position() - start);
-        }
+        return {reply, into};
     } catch (const char* /* the stream's error */) {
         throw CommandError(Exit::connectionLost, std::string(into.name) + ": " + text(Say::badReply));
     }
-    if (in.position() != reply.size()) {
-        // Written back without the rest, the section would lose it.
+}
+
+SectionBody::SectionBody(const std::string& bytes, ParamGroup& into) {
+    params_.reserve(into.params.size()); // no copies of secrets are left behind by growing
+    CommandStreamIn in(bytes);
+    for (Param* param : into.params) {
+        const std::size_t start = in.position();
+        param->load(in);
+        params_.emplace_back(bytes, start, in.position() - start);
+    }
+    // Written back without a rest that was not understood, the section would lose it.
+    if (in.position() != bytes.size()) {
         throw CommandError(Exit::strangeService, phrase(Say::sectionLonger, {into.name}));
     }
-    return body;
 }
 
 SectionBody SectionBody::changed(const ParamGroup& before, const ParamGroup& after) const {

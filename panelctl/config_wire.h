@@ -34,6 +34,8 @@ public:
     bool operator==(const SectionBody& other) const { return params_ == other.params_; }
 
 private:
+    SectionBody(const std::string& bytes, ParamGroup& into);
+
     std::vector<std::string> params_;
 };
 

@@ -46,6 +46,7 @@ const ExitRow exitRows[] = {
     {Exit::restored,        "restored"},
     {Exit::notRestored,     "not-restored"},
     {Exit::wouldChange,     "would-change"},
+    {Exit::interrupted,     "interrupted"},
     {Exit::notVerified,     "not-verified"},
     {Exit::expiring,        "expiring"},
     {Exit::alreadyThere,    "already-there"},

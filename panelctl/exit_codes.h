@@ -59,6 +59,7 @@ enum class Exit : int {
     restored           = 53, // a change failed half-way; everything is as it was before
     notRestored        = 54, // a change failed half-way, and could not be taken back
     wouldChange        = 55, // --check found a difference
+    interrupted        = 56, // by Ctrl-C, before anything was changed
 
     // certificates
     notVerified        = 60, // a certificate, or the signature of a CRL, does not verify

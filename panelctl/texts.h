@@ -234,6 +234,8 @@ enum class Say : std::uint16_t {
     changesWritten,
     changesCommitted,
     commitFailed,
+    serviceMakesSecret,
+    interrupted,
     leftOutSecrets,
     leftOutTexts,
     readBackDiffers,

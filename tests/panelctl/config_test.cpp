@@ -4,9 +4,8 @@
 // Wine too.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
+#include "config_service.h"
 
-#include <panelkit/lparams/sections.h>
-#include <testing/scripted_service.h>
 #include <vocabulary/refusals.h>
 
 #include <nlohmann/json.hpp>
@@ -14,59 +13,23 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
-#include <map>
-#include <mutex>
 
 using namespace LPARAMS::Client;
 using nlohmann::json;
 using panelkit::Command;
-using panelkit::testing::Reaction;
-using panelkit::testing::Received;
-using panelkit::testing::ScriptedService;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
 
 namespace {
 
-std::string bodyOf(const ParamGroup& group) {
-    std::string body;
-    CommandStreamOut out(body);
-    group.save(out);
-    return body;
-}
-
-class PanelctlConfig : public testing::Test {
+class PanelctlConfig : public testing::Test, protected ConfigService {
 protected:
-    PanelctlConfig() {
-        for (const auto& group : panelkit::AllGroups()) bodies[group->name] = bodyOf(*group);
-        service.on(Command::ReadGroup, [this](const Received& request) {
-            const std::lock_guard lock(mutex);
-            return Reaction::reply(bodies.at(sectionOf(request)));
-        });
-        service.on(Command::WriteGroup, [this](const Received& request) { return take(request); });
-        service.on(Command::CommitGroups, Reaction::reply(""));
-    }
-
-    // Keeps what is written; `onWrite` may say otherwise.
-    Reaction take(const Received& request) {
-        const std::lock_guard lock(mutex);
-        const std::string section = sectionOf(request);
-        written.push_back(section);
-        bodies[section] = request.payload.substr(4 + section.size());
-        return onWrite ? onWrite(section) : Reaction::reply("");
-    }
-    static std::string sectionOf(const Received& request) {
-        std::string section;
-        CommandStreamIn(request.payload) >> section;
-        return section;
-    }
-
     platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
         arguments.insert(arguments.begin(), "config");
-        return panelctl(service.endpoint(), std::move(arguments), input);
+        return panelctl(script.endpoint(), std::move(arguments), input);
     }
-    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
         EXPECT_EQ(result.status, status) << result.error;
         EXPECT_THAT(result.error, HasSubstr(text));
         EXPECT_EQ(result.output, "");
@@ -75,20 +38,8 @@ protected:
         std::ofstream(folder.path() / "plan.json", std::ios::binary) << content;
         return folder.file("plan.json");
     }
-    template <class Group>
-    std::unique_ptr<Group> held() const {
-        auto group = std::make_unique<Group>();
-        CommandStreamIn in(bodies.at(group->name));
-        static_cast<ParamGroup&>(*group).load(in);
-        return group;
-    }
 
-    std::map<std::string, std::string> bodies;
-    std::vector<std::string> written;
-    std::function<Reaction(const std::string& section)> onWrite;
-    std::mutex mutex;
     const TemporaryFolder folder;
-    ScriptedService service; // goes first, with its threads
 };
 
 // ---- looking
@@ -153,21 +104,21 @@ TEST_F(PanelctlConfig, DescribesWithoutAServiceToo) {
 
 TEST_F(PanelctlConfig, TellsEachMistakeApart) {
     expectError(run({"set", "IKE.EXCHANGE_TIMEOUT", "301"}), 50,
-                "IKE.EXCHANGE_TIMEOUT: \"301\" is not legal; legal: 5..300");
-    expectError(run({"set", "IKE.EXCHANGE_TIMEOUT", "soon"}), 50, "\"soon\" is not legal; legal: 5..300");
-    expectError(run({"set", "IKE.NATT_POLICY", "Autodetct"}), 51, "did you mean \"Autodetect\"?");
-    expectError(run({"set", "IKE.NATT_POLICY", "=2"}), 51, "IKE.NATT_POLICY: \"=2\" is not legal; legal: \"Disabled\"");
-    expectError(run({"set", "IKE.MOBIKE_ENABLED", "onn"}), 51, "legal: on, off; did you mean \"on\"?");
+                R"(IKE.EXCHANGE_TIMEOUT: "301" is not legal; legal: 5..300)");
+    expectError(run({"set", "IKE.EXCHANGE_TIMEOUT", "soon"}), 50, R"("soon" is not legal; legal: 5..300)");
+    expectError(run({"set", "IKE.NATT_POLICY", "Autodetct"}), 51, R"(did you mean "Autodetect"?)");
+    expectError(run({"set", "IKE.NATT_POLICY", "=2"}), 51, R"(IKE.NATT_POLICY: "=2" is not legal; legal: "Disabled")");
+    expectError(run({"set", "IKE.MOBIKE_ENABLED", "onn"}), 51, R"(legal: on, off; did you mean "on"?)");
     expectError(
         run({"set", "PCAP.THREADS_MASK", "0,,1"}), 52,
-        "PCAP.THREADS_MASK: \"0,,1\" is not legal: Param malformed: 'threads_mask'Multiple CPUs can be provided "
+        R"(PCAP.THREADS_MASK: "0,,1" is not legal: Param malformed: 'threads_mask'Multiple CPUs can be provided )"
         "as a comma-separated list with no space: 0,1. Ranges of CPUs are specified with -: 0-2.");
     expectError(run({"set", "CERTMON.CHECKING_TIME", "25:00"}), 52, "a time of day, such as 10:00");
     expectError(run({"set", "IKE.EXCHANGE_TIMOUT", "90"}), 10,
-                "section IKE has no key \"EXCHANGE_TIMOUT\"; did you mean \"IKE.EXCHANGE_TIMEOUT\"?");
-    expectError(run({"set", "PROXYY.HTTP_LISTEN_PORT", "80"}), 10, "did you mean \"PROXY\"?");
-    expectError(run({"get", "natt_policy"}), 10, "did you mean \"IKE.NATT_POLICY\"?");
-    expectError(run({"get", "IKE"}), 2, "\"IKE\" is a section; 'panelctl config list IKE' lists its parameters");
+                R"(section IKE has no key "EXCHANGE_TIMOUT"; did you mean "IKE.EXCHANGE_TIMEOUT"?)");
+    expectError(run({"set", "PROXYY.HTTP_LISTEN_PORT", "80"}), 10, R"(did you mean "PROXY"?)");
+    expectError(run({"get", "natt_policy"}), 10, R"(did you mean "IKE.NATT_POLICY"?)");
+    expectError(run({"get", "IKE"}), 2, R"("IKE" is a section; 'panelctl config list IKE' lists its parameters)");
     expectError(run({"set", "IKE.MOBIKE_ENABLED"}), 2, "IKE.MOBIKE_ENABLED needs a value");
     expectError(run({"set", "IKE.MOBIKE_ENABLED", "on", "--value-stdin"}, "on\n"), 2, "is no secret");
     expectError(run({"reset"}), 2, "say what to reset");
@@ -179,13 +130,13 @@ TEST_F(PanelctlConfig, MapsWhatTheServiceSaysToExitCodes) {
     const auto refuse = [](vocabulary::Refused why) {
         return Reaction::refuse("why", static_cast<std::uint32_t>(why));
     };
-    service.on(Command::CommitGroups, refuse(vocabulary::Refused::badInput));
+    script.on(Command::CommitGroups, refuse(vocabulary::Refused::badInput));
     expectError(run({"commit"}), 12, "why");
-    service.on(Command::ReadGroup, refuse(vocabulary::Refused::none));
+    script.on(Command::ReadGroup, refuse(vocabulary::Refused::none));
     expectError(run({"list"}), 40, "ADMIN: why");
-    service.on(Command::ReadGroup, Reaction::reply("short"));
+    script.on(Command::ReadGroup, Reaction::reply("short"));
     expectError(run({"get", "IKE.DPD_IDLE_TIME"}), 6, "IKE: the service sent a reply that ends early");
-    service.on(Command::ReadGroup, Reaction::reply(std::string(13, '\0')));
+    script.on(Command::ReadGroup, Reaction::reply(std::string(13, '\0')));
     expectError(run({"set", "PRIVKEY.LIFETIME_IMPORTED_SW", "2"}), 8,
                 "section PRIVKEY holds more than this panelctl knows");
     EXPECT_TRUE(written.empty());
@@ -201,7 +152,7 @@ TEST_F(PanelctlConfig, SetsByTextAndByNumberAndCommitsWhenTold) {
     EXPECT_EQ(held<IKE>()->NATT_POLICY.value, 65);
     EXPECT_EQ(run({"set", "IKE.NATT_POLICY", "=129", "--commit"}).status, 0);
     EXPECT_EQ(held<IKE>()->NATT_POLICY.value, 129);
-    EXPECT_EQ(service.requests().back().command, panelkit::commandRow(Command::CommitGroups).code);
+    EXPECT_EQ(script.requests().back().command, panelkit::commandRow(Command::CommitGroups).code);
 
     EXPECT_THAT(run({"set", "IKE.NATT_POLICY", "=129"}).error, HasSubstr("Nothing changes."));
     EXPECT_EQ(run({"set", "ADMIN.ADMIN_GROUP", ""}).status, 0);
@@ -222,7 +173,7 @@ TEST_F(PanelctlConfig, TakesSecretsByTheirOwnWaysAndMasksThemEverywhere) {
     expectError(run({"set", "CERTMON.SMTP_PASSWORD", "hunter2"}), 2, "is a secret, which no argument may hold");
     expectError(run({"set", "IKE.QCD_SECRET"}), 2, "use --value-stdin, --value-fd or --value-file");
     expectError(run({"set", "IKE.QCD_SECRET", "--value-stdin"}, "0123456789abcdef\n"), 52,
-                "IKE.QCD_SECRET: \"***\" is not legal; legal: an even number");
+                R"(IKE.QCD_SECRET: "***" is not legal; legal: an even number)");
     expectError(run({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "***\n"), 52, "and no secret");
     EXPECT_EQ(run({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "hunter2\n").status, 0);
     EXPECT_EQ(run({"set", "IKE.QCD_SECRET", "--value-file", file("00112233445566AA\n")}).status, 0);
@@ -257,11 +208,11 @@ TEST_F(PanelctlConfig, TakesSecretsByTheirOwnWaysAndMasksThemEverywhere) {
 
 TEST_F(PanelctlConfig, AppliesWhatItExported) {
     CERTMON certmon;
-    certmon.SMTP_PASSWORD.value = "p\"1";
+    certmon.SMTP_PASSWORD.value = R"(p"1)";
     certmon.CHECKING_TIME.value = -7;
     bodies["CERTMON"] = bodyOf(certmon);
     USER user;
-    for (const char* address : {"gw1", "gw;\"2\""}) {
+    for (const char* address : {"gw1", R"(gw;"2")"}) {
         user.LSP_GATES.items.emplace_back(std::make_unique<LSP_GATE>())->GATE_ADDRESS.value = address;
     }
     bodies["USER"] = bodyOf(user);
@@ -285,38 +236,42 @@ TEST_F(PanelctlConfig, AppliesWhatItExported) {
 
 TEST_F(PanelctlConfig, TakesChoicesAsNumberAsNameAndAsBoth) {
     for (const char* choice :
-         {"65", "\"NATT_POLICY_STD_PORT\"", "{\"value\": 65}", "{\"value\": 65, \"name\": \"NATT_POLICY_STD_PORT\"}"}) {
-        const auto result = run({"plan", "-", "--json"}, std::string("{\"IKE\": {\"NATT_POLICY\": ") + choice + "}}");
+         {"65", R"("NATT_POLICY_STD_PORT")", R"({"value": 65})", R"({"value": 65, "name": "NATT_POLICY_STD_PORT"})"}) {
+        const auto result = run({"plan", "-", "--json"}, std::string(R"({"IKE": {"NATT_POLICY": )") + choice + "}}");
         EXPECT_EQ(json::parse(result.output)["changes"][0]["to"]["value"], 65) << choice << result.error;
     }
-    for (const char* choice : {"\"Start from NAT-T port\"", "2", "{\"value\": 65, \"name\": \"NATT_POLICY_STD\"}"}) {
-        expectError(run({"plan", "-"}, std::string("{\"IKE\": {\"NATT_POLICY\": ") + choice + "}}"), 51,
-                    "standard input: IKE.NATT_POLICY: ");
+    for (const char* choice : {R"("Start from NAT-T port")", "2", R"({"value": 65, "name": "NATT_POLICY_STD"})"}) {
+        expectError(run({"plan", "-"}, std::string(R"({"IKE": {"NATT_POLICY": )") + choice + "}}"), 51,
+                    "standard input:1: IKE.NATT_POLICY: ");
     }
 }
 
 TEST_F(PanelctlConfig, NamesEveryFaultOfAFileAndChangesNothing) {
     const auto apply = [&](const std::string& content) { return run({"apply", file(content)}); };
-    const auto result = apply(R"({"schema": 1, "IKE": {"EXCHANGE_TIMEOUT": 301, "DPD_IDLE_TIME": "30", "NATTPOLICY": 1},
+    const auto result = apply(R"({"schema": 1,
+        "IKE": {"EXCHANGE_TIMEOUT": 301, "DPD_IDLE_TIME": "30", "NATTPOLICY": 1},
         "ADMIN": {"ADMIN_GROUP": "ops"}, "PCAP": {"THREADS_MASK": "0,,1"}, "IKEE": {}, "LOG": [],
         "CERTMON": {"SMTP_PASSWORD": 12345}, "USER": {"LSP_GATES": [{"ADDRESS": "a"}]}})");
     EXPECT_EQ(result.status, 12);
-    for (const char* fault : {"IKE.EXCHANGE_TIMEOUT: \"301\" is not legal; legal: 5..300",
-                              "IKE.DPD_IDLE_TIME: \"30\" is no value for it; in JSON it is an integer",
-                              "section IKE has no key \"NATTPOLICY\"; did you mean \"IKE.NATT_POLICY\"?",
-                              "PCAP.THREADS_MASK: \"0,,1\" is not legal: Param malformed: 'threads_mask'",
-                              "there is no section \"IKEE\"; did you mean \"IKE\"?", "section LOG is no object",
-                              "CERTMON.SMTP_PASSWORD: *** is no value for it", "USER.LSP_GATES: [{\"ADDRESS\":\"a\"}]",
-                              "plan.json: 8 faults; nothing was changed"}) {
+    for (const char* fault :
+         {R"(plan.json:2: IKE.EXCHANGE_TIMEOUT: "301" is not legal; legal: 5..300)",
+          R"(IKE.DPD_IDLE_TIME: "30" is no value for it; in JSON it is an integer)",
+          R"(section IKE has no key "NATTPOLICY"; did you mean "IKE.NATT_POLICY"?)",
+          R"(plan.json:3: PCAP.THREADS_MASK: "0,,1" is not legal: Param malformed: 'threads_mask')",
+          R"(there is no section "IKEE"; did you mean "IKE"?)", "section LOG is no object",
+          "CERTMON.SMTP_PASSWORD: *** is no value for it", R"(plan.json:4: USER.LSP_GATES: [{"ADDRESS":"a"}])",
+          "plan.json: 8 faults; nothing was changed"}) {
         EXPECT_THAT(result.error, HasSubstr(fault));
     }
     expectError(apply("{\n \"IKE\": {\n  \"QCD_SECRET\": hunter2\n"), 12, "plan.json:3:17: this is no JSON");
-    EXPECT_THAT(apply("{\"CERTMON\": {\"SMTP_PASSWORD\" \"hunter2\"}}").error, Not(HasSubstr("hunter2")));
+    EXPECT_THAT(apply(R"({"CERTMON": {"SMTP_PASSWORD" "hunter2"}})").error, Not(HasSubstr("hunter2")));
     expectError(apply("[]"), 12, "a configuration is an object");
-    expectError(apply("{\"IKE\": {}, \"IKE\": {}}"), 12, "\"IKE\" stands twice");
-    expectError(apply("{\"schema\": 2}"), 12, "schema 2 is unknown");
-    expectError(apply("{\"ike\": {}}"), 10, "did you mean \"IKE\"?");
-    expectError(apply("{\"CERTMON\": {\"SMTP_PASSWORD\": \"***\"}}"), 52, "and no secret");
+    expectError(apply("{\n\"IKE\": {},\n\"IKE\": {}}"), 12, R"(plan.json:3: "IKE" stands twice)");
+    expectError(apply(R"({"USER": {"LSP_GATES": [{"GATE_ADDRESS": "a", "GATE_ADDRESS": "b"}]}})"), 12,
+                R"("USER.LSP_GATES.GATE_ADDRESS" stands twice)");
+    expectError(apply(R"({"schema": 2})"), 12, "schema 2 is unknown");
+    expectError(apply(R"({"ike": {}})"), 10, R"(did you mean "IKE"?)");
+    expectError(apply(R"({"CERTMON": {"SMTP_PASSWORD": "***"}})"), 52, "and no secret");
     expectError(run({"apply", folder.file("none.json")}), 12, "none.json");
     EXPECT_TRUE(written.empty());
 }
@@ -382,7 +337,7 @@ TEST_F(PanelctlConfig, PutsBackTheHistoryOfASecret) {
 }
 
 TEST_F(PanelctlConfig, SaysThatNothingChangedWhenTheFirstSectionIsRefused) {
-    service.on(Command::WriteGroup, Reaction::refuse("read only"));
+    script.on(Command::WriteGroup, Reaction::refuse("read only"));
     expectError(run({"apply", file(threeSections)}), 40, "ADMIN: read only; nothing was changed");
 }
 
@@ -396,7 +351,7 @@ TEST_F(PanelctlConfig, NoticesAServiceThatHoldsSomethingElse) {
     };
     expectError(
         run({"set", "IKE.DPD_IDLE_TIME", "60"}), 53,
-        "IKE.DPD_IDLE_TIME: the service took the value, but holds \"45\"; what was written before is taken back");
+        R"(IKE.DPD_IDLE_TIME: the service took the value, but holds "45"; what was written before is taken back)");
     EXPECT_EQ(bodies["IKE"], before);
 }
 
@@ -412,7 +367,7 @@ TEST_F(PanelctlConfig, LetsTheServiceMakeTheSecret) {
 }
 
 TEST_F(PanelctlConfig, SaysWhatIsWrittenWhenTheCommitFails) {
-    service.on(Command::CommitGroups, Reaction::refuse("the disk is full"));
+    script.on(Command::CommitGroups, Reaction::refuse("the disk is full"));
     const auto result = run({"set", "IKE.DPD_IDLE_TIME", "60", "--commit"});
     EXPECT_EQ(result.status, 40);
     EXPECT_THAT(result.error, HasSubstr("the changes are written, but could not be made permanent: the disk is full"));
