@@ -38,7 +38,7 @@ std::string readAll(int descriptor, const std::string& name) {
     for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
         if (text.size() == largestFile) {
             platform::wipe(text);
-            throw CommandError(Exit::tooLarge, phrase(Say::fileTooLarge, {name, std::to_string(largestFile)}));
+            throw CommandError(Exit::tooLarge, phrase(Say::configFileTooLarge, {name, std::to_string(largestFile)}));
         }
         append(text, static_cast<char>(byte));
     }
