@@ -49,8 +49,8 @@ ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path
                                         file.crls);
     };
     const auto needsPassword = static_cast<ParseCertFileResult>(vocabulary::ParseResult::passwordWrong);
-    ParseCertFileResult result = parse(password.given() ? password.read(escaped(utf8Path)) : Secret());
-    if (result == needsPassword && !password.given() && inputIsTerminal()) {
+    ParseCertFileResult result = parse(password.isGiven() ? password.read(escaped(utf8Path)) : Secret());
+    if (result == needsPassword && !password.isGiven() && inputIsTerminal()) {
         result = parse(password.read(escaped(utf8Path)));
     }
     if (result != ParseCertFileResult::success) throw errorOf(result, {utf8Path, {}});

@@ -73,9 +73,7 @@ int SecretSource::ways() const {
     return (fromStandardInput_ ? 1 : 0) + (descriptor_ >= 0 ? 1 : 0) + (file_.empty() ? 0 : 1);
 }
 
-bool SecretSource::given() const { return ways() > 0; }
-
-Secret SecretSource::read(const std::string& ofWhat, bool asksTwice) const {
+Secret SecretSource::read(const std::string& tokenLabel, bool asksTwice) const {
     if (ways() > 1) throw CommandError(Exit::usage, phrase(Say::secretTwice, {panelctl::text(what_)}));
     if (fromStandardInput_) return fromDescriptor(standardInput, "standard input");
     if (descriptor_ >= 0) return fromDescriptor(descriptor_, "descriptor " + std::to_string(descriptor_));
@@ -86,7 +84,7 @@ Secret SecretSource::read(const std::string& ofWhat, bool asksTwice) const {
     if (!inputIsTerminal()) {
         throw CommandError(Exit::usage, phrase(Say::secretMissing, {panelctl::text(what_), name_}));
     }
-    return prompt(ofWhat, asksTwice);
+    return prompt(tokenLabel, asksTwice);
 }
 
 Secret SecretSource::fromDescriptor(int descriptor, const std::string& from) const {
@@ -102,8 +100,8 @@ Secret SecretSource::fromDescriptor(int descriptor, const std::string& from) con
     return secret;
 }
 
-Secret SecretSource::prompt(const std::string& ofWhat, bool asksTwice) const {
-    Secret secret = promptOnce(phrase(question_, {panelctl::text(what_), ofWhat}), what_);
+Secret SecretSource::prompt(const std::string& tokenLabel, bool asksTwice) const {
+    Secret secret = promptOnce(phrase(question_, {panelctl::text(what_), tokenLabel}), what_);
     if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
     if (asksTwice) {
         const Secret again = promptOnce(panelctl::text(Say::promptAgain), what_);
