@@ -22,11 +22,11 @@ std::string dateOf(std::uint64_t time) {
 TEST_F(CertVerbs, ListCertificatesInAlignedColumnsWithDaysAndKeys) {
     const auto result = run({"cert", "list"});
     EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_EQ(result.output, "NAME                ISSUER  SERIAL  EXPIRES     DAYS  KEY  TOKEN   STATE\n"
-                             "gate, west          Root    0A1B    " +
+    EXPECT_EQ(result.output, "NAME              ISSUER  SERIAL  EXPIRES     DAYS  KEY  TOKEN   STATE\n"
+                             "gate, west        Root    0A1B    " +
                                  dateOf(gate.notAfter) +
                                  "  10    yes  Office  valid\n"
-                                 "Root                Root    01      " +
+                                 "Root              Root    01      " +
                                  dateOf(authority.notAfter) +
                                  "  4000       Office  valid\n"
                                  "gate east\\x1B[2J  Other   FF      " +
@@ -66,7 +66,7 @@ TEST_F(CertVerbs, ListWhatIsAskedFor) {
     EXPECT_EQ(count({"--expired"}), 1U);
     EXPECT_EQ(count({"--token", "A1"}), 2U);
     EXPECT_EQ(count({"--token", "pkcs11:token=%E6%9D%B1%E4%BA%AC"}), 1U);
-    expectError(run({"cert", "list", "--ca", "--with-key"}), 2, "--ca excludes --with-key");
+    expectError(run({"cert", "list", "--ca", "--with-key"}), 2, "--with-key excludes --ca");
     expectError(run({"cert", "list", "--token", "Offce"}), 10, "did you mean \"Office\"?");
 }
 
