@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+//
+// What the handlers of module 8 share: the module's state, reading the records that requests begin with, and replies.
+#pragma once
+
+#include <service/certs/cert_module.h>
+#include <service/certs/holdings.h>
+#include <service/certs/importer.h>
+#include <service/certs/parsed_files.h>
+
+#include <panelkit/certs/cert_records.h>
+
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+struct CertModule::State {
+    explicit State(Providers& all) : providers(all) {}
+
+    Holdings look() { return {providers, cache}; }
+
+    Providers& providers;
+    FactsCache cache;
+    ParsedFiles parsed;
+};
+
+template <class... Fields>
+std::string encoded(const Fields&... fields) {
+    std::string reply;
+    CommandStreamOut(reply).append(fields...);
+    return reply;
+}
+
+// The first record of most requests; it is what the audit line names.
+PKCS11::TokenInfo readToken(Call& call);
+CertInfo readCertificate(Call& call);
+
+// Parallel lists, as listings are answered: a count, and pairs.
+template <class Object>
+std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std::vector<Object>& objects) {
+    std::string reply;
+    CommandStreamOut out(reply);
+    out << static_cast<std::uint32_t>(objects.size());
+    for (std::size_t i = 0; i < objects.size(); ++i) out.append(tokens[i], objects[i]);
+    return reply;
+}
+
+// A reply that begins with a result. What it is, and why, goes to the audit line.
+template <class Result, class... Fields>
+std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
+    const auto number = static_cast<std::uint32_t>(outcome.result);
+    call.outcome = number == 0 ? "done" : "failed (" + outcome.reason + ")";
+    return encoded(number, fields...);
+}
+
+} // namespace panelkitd
