@@ -86,6 +86,8 @@ Answer run(const Row& row, Modules& modules, Call& call) {
         return Answer::reply(row.handler(modules, call));
     } catch (const RefusedError& refused) {
         return Answer::refused(RefusalReason::byModule, refused.what(), static_cast<std::uint32_t>(refused.reason));
+    } catch (const DeniedError& denied) {
+        return Answer::refused(RefusalReason::accessDenied, denied.what());
     } catch (const char* /* the stream's error */) {
         return Answer::refused(RefusalReason::malformed, "the request ends early");
     }
