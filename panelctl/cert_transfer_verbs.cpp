@@ -54,7 +54,7 @@ struct CertImportVerb {
         const ParsedFile file = parseFile(*controller, path, *password);
         if (listOnly) return list(context, file);
         const std::vector<std::size_t> places = chosen(file);
-        const std::optional<Secret> secret = pin->given() ? std::optional(pin->read(token)) : std::nullopt;
+        const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token)) : std::nullopt;
         auto done = nlohmann::ordered_json::array();
         std::optional<CommandError> failure;
         for (const std::size_t place : places) {
@@ -111,11 +111,12 @@ private:
     }
 
     // The one that was said; else the one that holds its key already, as after a request; else the only one there is.
-    TokenInfo tokenFor(const CertImportOption& option, const ParsedFile& file) const {
-        if (token.empty() && option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
+    TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const ParsedFile& file) const {
+        if (!token.empty()) return findToken(controller, token); // also one that the service would not propose
+        if (option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
             return file.tokens[option.keyTokens[0]];
         }
-        return findToken(file.tokens, token);
+        return findToken(file.tokens, {});
     }
 
     // Nothing when it was imported.
@@ -123,7 +124,7 @@ private:
                                           const char* secret, const Context& context,
                                           nlohmann::ordered_json& done) const {
         const CertImportOption& option = file.certificates[place];
-        const TokenInfo target = tokenFor(option, file);
+        const TokenInfo target = tokenFor(controller, option, file);
         const auto mode = static_cast<CertImportMode>(modeFor(option, file));
         const ImportCertResult result =
             controller.ImportCertificate(target, static_cast<std::uint32_t>(place), mode, extractable, secret);

@@ -91,7 +91,7 @@ struct CrlImport {
         const auto controller = certsController(context);
         const ParsedFile file = parseFile(*controller, path, *password);
         if (file.crls.empty()) throw CommandError(Exit::badInput, phrase(Say::fileHasNoCrl, {path}));
-        const TokenInfo target = findToken(file.tokens, token);
+        const TokenInfo target = token.empty() ? findToken(file.tokens, {}) : findToken(*controller, token);
         auto done = nlohmann::ordered_json::array();
         std::optional<CommandError> failure;
         for (std::size_t place = 0; place < file.crls.size() && !failure; ++place) {

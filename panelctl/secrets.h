@@ -32,8 +32,7 @@ private:
 // Where one secret of a verb comes from: its options --NAME-stdin, --NAME-fd and --NAME-file.
 class SecretSource {
 public:
-    // `name` is the option's prefix, "pin" for instance, `what` what people call it, `question` how they are asked for
-    // it: a phrase of `what` and the name that read() is given.
+    // `name` is the option's prefix, "pin" for instance, `what` what people call it, `question` asks for it.
     SecretSource(CLI::App& verb, std::string name, Say what, Say question = Say::promptSecret);
 
     // Whether an option says where it comes from.
@@ -41,12 +40,12 @@ public:
 
     // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
     // standard input are lines of it, in the order in which they are read. Throws CommandError.
-    Secret read(const std::string& ofWhat, bool asksTwice = false) const;
+    Secret read(const std::string& tokenLabel, bool asksTwice = false) const;
 
 private:
-    Secret fromDescriptor(int descriptor, const std::string& from) const;
-    Secret prompt(const std::string& ofWhat, bool asksTwice) const;
     int ways() const;
+    Secret fromDescriptor(int descriptor, const std::string& from) const;
+    Secret prompt(const std::string& tokenLabel, bool asksTwice) const;
 
     std::string name_;
     Say what_;

@@ -246,7 +246,7 @@ constexpr std::array rows = {
     Row{Say::verbCertVerify,       "Verify a certificate: its time, its chain, its purpose, and whether it is revoked"},
     Row{Say::verbCertImport,       "Import certificates from a file, with their private keys if it has them"},
     Row{Say::verbCertExport,       "Write a certificate to a file or to standard output"},
-    Row{Say::verbCertDelete,       "Delete a certificate from its token, with its private key"},
+    Row{Say::verbCertDelete,       "Delete a certificate from its token; its private key stays"},
     Row{Say::verbCertRequest,      "Make a certificate request, with a key pair on a token"},
     Row{Say::verbCertReload,       "Read the contents of the tokens anew"},
     Row{Say::argumentCert,         "The certificate: its label, subject or a part of that, serial number, fingerprint, or PKCS#11 URI"},
@@ -378,7 +378,7 @@ constexpr std::array rows = {
     Row{Say::deleteNotConfirmed,   "the name was not typed; nothing was deleted"},
     Row{Say::deleteNeedsYes,       "\"%s\" would be deleted; --yes deletes it without asking"},
     Row{Say::certDeleteWarning,    "Certificate %1$s (serial number %2$s) will be deleted from token \"%3$s\"."},
-    Row{Say::certDeleteKeyWarning, "Certificate %1$s (serial number %2$s) will be deleted from token \"%3$s\", where its private key is."},
+    Row{Say::certDeleteKeyWarning, "Certificate %1$s (serial number %2$s) will be deleted from token \"%3$s\"; its private key stays there."},
     Row{Say::certDeleted,          "Certificate \"%1$s\" is deleted from token \"%2$s\"."},
     Row{Say::objectGone,           "\"%s\" is not there any more; nothing was done"},
 
