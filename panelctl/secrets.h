@@ -40,12 +40,12 @@ public:
 
     // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
     // standard input are lines of it, in the order in which they are read. Throws CommandError.
-    Secret read(const std::string& tokenLabel, bool asksTwice = false) const;
+    Secret read(const std::string& ofWhat, bool asksTwice = false) const;
 
 private:
     int ways() const;
     Secret fromDescriptor(int descriptor, const std::string& from) const;
-    Secret prompt(const std::string& tokenLabel, bool asksTwice) const;
+    Secret prompt(const std::string& ofWhat, bool asksTwice) const;
 
     std::string name_;
     Say what_;
