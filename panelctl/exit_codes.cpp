@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/exit_codes.h>
 
+#include <panelctl/failure_text.h>
+
 #include <iterator>
 
 namespace panelctl {
@@ -38,6 +40,9 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+
+    {Exit::unhealthy,       "unhealthy"},
+    {Exit::attention,       "attention"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
@@ -94,7 +99,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
-    return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failure.text};
+    return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }
 
 } // namespace panelctl

@@ -50,6 +50,10 @@ enum class Exit : int {
     deviceError        = 34,
 
     refused            = 40, // the service refused for another reason
+
+    // panelctl doctor
+    unhealthy          = 70, // something does not work
+    attention          = 71, // everything works; something will not for long
     // clang-format on
 };
 

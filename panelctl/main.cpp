@@ -16,6 +16,7 @@ constexpr std::array groups = {
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
 
     // the program itself
+    panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
     panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
 };
 

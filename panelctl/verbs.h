@@ -38,6 +38,7 @@ void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
 
 // the program itself
+void addDoctor(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl
