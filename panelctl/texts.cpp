@@ -144,7 +144,7 @@ constexpr std::array rows = {
     Row{Say::helpOption,          "Print this help"},
     Row{Say::valueText,           "TEXT"},
     Row{Say::valueNumber,         "NUMBER"},
-    Row{Say::valueMissing,        "%s needs a value"},
+    Row{Say::optionNeedsValue,        "%s needs a value"},
     Row{Say::valueUnfit,          "\"%2$s\" is no value for %1$s"},
     Row{Say::argumentMissing,     "%s is required"},
     Row{Say::optionRequires,      "%s requires %s"},

@@ -146,7 +146,7 @@ enum class Say : std::uint16_t {
     helpOption,
     valueText,
     valueNumber,
-    valueMissing,
+    optionNeedsValue,
     valueUnfit,
     argumentMissing,
     optionRequires,
