@@ -139,7 +139,9 @@ KeyHandle publicKeyOf(int algorithm, int parameterKind, void* parameter, const s
                                 static_cast<int>(bits.size()))) {
         return nullptr;
     }
-    return KeyHandle(X509_PUBKEY_get(encoded.get()));
+    const std::string der = derOf(encoded.get(), i2d_X509_PUBKEY); // a key is decoded only as it is read
+    std::string_view rest = der;
+    return readDer<KeyHandle>(rest, d2i_PUBKEY);
 }
 
 KeyHandle publicHalf(const OpenToken& token, const StoredPublicKey& stored) {
