@@ -27,6 +27,13 @@ panelkit_headers(thirdparty_pkcs11 p11-kit-1/p11-kit)
 panelkit_headers(thirdparty_cli11 CLI)
 panelkit_headers(thirdparty_json nlohmann)
 
+# The service's certificates; Debian has none for the Windows build.
+if(NOT WIN32)
+    find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
+    add_library(thirdparty_openssl INTERFACE)
+    target_link_libraries(thirdparty_openssl INTERFACE OpenSSL::Crypto)
+endif()
+
 if(PANELKIT_TESTS)
     set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
     add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL)

@@ -116,7 +116,9 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     } catch (const CLI::ParseError& error) {
         return report(Exit::usage, explain(app, error));
     } catch (const CommandError& error) {
-        return report(error.code, escaped(error.what()));
+        std::string lines = escaped(error.what());
+        for (const std::string& line : error.below) lines += "\n" + escaped(line);
+        return report(error.code, lines);
     } catch (const char* /* the stream's error */) {
         return report(Exit::connectionLost, text(Say::badReply));
     } catch (const std::exception& error) {

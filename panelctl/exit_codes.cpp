@@ -2,6 +2,7 @@
 #include <panelctl/exit_codes.h>
 
 #include <panelctl/failure_text.h>
+#include <panelctl/texts.h>
 
 #include <iterator>
 
@@ -40,6 +41,11 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+    {Exit::notVerified,     "not-verified"},
+    {Exit::expiring,        "expiring"},
+    {Exit::alreadyThere,    "already-there"},
+    {Exit::wrongPassword,   "wrong-password"},
+    {Exit::keyStays,        "key-stays"},
 
     {Exit::unhealthy,       "unhealthy"},
     {Exit::attention,       "attention"},
@@ -99,6 +105,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
+    if (failure.code == FailureCode::none) return {Exit::refused, text(Say::noReason)}; // it answered, with nothing
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }
 

@@ -8,6 +8,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace panelctl {
 
@@ -51,6 +52,13 @@ enum class Exit : int {
 
     refused            = 40, // the service refused for another reason
 
+    // certificates
+    notVerified        = 60, // a certificate, or the signature of a CRL, does not verify
+    expiring           = 61, // certificates expire within the time that was asked about
+    alreadyThere       = 62, // the token holds what is to be stored, or a newer one
+    wrongPassword      = 63, // of a file
+    keyStays           = 64, // the token does not let the private key out
+
     // panelctl doctor
     unhealthy          = 70, // something does not work
     attention          = 71, // everything works; something will not for long
@@ -71,8 +79,10 @@ Exit exitFor(bridge::FailureCode failure, vocabulary::Refused detail);
 // Ends a verb: the text goes to standard error, the code to the caller.
 class CommandError : public std::runtime_error {
 public:
-    CommandError(Exit exitCode, const std::string& text) : std::runtime_error(text), code(exitCode) {}
+    CommandError(Exit exitCode, const std::string& text, std::vector<std::string> linesBelow = {})
+        : std::runtime_error(text), code(exitCode), below(std::move(linesBelow)) {}
     Exit code;
+    std::vector<std::string> below; // lines of their own behind the text, such as candidates
 };
 
 // The error of the last operation of the library that answered false.

@@ -18,6 +18,15 @@ constexpr std::array groups = {
     // the program itself
     panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
     panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
+    // certificates, CRLs, preshared keys
+    panelctl::Group{"cert", Say::groupCert,
+                    [](CLI::App& group, const panelctl::Context& context) {
+                        panelctl::addCertVerbs(group, context);
+                        panelctl::addCertTransferVerbs(group, context);
+                        panelctl::addCertRequestVerbs(group, context);
+                    }},
+    panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
+    panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
 };
 
 } // namespace

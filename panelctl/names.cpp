@@ -22,17 +22,10 @@ namespace {
 
 constexpr std::string_view scheme = "pkcs11:";
 
-[[noreturn]] void failUnknown(Say what, const std::string& name, const std::vector<std::string>& candidates) {
-    std::string message = phrase(what, {name});
-    const std::string meant = nearest(name, candidates);
-    if (!meant.empty()) message += "; " + phrase(Say::didYouMean, {meant});
-    throw CommandError(Exit::notFound, message);
-}
-
 [[noreturn]] void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
-    std::string lines = message;
-    for (const TokenInfo& token : candidates) lines += "\n" + phrase(Say::candidate, {uriOf(token)});
-    throw CommandError(Exit::ambiguous, lines);
+    std::vector<std::string> lines;
+    for (const TokenInfo& token : candidates) lines.push_back(phrase(Say::candidate, {uriOf(token)}));
+    throw CommandError(Exit::ambiguous, message, std::move(lines));
 }
 
 std::string percentEncoded(const std::string& text) {
@@ -89,16 +82,40 @@ bool attributeMatches(const TokenInfo& token, std::string_view attribute) {
 
 std::vector<TokenInfo> matching(const std::vector<TokenInfo>& tokens, const std::string& name) {
     std::vector<TokenInfo> found;
-    const bool isUri = name.rfind(scheme, 0) == 0;
     for (const TokenInfo& token : tokens) {
-        const bool matches =
-            isUri ? matchesUri(token, name) : token.*tokenField::label == name || token.*tokenField::serial == name;
+        const bool matches = isUri(name) ? matchesUri(token, name)
+                                         : token.*tokenField::label == name || token.*tokenField::serial == name;
         if (matches) found.push_back(token);
     }
     return found;
 }
 
+// The parts of a URI between its scheme and its query.
+std::vector<std::string_view> attributesOf(std::string_view uri) {
+    std::string_view rest = uri.substr(scheme.size());
+    rest = rest.substr(0, rest.find('?'));
+    std::vector<std::string_view> attributes;
+    while (!rest.empty()) {
+        const std::size_t end = rest.find(';');
+        if (end != 0) attributes.push_back(rest.substr(0, end));
+        if (end == std::string_view::npos) break;
+        rest.remove_prefix(end + 1);
+    }
+    return attributes;
+}
+
 } // namespace
+
+void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
+    const std::string meant = nearest(name, candidates);
+    const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
+    throw CommandError(Exit::notFound, message + hint);
+}
+
+bool sameToken(const TokenInfo& one, const TokenInfo& other) {
+    return one.*tokenField::label == other.*tokenField::label && one.*tokenField::serial == other.*tokenField::serial &&
+           one.*tokenField::provider == other.*tokenField::provider;
+}
 
 ProviderInfo findProvider(VpnTokensController& controller, const std::string& name) {
     std::vector<ProviderInfo> listed;
@@ -108,7 +125,7 @@ ProviderInfo findProvider(VpnTokensController& controller, const std::string& na
         if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
         names.push_back(provider.*providerField::name);
     }
-    failUnknown(Say::noSuchProvider, name, names);
+    failUnknown(phrase(Say::noSuchProvider, {name}), name, names);
 }
 
 std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider) {
@@ -120,7 +137,10 @@ std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::st
 }
 
 TokenInfo findToken(VpnTokensController& controller, const std::string& name) {
-    const std::vector<TokenInfo> tokens = listTokens(controller);
+    return findToken(listTokens(controller), name);
+}
+
+TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& name) {
     std::vector<TokenInfo> found = name.empty() ? tokens : matching(tokens, name);
     if (name.empty()) { // the one that is meant without saying is one that can be used
         found.erase(
@@ -136,7 +156,7 @@ TokenInfo findToken(VpnTokensController& controller, const std::string& name) {
         if (!(token.*tokenField::label).empty()) names.push_back(token.*tokenField::label);
         names.push_back(token.*tokenField::serial);
     }
-    failUnknown(Say::noSuchToken, name, names);
+    failUnknown(phrase(Say::noSuchToken, {name}), name, names);
 }
 
 std::string uriOf(const TokenInfo& token) {
@@ -146,16 +166,28 @@ std::string uriOf(const TokenInfo& token) {
            ";token=" + percentEncoded(token.*tokenField::label);
 }
 
-bool matchesUri(const TokenInfo& token, const std::string& uri) {
-    std::string_view rest = std::string_view(uri).substr(scheme.size());
-    rest = rest.substr(0, rest.find('?'));
-    bool matches = true;
-    while (!rest.empty()) {
-        const std::size_t end = rest.find(';');
-        if (end != 0) matches = attributeMatches(token, rest.substr(0, end)) && matches;
-        if (end == std::string_view::npos) break;
-        rest.remove_prefix(end + 1);
+std::string uriOf(const TokenInfo& token, const std::string& type, const std::string& label, const std::string& id) {
+    std::string uri = uriOf(token);
+    if (!id.empty()) uri += ";id=" + percentEncoded(id);
+    if (!label.empty()) uri += ";object=" + percentEncoded(label);
+    return uri + ";type=" + type;
+}
+
+bool isUri(const std::string& name) { return name.rfind(scheme, 0) == 0; }
+
+std::optional<std::string> uriAttribute(const std::string& uri, std::string_view name) {
+    for (const std::string_view attribute : attributesOf(uri)) {
+        const std::size_t equals = attribute.find('=');
+        if (equals != std::string_view::npos && attribute.substr(0, equals) == name) {
+            return percentDecoded(attribute.substr(equals + 1));
+        }
     }
+    return std::nullopt;
+}
+
+bool matchesUri(const TokenInfo& token, const std::string& uri) {
+    bool matches = true;
+    for (const std::string_view attribute : attributesOf(uri)) matches = attributeMatches(token, attribute) && matches;
     return matches;
 }
 

@@ -6,7 +6,9 @@
 
 #include <panelkit/tokens/tokens_controller.h>
 
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace panelctl {
@@ -19,9 +21,26 @@ std::vector<PKCS11::TokenInfo> listTokens(VpnTokensController& controller, const
 
 // By label, serial number or PKCS#11 URI. An empty name means the only token there is. Throws CommandError.
 PKCS11::TokenInfo findToken(VpnTokensController& controller, const std::string& name);
+PKCS11::TokenInfo findToken(const std::vector<PKCS11::TokenInfo>& tokens, const std::string& name);
+
+// Ends the verb: `message`, and the nearest of the candidates.
+[[noreturn]] void failUnknown(const std::string& message, const std::string& name,
+                              const std::vector<std::string>& candidates);
+
+// Whether both are the same token, whatever their slots and states are by now.
+bool sameToken(const PKCS11::TokenInfo& one, const PKCS11::TokenInfo& other);
 
 // "pkcs11:token=Office;serial=1234;model=...", with everything percent-encoded that has to be.
 std::string uriOf(const PKCS11::TokenInfo& token);
+
+// "cert" as object on the token: its URI with ";type=...", and label and identifier (bytes) where there are any.
+std::string uriOf(const PKCS11::TokenInfo& token, const std::string& type, const std::string& label,
+                  const std::string& id);
+
+bool isUri(const std::string& name);
+
+// An attribute of the URI, such as "object" or "id", decoded. Nothing when the URI does not have it.
+std::optional<std::string> uriAttribute(const std::string& uri, std::string_view name);
 
 // Whether the token matches the URI. A URI that is none, or has an attribute that no token has, throws CommandError.
 bool matchesUri(const PKCS11::TokenInfo& token, const std::string& uri);

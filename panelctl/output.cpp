@@ -62,6 +62,18 @@ void Table::print() const {
     for (const auto& row : rows_) printRow(row);
 }
 
+void Sheet::print() const {
+    int width = 0;
+    for (const Line& line : lines_) {
+        if (!line.cell.text.empty()) width = std::max(width, displayWidth(line.name));
+    }
+    for (const Line& line : lines_) {
+        if (line.cell.text.empty()) continue;
+        const std::string name = padded(line.name + ":", width + 3);
+        printLine(painted(name, Mood::faint) + painted(escaped(line.cell.text), line.cell.mood));
+    }
+}
+
 void printLine(const std::string& text) { cli_printf("%s\n", text.c_str()); }
 
 void printNote(const std::string& text) {
@@ -69,6 +81,14 @@ void printNote(const std::string& text) {
     cli_sprintf(&converted, "%s\n", text.c_str());
     std::fflush(stdout); // so that notes and results stand in the order in which they came
     std::fwrite(converted.data(), 1, converted.size(), stderr);
+}
+
+void printLines(const std::string& text) {
+    for (std::size_t begin = 0; begin < text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        printLine(escaped(text.substr(begin, end - begin)));
+        begin = end + 1;
+    }
 }
 
 void printJson(const nlohmann::ordered_json& value) {

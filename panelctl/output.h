@@ -31,12 +31,29 @@ private:
     std::vector<std::vector<Cell>> rows_;
 };
 
+// One thing with its properties below each other, "name: text". Those without a text are left out.
+class Sheet {
+public:
+    void add(const std::string& name, Cell cell) { lines_.push_back({name, std::move(cell)}); }
+    void print() const;
+
+private:
+    struct Line {
+        std::string name;
+        Cell cell;
+    };
+    std::vector<Line> lines_;
+};
+
 // Colours are used on a terminal unless NO_COLOR is set.
 void setColours(bool on);
 
 // A line of a result, or about what is going on. `text` is ours: what comes from elsewhere is escaped before.
 void printLine(const std::string& text);
 void printNote(const std::string& text);
+
+// Lines that come from elsewhere, each of them escaped.
+void printLines(const std::string& text);
 
 // A result as JSON, UTF-8, two blanks deep.
 void printJson(const nlohmann::ordered_json& value);

@@ -22,12 +22,12 @@ constexpr std::size_t longestSecret = 1024;
 
 // Reads a line byte by byte, up to its end or the end of the input. Nothing when the input was at its end before.
 bool readLine(int descriptor, std::string& line) {
-    line.reserve(longestSecret); // so that it never grows and leaves a copy behind
+    line.reserve(longestSecret + 1); // so that it never grows and leaves a copy behind
     for (;;) {
         const int byte = readByte(descriptor);
         if (byte < 0) return !line.empty();
         if (byte == '\n') break;
-        if (line.size() < longestSecret) line.push_back(static_cast<char>(byte));
+        if (line.size() <= longestSecret) line.push_back(static_cast<char>(byte)); // one more tells that it is too long
     }
     if (!line.empty() && line.back() == '\r') line.pop_back();
     return true;
@@ -59,7 +59,8 @@ Secret::~Secret() { platform::wipe(text_); }
 
 Secret::Secret(Secret&& other) noexcept : text_(other.text_) { platform::wipe(other.text_); }
 
-SecretSource::SecretSource(CLI::App& verb, std::string name, Say what) : name_(std::move(name)), what_(what) {
+SecretSource::SecretSource(CLI::App& verb, std::string name, Say what, Say question)
+    : name_(std::move(name)), what_(what), question_(question) {
     verb.add_flag("--" + name_ + "-stdin", fromStandardInput_, phrase(Say::optionSecretStdin, {panelctl::text(what)}));
     verb.add_option("--" + name_ + "-fd", descriptor_, phrase(Say::optionSecretFd, {panelctl::text(what)}))
         ->type_name("FD")
@@ -68,9 +69,12 @@ SecretSource::SecretSource(CLI::App& verb, std::string name, Say what) : name_(s
         ->type_name("FILE");
 }
 
+int SecretSource::ways() const {
+    return (fromStandardInput_ ? 1 : 0) + (descriptor_ >= 0 ? 1 : 0) + (file_.empty() ? 0 : 1);
+}
+
 Secret SecretSource::read(const std::string& tokenLabel, bool asksTwice) const {
-    const int ways = (fromStandardInput_ ? 1 : 0) + (descriptor_ >= 0 ? 1 : 0) + (file_.empty() ? 0 : 1);
-    if (ways > 1) throw CommandError(Exit::usage, phrase(Say::secretTwice, {panelctl::text(what_)}));
+    if (ways() > 1) throw CommandError(Exit::usage, phrase(Say::secretTwice, {panelctl::text(what_)}));
     if (fromStandardInput_) return fromDescriptor(standardInput, "standard input");
     if (descriptor_ >= 0) return fromDescriptor(descriptor_, "descriptor " + std::to_string(descriptor_));
     if (!file_.empty()) {
@@ -89,11 +93,15 @@ Secret SecretSource::fromDescriptor(int descriptor, const std::string& from) con
     Secret secret(line);
     if (!read) throw CommandError(Exit::badInput, phrase(Say::secretUnreadable, {panelctl::text(what_), from}));
     if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
+    if (secret.text().size() > longestSecret) {
+        throw CommandError(Exit::badInput,
+                           phrase(Say::secretTooLong, {panelctl::text(what_), std::to_string(longestSecret)}));
+    }
     return secret;
 }
 
 Secret SecretSource::prompt(const std::string& tokenLabel, bool asksTwice) const {
-    Secret secret = promptOnce(phrase(Say::promptSecret, {panelctl::text(what_), tokenLabel}), what_);
+    Secret secret = promptOnce(phrase(question_, {panelctl::text(what_), tokenLabel}), what_);
     if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
     if (asksTwice) {
         const Secret again = promptOnce(panelctl::text(Say::promptAgain), what_);

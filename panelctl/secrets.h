@@ -32,19 +32,24 @@ private:
 // Where one secret of a verb comes from: its options --NAME-stdin, --NAME-fd and --NAME-file.
 class SecretSource {
 public:
-    // `name` is the option's prefix, "pin" for instance, `what` what people call it.
-    SecretSource(CLI::App& verb, std::string name, Say what);
+    // `name` is the option's prefix, "pin" for instance, `what` what people call it, `question` asks for it.
+    SecretSource(CLI::App& verb, std::string name, Say what, Say question = Say::promptSecret);
+
+    // Whether an option says where it comes from.
+    bool isGiven() const { return ways() > 0; }
 
     // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
     // standard input are lines of it, in the order in which they are read. Throws CommandError.
     Secret read(const std::string& tokenLabel, bool asksTwice = false) const;
 
 private:
+    int ways() const;
     Secret fromDescriptor(int descriptor, const std::string& from) const;
     Secret prompt(const std::string& tokenLabel, bool asksTwice) const;
 
     std::string name_;
     Say what_;
+    Say question_;
     bool fromStandardInput_ = false;
     int descriptor_ = -1;
     std::string file_;

@@ -40,5 +40,11 @@ void addTokenVerbs(CLI::App& group, const Context& context);
 // the program itself
 void addDoctor(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
+// certificates, CRLs, preshared keys
+void addCertVerbs(CLI::App& group, const Context& context);
+void addCertTransferVerbs(CLI::App& group, const Context& context);
+void addCertRequestVerbs(CLI::App& group, const Context& context);
+void addCrlVerbs(CLI::App& group, const Context& context);
+void addPskVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

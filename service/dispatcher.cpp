@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/dispatcher.h>
 
+#include <service/certs/cert_module.h>
 #include <service/log.h>
 #include <service/refused.h>
 #include <service/tokens/token_module.h>
@@ -41,6 +42,24 @@ constexpr std::array table = {
     Row{Command::ProviderLevelUp,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.raiseProvider(c); }},
     Row{Command::TokensReloadAll,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
     Row{Command::InitTokenRNG,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
+
+    Row{Command::DeleteCertificate,    Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.deleteCertificate(c); }},
+    Row{Command::ParseCertFile,        Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.parseFile(c); }},
+    Row{Command::ImportCertificate,    Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.importCertificate(c); }},
+    Row{Command::ImportCRL,            Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.importCrl(c); }},
+    Row{Command::ExportCertificate,    Who::users,            Acts::yes, [](Modules& m, Call& c) { return m.certificates.exportCertificate(c); }},
+    Row{Command::GetCertRequestKeyInfo,Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.requestKeyInfo(c); }},
+    Row{Command::MakeCertRequest,      Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.makeRequest(c); }},
+    Row{Command::EnumPresharedKeys,    Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumPresharedKeys(c); }},
+    Row{Command::CreatePresharedKey,   Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.createPresharedKey(c); }},
+    Row{Command::DeletePresharedKey,   Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.deletePresharedKey(c); }},
+    Row{Command::EnumCRLs,             Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumCrls(c); }},
+    Row{Command::DeleteCRL,            Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.deleteCrl(c); }},
+    Row{Command::GetCertChain,         Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.certChain(c); }},
+    Row{Command::GetCertDetails,       Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.certDetails(c); }},
+    Row{Command::VerifyCert,           Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.verifyCert(c); }},
+    Row{Command::CertsReloadAll,       Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.reloadAll(c); }},
+    Row{Command::EnumCertificates,     Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumCertificates(c); }},
 };
 // clang-format on
 
@@ -67,6 +86,8 @@ Answer run(const Row& row, Modules& modules, Call& call) {
         return Answer::reply(row.handler(modules, call));
     } catch (const RefusedError& refused) {
         return Answer::refused(RefusalReason::byModule, refused.what(), static_cast<std::uint32_t>(refused.reason));
+    } catch (const DeniedError& denied) {
+        return Answer::refused(RefusalReason::accessDenied, denied.what());
     } catch (const char* /* the stream's error */) {
         return Answer::refused(RefusalReason::malformed, "the request ends early");
     }
@@ -89,12 +110,15 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
         return Answer::refused(RefusalReason::accessDenied,
                                std::string(name) + " is for administrators; " + displayName(session.peer) + " is none");
     }
-    Call call{session, access_.isAdministrator(session.peer), CommandStreamIn(request.payload), {}};
+    Call call{session, access_.isAdministrator(session.peer), CommandStreamIn(request.payload), {}, {}};
     const Answer answer = run(*row, modules_, call);
     if (row->acts == Acts::yes) {
-        audit(displayName(session.peer) + " " + std::string(name) + " " + call.subject + ": " + outcome(answer));
+        const std::string how = call.outcome.empty() ? outcome(answer) : call.outcome;
+        audit(displayName(session.peer) + " " + std::string(name) + " " + call.subject + ": " + how);
     }
     return answer;
 }
+
+void Dispatcher::ended(bridge::server::Session& session) { modules_.certificates.ended(session); }
 
 } // namespace panelkitd

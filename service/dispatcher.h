@@ -14,11 +14,13 @@
 
 namespace panelkitd {
 
+class CertModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    CertModule& certificates;
 };
 
 // One command as its handler sees it.
@@ -27,6 +29,7 @@ struct Call {
     bool byAdministrator;
     CommandStreamIn in;  // over the payload
     std::string subject; // what the command acts on, for the audit line; no secrets
+    std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
 };
 
 // Gives the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
@@ -38,6 +41,7 @@ public:
 
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
+    void ended(bridge::server::Session& session) override;
 
 private:
     Modules modules_;

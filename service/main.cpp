@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
+#include <service/certs/cert_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
@@ -26,7 +27,8 @@ void serve(const Options& options, TerminationRequest& termination) {
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
-    Dispatcher dispatcher({tokens}, access);
+    CertModule certificates(providers);
+    Dispatcher dispatcher({tokens, certificates}, access);
 
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;

@@ -16,4 +16,10 @@ public:
     vocabulary::Refused reason;
 };
 
+// The command is for everybody, but this way of giving it for administrators.
+class DeniedError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 } // namespace panelkitd

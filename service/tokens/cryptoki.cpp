@@ -103,10 +103,7 @@ CK_UTF8CHAR* mutableBytes(const std::string& text) {
     return reinterpret_cast<CK_UTF8CHAR*>(const_cast<char*>(text.data())); // NOLINT(*-const-cast): see the header
 }
 
-std::string fieldText(const CK_UTF8CHAR* field, std::size_t size) {
-    std::string_view text(reinterpret_cast<const char*>(field), size);
-    text = text.substr(0, text.find('\0'));
-    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+std::string utf8Only(std::string_view text) {
     std::string result;
     while (!text.empty()) {
         const platform::Utf8Character next = platform::firstCharacter(text);
@@ -114,6 +111,13 @@ std::string fieldText(const CK_UTF8CHAR* field, std::size_t size) {
         text.remove_prefix(next.bytes);
     }
     return result;
+}
+
+std::string fieldText(const CK_UTF8CHAR* field, std::size_t size) {
+    std::string_view text(reinterpret_cast<const char*>(field), size);
+    text = text.substr(0, text.find('\0'));
+    while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+    return utf8Only(text);
 }
 
 } // namespace panelkitd

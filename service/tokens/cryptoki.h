@@ -8,6 +8,7 @@
 #include <p11-kit/pkcs11.h>
 
 #include <string>
+#include <string_view>
 
 namespace panelkitd {
 
@@ -22,6 +23,9 @@ vocabulary::Refused refusalOf(CK_RV result);
 
 // The bytes of a text as PKCS#11 takes them, which knows no const.
 CK_UTF8CHAR* mutableBytes(const std::string& text);
+
+// The text with U+FFFD for each part that is no UTF-8.
+std::string utf8Only(std::string_view text);
 
 // The text of a fixed-size field: without the blanks or zeros that fill it up, and UTF-8 whatever the module wrote.
 std::string fieldText(const CK_UTF8CHAR* field, std::size_t size);

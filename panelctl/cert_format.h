@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+//
+// How certificates, CRLs and their fields look to people and to scripts: names, times, keys, usages. Times are those of
+// the records, seconds since 1970-01-01 UTC; people see them in UTC too, so that two of them can be compared.
+#pragma once
+
+#include <panelctl/output.h>
+#include <panelctl/texts.h>
+
+#include <panelkit/certs/cert_records.h>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace panelctl {
+
+// ---- times
+
+std::uint64_t timeNow();
+
+// "2027-03-01", "2027-03-01 12:00:00 UTC" and "2027-03-01T12:00:00Z".
+std::string dateText(std::uint64_t time);
+std::string timeText(std::uint64_t time);
+std::string isoText(std::uint64_t time);
+
+// Whole days from now until a time; below zero when it has passed.
+std::int64_t daysLeft(std::uint64_t until);
+Cell daysLeftCell(std::uint64_t until);
+
+// A period such as "30d" in seconds: a number and h, d, w or y; days without a letter. Throws CommandError.
+std::uint64_t parsePeriod(const std::string& period);
+
+// ---- names
+
+// What people call the holder of an RFC 4514 name: its common name, else the whole name.
+std::string commonName(std::string_view name);
+
+// Whether it is a certificate at all: what is stored as one need not be, and then has no fields but its fingerprint.
+bool isReadable(const CertInfo& certificate);
+
+// What people call a certificate: its holder, or its number where it has none.
+std::string nameOf(const CertInfo& certificate);
+
+// "label" or, for a token that is not initialised, its serial number.
+std::string nameOf(const PKCS11::TokenInfo& token);
+
+// ---- keys and states
+
+// "RSA", "EC"; for a type without a name its number.
+std::string keyTypeName(std::uint32_t type);
+std::string keyText(std::uint32_t type, std::uint32_t bits); // "RSA 2048"
+
+// The names of the bits, as RFC 5280 spells them.
+std::vector<std::string> keyUsageNames(std::uint32_t bits);
+
+// The bits of names separated by commas. Throws CommandError with the nearest name.
+std::uint32_t parseKeyUsage(const std::string& names);
+
+Cell stateCell(const CertInfo& certificate);
+
+// ---- records as JSON
+
+nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenInfo& token);
+nlohmann::ordered_json tokenJson(const PKCS11::TokenInfo& token);
+
+} // namespace panelctl

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+//
+// What the handlers of module 8 share: the module's state, reading the records that requests begin with, and replies.
+#pragma once
+
+#include <service/certs/cert_module.h>
+#include <service/certs/holdings.h>
+#include <service/certs/importer.h>
+#include <service/certs/parsed_files.h>
+#include <service/refused.h>
+
+#include <panelkit/certs/cert_records.h>
+
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+struct CertModule::State {
+    explicit State(Providers& all) : providers(all) {}
+
+    Holdings look() { return {providers, cache}; }
+
+    Providers& providers;
+    FactsCache cache;
+    ParsedFiles parsed;
+};
+
+template <class... Fields>
+std::string encoded(const Fields&... fields) {
+    std::string reply;
+    CommandStreamOut(reply).append(fields...);
+    return reply;
+}
+
+// The first record of most requests; it is what the audit line names.
+PKCS11::TokenInfo readToken(Call& call);
+CertInfo readCertificate(Call& call);
+
+// Parallel lists, as listings are answered: a count, and pairs.
+template <class Object>
+std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std::vector<Object>& objects) {
+    std::string reply;
+    CommandStreamOut out(reply);
+    out << static_cast<std::uint32_t>(objects.size());
+    for (std::size_t i = 0; i < objects.size(); ++i) out.append(tokens[i], objects[i]);
+    return reply;
+}
+
+// A reply that begins with a result. What it is, and why, goes to the audit line.
+template <class Result, class... Fields>
+std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
+    const auto number = static_cast<std::uint32_t>(outcome.result);
+    call.outcome = number == 0 ? "done" : "failed (" + outcome.reason + ")";
+    return encoded(number, fields...);
+}
+
+// Destroys the objects of a token for which `matches` holds; there must be some.
+template <class Objects, class Matches>
+void destroyMatching(const OpenToken& token, const Objects& objects, const char* kind, Matches matches) {
+    bool found = false;
+    for (const auto& object : objects) {
+        if (!matches(object)) continue;
+        token.destroy(object.object);
+        found = true;
+    }
+    if (found) return;
+    throw RefusedError(vocabulary::Refused::noSuchObject, std::string("the ") + kind + " is not on the token");
+}
+
+} // namespace panelkitd

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+//
+// Module 8: the commands on certificates, CRLs, preshared keys and certificate requests. Each handler reads its
+// request, does the work, and gives the reply. A build without OpenSSL refuses them all.
+#pragma once
+
+#include <service/dispatcher.h>
+#include <service/tokens/providers.h>
+
+#include <memory>
+#include <string>
+
+namespace panelkitd {
+
+class CertModule {
+public:
+    explicit CertModule(Providers& providers);
+    ~CertModule();
+    CertModule(const CertModule&) = delete;
+    CertModule& operator=(const CertModule&) = delete;
+
+    std::string enumCertificates(Call& call);
+    std::string enumCrls(Call& call);
+    std::string enumPresharedKeys(Call& call);
+    std::string reloadAll(Call& call);
+
+    std::string parseFile(Call& call);
+    std::string importCertificate(Call& call);
+    std::string importCrl(Call& call);
+    std::string exportCertificate(Call& call);
+
+    std::string certDetails(Call& call);
+    std::string certChain(Call& call);
+    std::string verifyCert(Call& call);
+
+    std::string deleteCertificate(Call& call);
+    std::string deleteCrl(Call& call);
+    std::string createPresharedKey(Call& call);
+    std::string deletePresharedKey(Call& call);
+
+    std::string requestKeyInfo(Call& call);
+    std::string makeRequest(Call& call);
+
+    // A session is over, and what it parsed is forgotten.
+    void ended(const bridge::server::Session& session);
+
+private:
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
+} // namespace panelkitd

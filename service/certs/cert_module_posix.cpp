@@ -1,0 +1,225 @@
+// SPDX-License-Identifier: MIT
+//
+// Listings, deletion, and what files bring.
+#include <service/certs/cert_calls.h>
+
+#include <service/certs/parsed_file.h>
+#include <service/log.h>
+#include <service/refused.h>
+
+#include <platform/system/wipe.h>
+#include <vocabulary/certs.h>
+#include <vocabulary/tokens.h>
+
+#include <algorithm>
+
+namespace panelkitd {
+
+using PKCS11::TokenInfo;
+using platform::WipeOnExit;
+using vocabulary::CertSelector;
+using vocabulary::ImportCert;
+using vocabulary::ImportCrl;
+using vocabulary::ParseResult;
+using vocabulary::Refused;
+namespace tokenFlag = vocabulary::tokenFlag;
+
+CertModule::CertModule(Providers& providers) : state_(std::make_unique<State>(providers)) {}
+CertModule::~CertModule() = default;
+
+void CertModule::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
+
+TokenInfo readToken(Call& call) {
+    TokenInfo token;
+    call.in >> token;
+    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
+    return token;
+}
+
+CertInfo readCertificate(Call& call) {
+    CertInfo certificate;
+    call.in >> certificate;
+    call.subject += ", certificate " + certificate.fingerprint;
+    return certificate;
+}
+
+namespace {
+
+bool isSelected(CertSelector selector, const CertInfo& certificate) {
+    const bool authority = (certificate.flags & vocabulary::certFlag::authority) != 0;
+    switch (selector) {
+    case CertSelector::all: return true;
+    case CertSelector::withPrivateKey: return certificate.hasPrivateKey;
+    case CertSelector::authorities: return authority;
+    case CertSelector::others: return !certificate.hasPrivateKey && !authority;
+    }
+    throw RefusedError(Refused::badInput, "there is no selection " + std::to_string(static_cast<int>(selector)));
+}
+
+// The tokens that something can be imported to.
+std::vector<const TokenObjects*> targets(const Holdings& holdings) {
+    std::vector<const TokenObjects*> list;
+    for (const TokenObjects& token : holdings.tokens()) {
+        if (!(token.token.flags & tokenFlag::writeProtected)) list.push_back(&token);
+    }
+    return list;
+}
+
+CertImportOption optionFor(const ParsedFile& file, std::size_t item, const Holdings& holdings) {
+    const FileCertificate& certificate = file.certificates[item];
+    CertImportOption option;
+    option.certificate = certificate.facts->info;
+    option.certificate.state = holdings.stateOf(*certificate.facts);
+    option.certificate.hasPrivateKey = certificate.key.has_value();
+    option.modes = possibleModes(file, item);
+    const auto tokens = targets(holdings);
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+        if (tokens[i]->keyOf(*certificate.facts, {})) option.keyTokens.push_back(static_cast<std::uint32_t>(i));
+    }
+    return option;
+}
+
+std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
+    std::vector<TokenInfo> tokens;
+    for (const TokenObjects* token : targets(holdings)) tokens.push_back(token->token);
+    std::vector<CertImportOption> options;
+    for (std::size_t i = 0; i < file.certificates.size(); ++i) options.push_back(optionFor(file, i, holdings));
+    std::vector<CRLInfo> crls;
+    for (const FileCrl& crl : file.crls) crls.push_back(crl.facts->info);
+    return encoded(static_cast<std::uint32_t>(ParseResult::parsed), tokens, options, crls);
+}
+
+} // namespace
+
+// ---- what there is
+
+std::string CertModule::enumCertificates(Call& call) {
+    std::int32_t selector = 0;
+    call.in >> selector;
+    const Holdings holdings = state_->look();
+    std::vector<TokenInfo> tokens;
+    std::vector<CertInfo> certificates;
+    for (const TokenObjects& token : holdings.tokens()) {
+        for (const StoredCertificate& certificate : token.certificates) {
+            CertInfo info = holdings.describe({&token, &certificate});
+            if (!isSelected(static_cast<CertSelector>(selector), info)) continue;
+            tokens.push_back(token.token);
+            certificates.push_back(std::move(info));
+        }
+    }
+    return encodedPairs(tokens, certificates);
+}
+
+std::string CertModule::enumCrls(Call&) {
+    const Holdings holdings = state_->look();
+    std::vector<TokenInfo> tokens;
+    std::vector<CRLInfo> crls;
+    for (const TokenObjects& token : holdings.tokens()) {
+        for (const StoredCrl& crl : token.crls) {
+            tokens.push_back(token.token);
+            crls.push_back(crl.facts->info);
+        }
+    }
+    return encodedPairs(tokens, crls);
+}
+
+// Tokens are read at every command anyway; this fills the cache anew and shows tokens that can't be read.
+std::string CertModule::reloadAll(Call& call) {
+    bool forget = false;
+    call.in >> forget;
+    if (forget) {
+        state_->parsed.forgetAll();
+        state_->cache.clear();
+    }
+    state_->look();
+    return {};
+}
+
+// ---- from a file
+
+std::string CertModule::parseFile(Call& call) {
+    std::string content, password;
+    const WipeOnExit wipedContent(content), wipedPassword(password);
+    call.in >> content >> password;
+    state_->parsed.forget(call.session.number);
+    try {
+        auto file = std::make_shared<const ParsedFile>(panelkitd::parseFile(content, password, state_->cache));
+        std::string reply = describeFile(*file, state_->look());
+        state_->parsed.keep(call.session.number, std::move(file));
+        return reply;
+    } catch (const ParseError& error) {
+        logDetail(std::string("a file was not parsed: ") + error.what());
+        return encoded(static_cast<std::uint32_t>(error.result));
+    }
+}
+
+std::string CertModule::importCertificate(Call& call) {
+    const TokenInfo info = readToken(call);
+    ImportWish wish;
+    std::string pin;
+    const WipeOnExit wiped(pin);
+    call.in >> wish.item >> wish.mode >> wish.extractable;
+    const bool withPin = call.in.position() < call.in.size(); // an empty one is one too
+    if (withPin) call.in >> pin;
+    const auto file = state_->parsed.find(call.session.number);
+    if (!file || wish.item >= file->certificates.size()) {
+        return answered<ImportCert>(call, {ImportCert::noSuchItem, "no such item was parsed in this session"});
+    }
+    call.subject += ", " + file->certificates[wish.item].facts->info.subject;
+    try {
+        HeldToken token = state_->providers.hold(info);
+        const LoginForOnce login(token, withPin ? &pin : nullptr);
+        return answered(call, panelkitd::importCertificate(token, *file, wish, state_->cache));
+    } catch (const RefusedError& refused) {
+        if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
+        return answered<ImportCert>(call, {importResult(refused.reason), refused.what()});
+    }
+}
+
+std::string CertModule::importCrl(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::uint32_t item = 0;
+    call.in >> item;
+    const auto file = state_->parsed.find(call.session.number);
+    if (!file || item >= file->crls.size()) {
+        return answered<ImportCrl>(call, {ImportCrl::noSuchItem, "no such item was parsed in this session"});
+    }
+    const FileCrl& crl = file->crls[item];
+    call.subject += ", CRL of " + crl.facts->info.issuer;
+    const Holdings everything = state_->look(); // before the token is held: it may be looked at as well
+    try {
+        return answered(call, panelkitd::importCrl(state_->providers.hold(info), crl, everything, state_->cache));
+    } catch (const RefusedError& refused) {
+        return answered<ImportCrl>(call, {importCrlResult(refused.reason), refused.what()});
+    }
+}
+
+// ---- away
+
+// The key pair stays: it may belong to another certificate, or to one that is still to come.
+std::string CertModule::deleteCertificate(Call& call) {
+    const TokenInfo info = readToken(call);
+    const CertInfo record = readCertificate(call);
+    const HeldToken held = state_->providers.hold(info);
+    requireWritable(held);
+    const OpenToken token(held, TokenSession::Mode::readWrite);
+    destroyMatching(token, readCertificates(token, state_->cache), "certificate",
+                    [&](const StoredCertificate& candidate) { return names(record, *candidate.facts); });
+    return {};
+}
+
+std::string CertModule::deleteCrl(Call& call) {
+    const TokenInfo info = readToken(call);
+    CRLInfo record;
+    call.in >> record;
+    call.subject += ", CRL of " + record.issuer;
+    const HeldToken held = state_->providers.hold(info);
+    requireWritable(held);
+    const OpenToken token(held, TokenSession::Mode::readWrite);
+    destroyMatching(token, readCrls(token, state_->cache), "CRL", [&](const StoredCrl& candidate) {
+        return candidate.facts->info.fingerprint == record.fingerprint;
+    });
+    return {};
+}
+
+} // namespace panelkitd

@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+//
+// Files of PEM blocks, and files of DER objects one behind the other.
+#include <service/certs/parsed_file.h>
+
+#include <service/refused.h>
+
+#include <platform/system/wipe.h>
+
+#include <openssl/err.h>
+#include <openssl/pem.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace panelkitd {
+
+using vocabulary::ParseResult;
+
+namespace {
+
+using EncryptedKeyHandle = std::unique_ptr<X509_SIG, Release<X509_SIG_free>>;
+
+// One block of a PEM file.
+struct PemBlock {
+    std::string name;
+    std::string header; // of the old way of encrypting keys
+    std::string bytes;
+
+    PemBlock() = default;
+    ~PemBlock() { platform::wipe(bytes); }
+    PemBlock(const PemBlock&) = delete;
+    PemBlock& operator=(const PemBlock&) = delete;
+};
+
+// False at the end of the file.
+bool nextBlock(BIO* bio, PemBlock& block) {
+    char* name = nullptr;
+    char* header = nullptr;
+    unsigned char* bytes = nullptr;
+    long size = 0;
+    ERR_clear_error();
+    if (PEM_read_bio(bio, &name, &header, &bytes, &size) != 1) {
+        if (ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE) return false;
+        throw ParseError(ParseResult::unknownFormat, "a PEM block in it is damaged");
+    }
+    block.name = name;
+    block.header = header;
+    block.bytes.assign(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
+    OPENSSL_free(name);
+    OPENSSL_free(header);
+    OPENSSL_clear_free(bytes, static_cast<std::size_t>(size));
+    return true;
+}
+
+int givePassword(char* buffer, int size, int, void* context) {
+    const auto& password = *static_cast<const std::string*>(context);
+    if (password.size() > static_cast<std::size_t>(size)) return -1;
+    std::memcpy(buffer, password.data(), password.size());
+    return static_cast<int>(password.size());
+}
+
+// A key that is encrypted in the old way, by lines in front of it.
+void decryptBlock(PemBlock& block, const std::string& password) {
+    EVP_CIPHER_INFO cipher{};
+    if (PEM_get_EVP_CIPHER_INFO(block.header.data(), &cipher) != 1) {
+        throw ParseError(ParseResult::unknownFormat, "the header of a PEM block in it is damaged");
+    }
+    if (!cipher.cipher) return;
+    auto size = static_cast<long>(block.bytes.size());
+    std::string copy = password;
+    const platform::WipeOnExit wiped(copy);
+    if (PEM_do_header(&cipher, reinterpret_cast<unsigned char*>(block.bytes.data()), &size, givePassword, &copy) != 1) {
+        throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
+    }
+    block.bytes.resize(static_cast<std::size_t>(size));
+}
+
+void takeKey(PemBlock& block, FileCollector& into) {
+    if (!block.header.empty()) decryptBlock(block, into.password());
+    std::string_view rest = block.bytes;
+    const unsigned char* at = bytesOf(rest);
+    KeyHandle key(d2i_AutoPrivateKey(nullptr, &at, static_cast<long>(rest.size())));
+    // A wrong password may leave padding that looks right.
+    if (!key && !block.header.empty()) {
+        throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
+    }
+    into.addKey(std::move(key));
+}
+
+void takeEncryptedKey(PemBlock& block, FileCollector& into) {
+    std::string_view rest = block.bytes;
+    into.addEncryptedKey(readDer<EncryptedKeyHandle>(rest, d2i_X509_SIG).get());
+}
+
+void takeCertificate(PemBlock& block, FileCollector& into) { into.addCertificate(block.bytes); }
+
+// A certificate with what OpenSSL trusts it for behind it.
+void takeTrustedCertificate(PemBlock& block, FileCollector& into) {
+    std::string_view rest = block.bytes;
+    const CertificateHandle certificate = readDer<CertificateHandle>(rest, d2i_X509_AUX);
+    if (!certificate) throw ParseError(ParseResult::unknownFormat, "a certificate in it is damaged");
+    into.addCertificate(derOf(certificate.get(), i2d_X509));
+}
+
+void takeCrl(PemBlock& block, FileCollector& into) { into.addCrl(block.bytes); }
+
+void takePkcs7(PemBlock& block, FileCollector& into) {
+    std::string_view rest = block.bytes;
+    const Pkcs7Handle container = readDer<Pkcs7Handle>(rest, d2i_PKCS7);
+    if (!container) throw ParseError(ParseResult::unknownFormat, "a PKCS#7 block in it is damaged");
+    into.addPkcs7(container.get());
+}
+
+struct BlockKind {
+    const char* name;
+    void (*take)(PemBlock&, FileCollector&);
+};
+
+// clang-format off
+constexpr std::array blockKinds = {
+    BlockKind{PEM_STRING_X509,          takeCertificate},
+    BlockKind{PEM_STRING_X509_OLD,      takeCertificate},
+    BlockKind{PEM_STRING_X509_TRUSTED,  takeTrustedCertificate},
+    BlockKind{PEM_STRING_X509_CRL,      takeCrl},
+    BlockKind{PEM_STRING_PKCS7,         takePkcs7},
+    BlockKind{PEM_STRING_PKCS7_SIGNED,  takePkcs7},
+    BlockKind{PEM_STRING_CMS,           takePkcs7},
+    BlockKind{PEM_STRING_PKCS8,         takeEncryptedKey},
+    BlockKind{PEM_STRING_PKCS8INF,      takeKey},
+    BlockKind{PEM_STRING_RSA,           takeKey},
+    BlockKind{PEM_STRING_ECPRIVATEKEY,  takeKey},
+    BlockKind{PEM_STRING_DSA,           takeKey},
+};
+// clang-format on
+
+// Takes the object that the text begins with; false when it is none that is known.
+bool takeDerObject(std::string_view& text, FileCollector& into) {
+    const std::string_view whole = text;
+    if (readDer<CertificateHandle>(text, d2i_X509)) {
+        into.addCertificate(std::string(whole.substr(0, whole.size() - text.size())));
+    } else if (readDer<CrlHandle>(text, d2i_X509_CRL)) {
+        into.addCrl(std::string(whole.substr(0, whole.size() - text.size())));
+    } else if (const Pkcs7Handle signedData = readDer<Pkcs7Handle>(text, d2i_PKCS7)) {
+        into.addPkcs7(signedData.get());
+    } else if (const Pkcs12Handle container = readDer<Pkcs12Handle>(text, d2i_PKCS12)) {
+        readPkcs12(container.get(), into);
+    } else if (const EncryptedKeyHandle encrypted = readDer<EncryptedKeyHandle>(text, d2i_X509_SIG)) {
+        into.addEncryptedKey(encrypted.get());
+    } else {
+        const unsigned char* at = bytesOf(text);
+        KeyHandle key(d2i_AutoPrivateKey(nullptr, &at, static_cast<long>(text.size())));
+        if (!key) return false;
+        text.remove_prefix(static_cast<std::size_t>(at - bytesOf(text)));
+        into.addKey(std::move(key));
+    }
+    return true;
+}
+
+} // namespace
+
+void readPem(const std::string& content, FileCollector& into) {
+    const BioHandle bio = readingBio(content);
+    for (;;) {
+        PemBlock block;
+        if (!nextBlock(bio.get(), block)) return;
+        const auto kind = std::find_if(blockKinds.begin(), blockKinds.end(),
+                                       [&](const BlockKind& candidate) { return block.name == candidate.name; });
+        if (kind != blockKinds.end()) kind->take(block, into); // parameters, requests and the like are passed over
+    }
+}
+
+void readDerObjects(std::string_view content, FileCollector& into) {
+    if (content.empty()) throw ParseError(ParseResult::unknownFormat, "it is empty");
+    while (!content.empty()) {
+        if (!takeDerObject(content, into)) {
+            throw ParseError(ParseResult::unknownFormat, "it is damaged, or of a format that is not known");
+        }
+    }
+}
+
+} // namespace panelkitd

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+//
+// Storing what a parsed file holds on a token: all that is asked for, or nothing.
+#pragma once
+
+#include <service/certs/holdings.h>
+#include <service/certs/parsed_file.h>
+#include <service/certs/token_objects.h>
+
+#include <vocabulary/certs.h>
+#include <vocabulary/refusals.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+// What an operation ended with, and why, for the log and the audit line.
+template <class Result>
+struct Outcome {
+    Result result;
+    std::string reason;
+};
+
+struct ImportWish {
+    std::uint32_t item = 0;
+    vocabulary::CertImport mode = vocabulary::CertImport::certificateOnly;
+    bool extractable = false;
+};
+
+// The token's user is logged in for as long as this lives, unless he is in anyway.
+class LoginForOnce {
+public:
+    // Null for no PIN: nothing is done. Throws RefusedError.
+    LoginForOnce(HeldToken& token, const std::string* pin);
+    ~LoginForOnce();
+    LoginForOnce(const LoginForOnce&) = delete;
+    LoginForOnce& operator=(const LoginForOnce&) = delete;
+
+private:
+    HeldToken& token_;
+    bool ours_ = false;
+};
+
+// Throws RefusedError unless objects may be made and destroyed now.
+void requireWritable(const HeldToken& token);
+
+// The bits of CertImportOption::modes.
+std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
+
+// Throws RefusedError when the token refuses.
+Outcome<vocabulary::ImportCert> importCertificate(const HeldToken& token, const ParsedFile& file,
+                                                  const ImportWish& wish, FactsCache& cache);
+vocabulary::ImportCert importResult(vocabulary::Refused reason);
+
+// `everything` is what the tokens hold: the list's issuer may be on any.
+Outcome<vocabulary::ImportCrl> importCrl(const HeldToken& token, const FileCrl& crl, const Holdings& everything,
+                                         FactsCache& cache);
+vocabulary::ImportCrl importCrlResult(vocabulary::Refused reason);
+
+} // namespace panelkitd

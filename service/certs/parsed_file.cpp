@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include <service/certs/parsed_file.h>
+
+#include <service/certs/x509_text.h>
+
+#include <platform/system/wipe.h>
+
+#include <openssl/err.h>
+
+#include <algorithm>
+
+namespace panelkitd {
+
+using vocabulary::ParseResult;
+
+namespace {
+
+std::string keyIdOf(EVP_PKEY* key) {
+    X509_PUBKEY* raw = nullptr;
+    if (!X509_PUBKEY_set(&raw, key)) return {};
+    const std::unique_ptr<X509_PUBKEY, Release<X509_PUBKEY_free>> encoded(raw);
+    const unsigned char* bits = nullptr;
+    int size = 0;
+    X509_PUBKEY_get0_param(nullptr, &bits, &size, nullptr, encoded.get());
+    return sha1({reinterpret_cast<const char*>(bits), static_cast<std::size_t>(size)});
+}
+
+} // namespace
+
+FileCollector::~FileCollector() { platform::wipe(password_); }
+
+void FileCollector::addCertificate(std::string der, const std::string& name) {
+    budget_.spendObject();
+    CertificateFactsPtr facts = cache_.certificate(der);
+    if (!facts->readable) throw ParseError(ParseResult::unknownFormat, "a certificate in it is damaged");
+    const auto same = [&](const FileCertificate& other) { return other.der == der; };
+    if (std::any_of(file_.certificates.begin(), file_.certificates.end(), same)) return;
+    file_.certificates.push_back({std::move(der), name, std::move(facts), std::nullopt});
+}
+
+void FileCollector::addCrl(std::string der) {
+    budget_.spendObject();
+    CrlFactsPtr facts = cache_.crl(der);
+    if (!facts->readable) throw ParseError(ParseResult::unknownFormat, "a CRL in it is damaged");
+    const auto same = [&](const FileCrl& other) { return other.der == der; };
+    if (std::any_of(file_.crls.begin(), file_.crls.end(), same)) return;
+    file_.crls.push_back({std::move(der), std::move(facts)});
+}
+
+void FileCollector::addKey(KeyHandle key) {
+    budget_.spendObject();
+    if (!key) throw ParseError(ParseResult::unknownFormat, "a private key in it is damaged");
+    std::string id = keyIdOf(key.get());
+    file_.keys.push_back({std::move(key), std::move(id)});
+}
+
+void FileCollector::addEncryptedKey(const X509_SIG* key) {
+    if (!key) throw ParseError(ParseResult::unknownFormat, "an encrypted private key in it is damaged");
+    const X509_ALGOR* algorithm = nullptr;
+    X509_SIG_get0(key, &algorithm, nullptr);
+    budget_.spendDerivation(algorithm);
+    const std::unique_ptr<PKCS8_PRIV_KEY_INFO, Release<PKCS8_PRIV_KEY_INFO_free>> info(
+        PKCS8_decrypt(key, password_.c_str(), static_cast<int>(password_.size())));
+    if (!info) throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
+    addKey(KeyHandle(EVP_PKCS82PKEY(info.get())));
+}
+
+void FileCollector::addPkcs7(const PKCS7* container) {
+    const bool isSigned = OBJ_obj2nid(container->type) == NID_pkcs7_signed && container->d.sign;
+    const STACK_OF(X509)* certificates = isSigned ? container->d.sign->cert : nullptr;
+    const STACK_OF(X509_CRL)* crls = isSigned ? container->d.sign->crl : nullptr;
+    for (int i = 0; i < sk_X509_num(certificates); ++i) {
+        addCertificate(derOf(sk_X509_value(certificates, i), i2d_X509));
+    }
+    for (int i = 0; i < sk_X509_CRL_num(crls); ++i) addCrl(derOf(sk_X509_CRL_value(crls, i), i2d_X509_CRL));
+}
+
+ParsedFile FileCollector::finish() {
+    for (FileCertificate& certificate : file_.certificates) {
+        const auto key = std::find_if(file_.keys.begin(), file_.keys.end(), [&](const FileKey& candidate) {
+            return candidate.id == certificate.facts->keyId;
+        });
+        if (key != file_.keys.end()) certificate.key = static_cast<std::size_t>(key - file_.keys.begin());
+    }
+    if (file_.certificates.empty() && file_.crls.empty()) {
+        throw ParseError(ParseResult::nothingUsable, "it holds neither certificate nor CRL");
+    }
+    return std::move(file_);
+}
+
+// A file may be made of thousands of certificates of one name, so that trying each pair would take hours.
+std::optional<std::size_t> ParsedFile::issuerOf(std::size_t certificate) const {
+    constexpr int mostTries = 8;
+    const std::string& name = certificates[certificate].facts->issuer;
+    const CertificateHandle child = certificateFrom(certificates[certificate].der);
+    int tries = 0;
+    for (std::size_t i = 0; i < certificates.size() && tries < mostTries; ++i) {
+        if (i == certificate || certificates[i].facts->subject != name) continue;
+        ++tries;
+        const CertificateHandle issuer = certificateFrom(certificates[i].der);
+        if (X509_check_issued(issuer.get(), child.get()) != X509_V_OK) continue;
+        const bool signedIt = X509_verify(child.get(), X509_get0_pubkey(issuer.get())) == 1;
+        ERR_clear_error();
+        if (signedIt) return i;
+    }
+    return std::nullopt;
+}
+
+std::vector<std::size_t> ParsedFile::issuersOf(std::size_t certificate, std::size_t most) const {
+    std::vector<std::size_t> found;
+    for (auto next = issuerOf(certificate); next && found.size() < most; next = issuerOf(*next)) {
+        if (*next == certificate || std::find(found.begin(), found.end(), *next) != found.end()) break;
+        found.push_back(*next);
+    }
+    return found;
+}
+
+ParsedFile parseFile(const std::string& content, const std::string& password, FactsCache& cache) {
+    FileCollector collector(password, cache);
+    if (content.find("-----BEGIN ") != std::string::npos) {
+        readPem(content, collector);
+    } else {
+        readDerObjects(content, collector);
+    }
+    ERR_clear_error();
+    return collector.finish();
+}
+
+} // namespace panelkitd

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+//
+// The file that each session parsed last, until the next parse, the end of the session, or ten minutes: it may hold
+// private keys.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace panelkitd {
+
+struct ParsedFile;
+
+// Thread-safe.
+class ParsedFiles {
+public:
+    explicit ParsedFiles(std::chrono::milliseconds life = std::chrono::minutes(10));
+    ~ParsedFiles();
+    ParsedFiles(const ParsedFiles&) = delete;
+    ParsedFiles& operator=(const ParsedFiles&) = delete;
+
+    void keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file);
+    std::shared_ptr<const ParsedFile> find(std::uint64_t session) const; // null when there is none
+    void forget(std::uint64_t session);
+    void forgetAll();
+
+private:
+    using Clock = std::chrono::steady_clock;
+    struct Entry {
+        std::shared_ptr<const ParsedFile> file;
+        Clock::time_point end;
+    };
+
+    void sweep(); // the thread's work
+
+    const std::chrono::milliseconds life_;
+    mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    std::map<std::uint64_t, Entry> entries_;
+    bool ending_ = false;
+    std::thread sweeper_;
+};
+
+} // namespace panelkitd

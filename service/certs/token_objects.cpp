@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include <service/certs/token_objects.h>
+
+#include <service/log.h>
+#include <service/refused.h>
+#include <service/tokens/cryptoki.h>
+
+#include <vocabulary/certs.h>
+#include <vocabulary/tokens.h>
+
+#include <algorithm>
+
+namespace panelkitd {
+
+using PKCS11::TokenInfo;
+
+namespace {
+
+// What stands in a DER octet string, in which PKCS#11 has the points of curves. Some tokens leave it out.
+std::string insideOctetString(const std::string& value) {
+    using String = std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>>;
+    std::string_view rest = value;
+    const String string = readDer<String>(rest, d2i_ASN1_OCTET_STRING);
+    if (!string || !rest.empty()) return value;
+    return {reinterpret_cast<const char*>(ASN1_STRING_get0_data(string.get())),
+            static_cast<std::size_t>(ASN1_STRING_length(string.get()))};
+}
+
+std::string withoutLeadingZeros(std::string number) {
+    number.erase(0, std::min(number.find_first_not_of('\0'), number.size()));
+    return number;
+}
+
+// Reads each object of a class.
+template <class Take>
+void forEach(const OpenToken& token, ObjectTemplate& wanted, std::vector<CK_ATTRIBUTE_TYPE> types, Take take) {
+    const std::vector<CK_OBJECT_HANDLE> objects = token.find(wanted);
+    if (objects.empty()) return;
+    AttributeReader reader(token, std::move(types));
+    for (const CK_OBJECT_HANDLE object : objects) {
+        if (reader.read(object)) take(object, reader);
+    }
+}
+
+} // namespace
+
+std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCache& cache) {
+    std::vector<StoredCertificate> list;
+    ObjectTemplate wanted;
+    wanted.number(CKA_CLASS, CKO_CERTIFICATE);
+    forEach(token, wanted, {CKA_VALUE, CKA_ID, CKA_LABEL, CKA_TRUSTED, CKA_PRIVATE},
+            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+                std::string der = reader.bytes(0);
+                CertificateFactsPtr facts = cache.certificate(der);
+                list.push_back({object, std::move(der), reader.bytes(1), utf8Only(reader.bytes(2)), reader.flag(3),
+                                reader.flag(4), std::move(facts)});
+            });
+    return list;
+}
+
+std::vector<StoredKey> readKeys(const OpenToken& token) {
+    std::vector<StoredKey> list;
+    ObjectTemplate wanted;
+    wanted.number(CKA_CLASS, CKO_PRIVATE_KEY);
+    forEach(token, wanted,
+            {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE, CKA_ALWAYS_AUTHENTICATE},
+            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+                list.push_back({object, reader.number(0, vocabulary::keyType::unknown), reader.bytes(1),
+                                utf8Only(reader.bytes(2)), withoutLeadingZeros(reader.bytes(3)),
+                                reader.flag(4) && !reader.flag(5, true), reader.flag(6)});
+            });
+    return list;
+}
+
+std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token) {
+    std::vector<StoredPublicKey> list;
+    ObjectTemplate wanted;
+    wanted.number(CKA_CLASS, CKO_PUBLIC_KEY);
+    forEach(token, wanted, {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EC_POINT, CKA_EC_PARAMS},
+            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+                const CK_KEY_TYPE type = reader.number(0, vocabulary::keyType::unknown);
+                list.push_back(
+                    {object, type, reader.bytes(1), utf8Only(reader.bytes(2)),
+                     type == CKK_RSA ? withoutLeadingZeros(reader.bytes(3)) : insideOctetString(reader.bytes(4)),
+                     reader.bytes(5)});
+            });
+    return list;
+}
+
+std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache) {
+    std::vector<StoredCrl> list;
+    ObjectTemplate wanted;
+    wanted.number(CKA_CLASS, CKO_DATA).bytes(CKA_APPLICATION, crlApplication);
+    forEach(token, wanted, {CKA_VALUE}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+        std::string der = reader.bytes(0);
+        CrlFactsPtr facts = cache.crl(der);
+        list.push_back({object, std::move(der), std::move(facts)});
+    });
+    return list;
+}
+
+TokenObjects readObjects(const HeldToken& held, const TokenInfo& info, FactsCache& cache) {
+    const OpenToken token(held, TokenSession::Mode::readOnly);
+    return {info, readCertificates(token, cache), readKeys(token), readPublicKeys(token), readCrls(token, cache)};
+}
+
+void forEachToken(const Providers& providers, const std::function<void(const HeldToken&, const TokenInfo&)>& use) {
+    for (const auto& provider : providers.all()) {
+        for (const TokenInfo& token : provider->tokens()) {
+            if (!(token.flags & vocabulary::tokenFlag::initialized)) continue;
+            try {
+                use(provider->hold(token), token);
+            } catch (const RefusedError& error) { // pulled out just now, say
+                logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
+            }
+        }
+    }
+}
+
+std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache) {
+    std::vector<TokenObjects> all;
+    forEachToken(providers, [&](const HeldToken& held, const TokenInfo& token) {
+        all.push_back(readObjects(held, token, cache));
+    });
+    return all;
+}
+
+const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {
+    // An EC private key does not tell its point; its public key, tied to it by CKA_ID, does.
+    const auto publicKey = std::find_if(publicKeys.begin(), publicKeys.end(), [&](const StoredPublicKey& key) {
+        return key.type == certificate.info.keyType && key.material == certificate.publicKey;
+    });
+    const std::string pairId = publicKey == publicKeys.end() ? std::string() : publicKey->id;
+    const auto belongs = [&](const StoredKey& key) {
+        if (key.type != certificate.info.keyType) return false;
+        if (!key.modulus.empty()) return key.modulus == certificate.publicKey;
+        if (key.id.empty()) return false;
+        return key.id == pairId || key.id == id || key.id == certificate.keyId;
+    };
+    const auto key = std::find_if(keys.begin(), keys.end(), belongs);
+    return key == keys.end() ? nullptr : &*key;
+}
+
+} // namespace panelkitd

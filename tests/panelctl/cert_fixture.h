@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+//
+// A scripted service with two tokens and a few certificates, for panelctl's verbs about them.
+#pragma once
+
+#include "../support/bytes.h"
+#include "../support/panelctl.h"
+
+#include <panelkit/certs/cert_records.h>
+#include <testing/scripted_service.h>
+#include <vocabulary/certs.h>
+#include <vocabulary/refusals.h>
+#include <vocabulary/tokens.h>
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+
+class CertVerbs : public testing::Test {
+protected:
+    using Reaction = panelkit::testing::Reaction;
+    using TokenInfo = PKCS11::TokenInfo;
+    static constexpr std::uint64_t day = 86400;
+
+    CertVerbs() {
+        using panelkit::Command;
+        service.on(Command::EnumProviderTokens, Reaction::reply(encoded(std::vector<TokenInfo>{office, home})));
+        listCertificates({{office, gate}, {office, authority}, {home, old}});
+        service.on(Command::GetCertDetails,
+                   Reaction::reply(encoded(gate, details, std::string("line 1\nline\x1B 2\n"))));
+    }
+
+    // Pairs as listings are answered.
+    template <class Object>
+    static std::string pairs(const std::vector<std::pair<TokenInfo, Object>>& listed) {
+        std::string reply = encoded(static_cast<std::uint32_t>(listed.size()));
+        for (const auto& [token, object] : listed) reply += encoded(token, object);
+        return reply;
+    }
+    void listCertificates(const std::vector<std::pair<TokenInfo, CertInfo>>& listed) {
+        service.on(panelkit::Command::EnumCertificates, Reaction::reply(pairs(listed)));
+    }
+
+    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
+        return panelctl(service.endpoint(), std::move(arguments), input);
+    }
+    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+        EXPECT_EQ(result.status, status) << result.error;
+        EXPECT_THAT(result.error, testing::HasSubstr(text));
+        EXPECT_EQ(result.output, "");
+    }
+
+    // The payload of the last request for a command; "" when there was none.
+    std::string sent(panelkit::Command command) {
+        std::string payload;
+        for (const auto& request : service.requests()) {
+            if (request.command == panelkit::commandRow(command).code &&
+                request.module == panelkit::commandRow(command).module) {
+                payload = request.payload;
+            }
+        }
+        return payload;
+    }
+
+    static std::uint64_t now() {
+        return static_cast<std::uint64_t>(
+            std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+                .count());
+    }
+
+    const std::uint32_t ready = vocabulary::tokenFlag::initialized | vocabulary::tokenFlag::userPinInitialized;
+    const TokenInfo office{1, "Office", "A1", "Acme, X", "embedded", ready};
+    const TokenInfo home{2, "東京", "B2", "", "card", ready};
+
+    // Ten and some days, 4000 and some days, and over since 20 and some days.
+    const CertInfo gate{.subject = "CN=gate\\, west,O=Büro",
+                        .issuer = "CN=Root,O=Büro",
+                        .serialNumber = "0A1B",
+                        .fingerprint = "11111111AAAAAAAA2222",
+                        .notBefore = 1'000'000'000,
+                        .notAfter = now() + 10 * day + day / 2,
+                        .keyBits = 2048,
+                        .hasPrivateKey = true,
+                        .keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke};
+    const CertInfo authority{.subject = "CN=Root,O=Büro",
+                             .issuer = "CN=Root,O=Büro",
+                             .serialNumber = "01",
+                             .fingerprint = "22222222AAAAAAAA2222",
+                             .notAfter = now() + 4000 * day + day / 2,
+                             .keyType = vocabulary::keyType::ec,
+                             .keyBits = 384,
+                             .flags = vocabulary::certFlag::authority | vocabulary::certFlag::selfIssued};
+    const CertInfo old{.subject = "CN=gate east\x1B[2J",
+                       .issuer = "CN=Other",
+                       .serialNumber = "FF",
+                       .fingerprint = "33333333AAAAAAAA2222",
+                       .notAfter = now() - 20 * day - day / 2,
+                       .state = static_cast<std::uint32_t>(vocabulary::CertState::expired)};
+    const CertExtentions details = [] {
+        CertExtentions made;
+        made.label = "gate key";
+        made.keyId = "C3A4";
+        made.subjectAlternativeNames = "DNS:gate.example\x1B[31m";
+        made.sha1Fingerprint = "99AA";
+        made.extensions = {{"basicConstraints", "CA:FALSE"}};
+        return made;
+    }();
+    panelkit::testing::ScriptedService service;
+};

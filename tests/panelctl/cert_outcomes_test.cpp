@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// Every result of a certificate operation ends a verb with an exit code and a line of its own.
+#include <panelctl/cert_format.h>
+#include <panelctl/cert_outcomes.h>
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <set>
+
+using namespace panelctl;
+using testing::HasSubstr;
+
+namespace {
+
+bool isListed(Exit code) {
+    return std::any_of(exitRows, exitRows + exitRowCount, [=](const ExitRow& row) { return row.code == code; });
+}
+
+// Walks over all numbers up to one that is unused. `known` is how many the service has names for, with its success.
+template <class ServiceResult, class LibraryResult>
+void expectLinesOfTheirOwn(std::size_t known, const std::set<std::uint32_t>& ofTheLibrary) {
+    std::set<std::string> lines;
+    for (std::uint32_t number = 1; number < 50; ++number) {
+        if (ofTheLibrary.count(number)) continue;
+        const Outcome outcome = outcomeOf(static_cast<ServiceResult>(number));
+        EXPECT_TRUE(isListed(outcome.code) && outcome.code != Exit::ok) << number;
+        const CommandError error = errorOf(static_cast<LibraryResult>(number), {"thing", "Office", "because"});
+        EXPECT_EQ(error.code, outcome.code);
+        EXPECT_THAT(error.what(), HasSubstr(": because"));
+        if (outcome.why == Say::resultUnknown) {
+            EXPECT_THAT(error.what(), HasSubstr("result " + std::to_string(number)));
+            continue;
+        }
+        EXPECT_TRUE(lines.insert(error.what()).second) << "said twice: " << error.what();
+        EXPECT_TRUE(std::string(error.what()).find("thing") != std::string::npos ||
+                    std::string(error.what()).find("Office") != std::string::npos ||
+                    outcome.why == Say::requestSubjectUnfit)
+            << error.what();
+    }
+    EXPECT_EQ(outcomeOf(ServiceResult{}).code, Exit::ok);
+    EXPECT_EQ(lines.size() + 1, known);
+}
+
+TEST(EveryResult, HasAnExitCodeAndALineThatSaysWhy) {
+    using namespace vocabulary;
+    expectLinesOfTheirOwn<ParseResult, ParseCertFileResult>(5, {1, 3});
+    expectLinesOfTheirOwn<ImportCert, ImportCertResult>(12, {3});
+    expectLinesOfTheirOwn<ImportCrl, ImportCRLResult>(10, {2});
+    expectLinesOfTheirOwn<ExportCert, ExportCertResult>(6, {3});
+    expectLinesOfTheirOwn<MakeRequest, MakeCertRequestResult>(8, {4});
+}
+
+TEST(EveryResult, OfTheLibraryItselfIsAnErrorToo) {
+    EXPECT_EQ(errorOf(ParseCertFileResult::fileUnreadable, {"f", ""}).code, Exit::badInput);
+    const Exit none = lastFailureError().code;
+    EXPECT_NE(none, Exit::ok);
+    EXPECT_EQ(errorOf(ParseCertFileResult::notCarriedOut, {"f", ""}).code, none);
+    EXPECT_EQ(errorOf(ImportCertResult::notCarriedOut, {"f", ""}).code, none);
+    EXPECT_EQ(errorOf(ImportCRLResult::notCarriedOut, {"f", ""}).code, none);
+    EXPECT_EQ(errorOf(ExportCertResult::notCarriedOut, {"f", ""}).code, none);
+    EXPECT_EQ(errorOf(MakeCertRequestResult::notCarriedOut, {"f", ""}).code, none);
+}
+
+TEST(ACommonName, IsReadThroughTheEscapesOfItsName) {
+    EXPECT_EQ(commonName("CN=Büro 1,O=X"), "Büro 1");
+    EXPECT_EQ(commonName("O=X, CN=last"), "last");
+    EXPECT_EQ(commonName("O=a\\,CN=no,CN=yes"), "yes");
+    EXPECT_EQ(commonName("CN=a\\, b\\+c\\C3\\A4\\\\,O=X"), "a, b+cä\\");
+    EXPECT_EQ(commonName("UID=1+CN=multi,O=X"), "multi");
+    EXPECT_EQ(commonName("O=only\\"), "O=only\\");
+    EXPECT_EQ(commonName("CN=,O=X"), "CN=,O=X");
+    EXPECT_EQ(commonName(""), "");
+}
+
+TEST(TimesOfRecords, AreShownInUtcUpToTheLastThatX509CanWrite) {
+    EXPECT_EQ(timeText(951782400), "2000-02-29 00:00:00 UTC");
+    EXPECT_EQ(isoText(253402300799), "9999-12-31T23:59:59Z");
+    EXPECT_EQ(isoText(~std::uint64_t{0}), "9999-12-31T23:59:59Z");
+    EXPECT_EQ(daysLeft(timeNow() + 86400 * 3 + 3600), 3);
+    EXPECT_EQ(daysLeft(timeNow() - 3600), -1);
+    EXPECT_EQ(daysLeft(0), -static_cast<std::int64_t>((timeNow() + 86399) / 86400));
+    EXPECT_GT(daysLeft(~std::uint64_t{0}), 2'000'000);
+}
+
+} // namespace

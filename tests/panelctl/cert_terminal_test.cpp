@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl cert and psk where a person sits: what is asked, what is shown while the service works, and what a user who
+// may not read a file is told. POSIX only.
+#include "../support/pseudo_terminal_posix.h"
+#include "cert_fixture.h"
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+
+using panelkit::Command;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+class AtATerminal : public CertVerbs {
+protected:
+    void start(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {builtProgram("panelctl"), "--endpoint", service.endpoint()});
+        terminal.run(arguments, {.environment = {{"LC_ALL", "C.UTF-8"}, {"NO_COLOR", "1"}, {"TERM", "xterm"}}});
+    }
+    void waitFor(const std::string& text) {
+        waitUntil(text.c_str(), [&] { return terminal.screen().find(text) != std::string::npos; });
+    }
+    // Types what is asked for with line editing off, as secrets are.
+    void typeSecret(const std::string& question, const std::string& secret) {
+        waitFor(question);
+        terminal.waitForReader();
+        terminal.type(secret + "\r");
+    }
+    int exitCode() {
+        const int status = terminal.waitForStatus();
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+
+    TemporaryFolder folder;
+    PseudoTerminal terminal;
+};
+
+TEST_F(AtATerminal, ACertificateIsDeletedWhenItsLabelIsTyped) {
+    service.on(Command::DeleteCertificate, Reaction::reply(""));
+    start({"cert", "delete", "west"});
+    waitFor("Type \"gate key\" to go on: ");
+    EXPECT_THAT(terminal.screen(), HasSubstr("will be deleted from token \"Office\"; its private key stays there."));
+    EXPECT_EQ(sent(Command::DeleteCertificate), "");
+    terminal.type("gate key\n");
+    EXPECT_EQ(exitCode(), 0) << terminal.screen();
+    EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, gate));
+}
+
+TEST_F(AtATerminal, AnythingElseThatIsTypedDeletesNothing) {
+    start({"cert", "delete", "west"});
+    waitFor("to go on: ");
+    terminal.type("yes\n");
+    EXPECT_EQ(exitCode(), 26);
+    EXPECT_THAT(terminal.screen(), HasSubstr("the name was not typed; nothing was deleted"));
+    EXPECT_EQ(sent(Command::DeleteCertificate), "");
+}
+
+TEST_F(AtATerminal, AFilesPasswordIsAskedForOnlyWhenItNeedsOne) {
+    std::ofstream(folder.file("a.p12")) << "bundle";
+    std::atomic<int> parses = 0;
+    service.on(Command::ParseCertFile, [&](const panelkit::testing::Received&) {
+        if (++parses == 1) return Reaction::reply(encoded(vocabulary::ParseResult::passwordWrong));
+        return Reaction::reply(encoded(std::uint32_t{0}, std::vector<TokenInfo>{},
+                                       std::vector<CertImportOption>{{gate, 1, {}}}, std::vector<CRLInfo>{}));
+    });
+    start({"cert", "import", folder.file("a.p12"), "--list"});
+    typeSecret("password of " + folder.file("a.p12") + ": ", "s3cret");
+    EXPECT_EQ(exitCode(), 0) << terminal.screen();
+    EXPECT_EQ(sent(Command::ParseCertFile), encoded(std::string("bundle"), std::string("s3cret")));
+    EXPECT_THAT(terminal.screen(), Not(HasSubstr("s3cret")));
+}
+
+TEST_F(AtATerminal, AKeysValueIsTypedTwice) {
+    start({"psk", "create", "site", "--token", "A1"});
+    typeSecret("value of key \"site\": ", "one");
+    typeSecret("The same again: ", "two");
+    EXPECT_EQ(exitCode(), 12);
+    EXPECT_EQ(sent(Command::CreatePresharedKey), "");
+}
+
+TEST_F(AtATerminal, DotsAreDrawnForPeopleAndNotForPrograms) {
+    service.on(Command::CertsReloadAll, Reaction::reply("").after(std::chrono::milliseconds(1300)));
+    start({"cert", "reload"});
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_THAT(terminal.screen(), HasSubstr("\n."));
+    EXPECT_THAT(run({"cert", "reload"}).output, Not(HasSubstr("\n.")));
+}
+
+TEST_F(AtATerminal, BinaryDataIsNotPoured) {
+    start({"cert", "export", "0A1B", "--format", "der"});
+    EXPECT_EQ(exitCode(), 2);
+    EXPECT_THAT(terminal.screen(), HasSubstr("use --output"));
+    EXPECT_EQ(sent(Command::ExportCertificate), "");
+}
+
+// ---- files
+
+TEST_F(AtATerminal, WhatMayNotBeReadIsSaidToBeSo) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    const std::string file = folder.file("secret.pem");
+    std::ofstream(file) << "x";
+    ::chmod(file.c_str(), 0600);
+    for (const char* name : {"panelctl", "libpanelkit.so.0"}) {
+        std::filesystem::copy_file(builtProgram(name), folder.path() / name);
+    }
+    platform::ChildOptions options;
+    options.arguments = {
+        "setpriv",    "--reuid",          "nobody", "--regid", "nogroup", "--clear-groups", folder.file("panelctl"),
+        "--endpoint", service.endpoint(), "cert",   "import",  file};
+    options.environment["LD_LIBRARY_PATH"] = folder.path().string();
+    options.environment["LC_ALL"] = "C.UTF-8";
+    const auto result = platform::runChild(options, std::chrono::seconds(30));
+    EXPECT_EQ(result.status, 12) << result.error;
+    EXPECT_THAT(result.error, HasSubstr(file + ": Permission denied"));
+}
+
+TEST_F(AtATerminal, NeitherDevicesNorPipesAreImported) {
+    const std::string pipe = folder.file("pipe");
+    ::mkfifo(pipe.c_str(), 0600);
+    expectError(run({"cert", "import", "/dev/zero"}), 12, "is no plain file");
+    expectError(run({"cert", "import", pipe}), 12, "is no plain file");
+}
+
+TEST_F(AtATerminal, AnExportedFileIsItsOwnersAlone) {
+    service.on(Command::ExportCertificate, Reaction::reply(encoded(std::uint32_t{0}, std::string("pem"))));
+    const std::string file = folder.file("gate.pem");
+    EXPECT_EQ(run({"cert", "export", "0A1B", "--output", file}).status, 0);
+    struct stat status {};
+    ASSERT_EQ(::stat(file.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(run({"cert", "export", "0A1B", "--output", "/dev/full"}).status, 12);
+}
+
+} // namespace
