@@ -41,12 +41,18 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+    {Exit::outOfBounds,     "out-of-bounds"},
+    {Exit::unknownChoice,   "unknown-choice"},
+    {Exit::malformedValue,  "malformed-value"},
+    {Exit::restored,        "restored"},
+    {Exit::notRestored,     "not-restored"},
+    {Exit::wouldChange,     "would-change"},
+    {Exit::interrupted,     "interrupted"},
     {Exit::notVerified,     "not-verified"},
     {Exit::expiring,        "expiring"},
     {Exit::alreadyThere,    "already-there"},
     {Exit::wrongPassword,   "wrong-password"},
     {Exit::keyStays,        "key-stays"},
-
     {Exit::unhealthy,       "unhealthy"},
     {Exit::attention,       "attention"},
 };
@@ -80,6 +86,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::notSupported: return Exit::notSupported;
     case Refused::deviceError: return Exit::deviceError;
     case Refused::badInput: return Exit::badInput;
+    case Refused::notStored: return Exit::refused;
     }
     return Exit::refused; // a newer service knows more reasons
 }

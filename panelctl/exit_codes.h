@@ -52,6 +52,15 @@ enum class Exit : int {
 
     refused            = 40, // the service refused for another reason
 
+    // configuration
+    outOfBounds        = 50, // a number beyond its bounds, or none
+    unknownChoice      = 51, // not one of the choices
+    malformedValue     = 52, // not in the parameter's format
+    restored           = 53, // a change failed half-way; everything is as it was before
+    notRestored        = 54, // a change failed half-way, and could not be taken back
+    wouldChange        = 55, // --check found a difference
+    interrupted        = 56, // by Ctrl-C, before anything was changed
+
     // certificates
     notVerified        = 60, // a certificate, or the signature of a CRL, does not verify
     expiring           = 61, // certificates expire within the time that was asked about

@@ -36,6 +36,8 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 // Each adds its verbs to its group.
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
+void addConfigVerbs(CLI::App& group, const Context& context);
+void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
 
 // the program itself
 void addDoctor(CLI::App& group, const Context& context);

@@ -12,6 +12,9 @@ std::string defaultStateFolder(bool systemWide);
 
 std::string defaultUsersGroup();
 
+// Makes the folder of a socket that everybody may connect to, unless it is there. Pipes need none.
+void makeEndpointFolder(const std::string& endpoint);
+
 // The module behind the embedded provider, SoftHSM2, if it is installed; else empty.
 std::string installedEmbeddedModule();
 

@@ -3,10 +3,13 @@
 
 #include <platform/system/files.h>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
+#include <system_error>
 
 namespace panelkitd {
 
@@ -26,6 +29,15 @@ std::string defaultStateFolder(bool systemWide) {
 }
 
 std::string defaultUsersGroup() { return "panelkit"; }
+
+void makeEndpointFolder(const std::string& endpoint) {
+    const std::string folder = endpoint.substr(0, endpoint.rfind('/'));
+    const int made = ::mkdir(folder.c_str(), 0755);
+    if (made != 0 && errno == EEXIST) return;
+    if (made != 0 || ::chmod(folder.c_str(), 0755) != 0) { // the mask of the process may be stricter
+        throw platform::FileError(folder, std::generic_category().message(errno));
+    }
+}
 
 std::string installedEmbeddedModule() {
     constexpr std::array candidates{"/usr/lib/softhsm/libsofthsm2.so", "/usr/lib64/softhsm/libsofthsm2.so",

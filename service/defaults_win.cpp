@@ -25,6 +25,8 @@ std::string defaultStateFolder(bool systemWide) {
 
 std::string defaultUsersGroup() { return "S-1-5-32-545"; } // the built-in users, whatever the language calls them
 
+void makeEndpointFolder(const std::string&) {}
+
 std::string installedEmbeddedModule() {
     const std::string path = environment(L"ProgramFiles") + "\\SoftHSM2\\lib\\softhsm2-x64.dll";
     return GetFileAttributesW(platform::toUtf16(path).c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;

@@ -2,6 +2,7 @@
 #include <service/dispatcher.h>
 
 #include <service/certs/cert_module.h>
+#include <service/config/parameter_module.h>
 #include <service/log.h>
 #include <service/refused.h>
 #include <service/tokens/token_module.h>
@@ -60,6 +61,10 @@ constexpr std::array table = {
     Row{Command::VerifyCert,           Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.verifyCert(c); }},
     Row{Command::CertsReloadAll,       Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.reloadAll(c); }},
     Row{Command::EnumCertificates,     Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumCertificates(c); }},
+    // the configuration: its sections hold secrets
+    Row{Command::WriteGroup,          Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.write(c); }},
+    Row{Command::ReadGroup,           Who::administrators,  Acts::no,  [](Modules& m, Call& c) { return m.parameters.read(c); }},
+    Row{Command::CommitGroups,        Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.parameters.commit(c); }},
 };
 // clang-format on
 

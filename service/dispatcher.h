@@ -15,12 +15,14 @@
 namespace panelkitd {
 
 class CertModule;
+class ParameterModule;
 class TokenModule;
 
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
     CertModule& certificates;
+    ParameterModule& parameters;
 };
 
 // One command as its handler sees it.

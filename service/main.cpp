@@ -2,6 +2,7 @@
 //
 // panelkitd: reads its command line, loads the providers, and serves front ends until it is asked to end.
 #include <service/certs/cert_module.h>
+#include <service/config/parameter_module.h>
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
@@ -11,6 +12,7 @@
 #include <service/tokens/probe.h>
 #include <service/tokens/token_module.h>
 
+#include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
 
 #include <cstdlib>
@@ -21,6 +23,16 @@ namespace {
 
 using namespace panelkitd;
 
+// What the configuration says of the service itself holds from the start, and from each commit on.
+void actOn(Configuration& configuration, Access& access) {
+    const auto act = [&access](const Settings& settings) {
+        setLogLevel(settings.logLevel);
+        access.setAdministratorsGroup(settings.administratorsGroup);
+    };
+    act(configuration.settings());
+    configuration.observe([act](const Settings& settings, const std::vector<std::string>&) { act(settings); });
+}
+
 void serve(const Options& options, TerminationRequest& termination) {
     const StateFolder state(options.state);
     configureEmbeddedModule(state.folder("softhsm"));
@@ -28,7 +40,16 @@ void serve(const Options& options, TerminationRequest& termination) {
     Providers providers(state, options.providers);
     TokenModule tokens(providers);
     CertModule certificates(providers);
-    Dispatcher dispatcher({tokens, certificates}, access);
+    Configuration configuration(state, {options.logLevel, options.administratorsGroup});
+    actOn(configuration, access);
+    ParameterModule parameters(configuration);
+    const bool endpointIsDefault =
+        options.endpoint == bridge::systemEndpoint() || options.endpoint == bridge::privateEndpoint();
+    if (endpointIsDefault) makeEndpointFolder(options.endpoint);
+    Dispatcher dispatcher({.tokens = tokens, //
+                           .certificates = certificates,
+                           .parameters = parameters},
+                          access);
 
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;

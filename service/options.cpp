@@ -46,9 +46,9 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     app.add_option("--state", options.state, "Folder for what survives a restart")->capture_default_str();
     app.add_option("--users-group", options.usersGroup, "Group whose members may use the service")
         ->capture_default_str();
-    app.add_option("--admin-group", options.administratorsGroup, "Group whose members may administer it")
+    app.add_option("--admin-group", options.administratorsGroup, "Group whose members may administer it, until the configuration names one")
         ->capture_default_str();
-    app.add_option("--log-level", options.logLevel, "disabled, events, details or debug")
+    app.add_option("--log-level", options.logLevel, "disabled, events, details or debug, until the configuration sets one")
         ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case));
     app.add_option("--embedded-module", options.providers.embeddedModule,
                    "PKCS#11 module behind the embedded provider; empty for none")

@@ -42,6 +42,9 @@ enum class Refused : std::uint32_t {
 
     // input
     badInput         = 40,
+
+    // the service's own state
+    notStored        = 70, // it can't be written to disk; everything is as it was
     // clang-format on
 };
 

@@ -143,6 +143,11 @@ public:
     std::uint64_t size() const { return size_; }
     std::uint64_t position() const { return position_; }
 
+    // What is not read yet.
+    std::string_view rest() const {
+        return position_ < size_ ? std::string_view(bytes_ + position_, size_ - position_) : std::string_view();
+    }
+
     template <WireInteger T>
     CommandStreamIn& operator>>(T& value) {
         value = platform::loadLittleEndian<T>(take(sizeof(T)));

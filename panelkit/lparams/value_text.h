@@ -22,10 +22,10 @@ std::optional<Integer> readDecimal(std::string_view text);
 std::string printChoice(const LPARAMS::Variant* row, int value, TextForm form);
 
 // Seconds after midnight as "10:00:00"; a number of them that is no time of day as "90000s".
-std::string printTimeOfDay(std::int64_t seconds);
+PANELKIT_EXPORT std::string printTimeOfDay(std::int64_t seconds);
 
 // Reads "H:MM", "HH:MM:SS", with one or two digits for the hour, and "90000s".
-std::optional<std::int64_t> readTimeOfDay(std::string_view text);
+PANELKIT_EXPORT std::optional<std::int64_t> readTimeOfDay(std::string_view text);
 
 // Whether a text is an IPv4 address, an IPv6 address (a zone may follow behind %), or a host name. What consists of
 // digits and dots alone must be an IPv4 address.

@@ -27,6 +27,10 @@ std::string readFile(const std::string& path, std::uint64_t limit);
 // its mode. A symbolic link is followed.
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner);
 
+// Removes what replaceFile left beside the file because the process was ended in the middle of it. Only where no other
+// process replaces the file.
+void removeUnfinished(const std::string& path);
+
 // Makes a folder that only this account can enter, and those above it as needed; one that exists must belong to this
 // account and be writable by nobody else.
 void makePrivateFolder(const std::string& path);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
+#include <platform/system/unfinished_files.h>
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -93,7 +95,7 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
 
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner) {
     const std::string target = followLink(path);
-    std::string beside = target + ".XXXXXX";
+    std::string beside = target + unfinishedMark + "XXXXXX";
     Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
     if (file.get() < 0) fail(beside, errno);
     try {

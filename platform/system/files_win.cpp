@@ -2,6 +2,7 @@
 #include <platform/system/files.h>
 
 #include <platform/system/handle_win.h>
+#include <platform/system/unfinished_files.h>
 #include <platform/system/utf16.h>
 
 #include <algorithm>
@@ -57,7 +58,7 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
 void replaceFile(const std::string& path, const std::string& content, bool) {
     // Modes are POSIX's: here the folder's access list decides who may read a new file.
     const std::wstring target = longName(path);
-    const std::wstring beside = target + L"." + std::to_wstring(GetCurrentProcessId()) + L".new";
+    const std::wstring beside = target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
     Handle file(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!valid(file)) fail(path, GetLastError());
     std::size_t written = 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // An administrator's day with tokens: panelctl, panelkitd, SoftHSM2, and a second user.
+#include "../support/other_user_posix.h"
 #include "../support/panelctl.h"
 
 #include <nlohmann/json.hpp>
@@ -72,34 +73,20 @@ TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
     EXPECT_THAT(seen.output, HasSubstr("Office"));
 }
 
-// Programs where everybody may start them, for a user who may not enter the build folder.
 class AnotherUser : public TheAdministrator {
 protected:
     AnotherUser() {
-        if (::geteuid() != 0) return;
-        programs = std::make_unique<TemporaryFolder>();
-        for (const char* name : {"panelctl", "libpanelkit.so.0"}) {
-            std::filesystem::copy_file(builtProgram(name), programs->path() / name);
-        }
-        ::chmod(std::filesystem::path(service.endpoint()).parent_path().c_str(), 0755);
+        if (OtherUser::canBecome()) other = std::make_unique<OtherUser>(service.endpoint());
     }
     void SetUp() override {
-        if (!programs) GTEST_SKIP() << "only root can become somebody else";
+        if (!other) GTEST_SKIP() << "only root can become somebody else";
     }
     platform::ChildResult runAs(const std::string& user, const std::string& groups, std::vector<std::string> arguments,
                                 const std::string& input = {}) const {
-        platform::ChildOptions options;
-        options.arguments = {
-            "setpriv",    "--reuid",         user, "--regid", "nogroup", groups, programs->file("panelctl"),
-            "--endpoint", service.endpoint()};
-        options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
-        options.environment["LD_LIBRARY_PATH"] = programs->path().string();
-        options.environment["LC_ALL"] = "C.UTF-8";
-        options.input = input;
-        return platform::runChild(options, std::chrono::seconds(30));
+        return other->run(user, groups, std::move(arguments), input);
     }
 
-    std::unique_ptr<TemporaryFolder> programs;
+    std::unique_ptr<OtherUser> other;
 };
 
 TEST_F(AnotherUser, OutsideTheGroupsIsRefusedWithAClearError) {
@@ -131,9 +118,9 @@ TEST_F(AnotherUser, WhoRunsAServiceIsNotTrusted) {
     const TemporaryFolder open;
     ::chmod(open.path().c_str(), 0777);
     for (const char* name : {"panelkitd", "libpanelkit.so.0"}) {
-        std::filesystem::copy_file(builtProgram(name), programs->path() / (std::string("fake-") + name));
+        std::filesystem::copy_file(builtProgram(name), other->programs().path() / (std::string("fake-") + name));
     }
-    std::filesystem::copy_file(builtProgram("panelkitd"), programs->path() / "panelkitd");
+    std::filesystem::copy_file(builtProgram("panelkitd"), other->programs().path() / "panelkitd");
     platform::ChildOptions options;
     options.arguments = {"setpriv",
                          "--reuid",
@@ -141,12 +128,12 @@ TEST_F(AnotherUser, WhoRunsAServiceIsNotTrusted) {
                          "--regid",
                          "nogroup",
                          "--clear-groups",
-                         programs->file("panelkitd"),
+                         other->programs().file("panelkitd"),
                          "--endpoint",
                          open.file("socket"),
                          "--state",
                          open.file("state")};
-    options.environment["LD_LIBRARY_PATH"] = programs->path().string();
+    options.environment["LD_LIBRARY_PATH"] = other->programs().path().string();
     platform::ChildProcess fake(options);
     for (int i = 0; i < 1000 && fake.errorSoFar().find(" serves ") == std::string::npos; ++i) ::usleep(5000);
     const auto result = panelctl(open.file("socket"), {"token", "list"});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The JSON Schema of a configuration, {"SECTION": {"KEY": value}}. Sections and keys may be left out.
+// The JSON Schema of a configuration, {"SECTION": {"KEY": value}}. Sections and keys may be left out, and so may
+// "schema", the version of this form.
 #include <tools/documents/documents.h>
 
 #include <panelkit/lparams/param_text.h>
@@ -156,7 +157,7 @@ std::string section(const ParamGroup& group) {
 } // namespace
 
 std::string configurationSchema() {
-    Members sections, tables;
+    Members sections{{"$schema", object({{"type", string("string")}})}, {"schema", object({{"const", "1"}})}}, tables;
     for (const auto& group : panelkit::AllGroups()) sections.emplace_back(group->name, section(*group));
     for (const auto& table : panelkit::variantTables()) tables.emplace_back(table.name, variants(table.rows));
     return object({

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/interruption.h>
+
+#include <panelctl/exit_codes.h>
+#include <panelctl/texts.h>
+
+#include <csignal>
+
+namespace panelctl {
+
+namespace {
+
+volatile std::sig_atomic_t cameMeanwhile = 0;
+
+extern "C" void noteInterruption(int signal) {
+    cameMeanwhile = 1;
+    (void)std::signal(signal, noteInterruption); // some systems go back to the default with every signal
+}
+
+} // namespace
+
+HeldInterruption::HeldInterruption()
+    : onInterrupt_(std::signal(SIGINT, noteInterruption)), onTerminate_(std::signal(SIGTERM, noteInterruption)) {
+    cameMeanwhile = 0;
+}
+
+HeldInterruption::~HeldInterruption() {
+    (void)std::signal(SIGINT, onInterrupt_);
+    (void)std::signal(SIGTERM, onTerminate_);
+}
+
+void HeldInterruption::check() {
+    if (cameMeanwhile != 0) throw CommandError(Exit::interrupted, text(Say::interrupted));
+}
+
+} // namespace panelctl

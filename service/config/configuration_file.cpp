@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include <service/config/configuration_file.h>
+
+#include <service/config/configuration_text.h>
+#include <service/log.h>
+
+#include <platform/system/files.h>
+#include <platform/system/utf8_path.h>
+#include <platform/system/wipe.h>
+
+#include <filesystem>
+
+namespace panelkitd {
+
+namespace {
+
+// Bodies are bounded (configuration.h) so that what is written can be read again.
+constexpr std::uint64_t largestFile = std::uint64_t{256} << 20;
+
+constexpr int mostKept = 99;
+
+} // namespace
+
+ConfigurationFile::ConfigurationFile(const StateFolder& state, const Shapes& shapes)
+    : shapes_(shapes),
+      path_(state.file("configuration.json")),
+      lastGoodPath_(state.file("configuration.last-good.json")) {
+    platform::removeUnfinished(path_);
+    platform::removeUnfinished(lastGoodPath_);
+}
+
+ConfigurationFile::~ConfigurationFile() { platform::wipe(known_); }
+
+// Nothing when there is no such file, or none that can be read, which is logged.
+std::optional<std::string> ConfigurationFile::readText(const std::string& path) const {
+    try {
+        return platform::readFile(path, largestFile);
+    } catch (const platform::FileError& error) {
+        if (!error.missing) logError(error.what());
+        return std::nullopt;
+    }
+}
+
+std::optional<Bodies> ConfigurationFile::tryText(const std::string& path, const std::string& text) const {
+    ReadConfiguration read = readConfiguration(shapes_, text);
+    for (const std::string& problem : read.problems) logError(path + ": " + problem);
+    for (const std::string& note : read.notes) logEvent(path + ": " + note);
+    return std::move(read.bodies);
+}
+
+Bodies ConfigurationFile::load() {
+    std::optional<std::string> text = readText(path_);
+    if (text) {
+        const platform::WipeOnExit wiped(*text);
+        if (auto bodies = tryText(path_, *text)) {
+            writeLastGood(*text);
+            known_ = *text;
+            return *std::move(bodies);
+        }
+    }
+    std::optional<std::string> lastGood = readText(lastGoodPath_);
+    if (!lastGood) return {};
+    const platform::WipeOnExit wiped(*lastGood);
+    auto bodies = tryText(lastGoodPath_, *lastGood);
+    if (bodies) logError(path_ + (text ? ": not used" : ": gone") + "; the last good state is used: " + lastGoodPath_);
+    return bodies ? *std::move(bodies) : Bodies();
+}
+
+void ConfigurationFile::save(const Bodies& bodies) {
+    std::string text = printConfiguration(shapes_, bodies);
+    const platform::WipeOnExit wiped(text);
+    if (auto former = readText(path_)) {
+        const platform::WipeOnExit wipedFormer(*former);
+        if (*former != known_) keep(*former);
+    }
+    platform::replaceFile(path_, text, true);
+    writeLastGood(text);
+    platform::wipe(known_);
+    known_ = text;
+}
+
+// Under the first name that is free, or that holds the same already.
+void ConfigurationFile::keep(const std::string& text) const {
+    for (int number = 1; number <= mostKept; ++number) {
+        const std::string name = path_ + ".kept-" + std::to_string(number);
+        if (!std::filesystem::exists(platform::toPath(name))) {
+            platform::replaceFile(name, text, true);
+            logEvent(path_ + " is not what this service wrote; what it held is kept as " + name);
+            return;
+        }
+        if (readText(name) == text) return;
+    }
+    throw platform::FileError(path_, "would be replaced, but " + std::to_string(mostKept) +
+                                         " earlier ones are kept beside it; remove some");
+}
+
+// The file itself is whole already, so a copy that fails is told and no more.
+void ConfigurationFile::writeLastGood(const std::string& text) const {
+    try {
+        const auto former = readText(lastGoodPath_);
+        if (former == text) return;
+        if (former && !readConfiguration(shapes_, *former).bodies) keep(*former);
+        platform::replaceFile(lastGoodPath_, text, true);
+    } catch (const platform::FileError& error) {
+        logError(error.what());
+    }
+}
+
+} // namespace panelkitd

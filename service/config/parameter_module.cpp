@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+#include <service/config/parameter_module.h>
+
+namespace panelkitd {
+
+namespace {
+
+std::string readSection(Call& call) {
+    std::string section;
+    call.in >> section;
+    call.subject = "section " + section.substr(0, 32);
+    return section;
+}
+
+} // namespace
+
+std::string ParameterModule::read(Call& call) { return configuration_.read(readSection(call)); }
+
+std::string ParameterModule::write(Call& call) {
+    const std::string section = readSection(call);
+    configuration_.write(section, call.in.rest());
+    return {};
+}
+
+std::string ParameterModule::commit(Call& call) {
+    for (const std::string& section : configuration_.commit()) {
+        call.subject += (call.subject.empty() ? "of " : ", ") + section;
+    }
+    return {};
+}
+
+} // namespace panelkitd

@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+//
+// A scripted service that keeps the sections of the configuration as they are written, and fails as the test says.
+#pragma once
+
+#include <panelkit/lparams/sections.h>
+#include <testing/scripted_service.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+inline std::string bodyOf(const LPARAMS::Client::ParamGroup& group) {
+    std::string body;
+    CommandStreamOut out(body);
+    group.save(out);
+    return body;
+}
+
+class ConfigService {
+public:
+    using Reaction = panelkit::testing::Reaction;
+
+    ConfigService() {
+        using panelkit::Command;
+        using panelkit::testing::Received;
+        for (const auto& group : panelkit::AllGroups()) bodies[group->name] = bodyOf(*group);
+        script.on(Command::ReadGroup, [this](const Received& request) {
+            const std::lock_guard lock(mutex_);
+            return Reaction::reply(bodies.at(sectionOf(request)));
+        });
+        script.on(Command::WriteGroup, [this](const Received& request) {
+            const std::lock_guard lock(mutex_);
+            const std::string section = sectionOf(request);
+            written.push_back(section);
+            bodies[section] = request.payload.substr(4 + section.size());
+            return onWrite ? onWrite(section) : Reaction::reply("");
+        });
+        script.on(Command::CommitGroups, Reaction::reply(""));
+    }
+
+    // What a section holds now.
+    template <class Group>
+    std::unique_ptr<Group> held() const {
+        auto group = std::make_unique<Group>();
+        CommandStreamIn in(bodies.at(group->name));
+        static_cast<LPARAMS::Client::ParamGroup&>(*group).load(in);
+        return group;
+    }
+
+    // Looked at and changed while no command is on its way.
+    std::map<std::string, std::string> bodies;
+    std::vector<std::string> written;                            // the sections, in order
+    std::function<Reaction(const std::string& section)> onWrite; // called when the section holds what was written
+
+private:
+    static std::string sectionOf(const panelkit::testing::Received& request) {
+        std::string section;
+        CommandStreamIn(request.payload) >> section;
+        return section;
+    }
+    std::mutex mutex_;
+
+public:
+    panelkit::testing::ScriptedService script; // goes first, with its threads
+};

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+//
+// The configuration's file: what is damaged or edited wrongly is told with line, section and key, the last good state
+// is used, and nothing is lost.
+#include "../support/running_service.h"
+
+#include <service/config/configuration_file.h>
+#include <service/config/configuration_text.h>
+
+#include <platform/system/files.h>
+
+#include <gmock/gmock.h>
+
+#include <regex>
+
+using namespace panelkitd;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+Bodies bodiesWith(const Shapes& shapes, const std::string& listenAddress) {
+    Bodies bodies;
+    for (const char* name : {"CERTMON", "IKE", "PROXY", "USER"}) {
+        const panelkit::AllGroups groups;
+        const panelkit::Place place = groups.find(name, "");
+        using namespace LPARAMS::Client;
+        if (auto* proxy = dynamic_cast<PROXY*>(place.group)) proxy->HTTP_LISTEN_ADDR.value = listenAddress;
+        if (auto* user = dynamic_cast<USER*>(place.group)) {
+            user->LSP_GATES.items.push_back(std::make_unique<LSP_GATE>());
+            user->LSP_GATES.items[0]->GATE_ADDRESS.value = "gw";
+        }
+        std::string body;
+        CommandStreamOut out(body);
+        place.group->save(out);
+        EXPECT_NO_THROW(shapes.cut(*place.group, body));
+        bodies.set(name, body);
+    }
+    return bodies;
+}
+
+class TheFile : public testing::Test {
+protected:
+    std::string read(const std::string& name) const { return platform::readFile(state.file(name), 1 << 24); }
+    void write(const std::string& name, const std::string& text) const {
+        platform::replaceFile(state.file(name), text, true);
+    }
+    Bodies load() const { return ConfigurationFile(state, shapes).load(); }
+    void save(const Bodies& bodies) const {
+        ConfigurationFile file(state, shapes);
+        file.load();
+        file.save(bodies);
+    }
+    std::vector<std::string> names() const {
+        std::vector<std::string> found;
+        for (const auto& entry : std::filesystem::directory_iterator(state.path())) {
+            found.push_back(entry.path().filename().string());
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    }
+
+    TemporaryFolder folder;
+    StateFolder state{folder.file("state")};
+    Shapes shapes;
+    const Bodies first = bodiesWith(shapes, "first"), second = bodiesWith(shapes, "second");
+    const std::string whole = printConfiguration(shapes, first);
+};
+
+struct Damage {
+    const char* name;
+    const char* what; // is replaced where it first stands; with "..." behind it, all from there on; "" is the whole
+    const char* with;
+    const char* problem;
+};
+
+// Lines are those of the file that TheFile makes.
+const Damage damages[] = {
+    // clang-format off
+    // not JSON
+    {"nothing in it",           "",                                     "",                                    "line 1: no well-formed JSON"},
+    {"zero bytes",              "",                                     "@",                                   "line 1: no well-formed JSON"},
+    {"cut in the middle",       R"("SMTP_SSL"...)",                     "",                                    "line 11: no well-formed JSON at or behind sections.CERTMON.SMTP_SERVER_PORT"},
+    {"cut at the end",          "\n}\n",                                "",                                    "no well-formed JSON"},
+    {"more behind the end",     "\n}\n",                                "\n}\n{}",                            "no well-formed JSON"},
+    {"a comma lost",            R"("SMTP_SSL": true,)",                 "\"SMTP_SSL\": true",                  "line 12: no well-formed JSON at or behind sections.CERTMON.SMTP_SSL"},
+    {"a quote lost",            R"("CHECKING_TIME": ")",                "\"CHECKING_TIME\": ",                 "line 7: no well-formed JSON at or behind sections.CERTMON.CHECKING_TIME"},
+    {"a text over two lines",   "127.0",                                "127\n0",                              "sections.CERTMON.SMTP_SERVER_ADDR"},
+    {"bytes that are no UTF-8", "127.0",                                "\xFF",                                "line 9: no well-formed JSON at or behind sections.CERTMON.SMTP_SERVER_ADDR"},
+    {"a number without end",    R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 1e999",           "line 6: no well-formed JSON at or behind sections.CERTMON.DAYS_TO_EXPIRE"},
+    {"a key twice",             R"("SMTP_SSL")",                        "\"SEND_EMAIL\"",                      "line 11: sections.CERTMON.SEND_EMAIL stands twice"},
+    {"a section twice",         R"("PROXY")",                           "\"IKE\"",                             "sections.IKE stands twice"},
+    {"nested without end",      R"("ENABLE": true)",                    "\"ENABLE\": [[[[[[[[[[[[[[[[[[[[",    "line 5: nested too deeply"},
+    // not a configuration
+    {"a list",                  "",                                     "[]",                                  "line 1: expected an object in braces"},
+    {"no format",               R"("format": 1,)",                      "",                                    "line 1: format: expected the number 1"},
+    {"a strange format",        R"("format": 1)",                       "\"format\": \"one\"",                 "line 2: format: expected the number 1"},
+    {"a newer format",          R"("format": 1)",                       "\"format\": 2",                       "line 2: format: written by a newer version of the service"},
+    {"no sections",             R"("sections")",                        "\"section\"",                         "line 3: section: unknown; expected \"format\" and \"sections\""},
+    {"sections as a list",      R"("sections": ...)",                   "\"sections\": []\n}",                 "line 3: sections: expected an object in braces"},
+    {"an unknown section",      R"("PROXY")",                           "\"PROXIES\"",                         "PROXIES: there is no such section"},
+    {"gateways as a section",   R"("PROXY")",                           "\"LSP_GATE\"",                        "LSP_GATE: there is no such section"},
+    {"a section as a number",   R"("PROXY": ...)",                      "\"PROXY\": 5}}",                      "PROXY: expected the section's parameters in braces"},
+    // not a section
+    {"an unknown parameter",    R"("SMTP_SSL")",                        "\"SMTP_TLS\"",                        "line 11: CERTMON.SMTP_TLS: the section has no such parameter"},
+    {"a parameter lost",        "      \"SMTP_SSL\": true,\n",          "",                                    "line 4: CERTMON: SMTP_SSL is missing"},
+    {"a text for a number",     R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": \"30\"",          "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number from 0 to 4294967295"},
+    {"a fraction",              R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 30.5",            "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
+    {"a number below zero",     R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": -1",              "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
+    {"a number too large",      R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 4294967296",      "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
+    {"a port too large",        R"("SMTP_SERVER_PORT": 465)",           "\"SMTP_SERVER_PORT\": 65536",         "line 10: CERTMON.SMTP_SERVER_PORT: expected a whole number from 0 to 65535"},
+    {"a flag in words",         R"("ENABLE": true)",                    "\"ENABLE\": \"yes\"",                 "line 5: CERTMON.ENABLE: expected true or false"},
+    {"a hole",                  R"("ENABLE": true)",                    "\"ENABLE\": null",                    "line 5: CERTMON.ENABLE: expected true or false"},
+    {"a time that is none",     R"("10:00:00")",                        "\"25:00\"",                           "line 7: CERTMON.CHECKING_TIME: expected a time of day, such as \"10:00:00\""},
+    {"a number for a text",     R"("SMTP_USER": "")",                   "\"SMTP_USER\": 5",                    "line 12: CERTMON.SMTP_USER: expected a text in quotes"},
+    {"half a byte",             R"("SMTP_USER": "")",                   "\"SMTP_USER\": {\"hex\": \"ABC\"}",   "line 12: CERTMON.SMTP_USER: expected an even number of the digits"},
+    {"an unknown choice",       R"("IKE2_FRAGM_AUTO")",                 "\"IKE2_FRAGM_MAYBE\"",                "IKE.IKE2_FRAGMENTATION: expected one of: 0 IKE2_FRAGM_DISABLED, 1 IKE2_FRAGM_AUTO, 2 IKE2_FRAGM_ALWAYS"},
+    {"choices that differ",     R"("IKE2_FRAGM_AUTO")",                 "\"IKE2_FRAGM_ALWAYS\"",               "IKE.IKE2_FRAGMENTATION: \"value\" and \"name\" are not the same choice"},
+    {"a choice without value",  R"("value": 1, "name": "IKE2_FRAGM)",   "\"name\": \"IKE2_FRAGM",              "IKE.IKE2_FRAGMENTATION: expected {\"value\": NUMBER, \"name\": \"NAME\"}"},
+    {"a gateway's field lost",  R"("GATE_ADDRESS": "gw", )",            "",                                    "USER.LSP_GATES: expected GATE_ADDRESS, CERT_SUBJECT and DST_SELECTOR for each gateway"},
+    {"a gateway's field amiss", R"("GATE_ADDRESS")",                    "\"GATE_NAME\"",                       "USER.LSP_GATES: a gateway has no GATE_ADDRESS"},
+    // clang-format on
+};
+
+std::string apply(const Damage& damage, std::string text) {
+    std::string_view what = damage.what;
+    const bool toTheEnd = what.empty() || what.ends_with("...");
+    if (what.ends_with("...")) what.remove_suffix(3);
+    text.replace(text.find(what), toTheEnd ? std::string::npos : what.size(), damage.with);
+    return text == "@" ? std::string(4096, '\0') : text;
+}
+
+TEST_F(TheFile, ThatIsDamagedIsToldWithItsLineAndTheLastGoodStateIsUsedAndNothingIsLost) {
+    save(first);
+    for (const Damage& damage : damages) {
+        const std::string damaged = apply(damage, whole);
+        ASSERT_NE(damaged, whole) << damage.name;
+        const auto problems = readConfiguration(shapes, damaged).problems;
+        EXPECT_THAT(problems, Contains(HasSubstr(damage.problem))) << damage.name;
+
+        write("configuration.json", damaged);
+        EXPECT_TRUE(load() == first) << damage.name;
+        EXPECT_EQ(read("configuration.json"), damaged) << "left to be mended";
+        save(first);
+        EXPECT_EQ(read("configuration.json"), whole);
+    }
+    const std::size_t kept = std::size(damages) - 1; // the empty one holds nothing to keep
+    EXPECT_EQ(names().size(), kept + 2);
+}
+
+TEST_F(TheFile, NamesAllItsProblems) {
+    std::string damaged = std::regex_replace(whole, std::regex("true"), "1.5");
+    damaged = std::regex_replace(damaged, std::regex("10:00:00"), "noon");
+    EXPECT_THAT(readConfiguration(shapes, damaged).problems,
+                testing::IsSupersetOf({HasSubstr("CERTMON.ENABLE"), HasSubstr("CERTMON.CHECKING_TIME"),
+                                       HasSubstr("CERTMON.SMTP_SSL"), HasSubstr("IKE.MOBIKE_ENABLED")}));
+}
+
+TEST_F(TheFile, TellsNoSecretWithItsProblems) {
+    const std::string damaged =
+        std::regex_replace(whole, std::regex(R"("SMTP_PASSWORD": "")"), R"("SMTP_PASSWORD": ["hunter2"])");
+    EXPECT_THAT(readConfiguration(shapes, damaged).problems, ElementsAre(Not(HasSubstr("hunter2"))));
+    EXPECT_THAT(readConfiguration(shapes, damaged + "hunter2").problems, ElementsAre(Not(HasSubstr("hunter2"))));
+}
+
+TEST_F(TheFile, MayBeEditedWithinItsRules) {
+    save(first);
+    std::string edited = std::regex_replace(whole, std::regex("\"first\""), "\"second\"");
+    edited = std::regex_replace(edited, std::regex(R"(\{"value": 1, "name": ("IKE2_FRAGM_AUTO")\})"), "$1");
+    edited = std::regex_replace(edited, std::regex(R"(\{"value": 1, "name": "NATT_POLICY_STD"\})"), "1");
+    edited = std::regex_replace(edited, std::regex("\n +"), "\r\n\t");
+    write("configuration.json", edited);
+    EXPECT_TRUE(load() == second);
+    EXPECT_EQ(read("configuration.last-good.json"), edited) << "what is good is the last good state from then on";
+
+    const auto outside = readConfiguration(
+        shapes, std::regex_replace(whole, std::regex(R"("DAYS_TO_EXPIRE": 30)"), R"("DAYS_TO_EXPIRE": 9999)"));
+    EXPECT_TRUE(outside.bodies);
+    EXPECT_THAT(outside.notes, ElementsAre("line 6: CERTMON.DAYS_TO_EXPIRE: 9999 is outside 1..366"));
+}
+
+TEST_F(TheFile, ThatIsGoneComesBackFromItsLastGoodState) {
+    EXPECT_TRUE(load() == Bodies()) << "a first start";
+    save(first);
+    std::filesystem::remove(state.file("configuration.json"));
+    EXPECT_TRUE(load() == first);
+    std::filesystem::create_directory(state.file("configuration.json"));
+    EXPECT_TRUE(load() == first);
+    std::filesystem::remove(state.file("configuration.json"));
+    write("configuration.last-good.json", "{");
+    EXPECT_TRUE(load() == Bodies());
+    save(second);
+    EXPECT_TRUE(load() == second);
+    EXPECT_EQ(read("configuration.json.kept-1"), "{");
+}
+
+TEST_F(TheFile, KeepsWhatSomebodyEditedWhileTheServiceRan) {
+    ConfigurationFile file(state, shapes);
+    file.load();
+    file.save(first);
+    file.save(second);
+    EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
+    write("configuration.json", "edited");
+    file.save(first);
+    EXPECT_EQ(read("configuration.json.kept-1"), "edited");
+    EXPECT_TRUE(load() == first);
+}
+
+TEST_F(TheFile, RemovesWhatAnInterruptedWriteLeft) {
+    save(first);
+    write("configuration.json.new-a1B2c3", "half");
+    write("configuration.last-good.json.new-4242", "half");
+    load();
+    EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
+}
+
+} // namespace

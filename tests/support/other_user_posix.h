@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl as another account, which only root can become.
+#pragma once
+
+#include "running_service.h"
+
+#include <platform/system/child_process.h>
+
+#include <string>
+#include <vector>
+
+// Copies of the programs where everybody may start them: another user may not enter the build folder. `endpoint` is
+// that of a service of the test's own, whose folder is opened to everybody.
+class OtherUser {
+public:
+    explicit OtherUser(std::string endpoint);
+
+    static bool canBecome(); // whether this process is root
+
+    // Runs panelctl as the user, in the group "nogroup" and in those that setpriv's option `groups` says.
+    platform::ChildResult run(const std::string& user, const std::string& groups, std::vector<std::string> arguments,
+                              const std::string& input = {}) const;
+
+    const TemporaryFolder& programs() const { return programs_; }
+
+private:
+    const std::string endpoint_;
+    TemporaryFolder programs_;
+};
