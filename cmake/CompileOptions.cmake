@@ -21,5 +21,9 @@ elseif(NOT WIN32)
     add_link_options($<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 endif()
 
+if(PANELKIT_LIBFUZZER)
+    add_compile_options(-fsanitize=fuzzer-no-link) # so that the fuzzer sees which way its input takes
+endif()
+
 find_package(Threads REQUIRED)
 target_link_libraries(panelkit_options INTERFACE Threads::Threads)

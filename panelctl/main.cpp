@@ -28,6 +28,7 @@ constexpr std::array groups = {
     panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
     panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
+    panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
 };
 
 } // namespace

@@ -10,11 +10,14 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 namespace panelctl {
 
 namespace {
+
+constexpr const char* cannotWrite = "standard output can't be written";
 
 bool colours = false;
 
@@ -95,10 +98,23 @@ void printJson(const nlohmann::ordered_json& value) {
     printRaw(value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
+void printJsonLine(const nlohmann::ordered_json& value) {
+    const std::string line = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    useBinaryOutput();
+    std::fwrite(line.data(), 1, line.size(), stdout);
+}
+
+bool flushOutput() {
+    errno = 0;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+    if (readerLeft(errno)) return false;
+    throw CommandError(Exit::failed, cannotWrite);
+}
+
 void printRaw(const std::string& bytes) {
     useBinaryOutput();
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
-        throw CommandError(Exit::failed, "standard output can't be written");
+        throw CommandError(Exit::failed, cannotWrite);
     }
 }
 

@@ -58,6 +58,13 @@ void printLines(const std::string& text);
 // A result as JSON, UTF-8, two blanks deep.
 void printJson(const nlohmann::ordered_json& value);
 
+// The same in one line.
+void printJsonLine(const nlohmann::ordered_json& value);
+
+// Sends out what was printed. False when nobody reads it any more. Throws CommandError when it can't be written for
+// another reason.
+bool flushOutput();
+
 // Raw bytes on standard output. Throws CommandError when they can't be written.
 void printRaw(const std::string& bytes);
 

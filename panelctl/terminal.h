@@ -21,6 +21,9 @@ bool coloursWork();
 // From now on, line ends go to standard output as they are.
 void useBinaryOutput();
 
+// Whether this error of a failed write (errno) means that the reader of standard output has left.
+bool readerLeft(int error);
+
 // What was typed at the console, in UTF-8.
 std::string typedToUtf8(std::string typed);
 

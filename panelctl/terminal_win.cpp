@@ -57,6 +57,9 @@ bool coloursWork() {
 
 void useBinaryOutput() { _setmode(_fileno(stdout), _O_BINARY); }
 
+// A pipe without a reader is reported as a bad argument.
+bool readerLeft(int error) { return error == EPIPE || error == EINVAL; }
+
 std::string typedToUtf8(std::string typed) { return toUtf8(decode(GetConsoleCP(), typed)); }
 
 OpenedFile::OpenedFile(const std::string& utf8Path)

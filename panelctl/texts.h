@@ -512,6 +512,28 @@ enum class Say : std::uint16_t {
     configUntouched,
     configRestored,
     configNotRestored,
+    // watching
+    groupWatch,
+    optionWatchFor,
+    optionWatchCount,
+    watchBegins,
+    watchWaits,
+    watchMissed,
+    watchServiceCame,
+    watchServiceWent,
+    watchServiceStopping,
+    watchProviderLoaded,
+    watchProviderUnloaded,
+    watchTokenArrived,
+    watchTokenRemoved,
+    watchTokenInitialized,
+    watchTokenLoggedIn,
+    watchTokenLoggedOut,
+    watchConfiguration,
+    watchPolicyActivated,
+    watchPolicyFailed,
+    watchCertificateExpires,
+    watchCertificateExpired,
 
     count_, // how many there are
 };

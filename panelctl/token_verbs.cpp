@@ -5,6 +5,7 @@
 #include <panelctl/exit_codes.h>
 #include <panelctl/names.h>
 #include <panelctl/output.h>
+#include <panelctl/progress.h>
 #include <panelctl/secrets.h>
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
@@ -185,8 +186,8 @@ struct TokenInit {
         verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
     }
 
-    void run(const Context&) const {
-        CLIVpnTokensController controller;
+    void run(const Context& context) const {
+        TokensWithDots controller(context);
         const TokenInfo found = token.empty() ? findUninitialized(controller) : findToken(controller, token);
         const bool erases = (found.flags & flag::initialized) != 0;
         if (erases && !yes) confirm(found);
@@ -290,8 +291,8 @@ private:
 
 struct TokenReload {
     void options(CLI::App&) {}
-    void run(const Context&) const {
-        CLIVpnTokensController controller;
+    void run(const Context& context) const {
+        TokensWithDots controller(context);
         std::string loggedIn;
         for (const TokenInfo& token : listTokens(controller)) {
             if (token.flags & flag::loggedIn) loggedIn += (loggedIn.empty() ? "" : ", ") + labelOf(token);

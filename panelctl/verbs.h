@@ -48,5 +48,6 @@ void addCertTransferVerbs(CLI::App& group, const Context& context);
 void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
+void addWatchVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

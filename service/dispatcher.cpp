@@ -126,4 +126,8 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
 
 void Dispatcher::ended(bridge::server::Session& session) { modules_.certificates.ended(session); }
 
+void Dispatcher::lagged(const bridge::Peer& peer) {
+    logEvent("a front end of " + displayName(peer) + " does not take its notifications and is disconnected");
+}
+
 } // namespace panelkitd

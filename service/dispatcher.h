@@ -44,6 +44,7 @@ public:
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
     void ended(bridge::server::Session& session) override;
+    void lagged(const bridge::Peer& peer) override;
 
 private:
     Modules modules_;

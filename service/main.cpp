@@ -6,6 +6,8 @@
 #include <service/defaults.h>
 #include <service/dispatcher.h>
 #include <service/log.h>
+#include <service/notifications/announcer.h>
+#include <service/notifications/token_watcher.h>
 #include <service/options.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
@@ -38,7 +40,9 @@ void serve(const Options& options, TerminationRequest& termination) {
     configureEmbeddedModule(state.folder("softhsm"));
     Access access(options.usersGroup, options.administratorsGroup);
     Providers providers(state, options.providers);
-    TokenModule tokens(providers);
+    Announcer announcer;
+    TokenWatcher watcher(providers, announcer, options.tokenPoll);
+    TokenModule tokens(providers, watcher);
     CertModule certificates(providers);
     Configuration configuration(state, {options.logLevel, options.administratorsGroup});
     actOn(configuration, access);
@@ -56,12 +60,14 @@ void serve(const Options& options, TerminationRequest& termination) {
     bridgeOptions.listen.users = options.usersGroup;
     bridgeOptions.grace = options.stopGrace;
     bridge::server::Server server(options.endpoint, dispatcher, bridgeOptions);
-    termination.whenAsked([&server] {
+    const AnnouncingThrough announcing(announcer, server);
+    termination.whenAsked([&server, &announcer] {
         logEvent("asked to end");
+        announcer.announceServiceStopping();
         server.stop();
     });
     logEvent(bridgeOptions.service + " serves " + options.endpoint);
-    if (!server.run()) {
+    if (!server.run() || !watcher.stop(options.stopGrace)) {
         // A module that hangs can't be interrupted. Everything on disk is whole at any moment.
         logError("a command did not end in time and is abandoned");
         std::_Exit(EXIT_FAILURE);

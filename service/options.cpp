@@ -58,6 +58,7 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
         ->take_all();
     addSeconds(app, "--probe-timeout", options.providers.probeDeadline,
                "Seconds that a PKCS#11 module may take when it is tried out");
+    addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
     addSeconds(app, "--stop-grace", options.stopGrace,
                "Seconds to wait for commands under way when it is asked to end");
     app.add_option(probeOption, options.probe)->group(""); // for the service itself, not shown

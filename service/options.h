@@ -18,6 +18,7 @@ struct Options {
     std::string administratorsGroup;
     LogLevel logLevel = LogLevel::events;
     ProviderOptions providers;
+    std::chrono::seconds tokenPoll{2};  // between two looks for tokens that came or went
     std::chrono::seconds stopGrace{10}; // for commands under way when it is asked to end
     std::string probe;                  // not empty: this process is the probe's child
 };

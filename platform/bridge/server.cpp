@@ -60,6 +60,7 @@ public:
     FrameReader reader;              // of the session's thread
     std::atomic<bool> lagged{false}; // a receiver that does not keep up, and was told so
     Peer peer; // set once by the session's thread, under the server's lock; others read it under that lock
+    std::shared_ptr<PushLine> line; // of a receiver; of the session's thread
 
 private:
     std::mutex mutex_;                           // guards writing, and what follows
@@ -111,6 +112,8 @@ struct Server::State {
     std::optional<Hello> readHello(Connection& connection, Patience limit);
     std::optional<Hello> shakeHands(Connection& connection);
     bool serveCommand(Connection& connection, Session& session);
+    void enlist(Connection& connection);
+    void delist(const Connection& connection);
     void serveReceiver(Connection& connection);
     bool takeAnswer(Connection& connection, PushLine& line);
     std::vector<Receiver> receiversNow();
@@ -123,7 +126,7 @@ struct Server::State {
 
 void Server::State::serve(Connection& connection) {
     const std::optional<Hello> hello = shakeHands(connection);
-    if (!hello) return;
+    if (!hello) return delist(connection);
     if (hello->role == Role::receiver) return serveReceiver(connection);
     Session session;
     {
@@ -195,6 +198,7 @@ std::optional<Hello> Server::State::shakeHands(Connection& connection) {
             welcome.verdict = Verdict::versionMismatch;
         }
     }
+    if (welcome.verdict == Verdict::accepted && hello->role == Role::receiver) enlist(connection);
     const IoStatus written = writeFrame(*connection.channel, {.kind = FrameKind::welcome}, encode(welcome), limit);
     if (written != IoStatus::done || welcome.verdict != Verdict::accepted) return std::nullopt;
     return hello;
@@ -251,22 +255,27 @@ bool Server::State::send(Connection& connection, const FrameHeader& request, Ans
 
 // ---- receivers
 
+// Before the receiver is welcomed: what is pushed once it knows that it is attached must reach it. Nothing is sent
+// before the line runs.
+void Server::State::enlist(Connection& connection) {
+    connection.line = std::make_shared<PushLine>(*connection.channel, options.push);
+    const std::scoped_lock lock(mutex);
+    receivers.push_back({connection.line, &connection});
+}
+
+void Server::State::delist(const Connection& connection) {
+    const std::scoped_lock lock(mutex);
+    receivers.remove_if([&](const Receiver& receiver) { return receiver.connection == &connection; });
+}
+
 // The session's own thread takes the answers, one of the line's sends the notifications.
 void Server::State::serveReceiver(Connection& connection) {
-    const auto line = std::make_shared<PushLine>(*connection.channel, options.push);
-    std::list<Receiver>::iterator entry;
-    {
-        const std::scoped_lock lock(mutex);
-        entry = receivers.insert(receivers.end(), {line, &connection});
-    }
-    std::thread sender([line] { line->run(); });
-    while (takeAnswer(connection, *line)) {}
-    {
-        const std::scoped_lock lock(mutex);
-        receivers.erase(entry);
-    }
+    PushLine& line = *connection.line;
+    std::thread sender([&line] { line.run(); });
+    while (takeAnswer(connection, line)) {}
+    delist(connection);
     connection.channel->close();
-    line->end();
+    line.end();
     sender.join();
 }
 
@@ -378,7 +387,11 @@ void Server::push(Push notification) {
 }
 
 void Server::drainPushes(std::chrono::milliseconds time) {
-    for (const State::Receiver& receiver : state_->receiversNow()) receiver.line->drain(time);
+    const Deadline over = Clock::now() + time; // for all of them together
+    for (const State::Receiver& receiver : state_->receiversNow()) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(over - Clock::now());
+        receiver.line->drain(std::max(left, std::chrono::milliseconds(0)));
+    }
 }
 
 void Server::stop() {

@@ -95,6 +95,18 @@ CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {
     return info;
 }
 
+// Never the waiting form of the call: it could be ended only by unloading the module.
+bool Pkcs11Library::slotsMayHaveChanged() const {
+    if (!functions_->C_WaitForSlotEvent) return true;
+    for (CK_ULONG events = 0; events < mostSlots; ++events) {
+        CK_SLOT_ID slot = 0;
+        const CK_RV result = functions_->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr);
+        if (result == CKR_NO_EVENT) return events > 0;
+        if (result != CKR_OK) break;
+    }
+    return true;
+}
+
 std::string examineModule(const std::string& path) {
     const Pkcs11Library library(path);
     const std::vector<CK_SLOT_ID> slots = library.slotsWithToken();

@@ -36,6 +36,10 @@ public:
     std::vector<CK_SLOT_ID> slotsWithToken() const;
     CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const;
 
+    // Whether a token may have come or gone since this was last asked: as the module reports it, or true where it
+    // reports nothing of the kind.
+    bool slotsMayHaveChanged() const;
+
 private:
     platform::DynamicLibrary library_;
     const CK_FUNCTION_LIST* functions_;

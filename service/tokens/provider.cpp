@@ -132,9 +132,29 @@ std::vector<TokenInfo> Provider::tokens() {
     } catch (const RefusedError& error) {
         logError("provider " + settings_.name + ": " + error.what());
     }
-    const std::scoped_lock lock(facts_);
-    lastTokens_ = found;
+    keep(found);
     return found;
+}
+
+void Provider::keep(const std::vector<TokenInfo>& tokens) {
+    const std::scoped_lock lock(facts_);
+    lastTokens_ = tokens;
+}
+
+std::optional<std::vector<TokenInfo>> Provider::tokensIfChanged(bool lookAnyway) {
+    const std::unique_lock calls(calls_, listingPatience);
+    if (!calls) return std::nullopt;
+    if (!library_) return std::vector<TokenInfo>{};
+    const bool changed = library_->slotsMayHaveChanged(); // takes the events, which would else come again
+    if (!changed && !lookAnyway) return std::nullopt;
+    try {
+        std::vector<TokenInfo> found = look();
+        keep(found);
+        return found;
+    } catch (const RefusedError& error) { // the next listing that somebody wants says so loudly
+        logDebug("provider " + settings_.name + ": " + error.what());
+        return std::nullopt;
+    }
 }
 
 // The slots whose token has the label and serial number. Several tokens that are not initialised look alike; then the

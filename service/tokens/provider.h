@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ public:
     // The tokens that are there, or were when the module was last free.
     std::vector<PKCS11::TokenInfo> tokens();
 
+    // For a watcher that asks again and again: the tokens, when the module says that a slot has changed or tells
+    // nothing of its slots, or `lookAnyway`; nothing when there is no news or none can be had now.
+    std::optional<std::vector<PKCS11::TokenInfo>> tokensIfChanged(bool lookAnyway);
+
     // Waits for the module and finds the token. Throws RefusedError when it is not there.
     HeldToken hold(const PKCS11::TokenInfo& token);
 
@@ -59,6 +64,7 @@ private:
 
     PKCS11::TokenInfo describe(CK_SLOT_ID slot);
     std::vector<PKCS11::TokenInfo> look();
+    void keep(const std::vector<PKCS11::TokenInfo>& tokens);
     std::vector<CK_SLOT_ID> matching(const PKCS11::TokenInfo& token);
 
     const Settings settings_;
@@ -80,6 +86,9 @@ public:
     const Pkcs11Library& library() const { return *provider_.library_; }
     CK_SLOT_ID slot() const { return slot_; }
     std::string label() const;
+
+    // The token as listings show it now.
+    PKCS11::TokenInfo info() const { return provider_.describe(slot_); }
 
     // The token's flags as they are now.
     CK_FLAGS flags() const;

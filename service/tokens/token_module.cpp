@@ -80,7 +80,9 @@ std::string TokenModule::enumProviderTokens(Call& call) {
 std::string TokenModule::loadProvider(Call& call) {
     ProviderInfo info = readProvider(call);
     try {
-        return encoded(true, providers_.load(info)->describe());
+        const std::shared_ptr<Provider> loaded = providers_.load(info);
+        watcher_.providersChanged();
+        return encoded(true, loaded->describe());
     } catch (const RefusedError& refused) {
         info.*vocabulary::provider::isLoaded = false;
         info.*vocabulary::provider::problem = refused.what();
@@ -90,6 +92,7 @@ std::string TokenModule::loadProvider(Call& call) {
 
 std::string TokenModule::unloadProvider(Call& call) {
     providers_.unload(readProvider(call));
+    watcher_.providersChanged();
     return {};
 }
 
@@ -100,10 +103,19 @@ std::string TokenModule::raiseProvider(Call& call) {
 
 std::string TokenModule::reloadAll(Call&) {
     providers_.reload();
+    watcher_.providersChanged();
     return {};
 }
 
 // ---- tokens
+
+void TokenModule::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken& token) {
+    try {
+        (watcher_.*what)(token.info());
+    } catch (const RefusedError&) {
+        watcher_.providersChanged(); // it was pulled out this very moment; what was done is done
+    }
+}
 
 std::string TokenModule::login(Call& call) {
     const TokenInfo info = readToken(call);
@@ -116,6 +128,7 @@ std::string TokenModule::login(Call& call) {
     try {
         guardFinalTry(token.flags(), PinOf::user, mayBeFinal);
         token.login(pin);
+        tell(&TokenWatcher::loginChanged, token);
         return success;
     } catch (const RefusedError& refused) {
         const PinStateMessage message = pinMessage(refused, token.flags(), PinOf::user);
@@ -125,7 +138,9 @@ std::string TokenModule::login(Call& call) {
 }
 
 std::string TokenModule::logout(Call& call) {
-    providers_.hold(readToken(call)).logout();
+    HeldToken token = providers_.hold(readToken(call));
+    token.logout();
+    tell(&TokenWatcher::loginChanged, token);
     return {};
 }
 
@@ -141,6 +156,7 @@ std::string TokenModule::initialize(Call& call) {
     }
     withPinTexts(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
     call.subject += " as \"" + label + "\"";
+    tell(&TokenWatcher::initialized, token);
     return success;
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <service/dispatcher.h>
+#include <service/notifications/token_watcher.h>
 #include <service/tokens/providers.h>
 
 #include <string>
@@ -12,7 +13,7 @@ namespace panelkitd {
 
 class TokenModule {
 public:
-    explicit TokenModule(Providers& providers) : providers_(providers) {}
+    TokenModule(Providers& providers, TokenWatcher& watcher) : providers_(providers), watcher_(watcher) {}
 
     std::string enumProviders(Call& call);
     std::string enumProviderTokens(Call& call);
@@ -28,7 +29,10 @@ public:
     std::string seedRandom(Call& call);
 
 private:
+    void tell(void (TokenWatcher::*what)(const PKCS11::TokenInfo&), HeldToken& token);
+
     Providers& providers_;
+    TokenWatcher& watcher_;
 };
 
 } // namespace panelkitd

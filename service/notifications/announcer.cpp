@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include <service/notifications/announcer.h>
+
+#include <service/log.h>
+
+#include <panelkit/bridge/command_stream.h>
+#include <panelkit/bridge/commands.h>
+#include <platform/bridge/server.h>
+
+#include <chrono>
+
+namespace panelkitd {
+
+using bridge::server::PushOutcome;
+using PKCS11::TokenInfo;
+using vocabulary::Notification;
+
+namespace {
+
+// How long the service, when it ends, waits for front ends to take what was announced.
+constexpr auto partingWait = std::chrono::seconds(1);
+
+std::uint64_t now() {
+    using namespace std::chrono;
+    return static_cast<std::uint64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
+}
+
+void noteOutcome(Notification id, PushOutcome outcome) {
+    const std::string number = std::to_string(static_cast<std::int32_t>(id));
+    if (outcome == PushOutcome::timedOut) logDetail("a front end did not answer notification " + number + " in time");
+    if (outcome == PushOutcome::lost) logDebug("a front end left with notification " + number + " under way");
+}
+
+} // namespace
+
+template <class Notice>
+void Announcer::announce(Notification id, Notice notice) {
+    const std::scoped_lock lock(mutex_); // numbers go out in their order
+    notice.moment = {now(), ++lastNumber_};
+    bridge::server::Push push;
+    push.module = ModuleNotifications;
+    push.id = static_cast<std::int32_t>(id);
+    CommandStreamOut(push.payload).append(notice);
+    push.answered = [id](PushOutcome outcome, const std::string&) { noteOutcome(id, outcome); };
+    if (server_) server_->push(std::move(push));
+}
+
+void Announcer::announceTokenArrived(const TokenInfo& token) {
+    announce(Notification::tokenArrived, vocabulary::TokenNotice{{}, token});
+}
+
+void Announcer::announceTokenRemoved(const TokenInfo& token) {
+    announce(Notification::tokenRemoved, vocabulary::TokenNotice{{}, token});
+}
+
+void Announcer::announceTokenInitialized(const TokenInfo& token) {
+    announce(Notification::tokenInitialized, vocabulary::TokenNotice{{}, token});
+}
+
+void Announcer::announceTokenLoggedIn(const TokenInfo& token) {
+    announce(Notification::tokenLoggedIn, vocabulary::TokenNotice{{}, token});
+}
+
+void Announcer::announceTokenLoggedOut(const TokenInfo& token) {
+    announce(Notification::tokenLoggedOut, vocabulary::TokenNotice{{}, token});
+}
+
+void Announcer::announceConfigurationCommitted(const std::string& user, const std::vector<std::string>& sections) {
+    announce(Notification::configurationCommitted, vocabulary::ConfigurationNotice{{}, user, sections});
+}
+
+void Announcer::announcePolicyActivated(const std::string& source, const std::string& policy, const std::string& user) {
+    announce(Notification::policyActivated, vocabulary::PolicyNotice{{}, source, policy, user, {}});
+}
+
+void Announcer::announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
+                                     const std::string& user) {
+    announce(Notification::policyFailed, vocabulary::PolicyNotice{{}, source, policy, user, reason});
+}
+
+void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertInfo& certificate, int daysLeft) {
+    announce(Notification::certificateExpiring, vocabulary::CertificateNotice{{}, token, certificate, daysLeft});
+}
+
+void Announcer::announceServiceStopping() {
+    announce(Notification::serviceStopping, vocabulary::StoppingNotice{});
+    const std::scoped_lock lock(mutex_);
+    if (server_) server_->drainPushes(partingWait);
+}
+
+AnnouncingThrough::AnnouncingThrough(Announcer& announcer, bridge::server::Server& server) : announcer_(announcer) {
+    const std::scoped_lock lock(announcer_.mutex_);
+    announcer_.server_ = &server;
+}
+
+AnnouncingThrough::~AnnouncingThrough() {
+    const std::scoped_lock lock(announcer_.mutex_);
+    announcer_.server_ = nullptr;
+}
+
+} // namespace panelkitd

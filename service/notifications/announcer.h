@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+//
+// The source of module 25: what happens in the service is announced here, and goes to every front end that listens at
+// that moment. Announcing costs little, never waits for a front end and never fails; with no server to send it through
+// an announcement goes to nobody.
+#pragma once
+
+#include <vocabulary/notifications.h>
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace bridge::server {
+class Server;
+}
+
+namespace panelkitd {
+
+// Thread-safe.
+class Announcer {
+public:
+    void announceTokenArrived(const PKCS11::TokenInfo& token);
+    void announceTokenRemoved(const PKCS11::TokenInfo& token);
+    void announceTokenInitialized(const PKCS11::TokenInfo& token);
+    void announceTokenLoggedIn(const PKCS11::TokenInfo& token);
+    void announceTokenLoggedOut(const PKCS11::TokenInfo& token);
+
+    // `user` is who did it, `sections` those whose stored values changed.
+    void announceConfigurationCommitted(const std::string& user, const std::vector<std::string>& sections);
+
+    // `source` is "system", "user" or "driver"; `user` is empty unless the policy is a user's.
+    void announcePolicyActivated(const std::string& source, const std::string& policy, const std::string& user = {});
+    void announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
+                              const std::string& user = {});
+
+    void announceCertificateExpiring(const PKCS11::TokenInfo& token, const CertInfo& certificate, int daysLeft);
+
+    // The last announcement: waits a moment until the front ends have taken what was announced before.
+    void announceServiceStopping();
+
+private:
+    friend class AnnouncingThrough;
+
+    template <class Notice>
+    void announce(vocabulary::Notification id, Notice notice);
+
+    std::mutex mutex_;                         // guards what follows
+    bridge::server::Server* server_ = nullptr; // not owned
+    std::uint64_t lastNumber_ = 0;
+};
+
+// Has announcements go through a server for as long as this lives.
+class AnnouncingThrough {
+public:
+    AnnouncingThrough(Announcer& announcer, bridge::server::Server& server);
+    ~AnnouncingThrough();
+    AnnouncingThrough(const AnnouncingThrough&) = delete;
+    AnnouncingThrough& operator=(const AnnouncingThrough&) = delete;
+
+private:
+    Announcer& announcer_;
+};
+
+} // namespace panelkitd

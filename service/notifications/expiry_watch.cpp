@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include <service/notifications/expiry_watch.h>
+
+#include <service/log.h>
+
+#include <platform/system/local_time.h>
+#include <vocabulary/certs.h>
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+namespace panelkitd {
+
+namespace {
+
+constexpr std::int64_t day = 86'400;
+
+// The clock may be set, and laptops sleep: nobody sleeps through a whole day on a plan that was made before.
+constexpr auto longestPause = std::chrono::hours(1);
+
+std::int64_t secondsSinceEpoch() {
+    using namespace std::chrono;
+    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+std::int64_t secondOfDay(const std::tm& time) { return (time.tm_hour * 60 + time.tm_min) * 60 + time.tm_sec; }
+
+} // namespace
+
+std::optional<int> daysLeft(const CertInfo& certificate, std::int64_t now, const ExpirySettings& settings) {
+    const bool unreadable = certificate.state == static_cast<std::uint32_t>(vocabulary::CertState::unreadable);
+    const auto end = static_cast<std::int64_t>(certificate.notAfter);
+    if (unreadable || end < 0 || end > now + settings.days * day) return std::nullopt;
+    const std::int64_t left = end - now;
+    return static_cast<int>(left >= 0 ? left / day : -1 - (-1 - left) / day);
+}
+
+ExpiryWatch::ExpiryWatch(Source source, Announcer& announcer, ExpirySettings settings,
+                         std::chrono::milliseconds firstPause)
+    : source_(std::move(source)),
+      announcer_(announcer),
+      settings_(settings),
+      rounds_([this](bool) { return look(); }, firstPause) {}
+
+void ExpiryWatch::set(const ExpirySettings& settings) {
+    const std::scoped_lock lock(mutex_);
+    if (settings == settings_) return;
+    settings_ = settings;
+    doneOn_ = -1;
+    rounds_.ask();
+}
+
+std::chrono::milliseconds ExpiryWatch::look() {
+    const auto local = platform::localTime(secondsSinceEpoch());
+    if (!local) return longestPause;
+    std::unique_lock lock(mutex_);
+    const ExpirySettings settings = settings_;
+    const std::int64_t untilTime = settings.timeOfDay.count() - secondOfDay(*local);
+    const bool due = settings.enabled && untilTime <= 0 && doneOn_ != local->tm_yday;
+    if (due) doneOn_ = local->tm_yday;
+    lock.unlock();
+    if (due && !announceAll(settings)) {
+        lock.lock();
+        doneOn_ = -1; // after the next pause again
+    }
+    const std::chrono::seconds next(untilTime > 0 ? untilTime : untilTime + day);
+    return std::min<std::chrono::milliseconds>(next, longestPause);
+}
+
+bool ExpiryWatch::announceAll(const ExpirySettings& settings) const {
+    try {
+        const std::int64_t now = secondsSinceEpoch();
+        for (const WatchedCertificate& watched : source_()) {
+            const auto left = daysLeft(watched.certificate, now, settings);
+            if (left) announcer_.announceCertificateExpiring(watched.token, watched.certificate, *left);
+        }
+        return true;
+    } catch (const std::exception& error) {
+        logError(std::string("looking for certificates that expire: ") + error.what());
+        return false;
+    }
+}
+
+} // namespace panelkitd

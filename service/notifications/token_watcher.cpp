@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+#include <service/notifications/token_watcher.h>
+
+#include <vocabulary/tokens.h>
+
+#include <set>
+
+namespace panelkitd {
+
+using PKCS11::TokenInfo;
+namespace field = vocabulary::token;
+
+namespace {
+
+// However a module reports events, it is listed whole this often: some report none of tokens in software.
+constexpr auto thoroughEvery = std::chrono::seconds(30);
+
+std::pair<std::string, std::string> keyOf(const TokenInfo& token) {
+    return {token.*field::provider, token.*field::serial};
+}
+
+bool isLoggedIn(const TokenInfo& token) { return (token.flags & vocabulary::tokenFlag::loggedIn) != 0; }
+
+// A token without a serial number is left out.
+std::map<std::pair<std::string, std::string>, TokenInfo> byKey(const std::vector<TokenInfo>& tokens) {
+    std::map<std::pair<std::string, std::string>, TokenInfo> result;
+    for (const TokenInfo& token : tokens) {
+        if (!(token.*field::serial).empty()) result.emplace(keyOf(token), token);
+    }
+    return result;
+}
+
+} // namespace
+
+TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace)
+    : providers_(providers),
+      announcer_(announcer),
+      pace_(pace),
+      known_([&providers] {
+          Tokens known;
+          for (const auto& provider : providers.all()) known.merge(byKey(provider->tokens()));
+          return known;
+      }()),
+      rounds_([this](bool wasAsked) { return look(wasAsked); }, pace) {}
+
+std::chrono::milliseconds TokenWatcher::look(bool thoroughly) {
+    const bool due = Clock::now() - lastThorough_ >= thoroughEvery;
+    if (due) lastThorough_ = Clock::now();
+    std::set<std::string> listed;
+    for (const auto& provider : providers_.all()) {
+        listed.insert(provider->settings().name);
+        lookAt(*provider, thoroughly || due);
+    }
+    const std::scoped_lock lock(mutex_);
+    removeKnown([&](const Key& key) { return listed.count(key.first) == 0; });
+    return pace_;
+}
+
+// A command that told what it did while we were looking makes what we saw doubtful: then we look again.
+void TokenWatcher::lookAt(Provider& provider, bool thoroughly) {
+    std::unique_lock lock(mutex_);
+    const std::uint64_t before = commands_;
+    lock.unlock();
+    const auto now = provider.tokensIfChanged(thoroughly);
+    lock.lock();
+    if (!now) return;
+    if (commands_ != before) return rounds_.ask();
+    compare(provider.settings().name, byKey(*now));
+}
+
+// What follows is called with mutex_ held, so that announcements are in order.
+
+template <class Gone>
+void TokenWatcher::removeKnown(Gone gone) {
+    for (auto known = known_.begin(); known != known_.end();) {
+        const bool removed = gone(known->first);
+        if (removed) announcer_.announceTokenRemoved(known->second);
+        known = removed ? known_.erase(known) : std::next(known);
+    }
+}
+
+void TokenWatcher::compare(const std::string& provider, const Tokens& now) {
+    removeKnown([&](const Key& key) { return key.first == provider && now.count(key) == 0; });
+    for (const auto& [key, token] : now) compareOne(token);
+}
+
+void TokenWatcher::compareOne(const TokenInfo& now) {
+    if ((now.*field::serial).empty()) return;
+    TokenInfo loggedOut = now;
+    loggedOut.flags &= ~vocabulary::tokenFlag::loggedIn;
+    const auto [known, arrived] = known_.emplace(keyOf(now), loggedOut);
+    if (arrived) announcer_.announceTokenArrived(loggedOut);
+    const bool wasIn = isLoggedIn(known->second);
+    known->second = now;
+    if (isLoggedIn(now) && !wasIn) announcer_.announceTokenLoggedIn(now);
+    if (!isLoggedIn(now) && wasIn) announcer_.announceTokenLoggedOut(now);
+}
+
+// ---- what commands tell
+
+void TokenWatcher::initialized(const TokenInfo& token) {
+    const std::scoped_lock lock(mutex_);
+    ++commands_;
+    compareOne(token); // it may be a new one, and a log-in has ended
+    announcer_.announceTokenInitialized(token);
+}
+
+void TokenWatcher::loginChanged(const TokenInfo& token) {
+    const std::scoped_lock lock(mutex_);
+    ++commands_;
+    compareOne(token);
+}
+
+} // namespace panelkitd

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+//
+// What ends panelctl watch on POSIX: signals, and a standard output that nobody reads any more.
+#include "../support/panelctl.h"
+
+#include <testing/scripted_service.h>
+
+#include <gmock/gmock.h>
+
+#include <csignal>
+#include <thread>
+
+using panelkit::testing::ScriptedService;
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+
+namespace {
+
+platform::ChildOptions watchOf(const std::string& endpoint) {
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelctl"), "--endpoint", endpoint, "watch"};
+    return options;
+}
+
+TEST(PanelctlWatchOnPosix, EndsWellOnCtrlCAndOnTheRequestToTerminate) {
+    ScriptedService service;
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        platform::ChildProcess watch(watchOf(service.endpoint()));
+        for (int i = 0; i < 1000 && watch.errorSoFar().empty(); ++i) std::this_thread::sleep_for(5ms);
+        ::kill(static_cast<pid_t>(watch.id()), signal);
+        const auto result = watch.wait(10s);
+        EXPECT_EQ(result.ending, platform::Ending::exited) << signal;
+        EXPECT_EQ(result.status, 0) << signal;
+    }
+}
+
+// head leaves after the first line; nothing more happens, and watch ends all the same.
+TEST(PanelctlWatchOnPosix, EndsWhenNobodyReadsItAnyMore) {
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    platform::ChildOptions options;
+    options.arguments = {"/bin/bash", "-c",
+                         "set -o pipefail; '" + builtProgram("panelctl") + "' --endpoint '" + endpoint +
+                             "' watch | head -n 1"};
+    platform::ChildProcess pipeline(options);
+    for (int i = 0; i < 1000 && pipeline.errorSoFar().empty(); ++i) std::this_thread::sleep_for(5ms);
+    const ScriptedService service(endpoint);
+    const auto result = pipeline.wait(20s);
+    EXPECT_EQ(result.ending, platform::Ending::exited);
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_THAT(result.output, HasSubstr("The service is there."));
+}
+
+} // namespace

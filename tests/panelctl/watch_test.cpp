@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl watch against the scripted service: what it reports, what it makes of a service that goes and comes, and
+// what ends it. Runs under Wine too.
+#include "../support/bytes.h"
+#include "../support/panelctl.h"
+
+#include <testing/scripted_service.h>
+#include <vocabulary/notifications.h>
+#include <vocabulary/tokens.h>
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+#include <thread>
+
+using panelkit::Command;
+using panelkit::testing::PushResult;
+using panelkit::testing::Reaction;
+using panelkit::testing::ScriptedService;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using vocabulary::Notification;
+using namespace std::chrono_literals;
+namespace flag = vocabulary::tokenFlag;
+
+namespace {
+
+const TokenInfo office{1, "Office", "A1", "Acme, X", "card", flag::initialized};
+const TokenInfo home{2, "東京\x1B[2J", "B2", "", "card", flag::initialized | flag::loggedIn};
+const TokenInfo blank{3, "", "", "", "card", 0};
+
+class PanelctlWatch : public testing::Test {
+protected:
+    PanelctlWatch() : endpoint(panelkit::testing::uniqueEndpoint()) {}
+
+    void serve(const std::vector<TokenInfo>& tokens, bool loaded = true) {
+        service = std::make_unique<ScriptedService>(endpoint);
+        const ProviderInfo card{"card", "/c.so", "", "", "", "", 0, loaded, true, false, ""};
+        service->on(Command::EnumProviderTokens, Reaction::reply(encoded(tokens)));
+        service->on(Command::EnumProviders, Reaction::reply(encoded(std::vector{card})));
+    }
+    void start(std::vector<std::string> arguments) {
+        platform::ChildOptions options;
+        options.arguments = {builtProgram("panelctl"), "--endpoint", endpoint, "watch"};
+        options.arguments.insert(options.arguments.end(), arguments.begin(), arguments.end());
+        options.environment = {{"PANELKIT_BRIDGE", std::nullopt}, {"LC_ALL", "C.UTF-8"}, {"TZ", "UTC"}};
+        watch = std::make_unique<platform::ChildProcess>(options);
+    }
+    void startJson(std::vector<std::string> arguments = {}) {
+        arguments.emplace_back("--json");
+        start(std::move(arguments));
+    }
+    template <class Notice>
+    PushResult::Kind push(Notification id, const Notice& notice) {
+        EXPECT_TRUE(service->waitForReceiver());
+        return service->push(static_cast<std::int32_t>(id), encoded(notice)).kind;
+    }
+    // Waits until so many lines are there.
+    std::vector<std::string> lines(std::size_t count) const {
+        std::vector<std::string> found;
+        for (const auto limit = std::chrono::steady_clock::now() + 20s; std::chrono::steady_clock::now() < limit;) {
+            found.clear();
+            std::istringstream text(watch->outputSoFar());
+            for (std::string line; std::getline(text, line);) {
+                if (!line.empty() && line.back() == '\r') line.pop_back();
+                found.push_back(line);
+            }
+            if (found.size() >= count) break;
+            std::this_thread::sleep_for(10ms);
+        }
+        return found;
+    }
+    std::vector<std::string> events(std::size_t count) const {
+        std::vector<std::string> names;
+        for (const std::string& line : lines(count)) {
+            const auto event = nlohmann::json::parse(line);
+            names.push_back(event["event"].get<std::string>() + (event["missed"] ? " (missed)" : ""));
+        }
+        return names;
+    }
+    int endStatus() { return watch->wait(20s).status; }
+
+    const std::string endpoint;
+    std::unique_ptr<ScriptedService> service;
+    std::unique_ptr<platform::ChildProcess> watch;
+};
+
+TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
+    serve({});
+    start({"--count", "9"});
+    using Kind = PushResult::Kind;
+    EXPECT_EQ(push(Notification::tokenArrived, vocabulary::TokenNotice{{0, 1}, home}), Kind::handled);
+    EXPECT_THAT(lines(1), ElementsAre("1970.01.01 00:00:00  Token \"東京\\x1B[2J\" (serial number B2) is there."));
+    EXPECT_EQ(push(Notification::tokenLoggedOut, vocabulary::TokenNotice{{1, 2}, office}), Kind::handled);
+    push(Notification::configurationCommitted, vocabulary::ConfigurationNotice{{2, 3}, "anna", {"IKE", "LOG"}});
+    push(Notification::policyActivated, vocabulary::PolicyNotice{{3, 4}, "system", "Main", "", ""});
+    push(Notification::policyFailed, vocabulary::PolicyNotice{{4, 5}, "user", "Own", "anna", "line 3: no"});
+    CertInfo certificate;
+    certificate.subject = "CN=a%s";
+    push(Notification::certificateExpiring, vocabulary::CertificateNotice{{5, 6}, office, certificate, 3});
+    push(Notification::certificateExpiring, vocabulary::CertificateNotice{{6, 7}, office, certificate, -1});
+    EXPECT_EQ(service->push(5, "short").kind, Kind::notHandled) << "and it goes on";
+    EXPECT_EQ(service->push(999, "").kind, Kind::notHandled);
+    push(Notification::tokenInitialized, vocabulary::TokenNotice{{7, 8}, office});
+    push(Notification::serviceStopping, vocabulary::StoppingNotice{{8, 9}});
+    EXPECT_EQ(endStatus(), 0);
+    const auto all = lines(9);
+    ASSERT_EQ(all.size(), 9U);
+    EXPECT_EQ(all[1], "1970.01.01 00:00:01  The service is logged out of token \"Office\" (serial number A1).");
+    EXPECT_EQ(all[2], "1970.01.01 00:00:02  anna committed the configuration: IKE, LOG.");
+    EXPECT_EQ(all[3], "1970.01.01 00:00:03  Policy system \"Main\" is in force.");
+    EXPECT_EQ(all[4], "1970.01.01 00:00:04  Policy user \"Own\" (anna) could not be activated: line 3: no");
+    EXPECT_EQ(all[5], "1970.01.01 00:00:05  Certificate \"CN=a%s\" on token \"Office\" expires in 3 days.");
+    EXPECT_EQ(all[6], "1970.01.01 00:00:06  Certificate \"CN=a%s\" on token \"Office\" has expired.");
+    EXPECT_EQ(all[7], "1970.01.01 00:00:07  Token \"Office\" (serial number A1) is initialised.");
+    EXPECT_EQ(all[8], "1970.01.01 00:00:08  The service is stopping.");
+    EXPECT_THAT(watch->errorSoFar(), HasSubstr("Watching; Ctrl-C ends it."));
+}
+
+TEST_F(PanelctlWatch, WritesOneJsonObjectALine) {
+    serve({});
+    startJson({"--count", "2"});
+    push(Notification::tokenArrived, vocabulary::TokenNotice{{1'800'000'000, 1}, home});
+    push(Notification::policyFailed, vocabulary::PolicyNotice{{0, 2}, "user", "Own", "anna", "why"});
+    EXPECT_EQ(endStatus(), 0);
+    const auto all = lines(2);
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(nlohmann::json::parse(all[0]),
+              nlohmann::json::parse(R"({"schema": 1, "time": "2027-01-15T08:00:00Z", "event": "token-arrived",
+                  "missed": false, "token": {"label": "東京\u001b[2J", "serial": "B2", "model": "", "provider": "card"}})"));
+    const auto failed = nlohmann::json::parse(all[1]);
+    EXPECT_EQ(failed["source"], "user");
+    EXPECT_EQ(failed["reason"], "why");
+}
+
+TEST_F(PanelctlWatch, SaysWhatItMissedWhileTheServiceWasAway) {
+    serve({office, home, blank});
+    startJson({"--count", "8"});
+    TokenInfo loggedIn = office;
+    loggedIn.flags |= flag::loggedIn;
+    push(Notification::tokenLoggedIn, vocabulary::TokenNotice{{0, 1}, loggedIn});
+    EXPECT_THAT(events(1), ElementsAre("token-logged-in"));
+    service.reset();
+    EXPECT_THAT(events(2), ElementsAre("token-logged-in", "service-detached"));
+    TokenInfo renamed = office;
+    renamed.*vocabulary::token::label = "New";
+    const TokenInfo third{4, "Third", "C3", "", "card", flag::initialized};
+    serve({renamed, third, blank, blank}, false);
+    EXPECT_EQ(endStatus(), 0);
+    EXPECT_THAT(events(8),
+                ElementsAre("token-logged-in", "service-detached", "service-attached", "provider-unloaded (missed)",
+                            "token-removed (missed)", "token-initialized (missed)", "token-logged-out (missed)",
+                            "token-arrived (missed)"));
+    EXPECT_EQ(nlohmann::json::parse(lines(8)[4])["token"]["serial"], "B2");
+}
+
+TEST_F(PanelctlWatch, WaitsForAServiceThatIsNotThere) {
+    startJson({"--count", "2"});
+    for (int i = 0; i < 1000 && watch->errorSoFar().empty(); ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_THAT(watch->errorSoFar(), HasSubstr("The service is not there; waiting for it."));
+    serve({office});
+    EXPECT_THAT(events(1), ElementsAre("service-attached"));
+    push(Notification::tokenRemoved, vocabulary::TokenNotice{{0, 1}, office});
+    EXPECT_EQ(endStatus(), 0);
+}
+
+TEST_F(PanelctlWatch, OutlivesManyRestarts) {
+    serve({office});
+    startJson();
+    constexpr std::size_t times = 10;
+    for (std::size_t i = 0; i < times; ++i) {
+        ASSERT_TRUE(service->waitForReceiver());
+        service.reset();
+        ASSERT_EQ(events(2 * i + 1).size(), 2 * i + 1);
+        serve({office});
+        ASSERT_EQ(events(2 * i + 2).back(), "service-attached");
+    }
+    EXPECT_FALSE(watch->ended());
+}
+
+TEST_F(PanelctlWatch, EndsAfterItsTime) {
+    serve({});
+    const auto start = std::chrono::steady_clock::now();
+    const auto result = panelctl(endpoint, {"watch", "--for", "0.5"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "");
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 500ms);
+}
+
+TEST_F(PanelctlWatch, RefusesWhatCanNeverWork) {
+    serve({});
+    service->greet({.verdict = 2, .text = "you are not known here"});
+    EXPECT_EQ(panelctl(endpoint, {"watch"}).status, 4);
+    EXPECT_EQ(panelctl(endpoint, {"watch", "--count", "0"}).status, 2);
+    EXPECT_EQ(panelctl(endpoint, {"watch", "--for", "soon"}).status, 2);
+}
+
+} // namespace

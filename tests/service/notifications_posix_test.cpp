@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+//
+// What needs a service that can be asked to end, and the system's count of wake-ups.
+#include "../support/heard_notices.h"
+#include "../support/running_service.h"
+#include "../support/service_fixture.h"
+
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+using vocabulary::Notification;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct Listening {
+    Listening() {
+        closePooledSessions();
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+        heard = std::make_unique<HeardNotices>();
+        EXPECT_TRUE(heard->waitForAttached(1));
+    }
+    RunningService service{{"--embedded-module", ""}};
+    std::unique_ptr<HeardNotices> heard;
+};
+
+TEST(AServiceThatIsAskedToEnd, SaysSoToThoseWhoListen) {
+    Listening listening;
+    EXPECT_EQ(listening.service.terminate().status, 0);
+    EXPECT_TRUE(listening.heard->next(Notification::serviceStopping));
+    EXPECT_TRUE(listening.heard->waitForDetached(1));
+}
+
+TEST(AServiceThatIsAskedToEnd, WaitsOnlyAMomentForAFrontEndThatDoesNotAnswer) {
+    Listening listening;
+    listening.heard->holdAnswers();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(listening.service.terminate().status, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
+}
+
+long wakeUpsOf(std::int64_t process) {
+    long sum = 0;
+    for (const auto& task : std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        std::ifstream status(task.path() / "status");
+        for (std::string line; std::getline(status, line);) {
+            const std::string key = "voluntary_ctxt_switches:";
+            if (line.rfind(key, 0) == 0) sum += std::stol(line.substr(key.size()));
+        }
+    }
+    return sum;
+}
+
+// Laptops run this all day: a front end that listens, the service, and somebody's watch.
+TEST(AListenerWithNothingToHear, SleepsAndSoDoTheServiceAndTheWatch) {
+    Listening listening;
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelctl"), "--endpoint", listening.service.endpoint(), "watch"};
+    const platform::ChildProcess watch(options);
+    std::this_thread::sleep_for(500ms); // what begins is over
+    EXPECT_NE(watch.errorSoFar(), "");
+    constexpr int seconds = 5;
+    const std::array processes{std::int64_t{::getpid()}, watch.id(), listening.service.process().id()};
+    std::array<long, 3> wakeUps{};
+    for (std::size_t i = 0; i < processes.size(); ++i) wakeUps[i] = -wakeUpsOf(processes[i]);
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    for (std::size_t i = 0; i < processes.size(); ++i) wakeUps[i] += wakeUpsOf(processes[i]);
+    EXPECT_LE(wakeUps[0], seconds);
+    EXPECT_LE(wakeUps[1], seconds);
+    EXPECT_LE(wakeUps[2], 2 * seconds);
+}
+
+} // namespace
