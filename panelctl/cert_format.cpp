@@ -185,8 +185,13 @@ std::string commonName(std::string_view name) {
     return std::string(name);
 }
 
+bool isReadable(const CertInfo& certificate) {
+    return certificate.state != static_cast<std::uint32_t>(CertState::unreadable);
+}
+
 std::string nameOf(const CertInfo& certificate) {
     if (!certificate.subject.empty()) return commonName(certificate.subject);
+    if (!isReadable(certificate)) return phrase(Say::fingerprintIs, {certificate.fingerprint.substr(0, 16)});
     return phrase(Say::serialNumberIs, {certificate.serialNumber});
 }
 

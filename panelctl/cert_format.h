@@ -39,7 +39,10 @@ std::uint64_t parsePeriod(const std::string& period);
 // What people call the holder of an RFC 4514 name: its common name, else the whole name.
 std::string commonName(std::string_view name);
 
-// What people call a certificate: its holder, or its serial number when it has none.
+// Whether it is a certificate at all: what is stored as one need not be, and then has no fields but its fingerprint.
+bool isReadable(const CertInfo& certificate);
+
+// What people call a certificate: its holder, or its number where it has none.
 std::string nameOf(const CertInfo& certificate);
 
 // "label" or, for a token that is not initialised, its serial number.

@@ -22,6 +22,9 @@ namespace {
 
 constexpr std::size_t shortestFingerprint = 8; // digits that are taken for the beginning of one
 
+// Each label costs a command, for which the service reads the token: beyond this many it would take minutes.
+constexpr std::size_t mostLabels = 200;
+
 // ASCII letters alone, so that the bytes of other characters stay.
 std::string lowered(std::string text) {
     for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
@@ -155,14 +158,16 @@ bool matchesUri(VpnCertsController& controller, const Certificate& entry, const 
     return details && (!label || details->label == *label) && (!id || details->keyId == hexOf(*id));
 }
 
-std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const ObjectName& wanted) {
+std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const ObjectName& wanted, std::size_t count) {
     const std::string& name = wanted.name;
     if (isUri(name)) {
         return {[&controller, name](const Certificate& entry) { return matchesUri(controller, entry, name); }};
     }
-    std::vector<Test<CertInfo>> tests{
-        [name](const Certificate& entry) { return named(entry.object, name); },
-        [&controller, name](const Certificate& entry) { return labelOf(controller, entry) == name; }};
+    std::vector<Test<CertInfo>> tests{[name](const Certificate& entry) { return named(entry.object, name); }};
+    if (count <= mostLabels) {
+        tests.emplace_back(
+            [&controller, name](const Certificate& entry) { return labelOf(controller, entry) == name; });
+    }
     if (!wanted.exactly) {
         tests.emplace_back([name](const Certificate& entry) { return contains(entry.object.subject, name); });
     }
@@ -213,7 +218,8 @@ std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, cons
 
 Certificate findCertificate(VpnCertsController& controller, const ObjectName& name) {
     const auto listed = listCertificates(controller, vocabulary::CertSelector::all, name.token);
-    if (const auto found = onlyOne(listed, testsFor(controller, name), name.name, certificateLine)) return *found;
+    if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine))
+        return *found;
     std::vector<std::string> names;
     for (const Certificate& entry : listed) names.push_back(nameOf(entry.object));
     failUnknown(phrase(name.exactly ? Say::noCertOfExactName : Say::noSuchCert, {name.name}), name.name, names);

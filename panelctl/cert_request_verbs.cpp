@@ -199,7 +199,12 @@ private:
         if (result != static_cast<MakeCertRequestResult>(vocabulary::MakeRequest::made)) {
             throw errorOf(result, {wanted.keyLabel, nameOf(target), content});
         }
-        destination.write(content);
+        try {
+            destination.write(content);
+        } catch (const CommandError& error) { // the request is lost, its key is not
+            throw CommandError(error.code, error.what(),
+                               {phrase(Say::requestKeyStays, {wanted.keyLabel, nameOf(target)})});
+        }
         if (destination.file.empty()) return;
         printLine(
             phrase(Say::requestMade, {escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))}));

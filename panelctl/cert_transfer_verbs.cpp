@@ -125,9 +125,9 @@ private:
                                           nlohmann::ordered_json& done) const {
         const CertImportOption& option = file.certificates[place];
         const TokenInfo target = tokenFor(controller, option, file);
-        const auto mode = static_cast<CertImportMode>(modeFor(option, file));
-        const ImportCertResult result =
-            controller.ImportCertificate(target, static_cast<std::uint32_t>(place), mode, extractable, secret);
+        const CertImport mode = modeFor(option, file);
+        const ImportCertResult result = controller.ImportCertificate(
+            target, static_cast<std::uint32_t>(place), static_cast<CertImportMode>(mode), extractable, secret);
         const std::string name = nameOf(option.certificate);
         const bool imported = result == static_cast<ImportCertResult>(ImportCert::imported);
         const bool wasThere = result == static_cast<ImportCertResult>(ImportCert::alreadyThere);
@@ -140,7 +140,8 @@ private:
             if (wasThere && file.certificates.size() > 1) printNote(escaped(error.what()));
             return error;
         }
-        if (!context.json) printLine(phrase(Say::certImported, {escaped(name), escaped(nameOf(target))}));
+        const Say said = mode == CertImport::withChain ? Say::certImportedWithChain : Say::certImported;
+        if (!context.json) printLine(phrase(said, {escaped(name), escaped(nameOf(target))}));
         return std::nullopt;
     }
 

@@ -12,7 +12,6 @@
 namespace panelctl {
 
 using vocabulary::CertSelector;
-using vocabulary::CertState;
 using vocabulary::VerifyPurpose;
 namespace verifyFlag = vocabulary::verifyFlag;
 using Certificate = OnToken<CertInfo>;
@@ -69,9 +68,8 @@ private:
 
     // Those that have expired already are about to be missed even more.
     bool isWanted(const CertInfo& certificate, std::uint64_t deadline) const {
-        const bool readable = certificate.state != static_cast<std::uint32_t>(CertState::unreadable);
-        if (!expiring.empty()) return readable && certificate.notAfter <= deadline;
-        return !expired || (readable && certificate.notAfter < timeNow());
+        if (!expiring.empty()) return isReadable(certificate) && certificate.notAfter <= deadline;
+        return !expired || (isReadable(certificate) && certificate.notAfter < timeNow());
     }
 
     static void print(const std::vector<Certificate>& listed) {
@@ -82,8 +80,8 @@ private:
             table.add({{nameOf(entry.object)},
                        {commonName(entry.object.issuer)},
                        {entry.object.serialNumber},
-                       {dateText(entry.object.notAfter)},
-                       daysLeftCell(entry.object.notAfter),
+                       {isReadable(entry.object) ? dateText(entry.object.notAfter) : ""},
+                       isReadable(entry.object) ? daysLeftCell(entry.object.notAfter) : Cell{},
                        keyCell(entry.object),
                        {nameOf(entry.token)},
                        stateCell(entry.object)});

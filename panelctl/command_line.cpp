@@ -4,6 +4,7 @@
 #include <panelctl/completion.h>
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/help.h>
 #include <panelctl/language.h>
 #include <panelctl/mistakes.h>
@@ -64,7 +65,19 @@ void printVersions() {
     if (session && session->Connect()) {
         printLine(phrase(Say::versionService, {session->service()}));
     } else {
-        printLine(phrase(Say::versionNoService, {bridge::lastFailure().text}));
+        printLine(phrase(Say::versionNoService, {failureText(bridge::lastFailure())}));
+    }
+}
+
+void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, Context& context) {
+    app.formatter(std::make_shared<HelpFormatter>());
+    app.footer(text(Say::epilogue));
+    addGlobalOptions(app, options, context);
+    app.parse_complete_callback([&options] { applyGlobalOptions(options); });
+    for (const Group& group : groups) {
+        CLI::App* const made = app.add_subcommand(group.name, text(group.description));
+        made->require_subcommand(1);
+        group.addVerbs(*made, context);
     }
 }
 
@@ -83,15 +96,7 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     GlobalOptions options;
     Context context;
     CLI::App app(text(Say::about), "panelctl");
-    app.formatter(std::make_shared<HelpFormatter>());
-    app.footer(text(Say::epilogue));
-    addGlobalOptions(app, options, context);
-    app.parse_complete_callback([&] { applyGlobalOptions(options); });
-    for (const Group& group : groups) {
-        CLI::App* const made = app.add_subcommand(group.name, text(group.description));
-        made->require_subcommand(1);
-        group.addVerbs(*made, context);
-    }
+    fill(app, groups, options, context);
     try {
         if (completes) {
             printCandidates(app, std::span(arguments).subspan(1));

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/exit_codes.h>
 
+#include <panelctl/failure_text.h>
 #include <panelctl/texts.h>
 
 #include <iterator>
@@ -52,6 +53,8 @@ const ExitRow exitRows[] = {
     {Exit::alreadyThere,    "already-there"},
     {Exit::wrongPassword,   "wrong-password"},
     {Exit::keyStays,        "key-stays"},
+    {Exit::unhealthy,       "unhealthy"},
+    {Exit::attention,       "attention"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
@@ -110,7 +113,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
     if (failure.code == FailureCode::none) return {Exit::refused, text(Say::noReason)}; // it answered, with nothing
-    return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failure.text};
+    return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }
 
 } // namespace panelctl

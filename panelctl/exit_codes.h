@@ -67,6 +67,10 @@ enum class Exit : int {
     alreadyThere       = 62, // the token holds what is to be stored, or a newer one
     wrongPassword      = 63, // of a file
     keyStays           = 64, // the token does not let the private key out
+
+    // panelctl doctor
+    unhealthy          = 70, // something does not work
+    attention          = 71, // everything works; something will not for long
     // clang-format on
 };
 

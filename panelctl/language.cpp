@@ -77,7 +77,7 @@ Language loadLanguage(const std::string& name, const std::string& folder) {
     // Kept for the life of the process, like the texts.
     static Loc::UIModule library;
     static TextModule own;
-    Language loaded{name, folder, {}};
+    Language loaded{name, name, folder, {}};
     load(library, loaded);
     load(own, loaded);
     return loaded;
@@ -87,7 +87,7 @@ const Language& chooseLanguage(std::span<const std::string> arguments) {
     const std::string asked = shortName(languageOption(arguments));
     const std::string wanted = asked.empty() ? usersLanguage() : asked;
     const std::filesystem::path folder = wanted == english ? std::filesystem::path() : localeFolder(wanted);
-    language() = folder.empty() ? Language{} : loadLanguage(wanted, fromPath(folder));
+    language() = folder.empty() ? Language{.wanted = wanted} : loadLanguage(wanted, fromPath(folder));
     if (folder.empty() && wanted == asked && wanted != english) {
         language().problems.push_back(phrase(Say::noTranslation, {asked}));
     }

@@ -17,7 +17,8 @@
 namespace panelctl {
 
 struct Language {
-    std::string name = "en";           // or what the catalogues are called by: "ru"
+    std::string wanted = "en";         // or what the catalogues are called by: "ru"
+    std::string name = "en";           // what there is of it
     std::string folder;                // that of the locales; empty when none had to be found, or was found
     std::vector<std::string> problems; // of the catalogues, for people
 };

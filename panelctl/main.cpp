@@ -16,6 +16,10 @@ constexpr std::array groups = {
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
     panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
+
+    // the program itself
+    panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
+    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
     // certificates, CRLs, preshared keys
     panelctl::Group{"cert", Say::groupCert,
                     [](CLI::App& group, const panelctl::Context& context) {
@@ -28,6 +32,7 @@ constexpr std::array groups = {
 
     // the program itself
     panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
+    panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
     panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
 };
 

@@ -48,7 +48,7 @@ struct Wording {
 // clang-format off
 constexpr std::array wordings = {
     Wording{"RequiredError",    "",                    " is required", Say::argumentMissing},
-    Wording{"ArgumentMismatch", "",                    ": 1 required ", Say::valueMissing},
+    Wording{"ArgumentMismatch", "",                    ": 1 required ", Say::optionNeedsValue},
     Wording{"ConversionError",  "Could not convert: ", " = ",          Say::valueUnfit},
     Wording{"RequiresError",    "",                    " requires ",   Say::optionRequires},
     Wording{"ExcludesError",    "",                    " excludes ",   Say::optionExcludes},

@@ -40,6 +40,12 @@ void addNetVerbs(CLI::App& group, const Context& context);
 void addConfigVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
 
+void addConfigVerbs(CLI::App& group, const Context& context);
+void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
+
+// the program itself
+void addDoctor(CLI::App& group, const Context& context);
+void addCompletionVerbs(CLI::App& group, const Context& context);
 // certificates, CRLs, preshared keys
 void addCertVerbs(CLI::App& group, const Context& context);
 void addCertTransferVerbs(CLI::App& group, const Context& context);

@@ -57,7 +57,7 @@ make_files() {
     openssl req -new -newkey rsa:2048 -nodes -keyout "$pki/guest.key" -out "$pki/guest.csr" -subj "/CN=Guest"
     openssl x509 -req -in "$pki/guest.csr" -CA "$pki/other-ca.pem" -CAkey "$pki/other.key" -out "$pki/guest.pem" -days 30
     openssl pkcs12 -export -in "$pki/gate.pem" -inkey "$pki/gate.key" -certfile "$pki/ca.pem" -name gate \
-        -out "$pki/gate.p12" -passout pass:over-the-hills
+        -out "$pki/gate.p12" -passout env:FILE_PASSWORD
 }
 
 quietly() { "$@" >"$day/quiet.log" 2>&1 || { cat "$day/quiet.log" >&2; echo "demo: FAILED: $*" >&2; exit 1; }; }
@@ -65,7 +65,7 @@ quietly() { "$@" >"$day/quiet.log" 2>&1 || { cat "$day/quiet.log" >&2; echo "dem
 same() { cmp -s "$1" "$2" || { echo "demo: $1 and $2 differ" >&2; exit 1; }; }
 
 chapter "Certificates from files: an authority, a certificate with its key, a revocation list"
-quietly make_files
+FILE_PASSWORD=over-the-hills quietly make_files
 run panelctl cert import "$pki/gate.p12" --list --password-stdin <<<'over-the-hills'
 refused 63 panelctl cert import "$pki/gate.p12" --token "$token" --password-stdin <<<'under-the-hills'
 run panelctl cert import "$pki/gate.p12" --token "$token" --extractable --password-stdin <<<'over-the-hills'
@@ -110,7 +110,7 @@ quietly openssl x509 -in "$pki/branch-again.pem" -outform DER -out "$pki/2.der"
 same "$pki/1.der" "$pki/2.der"
 refused 64 panelctl cert export Branch --key --password-stdin --output "$pki/branch.p12" <<<'far-away'
 run panelctl cert export "Gate Büro" --key --chain --password-stdin --output "$pki/gate-again.p12" <<<'far-away'
-quietly openssl pkcs12 -in "$pki/gate-again.p12" -passin pass:far-away -nodes -out "$pki/gate-again.pem"
+FILE_PASSWORD=far-away quietly openssl pkcs12 -in "$pki/gate-again.p12" -passin env:FILE_PASSWORD -nodes -out "$pki/gate-again.pem"
 refused 26 panelctl cert delete Branch </dev/null
 run panelctl cert delete Branch --yes
 run panelctl cert import "$pki/branch-again.pem"
@@ -122,10 +122,13 @@ run panelctl psk list
 run panelctl psk delete "site A" --yes
 
 chapter "Another program sees the same objects"
-export SOFTHSM2_CONF=$day/state/softhsm/softhsm2.conf
-run pkcs11-tool --module /usr/lib/softhsm/libsofthsm2.so --token-label "$token" --login --pin 2345678 -O
-pkcs11-tool --module /usr/lib/softhsm/libsofthsm2.so --token-label "$token" --login --pin 2345678 -O 2>/dev/null |
-    grep -q 'CN=Gate' || { echo "demo: pkcs11-tool does not see the certificate" >&2; exit 1; }
-unset SOFTHSM2_CONF
+export SOFTHSM2_CONF=$day/state/softhsm/softhsm2.conf TOKEN_PIN=2345678
+objects=(pkcs11-tool --module /usr/lib/softhsm/libsofthsm2.so --token-label "$token" --login --pin env:TOKEN_PIN -O)
+run "${objects[@]}"
+"${objects[@]}" 2>/dev/null >"$day/objects"
+for seen in 'CN=Gate' "label: *Branch" "panelkit CRL"; do
+    grep -q "$seen" "$day/objects" || { echo "demo: pkcs11-tool does not see $seen" >&2; exit 1; }
+done
+unset SOFTHSM2_CONF TOKEN_PIN
 run panelctl crl delete "Office CA" --yes
 run panelctl cert reload

@@ -3,6 +3,7 @@
 // panelctl cert list, show, chain, verify: what they print, and how certificates are named. Runs under Wine too.
 #include "cert_fixture.h"
 
+#include <array>
 #include <ctime>
 
 using panelkit::Command;
@@ -49,6 +50,20 @@ TEST_F(CertVerbs, ListCertificatesAsJson) {
     EXPECT_EQ(list[2]["token"]["label"], "東京");
     listCertificates({});
     EXPECT_EQ(run({"cert", "list", "--json"}).output, "[]\n");
+}
+
+TEST_F(CertVerbs, ListWhatIsNoCertificateByItsFingerprint) {
+    const CertInfo broken{.fingerprint = "99999999AAAAAAAA2222",
+                          .keyType = vocabulary::keyType::unknown,
+                          .state = static_cast<std::uint32_t>(vocabulary::CertState::unreadable)};
+    listCertificates({{office, broken}});
+    const auto result = run({"cert", "list"});
+    EXPECT_THAT(result.output,
+                HasSubstr("\nfingerprint 99999999AAAAAAAA                                      Office  unreadable"));
+    EXPECT_EQ(run({"cert", "list", "--expiring", "30d"}).status, 0) << "it does not expire";
+    service.on(Command::DeleteCertificate, Reaction::reply(""));
+    EXPECT_EQ(run({"cert", "delete", "99999999AA", "--yes"}).status, 0);
+    EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, broken));
 }
 
 TEST_F(CertVerbs, ListWhatIsAskedFor) {

@@ -73,7 +73,8 @@ TEST_F(FileVerbs, ImportTheCertificateWithItsKeyAndChain) {
     const auto result =
         run({"cert", "import", path, "--token", "Office", "--password-stdin", "--pin-stdin"}, "pass\n12 34\n");
     EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_EQ(result.output, "Certificate \"gate, west\" is imported to token \"Office\".\n");
+    EXPECT_EQ(result.output,
+              "Certificate \"gate, west\" is imported to token \"Office\", with the authorities that it builds on.\n");
     EXPECT_EQ(sent(Command::ParseCertFile), encoded(std::string("bundle"), std::string("pass")));
     EXPECT_EQ(sent(Command::ImportCertificate),
               imported(office, 1, CertImport::withChain) + encoded(std::string("12 34")));
@@ -288,6 +289,9 @@ TEST_F(RequestVerb, TakesWhatIsAskedForIfTheTokenOffersIt) {
                                .commonName = "gate",
                                .keyLabel = "old"};
     EXPECT_EQ(sent(Command::MakeCertRequest), encoded(office, info));
+    const auto lost =
+        run({"cert", "request", "--token", "A1", "--cn", "gate", "--output", folder.file("no/such/folder")});
+    expectError(lost, 1, "\nthe key pair \"gate\" is on token \"Office\" all the same");
     for (const char* key : {"rsa:512", "rsa:", "rsa:2048x", "dsa", "ec:99999999999999999999"}) {
         expectError(run({"cert", "request", "--token", "A1", "--cn", "gate", "--key", key}), 12,
                     "it offers rsa:1024, rsa:2048, rsa:4096, ec:256, ec:384");

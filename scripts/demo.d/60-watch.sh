@@ -1,0 +1,33 @@
+# What happens in the service, as it happens; also while it restarts.
+chapter "Watching the service"
+printf '\n$ panelctl watch &\n'
+"$bin/panelctl" watch >"$day/watched" 2>"$day/watching" &
+watching=$!
+
+# seen FILE TEXT: waits until the watcher has printed it.
+seen() {
+    for _ in $(seq 200); do
+        grep -q "$2" "$1" && return
+        sleep 0.05
+    done
+    echo "demo: watch does not say \"$2\"" >&2
+    exit 1
+}
+seen "$day/watching" "Watching"
+run panelctl token login "Office Офис" --pin-stdin <<<'2345678'
+run panelctl token logout "Office Офис"
+seen "$day/watched" "is logged out of"
+
+printf '\n$ kill %s     # the service\n' "$service"
+kill "$service"
+wait "$service"
+seen "$day/watched" "is gone"
+mv "$day/service.log" "$day/service.log.before" # start_service waits for a line in a new one
+start_service
+cat "$day/service.log.before" "$day/service.log" >"$day/service.log.whole"
+cat "$day/service.log.whole" >"$day/service.log"
+seen "$day/watched" "The service is there"
+kill "$watching"
+wait "$watching"
+printf '\n'
+cat "$day/watched"

@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl doctor against services in all states of health. Runs under Wine too.
+#include "../support/bytes.h"
+#include "../support/panelctl.h"
+
+#include <panelkit/certs/cert_records.h>
+#include <panelkit/tokens/token_records.h>
+#include <testing/scripted_service.h>
+#include <vocabulary/tokens.h>
+
+#include <nlohmann/json.hpp>
+
+#include <gmock/gmock.h>
+
+#include <ctime>
+
+using panelkit::Command;
+using panelkit::testing::Greeting;
+using panelkit::testing::Reaction;
+using panelkit::testing::ScriptedService;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using testing::HasSubstr;
+namespace flag = vocabulary::tokenFlag;
+
+namespace {
+
+// A service that lacks nothing.
+class TheDoctor : public testing::Test {
+protected:
+    TheDoctor() {
+        hasProviders({{"card", "/c.so", "", "", "", "", 1, true, true, false, ""}});
+        hasTokens(flag::initialized | flag::userPinInitialized);
+        hasCertificate(400);
+    }
+    void hasProviders(const std::vector<ProviderInfo>& providers) {
+        service.on(Command::EnumProviders, Reaction::reply(encoded(providers)));
+    }
+    void hasTokens(std::uint32_t flags) {
+        service.on(Command::EnumProviderTokens,
+                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}})));
+    }
+    void hasCertificate(int daysLeft) {
+        CertInfo certificate;
+        certificate.subject = "CN=Alice";
+        certificate.notAfter = static_cast<std::uint64_t>(std::time(nullptr) + daysLeft * 86400 + 3600);
+        service.on(Command::EnumCertificates, Reaction::reply(encoded(std::uint32_t{1}, TokenInfo{}, certificate)));
+    }
+
+    // The finding of one check.
+    nlohmann::json finding(const std::string& check) {
+        for (const auto& one : nlohmann::json::parse(doctor().output)) {
+            if (one["check"] == check) return one;
+        }
+        return {};
+    }
+    platform::ChildResult doctor() { return panelctl(service.endpoint(), {"doctor", "--json"}); }
+    void expectSick(const std::string& check, const std::string& state, const std::string& found, int status) {
+        const nlohmann::json one = finding(check);
+        EXPECT_EQ(one["state"], state) << one;
+        EXPECT_THAT(one["found"].get<std::string>(), HasSubstr(found));
+        EXPECT_NE(one["remedy"], "") << check;
+        EXPECT_EQ(doctor().status, status);
+    }
+
+    ScriptedService service;
+};
+
+TEST_F(TheDoctor, FindsNothingWrongWhereNothingIs) {
+    for (const char* check : {"service", "rights", "providers", "tokens", "certificates", "language"}) {
+        EXPECT_EQ(finding(check)["state"], "ok") << finding(check);
+        EXPECT_EQ(finding(check)["remedy"], "");
+    }
+    EXPECT_THAT(finding("service")["found"].get<std::string>(), HasSubstr("answers at " + service.endpoint()));
+}
+
+TEST_F(TheDoctor, NamesWhatIsBrokenAndWhatWillBe) {
+    hasCertificate(12);
+    expectSick("certificates", "warning", "\"CN=Alice\"", 71);
+    hasCertificate(-2);
+    expectSick("certificates", "problem", "expired: \"CN=Alice\"", 70);
+    hasCertificate(400);
+    hasTokens(flag::initialized | flag::userPinFinalTry);
+    expectSick("tokens", "warning", "one PIN try remains: \"Office\"", 71);
+    hasTokens(flag::initialized | flag::userPinLocked);
+    expectSick("tokens", "problem", "PIN locked: \"Office\"", 70);
+    hasTokens(0);
+    expectSick("tokens", "warning", "no initialised token", 71);
+    hasProviders({{"card", "/c.so", "", "", "", "", 0, false, true, false, "it \x1B crashed"}});
+    expectSick("providers", "problem", "\"card\": not loaded: it \\x1B crashed", 70);
+}
+
+TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {
+    service.on(Command::EnumCertificates, Reaction::refuse("this service has no module 8"));
+    EXPECT_EQ(finding("certificates")["state"], "not-checked");
+    EXPECT_THAT(finding("certificates")["found"].get<std::string>(), HasSubstr("no module 8"));
+    service.on(Command::EnumCertificates, Reaction::reply("x"));
+    EXPECT_EQ(finding("certificates")["state"], "problem") << "a reply that ends early is no answer";
+}
+
+TEST_F(TheDoctor, SaysWhyTheServiceCannotBeReached) {
+    service.greet({.verdict = 2, .text = "nobody may not use this service"});
+    expectSick("service", "problem", "nobody may not use this service", 70);
+    EXPECT_EQ(finding("tokens")["state"], "not-checked");
+    const auto result = panelctl(panelkit::testing::uniqueEndpoint(), {"doctor", "--lang", "ru"});
+    EXPECT_EQ(result.status, 70);
+    EXPECT_THAT(result.output, HasSubstr("служба не запущена: "));
+    EXPECT_THAT(result.output, HasSubstr("-> запустите службу"));
+}
+
+} // namespace

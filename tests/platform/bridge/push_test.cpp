@@ -1,0 +1,222 @@
+// SPDX-License-Identifier: MIT
+//
+// Notifications from the server to its receivers: that none is lost, in which order they come, and what becomes of
+// those that nobody answers.
+#include <platform/bridge/server.h>
+
+#include <platform/bridge/command_sender.h>
+#include <platform/bridge/frame.h>
+#include <platform/bridge/hello.h>
+#include <platform/bridge/receiver.h>
+#include <testing/scripted_service.h>
+
+#include "../../support/run_speed.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+using bridge::FrameHeader;
+using bridge::FrameKind;
+using bridge::server::Push;
+using bridge::server::PushOutcome;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr auto notifications = static_cast<ModuleIdType>(25);
+constexpr bridge::Patience patience{5000};
+
+class Quiet : public bridge::server::Service {
+public:
+    bool admits(const bridge::Peer&) override { return true; }
+    bridge::server::Answer handle(bridge::server::Session&, const bridge::server::Request&) override {
+        return bridge::server::Answer::reply({});
+    }
+    void lagged(const bridge::Peer&) override { ++laggards; }
+    std::atomic<int> laggards{0};
+};
+
+// A counter that can be waited for.
+class Count {
+public:
+    void add() {
+        const std::scoped_lock lock(mutex_);
+        ++value_;
+        changed_.notify_all();
+    }
+    int value() const {
+        const std::scoped_lock lock(mutex_);
+        return value_;
+    }
+    bool reaches(int wanted, std::chrono::milliseconds limit = 60s) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, limit, [&] { return value_ >= wanted; });
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    int value_ = 0;
+};
+
+class Listener : public bridge::client::CommandListener {
+public:
+    using Handle = std::function<bool(std::int32_t id, const std::string& payload)>;
+    explicit Listener(Handle handle) : CommandListener(notifications), handle_(std::move(handle)) {
+        bridge::client::AddCommandListener(this);
+        bridge::client::CommandReceiver_init();
+    }
+    ~Listener() override {
+        bridge::client::CommandReceiver_fini();
+        bridge::client::DelCommandListener(this);
+    }
+    bool onCommand(bridge::client::RecvSession*, std::int32_t id, const std::string& payload, std::string&) override {
+        return handle_(id, payload);
+    }
+    void onServerAttach() override { attached.add(); }
+
+    Count attached;
+
+private:
+    const Handle handle_;
+};
+
+class Pushes : public testing::Test {
+protected:
+    explicit Pushes(bridge::server::PushLimits limits = {}) : server(endpoint, service, with(limits)) {
+        running = std::thread([this] { server.run(); });
+        CommandSender::Instance().SetEndpoint(endpoint);
+    }
+    ~Pushes() override {
+        server.stop();
+        running.join();
+    }
+    static bridge::server::Options with(bridge::server::PushLimits limits) {
+        bridge::server::Options options;
+        options.push = limits;
+        return options;
+    }
+    void push(std::int32_t id, const std::string& payload, std::function<void(PushOutcome)> outcome = {}) {
+        Push one{25, id, payload, {}};
+        if (outcome) one.answered = [outcome](PushOutcome what, const std::string&) { outcome(what); };
+        server.push(std::move(one));
+    }
+    // A receiver that is welcomed and then does nothing of itself.
+    std::unique_ptr<bridge::Channel> idleReceiver() const {
+        std::unique_ptr<bridge::Channel> channel;
+        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
+        writeFrame(*channel, {.kind = FrameKind::hello},
+                   encode(bridge::Hello{bridge::protocolVersion, bridge::Role::receiver, "Idle"}), patience);
+        bridge::FrameReader reader(*channel);
+        FrameHeader header;
+        std::string body;
+        EXPECT_EQ(reader.readHeader(header, bridge::after(5000), patience), bridge::FrameStatus::done);
+        EXPECT_EQ(reader.readBody(header, body, bridge::helloLimit, patience), bridge::FrameStatus::done);
+        return channel;
+    }
+
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    Quiet service;
+    bridge::server::Server server;
+    std::thread running;
+};
+
+// Ten kinds in turn, as fast as the line takes them.
+TEST_F(Pushes, AreAllHandledAndThoseOfOneIdInOrder) {
+    constexpr int total = slowRun ? 5'000 : 100'000;
+    constexpr int kinds = 10;
+    std::array<std::atomic<int>, kinds> last{};
+    std::atomic<int> disorder{0};
+    Count handled;
+    Listener listener([&](std::int32_t id, const std::string& payload) {
+        const int number = std::stoi(payload);
+        if (last.at(static_cast<std::size_t>(id)).exchange(number) >= number) ++disorder;
+        return true;
+    });
+    ASSERT_TRUE(listener.attached.reaches(1));
+    for (int i = 1; i <= total; ++i) {
+        ASSERT_TRUE(handled.reaches(i - 500)) << i; // no more than 500 at a time wait
+        push(i % kinds, std::to_string(i), [&](PushOutcome outcome) {
+            if (outcome == PushOutcome::handled) handled.add();
+        });
+    }
+    EXPECT_TRUE(handled.reaches(total));
+    EXPECT_EQ(disorder, 0);
+    EXPECT_EQ(service.laggards, 0);
+}
+
+TEST_F(Pushes, ReachAReceiverFromTheMomentThatItKnowsOfTheService) {
+    for (int i = 0; i < 20; ++i) {
+        const auto receiver = idleReceiver();
+        push(1, "at once");
+        bridge::FrameReader reader(*receiver);
+        FrameHeader header;
+        ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), bridge::FrameStatus::done) << i;
+        EXPECT_EQ(header.kind, FrameKind::push);
+    }
+}
+
+TEST_F(Pushes, ToNobodyAreForgotten) {
+    push(1, "x", [](PushOutcome) { ADD_FAILURE() << "nobody was sent it"; });
+    server.drainPushes(1s);
+}
+
+class ImpatientPushes : public Pushes {
+protected:
+    ImpatientPushes() : Pushes({.waiting = 10, .waitingBytes = 1000, .answerWait = 100ms}) {}
+};
+
+TEST_F(ImpatientPushes, ThatNobodyAnswersAreGivenUpAndTheNextOfTheirIdGoesOut) {
+    const auto receiver = idleReceiver();
+    Count timedOut, lost;
+    const auto note = [&](PushOutcome outcome) {
+        if (outcome == PushOutcome::timedOut) timedOut.add();
+        if (outcome == PushOutcome::lost) lost.add();
+    };
+    push(1, "a", note);
+    push(1, "b", note);
+    ASSERT_TRUE(timedOut.reaches(2));
+    bridge::FrameReader reader(*receiver);
+    for (const char* expected : {"a", "b"}) {
+        FrameHeader header;
+        std::string body;
+        ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), bridge::FrameStatus::done);
+        ASSERT_EQ(reader.readBody(header, body, 100, patience), bridge::FrameStatus::done);
+        EXPECT_EQ(body, expected);
+    }
+    EXPECT_EQ(lost.value(), 0);
+}
+
+TEST_F(ImpatientPushes, CloseAReceiverThatDoesNotKeepUpAndSayItOnce) {
+    const auto receiver = idleReceiver();
+    Count lost;
+    for (int i = 0; i < 50; ++i) {
+        push(1, "x", [&](PushOutcome outcome) {
+            if (outcome == PushOutcome::lost) lost.add();
+        });
+    }
+    EXPECT_TRUE(lost.reaches(10)) << "what waited, and what was under way";
+    EXPECT_EQ(service.laggards, 1);
+    push(2, std::string(2000, 'x')); // there is nobody any more
+    EXPECT_EQ(service.laggards, 1);
+}
+
+TEST_F(Pushes, AreDrainedForAllReceiversTogetherInTheGivenTime) {
+    std::vector<std::unique_ptr<bridge::Channel>> receivers;
+    for (int i = 0; i < 8; ++i) receivers.push_back(idleReceiver());
+    push(1, "x");
+    const auto start = std::chrono::steady_clock::now();
+    server.drainPushes(300ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, slowRun ? 2000ms : 1000ms);
+}
+
+} // namespace
