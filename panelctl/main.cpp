@@ -14,6 +14,7 @@ using panelctl::Say;
 constexpr std::array groups = {
     panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
+    panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
 };
 
 } // namespace
