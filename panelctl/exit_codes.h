@@ -71,6 +71,10 @@ enum class Exit : int {
     // panelctl doctor
     unhealthy          = 70, // something does not work
     attention          = 71, // everything works; something will not for long
+
+    // the policy
+    policyNotActivated = 80, // the service answered that it did not activate it
+    settingsNotApplied = 81, // the service answered that it did not take the settings over
     // clang-format on
 };
 

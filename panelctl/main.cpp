@@ -34,6 +34,7 @@ constexpr std::array groups = {
     panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
     panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
+    panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
 };
 
 } // namespace

@@ -56,5 +56,7 @@ void addPskVerbs(CLI::App& group, const Context& context);
 // the program itself
 void addCompletionVerbs(CLI::App& group, const Context& context);
 void addWatchVerbs(CLI::App& group, const Context& context);
+void addPolicyVerbs(CLI::App& group, const Context& context);
+void addPolicySourceVerbs(CLI::App& group, const Context& context); // one group of verbs inside it
 
 } // namespace panelctl
