@@ -546,6 +546,7 @@ enum class Say : std::uint16_t {
     watchTokenLoggedIn,
     watchTokenLoggedOut,
     watchConfiguration,
+    watchConfigurationChanged,
     watchPolicyActivated,
     watchPolicyFailed,
     watchCertificateExpires,
