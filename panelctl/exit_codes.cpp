@@ -38,6 +38,8 @@ const ExitRow exitRows[] = {
     {Exit::notSupported,    "not-supported"},
     {Exit::deviceError,     "device-error"},
     {Exit::refused,         "refused"},
+    {Exit::policyNotActivated, "policy-not-activated"},
+    {Exit::settingsNotApplied, "settings-not-applied"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);

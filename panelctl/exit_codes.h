@@ -50,6 +50,10 @@ enum class Exit : int {
     deviceError        = 34,
 
     refused            = 40, // the service refused for another reason
+
+    // the policy
+    policyNotActivated = 70, // the service answered that it did not activate it
+    settingsNotApplied = 71, // the service answered that it did not take the settings over
     // clang-format on
 };
 

@@ -15,6 +15,7 @@ constexpr std::array groups = {
     panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
     panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
+    panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
 };
 
 } // namespace

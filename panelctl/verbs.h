@@ -37,5 +37,7 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
 void addNetVerbs(CLI::App& group, const Context& context);
+void addPolicyVerbs(CLI::App& group, const Context& context);
+void addPolicySourceVerbs(CLI::App& group, const Context& context); // one group of verbs inside it
 
 } // namespace panelctl
