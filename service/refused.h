@@ -16,7 +16,7 @@ public:
     vocabulary::Refused reason;
 };
 
-// What a module throws when the command is fine, and this caller may not give it.
+// The command is for everybody, but this way of giving it for administrators.
 class DeniedError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;

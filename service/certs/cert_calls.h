@@ -7,6 +7,7 @@
 #include <service/certs/holdings.h>
 #include <service/certs/importer.h>
 #include <service/certs/parsed_files.h>
+#include <service/refused.h>
 
 #include <panelkit/certs/cert_records.h>
 
@@ -52,6 +53,19 @@ std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&..
     const auto number = static_cast<std::uint32_t>(outcome.result);
     call.outcome = number == 0 ? "done" : "failed (" + outcome.reason + ")";
     return encoded(number, fields...);
+}
+
+// Destroys the objects of a token for which `matches` holds; there must be some.
+template <class Objects, class Matches>
+void destroyMatching(const OpenToken& token, const Objects& objects, const char* kind, Matches matches) {
+    bool found = false;
+    for (const auto& object : objects) {
+        if (!matches(object)) continue;
+        token.destroy(object.object);
+        found = true;
+    }
+    if (found) return;
+    throw RefusedError(vocabulary::Refused::noSuchObject, std::string("the ") + kind + " is not on the token");
 }
 
 } // namespace panelkitd

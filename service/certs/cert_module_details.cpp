@@ -3,11 +3,79 @@
 // One certificate: details, chain, verification, export.
 #include <service/certs/cert_calls.h>
 
+#include <service/certs/certificate_details.h>
+#include <service/certs/exporter.h>
+#include <service/certs/verification.h>
 #include <service/refused.h>
 
+#include <platform/system/wipe.h>
+
 namespace panelkitd {
-std::string CertModule::exportCertificate(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::certDetails(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::certChain(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::verifyCert(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
+
+using PKCS11::TokenInfo;
+using vocabulary::ExportCert;
+using vocabulary::Refused;
+
+std::string CertModule::certDetails(Call& call) {
+    const TokenInfo token = readToken(call);
+    const CertInfo record = readCertificate(call);
+    const Holdings holdings = state_->look();
+    const PlacedCertificate certificate = holdings.find(token, record);
+    CertExtentions details = describeFully(*certificate.certificate);
+    details.revokedAt = holdings.revokedAt(*certificate.certificate->facts);
+    return encoded(holdings.describe(certificate), details, printed(*certificate.certificate));
+}
+
+std::string CertModule::certChain(Call& call) {
+    const TokenInfo token = readToken(call);
+    const CertInfo record = readCertificate(call);
+    const Holdings holdings = state_->look();
+    const std::vector<PlacedCertificate> chain = holdings.chainOf(holdings.find(token, record));
+    std::vector<TokenInfo> tokens;
+    std::vector<CertInfo> certificates;
+    for (const PlacedCertificate& link : chain) {
+        tokens.push_back(link.place->token);
+        certificates.push_back(holdings.describe(link));
+    }
+    return encoded(std::uint32_t{isComplete(chain)}) + encodedPairs(tokens, certificates);
+}
+
+std::string CertModule::verifyCert(Call& call) {
+    const TokenInfo token = readToken(call);
+    const CertInfo record = readCertificate(call);
+    std::uint32_t how = 0;
+    call.in >> how;
+    const Holdings holdings = state_->look();
+    const Verdict verdict = verify(holdings, holdings.find(token, record), how);
+    return encoded(verdict.verified, verdict.text);
+}
+
+std::string CertModule::exportCertificate(Call& call) {
+    const TokenInfo info = readToken(call);
+    const CertInfo record = readCertificate(call);
+    ExportWish wish;
+    const platform::WipeOnExit wiped(wish.password);
+    call.in >> wish.format >> wish.password >> wish.withChain >> wish.withKey;
+    if (wish.withKey) call.subject += " with its private key";
+    if (wish.withKey && !call.byAdministrator) throw DeniedError("private keys are exported for administrators only");
+    const auto answer = [&](const Outcome<ExportCert>& outcome) { return answered(call, outcome, outcome.reason); };
+    try {
+        const Outcome<ExportCert> fit = checkWish(wish);
+        if (fit.result != ExportCert::exported) return answer(fit);
+        const Holdings holdings = state_->look();
+        const PlacedCertificate placed = holdings.find(info, record);
+        KeyHandle key;
+        if (wish.withKey) {
+            const Outcome<ExportCert> taken = takeKey(state_->providers.hold(info), *placed.certificate, key);
+            if (taken.result != ExportCert::exported) return answer(taken);
+        }
+        std::vector<PlacedCertificate> chain{placed};
+        if (wish.withChain) chain = holdings.chainOf(placed);
+        return answered<ExportCert>(call, {ExportCert::exported, {}}, exported(wish, chain, key.get()));
+    } catch (const RefusedError& refused) {
+        if (refused.reason != Refused::noSuchToken && refused.reason != Refused::noSuchObject) throw;
+        return answer({ExportCert::noSuchCertificate, refused.what()});
+    }
+}
+
 } // namespace panelkitd

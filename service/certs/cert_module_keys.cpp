@@ -3,12 +3,100 @@
 // Preshared keys and certificate requests.
 #include <service/certs/cert_calls.h>
 
+#include <service/certs/key_usages.h>
+#include <service/certs/preshared_keys.h>
+#include <service/certs/request_keys.h>
+#include <service/certs/request_maker.h>
 #include <service/refused.h>
 
+#include <platform/system/wipe.h>
+#include <vocabulary/tokens.h>
+
 namespace panelkitd {
-std::string CertModule::enumPresharedKeys(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::createPresharedKey(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::deletePresharedKey(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::requestKeyInfo(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
-std::string CertModule::makeRequest(Call&) { throw RefusedError(vocabulary::Refused::notSupported, "not yet"); }
+
+using PKCS11::TokenInfo;
+using vocabulary::MakeRequest;
+using vocabulary::Refused;
+
+namespace {
+
+// Throws RefusedError for what no front end should send.
+CertRequestInfo readWish(Call& call) {
+    CommandStreamIn start = call.in;
+    std::uint32_t keyType = 0, keyBits = 0, digest = 0, format = 0;
+    start >> keyType >> keyBits >> digest >> format;
+    CertRequestInfo wish;
+    call.in >> wish; // its format from the second place
+    if (format != wish.format) {
+        throw RefusedError(Refused::badInput, "the request names two formats, at its start and at its end");
+    }
+    if (format > static_cast<std::uint32_t>(vocabulary::RequestFormat::der)) {
+        throw RefusedError(Refused::badInput, "there is no request format " + std::to_string(format));
+    }
+    if (!areKeyUsages(wish.keyUsage)) throw RefusedError(Refused::badInput, "there is no such key usage");
+    return wish;
+}
+
+} // namespace
+
+// ---- preshared keys
+
+std::string CertModule::enumPresharedKeys(Call&) {
+    std::vector<TokenInfo> tokens;
+    std::vector<PresharedKeyInfo> keys;
+    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
+        const OpenToken token(held, TokenSession::Mode::readOnly);
+        for (StoredPresharedKey& key : readPresharedKeys(token)) {
+            tokens.push_back(info);
+            keys.push_back({std::move(key.name)});
+        }
+    });
+    return encodedPairs(tokens, keys);
+}
+
+std::string CertModule::createPresharedKey(Call& call) {
+    const TokenInfo info = readToken(call);
+    std::string name, value;
+    const platform::WipeOnExit wiped(value);
+    call.in >> name >> value;
+    call.subject += ", preshared key \"" + name + "\"";
+    const HeldToken held = state_->providers.hold(info);
+    requireWritable(held);
+    panelkitd::createPresharedKey(OpenToken(held, TokenSession::Mode::readWrite), name, value);
+    return encoded(true);
+}
+
+std::string CertModule::deletePresharedKey(Call& call) {
+    const TokenInfo info = readToken(call);
+    PresharedKeyInfo record;
+    call.in >> record;
+    call.subject += ", preshared key \"" + record.name + "\"";
+    const HeldToken held = state_->providers.hold(info);
+    requireWritable(held);
+    const OpenToken token(held, TokenSession::Mode::readWrite);
+    destroyMatching(token, readPresharedKeys(token), "preshared key",
+                    [&](const StoredPresharedKey& candidate) { return candidate.name == record.name; });
+    return {};
+}
+
+// ---- requests
+
+std::string CertModule::requestKeyInfo(Call& call) {
+    return encoded(RequestChoices(state_->providers.hold(readToken(call))).list());
+}
+
+std::string CertModule::makeRequest(Call& call) {
+    const TokenInfo info = readToken(call);
+    const CertRequestInfo wish = readWish(call);
+    call.subject += ", request for " + (wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
+    std::string request;
+    try {
+        const auto outcome = panelkitd::makeRequest(state_->providers.hold(info), wish, request);
+        return answered(call, outcome, outcome.result == MakeRequest::made ? request : outcome.reason);
+    } catch (const RefusedError& refused) {
+        return answered<MakeRequest>(call, {requestResult(refused.reason), refused.what()},
+                                     std::string(refused.what()));
+    }
+}
+
 } // namespace panelkitd

@@ -89,18 +89,6 @@ std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
     return encoded(static_cast<std::uint32_t>(ParseResult::parsed), tokens, options, crls);
 }
 
-// Destroys the objects of a token for which `matches` holds; there must be some.
-template <class Objects, class Matches>
-void destroyMatching(const OpenToken& token, const Objects& objects, const char* kind, Matches matches) {
-    bool found = false;
-    for (const auto& object : objects) {
-        if (!matches(object)) continue;
-        token.destroy(object.object);
-        found = true;
-    }
-    if (!found) throw RefusedError(Refused::noSuchObject, std::string("the ") + kind + " is not on the token");
-}
-
 } // namespace
 
 // ---- what there is

@@ -104,18 +104,24 @@ TokenObjects readObjects(const HeldToken& held, const TokenInfo& info, FactsCach
     return {info, readCertificates(token, cache), readKeys(token), readPublicKeys(token), readCrls(token, cache)};
 }
 
-std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache) {
-    std::vector<TokenObjects> all;
+void forEachToken(const Providers& providers, const std::function<void(const HeldToken&, const TokenInfo&)>& use) {
     for (const auto& provider : providers.all()) {
         for (const TokenInfo& token : provider->tokens()) {
             if (!(token.flags & vocabulary::tokenFlag::initialized)) continue;
             try {
-                all.push_back(readObjects(provider->hold(token), token, cache));
+                use(provider->hold(token), token);
             } catch (const RefusedError& error) { // pulled out just now, say
                 logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
             }
         }
     }
+}
+
+std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache) {
+    std::vector<TokenObjects> all;
+    forEachToken(providers, [&](const HeldToken& held, const TokenInfo& token) {
+        all.push_back(readObjects(held, token, cache));
+    });
     return all;
 }
 

@@ -9,6 +9,7 @@
 
 #include <panelkit/certs/cert_records.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -71,7 +72,12 @@ std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache);
 
 TokenObjects readObjects(const HeldToken& token, const PKCS11::TokenInfo& info, FactsCache& cache);
 
-// All tokens that are there and initialised. One that can't be read is left out, with a line in the log.
+// Calls `use` for each token that is there and initialised, one held at a time. One that refuses is passed over, with a
+// line in the log.
+void forEachToken(const Providers& providers,
+                  const std::function<void(const HeldToken& held, const PKCS11::TokenInfo& token)>& use);
+
+// What all of them hold. One that can't be read is left out.
 std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache);
 
 } // namespace panelkitd

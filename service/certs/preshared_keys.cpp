@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include <service/certs/preshared_keys.h>
+
+#include <service/refused.h>
+#include <service/tokens/cryptoki.h>
+
+#include <platform/system/utf8_character.h>
+
+#include <algorithm>
+
+namespace panelkitd {
+
+using vocabulary::Refused;
+
+namespace {
+
+constexpr const char* mark = "panelkit PSK"; // CKA_ID of the keys, CKA_APPLICATION of the data objects
+constexpr std::size_t longestName = 64;      // characters
+constexpr std::size_t longestValue = 1024;   // bytes
+
+void checkName(const std::string& name) {
+    std::size_t characters = 0;
+    for (std::string_view rest = name; !rest.empty(); ++characters) {
+        const platform::Utf8Character next = platform::firstCharacter(rest);
+        const bool control = next.character < 0x20 || (next.character >= 0x7F && next.character < 0xA0);
+        if (!next.good || control) throw RefusedError(Refused::badInput, "the name of a preshared key is plain text");
+        rest.remove_prefix(next.bytes);
+    }
+    if (characters == 0 || characters > longestName) {
+        throw RefusedError(Refused::badInput, "the name of a preshared key has 1 to 64 characters; this one has " +
+                                                  std::to_string(characters));
+    }
+}
+
+void addWhere(const OpenToken& token, ObjectTemplate& wanted, std::vector<StoredPresharedKey>& list) {
+    AttributeReader reader(token, {CKA_LABEL});
+    for (const CK_OBJECT_HANDLE object : token.find(wanted)) {
+        if (reader.read(object)) list.push_back({object, utf8Only(reader.bytes(0))});
+    }
+}
+
+void createKey(const OpenToken& token, const std::string& name, const std::string& value) {
+    ObjectTemplate object;
+    object.number(CKA_CLASS, CKO_SECRET_KEY).number(CKA_KEY_TYPE, CKK_GENERIC_SECRET).flag(CKA_TOKEN, true);
+    object.flag(CKA_PRIVATE, true).flag(CKA_SENSITIVE, true).flag(CKA_EXTRACTABLE, false).flag(CKA_SIGN, true);
+    object.bytes(CKA_LABEL, name).bytes(CKA_ID, mark).bytes(CKA_VALUE, value);
+    token.create(object);
+}
+
+void createData(const OpenToken& token, const std::string& name, const std::string& value) {
+    ObjectTemplate object;
+    object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true);
+    object.bytes(CKA_LABEL, name).bytes(CKA_APPLICATION, mark).bytes(CKA_VALUE, value);
+    token.create(object);
+}
+
+} // namespace
+
+std::vector<StoredPresharedKey> readPresharedKeys(const OpenToken& token) {
+    std::vector<StoredPresharedKey> list;
+    ObjectTemplate keys, data;
+    keys.number(CKA_CLASS, CKO_SECRET_KEY).bytes(CKA_ID, mark);
+    data.number(CKA_CLASS, CKO_DATA).bytes(CKA_APPLICATION, mark);
+    addWhere(token, keys, list);
+    addWhere(token, data, list);
+    return list;
+}
+
+void createPresharedKey(const OpenToken& token, const std::string& name, const std::string& value) {
+    checkName(name);
+    if (value.empty() || value.size() > longestValue) {
+        throw RefusedError(Refused::badInput, "a preshared key has 1 to 1024 bytes");
+    }
+    const auto present = readPresharedKeys(token);
+    if (std::any_of(present.begin(), present.end(), [&](const auto& other) { return other.name == name; })) {
+        throw RefusedError(Refused::badInput, "the token has a preshared key \"" + name + "\" already");
+    }
+    try {
+        createKey(token, name, value);
+    } catch (const RefusedError& refused) {
+        if (refused.reason != Refused::notSupported && refused.reason != Refused::badInput) throw;
+        createData(token, name, value);
+    }
+}
+
+} // namespace panelkitd

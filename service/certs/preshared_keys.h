@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+//
+// Preshared keys on a token: secret keys that never leave it, or private data objects on tokens that can't hold such
+// keys. Both are seen only after log-in.
+#pragma once
+
+#include <service/certs/token_attributes.h>
+
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+struct StoredPresharedKey {
+    CK_OBJECT_HANDLE object;
+    std::string name;
+};
+
+std::vector<StoredPresharedKey> readPresharedKeys(const OpenToken& token);
+
+// Throws RefusedError for a name or value that does not do, a name that is taken, and when the token refuses.
+void createPresharedKey(const OpenToken& token, const std::string& name, const std::string& value);
+
+} // namespace panelkitd

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+#include <service/certs/verification.h>
+
+#include <service/certs/x509_text.h>
+#include <service/refused.h>
+
+#include <vocabulary/certs.h>
+
+#include <openssl/err.h>
+#include <openssl/x509_vfy.h>
+
+#include <algorithm>
+#include <array>
+#include <set>
+
+namespace panelkitd {
+
+using vocabulary::Refused;
+using vocabulary::VerifyPurpose;
+namespace verifyFlag = vocabulary::verifyFlag;
+
+namespace {
+
+std::string quoted(const std::string& text) { return "\"" + text + "\""; }
+
+// ---- what takes part
+
+// The certificates that can be in its chain: those of the issuers' names, and theirs in turn.
+std::vector<const StoredCertificate*> relatives(const Holdings& holdings, const StoredCertificate& first) {
+    std::vector<const StoredCertificate*> found{&first};
+    std::set<std::string> wanted;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        const std::string& name = found[i]->facts->issuer;
+        if (!wanted.insert(name).second) continue;
+        for (const TokenObjects& token : holdings.tokens()) {
+            for (const StoredCertificate& candidate : token.certificates) {
+                if (candidate.facts->readable && candidate.facts->subject == name) found.push_back(&candidate);
+            }
+        }
+    }
+    return found;
+}
+
+struct Participants {
+    std::unique_ptr<X509_STORE, Release<X509_STORE_free>> store{X509_STORE_new()};
+    CertificatesHandle others{sk_X509_new_null()};
+};
+
+Participants gather(const Holdings& holdings, const std::vector<const StoredCertificate*>& certificates) {
+    Participants all;
+    for (const StoredCertificate* stored : certificates) {
+        CertificateHandle certificate = certificateFrom(stored->der);
+        if (X509_self_signed(certificate.get(), 1) == 1) X509_STORE_add_cert(all.store.get(), certificate.get());
+        sk_X509_push(all.others.get(), certificate.release());
+    }
+    for (const TokenObjects& token : holdings.tokens()) {
+        for (const StoredCrl& crl : token.crls) {
+            const bool needed = std::any_of(certificates.begin(), certificates.end(), [&](const auto* certificate) {
+                return certificate->facts->issuer == crl.facts->issuer;
+            });
+            // A list that somebody else signed counts for nothing.
+            if (needed && holdings.isSignedByItsIssuer(*crl.facts)) {
+                X509_STORE_add_crl(all.store.get(), crl.facts->crl.get());
+            }
+        }
+    }
+    return all;
+}
+
+// ---- purposes
+
+struct PurposeRow {
+    VerifyPurpose purpose;
+    int openssl; // X509_PURPOSE_..., 0 for none
+    const char* text;
+};
+
+// clang-format off
+constexpr std::array purposes = {
+    PurposeRow{VerifyPurpose::any,       0,                       "anything"},
+    PurposeRow{VerifyPurpose::ikePeer,   0,                       "an IKE peer"},
+    PurposeRow{VerifyPurpose::tlsServer, X509_PURPOSE_SSL_SERVER, "a TLS server"},
+    PurposeRow{VerifyPurpose::tlsClient, X509_PURPOSE_SSL_CLIENT, "a TLS client"},
+    PurposeRow{VerifyPurpose::authority, 0,                       "an authority"},
+};
+// clang-format on
+
+const PurposeRow& purposeOf(std::uint32_t how) {
+    const auto wanted = static_cast<VerifyPurpose>(how & verifyFlag::purposeMask);
+    const auto row = std::find_if(purposes.begin(), purposes.end(),
+                                  [&](const PurposeRow& candidate) { return candidate.purpose == wanted; });
+    const std::uint32_t known = verifyFlag::purposeMask | verifyFlag::crlRequired | verifyFlag::noRevocation;
+    const bool both = (how & verifyFlag::crlRequired) && (how & verifyFlag::noRevocation);
+    if (row == purposes.end() || (how & ~known) || both) {
+        throw RefusedError(Refused::badInput, "there is no such way to verify: " + std::to_string(how));
+    }
+    return *row;
+}
+
+// What OpenSSL has no purpose for. An IKE peer signs; an extended key usage, where there is one, names IKE or any.
+bool fits(X509* certificate, VerifyPurpose purpose) {
+    const std::uint32_t present = X509_get_extension_flags(certificate);
+    const std::uint32_t usage = X509_get_key_usage(certificate); // all bits when it has none
+    if (purpose == VerifyPurpose::authority) return X509_check_ca(certificate) > 0 && (usage & KU_KEY_CERT_SIGN);
+    if (purpose != VerifyPurpose::ikePeer) return true;
+    if (!(usage & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION))) return false;
+    if (!(present & EXFLAG_XKUSAGE) || (X509_get_extended_key_usage(certificate) & XKU_ANYEKU)) return true;
+    const std::unique_ptr<EXTENDED_KEY_USAGE, Release<EXTENDED_KEY_USAGE_free>> extended(
+        static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(certificate, NID_ext_key_usage, nullptr, nullptr)));
+    for (int i = 0; extended && i < sk_ASN1_OBJECT_num(extended.get()); ++i) {
+        if (OBJ_obj2nid(sk_ASN1_OBJECT_value(extended.get(), i)) == NID_ipsec_IKE) return true;
+    }
+    return false;
+}
+
+// ---- reasons
+
+std::string subjectOf(X509* certificate) {
+    return certificate ? quoted(nameText(X509_get_subject_name(certificate))) : "a certificate";
+}
+
+std::string withDate(const char* words, const ASN1_TIME* time) { return words + dateText(secondsOf(time).value_or(0)); }
+
+std::string reasonOf(int error, X509* at) {
+    switch (error) {
+    case X509_V_ERR_CERT_HAS_EXPIRED: return withDate("has expired on ", X509_get0_notAfter(at));
+    case X509_V_ERR_CERT_NOT_YET_VALID: return withDate("is not valid before ", X509_get0_notBefore(at));
+    case X509_V_ERR_CERT_REVOKED: return "is revoked";
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+    case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+    case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+        return "was issued by " + quoted(nameText(X509_get_issuer_name(at))) + ", whose certificate is on no token";
+    case X509_V_ERR_CERT_SIGNATURE_FAILURE: return "has a signature that is not its issuer's";
+    case X509_V_ERR_INVALID_CA: return "has issued a certificate and is no CA";
+    case X509_V_ERR_PATH_LENGTH_EXCEEDED: return "is a CA for shorter chains than this";
+    case X509_V_ERR_INVALID_PURPOSE: return "must not be used for that purpose";
+    case X509_V_ERR_UNABLE_TO_GET_CRL: return "can't be looked up: no CRL of its issuer is on a token";
+    case X509_V_ERR_CRL_HAS_EXPIRED: return "can't be looked up: the CRL of its issuer is out of date";
+    case X509_V_ERR_CRL_NOT_YET_VALID: return "can't be looked up: the CRL of its issuer is not valid yet";
+    default: return std::string("fails: ") + X509_verify_cert_error_string(error);
+    }
+}
+
+struct Progress {
+    bool crlRequired;
+    std::vector<std::string> notes; // what was overlooked
+};
+
+bool concernsCrl(int error) {
+    return error == X509_V_ERR_UNABLE_TO_GET_CRL || error == X509_V_ERR_CRL_HAS_EXPIRED ||
+           error == X509_V_ERR_CRL_NOT_YET_VALID || error == X509_V_ERR_DIFFERENT_CRL_SCOPE;
+}
+
+// Where CRLs are not required, one that is missing or old is noted and overlooked; what an old one revokes stays so.
+int overlookCrls(int ok, X509_STORE_CTX* context) {
+    if (ok == 1) return 1;
+    auto& progress = *static_cast<Progress*>(X509_STORE_CTX_get_app_data(context));
+    const int error = X509_STORE_CTX_get_error(context);
+    if (progress.crlRequired || !concernsCrl(error)) return 0;
+    X509* at = X509_STORE_CTX_get_current_cert(context);
+    progress.notes.push_back(subjectOf(at) + " " + reasonOf(error, at));
+    X509_STORE_CTX_set_error(context, X509_V_OK);
+    return 1;
+}
+
+std::string chainText(X509_STORE_CTX* context) {
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context);
+    std::string text;
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
+        text += (i == 0 ? "" : ", issued by ") + subjectOf(sk_X509_value(chain, i));
+    }
+    return text + ", which is trusted";
+}
+
+Verdict passed(X509_STORE_CTX* context, const Progress& progress) {
+    std::string text = chainText(context) + ".";
+    for (const std::string& note : progress.notes) text += " " + note + ".";
+    return {true, text};
+}
+
+void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose) {
+    X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
+    if (purpose.openssl != 0) X509_VERIFY_PARAM_set_purpose(parameters, purpose.openssl);
+    if (!(how & verifyFlag::noRevocation)) {
+        X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
+    }
+    X509_STORE_CTX_set_verify_cb(context, overlookCrls);
+}
+
+} // namespace
+
+Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how) {
+    const PurposeRow& purpose = purposeOf(how);
+    if (!certificate.certificate->facts->readable) return {false, "The object is no X.509 certificate."};
+    const Participants all = gather(holdings, relatives(holdings, *certificate.certificate));
+    X509* leaf = sk_X509_value(all.others.get(), 0);
+    if (!fits(leaf, purpose.purpose)) {
+        return {false, subjectOf(leaf) + " must not be used for " + purpose.text + "."};
+    }
+    Progress progress{(how & verifyFlag::crlRequired) != 0, {}};
+    const std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
+    X509_STORE_CTX_init(context.get(), all.store.get(), leaf, all.others.get());
+    X509_STORE_CTX_set_app_data(context.get(), &progress);
+    setUp(context.get(), how, purpose);
+    const bool good = X509_verify_cert(context.get()) == 1;
+    ERR_clear_error();
+    if (good) return passed(context.get(), progress);
+    X509* at = X509_STORE_CTX_get_current_cert(context.get());
+    if (!at) at = leaf;
+    return {false, subjectOf(at) + " " + reasonOf(X509_STORE_CTX_get_error(context.get()), at) + "."};
+}
+
+} // namespace panelkitd

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+//
+// A service with an initialised SoftHSM2 token to which it is logged in, and short words for what tests of certificates
+// do with it.
+#pragma once
+
+#include <panelkit/certs/certs_controller.h>
+#include <panelkit/tokens/tokens_controller.h>
+
+#include "../support/certificate_maker.h"
+#include "../support/running_service.h"
+#include "../support/service_fixture.h"
+
+#include <vocabulary/certs.h>
+#include <vocabulary/refusals.h>
+#include <vocabulary/tokens.h>
+
+#include <platform/system/files.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+class WithCertificates : public testing::Test {
+protected:
+    explicit WithCertificates(std::vector<std::string> arguments = {},
+                              std::map<std::string, std::optional<std::string>> environment = {})
+        : service(std::move(arguments), std::move(environment)) {
+        closePooledSessions();
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+        controller = std::make_unique<VpnCertsSilentController>();
+    }
+    ~WithCertificates() override { closePooledSessions(); }
+
+    // The token of that label, as it is now.
+    PKCS11::TokenInfo token(const std::string& label = "Office") {
+        std::vector<PKCS11::TokenInfo> listed;
+        EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text;
+        for (const auto& candidate : listed) {
+            if (candidate.*vocabulary::token::label == label) return candidate;
+        }
+        ADD_FAILURE() << "no token \"" << label << "\"";
+        return {};
+    }
+    void initialize(const std::string& label = "Office") {
+        ASSERT_TRUE(tokens.TokenInitialize(token(""), label, "so-pin-1", "user-1", false));
+        login(label);
+    }
+    void login(const std::string& label = "Office") {
+        ASSERT_TRUE(tokens.TokenLogin(token(label), "user-1", false, nullptr)) << bridge::lastFailure().text;
+    }
+    void logout(const std::string& label = "Office") { ASSERT_TRUE(tokens.TokenLogout(token(label))); }
+
+    vocabulary::ParseResult parse(const std::string& file, const std::string& password = {}) {
+        const std::string path = service.folder().file("to-import");
+        platform::replaceFile(path, file, true);
+        return static_cast<vocabulary::ParseResult>(
+            controller->ParseCertFile(path.c_str(), password.c_str(), targets, options, crls));
+    }
+    vocabulary::ImportCert import(vocabulary::CertImport mode = vocabulary::CertImport::certificateOnly,
+                                  std::uint32_t item = 0, bool extractable = false, const char* pin = nullptr) {
+        return static_cast<vocabulary::ImportCert>(
+            controller->ImportCertificate(token(), item, static_cast<CertImportMode>(mode), extractable, pin));
+    }
+    vocabulary::ImportCert importFile(const std::string& file, const std::string& password = {},
+                                      vocabulary::CertImport mode = vocabulary::CertImport::certificateOnly,
+                                      bool extractable = false) {
+        EXPECT_EQ(parse(file, password), vocabulary::ParseResult::parsed);
+        return import(mode, 0, extractable);
+    }
+    vocabulary::ImportCrl importCrl(const std::string& file) {
+        EXPECT_EQ(parse(file), vocabulary::ParseResult::parsed);
+        return static_cast<vocabulary::ImportCrl>(controller->ImportCRL(token(), 0));
+    }
+
+    std::vector<CertInfo> list(vocabulary::CertSelector selector = vocabulary::CertSelector::all) {
+        std::vector<CertInfo> certificates;
+        std::vector<PKCS11::TokenInfo> places;
+        EXPECT_TRUE(controller->EnumCertificates(static_cast<std::int32_t>(selector), certificates, places))
+            << bridge::lastFailure().text;
+        return certificates;
+    }
+    std::vector<CRLInfo> listCrls() {
+        std::vector<CRLInfo> listed;
+        std::vector<PKCS11::TokenInfo> places;
+        EXPECT_TRUE(controller->EnumCRLs(listed, places)) << bridge::lastFailure().text;
+        return listed;
+    }
+    // The certificate whose subject ends so.
+    CertInfo named(const std::string& subject) {
+        for (const CertInfo& candidate : list()) {
+            if (candidate.subject == subject) return candidate;
+        }
+        ADD_FAILURE() << "no certificate " << subject;
+        return {};
+    }
+    vocabulary::CertState stateOf(const std::string& subject) {
+        return static_cast<vocabulary::CertState>(named(subject).state);
+    }
+    bool verifies(const std::string& subject, std::uint32_t how = 0) {
+        return controller->VerifyCert(token(), named(subject), static_cast<std::int32_t>(how), &text);
+    }
+    vocabulary::ExportCert exportAs(vocabulary::CertExport format, const CertInfo& certificate,
+                                    const std::string& password = {}, bool withChain = false, bool withKey = false) {
+        return static_cast<vocabulary::ExportCert>(controller->ExportCertificate(
+            token(), certificate, static_cast<CertExportFormat>(format), password, withChain, withKey, content));
+    }
+    static vocabulary::Refused refusal() { return static_cast<vocabulary::Refused>(bridge::lastFailure().detail); }
+
+    RunningService service;
+    VpnTokensController tokens;
+    std::unique_ptr<VpnCertsSilentController> controller;
+
+    // What the last call filled.
+    std::vector<PKCS11::TokenInfo> targets;
+    std::vector<CertImportOption> options;
+    std::vector<CRLInfo> crls;
+    std::string text;
+    std::string content;
+};
+
+class TheToken : public WithCertificates {
+protected:
+    void SetUp() override { initialize(); }
+};

@@ -1,0 +1,343 @@
+// SPDX-License-Identifier: MIT
+//
+// Certificates, CRLs, preshared keys and requests, as an administrator uses them: library, service and SoftHSM2.
+#include "certs_fixture.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using vocabulary::CertExport;
+using vocabulary::CertImport;
+using vocabulary::CertSelector;
+using vocabulary::CertState;
+using vocabulary::ExportCert;
+using vocabulary::ImportCert;
+using vocabulary::ImportCrl;
+using vocabulary::MakeRequest;
+using vocabulary::ParseResult;
+using vocabulary::Refused;
+namespace certFlag = vocabulary::certFlag;
+namespace verifyFlag = vocabulary::verifyFlag;
+
+namespace {
+
+const Identity root = makeAuthority("Root");
+const Identity middle = makeAuthority("Middle", &root);
+const Identity user = makeUser("user", middle);
+
+std::vector<std::string> subjects(const std::vector<CertInfo>& certificates) {
+    std::vector<std::string> list;
+    for (const CertInfo& certificate : certificates) list.push_back(certificate.subject);
+    std::sort(list.begin(), list.end());
+    return list;
+}
+
+TEST_F(TheToken, TakesACertificateWithKeyAndChainFromAPkcs12) {
+    ASSERT_EQ(parse(pkcs12(user, {middle.der, root.der}, "secret"), "secret"), ParseResult::parsed);
+    ASSERT_EQ(targets.size(), 1U);
+    ASSERT_EQ(options.size(), 3U);
+    EXPECT_EQ(options[0].certificate.subject, "CN=user");
+    EXPECT_TRUE(options[0].certificate.hasPrivateKey);
+    EXPECT_EQ(options[0].modes, 7U) << "alone, with key, with chain";
+    EXPECT_THAT(options[0].keyTokens, IsEmpty());
+    EXPECT_EQ(import(CertImport::withChain), ImportCert::imported);
+    EXPECT_EQ(import(CertImport::withChain), ImportCert::alreadyThere);
+
+    EXPECT_THAT(subjects(list()), ElementsAre("CN=Middle", "CN=Root", "CN=user"));
+    EXPECT_THAT(subjects(list(CertSelector::withPrivateKey)), ElementsAre("CN=user"));
+    EXPECT_THAT(subjects(list(CertSelector::authorities)), ElementsAre("CN=Middle", "CN=Root"));
+    EXPECT_THAT(list(CertSelector::others), IsEmpty());
+    const CertInfo info = named("CN=user");
+    EXPECT_EQ(info.issuer, "CN=Middle");
+    EXPECT_EQ(info.keyType, vocabulary::keyType::ec);
+    EXPECT_EQ(info.keyBits, 256U);
+    EXPECT_EQ(info.keyUsage, vocabulary::keyUsage::digitalSignature);
+    EXPECT_EQ(info.notBefore, 1735689600U);
+    EXPECT_EQ(info.flags, certFlag::canDelete) << "and its key stays on the token";
+    EXPECT_TRUE(named("CN=Root").flags & certFlag::selfIssued);
+
+    logout();
+    EXPECT_FALSE(named("CN=user").hasPrivateKey) << "private keys are seen after log-in only";
+}
+
+TEST_F(TheToken, ShowsACertificateInFull) {
+    ASSERT_EQ(importFile(pkcs12(user, {middle.der}, "secret"), "secret", CertImport::withPrivateKey),
+              ImportCert::imported);
+    CertInfo info = named("CN=user");
+    const std::string fingerprint = info.fingerprint;
+    info = {.fingerprint = fingerprint};
+    CertExtentions details;
+    ASSERT_TRUE(controller->GetCertDetails(token(), info, details, text)) << bridge::lastFailure().text;
+    EXPECT_EQ(info, named("CN=user")) << "the fresh record";
+    EXPECT_EQ(details.label, "friendly");
+    EXPECT_EQ(details.keyId.size(), 40U);
+    EXPECT_EQ(details.version, "3");
+    EXPECT_EQ(details.signatureAlgorithm, "ecdsa-with-SHA256");
+    EXPECT_EQ(details.publicKeyParameters, "P-256");
+    EXPECT_EQ(details.keyUsage, "Digital Signature");
+    EXPECT_EQ(details.subjectAlternativeNames, "DNS:user.example");
+    ASSERT_EQ(details.extensions.size(), 2U);
+    EXPECT_EQ(details.extensions.front().second, "critical, Digital Signature");
+    EXPECT_THAT(text, HasSubstr("Subject: CN = user"));
+}
+
+TEST_F(TheToken, BuildsChainsAndVerifies) {
+    ASSERT_EQ(importFile(pem(user.der)), ImportCert::imported);
+    std::vector<PKCS11::TokenInfo> places;
+    std::vector<CertInfo> chain;
+    ASSERT_TRUE(controller->GetCertChain(token(), named("CN=user"), places, chain));
+    EXPECT_EQ(chain.size(), 1U);
+    EXPECT_FALSE(verifies("CN=user"));
+    EXPECT_EQ(text, "\"CN=user\" was issued by \"CN=Middle\", whose certificate is on no token.");
+
+    ASSERT_EQ(importFile(pem(middle.der)), ImportCert::imported);
+    ASSERT_EQ(importFile(pem(root.der)), ImportCert::imported);
+    ASSERT_TRUE(controller->GetCertChain(token(), named("CN=user"), places, chain));
+    ASSERT_EQ(chain.size(), 3U);
+    EXPECT_EQ(chain[2].subject, "CN=Root");
+    EXPECT_EQ(places.size(), 3U);
+    EXPECT_TRUE(verifies("CN=user")) << text;
+    EXPECT_THAT(text, HasSubstr("\"CN=user\", issued by \"CN=Middle\", issued by \"CN=Root\", which is trusted."));
+    EXPECT_THAT(text, HasSubstr("no CRL of its issuer is on a token"));
+    EXPECT_FALSE(verifies("CN=user", verifyFlag::crlRequired));
+    EXPECT_TRUE(verifies("CN=user", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer)));
+    EXPECT_FALSE(verifies("CN=user", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::authority)));
+    EXPECT_EQ(text, "\"CN=user\" must not be used for an authority.");
+    EXPECT_TRUE(verifies("CN=Middle", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::authority)));
+    EXPECT_FALSE(verifies("CN=user", 0x77));
+    EXPECT_EQ(refusal(), Refused::badInput);
+}
+
+TEST_F(TheToken, SaysWhatIsExpiredAndWhatIsMadeForSomethingElse) {
+    ASSERT_EQ(importFile(pem(root.der)), ImportCert::imported);
+    const auto of = [](const std::string& name, const std::string& from, const std::string& to,
+                       const std::string& usage) {
+        return makeCertificate(
+            {.subject = {{"CN", name}}, .notBefore = from, .notAfter = to, .extensions = {{"extendedKeyUsage", usage}}},
+            ecKey(), &root);
+    };
+    ASSERT_EQ(importFile(of("old", "20100101000000Z", "20200202000000Z", "serverAuth").der), ImportCert::imported);
+    ASSERT_EQ(importFile(of("new", "20500101000000Z", "20600101000000Z", "serverAuth").der), ImportCert::imported);
+    ASSERT_EQ(importFile(of("web", "20250101000000Z", "20400101000000Z", "serverAuth").der), ImportCert::imported);
+    ASSERT_EQ(importFile(of("ike", "20250101000000Z", "20400101000000Z", "ipsecIKE").der), ImportCert::imported);
+    EXPECT_EQ(stateOf("CN=old"), CertState::expired);
+    EXPECT_FALSE(verifies("CN=old"));
+    EXPECT_EQ(text, "\"CN=old\" has expired on 2020-02-02.");
+    EXPECT_EQ(stateOf("CN=new"), CertState::notYetValid);
+    EXPECT_FALSE(verifies("CN=new"));
+    EXPECT_EQ(text, "\"CN=new\" is not valid before 2050-01-01.");
+
+    const auto purpose = [](vocabulary::VerifyPurpose what) { return static_cast<std::uint32_t>(what); };
+    EXPECT_TRUE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::tlsServer))) << text;
+    EXPECT_FALSE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::tlsClient)));
+    EXPECT_FALSE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::ikePeer)));
+    EXPECT_TRUE(verifies("CN=ike", purpose(vocabulary::VerifyPurpose::ikePeer))) << text;
+}
+
+TEST_F(TheToken, KeepsTheNewestCrlAndRevokesByIt) {
+    ASSERT_EQ(importFile(pem(root.der)), ImportCert::imported);
+    const Identity gate = makeCertificate({.subject = {{"CN", "gate"}}, .serial = "42"}, ecKey(), &root);
+    ASSERT_EQ(importFile(pem(gate.der)), ImportCert::imported);
+
+    const Identity stranger = makeAuthority("Root");
+    EXPECT_EQ(importCrl(makeCrl({.revoked = {42}}, stranger)), ImportCrl::signatureWrong);
+    const std::string first = makeCrl({.number = 7}, root);
+    EXPECT_EQ(importCrl(pem(first, "X509 CRL")), ImportCrl::imported);
+    EXPECT_EQ(importCrl(first), ImportCrl::alreadyThere);
+    EXPECT_EQ(importCrl(makeCrl({.thisUpdate = "20250101000000Z"}, root)), ImportCrl::olderThanPresent);
+    EXPECT_TRUE(verifies("CN=gate", verifyFlag::crlRequired)) << text;
+
+    EXPECT_EQ(importCrl(makeCrl({.revoked = {41, 42}, .number = 0x1F, .thisUpdate = "20250701000000Z"}, root)),
+              ImportCrl::imported);
+    const auto lists = listCrls();
+    ASSERT_EQ(lists.size(), 1U) << "the newer takes the place of the older";
+    EXPECT_EQ(lists[0].issuer, "CN=Root");
+    EXPECT_EQ(lists[0].number, "1F");
+    EXPECT_EQ(lists[0].revokedCount, 2U);
+    EXPECT_EQ(stateOf("CN=gate"), CertState::revoked);
+    EXPECT_FALSE(verifies("CN=gate"));
+    EXPECT_EQ(text, "\"CN=gate\" is revoked.");
+    EXPECT_TRUE(verifies("CN=gate", verifyFlag::noRevocation)) << text;
+    CertInfo info = named("CN=gate");
+    CertExtentions details;
+    ASSERT_TRUE(controller->GetCertDetails(token(), info, details, text));
+    EXPECT_EQ(details.revokedAt, 1751328000U);
+
+    EXPECT_TRUE(controller->DeleteCRL(token(), lists[0]));
+    EXPECT_FALSE(controller->DeleteCRL(token(), lists[0]));
+    EXPECT_EQ(refusal(), Refused::noSuchObject);
+    EXPECT_EQ(stateOf("CN=gate"), CertState::valid);
+}
+
+TEST_F(TheToken, GivesCertificatesOutInEveryFormat) {
+    ASSERT_EQ(importFile(pkcs12(user, {middle.der, root.der}, "secret"), "secret", CertImport::withChain, true),
+              ImportCert::imported);
+    const CertInfo info = named("CN=user");
+    EXPECT_TRUE(info.flags & certFlag::keyExtractable);
+    ASSERT_EQ(exportAs(CertExport::der, info), ExportCert::exported);
+    EXPECT_EQ(content, user.der);
+    ASSERT_EQ(exportAs(CertExport::pem, info, "", true), ExportCert::exported);
+    EXPECT_THAT(certificatesOf(content), ElementsAre(user.der, middle.der, root.der));
+    for (const CertExport format : {CertExport::pkcs7Pem, CertExport::pkcs7Der, CertExport::pkcs12}) {
+        ASSERT_EQ(exportAs(format, info, "", true), ExportCert::exported) << content;
+        EXPECT_EQ(parse(content), ParseResult::parsed);
+        EXPECT_EQ(options.size(), 3U);
+    }
+    ASSERT_EQ(exportAs(CertExport::pkcs12, info, "pass", true, true), ExportCert::exported) << content;
+    EXPECT_EQ(parse(content, "pass"), ParseResult::parsed);
+    EXPECT_TRUE(options[0].certificate.hasPrivateKey);
+    EXPECT_THAT(options[0].keyTokens, ElementsAre(0U)) << "the token has that key";
+
+    EXPECT_EQ(exportAs(CertExport::der, info, "", true), ExportCert::formatUnfit);
+    EXPECT_EQ(content, "DER holds one certificate and no chain.");
+    EXPECT_EQ(exportAs(CertExport::pem, info, "", false, true), ExportCert::formatUnfit);
+    EXPECT_EQ(exportAs(static_cast<CertExport>(9), info), ExportCert::formatUnfit);
+    EXPECT_EQ(exportAs(CertExport::pem, info, "pass"), ExportCert::passwordUnfit);
+    EXPECT_EQ(exportAs(CertExport::pkcs12, info, "", false, true), ExportCert::passwordUnfit);
+    EXPECT_EQ(exportAs(CertExport::pkcs12, info, "\xFF", false, true), ExportCert::passwordUnfit);
+    EXPECT_EQ(exportAs(CertExport::pem, CertInfo()), ExportCert::noSuchCertificate);
+    EXPECT_EQ(exportAs(CertExport::pkcs12, named("CN=Root"), "pass", false, true), ExportCert::keyNotExtractable);
+    logout();
+    EXPECT_EQ(exportAs(CertExport::pkcs12, info, "pass", false, true), ExportCert::notLoggedIn);
+}
+
+TEST_F(TheToken, KeepsPresharedKeysByName) {
+    EXPECT_TRUE(controller->CreatePresharedKey(token(), "Büro", "very secret")) << bridge::lastFailure().text;
+    EXPECT_FALSE(controller->CreatePresharedKey(token(), "Büro", "other"));
+    EXPECT_THAT(bridge::lastFailure().text, HasSubstr("has a preshared key \"Büro\" already"));
+    for (const std::string& name : {std::string(), std::string(65, 'x'), std::string("a\nb")}) {
+        EXPECT_FALSE(controller->CreatePresharedKey(token(), name, "value"));
+        EXPECT_EQ(refusal(), Refused::badInput);
+    }
+    EXPECT_FALSE(controller->CreatePresharedKey(token(), "empty", ""));
+    EXPECT_TRUE(controller->CreatePresharedKey(token(), "second", "x"));
+    std::vector<PresharedKeyInfo> keys;
+    std::vector<PKCS11::TokenInfo> places;
+    ASSERT_TRUE(controller->EnumPresharedKeys(keys, places));
+    EXPECT_EQ(keys.size(), 2U);
+    EXPECT_TRUE(controller->DeletePresharedKey(token(), {"second"}));
+    EXPECT_FALSE(controller->DeletePresharedKey(token(), {"second"}));
+    EXPECT_EQ(refusal(), Refused::noSuchObject);
+    ASSERT_TRUE(controller->EnumPresharedKeys(keys, places));
+    EXPECT_THAT(keys, ElementsAre(PresharedKeyInfo{"Büro"}));
+    logout();
+    EXPECT_FALSE(controller->DeletePresharedKey(token(), {"Büro"}));
+    EXPECT_EQ(refusal(), Refused::notLoggedIn);
+    EXPECT_THAT(service.log(), Not(HasSubstr("very secret")));
+}
+
+CertRequestInfo wishFor(std::uint32_t type, std::uint32_t bits, std::uint32_t digest) {
+    CertRequestInfo wish;
+    wish.keyType = type;
+    wish.keyBits = bits;
+    wish.digest = digest;
+    wish.commonName = "gate " + std::to_string(type) + "-" + std::to_string(bits);
+    wish.organization = "Ünïcode AG";
+    wish.country = "DE";
+    wish.alternativeNames = "DNS:gate.example, IP:192.0.2.1, IP:2001:db8::1, email:me@gate.example";
+    wish.keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke;
+    return wish;
+}
+
+class Request : public TheToken {
+protected:
+    MakeRequest make(const CertRequestInfo& wish) {
+        return static_cast<MakeRequest>(controller->MakeCertRequest(token(), wish, content));
+    }
+    // What another program makes of the request.
+    std::string judged() {
+        const std::string path = service.folder().file("request");
+        platform::replaceFile(path, content, true);
+        platform::ChildOptions child;
+        child.arguments = {"openssl", "req", "-verify", "-noout", "-text", "-nameopt", "utf8", "-in", path};
+        const auto result = platform::runChild(child, std::chrono::seconds(30));
+        EXPECT_EQ(result.status, 0) << result.error;
+        return result.output + result.error;
+    }
+};
+
+TEST_F(Request, IsSignedByEachKindOfKeyThatTheTokenMakes) {
+    std::vector<CertRequestKeyInfo> choices;
+    ASSERT_TRUE(controller->GetCertRequestKeyInfo(token(), choices));
+    ASSERT_EQ(choices.size(), 2U);
+    EXPECT_THAT(choices[0].keyBits, ElementsAre(2048U, 3072U, 4096U));
+    EXPECT_THAT(choices[1].keyBits, ElementsAre(256U, 384U, 521U));
+    for (const CertRequestKeyInfo& choice : choices) {
+        const std::vector<std::uint32_t> sizes =
+            choice.keyType == vocabulary::keyType::rsa ? std::vector<std::uint32_t>{2048} : choice.keyBits;
+        for (std::size_t i = 0; i < sizes.size(); ++i) {
+            ASSERT_EQ(make(wishFor(choice.keyType, sizes[i], choice.digests.at(i))), MakeRequest::made) << content;
+            EXPECT_THAT(judged(), HasSubstr("verify OK"));
+        }
+    }
+    EXPECT_THAT(judged(), HasSubstr("DNS:gate.example, IP Address:192.0.2.1, IP Address:2001:DB8:0:0:0:0:0:1"));
+    EXPECT_THAT(judged(), HasSubstr("ipsec Internet Key Exchange"));
+}
+
+TEST_F(Request, LeadsToACertificateWithItsKey) {
+    CertRequestInfo wish = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
+    wish.keyLabel = "gate key";
+    ASSERT_EQ(make(wish), MakeRequest::made) << content;
+    EXPECT_EQ(make(wish), MakeRequest::keyUnfit) << "the label is taken";
+    wish.useExistingKey = true;
+    wish.digest = vocabulary::digest::sha512;
+    ASSERT_EQ(make(wish), MakeRequest::made) << content;
+    ASSERT_EQ(parse(pem(answerRequest(content, root))), ParseResult::parsed);
+    EXPECT_THAT(options[0].keyTokens, ElementsAre(0U));
+    ASSERT_EQ(import(), ImportCert::imported);
+    const auto own = list(CertSelector::withPrivateKey);
+    ASSERT_EQ(own.size(), 1U);
+    EXPECT_EQ(own[0].subject, "CN=gate 3-256,O=Ünïcode AG,C=DE");
+    EXPECT_FALSE(own[0].flags & certFlag::keyExtractable);
+
+    wish.format = static_cast<std::uint32_t>(vocabulary::RequestFormat::der);
+    ASSERT_EQ(make(wish), MakeRequest::made);
+    EXPECT_EQ(content[0], '\x30');
+    wish.keyLabel = "another";
+    EXPECT_EQ(make(wish), MakeRequest::noSuchKey);
+}
+
+TEST_F(Request, ThatCanNotBeMadeSaysWhyAndLeavesNoKey) {
+    const CertRequestInfo good = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
+    const auto with = [&](auto change) {
+        CertRequestInfo wish = good;
+        change(wish);
+        return make(wish);
+    };
+    EXPECT_EQ(with([](auto& wish) { wish.keyBits = 1024; }), MakeRequest::keyUnfit);
+    EXPECT_EQ(with([](auto& wish) { wish.keyType = vocabulary::keyType::dsa; }), MakeRequest::keyUnfit);
+    EXPECT_EQ(with([](auto& wish) { wish.digest = 0x220; }), MakeRequest::keyUnfit);
+    EXPECT_EQ(with([](auto& wish) { wish.country = "Germany"; }), MakeRequest::subjectUnfit);
+    EXPECT_EQ(content, "X.509 does not take this country (two letters).");
+    EXPECT_EQ(with([](auto& wish) { wish.commonName = std::string(65, 'x'); }), MakeRequest::subjectUnfit);
+    EXPECT_EQ(with([](auto& wish) { wish.commonName = "\xFF\xFE"; }), MakeRequest::subjectUnfit);
+    for (const char* names : {"gate.example", "IP:300.1.1.1", "DNS:", "DNS:gäte.example", "dirName:x", ","}) {
+        EXPECT_EQ(with([&](auto& wish) { wish.alternativeNames = names; }), MakeRequest::subjectUnfit) << names;
+    }
+    EXPECT_EQ(with([](auto& wish) { wish.commonName = wish.organization = wish.country = wish.alternativeNames = ""; }),
+              MakeRequest::subjectUnfit);
+    EXPECT_EQ(static_cast<std::uint32_t>(with([](auto& wish) { wish.keyUsage = 1U << 31U; })), 4U);
+    EXPECT_EQ(refusal(), Refused::badInput);
+    logout();
+    EXPECT_EQ(make(good), MakeRequest::notLoggedIn);
+    login();
+    EXPECT_EQ(make(good), MakeRequest::made) << "no key of that label was left: " << content;
+}
+
+TEST_F(TheToken, ForgetsCertificatesThatAreDeleted) {
+    ASSERT_EQ(importFile(pkcs12(user, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+    const CertInfo info = named("CN=user");
+    EXPECT_TRUE(controller->DeleteCertificate(token(), info)) << bridge::lastFailure().text;
+    EXPECT_THAT(list(), IsEmpty());
+    EXPECT_FALSE(controller->DeleteCertificate(token(), info));
+    EXPECT_EQ(refusal(), Refused::noSuchObject);
+    EXPECT_TRUE(controller->ReloadAll(false));
+    ASSERT_EQ(importFile(pem(user.der)), ImportCert::imported);
+    EXPECT_TRUE(named("CN=user").hasPrivateKey) << "the key pair stayed";
+    EXPECT_TRUE(controller->ReloadAll(true));
+    EXPECT_EQ(import(), ImportCert::noSuchItem) << "the parsed file is forgotten";
+}
+
+} // namespace

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+//
+// Makes keys, certificates, CRLs and containers for tests, with the oddities that are met outside: any validity, serial
+// number, kind of string and set of extensions. What can't be made throws std::runtime_error.
+#pragma once
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+using Key = std::shared_ptr<EVP_PKEY>;
+
+Key rsaKey(unsigned bits);
+Key ecKey(const char* curve = "P-256");
+Key edwardsKey();
+
+struct Identity {
+    std::string der; // the certificate
+    Key key;
+};
+
+struct CertificateSpec {
+    std::vector<std::pair<std::string, std::string>> subject; // {"CN", "gate"}, ...
+    int stringKind = MBSTRING_UTF8;                           // V_ASN1_BMPSTRING: the subject goes so into the name
+    std::string serial = "1";                                 // decimal
+    std::string notBefore = "20250101000000Z";
+    std::string notAfter = "20400101000000Z";
+    std::vector<std::pair<std::string, std::string>> extensions; // as OpenSSL's configuration has them
+    int version = 3;
+};
+
+std::vector<std::pair<std::string, std::string>> authorityExtensions();
+
+// Signed by the issuer, or by its own key.
+Identity makeCertificate(const CertificateSpec& spec, const Key& key, const Identity* issuer = nullptr);
+Identity makeAuthority(const std::string& name, const Identity* issuer = nullptr);
+Identity makeUser(const std::string& name, const Identity& issuer);
+
+struct CrlSpec {
+    std::vector<long> revoked; // serial numbers
+    long number = 1;
+    std::string thisUpdate = "20250601000000Z";
+    std::string nextUpdate = "20390101000000Z";
+};
+std::string makeCrl(const CrlSpec& spec, const Identity& issuer);
+
+std::string pkcs12(const Identity& identity, const std::vector<std::string>& others, const std::string& password,
+                   int rounds = 2048, const std::string& name = "friendly");
+std::string pkcs7(const std::vector<std::string>& certificates);
+std::string pem(const std::string& der, const char* name = "CERTIFICATE");
+std::string keyPem(const Key& key, const std::string& password = {});
+
+// The request's certificate: as a CA would answer it. Throws when its signature is wrong.
+std::string answerRequest(const std::string& requestPem, const Identity& issuer);
+
+// All the certificates of a PEM file, as DER.
+std::vector<std::string> certificatesOf(const std::string& pemText);
