@@ -23,7 +23,7 @@ install(TARGETS panelkit EXPORT panelkitTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 # All headers of the library but these, which only its own sources include.
-set(internal_headers "(bridge/(idle_hooks|send_command)|format/digits|loc/text_table|lparams/(ascii_case|legal_values|nearest|value_text)|notifications/handler_registry)\\.h$")
+set(internal_headers "(bridge/(idle_hooks|send_command)|format/digits|loc/text_table|lparams/(legal_values|nearest|value_text)|notifications/handler_registry)\\.h$")
 install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT development
         FILES_MATCHING PATTERN "*.h"
         REGEX ${internal_headers} EXCLUDE)
