@@ -2,6 +2,8 @@
 //
 // The configuration's file: what is damaged or edited wrongly is told with line, section and key, the last good state
 // is used, and nothing is lost.
+#include "../support/random.h"
+#include "../support/run_speed.h"
 #include "../support/running_service.h"
 
 #include <service/config/configuration_file.h>
@@ -17,6 +19,9 @@ using namespace panelkitd;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+
+// fuzz/configuration.cpp: aborts when what is kept does not come back the same.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
@@ -213,6 +218,30 @@ TEST_F(TheFile, RemovesWhatAnInterruptedWriteLeft) {
     write("configuration.last-good.json.new-4242", "half");
     load();
     EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
+}
+
+TEST_F(TheFile, AndBodiesAreRefusedOrComeBackTheSameWhateverHappensToThem) {
+    Random random(20261121);
+    std::vector<std::string> seeds{whole};
+    std::uint8_t which = 0;
+    for (const panelkit::Section& section : panelkit::sections()) {
+        seeds.emplace_back(1, static_cast<char>(which++));
+        CommandStreamOut out(seeds.back());
+        section.make()->save(out);
+    }
+    for (int i = 0; i < (slowRun ? 2'000 : 20'000); ++i) {
+        std::string input = seeds[random.below(seeds.size())];
+        for (unsigned changes = 1 + random.below(4); changes > 0; --changes) {
+            const std::size_t place = 1 + random.below(input.size() - 1);
+            switch (random.below(4)) {
+            case 0: input[place] = static_cast<char>(random()); break;
+            case 1: input[place] = static_cast<char>(input[place] ^ 1 << random.below(8)); break;
+            case 2: input.insert(place, 1 + random.below(8), static_cast<char>(random.below(128))); break;
+            default: input.erase(place, 1 + random.below(3)); input += "  ";
+            }
+        }
+        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
+    }
 }
 
 } // namespace

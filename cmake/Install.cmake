@@ -1,0 +1,70 @@
+# What is installed, by component:
+#
+#   library      libpanelkit and the service's texts; what front ends need to run
+#   development  headers and the CMake package: find_package(panelkit), target panelkit::panelkit
+#   service      panelkitd, its unit and its account
+#   frontend     panelctl
+#
+# The components "testing" (testing/) and the translations (po/) are installed where they are made.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# ---- the library
+
+# The root of all includes: <panelkit/...>, <platform/...>, <vocabulary/...>.
+set(header_root ${CMAKE_INSTALL_INCLUDEDIR}/panelkit)
+
+set_target_properties(panelkit PROPERTIES EXPORT_NAME panelkit)
+target_compile_features(panelkit PUBLIC cxx_std_20)
+target_include_directories(panelkit PUBLIC $<INSTALL_INTERFACE:${header_root}>)
+install(TARGETS panelkit EXPORT panelkitTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
+
+# All headers of the library but these, which only its own sources include.
+set(internal_headers "(bridge/(idle_hooks|send_command)|format/digits|loc/text_table|lparams/(legal_values|nearest|value_text)|notifications/handler_registry)\\.h$")
+install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT development
+        FILES_MATCHING PATTERN "*.h"
+        REGEX ${internal_headers} EXCLUDE)
+install(DIRECTORY vocabulary/ DESTINATION ${header_root}/vocabulary COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+# Of platform, what those headers and the front end include; scripts/check-tree holds panelctl to the same list.
+set(platform_headers
+    printf_format.h
+    bridge/bridge_session.h
+    bridge/command_sender.h
+    bridge/failure.h
+    bridge/receiver.h
+    bridge/send_command_progress.h
+    loccore/localization.h
+    loccore/module.h
+    system/little_endian.h
+    system/utf8_character.h
+    system/wipe.h)
+foreach(header IN LISTS platform_headers)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES platform/${header} DESTINATION ${header_root}/platform/${folder} COMPONENT development)
+endforeach()
+install(FILES ${PROJECT_BINARY_DIR}/generated/platform/export.h
+        DESTINATION ${header_root}/platform COMPONENT development)
+
+set(package ${CMAKE_INSTALL_LIBDIR}/cmake/panelkit)
+install(EXPORT panelkitTargets NAMESPACE panelkit:: FILE panelkitConfig.cmake
+        DESTINATION ${package} COMPONENT development)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake DESTINATION ${package} COMPONENT development)
+
+# ---- the programs
+
+# They find the library beside themselves, wherever the whole is moved to.
+file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
+install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT frontend)
+
+if(NOT WIN32)
+    configure_file(packaging/panelkitd.service.in ${PROJECT_BINARY_DIR}/packaging/panelkitd.service @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkitd.service DESTINATION lib/systemd/system COMPONENT service)
+    install(FILES packaging/panelkit.sysusers DESTINATION lib/sysusers.d RENAME panelkit.conf COMPONENT service)
+endif()
