@@ -526,8 +526,6 @@ enum class Say : std::uint16_t {
     // the result of a newer service
     resultUnknown,
 
-    // configuration
-
     // watching
     groupWatch,
     optionWatchFor,
@@ -551,6 +549,7 @@ enum class Say : std::uint16_t {
     watchPolicyFailed,
     watchCertificateExpires,
     watchCertificateExpired,
+
     // the policy
     groupPolicy,
     verbPolicyStatus,
@@ -579,7 +578,6 @@ enum class Say : std::uint16_t {
     headingInForce,
     headingDiffers,
     headingSetting,
-    headingValue,
     policyDriver,
     policySystemLocal,
     policySystemFile,
