@@ -278,6 +278,8 @@ void addCertVerbs(CLI::App& group, const Context& context) {
     addVerb<CertShow>(group, context, "show", Say::verbCertShow);
     addVerb<CertChain>(group, context, "chain", Say::verbCertChain);
     addVerb<CertVerify>(group, context, "verify", Say::verbCertVerify);
+    addCertTransferVerbs(group, context);
+    addCertRequestVerbs(group, context);
     addVerb<CertReload>(group, context, "reload", Say::verbCertReload);
 }
 

@@ -14,27 +14,15 @@ using panelctl::Say;
 constexpr std::array groups = {
     panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
     panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
-    panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
-    panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
-
-    // the program itself
-    panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
-    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
-    // certificates, CRLs, preshared keys
-    panelctl::Group{"cert", Say::groupCert,
-                    [](CLI::App& group, const panelctl::Context& context) {
-                        panelctl::addCertVerbs(group, context);
-                        panelctl::addCertTransferVerbs(group, context);
-                        panelctl::addCertRequestVerbs(group, context);
-                    }},
+    panelctl::Group{"cert", Say::groupCert, panelctl::addCertVerbs},
     panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
     panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
-
-    // the program itself
-    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
-    panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
     panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
+    panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
+    panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
+    panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
+    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
 };
 
 } // namespace

@@ -36,27 +36,20 @@ void addVerb(CLI::App& group, const Context& context, const char* name, Say desc
 // Each adds its verbs to its group.
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
-void addNetVerbs(CLI::App& group, const Context& context);
-void addConfigVerbs(CLI::App& group, const Context& context);
-void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
-
-void addConfigVerbs(CLI::App& group, const Context& context);
-void addConfigChangeVerbs(CLI::App& group, const Context& context); // called by addConfigVerbs
-
-// the program itself
-void addDoctor(CLI::App& group, const Context& context);
-void addCompletionVerbs(CLI::App& group, const Context& context);
-// certificates, CRLs, preshared keys
 void addCertVerbs(CLI::App& group, const Context& context);
-void addCertTransferVerbs(CLI::App& group, const Context& context);
-void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
-
-// the program itself
-void addCompletionVerbs(CLI::App& group, const Context& context);
-void addWatchVerbs(CLI::App& group, const Context& context);
+void addConfigVerbs(CLI::App& group, const Context& context);
 void addPolicyVerbs(CLI::App& group, const Context& context);
-void addPolicySourceVerbs(CLI::App& group, const Context& context); // one group of verbs inside it
+void addNetVerbs(CLI::App& group, const Context& context);
+void addWatchVerbs(CLI::App& group, const Context& context);
+void addDoctor(CLI::App& group, const Context& context);
+void addCompletionVerbs(CLI::App& group, const Context& context);
+
+// Further verbs of a group, from files of their own; the ones above add them.
+void addCertTransferVerbs(CLI::App& group, const Context& context);
+void addCertRequestVerbs(CLI::App& group, const Context& context);
+void addConfigChangeVerbs(CLI::App& group, const Context& context);
+void addPolicySourceVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

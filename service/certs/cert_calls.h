@@ -17,11 +17,12 @@
 namespace panelkitd {
 
 struct CertModule::State {
-    explicit State(Providers& all) : providers(all) {}
+    State(Providers& all, const Configuration& settings) : providers(all), configuration(settings) {}
 
     Holdings look() { return {providers, cache}; }
 
     Providers& providers;
+    const Configuration& configuration;
     FactsCache cache;
     ParsedFiles parsed;
 };

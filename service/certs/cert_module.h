@@ -4,17 +4,21 @@
 // request, does the work, and gives the reply. A build without OpenSSL refuses them all.
 #pragma once
 
+#include <service/config/configuration.h>
 #include <service/dispatcher.h>
+#include <service/notifications/expiry_watch.h>
 #include <service/tokens/providers.h>
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace panelkitd {
 
 class CertModule {
 public:
-    explicit CertModule(Providers& providers);
+    // The configuration says how revocation is looked at where a verification leaves that open.
+    CertModule(Providers& providers, const Configuration& configuration);
     ~CertModule();
     CertModule(const CertModule&) = delete;
     CertModule& operator=(const CertModule&) = delete;
@@ -40,6 +44,9 @@ public:
 
     std::string requestKeyInfo(Call& call);
     std::string makeRequest(Call& call);
+
+    // All certificates on tokens, for the watch over those that end.
+    std::vector<WatchedCertificate> watched();
 
     // A session is over, and what it parsed is forgotten.
     void ended(const bridge::server::Session& session);

@@ -15,6 +15,24 @@ namespace panelkitd {
 using PKCS11::TokenInfo;
 using vocabulary::ExportCert;
 using vocabulary::Refused;
+namespace verifyFlag = vocabulary::verifyFlag;
+
+namespace {
+
+// A check for IKE looks at revocation as IKE is configured to, unless it says itself how.
+std::uint32_t withRevocation(std::uint32_t how, CrlProcessing configured) {
+    constexpr std::uint32_t forIke = static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer);
+    const bool saysItself = (how & (verifyFlag::crlRequired | verifyFlag::noRevocation)) != 0;
+    if (saysItself || (how & verifyFlag::purposeMask) != forIke) return how;
+    switch (configured) {
+    case CrlProcessing::off: return how | verifyFlag::noRevocation;
+    case CrlProcessing::strict: return how | verifyFlag::crlRequired;
+    case CrlProcessing::soft: break;
+    }
+    return how;
+}
+
+} // namespace
 
 std::string CertModule::certDetails(Call& call) {
     const TokenInfo token = readToken(call);
@@ -46,6 +64,7 @@ std::string CertModule::verifyCert(Call& call) {
     std::uint32_t how = 0;
     call.in >> how;
     const Holdings holdings = state_->look();
+    how = withRevocation(how, state_->configuration.settings().crlProcessing);
     const Verdict verdict = verify(holdings, holdings.find(token, record), how);
     return encoded(verdict.verified, verdict.text);
 }

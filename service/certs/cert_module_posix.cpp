@@ -24,10 +24,22 @@ using vocabulary::ParseResult;
 using vocabulary::Refused;
 namespace tokenFlag = vocabulary::tokenFlag;
 
-CertModule::CertModule(Providers& providers) : state_(std::make_unique<State>(providers)) {}
+CertModule::CertModule(Providers& providers, const Configuration& configuration)
+    : state_(std::make_unique<State>(providers, configuration)) {}
 CertModule::~CertModule() = default;
 
 void CertModule::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
+
+std::vector<WatchedCertificate> CertModule::watched() {
+    const Holdings holdings = state_->look();
+    std::vector<WatchedCertificate> all;
+    for (const TokenObjects& token : holdings.tokens()) {
+        for (const StoredCertificate& certificate : token.certificates) {
+            all.push_back({token.token, holdings.describe({&token, &certificate})});
+        }
+    }
+    return all;
+}
 
 TokenInfo readToken(Call& call) {
     TokenInfo token;

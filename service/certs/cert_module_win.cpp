@@ -17,7 +17,8 @@ namespace {
 
 } // namespace
 
-CertModule::CertModule(Providers&) {}
+CertModule::CertModule(Providers&, const Configuration&) {}
+std::vector<WatchedCertificate> CertModule::watched() { return {}; }
 CertModule::~CertModule() = default;
 void CertModule::ended(const bridge::server::Session&) {}
 

@@ -23,9 +23,9 @@ std::string ParameterModule::write(Call& call) {
 }
 
 std::string ParameterModule::commit(Call& call) {
-    for (const std::string& section : configuration_.commit()) {
-        call.subject += (call.subject.empty() ? "of " : ", ") + section;
-    }
+    const std::vector<std::string> changed = configuration_.commit();
+    for (const std::string& section : changed) call.subject += (call.subject.empty() ? "of " : ", ") + section;
+    if (!changed.empty()) announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);
     return {};
 }
 

@@ -5,6 +5,7 @@
 
 #include <service/config/configuration.h>
 #include <service/dispatcher.h>
+#include <service/notifications/announcer.h>
 
 #include <string>
 
@@ -12,7 +13,8 @@ namespace panelkitd {
 
 class ParameterModule {
 public:
-    explicit ParameterModule(Configuration& configuration) : configuration_(configuration) {}
+    ParameterModule(Configuration& configuration, Announcer& announcer)
+        : configuration_(configuration), announcer_(announcer) {}
 
     std::string read(Call& call);
     std::string write(Call& call);
@@ -20,6 +22,7 @@ public:
 
 private:
     Configuration& configuration_;
+    Announcer& announcer_;
 };
 
 } // namespace panelkitd

@@ -20,16 +20,16 @@ enum class CrlProcessing : std::int32_t {
 };
 
 // CERTMON: the daily look for certificates and keys that expire.
-struct ExpiryWatch {
+struct ExpirySettings {
     bool enabled = true;
-    std::uint32_t days = 30;          // tell of what expires within these
-    std::chrono::seconds timeOfDay{}; // after local midnight, less than a day
+    std::uint32_t days = 30;                // before its end a certificate is announced for the first time
+    std::chrono::seconds timeOfDay{36'000}; // local time, since midnight; less than a day
 
-    bool operator==(const ExpiryWatch&) const = default;
+    bool operator==(const ExpirySettings&) const = default;
 };
 
 struct Settings {
-    ExpiryWatch expiry;
+    ExpirySettings expiry;
     CrlProcessing crlProcessing = CrlProcessing::off;
     LogLevel logLevel = LogLevel::events;
     std::string administratorsGroup; // ADMIN.ADMIN_GROUP

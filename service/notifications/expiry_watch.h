@@ -4,6 +4,7 @@
 // Where the certificates are and how it is set up is its owner's affair.
 #pragma once
 
+#include <service/config/settings.h>
 #include <service/notifications/announcer.h>
 #include <service/notifications/rounds.h>
 
@@ -15,13 +16,6 @@
 #include <vector>
 
 namespace panelkitd {
-
-struct ExpirySettings {
-    bool enabled = true;
-    int days = 30;                          // before its end a certificate is announced for the first time
-    std::chrono::seconds timeOfDay{36'000}; // local time, since midnight
-    bool operator==(const ExpirySettings&) const = default;
-};
 
 struct WatchedCertificate {
     PKCS11::TokenInfo token;

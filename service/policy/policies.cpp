@@ -68,6 +68,19 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
     report.info.bareMessage = !diagnosis.frontEndKnows;
 }
 
+PolicyNews newsOf(const WantedPolicy& wanted) {
+    PolicyNews news;
+    const bool isDriver = wanted.request.type == LSPdriver;
+    news.source = isDriver ? "driver" : wanted.userId.empty() ? "system" : "user";
+    news.user = wanted.request.user;
+    news.title = wanted.name;
+    return news;
+}
+
+std::string titleOf(const LoadedPolicy& policy) {
+    return policy.text.title.empty() ? policy.wanted.name : policy.text.title;
+}
+
 } // namespace
 
 Policies::Policies(const StateFolder& folder, const Credentials& credentials,
@@ -130,14 +143,14 @@ void Policies::change(const std::function<void(PolicyState&)>& work) {
 }
 
 Policies::Outcome Policies::run(const WantedPolicy& wanted, const std::string& content) {
-    PolicyNews news;
+    PolicyNews news = newsOf(wanted);
     bool settled = false;
     {
         const std::scoped_lock lock(mutex_);
         change([&](PolicyState& next) { news.activated = activate(next, wanted, content, currentTime()); });
         news.message = state_.message;
         settled = !state_.loading;
-        news.title = news.activated && settled ? state_.inForce.text.title : "";
+        if (news.activated && settled) news.title = titleOf(state_.inForce);
         due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*vocabulary::policySettings::loadingDelay);
     }
     changed_.notify_all();
@@ -243,7 +256,10 @@ void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
         due_ = steady_clock::now() + retryInterval;
         return;
     }
-    const PolicyNews news{true, state_.inForce.text.title, state_.message};
+    PolicyNews news = newsOf(state_.inForce.wanted);
+    news.activated = true;
+    news.title = titleOf(state_.inForce);
+    news.message = state_.message;
     lock.unlock();
     if (news_) news_(news);
     lock.lock();

@@ -25,7 +25,9 @@ struct PolicyUser {
 // What became of an activation.
 struct PolicyNews {
     bool activated = false;
-    std::string title;
+    std::string source;  // "system", "user" or "driver"
+    std::string user;    // whose it is, for a user's
+    std::string title;   // or what it was called by who asked, while it has none
     std::string message; // why it failed, or remarks
 };
 

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+#include <service/daemon.h>
+
+#include <service/defaults.h>
+#include <service/log.h>
+
+#include <platform/bridge/endpoint.h>
+#include <platform/bridge/server.h>
+
+namespace panelkitd {
+
+namespace {
+
+StateFolder prepared(const std::string& path) {
+    StateFolder state(path);
+    configureEmbeddedModule(state.folder("softhsm"));
+    return state;
+}
+
+void announce(Announcer& announcer, const PolicyNews& news) {
+    if (news.activated) {
+        announcer.announcePolicyActivated(news.source, news.title, news.user);
+    } else {
+        announcer.announcePolicyFailed(news.source, news.title, news.message, news.user);
+    }
+}
+
+} // namespace
+
+Daemon::Daemon(const Options& options)
+    : options_(options),
+      state_(prepared(options.state)),
+      access_(options.usersGroup, options.administratorsGroup),
+      configuration_(state_, {options.logLevel, options.administratorsGroup}),
+      providers_(state_, options.providers),
+      tokenWatcher_(providers_, announcer_, options.tokenPoll),
+      tokens_(providers_, tokenWatcher_),
+      certificates_(providers_, configuration_),
+      expiryWatch_([this] { return certificates_.watched(); }, announcer_, configuration_.settings().expiry),
+      parameters_(configuration_, announcer_),
+      credentials_(providers_),
+      policies_(state_, credentials_, [this](const PolicyNews& news) { announce(announcer_, news); }),
+      policy_(policies_),
+      dispatcher_({.tokens = tokens_,
+                   .certificates = certificates_,
+                   .parameters = parameters_,
+                   .interfaces = interfaces_,
+                   .policy = policy_},
+                  access_) {
+    listenToConfiguration();
+}
+
+// What the configuration says of the service itself holds from the start, and from each commit on.
+void Daemon::listenToConfiguration() {
+    const auto act = [this](const Settings& settings, const std::vector<std::string>&) {
+        setLogLevel(settings.logLevel);
+        access_.setAdministratorsGroup(settings.administratorsGroup);
+        expiryWatch_.set(settings.expiry);
+    };
+    act(configuration_.settings(), {});
+    configuration_.observe(act);
+}
+
+bool Daemon::serve(TerminationRequest& termination) {
+    const bool endpointIsDefault =
+        options_.endpoint == bridge::systemEndpoint() || options_.endpoint == bridge::privateEndpoint();
+    if (endpointIsDefault) makeEndpointFolder(options_.endpoint);
+
+    bridge::server::Options bridgeOptions;
+    bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;
+    bridgeOptions.listen.users = options_.usersGroup;
+    bridgeOptions.grace = options_.stopGrace;
+    bridge::server::Server server(options_.endpoint, dispatcher_, bridgeOptions);
+    const AnnouncingThrough announcing(announcer_, server);
+    termination.whenAsked([&server, this] {
+        logEvent("asked to end");
+        announcer_.announceServiceStopping();
+        server.stop();
+    });
+    logEvent(bridgeOptions.service + " serves " + options_.endpoint);
+    const bool ended = server.run();
+    return stopWatches() && ended;
+}
+
+bool Daemon::stopWatches() {
+    const bool tokens = tokenWatcher_.stop(options_.stopGrace);
+    return expiryWatch_.stop(options_.stopGrace) && tokens;
+}
+
+} // namespace panelkitd
