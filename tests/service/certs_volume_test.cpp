@@ -3,6 +3,8 @@
 // A token with thousands of certificates: listing them takes little longer than reading them from the token does.
 #include "certs_fixture.h"
 
+#include "../support/run_speed.h"
+
 #include <service/certs/object_facts.h>
 #include <service/certs/token_attributes.h>
 #include <service/tokens/cryptoki.h>
@@ -10,6 +12,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 
 using panelkitd::Pkcs11Library;
@@ -83,7 +86,18 @@ private:
     std::unique_ptr<TokenSession> session_;
 };
 
-TEST_F(TheToken, ListsThousandsOfCertificatesAsFastAsTheTokenGivesThem) {
+// Making objects, not listing them, would take minutes on a disk.
+class OnMemoryDisk {
+protected:
+    OnMemoryDisk() {
+        if (std::filesystem::is_directory("/dev/shm")) ::setenv("TMPDIR", "/dev/shm", 1);
+    }
+    ~OnMemoryDisk() { ::unsetenv("TMPDIR"); }
+};
+
+class TheLargeToken : private OnMemoryDisk, public TheToken {};
+
+TEST_F(TheLargeToken, ListsThousandsOfCertificatesAsFastAsTheTokenGivesThem) {
     OwnLook look(service.state());
     const Identity issuer = makeAuthority("Root");
     const Key key = ecKey();
@@ -102,7 +116,8 @@ TEST_F(TheToken, ListsThousandsOfCertificatesAsFastAsTheTokenGivesThem) {
     std::cout << "listing " << certificates << " certificates takes " << listing / bare
               << " times a bare pass over the token, the first listing " << first / bare << " times\n";
     RecordProperty("ratio", std::to_string(listing / bare));
-    EXPECT_LT(listing, mostTimes * bare);
+    const double instrumented = slowRun ? 4 : 1; // our half is, the token's module is not
+    EXPECT_LT(listing, mostTimes * instrumented * bare);
 }
 
 } // namespace
