@@ -10,7 +10,7 @@
 namespace platform {
 
 inline std::filesystem::path toPath(std::string_view utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
+    return std::u8string(utf8.begin(), utf8.end());
 }
 
 inline std::string fromPath(const std::filesystem::path& path) {

@@ -118,7 +118,7 @@ std::vector<std::string> Configuration::commit() {
         if (*written_.find(section) == *written.find(section)) written_.set(section, *after.find(section));
     }
     lock.unlock();
-    const std::vector<std::string> changed = difference(before, after);
+    std::vector<std::string> changed = difference(before, after);
     for (const Observer& observer : observers_) observer(extract(after), changed);
     return changed;
 }

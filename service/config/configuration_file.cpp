@@ -19,6 +19,16 @@ constexpr std::uint64_t largestFile = std::uint64_t{256} << 20;
 
 constexpr int mostKept = 99;
 
+// Nothing when there is no such file, or none that can be read, which is logged.
+std::optional<std::string> readText(const std::string& path) {
+    try {
+        return platform::readFile(path, largestFile);
+    } catch (const platform::FileError& error) {
+        if (!error.missing) logError(error.what());
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
 ConfigurationFile::ConfigurationFile(const StateFolder& state, const Shapes& shapes)
@@ -31,20 +41,11 @@ ConfigurationFile::ConfigurationFile(const StateFolder& state, const Shapes& sha
 
 ConfigurationFile::~ConfigurationFile() { platform::wipe(known_); }
 
-// Nothing when there is no such file, or none that can be read, which is logged.
-std::optional<std::string> ConfigurationFile::readText(const std::string& path) const {
-    try {
-        return platform::readFile(path, largestFile);
-    } catch (const platform::FileError& error) {
-        if (!error.missing) logError(error.what());
-        return std::nullopt;
-    }
-}
-
 std::optional<Bodies> ConfigurationFile::tryText(const std::string& path, const std::string& text) const {
     ReadConfiguration read = readConfiguration(shapes_, text);
-    for (const std::string& problem : read.problems) logError(path + ": " + problem);
-    for (const std::string& note : read.notes) logEvent(path + ": " + note);
+    const std::string start = path + ": ";
+    for (const std::string& problem : read.problems) logError(start + problem);
+    for (const std::string& note : read.notes) logEvent(start + note);
     return std::move(read.bodies);
 }
 

@@ -33,7 +33,6 @@ public:
     void save(const Bodies& bodies);
 
 private:
-    std::optional<std::string> readText(const std::string& path) const;
     std::optional<Bodies> tryText(const std::string& path, const std::string& text) const;
     void keep(const std::string& text) const;
     void writeLastGood(const std::string& text) const;

@@ -82,7 +82,7 @@ private:
 void Reader::readWhole(const json& whole) {
     if (!whole.is_object()) return result_.problems.emplace_back("line 1: expected an object in braces"), void();
     for (const auto& [key, value] : whole.items()) {
-        if (key != "format" && key != "sections") problem(key, "unknown; expected \"format\" and \"sections\"");
+        if (key != "format" && key != "sections") problem(key, R"(unknown; expected "format" and "sections")");
     }
     const json version = whole.value("format", json());
     if (!version.is_number_unsigned() || version == 0U) return problem("format", "expected the number 1");
@@ -97,17 +97,17 @@ void Reader::readSection(const std::string& path, const std::string& name, const
     const ParamGroup* section = shapes_.find(name);
     if (!section) return problem(path, "there is no such section");
     if (!content.is_object()) return problem(path, "expected the section's parameters in braces");
+    const std::string start = path + '.';
     for (const auto& [key, value] : content.items()) {
         const bool known = std::any_of(section->params.begin(), section->params.end(),
                                        [&, wanted = key](const Param* param) { return param->key == wanted; });
-        if (!known) problem(path + '.' + key, "the section has no such parameter");
+        if (!known) problem(start + key, "the section has no such parameter");
     }
     std::string body;
     const platform::WipeOnExit wiped(body);
     for (const Param* param : section->params) {
-        const std::string keyPath = path + '.' + param->key;
         if (content.contains(param->key)) {
-            readParam(keyPath, *param, content[param->key], body);
+            readParam(start + param->key, *param, content[param->key], body);
         } else {
             problem(path, std::string(param->key) + " is missing");
         }

@@ -157,7 +157,7 @@ std::int32_t readChoice(const EnumParam& param, const json& value) {
     }
     const auto chosen = readNumber<std::int32_t>(value["value"]);
     if (value.contains("name") && readChoiceName(param, value["name"]) != chosen) {
-        throw ValueError("\"value\" and \"name\" are not the same choice; expected one of: " + choices(param.variants));
+        throw ValueError(R"("value" and "name" are not the same choice; expected one of: )" + choices(param.variants));
     }
     return chosen;
 }

@@ -35,7 +35,7 @@ std::size_t roomFor(const Value& value);
 
 // Appends the bytes of a value to a body. Throws ValueError. Bounds are not checked: front ends may have written, and
 // the service kept, what is out of them.
-void readValue(const Shapes& shapes, const LPARAMS::Client::Param& param, const nlohmann::json& json,
+void readValue(const Shapes& shapes, const LPARAMS::Client::Param& param, const nlohmann::json& value,
                std::string& body);
 
 } // namespace panelkitd
