@@ -66,8 +66,9 @@ struct CertImportVerb {
 private:
     // Those with a key, since the others are there for their sake; without a key in the file, all.
     std::vector<std::size_t> chosen(const ParsedFile& file) const {
-        std::vector<CertInfo> certificates;
-        for (const CertImportOption& option : file.certificates) certificates.push_back(option.certificate);
+        std::vector<CertInfo> certificates(file.certificates.size());
+        std::transform(file.certificates.begin(), file.certificates.end(), certificates.begin(),
+                       [](const CertImportOption& option) { return option.certificate; });
         std::vector<std::size_t> places = placesOf(certificates, only);
         if (!only.empty() && places.size() > 1) failAmbiguous(certificates, places);
         if (places.empty()) {
@@ -87,11 +88,11 @@ private:
 
     [[noreturn]] void failAmbiguous(const std::vector<CertInfo>& certificates,
                                     const std::vector<std::size_t>& places) const {
-        std::vector<std::string> lines;
-        for (const std::size_t at : places) {
-            lines.push_back(phrase(Say::fileCandidate,
-                                   {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)}));
-        }
+        std::vector<std::string> lines(places.size());
+        std::transform(places.begin(), places.end(), lines.begin(), [&](std::size_t at) {
+            return phrase(Say::fileCandidate,
+                          {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)});
+        });
         throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {only}), std::move(lines));
     }
 

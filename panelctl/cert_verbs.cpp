@@ -198,8 +198,8 @@ struct CertChain {
         std::vector<CertInfo> certificates;
         std::vector<PKCS11::TokenInfo> tokens;
         if (!controller->GetCertChain(found.token, found.object, tokens, certificates)) throw lastFailureError();
-        std::vector<Certificate> chain;
-        for (std::size_t i = 0; i < certificates.size(); ++i) chain.push_back({certificates[i], tokens[i]});
+        std::vector<Certificate> chain(certificates.size());
+        for (std::size_t i = 0; i < chain.size(); ++i) chain[i] = {certificates[i], tokens[i]};
         if (context.json) return printJson(listJson(chain));
         print(chain);
     }
