@@ -32,6 +32,12 @@ std::string sectionNames(const PolicyText& text) {
     return names;
 }
 
+WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::string& by) {
+    wanted.name = name;
+    wanted.by = by;
+    return wanted;
+}
+
 LSPinfo_t describe(const LoadedPolicy& policy) {
     LSPinfo_t info;
     info.request = policy.wanted.request;
@@ -129,12 +135,12 @@ void Policies::change(const std::function<void(PolicyState&)>& work) {
     state_ = std::move(next);
 }
 
-Policies::Outcome Policies::run(const WantedPolicy& wanted, const std::string& content) {
+Policies::Outcome Policies::run(const std::function<bool(PolicyState&)>& work) {
     PolicyNews news;
     bool settled = false;
     {
         const std::scoped_lock lock(mutex_);
-        change([&](PolicyState& next) { news.activated = activate(next, wanted, content, currentTime()); });
+        change([&](PolicyState& next) { news.activated = work(next); });
         news.message = state_.message;
         settled = !state_.loading;
         news.title = news.activated && settled ? state_.inForce.text.title : "";
@@ -146,37 +152,31 @@ Policies::Outcome Policies::run(const WantedPolicy& wanted, const std::string& c
 }
 
 Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string& name, const std::string& by) {
-    WantedPolicy wanted;
-    wanted.request = driverRequest(mode);
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, {});
+    return run([&](PolicyState& state) {
+        WantedPolicy wanted;
+        wanted.request = driverRequest(mode);
+        return activate(state, namedBy(std::move(wanted), name, by), {}, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateSystem(const std::string& content, const std::string& name, const std::string& by) {
-    std::unique_lock lock(mutex_);
-    WantedPolicy wanted = systemPolicyOf(state_);
-    lock.unlock();
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, content);
+    return run([&](PolicyState& state) {
+        return activate(state, namedBy(systemPolicyOf(state), name, by), content, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
                                          const std::string& by) {
-    std::unique_lock lock(mutex_);
-    WantedPolicy wanted = userPolicyOf(state_, user.id, user.name);
-    lock.unlock();
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, content);
+    return run([&](PolicyState& state) {
+        return activate(state, namedBy(userPolicyOf(state, user.id, user.name), name, by), content, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateRequired(const std::string& name, const std::string& by) {
-    WantedPolicy wanted = required();
-    if (!name.empty()) wanted.name = name;
-    wanted.by = by;
-    return run(wanted, {});
+    return run([&](PolicyState& state) {
+        const WantedPolicy required = state.required;
+        return activateAgain(state, namedBy(required, name.empty() ? required.name : name, by), currentTime());
+    });
 }
 
 // ---- settings

@@ -71,7 +71,8 @@ public:
     void offerUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
 
 private:
-    Outcome run(const WantedPolicy& wanted, const std::string& content);
+    // `work` changes the state by an activation, and gives whether the policy was loaded.
+    Outcome run(const std::function<bool(PolicyState&)>& work);
     void change(const std::function<void(PolicyState&)>& work);
     void waitForLoading();
     void finishDueLoading(std::unique_lock<std::mutex>& lock);
