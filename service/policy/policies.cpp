@@ -16,6 +16,7 @@ namespace panelkitd {
 using LSPcmd::LSPsettings_t;
 using std::chrono::steady_clock;
 namespace field = vocabulary::policyInfo;
+namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
@@ -51,6 +52,18 @@ LSPinfo_t describe(const LoadedPolicy& policy) {
     info.*field::sectionCount = static_cast<std::uint32_t>(policy.text.sections.size());
     info.*field::sections = sectionNames(policy.text);
     return info;
+}
+
+// Of the activation that was the last one, and is at its end.
+PolicyNews newsOf(const PolicyState& state, bool activated) {
+    const WantedPolicy& wanted = state.required;
+    PolicyNews news;
+    news.activated = activated;
+    news.source = isUserPolicy(wanted.request.type) ? "user" : wanted.request.type == LSPdriver ? "driver" : "system";
+    news.user = wanted.request.user;
+    news.title = activated ? state.inForce.text.title : wanted.name.empty() ? wanted.request.file : wanted.name;
+    news.message = state.message;
+    return news;
 }
 
 // What a section authenticates with goes where front ends look for it: the required policy says how, the one in force
@@ -140,11 +153,11 @@ Policies::Outcome Policies::run(const std::function<bool(PolicyState&)>& work) {
     bool settled = false;
     {
         const std::scoped_lock lock(mutex_);
-        change([&](PolicyState& next) { news.activated = work(next); });
-        news.message = state_.message;
+        bool activated = false;
+        change([&](PolicyState& next) { activated = work(next); });
+        due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*settingsField::loadingDelay);
         settled = !state_.loading;
-        news.title = news.activated && settled ? state_.inForce.text.title : "";
-        due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*vocabulary::policySettings::loadingDelay);
+        news = newsOf(state_, activated);
     }
     changed_.notify_all();
     if (settled && news_) news_(news);
@@ -243,7 +256,7 @@ void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
         due_ = steady_clock::now() + retryInterval;
         return;
     }
-    const PolicyNews news{true, state_.inForce.text.title, state_.message};
+    const PolicyNews news = newsOf(state_, true);
     lock.unlock();
     if (news_) news_(news);
     lock.lock();

@@ -25,7 +25,9 @@ struct PolicyUser {
 // What became of an activation.
 struct PolicyNews {
     bool activated = false;
-    std::string title;
+    std::string source;  // "system", "user" or "driver"
+    std::string user;    // whose it is, for a user's
+    std::string title;   // of one that failed the caller's name for it, else its file
     std::string message; // why it failed, or remarks
 };
 
