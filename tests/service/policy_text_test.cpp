@@ -5,7 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
+#include <fstream>
 #include <random>
 
 using namespace panelkitd;
@@ -60,6 +60,26 @@ TEST(APolicyFile, SaysWhatItSays) {
     EXPECT_EQ(text.sections[1].key, "office");
     EXPECT_EQ(text.sections[2].network, "any");
     EXPECT_EQ(text.sections[2].port, "67..68");
+    EXPECT_EQ(text.remarks, "");
+}
+
+// The example of docs/policy-file.md, which stands four blanks deep.
+std::string documentedExample() {
+    std::ifstream page(PANELKIT_SOURCE_DIR "/docs/policy-file.md");
+    std::string example;
+    bool inside = false;
+    for (std::string line; std::getline(page, line);) {
+        if (line.rfind("    # The policy of", 0) == 0) inside = true;
+        if (inside && !line.empty() && line.rfind("    ", 0) != 0) break;
+        if (inside) example += line.empty() ? "\n" : line.substr(4) + "\n";
+    }
+    return example;
+}
+
+TEST(APolicyFile, IsAsItIsDocumented) {
+    EXPECT_EQ(problemsOf(documentedExample()), "");
+    const PolicyText text = readPolicyText(documentedExample());
+    EXPECT_EQ(text.sections.size(), 4U);
     EXPECT_EQ(text.remarks, "");
 }
 
