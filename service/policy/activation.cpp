@@ -75,27 +75,30 @@ PolicyCopy& copyFor(PolicyState& state, const WantedPolicy& wanted) {
     return user.copy;
 }
 
-void takeKeptCopy(PolicyState& state, LoadedPolicy& policy, std::string& remark) {
+bool needsContent(const WantedPolicy& wanted) {
+    const SourceRow* const row = sourceRow(wanted.source);
+    return wanted.request.type != LSPdriver && !(row && row->server);
+}
+
+// A policy that is in no file has no other place to come from, so of it nothing is said.
+void takeKeptCopy(PolicyState& state, LoadedPolicy& policy) {
     const std::string& file = policy.wanted.request.file;
     const PolicyCopy& copy = copyFor(state, policy.wanted);
     if (copy.content.empty() || copy.file != file) {
         throw LoadingError("the " + describeFile(file) + " is empty or can't be read, and no copy of it is kept");
     }
     policy.content = copy.content;
-    policy.fromConfigDb = true;
-    remark = "the " + describeFile(file) + " is empty or can't be read; the copy that was kept is used";
+    policy.fromConfigDb = isFilePolicy(policy.wanted.request.type);
 }
 
 // Gives remarks.
 std::string load(PolicyState& state, LoadedPolicy& policy) {
     const SourceRow* const row = sourceRow(policy.wanted.source);
-    std::string remark;
-    if (policy.wanted.request.type == LSPdriver) {
-        if (!policy.content.empty()) throw LoadingError("the settings ask for the driver policy, which takes no file");
-    } else if (row && row->server) {
+    if (policy.wanted.request.type == LSPdriver && !policy.content.empty()) {
+        throw LoadingError("the settings ask for the driver policy, which takes no file");
+    }
+    if (row && row->server) {
         throw LoadingError(std::string("this service has no client for ") + row->server + " (" + row->name + ")");
-    } else if (policy.content.empty()) {
-        takeKeptCopy(state, policy, remark);
     }
     try {
         readTextOf(policy);
@@ -103,8 +106,29 @@ std::string load(PolicyState& state, LoadedPolicy& policy) {
         throw LoadingError(describeFile(policy.wanted.request.file) + ": " + error.what());
     }
     if (!policy.content.empty()) copyFor(state, policy.wanted) = {policy.wanted.request.file, policy.content};
-    if (!remark.empty() && !policy.text.remarks.empty()) remark += '\n';
-    return remark + policy.text.remarks;
+    return policy.text.remarks;
+}
+
+// `take` finds the content where there is none yet, and gives a remark on that.
+bool run(PolicyState& state, LoadedPolicy policy, std::string (*take)(PolicyState& state, LoadedPolicy& policy),
+         std::int64_t now) {
+    state.required = policy.wanted;
+    state.loading.reset();
+    try {
+        std::string remarks = needsContent(policy.wanted) && policy.content.empty() ? take(state, policy) : "";
+        const std::string more = load(state, policy);
+        if (!remarks.empty() && !more.empty()) remarks += '\n';
+        remarks += more;
+        state.message = remarks.empty() ? "" : "#warn: " + remarks;
+        state.failed = false;
+    } catch (const LoadingError& error) {
+        state.message = error.what();
+        state.failed = true;
+        return false;
+    }
+    state.loading = std::move(policy);
+    if (state.system.*settingsField::loadingDelay == 0) finishLoading(state, now);
+    return true;
 }
 
 // Text that people typed: it is shown and stored, and must not hold what acts on a terminal.
@@ -164,23 +188,25 @@ WantedPolicy userPolicyOf(const PolicyState& state, const std::string& userId, c
 }
 
 bool activate(PolicyState& state, const WantedPolicy& wanted, const std::string& content, std::int64_t now) {
-    state.required = wanted;
-    state.loading.reset();
     LoadedPolicy policy;
     policy.wanted = wanted;
     policy.content = content;
-    try {
-        const std::string remarks = load(state, policy);
-        state.message = remarks.empty() ? "" : "#warn: " + remarks;
-        state.failed = false;
-    } catch (const LoadingError& error) {
-        state.message = error.what();
-        state.failed = true;
-        return false;
-    }
-    state.loading = std::move(policy);
-    if (state.system.*settingsField::loadingDelay == 0) finishLoading(state, now);
-    return true;
+    const auto take = [](PolicyState& from, LoadedPolicy& into) {
+        takeKeptCopy(from, into);
+        return "the " + describeFile(into.wanted.request.file) +
+               " is empty or can't be read; the copy that was kept is used";
+    };
+    return run(state, std::move(policy), take, now);
+}
+
+bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t now) {
+    LoadedPolicy policy;
+    policy.wanted = wanted;
+    const auto take = [](PolicyState& from, LoadedPolicy& into) {
+        takeKeptCopy(from, into);
+        return std::string();
+    };
+    return run(state, std::move(policy), take, now);
 }
 
 void finishLoading(PolicyState& state, std::int64_t now) {
@@ -193,7 +219,7 @@ void finishLoading(PolicyState& state, std::int64_t now) {
 void resume(PolicyState& state, std::int64_t now) {
     finishLoading(state, now);
     // The file itself is out of reach until a front end hands it over again.
-    if (!state.inForce.content.empty()) state.inForce.fromConfigDb = true;
+    if (isFilePolicy(state.inForce.wanted.request.type)) state.inForce.fromConfigDb = true;
 }
 
 std::string problemOf(const LSPcmd::LSPsettings_t& settings) {

@@ -27,6 +27,9 @@ WantedPolicy userPolicyOf(const PolicyState& state, const std::string& userId, c
 // whether it was loaded.
 bool activate(PolicyState& state, const WantedPolicy& wanted, const std::string& content, std::int64_t now);
 
+// The same once more, from the copy that is kept, without asking for the file.
+bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t now);
+
 // The policy that is loading is in force from now on.
 void finishLoading(PolicyState& state, std::int64_t now);
 

@@ -16,6 +16,7 @@ namespace panelkitd {
 using LSPcmd::LSPsettings_t;
 using std::chrono::steady_clock;
 namespace field = vocabulary::policyInfo;
+namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
@@ -32,6 +33,12 @@ std::string sectionNames(const PolicyText& text) {
     return names;
 }
 
+WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::string& by) {
+    wanted.name = name;
+    wanted.by = by;
+    return wanted;
+}
+
 LSPinfo_t describe(const LoadedPolicy& policy) {
     LSPinfo_t info;
     info.request = policy.wanted.request;
@@ -45,6 +52,18 @@ LSPinfo_t describe(const LoadedPolicy& policy) {
     info.*field::sectionCount = static_cast<std::uint32_t>(policy.text.sections.size());
     info.*field::sections = sectionNames(policy.text);
     return info;
+}
+
+// Of the activation that was the last one, and is at its end.
+PolicyNews newsOf(const PolicyState& state, bool activated) {
+    const WantedPolicy& wanted = state.required;
+    PolicyNews news;
+    news.activated = activated;
+    news.source = isUserPolicy(wanted.request.type) ? "user" : wanted.request.type == LSPdriver ? "driver" : "system";
+    news.user = wanted.request.user;
+    news.title = activated ? state.inForce.text.title : wanted.name.empty() ? wanted.request.file : wanted.name;
+    news.message = state.message;
+    return news;
 }
 
 // What a section authenticates with goes where front ends look for it: the required policy says how, the one in force
@@ -66,19 +85,6 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
     if (diagnosis.problem.empty()) return;
     report.info.message = diagnosis.problem;
     report.info.bareMessage = !diagnosis.frontEndKnows;
-}
-
-PolicyNews newsOf(const WantedPolicy& wanted) {
-    PolicyNews news;
-    const bool isDriver = wanted.request.type == LSPdriver;
-    news.source = isDriver ? "driver" : wanted.userId.empty() ? "system" : "user";
-    news.user = wanted.request.user;
-    news.title = wanted.name;
-    return news;
-}
-
-std::string titleOf(const LoadedPolicy& policy) {
-    return policy.text.title.empty() ? policy.wanted.name : policy.text.title;
 }
 
 } // namespace
@@ -142,16 +148,16 @@ void Policies::change(const std::function<void(PolicyState&)>& work) {
     state_ = std::move(next);
 }
 
-Policies::Outcome Policies::run(const WantedPolicy& wanted, const std::string& content) {
-    PolicyNews news = newsOf(wanted);
+Policies::Outcome Policies::run(const std::function<bool(PolicyState&)>& work) {
+    PolicyNews news;
     bool settled = false;
     {
         const std::scoped_lock lock(mutex_);
-        change([&](PolicyState& next) { news.activated = activate(next, wanted, content, currentTime()); });
-        news.message = state_.message;
+        bool activated = false;
+        change([&](PolicyState& next) { activated = work(next); });
+        due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*settingsField::loadingDelay);
         settled = !state_.loading;
-        if (news.activated && settled) news.title = titleOf(state_.inForce);
-        due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*vocabulary::policySettings::loadingDelay);
+        news = newsOf(state_, activated);
     }
     changed_.notify_all();
     if (settled && news_) news_(news);
@@ -159,37 +165,31 @@ Policies::Outcome Policies::run(const WantedPolicy& wanted, const std::string& c
 }
 
 Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string& name, const std::string& by) {
-    WantedPolicy wanted;
-    wanted.request = driverRequest(mode);
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, {});
+    return run([&](PolicyState& state) {
+        WantedPolicy wanted;
+        wanted.request = driverRequest(mode);
+        return activate(state, namedBy(std::move(wanted), name, by), {}, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateSystem(const std::string& content, const std::string& name, const std::string& by) {
-    std::unique_lock lock(mutex_);
-    WantedPolicy wanted = systemPolicyOf(state_);
-    lock.unlock();
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, content);
+    return run([&](PolicyState& state) {
+        return activate(state, namedBy(systemPolicyOf(state), name, by), content, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
                                          const std::string& by) {
-    std::unique_lock lock(mutex_);
-    WantedPolicy wanted = userPolicyOf(state_, user.id, user.name);
-    lock.unlock();
-    wanted.name = name;
-    wanted.by = by;
-    return run(wanted, content);
+    return run([&](PolicyState& state) {
+        return activate(state, namedBy(userPolicyOf(state, user.id, user.name), name, by), content, currentTime());
+    });
 }
 
 Policies::Outcome Policies::activateRequired(const std::string& name, const std::string& by) {
-    WantedPolicy wanted = required();
-    if (!name.empty()) wanted.name = name;
-    wanted.by = by;
-    return run(wanted, {});
+    return run([&](PolicyState& state) {
+        const WantedPolicy required = state.required;
+        return activateAgain(state, namedBy(required, name.empty() ? required.name : name, by), currentTime());
+    });
 }
 
 // ---- settings
@@ -256,10 +256,7 @@ void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
         due_ = steady_clock::now() + retryInterval;
         return;
     }
-    PolicyNews news = newsOf(state_.inForce.wanted);
-    news.activated = true;
-    news.title = titleOf(state_.inForce);
-    news.message = state_.message;
+    const PolicyNews news = newsOf(state_, true);
     lock.unlock();
     if (news_) news_(news);
     lock.lock();

@@ -27,7 +27,7 @@ struct PolicyNews {
     bool activated = false;
     std::string source;  // "system", "user" or "driver"
     std::string user;    // whose it is, for a user's
-    std::string title;   // or what it was called by who asked, while it has none
+    std::string title;   // of one that failed the caller's name for it, else its file
     std::string message; // why it failed, or remarks
 };
 
@@ -73,7 +73,8 @@ public:
     void offerUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
 
 private:
-    Outcome run(const WantedPolicy& wanted, const std::string& content);
+    // `work` changes the state by an activation, and gives whether the policy was loaded.
+    Outcome run(const std::function<bool(PolicyState&)>& work);
     void change(const std::function<void(PolicyState&)>& work);
     void waitForLoading();
     void finishDueLoading(std::unique_lock<std::mutex>& lock);

@@ -103,19 +103,25 @@ private:
         if (!wrong.empty()) problem(line_, wrong);
     }
 
-    // The head or a section is complete.
+    // The head or a section is complete. One with a mistake in its lines is not looked at as a whole: what it lacks may
+    // be just what the mistake is in.
     void endPart() {
+        if (count_ == before_) checkWhole();
+        given_.clear();
+        before_ = count_;
+    }
+
+    void checkWhole() {
         if (text_.sections.empty()) {
             if (!given_.contains("title")) problem(line_, "the head before it has no title");
             if (!given_.contains("version")) problem(line_, "the head before it has no version");
-        } else {
-            const PolicySection& section = text_.sections.back();
-            for (const std::string& wrong : contradictionsOf(section)) {
-                problem(section.line, "section [" + section.name + "] " + wrong);
-            }
-            remarkUnreachable(section);
+            return;
         }
-        given_.clear();
+        const PolicySection& section = text_.sections.back();
+        for (const std::string& wrong : contradictionsOf(section)) {
+            problem(section.line, "section [" + section.name + "] " + wrong);
+        }
+        remarkUnreachable(section);
     }
 
     // The first section that fits decides, so a second one for the very same traffic never does.
@@ -132,6 +138,7 @@ private:
     unsigned line_ = 0;
     std::string problems_;
     unsigned count_ = 0;
+    unsigned before_ = 0;                   // problems of the parts before this one
     std::map<std::string, unsigned> given_; // keys of this part, and their lines
     std::map<std::string, unsigned> names_; // sections, and their lines
     std::map<std::string, std::string> traffic_;

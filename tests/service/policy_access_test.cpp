@@ -83,8 +83,8 @@ TEST_F(APolicyOfSomebody, IsTheOnlyOneThatAUserMayChange) {
         EXPECT_TRUE(send(Command::ActivateCurrent, encoded(none), &reply)) << "their own";
         EXPECT_TRUE(send(Command::GetUserSettings, named("nobody"), &reply)) << "by name too";
     }
-    EXPECT_THAT(service.log(), HasSubstr("audit: nobody ActivateDDP: denied"));
-    EXPECT_THAT(service.log(), HasSubstr("audit: nobody ActivateUser of nobody: done"));
+    expectLogged("audit: nobody ActivateDDP: denied");
+    expectLogged("audit: nobody ActivateUser of nobody: done");
 }
 
 TEST_F(APolicyOfSomebody, IsNotShownToOthers) {

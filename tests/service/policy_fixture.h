@@ -18,7 +18,9 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 
 // A good policy file, for tests that need one.
 inline std::string policyFile(const std::string& title, const std::string& sections = "[all]\naction = drop\n") {
@@ -92,6 +94,14 @@ protected:
         std::string text;
         EXPECT_TRUE(controller.cmdViewCurrent(text)) << bridge::lastFailure().text;
         return text;
+    }
+
+    // What the service logs arrives a little after its answer.
+    void expectLogged(const std::string& text) {
+        for (int i = 0; i < 200 && service.log().find(text) == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+        EXPECT_THAT(service.log(), testing::HasSubstr(text));
     }
 
     // Sends a request as it stands, for what the controller would not send. Gives whether it was answered.

@@ -63,16 +63,14 @@ TEST_F(ThePolicy, IsActivatedFromAFile) {
 
 TEST_F(ThePolicy, StaysWhenTheNextOneIsDamaged) {
     ASSERT_EQ(activate(policyFile("Good")), "");
-    const std::string problem = "policy file " + file() +
-                                ": line 4: action: \"dorp\" is none of: protect, pass, drop\n"
-                                "line 3: section [a] has no action";
+    const std::string problem = "policy file " + file() + ": line 4: action: \"dorp\" is none of: protect, pass, drop";
     EXPECT_EQ(activate(policyFile("Bad", "[a]\naction = dorp\n")), "failed: " + problem);
     const Report now = report();
     EXPECT_EQ(now.info.Title, "Good");
     EXPECT_EQ(now.state, LSPrequest_t::diagnosed);
     EXPECT_THAT(now.text, HasSubstr("\nDiagnosis: " + problem));
     EXPECT_EQ(view(), policyFile("Good"));
-    EXPECT_THAT(service.log(), HasSubstr("ActivateSystem (policy file " + file()));
+    expectLogged("ActivateSystem (policy file " + file());
     EXPECT_EQ(activate(std::string((1U << 20) + 1, '\n')),
               "failed: policy file " + file() + ": it is larger than 1 MiB");
     EXPECT_EQ(activate(policyFile("Better")), "") << "and the next good one is taken";
@@ -101,6 +99,16 @@ TEST_F(ThePolicy, ComesFromTheKeptCopyWhenItsFileCantBeRead) {
     EXPECT_EQ(activateSystem(), "failed: the policy file " + folder.file("another.lsp") +
                                     " is empty or can't be read, and no copy of it is kept");
     EXPECT_EQ(report().info.Title, "Kept");
+}
+
+TEST_F(ThePolicy, IsActivatedAgainWithoutItsFile) {
+    ASSERT_EQ(activate(policyFile("Office")), "");
+    platform::replaceFile(file(), policyFile("Changed meanwhile"), true);
+    std::string reply = "kept";
+    EXPECT_TRUE(controller.cmdActivateCurrent(reply, ""));
+    EXPECT_EQ(report().info.Title, "Office");
+    EXPECT_TRUE(report().info.fromConfigDb);
+    EXPECT_EQ(report().info.message, "");
 }
 
 struct SourceRow {
@@ -201,7 +209,7 @@ TEST_F(ThePolicy, IsTheDriversAgainWhenWhatWasStoredIsDamaged) {
         connect();
         EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)");
         EXPECT_TRUE(std::filesystem::exists(stored + ".damaged")) << damage;
-        EXPECT_THAT(service.log(), HasSubstr("policy.json: "));
+        expectLogged("policy.json: ");
         std::filesystem::remove(stored + ".damaged");
     }
 }
@@ -336,6 +344,11 @@ TEST_F(ThePolicy, MayBeHandedOverWithoutAFile) {
     ASSERT_TRUE(send(Command::ActivateSystem, encoded(std::string(), policyFile("Handed over")), &reply));
     EXPECT_EQ(reply, encoded(true, std::string()));
     EXPECT_THAT(report(true).text, HasSubstr("Source: Local Host"));
+    restart();
+    EXPECT_THAT(report().text, HasSubstr("System policy 'Handed over' activated at "))
+        << "it is the required one still";
+    EXPECT_TRUE(send(Command::ActivateCurrent, encoded(std::string()), &reply));
+    EXPECT_EQ(report().info.message, "") << "and nothing else could be read for it";
     configure([](LSPsettings_t&) {});
     ASSERT_TRUE(send(Command::ActivateSystem, encoded(std::string(), policyFile("Unwanted")), &reply));
     EXPECT_EQ(reply, encoded(false, std::string("the settings ask for the driver policy, which takes no file")));

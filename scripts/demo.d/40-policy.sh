@@ -1,0 +1,55 @@
+# The local security policy, and the host's interfaces. What the demo's user wants stands in a folder of the demo's own.
+export PANELKIT_USER_DIR=$day/user
+
+chapter "The host's network interfaces"
+run panelctl net list
+
+chapter "The driver's policy, until there is another one"
+run panelctl policy status
+run panelctl policy activate driver --name drop-all-except-dhcp
+run panelctl policy status
+
+chapter "A policy with a slip of the pen"
+cat >"$day/office.lsp" <<'POLICY'
+title   = Office
+version = 1.2
+
+[headquarters]
+action         = protect
+network        = 10.0.0.0/8
+gateway        = gate.example.com
+authentication = preshared-key
+key            = headquarters
+
+[dhcp]
+action   = pas
+protocol = udp
+port     = 67..68
+POLICY
+run panelctl policy source set --source SOURCE_FILE --file "$day/office.lsp"
+refused 70 panelctl policy activate system
+run panelctl policy show
+
+chapter "And without it: what it needs is not there yet"
+sed -i 's/= pas$/= pass/' "$day/office.lsp"
+run panelctl policy activate system
+run panelctl policy status
+run panelctl policy explain
+run panelctl policy view
+
+chapter "A policy of the user's own"
+sed 's/^title.*/title = On the road/; /headquarters/,/^$/d' "$day/office.lsp" >"$day/road.lsp"
+run panelctl policy source set --user --source SOURCE_FILE --file "$day/road.lsp"
+run panelctl policy activate user
+run panelctl policy status
+
+chapter "The service starts again, and keeps it"
+kill "$service" && wait "$service"
+"$bin/panelkitd" --endpoint "$PANELKIT_BRIDGE" --state "$day/state" 2>>"$day/service.log" &
+service=$!
+for _ in $(seq 100); do
+    panelctl policy status >/dev/null 2>&1 && break
+    sleep 0.05
+done
+run panelctl policy show
+run panelctl policy status --json

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+//
+// The keeper of policies without a service round it: what it tells of activations, and a disk that takes nothing.
+#include <service/policy/policies.h>
+
+#include "../support/running_service.h"
+
+#include <service/refused.h>
+
+#include <platform/system/files.h>
+#include <vocabulary/policy.h>
+
+#include <gmock/gmock.h>
+
+#include <condition_variable>
+#include <vector>
+
+using namespace panelkitd;
+namespace settingsField = vocabulary::policySettings;
+
+namespace {
+
+const std::string good = "title = Office\nversion = 1\n";
+
+class NothingToSee : public Credentials {
+public:
+    std::optional<CredentialList> list() const override { return std::nullopt; }
+};
+
+class ThePolicies : public testing::Test {
+protected:
+    void configure(std::uint32_t loadingDelay) {
+        LSPcmd::LSPsettings_t settings;
+        settings.Source = 1;
+        settings.File = "/office.lsp";
+        settings.*settingsField::loadingDelay = loadingDelay;
+        policies->setSystemSettings(settings);
+    }
+    void hear(const PolicyNews& news) {
+        const std::scoped_lock lock(mutex);
+        heard.push_back(news);
+        more.notify_all();
+    }
+    std::vector<PolicyNews> heardSoFar() {
+        const std::scoped_lock lock(mutex);
+        return heard;
+    }
+    bool waitForNews(std::size_t count) {
+        std::unique_lock lock(mutex);
+        return more.wait_for(lock, std::chrono::seconds(10), [&] { return heard.size() >= count; });
+    }
+
+    TemporaryFolder folder;
+    StateFolder state{folder.file("state")};
+    NothingToSee credentials;
+    std::mutex mutex; // guards what is heard
+    std::condition_variable more;
+    std::vector<PolicyNews> heard;
+    std::unique_ptr<Policies> policies =
+        std::make_unique<Policies>(state, credentials, [this](const PolicyNews& news) { hear(news); });
+};
+
+TEST_F(ThePolicies, TellOfEachActivationThatCameToItsEnd) {
+    configure(0);
+    policies->activateSystem(good, "", "root");
+    ASSERT_EQ(heardSoFar().size(), 1U);
+    EXPECT_TRUE(heard[0].activated);
+    EXPECT_EQ(heard[0].source, "system");
+    EXPECT_EQ(heard[0].title, "Office");
+    policies->activateSystem("nonsense", "", "root");
+    ASSERT_EQ(heardSoFar().size(), 2U);
+    EXPECT_FALSE(heard[1].activated);
+    EXPECT_EQ(heard[1].title, "/office.lsp");
+    EXPECT_THAT(heard[1].message, testing::HasSubstr("line 1: "));
+    policies->activateDriver(LSPdropAll, "", "root");
+    ASSERT_EQ(heardSoFar().size(), 3U);
+    EXPECT_EQ(heard[2].source, "driver");
+    LSPcmd::LSPsettings_t settings;
+    settings.Source = 1;
+    policies->setUserSettings({"1000", "anna"}, settings);
+    policies->activateUser({"1000", "anna"}, good, "", "anna");
+    ASSERT_EQ(heardSoFar().size(), 4U);
+    EXPECT_EQ(heard[3].source, "user");
+    EXPECT_EQ(heard[3].user, "anna");
+}
+
+TEST_F(ThePolicies, TellOfOneThatTakesItsTimeWhenItIsInForce) {
+    configure(200);
+    policies->activateSystem(good, "", "root");
+    EXPECT_TRUE(heardSoFar().empty());
+    EXPECT_TRUE(policies->report().info.isLoading);
+    ASSERT_TRUE(waitForNews(1));
+    EXPECT_EQ(heardSoFar()[0].title, "Office");
+    EXPECT_FALSE(policies->report().info.isLoading);
+    configure(60'000);
+    policies->activateSystem(good, "", "root");
+    policies.reset(); // and its end is not waited for
+    EXPECT_EQ(heardSoFar().size(), 1U);
+}
+
+TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
+    configure(0);
+    const std::string file = state.file("policy.json");
+    std::filesystem::remove(file);
+    std::filesystem::create_directories(file + "/in the way");
+    EXPECT_THROW(policies->activateSystem(good, "", "root"), RefusedError);
+    EXPECT_THROW(configure(7), RefusedError);
+    EXPECT_EQ(policies->report().info.request.type, LSPdriver);
+    EXPECT_EQ(policies->systemSettings().*settingsField::loadingDelay, 0U);
+    EXPECT_TRUE(heardSoFar().empty());
+    std::filesystem::remove_all(file);
+    EXPECT_TRUE(policies->activateSystem(good, "", "root").activated) << "and it goes on when there is room again";
+}
+
+} // namespace
