@@ -160,7 +160,7 @@ public:
 
     // What is not read yet.
     std::string_view rest() const {
-        return position_ < size_ ? std::string_view(bytes_ + position_, size_ - position_) : std::string_view();
+        return left_ > 0 ? std::string_view(next_, static_cast<std::size_t>(left_)) : std::string_view();
     }
 
     template <WireInteger T>
