@@ -77,6 +77,7 @@ TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
     std::atomic<int> wrong{0};
     {
         std::vector<std::jthread> threads;
+        threads.reserve(8);
         for (int i = 0; i < 8; ++i) {
             threads.emplace_back([&] {
                 for (int turn = 0; turn < 10; ++turn) wrong += useOnce();
