@@ -61,7 +61,8 @@ bool contains(const std::string& text, const std::string& part) {
 bool named(const CertInfo& certificate, const std::string& name) {
     const std::string digits = hexDigits(name);
     return certificate.subject == name || (!name.empty() && commonName(certificate.subject) == name) ||
-           sameNumber(digits, certificate.serialNumber) || beginsFingerprint(digits, certificate.fingerprint);
+           certificate.serialNumber == name || sameNumber(digits, certificate.serialNumber) ||
+           beginsFingerprint(digits, certificate.fingerprint);
 }
 
 bool named(const CRLInfo& crl, const std::string& name) {

@@ -178,7 +178,8 @@ struct CertExportVerb {
         const auto controller = certsController(context, destination.file.empty());
         const Certificate found = findCertificate(*controller, name);
         const std::string shown = escaped(nameOf(found.object));
-        const Secret secret = format == CertExport::pkcs12 ? password->read(shown, true) : Secret();
+        const bool secretKey = format == CertExport::pkcs12 && (withKey || password->isGiven());
+        const Secret secret = secretKey ? password->read(shown, true) : Secret();
         std::string content;
         const platform::WipeOnExit wiped(content); // it may hold the private key
         const ExportCertResult result =

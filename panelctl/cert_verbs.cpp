@@ -246,7 +246,7 @@ struct CertVerify {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
-        std::uint32_t value = static_cast<std::uint32_t>(purpose);
+        auto value = static_cast<std::uint32_t>(purpose);
         if (crlRequired) value |= verifyFlag::crlRequired;
         if (noRevocation) value |= verifyFlag::noRevocation;
         std::string words;

@@ -96,7 +96,7 @@ protected:
                              .flags = vocabulary::certFlag::authority | vocabulary::certFlag::selfIssued};
     const CertInfo old{.subject = "CN=gate east\x1B[2J",
                        .issuer = "CN=Other",
-                       .serialNumber = "FF",
+                       .serialNumber = "-FF",
                        .fingerprint = "33333333AAAAAAAA2222",
                        .notAfter = now() - 20 * day - day / 2,
                        .state = static_cast<std::uint32_t>(vocabulary::CertState::expired)};

@@ -120,6 +120,7 @@ TEST_F(FileVerbs, ExportRawBytesOrANewFile) {
     EXPECT_EQ(sent(Command::ExportCertificate),
               encoded(office, gate, vocabulary::CertExport::pkcs12, std::string("new"), true, true));
     EXPECT_EQ(contentOf(file), bytes);
+    EXPECT_EQ(run({"cert", "export", "0A1B", "--format", "pkcs12"}).status, 0) << "without a key there is no secret";
 
     const std::size_t before = service.requests().size();
     expectError(run({"cert", "export", "0A1B", "--output", file}), 12, "exists already; nothing was written");
