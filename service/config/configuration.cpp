@@ -111,16 +111,19 @@ std::vector<std::string> Configuration::commit() {
     } catch (const platform::FileError& error) {
         throw RefusedError(Refused::notStored, error.what());
     }
-    lock.lock();
-    committed_ = after;
-    for (const std::string& section : difference(written, after)) {
-        // A secret that was made now; what was written in the meantime comes with the next commit.
-        if (*written_.find(section) == *written.find(section)) written_.set(section, *after.find(section));
-    }
-    lock.unlock();
+    adopt(written, after);
     std::vector<std::string> changed = difference(before, after);
     for (const Observer& observer : observers_) observer(extract(after), changed);
     return changed;
+}
+
+void Configuration::adopt(const Bodies& written, const Bodies& committed) {
+    const std::scoped_lock lock(mutex_);
+    committed_ = committed;
+    for (const std::string& section : difference(written, committed)) {
+        // A secret that was made now; what was written in the meantime comes with the next commit.
+        if (*written_.find(section) == *written.find(section)) written_.set(section, *committed.find(section));
+    }
 }
 
 void Configuration::completeSecret(Bodies& bodies) const {

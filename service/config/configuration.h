@@ -42,14 +42,15 @@ public:
     // As last committed.
     Settings settings() const;
 
-    // Called after each commit, on the thread that gave it, with the names of the sections that changed. It must not
-    // commit. Observers are added before the service serves.
+    // Called after each commit, on the thread that gave it, with the names of the sections that changed. It must
+    // neither commit nor throw. Observers are added before the service serves.
     using Observer = std::function<void(const Settings&, const std::vector<std::string>& changed)>;
     void observe(Observer observer) { observers_.push_back(std::move(observer)); }
 
 private:
     std::string_view bodyIn(const Bodies& bodies, std::string_view section) const;
     void completeSecret(Bodies& bodies) const;
+    void adopt(const Bodies& written, const Bodies& committed);
     Settings extract(const Bodies& bodies) const;
 
     const Shapes shapes_;
