@@ -53,6 +53,8 @@ const ExitRow exitRows[] = {
     {Exit::alreadyThere,    "already-there"},
     {Exit::wrongPassword,   "wrong-password"},
     {Exit::keyStays,        "key-stays"},
+    {Exit::policyNotActivated, "policy-not-activated"},
+    {Exit::settingsNotApplied, "settings-not-applied"},
     {Exit::unhealthy,       "unhealthy"},
     {Exit::attention,       "attention"},
 };

@@ -29,6 +29,8 @@ constexpr std::array groups = {
     panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
     panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
     panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
+    panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
+    panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
 };
 
 } // namespace

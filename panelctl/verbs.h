@@ -49,5 +49,8 @@ void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
 void addWatchVerbs(CLI::App& group, const Context& context);
+void addNetVerbs(CLI::App& group, const Context& context);
+void addPolicyVerbs(CLI::App& group, const Context& context);
+void addPolicySourceVerbs(CLI::App& group, const Context& context); // one group of verbs inside it
 
 } // namespace panelctl

@@ -4,6 +4,8 @@
 #include <service/certs/cert_module.h>
 #include <service/config/parameter_module.h>
 #include <service/log.h>
+#include <service/net/interface_module.h>
+#include <service/policy/policy_module.h>
 #include <service/refused.h>
 #include <service/tokens/token_module.h>
 
@@ -44,6 +46,24 @@ constexpr std::array table = {
     Row{Command::TokensReloadAll,     Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
     Row{Command::InitTokenRNG,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
 
+    // the local security policy; what acts on another user's is looked at where the user is known
+    Row{Command::GetPolicyInfo,       Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.info(c); }},
+    Row{Command::GetSettings,         Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.settings(c); }},
+    Row{Command::SetSettings,         Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.policy.setSettings(c); }},
+    Row{Command::ActivateCurrent,     Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.policy.activateCurrent(c); }},
+    Row{Command::ActivateDDP,         Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.policy.activateDriver(c); }},
+    Row{Command::ActivateSystem,      Who::administrators,  Acts::yes, [](Modules& m, Call& c) { return m.policy.activateSystem(c); }},
+    Row{Command::ViewCurrent,         Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.view(c); }},
+    Row{Command::ActivateUser,        Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.policy.activateUser(c); }},
+    Row{Command::OfferUserSettings,   Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.offerUserSettings(c); }},
+    Row{Command::GetUserSettings,     Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.userSettings(c); }},
+    Row{Command::SetUserSettings,     Who::users,           Acts::yes, [](Modules& m, Call& c) { return m.policy.setUserSettings(c); }},
+    Row{Command::LoggedInUser,        Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.policy.loggedInUser(c); }},
+
+    // network interfaces
+    Row{Command::GetInterfaces,       Who::users,           Acts::no,  [](Modules& m, Call& c) { return m.interfaces.list(c); }},
+
+    // certificates
     Row{Command::DeleteCertificate,    Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.deleteCertificate(c); }},
     Row{Command::ParseCertFile,        Who::users,            Acts::no,  [](Modules& m, Call& c) { return m.certificates.parseFile(c); }},
     Row{Command::ImportCertificate,    Who::administrators,   Acts::yes, [](Modules& m, Call& c) { return m.certificates.importCertificate(c); }},

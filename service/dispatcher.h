@@ -14,6 +14,8 @@
 
 namespace panelkitd {
 
+class InterfaceModule;
+class PolicyModule;
 class CertModule;
 class ParameterModule;
 class TokenModule;
@@ -21,6 +23,8 @@ class TokenModule;
 // The modules that handlers work with.
 struct Modules {
     TokenModule& tokens;
+    InterfaceModule& interfaces;
+    PolicyModule& policy;
     CertModule& certificates;
     ParameterModule& parameters;
 };

@@ -8,7 +8,10 @@
 #include <service/log.h>
 #include <service/notifications/announcer.h>
 #include <service/notifications/token_watcher.h>
+#include <service/net/interface_module.h>
 #include <service/options.h>
+#include <service/policy/policy_module.h>
+#include <service/policy/token_credentials.h>
 #include <service/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
@@ -50,7 +53,13 @@ void serve(const Options& options, TerminationRequest& termination) {
     const bool endpointIsDefault =
         options.endpoint == bridge::systemEndpoint() || options.endpoint == bridge::privateEndpoint();
     if (endpointIsDefault) makeEndpointFolder(options.endpoint);
+    InterfaceModule interfaces;
+    const TokenCredentials credentials(providers);
+    Policies policies(state, credentials);
+    PolicyModule policy(policies);
     Dispatcher dispatcher({.tokens = tokens, //
+                           .interfaces = interfaces,
+                           .policy = policy,
                            .certificates = certificates,
                            .parameters = parameters},
                           access);

@@ -8,6 +8,7 @@
 //   string         4-byte length, then the bytes (text is UTF-8; blobs are carried alike)
 //   vector         4-byte count, then the elements
 //   list of pairs  4-byte count, then (string, string) each
+//   list           of records: 4-byte count, then the records
 //   record         its fields in the order of the record's `fields` list
 //
 // CommandStreamOut appends to a byte string of the caller; CommandStreamIn walks one. Neither is shared
@@ -89,6 +90,12 @@ private:
         return size;
     }
     template <Record R>
+    static std::size_t sizeOf(const std::list<R>& records) {
+        std::size_t size = 4;
+        for (const R& record : records) size += sizeOf(record);
+        return size;
+    }
+    template <Record R>
     static std::size_t sizeOf(const R& record) {
         return R::fields(record, [](const auto&... field) { return (std::size_t{0} + ... + sizeOf(field)); });
     }
@@ -118,6 +125,11 @@ private:
             put(place, name);
             put(place, value);
         }
+    }
+    template <Record R>
+    static void put(char*& place, const std::list<R>& records) {
+        put(place, static_cast<std::uint32_t>(records.size()));
+        for (const R& record : records) put(place, record);
     }
     template <Record R>
     static void put(char*& place, const R& record) {
@@ -178,6 +190,14 @@ public:
     CommandStreamIn& operator>>(std::vector<T>& elements) {
         elements.resize(readCount());
         for (T& element : elements) *this >> element;
+        return *this;
+    }
+
+    // As a vector: the list is cut or lengthened at its end to the count, then filled in place.
+    template <Record R>
+    CommandStreamIn& operator>>(std::list<R>& records) {
+        records.resize(readCount());
+        for (R& record : records) *this >> record;
         return *this;
     }
 

@@ -22,7 +22,9 @@ namespace panelkit {
 class DirectCommand {
 public:
     explicit DirectCommand(Command command)
-        : row_(commandRow(command)), session_(SessionsPool::GetSession(row_.session)) {}
+        : DirectCommand(command, SessionsPool::GetSession(commandRow(command).session)) {}
+    // Over the session that an earlier command of the same operation took; it may be null.
+    DirectCommand(Command command, BridgeSession* session) : row_(commandRow(command)), session_(session) {}
     ~DirectCommand(); // wipes the request, which may have carried a secret
     DirectCommand(const DirectCommand&) = delete;
     DirectCommand& operator=(const DirectCommand&) = delete;

@@ -12,5 +12,6 @@ namespace platform {
 std::string userName(const std::string& userId);
 std::string userId(const std::string& userName);
 std::string groupId(const std::string& groupName);
+std::string userHome(const std::string& userId); // a folder; on Windows a profile is found otherwise, and this is empty
 
 } // namespace platform

@@ -26,16 +26,25 @@ std::string lookUp(Lookup&& call, Read&& read) {
     }
 }
 
+// By the decimal number of an account.
+template <class Read>
+std::string lookUpUser(const std::string& number, Read&& read) {
+    uid_t uid = 0;
+    const char* end = number.data() + number.size();
+    if (const auto parsed = std::from_chars(number.data(), end, uid); parsed.ec != std::errc() || parsed.ptr != end) {
+        return {};
+    }
+    return lookUp<passwd>([uid](auto... to) { return ::getpwuid_r(uid, to...); }, read);
+}
+
 } // namespace
 
 std::string userName(const std::string& userId) {
-    uid_t uid = 0;
-    const char* end = userId.data() + userId.size();
-    if (const auto parsed = std::from_chars(userId.data(), end, uid); parsed.ec != std::errc() || parsed.ptr != end) {
-        return {};
-    }
-    return lookUp<passwd>([uid](auto... to) { return ::getpwuid_r(uid, to...); },
-                          [](const passwd& entry) { return std::string(entry.pw_name); });
+    return lookUpUser(userId, [](const passwd& entry) { return std::string(entry.pw_name); });
+}
+
+std::string userHome(const std::string& userId) {
+    return lookUpUser(userId, [](const passwd& entry) { return std::string(entry.pw_dir); });
 }
 
 std::string userId(const std::string& userName) {

@@ -45,5 +45,6 @@ std::string accountSid(const std::string& name) {
 std::string userName(const std::string& userId) { return accountName(userId); }
 std::string userId(const std::string& userName) { return accountSid(userName); }
 std::string groupId(const std::string& groupName) { return accountSid(groupName); }
+std::string userHome(const std::string&) { return {}; }
 
 } // namespace platform

@@ -30,6 +30,9 @@ void replaceFile(const std::string& path, const std::string& content, bool onlyO
 // Removes what replaceFile left beside the file because the process was ended in the middle of it. Only where no other
 // process replaces the file.
 void removeUnfinished(const std::string& path);
+// As replaceFile, but where the file can be written and its folder can't, the file is rewritten in place. A crash then
+// may leave a mix of old and new.
+void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner);
 
 // Makes a folder that only this account can enter, and those above it as needed; one that exists must belong to this
 // account and be writable by nobody else.

@@ -117,6 +117,19 @@ void replaceFile(const std::string& path, const std::string& content, bool onlyO
     flushFolder(folderOf(target));
 }
 
+void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {
+    const std::string target = followLink(path);
+    const auto may = [](const std::string& what, int mode) {
+        return ::faccessat(AT_FDCWD, what.c_str(), mode, AT_EACCESS) == 0;
+    };
+    const bool onlyInPlace = !may(folderOf(target), W_OK | X_OK) && may(target, W_OK);
+    if (!onlyInPlace) return replaceFile(path, content, onlyOwner);
+    const Descriptor file(::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));
+    if (file.get() < 0) fail(path, errno);
+    writeAll(file.get(), content, path);
+    if (::ftruncate(file.get(), static_cast<off_t>(content.size())) != 0) fail(path, errno);
+}
+
 void makePrivateFolder(const std::string& path) {
     const std::string above = folderOf(path);
     struct stat status {};

@@ -26,6 +26,22 @@ std::wstring longName(const std::string& path) {
     return name.rfind(L"\\\\", 0) == 0 ? name : L"\\\\?\\" + name;
 }
 
+// Beside the file it is to replace.
+std::wstring nameBeside(const std::wstring& target) {
+    return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
+}
+
+bool writeAll(const Handle& file, const std::string& content) {
+    std::size_t written = 0;
+    while (written < content.size()) {
+        DWORD count = 0;
+        const auto wanted = static_cast<DWORD>(std::min<std::size_t>(content.size() - written, 1U << 30));
+        if (!WriteFile(file.get(), content.data() + written, wanted, &count, nullptr)) return false;
+        written += count;
+    }
+    return FlushFileBuffers(file.get()) != 0;
+}
+
 } // namespace
 
 std::string readFile(const std::string& path, std::uint64_t limit) {
@@ -58,24 +74,28 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
 void replaceFile(const std::string& path, const std::string& content, bool) {
     // Modes are POSIX's: here the folder's access list decides who may read a new file.
     const std::wstring target = longName(path);
-    const std::wstring beside = target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
+    const std::wstring beside = nameBeside(target);
     Handle file(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!valid(file)) fail(path, GetLastError());
-    std::size_t written = 0;
-    bool good = true;
-    while (good && written < content.size()) {
-        DWORD count = 0;
-        const auto wanted = static_cast<DWORD>(std::min<std::size_t>(content.size() - written, 1U << 30));
-        good = WriteFile(file.get(), content.data() + written, wanted, &count, nullptr) != 0;
-        written += count;
-    }
-    good = good && FlushFileBuffers(file.get());
+    bool good = writeAll(file, content);
     file.reset();
     good = good && MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
     if (good) return;
     const DWORD error = GetLastError();
     DeleteFileW(beside.c_str());
     fail(path, error);
+}
+
+void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {
+    const std::wstring target = longName(path);
+    Handle probe(CreateFileW(nameBeside(target).c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                             FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    const bool folderRefuses = !valid(probe) && GetLastError() == ERROR_ACCESS_DENIED;
+    probe.reset();
+    if (!folderRefuses) return replaceFile(path, content, onlyOwner);
+    const Handle file(CreateFileW(target.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    if (!valid(file)) fail(path, GetLastError());
+    if (!writeAll(file, content) || !SetEndOfFile(file.get())) fail(path, GetLastError());
 }
 
 void makePrivateFolder(const std::string& path) {

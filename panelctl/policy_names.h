@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+//
+// The policy's records for people and for scripts: names of types, choices and settings, as texts and as JSON.
+#pragma once
+
+#include <panelctl/texts.h>
+
+#include <panelkit/lparams/variants.h>
+#include <panelkit/lsp/lsp_controller.h>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <cstdint>
+#include <string>
+
+namespace panelctl {
+
+// "system policy from a file"; the number where there is no name.
+std::string policyTypeName(std::uint32_t type);
+std::string driverModeName(std::uint32_t mode);
+std::string authenticationName(std::uint32_t kind);
+
+// A choice as the user's language has it, with its symbolic name: "File (SOURCE_FILE)"; the number of one that is none.
+std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value);
+
+// Reads a choice: its text in the user's language, its symbolic name, or =NUMBER, whatever the case. Throws
+// CommandError, which names the option and the choices.
+std::int32_t readChoice(const std::string& option, const std::string& text, const LPARAMS::Variant* rows);
+
+nlohmann::ordered_json toJson(const LSPrequest_t& request);
+nlohmann::ordered_json toJson(const LSPcmd::LSPsettings_t& settings);
+// What is required and in force, with the state in a word and the texts.
+nlohmann::ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequest_t::InfoType state,
+                              const std::string& shown);
+
+// A text of several lines from the service: each line with what acts on a terminal escaped.
+void printLines(const std::string& text);
+void noteLines(const std::string& text);
+
+} // namespace panelctl

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+//
+// LSPController's activations, and the lock that it all runs under.
+#include <panelkit/lsp/lsp_controller.h>
+
+#include <panelkit/bridge/send_command.h>
+#include <panelkit/loc/default_texts.h>
+#include <panelkit/lsp/policy_lock.h>
+#include <panelkit/lsp/user_settings_file.h>
+
+#include <platform/system/files.h>
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+
+using LSPcmd::LSPsettings_t;
+using panelkit::Command;
+using panelkit::DirectCommand;
+using panelkit::PolicyLock;
+using panelkit::text;
+using panelkit::Text;
+
+namespace panelkit {
+
+namespace {
+
+std::recursive_mutex& policyMutex() {
+    static std::recursive_mutex mutex;
+    return mutex;
+}
+
+constexpr std::int32_t sourceFile = 1; // SOURCE_FILE of LSP_SOURCE_VARIANTS
+
+// A file that is too large for a request is read all the same: that the service is sent nothing then is told, where an
+// empty policy in its place would not be noticed.
+constexpr std::uint64_t largestPolicyFile = std::numeric_limits<std::int32_t>::max();
+
+// The policy file that the settings name; empty when they name none, nothing when it can't be read.
+std::optional<std::string> readPolicyFile(const LSPsettings_t& settings) {
+    if (settings.Source != sourceFile) return std::string();
+    try {
+        return platform::readFile(settings.File, largestPolicyFile);
+    } catch (const platform::FileError&) {
+        return std::nullopt;
+    }
+}
+
+// The result byte and the words behind it.
+bool readVerdict(const std::string& reply, std::string& words) {
+    bool success = false;
+    CommandStreamIn(reply) >> success >> words;
+    return success;
+}
+
+} // namespace
+
+PolicyLock::PolicyLock() : held_(policyMutex()) {}
+
+} // namespace panelkit
+
+bool LSPController::cmdActivateCurrent(std::string&, const std::string& policyName) {
+    const PolicyLock lock;
+    std::string discarded;
+    return DirectCommand(Command::ActivateCurrent).with(policyName).send(&discarded);
+}
+
+bool LSPController::cmdActivateDDP(const std::string& policyName) {
+    const PolicyLock lock;
+    panelkit::writeActive(false); // first, so that it is cleared even when the service is away
+    return DirectCommand(Command::ActivateDDP).with(policyName).send();
+}
+
+bool LSPController::cmdActivateSystem(std::string& message, const std::string& policyName) {
+    LSPsettings_t settings;
+    std::string content;
+    if (cmdGetSettings(&settings)) content = panelkit::readPolicyFile(settings).value_or("");
+
+    const PolicyLock lock;
+    const bool wasActive = panelkit::readActive();
+    if (wasActive) panelkit::writeActive(false);
+    DirectCommand command(Command::ActivateSystem);
+    std::string reply;
+    if (command.with(policyName, content).send(&reply)) return panelkit::readVerdict(reply, message);
+    if (wasActive && command.session() && command.session()->failedForWantOfService()) panelkit::writeActive(true);
+    return false;
+}
+
+bool LSPController::cmdActivateUser(const std::string& user, std::string& message, const std::string& policyName) {
+    LSPsettings_t settings;
+    if (!cmdGetUserSettings(user, &settings)) {
+        message += text(Text::cantGetUserLspSettings);
+        settings = {}; // the file may have filled them
+    }
+    const std::optional<std::string> content = panelkit::readPolicyFile(settings);
+    if (!content) message.append(text(Text::cantReadUserLspFile)).append(settings.File).append("\n");
+
+    const PolicyLock lock;
+    panelkit::writeActive(true);
+    DirectCommand command(Command::ActivateUser);
+    if (!command.session()) {
+        message += text(Text::cantOpenBridgeSession);
+        return false;
+    }
+    std::string reply;
+    if (command.with(user, policyName, content.value_or("")).send(&reply)) {
+        std::string words;
+        const bool success = panelkit::readVerdict(reply, words);
+        message += words;
+        return success;
+    }
+    if (command.session()->failedForWantOfService()) {
+        panelkit::writeActive(false);
+    } else {
+        message += text(Text::cantSendCommand);
+    }
+    return false;
+}

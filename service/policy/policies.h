@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+//
+// The local security policy of this host as the service keeps it: settings, the required policy, and the one in force.
+// Every change is on disk before it is answered.
+#pragma once
+
+#include <service/policy/credentials.h>
+#include <service/policy/policy_state.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace panelkitd {
+
+// On whose behalf something is done.
+struct PolicyUser {
+    std::string id; // the account; text, as bridge::Peer carries it
+    std::string name;
+};
+
+// What became of an activation.
+struct PolicyNews {
+    bool activated = false;
+    std::string title;
+    std::string message; // why it failed, or remarks
+};
+
+// Thread-safe.
+class Policies {
+public:
+    // `news` is called after each activation that came to its end, on the thread of the command or on one of ours.
+    Policies(const StateFolder& folder, const Credentials& credentials,
+             std::function<void(const PolicyNews&)> news = nullptr);
+    ~Policies();
+    Policies(const Policies&) = delete;
+    Policies& operator=(const Policies&) = delete;
+
+    struct Report {
+        LSPrequest_t required;
+        LSPinfo_t info;
+    };
+    Report report() const;
+
+    // The policy in force and what it says, for those who want to look at the whole.
+    LoadedPolicy inForce() const;
+    WantedPolicy required() const;
+
+    // Each gives whether the policy was loaded, and what there is to say about it. `by` is who asks.
+    struct Outcome {
+        bool activated = false;
+        std::string message;
+    };
+    Outcome activateDriver(std::uint32_t mode, const std::string& name, const std::string& by);
+    Outcome activateSystem(const std::string& content, const std::string& name, const std::string& by);
+    Outcome activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
+                         const std::string& by);
+    // The required policy once more, from the copy that is kept of it.
+    Outcome activateRequired(const std::string& name, const std::string& by);
+
+    LSPcmd::LSPsettings_t systemSettings() const;
+    void setSystemSettings(const LSPcmd::LSPsettings_t& settings);
+
+    // Those that were set; else those that were offered last, from the user's own file; else the defaults.
+    LSPcmd::LSPsettings_t userSettings(const std::string& userId) const;
+    bool userSettingsAreSet(const std::string& userId) const;
+    void setUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
+    void offerUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
+
+private:
+    Outcome run(const WantedPolicy& wanted, const std::string& content);
+    void change(const std::function<void(PolicyState&)>& work);
+    void waitForLoading();
+    void finishDueLoading(std::unique_lock<std::mutex>& lock);
+
+    const StateFolder& folder_;
+    const Credentials& credentials_;
+    const std::function<void(const PolicyNews&)> news_;
+
+    mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    PolicyState state_;
+    std::chrono::steady_clock::time_point due_; // when what is loading is in force
+    bool ending_ = false;
+    std::thread loader_;
+};
+
+} // namespace panelkitd

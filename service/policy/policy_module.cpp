@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <service/policy/policy_module.h>
+
+#include <service/policy/activation.h>
+#include <service/refused.h>
+
+#include <platform/system/accounts.h>
+#include <platform/system/utf8_character.h>
+#include <vocabulary/policy.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace panelkitd {
+
+using LSPcmd::LSPsettings_t;
+using vocabulary::Refused;
+
+namespace {
+
+constexpr std::size_t longestName = 200;
+
+template <class... Fields>
+std::string encoded(const Fields&... fields) {
+    std::string reply;
+    CommandStreamOut(reply).append(fields...);
+    return reply;
+}
+
+const std::string success(1, '\1');
+
+std::string readName(Call& call) {
+    std::string name;
+    call.in >> name;
+    if (name.size() > longestName || !platform::isValidUtf8(name)) {
+        throw RefusedError(Refused::badInput, "the policy's name is longer than 200 bytes, or not UTF-8");
+    }
+    return name;
+}
+
+LSPsettings_t readSettings(Call& call) {
+    LSPsettings_t settings;
+    call.in >> settings;
+    const std::string problem = problemOf(settings);
+    if (!problem.empty()) throw RefusedError(Refused::badInput, problem);
+    return settings;
+}
+
+// As front ends know themselves: an account without a name goes by its number.
+std::string accountName(const std::string& id) {
+    const std::string name = platform::userName(id);
+    return name.empty() ? id : name;
+}
+
+// The user that a request names; an empty name is the caller's own. Only administrators may name somebody else, and
+// only they hear whether there is such an account.
+PolicyUser readUser(Call& call) {
+    std::string name;
+    call.in >> name;
+    const bridge::Peer& peer = call.session.peer;
+    const PolicyUser own{peer.user, accountName(peer.user)};
+    call.subject = "of " + own.name;
+    if (name.empty() || name == own.name) return own;
+    const std::string id = platform::userId(name);
+    if (id == peer.user) return own;
+    if (!call.byAdministrator) throw DeniedError("the policy of another user is for administrators");
+    if (id.empty()) throw RefusedError(Refused::noSuchObject, "there is no account \"" + name + "\" on this host");
+    call.subject = "of " + name;
+    return {id, name};
+}
+
+// A policy of the system belongs to administrators, one of a user to that user too.
+bool mayActOn(const Call& call, const WantedPolicy& policy) {
+    return call.byAdministrator || (!policy.userId.empty() && policy.userId == call.session.peer.user);
+}
+
+std::string driverText(std::uint32_t mode) {
+    const bool known = mode < vocabulary::driverModeNames.size();
+    return std::string("# The default driver policy: ") + (known ? vocabulary::driverModeNames[mode] : "unknown") +
+           "\n";
+}
+
+void describeInAudit(Call& call, const std::string& name, const Policies::Outcome& outcome) {
+    if (!name.empty()) call.subject += (call.subject.empty() ? "\"" : " \"") + name + "\"";
+    if (!outcome.activated) call.subject += (call.subject.empty() ? "(" : " (") + outcome.message + ")";
+}
+
+// The library reads no result of these commands, so a failure is a refusal.
+void refuseUnlessActivated(const Policies::Outcome& outcome) {
+    if (!outcome.activated) throw RefusedError(Refused::badInput, outcome.message);
+}
+
+} // namespace
+
+// ---- what there is
+
+std::string PolicyModule::info(Call&) {
+    const Policies::Report report = policies_.report();
+    return encoded(report.required, report.info);
+}
+
+std::string PolicyModule::view(Call& call) {
+    const LoadedPolicy policy = policies_.inForce();
+    if (policy.wanted.request.type == LSPdriver) return driverText(policy.wanted.request.driverMode);
+    if (!policy.wanted.userId.empty() && !mayActOn(call, policy.wanted)) {
+        throw DeniedError("the policy in force is the one of " + policy.wanted.request.user);
+    }
+    return policy.content;
+}
+
+// Whose policy is required is logged in, for a front end that asks before it takes that away.
+std::string PolicyModule::loggedInUser(Call&) {
+    const WantedPolicy required = policies_.required();
+    return encoded(required.userId.empty() ? std::string() : accountName(required.userId));
+}
+
+// ---- activation
+
+std::string PolicyModule::activateCurrent(Call& call) {
+    const std::string name = readName(call);
+    if (!mayActOn(call, policies_.required())) throw DeniedError("the required policy is for administrators");
+    const auto outcome = policies_.activateRequired(name, displayName(call.session.peer));
+    describeInAudit(call, name, outcome);
+    refuseUnlessActivated(outcome);
+    return {};
+}
+
+// The name chooses the mode; an empty one leaves that to the settings.
+std::string PolicyModule::activateDriver(Call& call) {
+    const std::string name = readName(call);
+    const auto& names = vocabulary::driverModeNames;
+    const auto found = std::find(names.begin(), names.end(), name);
+    if (!name.empty() && found == names.end()) {
+        throw RefusedError(Refused::badInput, "\"" + name +
+                                                  "\" is no mode of the driver policy; there are: drop-all, "
+                                                  "drop-all-except-dhcp, pass-all");
+    }
+    const std::uint32_t mode = name.empty() ? policies_.systemSettings().*vocabulary::policySettings::driverMode
+                                            : static_cast<std::uint32_t>(std::distance(names.begin(), found));
+    const auto outcome = policies_.activateDriver(mode, name, displayName(call.session.peer));
+    describeInAudit(call, names[mode], outcome);
+    return {};
+}
+
+std::string PolicyModule::activateSystem(Call& call) {
+    const std::string name = readName(call);
+    std::string content;
+    call.in >> content;
+    const auto outcome = policies_.activateSystem(content, name, displayName(call.session.peer));
+    describeInAudit(call, name, outcome);
+    return encoded(outcome.activated, outcome.message);
+}
+
+std::string PolicyModule::activateUser(Call& call) {
+    const PolicyUser user = readUser(call);
+    const std::string name = readName(call);
+    std::string content;
+    call.in >> content;
+    const auto outcome = policies_.activateUser(user, content, name, displayName(call.session.peer));
+    describeInAudit(call, name, outcome);
+    return encoded(outcome.activated, outcome.message);
+}
+
+// ---- settings
+
+std::string PolicyModule::settings(Call&) { return encoded(policies_.systemSettings()); }
+
+std::string PolicyModule::setSettings(Call& call) {
+    policies_.setSystemSettings(readSettings(call));
+    return success;
+}
+
+// Asks whether the settings in the user's own file are of interest. They are not once settings were set: a file that
+// holds nothing but a flag would otherwise take their place.
+std::string PolicyModule::offerUserSettings(Call& call) {
+    const PolicyUser user = readUser(call);
+    if (policies_.userSettingsAreSet(user.id)) {
+        throw RefusedError(Refused::badInput,
+                           "the policy settings of " + user.name + " were set; its file is not asked for");
+    }
+    return {};
+}
+
+std::string PolicyModule::userSettings(Call& call) {
+    const PolicyUser user = readUser(call);
+    if (call.in.position() < call.in.size()) policies_.offerUserSettings(user, readSettings(call));
+    return encoded(policies_.userSettings(user.id));
+}
+
+std::string PolicyModule::setUserSettings(Call& call) {
+    const PolicyUser user = readUser(call);
+    policies_.setUserSettings(user, readSettings(call));
+    return success;
+}
+
+} // namespace panelkitd

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+//
+// Module 5: the commands on the local security policy. Everybody who may use the service may look, and act on the own
+// policy and settings; what acts on the system's, on the driver policy or on another user's is for administrators.
+#pragma once
+
+#include <service/dispatcher.h>
+#include <service/policy/policies.h>
+
+#include <string>
+
+namespace panelkitd {
+
+class PolicyModule {
+public:
+    explicit PolicyModule(Policies& policies) : policies_(policies) {}
+
+    std::string info(Call& call);
+    std::string view(Call& call);
+
+    std::string activateCurrent(Call& call);
+    std::string activateDriver(Call& call);
+    std::string activateSystem(Call& call);
+    std::string activateUser(Call& call);
+
+    std::string settings(Call& call);
+    std::string setSettings(Call& call);
+    std::string offerUserSettings(Call& call);
+    std::string userSettings(Call& call);
+    std::string setUserSettings(Call& call);
+    std::string loggedInUser(Call& call);
+
+private:
+    Policies& policies_;
+};
+
+} // namespace panelkitd

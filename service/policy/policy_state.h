@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: MIT
+//
+// What module 5 keeps across restarts, as one value: the settings of the system and of users, the policy that is
+// required, the one in force, and the last good copies of policy files. Changes are made on a copy, which is stored
+// first and takes the place of the old value then.
+#pragma once
+
+#include <service/policy/policy_text.h>
+#include <service/state_folder.h>
+
+#include <panelkit/lsp/lsp_records.h>
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+
+namespace panelkitd {
+
+// Which policy somebody asked for.
+struct WantedPolicy {
+    std::int32_t source = 0; // LPARAMS::LSP_SOURCE_VARIANTS
+    LSPrequest_t request;
+    std::string name;   // the caller's name for it; may be empty
+    std::string by;     // who asked
+    std::string userId; // the account whose policy this is; empty for the system's and the driver policy
+};
+
+// A policy that was loaded.
+struct LoadedPolicy {
+    WantedPolicy wanted;
+    std::int64_t activated = 0; // seconds since 1970-01-01 UTC
+    bool fromConfigDb = false;  // the content is a copy that was kept
+    std::string content;        // of the file; empty for the driver policy
+    PolicyText text;            // what the content says; not stored
+};
+
+// The last content of a policy file that could be loaded.
+struct PolicyCopy {
+    std::string file;
+    std::string content;
+};
+
+struct UserPolicies {
+    std::string name;
+    std::optional<LSPcmd::LSPsettings_t> set;     // with SetUserSettings
+    std::optional<LSPcmd::LSPsettings_t> offered; // from the user's own file, and good as long as none are set
+    PolicyCopy copy;
+
+    LSPcmd::LSPsettings_t settings() const { return set ? *set : offered.value_or(LSPcmd::LSPsettings_t()); }
+};
+
+struct PolicyState {
+    LSPcmd::LSPsettings_t system;
+    PolicyCopy systemCopy;
+    std::map<std::string, UserPolicies> users; // by account
+
+    WantedPolicy required;
+    LoadedPolicy inForce;
+    std::optional<LoadedPolicy> loading; // checked, and soon in force
+    std::string message;                 // of the last activation: why it failed, or remarks
+    bool failed = false;
+};
+
+// Reads the policy texts of loaded policies again. Throws PolicyTextError.
+void readTextOf(LoadedPolicy& policy);
+
+// What was stored, or the driver policy with default settings: at the first start, and when the file is damaged, which
+// is then kept beside it and logged.
+PolicyState loadPolicyState(const StateFolder& folder);
+
+// Throws platform::FileError; what was stored before is whole then.
+void savePolicyState(const StateFolder& folder, const PolicyState& state);
+
+} // namespace panelkitd

@@ -1,0 +1,106 @@
+// SPDX-License-Identifier: MIT
+//
+// Controllers in several threads and processes at once.
+#include <panelkit/lsp/lsp_controller.h>
+
+#include "../../support/service_fixture.h"
+#include "../../support/user_folder.h"
+#include "lsp_fixture.h"
+
+#include <platform/system/child_process.h>
+
+#include <atomic>
+#include <chrono>
+#include <random>
+#include <thread>
+#include <vector>
+
+using panelkit::Command;
+using panelkit::testing::Reaction;
+
+namespace {
+
+class ManyPolicyControllers : public WithScriptedService {
+protected:
+    ManyPolicyControllers() {
+        service->on(Command::GetPolicyInfo, Reaction::reply(requestBytes + infoBytes));
+        service->on(Command::GetSettings, Reaction::reply(settingsBytes));
+        service->on(Command::SetSettings, Reaction::reply(hex("01")));
+        service->on(Command::GetUserSettings, Reaction::reply(encoded(LSPcmd::LSPsettings_t())));
+        service->on(Command::OfferUserSettings, Reaction::reply(""));
+        service->on(Command::ActivateDDP, Reaction::reply(""));
+        service->on(Command::ActivateUser, Reaction::reply(encoded(true, std::string("words"))));
+        service->on(Command::LoggedInUser, Reaction::reply(encoded(std::string("boris"))));
+        UserFolder::put(folder.settings(), whole);
+    }
+    platform::ChildOptions client(int count) const {
+        platform::ChildOptions options;
+        options.arguments = {builtProgram("policy_client"), endpoint, std::to_string(count)};
+        options.environment["PANELKIT_USER_DIR"] = folder.utf8();
+        return options;
+    }
+    // The file as it was made, but for its flag.
+    void expectWholeFile() {
+        std::string text = UserFolder::read(folder.settings());
+        if (const std::size_t flag = text.find("<Active>1"); flag != std::string::npos) text[flag + 8] = '0';
+        EXPECT_EQ(text, whole);
+    }
+
+    UserFolder folder;
+    const std::string whole = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UserLSP>\n\t<Keep>" +
+                              std::string(200'000, 'x') + "</Keep>\n\t<Active>0</Active>\n</UserLSP>\n";
+};
+
+// One of each kind of operation; how many of them went wrong.
+int useOnce() {
+    LSPController controller;
+    LSPinfo_t info;
+    LSPrequest_t required;
+    LSPrequest_t::InfoType state{};
+    LSPcmd::LSPsettings_t read;
+    std::string text, message;
+    bool applied = false;
+    int wrong = 0;
+    wrong += !controller.cmdGetPolicyInfo(info, required, &text, &state, true) || state != LSPrequest_t::loading;
+    wrong += !controller.cmdGetSettings(&read) || read != settings;
+    wrong += !controller.cmdSetSettings(settings, applied) || !applied;
+    wrong += !controller.cmdGetUserSettings("", &read) || read != LSPcmd::LSPsettings_t();
+    wrong += !controller.cmdActivateUser("", message, "lsp") || message != "words";
+    wrong += !controller.cmdActivateDDP("lsp");
+    wrong += !controller.cmdIsOtherUserLoggedIn("anna", text) || text != "boris";
+    LSPController::requestIsUser();
+    return wrong;
+}
+
+TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
+    platform::ChildProcess other(client(20));
+    std::atomic<int> wrong{0};
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 8; ++i) {
+            threads.emplace_back([&] {
+                for (int turn = 0; turn < 10; ++turn) wrong += useOnce();
+            });
+        }
+    }
+    EXPECT_EQ(wrong, 0);
+    const platform::ChildResult result = other.wait(std::chrono::seconds(60));
+    EXPECT_EQ(result.status, 0) << result.error;
+    expectWholeFile();
+}
+
+// Killed at any moment, a writer leaves the file as it was before or as it is after.
+TEST_F(ManyPolicyControllers, LeaveAWholeFileWhenTheyAreKilled) {
+    std::mt19937 random(7);
+    for (int i = 0; i < 15; ++i) {
+        platform::ChildProcess writer(client(0));
+        std::this_thread::sleep_for(std::chrono::milliseconds(30 + random() % 60));
+        EXPECT_FALSE(writer.ended());
+        writer.kill();
+        writer.wait(std::chrono::seconds(10));
+        expectWholeFile();
+    }
+    EXPECT_GT(service->requests().size(), 20U) << "they were at work";
+}
+
+} // namespace

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+//
+// What a file system with links and modes adds.
+#include <panelkit/lsp/user_settings_file.h>
+
+#include "../../support/user_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+mode_t modeOf(const std::string& path) {
+    struct stat status {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777U;
+}
+
+class TheUserSettingsFileOnPosix : public testing::Test {
+protected:
+    UserFolder folder;
+    const std::string whole = "<UserLSP><File>/mine</File></UserLSP>";
+};
+
+TEST_F(TheUserSettingsFileOnPosix, StaysALinkAndKeepsItsMode) {
+    const std::string target = folder.utf8() + "/elsewhere.xml";
+    UserFolder::put(target, whole);
+    ASSERT_EQ(::chmod(target.c_str(), 0640), 0);
+    ASSERT_EQ(::symlink(target.c_str(), folder.settings().c_str()), 0);
+    panelkit::writeActive(true);
+    EXPECT_TRUE(std::filesystem::is_symlink(folder.settings()));
+    EXPECT_EQ(modeOf(target), 0640U);
+    EXPECT_NE(UserFolder::read(target).find("<Active>1</Active>"), std::string::npos);
+}
+
+TEST_F(TheUserSettingsFileOnPosix, IsForItsUserAlone) {
+    std::filesystem::remove_all(folder.path());
+    panelkit::writeActive(true);
+    EXPECT_EQ(modeOf(folder.utf8()), 0700U);
+    EXPECT_EQ(modeOf(folder.settings()), 0600U);
+}
+
+TEST_F(TheUserSettingsFileOnPosix, IsRewrittenInPlaceWhereOnlyItCanBeWritten) {
+    UserFolder::put(folder.settings(),
+                    "<UserLSP><Active>00000000000000000000000000000000000000000000000001</Active></UserLSP>");
+    ASSERT_EQ(::chmod(folder.settings().c_str(), 0666), 0);
+    ASSERT_EQ(::chmod(folder.utf8().c_str(), 0555), 0);
+    const uid_t self = ::geteuid();
+    constexpr uid_t nobody = 65534; // the superuser may write everywhere
+    ASSERT_EQ(::seteuid(self == 0 ? nobody : self), 0);
+    panelkit::writeActive(false);
+    ASSERT_EQ(::seteuid(self), 0);
+    ASSERT_EQ(::chmod(folder.utf8().c_str(), 0755), 0);
+    EXPECT_EQ(UserFolder::read(folder.settings()),
+              "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UserLSP>\n\t<Active>0</Active>\n</UserLSP>\n");
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+//
+// Whose policy is whose: the service's user, a user of its group, and somebody else. Needs root, who can become others.
+#include "policy_fixture.h"
+
+#include <platform/system/accounts.h>
+
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using bridge::FailureCode;
+using LSPcmd::LSPsettings_t;
+using panelkit::Command;
+using testing::HasSubstr;
+
+namespace {
+
+gid_t groupNumber(const char* name) { return static_cast<gid_t>(std::stoul(platform::groupId(name))); }
+uid_t userNumber(const char* name) { return static_cast<uid_t>(std::stoul(platform::userId(name))); }
+
+// This process is somebody else in the group "games" as long as this lives; sessions opened meanwhile are theirs.
+class As {
+public:
+    explicit As(const char* name) {
+        closePooledSessions();
+        const gid_t games = groupNumber("games");
+        if (::setgroups(1, &games) != 0 || ::setegid(groupNumber("nogroup")) != 0 || ::seteuid(userNumber(name)) != 0) {
+            throw std::runtime_error("can't become somebody else");
+        }
+    }
+    ~As() {
+        closePooledSessions();
+        if (::seteuid(0) != 0 || ::setegid(0) != 0 || ::setgroups(0, nullptr) != 0) std::abort();
+    }
+    As(const As&) = delete;
+    As& operator=(const As&) = delete;
+};
+
+class APolicyOfSomebody : public WithPolicyService {
+protected:
+    APolicyOfSomebody() : WithPolicyService({"--embedded-module", "", "--users-group", "games"}) {
+        ::chmod(std::filesystem::path(service.endpoint()).parent_path().c_str(), 0755);
+        closePooledSessions();
+    }
+    void SetUp() override {
+        if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    }
+    static void expectDenied(Command command, const std::string& payload) {
+        std::string reply;
+        EXPECT_FALSE(send(command, payload, &reply)) << panelkit::commandRow(command).name;
+        EXPECT_EQ(bridge::lastFailure().code, FailureCode::accessDenied) << bridge::lastFailure().text;
+    }
+    // A user's policy, sent as a front end does that read it from no file.
+    static void activateOwn(const std::string& title) {
+        LSPsettings_t settings;
+        settings.Source = 1;
+        std::string reply;
+        ASSERT_TRUE(send(Command::SetUserSettings, encoded(std::string(), settings), &reply));
+        ASSERT_TRUE(send(Command::ActivateUser, encoded(std::string(), std::string(), policyFile(title)), &reply));
+        EXPECT_EQ(reply, encoded(true, std::string()));
+    }
+    static std::string named(const char* name) { return encoded(std::string(name)); }
+};
+
+TEST_F(APolicyOfSomebody, IsTheOnlyOneThatAUserMayChange) {
+    const std::string none;
+    {
+        const As nobody("nobody");
+        expectDenied(Command::SetSettings, encoded(LSPsettings_t()));
+        expectDenied(Command::ActivateDDP, encoded(none));
+        expectDenied(Command::ActivateSystem, encoded(none, none));
+        expectDenied(Command::ActivateCurrent, encoded(none)); // it is the driver's
+        expectDenied(Command::GetUserSettings, named("root"));
+        expectDenied(Command::OfferUserSettings, named("daemon"));
+        expectDenied(Command::SetUserSettings, encoded(std::string("root"), LSPsettings_t()));
+        expectDenied(Command::ActivateUser,
+                     encoded(std::string("no such account"), none, none)); // nor learn who exists
+        activateOwn("Nobody's");
+        EXPECT_THAT(report().text, HasSubstr("User policy (nobody): 'Nobody's' activated at "));
+        EXPECT_EQ(view(), policyFile("Nobody's"));
+        std::string reply;
+        EXPECT_TRUE(send(Command::ActivateCurrent, encoded(none), &reply)) << "their own";
+        EXPECT_TRUE(send(Command::GetUserSettings, named("nobody"), &reply)) << "by name too";
+    }
+    EXPECT_THAT(service.log(), HasSubstr("audit: nobody ActivateDDP: denied"));
+    EXPECT_THAT(service.log(), HasSubstr("audit: nobody ActivateUser of nobody: done"));
+}
+
+TEST_F(APolicyOfSomebody, IsNotShownToOthers) {
+    {
+        const As nobody("nobody");
+        activateOwn("Nobody's");
+    }
+    {
+        const As daemon("daemon");
+        expectDenied(Command::ViewCurrent, "");
+        EXPECT_EQ(bridge::lastFailure().text, "the policy in force is the one of nobody");
+        expectDenied(Command::ActivateCurrent, encoded(std::string()));
+        std::string loggedIn;
+        EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("", loggedIn));
+        EXPECT_EQ(loggedIn, "nobody");
+    }
+    connect();
+    EXPECT_EQ(view(), policyFile("Nobody's")) << "the administrator may look";
+}
+
+TEST_F(APolicyOfSomebody, IsSetByAnAdministratorForThem) {
+    LSPsettings_t settings;
+    settings.Source = 1;
+    settings.File = "/etc/policy.lsp";
+    bool applied = false;
+    connect();
+    ASSERT_TRUE(controller.cmdSetUserSettings("nobody", settings, applied)) << bridge::lastFailure().text;
+    {
+        const As nobody("nobody");
+        LSPsettings_t own;
+        EXPECT_TRUE(controller.cmdGetUserSettings("nobody", &own));
+        EXPECT_EQ(own, settings);
+    }
+    {
+        const As daemon("daemon");
+        LSPsettings_t own;
+        EXPECT_TRUE(controller.cmdGetUserSettings("daemon", &own));
+        EXPECT_EQ(own, LSPsettings_t());
+    }
+}
+
+// The service reads no path that it is told, whatever its own rights are.
+TEST_F(APolicyOfSomebody, NeverComesFromAFileThatTheServiceReads) {
+    platform::replaceFile(file(), policyFile("Root's own"), true);
+    const As nobody("nobody");
+    LSPsettings_t settings;
+    settings.Source = 1;
+    settings.File = file();
+    std::string reply;
+    ASSERT_TRUE(send(Command::SetUserSettings, encoded(std::string(), settings), &reply));
+    ASSERT_TRUE(send(Command::ActivateUser, encoded(std::string(), std::string(), std::string()), &reply));
+    EXPECT_EQ(reply[0], 0);
+    EXPECT_EQ(report().info.request.type, LSPdriver);
+}
+
+} // namespace

@@ -1,0 +1,118 @@
+// SPDX-License-Identifier: MIT
+//
+// What the service says of a policy whose certificates and keys are really on a token, or are not.
+#include <panelkit/lsp/lsp_controller.h>
+
+#include "../support/user_folder.h"
+#include "certs_fixture.h"
+
+#include <vocabulary/policy.h>
+
+#include <gmock/gmock.h>
+
+using testing::HasSubstr;
+using vocabulary::CertImport;
+using vocabulary::ImportCert;
+namespace infoField = vocabulary::policyInfo;
+namespace state = vocabulary::policyCertificate;
+
+namespace {
+
+class APolicyWithCredentials : public WithCertificates {
+protected:
+    void activate(const std::string& section) {
+        const std::string file = service.folder().file("policy.lsp");
+        platform::replaceFile(file, "title = T\nversion = 1\n[a]\naction = protect\ngateway = g\n" + section, true);
+        LSPcmd::LSPsettings_t settings;
+        settings.Source = 1;
+        settings.File = file;
+        bool applied = false;
+        ASSERT_TRUE(policy.cmdSetSettings(settings, applied)) << bridge::lastFailure().text;
+        std::string message;
+        ASSERT_TRUE(policy.cmdActivateSystem(message, "")) << message;
+    }
+    // The short text behind its first line.
+    std::string diagnosis() {
+        std::string shown;
+        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, &shown, &word, false)) << bridge::lastFailure().text;
+        const std::size_t end = shown.find('\n');
+        return end == std::string::npos ? "" : shown.substr(end + 1);
+    }
+    void store(const std::string& name, CertificateSpec spec) {
+        spec.subject = {{"CN", name}};
+        const Identity made = makeCertificate(spec, ecKey(), &authority);
+        ASSERT_EQ(importFile(pkcs12(made, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+    }
+
+    const Identity authority = makeAuthority("Example CA");
+    UserFolder userFolder;
+    LSPController policy;
+    LSPinfo_t info;
+    LSPrequest_t required;
+    LSPrequest_t::InfoType word{};
+};
+
+TEST_F(APolicyWithCredentials, IsFineWithAGoodCertificateAndItsKey) {
+    activate("subject = CN=anna\n");
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+    EXPECT_EQ(info.certificateState, state::noToken);
+    initialize();
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+    EXPECT_EQ(info.certificateState, state::missing);
+
+    store("anna", {});
+    EXPECT_EQ(diagnosis(), "") << "without activating it again";
+    EXPECT_EQ(word, LSPrequest_t::inForce);
+    EXPECT_EQ(info.certificateState, state::fine);
+    EXPECT_EQ(info.*infoField::certificate, "CN=anna");
+
+    logout();
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+    EXPECT_EQ(info.certificateState, state::noPrivateKey) << "nobody sees it without log-in";
+}
+
+TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsNotValidNow) {
+    initialize();
+    store("late", {.subject = {}, .notBefore = "20200101000000Z", .notAfter = "20200601120000Z"});
+    store("early", {.subject = {}, .notBefore = "20390601120000Z", .notAfter = "20400101000000Z"});
+    activate("subject = CN=late\n");
+    EXPECT_THAT(diagnosis(), HasSubstr("Diagnosis: Personal certificate not valid after 2020.06.01 "));
+    EXPECT_EQ(word, LSPrequest_t::diagnosed);
+    EXPECT_EQ(info.certificateState, state::expired);
+    activate("subject = CN=early\n");
+    EXPECT_THAT(diagnosis(), HasSubstr("Diagnosis: Personal certificate will be valid from 2039.06.01 "));
+    EXPECT_EQ(info.certificateState, state::notYetValid);
+}
+
+TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsRevoked) {
+    initialize();
+    ASSERT_EQ(importFile(pem(authority.der)), ImportCert::imported);
+    store("anna", {.subject = {}, .serial = "77"});
+    activate("subject = CN=anna\n");
+    EXPECT_EQ(diagnosis(), "");
+    ASSERT_EQ(importCrl(makeCrl({.revoked = {77}}, authority)), vocabulary::ImportCrl::imported);
+    EXPECT_EQ(diagnosis(), "Diagnosis: the personal certificate \"CN=anna\" is revoked");
+    EXPECT_EQ(info.certificateState, state::revoked);
+}
+
+TEST_F(APolicyWithCredentials, TellsThatTheCertificateHasNoKeyOrIsForSomethingElse) {
+    initialize();
+    ASSERT_EQ(importFile(pem(makeUser("keyless", authority).der)), ImportCert::imported);
+    const std::string subject = list().back().subject;
+    activate("subject = " + subject + "\n");
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+    EXPECT_EQ(info.certificateState, state::noPrivateKey);
+    store("server", {.subject = {}, .extensions = {{"extendedKeyUsage", "serverAuth"}}});
+    activate("subject = CN=server\n");
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate does not contain IKE/IPsec Extended Key Usage");
+}
+
+TEST_F(APolicyWithCredentials, TellsThatThePresharedKeyIsMissing) {
+    initialize();
+    activate("authentication = preshared-key\nkey = partner\n");
+    EXPECT_EQ(diagnosis(), "Diagnosis: Preshared key is missing: partner");
+    ASSERT_TRUE(controller->CreatePresharedKey(token(), "partner", "a long secret")) << bridge::lastFailure().text;
+    EXPECT_EQ(diagnosis(), "");
+}
+
+} // namespace

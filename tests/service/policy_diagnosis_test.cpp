@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+//
+// What policies need, against what tokens hold.
+#include <service/policy/diagnosis.h>
+
+#include <vocabulary/certs.h>
+#include <vocabulary/policy.h>
+
+#include <gmock/gmock.h>
+
+using namespace panelkitd;
+using testing::HasSubstr;
+using vocabulary::CertState;
+namespace state = vocabulary::policyCertificate;
+namespace usage = vocabulary::keyUsage;
+
+namespace {
+
+constexpr std::int64_t now = 1'700'000'000;
+
+class FakeCredentials : public Credentials {
+public:
+    std::optional<CredentialList> list() const override {
+        ++asked;
+        return content;
+    }
+    std::optional<CredentialList> content = CredentialList{true, {}, std::vector<std::string>{}};
+    mutable int asked = 0;
+};
+
+CertInfo certificate(const std::string& subject) {
+    CertInfo info;
+    info.subject = subject;
+    info.notBefore = now - 1000;
+    info.notAfter = now + 1000;
+    info.hasPrivateKey = true;
+    info.keyUsage = usage::digitalSignature | usage::ipsecIke;
+    return info;
+}
+
+template <class Change>
+CertInfo changed(const std::string& subject, Change&& change) {
+    CertInfo info = certificate(subject);
+    change(info);
+    return info;
+}
+
+CertInfo expired(const std::string& subject) {
+    return changed(subject, [](CertInfo& c) { c.notAfter = now - 1; });
+}
+CertInfo revoked(const std::string& subject) {
+    return changed(subject, [](CertInfo& c) { c.state = static_cast<std::uint32_t>(CertState::revoked); });
+}
+CertInfo keyless(const std::string& subject) {
+    return changed(subject, [](CertInfo& c) { c.hasPrivateKey = false; });
+}
+
+PolicyText policy(const std::string& sections) { return readPolicyText("title = T\nversion = 1\n" + sections); }
+
+const std::string annas = "[a]\naction = protect\ngateway = g\nsubject = CN=anna\n";
+const std::string anybodys = "[b]\naction = protect\ngateway = h\nnetwork = 10.0.0.0/8\n";
+const std::string keyed = "[c]\naction = protect\ngateway = g\nauthentication = preshared-key\nkey = office\n";
+
+class ADiagnosis : public testing::Test {
+protected:
+    Diagnosis of(const std::string& sections) const {
+        const auto found = diagnose(policy(sections), credentials, now);
+        EXPECT_TRUE(found);
+        return found.value_or(Diagnosis());
+    }
+    Diagnosis withCertificates(std::vector<CertInfo> certificates, const std::string& sections = annas) {
+        credentials.content->certificates = std::move(certificates);
+        return of(sections);
+    }
+
+    FakeCredentials credentials;
+};
+
+TEST_F(ADiagnosis, TellsWhatIsWrongWithTheCertificateThatThePolicyNames) {
+    EXPECT_EQ(withCertificates({certificate("CN=anna")}).problem, "");
+    EXPECT_EQ(withCertificates({certificate("CN=anna")}).state, state::fine);
+    EXPECT_EQ(withCertificates({certificate("CN=bob")}).state, state::missing);
+    EXPECT_EQ(withCertificates({expired("CN=anna")}).state, state::expired);
+    EXPECT_NE(withCertificates({expired("CN=anna")}).date, "");
+    EXPECT_EQ(withCertificates({keyless("CN=anna")}).state, state::noPrivateKey);
+    const auto early = changed("CN=anna", [](CertInfo& c) { c.notBefore = now + 1; });
+    EXPECT_EQ(withCertificates({early}).state, state::notYetValid);
+    const auto forServers = changed("CN=anna", [](CertInfo& c) { c.keyUsage = usage::serverAuth; });
+    EXPECT_EQ(withCertificates({forServers}).state, state::lacksIkeUsage);
+    const auto withoutUsages = changed("CN=anna", [](CertInfo& c) { c.keyUsage = usage::digitalSignature; });
+    EXPECT_EQ(withCertificates({withoutUsages}).state, state::fine) << "it may be used for everything";
+    credentials.content->anyToken = false;
+    EXPECT_EQ(withCertificates({}).state, state::noToken);
+}
+
+TEST_F(ADiagnosis, SaysItselfWhatFrontEndsHaveNoWordsFor) {
+    const Diagnosis diagnosis = withCertificates({revoked("CN=anna")});
+    EXPECT_EQ(diagnosis.state, state::revoked);
+    EXPECT_FALSE(diagnosis.frontEndKnows);
+    EXPECT_EQ(diagnosis.problem, "the personal certificate \"CN=anna\" is revoked");
+    EXPECT_TRUE(withCertificates({expired("CN=anna")}).frontEndKnows);
+}
+
+TEST_F(ADiagnosis, LooksAtTheBestOfSeveralCertificates) {
+    EXPECT_EQ(withCertificates({expired("CN=anna"), certificate("CN=anna"), keyless("CN=anna")}).state, state::fine);
+    EXPECT_EQ(withCertificates({keyless("CN=anna"), expired("CN=anna"), revoked("CN=anna")}).state, state::expired);
+    const Diagnosis any = withCertificates({expired("CN=x"), certificate("CN=bob")}, anybodys);
+    EXPECT_EQ(any.problem, "");
+    EXPECT_EQ(any.subject, "CN=bob");
+}
+
+TEST_F(ADiagnosis, TakesNoAuthorityAndNothingUnreadableForAPersonalCertificate) {
+    const auto authority = changed("CN=ca", [](CertInfo& c) { c.flags = vocabulary::certFlag::authority; });
+    const auto unreadable =
+        changed("", [](CertInfo& c) { c.state = static_cast<std::uint32_t>(CertState::unreadable); });
+    EXPECT_EQ(withCertificates({authority, unreadable}, anybodys).state, state::missing);
+}
+
+TEST_F(ADiagnosis, LooksForPresharedKeys) {
+    EXPECT_THAT(of(keyed).problem, HasSubstr("\"office\" is on no token"));
+    EXPECT_TRUE(of(keyed).byPresharedKey);
+    credentials.content->presharedKeys = {{"home", "office"}};
+    EXPECT_EQ(of(keyed).problem, "");
+    EXPECT_EQ(of(keyed).presharedKey, "office");
+    credentials.content->presharedKeys.reset();
+    EXPECT_EQ(of(keyed).problem, "") << "what can't be known is not held against it";
+}
+
+TEST_F(ADiagnosis, IsThatOfTheFirstSectionThatLacksSomething) {
+    credentials.content->certificates = {certificate("CN=anna")};
+    EXPECT_THAT(of(annas + keyed).problem, HasSubstr("office"));
+    credentials.content->presharedKeys = {{"office"}};
+    const Diagnosis fine = of(keyed + annas);
+    EXPECT_EQ(fine.problem, "");
+    EXPECT_TRUE(fine.byPresharedKey) << "the first one's credentials are shown";
+    EXPECT_EQ(credentials.asked, 2) << "tokens are looked into once for all sections";
+}
+
+TEST_F(ADiagnosis, IsNotMadeWhereNothingIsNeededOrNothingCanBeSeen) {
+    EXPECT_FALSE(diagnose(policy("[a]\naction = drop\n"), credentials, now));
+    EXPECT_EQ(credentials.asked, 0);
+    credentials.content.reset();
+    EXPECT_FALSE(diagnose(policy(annas), credentials, now));
+}
+
+} // namespace
