@@ -557,7 +557,6 @@ constexpr std::array rows = {
     Row{Say::headingInForce,   "IN FORCE"},
     Row{Say::headingDiffers,   "DIFFERS"},
     Row{Say::headingSetting,   "SETTING"},
-    Row{Say::headingValue,     "VALUE"},
     Row{Say::policyDriver,     "default driver policy"},
     Row{Say::policySystemLocal, "system policy of this host"},
     Row{Say::policySystemFile, "system policy from a file"},

@@ -573,7 +573,6 @@ enum class Say : std::uint16_t {
     headingInForce,
     headingDiffers,
     headingSetting,
-    headingValue,
     policyDriver,
     policySystemLocal,
     policySystemFile,
