@@ -7,6 +7,7 @@
 #include <panelctl/failure_text.h>
 #include <panelctl/help.h>
 #include <panelctl/language.h>
+#include <panelctl/manual.h>
 #include <panelctl/mistakes.h>
 #include <panelctl/output.h>
 #include <panelctl/terminal.h>
@@ -100,6 +101,10 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     try {
         if (completes) {
             printCandidates(app, std::span(arguments).subspan(1));
+            return static_cast<int>(Exit::ok);
+        }
+        if (!arguments.empty() && arguments.front() == manualRequest) {
+            printRaw(manual(app));
             return static_cast<int>(Exit::ok);
         }
         std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back

@@ -53,10 +53,10 @@ const ExitRow exitRows[] = {
     {Exit::alreadyThere,       "already-there"},
     {Exit::wrongPassword,      "wrong-password"},
     {Exit::keyStays,           "key-stays"},
-    {Exit::unhealthy,          "unhealthy"},
-    {Exit::attention,          "attention"},
     {Exit::policyNotActivated, "policy-not-activated"},
     {Exit::settingsNotApplied, "settings-not-applied"},
+    {Exit::unhealthy,          "unhealthy"},
+    {Exit::attention,          "attention"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);

@@ -68,13 +68,13 @@ enum class Exit : int {
     wrongPassword      = 63, // of a file
     keyStays           = 64, // the token does not let the private key out
 
-    // panelctl doctor
-    unhealthy          = 70, // something does not work
-    attention          = 71, // everything works; something will not for long
-
     // the policy
-    policyNotActivated = 80, // the service answered that it did not activate it
-    settingsNotApplied = 81, // the service answered that it did not take the settings over
+    policyNotActivated = 70, // the service answered that it did not activate it
+    settingsNotApplied = 71, // the service answered that it did not take the settings over
+
+    // panelctl doctor
+    unhealthy          = 80, // something does not work
+    attention          = 81, // everything works; something will not for long
     // clang-format on
 };
 

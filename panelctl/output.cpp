@@ -89,7 +89,9 @@ void printNote(const std::string& text) {
 void printLines(const std::string& text) {
     for (std::size_t begin = 0; begin < text.size();) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
-        printLine(escaped(text.substr(begin, end - begin)));
+        std::string line = text.substr(begin, end - begin);
+        std::replace(line.begin(), line.end(), '\t', ' ');
+        printLine(escaped(line));
         begin = end + 1;
     }
 }

@@ -52,7 +52,7 @@ void setColours(bool on);
 void printLine(const std::string& text);
 void printNote(const std::string& text);
 
-// Lines that come from elsewhere, each of them escaped.
+// Lines that come from elsewhere, each of them escaped; tabs in them become blanks.
 void printLines(const std::string& text);
 
 // A result as JSON, UTF-8, two blanks deep.

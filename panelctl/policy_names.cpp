@@ -153,7 +153,6 @@ ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequ
             {"certificateDate", info.certificateDate}};
 }
 
-void printLines(const std::string& text) { eachLine(text, printLine); }
 void noteLines(const std::string& text) { eachLine(text, printNote); }
 
 } // namespace panelctl

@@ -33,8 +33,7 @@ nlohmann::ordered_json toJson(const LSPcmd::LSPsettings_t& settings);
 nlohmann::ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequest_t::InfoType state,
                               const std::string& shown);
 
-// A text of several lines from the service: each line with what acts on a terminal escaped.
-void printLines(const std::string& text);
+// As printLines, to standard error.
 void noteLines(const std::string& text);
 
 } // namespace panelctl

@@ -77,18 +77,18 @@ TEST_F(TheDoctor, FindsNothingWrongWhereNothingIs) {
 
 TEST_F(TheDoctor, NamesWhatIsBrokenAndWhatWillBe) {
     hasCertificate(12);
-    expectSick("certificates", "warning", "\"CN=Alice\"", 71);
+    expectSick("certificates", "warning", "\"CN=Alice\"", 81);
     hasCertificate(-2);
-    expectSick("certificates", "problem", "expired: \"CN=Alice\"", 70);
+    expectSick("certificates", "problem", "expired: \"CN=Alice\"", 80);
     hasCertificate(400);
     hasTokens(flag::initialized | flag::userPinFinalTry);
-    expectSick("tokens", "warning", "one PIN try remains: \"Office\"", 71);
+    expectSick("tokens", "warning", "one PIN try remains: \"Office\"", 81);
     hasTokens(flag::initialized | flag::userPinLocked);
-    expectSick("tokens", "problem", "PIN locked: \"Office\"", 70);
+    expectSick("tokens", "problem", "PIN locked: \"Office\"", 80);
     hasTokens(0);
-    expectSick("tokens", "warning", "no initialised token", 71);
+    expectSick("tokens", "warning", "no initialised token", 81);
     hasProviders({{"card", "/c.so", "", "", "", "", 0, false, true, false, "it \x1B crashed"}});
-    expectSick("providers", "problem", "\"card\": not loaded: it \\x1B crashed", 70);
+    expectSick("providers", "problem", "\"card\": not loaded: it \\x1B crashed", 80);
 }
 
 TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {
@@ -101,10 +101,10 @@ TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {
 
 TEST_F(TheDoctor, SaysWhyTheServiceCannotBeReached) {
     service.greet({.verdict = 2, .text = "nobody may not use this service"});
-    expectSick("service", "problem", "nobody may not use this service", 70);
+    expectSick("service", "problem", "nobody may not use this service", 80);
     EXPECT_EQ(finding("tokens")["state"], "not-checked");
     const auto result = panelctl(panelkit::testing::uniqueEndpoint(), {"doctor", "--lang", "ru"});
-    EXPECT_EQ(result.status, 70);
+    EXPECT_EQ(result.status, 80);
     EXPECT_THAT(result.output, HasSubstr("служба не запущена: "));
     EXPECT_THAT(result.output, HasSubstr("-> запустите службу"));
 }

@@ -152,7 +152,7 @@ TEST_F(PanelctlPolicy, ActivatesEachPolicy) {
 TEST_F(PanelctlPolicy, SaysWhyAPolicyIsNotActivated) {
     answerSettings({});
     service.on(Command::ActivateSystem, Reaction::reply(hex("02 05 00 00 00 'no\x41 x'")));
-    expectError(run({"activate", "system"}), 80, "the service did not activate the policy: noA x");
+    expectError(run({"activate", "system"}), 70, "the service did not activate the policy: noA x");
     expectError(run({"activate", "user"}), 40, "no script for this command");
     expectError(run({"activate", "drivr"}), 2, "did you mean \"driver\"?");
     expectError(run({"activate", "driver", "--user", "anna"}), 2, "--user does not go with \"driver\"");
@@ -194,7 +194,7 @@ TEST_F(PanelctlPolicy, ShowsAndSetsTheSourceOfTheSystem) {
     EXPECT_EQ(last().payload, encoded(settings)) << "what is not named stays";
     EXPECT_FALSE(UserFolder::exists(folder.settings()));
     service.on(Command::SetSettings, Reaction::reply(hex("00")));
-    expectError(run({"source", "set", "--source", "SOURCE_DDP"}), 81, "did not take the settings over");
+    expectError(run({"source", "set", "--source", "SOURCE_DDP"}), 71, "did not take the settings over");
 }
 
 TEST_F(PanelctlPolicy, SetsTheSourceOfAUserAndTheUsersOwnFile) {

@@ -13,6 +13,10 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
 using panelkit::Command;
 using panelkit::testing::Reaction;
 using panelkit::testing::ScriptedService;
@@ -182,6 +186,16 @@ TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
     EXPECT_THAT(run({}).output, HasSubstr("Verbs:"));
     EXPECT_THAT(run({"token", "init", "--help"}).output, HasSubstr("--so-pin-stdin"));
     EXPECT_EQ(run({"token", "--help"}).status, 0);
+}
+
+// docs/man/panelctl.1 is what it prints: panelctl --manual > docs/man/panelctl.1
+TEST_F(Panelctl, PrintsTheManualPageThatIsInTheTree) {
+    std::ifstream file(std::filesystem::path(PANELKIT_SOURCE_DIR) / "docs/man/panelctl.1", std::ios::binary);
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelctl"), "--manual"};
+    options.environment["LC_ALL"] = "C.UTF-8";
+    EXPECT_EQ(platform::runChild(options, std::chrono::seconds(60)).output,
+              std::string(std::istreambuf_iterator<char>(file), {}));
 }
 
 } // namespace
