@@ -66,11 +66,21 @@ constexpr std::array states = {
 };
 // clang-format on
 
+// Null for a state that a newer service has.
 const StateRow* stateRow(std::uint32_t state) {
-    const auto found = std::find_if(states.begin(), states.end(), [&](const StateRow& row) {
-        return static_cast<std::uint32_t>(row.state) == state;
-    });
-    return found == states.end() ? nullptr : &*found;
+    for (const StateRow& row : states) {
+        if (static_cast<std::uint32_t>(row.state) == state) return &row;
+    }
+    return nullptr;
+}
+
+std::uint32_t usageBit(const std::string& name) {
+    for (const NamedBit& row : usageNames) {
+        if (name == row.name) return row.bit;
+    }
+    const std::string meant = nearest(name, keyUsageNames(~0U));
+    const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
+    throw CommandError(Exit::usage, phrase(Say::badKeyUsage, {name}) + hint);
 }
 
 struct Calendar {
@@ -230,15 +240,7 @@ std::uint32_t parseKeyUsage(const std::string& names) {
     std::uint32_t bits = 0;
     for (std::size_t begin = 0; begin <= names.size();) {
         const std::size_t end = std::min(names.find(',', begin), names.size());
-        const std::string name = names.substr(begin, end - begin);
-        const auto row = std::find_if(usageNames.begin(), usageNames.end(),
-                                      [&](const NamedBit& known) { return name == known.name; });
-        if (row == usageNames.end()) {
-            const std::string meant = nearest(name, keyUsageNames(~0U));
-            const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
-            throw CommandError(Exit::usage, phrase(Say::badKeyUsage, {name}) + hint);
-        }
-        bits |= row->bit;
+        bits |= usageBit(names.substr(begin, end - begin));
         begin = end + 1;
     }
     return bits;

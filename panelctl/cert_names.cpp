@@ -23,7 +23,7 @@ namespace {
 constexpr std::size_t shortestFingerprint = 8; // digits that are taken for the beginning of one
 
 // Each label costs a command, for which the service reads the token: beyond this many it would take minutes.
-constexpr std::size_t mostLabels = 200;
+constexpr std::size_t mostLabels = 100;
 
 // ASCII letters alone, so that the bytes of other characters stay.
 std::string lowered(std::string text) {
@@ -61,7 +61,8 @@ bool contains(const std::string& text, const std::string& part) {
 bool named(const CertInfo& certificate, const std::string& name) {
     const std::string digits = hexDigits(name);
     return certificate.subject == name || (!name.empty() && commonName(certificate.subject) == name) ||
-           sameNumber(digits, certificate.serialNumber) || beginsFingerprint(digits, certificate.fingerprint);
+           certificate.serialNumber == name || sameNumber(digits, certificate.serialNumber) ||
+           beginsFingerprint(digits, certificate.fingerprint);
 }
 
 bool named(const CRLInfo& crl, const std::string& name) {
@@ -71,6 +72,14 @@ bool named(const CRLInfo& crl, const std::string& name) {
 
 template <class Object>
 using Test = std::function<bool(const OnToken<Object>&)>;
+
+// A text for each entry.
+template <class Object, class Teller>
+std::vector<std::string> told(const std::vector<OnToken<Object>>& listed, const Teller& teller) {
+    std::vector<std::string> texts(listed.size());
+    std::transform(listed.begin(), listed.end(), texts.begin(), teller);
+    return texts;
+}
 
 template <class Object>
 std::vector<OnToken<Object>> those(const std::vector<OnToken<Object>>& listed, const Test<Object>& test) {
@@ -93,9 +102,7 @@ std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& liste
         const std::vector<OnToken<Object>> found = those(listed, test);
         if (found.size() == 1) return found.front();
         if (found.empty()) continue;
-        std::vector<std::string> lines;
-        for (const OnToken<Object>& entry : found) lines.push_back(candidateLine(entry));
-        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {name}), std::move(lines));
+        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {name}), told(found, candidateLine));
     }
     return std::nullopt;
 }
@@ -220,8 +227,7 @@ Certificate findCertificate(VpnCertsController& controller, const ObjectName& na
     const auto listed = listCertificates(controller, vocabulary::CertSelector::all, name.token);
     if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine))
         return *found;
-    std::vector<std::string> names;
-    for (const Certificate& entry : listed) names.push_back(nameOf(entry.object));
+    const auto names = told(listed, [](const Certificate& entry) { return nameOf(entry.object); });
     failUnknown(phrase(name.exactly ? Say::noCertOfExactName : Say::noSuchCert, {name.name}), name.name, names);
 }
 
@@ -232,8 +238,7 @@ Crl findCrl(VpnCertsController& controller, const ObjectName& name) {
         tests.emplace_back([&](const Crl& entry) { return contains(entry.object.issuer, name.name); });
     }
     if (const auto found = onlyOne(listed, tests, name.name, crlLine)) return *found;
-    std::vector<std::string> names;
-    for (const Crl& entry : listed) names.push_back(commonName(entry.object.issuer));
+    const auto names = told(listed, [](const Crl& entry) { return commonName(entry.object.issuer); });
     failUnknown(phrase(Say::noSuchCrl, {name.name}), name.name, names);
 }
 
@@ -242,8 +247,7 @@ PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& 
     const std::vector<Test<PresharedKeyInfo>> tests{
         [&](const PresharedKey& entry) { return entry.object.name == name.name; }};
     if (const auto found = onlyOne(listed, tests, name.name, keyLine)) return *found;
-    std::vector<std::string> names;
-    for (const PresharedKey& entry : listed) names.push_back(entry.object.name);
+    const auto names = told(listed, [](const PresharedKey& entry) { return entry.object.name; });
     failUnknown(phrase(Say::noSuchKey, {name.name}), name.name, names);
 }
 
@@ -256,8 +260,8 @@ std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, con
     return exact.empty() ? partly : exact;
 }
 
-std::string labelOf(VpnCertsController& controller, const Certificate& entry) {
-    const std::optional<CertExtentions> details = detailsOf(controller, entry);
+std::string labelOf(VpnCertsController& controller, const Certificate& certificate) {
+    const std::optional<CertExtentions> details = detailsOf(controller, certificate);
     return details ? details->label : std::string();
 }
 

@@ -2,7 +2,7 @@
 //
 // How people name certificates, CRLs and preshared keys, and how panelctl finds what they mean: by what is exactly
 // theirs (subject, common name, serial number, fingerprint or a beginning of it, label, PKCS#11 URI), and failing that
-// by a part of the subject. Labels are not in the listing, so they are looked at only where there are up to 200
+// by a part of the subject. Labels are not in the listing, so they are looked at only where there are up to 100
 // certificates; in a URI always. What can't be found comes with the nearest name, what is ambiguous with its
 // candidates.
 //

@@ -48,16 +48,18 @@ constexpr std::array digests = { // the first is the usual one
 // clang-format on
 
 std::string keyName(std::uint32_t type, std::uint32_t bits) {
-    const auto row =
-        std::find_if(keyTypes.begin(), keyTypes.end(), [=](const KeyTypeRow& known) { return known.type == type; });
-    const std::string name = row == keyTypes.end() ? std::to_string(type) : row->name;
+    std::string name = std::to_string(type);
+    for (const KeyTypeRow& row : keyTypes) {
+        if (row.type == type) name = row.name;
+    }
     return bits == 0 ? name : name + ":" + std::to_string(bits);
 }
 
 std::string digestName(std::uint32_t digest) {
-    const auto row =
-        std::find_if(digests.begin(), digests.end(), [=](const DigestRow& known) { return known.digest == digest; });
-    return row == digests.end() ? std::to_string(digest) : row->name;
+    for (const DigestRow& row : digests) {
+        if (row.digest == digest) return row.name;
+    }
+    return std::to_string(digest);
 }
 
 bool has(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {

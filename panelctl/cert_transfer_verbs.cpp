@@ -55,23 +55,20 @@ struct CertImportVerb {
         if (listOnly) return list(context, file);
         const std::vector<std::size_t> places = chosen(file);
         const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token)) : std::nullopt;
-        auto done = nlohmann::ordered_json::array();
-        std::optional<CommandError> failure;
+        Imports imports(context.json);
         for (const std::size_t place : places) {
-            failure = importOne(*controller, file, place, secret ? secret->text().c_str() : nullptr, context, done);
-            if (failure && failure->code != Exit::alreadyThere) break;
+            importOne(*controller, file, place, secret ? secret->text().c_str() : nullptr, imports);
         }
-        if (context.json) printJson(done);
-        const bool partly = std::any_of(done.begin(), done.end(), [](const auto& entry) { return entry["imported"]; });
-        if (failure && (failure->code != Exit::alreadyThere || !partly)) throw CommandError(*failure);
+        imports.finish();
         if (!file.crls.empty()) printNote(phrase(Say::fileHasCrls, {std::to_string(file.crls.size()), escaped(path)}));
     }
 
 private:
     // Those with a key, since the others are there for their sake; without a key in the file, all.
     std::vector<std::size_t> chosen(const ParsedFile& file) const {
-        std::vector<CertInfo> certificates;
-        for (const CertImportOption& option : file.certificates) certificates.push_back(option.certificate);
+        std::vector<CertInfo> certificates(file.certificates.size());
+        std::transform(file.certificates.begin(), file.certificates.end(), certificates.begin(),
+                       [](const CertImportOption& option) { return option.certificate; });
         std::vector<std::size_t> places = placesOf(certificates, only);
         if (!only.empty() && places.size() > 1) failAmbiguous(certificates, places);
         if (places.empty()) {
@@ -91,11 +88,11 @@ private:
 
     [[noreturn]] void failAmbiguous(const std::vector<CertInfo>& certificates,
                                     const std::vector<std::size_t>& places) const {
-        std::vector<std::string> lines;
-        for (const std::size_t at : places) {
-            lines.push_back(phrase(Say::fileCandidate,
-                                   {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)}));
-        }
+        std::vector<std::string> lines(places.size());
+        std::transform(places.begin(), places.end(), lines.begin(), [&](std::size_t at) {
+            return phrase(Say::fileCandidate,
+                          {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)});
+        });
         throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {only}), std::move(lines));
     }
 
@@ -119,30 +116,20 @@ private:
         return findToken(file.tokens, {});
     }
 
-    // Nothing when it was imported.
-    std::optional<CommandError> importOne(VpnCertsController& controller, const ParsedFile& file, std::size_t place,
-                                          const char* secret, const Context& context,
-                                          nlohmann::ordered_json& done) const {
+    void importOne(VpnCertsController& controller, const ParsedFile& file, std::size_t place, const char* secret,
+                   Imports& imports) const {
         const CertImportOption& option = file.certificates[place];
         const TokenInfo target = tokenFor(controller, option, file);
         const CertImport mode = modeFor(option, file);
         const ImportCertResult result = controller.ImportCertificate(
             target, static_cast<std::uint32_t>(place), static_cast<CertImportMode>(mode), extractable, secret);
         const std::string name = nameOf(option.certificate);
-        const bool imported = result == static_cast<ImportCertResult>(ImportCert::imported);
-        const bool wasThere = result == static_cast<ImportCertResult>(ImportCert::alreadyThere);
-        if (imported || wasThere) {
-            done.push_back(toJson(option.certificate, target));
-            done.back()["imported"] = imported;
-        }
-        if (!imported) {
-            const CommandError error = errorOf(result, {name, nameOf(target)});
-            if (wasThere && file.certificates.size() > 1) printNote(escaped(error.what()));
-            return error;
+        std::optional<CommandError> error;
+        if (result != static_cast<ImportCertResult>(ImportCert::imported)) {
+            error = errorOf(result, {name, nameOf(target)});
         }
         const Say said = mode == CertImport::withChain ? Say::certImportedWithChain : Say::certImported;
-        if (!context.json) printLine(phrase(said, {escaped(name), escaped(nameOf(target))}));
-        return std::nullopt;
+        imports.add(toJson(option.certificate, target), phrase(said, {escaped(name), escaped(nameOf(target))}), error);
     }
 
     static void list(const Context& context, const ParsedFile& file) {
@@ -191,7 +178,8 @@ struct CertExportVerb {
         const auto controller = certsController(context, destination.file.empty());
         const Certificate found = findCertificate(*controller, name);
         const std::string shown = escaped(nameOf(found.object));
-        const Secret secret = format == CertExport::pkcs12 ? password->read(shown, true) : Secret();
+        const bool secretKey = format == CertExport::pkcs12 && (withKey || password->isGiven());
+        const Secret secret = secretKey ? password->read(shown, true) : Secret();
         std::string content;
         const platform::WipeOnExit wiped(content); // it may hold the private key
         const ExportCertResult result =

@@ -198,8 +198,8 @@ struct CertChain {
         std::vector<CertInfo> certificates;
         std::vector<PKCS11::TokenInfo> tokens;
         if (!controller->GetCertChain(found.token, found.object, tokens, certificates)) throw lastFailureError();
-        std::vector<Certificate> chain;
-        for (std::size_t i = 0; i < certificates.size(); ++i) chain.push_back({certificates[i], tokens[i]});
+        std::vector<Certificate> chain(certificates.size());
+        for (std::size_t i = 0; i < chain.size(); ++i) chain[i] = {certificates[i], tokens[i]};
         if (context.json) return printJson(listJson(chain));
         print(chain);
     }
@@ -246,7 +246,7 @@ struct CertVerify {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
-        std::uint32_t value = static_cast<std::uint32_t>(purpose);
+        auto value = static_cast<std::uint32_t>(purpose);
         if (crlRequired) value |= verifyFlag::crlRequired;
         if (noRevocation) value |= verifyFlag::noRevocation;
         std::string words;

@@ -92,26 +92,22 @@ struct CrlImport {
         const ParsedFile file = parseFile(*controller, path, *password);
         if (file.crls.empty()) throw CommandError(Exit::badInput, phrase(Say::fileHasNoCrl, {path}));
         const TokenInfo target = token.empty() ? findToken(file.tokens, {}) : findToken(*controller, token);
-        auto done = nlohmann::ordered_json::array();
-        std::optional<CommandError> failure;
-        for (std::size_t place = 0; place < file.crls.size() && !failure; ++place) {
-            failure = importOne(*controller, {file.crls[place], target}, place, context);
-            if (!failure) done.push_back(toJson({file.crls[place], target}));
+        Imports imports(context.json);
+        for (std::size_t place = 0; place < file.crls.size(); ++place) {
+            importOne(*controller, {file.crls[place], target}, place, imports);
         }
-        if (context.json) printJson(done);
-        if (failure) throw CommandError(*failure);
+        imports.finish();
     }
 
 private:
-    static std::optional<CommandError> importOne(VpnCertsController& controller, const Crl& entry, std::size_t place,
-                                                 const Context& context) {
+    static void importOne(VpnCertsController& controller, const Crl& entry, std::size_t place, Imports& imports) {
         const ImportCRLResult result = controller.ImportCRL(entry.token, static_cast<std::uint32_t>(place));
         const std::string issuer = commonName(entry.object.issuer);
+        std::optional<CommandError> error;
         if (result != static_cast<ImportCRLResult>(ImportCrl::imported)) {
-            return errorOf(result, {issuer, nameOf(entry.token)});
+            error = errorOf(result, {issuer, nameOf(entry.token)});
         }
-        if (!context.json) printLine(phrase(Say::crlImported, {escaped(issuer), escaped(nameOf(entry.token))}));
-        return std::nullopt;
+        imports.add(toJson(entry), phrase(Say::crlImported, {escaped(issuer), escaped(nameOf(entry.token))}), error);
     }
 };
 

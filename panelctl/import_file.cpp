@@ -3,6 +3,7 @@
 
 #include <panelctl/cert_outcomes.h>
 #include <panelctl/display_width.h>
+#include <panelctl/output.h>
 #include <panelctl/terminal.h>
 
 #include <cstdint>
@@ -55,6 +56,34 @@ ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path
     }
     if (result != ParseCertFileResult::success) throw errorOf(result, {utf8Path, {}});
     return file;
+}
+
+// ---- one after the other
+
+void Imports::add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error) {
+    if (error && error->code != Exit::alreadyThere) {
+        print(); // what is done is done
+        throw CommandError(*error);
+    }
+    object["imported"] = !error;
+    all_.push_back(std::move(object));
+    if (error) {
+        wereThere_.emplace_back(error->what());
+        return;
+    }
+    any_ = true;
+    if (!asJson_) printLine(line);
+}
+
+void Imports::print() const {
+    if (asJson_) printJson(all_);
+    for (const std::string& line : wereThere_) printNote(escaped(line));
+}
+
+void Imports::finish() const {
+    if (any_ || wereThere_.empty()) return print();
+    if (asJson_) printJson(all_);
+    throw CommandError(Exit::alreadyThere, wereThere_.front(), {wereThere_.begin() + 1, wereThere_.end()});
 }
 
 } // namespace panelctl

@@ -23,8 +23,9 @@ namespace {
 constexpr std::string_view scheme = "pkcs11:";
 
 [[noreturn]] void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
-    std::vector<std::string> lines;
-    for (const TokenInfo& token : candidates) lines.push_back(phrase(Say::candidate, {uriOf(token)}));
+    std::vector<std::string> lines(candidates.size());
+    std::transform(candidates.begin(), candidates.end(), lines.begin(),
+                   [](const TokenInfo& token) { return phrase(Say::candidate, {uriOf(token)}); });
     throw CommandError(Exit::ambiguous, message, std::move(lines));
 }
 

@@ -111,15 +111,14 @@ std::string CertModule::enumCertificates(Call& call) {
 }
 
 std::string CertModule::enumCrls(Call&) {
-    const Holdings holdings = state_->look();
     std::vector<TokenInfo> tokens;
     std::vector<CRLInfo> crls;
-    for (const TokenObjects& token : holdings.tokens()) {
-        for (const StoredCrl& crl : token.crls) {
-            tokens.push_back(token.token);
+    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
+        for (const StoredCrl& crl : readCrls(OpenToken(held, TokenSession::Mode::readOnly), state_->cache)) {
+            tokens.push_back(info);
             crls.push_back(crl.facts->info);
         }
-    }
+    });
     return encodedPairs(tokens, crls);
 }
 

@@ -62,8 +62,8 @@ std::vector<CK_OBJECT_HANDLE> OpenToken::find(ObjectTemplate& wanted) const {
     CK_RV result = CKR_OK;
     for (CK_ULONG count = some.size(); count > 0 && found.size() < mostObjects;) {
         result = library()->C_FindObjects(session(), some.data(), some.size(), &count);
+        if (result == CKR_OK && count > some.size()) result = CKR_GENERAL_ERROR; // more than it had room for
         if (result != CKR_OK) break;
-        count = std::min<CK_ULONG>(count, some.size());
         found.insert(found.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
     }
     library()->C_FindObjectsFinal(session());

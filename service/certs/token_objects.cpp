@@ -9,6 +9,8 @@
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
+#include <map>
+#include <set>
 
 namespace panelkitd {
 
@@ -31,10 +33,11 @@ std::string withoutLeadingZeros(std::string number) {
     return number;
 }
 
-// Reads each object of a class.
+using Handles = std::vector<CK_OBJECT_HANDLE>;
+
+// Reads the same attributes of each object.
 template <class Take>
-void forEach(const OpenToken& token, ObjectTemplate& wanted, std::vector<CK_ATTRIBUTE_TYPE> types, Take take) {
-    const std::vector<CK_OBJECT_HANDLE> objects = token.find(wanted);
+void forEach(const OpenToken& token, const Handles& objects, std::vector<CK_ATTRIBUTE_TYPE> types, Take take) {
     if (objects.empty()) return;
     AttributeReader reader(token, std::move(types));
     for (const CK_OBJECT_HANDLE object : objects) {
@@ -42,13 +45,15 @@ void forEach(const OpenToken& token, ObjectTemplate& wanted, std::vector<CK_ATTR
     }
 }
 
-} // namespace
-
-std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCache& cache) {
-    std::vector<StoredCertificate> list;
+Handles ofClass(const OpenToken& token, CK_OBJECT_CLASS kind) {
     ObjectTemplate wanted;
-    wanted.number(CKA_CLASS, CKO_CERTIFICATE);
-    forEach(token, wanted, {CKA_VALUE, CKA_ID, CKA_LABEL, CKA_TRUSTED, CKA_PRIVATE},
+    wanted.number(CKA_CLASS, kind);
+    return token.find(wanted);
+}
+
+std::vector<StoredCertificate> certificatesFrom(const OpenToken& token, const Handles& objects, FactsCache& cache) {
+    std::vector<StoredCertificate> list;
+    forEach(token, objects, {CKA_VALUE, CKA_ID, CKA_LABEL, CKA_TRUSTED, CKA_PRIVATE},
             [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
                 std::string der = reader.bytes(0);
                 CertificateFactsPtr facts = cache.certificate(der);
@@ -58,11 +63,9 @@ std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCac
     return list;
 }
 
-std::vector<StoredKey> readKeys(const OpenToken& token) {
+std::vector<StoredKey> keysFrom(const OpenToken& token, const Handles& objects) {
     std::vector<StoredKey> list;
-    ObjectTemplate wanted;
-    wanted.number(CKA_CLASS, CKO_PRIVATE_KEY);
-    forEach(token, wanted,
+    forEach(token, objects,
             {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE, CKA_ALWAYS_AUTHENTICATE},
             [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
                 list.push_back({object, reader.number(0, vocabulary::keyType::unknown), reader.bytes(1),
@@ -72,11 +75,9 @@ std::vector<StoredKey> readKeys(const OpenToken& token) {
     return list;
 }
 
-std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token) {
+std::vector<StoredPublicKey> publicKeysFrom(const OpenToken& token, const Handles& objects) {
     std::vector<StoredPublicKey> list;
-    ObjectTemplate wanted;
-    wanted.number(CKA_CLASS, CKO_PUBLIC_KEY);
-    forEach(token, wanted, {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EC_POINT, CKA_EC_PARAMS},
+    forEach(token, objects, {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EC_POINT, CKA_EC_PARAMS},
             [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
                 const CK_KEY_TYPE type = reader.number(0, vocabulary::keyType::unknown);
                 list.push_back(
@@ -87,21 +88,56 @@ std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token) {
     return list;
 }
 
-std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache) {
+std::vector<StoredCrl> crlsFrom(const OpenToken& token, const Handles& objects, FactsCache& cache) {
     std::vector<StoredCrl> list;
-    ObjectTemplate wanted;
-    wanted.number(CKA_CLASS, CKO_DATA).bytes(CKA_APPLICATION, crlApplication);
-    forEach(token, wanted, {CKA_VALUE}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-        std::string der = reader.bytes(0);
+    forEach(token, objects, {CKA_APPLICATION, CKA_VALUE}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+        if (reader.bytes(0) != crlApplication) return;
+        std::string der = reader.bytes(1);
         CrlFactsPtr facts = cache.crl(der);
         list.push_back({object, std::move(der), std::move(facts)});
     });
     return list;
 }
 
+// The objects of all classes but certificates, by class. To search a token for one class takes it about as long as to
+// read all that it finds, so the few other objects are searched for together.
+std::map<CK_OBJECT_CLASS, Handles> othersThan(const std::vector<StoredCertificate>& known, const OpenToken& token) {
+    std::set<CK_OBJECT_HANDLE> certificates;
+    for (const StoredCertificate& certificate : known) certificates.insert(certificate.object);
+    ObjectTemplate anything;
+    Handles others = token.find(anything);
+    std::erase_if(others, [&](CK_OBJECT_HANDLE object) { return certificates.count(object) != 0; });
+    std::map<CK_OBJECT_CLASS, Handles> byClass;
+    forEach(token, others, {CKA_CLASS}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
+        byClass[reader.number(0, CKO_VENDOR_DEFINED)].push_back(object);
+    });
+    return byClass;
+}
+
+} // namespace
+
+std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCache& cache) {
+    return certificatesFrom(token, ofClass(token, CKO_CERTIFICATE), cache);
+}
+
+std::vector<StoredKey> readKeys(const OpenToken& token) { return keysFrom(token, ofClass(token, CKO_PRIVATE_KEY)); }
+
+std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token) {
+    return publicKeysFrom(token, ofClass(token, CKO_PUBLIC_KEY));
+}
+
+std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache) {
+    return crlsFrom(token, ofClass(token, CKO_DATA), cache);
+}
+
 TokenObjects readObjects(const HeldToken& held, const TokenInfo& info, FactsCache& cache) {
     const OpenToken token(held, TokenSession::Mode::readOnly);
-    return {info, readCertificates(token, cache), readKeys(token), readPublicKeys(token), readCrls(token, cache)};
+    TokenObjects all{info, readCertificates(token, cache), {}, {}, {}};
+    auto others = othersThan(all.certificates, token);
+    all.keys = keysFrom(token, others[CKO_PRIVATE_KEY]);
+    all.publicKeys = publicKeysFrom(token, others[CKO_PUBLIC_KEY]);
+    all.crls = crlsFrom(token, others[CKO_DATA], cache);
+    return all;
 }
 
 void forEachToken(const Providers& providers, const std::function<void(const HeldToken&, const TokenInfo&)>& use) {

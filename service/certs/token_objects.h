@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What tokens hold, read in one pass per class of object and matched in memory.
+// What tokens hold: read in as few passes as tokens allow, and matched in memory.
 #pragma once
 
 #include <service/certs/object_facts.h>

@@ -12,9 +12,7 @@ namespace panelkitd {
 namespace {
 
 // RFC 2253's order and escapes, which RFC 4514 kept, with characters beyond ASCII as they are.
-constexpr unsigned long plainFlags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
-// For a name that has a string of bytes which its type does not allow: values as hexadecimal DER.
-constexpr unsigned long dumpFlags = XN_FLAG_RFC2253 | ASN1_STRFLGS_DUMP_ALL;
+constexpr unsigned long nameFlags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
 
 std::string digestOf(std::string_view bytes, const EVP_MD* kind) {
     std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -26,11 +24,9 @@ std::string digestOf(std::string_view bytes, const EVP_MD* kind) {
 } // namespace
 
 std::string nameText(const X509_NAME* name) {
-    for (const unsigned long flags : {plainFlags, dumpFlags}) {
-        const BioHandle bio = collectingBio();
-        if (X509_NAME_print_ex(bio.get(), name, 0, flags) >= 0) return utf8Only(takenText(bio));
-    }
-    return {};
+    const BioHandle bio = collectingBio();
+    X509_NAME_print_ex(bio.get(), name, 0, nameFlags);
+    return utf8Only(takenText(bio));
 }
 
 std::string shortName(const X509_NAME* name) {

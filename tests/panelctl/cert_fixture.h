@@ -17,6 +17,8 @@
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <fstream>
+#include <iterator>
 
 class CertVerbs : public testing::Test {
 protected:
@@ -94,7 +96,7 @@ protected:
                              .flags = vocabulary::certFlag::authority | vocabulary::certFlag::selfIssued};
     const CertInfo old{.subject = "CN=gate east\x1B[2J",
                        .issuer = "CN=Other",
-                       .serialNumber = "FF",
+                       .serialNumber = "-FF",
                        .fingerprint = "33333333AAAAAAAA2222",
                        .notAfter = now() - 20 * day - day / 2,
                        .state = static_cast<std::uint32_t>(vocabulary::CertState::expired)};
@@ -108,4 +110,43 @@ protected:
         return made;
     }();
     panelkit::testing::ScriptedService service;
+};
+
+// With a file whose contents the service tells as the test says.
+class FileVerbs : public CertVerbs {
+protected:
+    using Command = panelkit::Command;
+    using CertImport = vocabulary::CertImport;
+    static constexpr std::uint32_t bit(CertImport mode) { return 1U << static_cast<std::uint32_t>(mode); }
+
+    FileVerbs() { std::ofstream(path, std::ios::binary) << "bundle"; }
+
+    void fileHolds(const std::vector<CertImportOption>& certificates, const std::vector<CRLInfo>& crls = {}) {
+        service.on(
+            Command::ParseCertFile,
+            Reaction::reply(encoded(std::uint32_t{0}, std::vector<TokenInfo>{office, home}, certificates, crls)));
+    }
+    template <class Result>
+    void answer(Command command, Result result) {
+        service.on(command, Reaction::reply(encoded(static_cast<std::uint32_t>(result))));
+    }
+    std::string imported(const TokenInfo& token, std::uint32_t item, CertImport mode, bool extractable = false) {
+        return encoded(token, item, mode, extractable);
+    }
+    static std::string contentOf(const std::string& file) {
+        std::ifstream in(file, std::ios::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+
+    TemporaryFolder folder;
+    const std::string path = folder.file("bundle.p12");
+    const CertImportOption keyed{gate, bit(CertImport::certificateOnly) | bit(CertImport::withPrivateKey), {}};
+    const CertImportOption chained{gate, keyed.modes | bit(CertImport::withChain), {}};
+    const CertImportOption plain{authority, bit(CertImport::certificateOnly), {}};
+    const CRLInfo crl{.issuer = "CN=Root,O=Büro",
+                      .number = "7",
+                      .thisUpdate = 1'700'000'000,
+                      .nextUpdate = 1'700'600'000,
+                      .revokedCount = 3,
+                      .fingerprint = "44444444AAAAAAAA"};
 };

@@ -30,7 +30,7 @@ TEST_F(CertVerbs, ListCertificatesInAlignedColumnsWithDaysAndKeys) {
                                  "Root              Root    01      " +
                                  dateOf(authority.notAfter) +
                                  "  4000       Office  valid\n"
-                                 "gate east\\x1B[2J  Other   FF      " +
+                                 "gate east\\x1B[2J  Other   -FF     " +
                                  dateOf(old.notAfter) + "  -21        東京    expired\n");
     EXPECT_EQ(result.error, "");
 }
@@ -115,6 +115,7 @@ TEST_F(CertVerbs, FindACertificateByWhateverAPersonHas) {
         EXPECT_EQ(result.status, 0) << name << ": " << result.error;
         EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, 0)) << name << ": the record goes as it was listed";
     }
+    EXPECT_EQ(run({"cert", "verify", "--", "-FF"}).status, 0) << "a number below zero";
     expectError(run({"cert", "show", "pkcs11:id=%C3%A5"}), 10, "there is no certificate");
     expectError(run({"cert", "show", "Rood"}), 10, "there is no certificate \"Rood\"; did you mean \"Root\"?");
     expectError(run({"cert", "show", "gate"}), 11, "\"gate\" fits several");

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert import, export, delete, request, crl and psk: what goes to the service, and what does not. Runs under
-// Wine too.
+// panelctl cert import, export, delete: what goes to the service, and what does not. Runs under Wine too.
 #include "cert_fixture.h"
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 using panelkit::Command;
 using testing::HasSubstr;
@@ -15,42 +13,6 @@ using vocabulary::CertImport;
 using vocabulary::Refused;
 
 namespace {
-
-constexpr std::uint32_t bit(CertImport mode) { return 1U << static_cast<std::uint32_t>(mode); }
-
-class FileVerbs : public CertVerbs {
-protected:
-    FileVerbs() { std::ofstream(path, std::ios::binary) << "bundle"; }
-
-    void fileHolds(const std::vector<CertImportOption>& certificates, const std::vector<CRLInfo>& crls = {}) {
-        service.on(
-            Command::ParseCertFile,
-            Reaction::reply(encoded(std::uint32_t{0}, std::vector<TokenInfo>{office, home}, certificates, crls)));
-    }
-    template <class Result>
-    void answer(Command command, Result result) {
-        service.on(command, Reaction::reply(encoded(static_cast<std::uint32_t>(result))));
-    }
-    std::string imported(const TokenInfo& token, std::uint32_t item, CertImport mode, bool extractable = false) {
-        return encoded(token, item, mode, extractable);
-    }
-    static std::string contentOf(const std::string& file) {
-        std::ifstream in(file, std::ios::binary);
-        return {std::istreambuf_iterator<char>(in), {}};
-    }
-
-    TemporaryFolder folder;
-    const std::string path = folder.file("bundle.p12");
-    const CertImportOption keyed{gate, bit(CertImport::certificateOnly) | bit(CertImport::withPrivateKey), {}};
-    const CertImportOption chained{gate, keyed.modes | bit(CertImport::withChain), {}};
-    const CertImportOption plain{authority, bit(CertImport::certificateOnly), {}};
-    const CRLInfo crl{.issuer = "CN=Root,O=Büro",
-                      .number = "7",
-                      .thisUpdate = 1'700'000'000,
-                      .nextUpdate = 1'700'600'000,
-                      .revokedCount = 3,
-                      .fingerprint = "44444444AAAAAAAA"};
-};
 
 // ---- import
 
@@ -110,7 +72,9 @@ TEST_F(FileVerbs, ImportAllOfAFileWithoutKeysAndGoOnOverWhatIsThere) {
     const auto json = nlohmann::json::parse(run({"cert", "import", path, "--token", "A1", "--json"}).output);
     EXPECT_EQ(json[0]["imported"], false);
     EXPECT_EQ(json[1]["imported"], true);
-    expectError(run({"cert", "import", path, "--token", "A1", "--only", "Root"}), 62, "already");
+    answer(Command::ImportCertificate, vocabulary::ImportCert::alreadyThere);
+    expectError(run({"cert", "import", path, "--token", "A1"}), 62,
+                "panelctl: certificate \"Root\" is on token \"Office\" already\ncertificate \"gate east\\x1B[2J\"");
     expectError(run({"cert", "import", path, "--only", "nobody"}), 10, "holds no certificate \"nobody\"");
 }
 
@@ -156,6 +120,7 @@ TEST_F(FileVerbs, ExportRawBytesOrANewFile) {
     EXPECT_EQ(sent(Command::ExportCertificate),
               encoded(office, gate, vocabulary::CertExport::pkcs12, std::string("new"), true, true));
     EXPECT_EQ(contentOf(file), bytes);
+    EXPECT_EQ(run({"cert", "export", "0A1B", "--format", "pkcs12"}).status, 0) << "without a key there is no secret";
 
     const std::size_t before = service.requests().size();
     expectError(run({"cert", "export", "0A1B", "--output", file}), 12, "exists already; nothing was written");
@@ -195,122 +160,6 @@ TEST_F(FileVerbs, DeleteNothingThatWasExchangedMeanwhile) {
     });
     expectError(run({"cert", "delete", "0A1B", "--yes"}), 10, "is not there any more; nothing was done");
     EXPECT_EQ(sent(Command::DeleteCertificate), "");
-}
-
-// ---- CRLs and preshared keys
-
-TEST_F(FileVerbs, ListImportAndDeleteCrls) {
-    CRLInfo current = crl;
-    current.fingerprint = "55555555";
-    current.nextUpdate = 0;
-    service.on(Command::EnumCRLs, Reaction::reply(pairs<CRLInfo>({{office, crl}, {home, current}})));
-    EXPECT_THAT(run({"crl", "list"}).output, HasSubstr("Root    7       2023-11-14  2023-11-21  "));
-    EXPECT_THAT(run({"crl", "list", "--token", "B2"}).output, HasSubstr("Root    7       2023-11-14  never"));
-    const auto json = nlohmann::json::parse(run({"crl", "list", "--outdated", "--json"}).output);
-    ASSERT_EQ(json.size(), 1U);
-    EXPECT_EQ(json[0]["revoked"], 3);
-
-    fileHolds({}, {crl});
-    answer(Command::ImportCRL, vocabulary::ImportCrl::imported);
-    EXPECT_EQ(run({"crl", "import", path, "--token", "B2"}).status, 0);
-    EXPECT_EQ(sent(Command::ImportCRL), encoded(home, std::uint32_t{0}));
-    answer(Command::ImportCRL, vocabulary::ImportCrl::olderThanPresent);
-    expectError(run({"crl", "import", path, "--token", "B2"}), 62, "has a newer CRL of \"Root\" already");
-    fileHolds({plain});
-    expectError(run({"crl", "import", path}), 12, "holds no CRL");
-
-    service.on(Command::DeleteCRL, Reaction::reply(""));
-    expectError(run({"crl", "delete", "Root", "--yes"}), 11,
-                "  55555555  CN=Root,O=Büro, of 2023-11-14, on token \"東京\"");
-    expectError(run({"crl", "delete", "4444 4444"}), 26, "--yes");
-    EXPECT_EQ(run({"crl", "delete", "4444 4444", "--yes"}).status, 0);
-    EXPECT_EQ(sent(Command::DeleteCRL), encoded(office, crl));
-}
-
-TEST_F(FileVerbs, CreateAndDeletePresharedKeys) {
-    service.on(Command::EnumPresharedKeys, Reaction::reply(pairs<PresharedKeyInfo>(
-                                               {{office, {"site a"}}, {home, {"site a"}}, {home, {"site b"}}})));
-    service.on(Command::CreatePresharedKey, Reaction::reply(encoded(true)));
-    service.on(Command::DeletePresharedKey, Reaction::reply(""));
-    EXPECT_EQ(run({"psk", "list"}).output, "NAME    TOKEN\nsite a  Office\nsite a  東京\nsite b  東京\n");
-    const auto created = run({"psk", "create", "site c", "--token", "A1", "--value-stdin"}, "ke y=1\n");
-    EXPECT_EQ(created.status, 0) << created.error;
-    EXPECT_EQ(sent(Command::CreatePresharedKey), encoded(office, std::string("site c"), std::string("ke y=1")));
-    EXPECT_THAT(created.output + created.error, Not(HasSubstr("ke y=1")));
-    service.on(Command::CreatePresharedKey, Reaction::reply(encoded(false)));
-    expectError(run({"psk", "create", "site c", "--token", "A1", "--value-stdin"}, "x\n"), 40, "gave no reason");
-
-    expectError(run({"psk", "delete", "site a", "--yes"}), 11, "  \"site a\" on token \"東京\"");
-    expectError(run({"psk", "delete", "site", "--yes"}), 10, "did you mean");
-    EXPECT_EQ(run({"psk", "delete", "site a", "--token", "B2", "--yes"}).status, 0);
-    EXPECT_EQ(sent(Command::DeletePresharedKey), encoded(home, std::string("site a")));
-}
-
-// ---- requests
-
-class RequestVerb : public FileVerbs {
-protected:
-    RequestVerb() {
-        const std::vector<CertRequestKeyInfo> choices{
-            {vocabulary::keyType::rsa, {1024, 2048, 4096}, {vocabulary::digest::sha256, vocabulary::digest::sha512}},
-            {vocabulary::keyType::ec, {256, 384}, {vocabulary::digest::sha384}}};
-        service.on(Command::GetCertRequestKeyInfo, Reaction::reply(encoded(choices)));
-        service.on(Command::MakeCertRequest, Reaction::reply(encoded(std::uint32_t{0}, std::string("request\n"))));
-    }
-};
-
-TEST_F(RequestVerb, TakesWhatIsUsualWhereNothingIsSaid) {
-    const auto result = run({"cert", "request", "--token", "A1", "--cn", "gate", "--o", "Büro", "--c", "DE", "--san",
-                             "DNS:gate.example", "--san", "IP:192.0.2.1", "--usage", "digitalSignature,ipsecIKE"});
-    EXPECT_EQ(result.output, "request\n") << result.error;
-    const CertRequestInfo info{.keyType = vocabulary::keyType::rsa,
-                               .keyBits = 2048,
-                               .digest = vocabulary::digest::sha256,
-                               .commonName = "gate",
-                               .organization = "Büro",
-                               .country = "DE",
-                               .alternativeNames = "DNS:gate.example, IP:192.0.2.1",
-                               .keyLabel = "gate",
-                               .keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke};
-    EXPECT_EQ(sent(Command::MakeCertRequest), encoded(office, info));
-}
-
-TEST_F(RequestVerb, TakesWhatIsAskedForIfTheTokenOffersIt) {
-    const std::string file = folder.file("gate.csr");
-    const auto result = run({"cert", "request", "--token", "A1", "--cn", "gate", "--key", "ec:384", "--existing-key",
-                             "old", "--der", "--output", file});
-    EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_EQ(contentOf(file), "request\n");
-    const CertRequestInfo info{.keyType = vocabulary::keyType::ec,
-                               .keyBits = 384,
-                               .digest = vocabulary::digest::sha384,
-                               .useExistingKey = true,
-                               .format = 1,
-                               .commonName = "gate",
-                               .keyLabel = "old"};
-    EXPECT_EQ(sent(Command::MakeCertRequest), encoded(office, info));
-    const auto lost =
-        run({"cert", "request", "--token", "A1", "--cn", "gate", "--output", folder.file("no/such/folder")});
-    expectError(lost, 1, "\nthe key pair \"gate\" is on token \"Office\" all the same");
-    for (const char* key : {"rsa:512", "rsa:", "rsa:2048x", "dsa", "ec:99999999999999999999"}) {
-        expectError(run({"cert", "request", "--token", "A1", "--cn", "gate", "--key", key}), 12,
-                    "it offers rsa:1024, rsa:2048, rsa:4096, ec:256, ec:384");
-    }
-    expectError(run({"cert", "request", "--token", "A1", "--cn", "gate", "--key", "ec", "--digest", "sha256"}), 12,
-                "does not sign with sha256 here; it offers sha384");
-    expectError(run({"cert", "request", "--token", "A1", "--cn", "gate", "--usage", "ipsecIKe"}), 2,
-                "did you mean \"ipsecIKE\"?");
-}
-
-TEST_F(RequestVerb, ListsTheKeysOnOffer) {
-    const auto result = run({"cert", "request", "--list-keys", "--token", "A1"});
-    EXPECT_THAT(result.output, HasSubstr("rsa:4096  sha256, sha512\n"));
-    const auto json = nlohmann::json::parse(run({"cert", "request", "--list-keys", "--token", "A1", "--json"}).output);
-    EXPECT_EQ(json[1], nlohmann::json({{"schema", 1}, {"type", "ec"}, {"bits", {256, 384}}, {"digests", {"sha384"}}}));
-    EXPECT_EQ(sent(Command::MakeCertRequest), "");
-    service.on(Command::MakeCertRequest,
-               Reaction::reply(encoded(vocabulary::MakeRequest::subjectUnfit, std::string("C is two letters"))));
-    expectError(run({"cert", "request", "--token", "A1"}), 12, "needs a name that X.509 takes: C is two letters");
 }
 
 } // namespace

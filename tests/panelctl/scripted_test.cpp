@@ -91,7 +91,7 @@ TEST_F(Panelctl, TellsEachUsualMistakeInOneLineWithACodeOfItsOwn) {
     expectError(run({"token", "login", "A1", "--pin-stdin", "--pin-fd", "0"}), 2, "in more than one way");
     expectError(run({"token", "logout", "Ofice"}), 10, "there is no token \"Ofice\"; did you mean \"Office\"?");
     expectError(run({"token", "logout", "Office"}), 11, "\"Office\" is the name of several tokens");
-    expectError(run({"token", "logout", "Office"}), 11, "serial=C3");
+    expectError(run({"token", "logout", "Office"}), 11, "\n  pkcs11:model=;manufacturer=;serial=C3");
     expectError(run({"token", "logout"}), 11, "there are several tokens");
     expectError(run({"provider", "unload", "cart"}), 10, "did you mean \"card\"?");
     expectError(run({"token", "login", "A1", "--pin-stdin"}, "\n"), 12, "the PIN is empty");

@@ -216,3 +216,14 @@ std::vector<std::string> certificatesOf(const std::string& pemText) {
     }
     return list;
 }
+
+std::string encryptedKey(const Key& key, const std::string& password, int rounds) {
+    PKCS8_PRIV_KEY_INFO* plain = made(EVP_PKEY2PKCS8(key.get()), "PKCS#8");
+    X509_SIG* encrypted = made(PKCS8_encrypt(-1, EVP_aes_256_cbc(), password.data(), static_cast<int>(password.size()),
+                                             nullptr, 0, rounds, plain),
+                               "an encrypted key");
+    std::string bytes = der(encrypted, i2d_X509_SIG);
+    X509_SIG_free(encrypted);
+    PKCS8_PRIV_KEY_INFO_free(plain);
+    return bytes;
+}

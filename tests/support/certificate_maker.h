@@ -59,3 +59,6 @@ std::string answerRequest(const std::string& requestPem, const Identity& issuer)
 
 // All the certificates of a PEM file, as DER.
 std::vector<std::string> certificatesOf(const std::string& pemText);
+
+// An encrypted PKCS#8 key whose password becomes a key by so many rounds.
+std::string encryptedKey(const Key& key, const std::string& password, int rounds);

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+//
+// Tokens that are full, pulled out, locked or at odds with what is asked, steered from outside; and what is left of a
+// parsed file.
+#include "certs_fixture.h"
+
+#include <service/certs/parsed_file.h>
+#include <service/certs/parsed_files.h>
+#include <testing/token_module_control.h>
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+using panelkit::testing::TokenModuleControl;
+using PKCS11::TokenInfo;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using vocabulary::CertImport;
+using vocabulary::ImportCert;
+using vocabulary::ImportCrl;
+using vocabulary::ParseResult;
+using vocabulary::Refused;
+using namespace std::chrono_literals;
+
+namespace {
+
+const Identity root = makeAuthority("Root");
+const Identity middle = makeAuthority("Middle", &root);
+const Identity user = makeUser("user", middle);
+const std::string container = pkcs12(user, {middle.der, root.der}, "secret");
+const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
+
+class Steered {
+protected:
+    Steered() {
+        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "user-1"});
+        control.insert("reader", "office");
+    }
+    TokenModuleControl control;
+};
+
+class TheSteeredToken : private Steered, public WithCertificates {
+protected:
+    TheSteeredToken()
+        : WithCertificates({"--embedded-module", "", "--allow-module", module},
+                           {{"PANELKIT_TEST_TOKEN_DIR", Steered::control.folder()}}) {}
+    void SetUp() override {
+        PKCS11::ProviderInfo info;
+        info.*vocabulary::provider::path = module;
+        info.*vocabulary::provider::name = "card";
+        ASSERT_TRUE(tokens.ProviderLoad(info)) << info.*vocabulary::provider::problem;
+        office = token();
+        ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
+    }
+    TokenModuleControl& steering() { return Steered::control; }
+    std::uint64_t objects() { return steering().counters("office").objects; }
+    ImportCert importTo(const TokenInfo& token, CertImport mode, const char* pin = nullptr) {
+        return static_cast<ImportCert>(
+            controller->ImportCertificate(token, 0, static_cast<CertImportMode>(mode), false, pin));
+    }
+
+    TokenInfo office;
+};
+
+TEST_F(TheSteeredToken, ThatIsFullKeepsNothingOfAnImport) {
+    login();
+    for (std::uint32_t room = 0; room < 5; ++room) {
+        steering().setTraits("office", {.capacity = room});
+        EXPECT_EQ(import(CertImport::withChain), ImportCert::tokenFull) << room;
+        EXPECT_EQ(objects(), 0U) << room;
+    }
+    steering().setTraits("office", {.capacity = 5});
+    EXPECT_EQ(import(CertImport::withChain), ImportCert::imported);
+    EXPECT_EQ(objects(), 5U) << "a key pair and three certificates";
+    EXPECT_EQ(importCrl(makeCrl({}, root)), ImportCrl::tokenFull);
+}
+
+TEST_F(TheSteeredToken, ThatRefusesACertificateKeepsNothingOfTheImport) {
+    login();
+    steering().setTraits("office", {.largestCertificate = 100});
+    EXPECT_EQ(import(CertImport::withPrivateKey), ImportCert::refusedByToken);
+    EXPECT_EQ(objects(), 0U);
+    EXPECT_THAT(service.log(), HasSubstr("failed (the token does not take this object"));
+}
+
+TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {
+    EXPECT_EQ(import(), ImportCert::notLoggedIn);
+    EXPECT_EQ(importCrl(makeCrl({}, root)), ImportCrl::notLoggedIn);
+    ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
+    EXPECT_EQ(importTo(office, CertImport::withPrivateKey, "user-1"), ImportCert::imported);
+    EXPECT_FALSE(token().flags & vocabulary::tokenFlag::loggedIn) << "for that one import only";
+    EXPECT_FALSE(controller->DeleteCertificate(office, options[0].certificate));
+    EXPECT_EQ(refusal(), Refused::notLoggedIn);
+
+    EXPECT_EQ(importTo(office, CertImport::withChain, "wrong"), ImportCert::wrongPin);
+    EXPECT_EQ(importTo(office, CertImport::withChain, ""), ImportCert::wrongPin);
+    EXPECT_EQ(static_cast<std::uint32_t>(importTo(office, CertImport::withChain, "user-1")), 3U);
+    EXPECT_EQ(refusal(), Refused::finalTry) << "the last try is kept from scripts";
+    EXPECT_FALSE(tokens.TokenLogin(office, "wrong", true, nullptr));
+    EXPECT_EQ(importTo(office, CertImport::withChain, "user-1"), ImportCert::pinLocked);
+    EXPECT_THAT(service.log(), Not(HasSubstr("user-1")));
+}
+
+TEST_F(TheSteeredToken, ThatIsWriteProtectedIsNoTarget) {
+    steering().setTraits("office", {.writeProtected = true});
+    login();
+    EXPECT_EQ(import(), ImportCert::writeProtected);
+    EXPECT_EQ(parse(container, "secret"), ParseResult::parsed);
+    EXPECT_THAT(targets, IsEmpty());
+    EXPECT_FALSE(controller->CreatePresharedKey(office, "name", "value"));
+    EXPECT_EQ(refusal(), Refused::writeProtected);
+}
+
+TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
+    login();
+    ASSERT_EQ(import(CertImport::withPrivateKey), ImportCert::imported);
+    const CertInfo info = named("CN=user");
+    steering().remove("reader");
+    EXPECT_THAT(list(), IsEmpty());
+    EXPECT_EQ(importTo(office, CertImport::withChain), ImportCert::noSuchToken);
+    EXPECT_EQ(static_cast<ImportCrl>(controller->ImportCRL(office, 0)), ImportCrl::noSuchItem);
+    CertInfo record = info;
+    CertExtentions details;
+    std::vector<TokenInfo> places;
+    std::vector<CertInfo> chain;
+    const auto gone = [&](bool done) { return !done && refusal() == Refused::noSuchToken; };
+    EXPECT_TRUE(gone(controller->DeleteCertificate(office, info)));
+    EXPECT_TRUE(gone(controller->DeleteCRL(office, {})));
+    EXPECT_TRUE(gone(controller->GetCertDetails(office, record, details, text)));
+    EXPECT_TRUE(gone(controller->GetCertChain(office, info, places, chain)));
+    EXPECT_TRUE(gone(controller->VerifyCert(office, info, 0, &text)));
+    EXPECT_TRUE(gone(controller->CreatePresharedKey(office, "name", "value")));
+    std::vector<CertRequestKeyInfo> choices;
+    EXPECT_TRUE(gone(controller->GetCertRequestKeyInfo(office, choices)));
+    CertRequestInfo wish;
+    wish.commonName = "gate";
+    EXPECT_EQ(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
+              vocabulary::MakeRequest::noSuchToken);
+    steering().insert("reader", "office");
+    EXPECT_EQ(importTo(office, CertImport::withChain), ImportCert::notLoggedIn);
+}
+
+// The token leaves between one object and the next.
+TEST_F(TheSteeredToken, ThatIsPulledOutMeanwhileIsToldSo) {
+    login();
+    steering().recordCalls();
+    steering().slow("C_CreateObject", 300ms);
+    std::thread hand([&] {
+        EXPECT_TRUE(steering().waitForCalls("C_CreateObject", 2));
+        steering().remove("reader");
+    });
+    EXPECT_EQ(import(CertImport::withChain), ImportCert::noSuchToken);
+    hand.join();
+}
+
+TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
+    login();
+    std::vector<CertRequestKeyInfo> choices;
+    EXPECT_TRUE(controller->GetCertRequestKeyInfo(office, choices)) << bridge::lastFailure().text;
+    EXPECT_THAT(choices, IsEmpty());
+    CertRequestInfo wish;
+    wish.commonName = "gate";
+    EXPECT_EQ(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
+              vocabulary::MakeRequest::keyUnfit);
+}
+
+TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAllTheSame) {
+    login();
+    ASSERT_EQ(import(CertImport::withChain), ImportCert::imported);
+    steering().garbage("C_GetAttributeValue");
+    for (const CertInfo& info : list()) {
+        EXPECT_EQ(info.state, static_cast<std::uint32_t>(vocabulary::CertState::unreadable));
+    }
+    steering().clearFaults();
+    steering().count("C_FindObjects", 1'000'000'000);
+    list();
+    steering().clearFaults();
+    steering().count("C_GetAttributeValue", 1'000'000'000);
+    list();
+    steering().clearFaults();
+    steering().fail("C_FindObjectsInit", 0x30); // CKR_DEVICE_ERROR
+    EXPECT_THAT(list(), IsEmpty());
+    EXPECT_THAT(service.log(), HasSubstr("the token reports an error"));
+    steering().clearFaults();
+    EXPECT_EQ(list().size(), 3U);
+}
+
+// ---- what was parsed
+
+TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
+    login();
+    EXPECT_EQ(import(CertImport::certificateOnly, 3), ImportCert::noSuchItem);
+    EXPECT_EQ(import(static_cast<CertImport>(7)), ImportCert::modeUnfit);
+    BridgeSession* other = CommandSender::Instance().OpenNewSession("Other", 1);
+    std::string request, reply;
+    CommandStreamOut(request).append(token(), std::uint32_t{0}, std::uint32_t{0}, false);
+    ASSERT_TRUE(
+        other->__SendCommand(ModuleCertificates, 5, request.data(), static_cast<unsigned>(request.size()), &reply));
+    EXPECT_EQ(reply, std::string("\2\0\0\0", 4));
+    CommandSender::Instance().CloseSession(other);
+    EXPECT_EQ(import(), ImportCert::imported) << "the session that parsed it still has it";
+
+    controller.reset();
+    closePooledSessions();
+    controller = std::make_unique<VpnCertsSilentController>();
+    EXPECT_EQ(import(), ImportCert::noSuchItem) << "it went with its session";
+}
+
+TEST(AParsedFile, IsForgottenAfterItsTime) {
+    panelkitd::ParsedFiles files(100ms);
+    const std::weak_ptr<const panelkitd::ParsedFile> watched = [&] {
+        auto file = std::make_shared<const panelkitd::ParsedFile>();
+        files.keep(1, file);
+        return std::weak_ptr<const panelkitd::ParsedFile>(file);
+    }();
+    EXPECT_TRUE(files.find(1));
+    for (int i = 0; i < 500 && !watched.expired(); ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(watched.expired()) << "without anybody asking";
+    EXPECT_FALSE(files.find(1));
+    files.keep(2, std::make_shared<const panelkitd::ParsedFile>());
+    files.forget(2);
+    EXPECT_FALSE(files.find(2));
+}
+
+} // namespace
