@@ -25,7 +25,7 @@ std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value);
 
 // Reads a choice: its text in the user's language, its symbolic name, or =NUMBER, whatever the case. Throws
 // CommandError, which names the option and the choices.
-std::int32_t readChoice(const std::string& option, const std::string& text, const LPARAMS::Variant* rows);
+std::int32_t readChoice(const std::string& option, const std::string& given, const LPARAMS::Variant* rows);
 
 nlohmann::ordered_json toJson(const LSPrequest_t& request);
 nlohmann::ordered_json toJson(const LSPcmd::LSPsettings_t& settings);

@@ -80,26 +80,33 @@ struct Difference {
     bool differs() const { return required != inForce; }
 };
 
+// What means anything for one of the two.
 std::vector<Difference> differences(const LSPrequest_t& required, const LSPrequest_t& inForce) {
-    const bool sameType = required.type == inForce.type;
-    const bool byServer = sameType && isServerPolicy(required.type);
-    const bool byKey =
-        byServer && required.server.authKind == LSPauthPresharedKey && inForce.server.authKind == LSPauthPresharedKey;
-    const bool byCertificate = byServer && required.server.authKind == inForce.server.authKind && !byKey;
     const LSPserver_t& first = required.server;
     const LSPserver_t& second = inForce.server;
+    const bool sameType = required.type == inForce.type;
+    const bool byServer = sameType && isServerPolicy(required.type);
+    const bool sameKind = byServer && first.authKind == second.authKind;
+    const bool byKey = sameKind && first.authKind == LSPauthPresharedKey;
+    const bool byCertificate = sameKind && !byKey && !first.Subject.empty();
+
     // clang-format off
-    return {
+    std::vector<Difference> fields = {
         {Say::policyFieldType,    policyTypeName(required.type),       policyTypeName(inForce.type),       true},
-        {Say::policyFieldDriver,  driverModeName(required.driverMode), driverModeName(inForce.driverMode), false},
         {Say::policyFieldUser,    required.user,                       inForce.user,                       sameType && isUserPolicy(required.type)},
         {Say::policyFieldFile,    required.file,                       inForce.file,                       sameType && isFilePolicy(required.type)},
         {Say::policyFieldServer,  first.Server,                        second.Server,                      false},
-        {Say::policyFieldAuth,    authenticationName(first.authKind),  authenticationName(second.authKind), byServer},
         {Say::policyFieldKey,     first.presharedKeyName,              second.presharedKeyName,            byKey},
-        {Say::policyFieldSubject, first.Subject,                       second.Subject,                     byCertificate && !first.Subject.empty()},
+        {Say::policyFieldSubject, first.Subject,                       second.Subject,                     byCertificate},
     };
+    if (isServerPolicy(required.type) || isServerPolicy(inForce.type)) {
+        fields.push_back({Say::policyFieldAuth, authenticationName(first.authKind), authenticationName(second.authKind), byServer});
+    }
+    if (required.type == LSPdriver || inForce.type == LSPdriver) {
+        fields.push_back({Say::policyFieldDriver, driverModeName(required.driverMode), driverModeName(inForce.driverMode), false});
+    }
     // clang-format on
+    return fields;
 }
 
 struct PolicyExplain {

@@ -10,13 +10,13 @@
 
 namespace panelkit {
 
-// Both replace `text`, and answer the state in a word. `required` is the policy that is asked for.
+// Both replace `out`, and answer the state in a word. `required` is the policy that is asked for.
 
 // Writes the message of `info`, or what is wrong with the certificate or key, into `diagnosis`, which is replaced too.
-LSPrequest_t::InfoType longPolicyText(const LSPinfo_t& info, const LSPrequest_t& required, std::string& text,
+LSPrequest_t::InfoType longPolicyText(const LSPinfo_t& info, const LSPrequest_t& required, std::string& out,
                                       std::string& diagnosis);
 
-LSPrequest_t::InfoType shortPolicyText(const LSPinfo_t& info, const LSPrequest_t& required, std::string& text);
+LSPrequest_t::InfoType shortPolicyText(const LSPinfo_t& info, const LSPrequest_t& required, std::string& out);
 
 // The state when no text is wanted: it looks at flags and message alone.
 LSPrequest_t::InfoType policyState(const LSPinfo_t& info);

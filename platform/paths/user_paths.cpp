@@ -32,7 +32,7 @@ std::string userDataBaseDir_utf8() {
 }
 
 std::string userDataDirForWrite_utf8() {
-    const std::string folder = userDataDir_utf8();
+    std::string folder = userDataDir_utf8();
     if (folder.empty()) return folder;
     try {
         platform::makePrivateFolder(folder.substr(0, folder.size() - 1));

@@ -13,14 +13,14 @@ namespace platform::paths {
 namespace {
 
 std::string home() {
-    const std::string folder = folderFromEnvironment("HOME");
+    std::string folder = folderFromEnvironment("HOME");
     return folder.empty() ? platform::userHome(std::to_string(::geteuid())) : folder;
 }
 
 std::string xdgFolder(const char* variable, const char* inHome) {
-    const std::string folder = folderFromEnvironment(variable);
+    std::string folder = folderFromEnvironment(variable);
     if (!folder.empty()) return folder;
-    const std::string above = home();
+    std::string above = home();
     return above.empty() ? above : above + inHome;
 }
 

@@ -31,7 +31,7 @@ protected:
         arguments.emplace_back("--json");
         return nlohmann::json::parse(run(std::move(arguments)).output);
     }
-    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
+    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
         EXPECT_EQ(result.status, status) << result.error;
         EXPECT_THAT(result.error, HasSubstr(text));
         EXPECT_EQ(result.output, "");
@@ -100,10 +100,9 @@ TEST_F(PanelctlPolicy, ExplainsInWhatThePolicyInForceIsAnother) {
     EXPECT_EQ(run({"explain"}).output,
               "                REQUIRED                     IN FORCE                     DIFFERS\n"
               "type            system policy from a server  system policy from a server  \n"
-              "driver mode     drop all                     drop all                     \n"
               "server          pmp1                         pmp2                         yes, without effect\n"
-              "authentication  preshared key                preshared key                \n"
               "preshared key   old                          old                          \n"
+              "authentication  preshared key                preshared key                \n"
               "The policy in force is the required one.\n");
 
     info.request.server.presharedKeyName = "new";

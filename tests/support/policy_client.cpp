@@ -11,7 +11,7 @@
 int main(int argc, char** argv) {
     if (argc != 3) return 2;
     CommandSender::Instance().SetEndpoint(argv[1]);
-    const long count = std::atol(argv[2]);
+    const long count = std::strtol(argv[2], nullptr, 10);
     LSPController controller;
     for (long i = 0; count == 0 || i < count; ++i) {
         std::string message;

@@ -77,6 +77,7 @@ TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
     std::atomic<int> wrong{0};
     {
         std::vector<std::jthread> threads;
+        threads.reserve(8);
         for (int i = 0; i < 8; ++i) {
             threads.emplace_back([&] {
                 for (int turn = 0; turn < 10; ++turn) wrong += useOnce();
@@ -93,14 +94,19 @@ TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
 TEST_F(ManyPolicyControllers, LeaveAWholeFileWhenTheyAreKilled) {
     std::mt19937 random(7);
     for (int i = 0; i < 15; ++i) {
+        const std::size_t before = service->requests().size();
         platform::ChildProcess writer(client(0));
-        std::this_thread::sleep_for(std::chrono::milliseconds(30 + random() % 60));
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (service->requests().size() < before + 4 && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        EXPECT_GE(service->requests().size(), before + 4) << "it is at work";
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
         EXPECT_FALSE(writer.ended());
         writer.kill();
         writer.wait(std::chrono::seconds(10));
         expectWholeFile();
     }
-    EXPECT_GT(service->requests().size(), 20U) << "they were at work";
 }
 
 } // namespace
