@@ -515,6 +515,7 @@ constexpr std::array rows = {
     Row{Say::watchTokenLoggedIn,  "The service is logged in to token \"%s\" (serial number %s)."},
     Row{Say::watchTokenLoggedOut, "The service is logged out of token \"%s\" (serial number %s)."},
     Row{Say::watchConfiguration,  "%s committed the configuration: %s."},
+    Row{Say::watchConfigurationChanged, "The configuration has changed: %s."},
     Row{Say::watchPolicyActivated, "Policy %s is in force."},
     Row{Say::watchPolicyFailed,   "Policy %s could not be activated: %s"},
     Row{Say::watchCertificateExpires, "Certificate \"%s\" on token \"%s\" expires in %s days."},

@@ -530,6 +530,7 @@ enum class Say : std::uint16_t {
     watchTokenLoggedIn,
     watchTokenLoggedOut,
     watchConfiguration,
+    watchConfigurationChanged,
     watchPolicyActivated,
     watchPolicyFailed,
     watchCertificateExpires,

@@ -156,6 +156,20 @@ WatchEvent missedOf(const char* name, Say what, const ProviderInfo& provider) {
     return event;
 }
 
+// A section that could not be read on one side says nothing.
+void compareSections(const WatchedState& before, const WatchedState& now, std::vector<WatchEvent>& events) {
+    std::vector<std::string> changed;
+    for (const auto& [name, hash] : now.sections) {
+        const auto known = before.sections.find(name);
+        if (known != before.sections.end() && known->second != hash) changed.push_back(name);
+    }
+    if (changed.empty()) return;
+    WatchEvent event = make("configuration-changed", phrase(Say::watchConfigurationChanged, {joined(changed)}));
+    event.details["sections"] = changed;
+    event.missed = true;
+    events.push_back(event);
+}
+
 void compareToken(const TokenInfo* before, const TokenInfo& token, std::vector<WatchEvent>& events) {
     if (!before) events.push_back(missedOf(Notification::tokenArrived, token));
     const bool fresh = before && (token.flags & flag::initialized) &&
@@ -236,6 +250,7 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
     for (const TokenInfo& token : now.tokens) {
         if (!(token.*field::serial).empty()) compareToken(find(before.tokens, token), token, events);
     }
+    compareSections(before, now, events);
     return events;
 }
 

@@ -9,7 +9,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <variant>
@@ -48,6 +50,7 @@ WatchEvent serviceWent();
 struct WatchedState {
     std::vector<PKCS11::ProviderInfo> providers;
     std::vector<PKCS11::TokenInfo> tokens;
+    std::map<std::string, std::size_t> sections; // of the configuration: a hash over what each holds, secrets included
 
     // Takes over what a notification tells.
     void apply(const Heard& heard);

@@ -9,13 +9,17 @@
 #include <panelctl/watch_events.h>
 
 #include <panelkit/bridge/sessions_pool.h>
+#include <panelkit/lparams/sections.h>
 #include <panelkit/notifications/notifications_listener.h>
 #include <panelkit/tokens/tokens_controller.h>
+#include <platform/system/wipe.h>
 
 #include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <deque>
+#include <functional>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -127,13 +131,37 @@ private:
     Dispatcher dispatcher_;
 };
 
+// A section that can't be read is left out.
+std::map<std::string, std::size_t> readSections() {
+    std::map<std::string, std::size_t> hashes;
+    for (const panelkit::Section& section : panelkit::sections()) {
+        try {
+            const auto group = section.make();
+            if (!group->load()) continue;
+            std::string body;
+            const platform::WipeOnExit wiped(body); // it holds a password
+            CommandStreamOut out(body);
+            group->save(out);
+            hashes[section.name] = std::hash<std::string>{}(body);
+        } catch (const char*) { // the stream's error: a service with sections of another make
+            continue;
+        }
+    }
+    return hashes;
+}
+
 // Nothing when the service can't be asked now; one that never can be throws CommandError.
 std::optional<WatchedState> lookAtService() {
     using bridge::FailureCode;
-    SessionsPool::CloseSession(SessionTokens); // it may be one to a service that is gone
+    for (const SessionId_t id : {SessionTokens, SessionParameters}) {
+        SessionsPool::CloseSession(id); // it may be one to a service that is gone
+    }
     CLIVpnTokensController controller;
     WatchedState state;
-    if (controller.EnumProviders(state.providers) && controller.EnumProviderTokens(nullptr, state.tokens)) return state;
+    if (controller.EnumProviders(state.providers) && controller.EnumProviderTokens(nullptr, state.tokens)) {
+        state.sections = readSections();
+        return state;
+    }
     const FailureCode code = bridge::lastFailure().code;
     const bool passing = code == FailureCode::noService || code == FailureCode::timedOut ||
                          code == FailureCode::connectionLost || code == FailureCode::overloaded ||
@@ -162,6 +190,7 @@ public:
     bool report(const News& news) {
         if (const auto* heard = std::get_if<Heard>(&news)) {
             if (known_) known_->apply(*heard);
+            if (known_ && heard->id == Notification::configurationCommitted) known_->sections = readSections();
             return print(describe(*heard));
         }
         return std::holds_alternative<Attached>(news) ? reportAttached() : reportDetached();

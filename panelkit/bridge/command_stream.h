@@ -147,13 +147,16 @@ private:
 class CommandStreamIn {
 public:
     CommandStreamIn(const void* bytes, std::uint64_t size, std::uint64_t position = 0)
-        : size_(size), position_(position), bytes_(static_cast<const char*>(bytes)) {}
+        : size_(size),
+          left_(position <= size ? static_cast<std::int64_t>(size - position) : -1),
+          end_(position + static_cast<std::uint64_t>(left_)),
+          next_(static_cast<const char*>(bytes) + (position <= size ? position : 0)) {}
     explicit CommandStreamIn(const std::string& bytes, std::uint64_t position = 0)
         : CommandStreamIn(bytes.data(), bytes.size(), position) {}
     explicit CommandStreamIn(std::string&&, std::uint64_t = 0) = delete; // would dangle
 
     std::uint64_t size() const { return size_; }
-    std::uint64_t position() const { return position_; }
+    std::uint64_t position() const { return end_ - static_cast<std::uint64_t>(left_); }
 
     // What is not read yet.
     std::string_view rest() const {
@@ -176,9 +179,10 @@ public:
         std::uint32_t length = 0;
         *this >> length;
         const char* bytes = take(length);
-        if (length <= text.capacity()) {
-            text.resize(length);
+        if (length == text.size()) {
             std::memcpy(text.data(), bytes, length);
+        } else if (length <= text.capacity()) {
+            text.assign(bytes, length);
         } else {
             text = std::string(bytes, length);
         }
@@ -224,22 +228,23 @@ public:
     std::uint32_t readCount() {
         std::uint32_t count = 0;
         *this >> count;
-        if (count > size_ - position_) throwCommandStreamError();
+        if (count > left_) throwCommandStreamError();
         return count;
     }
 
 private:
-    // The one bounds gate. It is written so that neither a huge need nor a position that an earlier throw
-    // left behind the end can make it pass.
-    const char* take(std::uint64_t need) {
-        const bool fits = position_ <= size_ && need <= size_ - position_;
-        const std::uint64_t start = position_;
-        position_ += need;
-        if (!fits) throwCommandStreamError();
-        return bytes_ + start;
+    // The one bounds gate. What is left is lowered first and stays below zero once it is, so a later read, even one of
+    // nothing, throws again; 2^63 bytes are never asked for in one stream's life.
+    const char* take(std::uint32_t need) {
+        left_ -= need;
+        if (left_ < 0) throwCommandStreamError();
+        const char* bytes = next_;
+        next_ += need;
+        return bytes;
     }
 
     std::uint64_t size_;
-    std::uint64_t position_;
-    const char* bytes_;
+    std::int64_t left_; // behind the position; below zero when that is behind the end
+    std::uint64_t end_; // the position at which nothing would be left
+    const char* next_;
 };

@@ -154,7 +154,12 @@ std::string TokenModule::initialize(Call& call) {
     if ((token.flags() & CKF_TOKEN_INITIALIZED) && !mayErase) {
         throw RefusedError(Refused::wouldErase, "the token is initialised; what it holds would be erased");
     }
-    withPinTexts(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
+    try {
+        withPinTexts(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
+    } catch (const RefusedError&) {
+        watcher_.providersChanged(); // a log-in may have ended, and the token may be erased all the same
+        throw;
+    }
     call.subject += " as \"" + label + "\"";
     tell(&TokenWatcher::initialized, token);
     return success;

@@ -159,6 +159,29 @@ TEST_F(PanelctlWatch, SaysWhatItMissedWhileTheServiceWasAway) {
     EXPECT_EQ(nlohmann::json::parse(lines(8)[4])["token"]["serial"], "B2");
 }
 
+TEST_F(PanelctlWatch, SaysWhichSectionsChangedWhileTheServiceWasAway) {
+    const auto serveLog = [&](std::uint32_t level) {
+        serve({});
+        service->on(Command::ReadGroup, [level](const panelkit::testing::Received& request) {
+            if (request.payload != encoded(std::string("LOG"))) return Reaction::refuse();
+            std::string body(400, '\0');
+            body[0] = static_cast<char>(level);
+            return Reaction::reply(body);
+        });
+    };
+    serveLog(1);
+    startJson({"--count", "4"});
+    push(Notification::tokenRemoved, vocabulary::TokenNotice{{0, 1}, office});
+    EXPECT_THAT(events(1), ElementsAre("token-removed")) << "after it has looked once";
+    service.reset();
+    EXPECT_THAT(events(2), ElementsAre("token-removed", "service-detached"));
+    serveLog(2);
+    EXPECT_EQ(endStatus(), 0);
+    EXPECT_THAT(events(4),
+                ElementsAre("token-removed", "service-detached", "service-attached", "configuration-changed (missed)"));
+    EXPECT_EQ(nlohmann::json::parse(lines(4)[3])["sections"], nlohmann::json::array({"LOG"}));
+}
+
 TEST_F(PanelctlWatch, WaitsForAServiceThatIsNotThere) {
     startJson({"--count", "2"});
     for (int i = 0; i < 1000 && watch->errorSoFar().empty(); ++i) std::this_thread::sleep_for(10ms);

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+//
+// Two ways to do the same, measured in turn within each round: a machine that is slow for a while is slow for both.
+// What is told is the median of the rounds' ratios; times alone say more about the machine's other work.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+using Clock = std::chrono::steady_clock;
+
+template <class Work>
+double secondsOf(const Work& work) {
+    const auto start = Clock::now();
+    work();
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+inline double median(std::vector<double> values) {
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// One row of the table: what was measured, against what, the ratio, and its middle half.
+inline void printRow(const std::string& what, const std::string& against, const std::vector<double>& ratios) {
+    std::vector<double> sorted = ratios;
+    std::sort(sorted.begin(), sorted.end());
+    std::printf("%-44s %-30s %8.2f   %.2f .. %.2f\n", what.c_str(), against.c_str(), median(sorted),
+                sorted[sorted.size() / 4], sorted[sorted.size() * 3 / 4]);
+    std::fflush(stdout);
+}
+
+// Each gives seconds; the ratio is ours to theirs.
+template <class Ours, class Theirs>
+void compare(const std::string& what, const std::string& against, int rounds, const Ours& ours, const Theirs& theirs) {
+    ours(); // once for the caches
+    theirs();
+    std::vector<double> ratios;
+    for (int round = 0; round < rounds; ++round) {
+        const bool oursFirst = round % 2 == 0;
+        const double first = oursFirst ? ours() : theirs();
+        const double second = oursFirst ? theirs() : ours();
+        ratios.push_back(oursFirst ? first / second : second / first);
+    }
+    printRow(what, against, ratios);
+}
+
+} // namespace bench
