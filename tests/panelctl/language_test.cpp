@@ -15,6 +15,8 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <cctype>
+#include <cstring>
 #include <filesystem>
 
 using namespace panelctl;
@@ -33,6 +35,16 @@ protected:
     TextModule module;
 };
 
+// Whether a wording has words, and not just places to fill and the program's name.
+bool hasWords(std::string wording) {
+    for (const char* other : {"panelctl", "%s", "%1$s", "%2$s", "%3$s", "%4$s"}) {
+        for (std::size_t at = wording.find(other); at != std::string::npos; at = wording.find(other)) {
+            wording.erase(at, std::strlen(other));
+        }
+    }
+    return std::any_of(wording.begin(), wording.end(), [](unsigned char c) { return std::isalpha(c) != 0; });
+}
+
 TEST(ATextRow, IsCalledWhatItsEnumeratorIsCalled) {
     const std::vector<TextRow> rows = textRows();
     ASSERT_EQ(rows.size(), static_cast<std::size_t>(Say::count_));
@@ -45,8 +57,7 @@ TEST_F(RussianTexts, AreThereForEveryEntry) {
     const std::vector<TextRow> rows = textRows();
     for (std::size_t i = 0; i < rows.size(); ++i) {
         const std::string_view shown = text(static_cast<Say>(i));
-        const bool hasWords = rows[i].name != "errorPrefix" && rows[i].name != "candidate";
-        EXPECT_EQ(shown != rows[i].wording, hasWords) << rows[i].name << " is not translated";
+        EXPECT_EQ(shown != rows[i].wording, hasWords(rows[i].wording)) << rows[i].name << " is not translated";
     }
     EXPECT_EQ(phrase(Say::valueUnfit, {"--timeout", "x"}), "\"x\" - недопустимое значение --timeout");
 }
