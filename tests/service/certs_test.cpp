@@ -224,7 +224,7 @@ TEST_F(TheToken, KeepsPresharedKeysByName) {
     logout();
     EXPECT_FALSE(controller->DeletePresharedKey(token(), {"Büro"}));
     EXPECT_EQ(refusal(), Refused::notLoggedIn);
-    EXPECT_THAT(service.log(), Not(HasSubstr("very secret")));
+    EXPECT_THAT(service.terminate().error, Not(HasSubstr("very secret")));
 }
 
 TEST_F(TheToken, ForgetsCertificatesThatAreDeleted) {
