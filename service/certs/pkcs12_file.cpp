@@ -16,10 +16,13 @@ namespace {
 
 constexpr int deepest = 8; // bags within bags
 
-// Files of older systems are encrypted by RC2, which OpenSSL keeps in a provider that is not loaded by itself.
+using ProviderHandle = std::unique_ptr<OSSL_PROVIDER, Release<OSSL_PROVIDER_unload>>;
+
+// Files of older systems are encrypted by RC2, which OpenSSL keeps in a provider that is not loaded by itself. The
+// usual one is not loaded by itself either any more once another is.
 void loadOldCiphers() {
-    static const bool loaded = OSSL_PROVIDER_load(nullptr, "default") && OSSL_PROVIDER_load(nullptr, "legacy");
-    static_cast<void>(loaded);
+    static const ProviderHandle usual(OSSL_PROVIDER_load(nullptr, "default"));
+    static const ProviderHandle old(OSSL_PROVIDER_load(nullptr, "legacy"));
 }
 
 // A missing password is either an empty one or none, as programs differ.

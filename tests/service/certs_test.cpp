@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Certificates, CRLs, preshared keys and requests, as an administrator uses them: library, service and SoftHSM2.
+// Certificates, CRLs and preshared keys, as an administrator uses them: library, service and SoftHSM2.
 #include "certs_fixture.h"
 
 #include <gmock/gmock.h>
@@ -15,7 +15,6 @@ using vocabulary::CertState;
 using vocabulary::ExportCert;
 using vocabulary::ImportCert;
 using vocabulary::ImportCrl;
-using vocabulary::MakeRequest;
 using vocabulary::ParseResult;
 using vocabulary::Refused;
 namespace certFlag = vocabulary::certFlag;
@@ -225,105 +224,7 @@ TEST_F(TheToken, KeepsPresharedKeysByName) {
     logout();
     EXPECT_FALSE(controller->DeletePresharedKey(token(), {"Büro"}));
     EXPECT_EQ(refusal(), Refused::notLoggedIn);
-    EXPECT_THAT(service.log(), Not(HasSubstr("very secret")));
-}
-
-CertRequestInfo wishFor(std::uint32_t type, std::uint32_t bits, std::uint32_t digest) {
-    CertRequestInfo wish;
-    wish.keyType = type;
-    wish.keyBits = bits;
-    wish.digest = digest;
-    wish.commonName = "gate " + std::to_string(type) + "-" + std::to_string(bits);
-    wish.organization = "Ünïcode AG";
-    wish.country = "DE";
-    wish.alternativeNames = "DNS:gate.example, IP:192.0.2.1, IP:2001:db8::1, email:me@gate.example";
-    wish.keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke;
-    return wish;
-}
-
-class Request : public TheToken {
-protected:
-    MakeRequest make(const CertRequestInfo& wish) {
-        return static_cast<MakeRequest>(controller->MakeCertRequest(token(), wish, content));
-    }
-    // What another program makes of the request.
-    std::string judged() {
-        const std::string path = service.folder().file("request");
-        platform::replaceFile(path, content, true);
-        platform::ChildOptions child;
-        child.arguments = {"openssl", "req", "-verify", "-noout", "-text", "-nameopt", "utf8", "-in", path};
-        const auto result = platform::runChild(child, std::chrono::seconds(30));
-        EXPECT_EQ(result.status, 0) << result.error;
-        return result.output + result.error;
-    }
-};
-
-TEST_F(Request, IsSignedByEachKindOfKeyThatTheTokenMakes) {
-    std::vector<CertRequestKeyInfo> choices;
-    ASSERT_TRUE(controller->GetCertRequestKeyInfo(token(), choices));
-    ASSERT_EQ(choices.size(), 2U);
-    EXPECT_THAT(choices[0].keyBits, ElementsAre(2048U, 3072U, 4096U));
-    EXPECT_THAT(choices[1].keyBits, ElementsAre(256U, 384U, 521U));
-    for (const CertRequestKeyInfo& choice : choices) {
-        const std::vector<std::uint32_t> sizes =
-            choice.keyType == vocabulary::keyType::rsa ? std::vector<std::uint32_t>{2048} : choice.keyBits;
-        for (std::size_t i = 0; i < sizes.size(); ++i) {
-            ASSERT_EQ(make(wishFor(choice.keyType, sizes[i], choice.digests.at(i))), MakeRequest::made) << content;
-            EXPECT_THAT(judged(), HasSubstr("verify OK"));
-        }
-    }
-    EXPECT_THAT(judged(), HasSubstr("DNS:gate.example, IP Address:192.0.2.1, IP Address:2001:DB8:0:0:0:0:0:1"));
-    EXPECT_THAT(judged(), HasSubstr("ipsec Internet Key Exchange"));
-}
-
-TEST_F(Request, LeadsToACertificateWithItsKey) {
-    CertRequestInfo wish = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
-    wish.keyLabel = "gate key";
-    ASSERT_EQ(make(wish), MakeRequest::made) << content;
-    EXPECT_EQ(make(wish), MakeRequest::keyUnfit) << "the label is taken";
-    wish.useExistingKey = true;
-    wish.digest = vocabulary::digest::sha512;
-    ASSERT_EQ(make(wish), MakeRequest::made) << content;
-    ASSERT_EQ(parse(pem(answerRequest(content, root))), ParseResult::parsed);
-    EXPECT_THAT(options[0].keyTokens, ElementsAre(0U));
-    ASSERT_EQ(import(), ImportCert::imported);
-    const auto own = list(CertSelector::withPrivateKey);
-    ASSERT_EQ(own.size(), 1U);
-    EXPECT_EQ(own[0].subject, "CN=gate 3-256,O=Ünïcode AG,C=DE");
-    EXPECT_FALSE(own[0].flags & certFlag::keyExtractable);
-
-    wish.format = static_cast<std::uint32_t>(vocabulary::RequestFormat::der);
-    ASSERT_EQ(make(wish), MakeRequest::made);
-    EXPECT_EQ(content[0], '\x30');
-    wish.keyLabel = "another";
-    EXPECT_EQ(make(wish), MakeRequest::noSuchKey);
-}
-
-TEST_F(Request, ThatCanNotBeMadeSaysWhyAndLeavesNoKey) {
-    const CertRequestInfo good = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
-    const auto with = [&](auto change) {
-        CertRequestInfo wish = good;
-        change(wish);
-        return make(wish);
-    };
-    EXPECT_EQ(with([](auto& wish) { wish.keyBits = 1024; }), MakeRequest::keyUnfit);
-    EXPECT_EQ(with([](auto& wish) { wish.keyType = vocabulary::keyType::dsa; }), MakeRequest::keyUnfit);
-    EXPECT_EQ(with([](auto& wish) { wish.digest = 0x220; }), MakeRequest::keyUnfit);
-    EXPECT_EQ(with([](auto& wish) { wish.country = "Germany"; }), MakeRequest::subjectUnfit);
-    EXPECT_EQ(content, "X.509 does not take this country (two letters).");
-    EXPECT_EQ(with([](auto& wish) { wish.commonName = std::string(65, 'x'); }), MakeRequest::subjectUnfit);
-    EXPECT_EQ(with([](auto& wish) { wish.commonName = "\xFF\xFE"; }), MakeRequest::subjectUnfit);
-    for (const char* names : {"gate.example", "IP:300.1.1.1", "DNS:", "DNS:gäte.example", "dirName:x", ","}) {
-        EXPECT_EQ(with([&](auto& wish) { wish.alternativeNames = names; }), MakeRequest::subjectUnfit) << names;
-    }
-    EXPECT_EQ(with([](auto& wish) { wish.commonName = wish.organization = wish.country = wish.alternativeNames = ""; }),
-              MakeRequest::subjectUnfit);
-    EXPECT_EQ(static_cast<std::uint32_t>(with([](auto& wish) { wish.keyUsage = 1U << 31U; })), 4U);
-    EXPECT_EQ(refusal(), Refused::badInput);
-    logout();
-    EXPECT_EQ(make(good), MakeRequest::notLoggedIn);
-    login();
-    EXPECT_EQ(make(good), MakeRequest::made) << "no key of that label was left: " << content;
+    EXPECT_THAT(service.terminate().error, Not(HasSubstr("very secret")));
 }
 
 TEST_F(TheToken, ForgetsCertificatesThatAreDeleted) {

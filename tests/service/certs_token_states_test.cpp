@@ -81,7 +81,7 @@ TEST_F(TheSteeredToken, ThatRefusesACertificateKeepsNothingOfTheImport) {
     steering().setTraits("office", {.largestCertificate = 100});
     EXPECT_EQ(import(CertImport::withPrivateKey), ImportCert::refusedByToken);
     EXPECT_EQ(objects(), 0U);
-    EXPECT_THAT(service.log(), HasSubstr("failed (the token does not take this object"));
+    EXPECT_THAT(service.terminate().error, HasSubstr("failed (the token does not take this object"));
 }
 
 TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {
@@ -99,7 +99,7 @@ TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {
     EXPECT_EQ(refusal(), Refused::finalTry) << "the last try is kept from scripts";
     EXPECT_FALSE(tokens.TokenLogin(office, "wrong", true, nullptr));
     EXPECT_EQ(importTo(office, CertImport::withChain, "user-1"), ImportCert::pinLocked);
-    EXPECT_THAT(service.log(), Not(HasSubstr("user-1")));
+    EXPECT_THAT(service.terminate().error, Not(HasSubstr("user-1")));
 }
 
 TEST_F(TheSteeredToken, ThatIsWriteProtectedIsNoTarget) {
@@ -181,9 +181,9 @@ TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAllTheSame) {
     steering().clearFaults();
     steering().fail("C_FindObjectsInit", 0x30); // CKR_DEVICE_ERROR
     EXPECT_THAT(list(), IsEmpty());
-    EXPECT_THAT(service.log(), HasSubstr("the token reports an error"));
     steering().clearFaults();
     EXPECT_EQ(list().size(), 3U);
+    EXPECT_THAT(service.terminate().error, HasSubstr("the token reports an error"));
 }
 
 // ---- what was parsed

@@ -80,7 +80,7 @@ const EVP_MD* digestFor(const Key& key) {
 } // namespace
 
 Key rsaKey(unsigned bits) { return owned(EVP_RSA_gen(bits)); }
-Key ecKey(const char* curve) { return owned(EVP_EC_gen(curve)); }
+Key ecKey(const char* curve) { return owned(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", curve)); }
 Key edwardsKey() { return owned(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")); }
 
 std::vector<std::pair<std::string, std::string>> authorityExtensions() {
