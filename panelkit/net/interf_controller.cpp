@@ -7,6 +7,8 @@
 using panelkit::Command;
 using panelkit::DirectCommand;
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): front ends hold a controller for it, as for the
+// others
 bool InterfController::getInterfaces(std::vector<NetInterfaceInfo>& out) {
     std::string reply;
     if (!DirectCommand(Command::GetInterfaces).send(&reply)) return false;

@@ -11,7 +11,7 @@ namespace panelkitd {
 
 class InterfaceModule {
 public:
-    std::string list(Call& call);
+    static std::string list(Call& call);
 };
 
 } // namespace panelkitd

@@ -134,7 +134,7 @@ Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], const char* where, 
     for (const KeyRow<Part>& row : rows) {
         if (key == row.name) {
             const Wrong wrong = row.take(part, value);
-            return wrong.empty() ? wrong : key + ": " + wrong;
+            return wrong.empty() ? wrong : std::string(key).append(": ").append(wrong);
         }
         all += (all.empty() ? "" : ", ") + std::string(row.name);
     }

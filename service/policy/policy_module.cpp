@@ -58,7 +58,7 @@ PolicyUser readUser(Call& call) {
     std::string name;
     call.in >> name;
     const bridge::Peer& peer = call.session.peer;
-    const PolicyUser own{peer.user, accountName(peer.user)};
+    PolicyUser own{peer.user, accountName(peer.user)};
     call.subject = "of " + own.name;
     if (name.empty() || name == own.name) return own;
     const std::string id = platform::userId(name);
@@ -129,14 +129,15 @@ std::string PolicyModule::activateCurrent(Call& call) {
 std::string PolicyModule::activateDriver(Call& call) {
     const std::string name = readName(call);
     const auto& names = vocabulary::driverModeNames;
-    const auto found = std::find(names.begin(), names.end(), name);
-    if (!name.empty() && found == names.end()) {
+    const auto* const end = names.data() + names.size();
+    const auto* const found = std::find(names.data(), end, name);
+    if (!name.empty() && found == end) {
         throw RefusedError(Refused::badInput, "\"" + name +
                                                   "\" is no mode of the driver policy; there are: drop-all, "
                                                   "drop-all-except-dhcp, pass-all");
     }
     const std::uint32_t mode = name.empty() ? policies_.systemSettings().*vocabulary::policySettings::driverMode
-                                            : static_cast<std::uint32_t>(std::distance(names.begin(), found));
+                                            : static_cast<std::uint32_t>(std::distance(names.data(), found));
     const auto outcome = policies_.activateDriver(mode, name, displayName(call.session.peer));
     describeInAudit(call, names[mode], outcome);
     return {};
