@@ -159,12 +159,7 @@ struct ConfigDescribe {
         const Place standard = findParameter(name);
         ConfigDraft draft;
         std::string problem;
-        Place place = standard;
-        try {
-            place = draft.at(standard);
-        } catch (const CommandError& error) {
-            problem = error.what();
-        }
+        const Place place = inService(draft, standard, problem);
         const bool isRead = problem.empty();
         if (context.json) {
             ordered_json record = parameterToJson(*place.group, *place.param, reveal);
@@ -180,6 +175,16 @@ struct ConfigDescribe {
     }
 
 private:
+    // The parameter as the service has it; with a problem, the library's own.
+    static Place inService(ConfigDraft& draft, const Place& standard, std::string& problem) {
+        try {
+            return draft.at(standard);
+        } catch (const CommandError& error) {
+            problem = error.what();
+            return standard;
+        }
+    }
+
     static void print(const Place& place, const std::string& value, bool isRead) {
         const Param& param = *place.param;
         printLine(nameOf(*place.group, param));

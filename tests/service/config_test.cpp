@@ -42,7 +42,8 @@ protected:
     static bool send(Command command, const std::string& request, std::string& reply) {
         const panelkit::CommandRow& row = panelkit::commandRow(command);
         return SessionsPool::GetSession(row.session)
-            ->__SendCommand(row.module, row.code, request.data(), static_cast<unsigned>(request.size()), &reply);
+            ->__SendCommand(row.module, static_cast<long>(row.code), request.data(),
+                            static_cast<unsigned>(request.size()), &reply);
     }
     static bool writeBytes(const std::string& section, const std::string& body) {
         std::string ignored;

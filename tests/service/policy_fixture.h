@@ -108,8 +108,8 @@ protected:
     static bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr) {
         const panelkit::CommandRow& row = panelkit::commandRow(command);
         BridgeSession* const session = SessionsPool::GetSession(row.session);
-        return session->__SendCommand(row.module, row.code, payload.data(), static_cast<unsigned>(payload.size()),
-                                      reply);
+        return session->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
+                                      static_cast<unsigned>(payload.size()), reply);
     }
     static vocabulary::Refused refusal() { return static_cast<vocabulary::Refused>(bridge::lastFailure().detail); }
 
