@@ -84,6 +84,7 @@ void printNote(const std::string& text) {
     cli_sprintf(&converted, "%s\n", text.c_str());
     std::fflush(stdout); // so that notes and results stand in the order in which they came
     std::fwrite(converted.data(), 1, converted.size(), stderr);
+    std::fflush(stderr); // some runtimes keep it back when it is no console
 }
 
 void printLines(const std::string& text) {

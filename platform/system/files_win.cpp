@@ -26,6 +26,24 @@ std::wstring longName(const std::string& path) {
     return name.rfind(L"\\\\", 0) == 0 ? name : L"\\\\?\\" + name;
 }
 
+// Another process may be reading the file just now, or replacing it: an attempt that fails for that reason is repeated
+// for a while. Where access is denied for good the while is short, since that looks the same.
+template <class Attempt>
+bool patiently(const Attempt& attempt) {
+    constexpr ULONGLONG patience = 2000, patienceWhenDenied = 300; // milliseconds
+    constexpr DWORD pause = 5;
+    const ULONGLONG begin = GetTickCount64();
+    while (!attempt()) {
+        const DWORD error = GetLastError();
+        const ULONGLONG waited = GetTickCount64() - begin;
+        const bool isShared = error == ERROR_SHARING_VIOLATION && waited < patience;
+        const bool isDenied = error == ERROR_ACCESS_DENIED && waited < patienceWhenDenied;
+        if (!isShared && !isDenied) return false;
+        Sleep(pause);
+    }
+    return true;
+}
+
 // Beside the file it is to replace.
 std::wstring nameBeside(const std::wstring& target) {
     return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
@@ -50,9 +68,13 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
     if (attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY) {
         throw FileError(path, "is a folder");
     }
-    const Handle file(CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                  FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    if (!valid(file)) fail(path, GetLastError());
+    Handle file;
+    const bool opened = patiently([&] {
+        file.reset(CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+        return valid(file);
+    });
+    if (!opened) fail(path, GetLastError());
     LARGE_INTEGER size{};
     if (!GetFileSizeEx(file.get(), &size)) fail(path, GetLastError());
     if (static_cast<std::uint64_t>(size.QuadPart) > limit) {
@@ -79,7 +101,10 @@ void replaceFile(const std::string& path, const std::string& content, bool) {
     if (!valid(file)) fail(path, GetLastError());
     bool good = writeAll(file, content);
     file.reset();
-    good = good && MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
+    good =
+        good && patiently([&] {
+            return MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+        });
     if (good) return;
     const DWORD error = GetLastError();
     DeleteFileW(beside.c_str());

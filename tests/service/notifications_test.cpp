@@ -96,8 +96,9 @@ TEST_F(ServiceNotifications, TellOfTokensThatComeAndGo) {
 }
 
 TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
-    load();
     listen();
+    load();
+    next(Notification::tokenArrived);
     const auto logIn = [&] {
         ASSERT_TRUE(controller.TokenLogin(office(), "1234", false, nullptr));
         EXPECT_TRUE(next(Notification::tokenLoggedIn).flags & flag::loggedIn);
@@ -128,8 +129,9 @@ TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
 
 // However often it is logged in and out, each is told, and the numbers tell the order.
 TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
-    load();
     listen();
+    load();
+    next(Notification::tokenArrived);
     const TokenInfo token = office();
     ASSERT_TRUE(controller.TokenLogin(token, "1234", false, nullptr));
     next(Notification::tokenLoggedIn);
@@ -150,8 +152,9 @@ TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
 
 // A front end that is stuck holds up neither the service nor other front ends.
 TEST_F(ServiceNotifications, AreNotHeldUpByAFrontEndThatDoesNotAnswer) {
-    load();
     listen();
+    load();
+    next(Notification::tokenArrived);
     heard->holdAnswers();
     ASSERT_TRUE(controller.TokenLogin(office(), "1234", false, nullptr));
     ASSERT_TRUE(controller.TokenLogout(office()));
