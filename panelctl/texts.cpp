@@ -531,6 +531,7 @@ constexpr std::array rows = {
     Row{Say::watchConfigurationChanged, "The configuration has changed: %s."},
     Row{Say::watchPolicyActivated,      "Policy %s is in force."},
     Row{Say::watchPolicyFailed,         "Policy %s could not be activated: %s"},
+    Row{Say::watchPolicyRequired,       "Policy %s is required."},
     Row{Say::watchCertificateExpires,   "Certificate \"%s\" on token \"%s\" expires in %s days."},
     Row{Say::watchCertificateExpired,   "Certificate \"%s\" on token \"%s\" has expired."},
 

@@ -547,6 +547,7 @@ enum class Say : std::uint16_t {
     watchConfigurationChanged,
     watchPolicyActivated,
     watchPolicyFailed,
+    watchPolicyRequired,
     watchCertificateExpires,
     watchCertificateExpired,
 
