@@ -2,8 +2,8 @@
 #
 #   library      libpanelkit and the service's texts; what front ends need to run
 #   development  headers and the CMake package: find_package(panelkit), target panelkit::panelkit
-#   service      panelkitd, its unit and its account
-#   frontend     panelctl
+#   service      panelkitd, its unit, its account and its manual page
+#   frontend     panelctl, its manual page and the completion scripts
 #
 # The components "testing" (testing/) and the translations (po/) are installed where they are made.
 include(GNUInstallDirs)
@@ -62,6 +62,25 @@ file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
 install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
 install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT frontend)
+
+install(FILES docs/man/panelkitd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT service)
+install(FILES docs/man/panelctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT frontend)
+
+# Completion scripts, as panelctl itself writes them; a cross build has no way to ask it.
+if(NOT CMAKE_CROSSCOMPILING)
+    set(completion ${PROJECT_BINARY_DIR}/completion)
+    file(MAKE_DIRECTORY ${completion})
+    foreach(shell bash zsh)
+        add_custom_command(OUTPUT ${completion}/${shell}
+            COMMAND panelctl completion ${shell} > ${completion}/${shell} DEPENDS panelctl VERBATIM)
+        list(APPEND scripts ${completion}/${shell})
+    endforeach()
+    add_custom_target(completion_scripts ALL DEPENDS ${scripts})
+    install(FILES ${completion}/bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+            RENAME panelctl COMPONENT frontend)
+    install(FILES ${completion}/zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
+            RENAME _panelctl COMPONENT frontend)
+endif()
 
 if(NOT WIN32)
     configure_file(packaging/panelkitd.service.in ${PROJECT_BINARY_DIR}/packaging/panelkitd.service @ONLY)

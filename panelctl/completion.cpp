@@ -3,6 +3,7 @@
 
 #include <panelctl/completion_values.h>
 #include <panelctl/display_width.h>
+#include <panelctl/help.h>
 #include <panelctl/output.h>
 
 #include <platform/bridge/command_sender.h>
@@ -87,14 +88,18 @@ std::vector<Candidate> optionsOf(const CLI::App& app) {
     return options;
 }
 
-std::vector<Candidate> valuesOf(const CLI::Option& option) { return panelctl::valuesOf(option.get_single_name()); }
+std::vector<Candidate> valuesOf(const CLI::App& app, const CLI::Option& option) {
+    const std::string command = commandOf(app); // "panelctl token login"
+    return panelctl::valuesOf(std::string_view(command).substr(std::min(command.find(' ') + 1, command.size())),
+                              option.get_single_name());
+}
 
 std::vector<Candidate> argumentsOf(const Position& position) {
     const auto arguments = position.at->get_options([](const CLI::Option* option) { return option->get_positional(); });
     if (arguments.empty()) return {};
     const bool many = arguments.back()->get_items_expected_max() > 1; // the last one takes all that follow
     if (position.arguments >= arguments.size() && !many) return {};
-    return valuesOf(*arguments[std::min(position.arguments, arguments.size() - 1)]);
+    return valuesOf(*position.at, *arguments[std::min(position.arguments, arguments.size() - 1)]);
 }
 
 // "--lang=r" in one word: the values go behind the sign.
@@ -102,13 +107,13 @@ std::vector<Candidate> valuesInOneWord(const CLI::App& app, const std::string& w
     const std::string lead = word.substr(0, word.find('=') + 1);
     const CLI::Option* option = findOption(app, lead.substr(0, lead.size() - 1));
     if (!option) return {};
-    std::vector<Candidate> values = valuesOf(*option);
+    std::vector<Candidate> values = valuesOf(app, *option);
     for (Candidate& value : values) value.word.insert(0, lead);
     return values;
 }
 
 std::vector<Candidate> everything(const Position& position, const std::string& typed) {
-    if (position.awaiting) return valuesOf(*position.awaiting);
+    if (position.awaiting) return valuesOf(*position.at, *position.awaiting);
     if (typed.starts_with("--") && typed.find('=') != std::string::npos) return valuesInOneWord(*position.at, typed);
     if (typed.starts_with('-')) return optionsOf(*position.at);
     std::vector<Candidate> verbs = verbsOf(*position.at);

@@ -11,7 +11,8 @@
 
 namespace panelctl {
 
-// What may stand for the argument or option of that name ("token", "provider"); nothing for one that is not known.
-std::vector<Candidate> valuesOf(std::string_view argument);
+// What may stand for the argument or option of that name ("token", "provider") of a command ("token login"); nothing
+// for one that is not known.
+std::vector<Candidate> valuesOf(std::string_view command, std::string_view argument);
 
 } // namespace panelctl

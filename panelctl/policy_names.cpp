@@ -6,6 +6,8 @@
 #include <panelctl/nearest.h>
 #include <panelctl/output.h>
 
+#include <vocabulary/policy.h>
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -17,6 +19,7 @@
 namespace panelctl {
 
 using nlohmann::ordered_json;
+namespace field = vocabulary::policyInfo;
 
 namespace {
 
@@ -50,6 +53,11 @@ ordered_json choiceJson(const LPARAMS::Variant* rows, std::int32_t value) {
     return {{"value", value}, {"name", row && row->name ? ordered_json(row->name) : ordered_json(nullptr)}};
 }
 
+ordered_json driverModeJson(std::uint32_t mode) {
+    const auto& names = vocabulary::driverModeNames;
+    return {{"value", mode}, {"name", mode < names.size() ? ordered_json(names[mode]) : ordered_json(nullptr)}};
+}
+
 ordered_json toJson(const LSPserver_t& server) {
     return {{"address", server.Server},
             {"logLevel", choiceJson(LPARAMS::LOG_LEVEL_VARIANTS, server.LogLevel)},
@@ -59,6 +67,18 @@ ordered_json toJson(const LSPserver_t& server) {
             {"subject", server.Subject},
             {"presharedKey", server.presharedKeyName},
             {"timeout", server.PmpTimeout}};
+}
+
+// The names between the ", " of a listing.
+std::vector<std::string> splitNames(std::string_view listed) {
+    constexpr std::string_view between = ", ";
+    std::vector<std::string> names;
+    while (!listed.empty()) {
+        const std::size_t end = std::min(listed.find(between), listed.size());
+        names.emplace_back(listed.substr(0, end));
+        listed.remove_prefix(std::min(end + between.size(), listed.size()));
+    }
+    return names;
 }
 
 bool equalIgnoringCase(std::string_view first, std::string_view second) {
@@ -111,11 +131,15 @@ std::int32_t readChoice(const std::string& option, const std::string& given, con
         if (equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value)) return row->value;
         names.emplace_back(*row->text);
     }
-    std::string legal;
-    for (const std::string& name : names) legal += (legal.empty() ? "" : ", ") + name;
-    const std::string meant = nearest(given, names);
-    throw CommandError(Exit::badInput, phrase(Say::policyBadChoice, {option, given, legal}) +
-                                           (meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant})));
+    throw notAmong(option, given, names);
+}
+
+CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal) {
+    std::string names;
+    for (const std::string& name : legal) names += (names.empty() ? "" : ", ") + name;
+    const std::string meant = nearest(given, legal);
+    return {Exit::badInput, phrase(Say::policyBadChoice, {option, given, names}) +
+                                (meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant}))};
 }
 
 ordered_json toJson(const LSPrequest_t& request) {
@@ -132,8 +156,8 @@ ordered_json toJson(const LSPcmd::LSPsettings_t& settings) {
             {"source", choiceJson(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source)},
             {"file", settings.File},
             {"server", toJson(settings.server)},
-            {"value1", settings.value1},
-            {"value2", settings.value2},
+            {"driverMode", driverModeJson(settings.*vocabulary::policySettings::driverMode)},
+            {"loadingDelay", settings.*vocabulary::policySettings::loadingDelay},
             {"entries", entries}};
 }
 
@@ -144,11 +168,17 @@ ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequ
             {"text", shown},
             {"message", info.message},
             {"title", info.Title},
+            {"name", info.*field::name},
+            {"version", info.*field::version},
+            {"activatedBy", info.*field::activatedBy},
+            {"sectionCount", info.*field::sectionCount},
+            {"sections", splitNames(info.*field::sections)},
             {"activated", info.activated},
             {"fromConfigDb", info.fromConfigDb},
             {"asRequired", info.request == required && !info.fromConfigDb},
             {"required", toJson(required)},
             {"inForce", toJson(info.request)},
+            {"certificate", info.*field::certificate},
             {"certificateState", info.certificateState},
             {"certificateDate", info.certificateDate}};
 }

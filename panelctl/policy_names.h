@@ -3,6 +3,7 @@
 // The policy's records for people and for scripts: names of types, choices and settings, as texts and as JSON.
 #pragma once
 
+#include <panelctl/exit_codes.h>
 #include <panelctl/texts.h>
 
 #include <panelkit/lparams/variants.h>
@@ -12,6 +13,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace panelctl {
 
@@ -26,6 +28,9 @@ std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value);
 // Reads a choice: its text in the user's language, its symbolic name, or =NUMBER, whatever the case. Throws
 // CommandError, which names the option and the choices.
 std::int32_t readChoice(const std::string& option, const std::string& given, const LPARAMS::Variant* rows);
+
+// For a value of an option that is none of the legal ones: it names these, and the one that was probably meant.
+CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal);
 
 nlohmann::ordered_json toJson(const LSPrequest_t& request);
 nlohmann::ordered_json toJson(const LSPcmd::LSPsettings_t& settings);

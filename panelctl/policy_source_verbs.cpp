@@ -9,8 +9,11 @@
 
 #include <panelkit/lsp/user_settings_file.h>
 
+#include <vocabulary/policy.h>
+
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <optional>
@@ -19,6 +22,7 @@
 namespace panelctl {
 
 using LSPcmd::LSPsettings_t;
+namespace systemField = vocabulary::policySettings;
 
 namespace {
 
@@ -54,7 +58,8 @@ struct Owner {
     }
 };
 
-void printSettings(const LSPsettings_t& settings) {
+// Driver mode and loading delay count in the system's settings alone, so they are shown there only.
+void printSettings(const LSPsettings_t& settings, bool ofSystem) {
     const LSPserver_t& server = settings.server;
     Table table({text(Say::headingSetting), text(Say::headingValue)});
     const auto row = [&](Say name, const std::string& value) { table.add({{text(name)}, {value}}); };
@@ -68,6 +73,11 @@ void printSettings(const LSPsettings_t& settings) {
     row(Say::policyFieldSubject, server.Subject);
     row(Say::policyFieldKey, server.presharedKeyName);
     row(Say::policyFieldTimeout, phrase(Say::policySeconds, {std::to_string(server.PmpTimeout)}));
+    if (ofSystem) {
+        row(Say::policyFieldDriver, driverModeName(settings.*systemField::driverMode));
+        row(Say::policyFieldDelay,
+            phrase(Say::policyMilliseconds, {std::to_string(settings.*systemField::loadingDelay)}));
+    }
     for (const LSPcmd::LSPentry_t& entry : settings.entries) {
         row(Say::policyFieldEntry, entry.first + " " + entry.second + " " + entry.third);
     }
@@ -81,7 +91,7 @@ struct SourceGet {
     void run(const Context& context) const {
         const LSPsettings_t settings = owner.get();
         if (context.json) return printJson(toJson(settings));
-        printSettings(settings);
+        printSettings(settings, !owner.isUser());
     }
 };
 
@@ -110,9 +120,12 @@ public:
         add("--subject", subject_, Say::optionPolicySubject);
         add("--psk", key_, Say::optionPolicyKey);
         add("--pmp-timeout", timeout_, Say::optionPolicyTimeout);
+        add("--driver-mode", driverMode_, Say::optionPolicyDriverMode);
+        add("--loading-delay", delay_, Say::optionPolicyDelay);
     }
 
     void run(const Context& context) const {
+        if (owner_.isUser()) refuseWhatIsTheSystems();
         LSPsettings_t settings = owner_.get();
         if (!change(settings)) throw CommandError(Exit::usage, text(Say::policyNothingToSet));
         check(settings);
@@ -146,6 +159,8 @@ private:
         put(subject_, server.Subject, asIs);
         put(key_, server.presharedKeyName, asIs);
         put(timeout_, server.PmpTimeout, asIs);
+        put(driverMode_, settings.*systemField::driverMode, readDriverMode);
+        put(delay_, settings.*systemField::loadingDelay, readDelay);
         return any;
     }
 
@@ -154,6 +169,25 @@ private:
         if (text == "certificate") return 0;
         throw CommandError(Exit::badInput,
                            phrase(Say::policyBadChoice, {"--auth", text, "certificate, preshared-key"}));
+    }
+
+    static std::uint32_t readDriverMode(const std::string& name) {
+        const auto& names = vocabulary::driverModeNames;
+        const auto* const found = std::find(names.begin(), names.end(), name);
+        if (found != names.end()) return static_cast<std::uint32_t>(found - names.begin());
+        std::vector<std::string> legal(names.begin(), names.end());
+        throw notAmong("--driver-mode", name, legal);
+    }
+    static std::uint32_t readDelay(std::int64_t milliseconds) {
+        constexpr std::uint32_t longest = vocabulary::longestLoadingDelay;
+        if (milliseconds >= 0 && milliseconds <= longest) return static_cast<std::uint32_t>(milliseconds);
+        throw CommandError(Exit::badInput,
+                           phrase(Say::policyDelayTooLong, {std::to_string(milliseconds), std::to_string(longest)}));
+    }
+
+    void refuseWhatIsTheSystems() const {
+        const char* const option = driverMode_ ? "--driver-mode" : delay_ ? "--loading-delay" : nullptr;
+        if (option) throw CommandError(Exit::usage, phrase(Say::policySystemOnly, {option}));
     }
 
     // Before anything is sent, so that nothing is half done.
@@ -180,8 +214,10 @@ private:
     }
 
     Owner owner_;
-    std::optional<std::string> source_, file_, server_, logLevel_, auth_, idType_, idValue_, subject_, key_;
+    std::optional<std::string> source_, file_, server_, logLevel_, auth_, idType_, idValue_, subject_, key_,
+        driverMode_;
     std::optional<std::int32_t> timeout_;
+    std::optional<std::int64_t> delay_;
 };
 
 } // namespace

@@ -5,12 +5,14 @@
 #include <panelctl/texts.h>
 
 #include <panelkit/format/time_text.h>
+#include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <tuple>
 
 namespace panelctl {
 
@@ -170,6 +172,43 @@ void compareSections(const WatchedState& before, const WatchedState& now, std::v
     events.push_back(event);
 }
 
+vocabulary::PolicyNotice noticeOf(const LSPrequest_t& request, const std::string& title) {
+    vocabulary::PolicyNotice notice{{now(), 0}, "system", title.empty() ? request.file : title, {}, {}};
+    if (request.type == LSPdriver) notice.source = "driver";
+    if (isUserPolicy(request.type)) {
+        notice.source = "user";
+        notice.user = request.user;
+    }
+    return notice;
+}
+
+// The credentials in the requests are left out: they tell the diagnosis, which changes with the tokens.
+auto sourceOf(const LSPrequest_t& request) {
+    return std::make_tuple(request.type, request.user, request.file,
+                           request.type == LSPdriver ? request.driverMode : LSPdropAll, request.server.Server);
+}
+
+auto contentOf(const LSPinfo_t& info) {
+    namespace its = vocabulary::policyInfo;
+    return std::make_tuple(sourceOf(info.request), info.activated, info.Title, info.*its::version, info.*its::sections);
+}
+
+void comparePolicies(const WatchedPolicy& before, const WatchedPolicy& now, std::vector<WatchEvent>& events) {
+    const auto add = [&](const char* name, Say what, const vocabulary::PolicyNotice& notice) {
+        WatchEvent event = make(name, {});
+        Describe{event, {Notification::policyActivated, name, what}}(notice);
+        event.missed = true;
+        events.push_back(event);
+    };
+    if (sourceOf(before.required) != sourceOf(now.required)) {
+        const bool loaded = sourceOf(now.required) == sourceOf(now.inForce.request);
+        add("policy-required", Say::watchPolicyRequired, noticeOf(now.required, loaded ? now.inForce.Title : ""));
+    }
+    if (contentOf(before.inForce) != contentOf(now.inForce)) {
+        add("policy-activated", Say::watchPolicyActivated, noticeOf(now.inForce.request, now.inForce.Title));
+    }
+}
+
 void compareToken(const TokenInfo* before, const TokenInfo& token, std::vector<WatchEvent>& events) {
     if (!before) events.push_back(missedOf(Notification::tokenArrived, token));
     const bool fresh = before && (token.flags & flag::initialized) &&
@@ -251,6 +290,7 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
         if (!(token.*field::serial).empty()) compareToken(find(before.tokens, token), token, events);
     }
     compareSections(before, now, events);
+    if (before.policy && now.policy) comparePolicies(*before.policy, *now.policy, events);
     return events;
 }
 

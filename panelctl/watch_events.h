@@ -4,6 +4,7 @@
 // come from notifications, and from the differences between two looks at the service where notifications were missed.
 #pragma once
 
+#include <panelkit/lsp/lsp_records.h>
 #include <panelkit/tokens/token_records.h>
 #include <vocabulary/notifications.h>
 
@@ -46,11 +47,17 @@ WatchEvent describe(const Heard& heard);
 WatchEvent serviceCame();
 WatchEvent serviceWent();
 
+struct WatchedPolicy {
+    LSPrequest_t required;
+    LSPinfo_t inForce;
+};
+
 // What of the service is compared.
 struct WatchedState {
     std::vector<PKCS11::ProviderInfo> providers;
     std::vector<PKCS11::TokenInfo> tokens;
     std::map<std::string, std::size_t> sections; // of the configuration: a hash over what each holds, secrets included
+    std::optional<WatchedPolicy> policy;         // nothing where it can't be read
 
     // Takes over what a notification tells.
     void apply(const Heard& heard);

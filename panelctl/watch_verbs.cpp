@@ -10,6 +10,7 @@
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/lparams/sections.h>
+#include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/notifications/notifications_listener.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/system/wipe.h>
@@ -150,16 +151,24 @@ std::map<std::string, std::size_t> readSections() {
     return hashes;
 }
 
+std::optional<WatchedPolicy> readPolicy() {
+    WatchedPolicy policy;
+    LSPController controller;
+    if (!controller.cmdGetPolicyInfo(policy.inForce, policy.required, nullptr, nullptr, false)) return std::nullopt;
+    return policy;
+}
+
 // Nothing when the service can't be asked now; one that never can be throws CommandError.
 std::optional<WatchedState> lookAtService() {
     using bridge::FailureCode;
-    for (const SessionId_t id : {SessionTokens, SessionParameters}) {
+    for (const SessionId_t id : {SessionTokens, SessionParameters, SessionPolicy}) {
         SessionsPool::CloseSession(id); // it may be one to a service that is gone
     }
     CLIVpnTokensController controller;
     WatchedState state;
     if (controller.EnumProviders(state.providers) && controller.EnumProviderTokens(nullptr, state.tokens)) {
         state.sections = readSections();
+        state.policy = readPolicy();
         return state;
     }
     const FailureCode code = bridge::lastFailure().code;
@@ -189,14 +198,19 @@ public:
     // False when enough is reported, or nobody reads it any more.
     bool report(const News& news) {
         if (const auto* heard = std::get_if<Heard>(&news)) {
-            if (known_) known_->apply(*heard);
-            if (known_ && heard->id == Notification::configurationCommitted) known_->sections = readSections();
+            if (known_) takeOver(*heard);
             return print(describe(*heard));
         }
         return std::holds_alternative<Attached>(news) ? reportAttached() : reportDetached();
     }
 
 private:
+    void takeOver(const Heard& heard) {
+        known_->apply(heard);
+        if (heard.id == Notification::configurationCommitted) known_->sections = readSections();
+        if (std::holds_alternative<vocabulary::PolicyNotice>(heard.notice)) known_->policy = readPolicy();
+    }
+
     // The first attach is no news when the service was there to begin with.
     bool reportAttached() {
         if (!wasThere_ && !print(serviceCame())) return false;

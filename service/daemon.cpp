@@ -33,12 +33,12 @@ Daemon::Daemon(const Options& options)
       access_(options.usersGroup, options.administratorsGroup),
       configuration_(state_, {options.logLevel, options.administratorsGroup}),
       providers_(state_, options.providers),
-      tokenWatcher_(providers_, announcer_, options.tokenPoll),
-      tokens_(providers_, tokenWatcher_),
       certificates_(providers_, configuration_),
+      credentials_([this] { return certificates_.credentials(); }),
+      tokenWatcher_(providers_, announcer_, options.tokenPoll, [this] { credentials_.refresh(); }),
+      tokens_(providers_, tokenWatcher_),
       expiryWatch_([this] { return certificates_.watched(); }, announcer_, configuration_.settings().expiry),
       parameters_(configuration_, announcer_),
-      credentials_(providers_),
       policies_(state_, credentials_, [this](const PolicyNews& news) { announce(announcer_, news); }),
       policy_(policies_),
       dispatcher_({.tokens = tokens_,
@@ -84,7 +84,8 @@ bool Daemon::serve(TerminationRequest& termination) {
 
 bool Daemon::stopWatches() {
     const bool tokens = tokenWatcher_.stop(options_.stopGrace);
-    return expiryWatch_.stop(options_.stopGrace) && tokens;
+    const bool credentials = credentials_.stop(options_.stopGrace);
+    return expiryWatch_.stop(options_.stopGrace) && tokens && credentials;
 }
 
 } // namespace panelkitd

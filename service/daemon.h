@@ -39,13 +39,13 @@ private:
     Announcer announcer_;
 
     Providers providers_;
+    CertModule certificates_;
+    TokenCredentials credentials_;
     TokenWatcher tokenWatcher_;
     TokenModule tokens_;
-    CertModule certificates_;
     ExpiryWatch expiryWatch_;
     ParameterModule parameters_;
     InterfaceModule interfaces_;
-    TokenCredentials credentials_;
     Policies policies_;
     PolicyModule policy_;
 

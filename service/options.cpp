@@ -2,12 +2,15 @@
 #include <service/options.h>
 
 #include <service/defaults.h>
+#include <service/manual.h>
 #include <service/tokens/probe.h>
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/peer.h>
 
 #include <CLI/CLI.hpp>
+
+#include <iostream>
 
 namespace panelkitd {
 
@@ -26,6 +29,7 @@ void addSeconds(CLI::App& app, const std::string& name, std::chrono::seconds& va
     app.add_option_function<unsigned>(
            name, [&value](unsigned seconds) { value = std::chrono::seconds(seconds); }, description)
         ->check(CLI::Range(1U, 3600U))
+        ->type_name("SECONDS")
         ->default_str(std::to_string(value.count()));
 }
 
@@ -46,10 +50,13 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     app.add_option("--state", options.state, "Folder for what survives a restart")->capture_default_str();
     app.add_option("--users-group", options.usersGroup, "Group whose members may use the service")
         ->capture_default_str();
-    app.add_option("--admin-group", options.administratorsGroup, "Group whose members may administer it, until the configuration names one")
+    app.add_option("--admin-group", options.administratorsGroup,
+                   "Group whose members may administer it, until the configuration names one")
         ->capture_default_str();
-    app.add_option("--log-level", options.logLevel, "disabled, events, details or debug, until the configuration sets one")
-        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case));
+    app.add_option("--log-level", options.logLevel,
+                   "disabled, events, details or debug, until the configuration sets one")
+        ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case))
+        ->type_name("LEVEL");
     app.add_option("--embedded-module", options.providers.embeddedModule,
                    "PKCS#11 module behind the embedded provider; empty for none")
         ->capture_default_str();
@@ -62,10 +69,16 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     addSeconds(app, "--stop-grace", options.stopGrace,
                "Seconds to wait for commands under way when it is asked to end");
     app.add_option(probeOption, options.probe)->group(""); // for the service itself, not shown
+    bool wantsManual = false;
+    app.add_flag(manualRequest, wantsManual)->group("");
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    }
+    if (wantsManual) {
+        std::cout << manual(app);
+        return 0;
     }
     return std::nullopt;
 }

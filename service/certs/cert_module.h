@@ -7,9 +7,11 @@
 #include <service/config/configuration.h>
 #include <service/dispatcher.h>
 #include <service/notifications/expiry_watch.h>
+#include <service/policy/credentials.h>
 #include <service/tokens/providers.h>
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,6 +49,9 @@ public:
 
     // All certificates on tokens, for the watch over those that end.
     std::vector<WatchedCertificate> watched();
+
+    // What a policy may need of the tokens; nothing in a build that can't look into them.
+    std::optional<CredentialList> credentials();
 
     // A session is over, and what it parsed is forgotten.
     void ended(const bridge::server::Session& session);

@@ -4,6 +4,7 @@
 #include <service/certs/cert_calls.h>
 
 #include <service/certs/parsed_file.h>
+#include <service/certs/preshared_keys.h>
 #include <service/log.h>
 #include <service/refused.h>
 
@@ -39,6 +40,18 @@ std::vector<WatchedCertificate> CertModule::watched() {
         }
     }
     return all;
+}
+
+std::optional<CredentialList> CertModule::credentials() {
+    CredentialList list{false, {}, {{}}};
+    for (WatchedCertificate& certificate : watched()) list.certificates.push_back(std::move(certificate.certificate));
+    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo&) {
+        list.anyToken = true;
+        for (StoredPresharedKey& key : readPresharedKeys(OpenToken(held, TokenSession::Mode::readOnly))) {
+            list.presharedKeys->push_back(std::move(key.name));
+        }
+    });
+    return list;
 }
 
 TokenInfo readToken(Call& call) {

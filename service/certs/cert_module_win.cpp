@@ -19,6 +19,7 @@ namespace {
 
 CertModule::CertModule(Providers&, const Configuration&) {}
 std::vector<WatchedCertificate> CertModule::watched() { return {}; }
+std::optional<CredentialList> CertModule::credentials() { return std::nullopt; }
 CertModule::~CertModule() = default;
 void CertModule::ended(const bridge::server::Session&) {}
 

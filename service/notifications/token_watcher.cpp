@@ -32,10 +32,12 @@ std::map<std::pair<std::string, std::string>, TokenInfo> byKey(const std::vector
 
 } // namespace
 
-TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace)
+TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
+                           std::function<void()> arrived)
     : providers_(providers),
       announcer_(announcer),
       pace_(pace),
+      arrived_(std::move(arrived)),
       known_([&providers] {
           Tokens known;
           for (const auto& provider : providers.all()) known.merge(byKey(provider->tokens()));
@@ -89,7 +91,10 @@ void TokenWatcher::compareOne(const TokenInfo& now) {
     TokenInfo loggedOut = now;
     loggedOut.flags &= ~vocabulary::tokenFlag::loggedIn;
     const auto [known, arrived] = known_.emplace(keyOf(now), loggedOut);
-    if (arrived) announcer_.announceTokenArrived(loggedOut);
+    if (arrived) {
+        announcer_.announceTokenArrived(loggedOut);
+        arrived_();
+    }
     const bool wasIn = isLoggedIn(known->second);
     known->second = now;
     if (isLoggedIn(now) && !wasIn) announcer_.announceTokenLoggedIn(now);

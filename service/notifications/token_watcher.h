@@ -12,6 +12,7 @@
 #include <service/tokens/providers.h>
 
 #include <chrono>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <string>
@@ -23,8 +24,10 @@ namespace panelkitd {
 // Thread-safe.
 class TokenWatcher {
 public:
-    // What is there now is not announced. `pace` is how often the modules are asked.
-    TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace);
+    // What is there now is not announced. `pace` is how often the modules are asked; `arrived` is called when a token
+    // has arrived, and must come back at once.
+    TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
+                 std::function<void()> arrived);
 
     // What a command did, with the token as it is now. To be told while the token is still held, so that what is
     // announced of it is in order.
@@ -52,6 +55,7 @@ private:
     Providers& providers_;
     Announcer& announcer_;
     const std::chrono::milliseconds pace_;
+    const std::function<void()> arrived_;
     Clock::time_point lastThorough_ = Clock::now(); // of the rounds' thread
     std::mutex mutex_;                              // guards what follows
     Tokens known_;                                  // as announced

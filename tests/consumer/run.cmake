@@ -21,6 +21,13 @@ execute_process(COMMAND ${work}/build/list_tokens RESULT_VARIABLE status ERROR_V
 if(NOT status EQUAL 1 OR NOT error MATCHES "the service isn't running")
     message(FATAL_ERROR "the example ends with ${status}: ${error}")
 endif()
+foreach(file share/man/man1/panelctl.1 share/man/man8/panelkitd.8 share/bash-completion/completions/panelctl
+             share/zsh/site-functions/_panelctl)
+    file(SIZE ${work}/installed/${file} size) # it must be there
+    if(size LESS 100)
+        message(FATAL_ERROR "${file} is empty")
+    endif()
+endforeach()
 foreach(program sbin/panelkitd bin/panelctl)
     run(${work}/installed/${program} --version)
 endforeach()

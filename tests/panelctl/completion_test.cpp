@@ -4,6 +4,7 @@
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
 
+#include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>
 #include <testing/scripted_service.h>
 #include <vocabulary/tokens.h>
@@ -78,6 +79,40 @@ TEST_F(ACommandLineBeingTyped, IsContinuedWithWhatTheServiceKnows) {
     EXPECT_THAT(offered({"token", "list", "--provider=c"}), ElementsAre("--provider=card"));
     EXPECT_THAT(offered({"token", "list", "--provider", "=", "c"}), ElementsAre("card")) << "as bash splits words";
     EXPECT_THAT(offered({"token", "list", "--provider", "card", "--lang", "r"}), ElementsAre("ru"));
+}
+
+TEST_F(ACommandLineBeingTyped, IsContinuedWithCertificatesCrlsAndKeys) {
+    const TokenInfo card{1, "Office", "A1", "", "card", vocabulary::tokenFlag::initialized};
+    CertInfo anna, twin, other;
+    anna.subject = "CN=anna,O=x";
+    anna.fingerprint = "AAAAAAAA";
+    twin = other = anna;
+    other.subject = "CN=boris";
+    twin.fingerprint = "BBBBBBBB";
+    const auto listed = encoded(std::uint32_t{3}, card, anna, card, other, card, twin);
+    service.on(Command::EnumCertificates, Reaction::reply(listed));
+    CRLInfo crl;
+    crl.issuer = "CN=ca";
+    service.on(Command::EnumCRLs, Reaction::reply(encoded(std::uint32_t{1}, card, crl)));
+    service.on(Command::EnumPresharedKeys,
+               Reaction::reply(encoded(std::uint32_t{1}, card, PresharedKeyInfo{"partner"})));
+    EXPECT_THAT(offered({"cert", "show", ""}), UnorderedElementsAre("AAAAAAAA", "BBBBBBBB", "boris"))
+        << "a name of two certificates names neither";
+    EXPECT_THAT(offered({"cert", "export", "bo"}), ElementsAre("boris"));
+    EXPECT_THAT(offered({"crl", "delete", ""}), ElementsAre("CN=ca"));
+    EXPECT_THAT(offered({"psk", "delete", ""}), ElementsAre("partner"));
+    EXPECT_THAT(offered({"psk", "create", ""}), IsEmpty()) << "a new one has a new name";
+    EXPECT_THAT(offered({"policy", "source", "set", "--psk", ""}), ElementsAre("partner"));
+}
+
+TEST_F(ACommandLineBeingTyped, IsContinuedWithParametersAndChoicesOfThePolicy) {
+    EXPECT_THAT(offered({"config", "get", "IKE.EXCHANGE_T"}), ElementsAre("IKE.EXCHANGE_TIMEOUT"));
+    EXPECT_THAT(offered({"config", "set", "IKE.EXCHANGE_T"}), ElementsAre("IKE.EXCHANGE_TIMEOUT"));
+    EXPECT_THAT(offered({"policy", "activate", "s"}), ElementsAre("system"));
+    EXPECT_THAT(offered({"policy", "source", "set", "--source", "SOURCE_F"}), ElementsAre("SOURCE_FILE"));
+    EXPECT_THAT(offered({"policy", "source", "set", "--driver-mode=p"}), ElementsAre("--driver-mode=pass-all"));
+    EXPECT_THAT(offered({"policy", "source", "set", "--auth", ""}), ElementsAre("certificate", "preshared-key"));
+    EXPECT_THAT(offered({"policy", "source", "set", "--id-type", "PMPID_DN"}), ElementsAre("PMPID_DNS", "PMPID_DN"));
 }
 
 TEST_F(ACommandLineBeingTyped, IsAskedAboutAtTheServiceThatItNames) {

@@ -9,6 +9,8 @@
 #include <panelkit/lsp/user_settings_file.h>
 #include <testing/scripted_service.h>
 
+#include <vocabulary/policy.h>
+
 #include <nlohmann/json.hpp>
 
 #include <gmock/gmock.h>
@@ -54,6 +56,12 @@ protected:
         LSPinfo_t info;
         info.request = {.type = LSPuserFile, .user = "anna", .file = "/p"};
         info.Title = "Office\x1B[2J";
+        info.*vocabulary::policyInfo::name = "mine";
+        info.*vocabulary::policyInfo::activatedBy = "root";
+        info.*vocabulary::policyInfo::version = "1.7";
+        info.*vocabulary::policyInfo::sectionCount = 2;
+        info.*vocabulary::policyInfo::sections = "lan, mail";
+        info.*vocabulary::policyInfo::certificate = "CN=Anna";
         info.bareMessage = true;
         info.message = "#warn: two\tdays\nleft";
         return info;
@@ -76,6 +84,12 @@ TEST_F(PanelctlPolicy, SaysWhatIsInForceInBothForms) {
     EXPECT_EQ(status["message"], "#warn: two\tdays\nleft");
     EXPECT_EQ(status["asRequired"], true);
     EXPECT_EQ(status["inForce"]["kind"], "user-file");
+    EXPECT_EQ(status["name"], "mine");
+    EXPECT_EQ(status["activatedBy"], "root");
+    EXPECT_EQ(status["version"], "1.7");
+    EXPECT_EQ(status["sectionCount"], 2);
+    EXPECT_EQ(status["sections"], nlohmann::json::array({"lan", "mail"}));
+    EXPECT_EQ(status["certificate"], "CN=Anna");
     EXPECT_EQ(json({"show"})["state"], "in-force") << "a warning is nothing to act on";
     EXPECT_EQ(json({"show"})["message"], "two\tdays\nleft");
 }
@@ -195,6 +209,33 @@ TEST_F(PanelctlPolicy, ShowsAndSetsTheSourceOfTheSystem) {
     EXPECT_FALSE(UserFolder::exists(folder.settings()));
     service.on(Command::SetSettings, Reaction::reply(hex("00")));
     expectError(run({"source", "set", "--source", "SOURCE_DDP"}), 71, "did not take the settings over");
+}
+
+TEST_F(PanelctlPolicy, ShowsAndSetsDriverModeAndLoadingDelayOfTheSystemAlone) {
+    LSPsettings_t settings;
+    settings.*vocabulary::policySettings::driverMode = LSPdropAllExceptDhcp;
+    settings.*vocabulary::policySettings::loadingDelay = 250;
+    answerSettings(settings);
+    const auto shown = run({"source", "get"}).output;
+    EXPECT_THAT(shown, HasSubstr("driver mode     drop all except DHCP\n"));
+    EXPECT_THAT(shown, HasSubstr("loading delay   250 ms\n"));
+    EXPECT_THAT(run({"source", "get", "--user"}).output, testing::Not(HasSubstr("driver mode")));
+    EXPECT_EQ(json({"source", "get"})["driverMode"]["name"], "drop-all-except-dhcp");
+    EXPECT_EQ(json({"source", "get"})["loadingDelay"], 250);
+
+    service.on(Command::SetSettings, Reaction::reply(hex("01")));
+    EXPECT_EQ(run({"source", "set", "--driver-mode", "drop-all", "--loading-delay", "60000"}).status, 0);
+    settings.*vocabulary::policySettings::driverMode = LSPdropAll;
+    settings.*vocabulary::policySettings::loadingDelay = 60'000;
+    EXPECT_EQ(last().payload, encoded(settings));
+
+    const std::size_t before = service.requests().size();
+    expectError(run({"source", "set", "--user", "--driver-mode", "pass-all"}), 2, "does not go with --user");
+    expectError(run({"source", "set", "--user", "--loading-delay", "0"}), 2, "does not go with --user");
+    EXPECT_EQ(service.requests().size(), before);
+    expectError(run({"source", "set", "--driver-mode", "pas-all"}), 12, "did you mean \"pass-all\"?");
+    expectError(run({"source", "set", "--loading-delay", "60001"}), 12, "60001 is not within 0..60000");
+    expectError(run({"source", "set", "--loading-delay", "-1"}), 12, "-1 is not within");
 }
 
 TEST_F(PanelctlPolicy, SetsTheSourceOfAUserAndTheUsersOwnFile) {

@@ -7,6 +7,7 @@
 
 #include <testing/scripted_service.h>
 #include <vocabulary/notifications.h>
+#include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
@@ -180,6 +181,65 @@ TEST_F(PanelctlWatch, SaysWhichSectionsChangedWhileTheServiceWasAway) {
     EXPECT_THAT(events(4),
                 ElementsAre("token-removed", "service-detached", "service-attached", "configuration-changed (missed)"));
     EXPECT_EQ(nlohmann::json::parse(lines(4)[3])["sections"], nlohmann::json::array({"LOG"}));
+}
+
+TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
+    LSPrequest_t required{.type = LSPsystemFile, .user = {}, .file = "/p", .server = {}, .driverMode = 0};
+    LSPinfo_t info;
+    info.request = required;
+    info.Title = "Main";
+    const auto servePolicy = [&] {
+        serve({});
+        service->on(Command::GetPolicyInfo, Reaction::reply(encoded(required, info)));
+    };
+    const auto restart = [&](std::size_t lines) { // once it has looked at the service, which notices show
+        push(Notification::policyActivated, vocabulary::PolicyNotice{{0, 1}, "system", "Main", "", ""});
+        events(lines);
+        service.reset();
+        events(lines + 1);
+        servePolicy();
+    };
+    servePolicy();
+    startJson({"--count", "9"});
+    info.fromConfigDb = true; // what a restart does to every policy from a file is no news
+    info.request.server.Subject = "CN=anna";
+    restart(1);
+    EXPECT_EQ(events(3).back(), "service-attached");
+    required.type = LSPuserFile; // asked for, and not loaded
+    required.user = "anna";
+    restart(4);
+    EXPECT_EQ(events(7).back(), "policy-required (missed)");
+    EXPECT_EQ(nlohmann::json::parse(lines(7)[6])["user"], "anna");
+    EXPECT_EQ(nlohmann::json::parse(lines(7)[6])["policy"], "/p");
+    info.*vocabulary::policyInfo::version = "2";
+    service->on(Command::GetPolicyInfo, Reaction::refuse());
+    push(Notification::policyFailed, vocabulary::PolicyNotice{{0, 1}, "system", "Main", "", "no"});
+    EXPECT_EQ(events(8).back(), "policy-failed") << "a policy that can't be read is no reason to end";
+    push(Notification::serviceStopping, vocabulary::StoppingNotice{{8, 9}});
+    EXPECT_EQ(endStatus(), 0);
+}
+
+TEST_F(PanelctlWatch, SaysThatThePolicyInForceIsAnother) {
+    LSPinfo_t info;
+    info.request.type = LSPdriver;
+    info.Title = "pass all";
+    const auto servePolicy = [&] {
+        serve({});
+        service->on(Command::GetPolicyInfo, Reaction::reply(encoded(info.request, info)));
+    };
+    servePolicy();
+    start({"--count", "5"});
+    push(Notification::policyActivated, vocabulary::PolicyNotice{{0, 1}, "driver", "pass all", "", ""});
+    lines(1);
+    service.reset();
+    lines(2);
+    info.request.type = LSPsystemFile;
+    info.Title = "Main";
+    servePolicy();
+    EXPECT_EQ(endStatus(), 0);
+    ASSERT_EQ(lines(5).size(), 5U);
+    EXPECT_THAT(lines(5)[3], HasSubstr("Meanwhile: Policy system \"Main\" is required."));
+    EXPECT_THAT(lines(5)[4], HasSubstr("Meanwhile: Policy system \"Main\" is in force."));
 }
 
 TEST_F(PanelctlWatch, WaitsForAServiceThatIsNotThere) {

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 
 using panelkitd::Pkcs11Library;
 using panelkitd::TokenSession;
@@ -95,7 +96,18 @@ protected:
     ~OnMemoryDisk() { ::unsetenv("TMPDIR"); }
 };
 
-class TheLargeToken : private OnMemoryDisk, public TheToken {};
+class TheLargeToken : private OnMemoryDisk, public WithCertificates {
+protected:
+    TheLargeToken() : WithCertificates({"--log-level", "details"}) {}
+    void SetUp() override { initialize(); }
+
+    // After a start, once what the tokens hold is taken apart.
+    void waitForFirstLook() {
+        for (int i = 0; i < 2000 && service.log().find("have been looked into") == std::string::npos; ++i) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+};
 
 TEST_F(TheLargeToken, ListsThousandsOfCertificatesAsFastAsTheTokenGivesThem) {
     OwnLook look(service.state());
@@ -113,11 +125,19 @@ TEST_F(TheLargeToken, ListsThousandsOfCertificatesAsFastAsTheTokenGivesThem) {
         bare = std::min(bare, secondsFor([&] { EXPECT_EQ(look.pass(), std::size_t{certificates}); }));
         listing = std::min(listing, secondsFor([&] { EXPECT_EQ(list().size(), std::size_t{certificates}); }));
     }
+    service.terminate();
+    service.start();
+    closePooledSessions();
+    controller = std::make_unique<VpnCertsSilentController>();
+    waitForFirstLook();
+    const double warmed = secondsFor([&] { EXPECT_EQ(list().size(), std::size_t{certificates}); });
     std::cout << "listing " << certificates << " certificates takes " << listing / bare
-              << " times a bare pass over the token, the first listing " << first / bare << " times\n";
+              << " times a bare pass over the token, the first listing of new ones " << first / bare
+              << " times, and the first after a start " << warmed / bare << " times\n";
     RecordProperty("ratio", std::to_string(listing / bare));
     const double instrumented = slowRun ? 4 : 1; // our half is, the token's module is not
     EXPECT_LT(listing, mostTimes * instrumented * bare);
+    EXPECT_LT(warmed, 2 * mostTimes * instrumented * bare) << "a single run, of a token that was read once before";
 }
 
 } // namespace

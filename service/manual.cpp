@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include <service/manual.h>
+
+#include <CLI/CLI.hpp>
+
+#include <string_view>
+
+namespace panelkitd {
+
+namespace {
+
+// Dashes are those that are typed; no text of ours begins a line with a dot or holds a backslash.
+std::string plain(std::string_view text) {
+    std::string escaped;
+    for (const char c : text) escaped += c == '-' ? "\\-" : std::string(1, c);
+    return escaped;
+}
+
+// What stands for the value: its type, without the rules of what is valid.
+std::string valueOf(const CLI::Option& option) {
+    if (option.get_items_expected_max() == 0) return {};
+    const std::string type = option.get_type_name();
+    return " \\fI" + type.substr(0, type.find_first_of(": ")) + "\\fR";
+}
+
+// Times have the same default for everybody.
+std::string entry(const CLI::Option& option) {
+    const bool isTime = option.get_type_name().starts_with("SECONDS");
+    return ".TP\n\\fB" + plain(option.get_name(false, true)) + "\\fR" + valueOf(option) + "\n" +
+           plain(option.get_description()) + (isTime ? "; " + option.get_default_str() + " by default" : "") + "\n";
+}
+
+constexpr const char* surroundings = R"(.SH DEFAULTS
+Run by root or as a system service it serves the system's endpoint and keeps its state in the system's folder; run by
+anybody else, a socket and a folder of that account. \fBpanelkitd \-\-help\fR shows them as they are for who asks.
+.SH ENVIRONMENT
+.TP
+\fBSOFTHSM2_CONF\fR
+Set by the service for the embedded module, which keeps its tokens in the state folder.
+.SH EXIT STATUS
+.TP
+\fB0\fR
+It was asked to end, and did in good order.
+.TP
+\fB1\fR
+It can't serve, or a command did not end within the grace; standard error says why.
+.TP
+\fB2\fR
+The command line is wrong.
+.SH SIGNALS
+SIGTERM and SIGINT ask it to end: commands under way are finished or refused. What is on disk is whole at any moment,
+also after SIGKILL.
+.SH SEE ALSO
+\fBpanelctl\fR(1)
+)";
+
+} // namespace
+
+std::string manual(const CLI::App& program) {
+    std::string text = ".\\\" Made by panelkitd \\-\\-manual; do not edit.\n"
+                       ".TH PANELKITD 8 \"\" \"panelkit\" \"System Administration\"\n"
+                       ".SH NAME\npanelkitd \\- the reference service of panelkit\n"
+                       ".SH SYNOPSIS\n\\fBpanelkitd\\fR [\\fIOPTIONS\\fR]\n"
+                       ".SH DESCRIPTION\n";
+    text += plain(program.get_description()) + "\n.SH OPTIONS\n";
+    for (const CLI::Option* option : program.get_options()) {
+        if (!option->get_group().empty()) text += entry(*option);
+    }
+    return text + surroundings;
+}
+
+} // namespace panelkitd
