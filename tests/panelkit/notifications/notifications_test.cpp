@@ -139,13 +139,11 @@ public:
     bool handle(CommandStreamIn&, CommandStreamOut&) override { return true; }
 };
 
-class Direct final : public VpnNotificationsDispatcher {};
-
 bool dispatch(std::int32_t value) {
     std::string reply;
     CommandStreamIn in(nullptr, 0);
     CommandStreamOut out(reply);
-    return Direct().handleNotification(id(value), in, out);
+    return VpnNotificationsDispatcher().handleNotification(id(value), in, out);
 }
 
 TEST(NotificationHandlers, ThatWereReplacedTakeTheirSuccessorOutWhenDestroyed) {
@@ -170,7 +168,7 @@ TEST(NotificationHandlers, CopyIdAndFlagAndLeaveTheRegistryAlone) {
 
 TEST(NotificationHandlers, AreForgottenAllAtOnce) {
     const Counting one(id(1)), two(id(2));
-    Direct().stopHandleNotifications();
+    VpnNotificationsDispatcher().stopHandleNotifications();
     EXPECT_FALSE(dispatch(1));
     EXPECT_FALSE(dispatch(2));
 }
