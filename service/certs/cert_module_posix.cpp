@@ -41,13 +41,6 @@ std::vector<WatchedCertificate> CertModule::watched() {
     return all;
 }
 
-TokenInfo readToken(Call& call) {
-    TokenInfo token;
-    call.in >> token;
-    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
-    return token;
-}
-
 CertInfo readCertificate(Call& call) {
     CertInfo certificate;
     call.in >> certificate;
