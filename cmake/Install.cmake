@@ -23,10 +23,23 @@ install(TARGETS panelkit EXPORT panelkitTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
 # All headers of the library but these, which only its own sources include.
-set(internal_headers "(bridge/(idle_hooks|send_command)|format/digits|loc/text_table|lparams/(legal_values|nearest|value_text)|notifications/handler_registry)\\.h$")
+set(internal_headers
+    bridge/idle_hooks
+    bridge/send_command
+    certs/cert_file
+    format/digits
+    loc/text_table
+    lparams/legal_values
+    lparams/nearest
+    lparams/value_text
+    lsp/policy_lock
+    lsp/policy_text
+    notifications/command_listener
+    notifications/handler_registry)
+list(JOIN internal_headers "|" internal_headers)
 install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT development
         FILES_MATCHING PATTERN "*.h"
-        REGEX ${internal_headers} EXCLUDE)
+        REGEX "(${internal_headers})\\.h$" EXCLUDE)
 install(DIRECTORY vocabulary/ DESTINATION ${header_root}/vocabulary COMPONENT development FILES_MATCHING PATTERN "*.h")
 
 # Of platform, what those headers and the front end include; scripts/check-tree holds panelctl to the same list.

@@ -6,6 +6,8 @@
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
 
+#include <panelkit/format/ascii_case.h>
+
 #include <algorithm>
 #include <cctype>
 #include <functional>
@@ -27,7 +29,7 @@ constexpr std::size_t mostLabels = 100;
 
 // ASCII letters alone, so that the bytes of other characters stay.
 std::string lowered(std::string text) {
-    for (char& c : text) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    std::transform(text.begin(), text.end(), text.begin(), panelkit::asciiLower);
     return text;
 }
 

@@ -24,6 +24,7 @@
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace panelctl {
 
@@ -87,6 +88,23 @@ int report(Exit code, const std::string& text) {
     return static_cast<int>(code);
 }
 
+int report(const CommandError& error) {
+    std::string lines = escaped(error.what());
+    for (const std::string& line : error.below) lines += "\n" + escaped(line);
+    return report(error.code, lines);
+}
+
+// Does what the arguments say, candidates and manual apart; what goes wrong is thrown.
+void runVerb(CLI::App& app, std::vector<std::string> arguments, const GlobalOptions& options) {
+    std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
+    app.parse(std::move(arguments));
+    if (options.version) {
+        printVersions();
+    } else if (app.get_subcommands().empty()) {
+        printLine(app.help());
+    }
+}
+
 } // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups) {
@@ -101,18 +119,10 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     try {
         if (completes) {
             printCandidates(app, std::span(arguments).subspan(1));
-            return static_cast<int>(Exit::ok);
-        }
-        if (!arguments.empty() && arguments.front() == manualRequest) {
+        } else if (!arguments.empty() && arguments.front() == manualRequest) {
             printRaw(manual(app));
-            return static_cast<int>(Exit::ok);
-        }
-        std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
-        app.parse(arguments);
-        if (options.version) {
-            printVersions();
-        } else if (app.get_subcommands().empty()) {
-            printLine(app.help());
+        } else {
+            runVerb(app, std::move(arguments), options);
         }
         return static_cast<int>(Exit::ok);
     } catch (const CLI::CallForHelp&) {
@@ -121,9 +131,7 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     } catch (const CLI::ParseError& error) {
         return report(Exit::usage, explain(app, error));
     } catch (const CommandError& error) {
-        std::string lines = escaped(error.what());
-        for (const std::string& line : error.below) lines += "\n" + escaped(line);
-        return report(error.code, lines);
+        return report(error);
     } catch (const char* /* the stream's error */) {
         return report(Exit::connectionLost, text(Say::badReply));
     } catch (const std::exception& error) {

@@ -224,12 +224,14 @@ public:
     }
 
     // Reads a count of elements. One that is larger than the bytes behind it can belong to no well-formed
-    // reply and is refused before anything is allocated for it.
+    // reply and is refused before anything is allocated for it. Some counts have a sign: readCount<std::int32_t>; below
+    // zero such a one says the same as zero, that there is nothing.
+    template <WireInteger Count = std::uint32_t>
     std::uint32_t readCount() {
-        std::uint32_t count = 0;
+        Count count = 0;
         *this >> count;
         if (count > left_) throwCommandStreamError();
-        return count;
+        return count > 0 ? static_cast<std::uint32_t>(count) : 0;
     }
 
 private:

@@ -16,11 +16,9 @@ using PKCS11::TokenInfo;
 
 namespace {
 
-// Reads a count and as many pairs into parallel vectors, in place. A negative count can belong to no reply: as the
-// unsigned number it is, it is more than any reply holds.
+// Reads as many pairs into parallel vectors, in place.
 template <class Object>
-void readPairs(CommandStreamIn& in, std::vector<Object>& objects, std::vector<TokenInfo>& tokens) {
-    const std::uint32_t count = in.readCount();
+void readPairs(CommandStreamIn& in, std::uint32_t count, std::vector<Object>& objects, std::vector<TokenInfo>& tokens) {
     objects.resize(count);
     tokens.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) in >> tokens[i] >> objects[i];
@@ -83,7 +81,7 @@ bool VpnCertsController::EnumCertificates(std::int32_t selector, std::vector<Cer
     ProgressCommand command(Command::EnumCertificates, session_, *this);
     if (!command.with(selector).executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, certificates, tokens);
+    readPairs(in, in.readCount<std::int32_t>(), certificates, tokens);
     return true;
 }
 
@@ -91,7 +89,7 @@ bool VpnCertsController::EnumCRLs(std::vector<CRLInfo>& crls, std::vector<TokenI
     ProgressCommand command(Command::EnumCRLs, session_, *this);
     if (!command.executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, crls, tokens);
+    readPairs(in, in.readCount(), crls, tokens);
     // A service may send more pairs than it counted, a count of 0 included. They are lists like the others: whoever
     // stopped at the count would not show revocations that are in force.
     while (in.position() < in.size()) appendPair(in, crls, tokens);
@@ -102,7 +100,7 @@ bool VpnCertsController::EnumPresharedKeys(std::vector<PresharedKeyInfo>& keys, 
     ProgressCommand command(Command::EnumPresharedKeys, session_, *this);
     if (!command.executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, keys, tokens);
+    readPairs(in, in.readCount<std::int32_t>(), keys, tokens);
     return true;
 }
 

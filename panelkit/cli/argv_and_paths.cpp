@@ -10,7 +10,6 @@
 
 namespace {
 
-constexpr std::uint32_t utf8Page = 65001;
 constexpr std::size_t longestDirectory = 1024; // with its zero byte
 
 bool isSeparator(char c) { return c == '/' || c == '\\'; }
@@ -26,7 +25,7 @@ bool endsWithSeparator(const char* directory) {
 } // namespace
 
 void convert_argv_to_utf8(const char* argument, std::string& out) {
-    const convi converter(panelkit::ConsoleSetup::get().argumentPage(), utf8Page);
+    const convi converter(panelkit::ConsoleSetup::get().argumentPage(), convi::utf8Page);
     const std::size_t length = std::strlen(argument);
     std::string converted(converter.get_outsize(argument, length), '\0');
     if (converted.empty()) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/cli/cli_input.h>
 
+#include <platform/codepage/convi.h>
 #include <platform/console/console.h>
 #include <platform/system/wipe.h>
 
@@ -9,7 +10,6 @@
 
 namespace {
 
-constexpr std::uint32_t utf8Page = 65001;
 constexpr int controlC = 3;
 
 // The console's input mode, borrowed for the scope.
@@ -34,7 +34,7 @@ private:
 class SecretLine {
 public:
     SecretLine(platform::Console& console, char* buffer, std::size_t size)
-        : console_(console), utf8_(console.inputPage() == utf8Page), buffer_(buffer), room_(size - 1) {}
+        : console_(console), utf8_(console.inputPage() == convi::utf8Page), buffer_(buffer), room_(size - 1) {}
 
     // Reads up to Enter. False when there is no room left before it, and at the end of input.
     bool read() {

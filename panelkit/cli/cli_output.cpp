@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr std::uint32_t utf8Page = 65001;
 constexpr std::uint16_t neutralLanguage = 1024;
 constexpr unsigned primaryLanguageBits = 0x3FF;
 constexpr unsigned russian = 25;
@@ -51,7 +50,7 @@ int cli_printf(const char* format, ...) {
     va_end(arguments);
     if (!formatted.formatted) return 0;
 
-    const convi converter(utf8Page, panelkit::ConsoleSetup::get().consolePage());
+    const convi converter(convi::utf8Page, panelkit::ConsoleSetup::get().consolePage());
     const std::size_t length = formatted.text.size() + 1; // the zero byte is converted with the text
     std::string converted(converter.get_outsize(formatted.text.c_str(), length), '\0');
     const std::size_t written =
@@ -66,7 +65,7 @@ std::size_t cli_sprintf(std::string* output, const char* format, ...) {
     va_end(arguments);
     if (!formatted.formatted || formatted.text.empty()) return 0;
 
-    const convi converter(utf8Page, panelkit::ConsoleSetup::get().consolePage());
+    const convi converter(convi::utf8Page, panelkit::ConsoleSetup::get().consolePage());
     const std::size_t size = converter.get_outsize(formatted.text.data(), formatted.text.size());
     if (size == 0) return 0;
     output->resize(size);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/param_text.h>
 
-#include <panelkit/lparams/ascii_case.h>
+#include <panelkit/format/ascii_case.h>
 #include <panelkit/lparams/legal_values.h>
 #include <panelkit/lparams/param_visit.h>
 #include <panelkit/lparams/sections.h>

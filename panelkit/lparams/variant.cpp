@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/variants.h>
 
-#include <panelkit/lparams/ascii_case.h>
+#include <panelkit/format/ascii_case.h>
 
 namespace LPARAMS {
 

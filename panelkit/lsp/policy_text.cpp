@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lsp/policy_text.h>
 
+#include <panelkit/format/ascii_case.h>
 #include <panelkit/format/time_text.h>
 #include <panelkit/loc/default_texts.h>
 
@@ -84,9 +85,7 @@ void appendCertificateState(const LSPinfo_t& info, std::string& out) {
 constexpr std::string_view warningMark = "#warn: ";
 
 bool isWarning(std::string_view message) {
-    const auto lower = [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; };
-    return message.size() >= warningMark.size() && std::equal(warningMark.begin(), warningMark.end(), message.begin(),
-                                                              [&](char mark, char c) { return mark == lower(c); });
+    return equalIgnoringCase(message.substr(0, warningMark.size()), warningMark);
 }
 
 // Whether there is anything that a user should act on: a warning is not.

@@ -22,6 +22,8 @@ void VpnNotificationsDispatcher::stopHandleNotifications() {
     registry.byId.clear();
 }
 
+VpnNotificationsDispatcher::~VpnNotificationsDispatcher() = default;
+
 bool VpnNotificationsDispatcher::noNeedGuiToHandle(NotificationIdType id) {
     HandlerRegistry& registry = HandlerRegistry::instance();
     const std::scoped_lock lock(registry.mutex);

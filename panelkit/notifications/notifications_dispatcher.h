@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // VpnNotificationsDispatcher: routes notifications to their handlers. A front end derives from it to learn when the
-// service attaches and detaches. It carries no state; all dispatchers share the process's handlers.
+// service attaches and detaches; it may also be used as it is, and then only routes. It carries no state; all
+// dispatchers share the process's handlers.
 #pragma once
 
 #include <panelkit/notifications/notification_handler.h>
@@ -33,7 +34,6 @@ public:
     // Fills `ids` with the registered ids, ascending.
     static void notificationsList(std::vector<NotificationIdType>& ids);
 
-protected:
-    // Not virtual, and not for others: a dispatcher is never deleted through this class. Derive with `final`.
-    ~VpnNotificationsDispatcher() = default;
+    // Behind the operations, whose order in the virtual table is the one that front ends are built against.
+    virtual ~VpnNotificationsDispatcher();
 };

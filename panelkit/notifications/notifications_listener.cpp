@@ -8,9 +8,7 @@
 namespace {
 
 // The dispatcher of front ends that bring none; it only routes.
-class RoutingDispatcher final : public VpnNotificationsDispatcher {};
-
-RoutingDispatcher ownDispatcher;
+VpnNotificationsDispatcher ownDispatcher;
 
 // The one listener of the process, between init and fini.
 std::unique_ptr<VpnNotificationsCommandListener> theListener;

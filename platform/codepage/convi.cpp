@@ -15,10 +15,9 @@
 
 namespace {
 
-constexpr std::uint32_t utf8Page = 65001;
 constexpr std::size_t longestSource = std::numeric_limits<std::int32_t>::max(); // the Windows calls count so
 
-bool known(std::uint32_t page) { return page == utf8Page || platform::knowsPage(page); }
+bool known(std::uint32_t page) { return page == convi::utf8Page || platform::knowsPage(page); }
 
 // No page of one or two bytes has characters beyond the basic plane. Each becomes one '?' here, since the systems
 // would make one or two of it, or none.

@@ -26,6 +26,8 @@
 
 class convi {
 public:
+    static constexpr std::uint32_t utf8Page = 65001;
+
     convi(std::uint32_t source, std::uint32_t target) : source_(source), target_(target) {}
 
     // The page whose number the digits give ("866"); 0 when they are no number or the page is not known.

@@ -4,6 +4,7 @@
 #include <platform/console/console.h>
 
 #include <platform/codepage/charsets_posix.h>
+#include <platform/codepage/convi.h>
 #include <platform/console/terminal_loan_posix.h>
 
 #include <fcntl.h>
@@ -19,7 +20,6 @@ namespace platform {
 
 namespace {
 
-constexpr std::uint32_t utf8Page = 65001;
 constexpr std::uint16_t russian = 0x0419;
 constexpr std::uint16_t english = 0x0409;
 constexpr char backspace = 8;
@@ -134,7 +134,7 @@ public:
         const std::uint32_t page = localePage();
         termios modes{};
         if (page != 0 || ::tcgetattr(STDIN_FILENO, &modes) != 0) return page;
-        return modes.c_iflag & IUTF8 ? utf8Page : 0;
+        return modes.c_iflag & IUTF8 ? convi::utf8Page : 0;
     }
 
     std::uint32_t outputPage() override { return localePage(); }

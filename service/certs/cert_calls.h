@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// What the handlers of module 8 share: the module's state, reading the records that requests begin with, and replies.
+// What the handlers of module 8 share: the module's state, reading a certificate's record, and replies.
 #pragma once
 
+#include <service/call_parts.h>
 #include <service/certs/cert_module.h>
 #include <service/certs/holdings.h>
 #include <service/certs/importer.h>
@@ -27,15 +28,7 @@ struct CertModule::State {
     ParsedFiles parsed;
 };
 
-template <class... Fields>
-std::string encoded(const Fields&... fields) {
-    std::string reply;
-    CommandStreamOut(reply).append(fields...);
-    return reply;
-}
-
-// The first record of most requests; it is what the audit line names.
-PKCS11::TokenInfo readToken(Call& call);
+// The second record of requests about one certificate; the audit line names it too.
 CertInfo readCertificate(Call& call);
 
 // Parallel lists, as listings are answered: a count, and pairs.

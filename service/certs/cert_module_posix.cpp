@@ -54,13 +54,6 @@ std::optional<CredentialList> CertModule::credentials() {
     return list;
 }
 
-TokenInfo readToken(Call& call) {
-    TokenInfo token;
-    call.in >> token;
-    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
-    return token;
-}
-
 CertInfo readCertificate(Call& call) {
     CertInfo certificate;
     call.in >> certificate;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/net/interface_module.h>
 
+#include <service/call_parts.h>
 #include <service/refused.h>
 
 #include <panelkit/format/hex_text.h>
@@ -46,9 +47,7 @@ std::string InterfaceModule::list(Call&) {
     } catch (const std::system_error& error) {
         throw RefusedError(Refused::deviceError, error.what());
     }
-    std::string reply;
-    CommandStreamOut(reply).append(interfaces);
-    return reply;
+    return encoded(interfaces);
 }
 
 } // namespace panelkitd

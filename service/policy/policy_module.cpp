@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policy_module.h>
 
+#include <service/call_parts.h>
 #include <service/policy/activation.h>
 #include <service/refused.h>
 
@@ -19,15 +20,6 @@ using vocabulary::Refused;
 namespace {
 
 constexpr std::size_t longestName = 200;
-
-template <class... Fields>
-std::string encoded(const Fields&... fields) {
-    std::string reply;
-    CommandStreamOut(reply).append(fields...);
-    return reply;
-}
-
-const std::string success(1, '\1');
 
 std::string readName(Call& call) {
     std::string name;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/token_module.h>
 
+#include <service/call_parts.h>
 #include <service/refused.h>
 #include <service/tokens/cryptoki.h>
 #include <service/tokens/pin.h>
@@ -18,23 +19,6 @@ using platform::WipeOnExit;
 using vocabulary::Refused;
 
 namespace {
-
-template <class... Fields>
-std::string encoded(const Fields&... fields) {
-    std::string reply;
-    CommandStreamOut(reply).append(fields...);
-    return reply;
-}
-
-const std::string success(1, '\1');
-
-// The first record of most requests; it is what the audit line names.
-TokenInfo readToken(Call& call) {
-    TokenInfo token;
-    call.in >> token;
-    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
-    return token;
-}
 
 ProviderInfo readProvider(Call& call) {
     ProviderInfo provider;

@@ -3,7 +3,7 @@
 // The parameter reference in Markdown: every section as a table, then every variant table.
 #include <tools/documents/documents.h>
 
-#include <panelkit/lparams/ascii_case.h>
+#include <panelkit/format/ascii_case.h>
 #include <panelkit/lparams/param_text.h>
 #include <panelkit/lparams/param_visit.h>
 #include <panelkit/lparams/sections.h>

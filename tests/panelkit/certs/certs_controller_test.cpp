@@ -141,11 +141,22 @@ TEST_F(ACertsController, ReadsListingsIntoParallelVectors) {
     EXPECT_TRUE(controller.EnumPresharedKeys(keys, tokens));
     EXPECT_THAT(keys, ElementsAre(PresharedKeyInfo{"a"}, PresharedKeyInfo{""}));
     EXPECT_EQ(tokens.size(), 2U);
+}
 
-    answer(Command::EnumCertificates, hex("00 00 00 00"));
-    EXPECT_TRUE(controller.EnumCertificates(0, certificates, tokens));
-    EXPECT_THAT(certificates, IsEmpty());
-    EXPECT_THAT(tokens, IsEmpty());
+TEST_F(ACertsController, EmptiesTheVectorsForACountBelowOne) {
+    for (const char* count : {"00 00 00 00", "ff ff ff ff", "00 00 00 80"}) {
+        for (const Command command : {Command::EnumCertificates, Command::EnumPresharedKeys}) {
+            answer(command, joined({count, tokenBytes, certificateBytes}));
+        }
+        certificates.resize(2);
+        tokens.resize(3);
+        EXPECT_TRUE(controller.EnumCertificates(0, certificates, tokens)) << count;
+        EXPECT_TRUE(certificates.empty() && tokens.empty()) << count;
+        keys.resize(1);
+        tokens.resize(1);
+        EXPECT_TRUE(controller.EnumPresharedKeys(keys, tokens)) << count;
+        EXPECT_TRUE(keys.empty() && tokens.empty()) << count;
+    }
 }
 
 TEST_F(ACertsController, KeepsEveryRevocationListBehindTheCount) {
@@ -272,11 +283,13 @@ TEST_F(ACertsController, ThrowsOnEveryReplyThatEndsEarly) {
 }
 
 TEST_F(ACertsController, RefusesACountThatNoReplyCanHoldBeforeItAllocates) {
-    const std::string forged = hex("ff ff ff ff") + std::string(60, '\0');
+    const std::string zeros(60, '\0');
     tokens = {token};
-    for (const Command command : {Command::EnumCertificates, Command::EnumCRLs, Command::EnumPresharedKeys,
-                                  Command::EnumProviderTokens, Command::GetCertRequestKeyInfo}) {
-        answer(command, forged);
+    for (const Command command : {Command::EnumCRLs, Command::EnumProviderTokens, Command::GetCertRequestKeyInfo}) {
+        answer(command, hex("ff ff ff ff") + zeros);
+    }
+    for (const Command command : {Command::EnumCertificates, Command::EnumPresharedKeys}) {
+        answer(command, hex("ff ff ff 7f") + zeros); // the largest that has a sign
     }
     EXPECT_THROW(controller.EnumCertificates(0, certificates, tokens), const char*);
     EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*);

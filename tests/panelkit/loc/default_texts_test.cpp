@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
+#include <panelkit/format/ascii_case.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/loc/text_table.h>
-#include <panelkit/lparams/ascii_case.h>
 
 #include <gmock/gmock.h>
 

@@ -139,13 +139,11 @@ public:
     bool handle(CommandStreamIn&, CommandStreamOut&) override { return true; }
 };
 
-class Direct final : public VpnNotificationsDispatcher {};
-
 bool dispatch(std::int32_t value) {
     std::string reply;
     CommandStreamIn in(nullptr, 0);
     CommandStreamOut out(reply);
-    return Direct().handleNotification(id(value), in, out);
+    return VpnNotificationsDispatcher().handleNotification(id(value), in, out);
 }
 
 TEST(NotificationHandlers, ThatWereReplacedTakeTheirSuccessorOutWhenDestroyed) {
@@ -170,7 +168,7 @@ TEST(NotificationHandlers, CopyIdAndFlagAndLeaveTheRegistryAlone) {
 
 TEST(NotificationHandlers, AreForgottenAllAtOnce) {
     const Counting one(id(1)), two(id(2));
-    Direct().stopHandleNotifications();
+    VpnNotificationsDispatcher().stopHandleNotifications();
     EXPECT_FALSE(dispatch(1));
     EXPECT_FALSE(dispatch(2));
 }
@@ -246,6 +244,45 @@ TEST_F(Notifications, ThatDifferAreDroppedWhileTheirIdIsBusy) {
     EXPECT_EQ(first, answered(echo("first")));
     EXPECT_EQ(push(1, "other"), answered(echo("other")));
     EXPECT_EQ(busy.handled, 2);
+}
+
+// A handler may count on being alone, and on outliving its own call.
+TEST_F(Notifications, OfAllIdsRunOneAtATimeAndHoldUpWhoMakesHandlers) {
+    Gate gate;
+    Handler slow(1, [&](const std::string&) { return gate.pass(); });
+    Handler other(2);
+    listen();
+    std::thread first([&] { push(1, "x"); });
+    gate.awaitWaiting();
+    std::atomic<bool> made{false};
+    std::thread second([&] { push(2, "x"); });
+    std::thread maker([&] {
+        const Handler passing(3);
+        made = true;
+    });
+    std::this_thread::sleep_for(milliseconds(100));
+    EXPECT_EQ(other.handled, 0);
+    EXPECT_FALSE(made);
+    gate.open();
+    for (std::thread* thread : {&first, &second, &maker}) thread->join();
+    EXPECT_EQ(other.handled, 1);
+    EXPECT_TRUE(made);
+}
+
+TEST_F(Notifications, EndByWayOfTheDispatcher) {
+    class Stopping final : public VpnNotificationsDispatcher {
+    public:
+        void stopHandleNotifications() override {
+            ++stopped;
+            VpnNotificationsDispatcher::stopHandleNotifications();
+        }
+        int stopped = 0;
+    } dispatcher;
+    Handler handler(1);
+    listen(&dispatcher);
+    EXPECT_EQ(dispatcher.stopped, 0);
+    end();
+    EXPECT_EQ(dispatcher.stopped, 1);
 }
 
 TEST_F(Notifications, MayCreateAndDestroyHandlers) {

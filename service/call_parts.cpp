@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#include <service/call_parts.h>
+
+#include <vocabulary/tokens.h>
+
+namespace panelkitd {
+
+PKCS11::TokenInfo readToken(Call& call) {
+    PKCS11::TokenInfo token;
+    call.in >> token;
+    call.subject = "token \"" + token.*vocabulary::token::label + "\" (" + token.*vocabulary::token::serial + ")";
+    return token;
+}
+
+} // namespace panelkitd
