@@ -17,7 +17,11 @@ constexpr std::uint64_t largestFile = std::uint64_t{16} << 20;
 
 } // namespace
 
-StateFolder::StateFolder(std::string path) : path_(std::move(path)) { platform::makePrivateFolder(path_); }
+StateFolder::StateFolder(std::string path) : path_(std::move(path)) {
+    platform::makePrivateFolder(path_);
+    lock_ = platform::FileLock::take(file("panelkitd.lock"));
+    if (!lock_) throw platform::FileError(path_, "another panelkitd keeps its state in this folder");
+}
 
 std::string StateFolder::file(const std::string& name) const { return path_ + "/" + name; }
 

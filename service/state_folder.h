@@ -4,8 +4,11 @@
 // are replaced whole, and each says in which format it is written.
 #pragma once
 
+#include <platform/system/file_lock.h>
+
 #include <nlohmann/json_fwd.hpp>
 
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -13,7 +16,8 @@ namespace panelkitd {
 
 class StateFolder {
 public:
-    // Makes the folder if needed. Throws platform::FileError when it can't be used.
+    // Makes the folder if needed, and locks it: two services would overwrite each other's files. Throws
+    // platform::FileError when it can't be used, or another service uses it.
     explicit StateFolder(std::string path);
 
     const std::string& path() const { return path_; }
@@ -30,6 +34,7 @@ public:
 
 private:
     std::string path_;
+    std::unique_ptr<platform::FileLock> lock_;
 };
 
 } // namespace panelkitd

@@ -2,11 +2,10 @@
 #include <platform/bridge/channel_posix.h>
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
+#include <platform/system/file_lock.h>
 
 #include <asio/executor_work_guard.hpp>
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,15 +23,13 @@ constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
 
 struct Listener::Socket {
     std::string path;
-    int lock = -1; // held while we serve the endpoint
+    std::unique_ptr<platform::FileLock> lock; // held while we serve the endpoint
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()}; // only stop() stops it
     stream_protocol::acceptor acceptor{io};
 
     ~Socket() {
-        if (lock < 0) return;
-        ::unlink(path.c_str());
-        ::close(lock);
+        if (lock) ::unlink(path.c_str());
     }
 };
 
@@ -42,16 +39,14 @@ namespace {
     throw std::runtime_error("can't serve the endpoint " + path + ": " + what);
 }
 
-// Whoever holds this lock serves the endpoint; the system drops it with the process, however that ends.
-int takeLock(const std::string& path) {
-    const std::string name = path + ".lock";
-    const int lock = ::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-    if (lock < 0) fail(path, std::generic_category().message(errno));
-    if (::flock(lock, LOCK_EX | LOCK_NB) != 0) {
-        ::close(lock);
-        fail(path, "another service serves it");
+// Whoever holds this lock serves the endpoint.
+std::unique_ptr<platform::FileLock> takeLock(const std::string& path) {
+    try {
+        if (auto lock = platform::FileLock::take(path + ".lock")) return lock;
+    } catch (const std::exception& error) {
+        fail(path, error.what());
     }
-    return lock;
+    fail(path, "another service serves it");
 }
 
 } // namespace

@@ -212,4 +212,18 @@ TEST_F(TheService, WritesAnAuditLineWithoutSecretsForWhatActs) {
     for (const char* secret : {"a-wrong-pin", "user-1", "so-pin-1"}) EXPECT_THAT(ended.error, Not(HasSubstr(secret)));
 }
 
+TEST_F(TheService, SharesItsStateFolderWithNoOther) {
+    platform::ChildOptions second;
+    second.arguments = {builtProgram("panelkitd"), "--endpoint", service.folder().file("second"), "--state",
+                        service.state()};
+    const platform::ChildResult refused = platform::runChild(second, std::chrono::seconds(30));
+    EXPECT_EQ(refused.ending, platform::Ending::exited);
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_THAT(refused.error, HasSubstr(service.state() + ": another panelkitd keeps its state in this folder"));
+    EXPECT_EQ(tokens().size(), 1U) << "the first serves on";
+
+    service.kill();
+    service.start(); // the lock of a service that was killed holds up nobody
+}
+
 } // namespace
