@@ -4,9 +4,11 @@
 // parsed file.
 #include "certs_fixture.h"
 
+#include <panelkit/lsp/lsp_controller.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/parsed_files.h>
 #include <testing/token_module_control.h>
+#include <vocabulary/policy.h>
 
 #include <gmock/gmock.h>
 
@@ -139,6 +141,33 @@ TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
               vocabulary::MakeRequest::noSuchToken);
     steering().insert("reader", "office");
     EXPECT_EQ(importTo(office, CertImport::withChain), ImportCert::notLoggedIn);
+}
+
+TEST_F(TheSteeredToken, ThatHangsDoesNotHoldUpThePolicysState) {
+    const std::string file = service.folder().file("policy.lsp");
+    platform::replaceFile(file, "title = T\nversion = 1\n[a]\naction = protect\ngateway = g\nsubject = CN=nobody\n",
+                          true);
+    LSPController policy;
+    LSPcmd::LSPsettings_t settings;
+    settings.Source = 1;
+    settings.File = file;
+    bool applied = false;
+    std::string message;
+    ASSERT_TRUE(policy.cmdSetSettings(settings, applied));
+    ASSERT_TRUE(policy.cmdActivateSystem(message, "")) << message;
+    const auto certificateState = [&] {
+        LSPinfo_t info;
+        LSPrequest_t required;
+        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, nullptr, nullptr, false)) << bridge::lastFailure().text;
+        return info.certificateState;
+    };
+    EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing);
+    steering().hang("C_FindObjectsInit");
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing) << "as last seen";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s) << "the first one waits a moment, the others do not";
+    steering().clearFaults();
 }
 
 // The token leaves between one object and the next.
