@@ -61,6 +61,7 @@ constexpr std::array rows = {
     Row{Say::providerRemembered, "Provider \"%s\" is loaded, now and at every start of the service."},
     Row{Say::providerUnloaded,   "Provider \"%s\" is unloaded."},
     Row{Say::providerRaised,     "Provider \"%s\" is one place up."},
+    Row{Say::providerIsFirst,    "Provider \"%s\" is the first already."},
 
     Row{Say::groupToken,            "Tokens: smart cards, USB keys, and keys in software"},
     Row{Say::verbTokenList,         "List the tokens that are there"},
@@ -93,6 +94,7 @@ constexpr std::array rows = {
     Row{Say::stateWriteProtected,   "write-protected"},
     Row{Say::noTokens,              "There are no tokens."},
     Row{Say::noSuchToken,           "there is no token \"%s\""},
+    Row{Say::noTokenInUse,          "there is no token that is initialised; \"panelctl token init\" makes one"},
     Row{Say::noUninitializedToken,  "there is no token that is not initialised; name the one to erase"},
     Row{Say::ambiguousToken,        "\"%s\" is the name of several tokens; say which by serial number or URI:"},
     Row{Say::nameTheToken,          "there are several tokens; say which by label, serial number or URI:"},
@@ -145,6 +147,7 @@ constexpr std::array rows = {
     Row{Say::valueNumber,      "NUMBER"},
     Row{Say::optionNeedsValue, "%s needs a value"},
     Row{Say::valueUnfit,       "\"%2$s\" is no value for %1$s"},
+    Row{Say::numberUnfit,      "\"%s\" is no number from %s to %s"},
     Row{Say::argumentMissing,  "%s is required"},
     Row{Say::optionRequires,   "%s requires %s"},
     Row{Say::optionExcludes,   "%s excludes %s"},
