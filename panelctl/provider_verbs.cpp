@@ -122,7 +122,7 @@ struct ProviderRaise {
         CLIVpnTokensController controller;
         const ProviderInfo provider = findProvider(controller, name);
         const bool isFirst = placeOf(controller, provider) == 0;
-        if (!isFirst && !controller.ProviderLevelUp(provider)) throw lastFailureError();
+        if (!controller.ProviderLevelUp(provider)) throw lastFailureError();
         if (context.json) {
             return printJson(
                 {{"schema", 1}, {"name", provider.*field::name}, {"place", placeOf(controller, provider)}});
