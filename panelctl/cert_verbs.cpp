@@ -267,6 +267,7 @@ struct CertReload {
     void options(CLI::App& verb) { verb.add_flag("--forget", forget, text(Say::optionForget)); }
     void run(const Context& context) const {
         if (!certsController(context)->ReloadAll(forget)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"reloaded", true}});
         printLine(text(Say::certsReloaded));
     }
 };

@@ -19,6 +19,7 @@
 #include <platform/bridge/command_sender.h>
 
 #include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cstdlib>
@@ -46,7 +47,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
     app.add_flag("--json", context.json, text(Say::optionJson));
     app.add_option("--timeout", options.timeout, text(Say::optionTimeout))
         ->type_name("SECONDS")
-        ->check(CLI::Range(0.0, 86400.0).description(""));
+        ->check(numberBetween(0, 86400));
     app.add_option("--lang", options.language, text(Say::optionLanguage))->type_name("LANGUAGE");
     app.add_flag("--no-color", options.noColour, text(Say::optionColour));
     app.add_flag("--version", options.version, text(Say::optionVersion));
@@ -60,11 +61,19 @@ void applyGlobalOptions(const GlobalOptions& options) {
     if (options.timeout) sender.SetWait(static_cast<std::uint32_t>(*options.timeout * 1000));
 }
 
-void printVersions() {
+void printVersions(const Context& context) {
     BridgeSession* const session = SessionsPool::GetSession(SessionParameters);
+    const bool reached = session && session->Connect();
+    if (context.json) {
+        return printJson({{"schema", 1},
+                          {"library", panelkit::version()},
+                          {"protocol", panelkit::protocolVersion()},
+                          {"service", reached ? session->service() : ""},
+                          {"problem", reached ? "" : failureText(bridge::lastFailure())}});
+    }
     printLine(phrase(Say::versionLibrary, {panelkit::version()}));
     printLine(phrase(Say::versionProtocol, {std::to_string(panelkit::protocolVersion())}));
-    if (session && session->Connect()) {
+    if (reached) {
         printLine(phrase(Say::versionService, {session->service()}));
     } else {
         printLine(phrase(Say::versionNoService, {failureText(bridge::lastFailure())}));
@@ -83,6 +92,30 @@ void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, 
     }
 }
 
+void printHelp(const CLI::App& app) {
+    std::string help = app.help();
+    help.erase(help.find_last_not_of('\n') + 1);
+    printLine(help);
+}
+
+// The arguments are taken, and their order is lost.
+void perform(CLI::App& app, std::vector<std::string>& arguments, const GlobalOptions& options, const Context& context) {
+    const std::string first = arguments.empty() ? "" : arguments.front();
+    if (first == completionRequest) return printCandidates(app, std::span(arguments).subspan(1));
+    if (first == manualRequest) return printRaw(manual(app));
+    std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
+    try {
+        app.parse(arguments);
+    } catch (const CLI::CallForHelp&) {
+        return printHelp(deepest(app));
+    }
+    if (options.version) {
+        printVersions(context);
+    } else if (app.get_subcommands().empty()) {
+        printHelp(app);
+    }
+}
+
 int report(Exit code, const std::string& text) {
     printNote(phrase(Say::errorPrefix, {text}));
     return static_cast<int>(code);
@@ -92,17 +125,6 @@ int report(const CommandError& error) {
     std::string lines = escaped(error.what());
     for (const std::string& line : error.below) lines += "\n" + escaped(line);
     return report(error.code, lines);
-}
-
-// Does what the arguments say, candidates and manual apart; what goes wrong is thrown.
-void runVerb(CLI::App& app, std::vector<std::string> arguments, const GlobalOptions& options) {
-    std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
-    app.parse(std::move(arguments));
-    if (options.version) {
-        printVersions();
-    } else if (app.get_subcommands().empty()) {
-        printLine(app.help());
-    }
 }
 
 } // namespace
@@ -117,16 +139,8 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     CLI::App app(text(Say::about), "panelctl");
     fill(app, groups, options, context);
     try {
-        if (completes) {
-            printCandidates(app, std::span(arguments).subspan(1));
-        } else if (!arguments.empty() && arguments.front() == manualRequest) {
-            printRaw(manual(app));
-        } else {
-            runVerb(app, std::move(arguments), options);
-        }
-        return static_cast<int>(Exit::ok);
-    } catch (const CLI::CallForHelp&) {
-        printLine(deepest(app).help());
+        perform(app, arguments, options, context);
+        flushOutput(); // a full disk is noticed here at the latest
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
         return report(Exit::usage, explain(app, error));

@@ -153,8 +153,9 @@ struct ConfigApply {
 
 struct ConfigCommit {
     void options(CLI::App&) {}
-    static void run(const Context&) {
+    static void run(const Context& context) {
         commit();
+        if (context.json) return printJson({{"schema", 1}, {"committed", true}});
         printLine(text(Say::changesCommitted));
     }
 };

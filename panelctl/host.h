@@ -11,6 +11,11 @@
 
 namespace panelctl {
 
+// Puts something that can be neither read nor written in the place of a standard stream that was closed by whoever
+// started the program. Otherwise the next socket or file that is opened takes that place, and receives what is meant
+// for people. To be called first of all.
+void occupyStandardStreams();
+
 // The folder that holds this program.
 std::filesystem::path programFolder();
 

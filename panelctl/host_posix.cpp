@@ -1,10 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/host.h>
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdlib>
 #include <system_error>
 
 namespace panelctl {
+
+void occupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
+        // The lowest free number is this one. It stays open, and fails when it is used the way it is meant to be.
+        [[maybe_unused]] const int taken = ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
 
 std::filesystem::path programFolder() {
     std::error_code ignored;

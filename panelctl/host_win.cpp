@@ -5,6 +5,8 @@
 
 namespace panelctl {
 
+void occupyStandardStreams() {} // streams are handles here: nothing takes the place of a missing one
+
 std::filesystem::path programFolder() {
     std::wstring name(32768, L'\0'); // no path is longer
     name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));

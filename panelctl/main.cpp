@@ -2,6 +2,7 @@
 //
 // panelctl: the table of its groups, and the way from a command line to an exit code.
 #include <panelctl/command_line.h>
+#include <panelctl/host.h>
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
 
@@ -28,5 +29,6 @@ constexpr std::array groups = {
 } // namespace
 
 int main(int argc, char** argv) {
+    panelctl::occupyStandardStreams();
     return panelctl::runCommandLine(panelctl::utf8Arguments(argc, argv), {groups.data(), groups.size()});
 }

@@ -6,9 +6,9 @@
 #include <panelctl/nearest.h>
 #include <panelctl/texts.h>
 
-#include <CLI/CLI.hpp>
-
 #include <array>
+#include <charconv>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -69,7 +69,25 @@ std::string reworded(const CLI::ParseError& error) {
     return escaped(what);
 }
 
+std::optional<double> numberIn(const std::string& text) {
+    double number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end) return std::nullopt;
+    return number;
+}
+
 } // namespace
+
+CLI::Validator numberBetween(std::int64_t least, std::int64_t most) {
+    const auto look = [least, most](const std::string& given) {
+        const std::optional<double> number = numberIn(given);
+        const bool fits =
+            number && *number >= static_cast<double>(least) && *number <= static_cast<double>(most); // not for "nan"
+        return fits ? std::string() : phrase(Say::numberUnfit, {given, std::to_string(least), std::to_string(most)});
+    };
+    return CLI::Validator(look, "");
+}
 
 const CLI::App& deepest(const CLI::App& app) {
     const auto parsed = app.get_subcommands();

@@ -3,12 +3,10 @@
 // Mistakes on the command line: each explained in one line, with what was probably meant or where to read more.
 #pragma once
 
-#include <string>
+#include <CLI/CLI.hpp>
 
-namespace CLI {
-class App;
-class ParseError;
-} // namespace CLI
+#include <cstdint>
+#include <string>
 
 namespace panelctl {
 
@@ -17,5 +15,8 @@ const CLI::App& deepest(const CLI::App& app);
 
 // The mistake for which the parser gave up.
 std::string explain(const CLI::App& app, const CLI::ParseError& error);
+
+// Checks that an option's value is a number between two, in words for people.
+CLI::Validator numberBetween(std::int64_t least, std::int64_t most);
 
 } // namespace panelctl

@@ -150,6 +150,7 @@ TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& nam
             found.end());
     }
     if (found.size() == 1) return found[0];
+    if (found.empty() && name.empty()) throw CommandError(Exit::notFound, text(Say::noTokenInUse));
     if (found.size() > 1 && name.empty()) failAmbiguous(text(Say::nameTheToken), found);
     if (found.size() > 1) failAmbiguous(phrase(Say::ambiguousToken, {name}), found);
     std::vector<std::string> names;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl provider ...
+#include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/host.h>
 #include <panelctl/names.h>
 #include <panelctl/output.h>
 #include <panelctl/verbs.h>
@@ -9,6 +11,9 @@
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
 
 namespace panelctl {
 
@@ -62,6 +67,15 @@ struct ProviderList {
     }
 };
 
+// People name files as seen from where they are; the service is elsewhere.
+std::string absolute(const std::string& module) {
+    const std::filesystem::path given = toPath(module);
+    if (given.empty() || given.has_root_directory()) return module;
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(given, error);
+    return error ? module : fromPath(full.lexically_normal());
+}
+
 struct ProviderLoad {
     std::string path, name;
     bool remember = false;
@@ -74,7 +88,7 @@ struct ProviderLoad {
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         ProviderInfo provider;
-        provider.*field::path = path;
+        provider.*field::path = absolute(path);
         provider.*field::name = name;
         provider.*field::isRemembered = remember;
         if (!controller.ProviderLoad(provider)) {
@@ -83,26 +97,50 @@ struct ProviderLoad {
         }
         if (context.json) return printJson(toJson(provider));
         const Say done = provider.*field::isRemembered ? Say::providerRemembered : Say::providerLoaded;
-        printLine(phrase(done, {provider.*field::name}));
+        printLine(phrase(done, {escaped(provider.*field::name)}));
     }
 };
 
-// The two verbs that name a provider and say no more.
-template <bool (VpnTokensController::*operation)(const ProviderInfo&), Say done>
-struct OnProvider {
+struct ProviderUnload {
     std::string name;
 
     void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
-    void run(const Context&) const {
+    void run(const Context& context) const {
         CLIVpnTokensController controller;
         const ProviderInfo provider = findProvider(controller, name);
-        if (!(controller.*operation)(provider)) throw lastFailureError();
-        printLine(phrase(done, {provider.*field::name}));
+        if (!controller.ProviderUnload(provider)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"unloaded", provider.*field::name}});
+        printLine(phrase(Say::providerUnloaded, {escaped(provider.*field::name)}));
     }
 };
 
-using ProviderUnload = OnProvider<&VpnTokensController::ProviderUnload, Say::providerUnloaded>;
-using ProviderRaise = OnProvider<&VpnTokensController::ProviderLevelUp, Say::providerRaised>;
+struct ProviderRaise {
+    std::string name;
+
+    void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
+    void run(const Context& context) const {
+        CLIVpnTokensController controller;
+        const ProviderInfo provider = findProvider(controller, name);
+        const bool isFirst = placeOf(controller, provider) == 0;
+        if (!controller.ProviderLevelUp(provider)) throw lastFailureError();
+        if (context.json) {
+            return printJson(
+                {{"schema", 1}, {"name", provider.*field::name}, {"place", placeOf(controller, provider)}});
+        }
+        printLine(phrase(isFirst ? Say::providerIsFirst : Say::providerRaised, {escaped(provider.*field::name)}));
+    }
+
+private:
+    // Counted from 0.
+    static std::size_t placeOf(VpnTokensController& controller, const ProviderInfo& provider) {
+        std::vector<ProviderInfo> listed;
+        if (!controller.EnumProviders(listed)) throw lastFailureError();
+        const auto found = std::find_if(listed.begin(), listed.end(), [&provider](const ProviderInfo& one) {
+            return one.*field::name == provider.*field::name;
+        });
+        return static_cast<std::size_t>(found - listed.begin());
+    }
+};
 
 } // namespace
 

@@ -2,6 +2,7 @@
 #include <panelctl/secrets.h>
 
 #include <panelctl/exit_codes.h>
+#include <panelctl/mistakes.h>
 #include <panelctl/terminal.h>
 
 #include <panelkit/cli/cli_input.h>
@@ -12,6 +13,7 @@
 
 #include <array>
 #include <cstdio>
+#include <limits>
 
 namespace panelctl {
 
@@ -64,7 +66,7 @@ SecretSource::SecretSource(CLI::App& verb, std::string name, Say what, Say quest
     verb.add_flag("--" + name_ + "-stdin", fromStandardInput_, phrase(Say::optionSecretStdin, {panelctl::text(what)}));
     verb.add_option("--" + name_ + "-fd", descriptor_, phrase(Say::optionSecretFd, {panelctl::text(what)}))
         ->type_name("FD")
-        ->check(CLI::NonNegativeNumber);
+        ->check(numberBetween(0, std::numeric_limits<int>::max()));
     verb.add_option("--" + name_ + "-file", file_, phrase(Say::optionSecretFile, {panelctl::text(what)}))
         ->type_name("FILE");
 }

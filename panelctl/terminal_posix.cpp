@@ -4,6 +4,7 @@
 #include <panelctl/exit_codes.h>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -34,6 +35,10 @@ OpenedFile::OpenedFile(const std::string& utf8Path) : descriptor_(::open(utf8Pat
     if (descriptor_ < 0) {
         throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
     }
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0 || !S_ISDIR(status.st_mode)) return;
+    ::close(descriptor_);
+    throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(EISDIR));
 }
 
 OpenedFile::~OpenedFile() { ::close(descriptor_); }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <iterator>
 
 namespace panelctl {
 
@@ -18,7 +19,7 @@ struct Row {
 };
 
 // clang-format off
-constexpr std::array rows = {
+constexpr Row rows[] = {
     Row{Say::about,            "Administers the VPN service on this host: its tokens, certificates, configuration and policy."},
     Row{Say::epilogue,         "'panelctl GROUP --help' lists the verbs of a group, 'panelctl GROUP VERB --help' the options of a verb. Global options are taken before or after the verb."},
     Row{Say::optionEndpoint,   "Socket (named pipe) of the service; else PANELKIT_BRIDGE, else the system's service"},
@@ -61,6 +62,7 @@ constexpr std::array rows = {
     Row{Say::providerRemembered, "Provider \"%s\" is loaded, now and at every start of the service."},
     Row{Say::providerUnloaded,   "Provider \"%s\" is unloaded."},
     Row{Say::providerRaised,     "Provider \"%s\" is one place up."},
+    Row{Say::providerIsFirst,    "Provider \"%s\" is the first already."},
 
     Row{Say::groupToken,            "Tokens: smart cards, USB keys, and keys in software"},
     Row{Say::verbTokenList,         "List the tokens that are there"},
@@ -93,6 +95,7 @@ constexpr std::array rows = {
     Row{Say::stateWriteProtected,   "write-protected"},
     Row{Say::noTokens,              "There are no tokens."},
     Row{Say::noSuchToken,           "there is no token \"%s\""},
+    Row{Say::noTokenInUse,          "there is no token that is initialised; \"panelctl token init\" makes one"},
     Row{Say::noUninitializedToken,  "there is no token that is not initialised; name the one to erase"},
     Row{Say::ambiguousToken,        "\"%s\" is the name of several tokens; say which by serial number or URI:"},
     Row{Say::nameTheToken,          "there are several tokens; say which by label, serial number or URI:"},
@@ -145,6 +148,7 @@ constexpr std::array rows = {
     Row{Say::valueNumber,      "NUMBER"},
     Row{Say::optionNeedsValue, "%s needs a value"},
     Row{Say::valueUnfit,       "\"%2$s\" is no value for %1$s"},
+    Row{Say::numberUnfit,      "\"%s\" is no number from %s to %s"},
     Row{Say::argumentMissing,  "%s is required"},
     Row{Say::optionRequires,   "%s requires %s"},
     Row{Say::optionExcludes,   "%s excludes %s"},
@@ -558,8 +562,8 @@ constexpr std::array rows = {
     Row{Say::optionPolicySubject,      "Subject of the certificate used towards the server"},
     Row{Say::optionPolicyKey,          "Name of the preshared key used towards the server"},
     Row{Say::optionPolicyTimeout,      "Seconds after which the policy exchange is given up"},
-    Row{Say::optionPolicyDriverMode,    "What the default driver policy does: drop-all, drop-all-except-dhcp or pass-all; of the system alone"},
-    Row{Say::optionPolicyDelay,         "Milliseconds that loading a policy takes, up to 60000; of the system alone"},
+    Row{Say::optionPolicyDriverMode,   "What the default driver policy does: drop-all, drop-all-except-dhcp or pass-all; of the system alone"},
+    Row{Say::optionPolicyDelay,        "Milliseconds that loading a policy takes, up to 60000; of the system alone"},
     Row{Say::headingRequired,          "REQUIRED"},
     Row{Say::headingInForce,           "IN FORCE"},
     Row{Say::headingDiffers,           "DIFFERS"},
@@ -590,10 +594,10 @@ constexpr std::array rows = {
     Row{Say::policyFieldSubject,       "subject"},
     Row{Say::policyFieldKey,           "preshared key"},
     Row{Say::policyFieldTimeout,       "time-out"},
-    Row{Say::policyFieldDelay,          "loading delay"},
+    Row{Say::policyFieldDelay,         "loading delay"},
     Row{Say::policyFieldEntry,         "entry"},
     Row{Say::policySeconds,            "%s s"},
-    Row{Say::policyMilliseconds,        "%s ms"},
+    Row{Say::policyMilliseconds,       "%s ms"},
     Row{Say::policyDiagnosis,          "Diagnosis: %s"},
     Row{Say::policyDiffers,            "yes"},
     Row{Say::policyDiffersHarmlessly,  "yes, without effect"},
@@ -612,38 +616,38 @@ constexpr std::array rows = {
     Row{Say::policyUserSourceSet,      "The policy source of the user is set."},
     Row{Say::policyNothingToSet,       "nothing is to be set; name a setting, such as --source"},
     Row{Say::policySourceNeeds,        "the settings would lack a fit value; give %s"},
-    Row{Say::policySystemOnly,          "%s is a setting of the system; it does not go with --user"},
-    Row{Say::policyDelayTooLong,        "--loading-delay: %s is not within 0..%s milliseconds"},
+    Row{Say::policySystemOnly,         "%s is a setting of the system; it does not go with --user"},
+    Row{Say::policyDelayTooLong,       "--loading-delay: %s is not within 0..%s milliseconds"},
     Row{Say::policyBadChoice,          "%s: \"%s\" is none of: %s"},
     Row{Say::policyFileNotWritten,     "the service has the settings, but your own file does not: %s"},
 };
 // clang-format on
 
 static_assert([] {
-    for (std::size_t i = 0; i < rows.size(); ++i) {
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
         if (static_cast<std::size_t>(rows[i].name) != i) return false;
     }
-    return rows.size() == static_cast<std::size_t>(Say::count_);
+    return std::size(rows) == static_cast<std::size_t>(Say::count_);
 }());
 
-using Cells = std::array<const char*, rows.size()>;
+using Cells = std::array<const char*, std::size(rows)>;
 
 constexpr Cells wordings() {
     Cells made{};
-    std::transform(rows.begin(), rows.end(), made.begin(), [](const Row& row) { return row.wording; });
+    std::transform(std::begin(rows), std::end(rows), made.begin(), [](const Row& row) { return row.wording; });
     return made;
 }
 
 // What is shown: the wordings above until a translation takes their places.
 constinit Cells cells = wordings();
 
-constexpr std::array<const char**, rows.size()> addresses() {
-    std::array<const char**, rows.size()> index{};
+constexpr std::array<const char**, std::size(rows)> addresses() {
+    std::array<const char**, std::size(rows)> index{};
     std::transform(cells.begin(), cells.end(), index.begin(), [](const char*& cell) { return &cell; });
     return index;
 }
 
-constinit std::array<const char**, rows.size()> cellIndex = addresses();
+constinit std::array<const char**, std::size(rows)> cellIndex = addresses();
 
 // A place to be filled at the start of `rest`, which follows a %: its length, and which it is, counted from 0.
 struct Place {
@@ -660,7 +664,7 @@ Place placeAt(std::string_view rest, std::size_t& next) {
 } // namespace
 
 constinit const CCLocLoader::Localization localization = {
-    .count = static_cast<std::uint32_t>(rows.size()),
+    .count = static_cast<std::uint32_t>(std::size(rows)),
     .bitsPerUnit = 8,
     .stamp = textTableStamp,
     .index = cellIndex.data(),

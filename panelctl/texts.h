@@ -60,6 +60,7 @@ enum class Say : std::uint16_t {
     providerRemembered,
     providerUnloaded,
     providerRaised,
+    providerIsFirst,
 
     // tokens
     groupToken,
@@ -93,6 +94,7 @@ enum class Say : std::uint16_t {
     stateWriteProtected,
     noTokens,
     noSuchToken,
+    noTokenInUse,
     noUninitializedToken,
     ambiguousToken,
     nameTheToken,
@@ -147,6 +149,7 @@ enum class Say : std::uint16_t {
     valueNumber,
     optionNeedsValue,
     valueUnfit,
+    numberUnfit,
     argumentMissing,
     optionRequires,
     optionExcludes,

@@ -101,6 +101,25 @@ bool mayBeFinalTry(const TokenInfo& token, std::uint32_t finalTryFlag, bool allo
 
 void addTokenArgument(CLI::App& verb, std::string& token) { verb.add_option("token", token, text(Say::argumentToken)); }
 
+void printTokens(const std::vector<TokenInfo>& tokens) {
+    auto list = nlohmann::ordered_json::array();
+    for (const TokenInfo& token : tokens) list.push_back(toJson(token));
+    printJson(list);
+}
+
+// Says in a sentence what became of a token; as JSON, shows the token as it is now.
+void printDone(VpnTokensController& controller, const Context& context, const TokenInfo& token,
+               const std::string& sentence) {
+    if (!context.json) return printLine(sentence);
+    TokenInfo shown = token;
+    for (const TokenInfo& now : listTokens(controller)) {
+        if (sameToken(now, token)) return printJson(toJson(now));
+        // One that was just initialised has another serial number than before.
+        if (now.*field::label == token.*field::label && now.*field::provider == token.*field::provider) shown = now;
+    }
+    printJson(toJson(shown));
+}
+
 struct TokenList {
     std::string provider;
 
@@ -108,11 +127,7 @@ struct TokenList {
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const std::vector<TokenInfo> tokens = listTokens(controller, provider);
-        if (context.json) {
-            auto list = nlohmann::ordered_json::array();
-            for (const TokenInfo& token : tokens) list.push_back(toJson(token));
-            return printJson(list);
-        }
+        if (context.json) return printTokens(tokens);
         if (tokens.empty()) return printNote(text(Say::noTokens));
         Table table({text(Say::headingLabel), text(Say::headingSerial), text(Say::headingProvider),
                      text(Say::headingModel), text(Say::headingState)});
@@ -144,10 +159,12 @@ struct TokenLogin {
         pin.emplace(verb, "pin", Say::secretPin);
         verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
     }
-    void run(const Context&) const {
+    void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
-        if (found.flags & flag::loggedIn) return printLine(phrase(Say::tokenWasLoggedIn, {labelOf(found)}));
+        if (found.flags & flag::loggedIn) {
+            return printDone(controller, context, found, phrase(Say::tokenWasLoggedIn, {labelOf(found)}));
+        }
         const bool mayBeFinal = mayBeFinalTry(found, flag::userPinFinalTry, finalTry);
         const Secret secret = pin->read(labelOf(found));
         PinStateMessage message;
@@ -155,7 +172,7 @@ struct TokenLogin {
             if (message.title.empty()) throw lastFailureError();
             throw CommandError(exitForTitle(message.title), message.text);
         }
-        printLine(phrase(Say::tokenLoggedIn, {labelOf(found)}));
+        printDone(controller, context, found, phrase(Say::tokenLoggedIn, {labelOf(found)}));
     }
 };
 
@@ -163,11 +180,11 @@ struct TokenLogout {
     std::string token;
 
     void options(CLI::App& verb) { addTokenArgument(verb, token); }
-    void run(const Context&) const {
+    void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         if (!controller.TokenLogout(found)) throw lastFailureError();
-        printLine(phrase(Say::tokenLoggedOut, {labelOf(found)}));
+        printDone(controller, context, found, phrase(Say::tokenLoggedOut, {labelOf(found)}));
     }
 };
 
@@ -196,7 +213,9 @@ struct TokenInit {
         const Secret user = pin->read(escaped(label), true);
         if (erases) requireUnchanged(controller, found);
         if (!controller.TokenInitialize(found, label, officer.text(), user.text(), erases)) throw lastFailureError();
-        printLine(phrase(Say::tokenInitialized, {escaped(label)}));
+        TokenInfo made = found;
+        made.*field::label = label;
+        printDone(controller, context, made, phrase(Say::tokenInitialized, {escaped(label)}));
     }
 
 private:
@@ -211,7 +230,8 @@ private:
         if (!inputIsTerminal())
             throw CommandError(Exit::notConfirmed, phrase(Say::eraseNeedsYes, {token.*field::label}));
         printNote(phrase(Say::eraseWarning, {labelOf(token), escaped(token.*field::serial)}));
-        if (ask(text(Say::erasePrompt)) != token.*field::label) {
+        const std::string answer = ask(text(Say::erasePrompt));
+        if (answer.empty() || answer != token.*field::label) { // a token may have no label: no answer is no consent
             throw CommandError(Exit::notConfirmed, text(Say::eraseNotConfirmed));
         }
     }
@@ -238,7 +258,7 @@ struct TokenChangePin {
         verb.add_flag("--so", ofSecurityOfficer, text(Say::optionSecurityOfficer));
         verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
     }
-    void run(const Context&) const {
+    void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         const std::uint32_t finalTryFlag = ofSecurityOfficer ? flag::soPinFinalTry : flag::userPinFinalTry;
@@ -248,7 +268,7 @@ struct TokenChangePin {
         if (!controller.TokenChangePassword(found, old.text(), fresh.text(), ofSecurityOfficer, mayBeFinal)) {
             throw lastFailureError();
         }
-        printLine(phrase(Say::tokenPinChanged, {labelOf(found)}));
+        printDone(controller, context, found, phrase(Say::tokenPinChanged, {labelOf(found)}));
     }
 };
 
@@ -259,13 +279,13 @@ struct TokenSeed {
         addTokenArgument(verb, token);
         verb.add_option("--seed-file", file, text(Say::optionSeedFile))->type_name("FILE");
     }
-    void run(const Context&) const {
+    void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         std::string seed = file.empty() ? fromSystem() : fromFile();
         const platform::WipeOnExit wiped(seed);
         if (!controller.InitTokenRNG(found, seed)) throw lastFailureError();
-        printLine(phrase(Say::tokenSeeded, {labelOf(found)}));
+        printDone(controller, context, found, phrase(Say::tokenSeeded, {labelOf(found)}));
     }
 
 private:
@@ -299,6 +319,7 @@ struct TokenReload {
         }
         if (!loggedIn.empty()) printNote(phrase(Say::reloadLogsOut, {loggedIn}));
         if (!controller.ReloadAll()) throw lastFailureError();
+        if (context.json) return printTokens(listTokens(controller));
         printLine(text(Say::tokensReloaded));
     }
 };

@@ -4,6 +4,7 @@
 // there again, what must have happened meanwhile is reported from the difference of two looks.
 #include <panelctl/endings.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/mistakes.h>
 #include <panelctl/output.h>
 #include <panelctl/verbs.h>
 #include <panelctl/watch_events.h>
@@ -248,8 +249,10 @@ struct Watch {
     std::optional<unsigned> count;
 
     void options(CLI::App& verb) {
-        verb.add_option("--for", seconds, text(Say::optionWatchFor))->type_name("SECONDS")->check(CLI::Range(0.0, 1e9));
-        verb.add_option("--count", count, text(Say::optionWatchCount))->type_name("N")->check(CLI::Range(1U, ~0U));
+        verb.add_option("--for", seconds, text(Say::optionWatchFor))
+            ->type_name("SECONDS")
+            ->check(numberBetween(0, 1'000'000'000));
+        verb.add_option("--count", count, text(Say::optionWatchCount))->type_name("N")->check(numberBetween(1, ~0U));
     }
     void run(const Context& context) const {
         std::optional<Clock::time_point> deadline;

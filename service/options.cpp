@@ -43,11 +43,15 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     options.administratorsGroup = "admin";
     options.providers.embeddedModule = installedEmbeddedModule();
 
+    const CLI::Validator something([](const std::string& given) { return given.empty() ? "is empty" : ""; }, "");
     CLI::App app(about, "panelkitd");
     app.set_version_flag("--version", std::string("panelkitd ") + PANELKIT_VERSION);
     app.add_option("--endpoint", options.endpoint, "Path of the socket (name of the pipe) to serve")
+        ->check(something)
         ->capture_default_str();
-    app.add_option("--state", options.state, "Folder for what survives a restart")->capture_default_str();
+    app.add_option("--state", options.state, "Folder for what survives a restart")
+        ->check(something)
+        ->capture_default_str();
     app.add_option("--users-group", options.usersGroup, "Group whose members may use the service")
         ->capture_default_str();
     app.add_option("--admin-group", options.administratorsGroup,

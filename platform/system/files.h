@@ -39,7 +39,8 @@ void removeUnfinished(const std::string& path);
 // account and be writable by nobody else.
 void makePrivateFolder(const std::string& path);
 
-// The path of this process's executable.
+// The path of this process's executable. Once that is replaced or removed, on Linux, a path that starts it all the
+// same.
 std::string executablePath();
 
 } // namespace platform

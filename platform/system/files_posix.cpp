@@ -143,8 +143,11 @@ void makePrivateFolder(const std::string& path) {
 }
 
 std::string executablePath() {
-    std::error_code ignored;
-    return std::filesystem::read_symlink("/proc/self/exe", ignored).string();
+    constexpr const char* self = "/proc/self/exe";
+    std::error_code error;
+    const std::filesystem::path path = std::filesystem::read_symlink(self, error);
+    // An update has put another file in its place: the link still leads to ours.
+    return error || !std::filesystem::exists(path, error) ? self : path.string();
 }
 
 } // namespace platform

@@ -39,7 +39,8 @@ std::string problemOf(const std::string& path) {
 } // namespace
 
 std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
-    if (path.empty() || path[0] != '/') refuse("its path is not absolute: " + path);
+    if (path.empty()) refuse("no path is given");
+    if (path[0] != '/') refuse("its path is not absolute: " + path);
     char buffer[PATH_MAX];
     if (!::realpath(path.c_str(), buffer)) refuse(path + ": " + std::generic_category().message(errno));
     const std::string resolved = buffer;

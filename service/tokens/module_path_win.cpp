@@ -78,6 +78,7 @@ std::optional<std::filesystem::path> resolve(const std::filesystem::path& path) 
 
 std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
     const std::filesystem::path given(platform::toUtf16(path));
+    if (path.empty()) refuse("no path is given");
     if (!given.is_absolute()) refuse("its path is not absolute: " + path);
     const std::optional<std::filesystem::path> resolved = resolve(given);
     if (!resolved) refuse(path + " is no regular file");

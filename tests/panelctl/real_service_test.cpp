@@ -62,6 +62,51 @@ TEST_F(TheAdministrator, IsSpokenToInTheLanguageOfTheEnvironment) {
     EXPECT_THAT(note({{"LC_ALL", "C.UTF-8"}, {"LANG", "ru_RU.UTF-8"}}), HasSubstr("there is no provider \"x\""));
 }
 
+TEST_F(TheAdministrator, GetsJsonOfWhateverChangesSomething) {
+    using nlohmann::json;
+    const auto asked = [&](std::vector<std::string> arguments, const std::string& input = {}) {
+        arguments.emplace_back("--json");
+        return json::parse(run(std::move(arguments), input).output);
+    };
+    EXPECT_EQ(
+        asked({"token", "init", "--label", "Office", "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n")["label"],
+        "Office");
+    EXPECT_EQ(asked({"token", "login", "Office", "--pin-stdin"}, "user-1\n")["loggedIn"], true);
+    EXPECT_EQ(asked({"token", "logout", "Office"})["loggedIn"], false);
+    EXPECT_EQ(asked({"token", "reload"})[0]["label"], "Office");
+    EXPECT_EQ(asked({"cert", "reload"})["reloaded"], true);
+    EXPECT_EQ(asked({"config", "commit"})["committed"], true);
+    EXPECT_EQ(asked({"provider", "raise", "embedded"})["place"], 0);
+    EXPECT_THAT(run({"provider", "raise", "embedded"}).output, HasSubstr("is the first already"));
+}
+
+TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
+    const auto written = [&](const std::string& redirection, const std::string& command) {
+        platform::ChildOptions options;
+        options.arguments = {"/bin/sh", "-c",
+                             builtProgram("panelctl") + " --endpoint " + service.endpoint() + " " + command +
+                                 redirection};
+        return platform::runChild(options, std::chrono::seconds(30));
+    };
+    for (const char* redirection : {" >/dev/full", " >&-"}) {
+        for (const char* command : {"--help", "provider list", "provider list --json", "config list"}) {
+            const platform::ChildResult result = written(redirection, command);
+            EXPECT_EQ(result.status, 1) << command << redirection;
+            EXPECT_THAT(result.error, HasSubstr("standard output can't be written"));
+        }
+    }
+    EXPECT_EQ(written(" <&- 2>&-", "provider list").status, 0);
+}
+
+TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
+    EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no token that is initialised"));
+    EXPECT_THAT(run({"--timeout", "-1", "token", "list"}).error,
+                HasSubstr("--timeout: \"-1\" is no number from 0 to 86400"));
+    EXPECT_THAT(run({"watch", "--count", "nan"}).error, HasSubstr("\"nan\" is no number from 1 to 4294967295"));
+    EXPECT_THAT(run({"provider", "load", "nowhere/x.so"}).error, HasSubstr("/nowhere/x.so: No such file"));
+    EXPECT_THAT(run({"config", "plan", "/"}).error, HasSubstr("/: Is a directory"));
+}
+
 // Another program, with the same module and folder, sees what was done.
 TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
     initialize("Office");
