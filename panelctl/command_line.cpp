@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/command_line.h>
 
-#include <panelctl/completion.h>
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/failure_text.h>
 #include <panelctl/help.h>
 #include <panelctl/language.h>
-#include <panelctl/manual.h>
 #include <panelctl/mistakes.h>
 #include <panelctl/output.h>
+#include <panelctl/program/completion.h>
+#include <panelctl/program/manual.h>
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
 

@@ -9,9 +9,7 @@
 
 namespace platform {
 
-inline std::filesystem::path toPath(std::string_view utf8) {
-    return std::u8string(utf8.begin(), utf8.end());
-}
+inline std::filesystem::path toPath(std::string_view utf8) { return std::u8string(utf8.begin(), utf8.end()); }
 
 inline std::string fromPath(const std::filesystem::path& path) {
     const std::u8string text = path.u8string();

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Every result of a certificate operation ends a verb with an exit code and a line of its own.
-#include <panelctl/cert_format.h>
-#include <panelctl/cert_outcomes.h>
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/cert_outcomes.h>
 
 #include <gmock/gmock.h>
 

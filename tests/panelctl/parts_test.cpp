@@ -3,9 +3,9 @@
 // What panelctl is made of, piece by piece.
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
-#include <panelctl/names.h>
 #include <panelctl/nearest.h>
 #include <panelctl/texts.h>
+#include <panelctl/tokens/names.h>
 
 #include <gmock/gmock.h>
 

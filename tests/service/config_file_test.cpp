@@ -57,10 +57,12 @@ protected:
         file.load();
         file.save(bodies);
     }
+    // The files of the configuration; the folder's lock is there too.
     std::vector<std::string> names() const {
         std::vector<std::string> found;
         for (const auto& entry : std::filesystem::directory_iterator(state.path())) {
-            found.push_back(entry.path().filename().string());
+            const std::string name = entry.path().filename().string();
+            if (name.starts_with("configuration")) found.push_back(name);
         }
         std::sort(found.begin(), found.end());
         return found;

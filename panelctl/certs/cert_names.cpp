@@ -1,0 +1,270 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/certs/cert_names.h>
+
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/display_width.h>
+#include <panelctl/terminal.h>
+#include <panelctl/verbs.h>
+
+#include <panelkit/format/ascii_case.h>
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <optional>
+
+namespace panelctl {
+
+using PKCS11::TokenInfo;
+using Certificate = OnToken<CertInfo>;
+using Crl = OnToken<CRLInfo>;
+using PresharedKey = OnToken<PresharedKeyInfo>;
+
+namespace {
+
+constexpr std::size_t shortestFingerprint = 8; // digits that are taken for the beginning of one
+
+// Each label costs a command, for which the service reads the token: beyond this many it would take minutes.
+constexpr std::size_t mostLabels = 100;
+
+// ASCII letters alone, so that the bytes of other characters stay.
+std::string lowered(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), panelkit::asciiLower);
+    return text;
+}
+
+// Hexadecimal digits as the records have them; people and other programs write "0a:1B" too. Empty for other text.
+std::string hexDigits(const std::string& text) {
+    std::string digits;
+    for (const char c : text) {
+        if (c == ':' || c == ' ') continue;
+        if (std::isxdigit(static_cast<unsigned char>(c)) == 0) return {};
+        digits += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return digits;
+}
+
+std::string withoutLeadingZeros(const std::string& digits) {
+    return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+}
+
+bool sameNumber(const std::string& digits, const std::string& number) {
+    return !digits.empty() && withoutLeadingZeros(digits) == withoutLeadingZeros(hexDigits(number));
+}
+
+bool beginsFingerprint(const std::string& digits, const std::string& fingerprint) {
+    return digits.size() >= shortestFingerprint && fingerprint.rfind(digits, 0) == 0;
+}
+
+bool contains(const std::string& text, const std::string& part) {
+    return lowered(text).find(lowered(part)) != std::string::npos;
+}
+
+bool named(const CertInfo& certificate, const std::string& name) {
+    const std::string digits = hexDigits(name);
+    return certificate.subject == name || (!name.empty() && commonName(certificate.subject) == name) ||
+           certificate.serialNumber == name || sameNumber(digits, certificate.serialNumber) ||
+           beginsFingerprint(digits, certificate.fingerprint);
+}
+
+bool named(const CRLInfo& crl, const std::string& name) {
+    const std::string digits = hexDigits(name);
+    return crl.issuer == name || commonName(crl.issuer) == name || beginsFingerprint(digits, crl.fingerprint);
+}
+
+template <class Object>
+using Test = std::function<bool(const OnToken<Object>&)>;
+
+// A text for each entry.
+template <class Object, class Teller>
+std::vector<std::string> told(const std::vector<OnToken<Object>>& listed, const Teller& teller) {
+    std::vector<std::string> texts(listed.size());
+    std::transform(listed.begin(), listed.end(), texts.begin(), teller);
+    return texts;
+}
+
+template <class Object>
+std::vector<OnToken<Object>> those(const std::vector<OnToken<Object>>& listed, const Test<Object>& test) {
+    std::vector<OnToken<Object>> found;
+    for (const OnToken<Object>& entry : listed) {
+        const bool again = std::any_of(found.begin(), found.end(), [&](const OnToken<Object>& other) {
+            return other.object == entry.object && sameToken(other.token, entry.token);
+        });
+        if (!again && test(entry)) found.push_back(entry); // twins are the same to the service too
+    }
+    return found;
+}
+
+// The only one of the first test that anything passes.
+template <class Object>
+std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& listed,
+                                       const std::vector<Test<Object>>& tests, const std::string& name,
+                                       std::string (*candidateLine)(const OnToken<Object>&)) {
+    for (const Test<Object>& test : tests) {
+        const std::vector<OnToken<Object>> found = those(listed, test);
+        if (found.size() == 1) return found.front();
+        if (found.empty()) continue;
+        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {name}), told(found, candidateLine));
+    }
+    return std::nullopt;
+}
+
+std::string certificateLine(const Certificate& entry) {
+    return phrase(Say::certCandidate, {entry.object.fingerprint.substr(0, 16), escaped(entry.object.subject),
+                                       dateText(entry.object.notAfter), escaped(nameOf(entry.token))});
+}
+
+std::string crlLine(const Crl& entry) {
+    return phrase(Say::crlCandidate, {entry.object.fingerprint.substr(0, 16), escaped(entry.object.issuer),
+                                      dateText(entry.object.thisUpdate), escaped(nameOf(entry.token))});
+}
+
+std::string keyLine(const PresharedKey& entry) {
+    return phrase(Say::keyCandidate, {escaped(entry.object.name), escaped(nameOf(entry.token))});
+}
+
+// Pairs the two vectors of a listing, and leaves the token's own objects when one is named.
+template <class Object>
+std::vector<OnToken<Object>> paired(VpnCertsController& controller, std::vector<Object> objects,
+                                    std::vector<TokenInfo> tokens, const std::string& token) {
+    std::optional<TokenInfo> wanted;
+    if (!token.empty()) wanted = findToken(controller, token);
+    std::vector<OnToken<Object>> listed;
+    for (std::size_t i = 0; i < objects.size(); ++i) {
+        if (!wanted || sameToken(*wanted, tokens[i])) listed.push_back({std::move(objects[i]), std::move(tokens[i])});
+    }
+    return listed;
+}
+
+// Nothing when the service has no details of the certificate; what else goes wrong is an error.
+std::optional<CertExtentions> detailsOf(VpnCertsController& controller, const Certificate& entry) {
+    CertInfo certificate = entry.object;
+    CertExtentions details;
+    std::string text;
+    if (controller.GetCertDetails(entry.token, certificate, details, text)) return details;
+    const bridge::FailureCode failure = bridge::lastFailure().code;
+    if (failure != bridge::FailureCode::none && failure != bridge::FailureCode::refused) throw lastFailureError();
+    return std::nullopt;
+}
+
+std::string hexOf(const std::string& bytes) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string text;
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        text += {digits[byte >> 4], digits[byte & 15]};
+    }
+    return text;
+}
+
+// A URI names the object by its label and identifier, which only the details tell.
+bool matchesUri(VpnCertsController& controller, const Certificate& entry, const std::string& uri) {
+    if (!panelctl::matchesUri(entry.token, uri)) return false;
+    const std::optional<std::string> label = uriAttribute(uri, "object");
+    const std::optional<std::string> id = uriAttribute(uri, "id");
+    if (!label && !id) return true;
+    const std::optional<CertExtentions> details = detailsOf(controller, entry);
+    return details && (!label || details->label == *label) && (!id || details->keyId == hexOf(*id));
+}
+
+std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const ObjectName& wanted, std::size_t count) {
+    const std::string& name = wanted.name;
+    if (isUri(name)) {
+        return {[&controller, name](const Certificate& entry) { return matchesUri(controller, entry, name); }};
+    }
+    std::vector<Test<CertInfo>> tests{[name](const Certificate& entry) { return named(entry.object, name); }};
+    if (count <= mostLabels) {
+        tests.emplace_back(
+            [&controller, name](const Certificate& entry) { return labelOf(controller, entry) == name; });
+    }
+    if (!wanted.exactly) {
+        tests.emplace_back([name](const Certificate& entry) { return contains(entry.object.subject, name); });
+    }
+    return tests;
+}
+
+} // namespace
+
+void ObjectName::options(CLI::App& verb, const char* object, Say description) {
+    verb.add_option(object, name, text(description))->required();
+    verb.add_option("--token", token, text(Say::argumentToken));
+}
+
+std::unique_ptr<VpnCertsController> certsController(const Context& context, bool printsRawData) {
+    if (context.json || printsRawData || !outputIsTerminal()) return std::make_unique<VpnCertsSilentController>();
+    return std::make_unique<VpnCertsCLIController>();
+}
+
+TokenInfo findToken(VpnCertsController& controller, const std::string& name) {
+    std::vector<TokenInfo> tokens;
+    if (!controller.GetTokensList(tokens)) throw lastFailureError();
+    return findToken(tokens, name);
+}
+
+std::vector<Certificate> listCertificates(VpnCertsController& controller, vocabulary::CertSelector selector,
+                                          const std::string& token) {
+    std::vector<CertInfo> certificates;
+    std::vector<TokenInfo> tokens;
+    if (!controller.EnumCertificates(static_cast<std::int32_t>(selector), certificates, tokens)) {
+        throw lastFailureError();
+    }
+    return paired(controller, std::move(certificates), std::move(tokens), token);
+}
+
+std::vector<Crl> listCrls(VpnCertsController& controller, const std::string& token) {
+    std::vector<CRLInfo> crls;
+    std::vector<TokenInfo> tokens;
+    if (!controller.EnumCRLs(crls, tokens)) throw lastFailureError();
+    return paired(controller, std::move(crls), std::move(tokens), token);
+}
+
+std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, const std::string& token) {
+    std::vector<PresharedKeyInfo> keys;
+    std::vector<TokenInfo> tokens;
+    if (!controller.EnumPresharedKeys(keys, tokens)) throw lastFailureError();
+    return paired(controller, std::move(keys), std::move(tokens), token);
+}
+
+Certificate findCertificate(VpnCertsController& controller, const ObjectName& name) {
+    const auto listed = listCertificates(controller, vocabulary::CertSelector::all, name.token);
+    if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine))
+        return *found;
+    const auto names = told(listed, [](const Certificate& entry) { return nameOf(entry.object); });
+    failUnknown(phrase(name.exactly ? Say::noCertOfExactName : Say::noSuchCert, {name.name}), name.name, names);
+}
+
+Crl findCrl(VpnCertsController& controller, const ObjectName& name) {
+    const auto listed = listCrls(controller, name.token);
+    std::vector<Test<CRLInfo>> tests{[&](const Crl& entry) { return named(entry.object, name.name); }};
+    if (!name.exactly) {
+        tests.emplace_back([&](const Crl& entry) { return contains(entry.object.issuer, name.name); });
+    }
+    if (const auto found = onlyOne(listed, tests, name.name, crlLine)) return *found;
+    const auto names = told(listed, [](const Crl& entry) { return commonName(entry.object.issuer); });
+    failUnknown(phrase(Say::noSuchCrl, {name.name}), name.name, names);
+}
+
+PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& name) {
+    const auto listed = listPresharedKeys(controller, name.token);
+    const std::vector<Test<PresharedKeyInfo>> tests{
+        [&](const PresharedKey& entry) { return entry.object.name == name.name; }};
+    if (const auto found = onlyOne(listed, tests, name.name, keyLine)) return *found;
+    const auto names = told(listed, [](const PresharedKey& entry) { return entry.object.name; });
+    failUnknown(phrase(Say::noSuchPresharedKey, {name.name}), name.name, names);
+}
+
+std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, const std::string& name) {
+    std::vector<std::size_t> exact, partly;
+    for (std::size_t i = 0; i < certificates.size(); ++i) {
+        if (named(certificates[i], name)) exact.push_back(i);
+        if (contains(certificates[i].subject, name)) partly.push_back(i);
+    }
+    return exact.empty() ? partly : exact;
+}
+
+std::string labelOf(VpnCertsController& controller, const Certificate& certificate) {
+    const std::optional<CertExtentions> details = detailsOf(controller, certificate);
+    return details ? details->label : std::string();
+}
+
+} // namespace panelctl

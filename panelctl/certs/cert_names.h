@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// How people name certificates, CRLs and preshared keys, and how panelctl finds what they mean: by what is exactly
+// theirs (subject, common name, serial number, fingerprint or a beginning of it, label, PKCS#11 URI), and failing that
+// by a part of the subject. Labels are not in the listing, so they are looked at only where there are up to 100
+// certificates; in a URI always. What can't be found comes with the nearest name, what is ambiguous with its
+// candidates.
+//
+//   const auto controller = certsController(context);
+//   const OnToken<CertInfo> found = findCertificate(*controller, {"gate.example", "Office"});
+#pragma once
+
+#include <panelctl/exit_codes.h>
+#include <panelctl/texts.h>
+#include <panelctl/tokens/names.h>
+
+#include <panelkit/certs/certs_controller.h>
+#include <vocabulary/certs.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace panelctl {
+
+struct Context;
+
+// An object and the token that holds it.
+template <class Object>
+struct OnToken {
+    Object object;
+    PKCS11::TokenInfo token;
+};
+
+// The name of an object as the command line gives it, and its token's where that was said.
+struct ObjectName {
+    std::string name;
+    std::string token;
+    bool exactly = false; // a part of the subject does not do
+
+    // The argument, `object`, and --token.
+    void options(CLI::App& verb, const char* object, Say description);
+};
+
+// Draws dots while the service works where a person looks on, and nothing where the output is read by a program.
+std::unique_ptr<VpnCertsController> certsController(const Context& context, bool printsRawData = false);
+
+// By label, serial number or PKCS#11 URI. An empty name means the only token there is. Throws CommandError.
+PKCS11::TokenInfo findToken(VpnCertsController& controller, const std::string& name);
+
+// All, or those on the token of that name.
+std::vector<OnToken<CertInfo>> listCertificates(VpnCertsController& controller, vocabulary::CertSelector selector,
+                                                const std::string& token = {});
+std::vector<OnToken<CRLInfo>> listCrls(VpnCertsController& controller, const std::string& token = {});
+std::vector<OnToken<PresharedKeyInfo>> listPresharedKeys(VpnCertsController& controller, const std::string& token = {});
+
+// The one that is meant. Throws CommandError.
+OnToken<CertInfo> findCertificate(VpnCertsController& controller, const ObjectName& name);
+OnToken<CRLInfo> findCrl(VpnCertsController& controller, const ObjectName& name);
+OnToken<PresharedKeyInfo> findPresharedKey(VpnCertsController& controller, const ObjectName& name);
+
+// The places of the certificates of a file that `name` names: all of the best way in which it fits any.
+std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, const std::string& name);
+
+// Whether both are the same object, whatever the service says of its state by now.
+inline bool sameObject(const CertInfo& one, const CertInfo& other) { return one.fingerprint == other.fingerprint; }
+inline bool sameObject(const CRLInfo& one, const CRLInfo& other) { return one.fingerprint == other.fingerprint; }
+inline bool sameObject(const PresharedKeyInfo& one, const PresharedKeyInfo& other) { return one == other; }
+
+// For just before a deletion: somebody may have exchanged the token, or the object, while a person read and typed.
+// `now` is what is listed by now. Throws CommandError.
+template <class Object>
+void requireStillThere(const OnToken<Object>& found, const std::vector<OnToken<Object>>& now, const std::string& name) {
+    for (const OnToken<Object>& entry : now) {
+        if (sameObject(entry.object, found.object) && sameToken(entry.token, found.token)) return;
+    }
+    throw CommandError(Exit::notFound, phrase(Say::objectGone, {name}));
+}
+
+// The label of a certificate's object on its token; empty when it has none.
+std::string labelOf(VpnCertsController& controller, const OnToken<CertInfo>& certificate);
+
+} // namespace panelctl

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl cert request: a certificate request, signed with a key pair on a token that never leaves it.
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/cert_names.h>
+#include <panelctl/certs/cert_outcomes.h>
+#include <panelctl/certs/destination.h>
+#include <panelctl/display_width.h>
+#include <panelctl/verbs.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <optional>
+
+namespace panelctl {
+
+using PKCS11::TokenInfo;
+using vocabulary::RequestFormat;
+namespace keyType = vocabulary::keyType;
+namespace digestNumber = vocabulary::digest;
+
+namespace {
+
+struct KeyTypeRow {
+    const char* name;
+    std::uint32_t type;
+    std::uint32_t usualBits; // where none are said
+};
+
+struct DigestRow {
+    const char* name;
+    std::uint32_t digest;
+};
+
+// clang-format off
+constexpr std::array keyTypes = {
+    KeyTypeRow{"rsa",   keyType::rsa,     2048},
+    KeyTypeRow{"ec",    keyType::ec,      256},
+    KeyTypeRow{"eddsa", keyType::edwards, 255},
+};
+
+constexpr std::array digests = { // the first is the usual one
+    DigestRow{"sha256", digestNumber::sha256},
+    DigestRow{"sha384", digestNumber::sha384},
+    DigestRow{"sha512", digestNumber::sha512},
+};
+// clang-format on
+
+std::string keyName(std::uint32_t type, std::uint32_t bits) {
+    std::string name = std::to_string(type);
+    for (const KeyTypeRow& row : keyTypes) {
+        if (row.type == type) name = row.name;
+    }
+    return bits == 0 ? name : name + ":" + std::to_string(bits);
+}
+
+std::string digestName(std::uint32_t digest) {
+    for (const DigestRow& row : digests) {
+        if (row.digest == digest) return row.name;
+    }
+    return std::to_string(digest);
+}
+
+bool has(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
+    return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
+// "rsa:2048, ec:256, ..."
+std::string onOffer(const std::vector<CertRequestKeyInfo>& choices) {
+    std::string list;
+    for (const CertRequestKeyInfo& choice : choices) {
+        for (const std::uint32_t bits : choice.keyBits) {
+            list += (list.empty() ? "" : ", ") + keyName(choice.keyType, bits);
+        }
+    }
+    return list;
+}
+
+// What "rsa", "rsa:3072" and "sha256" ask for, of what the token offers; the usual where nothing is asked for.
+class KeyChoice {
+public:
+    KeyChoice(std::string key, std::string digest) : key_(std::move(key)), digest_(std::move(digest)) {}
+
+    // Throws CommandError that lists what is on offer.
+    void applyTo(CertRequestInfo& info, const std::vector<CertRequestKeyInfo>& choices) const {
+        const std::size_t colon = key_.find(':');
+        const std::string name = key_.substr(0, colon);
+        for (const CertRequestKeyInfo& choice : choices) {
+            if (!name.empty() && keyName(choice.keyType, 0) != name) continue;
+            const std::optional<std::uint32_t> bits = bitsFor(choice, colon);
+            const std::optional<std::uint32_t> digest = digestFor(choice);
+            if (!bits) break;
+            if (!digest) failDigest(choice);
+            info.keyType = choice.keyType;
+            info.keyBits = *bits;
+            info.digest = *digest;
+            return;
+        }
+        throw CommandError(Exit::badInput, phrase(Say::keyNotOffered, {key_.empty() ? "-" : key_, onOffer(choices)}));
+    }
+
+private:
+    std::optional<std::uint32_t> bitsFor(const CertRequestKeyInfo& choice, std::size_t colon) const {
+        const std::vector<std::uint32_t>& offered = choice.keyBits;
+        std::uint32_t bits = 0;
+        if (colon != std::string::npos) {
+            const char* const end = key_.data() + key_.size();
+            const auto [behind, error] = std::from_chars(key_.data() + colon + 1, end, bits);
+            if (error != std::errc() || behind != end || !has(offered, bits)) return std::nullopt;
+            return bits;
+        }
+        for (const KeyTypeRow& row : keyTypes) {
+            if (row.type == choice.keyType && has(offered, row.usualBits)) return row.usualBits;
+        }
+        if (offered.empty()) return std::nullopt;
+        return offered.front();
+    }
+
+    std::optional<std::uint32_t> digestFor(const CertRequestKeyInfo& choice) const {
+        for (const DigestRow& row : digests) {
+            if ((digest_.empty() || digest_ == row.name) && has(choice.digests, row.digest)) return row.digest;
+        }
+        if (!digest_.empty()) return std::nullopt;
+        return choice.digests.empty() ? 0 : choice.digests.front(); // an EdDSA key has its digest built in
+    }
+
+    [[noreturn]] void failDigest(const CertRequestKeyInfo& choice) const {
+        std::string list;
+        for (const std::uint32_t digest : choice.digests) list += (list.empty() ? "" : ", ") + digestName(digest);
+        throw CommandError(Exit::badInput, phrase(Say::digestNotOffered, {digest_, list}));
+    }
+
+    const std::string key_, digest_;
+};
+
+struct CertRequest {
+    std::string token, key, digest, existingKey, usage;
+    std::vector<std::string> alternativeNames;
+    CertRequestInfo info;
+    Destination destination;
+    bool listKeys = false, der = false;
+
+    void options(CLI::App& verb) {
+        verb.add_option("--token", token, text(Say::argumentToken));
+        verb.add_flag("--list-keys", listKeys, text(Say::optionListKeys));
+        verb.add_option("--cn", info.commonName, text(Say::optionCommonName));
+        verb.add_option("--ou", info.organizationalUnit, text(Say::optionUnit));
+        verb.add_option("--o", info.organization, text(Say::optionOrganization));
+        verb.add_option("--l", info.locality, text(Say::optionLocality));
+        verb.add_option("--st", info.stateOrProvince, text(Say::optionState));
+        verb.add_option("--c", info.country, text(Say::optionCountry));
+        verb.add_option("--san", alternativeNames, text(Say::optionAlternativeName))
+            ->type_name("TYPE:NAME")
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+            ->allow_extra_args(false);
+        verb.add_option("--usage", usage, text(Say::optionKeyUsage))->type_name("NAME,...");
+        verb.add_option("--key", key, text(Say::optionKeyType))->type_name("TYPE[:BITS]");
+        verb.add_option("--digest", digest, text(Say::optionDigest))
+            ->check(CLI::IsMember({"sha256", "sha384", "sha512"}).description(""))
+            ->type_name("sha256|sha384|sha512");
+        CLI::Option* const label = verb.add_option("--label", info.keyLabel, text(Say::optionKeyLabel));
+        verb.add_option("--existing-key", existingKey, text(Say::optionExistingKey))
+            ->type_name("LABEL")
+            ->excludes(label);
+        verb.add_flag("--der", der, text(Say::optionDer));
+        destination.options(verb);
+    }
+
+    void run(const Context& context) const {
+        const CertRequestInfo wanted = asked();
+        if (!listKeys) destination.requireFit(!der);
+        const auto controller = certsController(context, !listKeys && destination.file.empty());
+        const TokenInfo target = findToken(*controller, token);
+        std::vector<CertRequestKeyInfo> choices;
+        if (!controller->GetCertRequestKeyInfo(target, choices)) throw lastFailureError();
+        if (listKeys) return list(context, choices);
+        make(*controller, target, wanted, choices);
+    }
+
+private:
+    // What the options say, but for the key.
+    CertRequestInfo asked() const {
+        CertRequestInfo wanted = info;
+        for (const std::string& name : alternativeNames) {
+            wanted.alternativeNames += (wanted.alternativeNames.empty() ? "" : ", ") + name;
+        }
+        if (!usage.empty()) wanted.keyUsage = parseKeyUsage(usage);
+        wanted.useExistingKey = !existingKey.empty();
+        if (wanted.useExistingKey) wanted.keyLabel = existingKey;
+        if (wanted.keyLabel.empty()) wanted.keyLabel = wanted.commonName;
+        wanted.format = static_cast<std::uint32_t>(der ? RequestFormat::der : RequestFormat::pem);
+        return wanted;
+    }
+
+    void make(VpnCertsController& controller, const TokenInfo& target, CertRequestInfo wanted,
+              const std::vector<CertRequestKeyInfo>& choices) const {
+        KeyChoice(key, digest).applyTo(wanted, choices);
+        std::string content;
+        const MakeCertRequestResult result = controller.MakeCertRequest(target, wanted, content);
+        if (result != static_cast<MakeCertRequestResult>(vocabulary::MakeRequest::made)) {
+            throw errorOf(result, {wanted.keyLabel, nameOf(target), content});
+        }
+        try {
+            destination.write(content);
+        } catch (const CommandError& error) { // the request is lost, its key is not
+            throw CommandError(error.code, error.what(),
+                               {phrase(Say::requestKeyStays, {wanted.keyLabel, nameOf(target)})});
+        }
+        if (destination.file.empty()) return;
+        printLine(
+            phrase(Say::requestMade, {escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))}));
+    }
+
+    static void list(const Context& context, const std::vector<CertRequestKeyInfo>& choices) {
+        auto all = nlohmann::ordered_json::array();
+        Table table({text(Say::headingKey), text(Say::headingDigests)});
+        for (const CertRequestKeyInfo& choice : choices) {
+            auto names = nlohmann::ordered_json::array();
+            std::string joined;
+            for (const std::uint32_t digest : choice.digests) {
+                names.push_back(digestName(digest));
+                joined += (joined.empty() ? "" : ", ") + digestName(digest);
+            }
+            all.push_back({{"schema", 1}, {"type", keyName(choice.keyType, 0)}, {"bits", choice.keyBits}});
+            all.back()["digests"] = names;
+            for (const std::uint32_t bits : choice.keyBits) table.add({{keyName(choice.keyType, bits)}, {joined}});
+        }
+        if (context.json) return printJson(all);
+        if (choices.empty()) return printNote(text(Say::noKeyChoices));
+        table.print();
+    }
+};
+
+} // namespace
+
+void addCertRequestVerbs(CLI::App& group, const Context& context) {
+    addVerb<CertRequest>(group, context, "request", Say::verbCertRequest);
+}
+
+} // namespace panelctl

@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl cert import, export, delete: what brings certificates onto tokens and away from them.
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/cert_names.h>
+#include <panelctl/certs/cert_outcomes.h>
+#include <panelctl/certs/destination.h>
+#include <panelctl/certs/import_file.h>
+#include <panelctl/confirm.h>
+#include <panelctl/display_width.h>
+#include <panelctl/verbs.h>
+
+#include <platform/system/wipe.h>
+
+#include <algorithm>
+#include <map>
+#include <optional>
+
+namespace panelctl {
+
+using PKCS11::TokenInfo;
+using vocabulary::CertExport;
+using vocabulary::CertImport;
+using vocabulary::ImportCert;
+using Certificate = OnToken<CertInfo>;
+
+namespace {
+
+bool offers(const CertImportOption& option, CertImport mode) {
+    return (option.modes >> static_cast<std::uint32_t>(mode) & 1U) != 0;
+}
+
+// ---- import
+
+struct CertImportVerb {
+    std::string path, token, only;
+    std::optional<SecretSource> password, pin;
+    bool listOnly = false, withoutKey = false, withoutChain = false, extractable = false;
+
+    void options(CLI::App& verb) {
+        verb.add_option("file", path, text(Say::argumentImportFile))->required();
+        verb.add_option("--token", token, text(Say::optionToToken));
+        verb.add_option("--only", only, text(Say::optionOnly))->type_name("NAME");
+        verb.add_flag("--list", listOnly, text(Say::optionListFile));
+        verb.add_flag("--no-key", withoutKey, text(Say::optionNoKey));
+        verb.add_flag("--no-chain", withoutChain, text(Say::optionNoChain));
+        verb.add_flag("--extractable", extractable, text(Say::optionExtractable));
+        password.emplace(verb, "password", Say::secretPassword, Say::promptSecretOfFile);
+        pin.emplace(verb, "pin", Say::secretPin);
+    }
+
+    void run(const Context& context) const {
+        const auto controller = certsController(context);
+        const ParsedFile file = parseFile(*controller, path, *password);
+        if (listOnly) return list(context, file);
+        const std::vector<std::size_t> places = chosen(file);
+        const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token)) : std::nullopt;
+        Imports imports(context.json);
+        for (const std::size_t place : places) {
+            importOne(*controller, file, place, secret ? secret->text().c_str() : nullptr, imports);
+        }
+        imports.finish();
+        if (!file.crls.empty()) printNote(phrase(Say::fileHasCrls, {std::to_string(file.crls.size()), escaped(path)}));
+    }
+
+private:
+    // Those with a key, since the others are there for their sake; without a key in the file, all.
+    std::vector<std::size_t> chosen(const ParsedFile& file) const {
+        std::vector<CertInfo> certificates(file.certificates.size());
+        std::transform(file.certificates.begin(), file.certificates.end(), certificates.begin(),
+                       [](const CertImportOption& option) { return option.certificate; });
+        std::vector<std::size_t> places = placesOf(certificates, only);
+        if (!only.empty() && places.size() > 1) failAmbiguous(certificates, places);
+        if (places.empty()) {
+            throw CommandError(Exit::notFound, only.empty() ? phrase(Say::fileHasOnlyCrls, {path})
+                                                            : phrase(Say::fileHasNoSuch, {path, only}));
+        }
+        if (only.empty() && !withoutKey && anyKey(file)) {
+            std::erase_if(places, [&](std::size_t at) { return !hasKey(file.certificates[at]); });
+        }
+        return places;
+    }
+
+    static bool hasKey(const CertImportOption& option) { return offers(option, CertImport::withPrivateKey); }
+    static bool anyKey(const ParsedFile& file) {
+        return std::any_of(file.certificates.begin(), file.certificates.end(), hasKey);
+    }
+
+    [[noreturn]] void failAmbiguous(const std::vector<CertInfo>& certificates,
+                                    const std::vector<std::size_t>& places) const {
+        std::vector<std::string> lines(places.size());
+        std::transform(places.begin(), places.end(), lines.begin(), [&](std::size_t at) {
+            return phrase(Say::fileCandidate,
+                          {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)});
+        });
+        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {only}), std::move(lines));
+    }
+
+    // The chain goes along with a certificate that is meant; where all are, its members come by themselves.
+    CertImport modeFor(const CertImportOption& option, const ParsedFile& file) const {
+        const bool key = hasKey(option) && !withoutKey;
+        const bool meant = key || !only.empty() || file.certificates.size() == 1;
+        const bool bringsUnwantedKey = hasKey(option) && withoutKey;
+        if (meant && !withoutChain && !bringsUnwantedKey && offers(option, CertImport::withChain)) {
+            return CertImport::withChain;
+        }
+        return key ? CertImport::withPrivateKey : CertImport::certificateOnly;
+    }
+
+    // The one that was said; else the one that holds its key already, as after a request; else the only one there is.
+    TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const ParsedFile& file) const {
+        if (!token.empty()) return findToken(controller, token); // also one that the service would not propose
+        if (option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
+            return file.tokens[option.keyTokens[0]];
+        }
+        return findToken(file.tokens, {});
+    }
+
+    void importOne(VpnCertsController& controller, const ParsedFile& file, std::size_t place, const char* secret,
+                   Imports& imports) const {
+        const CertImportOption& option = file.certificates[place];
+        const TokenInfo target = tokenFor(controller, option, file);
+        const CertImport mode = modeFor(option, file);
+        const ImportCertResult result = controller.ImportCertificate(
+            target, static_cast<std::uint32_t>(place), static_cast<CertImportMode>(mode), extractable, secret);
+        const std::string name = nameOf(option.certificate);
+        std::optional<CommandError> error;
+        if (result != static_cast<ImportCertResult>(ImportCert::imported)) {
+            error = errorOf(result, {name, nameOf(target)});
+        }
+        const Say said = mode == CertImport::withChain ? Say::certImportedWithChain : Say::certImported;
+        imports.add(toJson(option.certificate, target), phrase(said, {escaped(name), escaped(nameOf(target))}), error);
+    }
+
+    static void list(const Context& context, const ParsedFile& file) {
+        auto all = nlohmann::ordered_json::array();
+        Table table({text(Say::headingCertName), text(Say::headingIssuer), text(Say::headingCertSerial),
+                     text(Say::headingExpires), text(Say::headingDays), text(Say::headingKey)});
+        for (const auto& [certificate, modes, keyTokens] : file.certificates) {
+            all.push_back(toJson(certificate, TokenInfo{}));
+            all.back().erase("token");
+            table.add({{nameOf(certificate)},
+                       {commonName(certificate.issuer)},
+                       {certificate.serialNumber},
+                       {dateText(certificate.notAfter)},
+                       daysLeftCell(certificate.notAfter),
+                       {certificate.hasPrivateKey ? text(Say::keyPresent) : ""}});
+        }
+        if (context.json) return printJson(all);
+        table.print();
+        for (const CRLInfo& crl : file.crls) printLine(phrase(Say::fileHoldsCrl, {escaped(crl.issuer)}));
+    }
+};
+
+// ---- export
+
+struct CertExportVerb {
+    ObjectName name;
+    std::string formatName;
+    Destination destination;
+    std::optional<SecretSource> password;
+    bool withChain = false, withKey = false;
+
+    void options(CLI::App& verb) {
+        name.options(verb, "certificate", Say::argumentCert);
+        verb.add_option("--format", formatName, text(Say::optionExportFormat))
+            ->check(CLI::IsMember({"pem", "der", "pkcs7", "pkcs7-der", "pkcs12"}).description(""))
+            ->type_name("pem|der|pkcs7|pkcs7-der|pkcs12");
+        verb.add_flag("--chain", withChain, text(Say::optionExportChain));
+        verb.add_flag("--key", withKey, text(Say::optionExportKey));
+        destination.options(verb);
+        password.emplace(verb, "password", Say::secretNewPassword, Say::promptSecretOfCert);
+    }
+
+    void run(const Context& context) const {
+        const CertExport format = formatOf();
+        destination.requireFit(format == CertExport::pem || format == CertExport::pkcs7Pem);
+        const auto controller = certsController(context, destination.file.empty());
+        const Certificate found = findCertificate(*controller, name);
+        const std::string shown = escaped(nameOf(found.object));
+        const bool secretKey = format == CertExport::pkcs12 && (withKey || password->isGiven());
+        const Secret secret = secretKey ? password->read(shown, true) : Secret();
+        std::string content;
+        const platform::WipeOnExit wiped(content); // it may hold the private key
+        const ExportCertResult result =
+            controller->ExportCertificate(found.token, found.object, static_cast<CertExportFormat>(format),
+                                          secret.text(), withChain, withKey, content);
+        if (result != static_cast<ExportCertResult>(vocabulary::ExportCert::exported)) {
+            throw errorOf(result, {nameOf(found.object), nameOf(found.token), content});
+        }
+        destination.write(content);
+        if (!destination.file.empty()) printLine(phrase(Say::certExported, {shown, escaped(destination.file)}));
+    }
+
+private:
+    CertExport formatOf() const {
+        static const std::map<std::string, CertExport> formats{{"pem", CertExport::pem},
+                                                               {"der", CertExport::der},
+                                                               {"pkcs7", CertExport::pkcs7Pem},
+                                                               {"pkcs7-der", CertExport::pkcs7Der},
+                                                               {"pkcs12", CertExport::pkcs12}};
+        if (formatName.empty()) return withKey ? CertExport::pkcs12 : CertExport::pem;
+        return formats.at(formatName);
+    }
+};
+
+// ---- delete
+
+struct CertDelete {
+    ObjectName name;
+    bool yes = false;
+
+    void options(CLI::App& verb) {
+        name.options(verb, "certificate", Say::argumentCert);
+        verb.add_flag("--yes", yes, text(Say::optionYes));
+    }
+
+    void run(const Context& context) const {
+        const auto controller = certsController(context);
+        ObjectName wanted = name;
+        wanted.exactly = yes; // nobody looks at what a part of a name would find
+        const Certificate found = findCertificate(*controller, wanted);
+        const std::string label = labelOf(*controller, found);
+        confirmDeletion(warning(found), label.empty() ? nameOf(found.object) : label, yes);
+        requireStillThere(found, listCertificates(*controller, vocabulary::CertSelector::all), nameOf(found.object));
+        if (!controller->DeleteCertificate(found.token, found.object)) throw lastFailureError();
+        printLine(phrase(Say::certDeleted, {escaped(nameOf(found.object)), escaped(nameOf(found.token))}));
+    }
+
+private:
+    static std::string warning(const Certificate& found) {
+        const Say what = found.object.hasPrivateKey ? Say::certDeleteKeyWarning : Say::certDeleteWarning;
+        return phrase(what, {found.object.subject, found.object.serialNumber, nameOf(found.token)});
+    }
+};
+
+} // namespace
+
+void addCertTransferVerbs(CLI::App& group, const Context& context) {
+    addVerb<CertImportVerb>(group, context, "import", Say::verbCertImport);
+    addVerb<CertExportVerb>(group, context, "export", Say::verbCertExport);
+    addVerb<CertDelete>(group, context, "delete", Say::verbCertDelete);
+}
+
+} // namespace panelctl

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/certs/import_file.h>
+
+#include <panelctl/certs/cert_outcomes.h>
+#include <panelctl/display_width.h>
+#include <panelctl/output.h>
+#include <panelctl/terminal.h>
+
+#include <cstdint>
+#include <filesystem>
+
+namespace panelctl {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A frame of the bridge takes 64 MiB; the file shares it with its password.
+constexpr std::uintmax_t largestFile = (64U << 20) - 8192;
+constexpr std::uintmax_t mebibyte = 1U << 20;
+
+fs::path pathOf(const std::string& utf8) { return {std::u8string(utf8.begin(), utf8.end())}; }
+
+[[noreturn]] void refuse(Exit code, Say why, const std::string& path) { throw CommandError(code, phrase(why, {path})); }
+
+} // namespace
+
+void requireImportable(const std::string& utf8Path) {
+    std::error_code error;
+    const fs::file_status status = fs::status(pathOf(utf8Path), error);
+    if (status.type() == fs::file_type::not_found) refuse(Exit::badInput, Say::fileMissing, utf8Path);
+    if (error) throw CommandError(Exit::badInput, utf8Path + ": " + error.message());
+    if (fs::is_directory(status)) refuse(Exit::badInput, Say::fileIsFolder, utf8Path);
+    if (!fs::is_regular_file(status)) refuse(Exit::badInput, Say::fileIsSpecial, utf8Path);
+    const std::uintmax_t size = fs::file_size(pathOf(utf8Path), error);
+    if (error) throw CommandError(Exit::badInput, utf8Path + ": " + error.message());
+    if (size == 0) refuse(Exit::badInput, Say::fileIsEmpty, utf8Path);
+    if (size > largestFile) {
+        throw CommandError(Exit::tooLarge, phrase(Say::fileTooLarge, {utf8Path, std::to_string(size / mebibyte),
+                                                                      std::to_string(largestFile / mebibyte)}));
+    }
+    const OpenedFile mayBeRead(utf8Path);
+}
+
+ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password) {
+    requireImportable(utf8Path);
+    ParsedFile file;
+    const auto parse = [&](const Secret& secret) {
+        return controller.ParseCertFile(utf8Path.c_str(), secret.text().c_str(), file.tokens, file.certificates,
+                                        file.crls);
+    };
+    const auto needsPassword = static_cast<ParseCertFileResult>(vocabulary::ParseResult::passwordWrong);
+    ParseCertFileResult result = parse(password.isGiven() ? password.read(escaped(utf8Path)) : Secret());
+    if (result == needsPassword && !password.isGiven() && inputIsTerminal()) {
+        result = parse(password.read(escaped(utf8Path)));
+    }
+    if (result != ParseCertFileResult::success) throw errorOf(result, {utf8Path, {}});
+    return file;
+}
+
+// ---- one after the other
+
+void Imports::add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error) {
+    if (error && error->code != Exit::alreadyThere) {
+        print(); // what is done is done
+        throw CommandError(*error);
+    }
+    object["imported"] = !error;
+    all_.push_back(std::move(object));
+    if (error) {
+        wereThere_.emplace_back(error->what());
+        return;
+    }
+    any_ = true;
+    if (!asJson_) printLine(line);
+}
+
+void Imports::print() const {
+    if (asJson_) printJson(all_);
+    for (const std::string& line : wereThere_) printNote(escaped(line));
+}
+
+void Imports::finish() const {
+    if (any_ || wereThere_.empty()) return print();
+    if (asJson_) printJson(all_);
+    throw CommandError(Exit::alreadyThere, wereThere_.front(), {wereThere_.begin() + 1, wereThere_.end()});
+}
+
+} // namespace panelctl

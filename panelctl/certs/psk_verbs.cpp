@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl psk ...: preshared keys. Their values go to the token and never come back.
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/cert_names.h>
+#include <panelctl/confirm.h>
+#include <panelctl/display_width.h>
+#include <panelctl/secrets.h>
+#include <panelctl/verbs.h>
+
+#include <optional>
+
+namespace panelctl {
+
+using PKCS11::TokenInfo;
+using PresharedKey = OnToken<PresharedKeyInfo>;
+
+namespace {
+
+struct PskList {
+    std::string token;
+
+    void options(CLI::App& verb) { verb.add_option("--token", token, text(Say::optionOnToken)); }
+    void run(const Context& context) const {
+        const auto controller = certsController(context);
+        const std::vector<PresharedKey> listed = listPresharedKeys(*controller, token);
+        if (context.json) {
+            auto list = nlohmann::ordered_json::array();
+            for (const auto& [key, on] : listed) {
+                list.push_back({{"schema", 1}, {"name", key.name}, {"token", tokenJson(on)}});
+            }
+            return printJson(list);
+        }
+        if (listed.empty()) return printNote(text(Say::noKeys));
+        Table table({text(Say::headingCertName), text(Say::headingToken)});
+        for (const auto& [key, on] : listed) table.add({{key.name}, {nameOf(on)}});
+        table.print();
+    }
+};
+
+struct PskCreate {
+    std::string name, token;
+    std::optional<SecretSource> value;
+
+    void options(CLI::App& verb) {
+        verb.add_option("name", name, text(Say::argumentNewKey))->required();
+        verb.add_option("--token", token, text(Say::optionToToken));
+        value.emplace(verb, "value", Say::secretValue, Say::promptSecretOfKey);
+    }
+    void run(const Context& context) const {
+        const auto controller = certsController(context);
+        const TokenInfo target = findToken(*controller, token);
+        const Secret secret = value->read(escaped(name), true);
+        if (!controller->CreatePresharedKey(target, name, secret.text())) throw lastFailureError();
+        printLine(phrase(Say::keyCreated, {escaped(name), escaped(nameOf(target))}));
+    }
+};
+
+struct PskDelete {
+    ObjectName name;
+    bool yes = false;
+
+    void options(CLI::App& verb) {
+        name.options(verb, "name", Say::argumentKey);
+        verb.add_flag("--yes", yes, text(Say::optionYes));
+    }
+
+    void run(const Context& context) const {
+        const auto controller = certsController(context);
+        const PresharedKey found = findPresharedKey(*controller, name);
+        const std::string& key = found.object.name;
+        confirmDeletion(phrase(Say::keyDeleteWarning, {key, nameOf(found.token)}), key, yes);
+        requireStillThere(found, listPresharedKeys(*controller), key);
+        if (!controller->DeletePresharedKey(found.token, found.object)) throw lastFailureError();
+        printLine(phrase(Say::keyDeleted, {escaped(key), escaped(nameOf(found.token))}));
+    }
+};
+
+} // namespace
+
+void addPskVerbs(CLI::App& group, const Context& context) {
+    addVerb<PskList>(group, context, "list", Say::verbPskList);
+    addVerb<PskCreate>(group, context, "create", Say::verbPskCreate);
+    addVerb<PskDelete>(group, context, "delete", Say::verbPskDelete);
+}
+
+} // namespace panelctl

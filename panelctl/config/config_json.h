@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+//
+// Parameters as JSON (docs/configuration.schema.json):
+//
+//   flags      true, false
+//   numbers    90
+//   choices    {"value": 1, "name": "NATT_POLICY_STD"}; the number or the symbolic name alone are read too
+//   gateways   [{"GATE_ADDRESS": "gw1", "CERT_SUBJECT": "", "DST_SELECTOR": "10.0.0.0/8"}]
+//   others     strings, as they are typed
+//
+// Display texts appear nowhere: what is stored does not depend on a language.
+#pragma once
+
+#include <panelctl/config/config_draft.h>
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <string>
+#include <vector>
+
+namespace panelctl {
+
+// The value, masked when it is a secret and not revealed.
+nlohmann::ordered_json valueToJson(const ParamGroup& group, const Param& param, bool reveal);
+
+// Sets the value. Throws CommandError, with the value as it was.
+void setFromJson(ParamGroup& group, Param& param, const nlohmann::ordered_json& value);
+
+// A parameter with its value, for listings.
+nlohmann::ordered_json parameterToJson(const ParamGroup& group, const Param& param, bool reveal);
+
+// Adds what is fixed about a parameter: its help, and what is legal.
+void describeInJson(nlohmann::ordered_json& record, const Param& param);
+
+nlohmann::ordered_json changesToJson(const std::vector<Change>& changes, bool reveal);
+
+} // namespace panelctl

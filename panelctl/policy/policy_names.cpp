@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/policy/policy_names.h>
+
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/nearest.h>
+#include <panelctl/output.h>
+
+#include <panelkit/format/ascii_case.h>
+#include <vocabulary/policy.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <system_error>
+#include <vector>
+
+namespace panelctl {
+
+using nlohmann::ordered_json;
+namespace field = vocabulary::policyInfo;
+
+namespace {
+
+struct TypeRow {
+    std::uint32_t type;
+    const char* name; // in JSON
+    Say text;
+};
+// clang-format off
+constexpr std::array types = {
+    TypeRow{LSPdriver,       "driver",        Say::policyDriver},
+    TypeRow{LSPsystemLocal,  "system-local",  Say::policySystemLocal},
+    TypeRow{LSPsystemFile,   "system-file",   Say::policySystemFile},
+    TypeRow{LSPsystemServer, "system-server", Say::policySystemServer},
+    TypeRow{LSPsystemOther,  "system-other",  Say::policySystemOther},
+    TypeRow{LSPuserFile,     "user-file",     Say::policyUserFile},
+    TypeRow{LSPuserServer,   "user-server",   Say::policyUserServer},
+    TypeRow{LSPuserLocal,    "user-local",    Say::policyUserLocal},
+};
+
+constexpr std::array<const char*, 4> stateNames = {"no-answer", "loading", "in-force", "diagnosed"};
+// clang-format on
+
+const TypeRow* typeRow(std::uint32_t type) {
+    const auto* const row = std::find_if(types.begin(), types.end(), [&](const TypeRow& r) { return r.type == type; });
+    return row == types.end() ? nullptr : row;
+}
+
+ordered_json choiceJson(const LPARAMS::Variant* rows, std::int32_t value) {
+    const LPARAMS::Variant* row = panelkit::findVariant(rows, value);
+    return {{"value", value}, {"name", row && row->name ? ordered_json(row->name) : ordered_json(nullptr)}};
+}
+
+ordered_json driverModeJson(std::uint32_t mode) {
+    const auto& names = vocabulary::driverModeNames;
+    return {{"value", mode}, {"name", mode < names.size() ? ordered_json(names[mode]) : ordered_json(nullptr)}};
+}
+
+ordered_json toJson(const LSPserver_t& server) {
+    return {{"address", server.Server},
+            {"logLevel", choiceJson(LPARAMS::LOG_LEVEL_VARIANTS, server.LogLevel)},
+            {"authentication", server.authKind == LSPauthPresharedKey ? "preshared-key" : "certificate"},
+            {"idType", choiceJson(LPARAMS::PMP_ID_TYPE_VARIANTS, server.PmpIdType)},
+            {"idValue", server.PmpIdValue},
+            {"subject", server.Subject},
+            {"presharedKey", server.presharedKeyName},
+            {"timeout", server.PmpTimeout}};
+}
+
+// The names between the ", " of a listing.
+std::vector<std::string> splitNames(std::string_view listed) {
+    constexpr std::string_view between = ", ";
+    std::vector<std::string> names;
+    while (!listed.empty()) {
+        const std::size_t end = std::min(listed.find(between), listed.size());
+        names.emplace_back(listed.substr(0, end));
+        listed.remove_prefix(std::min(end + between.size(), listed.size()));
+    }
+    return names;
+}
+
+template <class Print>
+void eachLine(std::string_view lines, Print&& print) {
+    while (!lines.empty()) {
+        const std::size_t end = std::min(lines.find('\n'), lines.size());
+        std::string line(lines.substr(0, end));
+        std::replace(line.begin(), line.end(), '\t', ' ');
+        print(escaped(line));
+        lines.remove_prefix(std::min(end + 1, lines.size()));
+    }
+}
+
+} // namespace
+
+std::string policyTypeName(std::uint32_t type) {
+    const TypeRow* row = typeRow(type);
+    return row ? text(row->text) : std::to_string(type);
+}
+
+std::string driverModeName(std::uint32_t mode) {
+    switch (mode) {
+    case LSPdropAll: return text(Say::policyDropAll);
+    case LSPdropAllExceptDhcp: return text(Say::policyDropAllExceptDhcp);
+    case LSPpassAll: return text(Say::policyPassAll);
+    default: return std::to_string(mode);
+    }
+}
+
+std::string authenticationName(std::uint32_t kind) {
+    return text(kind == LSPauthPresharedKey ? Say::policyByKey : Say::policyByCertificate);
+}
+
+std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value) {
+    const LPARAMS::Variant* row = panelkit::findVariant(rows, value);
+    if (!row) return "=" + std::to_string(value);
+    return row->name ? std::string(*row->text) + " (" + row->name + ")" : *row->text;
+}
+
+std::int32_t readChoice(const std::string& option, const std::string& given, const LPARAMS::Variant* rows) {
+    std::vector<std::string> names;
+    for (const LPARAMS::Variant* row = rows; row->text; ++row) {
+        if (row->name && panelkit::equalIgnoringCase(given, row->name)) return row->value;
+        if (panelkit::equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value))
+            return row->value;
+        names.emplace_back(*row->text);
+    }
+    throw notAmong(option, given, names);
+}
+
+CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal) {
+    std::string names;
+    for (const std::string& name : legal) names += (names.empty() ? "" : ", ") + name;
+    const std::string meant = nearest(given, legal);
+    return {Exit::badInput, phrase(Say::policyBadChoice, {option, given, names}) +
+                                (meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant}))};
+}
+
+ordered_json toJson(const LSPrequest_t& request) {
+    const TypeRow* row = typeRow(request.type);
+    return {{"type", request.type}, {"kind", row ? row->name : "other"}, {"user", request.user},
+            {"file", request.file}, {"server", toJson(request.server)},  {"driverMode", request.driverMode}};
+}
+
+ordered_json toJson(const LSPcmd::LSPsettings_t& settings) {
+    auto entries = ordered_json::array();
+    for (const LSPcmd::LSPentry_t& entry : settings.entries)
+        entries.push_back({entry.first, entry.second, entry.third});
+    return {{"schema", 1},
+            {"source", choiceJson(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source)},
+            {"file", settings.File},
+            {"server", toJson(settings.server)},
+            {"driverMode", driverModeJson(settings.*vocabulary::policySettings::driverMode)},
+            {"loadingDelay", settings.*vocabulary::policySettings::loadingDelay},
+            {"entries", entries}};
+}
+
+ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequest_t::InfoType state,
+                    const std::string& shown) {
+    return {{"schema", 1},
+            {"state", stateNames.at(state)},
+            {"text", shown},
+            {"message", info.message},
+            {"title", info.Title},
+            {"name", info.*field::name},
+            {"version", info.*field::version},
+            {"activatedBy", info.*field::activatedBy},
+            {"sectionCount", info.*field::sectionCount},
+            {"sections", splitNames(info.*field::sections)},
+            {"activated", info.activated},
+            {"fromConfigDb", info.fromConfigDb},
+            {"asRequired", info.request == required && !info.fromConfigDb},
+            {"required", toJson(required)},
+            {"inForce", toJson(info.request)},
+            {"certificate", info.*field::certificate},
+            {"certificateState", info.certificateState},
+            {"certificateDate", info.certificateDate}};
+}
+
+void noteLines(const std::string& text) { eachLine(text, printNote); }
+
+} // namespace panelctl

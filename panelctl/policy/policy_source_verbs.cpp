@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl policy source ...: where the policy is taken from, for the system and for a user.
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/output.h>
+#include <panelctl/policy/policy_names.h>
+#include <panelctl/verbs.h>
+
+#include <panelkit/lsp/user_settings_file.h>
+
+#include <vocabulary/policy.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+
+namespace panelctl {
+
+using LSPcmd::LSPsettings_t;
+namespace systemField = vocabulary::policySettings;
+
+namespace {
+
+constexpr std::int32_t sourceFile = 1;
+constexpr std::int32_t sourceServer = 2;
+
+// Whose settings: the system's, or with --user those of a user, the current one unless named.
+struct Owner {
+    std::string user;
+    CLI::Option* option = nullptr;
+
+    void options(CLI::App& verb) {
+        option = verb.add_option("--user", user, text(Say::optionSourceOfUser))->expected(0, 1)->type_name("[NAME]");
+    }
+    bool isUser() const { return option->count() > 0; }
+    bool isCurrentUser() const { return isUser() && user.empty(); }
+
+    LSPsettings_t get() const {
+        LSPController controller;
+        LSPsettings_t settings;
+        const bool answered =
+            isUser() ? controller.cmdGetUserSettings(user, &settings) : controller.cmdGetSettings(&settings);
+        if (!answered) throw lastFailureError();
+        return settings;
+    }
+    void set(const LSPsettings_t& settings) const {
+        LSPController controller;
+        bool applied = false;
+        const bool answered = isUser() ? controller.cmdSetUserSettings(user, settings, applied)
+                                       : controller.cmdSetSettings(settings, applied);
+        if (!answered) throw lastFailureError();
+        if (!applied) throw CommandError(Exit::settingsNotApplied, text(Say::policySettingsNotApplied));
+    }
+};
+
+// Driver mode and loading delay count in the system's settings alone, so they are shown there only.
+void printSettings(const LSPsettings_t& settings, bool ofSystem) {
+    const LSPserver_t& server = settings.server;
+    Table table({text(Say::headingSetting), text(Say::headingValue)});
+    const auto row = [&](Say name, const std::string& value) { table.add({{text(name)}, {value}}); };
+    row(Say::policyFieldSource, choiceName(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source));
+    row(Say::policyFieldFile, settings.File);
+    row(Say::policyFieldServer, server.Server);
+    row(Say::policyFieldLogLevel, choiceName(LPARAMS::LOG_LEVEL_VARIANTS, server.LogLevel));
+    row(Say::policyFieldAuth, authenticationName(server.authKind));
+    row(Say::policyFieldIdType, choiceName(LPARAMS::PMP_ID_TYPE_VARIANTS, server.PmpIdType));
+    row(Say::policyFieldIdValue, server.PmpIdValue);
+    row(Say::policyFieldSubject, server.Subject);
+    row(Say::policyFieldKey, server.presharedKeyName);
+    row(Say::policyFieldTimeout, phrase(Say::policySeconds, {std::to_string(server.PmpTimeout)}));
+    if (ofSystem) {
+        row(Say::policyFieldDriver, driverModeName(settings.*systemField::driverMode));
+        row(Say::policyFieldDelay,
+            phrase(Say::policyMilliseconds, {std::to_string(settings.*systemField::loadingDelay)}));
+    }
+    for (const LSPcmd::LSPentry_t& entry : settings.entries) {
+        row(Say::policyFieldEntry, entry.first + " " + entry.second + " " + entry.third);
+    }
+    table.print();
+}
+
+struct SourceGet {
+    Owner owner;
+
+    void options(CLI::App& verb) { owner.options(verb); }
+    void run(const Context& context) const {
+        const LSPsettings_t settings = owner.get();
+        if (context.json) return printJson(toJson(settings));
+        printSettings(settings, !owner.isUser());
+    }
+};
+
+// The service and later front ends have other working folders.
+std::string absolutePath(const std::string& utf8) {
+    if (utf8.empty()) return utf8;
+    std::error_code error;
+    const auto path = std::filesystem::absolute(std::filesystem::path(std::u8string(utf8.begin(), utf8.end())), error);
+    if (error) throw CommandError(Exit::badInput, utf8 + ": " + error.message());
+    const std::u8string text = path.u8string();
+    return {text.begin(), text.end()};
+}
+
+class SourceSet {
+public:
+    void options(CLI::App& verb) {
+        owner_.options(verb);
+        const auto add = [&](const char* name, auto& value, Say help) { verb.add_option(name, value, text(help)); };
+        add("--source", source_, Say::optionSource);
+        add("--file", file_, Say::optionPolicyFile);
+        add("--server", server_, Say::optionPolicyServer);
+        add("--log-level", logLevel_, Say::optionPolicyLogLevel);
+        add("--auth", auth_, Say::optionPolicyAuth);
+        add("--id-type", idType_, Say::optionPolicyIdType);
+        add("--id-value", idValue_, Say::optionPolicyIdValue);
+        add("--subject", subject_, Say::optionPolicySubject);
+        add("--psk", key_, Say::optionPolicyKey);
+        add("--pmp-timeout", timeout_, Say::optionPolicyTimeout);
+        add("--driver-mode", driverMode_, Say::optionPolicyDriverMode);
+        add("--loading-delay", delay_, Say::optionPolicyDelay);
+    }
+
+    void run(const Context& context) const {
+        if (owner_.isUser()) refuseWhatIsTheSystems();
+        LSPsettings_t settings = owner_.get();
+        if (!change(settings)) throw CommandError(Exit::usage, text(Say::policyNothingToSet));
+        check(settings);
+        owner_.set(settings);
+        if (owner_.isCurrentUser()) storeOwnFile(settings);
+        if (context.json) return printJson(toJson(settings));
+        printLine(text(owner_.isUser() ? Say::policyUserSourceSet : Say::policySystemSourceSet));
+    }
+
+private:
+    // Whether there was anything to change.
+    bool change(LSPsettings_t& settings) const {
+        bool any = false;
+        const auto put = [&](const auto& given, auto& field, auto&& read) {
+            if (!given) return;
+            field = read(*given);
+            any = true;
+        };
+        const auto asIs = [](const auto& value) { return value; };
+        const auto choice = [](const char* option, const LPARAMS::Variant* rows) {
+            return [option, rows](const std::string& value) { return readChoice(option, value, rows); };
+        };
+        LSPserver_t& server = settings.server;
+        put(source_, settings.Source, choice("--source", LPARAMS::LSP_SOURCE_VARIANTS));
+        put(file_, settings.File, absolutePath);
+        put(server_, server.Server, asIs);
+        put(logLevel_, server.LogLevel, choice("--log-level", LPARAMS::LOG_LEVEL_VARIANTS));
+        put(auth_, server.authKind, readAuthentication);
+        put(idType_, server.PmpIdType, choice("--id-type", LPARAMS::PMP_ID_TYPE_VARIANTS));
+        put(idValue_, server.PmpIdValue, asIs);
+        put(subject_, server.Subject, asIs);
+        put(key_, server.presharedKeyName, asIs);
+        put(timeout_, server.PmpTimeout, asIs);
+        put(driverMode_, settings.*systemField::driverMode, readDriverMode);
+        put(delay_, settings.*systemField::loadingDelay, readDelay);
+        return any;
+    }
+
+    static std::uint32_t readAuthentication(const std::string& text) {
+        if (text == "preshared-key") return LSPauthPresharedKey;
+        if (text == "certificate") return 0;
+        throw CommandError(Exit::badInput,
+                           phrase(Say::policyBadChoice, {"--auth", text, "certificate, preshared-key"}));
+    }
+
+    static std::uint32_t readDriverMode(const std::string& name) {
+        const auto& names = vocabulary::driverModeNames;
+        const auto* const found = std::find(names.begin(), names.end(), name);
+        if (found != names.end()) return static_cast<std::uint32_t>(found - names.begin());
+        std::vector<std::string> legal(names.begin(), names.end());
+        throw notAmong("--driver-mode", name, legal);
+    }
+    static std::uint32_t readDelay(std::int64_t milliseconds) {
+        constexpr std::uint32_t longest = vocabulary::longestLoadingDelay;
+        if (milliseconds >= 0 && milliseconds <= longest) return static_cast<std::uint32_t>(milliseconds);
+        throw CommandError(Exit::badInput,
+                           phrase(Say::policyDelayTooLong, {std::to_string(milliseconds), std::to_string(longest)}));
+    }
+
+    void refuseWhatIsTheSystems() const {
+        const char* const option = driverMode_ ? "--driver-mode" : delay_ ? "--loading-delay" : nullptr;
+        if (option) throw CommandError(Exit::usage, phrase(Say::policySystemOnly, {option}));
+    }
+
+    // Before anything is sent, so that nothing is half done.
+    void check(const LSPsettings_t& settings) const {
+        const auto demand = [](bool good, const char* option) {
+            if (!good) throw CommandError(Exit::badInput, phrase(Say::policySourceNeeds, {option}));
+        };
+        demand(settings.Source != sourceFile || !settings.File.empty(), "--file");
+        demand(settings.Source != sourceServer || !settings.server.Server.empty(), "--server");
+        demand(settings.server.PmpTimeout >= 0, "--pmp-timeout");
+        if (!owner_.isCurrentUser()) return;
+        demand(panelkit::findVariant(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source), "--source");
+        demand(panelkit::findVariant(LPARAMS::LOG_LEVEL_VARIANTS, settings.server.LogLevel), "--log-level");
+        demand(panelkit::findVariant(LPARAMS::PMP_ID_TYPE_VARIANTS, settings.server.PmpIdType), "--id-type");
+    }
+
+    // The file is what the service is offered when it asks for the current user's settings.
+    static void storeOwnFile(const LSPsettings_t& settings) {
+        try {
+            panelkit::storeUserSettings(settings);
+        } catch (const std::runtime_error& error) {
+            throw CommandError(Exit::failed, phrase(Say::policyFileNotWritten, {error.what()}));
+        }
+    }
+
+    Owner owner_;
+    std::optional<std::string> source_, file_, server_, logLevel_, auth_, idType_, idValue_, subject_, key_,
+        driverMode_;
+    std::optional<std::int32_t> timeout_;
+    std::optional<std::int64_t> delay_;
+};
+
+} // namespace
+
+void addPolicySourceVerbs(CLI::App& group, const Context& context) {
+    CLI::App* const source = group.add_subcommand("source", text(Say::verbPolicySource));
+    source->require_subcommand(1);
+    addVerb<SourceGet>(*source, context, "get", Say::verbPolicySourceGet);
+    addVerb<SourceSet>(*source, context, "set", Say::verbPolicySourceSet);
+}
+
+} // namespace panelctl

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl policy ...; its "source" verbs stand in policy_source_verbs.cpp.
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/nearest.h>
+#include <panelctl/output.h>
+#include <panelctl/policy/policy_names.h>
+#include <panelctl/terminal.h>
+#include <panelctl/verbs.h>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+
+namespace panelctl {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+// What the service tells of the policy.
+struct Policy {
+    LSPinfo_t info;
+    LSPrequest_t required;
+    LSPrequest_t::InfoType state{};
+    std::string shown;
+};
+
+Policy askPolicy(bool longForm) {
+    LSPController controller;
+    Policy policy;
+    if (!controller.cmdGetPolicyInfo(policy.info, policy.required, &policy.shown, &policy.state, longForm)) {
+        throw lastFailureError();
+    }
+    return policy;
+}
+
+ordered_json policyJson(const Policy& policy) {
+    return toJson(policy.info, policy.required, policy.state, policy.shown);
+}
+
+struct PolicyStatus {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        const Policy policy = askPolicy(false);
+        if (context.json) return printJson(policyJson(policy));
+        printLines(policy.shown);
+    }
+};
+
+struct PolicyShow {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        const Policy policy = askPolicy(true);
+        if (context.json) return printJson(policyJson(policy));
+        printLines(policy.shown);
+        if (!policy.info.message.empty()) printLines("  " + phrase(Say::policyDiagnosis, {policy.info.message}));
+    }
+};
+
+struct PolicyView {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        LSPController controller;
+        std::string text;
+        if (!controller.cmdViewCurrent(text)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"text", text}});
+        printRaw(text);
+    }
+};
+
+// ---- explain: field by field, and which of them make it another policy
+
+struct Difference {
+    Say field;
+    std::string required, inForce;
+    bool counts; // for a policy of the required type
+
+    bool differs() const { return required != inForce; }
+};
+
+// What means anything for one of the two.
+std::vector<Difference> differences(const LSPrequest_t& required, const LSPrequest_t& inForce) {
+    const LSPserver_t& first = required.server;
+    const LSPserver_t& second = inForce.server;
+    const bool sameType = required.type == inForce.type;
+    const bool byServer = sameType && isServerPolicy(required.type);
+    const bool sameKind = byServer && first.authKind == second.authKind;
+    const bool byKey = sameKind && first.authKind == LSPauthPresharedKey;
+    const bool byCertificate = sameKind && !byKey && !first.Subject.empty();
+
+    // clang-format off
+    std::vector<Difference> fields = {
+        {Say::policyFieldType,    policyTypeName(required.type),       policyTypeName(inForce.type),       true},
+        {Say::policyFieldUser,    required.user,                       inForce.user,                       sameType && isUserPolicy(required.type)},
+        {Say::policyFieldFile,    required.file,                       inForce.file,                       sameType && isFilePolicy(required.type)},
+        {Say::policyFieldServer,  first.Server,                        second.Server,                      false},
+        {Say::policyFieldKey,     first.presharedKeyName,              second.presharedKeyName,            byKey},
+        {Say::policyFieldSubject, first.Subject,                       second.Subject,                     byCertificate},
+    };
+    if (isServerPolicy(required.type) || isServerPolicy(inForce.type)) {
+        fields.push_back({Say::policyFieldAuth, authenticationName(first.authKind), authenticationName(second.authKind), byServer});
+    }
+    if (required.type == LSPdriver || inForce.type == LSPdriver) {
+        fields.push_back({Say::policyFieldDriver, driverModeName(required.driverMode), driverModeName(inForce.driverMode), false});
+    }
+    // clang-format on
+    return fields;
+}
+
+struct PolicyExplain {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        const Policy policy = askPolicy(true);
+        const std::vector<Difference> fields = differences(policy.required, policy.info.request);
+        context.json ? printAsJson(policy, fields) : printForPeople(policy, fields);
+    }
+
+private:
+    static void printAsJson(const Policy& policy, const std::vector<Difference>& fields) {
+        ordered_json json = policyJson(policy);
+        json["differences"] = ordered_json::array();
+        for (const Difference& field : fields) {
+            if (!field.differs()) continue;
+            json["differences"].push_back({{"field", text(field.field)},
+                                           {"required", field.required},
+                                           {"inForce", field.inForce},
+                                           {"counts", field.counts}});
+        }
+        printJson(json);
+    }
+
+    static void printForPeople(const Policy& policy, const std::vector<Difference>& fields) {
+        Table table({"", text(Say::headingRequired), text(Say::headingInForce), text(Say::headingDiffers)});
+        for (const Difference& field : fields) {
+            if (field.required.empty() && field.inForce.empty()) continue;
+            const Say verdict = field.counts ? Say::policyDiffers : Say::policyDiffersHarmlessly;
+            const Mood mood = field.counts ? Mood::bad : Mood::faint;
+            table.add({{text(field.field)},
+                       {field.required},
+                       {field.inForce},
+                       field.differs() ? Cell{text(verdict), mood} : Cell{}});
+        }
+        table.print();
+        printLine(text(policy.info.request == policy.required ? Say::policyIsRequired : Say::policyIsAnother));
+        if (policy.info.fromConfigDb) printLine(text(Say::policyIsFromConfigDb));
+        if (policy.info.isLoading) printLine(text(Say::policyIsLoading));
+        if (!policy.info.message.empty()) printLines(phrase(Say::policyDiagnosis, {policy.info.message}));
+    }
+};
+
+// ---- activate
+
+// A policy file that can't be read would be sent as an empty one.
+void requireReadableFile(const LSPcmd::LSPsettings_t& settings) {
+    constexpr std::int32_t sourceFile = 1;
+    if (settings.Source == sourceFile) OpenedFile(settings.File);
+}
+
+struct Activation {
+    std::string user, policy;
+    std::string message;
+
+    bool system() {
+        LSPController controller;
+        LSPcmd::LSPsettings_t settings;
+        if (controller.cmdGetSettings(&settings)) requireReadableFile(settings);
+        return controller.cmdActivateSystem(message, policy);
+    }
+    bool ofUser() {
+        LSPController controller;
+        LSPcmd::LSPsettings_t settings;
+        if (controller.cmdGetUserSettings(user, &settings)) requireReadableFile(settings);
+        return controller.cmdActivateUser(user, message, policy);
+    }
+    bool driver() { return LSPController().cmdActivateDDP(policy); }
+    bool current() { return LSPController().cmdActivateCurrent(message, policy); }
+};
+
+std::string inOneLine(const std::string& lines) {
+    std::string line;
+    for (const char c : lines.substr(0, lines.find_last_not_of('\n') + 1)) line += c == '\n' ? "; " : std::string(1, c);
+    return line;
+}
+
+struct ActivationRow {
+    const char* name;
+    bool (Activation::*run)();
+    Say done;
+};
+constexpr std::array activations = {
+    ActivationRow{"system", &Activation::system, Say::policySystemActivated},
+    ActivationRow{"user", &Activation::ofUser, Say::policyUserActivated},
+    ActivationRow{"driver", &Activation::driver, Say::policyDriverActivated},
+    ActivationRow{"current", &Activation::current, Say::policyCurrentActivated},
+};
+
+struct PolicyActivate {
+    std::string which;
+    Activation activation;
+
+    void options(CLI::App& verb) {
+        verb.add_option("policy", which, text(Say::argumentPolicy))
+            ->required()
+            ->type_name("system|user|driver|current");
+        verb.add_option("--name", activation.policy, text(Say::optionPolicyName));
+        verb.add_option("--user", activation.user, text(Say::optionPolicyOfUser));
+    }
+    void run(const Context& context) {
+        const ActivationRow& row = chosen();
+        if (!activation.user.empty() && row.run != &Activation::ofUser) {
+            throw CommandError(Exit::usage, phrase(Say::policyUserUnfit, {row.name}));
+        }
+        const bool done = (activation.*row.run)();
+        if (!done && bridge::lastFailure().code != bridge::FailureCode::none) {
+            noteLines(activation.message);
+            throw lastFailureError();
+        }
+        if (!done) {
+            throw CommandError(Exit::policyNotActivated,
+                               phrase(Say::policyNotActivated, {inOneLine(activation.message)}));
+        }
+        if (context.json) return printJson({{"schema", 1}, {"activated", row.name}, {"message", activation.message}});
+        printLine(text(row.done));
+        noteLines(activation.message);
+    }
+
+private:
+    const ActivationRow& chosen() const {
+        std::vector<std::string> names;
+        for (const ActivationRow& row : activations) {
+            if (which == row.name) return row;
+            names.emplace_back(row.name);
+        }
+        const std::string meant = nearest(which, names);
+        throw CommandError(Exit::usage, phrase(Say::unknownWord, {which}) + "; " +
+                                            (meant.empty() ? phrase(Say::verbsAre, {"panelctl policy activate",
+                                                                                    "system, user, driver, current"})
+                                                           : phrase(Say::didYouMean, {meant})));
+    }
+};
+
+} // namespace
+
+void addPolicyVerbs(CLI::App& group, const Context& context) {
+    addVerb<PolicyStatus>(group, context, "status", Say::verbPolicyStatus);
+    addVerb<PolicyShow>(group, context, "show", Say::verbPolicyShow);
+    addVerb<PolicyView>(group, context, "view", Say::verbPolicyView);
+    addVerb<PolicyExplain>(group, context, "explain", Say::verbPolicyExplain);
+    addVerb<PolicyActivate>(group, context, "activate", Say::verbPolicyActivate);
+    addPolicySourceVerbs(group, context);
+}
+
+} // namespace panelctl

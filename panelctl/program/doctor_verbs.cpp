@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl doctor
+#include <panelctl/exit_codes.h>
+#include <panelctl/output.h>
+#include <panelctl/program/doctor_checks.h>
+#include <panelctl/verbs.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace panelctl {
+
+namespace {
+
+struct HealthRow {
+    const char* name; // for scripts
+    Say text;
+    Mood mood;
+};
+
+// By Health.
+constexpr std::array healthRows = {
+    HealthRow{"ok", Say::healthGood, Mood::good},
+    HealthRow{"not-checked", Say::healthPassedOver, Mood::faint},
+    HealthRow{"warning", Say::healthWarning, Mood::warning},
+    HealthRow{"problem", Say::healthBad, Mood::bad},
+};
+
+const HealthRow& rowOf(const Finding& finding) { return healthRows[static_cast<std::size_t>(finding.health)]; }
+
+// The findings, in the order of the checks. Nothing of a service that can't be reached is looked at.
+std::vector<Finding> examine() {
+    std::vector<Finding> findings;
+    for (const Check& check : checks()) {
+        const bool reached = findings.empty() || findings.front().health == Health::good;
+        if (check.needsService && !reached) {
+            findings.push_back({Health::passedOver, text(Say::doctorUnreached), {}});
+            continue;
+        }
+        try {
+            findings.push_back(check.look());
+        } catch (const char* /* the stream's error */) {
+            findings.push_back({Health::bad, text(Say::badReply), text(Say::remedyVersions)});
+        }
+    }
+    return findings;
+}
+
+void printAsJson(const std::vector<Finding>& findings) {
+    auto list = nlohmann::ordered_json::array();
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        list.push_back({{"schema", 1},
+                        {"check", checks()[i].name},
+                        {"state", rowOf(findings[i]).name},
+                        {"found", findings[i].found},
+                        {"remedy", findings[i].remedy}});
+    }
+    printJson(list);
+}
+
+// A line for each finding, and below it what helps.
+void printAsTable(const std::vector<Finding>& findings) {
+    Table table({text(Say::headingState), text(Say::headingCheck), text(Say::headingFound)});
+    for (std::size_t i = 0; i < findings.size(); ++i) {
+        const HealthRow& row = rowOf(findings[i]);
+        table.add({{text(row.text), row.mood}, {text(checks()[i].title)}, {findings[i].found}});
+        if (!findings[i].remedy.empty()) table.add({{""}, {""}, {"-> " + findings[i].remedy}});
+    }
+    table.print();
+}
+
+void doctor(const Context& context) {
+    const std::vector<Finding> findings = examine();
+    (context.json ? printAsJson : printAsTable)(findings);
+    const auto number = [&](Health health) {
+        return std::count_if(findings.begin(), findings.end(),
+                             [=](const Finding& finding) { return finding.health == health; });
+    };
+    if (number(Health::bad) > 0) {
+        throw CommandError(Exit::unhealthy, phrase(Say::doctorSickness, {std::to_string(number(Health::bad))}));
+    }
+    if (number(Health::warning) > 0) {
+        throw CommandError(Exit::attention, phrase(Say::doctorAttention, {std::to_string(number(Health::warning))}));
+    }
+}
+
+} // namespace
+
+// The group is its own verb.
+void addDoctor(CLI::App& group, const Context& context) {
+    group.require_subcommand(0);
+    group.callback([&context] { doctor(context); });
+}
+
+} // namespace panelctl

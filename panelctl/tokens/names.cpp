@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/tokens/names.h>
+
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/nearest.h>
+#include <panelctl/texts.h>
+
+#include <vocabulary/tokens.h>
+
+#include <algorithm>
+#include <cctype>
+
+namespace panelctl {
+
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+namespace providerField = vocabulary::provider;
+namespace tokenField = vocabulary::token;
+
+namespace {
+
+constexpr std::string_view scheme = "pkcs11:";
+
+[[noreturn]] void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
+    std::vector<std::string> lines(candidates.size());
+    std::transform(candidates.begin(), candidates.end(), lines.begin(),
+                   [](const TokenInfo& token) { return phrase(Say::candidate, {uriOf(token)}); });
+    throw CommandError(Exit::ambiguous, message, std::move(lines));
+}
+
+std::string percentEncoded(const std::string& text) {
+    constexpr std::string_view plain = "-._~:[]@!$'()*+,=&";
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char c : text) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != std::string_view::npos)) {
+            encoded += c;
+        } else {
+            encoded += {'%', digits[byte >> 4], digits[byte & 15]};
+        }
+    }
+    return encoded;
+}
+
+std::string percentDecoded(std::string_view text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto isHex = [&](std::size_t at) {
+            return at < text.size() && std::isxdigit(static_cast<unsigned char>(text[at])) != 0;
+        };
+        if (text[i] == '%' && isHex(i + 1) && isHex(i + 2)) {
+            decoded += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+            i += 2;
+        } else {
+            decoded += text[i];
+        }
+    }
+    return decoded;
+}
+
+// "manufacturer, model" is one text of the record.
+std::pair<std::string, std::string> makeAndModel(const TokenInfo& token) {
+    const std::string& both = token.*tokenField::model;
+    const std::size_t comma = both.find(", ");
+    if (comma == std::string::npos) return {"", both};
+    return {both.substr(0, comma), both.substr(comma + 2)};
+}
+
+bool attributeMatches(const TokenInfo& token, std::string_view attribute) {
+    const std::size_t equals = attribute.find('=');
+    const std::string name(attribute.substr(0, equals));
+    const std::string value = equals == std::string_view::npos ? "" : percentDecoded(attribute.substr(equals + 1));
+    if (name == "token") return token.*tokenField::label == value;
+    if (name == "serial") return token.*tokenField::serial == value;
+    if (name == "manufacturer") return makeAndModel(token).first == value;
+    if (name == "model") return makeAndModel(token).second == value;
+    if (name == "slot-id") return std::to_string(token.slotId) == value;
+    if (name == "object" || name == "type" || name == "id") return true; // of objects on the token
+    throw CommandError(Exit::usage, phrase(Say::badUri, {name}));
+}
+
+std::vector<TokenInfo> matching(const std::vector<TokenInfo>& tokens, const std::string& name) {
+    std::vector<TokenInfo> found;
+    for (const TokenInfo& token : tokens) {
+        const bool matches = isUri(name) ? matchesUri(token, name)
+                                         : token.*tokenField::label == name || token.*tokenField::serial == name;
+        if (matches) found.push_back(token);
+    }
+    return found;
+}
+
+// The parts of a URI between its scheme and its query.
+std::vector<std::string_view> attributesOf(std::string_view uri) {
+    std::string_view rest = uri.substr(scheme.size());
+    rest = rest.substr(0, rest.find('?'));
+    std::vector<std::string_view> attributes;
+    while (!rest.empty()) {
+        const std::size_t end = rest.find(';');
+        if (end != 0) attributes.push_back(rest.substr(0, end));
+        if (end == std::string_view::npos) break;
+        rest.remove_prefix(end + 1);
+    }
+    return attributes;
+}
+
+} // namespace
+
+void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
+    const std::string meant = nearest(name, candidates);
+    const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
+    throw CommandError(Exit::notFound, message + hint);
+}
+
+bool sameToken(const TokenInfo& one, const TokenInfo& other) {
+    return one.*tokenField::label == other.*tokenField::label && one.*tokenField::serial == other.*tokenField::serial &&
+           one.*tokenField::provider == other.*tokenField::provider;
+}
+
+ProviderInfo findProvider(VpnTokensController& controller, const std::string& name) {
+    std::vector<ProviderInfo> listed;
+    if (!controller.EnumProviders(listed)) throw lastFailureError();
+    std::vector<std::string> names;
+    for (const ProviderInfo& provider : listed) {
+        if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
+        names.push_back(provider.*providerField::name);
+    }
+    failUnknown(phrase(Say::noSuchProvider, {name}), name, names);
+}
+
+std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider) {
+    std::vector<TokenInfo> tokens;
+    const bool listed = provider.empty() ? controller.EnumProviderTokens(nullptr, tokens)
+                                         : controller.EnumProviderTokens(findProvider(controller, provider), tokens);
+    if (!listed) throw lastFailureError();
+    return tokens;
+}
+
+TokenInfo findToken(VpnTokensController& controller, const std::string& name) {
+    return findToken(listTokens(controller), name);
+}
+
+TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& name) {
+    std::vector<TokenInfo> found = name.empty() ? tokens : matching(tokens, name);
+    if (name.empty()) { // the one that is meant without saying is one that can be used
+        found.erase(
+            std::remove_if(found.begin(), found.end(),
+                           [](const TokenInfo& token) { return !(token.flags & vocabulary::tokenFlag::initialized); }),
+            found.end());
+    }
+    if (found.size() == 1) return found[0];
+    if (found.empty() && name.empty()) throw CommandError(Exit::notFound, text(Say::noTokenInUse));
+    if (found.size() > 1 && name.empty()) failAmbiguous(text(Say::nameTheToken), found);
+    if (found.size() > 1) failAmbiguous(phrase(Say::ambiguousToken, {name}), found);
+    std::vector<std::string> names;
+    for (const TokenInfo& token : tokens) {
+        if (!(token.*tokenField::label).empty()) names.push_back(token.*tokenField::label);
+        names.push_back(token.*tokenField::serial);
+    }
+    failUnknown(phrase(Say::noSuchToken, {name}), name, names);
+}
+
+std::string uriOf(const TokenInfo& token) {
+    const auto [manufacturer, model] = makeAndModel(token);
+    return std::string(scheme) + "model=" + percentEncoded(model) + ";manufacturer=" + percentEncoded(manufacturer) +
+           ";serial=" + percentEncoded(token.*tokenField::serial) +
+           ";token=" + percentEncoded(token.*tokenField::label);
+}
+
+std::string uriOf(const TokenInfo& token, const std::string& type, const std::string& label, const std::string& id) {
+    std::string uri = uriOf(token);
+    if (!id.empty()) uri += ";id=" + percentEncoded(id);
+    if (!label.empty()) uri += ";object=" + percentEncoded(label);
+    return uri + ";type=" + type;
+}
+
+bool isUri(const std::string& name) { return name.rfind(scheme, 0) == 0; }
+
+std::optional<std::string> uriAttribute(const std::string& uri, std::string_view name) {
+    for (const std::string_view attribute : attributesOf(uri)) {
+        const std::size_t equals = attribute.find('=');
+        if (equals != std::string_view::npos && attribute.substr(0, equals) == name) {
+            return percentDecoded(attribute.substr(equals + 1));
+        }
+    }
+    return std::nullopt;
+}
+
+bool matchesUri(const TokenInfo& token, const std::string& uri) {
+    bool matches = true;
+    for (const std::string_view attribute : attributesOf(uri)) matches = attributeMatches(token, attribute) && matches;
+    return matches;
+}
+
+} // namespace panelctl

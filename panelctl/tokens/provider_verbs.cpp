@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl provider ...
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/host.h>
+#include <panelctl/output.h>
+#include <panelctl/tokens/names.h>
+#include <panelctl/verbs.h>
+
+#include <vocabulary/tokens.h>
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <filesystem>
+
+namespace panelctl {
+
+using PKCS11::ProviderInfo;
+namespace field = vocabulary::provider;
+
+namespace {
+
+nlohmann::ordered_json toJson(const ProviderInfo& provider) {
+    return {{"schema", 1},
+            {"name", provider.*field::name},
+            {"path", provider.*field::path},
+            {"manufacturer", provider.*field::manufacturer},
+            {"description", provider.*field::description},
+            {"moduleVersion", provider.*field::moduleVersion},
+            {"cryptokiVersion", provider.*field::cryptokiVersion},
+            {"tokens", provider.*field::tokenCount},
+            {"loaded", provider.*field::isLoaded},
+            {"remembered", provider.*field::isRemembered},
+            {"embedded", provider.*field::isEmbedded},
+            {"problem", provider.*field::problem}};
+}
+
+Cell stateOf(const ProviderInfo& provider) {
+    if (!(provider.*field::isLoaded)) return {phrase(Say::stateNotLoaded, {provider.*field::problem}), Mood::bad};
+    return {text(provider.*field::isEmbedded ? Say::stateEmbedded : Say::stateLoaded), Mood::good};
+}
+
+struct ProviderList {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        CLIVpnTokensController controller;
+        std::vector<ProviderInfo> providers;
+        if (!controller.EnumProviders(providers)) throw lastFailureError();
+        if (context.json) {
+            auto list = nlohmann::ordered_json::array();
+            for (const ProviderInfo& provider : providers) list.push_back(toJson(provider));
+            return printJson(list);
+        }
+        if (providers.empty()) return printNote(text(Say::noProviders));
+        Table table({text(Say::headingName), text(Say::headingTokens), text(Say::headingModule), text(Say::headingPath),
+                     text(Say::headingState)});
+        for (const ProviderInfo& provider : providers) {
+            table.add({{provider.*field::name},
+                       {std::to_string(provider.*field::tokenCount)},
+                       {provider.*field::description + " " + provider.*field::moduleVersion},
+                       {provider.*field::path},
+                       stateOf(provider)});
+        }
+        table.print();
+    }
+};
+
+// People name files as seen from where they are; the service is elsewhere.
+std::string absolute(const std::string& module) {
+    const std::filesystem::path given = toPath(module);
+    if (given.empty() || given.has_root_directory()) return module;
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(given, error);
+    return error ? module : fromPath(full.lexically_normal());
+}
+
+struct ProviderLoad {
+    std::string path, name;
+    bool remember = false;
+
+    void options(CLI::App& verb) {
+        verb.add_option("module", path, text(Say::argumentModule))->required();
+        verb.add_option("--name", name, text(Say::optionProviderName));
+        verb.add_flag("--remember", remember, text(Say::optionRemember));
+    }
+    void run(const Context& context) const {
+        CLIVpnTokensController controller;
+        ProviderInfo provider;
+        provider.*field::path = absolute(path);
+        provider.*field::name = name;
+        provider.*field::isRemembered = remember;
+        if (!controller.ProviderLoad(provider)) {
+            if (bridge::lastFailure().code != bridge::FailureCode::none) throw lastFailureError();
+            throw CommandError(Exit::providerRefused, provider.*field::problem);
+        }
+        if (context.json) return printJson(toJson(provider));
+        const Say done = provider.*field::isRemembered ? Say::providerRemembered : Say::providerLoaded;
+        printLine(phrase(done, {escaped(provider.*field::name)}));
+    }
+};
+
+struct ProviderUnload {
+    std::string name;
+
+    void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
+    void run(const Context& context) const {
+        CLIVpnTokensController controller;
+        const ProviderInfo provider = findProvider(controller, name);
+        if (!controller.ProviderUnload(provider)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"unloaded", provider.*field::name}});
+        printLine(phrase(Say::providerUnloaded, {escaped(provider.*field::name)}));
+    }
+};
+
+struct ProviderRaise {
+    std::string name;
+
+    void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
+    void run(const Context& context) const {
+        CLIVpnTokensController controller;
+        const ProviderInfo provider = findProvider(controller, name);
+        const bool isFirst = placeOf(controller, provider) == 0;
+        if (!controller.ProviderLevelUp(provider)) throw lastFailureError();
+        if (context.json) {
+            return printJson(
+                {{"schema", 1}, {"name", provider.*field::name}, {"place", placeOf(controller, provider)}});
+        }
+        printLine(phrase(isFirst ? Say::providerIsFirst : Say::providerRaised, {escaped(provider.*field::name)}));
+    }
+
+private:
+    // Counted from 0.
+    static std::size_t placeOf(VpnTokensController& controller, const ProviderInfo& provider) {
+        std::vector<ProviderInfo> listed;
+        if (!controller.EnumProviders(listed)) throw lastFailureError();
+        const auto found = std::find_if(listed.begin(), listed.end(), [&provider](const ProviderInfo& one) {
+            return one.*field::name == provider.*field::name;
+        });
+        return static_cast<std::size_t>(found - listed.begin());
+    }
+};
+
+} // namespace
+
+void addProviderVerbs(CLI::App& group, const Context& context) {
+    addVerb<ProviderList>(group, context, "list", Say::verbProviderList);
+    addVerb<ProviderLoad>(group, context, "load", Say::verbProviderLoad);
+    addVerb<ProviderUnload>(group, context, "unload", Say::verbProviderUnload);
+    addVerb<ProviderRaise>(group, context, "raise", Say::verbProviderRaise);
+}
+
+} // namespace panelctl

@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/watch/watch_events.h>
+
+#include <panelctl/display_width.h>
+#include <panelctl/texts.h>
+
+#include <panelkit/format/time_text.h>
+#include <vocabulary/policy.h>
+#include <vocabulary/tokens.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <tuple>
+
+namespace panelctl {
+
+using nlohmann::ordered_json;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using vocabulary::Notification;
+namespace field = vocabulary::token;
+namespace flag = vocabulary::tokenFlag;
+namespace providerField = vocabulary::provider;
+
+namespace {
+
+struct EventRow {
+    Notification id;
+    const char* name;
+    Say text;
+};
+
+// clang-format off
+constexpr std::array eventRows = {
+    EventRow{Notification::tokenArrived,           "token-arrived",           Say::watchTokenArrived},
+    EventRow{Notification::tokenRemoved,           "token-removed",           Say::watchTokenRemoved},
+    EventRow{Notification::tokenInitialized,       "token-initialized",       Say::watchTokenInitialized},
+    EventRow{Notification::tokenLoggedIn,          "token-logged-in",         Say::watchTokenLoggedIn},
+    EventRow{Notification::tokenLoggedOut,         "token-logged-out",        Say::watchTokenLoggedOut},
+    EventRow{Notification::configurationCommitted, "configuration-committed", Say::watchConfiguration},
+    EventRow{Notification::policyActivated,        "policy-activated",        Say::watchPolicyActivated},
+    EventRow{Notification::policyFailed,           "policy-failed",           Say::watchPolicyFailed},
+    EventRow{Notification::certificateExpiring,    "certificate-expiring",    Say::watchCertificateExpires},
+    EventRow{Notification::serviceStopping,        "service-stopping",        Say::watchServiceStopping},
+};
+// clang-format on
+static_assert(eventRows.size() == vocabulary::allNotifications.size());
+
+const EventRow& rowOf(Notification id) {
+    return *std::find_if(eventRows.begin(), eventRows.end(), [&](const EventRow& row) { return row.id == id; });
+}
+
+std::uint64_t now() {
+    using namespace std::chrono;
+    return static_cast<std::uint64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
+}
+
+std::string isoText(std::uint64_t time) {
+    using namespace std::chrono;
+    const sys_seconds point{seconds(time)};
+    const auto day = floor<days>(point);
+    const year_month_day date(day);
+    const hh_mm_ss clock(point - day);
+    char text[64] = "";
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
+                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
+                  static_cast<int>(clock.seconds().count()));
+    return text;
+}
+
+ordered_json tokenJson(const TokenInfo& token) {
+    return {{"label", token.*field::label},
+            {"serial", token.*field::serial},
+            {"model", token.*field::model},
+            {"provider", token.*field::provider}};
+}
+
+std::string joined(const std::vector<std::string>& names) {
+    std::string text;
+    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + escaped(name);
+    return text;
+}
+
+// What people call a policy: of a user's, whose it is too.
+std::string titleOf(const vocabulary::PolicyNotice& notice) {
+    const std::string title = escaped(notice.source) + " \"" + escaped(notice.policy) + "\"";
+    return notice.user.empty() ? title : title + " (" + escaped(notice.user) + ")";
+}
+
+// Fills in text and details, notice by notice.
+struct Describe {
+    WatchEvent& event;
+    const EventRow& row;
+
+    void operator()(const vocabulary::StoppingNotice&) const { event.text = text(row.text); }
+    void operator()(const vocabulary::TokenNotice& notice) const {
+        event.text = phrase(row.text, {escaped(notice.token.*field::label), escaped(notice.token.*field::serial)});
+        event.details["token"] = tokenJson(notice.token);
+    }
+    void operator()(const vocabulary::ConfigurationNotice& notice) const {
+        event.text = phrase(row.text, {escaped(notice.user), joined(notice.sections)});
+        event.details["user"] = notice.user;
+        event.details["sections"] = notice.sections;
+    }
+    void operator()(const vocabulary::PolicyNotice& notice) const {
+        event.text = phrase(row.text, {titleOf(notice), escaped(notice.reason)});
+        event.details["source"] = notice.source;
+        event.details["policy"] = notice.policy;
+        event.details["user"] = notice.user;
+        event.details["reason"] = notice.reason;
+    }
+    void operator()(const vocabulary::CertificateNotice& notice) const {
+        const Say what = notice.daysLeft < 0 ? Say::watchCertificateExpired : row.text;
+        event.text = phrase(what, {escaped(notice.certificate.subject), escaped(notice.token.*field::label),
+                                   std::to_string(notice.daysLeft)});
+        event.details["token"] = tokenJson(notice.token);
+        event.details["subject"] = notice.certificate.subject;
+        event.details["fingerprint"] = notice.certificate.fingerprint;
+        event.details["notAfter"] = isoText(notice.certificate.notAfter);
+        event.details["daysLeft"] = notice.daysLeft;
+    }
+};
+
+WatchEvent make(const char* name, std::string text) {
+    return {name, now(), std::move(text), ordered_json::object(), false};
+}
+
+template <class Notice>
+Heard read(Notification id, CommandStreamIn& payload) {
+    Notice notice;
+    payload >> notice;
+    return {id, notice};
+}
+
+bool sameToken(const TokenInfo& one, const TokenInfo& other) {
+    return one.*field::serial == other.*field::serial && one.*field::provider == other.*field::provider;
+}
+
+const TokenInfo* find(const std::vector<TokenInfo>& tokens, const TokenInfo& token) {
+    const auto found =
+        std::find_if(tokens.begin(), tokens.end(), [&](const TokenInfo& other) { return sameToken(other, token); });
+    return found == tokens.end() ? nullptr : &*found;
+}
+
+WatchEvent missedOf(Notification id, const TokenInfo& token) {
+    WatchEvent event = describe({id, vocabulary::TokenNotice{{now(), 0}, token}});
+    event.missed = true;
+    return event;
+}
+
+WatchEvent missedOf(const char* name, Say what, const ProviderInfo& provider) {
+    WatchEvent event = make(name, phrase(what, {escaped(provider.*providerField::name)}));
+    event.details["provider"] = provider.*providerField::name;
+    event.missed = true;
+    return event;
+}
+
+// A section that could not be read on one side says nothing.
+void compareSections(const WatchedState& before, const WatchedState& now, std::vector<WatchEvent>& events) {
+    std::vector<std::string> changed;
+    for (const auto& [name, hash] : now.sections) {
+        const auto known = before.sections.find(name);
+        if (known != before.sections.end() && known->second != hash) changed.push_back(name);
+    }
+    if (changed.empty()) return;
+    WatchEvent event = make("configuration-changed", phrase(Say::watchConfigurationChanged, {joined(changed)}));
+    event.details["sections"] = changed;
+    event.missed = true;
+    events.push_back(event);
+}
+
+vocabulary::PolicyNotice noticeOf(const LSPrequest_t& request, const std::string& title) {
+    vocabulary::PolicyNotice notice{{now(), 0}, "system", title.empty() ? request.file : title, {}, {}};
+    if (request.type == LSPdriver) notice.source = "driver";
+    if (isUserPolicy(request.type)) {
+        notice.source = "user";
+        notice.user = request.user;
+    }
+    return notice;
+}
+
+// The credentials in the requests are left out: they tell the diagnosis, which changes with the tokens.
+auto sourceOf(const LSPrequest_t& request) {
+    return std::make_tuple(request.type, request.user, request.file,
+                           request.type == LSPdriver ? request.driverMode : LSPdropAll, request.server.Server);
+}
+
+auto contentOf(const LSPinfo_t& info) {
+    namespace its = vocabulary::policyInfo;
+    return std::make_tuple(sourceOf(info.request), info.activated, info.Title, info.*its::version, info.*its::sections);
+}
+
+void comparePolicies(const WatchedPolicy& before, const WatchedPolicy& now, std::vector<WatchEvent>& events) {
+    const auto add = [&](const char* name, Say what, const vocabulary::PolicyNotice& notice) {
+        WatchEvent event = make(name, {});
+        Describe{event, {Notification::policyActivated, name, what}}(notice);
+        event.missed = true;
+        events.push_back(event);
+    };
+    if (sourceOf(before.required) != sourceOf(now.required)) {
+        const bool loaded = sourceOf(now.required) == sourceOf(now.inForce.request);
+        add("policy-required", Say::watchPolicyRequired, noticeOf(now.required, loaded ? now.inForce.Title : ""));
+    }
+    if (contentOf(before.inForce) != contentOf(now.inForce)) {
+        add("policy-activated", Say::watchPolicyActivated, noticeOf(now.inForce.request, now.inForce.Title));
+    }
+}
+
+void compareToken(const TokenInfo* before, const TokenInfo& token, std::vector<WatchEvent>& events) {
+    if (!before) events.push_back(missedOf(Notification::tokenArrived, token));
+    const bool fresh = before && (token.flags & flag::initialized) &&
+                       (before->*field::label != token.*field::label || !(before->flags & flag::initialized));
+    if (fresh) events.push_back(missedOf(Notification::tokenInitialized, token));
+    const bool wasIn = before && (before->flags & flag::loggedIn);
+    const bool isIn = (token.flags & flag::loggedIn) != 0;
+    if (isIn != wasIn) {
+        events.push_back(missedOf(isIn ? Notification::tokenLoggedIn : Notification::tokenLoggedOut, token));
+    }
+}
+
+// The names of the providers that are loaded.
+bool isLoadedIn(const std::vector<ProviderInfo>& providers, const ProviderInfo& provider) {
+    return std::any_of(providers.begin(), providers.end(), [&](const ProviderInfo& other) {
+        return other.*providerField::name == provider.*providerField::name && other.*providerField::isLoaded;
+    });
+}
+
+} // namespace
+
+const vocabulary::Moment& Heard::moment() const {
+    return std::visit([](const auto& any) -> const vocabulary::Moment& { return any.moment; }, notice);
+}
+
+Heard readHeard(Notification id, CommandStreamIn& payload) {
+    switch (id) {
+    case Notification::tokenArrived:
+    case Notification::tokenRemoved:
+    case Notification::tokenInitialized:
+    case Notification::tokenLoggedIn:
+    case Notification::tokenLoggedOut: return read<vocabulary::TokenNotice>(id, payload);
+    case Notification::configurationCommitted: return read<vocabulary::ConfigurationNotice>(id, payload);
+    case Notification::policyActivated:
+    case Notification::policyFailed: return read<vocabulary::PolicyNotice>(id, payload);
+    case Notification::certificateExpiring: return read<vocabulary::CertificateNotice>(id, payload);
+    case Notification::serviceStopping: break;
+    }
+    return read<vocabulary::StoppingNotice>(id, payload);
+}
+
+WatchEvent describe(const Heard& heard) {
+    const EventRow& row = rowOf(heard.id);
+    WatchEvent event{row.name, heard.moment().time, {}, ordered_json::object(), false};
+    std::visit(Describe{event, row}, heard.notice);
+    return event;
+}
+
+WatchEvent serviceCame() { return make("service-attached", text(Say::watchServiceCame)); }
+WatchEvent serviceWent() { return make("service-detached", text(Say::watchServiceWent)); }
+
+void WatchedState::apply(const Heard& heard) {
+    const auto* notice = std::get_if<vocabulary::TokenNotice>(&heard.notice);
+    if (!notice) return;
+    tokens.erase(std::remove_if(tokens.begin(), tokens.end(),
+                                [&](const TokenInfo& token) { return sameToken(token, notice->token); }),
+                 tokens.end());
+    if (heard.id != Notification::tokenRemoved) tokens.push_back(notice->token);
+}
+
+// Tokens without a serial number, the empty places of providers in software, are all alike and no news.
+std::vector<WatchEvent> differences(const WatchedState& before, const WatchedState& now) {
+    std::vector<WatchEvent> events;
+    for (const ProviderInfo& provider : before.providers) {
+        if (provider.*providerField::isLoaded && !isLoadedIn(now.providers, provider)) {
+            events.push_back(missedOf("provider-unloaded", Say::watchProviderUnloaded, provider));
+        }
+    }
+    for (const ProviderInfo& provider : now.providers) {
+        if (provider.*providerField::isLoaded && !isLoadedIn(before.providers, provider)) {
+            events.push_back(missedOf("provider-loaded", Say::watchProviderLoaded, provider));
+        }
+    }
+    for (const TokenInfo& token : before.tokens) {
+        if ((token.*field::serial).empty() || find(now.tokens, token)) continue;
+        events.push_back(missedOf(Notification::tokenRemoved, token));
+    }
+    for (const TokenInfo& token : now.tokens) {
+        if (!(token.*field::serial).empty()) compareToken(find(before.tokens, token), token, events);
+    }
+    compareSections(before, now, events);
+    if (before.policy && now.policy) comparePolicies(*before.policy, *now.policy, events);
+    return events;
+}
+
+ordered_json toJson(const WatchEvent& event) {
+    ordered_json json{{"schema", 1}, {"time", isoText(event.time)}, {"event", event.name}, {"missed", event.missed}};
+    json.update(event.details);
+    return json;
+}
+
+std::string toLine(const WatchEvent& event) {
+    char buffer[panelkit::PlainTimeTextSize] = "";
+    const std::string when = panelkit::plainTimeToLocalText(static_cast<panelkit::PlainTime>(event.time), buffer);
+    return when + "  " + (event.missed ? phrase(Say::watchMissed, {event.text}) : event.text);
+}
+
+} // namespace panelctl

@@ -1,0 +1,284 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl watch: reports what happens in the service, until it is told to end. It outlives the service: when that is
+// there again, what must have happened meanwhile is reported from the difference of two looks.
+#include <panelctl/endings.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/mistakes.h>
+#include <panelctl/output.h>
+#include <panelctl/verbs.h>
+#include <panelctl/watch/watch_events.h>
+
+#include <panelkit/bridge/sessions_pool.h>
+#include <panelkit/lparams/sections.h>
+#include <panelkit/lsp/lsp_controller.h>
+#include <panelkit/notifications/notifications_listener.h>
+#include <panelkit/tokens/tokens_controller.h>
+#include <platform/system/wipe.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+namespace panelctl {
+
+using Clock = std::chrono::steady_clock;
+using vocabulary::Notification;
+
+namespace {
+
+struct Attached {};
+struct Detached {};
+using News = std::variant<Attached, Detached, Heard>;
+
+// News on their way from the receiver's threads to the one that reports them.
+class Inbox {
+public:
+    void add(News news) {
+        const std::scoped_lock lock(mutex_);
+        news_.push_back(std::move(news));
+        changed_.notify_all();
+    }
+    void end() {
+        const std::scoped_lock lock(mutex_);
+        ended_ = true;
+        changed_.notify_all();
+    }
+
+    // Waits for news; none when it is time to end.
+    std::deque<News> take(std::optional<Clock::time_point> deadline) {
+        std::unique_lock lock(mutex_);
+        const auto something = [this] { return ended_ || !news_.empty(); };
+        if (deadline) {
+            changed_.wait_until(lock, *deadline, something);
+        } else {
+            changed_.wait(lock, something);
+        }
+        if (ended_ || news_.empty()) return {};
+        lock.unlock();
+        std::this_thread::sleep_for(settling); // notifications may overtake each other by so much
+        lock.lock();
+        std::deque<News> taken;
+        taken.swap(news_);
+        return inOrder(std::move(taken));
+    }
+
+private:
+    static constexpr auto settling = std::chrono::milliseconds(20);
+
+    // Sorts what was heard by number, from one coming or going of the service to the next.
+    static std::deque<News> inOrder(std::deque<News> news) {
+        const auto isHeard = [](const News& one) { return std::holds_alternative<Heard>(one); };
+        for (auto begin = news.begin(); begin != news.end();) {
+            const auto end = std::find_if_not(begin, news.end(), isHeard);
+            std::stable_sort(begin, end, [](const News& one, const News& other) {
+                return std::get<Heard>(one).moment().number < std::get<Heard>(other).moment().number;
+            });
+            begin = end == news.end() ? end : std::next(end);
+        }
+        return news;
+    }
+
+    std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    std::deque<News> news_;
+    bool ended_ = false;
+};
+
+// Listens for as long as it lives.
+class Ear {
+public:
+    explicit Ear(Inbox& inbox) : dispatcher_(inbox) {
+        for (const Notification id : vocabulary::allNotifications) {
+            handlers_.push_back(std::make_unique<Handler>(id, inbox));
+        }
+        VpnNotificationsListener::init(&dispatcher_);
+    }
+    ~Ear() { VpnNotificationsListener::fini(); }
+    Ear(const Ear&) = delete;
+    Ear& operator=(const Ear&) = delete;
+
+private:
+    class Handler : public VpnNotificationHandler {
+    public:
+        Handler(Notification id, Inbox& inbox) : VpnNotificationHandler(idOf(id)), id_(id), inbox_(inbox) {
+            SetNoNeedGui();
+        }
+        bool handle(CommandStreamIn& payload, CommandStreamOut&) override {
+            inbox_.add(readHeard(id_, payload));
+            return true;
+        }
+
+    private:
+        Notification id_;
+        Inbox& inbox_;
+    };
+    class Dispatcher final : public VpnNotificationsDispatcher {
+    public:
+        explicit Dispatcher(Inbox& inbox) : inbox_(inbox) {}
+        void handleServerAttachNotification() override { inbox_.add(Attached{}); }
+        void handleServerDetachNotification() override { inbox_.add(Detached{}); }
+
+    private:
+        Inbox& inbox_;
+    };
+
+    std::vector<std::unique_ptr<Handler>> handlers_;
+    Dispatcher dispatcher_;
+};
+
+// A section that can't be read is left out.
+std::map<std::string, std::size_t> readSections() {
+    std::map<std::string, std::size_t> hashes;
+    for (const panelkit::Section& section : panelkit::sections()) {
+        try {
+            const auto group = section.make();
+            if (!group->load()) continue;
+            std::string body;
+            const platform::WipeOnExit wiped(body); // it holds a password
+            CommandStreamOut out(body);
+            group->save(out);
+            hashes[section.name] = std::hash<std::string>{}(body);
+        } catch (const char*) { // the stream's error: a service with sections of another make
+            continue;
+        }
+    }
+    return hashes;
+}
+
+std::optional<WatchedPolicy> readPolicy() {
+    WatchedPolicy policy;
+    LSPController controller;
+    if (!controller.cmdGetPolicyInfo(policy.inForce, policy.required, nullptr, nullptr, false)) return std::nullopt;
+    return policy;
+}
+
+// Nothing when the service can't be asked now; one that never can be throws CommandError.
+std::optional<WatchedState> lookAtService() {
+    using bridge::FailureCode;
+    for (const SessionId_t id : {SessionTokens, SessionParameters, SessionPolicy}) {
+        SessionsPool::CloseSession(id); // it may be one to a service that is gone
+    }
+    CLIVpnTokensController controller;
+    WatchedState state;
+    if (controller.EnumProviders(state.providers) && controller.EnumProviderTokens(nullptr, state.tokens)) {
+        state.sections = readSections();
+        state.policy = readPolicy();
+        return state;
+    }
+    const FailureCode code = bridge::lastFailure().code;
+    const bool passing = code == FailureCode::noService || code == FailureCode::timedOut ||
+                         code == FailureCode::connectionLost || code == FailureCode::overloaded ||
+                         code == FailureCode::refused;
+    if (!passing) throw lastFailureError();
+    return std::nullopt;
+}
+
+// The same for a service that is attached; it may have been busy just then.
+std::optional<WatchedState> lookAgain() {
+    constexpr auto pause = std::chrono::milliseconds(300);
+    if (auto state = lookAtService()) return state;
+    std::this_thread::sleep_for(pause);
+    return lookAtService();
+}
+
+// Prints events as they come, and keeps in mind what they say of the service.
+class Reporter {
+public:
+    Reporter(bool json, std::optional<unsigned> count) : json_(json), left_(count), known_(lookAtService()) {
+        wasThere_ = known_ || bridge::lastFailure().code == bridge::FailureCode::refused;
+        printNote(text(wasThere_ ? Say::watchBegins : Say::watchWaits));
+    }
+
+    // False when enough is reported, or nobody reads it any more.
+    bool report(const News& news) {
+        if (const auto* heard = std::get_if<Heard>(&news)) {
+            if (known_) takeOver(*heard);
+            return print(describe(*heard));
+        }
+        return std::holds_alternative<Attached>(news) ? reportAttached() : reportDetached();
+    }
+
+private:
+    void takeOver(const Heard& heard) {
+        known_->apply(heard);
+        if (heard.id == Notification::configurationCommitted) known_->sections = readSections();
+        if (std::holds_alternative<vocabulary::PolicyNotice>(heard.notice)) known_->policy = readPolicy();
+    }
+
+    // The first attach is no news when the service was there to begin with.
+    bool reportAttached() {
+        if (!wasThere_ && !print(serviceCame())) return false;
+        wasThere_ = true;
+        const std::optional<WatchedState> now = lookAgain();
+        if (!now) return true; // it went again; the next attach tells
+        const std::optional<WatchedState> before = std::exchange(known_, now);
+        if (!before) return true;
+        for (const WatchEvent& event : differences(*before, *now)) {
+            if (!print(event)) return false;
+        }
+        return true;
+    }
+    bool reportDetached() {
+        wasThere_ = false;
+        return print(serviceWent());
+    }
+    bool print(const WatchEvent& event) {
+        if (json_) {
+            printJsonLine(toJson(event));
+        } else {
+            printLine(toLine(event));
+        }
+        return flushOutput() && (!left_ || --*left_ > 0);
+    }
+
+    bool json_;
+    std::optional<unsigned> left_;
+    std::optional<WatchedState> known_;
+    bool wasThere_ = false;
+};
+
+struct Watch {
+    std::optional<double> seconds;
+    std::optional<unsigned> count;
+
+    void options(CLI::App& verb) {
+        verb.add_option("--for", seconds, text(Say::optionWatchFor))
+            ->type_name("SECONDS")
+            ->check(numberBetween(0, 1'000'000'000));
+        verb.add_option("--count", count, text(Say::optionWatchCount))->type_name("N")->check(numberBetween(1, ~0U));
+    }
+    void run(const Context& context) const {
+        std::optional<Clock::time_point> deadline;
+        if (seconds) deadline = Clock::now() + std::chrono::milliseconds(static_cast<std::int64_t>(*seconds * 1000));
+        Inbox inbox;
+        const Endings endings([&inbox] { inbox.end(); });
+        Reporter reporter(context.json, count);
+        const Ear ear(inbox);
+        for (;;) {
+            const std::deque<News> all = inbox.take(deadline);
+            if (all.empty()) return;
+            for (const News& news : all) {
+                if (!reporter.report(news)) return;
+            }
+        }
+    }
+};
+
+} // namespace
+
+// The group is the verb.
+void addWatchVerbs(CLI::App& group, const Context& context) {
+    auto watch = std::make_shared<Watch>();
+    group.require_subcommand(0);
+    watch->options(group);
+    group.callback([watch, &context] { watch->run(context); });
+}
+
+} // namespace panelctl

@@ -1,0 +1,130 @@
+# The library and the platform it stands on.
+
+panelkit_test(test_bridge INTERNAL LABELS threads SOURCES
+    panelkit/bridge/command_stream_test.cpp
+    panelkit/bridge/sessions_pool_test.cpp
+    panelkit/bridge/send_command_progress_test.cpp)
+
+panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOURCES
+    platform/bridge/push_test.cpp
+    platform/bridge/server_test.cpp
+    platform/bridge/wire_document_test.cpp)
+
+panelkit_test(test_loc INTERNAL SOURCES
+    panelkit/loc/default_texts_test.cpp
+    panelkit/loc/ui_module_test.cpp
+    platform/loccore/catalogue_test.cpp
+    platform/loccore/mo_file_test.cpp
+    platform/loccore/module_test.cpp)
+target_compile_definitions(test_loc PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
+add_dependencies(test_loc catalogues)
+
+panelkit_test(test_lparams SOURCES
+    panelkit/lparams/catalogue_test.cpp
+    panelkit/lparams/formatted_params_test.cpp
+    panelkit/lparams/param_text_test.cpp
+    panelkit/lparams/persistence_test.cpp
+    panelkit/lparams/translation_test.cpp)
+target_compile_definitions(test_lparams PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
+add_dependencies(test_lparams catalogues)
+
+# What is made from the library's texts and parameters is made from these.
+add_test(NAME documents_are_current COMMAND panelkit_documents check ${PROJECT_SOURCE_DIR})
+
+panelkit_test(test_tokens SOURCES
+    panelkit/tokens/tokens_controller_test.cpp)
+
+panelkit_test(test_certs SOURCES
+    panelkit/certs/cert_records_test.cpp
+    panelkit/certs/certs_controller_test.cpp
+    panelkit/certs/certs_session_test.cpp
+    panelkit/certs/parse_cert_file_test.cpp)
+
+# The local security policy, and what its file of settings stands on.
+panelkit_test(test_lsp INTERNAL SOURCES
+    panelkit/lsp/activation_test.cpp
+    panelkit/lsp/lsp_controller_test.cpp
+    panelkit/lsp/lsp_records_test.cpp
+    panelkit/lsp/policy_text_test.cpp
+    panelkit/lsp/user_settings_file_test.cpp)
+target_compile_definitions(test_lsp PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
+add_dependencies(test_lsp catalogues)
+if(NOT WIN32)
+    target_sources(test_lsp PRIVATE panelkit/lsp/user_settings_file_posix_test.cpp)
+endif()
+add_executable(policy_client support/policy_client.cpp)
+target_link_libraries(policy_client PRIVATE panelkit)
+panelkit_test(test_lsp_threads LABELS threads SOURCES
+    panelkit/lsp/threads_test.cpp)
+add_dependencies(test_lsp_threads policy_client)
+panelkit_test(test_xml_and_paths SOURCES
+    platform/paths/user_paths_test.cpp
+    platform/xml/xml_document_test.cpp)
+if(NOT WIN32)
+    target_sources(test_xml_and_paths PRIVATE platform/paths/user_paths_posix_test.cpp)
+endif()
+
+# The example of README.md: it compiles and links as an installed consumer's program does.
+add_executable(example_list_tokens ${PROJECT_SOURCE_DIR}/docs/examples/list_tokens.cpp)
+target_link_libraries(example_list_tokens PRIVATE panelkit)
+add_test(NAME example_list_tokens COMMAND example_list_tokens)
+set_tests_properties(example_list_tokens PROPERTIES
+    ENVIRONMENT "PANELKIT_BRIDGE=/nobody/serves/this"
+    PASS_REGULAR_EXPRESSION "the service isn't running|does not begin with") # the second under Windows
+
+panelkit_test(test_net SOURCES
+    panelkit/net/interf_controller_test.cpp)
+
+panelkit_test(test_notifications LABELS threads SOURCES
+    panelkit/notifications/notifications_test.cpp)
+
+panelkit_test(test_format SOURCES
+    panelkit/format/hex_text_test.cpp
+    panelkit/format/host_lookup_test.cpp
+    panelkit/format/ipv4_test.cpp
+    panelkit/format/ipv6_test.cpp
+    panelkit/format/locale_test.cpp
+    panelkit/format/number_range_test.cpp
+    panelkit/format/time_text_test.cpp)
+panelkit_test(test_format_threads LABELS threads SOURCES
+    panelkit/format/threads_test.cpp)
+
+panelkit_test(test_cli SOURCES
+    panelkit/cli/cli_input_test.cpp
+    panelkit/cli/cli_output_test.cpp
+    panelkit/cli/make_abs_path_${PANELKIT_SYSTEM}_test.cpp
+    panelkit/cli/utf8_test.cpp)
+
+panelkit_test(test_codepage SOURCES
+    platform/codepage/convi_test.cpp)
+
+# The console itself is tried at both ends of a terminal: console_probe at one, a driver at the other. Locales that the
+# system may lack are made in the build folder, which LOCPATH then names; the system's own are left alone.
+add_executable(console_probe support/console_probe.cpp)
+target_link_libraries(console_probe PRIVATE test_support panelkit)
+
+find_program(LOCALEDEF localedef REQUIRED)
+set(TEST_LOCALES ${CMAKE_BINARY_DIR}/locales)
+foreach(charset UTF-8 KOI8-R IBM866)
+    set(locale ${TEST_LOCALES}/ru_RU.${charset})
+    add_custom_command(OUTPUT ${locale}/LC_CTYPE
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${TEST_LOCALES}
+        COMMAND ${LOCALEDEF} -i ru_RU -f ${charset} ${locale} VERBATIM)
+    list(APPEND locale_files ${locale}/LC_CTYPE)
+endforeach()
+add_custom_target(test_locales ALL DEPENDS ${locale_files})
+
+if(NOT WIN32)
+    panelkit_test(test_console SOURCES
+        support/pseudo_terminal_posix.cpp
+        platform/console/terminal_console_test.cpp)
+    target_link_libraries(test_console PRIVATE util) # openpty
+    target_compile_definitions(test_console PRIVATE
+        CONSOLE_PROBE="$<TARGET_FILE:console_probe>" TEST_LOCALES="${TEST_LOCALES}")
+    add_dependencies(test_console console_probe test_locales)
+elseif(CMAKE_CROSSCOMPILING_EMULATOR)
+    find_program(PYTHON3 python3 REQUIRED)
+    add_test(NAME test_console COMMAND ${PYTHON3} ${CMAKE_CURRENT_SOURCE_DIR}/support/console_under_wine.py
+        $<TARGET_FILE:console_probe> ${TEST_LOCALES} ${CMAKE_CROSSCOMPILING_EMULATOR})
+    set_tests_properties(test_console PROPERTIES TIMEOUT 300)
+endif()

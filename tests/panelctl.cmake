@@ -1,0 +1,69 @@
+# panelctl: its parts, and the program itself against a scripted and a real service.
+
+panelkit_test(test_panelctl_parts LINK panelctl_parts SOURCES
+    panelctl/parts_test.cpp)
+panelkit_test(test_panelctl_language LINK panelctl_parts SOURCES
+    panelctl/language_test.cpp)
+target_compile_definitions(test_panelctl_language PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
+add_dependencies(test_panelctl_language catalogues)
+panelkit_test(test_panelctl LINK thirdparty_json SOURCES
+    panelctl/net_test.cpp
+    panelctl/completion_test.cpp
+    panelctl/doctor_test.cpp
+    panelctl/scripted_test.cpp)
+add_dependencies(test_panelctl panelctl)
+panelkit_test(test_panelctl_config LINK thirdparty_json SOURCES
+    panelctl/config_test.cpp)
+add_dependencies(test_panelctl_config panelctl)
+if(NOT WIN32)
+    panelkit_test(test_panelctl_config_real LINK thirdparty_json SOURCES
+        panelctl/config_real_service_test.cpp)
+    add_dependencies(test_panelctl_config_real panelctl panelkitd)
+endif()
+
+# panelctl cert, crl, psk
+panelkit_test(test_panelctl_certs LINK panelctl_parts SOURCES
+    panelctl/cert_list_test.cpp
+    panelctl/cert_outcomes_test.cpp
+    panelctl/cert_transfer_test.cpp
+    panelctl/crl_psk_request_test.cpp)
+add_dependencies(test_panelctl_certs panelctl)
+if(NOT WIN32)
+    target_sources(test_panelctl_certs PRIVATE
+        support/pseudo_terminal_posix.cpp
+        panelctl/cert_terminal_test.cpp)
+    target_link_libraries(test_panelctl_certs PRIVATE util) # openpty
+endif()
+panelkit_test(test_panelctl_policy LINK thirdparty_json SOURCES
+    panelctl/policy_test.cpp)
+add_dependencies(test_panelctl_policy panelctl)
+if(NOT WIN32)
+    panelkit_test(test_panelctl_real LINK thirdparty_json SOURCES
+        panelctl/cert_real_test.cpp
+        panelctl/completion_bash_test.cpp
+        panelctl/real_service_test.cpp
+        support/other_user_posix.cpp)
+    add_dependencies(test_panelctl_real panelctl panelkitd)
+endif()
+
+# The symbols of a sanitizer's build are not those of the library alone.
+if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
+    panelkit_test(test_exported_operations SOURCES
+        panelctl/exported_operations_test.cpp)
+    add_dependencies(test_exported_operations panelctl panelkit)
+endif()
+
+panelkit_test(test_panelctl_watch LINK thirdparty_json SOURCES
+    panelctl/watch_test.cpp)
+add_dependencies(test_panelctl_watch panelctl)
+if(NOT WIN32)
+    target_sources(test_panelctl_watch PRIVATE panelctl/watch_posix_test.cpp)
+endif()
+
+if(NOT WIN32)
+    panelkit_test(test_panelctl_dots SOURCES
+        support/pseudo_terminal_posix.cpp
+        panelctl/dots_posix_test.cpp)
+    target_link_libraries(test_panelctl_dots PRIVATE util) # openpty
+    add_dependencies(test_panelctl_dots panelctl)
+endif()

@@ -1,0 +1,104 @@
+# panelkitd: its parts, and end to end.
+
+# End to end, against a real panelkitd with SoftHSM2.
+if(NOT WIN32)
+    panelkit_test(test_service_tokens SOURCES
+        service/tokens_test.cpp)
+    add_dependencies(test_service_tokens panelkitd)
+
+    # A sanitizer keeps freed memory and copies of its own, so the scan says nothing there.
+    if(NOT PANELKIT_SANITIZE)
+        add_executable(pin_client support/pin_client.cpp)
+        target_link_libraries(pin_client PRIVATE panelkit)
+        panelkit_test(test_service_secrets SOURCES
+            panelkit/certs/cert_secrets_test.cpp
+            service/secrets_test.cpp
+            support/memory_scan_posix.cpp)
+        add_dependencies(test_service_secrets panelkitd pin_client)
+    endif()
+endif()
+
+# Certificates, with what OpenSSL makes for them.
+if(NOT WIN32)
+    add_library(certificate_maker STATIC support/certificate_maker.cpp)
+    target_link_libraries(certificate_maker PUBLIC panelkit_options thirdparty_openssl)
+    panelkit_test(test_service_certs LINK certificate_maker SOURCES
+        service/certs_files_test.cpp
+        service/certs_requests_test.cpp
+        service/certs_test.cpp)
+    add_dependencies(test_service_certs panelkitd)
+
+    # These look into the service's parts.
+    panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
+        service/certs_token_states_test.cpp
+        service/certs_volume_test.cpp)
+    target_compile_definitions(test_service_certs_tokens PRIVATE
+        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+    add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
+    set_tests_properties(test_service_certs_tokens PROPERTIES RUN_SERIAL TRUE) # it measures
+endif()
+
+panelkit_test(test_service_interfaces SOURCES
+    service/interfaces_test.cpp)
+add_dependencies(test_service_interfaces panelkitd)
+
+# The local security policy of the service, piece by piece.
+panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
+    service/policies_test.cpp
+    service/policy_diagnosis_test.cpp
+    service/policy_text_test.cpp
+    service/token_credentials_test.cpp)
+panelkit_test(test_service_options SOURCES
+    service/options_test.cpp)
+target_compile_definitions(test_service_options PRIVATE PANELKIT_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+add_dependencies(test_service_options panelkitd)
+panelkit_test(test_service_policy LABELS threads SOURCES
+    service/policy_test.cpp)
+add_dependencies(test_service_policy panelkitd)
+if(NOT WIN32)
+    panelkit_test(test_service_policy_host LINK certificate_maker SOURCES
+        service/policy_access_test.cpp
+        service/policy_certificates_test.cpp)
+    add_dependencies(test_service_policy_host panelkitd)
+endif()
+
+panelkit_test(test_service_test_token SOURCES
+    service/test_token_test.cpp)
+target_compile_definitions(test_service_test_token PRIVATE
+    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_service_test_token panelkitd panelkit_test_token)
+
+# The configuration of panelkitd.
+panelkit_test(test_service_config LINK panelkitd_parts SOURCES
+    service/config_file_test.cpp
+    service/config_kill_test.cpp
+    service/config_secret_test.cpp
+    service/config_test.cpp
+    ${PROJECT_SOURCE_DIR}/fuzz/configuration.cpp)
+add_dependencies(test_service_config panelkitd panelctl)
+if(NOT WIN32)
+    target_sources(test_service_config PRIVATE
+        service/config_access_test.cpp
+        support/other_user_posix.cpp)
+endif()
+panelkit_test(test_service_config_threads LABELS threads LINK panelkitd_parts SOURCES
+    service/config_threads_test.cpp)
+
+panelkit_test(test_service_notifications SOURCES
+    support/heard_notices.cpp
+    service/notifications_test.cpp)
+target_compile_definitions(test_service_notifications PRIVATE
+    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_service_notifications panelkitd panelkit_test_token)
+
+panelkit_test(test_service_expiry LABELS threads LINK panelkitd_parts SOURCES
+    support/heard_notices.cpp
+    service/expiry_watch_test.cpp)
+
+# Wake-ups are counted here, and those of a sanitizer are nobody's.
+if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
+    panelkit_test(test_service_notifications_posix SOURCES
+        support/heard_notices.cpp
+        service/notifications_posix_test.cpp)
+    add_dependencies(test_service_notifications_posix panelctl panelkitd)
+endif()
