@@ -54,8 +54,11 @@ if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
 endif()
 
 panelkit_test(test_panelctl_watch LINK thirdparty_json SOURCES
+    panelctl/watch_live_test.cpp
     panelctl/watch_test.cpp)
-add_dependencies(test_panelctl_watch panelctl)
+target_compile_definitions(test_panelctl_watch PRIVATE
+    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_panelctl_watch panelctl panelkitd panelkit_test_token)
 if(NOT WIN32)
     target_sources(test_panelctl_watch PRIVATE panelctl/watch_posix_test.cpp)
 endif()
