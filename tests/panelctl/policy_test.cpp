@@ -139,7 +139,8 @@ TEST_F(PanelctlPolicy, ExplainsInWhatThePolicyInForceIsAnother) {
     required.type = LSPdriver;
     answerPolicy(required, info);
     EXPECT_THAT(run({"explain"}).output, HasSubstr("A new policy is being loaded.\n"));
-    for (const auto& difference : json({"explain"})["differences"]) {
+    const auto whileLoading = json({"explain"});
+    for (const auto& difference : whileLoading["differences"]) {
         EXPECT_EQ(difference["counts"], difference["field"] == "type") << difference;
     }
 }
