@@ -9,6 +9,9 @@ panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOUR
     platform/bridge/push_test.cpp
     platform/bridge/server_test.cpp
     platform/bridge/wire_document_test.cpp)
+if(NOT WIN32)
+    target_sources(test_bridge_server PRIVATE platform/bridge/channel_posix_test.cpp)
+endif()
 
 panelkit_test(test_loc INTERNAL SOURCES
     panelkit/loc/default_texts_test.cpp

@@ -41,6 +41,13 @@ bool waitFor(int handle, short events, Deadline deadline) {
     }
 }
 
+// The service has more connections to accept than its queue holds. The system says EAGAIN, which Asio reports as a lack
+// of buffers.
+bool queueIsFull(const std::error_code& error) {
+    return error == asio::error::no_buffer_space || error == asio::error::would_block ||
+           error == asio::error::try_again;
+}
+
 } // namespace
 
 Channel::Channel(std::unique_ptr<Stream> stream) : stream_(std::move(stream)) {}
@@ -59,7 +66,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
         if (error == asio::error::access_denied || error == asio::error::no_permission) {
             return ConnectStatus::accessDenied;
         }
-        if (error != asio::error::would_block && error != asio::error::try_again) return ConnectStatus::noService;
+        if (!queueIsFull(error)) return ConnectStatus::noService;
         if (Clock::now() >= deadline) return ConnectStatus::timedOut;
         std::this_thread::sleep_for(connectPause);
     }

@@ -12,10 +12,17 @@
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace bridge::server {
 
 namespace {
+
+// After the grace, for sessions whose connection was closed to notice it.
+constexpr auto cutOffWait = std::chrono::milliseconds(500);
+
+// When memory runs out, accepting again at once would only keep the processor busy.
+constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
 
 // A connection whose command may be under way: what the session's own thread shares with the server's.
 class Connection {
@@ -31,16 +38,22 @@ public:
         return true;
     }
 
-    // The answer goes out and the command is over, in one step: no still-working frame may follow the answer. False
-    // when the session is over as well.
-    bool endCommand(const FrameHeader& header, std::string_view body, Patience patience) {
+    // Ends the command and sends its answer. Returns false when the session is over as well. The lock is not held while
+    // the answer is written, which takes as long as the client pleases: nobody else writes once the command has ended.
+    bool answer(const FrameHeader& header, std::string_view body, Patience patience) {
+        {
+            const std::scoped_lock lock(mutex_);
+            busySince_.reset();
+            answering_ = true;
+        }
+        const IoStatus sent = writeFrame(*channel, header, body, patience);
         const std::scoped_lock lock(mutex_);
-        busySince_.reset();
-        return writeFrame(*channel, header, body, patience) == IoStatus::done && !stopping_;
+        answering_ = false;
+        return sent == IoStatus::done && !stopping_;
     }
 
-    // Tells the client that its command is still being worked on, when the last sign of life is that old. A client
-    // that has not even room for that is not waited for.
+    // Tells the client that its command is still being worked on, when the last sign of life is that old. The write
+    // does not block: a client that has no room for so few bytes is disconnected.
     void showWorking(std::chrono::milliseconds interval) {
         const std::scoped_lock lock(mutex_);
         if (!busySince_ || Clock::now() - *busySince_ < interval) return;
@@ -49,11 +62,11 @@ public:
         if (writeFrame(*channel, header, {}, {0, Clock::now()}) != IoStatus::done) channel->close();
     }
 
-    // No further command is begun; a session that waits for one ends at once.
+    // No further command is begun. A session that waits for one, or for the rest of one, ends at once.
     void stop() {
         const std::scoped_lock lock(mutex_);
         stopping_ = true;
-        if (!busySince_) channel->close();
+        if (!busySince_ && !answering_) channel->close();
     }
 
     const std::unique_ptr<Channel> channel;
@@ -63,11 +76,35 @@ public:
     std::shared_ptr<PushLine> line; // of a receiver; of the session's thread
 
 private:
-    std::mutex mutex_;                           // guards writing, and what follows
+    std::mutex mutex_;                           // guards what follows, and writing while a command runs
     std::optional<Clock::time_point> busySince_; // start of the command, or its last sign of life
     std::uint32_t tag_ = 0;
+    bool answering_ = false; // the session's thread writes the answer
     bool stopping_ = false;
 };
+
+// Bytes of a request that are charged to the budget of all sessions.
+class Charge {
+public:
+    Charge(BufferBudget& budget, std::uint64_t bytes) : budget_(budget), bytes_(bytes) {}
+    ~Charge() { budget_.give(bytes_); }
+    Charge(const Charge&) = delete;
+    Charge& operator=(const Charge&) = delete;
+
+private:
+    BufferBudget& budget_;
+    const std::uint64_t bytes_;
+};
+
+// What a part of the service throws ends the session that it was thrown in, and nothing else: memory and threads may
+// run out at any moment.
+template <class Work>
+void guarded(Work&& work) {
+    try {
+        work();
+    } catch (...) { // NOLINT(bugprone-empty-catch): see above
+    }
+}
 
 } // namespace
 
@@ -107,6 +144,7 @@ struct Server::State {
     bool endAll();
 
     void serve(Connection& connection);
+    void serveCommands(Connection& connection, const Hello& hello);
     void identify(Connection& connection);
     Verdict judge(const Connection& connection, std::string& text);
     std::optional<Hello> readHello(Connection& connection, Patience limit);
@@ -120,26 +158,33 @@ struct Server::State {
     Answer answer(Session& session, const Request& request);
     bool send(Connection& connection, const FrameHeader& request, Answer answer);
     Patience patience() const { return {options.silence}; }
+    bool awaitEnds(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds time);
 };
 
 // ---- the life of a session, on its thread
 
 void Server::State::serve(Connection& connection) {
-    const std::optional<Hello> hello = shakeHands(connection);
-    if (!hello) return delist(connection);
-    if (hello->role == Role::receiver) return serveReceiver(connection);
+    guarded([&] {
+        const std::optional<Hello> hello = shakeHands(connection);
+        if (!hello) return;
+        if (hello->role == Role::receiver) return serveReceiver(connection);
+        serveCommands(connection, *hello);
+    });
+    delist(connection);
+}
+
+void Server::State::serveCommands(Connection& connection, const Hello& hello) {
     Session session;
     {
         const std::scoped_lock lock(mutex);
         session.number = ++lastNumber;
     }
-    session.name = hello->name;
+    session.name = hello.name;
     session.peer = connection.peer;
-    try {
+    guarded([&] {
         while (serveCommand(connection, session)) {}
-    } catch (...) { // NOLINT(bugprone-empty-catch): what a service throws ends the session, and nothing else
-    }
-    service.ended(session);
+    });
+    guarded([&] { service.ended(session); });
 }
 
 void Server::State::identify(Connection& connection) {
@@ -199,6 +244,7 @@ std::optional<Hello> Server::State::shakeHands(Connection& connection) {
         }
     }
     if (welcome.verdict == Verdict::accepted && hello->role == Role::receiver) enlist(connection);
+    if (welcome.verdict != Verdict::accepted) service.turnedAway(connection.peer, welcome.verdict);
     const IoStatus written = writeFrame(*connection.channel, {.kind = FrameKind::welcome}, encode(welcome), limit);
     if (written != IoStatus::done || welcome.verdict != Verdict::accepted) return std::nullopt;
     return hello;
@@ -209,25 +255,24 @@ bool Server::State::serveCommand(Connection& connection, Session& session) {
     FrameHeader header;
     if (connection.reader.readHeader(header, never, patience()) != FrameStatus::done) return false;
     if (header.kind != FrameKind::request) return false;
+
+    std::string payload;
+    const platform::WipeOnExit wiped(payload);
+    const FrameStatus status = connection.reader.readBody(header, payload, options.frameLimit, patience(), &budget);
+    const Charge charge(budget, payload.size());
+    if (status == FrameStatus::tooLarge || status == FrameStatus::overBudget) {
+        // The rest of the body is not read, so the session ends with this.
+        send(connection, header, Answer::refused(RefusalReason::tooLarge, "the request is too large"));
+        return false;
+    }
+    if (status != FrameStatus::done) return false;
     if (!connection.beginCommand(header.tag)) {
         send(connection, header, Answer::refused(RefusalReason::stopping, "the service is stopping"));
         return false;
     }
-
-    std::string payload;
-    const FrameStatus status = connection.reader.readBody(header, payload, options.frameLimit, patience(), &budget);
-    bool goesOn = false;
-    if (status == FrameStatus::done) {
-        Answer result = answer(session, {header.module, header.command, payload});
-        platform::wipe(payload); // before the client can learn that the command is over
-        goesOn = send(connection, header, std::move(result));
-    } else if (status == FrameStatus::tooLarge || status == FrameStatus::overBudget) {
-        // The rest of the body is not waited for, so the session ends with this.
-        send(connection, header, Answer::refused(RefusalReason::tooLarge, "the request is too large"));
-    }
-    budget.give(status == FrameStatus::done ? header.length : payload.size());
-    platform::wipe(payload);
-    return goesOn;
+    Answer result = answer(session, {header.module, header.command, payload});
+    platform::wipe(payload); // before the client can learn that the command is over
+    return send(connection, header, std::move(result));
 }
 
 Answer Server::State::answer(Session& session, const Request& request) {
@@ -242,15 +287,16 @@ bool Server::State::send(Connection& connection, const FrameHeader& request, Ans
     if (const auto* reply = std::get_if<std::string>(&answer.content); reply && reply->size() > defaultFrameLimit) {
         answer = Answer::refused(RefusalReason::tooLarge, "the reply is too large");
     }
+    const Patience limit{options.silence, after(options.answerWait)};
     FrameHeader header = request;
     if (const auto* refusal = std::get_if<Refusal>(&answer.content)) {
         header.kind = FrameKind::refused;
-        return connection.endCommand(header, encode(*refusal), patience());
+        return connection.answer(header, encode(*refusal), limit);
     }
     header.kind = FrameKind::reply;
     std::string& reply = std::get<std::string>(answer.content);
     const platform::WipeOnExit wiped(reply); // it may hold a secret
-    return connection.endCommand(header, reply, patience());
+    return connection.answer(header, reply, limit);
 }
 
 // ---- receivers
@@ -271,8 +317,13 @@ void Server::State::delist(const Connection& connection) {
 // The session's own thread takes the answers, one of the line's sends the notifications.
 void Server::State::serveReceiver(Connection& connection) {
     PushLine& line = *connection.line;
-    std::thread sender([&line] { line.run(); });
-    while (takeAnswer(connection, line)) {}
+    std::thread sender([&] {
+        guarded([&] { line.run(); });
+        connection.channel->close();
+    });
+    guarded([&] {
+        while (takeAnswer(connection, line)) {}
+    });
     delist(connection);
     connection.channel->close();
     line.end();
@@ -286,7 +337,7 @@ bool Server::State::takeAnswer(Connection& connection, PushLine& line) {
     const bool handled = header.kind == FrameKind::pushAnswered;
     if (!handled && header.kind != FrameKind::pushRefused) return false;
     const FrameStatus status = connection.reader.readBody(header, reply, options.frameLimit, patience(), &budget);
-    budget.give(reply.size());
+    const Charge charge(budget, reply.size());
     if (status != FrameStatus::done) return false;
     line.answered(header.tag, handled ? PushOutcome::handled : PushOutcome::notHandled, reply);
     return true;
@@ -337,24 +388,37 @@ void Server::State::keepAlive() {
     const std::chrono::milliseconds interval(options.workingInterval);
     std::unique_lock lock(mutex);
     while (!changed.wait_for(lock, interval / 5, [this] { return stopping; })) {
-        std::vector<std::shared_ptr<Connection>> connections;
-        for (const Member& member : members) {
-            if (member.connection) connections.push_back(member.connection);
-        }
-        lock.unlock();
-        for (const auto& connection : connections) connection->showWorking(interval);
-        lock.lock();
+        guarded([&] {
+            std::vector<std::shared_ptr<Connection>> connections;
+            for (const Member& member : members) {
+                if (member.connection) connections.push_back(member.connection);
+            }
+            lock.unlock();
+            for (const auto& connection : connections) connection->showWorking(interval);
+        });
+        if (!lock) lock.lock();
     }
 }
 
+bool Server::State::awaitEnds(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds time) {
+    return changed.wait_for(lock, time, [this] {
+        return std::all_of(members.begin(), members.end(), [](const Member& member) { return member.ended; });
+    });
+}
+
+// Commands and answers have the grace. What is still being written or read then is cut off.
 bool Server::State::endAll() {
     std::unique_lock lock(mutex);
     for (const Member& member : members) {
         if (member.connection) member.connection->stop();
     }
-    const bool ended = changed.wait_for(lock, options.grace, [this] {
-        return std::all_of(members.begin(), members.end(), [](const Member& member) { return member.ended; });
-    });
+    bool ended = awaitEnds(lock, options.grace);
+    if (!ended) {
+        for (const Member& member : members) {
+            if (member.connection) member.connection->channel->close();
+        }
+        ended = awaitEnds(lock, cutOffWait);
+    }
     lock.unlock();
     if (ended) reap();
     return ended;
@@ -367,9 +431,16 @@ Server::~Server() = default;
 
 bool Server::run() {
     std::thread alive([this] { state_->keepAlive(); });
-    while (std::unique_ptr<Channel> channel = state_->listener.accept()) {
-        state_->reap();
-        state_->add(std::move(channel));
+    for (bool accepting = true; accepting;) {
+        bool failed = true;
+        guarded([&] {
+            std::unique_ptr<Channel> channel = state_->listener.accept();
+            accepting = channel != nullptr;
+            state_->reap();
+            if (channel) state_->add(std::move(channel));
+            failed = false;
+        });
+        if (failed) std::this_thread::sleep_for(pauseAfterFailure);
     }
     alive.join();
     return state_->endAll();
@@ -377,13 +448,17 @@ bool Server::run() {
 
 void Server::push(Push notification) {
     const auto push = std::make_shared<const Push>(std::move(notification));
-    const std::scoped_lock lock(state_->mutex); // so that no receiver ends meanwhile
-    for (const State::Receiver& receiver : state_->receivers) {
-        if (receiver.line->add(push)) continue;
-        if (receiver.connection->lagged.exchange(true)) continue;
-        state_->service.lagged(receiver.connection->peer);
-        receiver.connection->channel->close();
+    std::vector<Peer> lagging;
+    {
+        const std::scoped_lock lock(state_->mutex); // so that no receiver ends meanwhile
+        for (const State::Receiver& receiver : state_->receivers) {
+            if (receiver.line->add(push)) continue;
+            if (receiver.connection->lagged.exchange(true)) continue;
+            lagging.push_back(receiver.connection->peer);
+            receiver.connection->channel->close();
+        }
     }
+    for (const Peer& peer : lagging) state_->service.lagged(peer);
 }
 
 void Server::drainPushes(std::chrono::milliseconds time) {

@@ -70,6 +70,9 @@ public:
     // A receiver does not take its notifications fast enough, and is closed. Called once for it, on the thread that
     // pushes.
     virtual void lagged(const Peer&) {}
+
+    // A connection was refused in its handshake. `peer` is without a user when the system does not tell who it is.
+    virtual void turnedAway(const Peer&, Verdict) {}
 };
 
 struct Options {
@@ -81,6 +84,7 @@ struct Options {
     std::size_t sessionsPerUser = 64;
     std::uint32_t handshakeWait = 5'000;   // milliseconds for a whole hello
     std::uint32_t silence = 30'000;        // milliseconds without a byte inside a frame
+    std::uint32_t answerWait = 60'000;     // milliseconds in which a client must have read a whole answer
     std::uint32_t workingInterval = 5'000; // milliseconds between still-working frames
     PushLimits push;
     std::chrono::milliseconds grace{10'000}; // for commands under way when the server stops
@@ -96,8 +100,8 @@ public:
     Server& operator=(const Server&) = delete;
 
     // Serves until stop() is called. Then no new command is begun, commands under way are finished and answered,
-    // and all sessions are closed. False when a command did not end within the grace: the process should then leave
-    // without destroying the server.
+    // and all sessions are closed, at the end of the grace also those whose client does not read its answer. Returns
+    // false when a command did not end within the grace: the process must then leave without destroying the server.
     bool run();
 
     // From any thread, also before run(). Not from a signal handler.

@@ -58,7 +58,11 @@ public:
                                    "no command " + std::to_string(request.command));
         }
     }
-    void ended(Session&) override { ++endedSessions; }
+    void ended(Session&) override {
+        ++endedSessions;
+        if (throwsAtEnd) throw std::runtime_error("the end threw");
+    }
+    void turnedAway(const bridge::Peer&, bridge::Verdict verdict) override { turnedAwayFor = verdict; }
 
     void release() {
         const std::scoped_lock lock(mutex);
@@ -71,7 +75,9 @@ public:
     }
 
     std::atomic<bool> admitsAll{true};
+    std::atomic<bool> throwsAtEnd{false};
     std::atomic<int> endedSessions{0};
+    std::atomic<bridge::Verdict> turnedAwayFor{bridge::Verdict::accepted};
     std::mutex mutex;
     std::condition_variable changed;
     bool letGo = false;
@@ -138,6 +144,20 @@ protected:
         IoStatus status = IoStatus::done;
         while (status == IoStatus::done) status = channel.readSome(bytes.data(), bytes.size(), got, deadline);
         return status == IoStatus::closed;
+    }
+    // A command that takes longer than the session would bear silence.
+    void showsSignsOfLife() {
+        BridgeSession* session = open();
+        session->setWaitSetting(300);
+        std::thread later([this] {
+            service.awaitWaiting(1);
+            std::this_thread::sleep_for(milliseconds(900));
+            service.release();
+        });
+        std::string reply;
+        EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text;
+        EXPECT_EQ(reply, "let go");
+        later.join();
     }
     bool answersEcho() const {
         BridgeSession* session = open();
@@ -208,19 +228,7 @@ TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
     slow.join();
 }
 
-TEST_F(AServer, ShowsSignsOfLifeWhileACommandRuns) {
-    BridgeSession* session = open();
-    session->setWaitSetting(300);
-    std::thread later([this] {
-        service.awaitWaiting(1);
-        std::this_thread::sleep_for(milliseconds(900));
-        service.release();
-    });
-    std::string reply;
-    EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text;
-    EXPECT_EQ(reply, "let go");
-    later.join();
-}
+TEST_F(AServer, ShowsSignsOfLifeWhileACommandRuns) { showsSignsOfLife(); }
 
 TEST_F(AServer, RefusesAHelloOfAnotherVersionAndOneThatIsNone) {
     const auto verdictOf = [this](const std::string& hello) {
@@ -355,7 +363,7 @@ protected:
 };
 
 TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
-    std::thread stuck([] { EXPECT_TRUE(send(open(), 3)); });
+    std::thread stuck([] { EXPECT_FALSE(send(open(), 3)) << "its connection is cut off"; });
     service.awaitWaiting(1);
     stop();
     EXPECT_FALSE(endedInTime);
@@ -363,6 +371,84 @@ TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
     stuck.join();
     while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
     server.run(); // joins what has ended by now
+}
+
+// ---- a client that does not read what it asked for
+
+class AServerWithADeafClient : public AServer {
+protected:
+    // More than the system buffers for a connection.
+    void askForMuch() {
+        const std::string much = std::to_string(8U << 20);
+        const FrameHeader header{0, FrameKind::request, 6, 5, 1};
+        writeFrame(*deaf, header, much, patience);
+        FrameReader reader(*deaf);
+        FrameHeader reply;
+        ASSERT_EQ(reader.readHeader(reply, bridge::after(5000), patience), FrameStatus::done) << "it is being written";
+    }
+    using FrameReader = bridge::FrameReader;
+    std::unique_ptr<bridge::Channel> deaf = greetedRaw();
+};
+
+TEST_F(AServerWithADeafClient, ShowsOthersSignsOfLife) {
+    askForMuch();
+    showsSignsOfLife();
+}
+
+TEST_F(AServerWithADeafClient, GivesItUpAfterAWhile) {
+    askForMuch();
+    std::this_thread::sleep_for(milliseconds(700)); // more than the silence that it bears
+    std::size_t read = 0, got = 0;
+    std::array<char, 65536> bytes{};
+    while (deaf->readSome(bytes.data(), bytes.size(), got, bridge::after(2000)) == IoStatus::done) read += got;
+    EXPECT_LT(read, 8U << 20) << "the answer was cut off";
+}
+
+TEST_F(AServerWithADeafClient, StopsInTime) {
+    askForMuch();
+    stop();
+    EXPECT_TRUE(endedInTime);
+}
+
+// ---- what throws, and what is missing, ends one session and no more
+
+TEST_F(AServer, OutlivesWhatThrowsInAReceiversSession) {
+    auto receiver = connectRaw();
+    writeFrame(*receiver, {.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::receiver, "raw"}),
+               patience);
+    ASSERT_EQ(readFrame(*receiver).first.kind, FrameKind::welcome);
+    server.push({6, 1, "payload", [](auto, const auto&) { throw std::runtime_error("no memory"); }});
+    bridge::FrameReader reader(*receiver);
+    FrameHeader push;
+    ASSERT_EQ(reader.readHeader(push, bridge::after(5000), patience), FrameStatus::done);
+    writeFrame(*receiver, {.kind = FrameKind::pushAnswered, .tag = push.tag}, {}, patience);
+    EXPECT_TRUE(endsWithin(*receiver, 5000));
+    EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, OutlivesASessionWhoseEndThrows) {
+    service.throwsAtEnd = true;
+    EXPECT_TRUE(answersEcho());
+    while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
+    service.throwsAtEnd = false;
+    EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, StopsAtOnceWhenAClientHasSentHalfARequest) {
+    const auto halfway = greetedRaw();
+    const FrameHeader header{100, FrameKind::request, 6, 1, 1};
+    const auto bytes = bridge::encodeFrameHeader(header);
+    halfway->write({bytes.data(), bytes.size()}, "not all", patience);
+    ASSERT_TRUE(answersEcho());
+    stop();
+    EXPECT_TRUE(endedInTime);
+}
+
+TEST_F(AServer, TellsWhomItTurnedAway) {
+    service.admitsAll = false;
+    connectRaw();
+    while (service.turnedAwayFor == bridge::Verdict::accepted) std::this_thread::sleep_for(milliseconds(5));
+    EXPECT_EQ(service.turnedAwayFor, bridge::Verdict::accessDenied);
 }
 
 TEST_F(AServer, HasItsEndpointAlone) {

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+//
+// Connecting to a service that has more connections to accept than its queue holds. POSIX only: a pipe has no queue.
+#include <platform/bridge/channel.h>
+
+#include <testing/scripted_service.h>
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// A socket that listens and accepts nothing unless it is told to, with its queue full.
+class AFullQueue : public testing::Test {
+protected:
+    AFullQueue() {
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        std::strncpy(address.sun_path, endpoint.c_str(), sizeof address.sun_path - 1);
+        const auto* const where = reinterpret_cast<const sockaddr*>(&address);
+        EXPECT_EQ(::bind(listening, where, sizeof address), 0);
+        EXPECT_EQ(::listen(listening, 0), 0);
+        for (;;) {
+            waiting.push_back(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+            if (::connect(waiting.back(), where, sizeof address) != 0) break;
+        }
+    }
+    ~AFullQueue() override {
+        for (const int client : waiting) ::close(client);
+        ::close(listening);
+    }
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    const int listening = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::vector<int> waiting;
+    std::unique_ptr<bridge::Channel> channel;
+};
+
+TEST_F(AFullQueue, IsNoAbsenceOfTheService) {
+    EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(100), channel), bridge::ConnectStatus::timedOut);
+}
+
+TEST_F(AFullQueue, IsWaitedForUntilThereIsRoom) {
+    std::thread later([this] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        for (std::size_t i = 0; i < waiting.size(); ++i) ::close(::accept(listening, nullptr, nullptr));
+    });
+    EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(10'000), channel), bridge::ConnectStatus::connected);
+    later.join();
+}
+
+} // namespace
