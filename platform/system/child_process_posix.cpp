@@ -92,9 +92,30 @@ struct ChildProcess::State {
     CollectedText outputText, errorText;
     std::thread feeder, outputReader, errorReader;
 
+    State() = default;
+    ~State();
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
     void start(const ChildOptions& options);
     bool reap(int flags);
+    void join();
 };
+
+// Also when not all threads could be started.
+ChildProcess::State::~State() {
+    if (pid > 0 && !reap(WNOHANG)) {
+        ::kill(pid, SIGKILL);
+        reap(0);
+    }
+    join();
+}
+
+void ChildProcess::State::join() {
+    for (std::thread* thread : {&feeder, &outputReader, &errorReader}) {
+        if (thread->joinable()) thread->join();
+    }
+}
 
 void ChildProcess::State::start(const ChildOptions& options) {
     posix_spawn_file_actions_t actions;
@@ -153,16 +174,7 @@ ChildProcess::ChildProcess(const ChildOptions& options) : state_(std::make_uniqu
     });
 }
 
-ChildProcess::~ChildProcess() {
-    State& state = *state_;
-    if (!state.reap(WNOHANG)) {
-        ::kill(state.pid, SIGKILL);
-        state.reap(0);
-    }
-    for (std::thread* thread : {&state.feeder, &state.outputReader, &state.errorReader}) {
-        if (thread->joinable()) thread->join();
-    }
-}
+ChildProcess::~ChildProcess() = default;
 
 std::int64_t ChildProcess::id() const { return state_->pid; }
 
@@ -191,9 +203,7 @@ ChildResult ChildProcess::wait(std::chrono::milliseconds limit) {
         std::this_thread::sleep_for(pause);
         pause = std::min(pause * 2, std::chrono::microseconds(20'000));
     }
-    for (std::thread* thread : {&state.feeder, &state.outputReader, &state.errorReader}) {
-        if (thread->joinable()) thread->join();
-    }
+    state.join();
     if (result.ending != Ending::timedOut && WIFSIGNALED(state.status)) result.ending = Ending::killed;
     result.status = WIFSIGNALED(state.status) ? WTERMSIG(state.status) : WEXITSTATUS(state.status);
     result.output = state.outputText.text();

@@ -83,9 +83,30 @@ struct ChildProcess::State {
     CollectedText outputText, errorText;
     std::thread feeder, outputReader, errorReader;
 
+    State() = default;
+    ~State();
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+
     void start(const ChildOptions& options);
+    void kill();
     void joinAll();
 };
+
+// Also when not all threads could be started.
+ChildProcess::State::~State() {
+    if (valid(process)) {
+        kill();
+        WaitForSingleObject(process.get(), INFINITE);
+    }
+    joinAll();
+}
+
+void ChildProcess::State::kill() {
+    if (WaitForSingleObject(process.get(), 0) == WAIT_OBJECT_0) return;
+    killedByUs = true;
+    TerminateProcess(process.get(), 9);
+}
 
 void ChildProcess::State::start(const ChildOptions& options) {
     Pipe::keepToOurselves(input.write);
@@ -132,11 +153,7 @@ ChildProcess::ChildProcess(const ChildOptions& options) : state_(std::make_uniqu
     });
 }
 
-ChildProcess::~ChildProcess() {
-    kill();
-    WaitForSingleObject(state_->process.get(), INFINITE);
-    state_->joinAll();
-}
+ChildProcess::~ChildProcess() = default;
 
 std::int64_t ChildProcess::id() const { return state_->pid; }
 
@@ -144,11 +161,7 @@ bool ChildProcess::ended() const { return WaitForSingleObject(state_->process.ge
 
 void ChildProcess::terminate() { kill(); }
 
-void ChildProcess::kill() {
-    if (ended()) return;
-    state_->killedByUs = true;
-    TerminateProcess(state_->process.get(), 9);
-}
+void ChildProcess::kill() { state_->kill(); }
 
 ChildResult ChildProcess::wait(std::chrono::milliseconds limit) {
     ChildResult result;

@@ -9,10 +9,15 @@ namespace platform {
 
 class DynamicLibrary {
 public:
+    // What becomes of a library that is not needed any more. One that is kept stays mapped until the process ends:
+    // a thread that ends later may still call into it, or into a library that it brought along. Loaded again, it is the
+    // same one, with the state it had.
+    enum class AtEnd : unsigned char { unload, keep };
+
     // Loads the library at a UTF-8 path, with all its symbols bound at once and visible to nobody else. Throws
     // std::runtime_error with the loader's own words.
-    explicit DynamicLibrary(const std::string& path);
-    ~DynamicLibrary(); // unloads it
+    explicit DynamicLibrary(const std::string& path, AtEnd atEnd = AtEnd::unload);
+    ~DynamicLibrary();
     DynamicLibrary(const DynamicLibrary&) = delete;
     DynamicLibrary& operator=(const DynamicLibrary&) = delete;
 

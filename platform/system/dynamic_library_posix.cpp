@@ -7,7 +7,8 @@
 
 namespace platform {
 
-DynamicLibrary::DynamicLibrary(const std::string& path) : handle_(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
+DynamicLibrary::DynamicLibrary(const std::string& path, AtEnd atEnd)
+    : handle_(::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | (atEnd == AtEnd::keep ? RTLD_NODELETE : 0))) {
     if (!handle_) throw std::runtime_error(::dlerror());
 }
 

@@ -10,10 +10,14 @@
 namespace platform {
 
 // Only the library's own folder and the system's are searched for what it needs in turn.
-DynamicLibrary::DynamicLibrary(const std::string& path)
+DynamicLibrary::DynamicLibrary(const std::string& path, AtEnd atEnd)
     : handle_(LoadLibraryExW(toUtf16(path).c_str(), nullptr,
                              LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32)) {
     if (!handle_) throw std::runtime_error(path + ": " + systemErrorText(GetLastError()));
+    if (atEnd == AtEnd::unload) return;
+    HMODULE pinned = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       static_cast<LPCWSTR>(handle_), &pinned);
 }
 
 DynamicLibrary::~DynamicLibrary() { FreeLibrary(static_cast<HMODULE>(handle_)); }

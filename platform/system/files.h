@@ -9,14 +9,16 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace platform {
 
 class FileError : public std::runtime_error {
 public:
-    FileError(const std::string& path, const std::string& reason, bool isMissing = false)
-        : std::runtime_error(path + ": " + reason), missing(isMissing) {}
-    bool missing; // there is no such file
+    FileError(const std::string& path, std::string why, bool isMissing = false)
+        : std::runtime_error(path + ": " + why), reason(std::move(why)), missing(isMissing) {}
+    std::string reason; // without the path
+    bool missing;       // there is no such file
 };
 
 // Reads a whole regular file of at most `limit` bytes. One that ends before the size it announced fails too.
