@@ -146,6 +146,11 @@ private:
 // left over behind the last read are nobody's concern.
 class CommandStreamIn {
 public:
+    // How a count of elements is judged before memory is taken for them. A reply is read as it stands, up to a count of
+    // one element for each byte that is left. A service that reads requests of others refuses what can't be true: a
+    // count of more elements than fit into the bytes that are left.
+    enum class Counts : unsigned char { asTheyStand, mustFit };
+
     CommandStreamIn(const void* bytes, std::uint64_t size, std::uint64_t position = 0)
         : size_(size),
           left_(position <= size ? static_cast<std::int64_t>(size - position) : -1),
@@ -153,7 +158,9 @@ public:
           next_(static_cast<const char*>(bytes) + (position <= size ? position : 0)) {}
     explicit CommandStreamIn(const std::string& bytes, std::uint64_t position = 0)
         : CommandStreamIn(bytes.data(), bytes.size(), position) {}
+    CommandStreamIn(const std::string& bytes, Counts counts) : CommandStreamIn(bytes) { counts_ = counts; }
     explicit CommandStreamIn(std::string&&, std::uint64_t = 0) = delete; // would dangle
+    CommandStreamIn(std::string&&, Counts) = delete;
 
     std::uint64_t size() const { return size_; }
     std::uint64_t position() const { return end_ - static_cast<std::uint64_t>(left_); }
@@ -192,7 +199,7 @@ public:
     // Resizes to the count first, then fills in place: elements that were there are reused.
     template <class T>
     CommandStreamIn& operator>>(std::vector<T>& elements) {
-        elements.resize(readCount());
+        elements.resize(countOf<T>());
         for (T& element : elements) *this >> element;
         return *this;
     }
@@ -200,14 +207,14 @@ public:
     // As a vector: the list is cut or lengthened at its end to the count, then filled in place.
     template <Record R>
     CommandStreamIn& operator>>(std::list<R>& records) {
-        records.resize(readCount());
+        records.resize(countOf<R>());
         for (R& record : records) *this >> record;
         return *this;
     }
 
     // Empties the list, then appends pair by pair.
     CommandStreamIn& operator>>(StringPairs& pairs) {
-        const std::uint32_t count = readCount();
+        const std::uint32_t count = readCount<std::uint32_t>(2 * leastWireSize<std::string>());
         pairs.clear();
         for (std::uint32_t i = 0; i < count; ++i) {
             std::pair<std::string, std::string> pair;
@@ -223,18 +230,24 @@ public:
         return *this;
     }
 
-    // Reads a count of elements. One that is larger than the bytes behind it can belong to no well-formed
-    // reply and is refused before anything is allocated for it. Some counts have a sign: readCount<std::int32_t>; below
-    // zero such a one says the same as zero, that there is nothing.
+    // Reads a count of elements, each of which takes at least `elementSize` bytes. One that is larger than the number
+    // of bytes after it can belong to no well-formed reply and is refused before anything is allocated for it. Some
+    // counts have a sign: readCount<std::int32_t>; below zero such a one says the same as zero, that there is nothing.
     template <WireInteger Count = std::uint32_t>
-    std::uint32_t readCount() {
+    std::uint32_t readCount(std::size_t elementSize = 1) {
         Count count = 0;
         *this >> count;
-        if (count > left_) throwCommandStreamError();
+        const std::int64_t least = counts_ == Counts::mustFit ? static_cast<std::int64_t>(elementSize) : 1;
+        if (count > left_ / least) throwCommandStreamError();
         return count > 0 ? static_cast<std::uint32_t>(count) : 0;
     }
 
 private:
+    template <class T>
+    std::uint32_t countOf() {
+        return readCount<std::uint32_t>(leastWireSize<T>());
+    }
+
     // The one bounds gate. What is left is lowered first and stays below zero once it is, so a later read, even one of
     // nothing, throws again; 2^63 bytes are never asked for in one stream's life.
     const char* take(std::uint32_t need) {
@@ -249,4 +262,5 @@ private:
     std::int64_t left_; // behind the position; below zero when that is behind the end
     std::uint64_t end_; // the position at which nothing would be left
     const char* next_;
+    Counts counts_ = Counts::asTheyStand;
 };

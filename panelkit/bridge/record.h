@@ -51,6 +51,32 @@ concept Record = std::is_class_v<T> && requires(T& record) {
 template <class R>
 constexpr std::size_t listedFields = decltype(R::fields(std::declval<R&>(), panelkit::detail::CountFields{}))::value;
 
+// The fewest bytes that a value takes in the stream: its integers, flags and the lengths of its texts and lists.
+template <class T>
+constexpr std::size_t leastWireSize();
+
+namespace panelkit::detail {
+
+struct AddLeastSizes {
+    template <class... Fields>
+    constexpr auto operator()(Fields&...) const {
+        return std::integral_constant<std::size_t, (leastWireSize<std::remove_const_t<Fields>>() + ... + 0)>{};
+    }
+};
+
+} // namespace panelkit::detail
+
+template <class T>
+constexpr std::size_t leastWireSize() {
+    if constexpr (Record<T>) {
+        return decltype(T::fields(std::declval<T&>(), panelkit::detail::AddLeastSizes{}))::value;
+    } else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
+        return sizeof(T);
+    } else {
+        return 4; // the length of a text, the count of a list
+    }
+}
+
 template <class R>
 constexpr bool RecordListsEveryMember = [] {
     if constexpr (requires { R::fieldsBeyondMembers; }) {
