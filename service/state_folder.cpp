@@ -13,7 +13,17 @@ namespace panelkitd {
 
 namespace {
 
-constexpr std::uint64_t largestFile = std::uint64_t{16} << 20;
+constexpr std::uint64_t largestFile = std::uint64_t{16} << 20; // bytes; for reading and writing alike
+constexpr int deepestLevel = 32;                               // of values within values; our own files need ten
+
+// Values that are nested without end would exhaust the stack when they are read or destroyed.
+nlohmann::json parsed(const std::string& text) {
+    const auto bounded = [](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
+        if (depth > deepestLevel) throw platform::FileError("", "its values are nested too deeply");
+        return true;
+    };
+    return nlohmann::json::parse(text, bounded);
+}
 
 } // namespace
 
@@ -31,28 +41,36 @@ std::string StateFolder::folder(const std::string& name) const {
     return inner;
 }
 
-std::optional<nlohmann::json> StateFolder::readJson(const std::string& name, int format) const {
-    std::string text;
+StateFile::StateFile(const StateFolder& folder, const std::string& name, int format)
+    : path_(folder.file(name)), format_(format) {}
+
+std::optional<nlohmann::json> StateFile::read() {
     try {
-        text = platform::readFile(file(name), largestFile);
+        nlohmann::json content = parsed(platform::readFile(path_, largestFile));
+        if (content.at("format").get<int>() <= format_) return content;
+        reject("it was written by a newer version of the service");
     } catch (const platform::FileError& error) {
-        if (!error.missing) logError(error.what());
-        return std::nullopt;
-    }
-    try {
-        nlohmann::json content = nlohmann::json::parse(text);
-        if (content.at("format").get<int>() <= format) return content;
-        logError(file(name) + ": written by a newer version of the service");
+        if (!error.missing) reject(error.reason);
     } catch (const nlohmann::json::exception& error) {
-        logError(file(name) + ": " + error.what());
+        reject(error.what());
     }
-    platform::replaceFile(file(name) + ".damaged", text, true);
     return std::nullopt;
 }
 
-void StateFolder::writeJson(const std::string& name, int format, nlohmann::json content) const {
-    content["format"] = format;
-    platform::replaceFile(file(name), content.dump(2) + "\n", true);
+void StateFile::reject(const std::string& problem) {
+    problem_ = problem;
+    logError(path_ + " can't be used and is kept as it is: " + problem);
+}
+
+void StateFile::write(nlohmann::json content) const {
+    if (!problem_.empty()) throw platform::FileError(path_, "is kept, because it can't be used: " + problem_);
+    content["format"] = format_;
+    const std::string text = content.dump(2) + "\n";
+    if (text.size() > largestFile) {
+        throw platform::FileError(path_, "would have " + std::to_string(text.size()) + " bytes; at most " +
+                                             std::to_string(largestFile) + " can be read again");
+    }
+    platform::replaceFile(path_, text, true);
 }
 
 } // namespace panelkitd

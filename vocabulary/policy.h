@@ -51,6 +51,7 @@ inline constexpr auto loadingDelay = &LSPcmd::LSPsettings_t::value2; // millisec
 } // namespace policySettings
 
 inline constexpr std::uint32_t longestLoadingDelay = 60'000;
+inline constexpr std::size_t largestPolicyEntries = std::size_t{256} << 10; // bytes of text in all entries of settings
 
 // LSPcmd::LSPentry_t: the security gateways of SOURCE_GATE.
 namespace policyGate {

@@ -139,6 +139,13 @@ bool isText(const std::string& text, std::size_t longest) {
 
 bool isVariant(std::int32_t value, std::int32_t last) { return value >= 0 && value <= last; }
 
+std::size_t textOf(const std::list<LSPcmd::LSPentry_t>& entries) {
+    std::size_t size = 0;
+    for (const LSPcmd::LSPentry_t& entry : entries)
+        size += entry.first.size() + entry.second.size() + entry.third.size();
+    return size;
+}
+
 struct SettingsRule {
     const char* field;
     bool (*fits)(const LSPcmd::LSPsettings_t& settings);
@@ -163,6 +170,7 @@ constexpr SettingsRule settingsRules[] = {
              return isText(e.first, 1024) && isText(e.second, 1024) && isText(e.third, 1024);
          });
      }},
+    {"size of all entries",   [](const LSPcmd::LSPsettings_t& s) { return textOf(s.entries) <= vocabulary::largestPolicyEntries; }},
 };
 // clang-format on
 
@@ -216,10 +224,13 @@ void finishLoading(PolicyState& state, std::int64_t now) {
     state.loading.reset();
 }
 
-void resume(PolicyState& state, std::int64_t now) {
+bool resume(PolicyState& state, std::int64_t now) {
+    const bool wasLoading = state.loading.has_value();
     finishLoading(state, now);
     // The file itself is out of reach until a front end hands it over again.
-    if (isFilePolicy(state.inForce.wanted.request.type)) state.inForce.fromConfigDb = true;
+    const bool isFromCopy = isFilePolicy(state.inForce.wanted.request.type) && !state.inForce.fromConfigDb;
+    if (isFromCopy) state.inForce.fromConfigDb = true;
+    return wasLoading || isFromCopy;
 }
 
 std::string problemOf(const LSPcmd::LSPsettings_t& settings) {

@@ -33,8 +33,9 @@ bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t 
 // The policy that is loading is in force from now on.
 void finishLoading(PolicyState& state, std::int64_t now);
 
-// After a restart: what was loading is loaded, and file policies come from what was kept.
-void resume(PolicyState& state, std::int64_t now);
+// After a restart: what was loading is loaded, and file policies come from what was kept. Returns whether that changed
+// the state.
+bool resume(PolicyState& state, std::int64_t now);
 
 // What is wrong with settings, naming the field; empty when nothing is.
 std::string problemOf(const LSPcmd::LSPsettings_t& settings);

@@ -16,11 +16,16 @@ namespace panelkitd {
 using LSPcmd::LSPsettings_t;
 using std::chrono::steady_clock;
 namespace field = vocabulary::policyInfo;
+using vocabulary::Refused;
 namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
 constexpr auto retryInterval = std::chrono::seconds(5); // when the disk takes nothing
+
+// Bytes of the file, of which half is left to the system's policy.
+constexpr std::size_t mostOfAccount = std::size_t{3} << 20;
+constexpr std::size_t mostOfAllAccounts = std::size_t{8} << 20;
 
 std::int64_t currentTime() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
@@ -91,9 +96,12 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
 
 Policies::Policies(const StateFolder& folder, const Credentials& credentials,
                    std::function<void(const PolicyNews&)> news)
-    : folder_(folder), credentials_(credentials), news_(std::move(news)), state_(loadPolicyState(folder)) {
-    resume(state_, currentTime());
-    savePolicyState(folder_, state_);
+    : credentials_(credentials), news_(std::move(news)), file_(policyFile(folder)), state_(loadPolicyState(file_)) {
+    try {
+        if (resume(state_, currentTime())) savePolicyState(file_, state_);
+    } catch (const platform::FileError& error) { // the next start resumes once more
+        logError(error.what());
+    }
     loader_ = std::thread([this] { waitForLoading(); });
 }
 
@@ -136,25 +144,52 @@ WantedPolicy Policies::required() const {
 // ---- changes
 
 // Stored first: what could not be stored did not happen.
-void Policies::change(const std::function<void(PolicyState&)>& work) {
+void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
+    requireUsable();
     PolicyState next = state_;
     work(next);
+    if (!account.empty()) requireShare(next, account);
     try {
-        savePolicyState(folder_, next);
+        savePolicyState(file_, next);
     } catch (const platform::FileError& error) {
         logError(error.what());
-        throw RefusedError(vocabulary::Refused::deviceError, "the service can't store the change; its log says why");
+        throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
     }
     state_ = std::move(next);
 }
 
-Policies::Outcome Policies::run(const std::function<bool(PolicyState&)>& work) {
+void Policies::requireUsable() const {
+    if (file_.problem().empty()) return;
+    throw RefusedError(Refused::notStored, "the stored policy can't be used, so nothing is known of its settings and "
+                                           "nothing is changed; repair or remove " +
+                                               file_.path() + " and restart the service");
+}
+
+// Users share the file with the system's policy: what one account keeps must leave room for that. What is there already
+// is not taken away.
+void Policies::requireShare(const PolicyState& next, const std::string& account) const {
+    const auto kept = [&account](const PolicyState& state) {
+        const auto user = state.users.find(account);
+        return user == state.users.end() ? 0 : storedSize(user->second);
+    };
+    const std::size_t size = kept(next);
+    if (size <= kept(state_)) return;
+    std::size_t all = 0;
+    for (const auto& [id, user] : next.users) all += storedSize(user);
+    if (size <= mostOfAccount && all <= mostOfAllAccounts) return;
+    throw RefusedError(Refused::notStored, "the policy and settings of this account would take " +
+                                               std::to_string(size) + " bytes; at most " +
+                                               std::to_string(mostOfAccount) + " are kept for an account and " +
+                                               std::to_string(mostOfAllAccounts) + " for all together");
+}
+
+Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {
     PolicyNews news;
     bool settled = false;
     {
         const std::scoped_lock lock(mutex_);
         bool activated = false;
-        change([&](PolicyState& next) { activated = work(next); });
+        change(account, [&](PolicyState& next) { activated = work(next); });
         due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*settingsField::loadingDelay);
         settled = !state_.loading;
         news = newsOf(state_, activated);
@@ -165,7 +200,7 @@ Policies::Outcome Policies::run(const std::function<bool(PolicyState&)>& work) {
 }
 
 Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string& name, const std::string& by) {
-    return run([&](PolicyState& state) {
+    return run({}, [&](PolicyState& state) {
         WantedPolicy wanted;
         wanted.request = driverRequest(mode);
         return activate(state, namedBy(std::move(wanted), name, by), {}, currentTime());
@@ -173,20 +208,20 @@ Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string
 }
 
 Policies::Outcome Policies::activateSystem(const std::string& content, const std::string& name, const std::string& by) {
-    return run([&](PolicyState& state) {
+    return run({}, [&](PolicyState& state) {
         return activate(state, namedBy(systemPolicyOf(state), name, by), content, currentTime());
     });
 }
 
 Policies::Outcome Policies::activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
                                          const std::string& by) {
-    return run([&](PolicyState& state) {
+    return run(user.id, [&](PolicyState& state) {
         return activate(state, namedBy(userPolicyOf(state, user.id, user.name), name, by), content, currentTime());
     });
 }
 
 Policies::Outcome Policies::activateRequired(const std::string& name, const std::string& by) {
-    return run([&](PolicyState& state) {
+    return run({}, [&](PolicyState& state) {
         const WantedPolicy required = state.required;
         return activateAgain(state, namedBy(required, name.empty() ? required.name : name, by), currentTime());
     });
@@ -196,29 +231,32 @@ Policies::Outcome Policies::activateRequired(const std::string& name, const std:
 
 LSPsettings_t Policies::systemSettings() const {
     const std::scoped_lock lock(mutex_);
+    requireUsable();
     return state_.system;
 }
 
 void Policies::setSystemSettings(const LSPsettings_t& settings) {
     const std::scoped_lock lock(mutex_);
-    change([&](PolicyState& next) { next.system = settings; });
+    change({}, [&](PolicyState& next) { next.system = settings; });
 }
 
 LSPsettings_t Policies::userSettings(const std::string& userId) const {
     const std::scoped_lock lock(mutex_);
+    requireUsable();
     const auto user = state_.users.find(userId);
     return user == state_.users.end() ? LSPsettings_t() : user->second.settings();
 }
 
 bool Policies::userSettingsAreSet(const std::string& userId) const {
     const std::scoped_lock lock(mutex_);
+    requireUsable();
     const auto user = state_.users.find(userId);
     return user != state_.users.end() && user->second.set;
 }
 
 void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
     const std::scoped_lock lock(mutex_);
-    change([&](PolicyState& next) {
+    change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].set = settings;
     });
@@ -228,7 +266,7 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
     const std::scoped_lock lock(mutex_);
     const auto known = state_.users.find(user.id);
     if (known != state_.users.end() && known->second.offered == settings) return; // asked for often
-    change([&](PolicyState& next) {
+    change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].offered = settings;
     });
@@ -249,16 +287,20 @@ void Policies::waitForLoading() {
     }
 }
 
+// Whatever keeps it from ending the loading now (a full disk, no memory) may be over after a while.
+
 void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
     try {
-        change([](PolicyState& next) { finishLoading(next, currentTime()); });
-    } catch (const RefusedError&) {
+        change({}, [](PolicyState& next) { finishLoading(next, currentTime()); });
+        const PolicyNews news = newsOf(state_, true);
+        lock.unlock();
+        if (news_) news_(news);
+    } catch (const std::exception& error) {
+        if (!lock) return lock.lock(); // it is loaded; only the news is lost
+        logError(std::string("a policy that was loading is not in force yet: ") + error.what());
         due_ = steady_clock::now() + retryInterval;
         return;
     }
-    const PolicyNews news = newsOf(state_, true);
-    lock.unlock();
-    if (news_) news_(news);
     lock.lock();
 }
 

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The local security policy of this host as the service keeps it: settings, the required policy, and the one in force.
-// Every change is on disk before it is answered.
+// Every change is on disk before it is answered. A stored policy that can't be used is kept as it is: the host is
+// closed but for DHCP, and every change and look at the settings is refused until an administrator has repaired or
+// removed the file.
 #pragma once
 
 #include <service/policy/credentials.h>
@@ -34,7 +36,8 @@ struct PolicyNews {
 // Thread-safe.
 class Policies {
 public:
-    // `news` is called after each activation that came to its end, on the thread of the command or on one of ours.
+    // `news` is called after each activation that came to its end, on the thread of the command or on one of ours. What
+    // can't be read or stored at the start is logged.
     Policies(const StateFolder& folder, const Credentials& credentials,
              std::function<void(const PolicyNews&)> news = nullptr);
     ~Policies();
@@ -51,7 +54,9 @@ public:
     LoadedPolicy inForce() const;
     WantedPolicy required() const;
 
-    // Each gives whether the policy was loaded, and what there is to say about it. `by` is who asks.
+    // Each returns whether the policy was loaded, and what there is to say about it. `by` is who asks. All that change
+    // something throw RefusedError (notStored), with nothing changed, when the change can't be stored: also when an
+    // account would keep more than its share.
     struct Outcome {
         bool activated = false;
         std::string message;
@@ -63,6 +68,7 @@ public:
     // The required policy once more, from the copy that is kept of it.
     Outcome activateRequired(const std::string& name, const std::string& by);
 
+    // Throw RefusedError when what was stored can't be read.
     LSPcmd::LSPsettings_t systemSettings() const;
     void setSystemSettings(const LSPcmd::LSPsettings_t& settings);
 
@@ -73,17 +79,20 @@ public:
     void offerUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
 
 private:
-    // `work` changes the state by an activation, and gives whether the policy was loaded.
-    Outcome run(const std::function<bool(PolicyState&)>& work);
-    void change(const std::function<void(PolicyState&)>& work);
+    // `work` changes the state by an activation, and returns whether the policy was loaded. `account` is the user whose
+    // share of the file grows; empty for the system's.
+    Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
+    void change(const std::string& account, const std::function<void(PolicyState&)>& work);
+    void requireUsable() const;
+    void requireShare(const PolicyState& next, const std::string& account) const;
     void waitForLoading();
     void finishDueLoading(std::unique_lock<std::mutex>& lock);
 
-    const StateFolder& folder_;
     const Credentials& credentials_;
     const std::function<void(const PolicyNews&)> news_;
 
     mutable std::mutex mutex_; // guards what follows
+    StateFile file_;
     std::condition_variable changed_;
     PolicyState state_;
     std::chrono::steady_clock::time_point due_; // when what is loading is in force

@@ -21,6 +21,9 @@ namespace {
 
 constexpr std::size_t longestName = 200;
 
+// Bytes of a request's settings. Larger ones are refused before they are read: in memory they take ten times as much.
+constexpr std::size_t largestSettings = 2 * vocabulary::largestPolicyEntries;
+
 std::string readName(Call& call) {
     std::string name;
     call.in >> name;
@@ -31,6 +34,11 @@ std::string readName(Call& call) {
 }
 
 LSPsettings_t readSettings(Call& call) {
+    if (call.in.rest().size() > largestSettings) {
+        throw RefusedError(Refused::badInput, "the policy settings have " + std::to_string(call.in.rest().size()) +
+                                                  " bytes; at most " + std::to_string(largestSettings) +
+                                                  " are accepted");
+    }
     LSPsettings_t settings;
     call.in >> settings;
     const std::string problem = problemOf(settings);

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policy_state.h>
 
-#include <service/log.h>
 #include <service/policy/policy_json.h>
 
 #include <vocabulary/policy.h>
@@ -94,13 +93,25 @@ PolicyState stateFromJson(const json& from) {
     return state;
 }
 
-// The driver policy with the mode of the default settings, in force from now on.
-PolicyState firstState() {
+// The driver policy in one of its modes, in force from now on.
+PolicyState driverState(std::uint32_t mode) {
     PolicyState state;
-    state.required.request.driverMode = state.system.*vocabulary::policySettings::driverMode;
+    state.required.request.driverMode = mode;
     state.inForce.wanted = state.required;
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     state.inForce.activated = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    return state;
+}
+
+PolicyState firstState() { return driverState(LSPcmd::LSPsettings_t().*vocabulary::policySettings::driverMode); }
+
+// Nobody knows what the policy was, so nothing passes that it may have dropped. DHCP keeps the host reachable for
+// whoever repairs the file.
+PolicyState closedState() {
+    PolicyState state = driverState(LSPdropAllExceptDhcp);
+    state.failed = true;
+    state.message = "the stored policy can't be used; the service's log says why. The driver policy drops everything "
+                    "but DHCP until an administrator repairs or removes the file and restarts the service";
     return state;
 }
 
@@ -115,34 +126,32 @@ void readTextOf(LoadedPolicy& policy) {
     }
 }
 
-PolicyState loadPolicyState(const StateFolder& folder) {
-    const auto stored = folder.readJson(fileName, fileFormat);
-    if (!stored) return firstState();
-    std::string problem;
+StateFile policyFile(const StateFolder& folder) { return {folder, fileName, fileFormat}; }
+
+PolicyState loadPolicyState(StateFile& file) {
     try {
-        return stateFromJson(*stored);
+        if (const auto stored = file.read()) return stateFromJson(*stored);
     } catch (const json::exception& error) {
-        problem = error.what();
+        file.reject(error.what());
     } catch (const PolicyTextError& error) {
-        problem = error.what();
+        file.reject(error.what());
     }
-    logError(folder.file(fileName) + ": " + problem + "; the driver policy takes its place");
-    folder.writeJson(std::string(fileName) + ".damaged", fileFormat, *stored);
-    return firstState();
+    return file.problem().empty() ? firstState() : closedState();
 }
 
-void savePolicyState(const StateFolder& folder, const PolicyState& state) {
+void savePolicyState(const StateFile& file, const PolicyState& state) {
     json users = json::object();
     for (const auto& [account, user] : state.users) users[account] = userToJson(user);
-    folder.writeJson(fileName, fileFormat,
-                     {{"systemSettings", toJson(state.system)},
-                      {"systemCopy", copyToJson(state.systemCopy)},
-                      {"users", users},
-                      {"required", wantedToJson(state.required)},
-                      {"inForce", loadedToJson(state.inForce)},
-                      {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
-                      {"message", state.message},
-                      {"failed", state.failed}});
+    file.write({{"systemSettings", toJson(state.system)},
+                {"systemCopy", copyToJson(state.systemCopy)},
+                {"users", users},
+                {"required", wantedToJson(state.required)},
+                {"inForce", loadedToJson(state.inForce)},
+                {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
+                {"message", state.message},
+                {"failed", state.failed}});
 }
+
+std::size_t storedSize(const UserPolicies& user) { return userToJson(user).dump(2).size(); }
 
 } // namespace panelkitd

@@ -2,7 +2,7 @@
 //
 // What module 5 keeps across restarts, as one value: the settings of the system and of users, the policy that is
 // required, the one in force, and the last good copies of policy files. Changes are made on a copy, which is stored
-// first and takes the place of the old value then.
+// first and then replaces the old value.
 #pragma once
 
 #include <service/policy/policy_text.h>
@@ -65,11 +65,17 @@ struct PolicyState {
 // Reads the policy texts of loaded policies again. Throws PolicyTextError.
 void readTextOf(LoadedPolicy& policy);
 
-// What was stored, or the driver policy with default settings: at the first start, and when the file is damaged, which
-// is then kept beside it and logged.
-PolicyState loadPolicyState(const StateFolder& folder);
+// The file that keeps the state.
+StateFile policyFile(const StateFolder& folder);
+
+// What was stored; at the first start the driver policy with default settings. When there is a file that can't be used,
+// the host is closed: the driver policy drops everything but DHCP, and file.problem() says why.
+PolicyState loadPolicyState(StateFile& file);
 
 // Throws platform::FileError; what was stored before is whole then.
-void savePolicyState(const StateFolder& folder, const PolicyState& state);
+void savePolicyState(const StateFile& file, const PolicyState& state);
+
+// How many bytes of the file what is kept for a user takes.
+std::size_t storedSize(const UserPolicies& user);
 
 } // namespace panelkitd

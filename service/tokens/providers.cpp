@@ -6,12 +6,14 @@
 #include <service/tokens/module_path.h>
 #include <service/tokens/probe.h>
 
+#include <platform/system/files.h>
 #include <platform/system/utf8_path.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <utility>
 
 namespace panelkitd {
 
@@ -39,34 +41,50 @@ ProviderOptions withResolvedPaths(ProviderOptions options) {
     return options;
 }
 
+// The wanted name, or the file's without "lib" and ending, followed by a number when it is taken.
+std::string freeName(const std::vector<std::shared_ptr<Provider>>& list, const std::string& wanted,
+                     const std::string& path) {
+    std::string base = wanted;
+    if (base.empty()) base = platform::fromPath(platform::toPath(path).stem());
+    if (wanted.empty() && base.rfind("lib", 0) == 0) base.erase(0, 3);
+    std::string name = base;
+    const auto taken = [&] {
+        return std::any_of(list.begin(), list.end(), [&](const auto& p) { return p->settings().name == name; });
+    };
+    for (int number = 2; taken(); ++number) name = base + " " + std::to_string(number);
+    return name;
+}
+
 } // namespace
 
 Providers::Providers(const StateFolder& state, ProviderOptions options)
-    : state_(state), options_(withResolvedPaths(std::move(options))) {
-    loadRemembered();
+    : file_(state, fileName, fileFormat), options_(withResolvedPaths(std::move(options))), list_(listed()) {
+    for (const auto& provider : list_) loadOne(provider);
 }
 
 // The list on disk has the order; the embedded provider is in it too, unless this is the first start.
-void Providers::loadRemembered() {
-    const auto stored = state_.readJson(fileName, fileFormat);
-    bool embeddedListed = options_.embeddedModule.empty();
-    const auto addEmbedded = [&] {
-        list_.push_back(
-            std::make_shared<Provider>(Provider::Settings{embeddedName, options_.embeddedModule, true, true}));
-        embeddedListed = true;
+Providers::List Providers::listed() {
+    const auto embedded = [this] {
+        return std::make_shared<Provider>(Provider::Settings{embeddedName, options_.embeddedModule, true, true});
     };
-    if (stored) {
-        for (const nlohmann::json& entry : stored->value("providers", nlohmann::json::array())) {
-            if (!entry.value("embedded", false)) {
-                const Provider::Settings settings{entry.value("name", ""), entry.value("path", ""), true, false};
-                list_.push_back(std::make_shared<Provider>(settings));
-            } else if (!embeddedListed) {
-                addEmbedded();
+    bool embeddedListed = options_.embeddedModule.empty();
+    List list;
+    try {
+        if (const auto stored = file_.read()) {
+            for (const nlohmann::json& entry : stored->at("providers")) {
+                if (!entry.value("embedded", false)) {
+                    const std::string name = entry.at("name"), path = entry.at("path");
+                    list.push_back(std::make_shared<Provider>(Provider::Settings{name, path, true, false}));
+                } else if (!std::exchange(embeddedListed, true)) {
+                    list.push_back(embedded());
+                }
             }
         }
+    } catch (const nlohmann::json::exception& error) {
+        file_.reject(error.what());
     }
-    if (!embeddedListed) addEmbedded();
-    for (const auto& provider : list_) loadOne(provider);
+    if (!embeddedListed) list.push_back(embedded());
+    return list;
 }
 
 // The embedded module is part of the installation; any other is checked and tried out at every start.
@@ -82,9 +100,10 @@ void Providers::loadOne(const std::shared_ptr<Provider>& provider) const {
     }
 }
 
-void Providers::save() const {
+// Stored first: what could not be stored did not happen. Throws RefusedError.
+void Providers::adopt(List changed) {
     nlohmann::json entries = nlohmann::json::array();
-    for (const auto& provider : list_) {
+    for (const auto& provider : changed) {
         const Provider::Settings& settings = provider->settings();
         if (settings.embedded) {
             entries.push_back({{"embedded", true}});
@@ -92,7 +111,22 @@ void Providers::save() const {
             entries.push_back({{"name", settings.name}, {"path", settings.path}});
         }
     }
-    state_.writeJson(fileName, fileFormat, {{"providers", entries}});
+    try {
+        file_.write({{"providers", entries}});
+    } catch (const platform::FileError& error) {
+        logError(error.what());
+        throw RefusedError(Refused::notStored, "the service can't store the list of providers; its log says why");
+    }
+    const std::scoped_lock lock(mutex_);
+    list_ = std::move(changed);
+}
+
+// Before a module is loaded or unloaded for a change that can't be stored.
+void Providers::requireStorable() const {
+    if (file_.problem().empty()) return;
+    throw RefusedError(Refused::notStored, "the list of providers can't be changed: " + file_.path() +
+                                               " can't be used and is kept as it is; repair or remove it and restart "
+                                               "the service");
 }
 
 std::vector<std::shared_ptr<Provider>> Providers::all() const {
@@ -113,65 +147,49 @@ std::shared_ptr<Provider> Providers::find(const ProviderInfo& info) const {
     return *found;
 }
 
-// The wanted name, or the file's without "lib" and ending, with a number behind it when it is taken; mutex_ is held.
-std::string Providers::freeName(const std::string& wanted, const std::string& path) const {
-    std::string base = wanted;
-    if (base.empty()) base = platform::fromPath(platform::toPath(path).stem());
-    if (wanted.empty() && base.rfind("lib", 0) == 0) base.erase(0, 3);
-    std::string name = base;
-    const auto taken = [&] {
-        return std::any_of(list_.begin(), list_.end(), [&](const auto& p) { return p->settings().name == name; });
-    };
-    for (int number = 2; taken(); ++number) name = base + " " + std::to_string(number);
-    return name;
-}
-
 std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
     const std::scoped_lock loading(loading_);
+    requireStorable();
     const std::string path = checkedModulePath(info.*field::path, options_.allowed);
-    {
-        const std::scoped_lock lock(mutex_);
-        const auto same =
-            std::find_if(list_.begin(), list_.end(), [&](const auto& p) { return p->settings().path == path; });
-        if (same != list_.end() && (*same)->describe().*field::isLoaded) {
-            throw RefusedError(Refused::alreadyLoaded,
-                               "the module is loaded already, as provider \"" + (*same)->settings().name + "\"");
-        }
-        if (same != list_.end()) list_.erase(same); // it could not be loaded before; this is a new attempt
+    List changed = all();
+    const auto same =
+        std::find_if(changed.begin(), changed.end(), [&](const auto& p) { return p->settings().path == path; });
+    if (same != changed.end() && (*same)->describe().*field::isLoaded) {
+        throw RefusedError(Refused::alreadyLoaded,
+                           "the module is loaded already, as provider \"" + (*same)->settings().name + "\"");
     }
+    if (same != changed.end()) changed.erase(same); // it could not be loaded before; this is a new attempt
     probeModule(path, options_.probeDeadline);
-    std::unique_lock lock(mutex_);
-    const std::string name = freeName(info.*field::name, path);
-    lock.unlock();
+    const std::string name = freeName(changed, info.*field::name, path);
     auto provider = std::make_shared<Provider>(Provider::Settings{name, path, info.*field::isRemembered, false});
     if (!provider->load()) throw RefusedError(Refused::moduleUnfit, provider->describe().*field::problem);
-    lock.lock();
-    list_.push_back(provider);
-    save();
+    changed.push_back(provider);
+    adopt(std::move(changed));
     return provider;
 }
 
 void Providers::unload(const ProviderInfo& info) {
     const std::scoped_lock loading(loading_);
+    requireStorable();
     const std::shared_ptr<Provider> provider = find(info);
     if (provider->settings().embedded) {
         throw RefusedError(Refused::embeddedProvider, "the embedded provider can't be unloaded");
     }
-    {
-        const std::scoped_lock lock(mutex_);
-        list_.erase(std::find(list_.begin(), list_.end(), provider));
-        save();
-    }
+    List changed = all();
+    std::erase(changed, provider);
+    adopt(std::move(changed));
     provider->unload();
 }
 
 void Providers::raise(const ProviderInfo& info) {
+    const std::scoped_lock loading(loading_);
+    requireStorable();
     const std::shared_ptr<Provider> provider = find(info);
-    const std::scoped_lock lock(mutex_);
-    const auto place = std::find(list_.begin(), list_.end(), provider);
-    if (place == list_.begin() || place == list_.end()) return; // the first can't rise further
+    List changed = all();
+    const auto place = std::find(changed.begin(), changed.end(), provider);
+    if (place == changed.begin() || place == changed.end()) return; // the first can't rise further
     std::iter_swap(place, place - 1);
-    save();
+    adopt(std::move(changed));
 }
 
 void Providers::reload() {

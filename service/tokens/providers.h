@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The providers of the service, in their order: the embedded one, and those that administrators have loaded. Order and
-// the providers to remember are kept in the state folder.
+// the providers to remember are kept in the state folder. A change that can't be stored there is not carried out.
 #pragma once
 
 #include <service/state_folder.h>
@@ -32,28 +32,31 @@ public:
     // Finds by path, or by name where the record has no path. Throws RefusedError when there is none.
     std::shared_ptr<Provider> find(const PKCS11::ProviderInfo& info) const;
 
-    // Checks, probes and loads a module, behind the others. Throws RefusedError when it can't be loaded.
+    // Checks, probes and loads a module, after the others. Throws RefusedError when it can't be loaded, as all that
+    // change the list do when the change can't be stored.
     std::shared_ptr<Provider> load(const PKCS11::ProviderInfo& info);
     void unload(const PKCS11::ProviderInfo& info);
     void raise(const PKCS11::ProviderInfo& info);
 
-    // Loads all modules anew, which ends every log-in.
+    // Loads all modules again, which ends every log-in.
     void reload();
 
     // Holds the token, wherever it is now. Throws RefusedError when it is not there.
     HeldToken hold(const PKCS11::TokenInfo& token) const;
 
 private:
-    void loadRemembered();
-    void loadOne(const std::shared_ptr<Provider>& provider) const;
-    void save() const; // mutex_ is held
-    std::string freeName(const std::string& wanted, const std::string& path) const;
+    using List = std::vector<std::shared_ptr<Provider>>;
 
-    const StateFolder& state_;
+    List listed();
+    void loadOne(const std::shared_ptr<Provider>& provider) const;
+    void adopt(List changed);
+    void requireStorable() const;
+
+    StateFile file_;
     const ProviderOptions options_;
     std::mutex loading_;       // one change of the list at a time: loading takes long
     mutable std::mutex mutex_; // guards the list
-    std::vector<std::shared_ptr<Provider>> list_;
+    List list_;
 };
 
 } // namespace panelkitd

@@ -112,4 +112,43 @@ TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
     EXPECT_TRUE(policies->activateSystem(good, "", "root").activated) << "and it goes on when there is room again";
 }
 
+LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {
+    LSPcmd::LSPsettings_t settings;
+    settings.File.assign(bytes, 'f');
+    return settings;
+}
+
+vocabulary::Refused refusalOf(const std::function<void()>& change) {
+    try {
+        change();
+    } catch (const RefusedError& refused) {
+        return refused.reason;
+    }
+    return vocabulary::Refused::none;
+}
+
+// What is stored must be read again at the next start, and accounts must leave room for the system's policy.
+TEST_F(ThePolicies, KeepOfAccountsNoMoreThanTheirShare) {
+    using vocabulary::Refused;
+    constexpr std::size_t mebibyte = std::size_t{1} << 20;
+    const auto set = [&](const std::string& account, std::size_t bytes) {
+        return refusalOf([&] { policies->setUserSettings({account, account}, settingsOf(bytes)); });
+    };
+    EXPECT_EQ(set("1000", 4 * mebibyte), Refused::notStored);
+    EXPECT_EQ(policies->userSettings("1000").File, "");
+    EXPECT_EQ(set("1000", 2 * mebibyte), Refused::none);
+    EXPECT_EQ(set("1001", 2 * mebibyte), Refused::none);
+    EXPECT_EQ(set("1002", 2 * mebibyte), Refused::none);
+    EXPECT_EQ(set("1003", 2 * mebibyte), Refused::notStored) << "all accounts together";
+    EXPECT_EQ(set("1003", mebibyte), Refused::none);
+    EXPECT_EQ(set("1002", mebibyte), Refused::none) << "less than before is always taken";
+    EXPECT_EQ(refusalOf([&] { policies->setSystemSettings(settingsOf(5 * mebibyte)); }), Refused::none);
+    EXPECT_EQ(refusalOf([&] { policies->setSystemSettings(settingsOf(15 * mebibyte)); }), Refused::notStored);
+
+    policies = nullptr;
+    const Policies again(state, credentials);
+    EXPECT_EQ(again.systemSettings().File.size(), 5 * mebibyte);
+    EXPECT_EQ(again.userSettings("1001").File.size(), 2 * mebibyte);
+}
+
 } // namespace

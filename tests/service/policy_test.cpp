@@ -199,19 +199,56 @@ TEST_F(ThePolicy, SurvivesARestart) {
     EXPECT_FALSE(report().info.fromConfigDb);
 }
 
-TEST_F(ThePolicy, IsTheDriversAgainWhenWhatWasStoredIsDamaged) {
+// A policy that may have dropped traffic must not become one that passes it because its file can't be read.
+TEST_F(ThePolicy, ClosesTheHostAndKeepsTheFileWhenWhatWasStoredCantBeUsed) {
     const std::string stored = service.state() + "/policy.json";
-    for (const char* damage : {"{ no JSON", R"({"format": 1, "systemSettings": 7})", R"({"format": 99})"}) {
-        ASSERT_EQ(activate(policyFile("Office")), "");
+    const std::string nested(100'000, '[');
+    for (const std::string& damage :
+         {std::string("{ not JSON"), std::string(R"({"format": 1, "systemSettings": 7})"),
+          std::string(R"({"format": 99})"), std::string(), nested, std::string((16U << 20) + 1, ' ')}) {
+        SCOPED_TRACE(damage.substr(0, 40));
         service.terminate();
         platform::replaceFile(stored, damage, true);
         service.start();
         connect();
-        EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)");
-        EXPECT_TRUE(std::filesystem::exists(stored + ".damaged")) << damage;
-        expectLogged("policy.json: ");
-        std::filesystem::remove(stored + ".damaged");
+        EXPECT_EQ(report().info.request.driverMode, LSPdropAllExceptDhcp);
+        EXPECT_THAT(report().info.message, HasSubstr("the stored policy can't be used"));
+        expectLogged("policy.json can't be used and is kept as it is: ");
+
+        EXPECT_FALSE(controller.cmdActivateDDP("pass-all"));
+        EXPECT_EQ(refusal(), vocabulary::Refused::notStored);
+        LSPsettings_t settings;
+        bool applied = false;
+        EXPECT_FALSE(controller.cmdGetSettings(&settings)) << "nobody knows them";
+        EXPECT_FALSE(controller.cmdSetSettings(settings, applied) && applied);
+        EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied) && applied);
+        EXPECT_EQ(platform::readFile(stored, damage.size()), damage);
     }
+    std::filesystem::remove(stored);
+    restart();
+    EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)");
+    EXPECT_EQ(activate(policyFile("Office")), "");
+}
+
+// Three requests of one account were enough to make the file larger than the next start would read.
+TEST_F(ThePolicy, IsNotWipedByWhatAnAccountStores) {
+    ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
+    LSPsettings_t huge;
+    huge.Source = 1;
+    huge.entries.assign(1000, {std::string(1024, '"'), std::string(1024, '"'), std::string(1024, '"')});
+    std::string offered;
+    CommandStreamOut(offered).append(std::string(), huge);
+    EXPECT_FALSE(send(Command::GetUserSettings, offered));
+    EXPECT_EQ(refusal(), vocabulary::Refused::badInput);
+    EXPECT_FALSE(send(Command::SetUserSettings, offered));
+    huge.entries.resize(50);
+    bool applied = false;
+    EXPECT_TRUE(controller.cmdSetUserSettings("", huge, applied) && applied) << bridge::lastFailure().text;
+    platform::replaceFile(file(), policyFile("Mine") + std::string(1000 << 10, '\n'), true);
+    activateUser();
+    ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
+    restart();
+    EXPECT_EQ(report().text, "Default Driver Policy is active. (Drop All)");
 }
 
 // ---- users
