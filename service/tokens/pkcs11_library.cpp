@@ -59,7 +59,8 @@ LibraryFacts askFacts(const CK_FUNCTION_LIST* functions) {
 
 } // namespace
 
-Pkcs11Library::Pkcs11Library(const std::string& path) : library_(path), functions_(functionList(library_)) {
+Pkcs11Library::Pkcs11Library(const std::string& path)
+    : library_(path, platform::DynamicLibrary::AtEnd::keep), functions_(functionList(library_)) {
     initialize(functions_);
     try {
         facts_ = askFacts(functions_);

@@ -25,7 +25,7 @@ public:
     // Loads and initialises the module. Throws std::runtime_error with the reason, also for one that does not answer
     // as a PKCS#11 module does.
     explicit Pkcs11Library(const std::string& path);
-    ~Pkcs11Library(); // ends all sessions and log-ins, and unloads it
+    ~Pkcs11Library(); // ends all sessions and log-ins
     Pkcs11Library(const Pkcs11Library&) = delete;
     Pkcs11Library& operator=(const Pkcs11Library&) = delete;
 
