@@ -7,9 +7,15 @@
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
 
+#include <algorithm>
+#include <atomic>
+
 namespace panelkitd {
 
 namespace {
+
+// After the grace for commands: to close what is open and to unload the modules.
+constexpr auto timeToLeave = std::chrono::seconds(4);
 
 StateFolder prepared(const std::string& path) {
     StateFolder state(path);
@@ -61,7 +67,7 @@ void Daemon::listenToConfiguration() {
     configuration_.observe(act);
 }
 
-bool Daemon::serve(TerminationRequest& termination) {
+void Daemon::serve(TerminationRequest& termination) {
     const bool endpointIsDefault =
         options_.endpoint == bridge::systemEndpoint() || options_.endpoint == bridge::privateEndpoint();
     if (endpointIsDefault) makeEndpointFolder(options_.endpoint);
@@ -72,20 +78,28 @@ bool Daemon::serve(TerminationRequest& termination) {
     bridgeOptions.grace = options_.stopGrace;
     bridge::server::Server server(options_.endpoint, dispatcher_, bridgeOptions);
     const AnnouncingThrough announcing(announcer_, server);
-    termination.whenAsked([&server, this] {
+    termination.setLimit(options_.stopGrace + timeToLeave);
+    std::atomic<Clock::time_point> deadline{Clock::time_point::max()};
+    termination.whenAsked([&] {
+        deadline = Clock::now() + options_.stopGrace;
         logEvent("asked to end");
         announcer_.announceServiceStopping();
         server.stop();
     });
     logEvent(bridgeOptions.service + " serves " + options_.endpoint);
     const bool ended = server.run();
-    return stopWatches() && ended;
+    if (!ended || !stopWatches(deadline)) abandonProcess(); // the server must not be destroyed under a command
+    termination.awaitReaction();
 }
 
-bool Daemon::stopWatches() {
-    const bool tokens = tokenWatcher_.stop(options_.stopGrace);
-    const bool credentials = credentials_.stop(options_.stopGrace);
-    return expiryWatch_.stop(options_.stopGrace) && tokens && credentials;
+bool Daemon::stopWatches(Clock::time_point deadline) {
+    const auto left = [deadline] {
+        const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+        return std::max(time, std::chrono::milliseconds(100));
+    };
+    const bool tokens = tokenWatcher_.stop(left());
+    const bool credentials = credentials_.stop(left());
+    return expiryWatch_.stop(left()) && tokens && credentials;
 }
 
 } // namespace panelkitd

@@ -18,6 +18,8 @@
 #include <service/termination.h>
 #include <service/tokens/token_module.h>
 
+#include <chrono>
+
 namespace panelkitd {
 
 class Daemon {
@@ -25,12 +27,14 @@ public:
     // Reads what is kept in the state folder and loads the providers. Throws when it can't.
     explicit Daemon(const Options& options);
 
-    // Serves front ends until it is asked to end. False when a command hangs and had to be left behind.
-    bool serve(TerminationRequest& termination);
+    // Serves front ends until it is asked to end. When a command or a module hangs then, the process is abandoned.
+    void serve(TerminationRequest& termination);
 
 private:
+    using Clock = std::chrono::steady_clock;
+
     void listenToConfiguration();
-    bool stopWatches();
+    bool stopWatches(Clock::time_point deadline);
 
     const Options& options_;
     StateFolder state_;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/defaults.h>
 
+#include <service/log.h>
+
 #include <platform/system/files.h>
 
 #include <sys/stat.h>
@@ -18,6 +20,24 @@ namespace {
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
+}
+
+bool holds(const std::string& path, const std::string& content) {
+    try {
+        return platform::readFile(path, content.size()) == content;
+    } catch (const platform::FileError&) {
+        return false;
+    }
+}
+
+// Written only when needed: a full disk must not keep the service from starting.
+void writeUnlessSame(const std::string& path, const std::string& content) {
+    if (holds(path, content)) return;
+    try {
+        platform::replaceFile(path, content, true);
+    } catch (const platform::FileError& error) {
+        logError(error.what());
+    }
 }
 
 } // namespace
@@ -52,10 +72,8 @@ void configureEmbeddedModule(const std::string& folder) {
     const std::string tokens = folder + "/tokens";
     platform::makePrivateFolder(tokens);
     const std::string configuration = folder + "/softhsm2.conf";
-    platform::replaceFile(configuration,
-                          "directories.tokendir = " + tokens +
-                              "\nobjectstore.backend = file\nlog.level = ERROR\nslots.removable = false\n",
-                          true);
+    writeUnlessSame(configuration, "directories.tokendir = " + tokens +
+                                       "\nobjectstore.backend = file\nlog.level = ERROR\nslots.removable = false\n");
     ::setenv("SOFTHSM2_CONF", configuration.c_str(), 1);
 }
 

@@ -2,13 +2,12 @@
 //
 // panelkitd: reads its command line, and serves front ends until it is asked to end.
 #include <service/daemon.h>
-#include <service/defaults.h>
+#include <service/exit_status.h>
 #include <service/log.h>
 #include <service/options.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>
 
-#include <cstdlib>
 #include <exception>
 
 namespace {
@@ -17,11 +16,7 @@ using namespace panelkitd;
 
 void serve(const Options& options, TerminationRequest& termination) {
     Daemon daemon(options);
-    if (!daemon.serve(termination)) {
-        // A module that hangs can't be interrupted. Everything on disk is whole at any moment.
-        logError("a command did not end in time and is abandoned");
-        std::_Exit(EXIT_FAILURE);
-    }
+    daemon.serve(termination);
     logEvent("ended");
 }
 
@@ -36,9 +31,9 @@ int main(int argc, char** argv) {
     TerminationRequest termination;
     try {
         serve(options, termination);
-        return EXIT_SUCCESS;
+        return static_cast<int>(ExitStatus::ended);
     } catch (const std::exception& error) {
         logError(error.what());
-        return EXIT_FAILURE;
+        return static_cast<int>(ExitStatus::failed);
     }
 }

@@ -43,10 +43,14 @@ Set by the service for the embedded module, which keeps its tokens in the state 
 It was asked to end, and did in good order.
 .TP
 \fB1\fR
-It can't serve, or a command did not end within the grace; standard error says why.
+It can't serve; standard error says why.
 .TP
 \fB2\fR
 The command line is wrong.
+.TP
+\fB3\fR
+It was asked to end, and a command or a module did not come to its end within the grace and four seconds more. It was
+left behind.
 .SH SIGNALS
 SIGTERM and SIGINT ask it to end: commands under way are finished or refused. What is on disk is whole at any moment,
 also after SIGKILL.

@@ -1,14 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include <service/termination.h>
 
+#include <service/exit_status.h>
 #include <service/request_note.h>
 
+#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <cstdlib>
+#include <ctime>
+#include <string_view>
 #include <thread>
 
 namespace panelkitd {
@@ -17,6 +24,17 @@ namespace {
 
 // Wakes the waiting thread when there is nothing to wait for any more.
 constexpr int ours = SIGUSR1;
+
+// Waits until the process is done with this thread; false when it takes longer. Further requests change nothing.
+bool endsWithin(std::chrono::milliseconds limit, const sigset_t& signals) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::seconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) return false;
+        const timespec wait{left.count(), 0};
+        if (sigtimedwait(&signals, nullptr, &wait) == ours) return true;
+    }
+}
 
 } // namespace
 
@@ -33,7 +51,10 @@ TerminationRequest::TerminationRequest() : state_(std::make_unique<State>()) {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     state_->waiting = std::thread([signals, &note = state_->note] {
         int number = 0;
-        if (sigwait(&signals, &number) == 0 && number != ours) note.ask();
+        if (sigwait(&signals, &number) != 0 || number == ours) return;
+        std::thread reaction([&note] { note.ask(); }); // it may hang like everything else
+        if (!endsWithin(note.limit(), signals)) abandonProcess();
+        reaction.join();
     });
 }
 
@@ -42,7 +63,21 @@ TerminationRequest::~TerminationRequest() {
     state_->waiting.join();
 }
 
+void TerminationRequest::awaitReaction() { state_->note.awaitReaction(); }
+
+void TerminationRequest::setLimit(std::chrono::milliseconds limit) { state_->note.setLimit(limit); }
+
 void TerminationRequest::whenAsked(std::function<void()> react) { state_->note.whenAsked(std::move(react)); }
+
+// Not through the log: whoever reads it may be what hangs.
+void abandonProcess() {
+    constexpr std::string_view text = "error: something did not end in time and is abandoned\n";
+    pollfd log{STDERR_FILENO, POLLOUT, 0};
+    if (::poll(&log, 1, 0) == 1) {
+        [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+    }
+    std::_Exit(static_cast<int>(ExitStatus::abandoned));
+}
 
 void forbidCoreDumps() {
     const rlimit none{0, 0};

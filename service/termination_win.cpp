@@ -1,9 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <service/termination.h>
 
+#include <service/exit_status.h>
 #include <service/request_note.h>
 
 #include <windows.h>
+
+#include <cstdlib>
+#include <string_view>
+#include <thread>
 
 namespace panelkitd {
 
@@ -15,7 +20,12 @@ RequestNote& note() {
     return *theNote;
 }
 
+// On a thread of the system's, which may stay here until the process ends.
 BOOL WINAPI onControl(DWORD) {
+    std::thread([] {
+        std::this_thread::sleep_for(note().limit());
+        abandonProcess();
+    }).detach();
     note().ask();
     return TRUE;
 }
@@ -28,7 +38,18 @@ TerminationRequest::TerminationRequest() { SetConsoleCtrlHandler(onControl, TRUE
 
 TerminationRequest::~TerminationRequest() { note().whenAsked(nullptr); }
 
+void TerminationRequest::awaitReaction() { note().awaitReaction(); }
+
+void TerminationRequest::setLimit(std::chrono::milliseconds limit) { note().setLimit(limit); }
+
 void TerminationRequest::whenAsked(std::function<void()> react) { note().whenAsked(std::move(react)); }
+
+void abandonProcess() {
+    constexpr std::string_view text = "error: something did not end in time and is abandoned\r\n";
+    DWORD written = 0;
+    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    std::_Exit(static_cast<int>(ExitStatus::abandoned));
+}
 
 // Windows writes no dumps of a process unless the administrator sets that up.
 void forbidCoreDumps() { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX); }

@@ -38,6 +38,14 @@ if(NOT WIN32)
     set_tests_properties(test_service_certs_tokens PROPERTIES RUN_SERIAL TRUE) # it measures
 endif()
 
+if(NOT WIN32)
+    panelkit_test(test_service_resilience SOURCES
+        service/resilience_posix_test.cpp)
+    target_compile_definitions(test_service_resilience PRIVATE
+        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+    add_dependencies(test_service_resilience panelkitd panelkit_test_token)
+endif()
+
 panelkit_test(test_service_interfaces SOURCES
     service/interfaces_test.cpp)
 add_dependencies(test_service_interfaces panelkitd)

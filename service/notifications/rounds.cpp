@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/notifications/rounds.h>
 
+#include <service/log.h>
+
 #include <utility>
 
 namespace panelkitd {
@@ -37,7 +39,11 @@ void Rounds::run(std::chrono::milliseconds pause) {
         if (stopping_) break;
         const bool wasAsked = std::exchange(asked_, false);
         lock.unlock();
-        pause = round_(wasAsked);
+        try {
+            pause = round_(wasAsked);
+        } catch (const std::exception& error) { // memory may have run out; the next round is tried after the same pause
+            logError(std::string("work that is done regularly failed: ") + error.what());
+        }
         lock.lock();
     }
     ended_ = true;

@@ -14,8 +14,8 @@ namespace panelkitd {
 
 class Rounds {
 public:
-    // `round` gives the pause until the next one; the first one begins after `firstPause`. `wasAsked` says whether
-    // this one is there because somebody asked.
+    // `round` returns the pause until the next one; the first one begins after `firstPause`. `wasAsked` says whether
+    // somebody asked for this one. What it throws is logged.
     using Round = std::function<std::chrono::milliseconds(bool wasAsked)>;
     Rounds(Round round, std::chrono::milliseconds firstPause);
     // Waits for the end of a round that is under way; stop() says whether it will come.
