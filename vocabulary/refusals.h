@@ -27,6 +27,7 @@ enum class Refused : std::uint32_t {
     noSuchObject     = 13,
     notInitialised   = 14, // the token has to be initialised first
     wouldErase       = 15, // the token is initialised, and the command does not say that it may be erased
+    incomplete       = 16, // a token could not be read, so the answer would leave out what is on it
 
     // providers
     embeddedProvider = 20, // the service's own; it can't be unloaded

@@ -64,8 +64,10 @@ std::string CertModule::verifyCert(Call& call) {
     std::uint32_t how = 0;
     call.in >> how;
     const Holdings holdings = state_->look();
+    const char* const whyLeftOut = (how & verifyFlag::noRevocation) ? "the command leaves revocation out"
+                                                                    : "IKE.CRL_PROCESSING turns revocation off";
     how = withRevocation(how, state_->configuration.settings().crlProcessing);
-    const Verdict verdict = verify(holdings, holdings.find(token, record), how);
+    const Verdict verdict = verify(holdings, holdings.find(token, record), how, whyLeftOut);
     return encoded(verdict.verified, verdict.text);
 }
 

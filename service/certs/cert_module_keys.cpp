@@ -44,13 +44,13 @@ CertRequestInfo readWish(Call& call) {
 std::string CertModule::enumPresharedKeys(Call&) {
     std::vector<TokenInfo> tokens;
     std::vector<PresharedKeyInfo> keys;
-    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
+    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
         const OpenToken token(held, TokenSession::Mode::readOnly);
         for (StoredPresharedKey& key : readPresharedKeys(token)) {
             tokens.push_back(info);
             keys.push_back({std::move(key.name)});
         }
-    });
+    }));
     return encodedPairs(tokens, keys);
 }
 

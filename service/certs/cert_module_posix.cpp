@@ -31,8 +31,9 @@ CertModule::~CertModule() = default;
 
 void CertModule::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
 
-std::vector<WatchedCertificate> CertModule::watched() {
-    const Holdings holdings = state_->look();
+namespace {
+
+std::vector<WatchedCertificate> allOf(const Holdings& holdings) {
     std::vector<WatchedCertificate> all;
     for (const TokenObjects& token : holdings.tokens()) {
         for (const StoredCertificate& certificate : token.certificates) {
@@ -42,15 +43,23 @@ std::vector<WatchedCertificate> CertModule::watched() {
     return all;
 }
 
+} // namespace
+
+std::vector<WatchedCertificate> CertModule::watched() { return allOf(state_->look()); }
+
 std::optional<CredentialList> CertModule::credentials() {
     CredentialList list{false, {}, {{}}};
-    for (WatchedCertificate& certificate : watched()) list.certificates.push_back(std::move(certificate.certificate));
-    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo&) {
+    const Holdings holdings = state_->look();
+    requireAllSeen(holdings.unseen());
+    for (WatchedCertificate& certificate : allOf(holdings)) {
+        list.certificates.push_back(std::move(certificate.certificate));
+    }
+    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo&) {
         list.anyToken = true;
         for (StoredPresharedKey& key : readPresharedKeys(OpenToken(held, TokenSession::Mode::readOnly))) {
             list.presharedKeys->push_back(std::move(key.name));
         }
-    });
+    }));
     return list;
 }
 
@@ -115,6 +124,7 @@ std::string CertModule::enumCertificates(Call& call) {
     std::int32_t selector = 0;
     call.in >> selector;
     const Holdings holdings = state_->look();
+    requireAllSeen(holdings.unseen());
     std::vector<TokenInfo> tokens;
     std::vector<CertInfo> certificates;
     for (const TokenObjects& token : holdings.tokens()) {
@@ -131,12 +141,12 @@ std::string CertModule::enumCertificates(Call& call) {
 std::string CertModule::enumCrls(Call&) {
     std::vector<TokenInfo> tokens;
     std::vector<CRLInfo> crls;
-    forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
+    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
         for (const StoredCrl& crl : readCrls(OpenToken(held, TokenSession::Mode::readOnly), state_->cache)) {
             tokens.push_back(info);
             crls.push_back(crl.facts->info);
         }
-    });
+    }));
     return encodedPairs(tokens, crls);
 }
 

@@ -53,10 +53,17 @@ bool names(const CertInfo& record, const CertificateFacts& certificate) {
     return record.issuer == certificate.info.issuer && record.serialNumber == certificate.info.serialNumber;
 }
 
+Holdings::Holdings(const Providers& providers, FactsCache& cache) {
+    unseen_ = forEachToken(providers, [&](const HeldToken& held, const TokenInfo& token) {
+        tokens_.push_back(readObjects(held, token, cache));
+    });
+}
+
 const TokenObjects& Holdings::token(const TokenInfo& named) const {
     const auto token = std::find_if(tokens_.begin(), tokens_.end(),
                                     [&](const TokenObjects& candidate) { return sameToken(candidate.token, named); });
     if (token == tokens_.end()) {
+        requireAllSeen(unseen_);
         throw RefusedError(Refused::noSuchToken, "the token \"" + named.*field::label + "\" is not there");
     }
     return *token;

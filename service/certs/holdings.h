@@ -22,11 +22,14 @@ struct PlacedCertificate {
 
 class Holdings {
 public:
-    Holdings(const Providers& providers, FactsCache& cache) : tokens_(readAllTokens(providers, cache)) {}
+    Holdings(const Providers& providers, FactsCache& cache);
     Holdings(const Holdings&) = delete;
     Holdings& operator=(const Holdings&) = delete;
 
     const std::vector<TokenObjects>& tokens() const { return tokens_; }
+
+    // Tokens that could not be read: nothing is known of what they hold.
+    const std::vector<UnseenToken>& unseen() const { return unseen_; }
 
     // The token of that label, serial number and provider; the certificate on it. Throw RefusedError.
     const TokenObjects& token(const PKCS11::TokenInfo& named) const;
@@ -49,6 +52,7 @@ public:
 
 private:
     std::vector<TokenObjects> tokens_;
+    std::vector<UnseenToken> unseen_;
 };
 
 // Whether the chain ends at a certificate that is signed by its own key.

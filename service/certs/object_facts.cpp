@@ -16,7 +16,7 @@ namespace {
 
 // More would hold megabytes for tokens that are long gone.
 constexpr std::size_t mostCertificates = 20'000;
-constexpr std::size_t mostCrls = 100;
+constexpr std::size_t mostCrlBytes = std::size_t{8} << 20; // a list takes up to ten times its size in memory
 
 std::uint32_t keyTypeOf(int algorithm) {
     switch (algorithm) {
@@ -173,8 +173,12 @@ CrlFactsPtr FactsCache::crl(const std::string& der) {
     }
     auto facts = std::make_shared<const CrlFacts>(readCrlFacts(der));
     const std::scoped_lock lock(mutex_);
-    if (crls_.size() >= mostCrls) crls_.clear();
-    crls_[key] = facts;
+    if (der.size() > mostCrlBytes) return facts;
+    if (crlBytes_ + der.size() > mostCrlBytes) {
+        crls_.clear();
+        crlBytes_ = 0;
+    }
+    if (crls_.emplace(key, facts).second) crlBytes_ += der.size();
     return facts;
 }
 
@@ -182,6 +186,7 @@ void FactsCache::clear() {
     const std::scoped_lock lock(mutex_);
     certificates_.clear();
     crls_.clear();
+    crlBytes_ = 0;
 }
 
 } // namespace panelkitd

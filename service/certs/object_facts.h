@@ -45,7 +45,8 @@ CrlFacts readCrlFacts(const std::string& der);
 using CertificateFactsPtr = std::shared_ptr<const CertificateFacts>;
 using CrlFactsPtr = std::shared_ptr<const CrlFacts>;
 
-// Thread-safe. What it gave stays valid when it is cleared.
+// Thread-safe. What it returned stays valid when it is cleared. It is bounded, since files that anybody offers for
+// import pass through it.
 class FactsCache {
 public:
     CertificateFactsPtr certificate(const std::string& der);
@@ -56,6 +57,7 @@ private:
     std::mutex mutex_; // guards both
     std::unordered_map<std::string, CertificateFactsPtr> certificates_;
     std::unordered_map<std::string, CrlFactsPtr> crls_;
+    std::size_t crlBytes_ = 0; // of the lists in crls_
 };
 
 } // namespace panelkitd

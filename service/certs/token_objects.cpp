@@ -140,25 +140,28 @@ TokenObjects readObjects(const HeldToken& held, const TokenInfo& info, FactsCach
     return all;
 }
 
-void forEachToken(const Providers& providers, const std::function<void(const HeldToken&, const TokenInfo&)>& use) {
+std::vector<UnseenToken> forEachToken(const Providers& providers,
+                                      const std::function<void(const HeldToken&, const TokenInfo&)>& use) {
+    std::vector<UnseenToken> unseen;
     for (const auto& provider : providers.all()) {
         for (const TokenInfo& token : provider->tokens()) {
             if (!(token.flags & vocabulary::tokenFlag::initialized)) continue;
             try {
                 use(provider->hold(token), token);
-            } catch (const RefusedError& error) { // pulled out just now, say
+            } catch (const RefusedError& error) {
                 logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
+                unseen.push_back({token, error.what()});
             }
         }
     }
+    return unseen;
 }
 
-std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache) {
-    std::vector<TokenObjects> all;
-    forEachToken(providers, [&](const HeldToken& held, const TokenInfo& token) {
-        all.push_back(readObjects(held, token, cache));
-    });
-    return all;
+void requireAllSeen(const std::vector<UnseenToken>& unseen) {
+    if (unseen.empty()) return;
+    throw RefusedError(vocabulary::Refused::incomplete,
+                       "the token \"" + unseen[0].token.*vocabulary::token::label +
+                           "\" could not be read, so the answer would be incomplete: " + unseen[0].reason);
 }
 
 const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {

@@ -72,12 +72,19 @@ std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache);
 
 TokenObjects readObjects(const HeldToken& token, const PKCS11::TokenInfo& info, FactsCache& cache);
 
-// Calls `use` for each token that is there and initialised, one held at a time. One that refuses is passed over, with a
-// line in the log.
-void forEachToken(const Providers& providers,
-                  const std::function<void(const HeldToken& held, const PKCS11::TokenInfo& token)>& use);
+// A token that is listed and could not be read: it was pulled out just now, say.
+struct UnseenToken {
+    PKCS11::TokenInfo token;
+    std::string reason;
+};
 
-// What all of them hold. One that can't be read is left out.
-std::vector<TokenObjects> readAllTokens(const Providers& providers, FactsCache& cache);
+// Calls `use` for each token that is there and initialised, one held at a time. Returns those that refused, which are
+// logged too.
+std::vector<UnseenToken>
+forEachToken(const Providers& providers,
+             const std::function<void(const HeldToken& held, const PKCS11::TokenInfo& token)>& use);
+
+// For an answer that claims to be complete. Throws RefusedError, which names the token, when one was not seen.
+void requireAllSeen(const std::vector<UnseenToken>& unseen);
 
 } // namespace panelkitd

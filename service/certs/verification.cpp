@@ -5,6 +5,7 @@
 #include <service/refused.h>
 
 #include <vocabulary/certs.h>
+#include <vocabulary/tokens.h>
 
 #include <openssl/err.h>
 #include <openssl/x509_vfy.h>
@@ -141,6 +142,15 @@ std::string reasonOf(int error, X509* at) {
     }
 }
 
+// What is missing may be on a token that could not be read.
+std::string unseenText(const Holdings& holdings) {
+    std::string text;
+    for (const UnseenToken& unseen : holdings.unseen()) {
+        text += " The token " + quoted(unseen.token.*vocabulary::token::label) + " could not be read.";
+    }
+    return text;
+}
+
 struct Progress {
     bool crlRequired;
     std::vector<std::string> notes; // what was overlooked
@@ -172,6 +182,22 @@ std::string chainText(X509_STORE_CTX* context) {
     return text + ", which is trusted";
 }
 
+// `certificates` are those of `others`, in the same order.
+void noteRevocations(const Holdings& holdings, const std::vector<const StoredCertificate*>& certificates,
+                     const STACK_OF(X509) * others, const STACK_OF(X509) * chain, const std::string& whyLeftOut,
+                     Progress& progress) {
+    for (int i = 0; i < sk_X509_num(chain); ++i) {
+        for (std::size_t k = 0; k < certificates.size(); ++k) {
+            if (X509_cmp(sk_X509_value(chain, i), sk_X509_value(others, static_cast<int>(k))) != 0) continue;
+            const std::uint64_t time = holdings.revokedAt(*certificates[k]->facts);
+            if (time == 0) break;
+            progress.notes.push_back("Warning: " + subjectOf(sk_X509_value(chain, i)) + " is revoked since " +
+                                     dateText(time) + "; this was not counted, because " + whyLeftOut);
+            break;
+        }
+    }
+}
+
 Verdict passed(X509_STORE_CTX* context, const Progress& progress) {
     std::string text = chainText(context) + ".";
     for (const std::string& note : progress.notes) text += " " + note + ".";
@@ -189,10 +215,12 @@ void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose
 
 } // namespace
 
-Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how) {
+Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
+               const std::string& whyLeftOut) {
     const PurposeRow& purpose = purposeOf(how);
     if (!certificate.certificate->facts->readable) return {false, "The object is no X.509 certificate."};
-    const Participants all = gather(holdings, relatives(holdings, *certificate.certificate));
+    const std::vector<const StoredCertificate*> certificates = relatives(holdings, *certificate.certificate);
+    const Participants all = gather(holdings, certificates);
     X509* leaf = sk_X509_value(all.others.get(), 0);
     if (!fits(leaf, purpose.purpose)) {
         return {false, subjectOf(leaf) + " must not be used for " + purpose.text + "."};
@@ -204,10 +232,17 @@ Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, s
     setUp(context.get(), how, purpose);
     const bool good = X509_verify_cert(context.get()) == 1;
     ERR_clear_error();
-    if (good) return passed(context.get(), progress);
+    if (good) {
+        if (how & verifyFlag::noRevocation) {
+            noteRevocations(holdings, certificates, all.others.get(), X509_STORE_CTX_get0_chain(context.get()),
+                            whyLeftOut, progress);
+        }
+        return passed(context.get(), progress);
+    }
     X509* at = X509_STORE_CTX_get_current_cert(context.get());
     if (!at) at = leaf;
-    return {false, subjectOf(at) + " " + reasonOf(X509_STORE_CTX_get_error(context.get()), at) + "."};
+    return {false,
+            subjectOf(at) + " " + reasonOf(X509_STORE_CTX_get_error(context.get()), at) + "." + unseenText(holdings)};
 }
 
 } // namespace panelkitd

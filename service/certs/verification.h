@@ -16,7 +16,10 @@ struct Verdict {
     std::string text; // why not; or how the chain went
 };
 
-// `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for one that there is not.
-Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how);
+// `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for one that there is not. Where
+// revocation is left out, the text says nevertheless which certificate of the chain is known to be revoked;
+// `whyLeftOut` is the reason that it gives.
+Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
+               const std::string& whyLeftOut);
 
 } // namespace panelkitd

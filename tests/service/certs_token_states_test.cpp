@@ -12,6 +12,7 @@
 
 #include <gmock/gmock.h>
 
+#include <numeric>
 #include <thread>
 
 using panelkit::testing::TokenModuleControl;
@@ -194,7 +195,7 @@ TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
               vocabulary::MakeRequest::keyUnfit);
 }
 
-TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAllTheSame) {
+TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAsItIs) {
     login();
     ASSERT_EQ(import(CertImport::withChain), ImportCert::imported);
     steering().garbage("C_GetAttributeValue");
@@ -202,14 +203,42 @@ TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAllTheSame) {
         EXPECT_EQ(info.state, static_cast<std::uint32_t>(vocabulary::CertState::unreadable));
     }
     steering().clearFaults();
-    steering().count("C_FindObjects", 1'000'000'000);
-    list();
-    steering().clearFaults();
     steering().count("C_GetAttributeValue", 1'000'000'000);
     list();
     steering().clearFaults();
-    steering().fail("C_FindObjectsInit", 0x30); // CKR_DEVICE_ERROR
-    EXPECT_THAT(list(), IsEmpty());
+    EXPECT_EQ(list().size(), 3U);
+}
+
+// "There are none" would be the wrong answer.
+TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
+    login();
+    ASSERT_EQ(import(CertImport::withChain), ImportCert::imported);
+    CertInfo info = list().at(0);
+    constexpr std::uint32_t deviceError = 0x30, deviceRemoved = 0x32;
+    const auto expectIncomplete = [&](bool answered) {
+        EXPECT_FALSE(answered);
+        EXPECT_EQ(refusal(), Refused::incomplete);
+        EXPECT_THAT(bridge::lastFailure().text, HasSubstr("the token \"Office\" could not be read"));
+    };
+    std::vector<TokenInfo> places;
+    std::vector<CertInfo> certificates;
+    std::vector<CRLInfo> lists;
+    std::vector<PresharedKeyInfo> keys;
+    CertExtentions details;
+    steering().fail("C_FindObjectsInit", deviceError);
+    expectIncomplete(controller->EnumCertificates(0, certificates, places));
+    expectIncomplete(controller->EnumCRLs(lists, places));
+    expectIncomplete(controller->EnumPresharedKeys(keys, places));
+    expectIncomplete(controller->GetCertDetails(office, info, details, text));
+    steering().clearFaults();
+    steering().fail("C_FindObjects", deviceRemoved);
+    expectIncomplete(controller->EnumCertificates(0, certificates, places));
+    steering().clearFaults();
+    steering().fail("C_GetAttributeValue", deviceRemoved);
+    expectIncomplete(controller->EnumCertificates(0, certificates, places));
+    steering().clearFaults();
+    steering().count("C_FindObjects", 1'000'000'000);
+    expectIncomplete(controller->EnumCertificates(0, certificates, places));
     steering().clearFaults();
     EXPECT_EQ(list().size(), 3U);
     EXPECT_THAT(service.terminate().error, HasSubstr("the token reports an error"));
@@ -250,6 +279,22 @@ TEST(AParsedFile, IsForgottenAfterItsTime) {
     files.keep(2, std::make_shared<const panelkitd::ParsedFile>());
     files.forget(2);
     EXPECT_FALSE(files.find(2));
+}
+
+// Anybody may offer lists for import; what was parsed of them must not stay in memory for ever.
+TEST(TheFactsOfCrls, AreKeptUpToSoManyBytes) {
+    std::vector<long> serials(60'000);
+    std::iota(serials.begin(), serials.end(), 1);
+    panelkitd::FactsCache cache;
+    std::vector<std::weak_ptr<const panelkitd::CrlFacts>> given;
+    std::size_t bytes = 0;
+    for (long number = 1; bytes < (10U << 20); ++number) {
+        const std::string der = makeCrl({.revoked = serials, .number = number}, root);
+        bytes += der.size();
+        given.emplace_back(cache.crl(der));
+        EXPECT_EQ(cache.crl(der), given.back().lock()) << "the newest is found again";
+    }
+    EXPECT_TRUE(given.front().expired());
 }
 
 } // namespace
