@@ -116,6 +116,8 @@ Answer run(const Row& row, Modules& modules, Call& call) {
         return Answer::refused(RefusalReason::accessDenied, denied.what());
     } catch (const char* /* the stream's error */) {
         return Answer::refused(RefusalReason::malformed, "the request ends early");
+    } catch (const std::exception& error) { // memory, the disk: the audit line must not be lost
+        return Answer::refused(RefusalReason::byModule, error.what());
     }
 }
 
@@ -136,7 +138,11 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
         return Answer::refused(RefusalReason::accessDenied,
                                std::string(name) + " is for administrators; " + displayName(session.peer) + " is none");
     }
-    Call call{session, access_.isAdministrator(session.peer), CommandStreamIn(request.payload), {}, {}};
+    Call call{session,
+              access_.isAdministrator(session.peer),
+              CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit),
+              {},
+              {}};
     const Answer answer = run(*row, modules_, call);
     if (row->acts == Acts::yes) {
         const std::string how = call.outcome.empty() ? outcome(answer) : call.outcome;
@@ -147,6 +153,18 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
 
 void Dispatcher::lagged(const bridge::Peer& peer) {
     logEvent("a front end of " + displayName(peer) + " does not take its notifications and is disconnected");
+}
+
+void Dispatcher::turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) {
+    const std::string whose = "a connection of " + displayName(peer);
+    switch (verdict) {
+    case bridge::Verdict::accessDenied: return turnedAway_.event(whose + " was refused: it may not use this service");
+    case bridge::Verdict::overloaded: return turnedAway_.event(whose + " was refused: too many sessions are open");
+    case bridge::Verdict::versionMismatch:
+        return turnedAway_.event(whose + " was refused: it speaks another version of the protocol");
+    case bridge::Verdict::malformed: return logDebug(whose + " did not say hello");
+    case bridge::Verdict::accepted: return;
+    }
 }
 
 void Dispatcher::ended(bridge::server::Session& session) { modules_.certificates.ended(session); }

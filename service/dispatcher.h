@@ -5,6 +5,7 @@
 #pragma once
 
 #include <service/access.h>
+#include <service/log.h>
 
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/commands.h>
@@ -38,7 +39,7 @@ struct Call {
     std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
 };
 
-// Gives the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
+// Returns the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
 using Handler = std::string (*)(Modules& modules, Call& call);
 
 class Dispatcher : public bridge::server::Service {
@@ -48,11 +49,13 @@ public:
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
     void lagged(const bridge::Peer& peer) override;
+    void turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) override;
     void ended(bridge::server::Session& session) override;
 
 private:
     Modules modules_;
     Access& access_;
+    ThrottledLog turnedAway_{10};
 };
 
 } // namespace panelkitd

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <mutex>
+#include <utility>
 
 namespace panelkitd {
 
@@ -59,6 +60,24 @@ void logError(const std::string& text) { write(LogLevel::events, Priority::error
 void logEvent(const std::string& text) { write(LogLevel::events, Priority::notice, text); }
 void logDetail(const std::string& text) { write(LogLevel::details, Priority::info, text); }
 void logDebug(const std::string& text) { write(LogLevel::debug, Priority::debug, text); }
+void ThrottledLog::event(const std::string& text) {
+    unsigned before = 0;
+    {
+        const std::scoped_lock lock(mutex_);
+        if (Clock::now() - minuteBegan_ >= std::chrono::minutes(1)) {
+            minuteBegan_ = Clock::now();
+            logged_ = 0;
+            before = std::exchange(held_, 0);
+        }
+        if (++logged_ > perMinute_) {
+            ++held_;
+            return;
+        }
+    }
+    if (before > 0) logEvent("(" + std::to_string(before) + " more such events were not logged)");
+    logEvent(text);
+}
+
 void audit(const std::string& text) { write(LogLevel::events, Priority::notice, "audit: " + text); }
 
 } // namespace panelkitd

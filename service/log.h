@@ -4,6 +4,8 @@
 // come here. Any thread may log.
 #pragma once
 
+#include <chrono>
+#include <mutex>
 #include <string>
 
 namespace panelkitd {
@@ -20,5 +22,21 @@ void logDebug(const std::string& text);
 
 // One line for each command that changes something, at every level but disabled: who, what, and how it ended.
 void audit(const std::string& text);
+
+// For events that strangers can cause as often as they like: so many are logged in a minute, the others counted.
+class ThrottledLog {
+public:
+    explicit ThrottledLog(unsigned perMinute) : perMinute_(perMinute) {}
+    void event(const std::string& text);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    const unsigned perMinute_;
+    std::mutex mutex_; // guards what follows
+    Clock::time_point minuteBegan_{};
+    unsigned logged_ = 0; // in this minute
+    unsigned held_ = 0;   // not logged
+};
 
 } // namespace panelkitd
