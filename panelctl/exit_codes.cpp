@@ -27,6 +27,7 @@ const ExitRow exitRows[] = {
     {Exit::ambiguous,          "ambiguous"},
     {Exit::badInput,           "bad-input"},
     {Exit::tooLarge,           "too-large"},
+    {Exit::incomplete,         "incomplete"},
     {Exit::wrongPin,           "wrong-pin"},
     {Exit::pinLocked,          "pin-locked"},
     {Exit::finalTry,           "final-try"},
@@ -79,6 +80,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::ambiguousToken: return Exit::ambiguous;
     case Refused::notInitialised: return Exit::notInitialised;
     case Refused::wouldErase: return Exit::notConfirmed;
+    case Refused::incomplete: return Exit::incomplete;
     case Refused::embeddedProvider:
     case Refused::alreadyLoaded:
     case Refused::modulePath:

@@ -32,6 +32,7 @@ enum class Exit : int {
     ambiguous          = 11,
     badInput           = 12,
     tooLarge           = 13,
+    incomplete         = 14, // a token could not be read, so the answer would leave something out
 
     // tokens and PINs
     wrongPin           = 20,

@@ -16,11 +16,9 @@ constexpr auto perDot = std::chrono::seconds(1);
 
 } // namespace
 
-TokensWithDots::TokensWithDots(const Context& context)
-    : draws_(!context.json && outputIsTerminal() && errorIsTerminal()) {}
+Dots::Dots(const Context& context) : draws_(!context.json && outputIsTerminal() && errorIsTerminal()) {}
 
-// Stays until the command has ended, so that the line of dots can be ended as well.
-void TokensWithDots::OnExecuteCommand(const SendCommandProgress& progress) {
+void Dots::draw(const SendCommandProgress& progress) const {
     if (!draws_) return;
     bool drawn = false;
     for (auto next = std::chrono::steady_clock::now() + perDot; progress.running; std::this_thread::sleep_for(pace)) {

@@ -3,7 +3,7 @@
 
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/display_width.h>
-#include <panelctl/terminal.h>
+#include <panelctl/progress.h>
 #include <panelctl/verbs.h>
 
 #include <panelkit/format/ascii_case.h>
@@ -190,9 +190,8 @@ void ObjectName::options(CLI::App& verb, const char* object, Say description) {
     verb.add_option("--token", token, text(Say::argumentToken));
 }
 
-std::unique_ptr<VpnCertsController> certsController(const Context& context, bool printsRawData) {
-    if (context.json || printsRawData || !outputIsTerminal()) return std::make_unique<VpnCertsSilentController>();
-    return std::make_unique<VpnCertsCLIController>();
+std::unique_ptr<VpnCertsController> certsController(const Context& context) {
+    return std::make_unique<CertsWithDots>(context);
 }
 
 TokenInfo findToken(VpnCertsController& controller, const std::string& name) {

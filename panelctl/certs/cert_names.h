@@ -47,7 +47,7 @@ struct ObjectName {
 };
 
 // Draws dots while the service works where a person looks on, and nothing where the output is read by a program.
-std::unique_ptr<VpnCertsController> certsController(const Context& context, bool printsRawData = false);
+std::unique_ptr<VpnCertsController> certsController(const Context& context);
 
 // By label, serial number or PKCS#11 URI. An empty name means the only token there is. Throws CommandError.
 PKCS11::TokenInfo findToken(VpnCertsController& controller, const std::string& name);

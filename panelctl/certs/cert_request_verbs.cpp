@@ -170,7 +170,7 @@ struct CertRequest {
     void run(const Context& context) const {
         const CertRequestInfo wanted = asked();
         if (!listKeys) destination.requireFit(!der);
-        const auto controller = certsController(context, !listKeys && destination.file.empty());
+        const auto controller = certsController(context);
         const TokenInfo target = findToken(*controller, token);
         std::vector<CertRequestKeyInfo> choices;
         if (!controller->GetCertRequestKeyInfo(target, choices)) throw lastFailureError();

@@ -175,7 +175,7 @@ struct CertExportVerb {
     void run(const Context& context) const {
         const CertExport format = formatOf();
         destination.requireFit(format == CertExport::pem || format == CertExport::pkcs7Pem);
-        const auto controller = certsController(context, destination.file.empty());
+        const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
         const std::string shown = escaped(nameOf(found.object));
         const bool secretKey = format == CertExport::pkcs12 && (withKey || password->isGiven());

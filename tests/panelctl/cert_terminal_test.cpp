@@ -15,6 +15,7 @@
 using panelkit::Command;
 using testing::HasSubstr;
 using testing::Not;
+using testing::StartsWith;
 
 namespace {
 
@@ -89,8 +90,16 @@ TEST_F(AtATerminal, DotsAreDrawnForPeopleAndNotForPrograms) {
     service.on(Command::CertsReloadAll, Reaction::reply("").after(std::chrono::milliseconds(1300)));
     start({"cert", "reload"});
     EXPECT_EQ(exitCode(), 0);
-    EXPECT_THAT(terminal.screen(), HasSubstr("\n."));
-    EXPECT_THAT(run({"cert", "reload"}).output, Not(HasSubstr("\n.")));
+    EXPECT_THAT(terminal.screen(), StartsWith(".\r\n"));
+    EXPECT_THAT(run({"cert", "reload"}).error, Not(HasSubstr(".\n")));
+}
+
+// A hook that sleeps for a second would draw a dot for every command that takes a moment.
+TEST_F(AtATerminal, NothingIsDrawnForWhatIsDoneWithinASecond) {
+    service.on(Command::CertsReloadAll, Reaction::reply("").after(std::chrono::milliseconds(200)));
+    start({"cert", "reload"});
+    EXPECT_EQ(exitCode(), 0);
+    EXPECT_THAT("\n" + terminal.screen(), Not(HasSubstr("\n.\r\n")));
 }
 
 TEST_F(AtATerminal, BinaryDataIsNotPoured) {
