@@ -51,7 +51,9 @@ set(platform_headers
     bridge/receiver.h
     bridge/send_command_progress.h
     loccore/localization.h
+    loccore/messages.h
     loccore/module.h
+    loccore/phrase.h
     system/little_endian.h
     system/utf8_character.h
     system/wipe.h)

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// A catalogue of any bytes is refused or fits the table; a seal, which random bytes never have, is put behind them too.
+// A catalogue of any bytes is refused, or its texts can replace their originals: those of a table, and wordings that
+// stand where they are used. Filling in takes a wording of any bytes.
 #include <platform/loccore/catalogue.h>
+#include <platform/loccore/phrase.h>
 #include <platform/loccore/placeholders.h>
-#include <platform/loccore/seal.h>
 
 #include <array>
 #include <cstddef>
@@ -11,22 +12,37 @@
 #include <cstdlib>
 #include <string>
 
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+namespace {
+
+void tryTable(const std::string& bytes) {
     static constexpr std::array<std::string_view, 3> names{"greeting", "empty", "format"};
     static constexpr std::array<std::string_view, 3> defaults{"Hello ", "", "%s is %u"};
-    const Loc::TableEdition table{"demo", 42, names, defaults, false};
-    const std::string bytes(data, data + size);
-    const std::string sealed = bytes + "cksum " + [&] {
-        const std::string sum = std::to_string(Loc::cksum(bytes));
-        return std::string(10 - sum.size(), '0') + sum;
-    }() + '\n';
-    for (const std::string& catalogue : {bytes, sealed}) {
-        Loc::Translations found;
-        std::string error;
-        if (Loc::checkCatalogue(catalogue, table, found, error) != Loc::Loaded) continue;
-        for (const auto& [position, text] : found.entries) {
-            if (!Loc::samePlaceholders(defaults.at(position), text)) std::abort();
-        }
+    Loc::Translations found;
+    std::string error;
+    if (Loc::checkCatalogue(bytes, {"demo", 42, names, defaults, false}, found, error) != Loc::Loaded) return;
+    for (const auto& [position, text] : found.entries) {
+        if (!Loc::samePlaceholders(defaults.at(position), text)) std::abort();
     }
+}
+
+void tryWordings(const std::string& bytes) {
+    Loc::Wordings found;
+    std::string error;
+    if (Loc::checkWordings(bytes, found, error) != Loc::Loaded) return;
+    for (const auto& [wording, forms] : found.forms) {
+        for (const std::string_view form : forms) {
+            if (!Loc::argumentKinds(form) || Loc::argumentKinds(form) != Loc::argumentKinds(wording)) std::abort();
+        }
+        if (forms.size() > 1 && found.rule.formFor(wording.size()) >= forms.size()) std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string bytes(data, data + size);
+    tryTable(bytes);
+    tryWordings(bytes);
+    Loc::fill(bytes, std::array<std::string, 2>{"one", "two"});
     return 0;
 }

@@ -18,7 +18,8 @@ panelkit_test(test_loc INTERNAL SOURCES
     panelkit/loc/ui_module_test.cpp
     platform/loccore/catalogue_test.cpp
     platform/loccore/mo_file_test.cpp
-    platform/loccore/module_test.cpp)
+    platform/loccore/module_test.cpp
+    platform/loccore/phrase_test.cpp)
 target_compile_definitions(test_loc PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
 add_dependencies(test_loc catalogues)
 

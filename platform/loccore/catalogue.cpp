@@ -2,8 +2,8 @@
 #include <platform/loccore/catalogue.h>
 
 #include <platform/loccore/mo_file.h>
+#include <platform/loccore/phrase.h>
 #include <platform/loccore/placeholders.h>
-#include <platform/loccore/seal.h>
 #include <platform/system/utf8_character.h>
 
 #include <algorithm>
@@ -49,15 +49,22 @@ string_view headerField(string_view header, string_view name) {
 
 bool isHeader(const MoText& text) { return !text.context && text.original.empty(); }
 
-Status checkHeader(string_view header, const TableEdition& table, Seal seal, std::string& error) {
-    if (seal == Seal::none && !headerField(header, "X-Seal").empty()) {
-        error = "truncated: it has no seal, though it announces one";
+// All texts but the header, whose fields are returned in `header`.
+Status readTexts(string_view bytes, std::vector<MoText>& texts, string_view& header, std::string& error) {
+    if (!readMo(bytes, texts, error)) return Damaged;
+    const auto place = std::find_if(texts.begin(), texts.end(), isHeader);
+    if (place == texts.end()) {
+        error = "it has no header";
         return Damaged;
     }
-    if (headerField(header, "Content-Type").find("charset=UTF-8") == string_view::npos) {
-        error = "its character set is not UTF-8";
-        return Damaged;
-    }
+    header = place->translation;
+    std::erase_if(texts, isHeader);
+    if (headerField(header, "Content-Type").find("charset=UTF-8") != string_view::npos) return Loaded;
+    error = "its character set is not UTF-8";
+    return Damaged;
+}
+
+Status checkEdition(string_view header, const TableEdition& table, std::string& error) {
     if (const string_view module = headerField(header, "X-Module"); module != table.module) {
         error = "it is for the module " + quoted(module) + ", not for " + quoted(table.module);
         return OtherModule;
@@ -75,14 +82,26 @@ Status checkHeader(string_view header, const TableEdition& table, Seal seal, std
     return Loaded;
 }
 
-// Why a translation can't stand for its original; empty when it can.
-string_view fault(const MoText& text) {
-    if (text.original.empty()) return "fills the empty text";
-    if (!isPlainText(text.translation)) return "is not plain text in UTF-8";
-    if (!samePlaceholders(text.original, text.translation)) return "has other % placeholders";
-    if (!sameEdges(text.original, text.translation)) return "begins or ends with other blanks or line feeds";
+// Why a translation can't replace its original; empty when it can. `samePlaces` compares what is to be filled in.
+string_view fault(string_view original, string_view translation, bool (*samePlaces)(string_view, string_view)) {
+    if (original.empty()) return "fills the empty text";
+    if (!isPlainText(translation)) return "is not plain text in UTF-8";
+    if (!samePlaces(original, translation)) return "has other % placeholders";
+    if (!sameEdges(original, translation)) return "begins or ends with other blanks or line feeds";
     return {};
 }
+
+Status faulty(string_view name, string_view why, std::string& error) {
+    error = "the translation of " + quoted(name) + ' ' + std::string(why);
+    return BadTexts;
+}
+
+Status translatedTwice(string_view name, std::string& error) {
+    error = "it translates " + quoted(name) + " twice";
+    return Damaged;
+}
+
+// ---- a module's table
 
 class Check {
 public:
@@ -93,9 +112,8 @@ public:
 
     Status take(const MoText& text, std::string& error) {
         if (text.translation.empty()) return Loaded; // gettext's way to say: not translated
-        if (const string_view why = fault(text); !why.empty()) {
-            error = "the translation of " + quoted(text.context.value_or(text.original)) + ' ' + std::string(why);
-            return BadTexts;
+        if (const string_view why = fault(text.original, text.translation, samePlaceholders); !why.empty()) {
+            return faulty(text.context.value_or(text.original), why, error);
         }
         if (!text.context) {
             found_.registered.emplace_back(text.original, text.translation.data());
@@ -117,7 +135,7 @@ public:
         std::sort(found_.entries.begin(), found_.entries.end());
         std::size_t next = 0;
         for (const auto& [position, text] : found_.entries) {
-            if (position < next) return twice(table_.names[position], error);
+            if (position < next) return translatedTwice(table_.names[position], error);
             next = std::max(next, position + 1);
         }
         const auto wanted = static_cast<std::size_t>(std::count_if(table_.defaults.begin(), table_.defaults.end(),
@@ -128,39 +146,81 @@ public:
     }
 
 private:
-    static Status twice(string_view name, std::string& error) {
-        error = "it translates " + quoted(name) + " twice";
-        return Damaged;
-    }
-
     const TableEdition& table_;
     Translations& found_;
     std::vector<std::pair<string_view, std::size_t>> byName_;
 };
 
+// ---- wordings that stand where they are used
+
+bool sameArguments(string_view original, string_view translation) {
+    const auto kinds = argumentKinds(original);
+    return kinds && kinds == argumentKinds(translation);
+}
+
+// The texts between the NULs.
+std::vector<string_view> splitForms(string_view texts) {
+    std::vector<string_view> forms;
+    for (std::size_t end = texts.find('\0'); end != string_view::npos; end = texts.find('\0')) {
+        forms.push_back(texts.substr(0, end));
+        texts.remove_prefix(end + 1);
+    }
+    forms.push_back(texts);
+    return forms;
+}
+
+// A wording with its translation. One with a plural stands before that plural, and has as many translations as the rule
+// has forms.
+Status takeWording(const MoText& text, Wordings& found, std::string& error) {
+    if (text.context) return Loaded; // nothing asks for one by a context
+    const std::vector<string_view> originals = splitForms(text.original);
+    const std::vector<string_view> forms = splitForms(text.translation);
+    if (std::count(forms.begin(), forms.end(), string_view()) > 0) return Loaded; // not translated, or not wholly
+    const std::size_t wanted = originals.size() == 1 ? 1 : found.rule.forms();
+    if (originals.size() > 2 || forms.size() != wanted)
+        return faulty(originals[0], "has a wrong number of forms", error);
+    for (const string_view original : originals) {
+        for (const string_view form : forms) {
+            if (const string_view why = fault(original, form, sameArguments); !why.empty()) {
+                return faulty(originals[0], why, error);
+            }
+        }
+    }
+    return found.forms.emplace(originals[0], forms).second ? Loaded : translatedTwice(originals[0], error);
+}
+
 } // namespace
 
 Status checkCatalogue(string_view bytes, const TableEdition& table, Translations& found, std::string& error) {
     found = {};
-    const Seal seal = takeSeal(bytes);
-    if (seal == Seal::wrong) {
-        error = "damaged: its seal does not fit its bytes";
-        return Damaged;
-    }
     std::vector<MoText> texts;
-    if (!readMo(bytes, texts, error)) return Damaged;
-    const auto header = std::find_if(texts.begin(), texts.end(), isHeader);
-    if (header == texts.end()) {
-        error = "it has no header";
-        return Damaged;
-    }
-    if (const Status status = checkHeader(header->translation, table, seal, error)) return status;
+    string_view header;
+    if (const Status status = readTexts(bytes, texts, header, error)) return status;
+    if (const Status status = checkEdition(header, table, error)) return status;
     Check check(table, found);
     for (const MoText& text : texts) {
-        if (isHeader(text)) continue;
         if (const Status status = check.take(text, error)) return status;
     }
     return check.whole(error);
+}
+
+Status checkWordings(string_view bytes, Wordings& found, std::string& error) {
+    found = {};
+    std::vector<MoText> texts;
+    string_view header;
+    if (const Status status = readTexts(bytes, texts, header, error)) return status;
+    if (const string_view field = headerField(header, "Plural-Forms"); !field.empty()) {
+        const std::optional<PluralRule> rule = PluralRule::read(field);
+        if (!rule) {
+            error = "its rule for plurals can't be used: " + quoted(field);
+            return Damaged;
+        }
+        found.rule = *rule;
+    }
+    for (const MoText& text : texts) {
+        if (const Status status = takeWording(text, found, error)) return status;
+    }
+    return Loaded;
 }
 
 } // namespace Loc

@@ -1,20 +1,25 @@
 // SPDX-License-Identifier: MIT
 //
-// A translation catalogue, checked against the table that it is for before anything of it is used. Checking is a pure
-// function over bytes.
+// A translation catalogue, checked before anything of it is used. A catalogue is a compiled gettext file in UTF-8.
+// Checking is a pure function over bytes. There are two kinds of catalogue:
 //
-// A catalogue is a compiled gettext file in UTF-8. Its header names the edition of the table that it translates:
+// For a module's table of texts. The header names the edition of the table:
 //
 //   X-Module: panelkit              the module
 //   X-Table-Stamp: 1713951063       the table's stamp
 //   X-Table-Texts: 260              the table's number of texts
-//   X-Seal: cksum                   the file ends with a seal (seal.h); optional, binding when it is there
 //
 // An entry of the table is translated under its name as context, so one wording can have several translations; a text
 // that is registered beside the table is translated without context, by its wording.
+//
+// For wordings that stand where they are used (phrase.h). They are translated by the wording itself, as gettext does,
+// and Plural-Forms in the header says which forms a number has (plural_rule.h).
 #pragma once
 
+#include <platform/loccore/plural_rule.h>
+
 #include <cstdint>
+#include <map>
 #include <span>
 #include <string>
 #include <string_view>
@@ -23,17 +28,17 @@
 
 namespace Loc {
 
-// What a load came to; loadFile gives the number. Never changed.
+// The result of a load; loadFile returns the number. Never changed.
 enum Status : int {
     Loaded = 0,
     Unreadable = 1,   // no such file, or it can't be read
-    Damaged = 2,      // no compiled catalogue in UTF-8, truncated, or with a wrong seal
+    Damaged = 2,      // not a compiled catalogue in UTF-8, or truncated
     OtherModule = 3,  // made for another module
     OtherEdition = 4, // made for another edition of the module's table
-    BadTexts = 5,     // a text that can't stand for its original, or, where all are demanded, a missing one
+    BadTexts = 5,     // a text that can't replace its original, or, where all are demanded, a missing one
 };
 
-// The table that a catalogue must fit. Name and default of an entry stand at its position.
+// The table that a catalogue must fit. The name and the default of an entry have its position.
 struct TableEdition {
     std::string_view module;
     std::uint64_t stamp = 0;
@@ -50,5 +55,15 @@ struct Translations {
 
 // Loaded, with all of the catalogue's texts in `found`; else `error` says what is wrong, for people.
 Status checkCatalogue(std::string_view bytes, const TableEdition& table, Translations& found, std::string& error);
+
+// Views into the catalogue's bytes. A wording has one form, or with a plural as many as the rule.
+struct Wordings {
+    PluralRule rule;
+    std::map<std::string_view, std::vector<std::string_view>> forms; // by wording; of those with a plural the singular
+};
+
+// Loaded, with all of the catalogue's wordings in `found`; else `error` says what is wrong, for people. A wording whose
+// translation takes other arguments is refused, and with it the whole catalogue.
+Status checkWordings(std::string_view bytes, Wordings& found, std::string& error);
 
 } // namespace Loc

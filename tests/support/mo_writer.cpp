@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mo_writer.h"
 
-#include <platform/loccore/seal.h>
 #include <platform/system/little_endian.h>
 
 #include <cstdint>
@@ -40,10 +39,4 @@ std::string moFile(const std::vector<MoEntry>& entries) {
         }
     }
     return file + pool;
-}
-
-std::string sealed(const std::string& catalogue) {
-    std::string sum = std::to_string(Loc::cksum(catalogue));
-    sum.insert(0, 10 - sum.size(), '0');
-    return catalogue + "cksum " + sum + "\n";
 }

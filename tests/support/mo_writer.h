@@ -17,6 +17,3 @@ MoEntry moHeader(const std::string& module, const std::string& stamp, const std:
 
 // The compiled file.
 std::string moFile(const std::vector<MoEntry>& entries);
-
-// The same with a seal behind it.
-std::string sealed(const std::string& catalogue);

@@ -60,9 +60,7 @@ msgstr ""
 "X-Table-Stamp: )" +
            std::to_string(table.stamp) + R"(\n"
 "X-Table-Texts: )" +
-           std::to_string(table.texts) + R"(\n"
-"X-Seal: cksum\n"
-)";
+           std::to_string(table.texts) + "\\n\"\n";
 }
 
 std::string entry(const std::vector<std::string>& uses, const char* context, std::string_view wording) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/placeholders.h>
-#include <platform/loccore/seal.h>
 #include <platform/system/utf8_character.h>
 
 #include "../../support/mo_writer.h"
@@ -15,6 +14,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Pair;
 using testing::StrEq;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -61,28 +61,6 @@ TEST(Utf8, IsStrict) {
     for (const char* bad : {"\x80", "\xC1\xBF", "\xD0", "\xD0x", "\xE0\x9F\xBF", "\xED\xA0\x80", "\xF0\x8F\xBF\xBF",
                             "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF", "\xE2\x82"}) {
         EXPECT_FALSE(platform::isValidUtf8(bad)) << testing::PrintToString(bad);
-    }
-}
-
-// ---- the seal
-
-TEST(TheSeal, IsThatOfPosixCksum) {
-    EXPECT_EQ(Loc::cksum(""), 4294967295U);
-    EXPECT_EQ(Loc::cksum("123456789"), 930766865U);
-}
-
-TEST(TheSeal, IsTakenOffAndChecked) {
-    std::string_view good = "123456789cksum 0930766865\n";
-    EXPECT_EQ(Loc::takeSeal(good), Loc::Seal::good);
-    EXPECT_EQ(good, "123456789");
-    for (std::string_view wrong : {"123456780cksum 0930766865\n", "123456789cksum 0930766866\n",
-                                   "123456789cksum 93076686 5\n", "123456789cksum -930766865\n"}) {
-        EXPECT_EQ(Loc::takeSeal(wrong), Loc::Seal::wrong) << wrong;
-    }
-    for (std::string_view none : {"", "123456789", "123456789cksum 0930766865", "123456789sum 0930766865\n"}) {
-        const std::string_view all = none;
-        EXPECT_EQ(Loc::takeSeal(none), Loc::Seal::none) << none;
-        EXPECT_EQ(none, all);
     }
 }
 
@@ -170,24 +148,79 @@ TEST_F(ACatalogue, IsRefusedWithoutAHeaderOrInAnotherCharacterSet) {
     EXPECT_THAT(error, HasSubstr("UTF-8"));
 }
 
-TEST_F(ACatalogue, NeedsTheSealThatItAnnounces) {
-    const std::string announced = moFile({moHeader("demo", "42", "4", "X-Seal: cksum\n"), {"again\4Hello ", "a "}});
-    EXPECT_EQ(Loc::checkCatalogue(announced, table(), found, error), Loc::Damaged);
-    EXPECT_THAT(error, HasSubstr("no seal"));
-    EXPECT_EQ(Loc::checkCatalogue(sealed(announced), table(), found, error), Loc::Loaded);
-    EXPECT_EQ(Loc::checkCatalogue(sealed(moFile({header})), table(), found, error), Loc::Loaded);
-    std::string flipped = sealed(announced);
-    flipped[flipped.size() - 20] ^= 1;
-    EXPECT_EQ(Loc::checkCatalogue(flipped, table(), found, error), Loc::Damaged);
-    EXPECT_THAT(error, HasSubstr("damaged"));
-}
-
 TEST_F(ACatalogue, MustBeCompleteOnlyWhereThatIsDemanded) {
     const std::vector<MoEntry> entries{header, {"greeting\4Hello ", "a "}, {"again\4Hello ", "b "}};
     EXPECT_EQ(check(entries, false), Loc::Loaded);
     EXPECT_EQ(check(entries, true), Loc::BadTexts);
     EXPECT_THAT(error, HasSubstr("1 entries untranslated"));
     EXPECT_EQ(check({entries[0], entries[1], entries[2], {"format\4%s is %u", "%s: %u"}}, true), Loc::Loaded);
+}
+
+// ---- wordings that stand where they are used
+
+const MoEntry plain{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=3; plural=n%3;\n"};
+
+std::string joined(std::initializer_list<std::string> forms) {
+    std::string texts;
+    for (const std::string& form : forms) texts += form + '\0';
+    texts.pop_back();
+    return texts;
+}
+
+const std::string days = joined({"%d day", "%d days"});
+
+class Wordings : public testing::Test {
+protected:
+    Loc::Status check(const std::vector<MoEntry>& entries) {
+        bytes = moFile(entries);
+        return Loc::checkWordings(bytes, found, error);
+    }
+
+    std::string bytes;
+    Loc::Wordings found;
+    std::string error;
+};
+
+TEST_F(Wordings, AreTranslatedByThemselvesAndByNumber) {
+    EXPECT_EQ(check({plain,
+                     {"no %s", "kein %s"},
+                     {"%s of %d", "%2$d: %1$s"},
+                     {days, joined({"%d d", "%d dd", "%d ddd"})},
+                     {"later", ""},
+                     {"context\4no %s", "%d"}}),
+              Loc::Loaded)
+        << error;
+    EXPECT_THAT(found.forms,
+                UnorderedElementsAre(Pair("no %s", ElementsAre("kein %s")), Pair("%s of %d", ElementsAre("%2$d: %1$s")),
+                                     Pair("%d day", ElementsAre("%d d", "%d dd", "%d ddd"))));
+    EXPECT_EQ(found.rule.formFor(5), 2U);
+}
+
+TEST_F(Wordings, AreRefusedWhenOneTakesOtherArguments) {
+    const std::vector<std::pair<MoEntry, const char*>> faults{
+        {{"no %s", "kein"}, "placeholders"},
+        {{"no %s", "kein %d"}, "placeholders"},
+        {{"no %s", "%s, %s"}, "placeholders"},
+        {{"no %s", "kein %2$s"}, "placeholders"},
+        {{"no %s", "%s %"}, "placeholders"},
+        {{"no %u", "kein %u"}, "placeholders"}, // no wording of ours
+        {{"go on: ", "weiter:"}, "blanks"},
+        {{"no %s", "\x1B%s"}, "plain text"},
+        {{days, joined({"%d d", "%d dd"})}, "number of forms"},
+        {{days, joined({"%d d", "%d dd", "ddd"})}, "placeholders"},
+        {{joined({"a day", "%d days"}), joined({"%d d", "%d dd", "%d ddd"})}, "placeholders"},
+        {{"no %s", joined({"kein %s", "keine %s", "keine %s"})}, "number of forms"},
+    };
+    for (const auto& [entry, reason] : faults) {
+        EXPECT_EQ(check({plain, entry}), Loc::BadTexts) << reason;
+        EXPECT_THAT(error, HasSubstr(reason));
+        EXPECT_THAT(error, HasSubstr(entry.original.substr(0, entry.original.find('\0'))));
+    }
+    EXPECT_EQ(check({plain, {"a", "b"}, {"a", "c"}}), Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("\"a\" twice"));
+    EXPECT_EQ(check({{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=2; plural=x;\n"}}),
+              Loc::Damaged);
+    EXPECT_THAT(error, HasSubstr("plural=x"));
 }
 
 } // namespace

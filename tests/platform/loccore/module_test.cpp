@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// A module of the test's own, as every program part that has texts makes one.
+// A module of the test's own, as every program part with a table of texts makes one, and messages, as a program makes
+// them whose texts stand where they are used.
 #include <platform/loccore/catalogue.h>
+#include <platform/loccore/messages.h>
 #include <platform/loccore/module.h>
 #include <platform/loccore/module_texts.h>
 #include <platform/system/files.h>
@@ -156,6 +158,46 @@ TEST_F(AModule, IsCopiedAndMoved) {
     EXPECT_FALSE(demanding.load(folder.string().c_str(), "fr"));
     demanding = moved;
     EXPECT_TRUE(demanding.load(folder.string().c_str(), "fr"));
+}
+
+// ---- wordings that stand where they are used
+
+const MoEntry plainHeader{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=2; plural=n>1;\n"};
+const std::string dayAndDays("%d day\0%d days", 14);
+const std::string jourAndJours("%d jour\0%d jours", 16);
+
+TEST_F(AModule, OfMessagesTranslatesWordingsOfThatLanguage) {
+    put("fr", moFile({plainHeader, {"no %s", "pas de %s"}, {dayAndDays, jourAndJours}}));
+    Loc::Messages messages("demo");
+    EXPECT_EQ(messages.translated("no %s"), "no %s");
+    EXPECT_EQ(messages.translated("%d day", "%d days", 0), "%d days");
+    EXPECT_EQ(messages.translated("%d day", "%d days", 1), "%d day");
+    std::string error;
+    ASSERT_TRUE(messages.load(folder.string().c_str(), "fr_FR.UTF-8", &error)) << error;
+    EXPECT_EQ(messages.translated("no %s"), "pas de %s");
+    EXPECT_EQ(messages.translated("something else"), "something else");
+    EXPECT_EQ(messages.translated("%d day", "%d days", 0), "%d jour");
+    EXPECT_EQ(messages.translated("%d day", "%d days", 2), "%d jours");
+    EXPECT_EQ(messages.translated("%d hour", "%d hours", 1), "%d hour");
+    EXPECT_EQ(messages.translated("no %s", "none of %s", 2), "none of %s"); // has no plural there
+}
+
+TEST_F(AModule, OfMessagesKeepsWhatItHasWhenALoadFails) {
+    put("fr", moFile({plainHeader, {"no %s", "pas de %s"}}));
+    put("xx", moFile({plainHeader, {"no", "aucun"}, {"no %s", "pas de"}}));
+    Loc::Messages messages("demo");
+    ASSERT_TRUE(messages.load(folder.string().c_str(), "fr"));
+    std::string error;
+    EXPECT_FALSE(messages.load(folder.string().c_str(), "xx", &error));
+    EXPECT_THAT(error, HasSubstr("demo.mo: the translation of \"no %s\" has other % placeholders"));
+    EXPECT_EQ(messages.translated("no %s"), "pas de %s");
+    EXPECT_EQ(messages.translated("no"), "no");
+    EXPECT_FALSE(messages.load(folder.string().c_str(), "../fr", &error));
+    EXPECT_FALSE(messages.load(nullptr, nullptr, nullptr));
+    const Loc::Messages copy = messages;
+    messages = Loc::Messages("demo");
+    EXPECT_EQ(messages.translated("no %s"), "no %s");
+    EXPECT_EQ(copy.translated("no %s"), "pas de %s");
 }
 
 } // namespace

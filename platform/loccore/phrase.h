@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+//
+// Sentences with places that are filled in. The English wording stands in the source where it is used, and the compiler
+// checks that its places fit the arguments. A translation, or a wording that another program sent, is known only at run
+// time: it is filled in safely whatever it holds, and argumentKinds tells whether it fits.
+//
+//   %s           a text              %d           an integer
+//   %1$s, %2$d   the first and second argument, in any order and as often as needed; either all places of a wording
+//   have
+//                numbers or none, and with numbers every argument must be used
+//   %%           a percent sign; no other % is allowed
+//
+//   Loc::Phrase phrase = Loc::makePhrase("there is no provider \"%s\"", name);   // may travel, and be translated later
+//   std::string text = Loc::fill(phrase);
+//
+// xgettext collects the wordings for translators. It finds them by the names of the functions that take them, and by
+// the mark N_ where a wording stands in a table. Nothing here has a state.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Loc {
+
+// ---- the places of a wording
+
+inline constexpr std::size_t mostArguments = 9;
+
+// A % of a wording, with what belongs to it.
+struct Place {
+    std::size_t length = 1; // of all of it
+    char kind = 0;          // 's', 'd' or '%'; 0: the % stands for itself
+    std::size_t number = 0; // of the argument, counted from 1; 0: the next one
+};
+
+// The place that `text` begins with. `text` begins with a %.
+constexpr Place placeAt(std::string_view text) {
+    const bool isNumbered = text.size() > 2 && text[1] >= '1' && text[1] <= '9' && text[2] == '$';
+    const std::size_t at = isNumbered ? 3 : 1;
+    const char kind = at < text.size() ? text[at] : '\0';
+    if (kind != 's' && kind != 'd' && (kind != '%' || isNumbered)) return {};
+    return {at + 1, kind, isNumbered ? static_cast<std::size_t>(text[1] - '0') : 0};
+}
+
+// 's' or 'd' for each argument that a wording takes, then zeros.
+using ArgumentKinds = std::array<char, mostArguments>;
+
+// What arguments a wording takes. Nothing when it breaks the rules above.
+constexpr std::optional<ArgumentKinds> argumentKinds(std::string_view wording) {
+    ArgumentKinds kinds{};
+    std::size_t inOrder = 0;
+    bool anyNumbered = false;
+    Place place;
+    for (std::size_t at = wording.find('%'); at != std::string_view::npos; at = wording.find('%', at + place.length)) {
+        place = placeAt(wording.substr(at));
+        if (place.kind == '%') continue;
+        anyNumbered = anyNumbered || place.number > 0;
+        const std::size_t which = place.number > 0 ? place.number - 1 : inOrder++;
+        const bool isMixed = anyNumbered && inOrder > 0;
+        if (place.kind == 0 || isMixed || which >= mostArguments) return std::nullopt;
+        if (kinds[which] != 0 && kinds[which] != place.kind) return std::nullopt;
+        kinds[which] = place.kind;
+    }
+    const bool isAnyUnused = !std::is_partitioned(kinds.begin(), kinds.end(), [](char kind) { return kind != 0; });
+    if (isAnyUnused) return std::nullopt;
+    return kinds;
+}
+
+// ---- arguments
+
+template <class T>
+concept Number = std::integral<T> && !std::same_as<T, bool> && !std::same_as<T, char>;
+
+template <class T>
+concept Text = std::convertible_to<const T&, std::string_view>;
+
+template <class T>
+concept Argument = Number<T> || Text<T>;
+
+// The kind of place that an argument of the type fills.
+template <Argument T>
+inline constexpr char kindOf = Number<T> ? 'd' : 's';
+
+template <Argument T>
+std::string argumentText(const T& argument) {
+    if constexpr (Number<T>) {
+        return std::to_string(argument);
+    } else {
+        return std::string(std::string_view(argument));
+    }
+}
+
+// ---- wordings
+
+// A literal that is marked for translation where it stands and shown elsewhere. N_ is gettext's name for the mark.
+struct Marked {
+    const char* literal;
+};
+consteval Marked N_(const char* literal) { return {literal}; }
+
+// Never called: naming it ends the compilation of a wording whose places do not fit its arguments.
+void thePlacesOfTheWordingDoNotFitItsArguments();
+
+// A wording for arguments of these kinds: Wording<'s', 'd'>. It is made from a literal, as the parameter of a function
+// that shows or sends it. xgettext must know that function's name, or else the wording is never translated.
+template <char... kinds>
+class Wording {
+public:
+    // NOLINTNEXTLINE(google-explicit-constructor): callers write the literal
+    consteval Wording(const char* literal) : text_(literal) {
+        if (argumentKinds(literal) != ArgumentKinds{kinds...}) thePlacesOfTheWordingDoNotFitItsArguments();
+    }
+    constexpr const char* text() const { return text_; }
+
+private:
+    const char* text_;
+};
+
+// The same for a table or a member: made from a literal with the mark alone, so that none is forgotten.
+template <char... kinds>
+class MarkedWording : public Wording<kinds...> {
+public:
+    // NOLINTNEXTLINE(google-explicit-constructor): callers write the marked literal
+    consteval MarkedWording(Marked marked) : Wording<kinds...>(marked.literal) {}
+};
+
+// ---- phrases
+
+// A wording with its arguments, to be shown later or elsewhere, perhaps in another language.
+struct Phrase {
+    std::string wording;
+    std::vector<std::string> arguments;
+
+    bool operator==(const Phrase&) const = default;
+};
+
+template <Argument... Arguments>
+Phrase makePhrase(Wording<kindOf<Arguments>...> wording, const Arguments&... arguments) {
+    return {wording.text(), {argumentText(arguments)...}};
+}
+
+// The text. A place without an argument, and a % that is no place, stay as they stand. A wording from elsewhere may
+// name a long argument many times: beyond a mebibyte the rest is left out, which "..." at the end tells.
+inline std::string fill(std::string_view wording, std::span<const std::string> arguments) {
+    constexpr std::size_t enough = std::size_t{1} << 20;
+    std::string filled;
+    std::size_t next = 0;
+    while (!wording.empty()) {
+        if (filled.size() > enough) return filled + "...";
+        const std::size_t mark = std::min(wording.find('%'), wording.size());
+        filled += wording.substr(0, mark);
+        wording.remove_prefix(mark);
+        if (wording.empty()) break;
+        const Place place = placeAt(wording);
+        std::string_view put = wording.substr(0, place.length);
+        if (place.kind == '%') {
+            put = "%";
+        } else if (place.kind != 0) {
+            const std::size_t which = place.number > 0 ? place.number - 1 : next++;
+            if (which < arguments.size()) put = arguments[which];
+        }
+        filled += put;
+        wording.remove_prefix(place.length);
+    }
+    return filled;
+}
+
+inline std::string fill(const Phrase& phrase) { return fill(phrase.wording, phrase.arguments); }
+
+} // namespace Loc
