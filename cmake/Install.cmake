@@ -42,7 +42,8 @@ install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT develo
         REGEX "(${internal_headers})\\.h$" EXCLUDE)
 install(DIRECTORY vocabulary/ DESTINATION ${header_root}/vocabulary COMPONENT development FILES_MATCHING PATTERN "*.h")
 
-# Of platform, what those headers and the front end include; scripts/check-tree holds panelctl to the same list.
+# Of platform, what those headers and the front end include. scripts/check-tree reads this list and the one above, and
+# holds the installed headers and panelctl to them.
 set(platform_headers
     printf_format.h
     bridge/bridge_session.h
@@ -54,6 +55,7 @@ set(platform_headers
     loccore/messages.h
     loccore/module.h
     loccore/phrase.h
+    stream/stream.h
     system/little_endian.h
     system/utf8_character.h
     system/wipe.h)

@@ -25,6 +25,7 @@
 #include <panelkit/loc/default_texts.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/variants.h>
+#include <platform/export.h>
 
 #include <cstdint>
 #include <string>

@@ -18,6 +18,7 @@
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
+#include <platform/export.h>
 
 #include <cstdint>
 

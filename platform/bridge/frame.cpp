@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/bridge/frame.h>
 
-#include <platform/system/little_endian.h>
+#include <platform/stream/stream.h>
 #include <platform/system/memory.h>
 #include <platform/system/wipe.h>
 
@@ -19,21 +19,15 @@ constexpr std::size_t hugePagesFrom = std::size_t{4} * 1024 * 1024;
 
 std::array<char, frameHeaderSize> encodeFrameHeader(const FrameHeader& header) {
     std::array<char, frameHeaderSize> bytes{};
-    platform::storeLittleEndian(&bytes[0], header.length);
-    platform::storeLittleEndian(&bytes[4], static_cast<std::uint32_t>(header.kind));
-    platform::storeLittleEndian(&bytes[8], header.module);
-    platform::storeLittleEndian(&bytes[12], header.command);
-    platform::storeLittleEndian(&bytes[16], header.tag);
+    char* place = bytes.data();
+    FrameHeader::fields(header, [&](auto... field) { (platform::StreamOut::put(place, field), ...); });
     return bytes;
 }
 
 FrameHeader decodeFrameHeader(const char* bytes) {
     FrameHeader header;
-    header.length = platform::loadLittleEndian<std::uint32_t>(bytes);
-    header.kind = static_cast<FrameKind>(platform::loadLittleEndian<std::uint32_t>(bytes + 4));
-    header.module = platform::loadLittleEndian<std::uint32_t>(bytes + 8);
-    header.command = platform::loadLittleEndian<std::uint32_t>(bytes + 12);
-    header.tag = platform::loadLittleEndian<std::uint32_t>(bytes + 16);
+    platform::StreamIn in(bytes, frameHeaderSize);
+    FrameHeader::fields(header, [&](auto&... field) { in.read(field...); });
     return header;
 }
 

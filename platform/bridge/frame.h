@@ -41,6 +41,10 @@ struct FrameHeader {
     std::uint32_t module = 0;
     std::uint32_t command = 0;
     std::uint32_t tag = 0; // chosen by who asks, echoed by who answers
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.length, self.kind, self.module, self.command, self.tag);
+    }
 };
 
 std::array<char, frameHeaderSize> encodeFrameHeader(const FrameHeader& header);

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The first exchange on a connection: the front end says hello, the service welcomes it or says why not. Both
-// frames keep their form in every version of the protocol, so that a mismatch is told and not misread.
+// frames keep their form in every version of the protocol, so that a mismatch is told and not misread. Each lists its
+// fields in the order of the wire; the bodies of hello and welcome begin with a magic word.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,8 @@ struct Hello {
     std::uint32_t version = 0;
     Role role{};
     std::string name; // of the session, "Tokens" for instance
+
+    static auto fields(auto& self, auto&& io) { return io(self.version, self.role, self.name); }
 };
 
 enum class Verdict : std::uint32_t {
@@ -36,6 +39,10 @@ struct Welcome {
     std::uint32_t frameLimit = 0; // bytes of body that the service takes
     std::string service;          // name and version of the service, for people
     std::string text;             // why it is refused, for people
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.version, self.verdict, self.frameLimit, self.service, self.text);
+    }
 };
 
 // Why a command was refused, in the body of a refused frame.
@@ -53,6 +60,8 @@ struct Refusal {
     RefusalReason reason{};
     std::uint32_t detail = 0; // the module's own number for it, 0 when it has none
     std::string text;         // for people
+
+    static auto fields(auto& self, auto&& io) { return io(self.reason, self.detail, self.text); }
 };
 
 std::string encode(const Hello& hello);

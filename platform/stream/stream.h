@@ -1,0 +1,191 @@
+// SPDX-License-Identifier: MIT
+//
+// The primitives of everything that travels between our programs: greetings and frame headers of the bridge, and the
+// records of its payloads (panelkit/bridge/command_stream.h adds these). No header, no alignment, no padding; integers
+// are little-endian.
+//
+//   integer   2, 4 or 8 bytes; enumerations as 4
+//   boolean   1 byte; written as 1 or 0, read as true only when it is 1
+//   string    4-byte length, then the bytes
+//   count     4 bytes, before the elements of a list
+//
+//   std::string body;
+//   platform::StreamOut(body).append(version, role, name);
+//
+//   platform::StreamIn in(body.data(), body.size());
+//   in.read(version, role, name); // throws the text "CommandStreamError" when it ends early
+//
+// Neither class is shared between threads while in use. All of it is inline, for front ends too.
+#pragma once
+
+#include <platform/system/little_endian.h>
+
+#include <cstdint>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace platform {
+
+template <class T>
+concept WireInteger = std::is_same_v<T, std::uint16_t> || std::is_same_v<T, std::uint32_t> ||
+    std::is_same_v<T, std::int32_t> || std::is_same_v<T, std::uint64_t> || std::is_same_v<T, std::int64_t> ||
+    (std::is_enum_v<T> && sizeof(T) == 4);
+
+// What a stream carries by itself; everything else is made of these.
+template <class T>
+concept WirePrimitive = WireInteger<T> || std::is_same_v<T, bool> || std::is_same_v<T, std::string>;
+
+// Throws the text "CommandStreamError": a plain `const char*`, caught as that or with a catch-all. Out of line and
+// cold, so that the readers that call it stay small.
+[[noreturn, gnu::noinline, gnu::cold]] inline void throwStreamError() {
+    static const char* const streamError = "CommandStreamError";
+    throw streamError; // NOLINT(misc-throw-by-value-catch-by-reference): the pointer itself is the exception
+}
+
+// Appends primitives to a byte string that the caller owns. Throws only std::bad_alloc.
+class StreamOut {
+public:
+    explicit StreamOut(std::string& bytes) : bytes_(bytes) {}
+
+    // Appends the fields in order: their size is taken first, so the string grows at most once. What carries a secret
+    // is written by one such call, which leaves no copy in freed memory.
+    template <class... Fields>
+    StreamOut& append(const Fields&... fields) {
+        appendAs<StreamOut>(fields...);
+        return *this;
+    }
+
+    // The bytes that a field takes.
+    template <WireInteger T>
+    static constexpr std::size_t sizeOf(T) {
+        return sizeof(T);
+    }
+    template <class T>
+    requires std::is_same_v<T, bool>
+    static constexpr std::size_t sizeOf(T) { return 1; }
+    static std::size_t sizeOf(std::string_view text) { return 4 + text.size(); }
+    static std::size_t sizeOf(const std::string& text) { return 4 + text.size(); }
+
+    // Writes a field at `place`, where there is room for it, and moves `place` behind it.
+    template <WireInteger T>
+    static void put(char*& place, T value) {
+        storeLittleEndian(place, value);
+        place += sizeof(T);
+    }
+    template <class T>
+    requires std::is_same_v<T, bool>
+    static void put(char*& place, T value) { *place++ = value ? 1 : 0; }
+    static void put(char*& place, std::string_view text) {
+        put(place, static_cast<std::uint32_t>(text.size()));
+        std::memcpy(place, text.data(), text.size());
+        place += text.size();
+    }
+    static void put(char*& place, const std::string& text) { put(place, std::string_view(text)); }
+
+protected:
+    // Appends fields with the sizeOf and put of a class that knows more kinds of fields.
+    template <class Codec, class... Fields>
+    void appendAs(const Fields&... fields) {
+        const std::size_t start = bytes_.size();
+        bytes_.resize(start + (std::size_t{0} + ... + Codec::sizeOf(fields)));
+        char* place = bytes_.data() + start;
+        (Codec::put(place, fields), ...);
+    }
+
+private:
+    std::string& bytes_;
+};
+
+// Walks a byte string, which must outlive it, and fills the caller's variables in place.
+//
+// Every read moves the position first and throws "CommandStreamError" when it is then past the end; what was to be
+// filled keeps its value, earlier fields keep their new ones, and a later read throws again. Trailing bytes are
+// ignored.
+class StreamIn {
+public:
+    // How a count of elements is judged before memory is taken for them. A reply is read as it stands, up to a count of
+    // one element for each byte that is left. A service that reads requests of others refuses what can't be true: a
+    // count of more elements than fit into the bytes that are left.
+    enum class Counts : unsigned char { asTheyStand, mustFit };
+
+    StreamIn(const void* bytes, std::uint64_t size, std::uint64_t position = 0)
+        : size_(size),
+          left_(position <= size ? static_cast<std::int64_t>(size - position) : -1),
+          end_(position + static_cast<std::uint64_t>(left_)),
+          next_(static_cast<const char*>(bytes) + (position <= size ? position : 0)) {}
+
+    std::uint64_t size() const { return size_; }
+    std::uint64_t position() const { return end_ - static_cast<std::uint64_t>(left_); }
+
+    // What is not read yet.
+    std::string_view rest() const {
+        return left_ > 0 ? std::string_view(next_, static_cast<std::size_t>(left_)) : std::string_view();
+    }
+
+    template <WireInteger T>
+    void read(T& value) {
+        value = loadLittleEndian<T>(take(sizeof(T)));
+    }
+    void read(bool& value) { value = *take(1) == 1; }
+
+    // Keeps embedded zero bytes; a string that is large enough is reused, another is made with its exact size.
+    void read(std::string& text) {
+        const std::string_view bytes = readView();
+        if (bytes.size() == text.size()) {
+            std::memcpy(text.data(), bytes.data(), bytes.size());
+        } else if (bytes.size() <= text.capacity()) {
+            text.assign(bytes.data(), bytes.size());
+        } else {
+            text = std::string(bytes.data(), bytes.size());
+        }
+    }
+
+    // Several fields in order.
+    template <class... Fields>
+    requires(sizeof...(Fields) > 1) void read(Fields&... fields) { (read(fields), ...); }
+
+    // A string where it stands, without copying it.
+    std::string_view readView() {
+        std::uint32_t length = 0;
+        read(length);
+        return {take(length), length};
+    }
+
+    void skip(std::uint32_t bytes) { take(bytes); }
+
+    // Reads a count of elements, each of which takes at least `elementSize` bytes. One that is larger than the number
+    // of bytes after it can belong to no well-formed list and is refused before anything is allocated for it. Some
+    // counts have a sign: readCount<std::int32_t>; a negative one says the same as zero, that there is nothing.
+    template <WireInteger Count = std::uint32_t>
+    std::uint32_t readCount(std::size_t elementSize = 1) {
+        Count count = 0;
+        read(count);
+        const std::int64_t least = counts_ == Counts::mustFit ? static_cast<std::int64_t>(elementSize) : 1;
+        if (count > left_ / least) throwStreamError();
+        return count > 0 ? static_cast<std::uint32_t>(count) : 0;
+    }
+
+protected:
+    void judge(Counts counts) { counts_ = counts; }
+
+private:
+    // The one bounds gate. What is left is lowered first and stays negative once it is, so a later read, even one of
+    // nothing, throws again; 2^63 bytes are never asked for in one stream's life.
+    const char* take(std::uint32_t need) {
+        left_ -= need;
+        if (left_ < 0) throwStreamError();
+        const char* bytes = next_;
+        next_ += need;
+        return bytes;
+    }
+
+    std::uint64_t size_;
+    std::int64_t left_; // after the position; negative once a read has run past the end
+    std::uint64_t end_; // the position at which nothing would be left
+    const char* next_;
+    Counts counts_ = Counts::asTheyStand;
+};
+
+} // namespace platform
