@@ -51,6 +51,7 @@ set(platform_headers
     bridge/failure.h
     bridge/receiver.h
     bridge/send_command_progress.h
+    json/json.h
     loccore/localization.h
     loccore/messages.h
     loccore/module.h

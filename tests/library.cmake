@@ -13,6 +13,10 @@ if(NOT WIN32)
     target_sources(test_bridge_server PRIVATE platform/bridge/channel_posix_test.cpp)
 endif()
 
+# Its memory is searched, so all of it is in one program.
+panelkit_test(test_json INTERNAL SOURCES
+    platform/json/json_test.cpp)
+
 panelkit_test(test_loc INTERNAL SOURCES
     panelkit/loc/default_texts_test.cpp
     panelkit/loc/ui_module_test.cpp

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+//
+// JSON files that people write and edit. A text is read into a tree that knows the line of everything, so that a
+// mistake can be told with its place. An object with two members of one name is refused, for one of them would be
+// lost, and so is a text that nests deeper than any file of ours. What was read may hold secrets: it is wiped with the
+// document, and no error quotes it.
+//
+//   const platform::json::Document file(text); // throws platform::json::Error
+//   if (const auto* days = file.root().find("days")) {
+//       if (!days->value.number<std::uint32_t>()) std::printf("line %d: expected a number\n", days->line);
+//   }
+//
+// A document is read by any thread once it is built.
+#pragma once
+
+#include <platform/export.h>
+
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace platform::json {
+
+inline constexpr std::size_t deepest = 16; // objects and lists within each other
+
+enum class Kind : unsigned char { null, flag, integer, real, text, list, object };
+
+struct Member;
+
+// A value of a document, which must outlive it: its texts are views.
+struct Value {
+    Kind kind = Kind::null;
+    bool flag = false;
+    bool isNegative = false;
+    int line = 1;                // where it begins, from 1 on
+    std::uint64_t bits = 0;      // of an integer; in two's complement when it is negative
+    double real = 0;             // of a number with a fraction or an exponent, or with more than 64 bits
+    std::string_view text;       // UTF-8, its escapes resolved
+    std::vector<Value> items;    // of a list
+    std::vector<Member> members; // of an object, in the order of the text; no name twice
+
+    // An integer that the type can hold; nothing for anything else.
+    template <std::integral Integer>
+    std::optional<Integer> number() const {
+        using Limits = std::numeric_limits<Integer>;
+        if (kind != Kind::integer) return std::nullopt;
+        const bool fits = isNegative ? std::is_signed_v<Integer> &&
+                                           static_cast<std::int64_t>(bits) >= static_cast<std::int64_t>(Limits::min())
+                                     : bits <= static_cast<std::uint64_t>(Limits::max());
+        return fits ? std::optional(static_cast<Integer>(bits)) : std::nullopt;
+    }
+
+    // The member of exactly that name; null when there is none, and for what is not an object.
+    PANELKIT_EXPORT const Member* find(std::string_view name) const;
+};
+
+struct Member {
+    std::string_view name;
+    int line = 1; // of the name
+    Value value;
+};
+
+// Why a text was not taken.
+class PANELKIT_EXPORT Error : public std::runtime_error {
+public:
+    enum class Why : unsigned char { malformed, nameTwice, tooDeep };
+
+    // what(): "line 12: not valid JSON at or after sections.IKE", for instance.
+    Error(Why reason, int lineNumber, int columnNumber, const std::string& memberPath);
+
+    Why why;
+    int line, column; // from 1 on; the column counts bytes
+    std::string path; // of the last member that was begun, "sections.USER.LSP_GATES[0].GATE_ADDRESS"; may be empty
+};
+
+class PANELKIT_EXPORT Document {
+public:
+    // Reads all of a text. Throws Error.
+    explicit Document(std::string_view text);
+    ~Document(); // wipes the texts
+    Document(const Document&) = delete;
+    Document& operator=(const Document&) = delete;
+
+    const Value& root() const { return root_; }
+
+private:
+    std::string texts_; // all names and texts, one after the other
+    Value root_;
+};
+
+// The value in one line, as short as it can be.
+PANELKIT_EXPORT std::string print(const Value& value);
+
+// Appends a text, which must be UTF-8, in quotes and with its escapes. At most six characters become of a byte: a
+// string with room for them holds no second copy of a secret afterwards.
+PANELKIT_EXPORT void appendQuoted(std::string_view text, std::string& to);
+
+} // namespace platform::json

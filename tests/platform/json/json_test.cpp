@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include <platform/json/json.h>
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+using platform::json::Document;
+using platform::json::Error;
+using platform::json::Kind;
+using platform::json::Value;
+
+namespace {
+
+// Memory that is given back is searched for this text, which nothing may leave behind.
+const char* soughtInFreedMemory = nullptr;
+int foundInFreedMemory = 0;
+
+constexpr std::size_t header = alignof(std::max_align_t); // before each block, with its size
+
+void search(const char* bytes, std::size_t size) {
+    const std::string_view block(bytes, size);
+    if (block.find(soughtInFreedMemory) != std::string_view::npos) ++foundInFreedMemory;
+}
+
+} // namespace
+
+void* operator new(std::size_t size) {
+    auto* const block = static_cast<char*>(std::malloc(size + header));
+    if (!block) throw std::bad_alloc();
+    std::memcpy(block, &size, sizeof size);
+    std::memset(block + header, 0, size);
+    return block + header;
+}
+
+void operator delete(void* place) noexcept {
+    if (!place) return;
+    char* const block = static_cast<char*>(place) - header;
+    std::size_t size = 0;
+    std::memcpy(&size, block, sizeof size);
+    if (soughtInFreedMemory) search(static_cast<char*>(place), size);
+    std::free(block);
+}
+
+void operator delete(void* place, std::size_t) noexcept { operator delete(place); }
+
+namespace {
+
+std::string printed(std::string_view text) { return print(Document(text).root()); }
+
+TEST(AJsonDocument, HoldsEveryKindOfValueAsItIsWritten) {
+    for (const char* same : {"null", "true", "false", "0", "-1", "18446744073709551615", "-9223372036854775808", "1.5",
+                             R"("")", R"("a\"\\b")", "[]", "{}", R"([1,[],{"a":[true,null]}])",
+                             R"({"b":1,"a":{"b":"x"},"":[]})", R"("тест")", R"("\u0000\u001F\u007F")"}) {
+        EXPECT_EQ(printed(same), same);
+    }
+    EXPECT_EQ(printed(" \t\r\n{ \"a\" : [ 1 , 2 ] }\n"), R"({"a":[1,2]})");
+    EXPECT_EQ(printed("\xEF\xBB\xBF{}"), "{}") << "with the mark that some editors put first";
+    EXPECT_EQ(Document(R"("\u00e9\ud83d\ude00\n\/")").root().text, "é😀\n/");
+    EXPECT_EQ(Document("18446744073709551616").root().kind, Kind::real) << "beyond 64 bits";
+}
+
+TEST(AJsonDocument, GivesNumbersToTheTypesThatCanHoldThem) {
+    const Document file("[255, 256, -128, -129, 9223372036854775807, 9223372036854775808, 1.0, \"1\"]");
+    const auto& items = file.root().items;
+    EXPECT_EQ(items[0].number<std::uint8_t>(), 255);
+    EXPECT_EQ(items[1].number<std::uint8_t>(), std::nullopt);
+    EXPECT_EQ(items[2].number<std::int8_t>(), -128);
+    EXPECT_EQ(items[2].number<std::uint64_t>(), std::nullopt);
+    EXPECT_EQ(items[3].number<std::int8_t>(), std::nullopt);
+    EXPECT_EQ(items[4].number<std::int64_t>(), INT64_MAX);
+    EXPECT_EQ(items[5].number<std::int64_t>(), std::nullopt);
+    EXPECT_EQ(items[5].number<std::uint64_t>(), std::uint64_t{1} << 63);
+    EXPECT_EQ(items[6].number<int>(), std::nullopt);
+    EXPECT_EQ(items[7].number<int>(), std::nullopt);
+}
+
+TEST(AJsonDocument, KnowsTheLineOfEveryNameAndValue) {
+    const Document file("\n{\"one\": 1\n,\"two\":\n[2\n,3,{\n\"four\":\"x\"}]}");
+    const Value& root = file.root();
+    EXPECT_EQ(root.line, 2);
+    EXPECT_EQ(root.find("one")->line, 2);
+    EXPECT_EQ(root.find("one")->value.line, 2) << "although the parser reads one more to see where it ends";
+    EXPECT_EQ(root.find("two")->line, 3);
+    const Value& list = root.find("two")->value;
+    EXPECT_EQ(list.line, 4);
+    EXPECT_EQ(list.items[0].line, 4);
+    EXPECT_EQ(list.items[1].line, 5);
+    EXPECT_EQ(list.items[2].line, 5);
+    EXPECT_EQ(list.items[2].find("four")->line, 6);
+    EXPECT_EQ(root.find("four"), nullptr);
+    EXPECT_EQ(list.find("four"), nullptr);
+}
+
+std::string nested(std::size_t depth, char open, char close) {
+    return std::string(depth, open) + std::string(depth, close);
+}
+
+TEST(AJsonDocument, IsRefusedWithThePlaceOfTheMistake) {
+    const std::string deep = std::string("{\"a\":\n") + nested(100'000, '[', ']') + '}';
+    const std::string cutInUtf8 = "\"\xC3\"";
+    struct Row {
+        std::string_view text;
+        const char* what;
+        int column;
+    };
+    const Row rows[] = {
+        {"", "line 1: not valid JSON", 1},
+        {" \n\n ", "line 3: not valid JSON", 1},
+        {std::string_view("\0", 1), "line 1: not valid JSON", 1},
+        {"{\n \"a\": {\n  \"b\": hunter2\n", "line 3: not valid JSON at or after a.b", 8},
+        {"{\"a\": \"hunter2", "line 1: not valid JSON at or after a", 14},
+        {"{\"a\" \"hunter2\"}", "line 1: not valid JSON at or after a", 14},
+        {"{\"a\": 1", "line 1: not valid JSON at or after a", 7},
+        {"{\"a\": 1,", "line 1: not valid JSON at or after a", 8},
+        {"{\"a\": 1,}", "line 1: not valid JSON at or after a", 9},
+        {"[1, 2", "line 1: not valid JSON at or after [1]", 5},
+        {"[1,", "line 1: not valid JSON at or after [0]", 3},
+        {"\"hunter2", "line 1: not valid JSON", 8},
+        {"\"a\\", "line 1: not valid JSON", 3},
+        {"\"a\nb\"", "line 1: not valid JSON", 3},
+        {cutInUtf8, "line 1: not valid JSON", 3},
+        {R"("\ud800")", "line 1: not valid JSON", 8},
+        {"tru", "line 1: not valid JSON", 3},
+        {"-", "line 1: not valid JSON", 1},
+        {"01", "line 1: not valid JSON", 2},
+        {"1e999", "line 1: not valid JSON", 5},
+        {"NaN", "line 1: not valid JSON", 1},
+        {"{a: 1}", "line 1: not valid JSON", 2},
+        {"// remark\n1", "line 1: not valid JSON", 1},
+        // more after the value
+        {"1 2", "line 1: not valid JSON", 3},
+        {"[]]", "line 1: not valid JSON", 3},
+        {"{}\n{}", "line 2: not valid JSON", 1},
+        {"{} \"a\"", "line 1: not valid JSON", 6},
+        {"{} \"a", "line 1: not valid JSON", 5},
+        {"{} \"", "line 1: not valid JSON", 4},
+        {"{} \".", "line 1: not valid JSON", 5},
+        {"1\"", "line 1: not valid JSON", 2},
+        // twice
+        {"{\"a\": {\"b\": 1,\n\"c\": 2,\n\"b\": 3}}", "line 3: duplicate key a.b", 3},
+        {"{\"a\": [{}, {\"b\": 1, \"b\": 1}]}", "line 1: duplicate key a[1].b", 23},
+        // too deep
+        {deep, "line 2: nested too deeply in a", 16},
+    };
+    for (const auto& [text, what, column] : rows) {
+        try {
+            const Document file(text);
+            ADD_FAILURE() << text << " was taken as " << print(file.root());
+        } catch (const Error& error) {
+            EXPECT_TRUE(std::string_view(error.what()).starts_with(what)) << error.what() << " for " << text;
+            EXPECT_EQ(error.column, column) << text;
+        }
+    }
+}
+
+TEST(AJsonDocument, NestsAsDeeplyAsItSays) {
+    using platform::json::deepest;
+    EXPECT_EQ(printed(nested(deepest, '[', ']')), nested(deepest, '[', ']'));
+    EXPECT_THROW(Document(nested(deepest + 1, '[', ']')), Error);
+    EXPECT_EQ(printed("[[],[[]],[]]"), "[[],[[]],[]]") << "what was left is not counted";
+}
+
+// The text that is read is the caller's own, and lies outside of what is searched.
+TEST(AJsonDocument, LeavesNothingOfWhatItReadInFreedMemory) {
+    static const std::string longOne(5000, 'q');
+    for (const std::string& secret : {std::string("hunter2hunter2"), "hunter2" + longOne}) {
+        for (const std::string& text : {
+                 "{\"a\": \"" + secret + "\"}",
+                 "{\"a\": 1, \"b\": [\"x\", \"" + secret + "\"], \"c\": {\"d\": true}}",
+                 "{\"a\": \"" + secret + "\", \"b\": \"" + longOne + longOne + "\"}",
+                 "{\"a\": \"\\u0041" + secret + "\\n\"" + std::string(5000, ' ') + ",\n\"b\": 17}",
+                 "{\"a\": \"\\\\\", \"b\": \"" + secret + "\\\\\"}",
+             }) {
+            soughtInFreedMemory = "hunter2";
+            foundInFreedMemory = 0;
+            { const Document file(text); }
+            const int found = std::exchange(foundInFreedMemory, 0);
+            { const std::string copy(text); }
+            const int foundOfACopy = foundInFreedMemory;
+            soughtInFreedMemory = nullptr;
+            EXPECT_EQ(found, 0) << text.substr(0, 100);
+            EXPECT_EQ(foundOfACopy, 1) << "the search finds what is there";
+        }
+    }
+}
+
+} // namespace
