@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/daemon.h>
 
+#include <service/base/log.h>
 #include <service/defaults.h>
-#include <service/log.h>
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>

@@ -4,19 +4,19 @@
 // of the configuration reaches whoever acts on it; whatever happens is announced to the front ends that listen.
 #pragma once
 
-#include <service/certs/cert_module.h>
-#include <service/config/parameter_module.h>
+#include <service/certs/cert_commands.h>
+#include <service/certs/expiry_watch.h>
+#include <service/config/parameter_commands.h>
 #include <service/dispatcher.h>
-#include <service/net/interface_module.h>
+#include <service/net/interface_commands.h>
 #include <service/notifications/announcer.h>
-#include <service/notifications/expiry_watch.h>
-#include <service/notifications/token_watcher.h>
 #include <service/options.h>
-#include <service/policy/policy_module.h>
+#include <service/policy/policy_commands.h>
 #include <service/policy/token_credentials.h>
-#include <service/state_folder.h>
+#include <service/state/state_folder.h>
 #include <service/termination.h>
-#include <service/tokens/token_module.h>
+#include <service/tokens/token_commands.h>
+#include <service/tokens/token_watcher.h>
 
 #include <chrono>
 
@@ -43,15 +43,15 @@ private:
     Announcer announcer_;
 
     Providers providers_;
-    CertModule certificates_;
+    CertCommands certificates_;
     TokenCredentials credentials_;
     TokenWatcher tokenWatcher_;
-    TokenModule tokens_;
+    TokenCommands tokens_;
     ExpiryWatch expiryWatch_;
-    ParameterModule parameters_;
-    InterfaceModule interfaces_;
+    ParameterCommands parameters_;
+    InterfaceCommands interfaces_;
     Policies policies_;
-    PolicyModule policy_;
+    PolicyCommands policy_;
 
     Dispatcher dispatcher_;
 };

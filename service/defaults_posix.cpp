@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/defaults.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <platform/system/files.h>
 

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <service/dispatcher.h>
 
-#include <service/certs/cert_module.h>
-#include <service/config/parameter_module.h>
-#include <service/log.h>
-#include <service/net/interface_module.h>
-#include <service/policy/policy_module.h>
-#include <service/refused.h>
-#include <service/tokens/token_module.h>
+#include <service/base/call.h>
+#include <service/base/log.h>
+#include <service/base/refused.h>
+#include <service/certs/cert_commands.h>
+#include <service/config/parameter_commands.h>
+#include <service/net/interface_commands.h>
+#include <service/policy/policy_commands.h>
+#include <service/tokens/token_commands.h>
+
+#include <panelkit/bridge/commands.h>
 
 #include <algorithm>
 #include <array>
@@ -34,60 +37,69 @@ struct Row {
 // clang-format off
 constexpr std::array table = {
     //  command                          who                     acts       handler
-    Row{Command::EnumProviders,              Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.tokens.enumProviders(c); }},
-    Row{Command::EnumProviderTokens,         Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.tokens.enumProviderTokens(c); }},
-    Row{Command::TokenLogin,                 Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.tokens.login(c); }},
-    Row{Command::TokenLogout,                Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.tokens.logout(c); }},
-    Row{Command::TokenInitialize,            Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.tokens.initialize(c); }},
-    Row{Command::TokenChangePassword,        Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.tokens.changePin(c); }},
-    Row{Command::ProviderLoad,               Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.tokens.loadProvider(c); }},
-    Row{Command::ProviderUnload,             Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.tokens.unloadProvider(c); }},
-    Row{Command::ProviderLevelUp,            Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.tokens.raiseProvider(c); }},
-    Row{Command::TokensReloadAll,            Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.tokens.reloadAll(c); }},
-    Row{Command::InitTokenRNG,               Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.tokens.seedRandom(c); }},
+    Row{Command::EnumProviders,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.tokens.enumProviders(c); }},
+    Row{Command::EnumProviderTokens,         Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.tokens.enumProviderTokens(c); }},
+    Row{Command::TokenLogin,                 Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.login(c); }},
+    Row{Command::TokenLogout,                Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.logout(c); }},
+    Row{Command::TokenInitialize,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.initialize(c); }},
+    Row{Command::TokenChangePassword,        Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.changePin(c); }},
+    Row{Command::ProviderLoad,               Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.loadProvider(c); }},
+    Row{Command::ProviderUnload,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.unloadProvider(c); }},
+    Row{Command::ProviderLevelUp,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.raiseProvider(c); }},
+    Row{Command::TokensReloadAll,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.reloadAll(c); }},
+    Row{Command::InitTokenRNG,               Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.seedRandom(c); }},
 
     // certificates, CRLs, preshared keys and requests
-    Row{Command::DeleteCertificate,          Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.deleteCertificate(c); }},
-    Row{Command::ParseCertFile,              Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.parseFile(c); }},
-    Row{Command::ImportCertificate,          Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.importCertificate(c); }},
-    Row{Command::ImportCRL,                  Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.importCrl(c); }},
-    Row{Command::ExportCertificate,          Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.certificates.exportCertificate(c); }},
-    Row{Command::GetCertRequestKeyInfo,      Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.requestKeyInfo(c); }},
-    Row{Command::MakeCertRequest,            Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.makeRequest(c); }},
-    Row{Command::EnumPresharedKeys,          Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumPresharedKeys(c); }},
-    Row{Command::CreatePresharedKey,         Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.createPresharedKey(c); }},
-    Row{Command::DeletePresharedKey,         Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.deletePresharedKey(c); }},
-    Row{Command::EnumCRLs,                   Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumCrls(c); }},
-    Row{Command::DeleteCRL,                  Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.deleteCrl(c); }},
-    Row{Command::GetCertChain,               Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.certChain(c); }},
-    Row{Command::GetCertDetails,             Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.certDetails(c); }},
-    Row{Command::VerifyCert,                 Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.verifyCert(c); }},
-    Row{Command::CertsReloadAll,             Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.certificates.reloadAll(c); }},
-    Row{Command::EnumCertificates,           Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.certificates.enumCertificates(c); }},
+    Row{Command::DeleteCertificate,          Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deleteCertificate(c); }},
+    Row{Command::ParseCertFile,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.parseFile(c); }},
+    Row{Command::ImportCertificate,          Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCertificate(c); }},
+    Row{Command::ImportCRL,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCrl(c); }},
+    Row{Command::ExportCertificate,          Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.exportCertificate(c); }},
+    Row{Command::GetCertRequestKeyInfo,      Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.requestKeyInfo(c); }},
+    Row{Command::MakeCertRequest,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.makeRequest(c); }},
+    Row{Command::EnumPresharedKeys,          Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumPresharedKeys(c); }},
+    Row{Command::CreatePresharedKey,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.createPresharedKey(c); }},
+    Row{Command::DeletePresharedKey,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deletePresharedKey(c); }},
+    Row{Command::EnumCRLs,                   Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumCrls(c); }},
+    Row{Command::DeleteCRL,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deleteCrl(c); }},
+    Row{Command::GetCertChain,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.certChain(c); }},
+    Row{Command::GetCertDetails,             Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.certDetails(c); }},
+    Row{Command::VerifyCert,                 Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.verifyCert(c); }},
+    Row{Command::CertsReloadAll,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.reloadAll(c); }},
+    Row{Command::EnumCertificates,           Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumCertificates(c); }},
 
     // the local security policy; what acts on another user's is looked at where the user is known
-    Row{Command::GetPolicyInfo,              Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.info(c); }},
-    Row{Command::GetSettings,                Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.settings(c); }},
-    Row{Command::SetSettings,                Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.policy.setSettings(c); }},
-    Row{Command::ActivateCurrent,            Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.policy.activateCurrent(c); }},
-    Row{Command::ActivateDDP,                Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.policy.activateDriver(c); }},
-    Row{Command::ActivateSystem,             Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.policy.activateSystem(c); }},
-    Row{Command::ViewCurrent,                Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.view(c); }},
-    Row{Command::ActivateUser,               Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.policy.activateUser(c); }},
-    Row{Command::OfferUserSettings,          Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.offerUserSettings(c); }},
-    Row{Command::GetUserSettings,            Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.userSettings(c); }},
-    Row{Command::SetUserSettings,            Who::users,             Acts::yes, [](Modules& m, Call& c) { return m.policy.setUserSettings(c); }},
-    Row{Command::LoggedInUser,               Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.policy.loggedInUser(c); }},
+    Row{Command::GetPolicyInfo,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.info(c); }},
+    Row{Command::GetSettings,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.settings(c); }},
+    Row{Command::SetSettings,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.setSettings(c); }},
+    Row{Command::ActivateCurrent,            Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateCurrent(c); }},
+    Row{Command::ActivateDDP,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateDriver(c); }},
+    Row{Command::ActivateSystem,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateSystem(c); }},
+    Row{Command::ViewCurrent,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.view(c); }},
+    Row{Command::ActivateUser,               Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateUser(c); }},
+    Row{Command::OfferUserSettings,          Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.offerUserSettings(c); }},
+    Row{Command::GetUserSettings,            Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.userSettings(c); }},
+    Row{Command::SetUserSettings,            Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.setUserSettings(c); }},
+    Row{Command::LoggedInUser,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.loggedInUser(c); }},
 
     // network interfaces
-    Row{Command::GetInterfaces,              Who::users,             Acts::no,  [](Modules& m, Call& c) { return m.interfaces.list(c); }},
+    Row{Command::GetInterfaces,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.interfaces.list(c); }},
 
     // the configuration: its sections hold secrets
-    Row{Command::WriteGroup,                 Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.parameters.write(c); }},
-    Row{Command::ReadGroup,                  Who::administrators,    Acts::no,  [](Modules& m, Call& c) { return m.parameters.read(c); }},
-    Row{Command::CommitGroups,               Who::administrators,    Acts::yes, [](Modules& m, Call& c) { return m.parameters.commit(c); }},
+    Row{Command::WriteGroup,                 Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.write(c); }},
+    Row{Command::ReadGroup,                  Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.parameters.read(c); }},
+    Row{Command::CommitGroups,               Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.commit(c); }},
 };
 // clang-format on
+
+// Every command of the library has its handler here, and only one.
+static_assert([] {
+    for (const CommandRow& command : panelkit::commandTable) {
+        const auto handles = [&](const Row& row) { return row.command == command.command; };
+        if (std::count_if(table.begin(), table.end(), handles) != 1) return false;
+    }
+    return true;
+}());
 
 const Row* find(const bridge::server::Request& request) {
     const auto row = std::find_if(table.begin(), table.end(), [&](const Row& candidate) {
@@ -107,9 +119,9 @@ Answer unknown(const bridge::server::Request& request) {
                            module + " has no command " + std::to_string(request.command));
 }
 
-Answer run(const Row& row, Modules& modules, Call& call) {
+Answer run(const Row& row, CommandGroups& groups, Call& call) {
     try {
-        return Answer::reply(row.handler(modules, call));
+        return Answer::reply(row.handler(groups, call));
     } catch (const RefusedError& refused) {
         return Answer::refused(RefusalReason::byModule, refused.what(), static_cast<std::uint32_t>(refused.reason));
     } catch (const DeniedError& denied) {
@@ -143,7 +155,7 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
               CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit),
               {},
               {}};
-    const Answer answer = run(*row, modules_, call);
+    const Answer answer = run(*row, groups_, call);
     if (row->acts == Acts::yes) {
         const std::string how = call.outcome.empty() ? outcome(answer) : call.outcome;
         audit(displayName(session.peer) + " " + std::string(name) + " " + call.subject + ": " + how);
@@ -167,6 +179,6 @@ void Dispatcher::turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) {
     }
 }
 
-void Dispatcher::ended(bridge::server::Session& session) { modules_.certificates.ended(session); }
+void Dispatcher::ended(bridge::server::Session& session) { groups_.certificates.ended(session); }
 
 } // namespace panelkitd

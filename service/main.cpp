@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd: reads its command line, and serves front ends until it is asked to end.
+#include <service/base/log.h>
 #include <service/daemon.h>
 #include <service/exit_status.h>
-#include <service/log.h>
 #include <service/options.h>
 #include <service/termination.h>
 #include <service/tokens/probe.h>

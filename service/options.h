@@ -3,7 +3,7 @@
 // The service's command line.
 #pragma once
 
-#include <service/log.h>
+#include <service/base/log.h>
 #include <service/tokens/providers.h>
 
 #include <optional>

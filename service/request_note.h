@@ -4,7 +4,7 @@
 // termination_*.cpp.
 #pragma once
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <chrono>
 #include <exception>

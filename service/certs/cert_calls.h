@@ -3,12 +3,12 @@
 // What the handlers of module 8 share: the module's state, reading a certificate's record, and replies.
 #pragma once
 
-#include <service/call_parts.h>
-#include <service/certs/cert_module.h>
+#include <service/base/call.h>
+#include <service/base/refused.h>
+#include <service/certs/cert_commands.h>
 #include <service/certs/holdings.h>
 #include <service/certs/importer.h>
 #include <service/certs/parsed_files.h>
-#include <service/refused.h>
 
 #include <panelkit/certs/cert_records.h>
 
@@ -17,7 +17,7 @@
 
 namespace panelkitd {
 
-struct CertModule::State {
+struct CertCommands::State {
     State(Providers& all, const Configuration& settings) : providers(all), configuration(settings) {}
 
     Holdings look() { return {providers, cache}; }

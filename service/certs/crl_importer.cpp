@@ -3,8 +3,8 @@
 // Storing a CRL. A token keeps the newest list of each issuer: an older one goes when a newer one comes.
 #include <service/certs/importer.h>
 
+#include <service/base/refused.h>
 #include <service/certs/x509_text.h>
-#include <service/refused.h>
 
 #include <algorithm>
 

@@ -3,7 +3,7 @@
 // Files of PEM blocks, and files of DER objects one behind the other.
 #include <service/certs/parsed_file.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 
 #include <platform/system/wipe.h>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/importer.h>
 
+#include <service/base/log.h>
+#include <service/base/refused.h>
 #include <service/certs/token_key.h>
 #include <service/certs/x509_text.h>
-#include <service/log.h>
-#include <service/refused.h>
 #include <service/tokens/pin.h>
 
 #include <algorithm>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Making key pairs on a token, and finding them again.
+#include <service/base/refused.h>
 #include <service/certs/request_keys.h>
 #include <service/certs/token_objects.h>
-#include <service/refused.h>
 #include <service/tokens/cryptoki.h>
 
 #include <vocabulary/certs.h>

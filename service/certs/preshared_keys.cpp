@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/preshared_keys.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 
 #include <platform/system/utf8_character.h>

@@ -3,7 +3,7 @@
 // What a token offers, and signing with it.
 #include <service/certs/request_keys.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 
 #include <vocabulary/certs.h>

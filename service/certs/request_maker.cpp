@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/request_maker.h>
 
+#include <service/base/refused.h>
 #include <service/certs/key_usages.h>
 #include <service/certs/request_keys.h>
-#include <service/refused.h>
 
 #include <openssl/err.h>
 #include <openssl/pem.h>

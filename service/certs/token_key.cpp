@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/token_key.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 
 #include <platform/system/wipe.h>
 

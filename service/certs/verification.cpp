@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/verification.h>
 
+#include <service/base/refused.h>
 #include <service/certs/x509_text.h>
-#include <service/refused.h>
 
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/configuration.h>
 
+#include <service/base/refused.h>
 #include <service/config/qcd_secret.h>
-#include <service/refused.h>
 
 #include <platform/system/files.h>
 #include <platform/system/little_endian.h>

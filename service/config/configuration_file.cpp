@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/configuration_file.h>
 
+#include <service/base/log.h>
 #include <service/config/configuration_text.h>
-#include <service/log.h>
 
 #include <platform/system/files.h>
 #include <platform/system/utf8_path.h>

@@ -11,7 +11,7 @@
 #pragma once
 
 #include <service/config/shapes.h>
-#include <service/state_folder.h>
+#include <service/state/state_folder.h>
 
 #include <optional>
 #include <string>

@@ -4,7 +4,7 @@
 // and for the parts of a client that this service has not.
 #pragma once
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <chrono>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/notifications/announcer.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/commands.h>

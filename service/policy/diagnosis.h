@@ -3,7 +3,7 @@
 // Whether what a policy needs is there and good: the personal certificates and preshared keys that its sections name.
 #pragma once
 
-#include <service/policy/credentials.h>
+#include <service/certs/credentials.h>
 #include <service/policy/policy_text.h>
 
 #include <cstdint>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policies.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
+#include <service/base/refused.h>
 #include <service/policy/activation.h>
 #include <service/policy/diagnosis.h>
-#include <service/refused.h>
 
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>

@@ -6,7 +6,7 @@
 // removed the file.
 #pragma once
 
-#include <service/policy/credentials.h>
+#include <service/certs/credentials.h>
 #include <service/policy/policy_state.h>
 
 #include <chrono>

@@ -6,7 +6,7 @@
 #pragma once
 
 #include <service/policy/policy_text.h>
-#include <service/state_folder.h>
+#include <service/state/state_folder.h>
 
 #include <panelkit/lsp/lsp_records.h>
 

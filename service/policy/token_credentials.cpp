@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/token_credentials.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <utility>
 

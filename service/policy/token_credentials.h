@@ -7,8 +7,8 @@
 // at the start.
 #pragma once
 
-#include <service/notifications/rounds.h>
-#include <service/policy/credentials.h>
+#include <service/base/rounds.h>
+#include <service/certs/credentials.h>
 
 #include <chrono>
 #include <condition_variable>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/module_path.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 
 #include <sys/stat.h>
 #include <unistd.h>

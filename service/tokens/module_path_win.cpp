@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/module_path.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 
 #include <platform/bridge/peer.h>
 #include <platform/system/handle_win.h>

@@ -3,7 +3,7 @@
 // PINs: setting them, the guard of the final try, and what a person is told when one is refused.
 #pragma once
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 #include <service/tokens/provider.h>
 
 #include <panelkit/tokens/token_records.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/pkcs11_library.h>
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/probe.h>
 
-#include <service/log.h>
-#include <service/refused.h>
+#include <service/base/log.h>
+#include <service/base/refused.h>
 #include <service/tokens/pkcs11_library.h>
 
 #include <platform/bridge/peer.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/tokens/provider.h>
 
-#include <service/log.h>
-#include <service/refused.h>
+#include <service/base/log.h>
+#include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 
 #include <vocabulary/tokens.h>

@@ -4,7 +4,7 @@
 // the providers to remember are kept in the state folder. A change that can't be stored there is not carried out.
 #pragma once
 
-#include <service/state_folder.h>
+#include <service/state/state_folder.h>
 #include <service/tokens/provider.h>
 
 #include <chrono>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The expiry watch, through a real server to a front end's ear.
-#include <service/notifications/expiry_watch.h>
+#include <service/certs/expiry_watch.h>
 
 #include "../support/heard_notices.h"
 #include "../support/service_fixture.h"

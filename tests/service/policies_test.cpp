@@ -5,7 +5,7 @@
 
 #include "../support/running_service.h"
 
-#include <service/refused.h>
+#include <service/base/refused.h>
 
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>

@@ -3,10 +3,10 @@
 // Listings, deletion, and what files bring.
 #include <service/certs/cert_calls.h>
 
+#include <service/base/log.h>
+#include <service/base/refused.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/preshared_keys.h>
-#include <service/log.h>
-#include <service/refused.h>
 
 #include <platform/system/wipe.h>
 #include <vocabulary/certs.h>
@@ -25,11 +25,11 @@ using vocabulary::ParseResult;
 using vocabulary::Refused;
 namespace tokenFlag = vocabulary::tokenFlag;
 
-CertModule::CertModule(Providers& providers, const Configuration& configuration)
+CertCommands::CertCommands(Providers& providers, const Configuration& configuration)
     : state_(std::make_unique<State>(providers, configuration)) {}
-CertModule::~CertModule() = default;
+CertCommands::~CertCommands() = default;
 
-void CertModule::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
+void CertCommands::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
 
 namespace {
 
@@ -45,9 +45,9 @@ std::vector<WatchedCertificate> allOf(const Holdings& holdings) {
 
 } // namespace
 
-std::vector<WatchedCertificate> CertModule::watched() { return allOf(state_->look()); }
+std::vector<WatchedCertificate> CertCommands::watched() { return allOf(state_->look()); }
 
-std::optional<CredentialList> CertModule::credentials() {
+std::optional<CredentialList> CertCommands::credentials() {
     CredentialList list{false, {}, {{}}};
     const Holdings holdings = state_->look();
     requireAllSeen(holdings.unseen());
@@ -120,7 +120,7 @@ std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
 
 // ---- what there is
 
-std::string CertModule::enumCertificates(Call& call) {
+std::string CertCommands::enumCertificates(Call& call) {
     std::int32_t selector = 0;
     call.in >> selector;
     const Holdings holdings = state_->look();
@@ -138,7 +138,7 @@ std::string CertModule::enumCertificates(Call& call) {
     return encodedPairs(tokens, certificates);
 }
 
-std::string CertModule::enumCrls(Call&) {
+std::string CertCommands::enumCrls(Call&) {
     std::vector<TokenInfo> tokens;
     std::vector<CRLInfo> crls;
     requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
@@ -151,7 +151,7 @@ std::string CertModule::enumCrls(Call&) {
 }
 
 // Tokens are read at every command anyway; this fills the cache anew and shows tokens that can't be read.
-std::string CertModule::reloadAll(Call& call) {
+std::string CertCommands::reloadAll(Call& call) {
     bool forget = false;
     call.in >> forget;
     if (forget) {
@@ -164,7 +164,7 @@ std::string CertModule::reloadAll(Call& call) {
 
 // ---- from a file
 
-std::string CertModule::parseFile(Call& call) {
+std::string CertCommands::parseFile(Call& call) {
     std::string content, password;
     const WipeOnExit wipedContent(content), wipedPassword(password);
     call.in >> content >> password;
@@ -180,7 +180,7 @@ std::string CertModule::parseFile(Call& call) {
     }
 }
 
-std::string CertModule::importCertificate(Call& call) {
+std::string CertCommands::importCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     ImportWish wish;
     std::string pin;
@@ -203,7 +203,7 @@ std::string CertModule::importCertificate(Call& call) {
     }
 }
 
-std::string CertModule::importCrl(Call& call) {
+std::string CertCommands::importCrl(Call& call) {
     const TokenInfo info = readToken(call);
     std::uint32_t item = 0;
     call.in >> item;
@@ -224,7 +224,7 @@ std::string CertModule::importCrl(Call& call) {
 // ---- away
 
 // The key pair stays: it may belong to another certificate, or to one that is still to come.
-std::string CertModule::deleteCertificate(Call& call) {
+std::string CertCommands::deleteCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);
     const HeldToken held = state_->providers.hold(info);
@@ -235,7 +235,7 @@ std::string CertModule::deleteCertificate(Call& call) {
     return {};
 }
 
-std::string CertModule::deleteCrl(Call& call) {
+std::string CertCommands::deleteCrl(Call& call) {
     const TokenInfo info = readToken(call);
     CRLInfo record;
     call.in >> record;

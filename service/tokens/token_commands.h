@@ -3,17 +3,17 @@
 // Module 6: the commands on providers and tokens. Each handler reads its request, does the work, and gives the reply.
 #pragma once
 
-#include <service/dispatcher.h>
-#include <service/notifications/token_watcher.h>
+#include <service/base/call.h>
 #include <service/tokens/providers.h>
+#include <service/tokens/token_watcher.h>
 
 #include <string>
 
 namespace panelkitd {
 
-class TokenModule {
+class TokenCommands {
 public:
-    TokenModule(Providers& providers, TokenWatcher& watcher) : providers_(providers), watcher_(watcher) {}
+    TokenCommands(Providers& providers, TokenWatcher& watcher) : providers_(providers), watcher_(watcher) {}
 
     std::string enumProviders(Call& call);
     std::string enumProviderTokens(Call& call);

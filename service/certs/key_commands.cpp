@@ -3,11 +3,11 @@
 // Preshared keys and certificate requests.
 #include <service/certs/cert_calls.h>
 
+#include <service/base/refused.h>
 #include <service/certs/key_usages.h>
 #include <service/certs/preshared_keys.h>
 #include <service/certs/request_keys.h>
 #include <service/certs/request_maker.h>
-#include <service/refused.h>
 
 #include <platform/system/wipe.h>
 #include <vocabulary/tokens.h>
@@ -41,7 +41,7 @@ CertRequestInfo readWish(Call& call) {
 
 // ---- preshared keys
 
-std::string CertModule::enumPresharedKeys(Call&) {
+std::string CertCommands::enumPresharedKeys(Call&) {
     std::vector<TokenInfo> tokens;
     std::vector<PresharedKeyInfo> keys;
     requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
@@ -54,7 +54,7 @@ std::string CertModule::enumPresharedKeys(Call&) {
     return encodedPairs(tokens, keys);
 }
 
-std::string CertModule::createPresharedKey(Call& call) {
+std::string CertCommands::createPresharedKey(Call& call) {
     const TokenInfo info = readToken(call);
     std::string name, value;
     const platform::WipeOnExit wiped(value);
@@ -66,7 +66,7 @@ std::string CertModule::createPresharedKey(Call& call) {
     return encoded(true);
 }
 
-std::string CertModule::deletePresharedKey(Call& call) {
+std::string CertCommands::deletePresharedKey(Call& call) {
     const TokenInfo info = readToken(call);
     PresharedKeyInfo record;
     call.in >> record;
@@ -81,11 +81,11 @@ std::string CertModule::deletePresharedKey(Call& call) {
 
 // ---- requests
 
-std::string CertModule::requestKeyInfo(Call& call) {
+std::string CertCommands::requestKeyInfo(Call& call) {
     return encoded(RequestChoices(state_->providers.hold(readToken(call))).list());
 }
 
-std::string CertModule::makeRequest(Call& call) {
+std::string CertCommands::makeRequest(Call& call) {
     const TokenInfo info = readToken(call);
     const CertRequestInfo wish = readWish(call);
     call.subject += ", request for " + (wish.commonName.empty() ? wish.alternativeNames : wish.commonName);

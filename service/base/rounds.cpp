@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <service/notifications/rounds.h>
+#include <service/base/rounds.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <utility>
 

@@ -3,17 +3,17 @@
 // Module 13: the commands on the configuration's sections.
 #pragma once
 
+#include <service/base/call.h>
 #include <service/config/configuration.h>
-#include <service/dispatcher.h>
 #include <service/notifications/announcer.h>
 
 #include <string>
 
 namespace panelkitd {
 
-class ParameterModule {
+class ParameterCommands {
 public:
-    ParameterModule(Configuration& configuration, Announcer& announcer)
+    ParameterCommands(Configuration& configuration, Announcer& announcer)
         : configuration_(configuration), announcer_(announcer) {}
 
     std::string read(Call& call);

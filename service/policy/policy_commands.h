@@ -4,16 +4,16 @@
 // policy and settings; what acts on the system's, on the driver policy or on another user's is for administrators.
 #pragma once
 
-#include <service/dispatcher.h>
+#include <service/base/call.h>
 #include <service/policy/policies.h>
 
 #include <string>
 
 namespace panelkitd {
 
-class PolicyModule {
+class PolicyCommands {
 public:
-    explicit PolicyModule(Policies& policies) : policies_(policies) {}
+    explicit PolicyCommands(Policies& policies) : policies_(policies) {}
 
     std::string info(Call& call);
     std::string view(Call& call);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <service/net/interface_module.h>
+#include <service/net/interface_commands.h>
 
-#include <service/call_parts.h>
-#include <service/refused.h>
+#include <service/base/call.h>
+#include <service/base/refused.h>
 
 #include <panelkit/format/hex_text.h>
 #include <platform/system/interfaces.h>
@@ -40,7 +40,7 @@ NetInterfaceInfo describe(const platform::NetworkInterface& one) {
 
 } // namespace
 
-std::string InterfaceModule::list(Call&) {
+std::string InterfaceCommands::list(Call&) {
     std::vector<NetInterfaceInfo> interfaces;
     try {
         for (const auto& one : platform::networkInterfaces()) interfaces.push_back(describe(one));

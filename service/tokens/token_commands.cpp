@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <service/tokens/token_module.h>
+#include <service/tokens/token_commands.h>
 
-#include <service/call_parts.h>
-#include <service/refused.h>
+#include <service/base/call.h>
+#include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 #include <service/tokens/pin.h>
 
@@ -44,13 +44,13 @@ void withPinTexts(const HeldToken& token, PinOf whose, Work&& work) {
 
 // ---- providers
 
-std::string TokenModule::enumProviders(Call&) {
+std::string TokenCommands::enumProviders(Call&) {
     std::vector<ProviderInfo> listed;
     for (const auto& provider : providers_.all()) listed.push_back(provider->describe());
     return encoded(listed);
 }
 
-std::string TokenModule::enumProviderTokens(Call& call) {
+std::string TokenCommands::enumProviderTokens(Call& call) {
     if (call.in.size() > 0) return encoded(providers_.find(readProvider(call))->tokens());
     std::vector<TokenInfo> tokens;
     for (const auto& provider : providers_.all()) {
@@ -61,7 +61,7 @@ std::string TokenModule::enumProviderTokens(Call& call) {
 }
 
 // A module that can't be loaded is answered with its record, which says why.
-std::string TokenModule::loadProvider(Call& call) {
+std::string TokenCommands::loadProvider(Call& call) {
     ProviderInfo info = readProvider(call);
     try {
         const std::shared_ptr<Provider> loaded = providers_.load(info);
@@ -74,18 +74,18 @@ std::string TokenModule::loadProvider(Call& call) {
     }
 }
 
-std::string TokenModule::unloadProvider(Call& call) {
+std::string TokenCommands::unloadProvider(Call& call) {
     providers_.unload(readProvider(call));
     watcher_.providersChanged();
     return {};
 }
 
-std::string TokenModule::raiseProvider(Call& call) {
+std::string TokenCommands::raiseProvider(Call& call) {
     providers_.raise(readProvider(call));
     return {};
 }
 
-std::string TokenModule::reloadAll(Call&) {
+std::string TokenCommands::reloadAll(Call&) {
     providers_.reload();
     watcher_.providersChanged();
     return {};
@@ -93,7 +93,7 @@ std::string TokenModule::reloadAll(Call&) {
 
 // ---- tokens
 
-void TokenModule::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken& token) {
+void TokenCommands::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken& token) {
     try {
         (watcher_.*what)(token.info());
     } catch (const RefusedError&) {
@@ -101,7 +101,7 @@ void TokenModule::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken& 
     }
 }
 
-std::string TokenModule::login(Call& call) {
+std::string TokenCommands::login(Call& call) {
     const TokenInfo info = readToken(call);
     std::string pin;
     const WipeOnExit wiped(pin);
@@ -121,14 +121,14 @@ std::string TokenModule::login(Call& call) {
     }
 }
 
-std::string TokenModule::logout(Call& call) {
+std::string TokenCommands::logout(Call& call) {
     HeldToken token = providers_.hold(readToken(call));
     token.logout();
     tell(&TokenWatcher::loginChanged, token);
     return {};
 }
 
-std::string TokenModule::initialize(Call& call) {
+std::string TokenCommands::initialize(Call& call) {
     const TokenInfo info = readToken(call);
     std::string label, soPin, userPin;
     const WipeOnExit wipedSo(soPin), wipedUser(userPin);
@@ -149,7 +149,7 @@ std::string TokenModule::initialize(Call& call) {
     return success;
 }
 
-std::string TokenModule::changePin(Call& call) {
+std::string TokenCommands::changePin(Call& call) {
     const TokenInfo info = readToken(call);
     std::string oldPin, newPin;
     const WipeOnExit wipedOld(oldPin), wipedNew(newPin);
@@ -162,7 +162,7 @@ std::string TokenModule::changePin(Call& call) {
     return success;
 }
 
-std::string TokenModule::seedRandom(Call& call) {
+std::string TokenCommands::seedRandom(Call& call) {
     const TokenInfo info = readToken(call);
     std::string seed;
     const WipeOnExit wiped(seed);

@@ -4,9 +4,9 @@
 // Where the certificates are and how it is set up is its owner's affair.
 #pragma once
 
+#include <service/base/rounds.h>
 #include <service/config/settings.h>
 #include <service/notifications/announcer.h>
-#include <service/notifications/rounds.h>
 
 #include <chrono>
 #include <cstdint>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <service/notifications/expiry_watch.h>
+#include <service/certs/expiry_watch.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <platform/system/local_time.h>
 #include <vocabulary/certs.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/config/parameter_module.h>
+#include <service/config/parameter_commands.h>
 
 namespace panelkitd {
 
@@ -14,15 +14,15 @@ std::string readSection(Call& call) {
 
 } // namespace
 
-std::string ParameterModule::read(Call& call) { return configuration_.read(readSection(call)); }
+std::string ParameterCommands::read(Call& call) { return configuration_.read(readSection(call)); }
 
-std::string ParameterModule::write(Call& call) {
+std::string ParameterCommands::write(Call& call) {
     const std::string section = readSection(call);
     configuration_.write(section, call.in.rest());
     return {};
 }
 
-std::string ParameterModule::commit(Call& call) {
+std::string ParameterCommands::commit(Call& call) {
     const std::vector<std::string> changed = configuration_.commit();
     for (const std::string& section : changed) call.subject += (call.subject.empty() ? "of " : ", ") + section;
     if (!changed.empty()) announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);

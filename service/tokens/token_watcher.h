@@ -7,8 +7,8 @@
 // A token without a serial number is not announced: it is the empty place of a provider in software.
 #pragma once
 
+#include <service/base/rounds.h>
 #include <service/notifications/announcer.h>
-#include <service/notifications/rounds.h>
 #include <service/tokens/providers.h>
 
 #include <chrono>

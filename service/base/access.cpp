@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/access.h>
+#include <service/base/access.h>
 
 #include <platform/system/accounts.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <service/state_folder.h>
+#include <service/state/state_folder.h>
 
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <platform/system/files.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/notifications/token_watcher.h>
+#include <service/tokens/token_watcher.h>
 
 #include <vocabulary/tokens.h>
 

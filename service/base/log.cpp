@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/log.h>
+#include <service/base/log.h>
 
 #include <atomic>
 #include <chrono>

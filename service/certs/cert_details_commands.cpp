@@ -3,10 +3,10 @@
 // One certificate: details, chain, verification, export.
 #include <service/certs/cert_calls.h>
 
+#include <service/base/refused.h>
 #include <service/certs/certificate_details.h>
 #include <service/certs/exporter.h>
 #include <service/certs/verification.h>
-#include <service/refused.h>
 
 #include <platform/system/wipe.h>
 
@@ -34,7 +34,7 @@ std::uint32_t withRevocation(std::uint32_t how, CrlProcessing configured) {
 
 } // namespace
 
-std::string CertModule::certDetails(Call& call) {
+std::string CertCommands::certDetails(Call& call) {
     const TokenInfo token = readToken(call);
     const CertInfo record = readCertificate(call);
     const Holdings holdings = state_->look();
@@ -44,7 +44,7 @@ std::string CertModule::certDetails(Call& call) {
     return encoded(holdings.describe(certificate), details, printed(*certificate.certificate));
 }
 
-std::string CertModule::certChain(Call& call) {
+std::string CertCommands::certChain(Call& call) {
     const TokenInfo token = readToken(call);
     const CertInfo record = readCertificate(call);
     const Holdings holdings = state_->look();
@@ -58,7 +58,7 @@ std::string CertModule::certChain(Call& call) {
     return encoded(std::uint32_t{isComplete(chain)}) + encodedPairs(tokens, certificates);
 }
 
-std::string CertModule::verifyCert(Call& call) {
+std::string CertCommands::verifyCert(Call& call) {
     const TokenInfo token = readToken(call);
     const CertInfo record = readCertificate(call);
     std::uint32_t how = 0;
@@ -71,7 +71,7 @@ std::string CertModule::verifyCert(Call& call) {
     return encoded(verdict.verified, verdict.text);
 }
 
-std::string CertModule::exportCertificate(Call& call) {
+std::string CertCommands::exportCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);
     ExportWish wish;

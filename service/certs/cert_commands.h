@@ -4,10 +4,10 @@
 // request, does the work, and gives the reply. A build without OpenSSL refuses them all.
 #pragma once
 
+#include <service/base/call.h>
+#include <service/certs/credentials.h>
+#include <service/certs/expiry_watch.h>
 #include <service/config/configuration.h>
-#include <service/dispatcher.h>
-#include <service/notifications/expiry_watch.h>
-#include <service/policy/credentials.h>
 #include <service/tokens/providers.h>
 
 #include <memory>
@@ -17,13 +17,13 @@
 
 namespace panelkitd {
 
-class CertModule {
+class CertCommands {
 public:
     // The configuration says how revocation is looked at where a verification leaves that open.
-    CertModule(Providers& providers, const Configuration& configuration);
-    ~CertModule();
-    CertModule(const CertModule&) = delete;
-    CertModule& operator=(const CertModule&) = delete;
+    CertCommands(Providers& providers, const Configuration& configuration);
+    ~CertCommands();
+    CertCommands(const CertCommands&) = delete;
+    CertCommands& operator=(const CertCommands&) = delete;
 
     std::string enumCertificates(Call& call);
     std::string enumCrls(Call& call);

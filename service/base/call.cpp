@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/call_parts.h>
+#include <service/base/call.h>
 
 #include <vocabulary/tokens.h>
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// Module 12: the network interfaces of the host that the service runs on, read anew for every request.
+// Module 12: the network interfaces of the host that the service runs on, read again for every request.
 #pragma once
 
-#include <service/dispatcher.h>
+#include <service/base/call.h>
 
 #include <string>
 
 namespace panelkitd {
 
-class InterfaceModule {
+class InterfaceCommands {
 public:
     static std::string list(Call& call);
 };

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <service/policy/policy_module.h>
+#include <service/policy/policy_commands.h>
 
-#include <service/call_parts.h>
+#include <service/base/call.h>
+#include <service/base/refused.h>
 #include <service/policy/activation.h>
-#include <service/refused.h>
 
 #include <platform/system/accounts.h>
 #include <platform/system/utf8_character.h>
@@ -94,12 +94,12 @@ void refuseUnlessActivated(const Policies::Outcome& outcome) {
 
 // ---- what there is
 
-std::string PolicyModule::info(Call&) {
+std::string PolicyCommands::info(Call&) {
     const Policies::Report report = policies_.report();
     return encoded(report.required, report.info);
 }
 
-std::string PolicyModule::view(Call& call) {
+std::string PolicyCommands::view(Call& call) {
     const LoadedPolicy policy = policies_.inForce();
     if (policy.wanted.request.type == LSPdriver) return driverText(policy.wanted.request.driverMode);
     if (!policy.wanted.userId.empty() && !mayActOn(call, policy.wanted)) {
@@ -109,14 +109,14 @@ std::string PolicyModule::view(Call& call) {
 }
 
 // Whose policy is required is logged in, for a front end that asks before it takes that away.
-std::string PolicyModule::loggedInUser(Call&) {
+std::string PolicyCommands::loggedInUser(Call&) {
     const WantedPolicy required = policies_.required();
     return encoded(required.userId.empty() ? std::string() : accountName(required.userId));
 }
 
 // ---- activation
 
-std::string PolicyModule::activateCurrent(Call& call) {
+std::string PolicyCommands::activateCurrent(Call& call) {
     const std::string name = readName(call);
     if (!mayActOn(call, policies_.required())) throw DeniedError("the required policy is for administrators");
     const auto outcome = policies_.activateRequired(name, displayName(call.session.peer));
@@ -126,7 +126,7 @@ std::string PolicyModule::activateCurrent(Call& call) {
 }
 
 // The name chooses the mode; an empty one leaves that to the settings.
-std::string PolicyModule::activateDriver(Call& call) {
+std::string PolicyCommands::activateDriver(Call& call) {
     const std::string name = readName(call);
     const auto& names = vocabulary::driverModeNames;
     const auto* const end = names.data() + names.size();
@@ -143,7 +143,7 @@ std::string PolicyModule::activateDriver(Call& call) {
     return {};
 }
 
-std::string PolicyModule::activateSystem(Call& call) {
+std::string PolicyCommands::activateSystem(Call& call) {
     const std::string name = readName(call);
     std::string content;
     call.in >> content;
@@ -152,7 +152,7 @@ std::string PolicyModule::activateSystem(Call& call) {
     return encoded(outcome.activated, outcome.message);
 }
 
-std::string PolicyModule::activateUser(Call& call) {
+std::string PolicyCommands::activateUser(Call& call) {
     const PolicyUser user = readUser(call);
     const std::string name = readName(call);
     std::string content;
@@ -164,16 +164,16 @@ std::string PolicyModule::activateUser(Call& call) {
 
 // ---- settings
 
-std::string PolicyModule::settings(Call&) { return encoded(policies_.systemSettings()); }
+std::string PolicyCommands::settings(Call&) { return encoded(policies_.systemSettings()); }
 
-std::string PolicyModule::setSettings(Call& call) {
+std::string PolicyCommands::setSettings(Call& call) {
     policies_.setSystemSettings(readSettings(call));
     return success;
 }
 
 // Asks whether the settings in the user's own file are of interest. They are not once settings were set: a file that
 // holds nothing but a flag would otherwise take their place.
-std::string PolicyModule::offerUserSettings(Call& call) {
+std::string PolicyCommands::offerUserSettings(Call& call) {
     const PolicyUser user = readUser(call);
     if (policies_.userSettingsAreSet(user.id)) {
         throw RefusedError(Refused::badInput,
@@ -182,13 +182,13 @@ std::string PolicyModule::offerUserSettings(Call& call) {
     return {};
 }
 
-std::string PolicyModule::userSettings(Call& call) {
+std::string PolicyCommands::userSettings(Call& call) {
     const PolicyUser user = readUser(call);
     if (call.in.position() < call.in.size()) policies_.offerUserSettings(user, readSettings(call));
     return encoded(policies_.userSettings(user.id));
 }
 
-std::string PolicyModule::setUserSettings(Call& call) {
+std::string PolicyCommands::setUserSettings(Call& call) {
     const PolicyUser user = readUser(call);
     policies_.setUserSettings(user, readSettings(call));
     return success;

@@ -1,16 +1,24 @@
 // SPDX-License-Identifier: MIT
 //
-// What handlers of several modules do alike: reading the record that a request begins with, and writing replies.
+// One command as its handler sees it, and what handlers of several modules do alike: reading the record that a request
+// begins with, and writing replies.
 #pragma once
-
-#include <service/dispatcher.h>
 
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/tokens/token_records.h>
+#include <platform/bridge/server.h>
 
 #include <string>
 
 namespace panelkitd {
+
+struct Call {
+    bridge::server::Session& session;
+    bool byAdministrator;
+    CommandStreamIn in;  // over the payload
+    std::string subject; // what the command acts on, for the audit line; no secrets
+    std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
+};
 
 // The reply of a command that acted.
 inline const std::string success(1, '\1');
