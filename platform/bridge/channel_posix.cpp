@@ -50,6 +50,11 @@ bool queueIsFull(const std::error_code& error) {
 
 } // namespace
 
+asio::io_context& streamContext() {
+    static auto* const context = new asio::io_context(1); // sessions may be closed at the very end of the process
+    return *context;
+}
+
 Channel::Channel(std::unique_ptr<Stream> stream) : stream_(std::move(stream)) {}
 Channel::~Channel() = default;
 

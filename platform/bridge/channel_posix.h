@@ -10,9 +10,12 @@
 
 namespace bridge {
 
+// Asio's context for all streams of the process. Its calls are used without waiting, so it never runs; one of its own
+// would cost each stream three more descriptors.
+asio::io_context& streamContext();
+
 struct Channel::Stream {
-    asio::io_context io{1};
-    asio::local::stream_protocol::socket socket{io};
+    asio::local::stream_protocol::socket socket{streamContext()};
 };
 
 } // namespace bridge
