@@ -5,13 +5,17 @@ panelkit_test(test_bridge INTERNAL LABELS threads SOURCES
     panelkit/bridge/sessions_pool_test.cpp
     panelkit/bridge/send_command_progress_test.cpp)
 
+add_executable(channel_echo support/channel_echo.cpp)
+target_link_libraries(channel_echo PRIVATE platform_core)
 panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOURCES
+    platform/bridge/channel_child_test.cpp
     platform/bridge/push_test.cpp
     platform/bridge/server_test.cpp
     platform/bridge/wire_document_test.cpp)
 if(NOT WIN32)
     target_sources(test_bridge_server PRIVATE platform/bridge/channel_posix_test.cpp)
 endif()
+add_dependencies(test_bridge_server channel_echo)
 
 # Its memory is searched, so all of it is in one program.
 panelkit_test(test_json INTERNAL SOURCES

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/child_process.h>
 
+#include <platform/system/child_process_win.h>
 #include <platform/system/collected_text.h>
 #include <platform/system/handle_win.h>
 #include <platform/system/utf16.h>
@@ -113,8 +114,7 @@ void ChildProcess::State::start(const ChildOptions& options) {
     Pipe::keepToOurselves(output.read);
     Pipe::keepToOurselves(error.read);
 
-    std::wstring commandLine;
-    for (const std::string& argument : options.arguments) commandLine += quoted(toUtf16(argument)) + L" ";
+    std::wstring commandLine = commandLineOf(options.arguments);
     std::wstring environment = mergedEnvironment(options);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
@@ -162,6 +162,62 @@ bool ChildProcess::ended() const { return WaitForSingleObject(state_->process.ge
 void ChildProcess::terminate() { kill(); }
 
 void ChildProcess::kill() { state_->kill(); }
+
+std::wstring commandLineOf(const std::vector<std::string>& arguments) {
+    std::wstring line;
+    for (const std::string& argument : arguments) line += quoted(toUtf16(argument)) + L" ";
+    return line;
+}
+
+namespace {
+
+// The handles that a process inherits: without the list it would be every inheritable one of this process, those of
+// other children among them.
+class InheritedHandles {
+public:
+    explicit InheritedHandles(std::span<const HANDLE> handles) : handles_(handles.begin(), handles.end()) {
+        SIZE_T size = 0;
+        InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+        memory_.resize(size);
+        InitializeProcThreadAttributeList(list(), 1, 0, &size);
+        UpdateProcThreadAttribute(list(), 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles_.data(),
+                                  handles_.size() * sizeof(HANDLE), nullptr, nullptr);
+    }
+    ~InheritedHandles() { DeleteProcThreadAttributeList(list()); }
+    InheritedHandles(const InheritedHandles&) = delete;
+    InheritedHandles& operator=(const InheritedHandles&) = delete;
+
+    LPPROC_THREAD_ATTRIBUTE_LIST list() { return reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory_.data()); }
+
+private:
+    std::vector<HANDLE> handles_;
+    std::vector<char> memory_;
+};
+
+} // namespace
+
+StartedProcess startProcess(const std::vector<std::string>& arguments,
+                            const std::map<std::string, std::string>& environment, std::span<const HANDLE> inherited) {
+    std::wstring commandLine = commandLineOf(arguments);
+    std::wstring block;
+    for (const auto& [name, value] : environment) {
+        block.append(toUtf16(std::string(name).append("=").append(value))).push_back(L'\0');
+    }
+    block.push_back(L'\0');
+    InheritedHandles handles(inherited);
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES; // of which there are none
+    startup.lpAttributeList = handles.list();
+    PROCESS_INFORMATION started{};
+    constexpr DWORD flags = CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT | CREATE_NO_WINDOW;
+    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, flags, block.data(), nullptr,
+                        &startup.StartupInfo, &started)) {
+        throw std::runtime_error(arguments.at(0) + " can't be started: " + systemErrorText(GetLastError()));
+    }
+    CloseHandle(started.hThread);
+    return {Handle(started.hProcess), started.dwProcessId};
+}
 
 ChildResult ChildProcess::wait(std::chrono::milliseconds limit) {
     ChildResult result;

@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+#include <platform/bridge/channel_child.h>
+
+#include <platform/bridge/channel_posix.h>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+
+namespace bridge {
+
+namespace {
+
+// The child's descriptor of the channel, the first after the standard streams.
+constexpr int channelDescriptor = 3;
+
+std::unique_ptr<Channel> channelOver(int socket) {
+    auto stream = std::make_unique<Channel::Stream>();
+    std::error_code error;
+    stream->socket.assign(asio::local::stream_protocol(), socket, error);
+    if (!error) stream->socket.non_blocking(true, error);
+    if (error) throw std::runtime_error("a channel can't be used: " + error.message());
+    return std::make_unique<Channel>(std::move(stream));
+}
+
+// What the child is to find when it starts.
+class SpawnPlan {
+public:
+    explicit SpawnPlan(int channel) {
+        posix_spawn_file_actions_init(&actions_);
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            posix_spawn_file_actions_addopen(&actions_, standard, "/dev/null", O_RDWR, 0);
+        }
+        posix_spawn_file_actions_adddup2(&actions_, channel, channelDescriptor);
+        posix_spawn_file_actions_addclosefrom_np(&actions_, channelDescriptor + 1);
+
+        posix_spawnattr_init(&attributes_); // signals as a program expects them, whatever is blocked or ignored here
+        sigset_t none, all;
+        sigemptyset(&none);
+        sigfillset(&all);
+        posix_spawnattr_setsigmask(&attributes_, &none);
+        posix_spawnattr_setsigdefault(&attributes_, &all);
+        // A session of its own: what is typed at the service's terminal is not for it.
+        posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
+    }
+    ~SpawnPlan() {
+        posix_spawn_file_actions_destroy(&actions_);
+        posix_spawnattr_destroy(&attributes_);
+    }
+    SpawnPlan(const SpawnPlan&) = delete;
+    SpawnPlan& operator=(const SpawnPlan&) = delete;
+
+    pid_t run(std::vector<std::string>& arguments, std::vector<std::string>& environment) const {
+        pid_t child = -1;
+        const int failed = ::posix_spawn(&child, arguments[0].c_str(), &actions_, &attributes_,
+                                         pointers(arguments).data(), pointers(environment).data());
+        if (failed == 0) return child;
+        throw std::runtime_error(arguments[0] + " can't be started: " + std::generic_category().message(failed));
+    }
+
+private:
+    static std::vector<char*> pointers(std::vector<std::string>& texts) {
+        std::vector<char*> result;
+        for (std::string& text : texts) result.push_back(text.data());
+        result.push_back(nullptr);
+        return result;
+    }
+
+    posix_spawn_file_actions_t actions_{};
+    posix_spawnattr_t attributes_{};
+};
+
+} // namespace
+
+struct ChannelChild::Process {
+    const pid_t id;
+    mutable std::mutex mutex; // guards what follows
+    std::optional<int> status;
+
+    explicit Process(pid_t child) : id(child) {}
+
+    // Whether it has ended; mutex is held. The process stays a zombie until then, so its number is nobody else's.
+    bool reap(int flags) {
+        if (status) return true;
+        int how = 0;
+        pid_t got = 0;
+        do {
+            got = ::waitpid(id, &how, flags);
+        } while (got < 0 && errno == EINTR);
+        if (got == id) status = how;
+        return status.has_value();
+    }
+};
+
+ChannelChild::ChannelChild(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment) {
+    std::array<int, 2> ends{-1, -1};
+    if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+        throw std::runtime_error("a channel can't be made: " + std::generic_category().message(errno));
+    }
+    const auto closeTheirs = [](const int* end) { ::close(*end); };
+    const std::unique_ptr<int, decltype(closeTheirs)> theirs(&ends[1], closeTheirs);
+    channel_ = channelOver(ends[0]);
+    arguments.push_back(std::to_string(channelDescriptor));
+    std::vector<std::string> variables;
+    for (const auto& [name, value] : environment) variables.push_back(std::string(name).append("=").append(value));
+    process_ = std::make_unique<Process>(SpawnPlan(ends[1]).run(arguments, variables));
+}
+
+ChannelChild::~ChannelChild() {
+    kill();
+    const std::scoped_lock lock(process_->mutex);
+    process_->reap(0);
+}
+
+std::int64_t ChannelChild::id() const { return process_->id; }
+
+void ChannelChild::kill() {
+    const std::scoped_lock lock(process_->mutex);
+    if (!process_->reap(WNOHANG)) ::kill(process_->id, SIGKILL);
+}
+
+bool ChannelChild::ended() const {
+    const std::scoped_lock lock(process_->mutex);
+    return process_->reap(WNOHANG);
+}
+
+std::string ChannelChild::ending() const {
+    const std::scoped_lock lock(process_->mutex);
+    const int status = process_->status.value_or(0);
+    if (WIFSIGNALED(status)) return "was killed by signal " + std::to_string(WTERMSIG(status));
+    return "exited with status " + std::to_string(WEXITSTATUS(status));
+}
+
+// ---- in the child
+
+struct ChannelParent::Link {};
+
+ChannelParent::ChannelParent(const std::string& name) {
+    if (name != std::to_string(channelDescriptor)) throw std::runtime_error("there is no channel \"" + name + "\"");
+    ::fcntl(channelDescriptor, F_SETFD, FD_CLOEXEC); // not for programs that a module starts
+    channel_ = channelOver(channelDescriptor);
+}
+
+ChannelParent::~ChannelParent() = default;
+
+void ChannelParent::awaitEnd() const {
+    pollfd end{channelDescriptor, POLLRDHUP, 0};
+    while ((end.revents & (POLLRDHUP | POLLHUP | POLLERR)) == 0) {
+        if (::poll(&end, 1, -1) < 0 && errno != EINTR) return;
+    }
+}
+
+} // namespace bridge
