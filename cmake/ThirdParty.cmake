@@ -27,13 +27,13 @@ panelkit_headers(thirdparty_pkcs11 p11-kit-1/p11-kit)
 panelkit_headers(thirdparty_cli11 CLI)
 panelkit_headers(thirdparty_json nlohmann)
 
-# XML: no package has it for Windows, so there it is built once into the build folder.
+# XML: no package has it for Windows, so there it is built once and kept in the user's cache folder.
 if(WIN32)
-    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/build-pugixml-mingw ${CMAKE_BINARY_DIR}/pugixml
-                    COMMAND_ERROR_IS_FATAL ANY)
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/build-for-mingw pugixml
+                    OUTPUT_VARIABLE pugixml OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
     add_library(thirdparty_pugixml INTERFACE)
-    target_include_directories(thirdparty_pugixml SYSTEM INTERFACE ${CMAKE_BINARY_DIR}/pugixml/root/include)
-    target_link_libraries(thirdparty_pugixml INTERFACE ${CMAKE_BINARY_DIR}/pugixml/root/lib/libpugixml.a)
+    target_include_directories(thirdparty_pugixml SYSTEM INTERFACE ${pugixml}/include)
+    target_link_libraries(thirdparty_pugixml INTERFACE ${pugixml}/lib/libpugixml.a)
 else()
     panelkit_headers(thirdparty_pugixml pugixml.hpp pugiconfig.hpp)
     target_link_libraries(thirdparty_pugixml INTERFACE pugixml)
