@@ -1,5 +1,5 @@
 # Installs the build into a folder of its own, builds the consumer against it, and runs what was installed.
-#   cmake -DBUILD=<build folder> -DSOURCE=<source folder> -DCOMPILER=<c++> -P run.cmake
+#   cmake -DBUILD=<build folder> -DSOURCE=<source folder> -DCOMPILER=<c++> [-DLAUNCHER=<ccache>] -P run.cmake
 set(work ${BUILD}/consumer)
 file(REMOVE_RECURSE ${work})
 
@@ -12,7 +12,7 @@ foreach(component library development service frontend)
 endforeach()
 file(RENAME ${work}/first ${work}/installed) # nothing may depend on where it was installed
 
-run(${CMAKE_COMMAND} -S ${SOURCE}/tests/consumer -B ${work}/build -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER}
+run(${CMAKE_COMMAND} -S ${SOURCE}/tests/consumer -B ${work}/build -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
     -DCMAKE_PREFIX_PATH=${work}/installed -DEXAMPLE=${SOURCE}/docs/examples/list_tokens.cpp)
 run(${CMAKE_COMMAND} --build ${work}/build)
 

@@ -4,6 +4,7 @@
 // and of panelctl. An operation is a function, its overloads together, without constructors, destructors, operators and
 // what only lives inside a class.
 #include "../support/panelctl.h"
+#include "../support/places.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +18,7 @@
 
 namespace {
 
-const std::filesystem::path sources = PANELKIT_SOURCE_DIR;
+const std::filesystem::path sources = sourceFile("");
 const std::filesystem::path tableFile = sources / "tests/panelctl/exported_operations.txt";
 
 // "panelkit::printParam[abi:cxx11](LPARAMS::Client::Param const&)" without what follows its name.

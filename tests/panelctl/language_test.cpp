@@ -10,6 +10,7 @@
 #include <platform/loccore/placeholders.h>
 
 #include "../support/fake_console.h"
+#include "../support/places.h"
 #include "../support/running_service.h"
 
 #include <gmock/gmock.h>
@@ -28,7 +29,7 @@ class RussianTexts : public testing::Test {
 protected:
     RussianTexts() {
         std::string error;
-        EXPECT_TRUE(module.load(PANELKIT_LOCALE_DIR, "ru", &error)) << error;
+        EXPECT_TRUE(module.load(localeFolder(), "ru", &error)) << error;
     }
     ~RussianTexts() override { module.restoreDefaults(); }
 
@@ -97,7 +98,7 @@ TEST(TheUsersLanguage, IsRussianAtARussianConsole) {
 
 TEST(ADamagedCatalogue, LeavesItsTextsInEnglishAndSaysSo) {
     const TemporaryFolder locales;
-    std::filesystem::copy(PANELKIT_LOCALE_DIR, locales.path(), std::filesystem::copy_options::recursive);
+    std::filesystem::copy(localeFolder(), locales.path(), std::filesystem::copy_options::recursive);
     const std::filesystem::path file = locales.path() / "ru" / "LC_MESSAGES" / "panelctl.mo";
     std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
     const Language loaded = loadLanguage("ru", locales.path().string());

@@ -3,6 +3,7 @@
 // panelctl against the scripted service: what it prints, and how it fails. Runs under Wine too.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
+#include "../support/places.h"
 
 #include <panelkit/tokens/token_records.h>
 #include <testing/scripted_service.h>
@@ -190,7 +191,7 @@ TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
 
 // docs/man/panelctl.1 is what it prints: panelctl --manual > docs/man/panelctl.1
 TEST_F(Panelctl, PrintsTheManualPageThatIsInTheTree) {
-    std::ifstream file(std::filesystem::path(PANELKIT_SOURCE_DIR) / "docs/man/panelctl.1", std::ios::binary);
+    std::ifstream file(sourceFile("docs/man/panelctl.1"), std::ios::binary);
     platform::ChildOptions options;
     options.arguments = {builtProgram("panelctl"), "--manual"};
     options.environment["LC_ALL"] = "C.UTF-8";

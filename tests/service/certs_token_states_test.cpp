@@ -165,9 +165,9 @@ TEST_F(TheSteeredToken, ThatHangsDoesNotHoldUpThePolicysState) {
     EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing);
     steering().hang("C_FindObjectsInit");
     const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 20; ++i)
+    for (int i = 0; i < 60; ++i)
         EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing) << "as last seen";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 10s) << "the first one waits a moment, the others do not";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 20s) << "if each waited as the first one does: a minute";
     steering().clearFaults();
 }
 
@@ -242,6 +242,22 @@ TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
     steering().clearFaults();
     EXPECT_EQ(list().size(), 3U);
     EXPECT_THAT(service.terminate().error, HasSubstr("the token reports an error"));
+}
+
+// What a listing costs is a matter of measuring (bench/listing.cpp); that it does not grow faster than the token is
+// not.
+TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
+    login();
+    steering().recordCalls();
+    std::size_t stored = 0;
+    for (const std::size_t many : {20U, 40U}) {
+        for (; stored < many; ++stored) {
+            ASSERT_EQ(importFile(makeUser("user " + std::to_string(stored), middle).der), ImportCert::imported);
+        }
+        const std::uint64_t before = steering().calls("C_GetAttributeValue");
+        EXPECT_EQ(list().size(), many);
+        EXPECT_LE(steering().calls("C_GetAttributeValue") - before, many);
+    }
 }
 
 // ---- what was parsed

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelkitd's command line. Runs under Wine too.
+#include "../support/places.h"
 #include "../support/running_service.h"
 
 #include <platform/system/child_process.h>
@@ -21,7 +22,7 @@ platform::ChildResult panelkitd(const std::string& option) {
 }
 
 TEST(TheServicesCommandLine, IsToldByTheManualPageThatIsInTheTree) { // panelkitd --manual > docs/man/panelkitd.8
-    std::ifstream file(std::filesystem::path(PANELKIT_SOURCE_DIR) / "docs/man/panelkitd.8", std::ios::binary);
+    std::ifstream file(sourceFile("docs/man/panelkitd.8"), std::ios::binary);
     std::string page{std::istreambuf_iterator<char>(file), {}};
     std::erase(page, '\r');
     EXPECT_EQ(panelkitd("--manual").output, page);

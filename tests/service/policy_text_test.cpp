@@ -3,6 +3,8 @@
 // Policy files, good and damaged.
 #include <service/policy/policy_text.h>
 
+#include "../support/places.h"
+
 #include <gmock/gmock.h>
 
 #include <fstream>
@@ -65,7 +67,7 @@ TEST(APolicyFile, SaysWhatItSays) {
 
 // The example of docs/policy-file.md, which stands four blanks deep.
 std::string documentedExample() {
-    std::ifstream page(PANELKIT_SOURCE_DIR "/docs/policy-file.md");
+    std::ifstream page(sourceFile("docs/policy-file.md"));
     std::string example;
     bool inside = false;
     for (std::string line; std::getline(page, line);) {

@@ -144,12 +144,12 @@ TEST_F(TheTestToken, SaysWhatItCanNotDo) {
     EXPECT_EQ(refusal(), Refused::notSupported);
 }
 
-// Somebody's slow log-in holds up neither listings nor other modules.
-TEST_F(TheTestToken, ThatIsSlowHoldsUpNobodyElse) {
+// Somebody's log-in that does not come back holds up neither listings nor other modules.
+TEST_F(TheTestToken, ThatHangsHoldsUpNobodyElse) {
     ASSERT_EQ(load(), "");
     const TokenInfo token = office();
     control.recordCalls();
-    control.slow("C_Login", 2500ms);
+    control.hang("C_Login");
     BridgeSession* slow = CommandSender::Instance().OpenNewSession("Tokens", 1);
     std::thread loggingIn([&] {
         std::string request, reply;
@@ -159,11 +159,10 @@ TEST_F(TheTestToken, ThatIsSlowHoldsUpNobodyElse) {
         EXPECT_EQ(reply, "\1");
     });
     ASSERT_TRUE(control.waitForCalls("C_Login", 1));
-    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(tokens().size(), 1U) << "as it was last seen";
     std::vector<ProviderInfo> providers;
     EXPECT_TRUE(controller.EnumProviders(providers));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 1500ms);
+    control.clear("C_Login");
     loggingIn.join();
     CommandSender::Instance().CloseSession(slow);
 }

@@ -78,7 +78,7 @@ TEST(TheCredentialsOfTokens, AreAsLastSeenWhileATokenHangs) {
     EXPECT_EQ(keyOf(credentials.list()), "first");
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 100; ++i) EXPECT_EQ(keyOf(credentials.list()), "first");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "one request has waited, the others do not";
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 15s) << "if each waited as the one before: half a minute";
     tokens.hang(false);
     for (int i = 0; i < 1000 && keyOf(credentials.list()) == "first"; ++i) std::this_thread::sleep_for(10ms);
     EXPECT_EQ(keyOf(credentials.list()), "second");

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether this run is slowed down by a sanitizer or by Wine; tests that repeat themselves do it less often then.
+// Whether this run is slowed down by a sanitizer, by Wine or for want of optimisation; tests that repeat themselves do
+// it less often then. They do it in full where the release is tested.
 #pragma once
 
 #ifdef PANELKIT_SLOW_RUN

@@ -2,13 +2,15 @@
 #include <panelkit/bridge/idle_hooks.h>
 #include <panelkit/bridge/send_command.h>
 
-#include "../../support/cpu_time.h"
 #include "../../support/service_fixture.h"
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -31,11 +33,17 @@ public:
     void OnExecuteCommand(const SendCommandProgress& progress) override {
         ++calls;
         thread = std::this_thread::get_id();
+        shortestPause = std::min(shortestPause, Clock::now() - lastEnd_);
         if (does) does(progress);
+        lastEnd_ = Clock::now();
     }
     std::function<void(const SendCommandProgress&)> does;
     int calls = 0;
     std::thread::id thread;
+    Clock::duration shortestPause = Clock::duration::max(); // before a call, from when the hook was made on
+
+private:
+    Clock::time_point lastEnd_ = Clock::now();
 };
 
 // Work that is done here, without a service.
@@ -71,37 +79,34 @@ TEST_F(ALongCommand, GivesTheReplyAndCallsTheHookOnTheCallersThread) {
     EXPECT_EQ(reply, "done");
     EXPECT_TRUE(sawItRunning);
     EXPECT_EQ(hook.thread, std::this_thread::get_id());
-    EXPECT_LE(hook.calls, 10) << "the hook is paced";
 }
 
-TEST_F(ALongCommand, ThatTakesFiveMillisecondsReturnsAtOnceWithoutTheHook) {
-    answerAfter(5);
-    Hook hook(panelkit::drawConsoleDots);
-    CaptureStdout();
-    const auto start = Clock::now();
-    EXPECT_TRUE(run(hook));
-    const auto took = Clock::now() - start;
-    EXPECT_EQ(GetCapturedStdout(), "");
-    EXPECT_LT(took, milliseconds(45));
-    EXPECT_EQ(hook.calls, 0);
-}
-
-TEST_F(ALongCommand, OfThreeSecondsCostsNextToNoProcessorWithTheSilentHook) {
-    answerAfter(3000);
+// A wait that did not sleep would call the hook again at once.
+TEST_F(ALongCommand, PausesBeforeEachCallOfTheHook) {
+    answerAfter(500);
     Hook hook([](const SendCommandProgress&) { panelkit::yieldOnce(); });
-    ASSERT_TRUE(SessionsPool::GetSession(SessionTokens)->Connect());
-    const auto start = threadCpuTime();
     EXPECT_TRUE(run(hook));
-    EXPECT_LT(threadCpuTime() - start, milliseconds(30)) << "1% of a core";
-    EXPECT_GT(hook.calls, 30);
+    EXPECT_GE(hook.calls, 2);
+    EXPECT_GE(hook.shortestPause, milliseconds(10)) << "20 ms, and systems round";
+}
+
+// However busy the machine is, most of them end before the hook's time comes.
+TEST_F(ALongCommand, ThatEndsSoonIsNotWaitedForAndCallsNoHook) {
+    answerAfter(0);
+    Hook hook(nullptr);
+    constexpr int commands = 200;
+    const auto start = Clock::now();
+    for (int i = 0; i < commands; ++i) EXPECT_TRUE(run(hook));
+    EXPECT_LT(hook.calls, commands / 4);
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(5)) << "with 50 ms each it would be ten";
 }
 
 TEST_F(ALongCommand, DrawsADotForEachSecondBegun) {
-    answerAfter(2500);
+    answerAfter(1500);
     Hook hook(panelkit::drawConsoleDots);
     CaptureStdout();
     EXPECT_TRUE(run(hook));
-    EXPECT_EQ(GetCapturedStdout(), "\n...\n");
+    EXPECT_EQ(GetCapturedStdout(), "\n..\n");
 }
 
 TEST_F(ALongCommand, DrawsOneDotEvenWhenItEndsDuringTheFirstSecondAndNoneWhenItHadEnded) {
@@ -176,17 +181,36 @@ TEST_F(ALongCommand, MayBeNestedInTheHookOfAnother) {
     EXPECT_TRUE(inner);
 }
 
+// Answers nobody until so many have asked.
+class Rendezvous {
+public:
+    explicit Rendezvous(int many) : wanted_(many) {}
+    Reaction arrive() {
+        std::unique_lock lock(mutex_);
+        ++here_;
+        changed_.notify_all();
+        const bool all = changed_.wait_for(lock, std::chrono::seconds(10), [this] { return here_ >= wanted_; });
+        return all ? Reaction::reply("") : Reaction::refuse("the others did not come");
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    const int wanted_;
+    int here_ = 0;
+};
+
 // The pool belongs to one thread, so each command has a session that was opened before.
 TEST_F(ALongCommand, RunsInParallelWithOthers) {
-    answerAfter(200);
     constexpr int commands = 8;
+    Rendezvous all(commands);
+    service->on(Command::TokensReloadAll, [&](const auto&) { return all.arrive(); });
     std::vector<BridgeSession*> sessions;
     for (int i = 0; i < commands; ++i) {
         sessions.push_back(CommandSender::Instance().OpenNewSession("Tokens", 1));
     }
     std::vector<std::thread> threads;
     std::atomic<int> answered{0};
-    const auto start = Clock::now();
     for (BridgeSession* session : sessions) {
         threads.emplace_back([&, session] {
             Hook hook(nullptr);
@@ -197,7 +221,6 @@ TEST_F(ALongCommand, RunsInParallelWithOthers) {
     }
     for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(answered, commands * 3);
-    EXPECT_LT(Clock::now() - start, milliseconds(3000)) << "one after the other they would take 4.8 s";
     for (BridgeSession* session : sessions) CommandSender::Instance().CloseSession(session);
 }
 

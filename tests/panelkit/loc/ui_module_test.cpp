@@ -12,6 +12,7 @@
 #include <platform/system/files.h>
 
 #include "../../support/mo_writer.h"
+#include "../../support/places.h"
 
 #include <gmock/gmock.h>
 
@@ -30,7 +31,7 @@ static_assert(std::is_base_of_v<Loc::CCModule, Loc::UIModule> && sizeof(Loc::UIM
 static_assert(std::is_copy_constructible_v<Loc::UIModule> && std::is_copy_assignable_v<Loc::UIModule>);
 static_assert(std::is_nothrow_move_constructible_v<Loc::UIModule> && std::is_nothrow_move_assignable_v<Loc::UIModule>);
 
-const std::string catalogue = platform::readFile(PANELKIT_LOCALE_DIR "/ru/LC_MESSAGES/panelkit.mo", 1 << 20);
+const std::string catalogue = platform::readFile(std::string(localeFolder()) + "/ru/LC_MESSAGES/panelkit.mo", 1 << 20);
 
 // The catalogue with other entries: every entry goes through `change`, which says whether it stays.
 template <class Change>
@@ -76,7 +77,7 @@ protected:
 TEST_F(TheRussianCatalogue, TranslatesEveryEntryAndEveryRegisteredText) {
     const char*& force = registerText("Force");
     std::string error;
-    ASSERT_TRUE(module.load(PANELKIT_LOCALE_DIR, "ru", &error)) << error;
+    ASSERT_TRUE(module.load(localeFolder(), "ru", &error)) << error;
     for (const auto& row : panelkit::defaultTexts()) {
         EXPECT_EQ(text(row.text) == row.wording, row.text == Text::empty) << row.name;
     }
@@ -91,7 +92,7 @@ TEST_F(TheRussianCatalogue, TranslatesEveryEntryAndEveryRegisteredText) {
 
 // What a user types must mean one choice.
 TEST_F(TheRussianCatalogue, KeepsTheChoicesOfAParameterApart) {
-    ASSERT_TRUE(module.load(PANELKIT_LOCALE_DIR, "ru"));
+    ASSERT_TRUE(module.load(localeFolder(), "ru"));
     for (const panelkit::VariantTable& table : panelkit::variantTables()) {
         std::set<std::string_view> texts;
         for (const LPARAMS::Variant* row = table.rows; row->text; ++row) {

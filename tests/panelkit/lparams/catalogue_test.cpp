@@ -5,6 +5,8 @@
 #include <panelkit/lparams/sections.h>
 #include <platform/system/files.h>
 
+#include "../../support/places.h"
+
 #include <gmock/gmock.h>
 
 #include <string>
@@ -94,7 +96,7 @@ std::string printAll() {
 }
 
 TEST(TheCatalogue, EqualsTheReviewedText) {
-    std::string reviewed = platform::readFile(PANELKIT_SOURCE_DIR "/tests/panelkit/lparams/catalogue.txt", 1 << 20);
+    std::string reviewed = platform::readFile(sourceFile("tests/panelkit/lparams/catalogue.txt"), 1 << 20);
     reviewed.erase(0, reviewed.find("\n\n") + 2); // its introduction
     EXPECT_EQ(printAll(), reviewed);
 }

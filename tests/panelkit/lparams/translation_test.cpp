@@ -5,6 +5,8 @@
 #include <panelkit/lparams/param_text.h>
 #include <panelkit/lparams/sections.h>
 
+#include "../../support/places.h"
+
 #include <gmock/gmock.h>
 
 #include <set>
@@ -19,7 +21,7 @@ class ATranslation : public testing::Test {
 protected:
     void SetUp() override {
         std::string error;
-        ASSERT_TRUE(russian.load(PANELKIT_LOCALE_DIR, "ru_RU.UTF-8", &error)) << error;
+        ASSERT_TRUE(russian.load(localeFolder(), "ru_RU.UTF-8", &error)) << error;
     }
     ~ATranslation() override { russian.restoreDefaults(); }
 

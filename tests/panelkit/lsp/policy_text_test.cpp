@@ -4,6 +4,7 @@
 #include <panelkit/loc/ui_module.h>
 #include <panelkit/lsp/policy_text.h>
 
+#include "../../support/places.h"
 #include "../../support/time_judge.h"
 
 #include <gtest/gtest.h>
@@ -261,7 +262,7 @@ TEST_F(ThePolicyText, NeedsNoTextForTheWord) {
 TEST_F(ThePolicyText, IsToldInRussianWhereThatIsLoaded) {
     Loc::UIModule russian;
     std::string error;
-    ASSERT_TRUE(russian.load(PANELKIT_LOCALE_DIR, "ru_RU.UTF-8", &error)) << error;
+    ASSERT_TRUE(russian.load(localeFolder(), "ru_RU.UTF-8", &error)) << error;
     LSPinfo_t info = changed(office(withKey(ofServer(6, "pmp", "anna"), "mine")), fromDb);
     Told told = tell(info, ofFile(5, "/a"));
     EXPECT_EQ(told.longText, "Ошибка: не удалось загрузить политику.\nТребуемая политика:\n"

@@ -215,8 +215,8 @@ TEST_F(Pushes, AreDrainedForAllReceiversTogetherInTheGivenTime) {
     for (int i = 0; i < 8; ++i) receivers.push_back(idleReceiver());
     push(1, "x");
     const auto start = std::chrono::steady_clock::now();
-    server.drainPushes(300ms);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, slowRun ? 2000ms : 1000ms);
+    server.drainPushes(1s);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "one after the other they would take eight";
 }
 
 } // namespace

@@ -6,6 +6,7 @@
 #include <platform/bridge/hello.h>
 
 #include "../../support/bytes.h"
+#include "../../support/places.h"
 
 #include <gtest/gtest.h>
 
@@ -17,7 +18,7 @@ namespace {
 
 // The bytes of the dump in one direction: what stands between the mark and the comment, which three blanks set off.
 std::string dumped(char direction) {
-    std::ifstream document(PANELKIT_SOURCE_DIR "/docs/wire-format.md");
+    std::ifstream document(sourceFile("docs/wire-format.md"));
     std::string bytes;
     for (std::string line; std::getline(document, line);) {
         if (line.size() > 2 && line[0] == direction && line[1] == ' ')
