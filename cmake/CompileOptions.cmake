@@ -14,7 +14,7 @@ target_compile_definitions(panelkit_options INTERFACE
 
 # Sanitizers and hardening go to everything that is built here, the packaged test framework included.
 if(PANELKIT_SANITIZE)
-    add_compile_options(-fsanitize=${PANELKIT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all -O1)
+    add_compile_options(-fsanitize=${PANELKIT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${PANELKIT_SANITIZE})
 elseif(NOT WIN32)
     add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong>)

@@ -5,9 +5,13 @@
 #   service      panelkitd, its unit, its account and its manual page
 #   frontend     panelctl, its manual page and the completion scripts
 #
-# The components "testing" (testing/) and the translations (po/) are installed where they are made.
+# The components "testing" (testing/) and the translations (po/) are installed where they are made. The target "product"
+# builds what is installed, and no tests.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
+
+add_custom_target(product)
+add_dependencies(product panelkit panelkitd panelctl panelkit_testing panelkit_test_token catalogues)
 
 # ---- the library
 
@@ -94,6 +98,7 @@ if(NOT CMAKE_CROSSCOMPILING)
         list(APPEND scripts ${completion}/${shell})
     endforeach()
     add_custom_target(completion_scripts ALL DEPENDS ${scripts})
+    add_dependencies(product completion_scripts)
     install(FILES ${completion}/bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
             RENAME panelctl COMPONENT frontend)
     install(FILES ${completion}/zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions

@@ -28,7 +28,6 @@ panelkit_test(test_loc INTERNAL SOURCES
     platform/loccore/mo_file_test.cpp
     platform/loccore/module_test.cpp
     platform/loccore/phrase_test.cpp)
-target_compile_definitions(test_loc PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
 add_dependencies(test_loc catalogues)
 
 panelkit_test(test_lparams SOURCES
@@ -37,11 +36,12 @@ panelkit_test(test_lparams SOURCES
     panelkit/lparams/param_text_test.cpp
     panelkit/lparams/persistence_test.cpp
     panelkit/lparams/translation_test.cpp)
-target_compile_definitions(test_lparams PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
 add_dependencies(test_lparams catalogues)
 
 # What is made from the library's texts and parameters is made from these.
 add_test(NAME documents_are_current COMMAND panelkit_documents check ${PROJECT_SOURCE_DIR})
+set_tests_properties(documents_are_current PROPERTIES LABELS release)
+add_dependencies(release_tests panelkit_documents)
 
 panelkit_test(test_tokens SOURCES
     panelkit/tokens/tokens_controller_test.cpp)
@@ -59,7 +59,6 @@ panelkit_test(test_lsp INTERNAL SOURCES
     panelkit/lsp/lsp_records_test.cpp
     panelkit/lsp/policy_text_test.cpp
     panelkit/lsp/user_settings_file_test.cpp)
-target_compile_definitions(test_lsp PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
 add_dependencies(test_lsp catalogues)
 if(NOT WIN32)
     target_sources(test_lsp PRIVATE panelkit/lsp/user_settings_file_posix_test.cpp)
@@ -80,7 +79,8 @@ endif()
 add_executable(example_list_tokens ${PROJECT_SOURCE_DIR}/docs/examples/list_tokens.cpp)
 target_link_libraries(example_list_tokens PRIVATE panelkit)
 add_test(NAME example_list_tokens COMMAND example_list_tokens)
-set_tests_properties(example_list_tokens PROPERTIES
+add_dependencies(release_tests example_list_tokens)
+set_tests_properties(example_list_tokens PROPERTIES LABELS release
     ENVIRONMENT "PANELKIT_BRIDGE=/nobody/serves/this"
     PASS_REGULAR_EXPRESSION "the service isn't running|does not begin with") # the second under Windows
 

@@ -4,7 +4,6 @@ panelkit_test(test_panelctl_parts LINK panelctl_parts SOURCES
     panelctl/parts_test.cpp)
 panelkit_test(test_panelctl_language LINK panelctl_parts SOURCES
     panelctl/language_test.cpp)
-target_compile_definitions(test_panelctl_language PRIVATE PANELKIT_LOCALE_DIR="${PROJECT_BINARY_DIR}/locale")
 add_dependencies(test_panelctl_language catalogues)
 panelkit_test(test_panelctl LINK thirdparty_json SOURCES
     panelctl/net_test.cpp
@@ -38,7 +37,7 @@ panelkit_test(test_panelctl_policy LINK thirdparty_json SOURCES
     panelctl/policy_test.cpp)
 add_dependencies(test_panelctl_policy panelctl)
 if(NOT WIN32)
-    panelkit_test(test_panelctl_real LINK thirdparty_json SOURCES
+    panelkit_test(test_panelctl_real LABELS release LINK thirdparty_json SOURCES
         panelctl/cert_real_test.cpp
         panelctl/completion_bash_test.cpp
         panelctl/real_service_test.cpp
@@ -48,7 +47,7 @@ endif()
 
 # The symbols of a sanitizer's build are not those of the library alone.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
-    panelkit_test(test_exported_operations SOURCES
+    panelkit_test(test_exported_operations LABELS release SOURCES
         panelctl/exported_operations_test.cpp)
     add_dependencies(test_exported_operations panelctl panelkit)
 endif()

@@ -10,7 +10,7 @@ if(NOT WIN32)
     if(NOT PANELKIT_SANITIZE)
         add_executable(pin_client support/pin_client.cpp)
         target_link_libraries(pin_client PRIVATE panelkit)
-        panelkit_test(test_service_secrets SOURCES
+        panelkit_test(test_service_secrets LABELS release SOURCES
             panelkit/certs/cert_secrets_test.cpp
             service/secrets_test.cpp
             support/memory_scan_posix.cpp)
@@ -30,12 +30,10 @@ if(NOT WIN32)
 
     # These look into the service's parts.
     panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
-        service/certs_token_states_test.cpp
-        service/certs_volume_test.cpp)
+        service/certs_token_states_test.cpp)
     target_compile_definitions(test_service_certs_tokens PRIVATE
         PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
     add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
-    set_tests_properties(test_service_certs_tokens PROPERTIES RUN_SERIAL TRUE) # it measures
 endif()
 
 if(NOT WIN32)
@@ -58,7 +56,6 @@ panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
     service/token_credentials_test.cpp)
 panelkit_test(test_service_options SOURCES
     service/options_test.cpp)
-target_compile_definitions(test_service_options PRIVATE PANELKIT_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
 add_dependencies(test_service_options panelkitd)
 panelkit_test(test_service_policy LABELS threads SOURCES
     service/policy_test.cpp)
@@ -105,7 +102,7 @@ panelkit_test(test_service_expiry LABELS threads LINK panelkitd_parts SOURCES
 
 # Wake-ups are counted here, and those of a sanitizer are nobody's.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
-    panelkit_test(test_service_notifications_posix SOURCES
+    panelkit_test(test_service_notifications_posix LABELS release SOURCES
         support/heard_notices.cpp
         service/notifications_posix_test.cpp)
     add_dependencies(test_service_notifications_posix panelctl panelkitd)

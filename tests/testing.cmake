@@ -12,9 +12,13 @@ target_link_libraries(token_module_probe PRIVATE module_library)
 panelkit_test(test_token_module LABELS threads LINK module_library SOURCES
     testing/token_consumer.cpp
     testing/token_module_test.cpp)
+add_dependencies(test_token_module panelkit_test_token token_module_probe)
+
+# Other programs load the module, and its own memory is looked into.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
-    target_sources(test_token_module PRIVATE
+    panelkit_test(test_token_module_outside LABELS release LINK module_library SOURCES
+        testing/token_consumer.cpp
         testing/token_module_memory_test.cpp
         testing/token_module_opensc_test.cpp)
+    add_dependencies(test_token_module_outside panelkit_test_token token_module_probe)
 endif()
-add_dependencies(test_token_module panelkit_test_token token_module_probe)
