@@ -40,17 +40,21 @@ struct GlobalOptions {
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
-    app.fallthrough(); // they are taken behind the verb too
-    app.set_help_flag("-h,--help", text(Say::helpOption));
+    app.fallthrough(); // global options are also accepted after the verb
+    app.set_help_flag("-h,--help", say("Print this help"));
     app.option_defaults()->take_last();
-    app.add_option("--endpoint", options.endpoint, text(Say::optionEndpoint))->type_name("PATH");
-    app.add_flag("--json", context.json, text(Say::optionJson));
-    app.add_option("--timeout", options.timeout, text(Say::optionTimeout))
+    app.add_option("--endpoint", options.endpoint,
+                   say("Socket (named pipe) of the service (default: PANELKIT_BRIDGE, or else the system's service)"))
+        ->type_name("PATH");
+    app.add_flag("--json", context.json, say("Print the result as JSON"));
+    app.add_option("--timeout", options.timeout, say("Seconds to wait while the service is silent (0: no limit)"))
         ->type_name("SECONDS")
         ->check(numberBetween(0, 86400));
-    app.add_option("--lang", options.language, text(Say::optionLanguage))->type_name("LANGUAGE");
-    app.add_flag("--no-color", options.noColour, text(Say::optionColour));
-    app.add_flag("--version", options.version, text(Say::optionVersion));
+    app.add_option("--lang", options.language,
+                   say("Language of the texts, \"en\" or \"ru\" (default: that of the system)"))
+        ->type_name("LANGUAGE");
+    app.add_flag("--no-color", options.noColour, say("Do not use colours"));
+    app.add_flag("--version", options.version, say("Print the versions of the library, the protocol and the service"));
 }
 
 // Before the verb runs.
@@ -71,22 +75,23 @@ void printVersions(const Context& context) {
                           {"service", reached ? session->service() : ""},
                           {"problem", reached ? "" : failureText(bridge::lastFailure())}});
     }
-    printLine(phrase(Say::versionLibrary, {panelkit::version()}));
-    printLine(phrase(Say::versionProtocol, {std::to_string(panelkit::protocolVersion())}));
+    printLine(say("library   %s", panelkit::version()));
+    printLine(say("protocol  %d", panelkit::protocolVersion()));
     if (reached) {
-        printLine(phrase(Say::versionService, {session->service()}));
+        printLine(say("service   %s", session->service()));
     } else {
-        printLine(phrase(Say::versionNoService, {failureText(bridge::lastFailure())}));
+        printLine(say("service   %s", '(' + failureText(bridge::lastFailure()) + ')'));
     }
 }
 
 void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, Context& context) {
     app.formatter(std::make_shared<HelpFormatter>());
-    app.footer(text(Say::epilogue));
+    app.footer(say("'panelctl GROUP --help' lists the verbs of a group, 'panelctl GROUP VERB --help' the options of a "
+                   "verb. Global options are accepted before and after the verb."));
     addGlobalOptions(app, options, context);
     app.parse_complete_callback([&options] { applyGlobalOptions(options); });
     for (const Group& group : groups) {
-        CLI::App* const made = app.add_subcommand(group.name, text(group.description));
+        CLI::App* const made = app.add_subcommand(group.name, say(group.description));
         made->require_subcommand(1);
         group.addVerbs(*made, context);
     }
@@ -117,7 +122,7 @@ void perform(CLI::App& app, std::vector<std::string>& arguments, const GlobalOpt
 }
 
 int report(Exit code, const std::string& text) {
-    printNote(phrase(Say::errorPrefix, {text}));
+    printNote("panelctl: " + text);
     return static_cast<int>(code);
 }
 
@@ -132,11 +137,12 @@ int report(const CommandError& error) {
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups) {
     const bool completes = !arguments.empty() && arguments.front() == completionRequest;
     for (const std::string& problem : chooseLanguage(arguments).problems) {
-        if (!completes) report(Exit::ok, phrase(Say::catalogueProblem, {escaped(problem)}));
+        if (!completes) report(Exit::ok, say("some texts stay in English: %s", escaped(problem)));
     }
     GlobalOptions options;
     Context context;
-    CLI::App app(text(Say::about), "panelctl");
+    CLI::App app(say("Administers the VPN service on this host: its tokens, certificates, configuration and policy."),
+                 "panelctl");
     fill(app, groups, options, context);
     try {
         perform(app, arguments, options, context);
@@ -147,7 +153,7 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     } catch (const CommandError& error) {
         return report(error);
     } catch (const char* /* the stream's error */) {
-        return report(Exit::connectionLost, text(Say::badReply));
+        return report(Exit::connectionLost, incompleteReplyText());
     } catch (const std::exception& error) {
         return report(Exit::failed, escaped(error.what()));
     }

@@ -3,7 +3,7 @@
 // From a command line to an exit code: global options, groups and verbs, and one helpful line for every mistake.
 #pragma once
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <span>
 #include <string>
@@ -20,11 +20,11 @@ struct Context;
 // A group of verbs.
 struct Group {
     const char* name;
-    Say description;
     void (*addVerbs)(CLI::App& group, const Context& context);
+    Label description;
 };
 
-// Runs a command line (UTF-8, without the program's name). Gives the exit code.
+// Runs a command line (UTF-8, without the program's name). Returns the exit code.
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups);
 
 } // namespace panelctl

@@ -4,18 +4,25 @@
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/output.h>
+#include <panelctl/say.h>
 #include <panelctl/secrets.h>
 #include <panelctl/terminal.h>
-#include <panelctl/texts.h>
+
+#include <CLI/CLI.hpp>
 
 namespace panelctl {
 
+void addYes(CLI::App& verb, bool& yes) { verb.add_flag("--yes", yes, say("Do not ask for confirmation")); }
+
 void confirmDeletion(const std::string& warning, const std::string& name, bool yes) {
     if (yes) return;
-    if (!inputIsTerminal()) throw CommandError(Exit::notConfirmed, phrase(Say::deleteNeedsYes, {name}));
+    if (!inputIsTerminal()) {
+        throw CommandError(Exit::notConfirmed,
+                           say("\"%s\" would be deleted; use --yes to delete it without confirmation", name));
+    }
     printNote(escaped(warning));
-    if (ask(phrase(Say::deletePrompt, {escaped(name)})) == name) return;
-    throw CommandError(Exit::notConfirmed, text(Say::deleteNotConfirmed));
+    if (ask(say("Type \"%s\" to continue: ", escaped(name))) == name) return;
+    throw CommandError(Exit::notConfirmed, say("the name was not typed; nothing was deleted"));
 }
 
 } // namespace panelctl

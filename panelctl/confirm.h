@@ -1,11 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// Nothing is deleted unasked: a person types the name of what goes, a script says --yes.
+// Nothing is deleted without confirmation: a person types the name of the object, a script says --yes.
 #pragma once
 
 #include <string>
 
+namespace CLI {
+class App;
+}
+
 namespace panelctl {
+
+// Adds --yes to a verb.
+void addYes(CLI::App& verb, bool& yes);
 
 // Returns when the deletion is confirmed. `warning` says what will be lost, `name` is what has to be typed; both as
 // they came. Throws CommandError.

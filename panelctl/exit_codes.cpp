@@ -2,7 +2,7 @@
 #include <panelctl/exit_codes.h>
 
 #include <panelctl/failure_text.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <iterator>
 
@@ -116,7 +116,10 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
-    if (failure.code == FailureCode::none) return {Exit::refused, text(Say::noReason)}; // it answered, with nothing
+    if (failure.code == FailureCode::none) {
+        return {Exit::refused,
+                say("the service did not carry out the command and gave no reason")}; // it answered, with nothing
+    }
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }
 

@@ -1,31 +1,40 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/failure_text.h>
 
-#include <panelctl/text_table.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
-#include <algorithm>
-#include <array>
 #include <string_view>
 
 namespace panelctl {
 
 namespace {
 
-// With the bridge's own words as wordings.
-constexpr std::array words = {
-    Say::failureAccessDenied, Say::failureVersion,  Say::failureTimedOut, Say::failureLost,       Say::failureNoService,
-    Say::failureRefused,      Say::failureTooLarge, Say::failureStranger, Say::failureOverloaded, Say::failureEndpoint,
+// The sentences with which the bridge's texts begin (platform/bridge/failure.cpp).
+constexpr Label sentences[] = {
+    N_("access denied"),
+    N_("the service speaks another version of the protocol"),
+    N_("the service does not answer"),
+    N_("the connection to the service was lost"),
+    N_("the service isn't running"),
+    N_("the service refused the command"),
+    N_("the request is too large"),
+    N_("the service is run by an account that is not trusted"),
+    N_("the service accepts no more sessions"),
+    N_("the endpoint can't be used"),
 };
 
 } // namespace
 
 std::string failureText(const bridge::Failure& failure) {
-    const std::string_view said = failure.text;
-    const auto known =
-        std::find_if(words.begin(), words.end(), [&](Say word) { return said.starts_with(defaultWording(word)); });
-    if (known == words.end()) return failure.text;
-    return text(*known) + failure.text.substr(std::string_view(defaultWording(*known)).size());
+    for (const Label& sentence : sentences) {
+        const std::string_view begin = sentence.text();
+        if (failure.text.starts_with(begin)) return say(sentence) + failure.text.substr(begin.size());
+    }
+    return failure.text;
+}
+
+std::string incompleteReplyText() {
+    return say("the service sent an incomplete reply; do the library and the service have the same version?");
 }
 
 } // namespace panelctl

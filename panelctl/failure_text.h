@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the bridge says of a failure, in the user's language. Its words for what went wrong are translated, what it adds
-// (an endpoint, an account, a system's message) stays, and so does what a service says itself.
+// The text of a failure in the user's language. The bridge's own sentence is translated; what the bridge adds (an
+// endpoint, an account, a message of the system) and what a service says stay as they are.
 #pragma once
 
 #include <platform/bridge/failure.h>
@@ -11,5 +11,8 @@
 namespace panelctl {
 
 std::string failureText(const bridge::Failure& failure);
+
+// What is said of a reply that ends before it is complete.
+std::string incompleteReplyText();
 
 } // namespace panelctl

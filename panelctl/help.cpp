@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/help.h>
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <array>
 
@@ -9,19 +9,26 @@ namespace panelctl {
 
 namespace {
 
-struct Label {
+struct Row {
     const char* key; // what the parser calls it
-    Say text;
+    Label text;
 };
 
+// clang-format off
 constexpr std::array labels = {
-    Label{"Usage", Say::helpUsage},          Label{"OPTIONS", Say::helpOptionsBadge},
-    Label{"SUBCOMMAND", Say::helpVerbBadge}, Label{"Positionals", Say::helpArguments},
-    Label{"Options", Say::helpOptions},      Label{"Subcommands", Say::helpVerbs},
-    Label{"REQUIRED", Say::helpRequired},    Label{"TEXT", Say::valueText},
-    Label{"INT", Say::valueNumber},          Label{"UINT", Say::valueNumber},
-    Label{"FLOAT", Say::valueNumber},
+    Row{"Usage",       N_("Usage")},
+    Row{"OPTIONS",     N_("OPTIONS")},
+    Row{"SUBCOMMAND",  N_("VERB")},
+    Row{"Positionals", N_("Arguments")},
+    Row{"Options",     N_("Options")},
+    Row{"Subcommands", N_("Verbs")},
+    Row{"REQUIRED",    N_("(required)")},
+    Row{"TEXT",        N_("TEXT")},
+    Row{"INT",         N_("NUMBER")},
+    Row{"UINT",        N_("NUMBER")},
+    Row{"FLOAT",       N_("NUMBER")},
 };
+// clang-format on
 
 } // namespace
 
@@ -30,7 +37,7 @@ std::string commandOf(const CLI::App& app) {
 }
 
 HelpFormatter::HelpFormatter() {
-    for (const Label& row : labels) label(row.key, text(row.text));
+    for (const Row& row : labels) label(row.key, say(row.text));
 }
 
 std::string HelpFormatter::make_group(std::string group, bool isPositional,

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The help of groups and verbs: the parser's own layout, with every word of it from the table of texts.
+// The help of groups and verbs: the parser's own layout, with every word of it translated.
 #pragma once
 
 #include <CLI/CLI.hpp>

@@ -2,7 +2,7 @@
 #include <panelctl/interruption.h>
 
 #include <panelctl/exit_codes.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <csignal>
 
@@ -30,7 +30,7 @@ HeldInterruption::~HeldInterruption() {
 }
 
 void HeldInterruption::check() {
-    if (cameMeanwhile != 0) throw CommandError(Exit::interrupted, text(Say::interrupted));
+    if (cameMeanwhile != 0) throw CommandError(Exit::interrupted, say("interrupted"));
 }
 
 } // namespace panelctl

@@ -2,7 +2,7 @@
 #include <panelctl/language.h>
 
 #include <panelctl/host.h>
-#include <panelctl/text_module.h>
+#include <panelctl/say.h>
 
 #include <panelkit/cli/cli_output.h>
 #include <panelkit/loc/ui_module.h>
@@ -38,11 +38,6 @@ Language& language() {
 // "ru_RU.UTF-8", as locales are called, is Russian.
 std::string shortName(std::string_view name) { return std::string(name.substr(0, name.find_first_of("_.@-"))); }
 
-void load(Loc::CCModule& module, Language& into) {
-    std::string error;
-    if (!module.load(into.folder.c_str(), into.name.c_str(), &error)) into.problems.push_back(error);
-}
-
 } // namespace
 
 std::string languageOption(std::span<const std::string> arguments) {
@@ -74,12 +69,11 @@ std::filesystem::path localeFolder(const std::string& language) {
 }
 
 Language loadLanguage(const std::string& name, const std::string& folder) {
-    // Kept for the life of the process, like the texts.
-    static Loc::UIModule library;
-    static TextModule own;
+    static Loc::UIModule library; // kept for the life of the process, like its texts
     Language loaded{name, name, folder, {}};
-    load(library, loaded);
-    load(own, loaded);
+    std::string error;
+    if (!library.load(folder.c_str(), name.c_str(), &error)) loaded.problems.push_back(error);
+    if (!messages().load(folder.c_str(), name.c_str(), &error)) loaded.problems.push_back(error);
     return loaded;
 }
 
@@ -89,7 +83,7 @@ const Language& chooseLanguage(std::span<const std::string> arguments) {
     const std::filesystem::path folder = wanted == english ? std::filesystem::path() : localeFolder(wanted);
     language() = folder.empty() ? Language{.wanted = wanted} : loadLanguage(wanted, fromPath(folder));
     if (folder.empty() && wanted == asked && wanted != english) {
-        language().problems.push_back(phrase(Say::noTranslation, {asked}));
+        language().problems.push_back(say("there is no translation into \"%s\"", asked));
     }
     return language();
 }

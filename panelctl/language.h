@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// The language in which panelctl speaks: that of --lang, else the user's. Both catalogues are loaded, the library's and
+// The language of panelctl's texts: that of --lang, else the user's. Both catalogues are loaded, the library's and
 // panelctl's own, from the folder of locales beside the program:
 //
 //   <prefix>/bin/panelctl   <prefix>/share/locale   installed
 //   build/dev/bin/panelctl  build/dev/locale        in a build folder
 //
-// A catalogue that can't be used costs a note and leaves its texts in English; nothing else changes.
+// A catalogue that can't be used causes a warning, and its texts stay in English; nothing else changes.
 #pragma once
 
 #include <filesystem>
@@ -17,9 +17,9 @@
 namespace panelctl {
 
 struct Language {
-    std::string wanted = "en";         // or what the catalogues are called by: "ru"
-    std::string name = "en";           // what there is of it
-    std::string folder;                // that of the locales; empty when none had to be found, or was found
+    std::string wanted = "en";         // as catalogues are called: "ru"
+    std::string name = "en";           // the one that was found
+    std::string folder;                // of the locales; empty when none was needed, or none was found
     std::vector<std::string> problems; // of the catalogues, for people
 };
 
@@ -35,7 +35,7 @@ std::filesystem::path localeFolder(const std::string& language);
 // Loads the catalogues of a language from a folder of locales.
 Language loadLanguage(const std::string& name, const std::string& folder);
 
-// All of it for a command line: done once, before a text is shown. What it came to stays to be asked for.
+// All of it for a command line: done once, before a text is shown. The result is kept for chosenLanguage().
 const Language& chooseLanguage(std::span<const std::string> arguments);
 const Language& chosenLanguage();
 

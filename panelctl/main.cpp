@@ -10,21 +10,24 @@
 
 namespace {
 
-using panelctl::Say;
+using panelctl::Group;
+using panelctl::N_;
 
+// clang-format off
 constexpr std::array groups = {
-    panelctl::Group{"provider", Say::groupProvider, panelctl::addProviderVerbs},
-    panelctl::Group{"token", Say::groupToken, panelctl::addTokenVerbs},
-    panelctl::Group{"cert", Say::groupCert, panelctl::addCertVerbs},
-    panelctl::Group{"crl", Say::groupCrl, panelctl::addCrlVerbs},
-    panelctl::Group{"psk", Say::groupPsk, panelctl::addPskVerbs},
-    panelctl::Group{"config", Say::groupConfig, panelctl::addConfigVerbs},
-    panelctl::Group{"policy", Say::groupPolicy, panelctl::addPolicyVerbs},
-    panelctl::Group{"net", Say::groupNet, panelctl::addNetVerbs},
-    panelctl::Group{"watch", Say::groupWatch, panelctl::addWatchVerbs},
-    panelctl::Group{"doctor", Say::groupDoctor, panelctl::addDoctor},
-    panelctl::Group{"completion", Say::groupCompletion, panelctl::addCompletionVerbs},
+    Group{"provider",   panelctl::addProviderVerbs,   N_("PKCS#11 providers: the modules that give access to tokens")},
+    Group{"token",      panelctl::addTokenVerbs,      N_("Tokens: smart cards, USB keys, and keys in software")},
+    Group{"cert",       panelctl::addCertVerbs,       N_("Certificates on tokens and in files")},
+    Group{"crl",        panelctl::addCrlVerbs,        N_("Certificate revocation lists (CRLs)")},
+    Group{"psk",        panelctl::addPskVerbs,        N_("Preshared keys")},
+    Group{"config",     panelctl::addConfigVerbs,     N_("The service's configuration: typed parameters in sections")},
+    Group{"policy",     panelctl::addPolicyVerbs,     N_("The local security policy: what is in force, and where it is taken from")},
+    Group{"net",        panelctl::addNetVerbs,        N_("The network interfaces of the host")},
+    Group{"watch",      panelctl::addWatchVerbs,      N_("Report events in the service until Ctrl-C is pressed")},
+    Group{"doctor",     panelctl::addDoctor,          N_("Find problems and suggest remedies")},
+    Group{"completion", panelctl::addCompletionVerbs, N_("Completion of command lines in shells")},
 };
+// clang-format on
 
 } // namespace
 

@@ -4,7 +4,7 @@
 #include <panelctl/display_width.h>
 #include <panelctl/help.h>
 #include <panelctl/nearest.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <array>
 #include <charconv>
@@ -16,7 +16,7 @@ namespace panelctl {
 
 namespace {
 
-// The names that could have stood where `word` stands.
+// The names that are valid at the position of `word`.
 std::vector<std::string> namesFor(const CLI::App& app, const std::string& word) {
     std::vector<std::string> names;
     if (word.rfind('-', 0) == 0) {
@@ -39,32 +39,32 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-// What the parser says of a mistake, taken apart: "<lead>FIRST<middle>SECOND".
-struct Wording {
+// How the parser words a mistake, "<lead>FIRST<middle>SECOND", and how it is said to people.
+struct Rewording {
     std::string_view kind, lead, middle;
-    Say say; // with FIRST and SECOND
+    std::string (*say)(const std::string& first, const std::string& second);
 };
 
+using Part = const std::string&;
+
 // clang-format off
-constexpr std::array wordings = {
-    Wording{"RequiredError",    "",                    " is required", Say::argumentMissing},
-    Wording{"ArgumentMismatch", "",                    ": 1 required ", Say::optionNeedsValue},
-    Wording{"ConversionError",  "Could not convert: ", " = ",          Say::valueUnfit},
-    Wording{"RequiresError",    "",                    " requires ",   Say::optionRequires},
-    Wording{"ExcludesError",    "",                    " excludes ",   Say::optionExcludes},
+constexpr std::array rewordings = {
+    Rewording{"RequiredError",    "",                    " is required",   [](Part first, Part)        { return say("%s is required", first); }},
+    Rewording{"ArgumentMismatch", "",                    ": 1 required ",  [](Part first, Part)        { return say("%s needs a value", first); }},
+    Rewording{"ConversionError",  "Could not convert: ", " = ",            [](Part first, Part second) { return say("\"%s\" is not a valid value for %s", second, first); }},
+    Rewording{"RequiresError",    "",                    " requires ",     [](Part first, Part second) { return say("%s requires %s", first, second); }},
+    Rewording{"ExcludesError",    "",                    " excludes ",     [](Part first, Part second) { return say("%s can't be used together with %s", first, second); }},
 };
 // clang-format on
 
 // In our own words where we have some; what comes from the command line is escaped.
 std::string reworded(const CLI::ParseError& error) {
     const std::string_view what = error.what();
-    for (const Wording& wording : wordings) {
-        const std::size_t middle = what.find(wording.middle, wording.lead.size());
-        if (error.get_name() != wording.kind || !what.starts_with(wording.lead) || middle == std::string_view::npos) {
-            continue;
-        }
-        const std::string first(what.substr(wording.lead.size(), middle - wording.lead.size()));
-        return phrase(wording.say, {escaped(first), escaped(what.substr(middle + wording.middle.size()))});
+    for (const Rewording& row : rewordings) {
+        const std::size_t middle = what.find(row.middle, row.lead.size());
+        if (error.get_name() != row.kind || !what.starts_with(row.lead) || middle == std::string_view::npos) continue;
+        const std::string first(what.substr(row.lead.size(), middle - row.lead.size()));
+        return row.say(escaped(first), escaped(what.substr(middle + row.middle.size())));
     }
     return escaped(what);
 }
@@ -84,7 +84,7 @@ CLI::Validator numberBetween(std::int64_t least, std::int64_t most) {
         const std::optional<double> number = numberIn(given);
         const bool fits =
             number && *number >= static_cast<double>(least) && *number <= static_cast<double>(most); // not for "nan"
-        return fits ? std::string() : phrase(Say::numberUnfit, {given, std::to_string(least), std::to_string(most)});
+        return fits ? std::string() : say("\"%s\" is not a number between %d and %d", given, least, most);
     };
     return CLI::Validator(look, "");
 }
@@ -100,14 +100,14 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error) {
     const std::vector<std::string> extras = app.remaining(true);
     std::string what = reworded(error);
     if (!extras.empty()) {
-        what = phrase(Say::unknownWord, {escaped(extras.front())});
+        what = say("\"%s\" is not understood", escaped(extras.front()));
         const std::string meant = nearest(extras.front(), namesFor(at, extras.front()));
-        if (!meant.empty()) return what + "; " + phrase(Say::didYouMean, {meant});
-        if (!verbs.empty()) return what + "; " + phrase(Say::verbsAre, {commandOf(at), joined(verbs)});
+        if (!meant.empty()) return what + didYouMean(meant);
+        if (!verbs.empty()) return what + "; " + say("\"%s\" accepts: %s", commandOf(at), joined(verbs));
     } else if (dynamic_cast<const CLI::RequiredError*>(&error) && !verbs.empty()) {
-        return phrase(Say::verbMissing, {commandOf(at), joined(verbs)});
+        return say("\"%s\" needs one of: %s", commandOf(at), joined(verbs));
     }
-    return what + "; " + phrase(Say::tryHelp, {commandOf(at)});
+    return what + "; " + say("run \"%s --help\" for details", commandOf(at));
 }
 
 } // namespace panelctl

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/nearest.h>
 
+#include <panelctl/say.h>
+
 #include <panelkit/format/ascii_case.h>
 
 #include <algorithm>
@@ -50,6 +52,10 @@ std::string nearest(const std::string& word, const std::vector<std::string>& can
         }
     }
     return best;
+}
+
+std::string didYouMean(const std::string& candidate) {
+    return candidate.empty() ? "" : "; " + say("did you mean \"%s\"?", candidate);
 }
 
 } // namespace panelctl

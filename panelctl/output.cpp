@@ -3,6 +3,7 @@
 
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/say.h>
 #include <panelctl/terminal.h>
 
 #include <panelkit/cli/cli_output.h>
@@ -17,8 +18,6 @@ namespace panelctl {
 
 namespace {
 
-constexpr const char* cannotWrite = "standard output can't be written";
-
 bool colours = false;
 
 const char* codeOf(Mood mood) {
@@ -31,6 +30,8 @@ const char* codeOf(Mood mood) {
     }
     return "";
 }
+
+[[noreturn]] void failToWrite() { throw CommandError(Exit::failed, say("standard output can't be written")); }
 
 std::string painted(const std::string& text, Mood mood) {
     return colours && mood != Mood::plain ? codeOf(mood) + text + "\033[0m" : text;
@@ -111,13 +112,13 @@ bool flushOutput() {
     errno = 0;
     if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
     if (readerLeft(errno)) return false;
-    throw CommandError(Exit::failed, cannotWrite);
+    failToWrite();
 }
 
 void printRaw(const std::string& bytes) {
     useBinaryOutput();
     if (std::fwrite(bytes.data(), 1, bytes.size(), stdout) != bytes.size() || std::fflush(stdout) != 0) {
-        throw CommandError(Exit::failed, cannotWrite);
+        failToWrite();
     }
 }
 

@@ -35,7 +35,7 @@ bool readLine(int descriptor, std::string& line) {
     return true;
 }
 
-// The prompt goes to the terminal whatever becomes of standard output.
+// The prompt goes to the terminal, wherever standard output goes.
 void printPrompt(const std::string& text) {
     std::string converted = text; // stays when there is no code page to convert to
     cli_sprintf(&converted, "%s", text.c_str());
@@ -43,13 +43,13 @@ void printPrompt(const std::string& text) {
     std::fflush(stderr);
 }
 
-Secret promptOnce(const std::string& question, Say what) {
+Secret promptOnce(const std::string& question, const std::string& what) {
     printPrompt(question);
     std::array<char, longestSecret> buffer{};
     const bool typed = passgets(buffer.data(), buffer.size()) != nullptr;
     std::string text = typed ? typedToUtf8(buffer.data()) : std::string();
     platform::wipe(buffer.data(), buffer.size());
-    if (!typed) throw CommandError(Exit::usage, phrase(Say::secretUnreadable, {panelctl::text(what), "terminal"}));
+    if (!typed) throw CommandError(Exit::usage, say("the %s can't be read from the terminal", what));
     return Secret(text);
 }
 
@@ -61,14 +61,13 @@ Secret::~Secret() { platform::wipe(text_); }
 
 Secret::Secret(Secret&& other) noexcept : text_(other.text_) { platform::wipe(other.text_); }
 
-SecretSource::SecretSource(CLI::App& verb, std::string name, Say what, Say question)
-    : name_(std::move(name)), what_(what), question_(question) {
-    verb.add_flag("--" + name_ + "-stdin", fromStandardInput_, phrase(Say::optionSecretStdin, {panelctl::text(what)}));
-    verb.add_option("--" + name_ + "-fd", descriptor_, phrase(Say::optionSecretFd, {panelctl::text(what)}))
+SecretSource::SecretSource(CLI::App& verb, std::string name, std::string what, SecretQuestion question)
+    : name_(std::move(name)), what_(std::move(what)), question_(question) {
+    verb.add_flag("--" + name_ + "-stdin", fromStandardInput_, say("Read the %s from a line of standard input", what_));
+    verb.add_option("--" + name_ + "-fd", descriptor_, say("Read the %s from this file descriptor", what_))
         ->type_name("FD")
         ->check(numberBetween(0, std::numeric_limits<int>::max()));
-    verb.add_option("--" + name_ + "-file", file_, phrase(Say::optionSecretFile, {panelctl::text(what)}))
-        ->type_name("FILE");
+    verb.add_option("--" + name_ + "-file", file_, say("Read the %s from this file", what_))->type_name("FILE");
 }
 
 int SecretSource::ways() const {
@@ -76,38 +75,45 @@ int SecretSource::ways() const {
 }
 
 Secret SecretSource::read(const std::string& ofWhat, bool asksTwice) const {
-    if (ways() > 1) throw CommandError(Exit::usage, phrase(Say::secretTwice, {panelctl::text(what_)}));
-    if (fromStandardInput_) return fromDescriptor(standardInput, "standard input");
-    if (descriptor_ >= 0) return fromDescriptor(descriptor_, "descriptor " + std::to_string(descriptor_));
+    if (ways() > 1) throw CommandError(Exit::usage, say("the %s is given in more than one way", what_));
+    if (fromStandardInput_) {
+        return fromDescriptor(standardInput, say("the %s can't be read from standard input", what_));
+    }
+    if (descriptor_ >= 0) {
+        return fromDescriptor(descriptor_, say("the %s can't be read from descriptor %d", what_, descriptor_));
+    }
     if (!file_.empty()) {
         OpenedFile file(file_);
-        return fromDescriptor(file.descriptor(), file_);
+        return fromDescriptor(file.descriptor(), say("the %s can't be read from %s", what_, file_));
     }
     if (!inputIsTerminal()) {
-        throw CommandError(Exit::usage, phrase(Say::secretMissing, {panelctl::text(what_), name_}));
+        throw CommandError(Exit::usage, say("the %1$s is missing and there is no terminal to ask for it; use "
+                                            "--%2$s-stdin, --%2$s-fd or --%2$s-file",
+                                            what_, name_));
     }
     return prompt(ofWhat, asksTwice);
 }
 
-Secret SecretSource::fromDescriptor(int descriptor, const std::string& from) const {
+Secret SecretSource::fromDescriptor(int descriptor, const std::string& whenUnreadable) const {
     std::string line;
     const bool read = readLine(descriptor, line);
     Secret secret(line);
-    if (!read) throw CommandError(Exit::badInput, phrase(Say::secretUnreadable, {panelctl::text(what_), from}));
-    if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
+    if (!read) throw CommandError(Exit::badInput, whenUnreadable);
+    if (secret.text().empty()) throw CommandError(Exit::badInput, say("the %s is empty", what_));
     if (secret.text().size() > longestSecret) {
-        throw CommandError(Exit::badInput,
-                           phrase(Say::secretTooLong, {panelctl::text(what_), std::to_string(longestSecret)}));
+        throw CommandError(Exit::badInput, say("the %s is longer than %d bytes", what_, longestSecret));
     }
     return secret;
 }
 
 Secret SecretSource::prompt(const std::string& ofWhat, bool asksTwice) const {
-    Secret secret = promptOnce(phrase(question_, {panelctl::text(what_), ofWhat}), what_);
-    if (secret.text().empty()) throw CommandError(Exit::badInput, phrase(Say::secretEmpty, {panelctl::text(what_)}));
+    Secret secret = promptOnce(say(question_, what_, ofWhat), what_);
+    if (secret.text().empty()) throw CommandError(Exit::badInput, say("the %s is empty", what_));
     if (asksTwice) {
-        const Secret again = promptOnce(panelctl::text(Say::promptAgain), what_);
-        if (again.text() != secret.text()) throw CommandError(Exit::badInput, panelctl::text(Say::secretsDiffer));
+        const Secret again = promptOnce(say("Repeat it: "), what_);
+        if (again.text() != secret.text()) {
+            throw CommandError(Exit::badInput, say("the two entries differ; nothing was changed"));
+        }
     }
     return secret;
 }

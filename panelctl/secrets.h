@@ -4,7 +4,7 @@
 // every user of the host could read.
 #pragma once
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <string>
 
@@ -29,13 +29,17 @@ private:
     std::string text_;
 };
 
+// Asks for a secret; is filled in with the secret's name, and with what it belongs to.
+using SecretQuestion = Loc::MarkedWording<'s', 's'>;
+
 // Where one secret of a verb comes from: its options --NAME-stdin, --NAME-fd and --NAME-file.
 class SecretSource {
 public:
-    // `name` is the option's prefix, "pin" for instance, `what` what people call it, `question` asks for it.
-    SecretSource(CLI::App& verb, std::string name, Say what, Say question = Say::promptSecret);
+    // `name` is the prefix of the options, "pin" for instance, `what` the name of the secret for people.
+    SecretSource(CLI::App& verb, std::string name, std::string what,
+                 SecretQuestion question = N_("%s of token \"%s\": "));
 
-    // Whether an option says where it comes from.
+    // Whether one of the options was given.
     bool isGiven() const { return ways() > 0; }
 
     // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
@@ -44,18 +48,18 @@ public:
 
 private:
     int ways() const;
-    Secret fromDescriptor(int descriptor, const std::string& from) const;
+    Secret fromDescriptor(int descriptor, const std::string& whenUnreadable) const;
     Secret prompt(const std::string& ofWhat, bool asksTwice) const;
 
     std::string name_;
-    Say what_;
-    Say question_;
+    std::string what_;
+    SecretQuestion question_;
     bool fromStandardInput_ = false;
     int descriptor_ = -1;
     std::string file_;
 };
 
-// Asks a question at the terminal and gives the line that was typed.
+// Asks a question at the terminal. Returns the line that was typed.
 std::string ask(const std::string& question);
 
 } // namespace panelctl

@@ -1,22 +1,23 @@
 // SPDX-License-Identifier: MIT
 //
-// What the verbs of panelctl have in common. A verb is a struct with its options as members:
+// What all verbs of panelctl use. A verb is a struct with its options as members:
 //
 //   struct TokenLogout {
 //       std::string token;
-//       void options(CLI::App& verb) { verb.add_option("token", token, text(Say::argumentToken)); }
-//       void run(const Context& context) { ... }
+//       void options(CLI::App& verb) { verb.add_option("token", token, say("Label, serial number or PKCS#11 URI of the
+//       token")); } void run(const Context& context) { ... }
 //   };
-//   addVerb<TokenLogout>(group, context, "logout", Say::verbTokenLogout);
+//   addVerb<TokenLogout>(group, context, "logout", say("Log the service out of a token"));
 //
-// run() throws CommandError for what goes wrong; replies that end early need no care of its own.
+// run() throws CommandError when something goes wrong; an incomplete reply is handled by the caller.
 #pragma once
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <CLI/CLI.hpp>
 
 #include <memory>
+#include <string>
 
 namespace panelctl {
 
@@ -26,8 +27,8 @@ struct Context {
 };
 
 template <class Verb>
-void addVerb(CLI::App& group, const Context& context, const char* name, Say description) {
-    CLI::App* const app = group.add_subcommand(name, text(description));
+void addVerb(CLI::App& group, const Context& context, const char* name, const std::string& description) {
+    CLI::App* const app = group.add_subcommand(name, description);
     auto verb = std::make_shared<Verb>();
     verb->options(*app);
     app->callback([verb, &context] { verb->run(context); });

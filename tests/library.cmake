@@ -38,10 +38,15 @@ panelkit_test(test_lparams SOURCES
     panelkit/lparams/translation_test.cpp)
 add_dependencies(test_lparams catalogues)
 
-# What is made from the library's texts and parameters is made from these.
+# Generated files are current, and every text is translated.
 add_test(NAME documents_are_current COMMAND panelkit_documents check ${PROJECT_SOURCE_DIR})
 set_tests_properties(documents_are_current PROPERTIES LABELS release)
 add_dependencies(release_tests panelkit_documents)
+add_test(NAME template_is_current COMMAND ${PANELKIT_EXTRACT_TEXTS} check)
+foreach(translation "ru.po;panelkit.pot" "panelctl.ru.po;panelctl.pot")
+    list(GET translation 0 po)
+    add_test(NAME complete_${po} COMMAND ${MSGCMP} ${translation} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}/po)
+endforeach()
 
 panelkit_test(test_tokens SOURCES
     panelkit/tokens/tokens_controller_test.cpp)

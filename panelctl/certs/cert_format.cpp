@@ -53,16 +53,16 @@ constexpr std::array usageNames = {
 struct StateRow {
     CertState state;
     const char* name; // for scripts
-    Say text;
+    Label text;
     Mood mood;
 };
 
 constexpr std::array states = {
-    StateRow{CertState::valid,       "valid",         Say::certValid,       Mood::good},
-    StateRow{CertState::notYetValid, "not-yet-valid", Say::certNotYetValid, Mood::warning},
-    StateRow{CertState::expired,     "expired",       Say::certExpired,     Mood::bad},
-    StateRow{CertState::revoked,     "revoked",       Say::certRevoked,     Mood::bad},
-    StateRow{CertState::unreadable,  "unreadable",    Say::certUnreadable,  Mood::bad},
+    StateRow{CertState::valid,       "valid",         N_("valid"),         Mood::good},
+    StateRow{CertState::notYetValid, "not-yet-valid", N_("not yet valid"), Mood::warning},
+    StateRow{CertState::expired,     "expired",       N_("expired"),       Mood::bad},
+    StateRow{CertState::revoked,     "revoked",       N_("revoked"),       Mood::bad},
+    StateRow{CertState::unreadable,  "unreadable",    N_("unreadable"),    Mood::bad},
 };
 // clang-format on
 
@@ -78,9 +78,8 @@ std::uint32_t usageBit(const std::string& name) {
     for (const NamedBit& row : usageNames) {
         if (name == row.name) return row.bit;
     }
-    const std::string meant = nearest(name, keyUsageNames(~0U));
-    const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
-    throw CommandError(Exit::usage, phrase(Say::badKeyUsage, {name}) + hint);
+    const std::string hint = didYouMean(nearest(name, keyUsageNames(~0U)));
+    throw CommandError(Exit::usage, say("\"%s\" is not a key usage", name) + hint);
 }
 
 struct Calendar {
@@ -179,7 +178,7 @@ std::uint64_t parsePeriod(const std::string& period) {
     for (const auto& [name, seconds] : units) {
         if (error == std::errc() && letter == name) return number * seconds;
     }
-    throw CommandError(Exit::usage, phrase(Say::badPeriod, {period}));
+    throw CommandError(Exit::usage, say("\"%s\" is not a period; write a number and h, d, w or y, as in 30d", period));
 }
 
 // ---- names
@@ -201,8 +200,8 @@ bool isReadable(const CertInfo& certificate) {
 
 std::string nameOf(const CertInfo& certificate) {
     if (!certificate.subject.empty()) return commonName(certificate.subject);
-    if (!isReadable(certificate)) return phrase(Say::fingerprintIs, {certificate.fingerprint.substr(0, 16)});
-    return phrase(Say::serialNumberIs, {certificate.serialNumber});
+    if (!isReadable(certificate)) return say("fingerprint %s", certificate.fingerprint.substr(0, 16));
+    return say("serial number %s", certificate.serialNumber);
 }
 
 std::string nameOf(const PKCS11::TokenInfo& token) {
@@ -249,7 +248,7 @@ std::uint32_t parseKeyUsage(const std::string& names) {
 Cell stateCell(const CertInfo& certificate) {
     const StateRow* const row = stateRow(certificate.state);
     if (!row) return {std::to_string(certificate.state), Mood::warning};
-    return {text(row->text), row->mood};
+    return {say(row->text), row->mood};
 }
 
 // ---- records as JSON

@@ -5,7 +5,7 @@
 #pragma once
 
 #include <panelctl/output.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/certs/cert_records.h>
 

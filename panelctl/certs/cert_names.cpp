@@ -104,23 +104,23 @@ std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& liste
         const std::vector<OnToken<Object>> found = those(listed, test);
         if (found.size() == 1) return found.front();
         if (found.empty()) continue;
-        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {name}), told(found, candidateLine));
+        failAmbiguous(name, told(found, candidateLine));
     }
     return std::nullopt;
 }
 
 std::string certificateLine(const Certificate& entry) {
-    return phrase(Say::certCandidate, {entry.object.fingerprint.substr(0, 16), escaped(entry.object.subject),
-                                       dateText(entry.object.notAfter), escaped(nameOf(entry.token))});
+    return say("  %s  %s, valid until %s, on token \"%s\"", entry.object.fingerprint.substr(0, 16),
+               escaped(entry.object.subject), dateText(entry.object.notAfter), escaped(nameOf(entry.token)));
 }
 
 std::string crlLine(const Crl& entry) {
-    return phrase(Say::crlCandidate, {entry.object.fingerprint.substr(0, 16), escaped(entry.object.issuer),
-                                      dateText(entry.object.thisUpdate), escaped(nameOf(entry.token))});
+    return say("  %s  %s, issued %s, on token \"%s\"", entry.object.fingerprint.substr(0, 16),
+               escaped(entry.object.issuer), dateText(entry.object.thisUpdate), escaped(nameOf(entry.token)));
 }
 
 std::string keyLine(const PresharedKey& entry) {
-    return phrase(Say::keyCandidate, {escaped(entry.object.name), escaped(nameOf(entry.token))});
+    return say("  \"%s\" on token \"%s\"", escaped(entry.object.name), escaped(nameOf(entry.token)));
 }
 
 // Pairs the two vectors of a listing, and leaves the token's own objects when one is named.
@@ -185,9 +185,28 @@ std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const Objec
 
 } // namespace
 
-void ObjectName::options(CLI::App& verb, const char* object, Say description) {
-    verb.add_option(object, name, text(description))->required();
-    verb.add_option("--token", token, text(Say::argumentToken));
+void failAmbiguous(const std::string& name, std::vector<std::string> candidates) {
+    throw CommandError(Exit::ambiguous,
+                       say("\"%s\" matches several; choose one by the first field of its line, or with --token:", name),
+                       std::move(candidates));
+}
+
+void ObjectName::options(CLI::App& verb, const char* object, const std::string& description) {
+    verb.add_option(object, name, description)->required();
+    verb.add_option("--token", token, say("Label, serial number or PKCS#11 URI of the token"));
+}
+
+void ObjectName::ofCertificate(CLI::App& verb) {
+    options(verb, "certificate",
+            say("The certificate: its label, subject or a part of it, serial number, fingerprint, or PKCS#11 URI"));
+}
+
+void addOnToken(CLI::App& verb, std::string& token) {
+    verb.add_option("--token", token, say("Only those on this token: label, serial number or PKCS#11 URI"));
+}
+
+void addToToken(CLI::App& verb, std::string& token) {
+    verb.add_option("--token", token, say("The token to store it on: label, serial number or PKCS#11 URI"));
 }
 
 std::unique_ptr<VpnCertsController> certsController(const Context& context) {
@@ -226,10 +245,15 @@ std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, cons
 
 Certificate findCertificate(VpnCertsController& controller, const ObjectName& name) {
     const auto listed = listCertificates(controller, vocabulary::CertSelector::all, name.token);
-    if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine))
+    if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine)) {
         return *found;
+    }
     const auto names = told(listed, [](const Certificate& entry) { return nameOf(entry.object); });
-    failUnknown(phrase(name.exactly ? Say::noCertOfExactName : Say::noSuchCert, {name.name}), name.name, names);
+    failUnknown(
+        name.exactly
+            ? say("there is no certificate with exactly the name \"%s\"; --yes requires the exact name", name.name)
+            : say("there is no certificate \"%s\"", name.name),
+        name.name, names);
 }
 
 Crl findCrl(VpnCertsController& controller, const ObjectName& name) {
@@ -240,7 +264,7 @@ Crl findCrl(VpnCertsController& controller, const ObjectName& name) {
     }
     if (const auto found = onlyOne(listed, tests, name.name, crlLine)) return *found;
     const auto names = told(listed, [](const Crl& entry) { return commonName(entry.object.issuer); });
-    failUnknown(phrase(Say::noSuchCrl, {name.name}), name.name, names);
+    failUnknown(say("there is no CRL of \"%s\"", name.name), name.name, names);
 }
 
 PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& name) {
@@ -249,7 +273,7 @@ PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& 
         [&](const PresharedKey& entry) { return entry.object.name == name.name; }};
     if (const auto found = onlyOne(listed, tests, name.name, keyLine)) return *found;
     const auto names = told(listed, [](const PresharedKey& entry) { return entry.object.name; });
-    failUnknown(phrase(Say::noSuchPresharedKey, {name.name}), name.name, names);
+    failUnknown(say("there is no preshared key \"%s\"", name.name), name.name, names);
 }
 
 std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, const std::string& name) {

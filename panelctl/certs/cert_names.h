@@ -11,7 +11,7 @@
 #pragma once
 
 #include <panelctl/exit_codes.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 #include <panelctl/tokens/names.h>
 
 #include <panelkit/certs/certs_controller.h>
@@ -40,11 +40,19 @@ struct OnToken {
 struct ObjectName {
     std::string name;
     std::string token;
-    bool exactly = false; // a part of the subject does not do
+    bool exactly = false; // a part of the subject is not enough
 
-    // The argument, `object`, and --token.
-    void options(CLI::App& verb, const char* object, Say description);
+    // Adds the argument, called `object`, and --token to a verb.
+    void options(CLI::App& verb, const char* object, const std::string& description);
+    void ofCertificate(CLI::App& verb);
 };
+
+// Ends the verb: several objects have that name. Each candidate is a line that begins with what tells it apart.
+[[noreturn]] void failAmbiguous(const std::string& name, std::vector<std::string> candidates);
+
+// Adds --token to a verb: the token whose objects are listed, and the token that receives an object.
+void addOnToken(CLI::App& verb, std::string& token);
+void addToToken(CLI::App& verb, std::string& token);
 
 // Draws dots while the service works where a person looks on, and nothing where the output is read by a program.
 std::unique_ptr<VpnCertsController> certsController(const Context& context);
@@ -78,7 +86,7 @@ void requireStillThere(const OnToken<Object>& found, const std::vector<OnToken<O
     for (const OnToken<Object>& entry : now) {
         if (sameObject(entry.object, found.object) && sameToken(entry.token, found.token)) return;
     }
-    throw CommandError(Exit::notFound, phrase(Say::objectGone, {name}));
+    throw CommandError(Exit::notFound, say("\"%s\" is no longer there; nothing was done", name));
 }
 
 // The label of a certificate's object on its token; empty when it has none.

@@ -4,6 +4,8 @@
 // are answered before one gets there.
 #include <panelctl/certs/cert_outcomes.h>
 
+#include <panelctl/say.h>
+
 namespace panelctl {
 
 using vocabulary::ExportCert;
@@ -14,97 +16,113 @@ using vocabulary::ParseResult;
 
 namespace {
 
-constexpr Outcome unknown{Exit::refused, Say::resultUnknown}; // a newer service knows more results
+struct Outcome {
+    Exit code = Exit::ok;
+    std::string why;
+};
+
+// ---- what several operations have in common
+
+template <class ServiceResult>
+Outcome unknown(ServiceResult result) { // a newer service knows more results
+    return {Exit::refused, say("the service answered with result %d, which this panelctl does not know",
+                               static_cast<std::uint32_t>(result))};
+}
+
+// clang-format off
+Outcome refusedByToken(const Answered& about) { return {Exit::refused, say("token \"%s\" refused \"%s\"", about.token, about.object)}; }
+Outcome itemGone(const Answered& about) { return {Exit::notFound, say("the service no longer has the file that \"%s\" is in; import it again", about.object)}; }
+Outcome needsLogin(const Answered& about) { return {Exit::notLoggedIn, say("token \"%s\" needs a log-in: use \"panelctl token login\"", about.token)}; }
+Outcome tokenFull(const Answered& about) { return {Exit::tokenFull, say("token \"%s\" is full", about.token)}; }
+Outcome tokenGone(const Answered& about) { return {Exit::notFound, say("token \"%s\" is no longer there", about.token)}; }
+Outcome writeProtected(const Answered& about) { return {Exit::writeProtected, say("token \"%s\" is write-protected", about.token)}; }
+
+// ---- result by result
+
+Outcome outcomeOf(ParseResult result, const Answered& about) {
+    switch (result) {
+    case ParseResult::parsed:        return {};
+    case ParseResult::unknownFormat: return {Exit::badInput, say("%s is neither a certificate nor a CRL in a format that the service knows", about.object)};
+    case ParseResult::passwordWrong: return {Exit::wrongPassword, say("the password of %s is wrong or missing", about.object)};
+    case ParseResult::nothingUsable: return {Exit::badInput, say("%s holds neither a certificate nor a CRL", about.object)};
+    case ParseResult::tooCostly:     return {Exit::tooLarge, say("%s is refused: opening it would take too long, or it holds too many objects", about.object)};
+    }
+    return unknown(result);
+}
+
+Outcome outcomeOf(ImportCert result, const Answered& about) {
+    switch (result) {
+    case ImportCert::imported:       return {};
+    case ImportCert::refusedByToken: return refusedByToken(about);
+    case ImportCert::noSuchItem:     return itemGone(about);
+    case ImportCert::alreadyThere:   return {Exit::alreadyThere, say("certificate \"%s\" is already on token \"%s\"", about.object, about.token)};
+    case ImportCert::notLoggedIn:    return {Exit::notLoggedIn, say("token \"%s\" needs a log-in: use \"panelctl token login\", or give its PIN with --pin-stdin, --pin-fd or --pin-file", about.token)};
+    case ImportCert::wrongPin:       return {Exit::wrongPin, say("the PIN is wrong for token \"%s\"", about.token)};
+    case ImportCert::tokenFull:      return tokenFull(about);
+    case ImportCert::modeUnfit:      return {Exit::badInput, say("\"%s\" can't be imported this way: the file does not have what was asked for, or its private key is damaged", about.object)};
+    case ImportCert::noSuchToken:    return tokenGone(about);
+    case ImportCert::writeProtected: return writeProtected(about);
+    case ImportCert::notSupported:   return {Exit::notSupported, say("token \"%s\" does not support keys like that of \"%s\"", about.token, about.object)};
+    case ImportCert::pinLocked:      return {Exit::pinLocked, say("the PIN of token \"%s\" is locked", about.token)};
+    }
+    return unknown(result);
+}
+
+Outcome outcomeOf(ImportCrl result, const Answered& about) {
+    switch (result) {
+    case ImportCrl::imported:         return {};
+    case ImportCrl::refusedByToken:   return refusedByToken(about);
+    case ImportCrl::noSuchItem:       return itemGone(about);
+    case ImportCrl::alreadyThere:     return {Exit::alreadyThere, say("the CRL of \"%s\" is already on token \"%s\"", about.object, about.token)};
+    case ImportCrl::olderThanPresent: return {Exit::alreadyThere, say("token \"%s\" already has a newer CRL of \"%s\"", about.token, about.object)};
+    case ImportCrl::signatureWrong:   return {Exit::notVerified, say("the CRL is not signed by \"%s\"", about.object)};
+    case ImportCrl::notLoggedIn:      return needsLogin(about);
+    case ImportCrl::tokenFull:        return tokenFull(about);
+    case ImportCrl::noSuchToken:      return tokenGone(about);
+    case ImportCrl::writeProtected:   return writeProtected(about);
+    }
+    return unknown(result);
+}
+
+Outcome outcomeOf(ExportCert result, const Answered& about) {
+    switch (result) {
+    case ExportCert::exported:          return {};
+    case ExportCert::noSuchCertificate: return {Exit::notFound, say("certificate \"%s\" is no longer on token \"%s\"", about.object, about.token)};
+    case ExportCert::formatUnfit:       return {Exit::badInput, say("certificate \"%s\" can't be written in this format", about.object)};
+    case ExportCert::keyNotExtractable: return {Exit::keyStays, say("token \"%s\" does not allow the private key of \"%s\" to be exported", about.token, about.object)};
+    case ExportCert::passwordUnfit:     return {Exit::badInput, say("the password can't be used to export \"%s\"", about.object)};
+    case ExportCert::notLoggedIn:       return needsLogin(about);
+    }
+    return unknown(result);
+}
+
+Outcome outcomeOf(MakeRequest result, const Answered& about) {
+    switch (result) {
+    case MakeRequest::made:           return {};
+    case MakeRequest::refusedByToken: return refusedByToken(about);
+    case MakeRequest::keyUnfit:       return {Exit::badInput, say("token \"%s\" can't make or use such a key", about.token)};
+    case MakeRequest::subjectUnfit:   return {Exit::badInput, say("the request needs a name that X.509 allows")};
+    case MakeRequest::notLoggedIn:    return needsLogin(about);
+    case MakeRequest::noSuchKey:      return {Exit::notFound, say("there is no key pair \"%s\" on token \"%s\"", about.object, about.token)};
+    case MakeRequest::tokenFull:      return tokenFull(about);
+    case MakeRequest::noSuchToken:    return tokenGone(about);
+    }
+    return unknown(result);
+}
+// clang-format on
 
 template <class ServiceResult, class LibraryResult>
 CommandError explained(LibraryResult result, const Answered& answered) {
     if (result == LibraryResult::notCarriedOut) return lastFailureError();
-    const Outcome outcome = outcomeOf(static_cast<ServiceResult>(result));
-    std::string line = outcome.why == Say::resultUnknown
-                           ? phrase(outcome.why, {std::to_string(static_cast<std::uint32_t>(result))})
-                           : phrase(outcome.why, {answered.object, answered.token});
-    if (!answered.reason.empty()) line += ": " + std::string(answered.reason);
-    return {outcome.code, line};
+    const auto [code, why] = outcomeOf(static_cast<ServiceResult>(result), answered);
+    return {code, answered.reason.empty() ? why : why + ": " + std::string(answered.reason)};
 }
 
 } // namespace
 
-// clang-format off
-Outcome outcomeOf(ParseResult result) {
-    switch (result) {
-    case ParseResult::parsed:        return {};
-    case ParseResult::unknownFormat: return {Exit::badInput,      Say::fileUnknownFormat};
-    case ParseResult::passwordWrong: return {Exit::wrongPassword, Say::filePasswordWrong};
-    case ParseResult::nothingUsable: return {Exit::badInput,      Say::fileNothingUsable};
-    case ParseResult::tooCostly:     return {Exit::tooLarge,      Say::fileTooCostly};
-    }
-    return unknown;
-}
-
-Outcome outcomeOf(ImportCert result) {
-    switch (result) {
-    case ImportCert::imported:       return {};
-    case ImportCert::refusedByToken: return {Exit::refused,        Say::objectRefused};
-    case ImportCert::noSuchItem:     return {Exit::notFound,       Say::itemGone};
-    case ImportCert::alreadyThere:   return {Exit::alreadyThere,   Say::certAlreadyThere};
-    case ImportCert::notLoggedIn:    return {Exit::notLoggedIn,    Say::importNeedsLogin};
-    case ImportCert::wrongPin:       return {Exit::wrongPin,       Say::importWrongPin};
-    case ImportCert::tokenFull:      return {Exit::tokenFull,      Say::tokenIsFull};
-    case ImportCert::modeUnfit:      return {Exit::badInput,       Say::importModeUnfit};
-    case ImportCert::noSuchToken:    return {Exit::notFound,       Say::tokenIsGone};
-    case ImportCert::writeProtected: return {Exit::writeProtected, Say::tokenWriteProtected};
-    case ImportCert::notSupported:   return {Exit::notSupported,   Say::keyNotSupported};
-    case ImportCert::pinLocked:      return {Exit::pinLocked,      Say::importPinLocked};
-    }
-    return unknown;
-}
-
-Outcome outcomeOf(ImportCrl result) {
-    switch (result) {
-    case ImportCrl::imported:         return {};
-    case ImportCrl::refusedByToken:   return {Exit::refused,        Say::objectRefused};
-    case ImportCrl::noSuchItem:       return {Exit::notFound,       Say::itemGone};
-    case ImportCrl::alreadyThere:     return {Exit::alreadyThere,   Say::crlAlreadyThere};
-    case ImportCrl::olderThanPresent: return {Exit::alreadyThere,   Say::crlOlder};
-    case ImportCrl::signatureWrong:   return {Exit::notVerified,    Say::crlSignatureWrong};
-    case ImportCrl::notLoggedIn:      return {Exit::notLoggedIn,    Say::tokenNeedsLogin};
-    case ImportCrl::tokenFull:        return {Exit::tokenFull,      Say::tokenIsFull};
-    case ImportCrl::noSuchToken:      return {Exit::notFound,       Say::tokenIsGone};
-    case ImportCrl::writeProtected:   return {Exit::writeProtected, Say::tokenWriteProtected};
-    }
-    return unknown;
-}
-
-Outcome outcomeOf(ExportCert result) {
-    switch (result) {
-    case ExportCert::exported:          return {};
-    case ExportCert::noSuchCertificate: return {Exit::notFound,    Say::certGone};
-    case ExportCert::formatUnfit:       return {Exit::badInput,    Say::exportFormatUnfit};
-    case ExportCert::keyNotExtractable: return {Exit::keyStays,    Say::exportKeyStays};
-    case ExportCert::passwordUnfit:     return {Exit::badInput,    Say::exportPasswordUnfit};
-    case ExportCert::notLoggedIn:       return {Exit::notLoggedIn, Say::tokenNeedsLogin};
-    }
-    return unknown;
-}
-
-Outcome outcomeOf(MakeRequest result) {
-    switch (result) {
-    case MakeRequest::made:           return {};
-    case MakeRequest::refusedByToken: return {Exit::refused,     Say::objectRefused};
-    case MakeRequest::keyUnfit:       return {Exit::badInput,    Say::requestKeyUnfit};
-    case MakeRequest::subjectUnfit:   return {Exit::badInput,    Say::requestSubjectUnfit};
-    case MakeRequest::notLoggedIn:    return {Exit::notLoggedIn, Say::tokenNeedsLogin};
-    case MakeRequest::noSuchKey:      return {Exit::notFound,    Say::requestNoSuchKey};
-    case MakeRequest::tokenFull:      return {Exit::tokenFull,   Say::tokenIsFull};
-    case MakeRequest::noSuchToken:    return {Exit::notFound,    Say::tokenIsGone};
-    }
-    return unknown;
-}
-// clang-format on
-
 CommandError errorOf(ParseCertFileResult result, const Answered& answered) {
     if (result == ParseCertFileResult::fileUnreadable) {
-        return {Exit::badInput, phrase(Say::fileUnreadable, {answered.object})};
+        return {Exit::badInput, say("%s can't be read", answered.object)};
     }
     return explained<ParseResult>(result, answered);
 }

@@ -97,7 +97,8 @@ public:
             info.digest = *digest;
             return;
         }
-        throw CommandError(Exit::badInput, phrase(Say::keyNotOffered, {key_.empty() ? "-" : key_, onOffer(choices)}));
+        throw CommandError(Exit::badInput, say("the token can't make a key \"%s\" for a request; it offers %s",
+                                               key_.empty() ? "-" : key_, onOffer(choices)));
     }
 
 private:
@@ -128,7 +129,7 @@ private:
     [[noreturn]] void failDigest(const CertRequestKeyInfo& choice) const {
         std::string list;
         for (const std::uint32_t digest : choice.digests) list += (list.empty() ? "" : ", ") + digestName(digest);
-        throw CommandError(Exit::badInput, phrase(Say::digestNotOffered, {digest_, list}));
+        throw CommandError(Exit::badInput, say("the token can't sign a request with %s; it offers %s", digest_, list));
     }
 
     const std::string key_, digest_;
@@ -142,28 +143,35 @@ struct CertRequest {
     bool listKeys = false, der = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("--token", token, text(Say::argumentToken));
-        verb.add_flag("--list-keys", listKeys, text(Say::optionListKeys));
-        verb.add_option("--cn", info.commonName, text(Say::optionCommonName));
-        verb.add_option("--ou", info.organizationalUnit, text(Say::optionUnit));
-        verb.add_option("--o", info.organization, text(Say::optionOrganization));
-        verb.add_option("--l", info.locality, text(Say::optionLocality));
-        verb.add_option("--st", info.stateOrProvince, text(Say::optionState));
-        verb.add_option("--c", info.country, text(Say::optionCountry));
-        verb.add_option("--san", alternativeNames, text(Say::optionAlternativeName))
+        verb.add_option("--token", token, say("Label, serial number or PKCS#11 URI of the token"));
+        verb.add_flag("--list-keys", listKeys, say("List the keys that the token can make for a request"));
+        verb.add_option("--cn", info.commonName, say("Common name"));
+        verb.add_option("--ou", info.organizationalUnit, say("Organizational unit"));
+        verb.add_option("--o", info.organization, say("Organization"));
+        verb.add_option("--l", info.locality, say("Locality"));
+        verb.add_option("--st", info.stateOrProvince, say("State or province"));
+        verb.add_option("--c", info.country, say("Country, two letters"));
+        verb.add_option(
+                "--san", alternativeNames,
+                say("Alternative name such as DNS:gate.example, IP:192.0.2.1 or email:a@b.example; can be repeated"))
             ->type_name("TYPE:NAME")
             ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
             ->allow_extra_args(false);
-        verb.add_option("--usage", usage, text(Say::optionKeyUsage))->type_name("NAME,...");
-        verb.add_option("--key", key, text(Say::optionKeyType))->type_name("TYPE[:BITS]");
-        verb.add_option("--digest", digest, text(Say::optionDigest))
+        verb.add_option("--usage", usage,
+                        say("Key usages to request, such as digitalSignature,keyEncipherment,ipsecIKE"))
+            ->type_name("NAME,...");
+        verb.add_option("--key", key, say("Type and size of the key, such as rsa:3072 or ec:256"))
+            ->type_name("TYPE[:BITS]");
+        verb.add_option("--digest", digest, say("Digest for the signature of the request"))
             ->check(CLI::IsMember({"sha256", "sha384", "sha512"}).description(""))
             ->type_name("sha256|sha384|sha512");
-        CLI::Option* const label = verb.add_option("--label", info.keyLabel, text(Say::optionKeyLabel));
-        verb.add_option("--existing-key", existingKey, text(Say::optionExistingKey))
+        CLI::Option* const label =
+            verb.add_option("--label", info.keyLabel, say("Label of the new key pair (default: the common name)"));
+        verb.add_option("--existing-key", existingKey,
+                        say("Sign with the existing key pair of this label instead of making a new one"))
             ->type_name("LABEL")
             ->excludes(label);
-        verb.add_flag("--der", der, text(Say::optionDer));
+        verb.add_flag("--der", der, say("Write DER instead of PEM"));
         destination.options(verb);
     }
 
@@ -204,17 +212,19 @@ private:
         try {
             destination.write(content);
         } catch (const CommandError& error) { // the request is lost, its key is not
-            throw CommandError(error.code, error.what(),
-                               {phrase(Say::requestKeyStays, {wanted.keyLabel, nameOf(target)})});
+            throw CommandError(
+                error.code, error.what(),
+                {say("the key pair \"%s\" stays on token \"%s\": use --existing-key to make the request again",
+                     wanted.keyLabel, nameOf(target))});
         }
         if (destination.file.empty()) return;
-        printLine(
-            phrase(Say::requestMade, {escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))}));
+        printLine(say("The request is written to %s; its key pair \"%s\" is on token \"%s\".",
+                      escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))));
     }
 
     static void list(const Context& context, const std::vector<CertRequestKeyInfo>& choices) {
         auto all = nlohmann::ordered_json::array();
-        Table table({text(Say::headingKey), text(Say::headingDigests)});
+        Table table({say("KEY"), say("DIGESTS")});
         for (const CertRequestKeyInfo& choice : choices) {
             auto names = nlohmann::ordered_json::array();
             std::string joined;
@@ -227,7 +237,7 @@ private:
             for (const std::uint32_t bits : choice.keyBits) table.add({{keyName(choice.keyType, bits)}, {joined}});
         }
         if (context.json) return printJson(all);
-        if (choices.empty()) return printNote(text(Say::noKeyChoices));
+        if (choices.empty()) return printNote(say("The token can't make keys for requests."));
         table.print();
     }
 };
@@ -235,7 +245,7 @@ private:
 } // namespace
 
 void addCertRequestVerbs(CLI::App& group, const Context& context) {
-    addVerb<CertRequest>(group, context, "request", Say::verbCertRequest);
+    addVerb<CertRequest>(group, context, "request", say("Make a certificate request, with a key pair on a token"));
 }
 
 } // namespace panelctl

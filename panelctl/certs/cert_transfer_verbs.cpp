@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert import, export, delete: what brings certificates onto tokens and away from them.
+// panelctl cert import, export, delete: the verbs that move certificates to and from tokens.
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
@@ -38,15 +38,18 @@ struct CertImportVerb {
     bool listOnly = false, withoutKey = false, withoutChain = false, extractable = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", path, text(Say::argumentImportFile))->required();
-        verb.add_option("--token", token, text(Say::optionToToken));
-        verb.add_option("--only", only, text(Say::optionOnly))->type_name("NAME");
-        verb.add_flag("--list", listOnly, text(Say::optionListFile));
-        verb.add_flag("--no-key", withoutKey, text(Say::optionNoKey));
-        verb.add_flag("--no-chain", withoutChain, text(Say::optionNoChain));
-        verb.add_flag("--extractable", extractable, text(Say::optionExtractable));
-        password.emplace(verb, "password", Say::secretPassword, Say::promptSecretOfFile);
-        pin.emplace(verb, "pin", Say::secretPin);
+        verb.add_option("file", path, say("File: PEM, DER, PKCS#7 or PKCS#12"))->required();
+        addToToken(verb, token);
+        verb.add_option(
+                "--only", only,
+                say("Only this certificate of the file: its subject or a part of it, serial number, or fingerprint"))
+            ->type_name("NAME");
+        verb.add_flag("--list", listOnly, say("Show what is in the file, without importing anything"));
+        verb.add_flag("--no-key", withoutKey, say("Do not import private keys"));
+        verb.add_flag("--no-chain", withoutChain, say("Do not import the authorities of the certificate's chain"));
+        verb.add_flag("--extractable", extractable, say("Allow the private key to be exported from the token later"));
+        password.emplace(verb, "password", say("password"), questionForFile);
+        pin.emplace(verb, "pin", say("PIN"));
     }
 
     void run(const Context& context) const {
@@ -60,7 +63,11 @@ struct CertImportVerb {
             importOne(*controller, file, place, secret ? secret->text().c_str() : nullptr, imports);
         }
         imports.finish();
-        if (!file.crls.empty()) printNote(phrase(Say::fileHasCrls, {std::to_string(file.crls.size()), escaped(path)}));
+        if (!file.crls.empty()) {
+            printNote(sayPlural("%s also holds %d CRL: \"panelctl crl import\" imports it.",
+                                "%s also holds %d CRLs: \"panelctl crl import\" imports them.", file.crls.size(),
+                                escaped(path), file.crls.size()));
+        }
     }
 
 private:
@@ -72,8 +79,10 @@ private:
         std::vector<std::size_t> places = placesOf(certificates, only);
         if (!only.empty() && places.size() > 1) failAmbiguous(certificates, places);
         if (places.empty()) {
-            throw CommandError(Exit::notFound, only.empty() ? phrase(Say::fileHasOnlyCrls, {path})
-                                                            : phrase(Say::fileHasNoSuch, {path, only}));
+            throw CommandError(Exit::notFound,
+                               only.empty()
+                                   ? say("%s holds no certificate; \"panelctl crl import\" imports its CRLs", path)
+                                   : say("%s holds no certificate \"%s\"", path, only));
         }
         if (only.empty() && !withoutKey && anyKey(file)) {
             std::erase_if(places, [&](std::size_t at) { return !hasKey(file.certificates[at]); });
@@ -90,10 +99,9 @@ private:
                                     const std::vector<std::size_t>& places) const {
         std::vector<std::string> lines(places.size());
         std::transform(places.begin(), places.end(), lines.begin(), [&](std::size_t at) {
-            return phrase(Say::fileCandidate,
-                          {certificates[at].fingerprint.substr(0, 16), escaped(certificates[at].subject)});
+            return "  " + certificates[at].fingerprint.substr(0, 16) + "  " + escaped(certificates[at].subject);
         });
-        throw CommandError(Exit::ambiguous, phrase(Say::ambiguousObject, {only}), std::move(lines));
+        panelctl::failAmbiguous(only, std::move(lines));
     }
 
     // The chain goes along with a certificate that is meant; where all are, its members come by themselves.
@@ -128,14 +136,17 @@ private:
         if (result != static_cast<ImportCertResult>(ImportCert::imported)) {
             error = errorOf(result, {name, nameOf(target)});
         }
-        const Say said = mode == CertImport::withChain ? Say::certImportedWithChain : Say::certImported;
-        imports.add(toJson(option.certificate, target), phrase(said, {escaped(name), escaped(nameOf(target))}), error);
+        const std::string shown = escaped(name), on = escaped(nameOf(target));
+        const std::string line =
+            mode == CertImport::withChain
+                ? say("Certificate \"%s\" is imported to token \"%s\", with the authorities of its chain.", shown, on)
+                : say("Certificate \"%s\" is imported to token \"%s\".", shown, on);
+        imports.add(toJson(option.certificate, target), line, error);
     }
 
     static void list(const Context& context, const ParsedFile& file) {
         auto all = nlohmann::ordered_json::array();
-        Table table({text(Say::headingCertName), text(Say::headingIssuer), text(Say::headingCertSerial),
-                     text(Say::headingExpires), text(Say::headingDays), text(Say::headingKey)});
+        Table table({say("NAME"), say("ISSUER"), say("SERIAL"), say("EXPIRES"), say("DAYS"), say("KEY")});
         for (const auto& [certificate, modes, keyTokens] : file.certificates) {
             all.push_back(toJson(certificate, TokenInfo{}));
             all.back().erase("token");
@@ -144,11 +155,11 @@ private:
                        {certificate.serialNumber},
                        {dateText(certificate.notAfter)},
                        daysLeftCell(certificate.notAfter),
-                       {certificate.hasPrivateKey ? text(Say::keyPresent) : ""}});
+                       {certificate.hasPrivateKey ? say("present") : ""}});
         }
         if (context.json) return printJson(all);
         table.print();
-        for (const CRLInfo& crl : file.crls) printLine(phrase(Say::fileHoldsCrl, {escaped(crl.issuer)}));
+        for (const CRLInfo& crl : file.crls) printLine(say("and a CRL of %s", escaped(crl.issuer)));
     }
 };
 
@@ -162,14 +173,14 @@ struct CertExportVerb {
     bool withChain = false, withKey = false;
 
     void options(CLI::App& verb) {
-        name.options(verb, "certificate", Say::argumentCert);
-        verb.add_option("--format", formatName, text(Say::optionExportFormat))
+        name.ofCertificate(verb);
+        verb.add_option("--format", formatName, say("Format (default: pem, or pkcs12 with --key)"))
             ->check(CLI::IsMember({"pem", "der", "pkcs7", "pkcs7-der", "pkcs12"}).description(""))
             ->type_name("pem|der|pkcs7|pkcs7-der|pkcs12");
-        verb.add_flag("--chain", withChain, text(Say::optionExportChain));
-        verb.add_flag("--key", withKey, text(Say::optionExportKey));
+        verb.add_flag("--chain", withChain, say("Include the certificates of its chain (all formats except der)"));
+        verb.add_flag("--key", withKey, say("Include its private key (pkcs12)"));
         destination.options(verb);
-        password.emplace(verb, "password", Say::secretNewPassword, Say::promptSecretOfCert);
+        password.emplace(verb, "password", say("new password"), SecretQuestion(N_("%s for certificate \"%s\": ")));
     }
 
     void run(const Context& context) const {
@@ -189,7 +200,9 @@ struct CertExportVerb {
             throw errorOf(result, {nameOf(found.object), nameOf(found.token), content});
         }
         destination.write(content);
-        if (!destination.file.empty()) printLine(phrase(Say::certExported, {shown, escaped(destination.file)}));
+        if (!destination.file.empty()) {
+            printLine(say("Certificate \"%s\" is written to %s.", shown, escaped(destination.file)));
+        }
     }
 
 private:
@@ -211,8 +224,8 @@ struct CertDelete {
     bool yes = false;
 
     void options(CLI::App& verb) {
-        name.options(verb, "certificate", Say::argumentCert);
-        verb.add_flag("--yes", yes, text(Say::optionYes));
+        name.ofCertificate(verb);
+        addYes(verb, yes);
     }
 
     void run(const Context& context) const {
@@ -224,22 +237,29 @@ struct CertDelete {
         confirmDeletion(warning(found), label.empty() ? nameOf(found.object) : label, yes);
         requireStillThere(found, listCertificates(*controller, vocabulary::CertSelector::all), nameOf(found.object));
         if (!controller->DeleteCertificate(found.token, found.object)) throw lastFailureError();
-        printLine(phrase(Say::certDeleted, {escaped(nameOf(found.object)), escaped(nameOf(found.token))}));
+        printLine(say("Certificate \"%s\" is deleted from token \"%s\".", escaped(nameOf(found.object)),
+                      escaped(nameOf(found.token))));
     }
 
 private:
     static std::string warning(const Certificate& found) {
-        const Say what = found.object.hasPrivateKey ? Say::certDeleteKeyWarning : Say::certDeleteWarning;
-        return phrase(what, {found.object.subject, found.object.serialNumber, nameOf(found.token)});
+        const std::string& subject = found.object.subject;
+        const std::string& number = found.object.serialNumber;
+        return found.object.hasPrivateKey ? say("Certificate %s (serial number %s) will be deleted from token \"%s\"; "
+                                                "its private key stays there.",
+                                                subject, number, nameOf(found.token))
+                                          : say("Certificate %s (serial number %s) will be deleted from token \"%s\".",
+                                                subject, number, nameOf(found.token));
     }
 };
 
 } // namespace
 
 void addCertTransferVerbs(CLI::App& group, const Context& context) {
-    addVerb<CertImportVerb>(group, context, "import", Say::verbCertImport);
-    addVerb<CertExportVerb>(group, context, "export", Say::verbCertExport);
-    addVerb<CertDelete>(group, context, "delete", Say::verbCertDelete);
+    addVerb<CertImportVerb>(group, context, "import",
+                            say("Import certificates from a file, with their private keys if there are any"));
+    addVerb<CertExportVerb>(group, context, "export", say("Write a certificate to a file or to standard output"));
+    addVerb<CertDelete>(group, context, "delete", say("Delete a certificate from its token; its private key stays"));
 }
 
 } // namespace panelctl

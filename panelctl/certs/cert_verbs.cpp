@@ -26,7 +26,7 @@ nlohmann::ordered_json listJson(const std::vector<Certificate>& certificates) {
 
 Cell keyCell(const CertInfo& certificate) {
     if (!certificate.hasPrivateKey) return {"", Mood::plain};
-    return {text(Say::keyPresent), Mood::good};
+    return {say("present"), Mood::good};
 }
 
 struct CertList {
@@ -34,12 +34,21 @@ struct CertList {
     bool withKey = false, authorities = false, others = false, expired = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("--token", token, text(Say::optionOnToken));
-        CLI::Option* const key = verb.add_flag("--with-key", withKey, text(Say::optionWithKey));
-        CLI::Option* const ca = verb.add_flag("--ca", authorities, text(Say::optionAuthorities))->excludes(key);
-        verb.add_flag("--others", others, text(Say::optionOthers))->excludes(key)->excludes(ca);
-        CLI::Option* const ended = verb.add_flag("--expired", expired, text(Say::optionExpired));
-        verb.add_option("--expiring", expiring, text(Say::optionExpiring))->type_name("PERIOD")->excludes(ended);
+        addOnToken(verb, token);
+        CLI::Option* const key =
+            verb.add_flag("--with-key", withKey, say("Only those whose private key is on the token"));
+        CLI::Option* const ca =
+            verb.add_flag("--ca", authorities, say("Only certificates of authorities (CAs)"))->excludes(key);
+        verb.add_flag("--others", others,
+                      say("Only those that have no private key here and do not belong to an authority"))
+            ->excludes(key)
+            ->excludes(ca);
+        CLI::Option* const ended = verb.add_flag("--expired", expired, say("Only those that have expired"));
+        verb.add_option("--expiring", expiring,
+                        say("Only those that expire within a period such as 30d (h, d, w, y) or have expired; exit "
+                            "code 61 if there are any"))
+            ->type_name("PERIOD")
+            ->excludes(ended);
     }
 
     void run(const Context& context) const {
@@ -50,12 +59,15 @@ struct CertList {
         if (context.json) {
             printJson(listJson(listed));
         } else if (listed.empty()) {
-            printNote(text(expiring.empty() ? Say::noCerts : Say::noneExpires));
+            printNote(expiring.empty() ? say("There are no such certificates.")
+                                       : say("No certificate expires within that time."));
         } else {
             print(listed);
         }
         if (!expiring.empty() && !listed.empty()) {
-            throw CommandError(Exit::expiring, phrase(Say::someExpire, {std::to_string(listed.size()), expiring}));
+            throw CommandError(Exit::expiring, sayPlural("%d certificate expires within %s or has expired",
+                                                         "%d certificates expire within %s or have expired",
+                                                         listed.size(), listed.size(), expiring));
         }
     }
 
@@ -73,9 +85,8 @@ private:
     }
 
     static void print(const std::vector<Certificate>& listed) {
-        Table table({text(Say::headingCertName), text(Say::headingIssuer), text(Say::headingCertSerial),
-                     text(Say::headingExpires), text(Say::headingDays), text(Say::headingKey), text(Say::headingToken),
-                     text(Say::headingCertState)});
+        Table table({say("NAME"), say("ISSUER"), say("SERIAL"), say("EXPIRES"), say("DAYS"), say("KEY"), say("TOKEN"),
+                     say("STATE")});
         for (const Certificate& entry : listed) {
             table.add({{nameOf(entry.object)},
                        {commonName(entry.object.issuer)},
@@ -94,14 +105,12 @@ private:
 
 // Whether its private key is there, and what may be done with it.
 std::string privateKeyText(const CertInfo& certificate) {
-    if (!certificate.hasPrivateKey) return text(Say::keyAbsent);
+    if (!certificate.hasPrivateKey) return say("not on the token");
     const bool leaves = (certificate.flags & vocabulary::certFlag::keyExtractable) != 0;
-    return text(leaves ? Say::keyOnTokenLeaves : Say::keyOnTokenStays);
+    return leaves ? say("on the token, can be exported") : say("on the token, can't be exported");
 }
 
-std::string withDaysLeft(std::uint64_t until) {
-    return phrase(Say::timeWithDays, {timeText(until), std::to_string(daysLeft(until))});
-}
+std::string withDaysLeft(std::uint64_t until) { return say("%s (days left: %d)", timeText(until), daysLeft(until)); }
 
 std::string bytesFromHex(const std::string& digits) {
     std::string bytes;
@@ -116,8 +125,8 @@ struct CertShow {
     bool whole = false;
 
     void options(CLI::App& verb) {
-        name.options(verb, "certificate", Say::argumentCert);
-        verb.add_flag("--text", whole, text(Say::optionWholeText));
+        name.ofCertificate(verb);
+        verb.add_flag("--text", whole, say("Print the full description that the service gives"));
     }
 
     void run(const Context& context) const {
@@ -135,19 +144,18 @@ private:
     static Sheet sheetOf(const Certificate& found, const CertExtentions& details) {
         const CertInfo& certificate = found.object;
         Sheet sheet;
-        sheet.add(text(Say::factSubject), {certificate.subject});
-        sheet.add(text(Say::factIssuer), {certificate.issuer});
-        sheet.add(text(Say::factSerial), {certificate.serialNumber});
-        sheet.add(text(Say::factState), stateCell(certificate));
-        sheet.add(text(Say::factRevokedAt), {details.revokedAt ? timeText(details.revokedAt) : "", Mood::bad});
-        sheet.add(text(Say::factValidFrom), {timeText(certificate.notBefore)});
-        sheet.add(text(Say::factValidTo),
-                  {withDaysLeft(certificate.notAfter), daysLeftCell(certificate.notAfter).mood});
-        sheet.add(text(Say::factToken), {nameOf(found.token)});
-        sheet.add(text(Say::factLabel), {details.label});
-        sheet.add(text(Say::factKeyId), {details.keyId});
-        sheet.add(text(Say::factKey), {keyText(certificate.keyType, certificate.keyBits)});
-        sheet.add(text(Say::factPrivateKey), {privateKeyText(certificate)});
+        sheet.add(say("Subject"), {certificate.subject});
+        sheet.add(say("Issuer"), {certificate.issuer});
+        sheet.add(say("Serial number"), {certificate.serialNumber});
+        sheet.add(say("State"), stateCell(certificate));
+        sheet.add(say("Revoked at"), {details.revokedAt ? timeText(details.revokedAt) : "", Mood::bad});
+        sheet.add(say("Valid from"), {timeText(certificate.notBefore)});
+        sheet.add(say("Valid to"), {withDaysLeft(certificate.notAfter), daysLeftCell(certificate.notAfter).mood});
+        sheet.add(say("Token"), {nameOf(found.token)});
+        sheet.add(say("Label"), {details.label});
+        sheet.add(say("Key identifier"), {details.keyId});
+        sheet.add(say("Key"), {keyText(certificate.keyType, certificate.keyBits)});
+        sheet.add(say("Private key"), {privateKeyText(certificate)});
         addExtensions(sheet, details);
         sheet.add("SHA-256", {certificate.fingerprint});
         sheet.add("SHA-1", {details.sha1Fingerprint});
@@ -155,17 +163,17 @@ private:
     }
 
     static void addExtensions(Sheet& sheet, const CertExtentions& details) {
-        sheet.add(text(Say::factSignature), {details.signatureAlgorithm});
-        sheet.add(text(Say::factSubjectNames), {details.subjectAlternativeNames});
-        sheet.add(text(Say::factIssuerNames), {details.issuerAlternativeNames});
-        sheet.add(text(Say::factConstraints), {details.basicConstraints});
-        sheet.add(text(Say::factKeyUsage), {details.keyUsage});
-        sheet.add(text(Say::factExtendedUsage), {details.extendedKeyUsage});
-        sheet.add(text(Say::factSubjectKeyId), {details.subjectKeyId});
-        sheet.add(text(Say::factAuthorityKeyId), {details.authorityKeyId});
-        sheet.add(text(Say::factPolicies), {details.certificatePolicies});
-        sheet.add(text(Say::factCrlPoints), {details.crlDistributionPoints});
-        sheet.add(text(Say::factAuthorityAccess), {details.authorityInfoAccess});
+        sheet.add(say("Signature"), {details.signatureAlgorithm});
+        sheet.add(say("Alternative names"), {details.subjectAlternativeNames});
+        sheet.add(say("Issuer's names"), {details.issuerAlternativeNames});
+        sheet.add(say("Basic constraints"), {details.basicConstraints});
+        sheet.add(say("Key usage"), {details.keyUsage});
+        sheet.add(say("Extended usage"), {details.extendedKeyUsage});
+        sheet.add(say("Subject key id"), {details.subjectKeyId});
+        sheet.add(say("Authority key id"), {details.authorityKeyId});
+        sheet.add(say("Policies"), {details.certificatePolicies});
+        sheet.add(say("CRLs at"), {details.crlDistributionPoints});
+        sheet.add(say("Authority at"), {details.authorityInfoAccess});
     }
 
     static nlohmann::ordered_json detailsJson(const Certificate& found, const CertExtentions& details) {
@@ -191,7 +199,7 @@ private:
 struct CertChain {
     ObjectName name;
 
-    void options(CLI::App& verb) { name.options(verb, "certificate", Say::argumentCert); }
+    void options(CLI::App& verb) { name.ofCertificate(verb); }
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
@@ -206,8 +214,7 @@ struct CertChain {
 
 private:
     static void print(const std::vector<Certificate>& chain) {
-        Table table({text(Say::headingChain), text(Say::headingCertSerial), text(Say::headingExpires),
-                     text(Say::headingToken), text(Say::headingCertState)});
+        Table table({say("CHAIN"), say("SERIAL"), say("EXPIRES"), say("TOKEN"), say("STATE")});
         std::string indent;
         for (const Certificate& entry : chain) {
             table.add({{indent + nameOf(entry.object)},
@@ -219,7 +226,8 @@ private:
         }
         table.print();
         if (!chain.empty() && !(chain.back().object.flags & vocabulary::certFlag::selfIssued)) {
-            printNote(phrase(Say::chainEndsEarly, {escaped(chain.back().object.issuer)}));
+            printNote(say("The chain is incomplete: no token holds the certificate of the next authority: %s",
+                          escaped(chain.back().object.issuer)));
         }
     }
 };
@@ -235,12 +243,13 @@ struct CertVerify {
                                                                    {"tls-server", VerifyPurpose::tlsServer},
                                                                    {"tls-client", VerifyPurpose::tlsClient},
                                                                    {"ca", VerifyPurpose::authority}};
-        name.options(verb, "certificate", Say::argumentCert);
-        verb.add_option("--purpose", purpose, text(Say::optionPurpose))
+        name.ofCertificate(verb);
+        verb.add_option("--purpose", purpose, say("The purpose that it must be valid for"))
             ->transform(CLI::CheckedTransformer(purposes).description(""))
             ->type_name("any|ike|tls-server|tls-client|ca");
-        CLI::Option* const required = verb.add_flag("--crl-required", crlRequired, text(Say::optionCrlRequired));
-        verb.add_flag("--no-crl", noRevocation, text(Say::optionNoCrl))->excludes(required);
+        CLI::Option* const required = verb.add_flag(
+            "--crl-required", crlRequired, say("Fail unless there is a current CRL for every authority of the chain"));
+        verb.add_flag("--no-crl", noRevocation, say("Do not look at CRLs"))->excludes(required);
     }
 
     void run(const Context& context) const {
@@ -254,9 +263,11 @@ struct CertVerify {
         if (!good && bridge::lastFailure().code != bridge::FailureCode::none) throw lastFailureError();
         if (context.json) printJson({{"schema", 1}, {"verified", good}, {"reason", words}});
         const std::string shown = escaped(nameOf(found.object));
-        if (!good) throw CommandError(Exit::notVerified, phrase(Say::certDoesNotVerify, {shown, words}));
+        if (!good) {
+            throw CommandError(Exit::notVerified, say("certificate \"%s\" failed verification: %s", shown, words));
+        }
         if (context.json) return;
-        printLine(phrase(Say::certVerifies, {shown}));
+        printLine(say("Certificate \"%s\" passed verification.", shown));
         printLines(words);
     }
 };
@@ -264,24 +275,27 @@ struct CertVerify {
 struct CertReload {
     bool forget = false;
 
-    void options(CLI::App& verb) { verb.add_flag("--forget", forget, text(Say::optionForget)); }
+    void options(CLI::App& verb) {
+        verb.add_flag("--forget", forget, say("Also forget the parsed files of all sessions"));
+    }
     void run(const Context& context) const {
         if (!certsController(context)->ReloadAll(forget)) throw lastFailureError();
         if (context.json) return printJson({{"schema", 1}, {"reloaded", true}});
-        printLine(text(Say::certsReloaded));
+        printLine(say("The contents of the tokens have been read again."));
     }
 };
 
 } // namespace
 
 void addCertVerbs(CLI::App& group, const Context& context) {
-    addVerb<CertList>(group, context, "list", Say::verbCertList);
-    addVerb<CertShow>(group, context, "show", Say::verbCertShow);
-    addVerb<CertChain>(group, context, "chain", Say::verbCertChain);
-    addVerb<CertVerify>(group, context, "verify", Say::verbCertVerify);
+    addVerb<CertList>(group, context, "list", say("List the certificates on the tokens"));
+    addVerb<CertShow>(group, context, "show", say("Show everything about a certificate"));
+    addVerb<CertChain>(group, context, "chain", say("Show the chain of a certificate"));
+    addVerb<CertVerify>(group, context, "verify",
+                        say("Verify a certificate: its validity period, chain, purpose and revocation"));
     addCertTransferVerbs(group, context);
     addCertRequestVerbs(group, context);
-    addVerb<CertReload>(group, context, "reload", Say::verbCertReload);
+    addVerb<CertReload>(group, context, "reload", say("Read the contents of the tokens again"));
 }
 
 } // namespace panelctl

@@ -41,8 +41,8 @@ struct CrlList {
     bool outdated = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("--token", token, text(Say::optionOnToken));
-        verb.add_flag("--outdated", outdated, text(Say::optionOutdated));
+        addOnToken(verb, token);
+        verb.add_flag("--outdated", outdated, say("Only those whose next update is overdue"));
     }
 
     void run(const Context& context) const {
@@ -54,21 +54,20 @@ struct CrlList {
             for (const Crl& entry : listed) list.push_back(toJson(entry));
             return printJson(list);
         }
-        if (listed.empty()) return printNote(text(Say::noCrls));
+        if (listed.empty()) return printNote(say("There are no such CRLs."));
         print(listed);
     }
 
 private:
     static void print(const std::vector<Crl>& listed) {
-        Table table({text(Say::headingIssuer), text(Say::headingCrlNumber), text(Say::headingThisUpdate),
-                     text(Say::headingNextUpdate), text(Say::headingDays), text(Say::headingRevoked),
-                     text(Say::headingToken)});
+        Table table({say("ISSUER"), say("CRL NUMBER"), say("ISSUED"), say("NEXT UPDATE"), say("DAYS"), say("REVOKED"),
+                     say("TOKEN")});
         for (const auto& [crl, token] : listed) {
             const bool ends = crl.nextUpdate != 0;
             table.add({{commonName(crl.issuer)},
                        {crl.number},
                        {dateText(crl.thisUpdate)},
-                       {ends ? dateText(crl.nextUpdate) : text(Say::never)},
+                       {ends ? dateText(crl.nextUpdate) : say("never")},
                        ends ? daysLeftCell(crl.nextUpdate) : Cell{},
                        {std::to_string(crl.revokedCount)},
                        {nameOf(token)}});
@@ -82,15 +81,15 @@ struct CrlImport {
     std::optional<SecretSource> password;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", path, text(Say::argumentImportFile))->required();
-        verb.add_option("--token", token, text(Say::optionToToken));
-        password.emplace(verb, "password", Say::secretPassword, Say::promptSecretOfFile);
+        verb.add_option("file", path, say("File: PEM, DER, PKCS#7 or PKCS#12"))->required();
+        addToToken(verb, token);
+        password.emplace(verb, "password", say("password"), questionForFile);
     }
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const ParsedFile file = parseFile(*controller, path, *password);
-        if (file.crls.empty()) throw CommandError(Exit::badInput, phrase(Say::fileHasNoCrl, {path}));
+        if (file.crls.empty()) throw CommandError(Exit::badInput, say("%s holds no CRL", path));
         const TokenInfo target = token.empty() ? findToken(file.tokens, {}) : findToken(*controller, token);
         Imports imports(context.json);
         for (std::size_t place = 0; place < file.crls.size(); ++place) {
@@ -107,7 +106,10 @@ private:
         if (result != static_cast<ImportCRLResult>(ImportCrl::imported)) {
             error = errorOf(result, {issuer, nameOf(entry.token)});
         }
-        imports.add(toJson(entry), phrase(Say::crlImported, {escaped(issuer), escaped(nameOf(entry.token))}), error);
+        imports.add(
+            toJson(entry),
+            say("The CRL of \"%s\" is imported to token \"%s\".", escaped(issuer), escaped(nameOf(entry.token))),
+            error);
     }
 };
 
@@ -116,8 +118,8 @@ struct CrlDelete {
     bool yes = false;
 
     void options(CLI::App& verb) {
-        name.options(verb, "crl", Say::argumentCrl);
-        verb.add_flag("--yes", yes, text(Say::optionYes));
+        name.options(verb, "crl", say("The CRL: its issuer or a part of it, or its fingerprint"));
+        addYes(verb, yes);
     }
 
     void run(const Context& context) const {
@@ -126,20 +128,24 @@ struct CrlDelete {
         wanted.exactly = yes; // nobody looks at what a part of a name would find
         const auto [crl, token] = findCrl(*controller, wanted);
         const std::string issuer = commonName(crl.issuer);
-        confirmDeletion(phrase(Say::crlDeleteWarning, {crl.issuer, std::to_string(crl.revokedCount), nameOf(token)}),
+        confirmDeletion(sayPlural("The CRL of %s, which revokes %d certificate, will be deleted from token \"%s\": "
+                                  "that certificate may count as valid again.",
+                                  "The CRL of %s, which revokes %d certificates, will be deleted from token \"%s\": "
+                                  "those certificates may count as valid again.",
+                                  crl.revokedCount, crl.issuer, crl.revokedCount, nameOf(token)),
                         issuer, yes);
         requireStillThere({crl, token}, listCrls(*controller), issuer);
         if (!controller->DeleteCRL(token, crl)) throw lastFailureError();
-        printLine(phrase(Say::crlDeleted, {escaped(issuer), escaped(nameOf(token))}));
+        printLine(say("The CRL of \"%s\" is deleted from token \"%s\".", escaped(issuer), escaped(nameOf(token))));
     }
 };
 
 } // namespace
 
 void addCrlVerbs(CLI::App& group, const Context& context) {
-    addVerb<CrlList>(group, context, "list", Say::verbCrlList);
-    addVerb<CrlImport>(group, context, "import", Say::verbCrlImport);
-    addVerb<CrlDelete>(group, context, "delete", Say::verbCrlDelete);
+    addVerb<CrlList>(group, context, "list", say("List the CRLs on the tokens"));
+    addVerb<CrlImport>(group, context, "import", say("Import the CRLs of a file"));
+    addVerb<CrlDelete>(group, context, "delete", say("Delete a CRL from its token"));
 }
 
 } // namespace panelctl

@@ -4,8 +4,8 @@
 #include <panelctl/certs/new_file.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/output.h>
+#include <panelctl/say.h>
 #include <panelctl/terminal.h>
-#include <panelctl/texts.h>
 
 #include <CLI/CLI.hpp>
 
@@ -14,17 +14,21 @@
 namespace panelctl {
 
 void Destination::options(CLI::App& verb) {
-    verb.add_option("--output", file, text(Say::optionOutput))->type_name("FILE");
+    verb.add_option("--output", file, say("Write to this new file instead of standard output"))->type_name("FILE");
 }
 
 void Destination::requireFit(bool isText) const {
     if (file.empty()) {
-        if (!isText && outputIsTerminal()) throw CommandError(Exit::usage, text(Say::binaryToTerminal));
+        if (!isText && outputIsTerminal()) {
+            throw CommandError(
+                Exit::usage,
+                say("refusing to write binary data to a terminal; use --output, or redirect standard output"));
+        }
         return;
     }
     std::error_code ignored; // writing will tell
     if (std::filesystem::exists(std::u8string(file.begin(), file.end()), ignored)) {
-        throw CommandError(Exit::badInput, phrase(Say::fileExists, {file}));
+        throw CommandError(Exit::badInput, say("%s already exists; nothing was written", file));
     }
 }
 

@@ -21,23 +21,24 @@ constexpr std::uintmax_t mebibyte = 1U << 20;
 
 fs::path pathOf(const std::string& utf8) { return {std::u8string(utf8.begin(), utf8.end())}; }
 
-[[noreturn]] void refuse(Exit code, Say why, const std::string& path) { throw CommandError(code, phrase(why, {path})); }
+[[noreturn]] void refuse(const std::string& why) { throw CommandError(Exit::badInput, why); }
 
 } // namespace
 
 void requireImportable(const std::string& utf8Path) {
     std::error_code error;
     const fs::file_status status = fs::status(pathOf(utf8Path), error);
-    if (status.type() == fs::file_type::not_found) refuse(Exit::badInput, Say::fileMissing, utf8Path);
-    if (error) throw CommandError(Exit::badInput, utf8Path + ": " + error.message());
-    if (fs::is_directory(status)) refuse(Exit::badInput, Say::fileIsFolder, utf8Path);
-    if (!fs::is_regular_file(status)) refuse(Exit::badInput, Say::fileIsSpecial, utf8Path);
+    if (status.type() == fs::file_type::not_found) refuse(say("%s: there is no such file", utf8Path));
+    if (error) refuse(utf8Path + ": " + error.message());
+    if (fs::is_directory(status)) refuse(say("%s is a folder", utf8Path));
+    if (!fs::is_regular_file(status)) refuse(say("%s is not a regular file", utf8Path));
     const std::uintmax_t size = fs::file_size(pathOf(utf8Path), error);
-    if (error) throw CommandError(Exit::badInput, utf8Path + ": " + error.message());
-    if (size == 0) refuse(Exit::badInput, Say::fileIsEmpty, utf8Path);
+    if (error) refuse(utf8Path + ": " + error.message());
+    if (size == 0) refuse(say("%s is empty", utf8Path));
     if (size > largestFile) {
-        throw CommandError(Exit::tooLarge, phrase(Say::fileTooLarge, {utf8Path, std::to_string(size / mebibyte),
-                                                                      std::to_string(largestFile / mebibyte)}));
+        throw CommandError(Exit::tooLarge,
+                           say("%s is too large to be sent to the service: %d MiB, and the limit is %d MiB", utf8Path,
+                               size / mebibyte, largestFile / mebibyte));
     }
     const OpenedFile mayBeRead(utf8Path);
 }

@@ -23,6 +23,9 @@ struct ParsedFile {
     std::vector<CRLInfo> crls;
 };
 
+// Asks for the password of a file.
+inline constexpr SecretQuestion questionForFile = N_("%s of %s: ");
+
 // Throws CommandError for a file that can't be what is meant: missing, a folder or device, empty, not to be read by
 // this user, or larger than what can be sent.
 void requireImportable(const std::string& utf8Path);

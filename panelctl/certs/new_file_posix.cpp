@@ -2,7 +2,7 @@
 #include <panelctl/certs/new_file.h>
 
 #include <panelctl/exit_codes.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -33,7 +33,9 @@ bool writeAll(int descriptor, std::string_view content) {
 
 void writeNewFile(const std::string& utf8Path, const std::string& content) {
     const int descriptor = ::open(utf8Path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-    if (descriptor < 0 && errno == EEXIST) throw CommandError(Exit::badInput, phrase(Say::fileExists, {utf8Path}));
+    if (descriptor < 0 && errno == EEXIST) {
+        throw CommandError(Exit::badInput, say("%s already exists; nothing was written", utf8Path));
+    }
     if (descriptor < 0) throw systemError(utf8Path, errno);
     const bool written = writeAll(descriptor, content);
     const int problem = errno;

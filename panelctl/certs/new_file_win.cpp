@@ -4,7 +4,7 @@
 #include <panelctl/certs/new_file.h>
 
 #include <panelctl/exit_codes.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <fcntl.h>
 #include <io.h>
@@ -41,7 +41,9 @@ bool writeAll(int descriptor, std::string_view content) {
 void writeNewFile(const std::string& utf8Path, const std::string& content) {
     const std::wstring path = std::filesystem::path(std::u8string(utf8Path.begin(), utf8Path.end())).wstring();
     const int descriptor = _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
-    if (descriptor < 0 && errno == EEXIST) throw CommandError(Exit::badInput, phrase(Say::fileExists, {utf8Path}));
+    if (descriptor < 0 && errno == EEXIST) {
+        throw CommandError(Exit::badInput, say("%s already exists; nothing was written", utf8Path));
+    }
     if (descriptor < 0) throw systemError(utf8Path, errno);
     const bool written = writeAll(descriptor, content);
     const int problem = errno;

@@ -20,7 +20,7 @@ namespace {
 struct PskList {
     std::string token;
 
-    void options(CLI::App& verb) { verb.add_option("--token", token, text(Say::optionOnToken)); }
+    void options(CLI::App& verb) { addOnToken(verb, token); }
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const std::vector<PresharedKey> listed = listPresharedKeys(*controller, token);
@@ -31,8 +31,8 @@ struct PskList {
             }
             return printJson(list);
         }
-        if (listed.empty()) return printNote(text(Say::noKeys));
-        Table table({text(Say::headingCertName), text(Say::headingToken)});
+        if (listed.empty()) return printNote(say("There are no preshared keys."));
+        Table table({say("NAME"), say("TOKEN")});
         for (const auto& [key, on] : listed) table.add({{key.name}, {nameOf(on)}});
         table.print();
     }
@@ -43,16 +43,16 @@ struct PskCreate {
     std::optional<SecretSource> value;
 
     void options(CLI::App& verb) {
-        verb.add_option("name", name, text(Say::argumentNewKey))->required();
-        verb.add_option("--token", token, text(Say::optionToToken));
-        value.emplace(verb, "value", Say::secretValue, Say::promptSecretOfKey);
+        verb.add_option("name", name, say("Name of the new key, 1 to 64 characters"))->required();
+        addToToken(verb, token);
+        value.emplace(verb, "value", say("value"), SecretQuestion(N_("%s of key \"%s\": ")));
     }
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const TokenInfo target = findToken(*controller, token);
         const Secret secret = value->read(escaped(name), true);
         if (!controller->CreatePresharedKey(target, name, secret.text())) throw lastFailureError();
-        printLine(phrase(Say::keyCreated, {escaped(name), escaped(nameOf(target))}));
+        printLine(say("Preshared key \"%s\" is created on token \"%s\".", escaped(name), escaped(nameOf(target))));
     }
 };
 
@@ -61,27 +61,29 @@ struct PskDelete {
     bool yes = false;
 
     void options(CLI::App& verb) {
-        name.options(verb, "name", Say::argumentKey);
-        verb.add_flag("--yes", yes, text(Say::optionYes));
+        name.options(verb, "name", say("Name of the key"));
+        addYes(verb, yes);
     }
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const PresharedKey found = findPresharedKey(*controller, name);
         const std::string& key = found.object.name;
-        confirmDeletion(phrase(Say::keyDeleteWarning, {key, nameOf(found.token)}), key, yes);
+        confirmDeletion(say("Preshared key \"%s\" will be deleted from token \"%s\".", key, nameOf(found.token)), key,
+                        yes);
         requireStillThere(found, listPresharedKeys(*controller), key);
         if (!controller->DeletePresharedKey(found.token, found.object)) throw lastFailureError();
-        printLine(phrase(Say::keyDeleted, {escaped(key), escaped(nameOf(found.token))}));
+        printLine(
+            say("Preshared key \"%s\" is deleted from token \"%s\".", escaped(key), escaped(nameOf(found.token))));
     }
 };
 
 } // namespace
 
 void addPskVerbs(CLI::App& group, const Context& context) {
-    addVerb<PskList>(group, context, "list", Say::verbPskList);
-    addVerb<PskCreate>(group, context, "create", Say::verbPskCreate);
-    addVerb<PskDelete>(group, context, "delete", Say::verbPskDelete);
+    addVerb<PskList>(group, context, "list", say("List the preshared keys on the tokens"));
+    addVerb<PskCreate>(group, context, "create", say("Create a preshared key on a token"));
+    addVerb<PskDelete>(group, context, "delete", say("Delete a preshared key from its token"));
 }
 
 } // namespace panelctl

@@ -22,10 +22,12 @@ void commit() {
     if (!LPARAMS::Client::writeToDisk()) throw lastFailureError();
 }
 
-void addCommit(CLI::App& verb, bool& commits) { verb.add_flag("--commit", commits, text(Say::optionCommit)); }
+void addCommit(CLI::App& verb, bool& commits) {
+    verb.add_flag("--commit", commits, say("Make it permanent at once, together with all earlier changes"));
+}
 
-void printChanges(const std::vector<Change>& changes, Say before, Say after) {
-    Table table({text(Say::headingName), text(before), text(after)});
+void printChanges(const std::vector<Change>& changes, const std::string& before, const std::string& after) {
+    Table table({say("NAME"), before, after});
     for (const auto& [group, from, to] : changes) {
         table.add({{nameOf(*group, *to)}, {shown(*group, *from, false)}, {shown(*group, *to, false), Mood::good}});
     }
@@ -36,22 +38,28 @@ void printChanges(const std::vector<Change>& changes, Say before, Say after) {
 void write(const ConfigDraft& draft, bool commits, const Context& context) {
     const std::vector<Change> changes = draft.changes();
     draft.write();
-    if (!context.json) printChanges(changes, Say::headingBefore, Say::headingNow);
+    if (!context.json) printChanges(changes, say("BEFORE"), say("NOW"));
     for (const auto& [group, from, to] : changes) {
-        if (isMadeByService(*to)) printNote(phrase(Say::serviceMakesSecret, {nameOf(*group, *to)}));
+        if (isMadeByService(*to)) {
+            printNote(say("The service will make a new secret when the configuration is committed: %s.",
+                          nameOf(*group, *to)));
+        }
     }
     if (commits) {
         try {
             commit();
         } catch (const CommandError& error) {
-            throw CommandError(error.code, phrase(Say::commitFailed, {error.what()}));
+            throw CommandError(error.code,
+                               say("the changes are written, but could not be made permanent: %s", error.what()));
         }
     }
     if (context.json) {
         return printJson({{"schema", 1}, {"changes", changesToJson(changes, false)}, {"committed", commits}});
     }
-    if (commits) return printLine(text(Say::changesCommitted));
-    printNote(text(changes.empty() ? Say::nothingChanges : Say::changesWritten));
+    if (commits) return printLine(say("The configuration is now permanent."));
+    printNote(changes.empty()
+                  ? say("Nothing changes.")
+                  : say("Written, but not permanent yet: run 'panelctl config commit' to keep the changes."));
 }
 
 struct ConfigSet {
@@ -61,9 +69,10 @@ struct ConfigSet {
     bool commits = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("name", name, text(Say::argumentParameter))->required();
-        valueOption = verb.add_option("value", value, text(Say::argumentValue));
-        secret.emplace(verb, "value", Say::secretValue, Say::promptValue);
+        verb.add_option("name", name, say("SECTION.KEY, in upper or lower case"))->required();
+        valueOption = verb.add_option(
+            "value", value, say("The value as 'list' shows it; for a choice, its text or =NUMBER. Not for secrets"));
+        secret.emplace(verb, "value", say("value"), SecretQuestion(N_("New %s of %s: ")));
         addCommit(verb, commits);
     }
     void run(const Context& context) const {
@@ -81,14 +90,24 @@ private:
     Secret secretFor(const ParamGroup& group, const Param& param, const std::string& fullName) const {
         const bool hasArgument = valueOption->count() > 0;
         if (!panelkit::isSecret(group.name, param.key)) {
-            if (secret->isGiven()) throw CommandError(Exit::usage, phrase(Say::valueIsNoSecret, {fullName}));
-            if (!hasArgument) throw CommandError(Exit::usage, phrase(Say::configValueMissing, {fullName}));
+            if (secret->isGiven()) {
+                throw CommandError(Exit::usage, say("%s is not a secret: give its value after its name", fullName));
+            }
+            if (!hasArgument) {
+                throw CommandError(
+                    Exit::usage,
+                    say("%1$s needs a value; 'panelctl config describe %1$s' shows the legal values", fullName));
+            }
             return {};
         }
         if (!hasArgument) return secret->read(fullName, true);
         const bool isWord = param.type() == 10 && (value == "no" || value == "auto"); // which give nothing away
-        if (!isWord) throw CommandError(Exit::usage, phrase(Say::valueIsSecret, {fullName}));
-        if (secret->isGiven()) throw CommandError(Exit::usage, phrase(Say::valueTwice, {fullName}));
+        if (!isWord) {
+            throw CommandError(Exit::usage, say("%s is a secret and can't be given as an argument: leave it out to be "
+                                                "asked for it, or use --value-stdin, --value-fd or --value-file",
+                                                fullName));
+        }
+        if (secret->isGiven()) throw CommandError(Exit::usage, say("%s is given a value in two ways", fullName));
         return {};
     }
 };
@@ -99,12 +118,14 @@ struct ConfigReset {
     bool commits = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("names", names, text(Say::argumentResets));
-        verb.add_flag("--all", all, text(Say::optionResetAll));
+        verb.add_option("names", names, say("Sections, or parameters as SECTION.KEY"));
+        verb.add_flag("--all", all, say("Reset all sections"));
         addCommit(verb, commits);
     }
     void run(const Context& context) const {
-        if (names.empty() != all) throw CommandError(Exit::usage, text(Say::nothingToReset));
+        if (names.empty() != all) {
+            throw CommandError(Exit::usage, say("say what to reset: sections, parameters, or --all"));
+        }
         ConfigDraft draft;
         for (const Place& place : findParameters(names)) panelkit::resetParam(*draft.at(place).param);
         write(draft, commits, context);
@@ -116,8 +137,8 @@ struct ConfigPlan {
     bool check = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", file, text(Say::argumentConfigFile))->required();
-        verb.add_flag("--check", check, text(Say::optionCheckPlan));
+        verb.add_option("file", file, say("JSON file, as 'export' prints it; - for standard input"))->required();
+        verb.add_flag("--check", check, say("Exit with code 55 if anything would change"));
     }
     void run(const Context& context) const {
         ConfigDraft draft;
@@ -126,12 +147,13 @@ struct ConfigPlan {
         if (context.json) {
             printJson({{"schema", 1}, {"changes", changesToJson(changes, false)}});
         } else if (changes.empty()) {
-            printNote(text(Say::nothingChanges));
+            printNote(say("Nothing changes."));
         } else {
-            printChanges(changes, Say::headingNow, Say::headingNew);
+            printChanges(changes, say("NOW"), say("NEW"));
         }
         if (check && !changes.empty()) {
-            throw CommandError(Exit::wouldChange, phrase(Say::wouldChangeCount, {std::to_string(changes.size())}));
+            throw CommandError(Exit::wouldChange, sayPlural("%d parameter would change", "%d parameters would change",
+                                                            changes.size(), changes.size()));
         }
     }
 };
@@ -141,7 +163,7 @@ struct ConfigApply {
     bool commits = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", file, text(Say::argumentConfigFile))->required();
+        verb.add_option("file", file, say("JSON file, as 'export' prints it; - for standard input"))->required();
         addCommit(verb, commits);
     }
     void run(const Context& context) const {
@@ -156,18 +178,19 @@ struct ConfigCommit {
     static void run(const Context& context) {
         commit();
         if (context.json) return printJson({{"schema", 1}, {"committed", true}});
-        printLine(text(Say::changesCommitted));
+        printLine(say("The configuration is now permanent."));
     }
 };
 
 } // namespace
 
 void addConfigChangeVerbs(CLI::App& group, const Context& context) {
-    addVerb<ConfigSet>(group, context, "set", Say::verbConfigSet);
-    addVerb<ConfigReset>(group, context, "reset", Say::verbConfigReset);
-    addVerb<ConfigPlan>(group, context, "plan", Say::verbConfigPlan);
-    addVerb<ConfigApply>(group, context, "apply", Say::verbConfigApply);
-    addVerb<ConfigCommit>(group, context, "commit", Say::verbConfigCommit);
+    addVerb<ConfigSet>(group, context, "set", say("Change a parameter"));
+    addVerb<ConfigReset>(group, context, "reset", say("Set parameters to their defaults"));
+    addVerb<ConfigPlan>(group, context, "plan", say("Show what 'apply' would change, without changing anything"));
+    addVerb<ConfigApply>(group, context, "apply", say("Change what differs from a file: all of it, or nothing"));
+    addVerb<ConfigCommit>(group, context, "commit",
+                          say("Make the changes permanent; without this, they are lost when the service restarts"));
 }
 
 } // namespace panelctl

@@ -2,7 +2,7 @@
 #include <panelctl/config/config_draft.h>
 
 #include <panelctl/interruption.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/lparams/formatted_params.h>
 
@@ -114,7 +114,10 @@ void ConfigDraft::writeOne(const Section& section) {
     const Param* const other = firstDifference(*section.after, wanted, found);
     std::string holds = other ? shown(*fresh, *panelkit::findParam(*fresh, other->key), false) : "";
     wipeSecrets(*fresh);
-    if (other) throw CommandError(Exit::refused, phrase(Say::readBackDiffers, {nameOf(*section.after, *other), holds}));
+    if (other) {
+        throw CommandError(Exit::refused, say("%s: the service accepted the value, but holds \"%s\"",
+                                              nameOf(*section.after, *other), holds));
+    }
 }
 
 // A write that failed may have been done all the same, so every section that was begun is looked at.
@@ -136,9 +139,14 @@ void ConfigDraft::restore(const Sections& begun, const CommandError& cause) {
         wipeSecrets(*fresh);
     });
     const std::string why = cause.what();
-    if (!lost.empty()) throw CommandError(Exit::notRestored, phrase(Say::configNotRestored, {why, listed(lost)}));
-    if (!restored.empty()) throw CommandError(Exit::restored, phrase(Say::configRestored, {why, listed(restored)}));
-    throw CommandError(cause.code, phrase(Say::configUntouched, {why}));
+    if (!lost.empty()) {
+        throw CommandError(Exit::notRestored, say("%s; these sections could NOT be restored: %s", why, listed(lost)));
+    }
+    if (!restored.empty()) {
+        throw CommandError(Exit::restored, say("%s; the sections that were already written have been restored: %s", why,
+                                               listed(restored)));
+    }
+    throw CommandError(cause.code, say("%s; nothing was changed", why));
 }
 
 } // namespace panelctl

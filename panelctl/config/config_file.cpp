@@ -5,7 +5,7 @@
 #include <panelctl/config/json_file.h>
 #include <panelctl/display_width.h>
 #include <panelctl/output.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <nlohmann/json.hpp>
 
@@ -25,7 +25,10 @@ public:
 
     void read() {
         const ordered_json& content = file_.content();
-        if (!content.is_object()) throw CommandError(Exit::badInput, file_.at() + text(Say::fileNoObject));
+        if (!content.is_object()) {
+            throw CommandError(Exit::badInput,
+                               file_.at() + say("a configuration must be an object: {\"SECTION\": {\"KEY\": value}}"));
+        }
         for (const auto& [name, value] : content.items()) {
             if (name == "schema") {
                 requireVersion(value);
@@ -39,13 +42,16 @@ public:
 private:
     void requireVersion(const ordered_json& value) const {
         if (value == version) return;
-        throw CommandError(Exit::badInput, file_.at("schema") + phrase(Say::fileVersion, {value.dump()}));
+        throw CommandError(Exit::badInput, file_.at("schema") +
+                                               say("schema %s is unknown; this panelctl reads schema 1", value.dump()));
     }
 
     void readSection(const std::string& name, const ordered_json& keys) {
         const Place section = catalogue().find(name, "");
         if (!section.group || name != section.group->name) return note(name, noSuchSection(name));
-        if (!keys.is_object()) return note(name, {Exit::badInput, phrase(Say::fileSectionNoObject, {name})});
+        if (!keys.is_object()) {
+            return note(name, {Exit::badInput, say("section %s is not an object: {\"KEY\": value}", name)});
+        }
         ParamGroup& group = *draft_.at(section).group;
         for (const auto& [key, value] : keys.items()) readParameter(group, key, value);
         try {
@@ -74,7 +80,9 @@ private:
         if (faults_.empty()) return;
         if (faults_.size() == 1) throw CommandError(faults_[0]);
         for (const CommandError& fault : faults_) printNote(escaped(fault.what()));
-        throw CommandError(Exit::badInput, file_.at() + phrase(Say::fileFaults, {std::to_string(faults_.size())}));
+        throw CommandError(Exit::badInput,
+                           file_.at() + sayPlural("%d error; nothing was changed", "%d errors; nothing was changed",
+                                                  faults_.size(), faults_.size()));
     }
 
     const JsonFile& file_;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_json.h>
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/lparams/param_visit.h>
 #include <platform/system/wipe.h>
@@ -173,15 +173,20 @@ bool readGateways(ParamVector<LSP_GATE>& gates, const ordered_json& list) {
     return true;
 }
 
-Say jsonFormOf(const Param& param) {
-    return panelkit::visitParam(param, Overloaded{
-                                           [](const BoolParam&) { return Say::jsonFlag; },
-                                           [](const PortParam&) { return Say::jsonNumber; },
-                                           [](const UIntParam&) { return Say::jsonNumber; },
-                                           [](const EnumParam&) { return Say::jsonChoice; },
-                                           [](const ParamVector<LSP_GATE>&) { return Say::jsonGateways; },
-                                           [](const Param&) { return Say::jsonText; },
-                                       });
+std::string jsonFormOf(const Param& param) {
+    return panelkit::visitParam(
+        param, Overloaded{
+                   [](const BoolParam&) { return say("true or false"); },
+                   [](const PortParam&) { return say("an integer"); },
+                   [](const UIntParam&) { return say("an integer"); },
+                   [](const EnumParam&) {
+                       return say("a number, a symbolic name in quotes, or {\"value\": NUMBER, \"name\": NAME}");
+                   },
+                   [](const ParamVector<LSP_GATE>&) {
+                       return say("a list of objects with the texts GATE_ADDRESS, CERT_SUBJECT and DST_SELECTOR");
+                   },
+                   [](const Param&) { return say("a text in quotes"); },
+               });
 }
 
 } // namespace
@@ -196,7 +201,8 @@ void setFromJson(ParamGroup& group, Param& param, const ordered_json& value) {
     const bool isSecret = panelkit::isSecret(group.name, param.key);
     const std::string given =
         isSecret ? secretMask : value.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
-    throw CommandError(Exit::badInput, phrase(Say::jsonUnfit, {nameOf(group, param), given, text(jsonFormOf(param))}));
+    throw CommandError(Exit::badInput, say("%s: %s is not a valid value; JSON needs %s", nameOf(group, param), given,
+                                           jsonFormOf(param)));
 }
 
 } // namespace panelctl

@@ -2,7 +2,7 @@
 #include <panelctl/config/config_values.h>
 
 #include <panelctl/nearest.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/lparams/param_visit.h>
 #include <platform/system/wipe.h>
@@ -27,9 +27,7 @@ std::string nameOf(const ParamGroup& group, const Param& param) { return std::st
 
 namespace {
 
-std::string withNearest(const std::string& message, const std::string& meant) {
-    return meant.empty() ? message : message + "; " + phrase(Say::didYouMean, {meant});
-}
+std::string withNearest(const std::string& message, const std::string& meant) { return message + didYouMean(meant); }
 
 std::string keyNearestTo(const ParamGroup& group, const std::string& key) {
     std::vector<std::string> keys;
@@ -55,12 +53,12 @@ CommandError noSuchSection(const std::string& section) {
     for (const auto& group : catalogue()) names.emplace_back(group->name);
     const std::string near = nearest(section, names);
     return {Exit::notFound,
-            withNearest(phrase(Say::noSuchSection, {section}), near.empty() ? parameterCalled(section) : near)};
+            withNearest(say("there is no section \"%s\"", section), near.empty() ? parameterCalled(section) : near)};
 }
 
 CommandError noSuchKey(const ParamGroup& group, const std::string& key) {
     const std::string near = keyNearestTo(group, key);
-    return {Exit::notFound, withNearest(phrase(Say::noSuchParameter, {group.name, key}),
+    return {Exit::notFound, withNearest(say("section %s has no key \"%s\"", group.name, key),
                                         near.empty() ? near : std::string(group.name) + '.' + near)};
 }
 
@@ -70,7 +68,10 @@ Place findParameter(const std::string& name) {
     const std::string key = dot == std::string::npos ? "" : name.substr(dot + 1);
     const Place place = catalogue().find(section, key);
     if (!place.group) throw noSuchSection(section);
-    if (key.empty()) throw CommandError(Exit::usage, phrase(Say::keyMissing, {place.group->name}));
+    if (key.empty()) {
+        throw CommandError(Exit::usage, say("\"%1$s\" is a section; 'panelctl config list %1$s' lists its parameters",
+                                            place.group->name));
+    }
     if (!place.param) throw noSuchKey(*place.group, key);
     return place;
 }
@@ -134,17 +135,18 @@ CommandError illegal(const ParamGroup& group, const Param& param, const ParamErr
                      const std::string& constraint) {
     const std::string name = nameOf(group, param);
     if (!constraint.empty()) {
-        return {Exit::malformedValue, phrase(Say::valueBreaksConstraint, {name, error.text, constraint})};
+        return {Exit::malformedValue, say("%s: \"%s\" is not legal: %s", name, error.text, constraint)};
     }
     return {exitForIllegal(param),
-            withNearest(phrase(Say::valueIllegal, {name, error.text, error.legal}), error.nearest)};
+            withNearest(say("%s: \"%s\" is not legal; legal: %s", name, error.text, error.legal), error.nearest)};
 }
 
 } // namespace
 
 void setFromText(ParamGroup& group, Param& param, const std::string& text, TextForm form) {
     if (text == secretMask && panelkit::isSecret(group.name, param.key)) {
-        throw CommandError(Exit::malformedValue, phrase(Say::maskGiven, {nameOf(group, param)}));
+        throw CommandError(Exit::malformedValue, say("%s: \"***\" is shown in place of a secret and can't be its value",
+                                                     nameOf(group, param)));
     }
     if (const auto error = panelkit::parseParam(group, param, text, form)) {
         throw illegal(group, param, *error, constraintAgainst(group, param, text));

@@ -19,7 +19,7 @@ using nlohmann::ordered_json;
 
 namespace {
 
-void addReveal(CLI::App& verb, bool& reveal) { verb.add_flag("--reveal", reveal, text(Say::optionReveal)); }
+void addReveal(CLI::App& verb, bool& reveal) { verb.add_flag("--reveal", reveal, say("Show secrets")); }
 
 const Param& standardOf(const ParamGroup& group, const Param& param) {
     return *catalogue().find(group.name, param.key).param;
@@ -37,7 +37,7 @@ struct ConfigList {
     bool reveal = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("names", names, text(Say::argumentParameters));
+        verb.add_option("names", names, say("Sections, or parameters as SECTION.KEY (default: all)"));
         addReveal(verb, reveal);
     }
     void run(const Context& context) const {
@@ -48,7 +48,7 @@ struct ConfigList {
             for (const Place& place : places) list.push_back(parameterToJson(*place.group, *place.param, reveal));
             return printJson(list);
         }
-        Table table({text(Say::headingName), text(Say::headingValue), text(Say::headingMeaning)});
+        Table table({say("NAME"), say("VALUE"), say("MEANING")});
         for (const auto& [group, param] : places) {
             const bool isDefault = sameValue(*param, standardOf(*group, *param));
             table.add({{nameOf(*group, *param)},
@@ -64,7 +64,7 @@ struct ConfigGet {
     bool reveal = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("name", name, text(Say::argumentParameter))->required();
+        verb.add_option("name", name, say("SECTION.KEY, in upper or lower case"))->required();
         addReveal(verb, reveal);
     }
     void run(const Context& context) const {
@@ -81,9 +81,9 @@ struct ConfigDiff {
     bool check = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("names", names, text(Say::argumentParameters));
+        verb.add_option("names", names, say("Sections, or parameters as SECTION.KEY (default: all)"));
         addReveal(verb, reveal);
-        verb.add_flag("--check", check, text(Say::optionCheckDiff));
+        verb.add_flag("--check", check, say("Exit with code 55 if anything differs"));
     }
     void run(const Context& context) const {
         ConfigDraft draft;
@@ -93,7 +93,9 @@ struct ConfigDiff {
         }
         print(differing, context);
         if (check && !differing.empty()) {
-            throw CommandError(Exit::wouldChange, phrase(Say::differCount, {std::to_string(differing.size())}));
+            throw CommandError(Exit::wouldChange, sayPlural("%d parameter differs from its default",
+                                                            "%d parameters differ from their defaults",
+                                                            differing.size(), differing.size()));
         }
     }
 
@@ -104,8 +106,8 @@ private:
             for (const auto& [group, param] : differing) list.push_back(parameterToJson(*group, *param, reveal));
             return printJson(list);
         }
-        if (differing.empty()) return printNote(text(Say::noDifference));
-        Table table({text(Say::headingName), text(Say::headingDefault), text(Say::headingNow)});
+        if (differing.empty()) return printNote(say("Everything has its default value."));
+        Table table({say("NAME"), say("DEFAULT"), say("NOW")});
         for (const auto& [group, param] : differing) {
             table.add({{nameOf(*group, *param)},
                        {panelkit::printDefault(*param)},
@@ -120,23 +122,25 @@ struct ConfigExport {
     bool reveal = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("names", names, text(Say::argumentParameters));
+        verb.add_option("names", names, say("Sections, or parameters as SECTION.KEY (default: all)"));
         addReveal(verb, reveal);
     }
     void run(const Context&) const {
         ConfigDraft draft;
         LeftOut leftOut;
         printJson(configToJson(readPlaces(draft, names), reveal, leftOut));
-        if (!leftOut.secrets.empty()) printNote(phrase(Say::leftOutSecrets, {leftOut.secrets}));
-        if (!leftOut.texts.empty()) printNote(phrase(Say::leftOutTexts, {leftOut.texts}));
+        if (!leftOut.secrets.empty()) printNote(say("Left out: %s (--reveal exports secrets).", leftOut.secrets));
+        if (!leftOut.texts.empty()) {
+            printNote(say("Left out: %s (text that is not UTF-8, which JSON can't hold).", leftOut.texts));
+        }
     }
 };
 
 // ---- describe
 
-void printField(Say name, const std::string& value) {
+void printField(const std::string& name, const std::string& value) {
     const std::string indent = padded("", 10);
-    std::string line = padded(text(name), 10);
+    std::string line = padded(name, 10);
     for (std::size_t start = 0; start != std::string::npos;) {
         const std::size_t end = value.find('\n', start);
         printLine(line + escaped(value.substr(start, end == std::string::npos ? end : end - start)));
@@ -150,7 +154,7 @@ struct ConfigDescribe {
     bool reveal = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("name", name, text(Say::argumentParameter))->required();
+        verb.add_option("name", name, say("SECTION.KEY, in upper or lower case"))->required();
         addReveal(verb, reveal);
     }
 
@@ -171,7 +175,7 @@ struct ConfigDescribe {
             return printJson(record);
         }
         const std::string value = shown(*place.group, *place.param, reveal);
-        print(place, isRead ? value : phrase(Say::valueUnknown, {problem}), isRead);
+        print(place, isRead ? value : '(' + problem + ')', isRead);
     }
 
 private:
@@ -188,12 +192,12 @@ private:
     static void print(const Place& place, const std::string& value, bool isRead) {
         const Param& param = *place.param;
         printLine(nameOf(*place.group, param));
-        printField(Say::fieldLabel, param.label);
-        if (*param.help && &param.help != &param.label) printField(Say::fieldHelp, helpOf(param, isRead));
-        printField(Say::fieldValue, value);
-        printField(Say::fieldDefault, panelkit::printDefault(param));
+        printField(say("label"), param.label);
+        if (*param.help && &param.help != &param.label) printField(say("help"), helpOf(param, isRead));
+        printField(say("value"), value);
+        printField(say("default"), panelkit::printDefault(param));
         if (const auto* choice = dynamic_cast<const LPARAMS::Client::EnumParam*>(&param)) return printChoices(*choice);
-        printField(Say::fieldLegal, panelkit::legalValues(param));
+        printField(say("legal"), panelkit::legalValues(param));
     }
 
     // Of a help with a half for each state, the half of the present state; both when that is not known.
@@ -209,7 +213,7 @@ private:
     }
 
     static void printChoices(const LPARAMS::Client::EnumParam& choice) {
-        Table table({text(Say::headingChoice), text(Say::headingNumber), text(Say::headingSymbol)});
+        Table table({say("CHOICE"), say("NUMBER"), say("SYMBOLIC NAME")});
         for (const LPARAMS::Variant* row = choice.variants; row->text; ++row) {
             const Mood mood = row->value == choice.value ? Mood::good : Mood::plain;
             table.add({{*row->text, mood}, {'=' + std::to_string(row->value)}, {row->name ? row->name : ""}});
@@ -221,11 +225,11 @@ private:
 } // namespace
 
 void addConfigVerbs(CLI::App& group, const Context& context) {
-    addVerb<ConfigList>(group, context, "list", Say::verbConfigList);
-    addVerb<ConfigGet>(group, context, "get", Say::verbConfigGet);
-    addVerb<ConfigDescribe>(group, context, "describe", Say::verbConfigDescribe);
-    addVerb<ConfigDiff>(group, context, "diff", Say::verbConfigDiff);
-    addVerb<ConfigExport>(group, context, "export", Say::verbConfigExport);
+    addVerb<ConfigList>(group, context, "list", say("List parameters with their values"));
+    addVerb<ConfigGet>(group, context, "get", say("Print the value of a parameter"));
+    addVerb<ConfigDescribe>(group, context, "describe", say("Explain a parameter and its legal values"));
+    addVerb<ConfigDiff>(group, context, "diff", say("Show what differs from the defaults"));
+    addVerb<ConfigExport>(group, context, "export", say("Print the configuration as a file for 'apply'"));
     addConfigChangeVerbs(group, context);
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_wire.h>
 
-#include <panelctl/texts.h>
+#include <panelctl/failure_text.h>
+#include <panelctl/say.h>
 
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/commands.h>
@@ -40,7 +41,7 @@ SectionBody SectionBody::read(ParamGroup& into) {
     try {
         return {reply, into};
     } catch (const char* /* the stream's error */) {
-        throw CommandError(Exit::connectionLost, std::string(into.name) + ": " + text(Say::badReply));
+        throw CommandError(Exit::connectionLost, std::string(into.name) + ": " + incompleteReplyText());
     }
 }
 
@@ -54,7 +55,9 @@ SectionBody::SectionBody(const std::string& bytes, ParamGroup& into) {
     }
     // Written back without a rest that was not understood, the section would lose it.
     if (in.position() != bytes.size()) {
-        throw CommandError(Exit::strangeService, phrase(Say::sectionLonger, {into.name}));
+        throw CommandError(Exit::strangeService, say("section %s has more parameters than this panelctl knows; do "
+                                                     "panelctl and the service have the same version?",
+                                                     into.name));
     }
 }
 

@@ -2,8 +2,8 @@
 #include <panelctl/config/json_file.h>
 
 #include <panelctl/exit_codes.h>
+#include <panelctl/say.h>
 #include <panelctl/terminal.h>
-#include <panelctl/texts.h>
 
 #include <platform/system/wipe.h>
 
@@ -38,7 +38,7 @@ std::string readAll(int descriptor, const std::string& name) {
     for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
         if (text.size() == largestFile) {
             platform::wipe(text);
-            throw CommandError(Exit::tooLarge, phrase(Say::configFileTooLarge, {name, std::to_string(largestFile)}));
+            throw CommandError(Exit::tooLarge, say("%s is larger than %d bytes", name, largestFile));
         }
         append(text, static_cast<char>(byte));
     }
@@ -129,7 +129,7 @@ std::string readWholeFile(const std::string& path, const std::string& name) {
 
 } // namespace
 
-JsonFile::JsonFile(const std::string& path) : name_(path == "-" ? text(Say::standardInput) : path) {
+JsonFile::JsonFile(const std::string& path) : name_(path == "-" ? say("standard input") : path) {
     std::string text = readWholeFile(path, name_);
     const platform::WipeOnExit wiped(text);
     std::size_t line = 1;
@@ -141,10 +141,10 @@ JsonFile::JsonFile(const std::string& path) : name_(path == "-" ? text(Say::stan
             [&](int, Members::Event event, const ordered_json& parsed) { return members(event, parsed); });
     } catch (const ordered_json::parse_error& error) {
         // The parser's own words quote the file, which may hold a secret there.
-        throw CommandError(Exit::badInput, phrase(Say::fileNoJson, {name_ + ':' + lineAndColumn(text, error.byte)}));
+        throw CommandError(Exit::badInput, say("%s: not valid JSON", name_ + ':' + lineAndColumn(text, error.byte)));
     } catch (const DoubleMember& twice) {
         throw CommandError(Exit::badInput,
-                           name_ + ':' + std::to_string(line) + ": " + phrase(Say::fileNameTwice, {twice.path}));
+                           name_ + ':' + std::to_string(line) + ": " + say("duplicate key \"%s\"", twice.path));
     }
 }
 

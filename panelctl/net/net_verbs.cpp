@@ -48,9 +48,9 @@ nlohmann::ordered_json toJson(const NetInterfaceInfo& info) {
 }
 
 Cell stateOf(const NetInterfaceInfo& info) {
-    if (!(info.*field::state & state::up)) return {text(Say::interfaceDown), Mood::faint};
-    if (!(info.*field::state & state::running)) return {text(Say::interfaceNoLink), Mood::warning};
-    return {text(Say::interfaceUp), Mood::good};
+    if (!(info.*field::state & state::up)) return {say("down"), Mood::faint};
+    if (!(info.*field::state & state::running)) return {say("up, no link"), Mood::warning};
+    return {say("up"), Mood::good};
 }
 
 struct NetList {
@@ -63,9 +63,8 @@ struct NetList {
             for (const NetInterfaceInfo& info : interfaces) list.push_back(toJson(info));
             return printJson(list);
         }
-        if (interfaces.empty()) return printNote(text(Say::noInterfaces));
-        Table table({text(Say::headingInterface), text(Say::headingAddresses), text(Say::headingHardware),
-                     text(Say::headingDescription), text(Say::headingState)});
+        if (interfaces.empty()) return printNote(say("The host has no network interfaces."));
+        Table table({say("NAME"), say("ADDRESSES"), say("HARDWARE ADDRESS"), say("DESCRIPTION"), say("STATE")});
         for (const NetInterfaceInfo& info : interfaces) {
             std::string addresses;
             InterfController::getLocalAddresses(info, addresses);
@@ -82,7 +81,7 @@ struct NetList {
 } // namespace
 
 void addNetVerbs(CLI::App& group, const Context& context) {
-    addVerb<NetList>(group, context, "list", Say::verbNetList);
+    addVerb<NetList>(group, context, "list", say("List the interfaces and their IPv4 addresses"));
 }
 
 } // namespace panelctl

@@ -27,18 +27,18 @@ namespace {
 struct TypeRow {
     std::uint32_t type;
     const char* name; // in JSON
-    Say text;
+    Label text;
 };
 // clang-format off
 constexpr std::array types = {
-    TypeRow{LSPdriver,       "driver",        Say::policyDriver},
-    TypeRow{LSPsystemLocal,  "system-local",  Say::policySystemLocal},
-    TypeRow{LSPsystemFile,   "system-file",   Say::policySystemFile},
-    TypeRow{LSPsystemServer, "system-server", Say::policySystemServer},
-    TypeRow{LSPsystemOther,  "system-other",  Say::policySystemOther},
-    TypeRow{LSPuserFile,     "user-file",     Say::policyUserFile},
-    TypeRow{LSPuserServer,   "user-server",   Say::policyUserServer},
-    TypeRow{LSPuserLocal,    "user-local",    Say::policyUserLocal},
+    TypeRow{LSPdriver,       "driver",        N_("default driver policy")},
+    TypeRow{LSPsystemLocal,  "system-local",  N_("system policy of this host")},
+    TypeRow{LSPsystemFile,   "system-file",   N_("system policy from a file")},
+    TypeRow{LSPsystemServer, "system-server", N_("system policy from a server")},
+    TypeRow{LSPsystemOther,  "system-other",  N_("system policy from elsewhere")},
+    TypeRow{LSPuserFile,     "user-file",     N_("user policy from a file")},
+    TypeRow{LSPuserServer,   "user-server",   N_("user policy from a server")},
+    TypeRow{LSPuserLocal,    "user-local",    N_("user policy of this host")},
 };
 
 constexpr std::array<const char*, 4> stateNames = {"no-answer", "loading", "in-force", "diagnosed"};
@@ -97,20 +97,20 @@ void eachLine(std::string_view lines, Print&& print) {
 
 std::string policyTypeName(std::uint32_t type) {
     const TypeRow* row = typeRow(type);
-    return row ? text(row->text) : std::to_string(type);
+    return row ? say(row->text) : std::to_string(type);
 }
 
 std::string driverModeName(std::uint32_t mode) {
     switch (mode) {
-    case LSPdropAll: return text(Say::policyDropAll);
-    case LSPdropAllExceptDhcp: return text(Say::policyDropAllExceptDhcp);
-    case LSPpassAll: return text(Say::policyPassAll);
+    case LSPdropAll: return say("drop all");
+    case LSPdropAllExceptDhcp: return say("drop all except DHCP");
+    case LSPpassAll: return say("pass all");
     default: return std::to_string(mode);
     }
 }
 
 std::string authenticationName(std::uint32_t kind) {
-    return text(kind == LSPauthPresharedKey ? Say::policyByKey : Say::policyByCertificate);
+    return kind == LSPauthPresharedKey ? say("preshared key") : say("certificate");
 }
 
 std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value) {
@@ -123,8 +123,9 @@ std::int32_t readChoice(const std::string& option, const std::string& given, con
     std::vector<std::string> names;
     for (const LPARAMS::Variant* row = rows; row->text; ++row) {
         if (row->name && panelkit::equalIgnoringCase(given, row->name)) return row->value;
-        if (panelkit::equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value))
+        if (panelkit::equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value)) {
             return row->value;
+        }
         names.emplace_back(*row->text);
     }
     throw notAmong(option, given, names);
@@ -133,9 +134,8 @@ std::int32_t readChoice(const std::string& option, const std::string& given, con
 CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal) {
     std::string names;
     for (const std::string& name : legal) names += (names.empty() ? "" : ", ") + name;
-    const std::string meant = nearest(given, legal);
-    return {Exit::badInput, phrase(Say::policyBadChoice, {option, given, names}) +
-                                (meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant}))};
+    return {Exit::badInput,
+            say("%s: \"%s\" is not one of: %s", option, given, names) + didYouMean(nearest(given, legal))};
 }
 
 ordered_json toJson(const LSPrequest_t& request) {
@@ -146,8 +146,9 @@ ordered_json toJson(const LSPrequest_t& request) {
 
 ordered_json toJson(const LSPcmd::LSPsettings_t& settings) {
     auto entries = ordered_json::array();
-    for (const LSPcmd::LSPentry_t& entry : settings.entries)
+    for (const LSPcmd::LSPentry_t& entry : settings.entries) {
         entries.push_back({entry.first, entry.second, entry.third});
+    }
     return {{"schema", 1},
             {"source", choiceJson(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source)},
             {"file", settings.File},

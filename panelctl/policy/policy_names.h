@@ -4,7 +4,7 @@
 #pragma once
 
 #include <panelctl/exit_codes.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/lparams/variants.h>
 #include <panelkit/lsp/lsp_controller.h>

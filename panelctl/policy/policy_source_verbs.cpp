@@ -35,7 +35,11 @@ struct Owner {
     CLI::Option* option = nullptr;
 
     void options(CLI::App& verb) {
-        option = verb.add_option("--user", user, text(Say::optionSourceOfUser))->expected(0, 1)->type_name("[NAME]");
+        option = verb.add_option("--user", user,
+                                 say("The settings of a user instead of the system's; without a name yours, those in "
+                                     "your own file included"))
+                     ->expected(0, 1)
+                     ->type_name("[NAME]");
     }
     bool isUser() const { return option->count() > 0; }
     bool isCurrentUser() const { return isUser() && user.empty(); }
@@ -54,32 +58,31 @@ struct Owner {
         const bool answered = isUser() ? controller.cmdSetUserSettings(user, settings, applied)
                                        : controller.cmdSetSettings(settings, applied);
         if (!answered) throw lastFailureError();
-        if (!applied) throw CommandError(Exit::settingsNotApplied, text(Say::policySettingsNotApplied));
+        if (!applied) throw CommandError(Exit::settingsNotApplied, say("the service rejected the settings"));
     }
 };
 
 // Driver mode and loading delay count in the system's settings alone, so they are shown there only.
 void printSettings(const LSPsettings_t& settings, bool ofSystem) {
     const LSPserver_t& server = settings.server;
-    Table table({text(Say::headingSetting), text(Say::headingValue)});
-    const auto row = [&](Say name, const std::string& value) { table.add({{text(name)}, {value}}); };
-    row(Say::policyFieldSource, choiceName(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source));
-    row(Say::policyFieldFile, settings.File);
-    row(Say::policyFieldServer, server.Server);
-    row(Say::policyFieldLogLevel, choiceName(LPARAMS::LOG_LEVEL_VARIANTS, server.LogLevel));
-    row(Say::policyFieldAuth, authenticationName(server.authKind));
-    row(Say::policyFieldIdType, choiceName(LPARAMS::PMP_ID_TYPE_VARIANTS, server.PmpIdType));
-    row(Say::policyFieldIdValue, server.PmpIdValue);
-    row(Say::policyFieldSubject, server.Subject);
-    row(Say::policyFieldKey, server.presharedKeyName);
-    row(Say::policyFieldTimeout, phrase(Say::policySeconds, {std::to_string(server.PmpTimeout)}));
+    Table table({say("SETTING"), say("VALUE")});
+    const auto row = [&](const std::string& name, const std::string& value) { table.add({{name}, {value}}); };
+    row(say("source"), choiceName(LPARAMS::LSP_SOURCE_VARIANTS, settings.Source));
+    row(say("file"), settings.File);
+    row(say("server"), server.Server);
+    row(say("log level"), choiceName(LPARAMS::LOG_LEVEL_VARIANTS, server.LogLevel));
+    row(say("authentication"), authenticationName(server.authKind));
+    row(say("identity type"), choiceName(LPARAMS::PMP_ID_TYPE_VARIANTS, server.PmpIdType));
+    row(say("identity"), server.PmpIdValue);
+    row(say("subject"), server.Subject);
+    row(say("preshared key"), server.presharedKeyName);
+    row(say("time-out"), say("%d s", server.PmpTimeout));
     if (ofSystem) {
-        row(Say::policyFieldDriver, driverModeName(settings.*systemField::driverMode));
-        row(Say::policyFieldDelay,
-            phrase(Say::policyMilliseconds, {std::to_string(settings.*systemField::loadingDelay)}));
+        row(say("driver mode"), driverModeName(settings.*systemField::driverMode));
+        row(say("loading delay"), say("%d ms", settings.*systemField::loadingDelay));
     }
     for (const LSPcmd::LSPentry_t& entry : settings.entries) {
-        row(Say::policyFieldEntry, entry.first + " " + entry.second + " " + entry.third);
+        row(say("entry"), entry.first + " " + entry.second + " " + entry.third);
     }
     table.print();
 }
@@ -109,30 +112,38 @@ class SourceSet {
 public:
     void options(CLI::App& verb) {
         owner_.options(verb);
-        const auto add = [&](const char* name, auto& value, Say help) { verb.add_option(name, value, text(help)); };
-        add("--source", source_, Say::optionSource);
-        add("--file", file_, Say::optionPolicyFile);
-        add("--server", server_, Say::optionPolicyServer);
-        add("--log-level", logLevel_, Say::optionPolicyLogLevel);
-        add("--auth", auth_, Say::optionPolicyAuth);
-        add("--id-type", idType_, Say::optionPolicyIdType);
-        add("--id-value", idValue_, Say::optionPolicyIdValue);
-        add("--subject", subject_, Say::optionPolicySubject);
-        add("--psk", key_, Say::optionPolicyKey);
-        add("--pmp-timeout", timeout_, Say::optionPolicyTimeout);
-        add("--driver-mode", driverMode_, Say::optionPolicyDriverMode);
-        add("--loading-delay", delay_, Say::optionPolicyDelay);
+        const auto add = [&](const char* name, auto& value, const std::string& help) {
+            verb.add_option(name, value, help);
+        };
+        add("--source", source_, say("DDP, File, PMP... or a symbolic name such as SOURCE_FILE, or =NUMBER"));
+        add("--file", file_, say("Path of the policy file"));
+        add("--server", server_, say("Address of the policy server"));
+        add("--log-level", logLevel_, say("Log level of the policy exchange"));
+        add("--auth", auth_, say("How the server is authenticated: certificate or preshared-key"));
+        add("--id-type", idType_, say("Type of the identity shown to the server"));
+        add("--id-value", idValue_, say("The identity"));
+        add("--subject", subject_, say("Subject of the certificate shown to the server"));
+        add("--psk", key_, say("Name of the preshared key used with the server"));
+        add("--pmp-timeout", timeout_, say("Seconds to wait for the policy exchange"));
+        add("--driver-mode", driverMode_,
+            say("What the default driver policy does: drop-all, drop-all-except-dhcp or pass-all; only for the "
+                "system"));
+        add("--loading-delay", delay_,
+            say("Milliseconds that loading a policy takes, up to 60000; only for the system"));
     }
 
     void run(const Context& context) const {
         if (owner_.isUser()) refuseWhatIsTheSystems();
         LSPsettings_t settings = owner_.get();
-        if (!change(settings)) throw CommandError(Exit::usage, text(Say::policyNothingToSet));
+        if (!change(settings)) {
+            throw CommandError(Exit::usage, say("nothing to change; give at least one setting, such as --source"));
+        }
         check(settings);
         owner_.set(settings);
         if (owner_.isCurrentUser()) storeOwnFile(settings);
         if (context.json) return printJson(toJson(settings));
-        printLine(text(owner_.isUser() ? Say::policyUserSourceSet : Say::policySystemSourceSet));
+        printLine(owner_.isUser() ? say("The policy source of the user is set.")
+                                  : say("The policy source of the system is set."));
     }
 
 private:
@@ -167,8 +178,7 @@ private:
     static std::uint32_t readAuthentication(const std::string& text) {
         if (text == "preshared-key") return LSPauthPresharedKey;
         if (text == "certificate") return 0;
-        throw CommandError(Exit::badInput,
-                           phrase(Say::policyBadChoice, {"--auth", text, "certificate, preshared-key"}));
+        throw notAmong("--auth", text, {"certificate", "preshared-key"});
     }
 
     static std::uint32_t readDriverMode(const std::string& name) {
@@ -182,18 +192,20 @@ private:
         constexpr std::uint32_t longest = vocabulary::longestLoadingDelay;
         if (milliseconds >= 0 && milliseconds <= longest) return static_cast<std::uint32_t>(milliseconds);
         throw CommandError(Exit::badInput,
-                           phrase(Say::policyDelayTooLong, {std::to_string(milliseconds), std::to_string(longest)}));
+                           say("--loading-delay: %d is not between 0 and %d milliseconds", milliseconds, longest));
     }
 
     void refuseWhatIsTheSystems() const {
         const char* const option = driverMode_ ? "--driver-mode" : delay_ ? "--loading-delay" : nullptr;
-        if (option) throw CommandError(Exit::usage, phrase(Say::policySystemOnly, {option}));
+        if (option) {
+            throw CommandError(Exit::usage, say("%s is a setting of the system; it can't be used with --user", option));
+        }
     }
 
     // Before anything is sent, so that nothing is half done.
     void check(const LSPsettings_t& settings) const {
         const auto demand = [](bool good, const char* option) {
-            if (!good) throw CommandError(Exit::badInput, phrase(Say::policySourceNeeds, {option}));
+            if (!good) throw CommandError(Exit::badInput, say("a valid value is missing; give %s", option));
         };
         demand(settings.Source != sourceFile || !settings.File.empty(), "--file");
         demand(settings.Source != sourceServer || !settings.server.Server.empty(), "--server");
@@ -209,7 +221,10 @@ private:
         try {
             panelkit::storeUserSettings(settings);
         } catch (const std::runtime_error& error) {
-            throw CommandError(Exit::failed, phrase(Say::policyFileNotWritten, {error.what()}));
+            throw CommandError(
+                Exit::failed,
+                say("the service accepted the settings, but they could not be written to your own file: %s",
+                    error.what()));
         }
     }
 
@@ -223,10 +238,11 @@ private:
 } // namespace
 
 void addPolicySourceVerbs(CLI::App& group, const Context& context) {
-    CLI::App* const source = group.add_subcommand("source", text(Say::verbPolicySource));
+    CLI::App* const source = group.add_subcommand("source", say("Where the policy is taken from"));
     source->require_subcommand(1);
-    addVerb<SourceGet>(*source, context, "get", Say::verbPolicySourceGet);
-    addVerb<SourceSet>(*source, context, "set", Say::verbPolicySourceSet);
+    addVerb<SourceGet>(*source, context, "get", say("Show the settings of the policy source"));
+    addVerb<SourceSet>(*source, context, "set",
+                       say("Change settings of the policy source; settings that are not given stay as they are"));
 }
 
 } // namespace panelctl

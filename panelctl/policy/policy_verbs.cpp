@@ -55,7 +55,7 @@ struct PolicyShow {
         const Policy policy = askPolicy(true);
         if (context.json) return printJson(policyJson(policy));
         printLines(policy.shown);
-        if (!policy.info.message.empty()) printLines("  " + phrase(Say::policyDiagnosis, {policy.info.message}));
+        if (!policy.info.message.empty()) printLines("  " + say("Diagnosis: %s", policy.info.message));
     }
 };
 
@@ -73,7 +73,7 @@ struct PolicyView {
 // ---- explain: field by field, and which of them make it another policy
 
 struct Difference {
-    Say field;
+    Label field;
     std::string required, inForce;
     bool counts; // for a policy of the required type
 
@@ -92,18 +92,18 @@ std::vector<Difference> differences(const LSPrequest_t& required, const LSPreque
 
     // clang-format off
     std::vector<Difference> fields = {
-        {Say::policyFieldType,    policyTypeName(required.type),       policyTypeName(inForce.type),       true},
-        {Say::policyFieldUser,    required.user,                       inForce.user,                       sameType && isUserPolicy(required.type)},
-        {Say::policyFieldFile,    required.file,                       inForce.file,                       sameType && isFilePolicy(required.type)},
-        {Say::policyFieldServer,  first.Server,                        second.Server,                      false},
-        {Say::policyFieldKey,     first.presharedKeyName,              second.presharedKeyName,            byKey},
-        {Say::policyFieldSubject, first.Subject,                       second.Subject,                     byCertificate},
+        {N_("type"),          policyTypeName(required.type),       policyTypeName(inForce.type),       true},
+        {N_("user"),          required.user,                       inForce.user,                       sameType && isUserPolicy(required.type)},
+        {N_("file"),          required.file,                       inForce.file,                       sameType && isFilePolicy(required.type)},
+        {N_("server"),        first.Server,                        second.Server,                      false},
+        {N_("preshared key"), first.presharedKeyName,              second.presharedKeyName,            byKey},
+        {N_("subject"),       first.Subject,                       second.Subject,                     byCertificate},
     };
     if (isServerPolicy(required.type) || isServerPolicy(inForce.type)) {
-        fields.push_back({Say::policyFieldAuth, authenticationName(first.authKind), authenticationName(second.authKind), byServer});
+        fields.push_back({N_("authentication"), authenticationName(first.authKind), authenticationName(second.authKind), byServer});
     }
     if (required.type == LSPdriver || inForce.type == LSPdriver) {
-        fields.push_back({Say::policyFieldDriver, driverModeName(required.driverMode), driverModeName(inForce.driverMode), false});
+        fields.push_back({N_("driver mode"), driverModeName(required.driverMode), driverModeName(inForce.driverMode), false});
     }
     // clang-format on
     return fields;
@@ -123,7 +123,7 @@ private:
         json["differences"] = ordered_json::array();
         for (const Difference& field : fields) {
             if (!field.differs()) continue;
-            json["differences"].push_back({{"field", text(field.field)},
+            json["differences"].push_back({{"field", say(field.field)},
                                            {"required", field.required},
                                            {"inForce", field.inForce},
                                            {"counts", field.counts}});
@@ -132,21 +132,25 @@ private:
     }
 
     static void printForPeople(const Policy& policy, const std::vector<Difference>& fields) {
-        Table table({"", text(Say::headingRequired), text(Say::headingInForce), text(Say::headingDiffers)});
+        Table table({"", say("REQUIRED"), say("IN FORCE"), say("DIFFERS")});
         for (const Difference& field : fields) {
             if (field.required.empty() && field.inForce.empty()) continue;
-            const Say verdict = field.counts ? Say::policyDiffers : Say::policyDiffersHarmlessly;
+            const std::string verdict = field.counts ? say("yes") : say("yes, without effect");
             const Mood mood = field.counts ? Mood::bad : Mood::faint;
-            table.add({{text(field.field)},
+            table.add({{say(field.field)},
                        {field.required},
                        {field.inForce},
-                       field.differs() ? Cell{text(verdict), mood} : Cell{}});
+                       field.differs() ? Cell{verdict, mood} : Cell{}});
         }
         table.print();
-        printLine(text(policy.info.request == policy.required ? Say::policyIsRequired : Say::policyIsAnother));
-        if (policy.info.fromConfigDb) printLine(text(Say::policyIsFromConfigDb));
-        if (policy.info.isLoading) printLine(text(Say::policyIsLoading));
-        if (!policy.info.message.empty()) printLines(phrase(Say::policyDiagnosis, {policy.info.message}));
+        printLine(policy.info.request == policy.required ? say("The policy in force is the required one.")
+                                                         : say("The policy in force is not the required one."));
+        if (policy.info.fromConfigDb) {
+            printLine(say("It was taken from the service's configuration database, which does not count as the "
+                          "required policy."));
+        }
+        if (policy.info.isLoading) printLine(say("A new policy is being loaded."));
+        if (!policy.info.message.empty()) printLines(say("Diagnosis: %s", policy.info.message));
     }
 };
 
@@ -187,13 +191,13 @@ std::string inOneLine(const std::string& lines) {
 struct ActivationRow {
     const char* name;
     bool (Activation::*run)();
-    Say done;
+    Label done;
 };
 constexpr std::array activations = {
-    ActivationRow{"system", &Activation::system, Say::policySystemActivated},
-    ActivationRow{"user", &Activation::ofUser, Say::policyUserActivated},
-    ActivationRow{"driver", &Activation::driver, Say::policyDriverActivated},
-    ActivationRow{"current", &Activation::current, Say::policyCurrentActivated},
+    ActivationRow{"system", &Activation::system, N_("The system policy is activated.")},
+    ActivationRow{"user", &Activation::ofUser, N_("The user policy is activated.")},
+    ActivationRow{"driver", &Activation::driver, N_("The default driver policy is activated.")},
+    ActivationRow{"current", &Activation::current, N_("The current policy is activated again.")},
 };
 
 struct PolicyActivate {
@@ -201,16 +205,14 @@ struct PolicyActivate {
     Activation activation;
 
     void options(CLI::App& verb) {
-        verb.add_option("policy", which, text(Say::argumentPolicy))
-            ->required()
-            ->type_name("system|user|driver|current");
-        verb.add_option("--name", activation.policy, text(Say::optionPolicyName));
-        verb.add_option("--user", activation.user, text(Say::optionPolicyOfUser));
+        verb.add_option("policy", which, say("Which policy"))->required()->type_name("system|user|driver|current");
+        verb.add_option("--name", activation.policy, say("Name of the policy, as the service knows it"));
+        verb.add_option("--user", activation.user, say("Whose policy, with \"user\" (default: yours)"));
     }
     void run(const Context& context) {
         const ActivationRow& row = chosen();
         if (!activation.user.empty() && row.run != &Activation::ofUser) {
-            throw CommandError(Exit::usage, phrase(Say::policyUserUnfit, {row.name}));
+            throw CommandError(Exit::usage, say("--user can't be used with \"%s\"", row.name));
         }
         const bool done = (activation.*row.run)();
         if (!done && bridge::lastFailure().code != bridge::FailureCode::none) {
@@ -219,10 +221,10 @@ struct PolicyActivate {
         }
         if (!done) {
             throw CommandError(Exit::policyNotActivated,
-                               phrase(Say::policyNotActivated, {inOneLine(activation.message)}));
+                               say("the service did not activate the policy: %s", inOneLine(activation.message)));
         }
         if (context.json) return printJson({{"schema", 1}, {"activated", row.name}, {"message", activation.message}});
-        printLine(text(row.done));
+        printLine(say(row.done));
         noteLines(activation.message);
     }
 
@@ -234,21 +236,24 @@ private:
             names.emplace_back(row.name);
         }
         const std::string meant = nearest(which, names);
-        throw CommandError(Exit::usage, phrase(Say::unknownWord, {which}) + "; " +
-                                            (meant.empty() ? phrase(Say::verbsAre, {"panelctl policy activate",
-                                                                                    "system, user, driver, current"})
-                                                           : phrase(Say::didYouMean, {meant})));
+        const std::string hint = meant.empty() ? "; " + say("\"%s\" accepts: %s", "panelctl policy activate",
+                                                            "system, user, driver, current")
+                                               : didYouMean(meant);
+        throw CommandError(Exit::usage, say("\"%s\" is not understood", which) + hint);
     }
 };
 
 } // namespace
 
 void addPolicyVerbs(CLI::App& group, const Context& context) {
-    addVerb<PolicyStatus>(group, context, "status", Say::verbPolicyStatus);
-    addVerb<PolicyShow>(group, context, "show", Say::verbPolicyShow);
-    addVerb<PolicyView>(group, context, "view", Say::verbPolicyView);
-    addVerb<PolicyExplain>(group, context, "explain", Say::verbPolicyExplain);
-    addVerb<PolicyActivate>(group, context, "activate", Say::verbPolicyActivate);
+    addVerb<PolicyStatus>(group, context, "status", say("Show in one line which policy is in force"));
+    addVerb<PolicyShow>(group, context, "show", say("Show the policy in force, and the required one if it differs"));
+    addVerb<PolicyView>(group, context, "view", say("Print the text of the policy in force"));
+    addVerb<PolicyExplain>(group, context, "explain",
+                           say("Compare the policy in force with the required one, field by field"));
+    addVerb<PolicyActivate>(
+        group, context, "activate",
+        say("Activate the system policy, a user's policy or the default driver policy, or the current one again"));
     addPolicySourceVerbs(group, context);
 }
 

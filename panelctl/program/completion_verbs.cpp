@@ -50,8 +50,8 @@ struct Script {
 } // namespace
 
 void addCompletionVerbs(CLI::App& group, const Context& context) {
-    addVerb<Script<bash>>(group, context, "bash", Say::verbCompletionBash);
-    addVerb<Script<zsh>>(group, context, "zsh", Say::verbCompletionZsh);
+    addVerb<Script<bash>>(group, context, "bash", say("Print the script for bash: source <(panelctl completion bash)"));
+    addVerb<Script<zsh>>(group, context, "zsh", say("Print the script for zsh: source <(panelctl completion zsh)"));
 }
 
 } // namespace panelctl

@@ -35,11 +35,11 @@ constexpr std::uint64_t soon = 30; // days before a certificate expires
 constexpr std::size_t namesShown = 3;
 
 Finding good(std::string found) { return {Health::good, std::move(found), {}}; }
-Finding warning(std::string found, Say remedy) { return {Health::warning, std::move(found), text(remedy)}; }
-Finding bad(std::string found, Say remedy) { return {Health::bad, std::move(found), text(remedy)}; }
+Finding warning(std::string found, std::string remedy) {
+    return {Health::warning, std::move(found), std::move(remedy)};
+}
+Finding bad(std::string found, std::string remedy) { return {Health::bad, std::move(found), std::move(remedy)}; }
 Finding passedOver(std::string why) { return {Health::passedOver, std::move(why), {}}; }
-
-std::string count(std::size_t number) { return std::to_string(number); }
 
 // Some of the names, for a line.
 std::string someOf(const std::vector<std::string>& names) {
@@ -50,15 +50,26 @@ std::string someOf(const std::vector<std::string>& names) {
     return names.size() > namesShown ? list + ", ..." : list;
 }
 
+// ---- remedies
+
+std::string installSameVersion() { return say("install library and service of the same version"); }
+std::string renewCertificate() { return say("request a new certificate and import it: panelctl cert request"); }
+std::string installTranslations() {
+    return say("install the translations of this version into share/locale beside the program");
+}
+
 // What helps when the service can't be reached or does not answer.
-Say remedyOf(FailureCode failure) {
+std::string remedyOf(FailureCode failure) {
     switch (failure) {
-    case FailureCode::noService: return Say::remedyStart;
-    case FailureCode::accessDenied: return Say::remedyAccess;
-    case FailureCode::versionMismatch: return Say::remedyVersions;
-    case FailureCode::strangeService: return Say::remedyStranger;
-    case FailureCode::badEndpoint: return Say::remedyEndpoint;
-    default: return Say::remedyLog;
+    case FailureCode::noService:
+        return say("start the service (systemctl start panelkitd), or name its socket with --endpoint");
+    case FailureCode::accessDenied:
+        return say("ask an administrator to add this account to the service's group of users");
+    case FailureCode::versionMismatch: return installSameVersion();
+    case FailureCode::strangeService:
+        return say("do not enter any PIN; find out who runs the service at this endpoint");
+    case FailureCode::badEndpoint: return say("correct --endpoint or the environment variable PANELKIT_BRIDGE");
+    default: return say("check the log of the service (journalctl -u panelkitd), and restart the service");
     }
 }
 
@@ -66,7 +77,8 @@ Say remedyOf(FailureCode failure) {
 Finding failed() {
     const bridge::Failure& failure = bridge::lastFailure();
     if (failure.code == FailureCode::none || (failure.code == FailureCode::refused && failure.detail == 0)) {
-        return passedOver(failure.text.empty() ? text(Say::doctorNoAnswer) : escaped(failureText(failure)));
+        return passedOver(failure.text.empty() ? say("the service gives no information")
+                                               : escaped(failureText(failure)));
     }
     return bad(escaped(failureText(failure)), remedyOf(failure.code));
 }
@@ -80,7 +92,7 @@ Finding lookAtService() {
     const BridgeSession* const session = connectedSession();
     const std::string endpoint = escaped(CommandSender::Instance().Endpoint());
     if (!session) return bad(escaped(failureText(bridge::lastFailure())), remedyOf(bridge::lastFailure().code));
-    return good(phrase(Say::doctorAnswers, {escaped(session->service()), endpoint}));
+    return good(say("%s answers at %s", escaped(session->service()), endpoint));
 }
 
 // "panelkitd 0.1.0" ends with its version; the library and its service come from one tree.
@@ -89,14 +101,14 @@ Finding lookAtVersions() {
     if (!session) return failed();
     const std::string service = session->service();
     const std::string version = service.substr(service.rfind(' ') + 1);
-    const std::string both = phrase(Say::doctorVersions, {panelkit::version(), escaped(service)});
-    return version == panelkit::version() ? good(both) : warning(both, Say::remedyVersions);
+    const std::string both = say("library %s, service %s", panelkit::version(), escaped(service));
+    return version == panelkit::version() ? good(both) : warning(both, installSameVersion());
 }
 
 Finding lookAtRights() {
     VpnTokensController controller;
     std::vector<ProviderInfo> listed;
-    return controller.EnumProviders(listed) ? good(text(Say::doctorMayUse)) : failed();
+    return controller.EnumProviders(listed) ? good(say("this account may use the service")) : failed();
 }
 
 Finding lookAtProviders() {
@@ -104,13 +116,16 @@ Finding lookAtProviders() {
     VpnTokensController controller;
     std::vector<ProviderInfo> listed;
     if (!controller.EnumProviders(listed)) return failed();
-    if (listed.empty()) return warning(text(Say::noProviders), Say::remedyLoadProvider);
+    if (listed.empty()) {
+        return warning(say("There are no providers."), say("load a PKCS#11 module: panelctl provider load MODULE"));
+    }
     for (const ProviderInfo& provider : listed) {
         if (provider.*field::isLoaded) continue;
-        const std::string why = phrase(Say::stateNotLoaded, {escaped(provider.*field::problem)});
-        return bad('"' + escaped(provider.*field::name) + "\": " + why, Say::remedyProvider);
+        const std::string why = say("not loaded: %s", escaped(provider.*field::problem));
+        return bad('"' + escaped(provider.*field::name) + "\": " + why,
+                   say("install or repair the module, then reload all providers: panelctl token reload"));
     }
-    return good(phrase(Say::doctorProviders, {count(listed.size())}));
+    return good(say("all loaded: %d", listed.size()));
 }
 
 // The labels of the tokens that have the flag.
@@ -128,12 +143,21 @@ Finding lookAtTokens() {
     std::vector<TokenInfo> listed;
     if (!controller.EnumProviderTokens(nullptr, listed)) return failed();
     std::erase_if(listed, [](const TokenInfo& token) { return !(token.flags & flag::initialized); });
-    if (listed.empty()) return warning(text(Say::doctorNoTokens), Say::remedyToken);
+    if (listed.empty()) {
+        return warning(say("there is no initialised token"),
+                       say("insert a token, or initialise one: panelctl token init --label LABEL"));
+    }
     const auto locked = labelsWith(listed, flag::userPinLocked);
-    if (!locked.empty()) return bad(phrase(Say::doctorLocked, {someOf(locked)}), Say::remedyLocked);
+    if (!locked.empty()) {
+        return bad(say("PIN locked: %s", someOf(locked)),
+                   say("have the token unlocked with its SO PIN, or re-initialise it"));
+    }
     const auto finalTry = labelsWith(listed, flag::userPinFinalTry);
-    if (!finalTry.empty()) return warning(phrase(Say::doctorFinalTry, {someOf(finalTry)}), Say::remedyFinalTry);
-    return good(phrase(Say::doctorTokens, {count(listed.size())}));
+    if (!finalTry.empty()) {
+        return warning(say("one PIN try remains: %s", someOf(finalTry)),
+                       say("make sure that the PIN is right, then log in with --final-try: panelctl token login"));
+    }
+    return good(say("ready: %d", listed.size()));
 }
 
 std::uint64_t now() {
@@ -156,42 +180,46 @@ Finding lookAtCertificates() {
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(0, listed, tokens)) return failed();
     const auto expired = ending(listed, 1, now()); // 0 stands for an object that is no certificate
-    if (!expired.empty()) return bad(phrase(Say::doctorExpired, {someOf(expired)}), Say::remedyRenew);
+    if (!expired.empty()) return bad(say("expired: %s", someOf(expired)), renewCertificate());
     const auto expiring = ending(listed, now(), now() + soon * 86400);
-    if (!expiring.empty()) return warning(phrase(Say::doctorExpiring, {someOf(expiring)}), Say::remedyRenew);
-    return good(phrase(Say::doctorCertificates, {count(listed.size())}));
+    if (!expiring.empty()) return warning(say("expiring within 30 days: %s", someOf(expiring)), renewCertificate());
+    return good(say("valid for at least 30 more days: %d", listed.size()));
 }
 
 Finding lookAtLanguage() {
     const Language& language = chosenLanguage();
-    if (!language.problems.empty()) return warning(escaped(language.problems.front()), Say::remedyCatalogue);
+    if (!language.problems.empty()) return warning(escaped(language.problems.front()), installTranslations());
     if (language.name != language.wanted) {
-        return warning(phrase(Say::noTranslation, {language.wanted}), Say::remedyCatalogue);
+        return warning(say("there is no translation into \"%s\"", language.wanted), installTranslations());
     }
     if (language.folder.empty()) return good(language.name);
-    return good(phrase(Say::doctorLanguageFrom, {language.name, escaped(language.folder)}));
+    return good(say("%s, from %s", language.name, escaped(language.folder)));
 }
 
 Finding lookAtLocale() {
     const std::uint32_t page = panelkit::ConsoleSetup::get().consolePage();
     const std::optional<std::string> locale = environmentLocale();
-    if (page != 0) return good(phrase(Say::doctorLocale, {escaped(locale.value_or("")), std::to_string(page)}));
-    if (!locale) return passedOver(text(Say::doctorNoConsole));
+    if (page != 0) return good(say("%s, code page %d", escaped(locale.value_or("")), page));
+    if (!locale) return passedOver(say("there is no console"));
     const bool unset = locale->empty() || *locale == "C" || *locale == "POSIX";
-    if (unset) return warning(text(Say::doctorNoLocale), Say::remedyNoLocale);
-    return warning(phrase(Say::doctorStrangeLocale, {escaped(*locale)}), Say::remedyStrangeLocale);
+    if (unset) {
+        return warning(say("no locale is set; output is in UTF-8"),
+                       say("set LANG to a locale that is installed; locale -a lists them"));
+    }
+    return warning(say("the locale %s is not installed; output is in UTF-8", escaped(*locale)),
+                   say("install it (locale-gen), or set LANG to one that is; locale -a lists them"));
 }
 
 // clang-format off
 constexpr std::array all = {
-    Check{"service",      Say::checkService,      false, lookAtService},
-    Check{"rights",       Say::checkRights,       true,  lookAtRights},
-    Check{"versions",     Say::checkVersions,     true,  lookAtVersions},
-    Check{"providers",    Say::checkProviders,    true,  lookAtProviders},
-    Check{"tokens",       Say::checkTokens,       true,  lookAtTokens},
-    Check{"certificates", Say::checkCertificates, true,  lookAtCertificates},
-    Check{"language",     Say::checkLanguage,     false, lookAtLanguage},
-    Check{"locale",       Say::checkLocale,       false, lookAtLocale},
+    Check{"service",      N_("service"),      false, lookAtService},
+    Check{"rights",       N_("rights"),       true,  lookAtRights},
+    Check{"versions",     N_("versions"),     true,  lookAtVersions},
+    Check{"providers",    N_("providers"),    true,  lookAtProviders},
+    Check{"tokens",       N_("tokens"),       true,  lookAtTokens},
+    Check{"certificates", N_("certificates"), true,  lookAtCertificates},
+    Check{"language",     N_("language"),     false, lookAtLanguage},
+    Check{"locale",       N_("locale"),       false, lookAtLocale},
 };
 // clang-format on
 

@@ -4,7 +4,7 @@
 // with one remedy when something is wrong. A check that can't be made is passed over, and says why.
 #pragma once
 
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <span>
 #include <string>
@@ -21,7 +21,7 @@ struct Finding {
 
 struct Check {
     const char* name; // for scripts
-    Say title;
+    Label title;
     bool needsService; // and is passed over when the service can't be reached
     Finding (*look)();
 };

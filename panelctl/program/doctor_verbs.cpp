@@ -2,6 +2,7 @@
 //
 // panelctl doctor
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/output.h>
 #include <panelctl/program/doctor_checks.h>
 #include <panelctl/verbs.h>
@@ -18,16 +19,16 @@ namespace {
 
 struct HealthRow {
     const char* name; // for scripts
-    Say text;
+    Label text;
     Mood mood;
 };
 
 // By Health.
 constexpr std::array healthRows = {
-    HealthRow{"ok", Say::healthGood, Mood::good},
-    HealthRow{"not-checked", Say::healthPassedOver, Mood::faint},
-    HealthRow{"warning", Say::healthWarning, Mood::warning},
-    HealthRow{"problem", Say::healthBad, Mood::bad},
+    HealthRow{"ok", N_("ok"), Mood::good},
+    HealthRow{"not-checked", N_("not checked"), Mood::faint},
+    HealthRow{"warning", N_("warning"), Mood::warning},
+    HealthRow{"problem", N_("problem"), Mood::bad},
 };
 
 const HealthRow& rowOf(const Finding& finding) { return healthRows[static_cast<std::size_t>(finding.health)]; }
@@ -38,13 +39,14 @@ std::vector<Finding> examine() {
     for (const Check& check : checks()) {
         const bool reached = findings.empty() || findings.front().health == Health::good;
         if (check.needsService && !reached) {
-            findings.push_back({Health::passedOver, text(Say::doctorUnreached), {}});
+            findings.push_back({Health::passedOver, say("the service can't be reached"), {}});
             continue;
         }
         try {
             findings.push_back(check.look());
         } catch (const char* /* the stream's error */) {
-            findings.push_back({Health::bad, text(Say::badReply), text(Say::remedyVersions)});
+            findings.push_back(
+                {Health::bad, incompleteReplyText(), say("install library and service of the same version")});
         }
     }
     return findings;
@@ -64,10 +66,10 @@ void printAsJson(const std::vector<Finding>& findings) {
 
 // A line for each finding, and below it what helps.
 void printAsTable(const std::vector<Finding>& findings) {
-    Table table({text(Say::headingState), text(Say::headingCheck), text(Say::headingFound)});
+    Table table({say("STATE"), say("CHECK"), say("FOUND")});
     for (std::size_t i = 0; i < findings.size(); ++i) {
         const HealthRow& row = rowOf(findings[i]);
-        table.add({{text(row.text), row.mood}, {text(checks()[i].title)}, {findings[i].found}});
+        table.add({{say(row.text), row.mood}, {say(checks()[i].title)}, {findings[i].found}});
         if (!findings[i].remedy.empty()) table.add({{""}, {""}, {"-> " + findings[i].remedy}});
     }
     table.print();
@@ -81,10 +83,10 @@ void doctor(const Context& context) {
                              [=](const Finding& finding) { return finding.health == health; });
     };
     if (number(Health::bad) > 0) {
-        throw CommandError(Exit::unhealthy, phrase(Say::doctorSickness, {std::to_string(number(Health::bad))}));
+        throw CommandError(Exit::unhealthy, say("problems found: %d", number(Health::bad)));
     }
     if (number(Health::warning) > 0) {
-        throw CommandError(Exit::attention, phrase(Say::doctorAttention, {std::to_string(number(Health::warning))}));
+        throw CommandError(Exit::attention, say("warnings: %d", number(Health::warning)));
     }
 }
 

@@ -4,7 +4,7 @@
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/nearest.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <vocabulary/tokens.h>
 
@@ -25,7 +25,7 @@ constexpr std::string_view scheme = "pkcs11:";
 [[noreturn]] void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
     std::vector<std::string> lines(candidates.size());
     std::transform(candidates.begin(), candidates.end(), lines.begin(),
-                   [](const TokenInfo& token) { return phrase(Say::candidate, {uriOf(token)}); });
+                   [](const TokenInfo& token) { return "  " + uriOf(token); });
     throw CommandError(Exit::ambiguous, message, std::move(lines));
 }
 
@@ -78,7 +78,7 @@ bool attributeMatches(const TokenInfo& token, std::string_view attribute) {
     if (name == "model") return makeAndModel(token).second == value;
     if (name == "slot-id") return std::to_string(token.slotId) == value;
     if (name == "object" || name == "type" || name == "id") return true; // of objects on the token
-    throw CommandError(Exit::usage, phrase(Say::badUri, {name}));
+    throw CommandError(Exit::usage, say("the PKCS#11 URI has an attribute that tokens do not have: \"%s\"", name));
 }
 
 std::vector<TokenInfo> matching(const std::vector<TokenInfo>& tokens, const std::string& name) {
@@ -108,9 +108,7 @@ std::vector<std::string_view> attributesOf(std::string_view uri) {
 } // namespace
 
 void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
-    const std::string meant = nearest(name, candidates);
-    const std::string hint = meant.empty() ? "" : "; " + phrase(Say::didYouMean, {meant});
-    throw CommandError(Exit::notFound, message + hint);
+    throw CommandError(Exit::notFound, message + didYouMean(nearest(name, candidates)));
 }
 
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {
@@ -126,7 +124,7 @@ ProviderInfo findProvider(VpnTokensController& controller, const std::string& na
         if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
         names.push_back(provider.*providerField::name);
     }
-    failUnknown(phrase(Say::noSuchProvider, {name}), name, names);
+    failUnknown(say("there is no provider \"%s\"", name), name, names);
 }
 
 std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider) {
@@ -150,15 +148,22 @@ TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& nam
             found.end());
     }
     if (found.size() == 1) return found[0];
-    if (found.empty() && name.empty()) throw CommandError(Exit::notFound, text(Say::noTokenInUse));
-    if (found.size() > 1 && name.empty()) failAmbiguous(text(Say::nameTheToken), found);
-    if (found.size() > 1) failAmbiguous(phrase(Say::ambiguousToken, {name}), found);
+    if (found.empty() && name.empty()) {
+        throw CommandError(Exit::notFound,
+                           say("there is no initialised token; \"panelctl token init\" initialises one"));
+    }
+    if (found.size() > 1 && name.empty()) {
+        failAmbiguous(say("there are several tokens; choose one by label, serial number or URI:"), found);
+    }
+    if (found.size() > 1) {
+        failAmbiguous(say("\"%s\" is the name of several tokens; choose one by serial number or URI:", name), found);
+    }
     std::vector<std::string> names;
     for (const TokenInfo& token : tokens) {
         if (!(token.*tokenField::label).empty()) names.push_back(token.*tokenField::label);
         names.push_back(token.*tokenField::serial);
     }
-    failUnknown(phrase(Say::noSuchToken, {name}), name, names);
+    failUnknown(say("there is no token \"%s\"", name), name, names);
 }
 
 std::string uriOf(const TokenInfo& token) {

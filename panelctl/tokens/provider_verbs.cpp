@@ -38,8 +38,8 @@ nlohmann::ordered_json toJson(const ProviderInfo& provider) {
 }
 
 Cell stateOf(const ProviderInfo& provider) {
-    if (!(provider.*field::isLoaded)) return {phrase(Say::stateNotLoaded, {provider.*field::problem}), Mood::bad};
-    return {text(provider.*field::isEmbedded ? Say::stateEmbedded : Say::stateLoaded), Mood::good};
+    if (!(provider.*field::isLoaded)) return {say("not loaded: %s", provider.*field::problem), Mood::bad};
+    return {provider.*field::isEmbedded ? say("embedded") : say("loaded"), Mood::good};
 }
 
 struct ProviderList {
@@ -53,9 +53,8 @@ struct ProviderList {
             for (const ProviderInfo& provider : providers) list.push_back(toJson(provider));
             return printJson(list);
         }
-        if (providers.empty()) return printNote(text(Say::noProviders));
-        Table table({text(Say::headingName), text(Say::headingTokens), text(Say::headingModule), text(Say::headingPath),
-                     text(Say::headingState)});
+        if (providers.empty()) return printNote(say("There are no providers."));
+        Table table({say("NAME"), say("TOKENS"), say("MODULE"), say("PATH"), say("STATE")});
         for (const ProviderInfo& provider : providers) {
             table.add({{provider.*field::name},
                        {std::to_string(provider.*field::tokenCount)},
@@ -81,9 +80,9 @@ struct ProviderLoad {
     bool remember = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("module", path, text(Say::argumentModule))->required();
-        verb.add_option("--name", name, text(Say::optionProviderName));
-        verb.add_flag("--remember", remember, text(Say::optionRemember));
+        verb.add_option("module", path, say("Absolute path of the module"))->required();
+        verb.add_option("--name", name, say("Name of the provider (default: made from the file name)"));
+        verb.add_flag("--remember", remember, say("Load it again whenever the service starts"));
     }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
@@ -96,28 +95,30 @@ struct ProviderLoad {
             throw CommandError(Exit::providerRefused, provider.*field::problem);
         }
         if (context.json) return printJson(toJson(provider));
-        const Say done = provider.*field::isRemembered ? Say::providerRemembered : Say::providerLoaded;
-        printLine(phrase(done, {escaped(provider.*field::name)}));
+        const std::string loaded = escaped(provider.*field::name);
+        printLine(provider.*field::isRemembered
+                      ? say("Provider \"%s\" is loaded, now and whenever the service starts.", loaded)
+                      : say("Provider \"%s\" is loaded.", loaded));
     }
 };
 
 struct ProviderUnload {
     std::string name;
 
-    void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
+    void options(CLI::App& verb) { verb.add_option("provider", name, say("Name or path of the provider"))->required(); }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const ProviderInfo provider = findProvider(controller, name);
         if (!controller.ProviderUnload(provider)) throw lastFailureError();
         if (context.json) return printJson({{"schema", 1}, {"unloaded", provider.*field::name}});
-        printLine(phrase(Say::providerUnloaded, {escaped(provider.*field::name)}));
+        printLine(say("Provider \"%s\" is unloaded.", escaped(provider.*field::name)));
     }
 };
 
 struct ProviderRaise {
     std::string name;
 
-    void options(CLI::App& verb) { verb.add_option("provider", name, text(Say::argumentProvider))->required(); }
+    void options(CLI::App& verb) { verb.add_option("provider", name, say("Name or path of the provider"))->required(); }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const ProviderInfo provider = findProvider(controller, name);
@@ -127,7 +128,8 @@ struct ProviderRaise {
             return printJson(
                 {{"schema", 1}, {"name", provider.*field::name}, {"place", placeOf(controller, provider)}});
         }
-        printLine(phrase(isFirst ? Say::providerIsFirst : Say::providerRaised, {escaped(provider.*field::name)}));
+        printLine(isFirst ? say("Provider \"%s\" is already the first.", escaped(provider.*field::name))
+                          : say("Provider \"%s\" has moved one place up.", escaped(provider.*field::name)));
     }
 
 private:
@@ -145,10 +147,10 @@ private:
 } // namespace
 
 void addProviderVerbs(CLI::App& group, const Context& context) {
-    addVerb<ProviderList>(group, context, "list", Say::verbProviderList);
-    addVerb<ProviderLoad>(group, context, "load", Say::verbProviderLoad);
-    addVerb<ProviderUnload>(group, context, "unload", Say::verbProviderUnload);
-    addVerb<ProviderRaise>(group, context, "raise", Say::verbProviderRaise);
+    addVerb<ProviderList>(group, context, "list", say("List the providers in their order"));
+    addVerb<ProviderLoad>(group, context, "load", say("Load a PKCS#11 module as a provider"));
+    addVerb<ProviderUnload>(group, context, "unload", say("Unload a provider"));
+    addVerb<ProviderRaise>(group, context, "raise", say("Move a provider one place up in the order"));
 }
 
 } // namespace panelctl

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl token ...
+#include <panelctl/confirm.h>
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/output.h>
@@ -57,30 +58,30 @@ nlohmann::ordered_json toJson(const TokenInfo& token) {
 
 struct StateRow {
     std::uint32_t flags;
-    Say text;
+    Label text;
     Mood mood;
 };
 
 // What is worth saying of a token, most urgent first.
 // clang-format off
 constexpr StateRow worthSaying[] = {
-    {flag::userPinLocked,   Say::stateLocked,         Mood::bad},
-    {flag::soPinLocked,     Say::stateSoLocked,       Mood::bad},
-    {flag::userPinFinalTry, Say::stateFinalTry,       Mood::warning},
-    {flag::soPinFinalTry,   Say::stateSoFinalTry,     Mood::warning},
-    {flag::userPinCountLow, Say::stateWrongPinBefore, Mood::warning},
-    {flag::writeProtected,  Say::stateWriteProtected, Mood::plain},
+    {flag::userPinLocked,   N_("PIN locked"),              Mood::bad},
+    {flag::soPinLocked,     N_("SO PIN locked"),           Mood::bad},
+    {flag::userPinFinalTry, N_("one PIN try remains"),     Mood::warning},
+    {flag::soPinFinalTry,   N_("one SO PIN try remains"),  Mood::warning},
+    {flag::userPinCountLow, N_("a wrong PIN was entered"), Mood::warning},
+    {flag::writeProtected,  N_("write-protected"),         Mood::plain},
 };
 // clang-format on
 
 Cell stateOf(const TokenInfo& token) {
-    if (!(token.flags & flag::initialized)) return {text(Say::stateUninitialized), Mood::faint};
-    Cell cell{text(Say::stateReady), Mood::plain};
-    if (!(token.flags & flag::userPinInitialized)) cell = {text(Say::stateNoPin), Mood::warning};
-    if (token.flags & flag::loggedIn) cell = {text(Say::stateLoggedIn), Mood::good};
+    if (!(token.flags & flag::initialized)) return {say("not initialised"), Mood::faint};
+    Cell cell{say("ready"), Mood::plain};
+    if (!(token.flags & flag::userPinInitialized)) cell = {say("no PIN yet"), Mood::warning};
+    if (token.flags & flag::loggedIn) cell = {say("logged in"), Mood::good};
     for (const StateRow& row : worthSaying) {
         if (token.flags & row.flags) {
-            cell.text += std::string(", ") + text(row.text);
+            cell.text += ", " + say(row.text);
             cell.mood = row.mood;
             break;
         }
@@ -88,18 +89,26 @@ Cell stateOf(const TokenInfo& token) {
     return cell;
 }
 
-// A script must say that the last try may be spent; a person is asked. Gives whether it may be.
+// Whether the last try may be spent: a script must say so, a person is asked.
 bool mayBeFinalTry(const TokenInfo& token, std::uint32_t finalTryFlag, bool allowedByOption) {
     if (!(token.flags & finalTryFlag) || allowedByOption) return allowedByOption;
-    if (!inputIsTerminal()) {
-        throw CommandError(Exit::finalTry, phrase(Say::finalTryNeedsOption, {token.*field::label}));
+    if (inputIsTerminal()) {
+        printNote(say("One try remains for token \"%s\": a wrong PIN locks it.", labelOf(token)));
+        if (ask(say("Type \"yes\" to try: ")) == say("yes")) return true;
     }
-    printNote(phrase(Say::finalTryNote, {labelOf(token)}));
-    if (ask(text(Say::finalTryPrompt)) == text(Say::wordYes)) return true;
-    throw CommandError(Exit::finalTry, phrase(Say::finalTryNeedsOption, {token.*field::label}));
+    throw CommandError(
+        Exit::finalTry,
+        say("one try remains for token \"%s\", and a wrong PIN would lock it; use --final-try to try anyway",
+            token.*field::label));
 }
 
-void addTokenArgument(CLI::App& verb, std::string& token) { verb.add_option("token", token, text(Say::argumentToken)); }
+void addTokenArgument(CLI::App& verb, std::string& token) {
+    verb.add_option("token", token, say("Label, serial number or PKCS#11 URI of the token"));
+}
+
+void addFinalTry(CLI::App& verb, bool& finalTry) {
+    verb.add_flag("--final-try", finalTry, say("Try the PIN even if a wrong one would lock the token"));
+}
 
 void printTokens(const std::vector<TokenInfo>& tokens) {
     auto list = nlohmann::ordered_json::array();
@@ -123,14 +132,13 @@ void printDone(VpnTokensController& controller, const Context& context, const To
 struct TokenList {
     std::string provider;
 
-    void options(CLI::App& verb) { verb.add_option("--provider", provider, text(Say::optionOfProvider)); }
+    void options(CLI::App& verb) { verb.add_option("--provider", provider, say("Only tokens of this provider")); }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const std::vector<TokenInfo> tokens = listTokens(controller, provider);
         if (context.json) return printTokens(tokens);
-        if (tokens.empty()) return printNote(text(Say::noTokens));
-        Table table({text(Say::headingLabel), text(Say::headingSerial), text(Say::headingProvider),
-                     text(Say::headingModel), text(Say::headingState)});
+        if (tokens.empty()) return printNote(say("There are no tokens."));
+        Table table({say("LABEL"), say("SERIAL"), say("PROVIDER"), say("MODEL"), say("STATE")});
         for (const TokenInfo& token : tokens) {
             table.add({{token.*field::label},
                        {token.*field::serial},
@@ -156,14 +164,15 @@ struct TokenLogin {
 
     void options(CLI::App& verb) {
         addTokenArgument(verb, token);
-        pin.emplace(verb, "pin", Say::secretPin);
-        verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
+        pin.emplace(verb, "pin", say("PIN"));
+        addFinalTry(verb, finalTry);
     }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         if (found.flags & flag::loggedIn) {
-            return printDone(controller, context, found, phrase(Say::tokenWasLoggedIn, {labelOf(found)}));
+            return printDone(controller, context, found,
+                             say("The service is already logged in to token \"%s\".", labelOf(found)));
         }
         const bool mayBeFinal = mayBeFinalTry(found, flag::userPinFinalTry, finalTry);
         const Secret secret = pin->read(labelOf(found));
@@ -172,7 +181,7 @@ struct TokenLogin {
             if (message.title.empty()) throw lastFailureError();
             throw CommandError(exitForTitle(message.title), message.text);
         }
-        printDone(controller, context, found, phrase(Say::tokenLoggedIn, {labelOf(found)}));
+        printDone(controller, context, found, say("Logged in to token \"%s\".", labelOf(found)));
     }
 };
 
@@ -184,7 +193,7 @@ struct TokenLogout {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         if (!controller.TokenLogout(found)) throw lastFailureError();
-        printDone(controller, context, found, phrase(Say::tokenLoggedOut, {labelOf(found)}));
+        printDone(controller, context, found, say("Logged out of token \"%s\".", labelOf(found)));
     }
 };
 
@@ -196,11 +205,11 @@ struct TokenInit {
 
     void options(CLI::App& verb) {
         addTokenArgument(verb, token);
-        verb.add_option("--label", label, text(Say::optionLabel))->required();
-        soPin.emplace(verb, "so-pin", Say::secretSoPin);
-        pin.emplace(verb, "pin", Say::secretPin);
-        verb.add_flag("--yes", yes, text(Say::optionYes));
-        verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
+        verb.add_option("--label", label, say("The token's new label, 1 to 32 bytes"))->required();
+        soPin.emplace(verb, "so-pin", say("SO PIN"));
+        pin.emplace(verb, "pin", say("PIN"));
+        addYes(verb, yes);
+        addFinalTry(verb, finalTry);
     }
 
     void run(const Context& context) const {
@@ -215,7 +224,7 @@ struct TokenInit {
         if (!controller.TokenInitialize(found, label, officer.text(), user.text(), erases)) throw lastFailureError();
         TokenInfo made = found;
         made.*field::label = label;
-        printDone(controller, context, made, phrase(Say::tokenInitialized, {escaped(label)}));
+        printDone(controller, context, made, say("Token \"%s\" is initialised.", escaped(label)));
     }
 
 private:
@@ -223,16 +232,20 @@ private:
         for (const TokenInfo& candidate : listTokens(controller)) {
             if (!(candidate.flags & flag::initialized)) return candidate;
         }
-        throw CommandError(Exit::notFound, text(Say::noUninitializedToken));
+        throw CommandError(Exit::notFound, say("there is no uninitialised token; name the token to erase"));
     }
 
     static void confirm(const TokenInfo& token) {
-        if (!inputIsTerminal())
-            throw CommandError(Exit::notConfirmed, phrase(Say::eraseNeedsYes, {token.*field::label}));
-        printNote(phrase(Say::eraseWarning, {labelOf(token), escaped(token.*field::serial)}));
-        const std::string answer = ask(text(Say::erasePrompt));
+        if (!inputIsTerminal()) {
+            throw CommandError(Exit::notConfirmed,
+                               say("token \"%s\" is already initialised; use --yes to erase it without confirmation",
+                                   token.*field::label));
+        }
+        printNote(say("Token \"%s\" (serial number %s) will be erased with all certificates and keys on it.",
+                      labelOf(token), escaped(token.*field::serial)));
+        const std::string answer = ask(say("Type its label to continue: "));
         if (answer.empty() || answer != token.*field::label) { // a token may have no label: no answer is no consent
-            throw CommandError(Exit::notConfirmed, text(Say::eraseNotConfirmed));
+            throw CommandError(Exit::notConfirmed, say("the label was not typed; nothing was erased"));
         }
     }
 
@@ -241,7 +254,7 @@ private:
         for (const TokenInfo& now : listTokens(controller)) {
             if (now.*field::label == token.*field::label && now.*field::serial == token.*field::serial) return;
         }
-        throw CommandError(Exit::notFound, text(Say::tokenChanged));
+        throw CommandError(Exit::notFound, say("the token has been replaced by another one; nothing was done"));
     }
 };
 
@@ -253,10 +266,10 @@ struct TokenChangePin {
 
     void options(CLI::App& verb) {
         addTokenArgument(verb, token);
-        oldPin.emplace(verb, "pin", Say::secretPin);
-        newPin.emplace(verb, "new-pin", Say::secretNewPin);
-        verb.add_flag("--so", ofSecurityOfficer, text(Say::optionSecurityOfficer));
-        verb.add_flag("--final-try", finalTry, text(Say::optionFinalTry));
+        oldPin.emplace(verb, "pin", say("PIN"));
+        newPin.emplace(verb, "new-pin", say("new PIN"));
+        verb.add_flag("--so", ofSecurityOfficer, say("Change the SO PIN instead"));
+        addFinalTry(verb, finalTry);
     }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
@@ -268,7 +281,7 @@ struct TokenChangePin {
         if (!controller.TokenChangePassword(found, old.text(), fresh.text(), ofSecurityOfficer, mayBeFinal)) {
             throw lastFailureError();
         }
-        printDone(controller, context, found, phrase(Say::tokenPinChanged, {labelOf(found)}));
+        printDone(controller, context, found, say("The PIN of token \"%s\" is changed.", labelOf(found)));
     }
 };
 
@@ -277,7 +290,7 @@ struct TokenSeed {
 
     void options(CLI::App& verb) {
         addTokenArgument(verb, token);
-        verb.add_option("--seed-file", file, text(Say::optionSeedFile))->type_name("FILE");
+        verb.add_option("--seed-file", file, say("Read the seed from this file"))->type_name("FILE");
     }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
@@ -285,7 +298,8 @@ struct TokenSeed {
         std::string seed = file.empty() ? fromSystem() : fromFile();
         const platform::WipeOnExit wiped(seed);
         if (!controller.InitTokenRNG(found, seed)) throw lastFailureError();
-        printDone(controller, context, found, phrase(Say::tokenSeeded, {labelOf(found)}));
+        printDone(controller, context, found,
+                  say("The random-number generator of token \"%s\" is seeded.", labelOf(found)));
     }
 
 private:
@@ -317,23 +331,25 @@ struct TokenReload {
         for (const TokenInfo& token : listTokens(controller)) {
             if (token.flags & flag::loggedIn) loggedIn += (loggedIn.empty() ? "" : ", ") + labelOf(token);
         }
-        if (!loggedIn.empty()) printNote(phrase(Say::reloadLogsOut, {loggedIn}));
+        if (!loggedIn.empty()) printNote(say("This logs the service out of: %s", loggedIn));
         if (!controller.ReloadAll()) throw lastFailureError();
         if (context.json) return printTokens(listTokens(controller));
-        printLine(text(Say::tokensReloaded));
+        printLine(say("All providers have been reloaded; the service is logged out of all tokens."));
     }
 };
 
 } // namespace
 
 void addTokenVerbs(CLI::App& group, const Context& context) {
-    addVerb<TokenList>(group, context, "list", Say::verbTokenList);
-    addVerb<TokenLogin>(group, context, "login", Say::verbTokenLogin);
-    addVerb<TokenLogout>(group, context, "logout", Say::verbTokenLogout);
-    addVerb<TokenInit>(group, context, "init", Say::verbTokenInit);
-    addVerb<TokenChangePin>(group, context, "change-pin", Say::verbTokenChangePin);
-    addVerb<TokenSeed>(group, context, "seed", Say::verbTokenSeed);
-    addVerb<TokenReload>(group, context, "reload", Say::verbTokenReload);
+    addVerb<TokenList>(group, context, "list", say("List the tokens"));
+    addVerb<TokenLogin>(group, context, "login", say("Log the service in to a token"));
+    addVerb<TokenLogout>(group, context, "logout", say("Log the service out of a token"));
+    addVerb<TokenInit>(group, context, "init",
+                       say("Initialise a token: erases it, and sets its label, SO PIN and PIN"));
+    addVerb<TokenChangePin>(group, context, "change-pin", say("Change the PIN of a token"));
+    addVerb<TokenSeed>(group, context, "seed",
+                       say("Seed a token's random-number generator, from the system's generator or from a file"));
+    addVerb<TokenReload>(group, context, "reload", say("Reload all providers (logs out of all tokens)"));
 }
 
 } // namespace panelctl

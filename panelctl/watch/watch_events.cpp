@@ -2,7 +2,7 @@
 #include <panelctl/watch/watch_events.h>
 
 #include <panelctl/display_width.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 
 #include <panelkit/format/time_text.h>
 #include <vocabulary/policy.h>
@@ -29,27 +29,26 @@ namespace {
 struct EventRow {
     Notification id;
     const char* name;
-    Say text;
 };
 
 // clang-format off
 constexpr std::array eventRows = {
-    EventRow{Notification::tokenArrived,           "token-arrived",           Say::watchTokenArrived},
-    EventRow{Notification::tokenRemoved,           "token-removed",           Say::watchTokenRemoved},
-    EventRow{Notification::tokenInitialized,       "token-initialized",       Say::watchTokenInitialized},
-    EventRow{Notification::tokenLoggedIn,          "token-logged-in",         Say::watchTokenLoggedIn},
-    EventRow{Notification::tokenLoggedOut,         "token-logged-out",        Say::watchTokenLoggedOut},
-    EventRow{Notification::configurationCommitted, "configuration-committed", Say::watchConfiguration},
-    EventRow{Notification::policyActivated,        "policy-activated",        Say::watchPolicyActivated},
-    EventRow{Notification::policyFailed,           "policy-failed",           Say::watchPolicyFailed},
-    EventRow{Notification::certificateExpiring,    "certificate-expiring",    Say::watchCertificateExpires},
-    EventRow{Notification::serviceStopping,        "service-stopping",        Say::watchServiceStopping},
+    EventRow{Notification::tokenArrived,           "token-arrived"},
+    EventRow{Notification::tokenRemoved,           "token-removed"},
+    EventRow{Notification::tokenInitialized,       "token-initialized"},
+    EventRow{Notification::tokenLoggedIn,          "token-logged-in"},
+    EventRow{Notification::tokenLoggedOut,         "token-logged-out"},
+    EventRow{Notification::configurationCommitted, "configuration-committed"},
+    EventRow{Notification::policyActivated,        "policy-activated"},
+    EventRow{Notification::policyFailed,           "policy-failed"},
+    EventRow{Notification::certificateExpiring,    "certificate-expiring"},
+    EventRow{Notification::serviceStopping,        "service-stopping"},
 };
 // clang-format on
 static_assert(eventRows.size() == vocabulary::allNotifications.size());
 
-const EventRow& rowOf(Notification id) {
-    return *std::find_if(eventRows.begin(), eventRows.end(), [&](const EventRow& row) { return row.id == id; });
+const char* nameOf(Notification id) {
+    return std::find_if(eventRows.begin(), eventRows.end(), [&](const EventRow& row) { return row.id == id; })->name;
 }
 
 std::uint64_t now() {
@@ -84,38 +83,64 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-// What people call a policy: of a user's, whose it is too.
+std::string tokenText(Notification id, const TokenInfo& token) {
+    const std::string label = escaped(token.*field::label);
+    const std::string serial = escaped(token.*field::serial);
+    // clang-format off
+    switch (id) {
+    case Notification::tokenArrived:     return say("Token \"%s\" (serial number %s) was inserted.", label, serial);
+    case Notification::tokenRemoved:     return say("Token \"%s\" (serial number %s) was removed.", label, serial);
+    case Notification::tokenInitialized: return say("Token \"%s\" (serial number %s) was initialised.", label, serial);
+    case Notification::tokenLoggedIn:    return say("The service is logged in to token \"%s\" (serial number %s).", label, serial);
+    default:                             return say("The service is logged out of token \"%s\" (serial number %s).", label, serial);
+    }
+    // clang-format on
+}
+
+// What people call a policy: its source and title, and the user whose policy it is.
 std::string titleOf(const vocabulary::PolicyNotice& notice) {
     const std::string title = escaped(notice.source) + " \"" + escaped(notice.policy) + "\"";
     return notice.user.empty() ? title : title + " (" + escaped(notice.user) + ")";
 }
 
+std::string policyText(Notification id, const vocabulary::PolicyNotice& notice) {
+    if (id != Notification::policyFailed) return say("Policy %s is in force.", titleOf(notice));
+    return say("Policy %s could not be activated: %s", titleOf(notice), escaped(notice.reason));
+}
+
+std::string certificateText(const vocabulary::CertificateNotice& notice) {
+    const std::string subject = escaped(notice.certificate.subject);
+    const std::string token = escaped(notice.token.*field::label);
+    if (notice.daysLeft < 0) return say("Certificate \"%s\" on token \"%s\" has expired.", subject, token);
+    return sayPlural("Certificate \"%s\" on token \"%s\" expires in %d day.",
+                     "Certificate \"%s\" on token \"%s\" expires in %d days.",
+                     static_cast<std::uint64_t>(notice.daysLeft), subject, token, notice.daysLeft);
+}
+
 // Fills in text and details, notice by notice.
 struct Describe {
     WatchEvent& event;
-    const EventRow& row;
+    Notification id;
 
-    void operator()(const vocabulary::StoppingNotice&) const { event.text = text(row.text); }
+    void operator()(const vocabulary::StoppingNotice&) const { event.text = say("The service is stopping."); }
     void operator()(const vocabulary::TokenNotice& notice) const {
-        event.text = phrase(row.text, {escaped(notice.token.*field::label), escaped(notice.token.*field::serial)});
+        event.text = tokenText(id, notice.token);
         event.details["token"] = tokenJson(notice.token);
     }
     void operator()(const vocabulary::ConfigurationNotice& notice) const {
-        event.text = phrase(row.text, {escaped(notice.user), joined(notice.sections)});
+        event.text = say("%s committed the configuration: %s.", escaped(notice.user), joined(notice.sections));
         event.details["user"] = notice.user;
         event.details["sections"] = notice.sections;
     }
     void operator()(const vocabulary::PolicyNotice& notice) const {
-        event.text = phrase(row.text, {titleOf(notice), escaped(notice.reason)});
+        event.text = policyText(id, notice);
         event.details["source"] = notice.source;
         event.details["policy"] = notice.policy;
         event.details["user"] = notice.user;
         event.details["reason"] = notice.reason;
     }
     void operator()(const vocabulary::CertificateNotice& notice) const {
-        const Say what = notice.daysLeft < 0 ? Say::watchCertificateExpired : row.text;
-        event.text = phrase(what, {escaped(notice.certificate.subject), escaped(notice.token.*field::label),
-                                   std::to_string(notice.daysLeft)});
+        event.text = certificateText(notice);
         event.details["token"] = tokenJson(notice.token);
         event.details["subject"] = notice.certificate.subject;
         event.details["fingerprint"] = notice.certificate.fingerprint;
@@ -151,8 +176,8 @@ WatchEvent missedOf(Notification id, const TokenInfo& token) {
     return event;
 }
 
-WatchEvent missedOf(const char* name, Say what, const ProviderInfo& provider) {
-    WatchEvent event = make(name, phrase(what, {escaped(provider.*providerField::name)}));
+WatchEvent missedOf(const char* name, Loc::MarkedWording<'s'> text, const ProviderInfo& provider) {
+    WatchEvent event = make(name, say(text, escaped(provider.*providerField::name)));
     event.details["provider"] = provider.*providerField::name;
     event.missed = true;
     return event;
@@ -166,7 +191,7 @@ void compareSections(const WatchedState& before, const WatchedState& now, std::v
         if (known != before.sections.end() && known->second != hash) changed.push_back(name);
     }
     if (changed.empty()) return;
-    WatchEvent event = make("configuration-changed", phrase(Say::watchConfigurationChanged, {joined(changed)}));
+    WatchEvent event = make("configuration-changed", say("The configuration has changed: %s.", joined(changed)));
     event.details["sections"] = changed;
     event.missed = true;
     events.push_back(event);
@@ -194,18 +219,19 @@ auto contentOf(const LSPinfo_t& info) {
 }
 
 void comparePolicies(const WatchedPolicy& before, const WatchedPolicy& now, std::vector<WatchEvent>& events) {
-    const auto add = [&](const char* name, Say what, const vocabulary::PolicyNotice& notice) {
-        WatchEvent event = make(name, {});
-        Describe{event, {Notification::policyActivated, name, what}}(notice);
+    const auto add = [&](const char* name, const vocabulary::PolicyNotice& notice) -> WatchEvent& {
+        WatchEvent& event = events.emplace_back(make(name, {}));
+        Describe{event, Notification::policyActivated}(notice);
         event.missed = true;
-        events.push_back(event);
+        return event;
     };
     if (sourceOf(before.required) != sourceOf(now.required)) {
         const bool loaded = sourceOf(now.required) == sourceOf(now.inForce.request);
-        add("policy-required", Say::watchPolicyRequired, noticeOf(now.required, loaded ? now.inForce.Title : ""));
+        const vocabulary::PolicyNotice notice = noticeOf(now.required, loaded ? now.inForce.Title : "");
+        add("policy-required", notice).text = say("Policy %s is required.", titleOf(notice));
     }
     if (contentOf(before.inForce) != contentOf(now.inForce)) {
-        add("policy-activated", Say::watchPolicyActivated, noticeOf(now.inForce.request, now.inForce.Title));
+        add("policy-activated", noticeOf(now.inForce.request, now.inForce.Title));
     }
 }
 
@@ -251,14 +277,15 @@ Heard readHeard(Notification id, CommandStreamIn& payload) {
 }
 
 WatchEvent describe(const Heard& heard) {
-    const EventRow& row = rowOf(heard.id);
-    WatchEvent event{row.name, heard.moment().time, {}, ordered_json::object(), false};
-    std::visit(Describe{event, row}, heard.notice);
+    WatchEvent event{nameOf(heard.id), heard.moment().time, {}, ordered_json::object(), false};
+    std::visit(Describe{event, heard.id}, heard.notice);
     return event;
 }
 
-WatchEvent serviceCame() { return make("service-attached", text(Say::watchServiceCame)); }
-WatchEvent serviceWent() { return make("service-detached", text(Say::watchServiceWent)); }
+WatchEvent serviceCame() { return make("service-attached", say("The service is running.")); }
+WatchEvent serviceWent() {
+    return make("service-detached", say("Lost the connection to the service; waiting for it."));
+}
 
 void WatchedState::apply(const Heard& heard) {
     const auto* notice = std::get_if<vocabulary::TokenNotice>(&heard.notice);
@@ -274,12 +301,12 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
     std::vector<WatchEvent> events;
     for (const ProviderInfo& provider : before.providers) {
         if (provider.*providerField::isLoaded && !isLoadedIn(now.providers, provider)) {
-            events.push_back(missedOf("provider-unloaded", Say::watchProviderUnloaded, provider));
+            events.push_back(missedOf("provider-unloaded", N_("Provider \"%s\" is no longer loaded."), provider));
         }
     }
     for (const ProviderInfo& provider : now.providers) {
         if (provider.*providerField::isLoaded && !isLoadedIn(before.providers, provider)) {
-            events.push_back(missedOf("provider-loaded", Say::watchProviderLoaded, provider));
+            events.push_back(missedOf("provider-loaded", N_("Provider \"%s\" is loaded."), provider));
         }
     }
     for (const TokenInfo& token : before.tokens) {
@@ -303,7 +330,7 @@ ordered_json toJson(const WatchEvent& event) {
 std::string toLine(const WatchEvent& event) {
     char buffer[panelkit::PlainTimeTextSize] = "";
     const std::string when = panelkit::plainTimeToLocalText(static_cast<panelkit::PlainTime>(event.time), buffer);
-    return when + "  " + (event.missed ? phrase(Say::watchMissed, {event.text}) : event.text);
+    return when + "  " + (event.missed ? say("Meanwhile: %s", event.text) : event.text);
 }
 
 } // namespace panelctl

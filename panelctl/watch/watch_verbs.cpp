@@ -193,7 +193,8 @@ class Reporter {
 public:
     Reporter(bool json, std::optional<unsigned> count) : json_(json), left_(count), known_(lookAtService()) {
         wasThere_ = known_ || bridge::lastFailure().code == bridge::FailureCode::refused;
-        printNote(text(wasThere_ ? Say::watchBegins : Say::watchWaits));
+        printNote(wasThere_ ? say("Watching; press Ctrl-C to stop.")
+                            : say("The service is not running; waiting for it. Press Ctrl-C to stop."));
     }
 
     // False when enough is reported, or nobody reads it any more.
@@ -249,10 +250,12 @@ struct Watch {
     std::optional<unsigned> count;
 
     void options(CLI::App& verb) {
-        verb.add_option("--for", seconds, text(Say::optionWatchFor))
+        verb.add_option("--for", seconds, say("Stop after this many seconds"))
             ->type_name("SECONDS")
             ->check(numberBetween(0, 1'000'000'000));
-        verb.add_option("--count", count, text(Say::optionWatchCount))->type_name("N")->check(numberBetween(1, ~0U));
+        verb.add_option("--count", count, say("Stop after this many events"))
+            ->type_name("N")
+            ->check(numberBetween(1, ~0U));
     }
     void run(const Context& context) const {
         std::optional<Clock::time_point> deadline;

@@ -21,7 +21,7 @@
 
 namespace Loc {
 
-class PANELKIT_EXPORT Messages : public Module {
+class PANELKIT_EXPORT Messages final : public Module {
 public:
     // Of the program called `module`, in English until a translation is loaded.
     explicit Messages(std::string module);

@@ -23,15 +23,15 @@ std::string dateOf(std::uint64_t time) {
 TEST_F(CertVerbs, ListCertificatesInAlignedColumnsWithDaysAndKeys) {
     const auto result = run({"cert", "list"});
     EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_EQ(result.output, "NAME              ISSUER  SERIAL  EXPIRES     DAYS  KEY  TOKEN   STATE\n"
+    EXPECT_EQ(result.output, "NAME              ISSUER  SERIAL  EXPIRES     DAYS  KEY      TOKEN   STATE\n"
                              "gate, west        Root    0A1B    " +
                                  dateOf(gate.notAfter) +
-                                 "  10    yes  Office  valid\n"
+                                 "  10    present  Office  valid\n"
                                  "Root              Root    01      " +
                                  dateOf(authority.notAfter) +
-                                 "  4000       Office  valid\n"
+                                 "  4000           Office  valid\n"
                                  "gate east\\x1B[2J  Other   -FF     " +
-                                 dateOf(old.notAfter) + "  -21        東京    expired\n");
+                                 dateOf(old.notAfter) + "  -21            東京    expired\n");
     EXPECT_EQ(result.error, "");
 }
 
@@ -81,7 +81,7 @@ TEST_F(CertVerbs, ListWhatIsAskedFor) {
     EXPECT_EQ(count({"--expired"}), 1U);
     EXPECT_EQ(count({"--token", "A1"}), 2U);
     EXPECT_EQ(count({"--token", "pkcs11:token=%E6%9D%B1%E4%BA%AC"}), 1U);
-    expectError(run({"cert", "list", "--ca", "--with-key"}), 2, "--with-key excludes --ca");
+    expectError(run({"cert", "list", "--ca", "--with-key"}), 2, "--with-key can't be used together with --ca");
     expectError(run({"cert", "list", "--token", "Offce"}), 10, "did you mean \"Office\"?");
 }
 
@@ -118,11 +118,11 @@ TEST_F(CertVerbs, FindACertificateByWhateverAPersonHas) {
     EXPECT_EQ(run({"cert", "verify", "--", "-FF"}).status, 0) << "a number below zero";
     expectError(run({"cert", "show", "pkcs11:id=%C3%A5"}), 10, "there is no certificate");
     expectError(run({"cert", "show", "Rood"}), 10, "there is no certificate \"Rood\"; did you mean \"Root\"?");
-    expectError(run({"cert", "show", "gate"}), 11, "\"gate\" fits several");
+    expectError(run({"cert", "show", "gate"}), 11, "\"gate\" matches several");
     const auto ambiguous = run({"cert", "show", "gate"}).error;
     EXPECT_THAT(ambiguous,
-                HasSubstr("\n  11111111AAAAAAAA  CN=gate\\, west,O=Büro, valid to " + dateOf(gate.notAfter)));
-    EXPECT_THAT(ambiguous, HasSubstr("\n  33333333AAAAAAAA  CN=gate east\\x1B[2J, valid to "));
+                HasSubstr("\n  11111111AAAAAAAA  CN=gate\\, west,O=Büro, valid until " + dateOf(gate.notAfter)));
+    EXPECT_THAT(ambiguous, HasSubstr("\n  33333333AAAAAAAA  CN=gate east\\x1B[2J, valid until "));
 }
 
 TEST_F(CertVerbs, TellOneOnTwoTokensApartByTheToken) {
@@ -147,7 +147,7 @@ TEST_F(CertVerbs, ShowACertificateWithItsDetails) {
     EXPECT_THAT(shown.output, HasSubstr("Valid from:         2001-09-09 01:46:40 UTC\n"));
     EXPECT_THAT(shown.output, HasSubstr("(days left: 10)\n"));
     EXPECT_THAT(shown.output, HasSubstr("Key:                RSA 2048\n"));
-    EXPECT_THAT(shown.output, HasSubstr("on the token, which does not let it out\n"));
+    EXPECT_THAT(shown.output, HasSubstr("on the token, can't be exported\n"));
     EXPECT_THAT(shown.output, HasSubstr("DNS:gate.example\\x1B[31m\n"));
     EXPECT_THAT(shown.output, Not(HasSubstr("Policies"))) << "what it lacks is left out";
     EXPECT_EQ(run({"cert", "show", "0A1B", "--text"}).output, "line 1\nline\\x1B 2\n");
@@ -167,14 +167,14 @@ TEST_F(CertVerbs, ShowTheChainAndSayWhereItBreaksOff) {
     EXPECT_THAT(whole.output, HasSubstr("\ngate, west  0A1B"));
     EXPECT_THAT(whole.output, HasSubstr("\n  Root      01  "));
     EXPECT_EQ(whole.error, "");
-    EXPECT_THAT(chain(encoded(office, gate), 1).error, HasSubstr("The chain is not complete"));
+    EXPECT_THAT(chain(encoded(office, gate), 1).error, HasSubstr("The chain is incomplete"));
     EXPECT_EQ(nlohmann::json::parse(run({"cert", "chain", "0A1B", "--json"}).output)[0]["serial"], "0A1B");
 }
 
 TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {
     namespace flag = vocabulary::verifyFlag;
     service.on(Command::VerifyCert, Reaction::reply(encoded(true, std::string("gate\nRoot"))));
-    EXPECT_EQ(run({"cert", "verify", "0A1B"}).output, "Certificate \"gate, west\" verifies.\ngate\nRoot\n");
+    EXPECT_EQ(run({"cert", "verify", "0A1B"}).output, "Certificate \"gate, west\" passed verification.\ngate\nRoot\n");
     run({"cert", "verify", "0A1B", "--purpose", "tls-server", "--crl-required"});
     EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, std::uint32_t{2 | flag::crlRequired}));
     run({"cert", "verify", "0A1B", "--purpose", "ike", "--no-crl"});
@@ -182,7 +182,7 @@ TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {
     expectError(run({"cert", "verify", "0A1B", "--purpose", "cofee"}), 2, "cofee");
 
     service.on(Command::VerifyCert, Reaction::reply(encoded(false, std::string("it is revoked"))));
-    expectError(run({"cert", "verify", "0A1B"}), 60, "certificate \"gate, west\" does not verify: it is revoked");
+    expectError(run({"cert", "verify", "0A1B"}), 60, "certificate \"gate, west\" failed verification: it is revoked");
     const auto json = run({"cert", "verify", "0A1B", "--json"});
     EXPECT_EQ(json.status, 60);
     EXPECT_EQ(nlohmann::json::parse(json.output),

@@ -10,6 +10,7 @@
 #include <set>
 
 using namespace panelctl;
+using testing::AnyOf;
 using testing::HasSubstr;
 
 namespace {
@@ -19,37 +20,31 @@ bool isListed(Exit code) {
 }
 
 // Walks over all numbers up to one that is unused. `known` is how many the service has names for, with its success.
-template <class ServiceResult, class LibraryResult>
+template <class LibraryResult>
 void expectLinesOfTheirOwn(std::size_t known, const std::set<std::uint32_t>& ofTheLibrary) {
     std::set<std::string> lines;
     for (std::uint32_t number = 1; number < 50; ++number) {
         if (ofTheLibrary.count(number)) continue;
-        const Outcome outcome = outcomeOf(static_cast<ServiceResult>(number));
-        EXPECT_TRUE(isListed(outcome.code) && outcome.code != Exit::ok) << number;
         const CommandError error = errorOf(static_cast<LibraryResult>(number), {"thing", "Office", "because"});
-        EXPECT_EQ(error.code, outcome.code);
-        EXPECT_THAT(error.what(), HasSubstr(": because"));
-        if (outcome.why == Say::resultUnknown) {
-            EXPECT_THAT(error.what(), HasSubstr("result " + std::to_string(number)));
+        const std::string line = error.what();
+        EXPECT_TRUE(isListed(error.code) && error.code != Exit::ok) << number;
+        EXPECT_THAT(line, HasSubstr(": because"));
+        if (line.starts_with("the service answered with result")) {
+            EXPECT_THAT(line, HasSubstr("result " + std::to_string(number)));
             continue;
         }
-        EXPECT_TRUE(lines.insert(error.what()).second) << "said twice: " << error.what();
-        EXPECT_TRUE(std::string(error.what()).find("thing") != std::string::npos ||
-                    std::string(error.what()).find("Office") != std::string::npos ||
-                    outcome.why == Say::requestSubjectUnfit)
-            << error.what();
+        EXPECT_TRUE(lines.insert(line).second) << "said twice: " << line;
+        EXPECT_THAT(line, AnyOf(HasSubstr("thing"), HasSubstr("Office"), HasSubstr("a name that X.509 allows")));
     }
-    EXPECT_EQ(outcomeOf(ServiceResult{}).code, Exit::ok);
     EXPECT_EQ(lines.size() + 1, known);
 }
 
 TEST(EveryResult, HasAnExitCodeAndALineThatSaysWhy) {
-    using namespace vocabulary;
-    expectLinesOfTheirOwn<ParseResult, ParseCertFileResult>(5, {1, 3});
-    expectLinesOfTheirOwn<ImportCert, ImportCertResult>(12, {3});
-    expectLinesOfTheirOwn<ImportCrl, ImportCRLResult>(10, {2});
-    expectLinesOfTheirOwn<ExportCert, ExportCertResult>(6, {3});
-    expectLinesOfTheirOwn<MakeRequest, MakeCertRequestResult>(8, {4});
+    expectLinesOfTheirOwn<ParseCertFileResult>(5, {1, 3});
+    expectLinesOfTheirOwn<ImportCertResult>(12, {3});
+    expectLinesOfTheirOwn<ImportCRLResult>(10, {2});
+    expectLinesOfTheirOwn<ExportCertResult>(6, {3});
+    expectLinesOfTheirOwn<MakeCertRequestResult>(8, {4});
 }
 
 TEST(EveryResult, OfTheLibraryItselfIsAnErrorToo) {

@@ -46,7 +46,7 @@ protected:
 TEST_F(AtATerminal, ACertificateIsDeletedWhenItsLabelIsTyped) {
     service.on(Command::DeleteCertificate, Reaction::reply(""));
     start({"cert", "delete", "west"});
-    waitFor("Type \"gate key\" to go on: ");
+    waitFor("Type \"gate key\" to continue: ");
     EXPECT_THAT(terminal.screen(), HasSubstr("will be deleted from token \"Office\"; its private key stays there."));
     EXPECT_EQ(sent(Command::DeleteCertificate), "");
     terminal.type("gate key\n");
@@ -56,7 +56,7 @@ TEST_F(AtATerminal, ACertificateIsDeletedWhenItsLabelIsTyped) {
 
 TEST_F(AtATerminal, AnythingElseThatIsTypedDeletesNothing) {
     start({"cert", "delete", "west"});
-    waitFor("to go on: ");
+    waitFor("to continue: ");
     terminal.type("yes\n");
     EXPECT_EQ(exitCode(), 26);
     EXPECT_THAT(terminal.screen(), HasSubstr("the name was not typed; nothing was deleted"));
@@ -81,7 +81,7 @@ TEST_F(AtATerminal, AFilesPasswordIsAskedForOnlyWhenItNeedsOne) {
 TEST_F(AtATerminal, AKeysValueIsTypedTwice) {
     start({"psk", "create", "site", "--token", "A1"});
     typeSecret("value of key \"site\": ", "one");
-    typeSecret("The same again: ", "two");
+    typeSecret("Repeat it: ", "two");
     EXPECT_EQ(exitCode(), 12);
     EXPECT_EQ(sent(Command::CreatePresharedKey), "");
 }
@@ -133,8 +133,8 @@ TEST_F(AtATerminal, WhatMayNotBeReadIsSaidToBeSo) {
 TEST_F(AtATerminal, NeitherDevicesNorPipesAreImported) {
     const std::string pipe = folder.file("pipe");
     ::mkfifo(pipe.c_str(), 0600);
-    expectError(run({"cert", "import", "/dev/zero"}), 12, "is no plain file");
-    expectError(run({"cert", "import", pipe}), 12, "is no plain file");
+    expectError(run({"cert", "import", "/dev/zero"}), 12, "is not a regular file");
+    expectError(run({"cert", "import", pipe}), 12, "is not a regular file");
 }
 
 TEST_F(AtATerminal, AnExportedFileIsItsOwnersAlone) {

@@ -36,7 +36,7 @@ TEST_F(FileVerbs, ImportTheCertificateWithItsKeyAndChain) {
         run({"cert", "import", path, "--token", "Office", "--password-stdin", "--pin-stdin"}, "pass\n12 34\n");
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_EQ(result.output,
-              "Certificate \"gate, west\" is imported to token \"Office\", with the authorities that it builds on.\n");
+              "Certificate \"gate, west\" is imported to token \"Office\", with the authorities of its chain.\n");
     EXPECT_EQ(sent(Command::ParseCertFile), encoded(std::string("bundle"), std::string("pass")));
     EXPECT_EQ(sent(Command::ImportCertificate),
               imported(office, 1, CertImport::withChain) + encoded(std::string("12 34")));
@@ -66,15 +66,15 @@ TEST_F(FileVerbs, ImportAllOfAFileWithoutKeysAndGoOnOverWhatIsThere) {
     });
     const auto result = run({"cert", "import", path, "--token", "A1"});
     EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.error, HasSubstr("certificate \"Root\" is on token \"Office\" already"));
-    EXPECT_THAT(result.error, HasSubstr("holds CRLs too (1 of them)"));
+    EXPECT_THAT(result.error, HasSubstr("certificate \"Root\" is already on token \"Office\""));
+    EXPECT_THAT(result.error, HasSubstr("also holds 1 CRL: "));
     EXPECT_EQ(result.output, "Certificate \"gate east\\x1B[2J\" is imported to token \"Office\".\n");
     const auto json = nlohmann::json::parse(run({"cert", "import", path, "--token", "A1", "--json"}).output);
     EXPECT_EQ(json[0]["imported"], false);
     EXPECT_EQ(json[1]["imported"], true);
     answer(Command::ImportCertificate, vocabulary::ImportCert::alreadyThere);
     expectError(run({"cert", "import", path, "--token", "A1"}), 62,
-                "panelctl: certificate \"Root\" is on token \"Office\" already\ncertificate \"gate east\\x1B[2J\"");
+                "panelctl: certificate \"Root\" is already on token \"Office\"\ncertificate \"gate east\\x1B[2J\"");
     expectError(run({"cert", "import", path, "--only", "nobody"}), 10, "holds no certificate \"nobody\"");
 }
 
@@ -123,7 +123,7 @@ TEST_F(FileVerbs, ExportRawBytesOrANewFile) {
     EXPECT_EQ(run({"cert", "export", "0A1B", "--format", "pkcs12"}).status, 0) << "without a key there is no secret";
 
     const std::size_t before = service.requests().size();
-    expectError(run({"cert", "export", "0A1B", "--output", file}), 12, "exists already; nothing was written");
+    expectError(run({"cert", "export", "0A1B", "--output", file}), 12, "already exists; nothing was written");
     EXPECT_EQ(service.requests().size(), before) << "it is refused before anything is exported";
     EXPECT_EQ(run({"cert", "export", "0A1B", "--output", folder.file("no/such/folder")}).status, 1);
     expectError(run({"cert", "export", "0A1B", "--format", "jks"}), 2, "jks");
@@ -142,8 +142,9 @@ TEST_F(FileVerbs, SayWhyACertificateIsNotExported) {
 
 TEST_F(FileVerbs, DeleteNothingUnasked) {
     service.on(Command::DeleteCertificate, Reaction::reply(""));
-    expectError(run({"cert", "delete", "0A1B"}), 26, "\"gate key\" would be deleted; --yes deletes it without asking");
-    expectError(run({"cert", "delete", "west", "--yes"}), 10, "with --yes a part of a name does not do");
+    expectError(run({"cert", "delete", "0A1B"}), 26,
+                "\"gate key\" would be deleted; use --yes to delete it without confirmation");
+    expectError(run({"cert", "delete", "west", "--yes"}), 10, "--yes requires the exact name");
     EXPECT_EQ(sent(Command::DeleteCertificate), "");
     EXPECT_EQ(run({"cert", "delete", "gate, west", "--yes"}).output,
               "Certificate \"gate, west\" is deleted from token \"Office\".\n");
@@ -158,7 +159,7 @@ TEST_F(FileVerbs, DeleteNothingThatWasExchangedMeanwhile) {
     service.on(Command::EnumCertificates, [&, this](const panelkit::testing::Received&) {
         return Reaction::reply(pairs<CertInfo>({{++listings == 1 ? office : home, gate}}));
     });
-    expectError(run({"cert", "delete", "0A1B", "--yes"}), 10, "is not there any more; nothing was done");
+    expectError(run({"cert", "delete", "0A1B", "--yes"}), 10, "is no longer there; nothing was done");
     EXPECT_EQ(sent(Command::DeleteCertificate), "");
 }
 

@@ -42,7 +42,7 @@ protected:
 };
 
 TEST_F(TheConfiguration, IsKeptOverARestartOnceItIsCommitted) {
-    EXPECT_THAT(config({"diff"}).error, HasSubstr("Everything has its default."));
+    EXPECT_THAT(config({"diff"}).error, HasSubstr("Everything has its default value."));
     EXPECT_EQ(config({"set", "IKE.EXCHANGE_TIMEOUT", "90"}).status, 0);
     EXPECT_EQ(config({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "hunter2\n").status, 0);
     EXPECT_EQ(get("IKE.EXCHANGE_TIMEOUT"), "90");
@@ -72,7 +72,7 @@ TEST_F(TheConfiguration, GoesFromOneServiceToAnother) {
 
 TEST_F(TheConfiguration, GetsItsSecretFromTheService) {
     const auto asked = config({"set", "IKE.QCD_SECRET", "auto"});
-    EXPECT_THAT(asked.error, HasSubstr("The service makes a new secret when the configuration is committed"));
+    EXPECT_THAT(asked.error, HasSubstr("The service will make a new secret when the configuration is committed"));
     EXPECT_EQ(config({"commit"}).status, 0);
     const std::string secret = get("IKE.QCD_SECRET");
     EXPECT_TRUE(LPARAMS::Client::QcdSParam::checkFormat(secret)) << secret;
@@ -103,7 +103,8 @@ TEST(AnInterruptedApply, PutsBackWhatItWrote) {
     const auto result = apply.wait(30s);
     EXPECT_EQ(result.ending, platform::Ending::exited);
     EXPECT_EQ(result.status, 53);
-    EXPECT_THAT(result.error, HasSubstr("interrupted; what was written before is taken back: IKE, ADMIN"));
+    EXPECT_THAT(result.error,
+                HasSubstr("interrupted; the sections that were already written have been restored: IKE, ADMIN"));
     EXPECT_EQ(slow.bodies, before);
 }
 

@@ -63,7 +63,7 @@ TEST_F(PanelctlConfig, ListsParametersAsTextAndAsJson) {
 }
 
 TEST_F(PanelctlConfig, ShowsWhatDiffersFromTheDefaults) {
-    EXPECT_THAT(run({"diff"}).error, HasSubstr("Everything has its default."));
+    EXPECT_THAT(run({"diff"}).error, HasSubstr("Everything has its default value."));
     EXPECT_EQ(run({"diff", "--check"}).status, 0);
     USER user;
     LSP_GATE& gate = *user.LSP_GATES.items.emplace_back(std::make_unique<LSP_GATE>());
@@ -120,7 +120,7 @@ TEST_F(PanelctlConfig, TellsEachMistakeApart) {
     expectError(run({"get", "natt_policy"}), 10, R"(did you mean "IKE.NATT_POLICY"?)");
     expectError(run({"get", "IKE"}), 2, R"("IKE" is a section; 'panelctl config list IKE' lists its parameters)");
     expectError(run({"set", "IKE.MOBIKE_ENABLED"}), 2, "IKE.MOBIKE_ENABLED needs a value");
-    expectError(run({"set", "IKE.MOBIKE_ENABLED", "on", "--value-stdin"}, "on\n"), 2, "is no secret");
+    expectError(run({"set", "IKE.MOBIKE_ENABLED", "on", "--value-stdin"}, "on\n"), 2, "is not a secret");
     expectError(run({"reset"}), 2, "say what to reset");
     expectError(run({"reset", "IKE", "--all"}), 2, "say what to reset");
     EXPECT_TRUE(written.empty());
@@ -135,10 +135,10 @@ TEST_F(PanelctlConfig, MapsWhatTheServiceSaysToExitCodes) {
     script.on(Command::ReadGroup, refuse(vocabulary::Refused::none));
     expectError(run({"list"}), 40, "ADMIN: why");
     script.on(Command::ReadGroup, Reaction::reply("short"));
-    expectError(run({"get", "IKE.DPD_IDLE_TIME"}), 6, "IKE: the service sent a reply that ends early");
+    expectError(run({"get", "IKE.DPD_IDLE_TIME"}), 6, "IKE: the service sent an incomplete reply");
     script.on(Command::ReadGroup, Reaction::reply(std::string(13, '\0')));
     expectError(run({"set", "PRIVKEY.LIFETIME_IMPORTED_SW", "2"}), 8,
-                "section PRIVKEY holds more than this panelctl knows");
+                "section PRIVKEY has more parameters than this panelctl knows");
     EXPECT_TRUE(written.empty());
 }
 
@@ -148,7 +148,7 @@ TEST_F(PanelctlConfig, SetsByTextAndByNumberAndCommitsWhenTold) {
     const auto result = run({"set", "ike.natt_policy", "start from nat-t port"});
     EXPECT_EQ(result.output, "NAME             BEFORE      NOW\n"
                              "IKE.NATT_POLICY  Autodetect  Start from NAT-T port\n");
-    EXPECT_THAT(result.error, HasSubstr("not permanent: 'panelctl config commit'"));
+    EXPECT_THAT(result.error, HasSubstr("not permanent yet: run 'panelctl config commit'"));
     EXPECT_EQ(held<IKE>()->NATT_POLICY.value, 65);
     EXPECT_EQ(run({"set", "IKE.NATT_POLICY", "=129", "--commit"}).status, 0);
     EXPECT_EQ(held<IKE>()->NATT_POLICY.value, 129);
@@ -170,11 +170,11 @@ TEST_F(PanelctlConfig, SetsByTextAndByNumberAndCommitsWhenTold) {
 }
 
 TEST_F(PanelctlConfig, TakesSecretsByTheirOwnWaysAndMasksThemEverywhere) {
-    expectError(run({"set", "CERTMON.SMTP_PASSWORD", "hunter2"}), 2, "is a secret, which no argument may hold");
+    expectError(run({"set", "CERTMON.SMTP_PASSWORD", "hunter2"}), 2, "is a secret and can't be given as an argument");
     expectError(run({"set", "IKE.QCD_SECRET"}), 2, "use --value-stdin, --value-fd or --value-file");
     expectError(run({"set", "IKE.QCD_SECRET", "--value-stdin"}, "0123456789abcdef\n"), 52,
                 R"(IKE.QCD_SECRET: "***" is not legal; legal: an even number)");
-    expectError(run({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "***\n"), 52, "and no secret");
+    expectError(run({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "***\n"), 52, "and can't be its value");
     EXPECT_EQ(run({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "hunter2\n").status, 0);
     EXPECT_EQ(run({"set", "IKE.QCD_SECRET", "--value-file", file("00112233445566AA\n")}).status, 0);
     EXPECT_EQ(held<CERTMON>()->SMTP_PASSWORD.value, "hunter2");
@@ -255,23 +255,23 @@ TEST_F(PanelctlConfig, NamesEveryFaultOfAFileAndChangesNothing) {
     EXPECT_EQ(result.status, 12);
     for (const char* fault :
          {R"(plan.json:2: IKE.EXCHANGE_TIMEOUT: "301" is not legal; legal: 5..300)",
-          R"(IKE.DPD_IDLE_TIME: "30" is no value for it; in JSON it is an integer)",
+          R"(IKE.DPD_IDLE_TIME: "30" is not a valid value; JSON needs an integer)",
           R"(section IKE has no key "NATTPOLICY"; did you mean "IKE.NATT_POLICY"?)",
           R"(plan.json:3: PCAP.THREADS_MASK: "0,,1" is not legal: Param malformed: 'threads_mask')",
-          R"(there is no section "IKEE"; did you mean "IKE"?)", "section LOG is no object",
-          "CERTMON.SMTP_PASSWORD: *** is no value for it", R"(plan.json:4: USER.LSP_GATES: [{"ADDRESS":"a"}])",
-          "plan.json: 8 faults; nothing was changed"}) {
+          R"(there is no section "IKEE"; did you mean "IKE"?)", "section LOG is not an object",
+          "CERTMON.SMTP_PASSWORD: *** is not a valid value", R"(plan.json:4: USER.LSP_GATES: [{"ADDRESS":"a"}])",
+          "plan.json: 8 errors; nothing was changed"}) {
         EXPECT_THAT(result.error, HasSubstr(fault));
     }
-    expectError(apply("{\n \"IKE\": {\n  \"QCD_SECRET\": hunter2\n"), 12, "plan.json:3:17: this is no JSON");
+    expectError(apply("{\n \"IKE\": {\n  \"QCD_SECRET\": hunter2\n"), 12, "plan.json:3:17: not valid JSON");
     EXPECT_THAT(apply(R"({"CERTMON": {"SMTP_PASSWORD" "hunter2"}})").error, Not(HasSubstr("hunter2")));
-    expectError(apply("[]"), 12, "a configuration is an object");
-    expectError(apply("{\n\"IKE\": {},\n\"IKE\": {}}"), 12, R"(plan.json:3: "IKE" stands twice)");
+    expectError(apply("[]"), 12, "a configuration must be an object");
+    expectError(apply("{\n\"IKE\": {},\n\"IKE\": {}}"), 12, R"(plan.json:3: duplicate key "IKE")");
     expectError(apply(R"({"USER": {"LSP_GATES": [{"GATE_ADDRESS": "a", "GATE_ADDRESS": "b"}]}})"), 12,
-                R"("USER.LSP_GATES.GATE_ADDRESS" stands twice)");
+                R"(duplicate key "USER.LSP_GATES.GATE_ADDRESS")");
     expectError(apply(R"({"schema": 2})"), 12, "schema 2 is unknown");
     expectError(apply(R"({"ike": {}})"), 10, R"(did you mean "IKE"?)");
-    expectError(apply(R"({"CERTMON": {"SMTP_PASSWORD": "***"}})"), 52, "and no secret");
+    expectError(apply(R"({"CERTMON": {"SMTP_PASSWORD": "***"}})"), 52, "and can't be its value");
     expectError(run({"apply", folder.file("none.json")}), 12, "none.json");
     EXPECT_TRUE(written.empty());
 }
@@ -281,7 +281,7 @@ TEST_F(PanelctlConfig, LeavesOutOfAnExportWhatJsonCannotCarry) {
     admin.ADMIN_GROUP.value = "\xFF\xFE";
     bodies["ADMIN"] = bodyOf(admin);
     const auto result = run({"export", "ADMIN"});
-    EXPECT_THAT(result.error, HasSubstr("Left out: ADMIN.ADMIN_GROUP (text that is no UTF-8"));
+    EXPECT_THAT(result.error, HasSubstr("Left out: ADMIN.ADMIN_GROUP (text that is not UTF-8"));
     EXPECT_FALSE(json::parse(result.output)["ADMIN"].contains("ADMIN_GROUP"));
 }
 
@@ -301,7 +301,8 @@ TEST_F(PanelctlConfig, PutsEverythingBackWhenTheServiceRefusesASection) {
                                                                         : Reaction::reply("");
     };
     const auto result = run({"apply", file(threeSections)});
-    expectError(result, 53, "PCAP: not that way; what was written before is taken back: PCAP, IKE, ADMIN");
+    expectError(result, 53,
+                "PCAP: not that way; the sections that were already written have been restored: PCAP, IKE, ADMIN");
     EXPECT_EQ(written, (std::vector<std::string>{"ADMIN", "IKE", "PCAP", "PCAP", "IKE", "ADMIN"}));
     EXPECT_EQ(bodies, before);
 }
@@ -331,7 +332,7 @@ TEST_F(PanelctlConfig, PutsBackTheHistoryOfASecret) {
     const auto result =
         run({"apply", file(R"({"IKE": {"QCD_SECRET": "FFFFFFFFFFFFFFFF"}, "PCAP": {"PKT_ORDER": 2}})")});
     EXPECT_EQ(result.status, 54) << "the service is gone each time PCAP is written";
-    EXPECT_THAT(result.error, HasSubstr("this could NOT be taken back: PCAP"));
+    EXPECT_THAT(result.error, HasSubstr("these sections could NOT be restored: PCAP"));
     EXPECT_EQ(toHex(bodies["IKE"]), toHex(before)) << "what could be put back, was";
     EXPECT_THAT(result.error, Not(HasSubstr("FFFF")));
 }
@@ -351,7 +352,7 @@ TEST_F(PanelctlConfig, NoticesAServiceThatHoldsSomethingElse) {
     };
     expectError(
         run({"set", "IKE.DPD_IDLE_TIME", "60"}), 53,
-        R"(IKE.DPD_IDLE_TIME: the service took the value, but holds "45"; what was written before is taken back)");
+        R"(IKE.DPD_IDLE_TIME: the service accepted the value, but holds "45"; the sections that were already written have been restored)");
     EXPECT_EQ(bodies["IKE"], before);
 }
 

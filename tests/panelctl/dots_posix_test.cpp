@@ -35,7 +35,7 @@ protected:
 };
 
 TEST_F(TheDots, AreDrawnOnATerminalEachAtItsTime) {
-    EXPECT_THAT(onTerminal({"token", "reload"}), HasSubstr("..\r\nAll providers are loaded anew"));
+    EXPECT_THAT(onTerminal({"token", "reload"}), HasSubstr("..\r\nAll providers have been reloaded"));
 }
 
 TEST_F(TheDots, AreDrawnNowhereElse) {

@@ -1,13 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl's texts in another language: the table, the Russian catalogue as it was built, and the choice of a language.
-#include <panelctl/display_width.h>
+// panelctl's texts in another language: the Russian catalogue as it was built, and the choice of a language.
 #include <panelctl/language.h>
-#include <panelctl/text_module.h>
-#include <panelctl/text_table.h>
-
-#include <platform/codepage/convi.h>
-#include <platform/loccore/placeholders.h>
+#include <panelctl/say.h>
 
 #include "../support/fake_console.h"
 #include "../support/places.h"
@@ -15,9 +10,6 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <cctype>
-#include <cstring>
 #include <filesystem>
 
 using namespace panelctl;
@@ -29,54 +21,36 @@ class RussianTexts : public testing::Test {
 protected:
     RussianTexts() {
         std::string error;
-        EXPECT_TRUE(module.load(localeFolder(), "ru", &error)) << error;
+        EXPECT_TRUE(messages().load(localeFolder(), "ru", &error)) << error;
     }
-    ~RussianTexts() override { module.restoreDefaults(); }
-
-    TextModule module;
+    ~RussianTexts() override { messages() = Loc::Messages("panelctl"); }
 };
 
-// Whether a wording has words, and not just places to fill and the program's name.
-bool hasWords(std::string wording) {
-    for (const char* other : {"panelctl", "%s", "%1$s", "%2$s", "%3$s", "%4$s"}) {
-        for (std::size_t at = wording.find(other); at != std::string::npos; at = wording.find(other)) {
-            wording.erase(at, std::strlen(other));
-        }
-    }
-    return std::any_of(wording.begin(), wording.end(), [](unsigned char c) { return std::isalpha(c) != 0; });
+TEST_F(RussianTexts, AreSaidWithTheirArgumentsInTheirOwnOrder) {
+    EXPECT_EQ(say("\"%s\" is not a valid value for %s", "x", "--timeout"), "\"x\" - недопустимое значение --timeout");
+    EXPECT_EQ(say("the CRL of \"%s\" is already on token \"%s\"", "CA", "Office"),
+              "СОС издателя \"CA\" уже есть на токене \"Office\"");
+    EXPECT_EQ(say("token \"%s\" already has a newer CRL of \"%s\"", "Office", "CA"),
+              "на токене \"Office\" уже есть более новый СОС издателя \"CA\"");
+    EXPECT_EQ(say("no translation has this text"), "no translation has this text");
 }
 
-TEST(ATextRow, IsCalledWhatItsEnumeratorIsCalled) {
-    const std::vector<TextRow> rows = textRows();
-    ASSERT_EQ(rows.size(), static_cast<std::size_t>(Say::count_));
-    EXPECT_EQ(rows.front().name, "about");
-    EXPECT_EQ(rows[static_cast<std::size_t>(Say::secretTwice)].name, "secretTwice");
-    EXPECT_STREQ(rows[static_cast<std::size_t>(Say::wordYes)].wording, "yes");
-}
-
-TEST_F(RussianTexts, AreThereForEveryEntry) {
-    const std::vector<TextRow> rows = textRows();
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const std::string_view shown = text(static_cast<Say>(i));
-        EXPECT_EQ(shown != rows[i].wording, hasWords(rows[i].wording)) << rows[i].name << " is not translated";
-    }
-    EXPECT_EQ(phrase(Say::valueUnfit, {"--timeout", "x"}), "\"x\" - недопустимое значение --timeout");
-}
-
-// The console of a Russian Windows has no angle quotes and no dashes; they would be shown as question marks.
-TEST_F(RussianTexts, CanBeShownAtARussianConsole) {
-    const convi toConsole(65001, 866);
-    for (std::size_t i = 0; i < static_cast<std::size_t>(Say::count_); ++i) {
-        const std::string shown = text(static_cast<Say>(i));
-        std::string bytes(toConsole.get_outsize(shown.data(), shown.size()), '\0');
-        toConsole.convert_safe(shown.data(), shown.size(), bytes.data(), bytes.size());
-        EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '?'), std::count(shown.begin(), shown.end(), '?')) << shown;
-    }
+TEST_F(RussianTexts, HaveThreeFormsForANumber) {
+    const auto said = [](int count) {
+        return sayPlural("%d parameter would change", "%d parameters would change", static_cast<unsigned>(count),
+                         count);
+    };
+    EXPECT_EQ(said(21), "изменился бы 21 параметр");
+    EXPECT_EQ(said(3), "изменилось бы 3 параметра");
+    EXPECT_EQ(said(12), "изменилось бы 12 параметров");
+    messages() = Loc::Messages("panelctl");
+    EXPECT_EQ(said(1), "1 parameter would change");
+    EXPECT_EQ(said(21), "21 parameters would change");
 }
 
 // One name means one thing to whoever types it.
 TEST_F(RussianTexts, AskForTheWordThatTheyTake) {
-    EXPECT_THAT(text(Say::finalTryPrompt), HasSubstr(std::string(1, '"') + text(Say::wordYes) + '"'));
+    EXPECT_THAT(say("Type \"yes\" to try: "), HasSubstr('"' + say("yes") + '"'));
 }
 
 TEST(TheLanguageOption, IsFoundWhereverItStandsBeforeThePlainWords) {
@@ -104,7 +78,7 @@ TEST(ADamagedCatalogue, LeavesItsTextsInEnglishAndSaysSo) {
     const Language loaded = loadLanguage("ru", locales.path().string());
     ASSERT_EQ(loaded.problems.size(), 1U);
     EXPECT_THAT(loaded.problems[0], HasSubstr("panelctl.mo"));
-    EXPECT_STREQ(text(Say::wordYes), "yes");
+    EXPECT_EQ(say("yes"), "yes");
 }
 
 } // namespace

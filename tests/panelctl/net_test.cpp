@@ -64,7 +64,7 @@ TEST_F(PanelctlNet, SaysThatThereIsNothingAndWhatWentWrong) {
     EXPECT_THAT(none.error, HasSubstr("no network interfaces"));
     EXPECT_EQ(list({}, {"--json"}).output, "[]\n");
     service.on(Command::GetInterfaces, Reaction::reply("short"));
-    EXPECT_THAT(panelctl(service.endpoint(), {"net", "list"}).error, HasSubstr("ends early"));
+    EXPECT_THAT(panelctl(service.endpoint(), {"net", "list"}).error, HasSubstr("incomplete reply"));
     EXPECT_EQ(panelctl(panelkit::testing::uniqueEndpoint(), {"net", "list"}).status, 3);
 }
 

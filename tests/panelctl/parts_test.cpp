@@ -4,7 +4,7 @@
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/nearest.h>
-#include <panelctl/texts.h>
+#include <panelctl/say.h>
 #include <panelctl/tokens/names.h>
 
 #include <gmock/gmock.h>
@@ -50,12 +50,13 @@ TEST(NearestWord, IsTheOneWithTheFewestSlips) {
     EXPECT_EQ(nearest("Ofice", {"Home Дом", "Office Офис"}), "Office Офис");
 }
 
-TEST(APhrase, FillsItsPlaces) {
-    EXPECT_EQ(phrase(Say::didYouMean, {"list"}), "did you mean \"list\"?");
-    EXPECT_EQ(phrase(Say::secretMissing, {"PIN", "pin"}),
-              "the PIN is missing: there is no terminal to ask at; use --pin-stdin, --pin-fd or --pin-file");
-    EXPECT_EQ(phrase(Say::didYouMean, {"%s %1$s"}), "did you mean \"%s %1$s\"?")
-        << "what is filled in is not looked at";
+TEST(AText, IsSaidInEnglishWithItsArguments) {
+    EXPECT_EQ(say("did you mean \"%s\"?", "%s %1$s"), "did you mean \"%s %1$s\"?") << "arguments are not filled in";
+    EXPECT_EQ(say("use --%1$s-fd or --%1$s-file for %2$d", "pin", 7), "use --pin-fd or --pin-file for 7");
+    constexpr Label kept = N_("100 %%");
+    EXPECT_EQ(say(kept), "100 %");
+    EXPECT_EQ(didYouMean("list"), "; did you mean \"list\"?");
+    EXPECT_EQ(didYouMean(""), "");
 }
 
 // ---- exit codes

@@ -170,7 +170,7 @@ TEST_F(PanelctlPolicy, SaysWhyAPolicyIsNotActivated) {
     expectError(run({"activate", "system"}), 70, "the service did not activate the policy: noA x");
     expectError(run({"activate", "user"}), 40, "no script for this command");
     expectError(run({"activate", "drivr"}), 2, "did you mean \"driver\"?");
-    expectError(run({"activate", "driver", "--user", "anna"}), 2, "--user does not go with \"driver\"");
+    expectError(run({"activate", "driver", "--user", "anna"}), 2, "--user can't be used with \"driver\"");
     LSPsettings_t unreadable;
     unreadable.Source = 1;
     unreadable.File = folder.utf8() + "/missing";
@@ -209,7 +209,7 @@ TEST_F(PanelctlPolicy, ShowsAndSetsTheSourceOfTheSystem) {
     EXPECT_EQ(last().payload, encoded(settings)) << "what is not named stays";
     EXPECT_FALSE(UserFolder::exists(folder.settings()));
     service.on(Command::SetSettings, Reaction::reply(hex("00")));
-    expectError(run({"source", "set", "--source", "SOURCE_DDP"}), 71, "did not take the settings over");
+    expectError(run({"source", "set", "--source", "SOURCE_DDP"}), 71, "rejected the settings");
 }
 
 TEST_F(PanelctlPolicy, ShowsAndSetsDriverModeAndLoadingDelayOfTheSystemAlone) {
@@ -231,12 +231,12 @@ TEST_F(PanelctlPolicy, ShowsAndSetsDriverModeAndLoadingDelayOfTheSystemAlone) {
     EXPECT_EQ(last().payload, encoded(settings));
 
     const std::size_t before = service.requests().size();
-    expectError(run({"source", "set", "--user", "--driver-mode", "pass-all"}), 2, "does not go with --user");
-    expectError(run({"source", "set", "--user", "--loading-delay", "0"}), 2, "does not go with --user");
+    expectError(run({"source", "set", "--user", "--driver-mode", "pass-all"}), 2, "can't be used with --user");
+    expectError(run({"source", "set", "--user", "--loading-delay", "0"}), 2, "can't be used with --user");
     EXPECT_EQ(service.requests().size(), before);
     expectError(run({"source", "set", "--driver-mode", "pas-all"}), 12, "did you mean \"pass-all\"?");
-    expectError(run({"source", "set", "--loading-delay", "60001"}), 12, "60001 is not within 0..60000");
-    expectError(run({"source", "set", "--loading-delay", "-1"}), 12, "-1 is not within");
+    expectError(run({"source", "set", "--loading-delay", "60001"}), 12, "60001 is not between 0 and 60000");
+    expectError(run({"source", "set", "--loading-delay", "-1"}), 12, "-1 is not between");
 }
 
 TEST_F(PanelctlPolicy, SetsTheSourceOfAUserAndTheUsersOwnFile) {
@@ -263,8 +263,8 @@ TEST_F(PanelctlPolicy, SetsTheSourceOfAUserAndTheUsersOwnFile) {
 
 TEST_F(PanelctlPolicy, RefusesSettingsThatDoNotFitBeforeAnythingIsSent) {
     answerSettings({});
-    expectError(run({"source", "set"}), 2, "nothing is to be set");
-    expectError(run({"source", "set", "--source", "fil"}), 12, "--source: \"fil\" is none of: ");
+    expectError(run({"source", "set"}), 2, "nothing to change");
+    expectError(run({"source", "set", "--source", "fil"}), 12, "--source: \"fil\" is not one of: ");
     expectError(run({"source", "set", "--source", "fil"}), 12, "did you mean \"File\"?");
     expectError(run({"source", "set", "--source", "file"}), 12, "give --file");
     expectError(run({"source", "set", "--source", "pmp"}), 12, "give --server");

@@ -33,7 +33,7 @@ TEST_F(TheAdministrator, GetsThroughTheDay) {
     initialize("Office");
     EXPECT_EQ(run({"token", "login", "Office", "--pin-stdin"}, "wrong\n").status, 20);
     EXPECT_EQ(run({"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 0);
-    EXPECT_EQ(run({"token", "login", "Office"}).output, "The service is logged in to token \"Office\" already.\n");
+    EXPECT_EQ(run({"token", "login", "Office"}).output, "The service is already logged in to token \"Office\".\n");
     EXPECT_EQ(run({"token", "change-pin", "Office", "--pin-stdin", "--new-pin-stdin"}, "user-1\nuser-2\n").status, 0);
     EXPECT_EQ(run({"token", "seed", "Office"}).status, 0);
     EXPECT_EQ(run({"token", "logout", "Office"}).status, 0);
@@ -77,7 +77,7 @@ TEST_F(TheAdministrator, GetsJsonOfWhateverChangesSomething) {
     EXPECT_EQ(asked({"cert", "reload"})["reloaded"], true);
     EXPECT_EQ(asked({"config", "commit"})["committed"], true);
     EXPECT_EQ(asked({"provider", "raise", "embedded"})["place"], 0);
-    EXPECT_THAT(run({"provider", "raise", "embedded"}).output, HasSubstr("is the first already"));
+    EXPECT_THAT(run({"provider", "raise", "embedded"}).output, HasSubstr("is already the first"));
 }
 
 TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
@@ -99,10 +99,10 @@ TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
 }
 
 TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
-    EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no token that is initialised"));
+    EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no initialised token"));
     EXPECT_THAT(run({"--timeout", "-1", "token", "list"}).error,
-                HasSubstr("--timeout: \"-1\" is no number from 0 to 86400"));
-    EXPECT_THAT(run({"watch", "--count", "nan"}).error, HasSubstr("\"nan\" is no number from 1 to 4294967295"));
+                HasSubstr("--timeout: \"-1\" is not a number between 0 and 86400"));
+    EXPECT_THAT(run({"watch", "--count", "nan"}).error, HasSubstr("\"nan\" is not a number between 1 and 4294967295"));
     EXPECT_THAT(run({"provider", "load", "nowhere/x.so"}).error, HasSubstr("/nowhere/x.so: No such file"));
     EXPECT_THAT(run({"config", "plan", "/"}).error, HasSubstr("/: Is a directory"));
 }

@@ -88,7 +88,7 @@ TEST_F(Panelctl, TellsEachUsualMistakeInOneLineWithACodeOfItsOwn) {
     expectError(run({"token", "list", "--jsn"}), 2, "did you mean \"--json\"?");
     expectError(run({"token", "init", "A1"}), 2, "--label is required");
     expectError(run({"token", "login", "A1"}), 2,
-                "the PIN is missing: there is no terminal to ask at; use --pin-stdin");
+                "the PIN is missing and there is no terminal to ask for it; use --pin-stdin");
     expectError(run({"token", "login", "A1", "--pin-stdin", "--pin-fd", "0"}), 2, "in more than one way");
     expectError(run({"token", "logout", "Ofice"}), 10, "there is no token \"Ofice\"; did you mean \"Office\"?");
     expectError(run({"token", "logout", "Office"}), 11, "\"Office\" is the name of several tokens");
@@ -114,7 +114,7 @@ TEST_F(Panelctl, MapsWhatTheServiceSaysToExitCodes) {
     expectError(logout(Reaction::silence()), 5, "the service does not answer");
     expectError(logout(Reaction::cutBefore()), 6, "the connection to the service was lost");
     service.on(Command::EnumProviderTokens, Reaction::reply("short"));
-    expectError(run({"token", "list"}), 6, "the service sent a reply that ends early");
+    expectError(run({"token", "list"}), 6, "the service sent an incomplete reply");
     service.greet({.verdict = 2, .text = "you are not known here"});
     expectError(run({"token", "list"}), 4, "you are not known here");
     service.greet({.version = 9, .verdict = 1});
@@ -145,7 +145,7 @@ TEST_F(Panelctl, SaysWhyALogInIsRefused) {
 
 TEST_F(Panelctl, LetsNoScriptSpendTheFinalTryUnasked) {
     service.on(Command::TokenLogin, Reaction::reply(std::string(1, '\1')));
-    expectError(run({"token", "login", "C3", "--pin-stdin"}, "1234\n"), 22, "--final-try tries all the same");
+    expectError(run({"token", "login", "C3", "--pin-stdin"}, "1234\n"), 22, "use --final-try to try anyway");
     EXPECT_EQ(run({"token", "login", "C3", "--pin-stdin", "--final-try"}, "1234\n").status, 0);
     EXPECT_EQ(service.requests().back().payload, encoded(tokens[2], std::string("1234"), true));
 }
@@ -153,7 +153,7 @@ TEST_F(Panelctl, LetsNoScriptSpendTheFinalTryUnasked) {
 TEST_F(Panelctl, ErasesNoTokenWithoutConfirmation) {
     const std::string pins = "so-pin-1\nuser-1\n";
     expectError(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin"}, pins), 26,
-                "--yes erases it without asking");
+                "use --yes to erase it without confirmation");
     service.on(Command::TokenInitialize, Reaction::reply(std::string(1, '\1')));
     EXPECT_EQ(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin", "--yes"}, pins).status, 0);
     EXPECT_EQ(service.requests().back().payload,

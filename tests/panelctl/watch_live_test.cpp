@@ -67,9 +67,9 @@ TEST_F(WatchingLive, ShowsTokensTheConfigurationAndThePolicyInBothLanguages) {
     control.insert("reader", "office");
     expectSeen("Token \"Office\"", "Токен \"Office\"");
     act({"token", "init", "Office", "--label", "New", "--yes", "--so-pin-stdin", "--pin-stdin"}, "so-secret\n5678\n");
-    expectSeen(" is initialised.", " инициализирован.");
+    expectSeen(" was initialised.", " инициализирован.");
     control.remove("reader");
-    expectSeen(" is gone.", " извлечен.");
+    expectSeen(" was removed.", " извлечен.");
 
     act({"config", "set", "IKE.EXCHANGE_TIMEOUT", "90"});
     act({"config", "commit"});

@@ -47,7 +47,7 @@ TEST(PanelctlWatchOnPosix, EndsWhenNobodyReadsItAnyMore) {
     const auto result = pipeline.wait(20s);
     EXPECT_EQ(result.ending, platform::Ending::exited);
     EXPECT_EQ(result.status, 0) << result.error;
-    EXPECT_THAT(result.output, HasSubstr("The service is there."));
+    EXPECT_THAT(result.output, HasSubstr("The service is running."));
 }
 
 } // namespace

@@ -96,7 +96,7 @@ TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
     start({"--count", "9"});
     using Kind = PushResult::Kind;
     EXPECT_EQ(push(Notification::tokenArrived, vocabulary::TokenNotice{{0, 1}, home}), Kind::handled);
-    EXPECT_THAT(lines(1), ElementsAre("1970.01.01 00:00:00  Token \"東京\\x1B[2J\" (serial number B2) is there."));
+    EXPECT_THAT(lines(1), ElementsAre("1970.01.01 00:00:00  Token \"東京\\x1B[2J\" (serial number B2) was inserted."));
     EXPECT_EQ(push(Notification::tokenLoggedOut, vocabulary::TokenNotice{{1, 2}, office}), Kind::handled);
     push(Notification::configurationCommitted, vocabulary::ConfigurationNotice{{2, 3}, "anna", {"IKE", "LOG"}});
     push(Notification::policyActivated, vocabulary::PolicyNotice{{3, 4}, "system", "Main", "", ""});
@@ -118,9 +118,9 @@ TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
     EXPECT_EQ(all[4], "1970.01.01 00:00:04  Policy user \"Own\" (anna) could not be activated: line 3: no");
     EXPECT_EQ(all[5], "1970.01.01 00:00:05  Certificate \"CN=a%s\" on token \"Office\" expires in 3 days.");
     EXPECT_EQ(all[6], "1970.01.01 00:00:06  Certificate \"CN=a%s\" on token \"Office\" has expired.");
-    EXPECT_EQ(all[7], "1970.01.01 00:00:07  Token \"Office\" (serial number A1) is initialised.");
+    EXPECT_EQ(all[7], "1970.01.01 00:00:07  Token \"Office\" (serial number A1) was initialised.");
     EXPECT_EQ(all[8], "1970.01.01 00:00:08  The service is stopping.");
-    EXPECT_THAT(watch->errorSoFar(), HasSubstr("Watching; Ctrl-C ends it."));
+    EXPECT_THAT(watch->errorSoFar(), HasSubstr("Watching; press Ctrl-C to stop."));
 }
 
 TEST_F(PanelctlWatch, WritesOneJsonObjectALine) {
@@ -245,7 +245,7 @@ TEST_F(PanelctlWatch, SaysThatThePolicyInForceIsAnother) {
 TEST_F(PanelctlWatch, WaitsForAServiceThatIsNotThere) {
     startJson({"--count", "2"});
     for (int i = 0; i < 1000 && watch->errorSoFar().empty(); ++i) std::this_thread::sleep_for(10ms);
-    EXPECT_THAT(watch->errorSoFar(), HasSubstr("The service is not there; waiting for it."));
+    EXPECT_THAT(watch->errorSoFar(), HasSubstr("The service is not running; waiting for it."));
     serve({office});
     EXPECT_THAT(events(1), ElementsAre("service-attached"));
     push(Notification::tokenRemoved, vocabulary::TokenNotice{{0, 1}, office});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The documents that are made from the texts of library and front end, and from the library's parameters. All are UTF-8
+// The documents that are made from the library's texts and parameters. All are UTF-8
 // with plain line feeds, and the same for the same library.
 #pragma once
 
@@ -9,7 +9,6 @@
 namespace documents {
 
 std::string translationTemplate();
-std::string frontEndTranslationTemplate();
 std::string parameterReference();
 std::string configurationSchema();
 

@@ -2,9 +2,9 @@
 //
 // Makes what is generated from the library's texts and parameters, so that it is never written by hand:
 //
-//   po/panelkit.pot, po/panelctl.pot  the templates of translations
-//   docs/parameters.md                the parameter reference
-//   docs/configuration.schema.json    the JSON Schema of a configuration
+//   po/panelkit.pot                 the template of translations
+//   docs/parameters.md              the parameter reference
+//   docs/configuration.schema.json  the JSON Schema of a configuration
 //
 //   panelkit_documents write FOLDER   writes them into the source tree at FOLDER
 //   panelkit_documents check FOLDER   fails, naming the file, when one of them is stale
@@ -26,7 +26,6 @@ struct Document {
 
 constexpr Document all[] = {
     {"po/panelkit.pot", documents::translationTemplate},
-    {"po/panelctl.pot", documents::frontEndTranslationTemplate},
     {"docs/parameters.md", documents::parameterReference},
     {"docs/configuration.schema.json", documents::configurationSchema},
 };

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The templates of translations. An entry of a table stands under its name as context; registered texts follow without
-// one. The comment of each of the library's texts says where it is shown.
+// The template of translations. An entry of the table has its name as context; registered texts follow without one. The
+// comment of each text says where it is shown.
 #include <tools/documents/documents.h>
 #include <tools/documents/po_text.h>
 
-#include <panelctl/text_module.h>
 #include <panelkit/loc/default_texts.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/sections.h>
@@ -57,13 +56,6 @@ std::string translationTemplate() {
         if (where.empty()) where.emplace_back(registered.why);
         text += po::entry(where, nullptr, registered.wording);
     }
-    return text;
-}
-
-std::string frontEndTranslationTemplate() {
-    const std::vector<panelctl::TextRow> rows = panelctl::textRows();
-    std::string text = po::header({"panelctl", panelctl::textTableStamp, rows.size()});
-    for (const panelctl::TextRow& row : rows) text += po::entry({}, row.name.c_str(), row.wording);
     return text;
 }
 
