@@ -38,7 +38,7 @@ TEST_F(ATranslation, ShowsInLabelsAndHelps) {
     const ADMIN late;
     EXPECT_STREQ(late.ADMIN_GROUP.label, "Имя группы администраторов");
     EXPECT_NE(&late.ADMIN_GROUP.label, &admin.ADMIN_GROUP.label);
-    EXPECT_THAT(PCAP().error875.message, testing::HasSubstr("«threads_mask»"));
+    EXPECT_THAT(PCAP().error875.message, testing::HasSubstr("\"threads_mask\""));
 }
 
 TEST_F(ATranslation, IsTheLanguageInWhichChoicesArePrintedAndRead) {

@@ -275,7 +275,7 @@ TEST_F(ThePolicyText, IsToldInRussianWhereThatIsLoaded) {
     told = tell(office(driver(2)), withKey(host, ""));
     EXPECT_EQ(told.diagnosis, "Общий ключ отсутствует: ");
     EXPECT_EQ(tell(office(driver(0)), driver(0)).shortText,
-              "Действует политика драйвера по умолчанию. (отбрасывать всё)");
+              "Действует политика драйвера по умолчанию. (отбрасывать все)");
     info = changed(office(host), bare("#warn: x"));
     EXPECT_EQ(tell(info, host).shortText, "Системная политика 'Office' активирована " AT "\nДиагностика: x");
     info.isLoading = true;
