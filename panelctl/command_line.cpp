@@ -34,7 +34,7 @@ namespace {
 struct GlobalOptions {
     std::string endpoint;
     std::optional<double> timeout; // seconds
-    std::string language;          // chosen before, since every text is in it
+    std::string language;          // was chosen before, since the texts of the options are in it
     bool noColour = false;
     bool version = false;
 };
@@ -57,7 +57,7 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
     app.add_flag("--version", options.version, say("Print the versions of the library, the protocol and the service"));
 }
 
-// Before the verb runs.
+// Called before the verb runs.
 void applyGlobalOptions(const GlobalOptions& options) {
     setColours(!options.noColour && !std::getenv("NO_COLOR") && coloursWork());
     CommandSender& sender = CommandSender::Instance();
@@ -103,12 +103,12 @@ void printHelp(const CLI::App& app) {
     printLine(help);
 }
 
-// The arguments are taken, and their order is lost.
+// Reverses the arguments.
 void perform(CLI::App& app, std::vector<std::string>& arguments, const GlobalOptions& options, const Context& context) {
     const std::string first = arguments.empty() ? "" : arguments.front();
     if (first == completionRequest) return printCandidates(app, std::span(arguments).subspan(1));
     if (first == manualRequest) return printRaw(manual(app));
-    std::reverse(arguments.begin(), arguments.end()); // the parser takes them from the back
+    std::reverse(arguments.begin(), arguments.end()); // the parser expects them in this order
     try {
         app.parse(arguments);
     } catch (const CLI::CallForHelp&) {
@@ -146,7 +146,7 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     fill(app, groups, options, context);
     try {
         perform(app, arguments, options, context);
-        flushOutput(); // a full disk is noticed here at the latest
+        flushOutput(); // a full disk is noticed here if not before
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
         return report(Exit::usage, explain(app, error));

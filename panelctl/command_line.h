@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// From a command line to an exit code: global options, groups and verbs, and one helpful line for every mistake.
+// Runs a command line: global options, groups and verbs, and one helpful line for every mistake.
 #pragma once
 
 #include <panelctl/say.h>

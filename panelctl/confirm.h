@@ -14,8 +14,8 @@ namespace panelctl {
 // Adds --yes to a verb.
 void addYes(CLI::App& verb, bool& yes);
 
-// Returns when the deletion is confirmed. `warning` says what will be lost, `name` is what has to be typed; both as
-// they came. Throws CommandError.
+// Returns when the deletion is confirmed. `warning` says what will be lost, `name` has to be typed; neither is escaped
+// yet. Throws CommandError.
 void confirmDeletion(const std::string& warning, const std::string& name, bool yes);
 
 } // namespace panelctl

@@ -14,7 +14,7 @@ struct Range {
     char32_t first, last;
 };
 
-// Marks that stand over, under or between other characters, and characters without a shape.
+// Marks over, under or between other characters, and invisible characters.
 constexpr std::array noColumn{
     Range{0x0300, 0x036F}, Range{0x0483, 0x0489},   Range{0x0591, 0x05BD},  Range{0x0610, 0x061A},
     Range{0x064B, 0x065F}, Range{0x06D6, 0x06DC},   Range{0x0E31, 0x0E31},  Range{0x0E34, 0x0E3A},
@@ -31,7 +31,7 @@ constexpr std::array twoColumns{Range{0x1100, 0x115F},   Range{0x231A, 0x231B}, 
                                 Range{0xFF00, 0xFF60},   Range{0xFFE0, 0xFFE6},   Range{0x1F300, 0x1F64F},
                                 Range{0x1F680, 0x1F6FF}, Range{0x1F900, 0x1F9FF}, Range{0x20000, 0x3FFFD}};
 
-// What turns the direction of writing, or ends a line, without showing.
+// Invisible characters that change the direction of writing, or end a line.
 constexpr std::array hidden{Range{0x0000, 0x001F}, Range{0x007F, 0x009F}, Range{0x061C, 0x061C}, Range{0x200E, 0x200F},
                             Range{0x2028, 0x202E}, Range{0x2066, 0x2069}, Range{0xFEFF, 0xFEFF}};
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What ends a verb that goes on until it is told to stop: Ctrl-C, the request to terminate (SIGTERM, SIGHUP; on Windows
-// Ctrl-Break and the closed window), and on POSIX a standard output that nobody reads any more.
+// The events that end a verb which otherwise runs on: Ctrl-C, the request to terminate (SIGTERM, SIGHUP; on Windows
+// Ctrl-Break and the closed window), and on POSIX the end of the program that reads standard output.
 #pragma once
 
 #include <functional>
@@ -9,11 +9,11 @@
 
 namespace panelctl {
 
-// One at a time in a process. Waiting for an ending costs no wake-up.
+// At most one object at a time in a process. Waiting causes no wake-ups.
 class Endings {
 public:
-    // `onEnd` is called at the first ending, on another thread. A second Ctrl-C takes its usual course, so that a
-    // program that does not get to its end can be interrupted.
+    // `onEnd` is called at the first such event, on another thread. A second Ctrl-C ends the program as usual, so that
+    // one that hangs can be interrupted.
     explicit Endings(std::function<void()> onEnd);
     ~Endings();
     Endings(const Endings&) = delete;

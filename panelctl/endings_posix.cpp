@@ -17,8 +17,8 @@ namespace {
 
 constexpr std::array ending{SIGINT, SIGTERM, SIGHUP};
 
-// A handler may do next to nothing: it writes to a pipe that the waiting thread reads. The pipe's end is the one thing
-// that a handler can reach.
+// A signal handler may do very little: it writes to a pipe that the waiting thread reads. A handler gets no argument,
+// so the pipe's end is global.
 int toWaiting = -1;
 
 void onSignal(int) {
@@ -42,7 +42,7 @@ struct Endings::State {
         if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe");
         toWaiting = pipe[1];
         for (std::size_t i = 0; i < ending.size(); ++i) install(ending[i], reaction(onSignal), former[i]);
-        install(SIGPIPE, reaction(SIG_IGN), formerPipe); // a write that fails says so as well
+        install(SIGPIPE, reaction(SIG_IGN), formerPipe); // the failed write reports it too
         waiting = std::thread([this] { wait(); });
     }
     ~State() {
@@ -55,13 +55,13 @@ struct Endings::State {
     State(const State&) = delete;
     State& operator=(const State&) = delete;
 
-    // What the program's starter ignores stays ignored: nohup, and jobs in the background of some shells.
+    // Signals that were ignored before stay ignored: by nohup, and for background jobs of some shells.
     static void install(int signal, const struct sigaction& action, struct sigaction& former) {
         ::sigaction(signal, nullptr, &former);
         if (former.sa_handler != SIG_IGN) ::sigaction(signal, &action, nullptr); // NOLINT: as above
     }
 
-    // Asking for no event of standard output, one learns of its errors and its end alone.
+    // No event of standard output is asked for, so that only its errors and its end are reported.
     void wait() const {
         std::array<pollfd, 2> watched{pollfd{pipe[0], POLLIN, 0}, pollfd{STDOUT_FILENO, 0, 0}};
         while (::poll(watched.data(), watched.size(), -1) < 0 && errno == EINTR) {}

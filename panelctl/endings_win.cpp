@@ -10,21 +10,21 @@ namespace panelctl {
 
 namespace {
 
-// The system's handler takes no argument; this is what it can reach.
+// The system's handler takes no argument, so what it needs is global.
 struct Reaction {
-    std::mutex mutex; // guards what follows
+    std::mutex mutex; // guards onEnd
     std::function<void()> onEnd;
 };
 
 Reaction& reaction() {
-    static auto* const theReaction = new Reaction; // handlers may come until the process is gone
+    static auto* const theReaction = new Reaction; // handlers may run until the process ends
     return *theReaction;
 }
 
 BOOL WINAPI onControl(DWORD) {
     const std::scoped_lock lock(reaction().mutex);
     const auto onEnd = std::exchange(reaction().onEnd, nullptr);
-    if (!onEnd) return FALSE; // the second one, or there is nothing to end any more
+    if (!onEnd) return FALSE; // the second one, or the object is gone
     onEnd();
     return TRUE;
 }

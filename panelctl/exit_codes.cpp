@@ -92,7 +92,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::badInput: return Exit::badInput;
     case Refused::notStored: return Exit::refused;
     }
-    return Exit::refused; // a newer service knows more reasons
+    return Exit::refused; // from a newer service, which has more reasons
 }
 
 } // namespace
@@ -116,9 +116,8 @@ Exit exitFor(FailureCode failure, Refused detail) {
 
 CommandError lastFailureError() {
     const bridge::Failure& failure = bridge::lastFailure();
-    if (failure.code == FailureCode::none) {
-        return {Exit::refused,
-                say("the service did not carry out the command and gave no reason")}; // it answered, with nothing
+    if (failure.code == FailureCode::none) { // the service answered, but not with success
+        return {Exit::refused, say("the service did not carry out the command and gave no reason")};
     }
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }

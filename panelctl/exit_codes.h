@@ -37,7 +37,7 @@ enum class Exit : int {
     // tokens and PINs
     wrongPin           = 20,
     pinLocked          = 21,
-    finalTry           = 22, // one try remains, and the command does not allow to spend it
+    finalTry           = 22, // one try remains, and the command does not allow it to be used
     unfitPin           = 23,
     notLoggedIn        = 24,
     otherUserIsIn      = 25,
@@ -54,28 +54,28 @@ enum class Exit : int {
     refused            = 40, // the service refused for another reason
 
     // configuration
-    outOfBounds        = 50, // a number beyond its bounds, or none
+    outOfBounds        = 50, // not a number, or a number out of bounds
     unknownChoice      = 51, // not one of the choices
     malformedValue     = 52, // not in the parameter's format
     restored           = 53, // a change failed half-way; everything is as it was before
-    notRestored        = 54, // a change failed half-way, and could not be taken back
+    notRestored        = 54, // a change failed half-way, and could not be undone
     wouldChange        = 55, // --check found a difference
     interrupted        = 56, // by Ctrl-C, before anything was changed
 
     // certificates
     notVerified        = 60, // a certificate, or the signature of a CRL, does not verify
     expiring           = 61, // certificates expire within the time that was asked about
-    alreadyThere       = 62, // the token holds what is to be stored, or a newer one
+    alreadyThere       = 62, // the token already has the object, or a newer one
     wrongPassword      = 63, // of a file
-    keyStays           = 64, // the token does not let the private key out
+    keyStays           = 64, // the token does not allow the private key to be exported
 
     // the policy
     policyNotActivated = 70, // the service answered that it did not activate it
-    settingsNotApplied = 71, // the service answered that it did not take the settings over
+    settingsNotApplied = 71, // the service answered that it rejected the settings
 
     // panelctl doctor
     unhealthy          = 80, // something does not work
-    attention          = 81, // everything works; something will not for long
+    attention          = 81, // everything works, but something will stop working soon
     // clang-format on
 };
 
@@ -96,10 +96,10 @@ public:
     CommandError(Exit exitCode, const std::string& text, std::vector<std::string> linesBelow = {})
         : std::runtime_error(text), code(exitCode), below(std::move(linesBelow)) {}
     Exit code;
-    std::vector<std::string> below; // lines of their own behind the text, such as candidates
+    std::vector<std::string> below; // extra lines printed after the message, such as candidates
 };
 
-// The error of the last operation of the library that answered false.
+// The error for the last operation of the library that returned false.
 CommandError lastFailureError();
 
 } // namespace panelctl

@@ -12,7 +12,7 @@ namespace panelctl {
 
 std::string failureText(const bridge::Failure& failure);
 
-// What is said of a reply that ends before it is complete.
+// The text for a reply that ends before it is complete.
 std::string incompleteReplyText();
 
 } // namespace panelctl

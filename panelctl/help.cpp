@@ -10,7 +10,7 @@ namespace panelctl {
 namespace {
 
 struct Row {
-    const char* key; // what the parser calls it
+    const char* key; // the parser's name for it
     Label text;
 };
 
@@ -45,14 +45,14 @@ std::string HelpFormatter::make_group(std::string group, bool isPositional,
     return Formatter::make_group(get_label(std::move(group)), isPositional, std::move(options));
 }
 
-// Without the count of verbs that are needed: the line of usage shows it.
+// Without the number of verbs that are required: the usage line shows it.
 std::string HelpFormatter::make_description(const CLI::App* app) const { return app->get_description() + '\n'; }
 
 std::string HelpFormatter::make_usage(const CLI::App* app, std::string) const {
     return Formatter::make_usage(app, commandOf(*app));
 }
 
-// Of the program alone.
+// Only for the program itself.
 std::string HelpFormatter::make_footer(const CLI::App* app) const {
     return app->get_parent() ? "" : Formatter::make_footer(app);
 }

@@ -10,7 +10,7 @@
 
 namespace panelctl {
 
-// What is typed to get to a group or verb: "panelctl token login".
+// The command of a group or verb: "panelctl token login".
 std::string commandOf(const CLI::App& app);
 
 class HelpFormatter : public CLI::Formatter {

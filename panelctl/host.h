@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelctl asks the system about itself: where the program is, from where what belongs to it is found, and which
-// locale the user set.
+// What panelctl asks the system: the folder of the program, in which its other files are found, and the user's locale.
 #pragma once
 
 #include <filesystem>
@@ -11,19 +10,19 @@
 
 namespace panelctl {
 
-// Puts something that can be neither read nor written in the place of a standard stream that was closed by whoever
-// started the program. Otherwise the next socket or file that is opened takes that place, and receives what is meant
-// for people. To be called first of all.
+// Replaces standard streams that were closed when the program started by something that can be neither read nor
+// written. Otherwise the next socket or file that is opened gets the number of the stream, and receives what is printed
+// for people. Must be called before anything else.
 void occupyStandardStreams();
 
 // The folder that holds this program.
 std::filesystem::path programFolder();
 
-// The locale for characters that the environment names; empty when it names none. Nothing on Windows, where consoles
-// do not go by it.
+// The locale for characters from the environment; empty when none is set. Nothing on Windows, where consoles do not use
+// it.
 std::optional<std::string> environmentLocale();
 
-// A path from and to UTF-8; the plain constructor takes the system's code page.
+// A path from and to UTF-8. The plain constructor would use the system's code page.
 inline std::filesystem::path toPath(std::string_view utf8) {
     return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
 }

@@ -13,7 +13,7 @@ namespace panelctl {
 void occupyStandardStreams() {
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
         if (::fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
-        // The lowest free number is this one. It stays open, and fails when it is used the way it is meant to be.
+        // The system takes the lowest free number, which is this one. It stays open; reading or writing it fails.
         [[maybe_unused]] const int taken = ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
     }
 }

@@ -5,10 +5,10 @@
 
 namespace panelctl {
 
-void occupyStandardStreams() {} // streams are handles here: nothing takes the place of a missing one
+void occupyStandardStreams() {} // streams are handles here: nothing else gets the place of a missing one
 
 std::filesystem::path programFolder() {
-    std::wstring name(32768, L'\0'); // no path is longer
+    std::wstring name(32768, L'\0'); // the longest path of the system
     name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
     return std::filesystem::path(name).parent_path();
 }

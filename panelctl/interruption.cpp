@@ -14,7 +14,7 @@ volatile std::sig_atomic_t cameMeanwhile = 0;
 
 extern "C" void noteInterruption(int signal) {
     cameMeanwhile = 1;
-    (void)std::signal(signal, noteInterruption); // some systems go back to the default with every signal
+    (void)std::signal(signal, noteInterruption); // some systems reset the handler with every signal
 }
 
 } // namespace

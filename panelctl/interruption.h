@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Ctrl-C, and the wish of the system that the program end, held back while something is done that must not stay half
-// done. One at a time in the process.
+// Holds back Ctrl-C and the request to terminate while something is done that must not stop half-way. At most one
+// object at a time in the process.
 #pragma once
 
 namespace panelctl {
@@ -9,11 +9,11 @@ namespace panelctl {
 class HeldInterruption {
 public:
     HeldInterruption();
-    ~HeldInterruption(); // the former handlers are back
+    ~HeldInterruption(); // restores the former handlers
     HeldInterruption(const HeldInterruption&) = delete;
     HeldInterruption& operator=(const HeldInterruption&) = delete;
 
-    // Throws CommandError when an interruption came meanwhile.
+    // Throws CommandError when an interruption came since the object was made.
     static void check();
 
 private:

@@ -18,14 +18,14 @@ namespace {
 
 constexpr const char* english = "en";
 
-// Where the folder of locales is, seen from the program's: installed, in a build folder, and unpacked anywhere.
+// The folder of locales, relative to the program's folder: installed, in a build folder, and unpacked anywhere.
 constexpr std::array places = {"../share/locale", "../locale", "locale"};
 
 constexpr std::array catalogues = {"panelctl.mo", "panelkit.mo"};
 
-// A Russian user at a console of Western letters reads English, and not rows of question marks.
+// At a console without Cyrillic letters a Russian user gets English rather than rows of question marks.
 bool consoleShowsRussian() {
-    std::string letter = "Ж"; // stays when text goes out as it is
+    std::string letter = "Ж"; // not changed when text is printed without conversion
     cli_sprintf(&letter, "%s", "Ж");
     return letter != "?";
 }
@@ -35,7 +35,7 @@ Language& language() {
     return chosen;
 }
 
-// "ru_RU.UTF-8", as locales are called, is Russian.
+// The language of a locale: "ru" of "ru_RU.UTF-8".
 std::string shortName(std::string_view name) { return std::string(name.substr(0, name.find_first_of("_.@-"))); }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl: the table of its groups, and the way from a command line to an exit code.
+// panelctl: the table of its groups, and main().
 #include <panelctl/command_line.h>
 #include <panelctl/host.h>
 #include <panelctl/terminal.h>

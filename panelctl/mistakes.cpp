@@ -39,7 +39,7 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-// How the parser words a mistake, "<lead>FIRST<middle>SECOND", and how it is said to people.
+// The parser's wording of a mistake, "<lead>FIRST<middle>SECOND", and ours.
 struct Rewording {
     std::string_view kind, lead, middle;
     std::string (*say)(const std::string& first, const std::string& second);
@@ -57,7 +57,7 @@ constexpr std::array rewordings = {
 };
 // clang-format on
 
-// In our own words where we have some; what comes from the command line is escaped.
+// The mistake in our own words, else in the parser's. Text from the command line is escaped.
 std::string reworded(const CLI::ParseError& error) {
     const std::string_view what = error.what();
     for (const Rewording& row : rewordings) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Mistakes on the command line: each explained in one line, with what was probably meant or where to read more.
+// Mistakes on the command line: one line explains each, with what was probably meant or where to read more.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -10,13 +10,13 @@
 
 namespace panelctl {
 
-// The group or verb that the command line got to.
+// The last group or verb that the command line names.
 const CLI::App& deepest(const CLI::App& app);
 
-// The mistake for which the parser gave up.
+// Explains the error of the parser.
 std::string explain(const CLI::App& app, const CLI::ParseError& error);
 
-// Checks that an option's value is a number between two, in words for people.
+// Checks that the value of an option is a number between two; the message is translated.
 CLI::Validator numberBetween(std::int64_t least, std::int64_t most);
 
 } // namespace panelctl

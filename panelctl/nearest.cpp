@@ -32,7 +32,7 @@ std::size_t distance(const std::string& a, const std::string& b) {
     return row.back();
 }
 
-// How far `wanted` is from a name, or from its first word: of "Office Moscow" people often say just that.
+// The distance of `wanted` from a name or its first word: people often shorten "Office Moscow" to "Office".
 std::size_t apartFrom(const std::string& wanted, const std::string& name) {
     if (wanted.size() >= 3 && name.starts_with(wanted)) return 1;
     return std::min(distance(wanted, name), distance(wanted, name.substr(0, name.find(' '))));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The candidate that was probably meant, and how that is said.
+// The candidate that was probably meant, and the sentence that names it.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace panelctl {
 
-// The candidate nearest to `word`, by the letters that would have to be changed in it or in its first word,
-// regardless of case; empty when none is near.
+// The candidate that differs from `word` in the fewest letters, as a whole or in its first word, regardless of case.
+// Empty when all differ too much.
 std::string nearest(const std::string& word, const std::vector<std::string>& candidates);
 
 // The end of a message that names it: "; did you mean "list"?". Empty when `candidate` is.

@@ -81,11 +81,11 @@ void Sheet::print() const {
 void printLine(const std::string& text) { cli_printf("%s\n", text.c_str()); }
 
 void printNote(const std::string& text) {
-    std::string converted = text + "\n"; // stays when there is no code page to convert to
+    std::string converted = text + "\n"; // not changed when there is no code page to convert to
     cli_sprintf(&converted, "%s\n", text.c_str());
-    std::fflush(stdout); // so that notes and results stand in the order in which they came
+    std::fflush(stdout); // so that notes and results appear in the order in which they were printed
     std::fwrite(converted.data(), 1, converted.size(), stderr);
-    std::fflush(stderr); // some runtimes keep it back when it is no console
+    std::fflush(stderr); // some runtimes buffer it when it is not a console
 }
 
 void printLines(const std::string& text) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelctl prints. Results go to standard output, everything else to standard error; text for people goes through
-// the library's console functions, which turn it into the console's code page, JSON and exported data as they are.
+// Printing. Results go to standard output, everything else to standard error. Text for people goes through the
+// library's console functions, which convert it to the console's code page; JSON and exported data are not converted.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
@@ -11,11 +11,11 @@
 
 namespace panelctl {
 
-// How things stand, shown by colour where the terminal has one.
+// Whether something is good or bad, shown by a colour where the terminal has colours.
 enum class Mood : unsigned char { plain, good, warning, bad, faint };
 
 struct Cell {
-    std::string text; // as it came: it is escaped when it is printed
+    std::string text; // not escaped: that is done when it is printed
     Mood mood = Mood::plain;
 };
 
@@ -31,7 +31,7 @@ private:
     std::vector<std::vector<Cell>> rows_;
 };
 
-// One thing with its properties below each other, "name: text". Those without a text are left out.
+// The properties of one thing, a line "name: text" for each. Those without a text are left out.
 class Sheet {
 public:
     void add(const std::string& name, Cell cell) { lines_.push_back({name, std::move(cell)}); }
@@ -48,20 +48,20 @@ private:
 // Colours are used on a terminal unless NO_COLOR is set.
 void setColours(bool on);
 
-// A line of a result, or about what is going on. `text` is ours: what comes from elsewhere is escaped before.
+// A line of a result, and a line about progress or problems. Text from elsewhere must have been escaped before.
 void printLine(const std::string& text);
 void printNote(const std::string& text);
 
-// Lines that come from elsewhere, each of them escaped; tabs in them become blanks.
+// Lines from elsewhere: each is escaped, and tabs become blanks.
 void printLines(const std::string& text);
 
-// A result as JSON, UTF-8, two blanks deep.
+// A result as JSON in UTF-8, indented by two blanks.
 void printJson(const nlohmann::ordered_json& value);
 
 // The same in one line.
 void printJsonLine(const nlohmann::ordered_json& value);
 
-// Sends out what was printed. False when nobody reads it any more. Throws CommandError when it can't be written for
+// Flushes standard output. Returns false when its reader has gone. Throws CommandError when it can't be written for
 // another reason.
 bool flushOutput();
 

@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl's texts for people. They stand in English where they are used, and are translated when they are shown:
+// panelctl's texts for people. They are written in English where they are used, and translated when they are shown:
 //
 //   printNote(say("there is no provider \"%s\"", name));
 //   printNote(sayPlural("%d error", "%d errors", count, count));
 //
-// In a table a text carries a mark, and is translated when it leaves the table:
+// In a table a text is marked, and is translated when it is taken from the table:
 //
 //   struct Row { State state; Label text; };
 //   constexpr std::array rows{Row{State::ready, N_("ready")}, ...};
 //   printLine(say(row.text));
 //
-// The compiler checks the arguments (platform/loccore/phrase.h tells the places). xgettext finds texts by the names
-// say, sayPlural and N_, so these take literals only. po/README.md tells how to translate them.
+// The compiler checks the arguments; platform/loccore/phrase.h explains the places. xgettext finds texts by the names
+// say, sayPlural and N_, so these take literals only. po/README.md explains how texts are translated.
 #pragma once
 
 #include <platform/loccore/messages.h>
@@ -36,7 +36,7 @@ std::string say(Loc::Wording<Loc::kindOf<Arguments>...> wording, const Arguments
     return Loc::fill(messages().translated(wording.text()), texts);
 }
 
-// In the form that goes with `number`, which is filled in only where it is among the arguments too.
+// The form of the text for `number`. The number is filled in only if it is one of the arguments too.
 template <Loc::Argument... Arguments>
 std::string sayPlural(Loc::Wording<Loc::kindOf<Arguments>...> one, Loc::Wording<Loc::kindOf<Arguments>...> many,
                       std::uint64_t number, const Arguments&... arguments) {

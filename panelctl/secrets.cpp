@@ -22,14 +22,15 @@ namespace {
 constexpr int standardInput = 0;
 constexpr std::size_t longestSecret = 1024;
 
-// Reads a line byte by byte, up to its end or the end of the input. Nothing when the input was at its end before.
+// Reads a line byte by byte. Returns false when the input was already at its end.
 bool readLine(int descriptor, std::string& line) {
-    line.reserve(longestSecret + 1); // so that it never grows and leaves a copy behind
+    line.reserve(longestSecret + 1); // so that it never grows, which would leave a copy in memory
     for (;;) {
         const int byte = readByte(descriptor);
         if (byte < 0) return !line.empty();
         if (byte == '\n') break;
-        if (line.size() <= longestSecret) line.push_back(static_cast<char>(byte)); // one more tells that it is too long
+        if (line.size() <= longestSecret)
+            line.push_back(static_cast<char>(byte)); // one byte more shows that it is too long
     }
     if (!line.empty() && line.back() == '\r') line.pop_back();
     return true;
@@ -37,7 +38,7 @@ bool readLine(int descriptor, std::string& line) {
 
 // The prompt goes to the terminal, wherever standard output goes.
 void printPrompt(const std::string& text) {
-    std::string converted = text; // stays when there is no code page to convert to
+    std::string converted = text; // not changed when there is no code page to convert to
     cli_sprintf(&converted, "%s", text.c_str());
     std::fputs(converted.c_str(), stderr);
     std::fflush(stderr);
@@ -60,6 +61,9 @@ Secret::Secret(std::string& takenAndWiped) : text_(takenAndWiped) { platform::wi
 Secret::~Secret() { platform::wipe(text_); }
 
 Secret::Secret(Secret&& other) noexcept : text_(other.text_) { platform::wipe(other.text_); }
+
+SecretSource::SecretSource(CLI::App& verb, std::string name, std::string what)
+    : SecretSource(verb, std::move(name), std::move(what), N_("%s of token \"%s\": ")) {}
 
 SecretSource::SecretSource(CLI::App& verb, std::string name, std::string what, SecretQuestion question)
     : name_(std::move(name)), what_(std::move(what)), question_(question) {

@@ -29,21 +29,22 @@ private:
     std::string text_;
 };
 
-// Asks for a secret; is filled in with the secret's name, and with what it belongs to.
+// The question for a secret. Its places are the name of the secret, and what it belongs to.
 using SecretQuestion = Loc::MarkedWording<'s', 's'>;
 
 // Where one secret of a verb comes from: its options --NAME-stdin, --NAME-fd and --NAME-file.
 class SecretSource {
 public:
     // `name` is the prefix of the options, "pin" for instance, `what` the name of the secret for people.
-    SecretSource(CLI::App& verb, std::string name, std::string what,
-                 SecretQuestion question = N_("%s of token \"%s\": "));
+    // Without a `question`, it belongs to a token.
+    SecretSource(CLI::App& verb, std::string name, std::string what);
+    SecretSource(CLI::App& verb, std::string name, std::string what, SecretQuestion question);
 
     // Whether one of the options was given.
     bool isGiven() const { return ways() > 0; }
 
-    // Reads it; without an option, asks at the terminal: for a new secret (`asksTwice`) two times. Several secrets on
-    // standard input are lines of it, in the order in which they are read. Throws CommandError.
+    // Reads the secret. Without an option, asks at the terminal, for a new secret (`asksTwice`) two times. Several
+    // secrets on standard input are lines, in the order of the calls. Throws CommandError.
     Secret read(const std::string& ofWhat, bool asksTwice = false) const;
 
 private:

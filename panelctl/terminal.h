@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The few things about terminals and command lines that differ between the systems.
+// What differs between the systems in terminals and command lines.
 #pragma once
 
 #include <string>
@@ -18,13 +18,13 @@ bool errorIsTerminal();
 // Whether escape sequences for colours work on standard output; switches them on where that is needed.
 bool coloursWork();
 
-// From now on, line ends go to standard output as they are.
+// From now on, line ends are written to standard output without conversion.
 void useBinaryOutput();
 
-// Whether this error of a failed write (errno) means that the reader of standard output has left.
+// Whether this error of a failed write (errno) means that the reader of standard output has gone.
 bool readerLeft(int error);
 
-// What was typed at the console, in UTF-8.
+// Text that was typed at the console, converted to UTF-8.
 std::string typedToUtf8(std::string typed);
 
 // A file opened for reading, closed with the object. Throws CommandError when it can't be opened.
@@ -40,7 +40,7 @@ private:
     int descriptor_;
 };
 
-// Reads one byte from a descriptor without buffering, so that nothing of a secret stays behind. -1 at the end.
+// Reads one byte from a descriptor without a buffer, in which a part of a secret could remain. Returns -1 at the end.
 int readByte(int descriptor);
 
 } // namespace panelctl

@@ -34,7 +34,7 @@ std::string toUtf8(const std::wstring& wide) {
 
 } // namespace
 
-// What main is given went through a code page; the system has the line as it was typed.
+// The arguments of main were converted to a code page; the system has the line as it was typed.
 std::vector<std::string> utf8Arguments(int, char**) {
     int count = 0;
     wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);

@@ -4,8 +4,8 @@
 //
 //   struct TokenLogout {
 //       std::string token;
-//       void options(CLI::App& verb) { verb.add_option("token", token, say("Label, serial number or PKCS#11 URI of the
-//       token")); } void run(const Context& context) { ... }
+//       void options(CLI::App& verb) { verb.add_option("token", token, say("Label of the token")); }
+//       void run(const Context& context) { ... }
 //   };
 //   addVerb<TokenLogout>(group, context, "logout", say("Log the service out of a token"));
 //
@@ -21,7 +21,7 @@
 
 namespace panelctl {
 
-// What the global options say.
+// The global options that verbs need.
 struct Context {
     bool json = false;
 };
@@ -47,7 +47,7 @@ void addWatchVerbs(CLI::App& group, const Context& context);
 void addDoctor(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
 
-// Further verbs of a group, from files of their own; the ones above add them.
+// Further verbs of a group, in other files; called by the functions above.
 void addCertTransferVerbs(CLI::App& group, const Context& context);
 void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context);

@@ -22,7 +22,7 @@ namespace usage = vocabulary::keyUsage;
 namespace {
 
 constexpr std::int64_t daySeconds = 86400;
-constexpr std::uint64_t lastTime = 253402300799; // 9999-12-31 23:59:59, the last one that X.509 can write
+constexpr std::uint64_t lastTime = 253402300799; // 9999-12-31 23:59:59, the last time in X.509
 constexpr std::int64_t warningDays = 30;
 
 struct NamedBit {
@@ -66,7 +66,7 @@ constexpr std::array states = {
 };
 // clang-format on
 
-// Null for a state that a newer service has.
+// Null for an unknown state, from a newer service.
 const StateRow* stateRow(std::uint32_t state) {
     for (const StateRow& row : states) {
         if (static_cast<std::uint32_t>(row.state) == state) return &row;
@@ -171,7 +171,7 @@ Cell daysLeftCell(std::uint64_t until) {
 std::uint64_t parsePeriod(const std::string& period) {
     constexpr std::array<std::pair<std::string_view, std::uint64_t>, 5> units{
         {{"", daySeconds}, {"h", 3600}, {"d", daySeconds}, {"w", 7 * daySeconds}, {"y", 365 * daySeconds}}};
-    std::uint32_t number = 0; // times the longest unit, it fits into 64 bits
+    std::uint32_t number = 0; // multiplied by the longest unit, it fits into 64 bits
     const char* const end = period.data() + period.size();
     const auto [behind, error] = std::from_chars(period.data(), end, number);
     const std::string_view letter(behind, static_cast<std::size_t>(end - behind));

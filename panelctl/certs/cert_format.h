@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How certificates, CRLs and their fields look to people and to scripts: names, times, keys, usages. Times are those of
-// the records, seconds since 1970-01-01 UTC; people see them in UTC too, so that two of them can be compared.
+// How certificates, CRLs and their fields are shown to people and to scripts: names, times, keys, usages. Times are
+// those of the records, seconds since 1970-01-01 UTC, and are shown in UTC, so that they can be compared.
 #pragma once
 
 #include <panelctl/output.h>
@@ -27,7 +27,7 @@ std::string dateText(std::uint64_t time);
 std::string timeText(std::uint64_t time);
 std::string isoText(std::uint64_t time);
 
-// Whole days from now until a time; below zero when it has passed.
+// Whole days from now until a time; negative when it has passed.
 std::int64_t daysLeft(std::uint64_t until);
 Cell daysLeftCell(std::uint64_t until);
 
@@ -36,13 +36,13 @@ std::uint64_t parsePeriod(const std::string& period);
 
 // ---- names
 
-// What people call the holder of an RFC 4514 name: its common name, else the whole name.
+// The common name in an RFC 4514 name, else the whole name.
 std::string commonName(std::string_view name);
 
-// Whether it is a certificate at all: what is stored as one need not be, and then has no fields but its fingerprint.
+// Whether the object is a certificate: other bytes can be stored as one, and then only the fingerprint is known.
 bool isReadable(const CertInfo& certificate);
 
-// What people call a certificate: its holder, or its number where it has none.
+// The name of a certificate for people: its subject's, or its serial number where it has none.
 std::string nameOf(const CertInfo& certificate);
 
 // "label" or, for a token that is not initialised, its serial number.

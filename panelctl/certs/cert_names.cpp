@@ -22,9 +22,9 @@ using PresharedKey = OnToken<PresharedKeyInfo>;
 
 namespace {
 
-constexpr std::size_t shortestFingerprint = 8; // digits that are taken for the beginning of one
+constexpr std::size_t shortestFingerprint = 8; // digits from which on a number is read as a part of one
 
-// Each label costs a command, for which the service reads the token: beyond this many it would take minutes.
+// Each label needs a command, for which the service reads the token: more than this would take minutes.
 constexpr std::size_t mostLabels = 100;
 
 // ASCII letters alone, so that the bytes of other characters stay.
@@ -33,7 +33,7 @@ std::string lowered(std::string text) {
     return text;
 }
 
-// Hexadecimal digits as the records have them; people and other programs write "0a:1B" too. Empty for other text.
+// Hexadecimal digits in the form of the records; people and other programs also write "0a:1B". Empty for other text.
 std::string hexDigits(const std::string& text) {
     std::string digits;
     for (const char c : text) {
@@ -90,12 +90,12 @@ std::vector<OnToken<Object>> those(const std::vector<OnToken<Object>>& listed, c
         const bool again = std::any_of(found.begin(), found.end(), [&](const OnToken<Object>& other) {
             return other.object == entry.object && sameToken(other.token, entry.token);
         });
-        if (!again && test(entry)) found.push_back(entry); // twins are the same to the service too
+        if (!again && test(entry)) found.push_back(entry); // two equal entries are one object to the service too
     }
     return found;
 }
 
-// The only one of the first test that anything passes.
+// The only entry that passes the first test which any entry passes. Nothing when none does.
 template <class Object>
 std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& listed,
                                        const std::vector<Test<Object>>& tests, const std::string& name,
@@ -123,7 +123,7 @@ std::string keyLine(const PresharedKey& entry) {
     return say("  \"%s\" on token \"%s\"", escaped(entry.object.name), escaped(nameOf(entry.token)));
 }
 
-// Pairs the two vectors of a listing, and leaves the token's own objects when one is named.
+// Pairs the two vectors of a listing. When a token is named, only its objects are kept.
 template <class Object>
 std::vector<OnToken<Object>> paired(VpnCertsController& controller, std::vector<Object> objects,
                                     std::vector<TokenInfo> tokens, const std::string& token) {
@@ -136,7 +136,7 @@ std::vector<OnToken<Object>> paired(VpnCertsController& controller, std::vector<
     return listed;
 }
 
-// Nothing when the service has no details of the certificate; what else goes wrong is an error.
+// Nothing when the service has no details of the certificate; other failures are thrown.
 std::optional<CertExtentions> detailsOf(VpnCertsController& controller, const Certificate& entry) {
     CertInfo certificate = entry.object;
     CertExtentions details;
@@ -157,7 +157,7 @@ std::string hexOf(const std::string& bytes) {
     return text;
 }
 
-// A URI names the object by its label and identifier, which only the details tell.
+// A URI names the object by its label and identifier, which are in the details only.
 bool matchesUri(VpnCertsController& controller, const Certificate& entry, const std::string& uri) {
     if (!panelctl::matchesUri(entry.token, uri)) return false;
     const std::optional<std::string> label = uriAttribute(uri, "object");

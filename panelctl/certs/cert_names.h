@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// How people name certificates, CRLs and preshared keys, and how panelctl finds what they mean: by what is exactly
-// theirs (subject, common name, serial number, fingerprint or a beginning of it, label, PKCS#11 URI), and failing that
-// by a part of the subject. Labels are not in the listing, so they are looked at only where there are up to 100
-// certificates; in a URI always. What can't be found comes with the nearest name, what is ambiguous with its
-// candidates.
+// How people name certificates, CRLs and preshared keys, and how panelctl finds them: by a name that fits exactly
+// (subject, common name, serial number, fingerprint or its beginning, label, PKCS#11 URI), else by a part of the
+// subject. Labels are not in the listing, so they are compared only where there are up to 100 certificates; in a URI
+// always. The error for an unknown name suggests the nearest one, the error for an ambiguous name lists the candidates.
 //
 //   const auto controller = certsController(context);
 //   const OnToken<CertInfo> found = findCertificate(*controller, {"gate.example", "Office"});
@@ -36,7 +35,7 @@ struct OnToken {
     PKCS11::TokenInfo token;
 };
 
-// The name of an object as the command line gives it, and its token's where that was said.
+// The name of an object from the command line, and the name of its token if given.
 struct ObjectName {
     std::string name;
     std::string token;
@@ -47,7 +46,7 @@ struct ObjectName {
     void ofCertificate(CLI::App& verb);
 };
 
-// Ends the verb: several objects have that name. Each candidate is a line that begins with what tells it apart.
+// Ends the verb: several objects have that name. Each candidate is a line that begins with a unique name.
 [[noreturn]] void failAmbiguous(const std::string& name, std::vector<std::string> candidates);
 
 // Adds --token to a verb: the token whose objects are listed, and the token that receives an object.
@@ -57,30 +56,30 @@ void addToToken(CLI::App& verb, std::string& token);
 // Draws dots while the service works where a person looks on, and nothing where the output is read by a program.
 std::unique_ptr<VpnCertsController> certsController(const Context& context);
 
-// By label, serial number or PKCS#11 URI. An empty name means the only token there is. Throws CommandError.
+// By label, serial number or PKCS#11 URI. An empty name means the only token. Throws CommandError.
 PKCS11::TokenInfo findToken(VpnCertsController& controller, const std::string& name);
 
-// All, or those on the token of that name.
+// All objects, or those on the token of that name.
 std::vector<OnToken<CertInfo>> listCertificates(VpnCertsController& controller, vocabulary::CertSelector selector,
                                                 const std::string& token = {});
 std::vector<OnToken<CRLInfo>> listCrls(VpnCertsController& controller, const std::string& token = {});
 std::vector<OnToken<PresharedKeyInfo>> listPresharedKeys(VpnCertsController& controller, const std::string& token = {});
 
-// The one that is meant. Throws CommandError.
+// The object of that name. Throws CommandError.
 OnToken<CertInfo> findCertificate(VpnCertsController& controller, const ObjectName& name);
 OnToken<CRLInfo> findCrl(VpnCertsController& controller, const ObjectName& name);
 OnToken<PresharedKeyInfo> findPresharedKey(VpnCertsController& controller, const ObjectName& name);
 
-// The places of the certificates of a file that `name` names: all of the best way in which it fits any.
+// The positions of the certificates of a file with that name: those that fit exactly, else those that fit in part.
 std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, const std::string& name);
 
-// Whether both are the same object, whatever the service says of its state by now.
+// Whether both are the same object, even if its state has changed.
 inline bool sameObject(const CertInfo& one, const CertInfo& other) { return one.fingerprint == other.fingerprint; }
 inline bool sameObject(const CRLInfo& one, const CRLInfo& other) { return one.fingerprint == other.fingerprint; }
 inline bool sameObject(const PresharedKeyInfo& one, const PresharedKeyInfo& other) { return one == other; }
 
-// For just before a deletion: somebody may have exchanged the token, or the object, while a person read and typed.
-// `now` is what is listed by now. Throws CommandError.
+// To be called just before a deletion: the token or the object may have been exchanged while the user read and typed.
+// `now` is a new listing. Throws CommandError.
 template <class Object>
 void requireStillThere(const OnToken<Object>& found, const std::vector<OnToken<Object>>& now, const std::string& name) {
     for (const OnToken<Object>& entry : now) {

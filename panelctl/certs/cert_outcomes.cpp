@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The switches have no default: a result without its row does not compile. Values that the library produces itself
-// are answered before one gets there.
+// The switches have no default, so that a result without its row does not compile. Results of the library itself are
+// handled before.
 #include <panelctl/certs/cert_outcomes.h>
 
 #include <panelctl/say.h>
@@ -24,7 +24,7 @@ struct Outcome {
 // ---- what several operations have in common
 
 template <class ServiceResult>
-Outcome unknown(ServiceResult result) { // a newer service knows more results
+Outcome unknown(ServiceResult result) { // from a newer service, which has more results
     return {Exit::refused, say("the service answered with result %d, which this panelctl does not know",
                                static_cast<std::uint32_t>(result))};
 }

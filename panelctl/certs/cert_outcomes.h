@@ -12,7 +12,7 @@
 
 namespace panelctl {
 
-// What an operation was about, and what the service said of it.
+// The object and the token of an operation, and what the service said.
 struct Answered {
     std::string_view object;      // or file
     std::string_view token;       // its label

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert request: a certificate request, signed with a key pair on a token that never leaves it.
+// panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
@@ -25,7 +25,7 @@ namespace {
 struct KeyTypeRow {
     const char* name;
     std::uint32_t type;
-    std::uint32_t usualBits; // where none are said
+    std::uint32_t usualBits; // when none are given
 };
 
 struct DigestRow {
@@ -40,7 +40,7 @@ constexpr std::array keyTypes = {
     KeyTypeRow{"eddsa", keyType::edwards, 255},
 };
 
-constexpr std::array digests = { // the first is the usual one
+constexpr std::array digests = { // the first is the default
     DigestRow{"sha256", digestNumber::sha256},
     DigestRow{"sha384", digestNumber::sha384},
     DigestRow{"sha512", digestNumber::sha512},
@@ -77,12 +77,13 @@ std::string onOffer(const std::vector<CertRequestKeyInfo>& choices) {
     return list;
 }
 
-// What "rsa", "rsa:3072" and "sha256" ask for, of what the token offers; the usual where nothing is asked for.
+// Finds "rsa", "rsa:3072" and "sha256" among the keys and digests that the token offers; the default where nothing is
+// given.
 class KeyChoice {
 public:
     KeyChoice(std::string key, std::string digest) : key_(std::move(key)), digest_(std::move(digest)) {}
 
-    // Throws CommandError that lists what is on offer.
+    // Throws CommandError, which lists what the token offers.
     void applyTo(CertRequestInfo& info, const std::vector<CertRequestKeyInfo>& choices) const {
         const std::size_t colon = key_.find(':');
         const std::string name = key_.substr(0, colon);
@@ -187,7 +188,7 @@ struct CertRequest {
     }
 
 private:
-    // What the options say, but for the key.
+    // The request from the options, without the key.
     CertRequestInfo asked() const {
         CertRequestInfo wanted = info;
         for (const std::string& name : alternativeNames) {
@@ -211,7 +212,7 @@ private:
         }
         try {
             destination.write(content);
-        } catch (const CommandError& error) { // the request is lost, its key is not
+        } catch (const CommandError& error) { // the request is lost, but its key remains
             throw CommandError(
                 error.code, error.what(),
                 {say("the key pair \"%s\" stays on token \"%s\": use --existing-key to make the request again",

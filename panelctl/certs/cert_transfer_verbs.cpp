@@ -71,7 +71,7 @@ struct CertImportVerb {
     }
 
 private:
-    // Those with a key, since the others are there for their sake; without a key in the file, all.
+    // Those with a key, since the others are in the file only for their chains; if none has a key, all.
     std::vector<std::size_t> chosen(const ParsedFile& file) const {
         std::vector<CertInfo> certificates(file.certificates.size());
         std::transform(file.certificates.begin(), file.certificates.end(), certificates.begin(),
@@ -104,7 +104,7 @@ private:
         panelctl::failAmbiguous(only, std::move(lines));
     }
 
-    // The chain goes along with a certificate that is meant; where all are, its members come by themselves.
+    // The chain is imported with a chosen certificate; where all are imported, its members are among them.
     CertImport modeFor(const CertImportOption& option, const ParsedFile& file) const {
         const bool key = hasKey(option) && !withoutKey;
         const bool meant = key || !only.empty() || file.certificates.size() == 1;
@@ -115,9 +115,9 @@ private:
         return key ? CertImport::withPrivateKey : CertImport::certificateOnly;
     }
 
-    // The one that was said; else the one that holds its key already, as after a request; else the only one there is.
+    // The token that was named; else the one that already holds the key, as after a request; else the only one.
     TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const ParsedFile& file) const {
-        if (!token.empty()) return findToken(controller, token); // also one that the service would not propose
+        if (!token.empty()) return findToken(controller, token); // also one that the service does not propose
         if (option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
             return file.tokens[option.keyTokens[0]];
         }
@@ -231,7 +231,7 @@ struct CertDelete {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         ObjectName wanted = name;
-        wanted.exactly = yes; // nobody looks at what a part of a name would find
+        wanted.exactly = yes; // no person checks what a part of a name finds
         const Certificate found = findCertificate(*controller, wanted);
         const std::string label = labelOf(*controller, found);
         confirmDeletion(warning(found), label.empty() ? nameOf(found.object) : label, yes);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert list, show, chain, verify, reload: what there is, and whether it holds.
+// panelctl cert list, show, chain, verify, reload: the verbs that look at certificates.
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/display_width.h>
@@ -78,7 +78,7 @@ private:
         return others ? CertSelector::others : CertSelector::all;
     }
 
-    // Those that have expired already are about to be missed even more.
+    // Those that have already expired are listed too.
     bool isWanted(const CertInfo& certificate, std::uint64_t deadline) const {
         if (!expiring.empty()) return isReadable(certificate) && certificate.notAfter <= deadline;
         return !expired || (isReadable(certificate) && certificate.notAfter < timeNow());
@@ -103,7 +103,7 @@ private:
 
 // ---- one certificate
 
-// Whether its private key is there, and what may be done with it.
+// Whether the private key is on the token, and whether it can be exported.
 std::string privateKeyText(const CertInfo& certificate) {
     if (!certificate.hasPrivateKey) return say("not on the token");
     const bool leaves = (certificate.flags & vocabulary::certFlag::keyExtractable) != 0;

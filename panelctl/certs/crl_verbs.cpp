@@ -125,7 +125,7 @@ struct CrlDelete {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         ObjectName wanted = name;
-        wanted.exactly = yes; // nobody looks at what a part of a name would find
+        wanted.exactly = yes; // no person checks what a part of a name finds
         const auto [crl, token] = findCrl(*controller, wanted);
         const std::string issuer = commonName(crl.issuer);
         confirmDeletion(sayPlural("The CRL of %s, which revokes %d certificate, will be deleted from token \"%s\": "

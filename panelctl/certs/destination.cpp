@@ -26,7 +26,7 @@ void Destination::requireFit(bool isText) const {
         }
         return;
     }
-    std::error_code ignored; // writing will tell
+    std::error_code ignored; // writing reports it
     if (std::filesystem::exists(std::u8string(file.begin(), file.end()), ignored)) {
         throw CommandError(Exit::badInput, say("%s already exists; nothing was written", file));
     }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Where exported data goes: to a new file, or as it is to standard output.
+// The destination of exported data: a new file, or standard output.
 #pragma once
 
 #include <string>
@@ -16,8 +16,8 @@ struct Destination {
 
     void options(CLI::App& verb);
 
-    // Throws CommandError when nothing could be written there: a file of that name exists, or bytes that are no text
-    // would go to a terminal. To be called before the service does anything.
+    // Throws CommandError when nothing could be written there: a file of that name exists, or binary data would go to a
+    // terminal. To be called before the service does anything.
     void requireFit(bool isText) const;
 
     // Throws CommandError. A file is written whole or not at all.

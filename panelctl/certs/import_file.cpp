@@ -15,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A frame of the bridge takes 64 MiB; the file shares it with its password.
+// A frame of the bridge holds 64 MiB, for the file and its password.
 constexpr std::uintmax_t largestFile = (64U << 20) - 8192;
 constexpr std::uintmax_t mebibyte = 1U << 20;
 
@@ -63,7 +63,7 @@ ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path
 
 void Imports::add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error) {
     if (error && error->code != Exit::alreadyThere) {
-        print(); // what is done is done
+        print(); // what was imported before
         throw CommandError(*error);
     }
     object["imported"] = !error;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the folder passes on decides who may read the file here: a user's own folders are closed to others.
+// The file inherits its access rights from the folder: a user's own folders are closed to others.
 #include <panelctl/certs/new_file.h>
 
 #include <panelctl/exit_codes.h>

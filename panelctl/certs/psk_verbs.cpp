@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl psk ...: preshared keys. Their values go to the token and never come back.
+// panelctl psk ...: preshared keys. Their values are written to the token and never read back.
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/confirm.h>

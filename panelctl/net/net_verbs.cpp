@@ -27,7 +27,7 @@ nlohmann::ordered_json addressesOf(const NetInterfaceInfo& info) {
     const auto& masks = info.*field::masks;
     auto list = nlohmann::ordered_json::array();
     for (std::size_t i = 0; i < info.addresses.size(); ++i) {
-        nlohmann::ordered_json mask; // null where the service tells none
+        nlohmann::ordered_json mask; // null if the service sends none
         if (i < masks.size()) mask = addressText(masks[i]);
         list.push_back({{"address", addressText(info.addresses[i])}, {"mask", mask}});
     }

@@ -70,7 +70,7 @@ ordered_json toJson(const LSPserver_t& server) {
             {"timeout", server.PmpTimeout}};
 }
 
-// The names between the ", " of a listing.
+// The names in a list separated by ", ".
 std::vector<std::string> splitNames(std::string_view listed) {
     constexpr std::string_view between = ", ";
     std::vector<std::string> names;

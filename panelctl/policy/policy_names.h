@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The policy's records for people and for scripts: names of types, choices and settings, as texts and as JSON.
+// The policy's records for people and for scripts: the names of types, choices and settings, and their JSON.
 #pragma once
 
 #include <panelctl/exit_codes.h>
@@ -22,19 +22,19 @@ std::string policyTypeName(std::uint32_t type);
 std::string driverModeName(std::uint32_t mode);
 std::string authenticationName(std::uint32_t kind);
 
-// A choice as the user's language has it, with its symbolic name: "File (SOURCE_FILE)"; the number of one that is none.
+// A choice in the user's language with its symbolic name: "File (SOURCE_FILE)"; "=NUMBER" where it is not a choice.
 std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value);
 
-// Reads a choice: its text in the user's language, its symbolic name, or =NUMBER, whatever the case. Throws
+// Reads a choice: its text in the user's language, its symbolic name, or =NUMBER, in upper or lower case. Throws
 // CommandError, which names the option and the choices.
 std::int32_t readChoice(const std::string& option, const std::string& given, const LPARAMS::Variant* rows);
 
-// For a value of an option that is none of the legal ones: it names these, and the one that was probably meant.
+// The error for an option's value that is not one of the legal ones; it names these, and the one probably meant.
 CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal);
 
 nlohmann::ordered_json toJson(const LSPrequest_t& request);
 nlohmann::ordered_json toJson(const LSPcmd::LSPsettings_t& settings);
-// What is required and in force, with the state in a word and the texts.
+// The required policy and the one in force, with the state as a word, and the texts.
 nlohmann::ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequest_t::InfoType state,
                               const std::string& shown);
 

@@ -29,7 +29,7 @@ namespace {
 constexpr std::int32_t sourceFile = 1;
 constexpr std::int32_t sourceServer = 2;
 
-// Whose settings: the system's, or with --user those of a user, the current one unless named.
+// Whose settings: the system's, or with --user those of the named user, or of the current one.
 struct Owner {
     std::string user;
     CLI::Option* option = nullptr;
@@ -62,7 +62,7 @@ struct Owner {
     }
 };
 
-// Driver mode and loading delay count in the system's settings alone, so they are shown there only.
+// Driver mode and loading delay have an effect only in the system's settings, so they are shown only there.
 void printSettings(const LSPsettings_t& settings, bool ofSystem) {
     const LSPserver_t& server = settings.server;
     Table table({say("SETTING"), say("VALUE")});
@@ -98,7 +98,7 @@ struct SourceGet {
     }
 };
 
-// The service and later front ends have other working folders.
+// Relative to the current folder: the service, and front ends that run later, have other working folders.
 std::string absolutePath(const std::string& utf8) {
     if (utf8.empty()) return utf8;
     std::error_code error;
@@ -147,7 +147,7 @@ public:
     }
 
 private:
-    // Whether there was anything to change.
+    // Returns whether there was anything to change.
     bool change(LSPsettings_t& settings) const {
         bool any = false;
         const auto put = [&](const auto& given, auto& field, auto&& read) {
@@ -202,7 +202,7 @@ private:
         }
     }
 
-    // Before anything is sent, so that nothing is half done.
+    // Called before anything is sent, so that nothing is half done.
     void check(const LSPsettings_t& settings) const {
         const auto demand = [](bool good, const char* option) {
             if (!good) throw CommandError(Exit::badInput, say("a valid value is missing; give %s", option));
@@ -216,7 +216,7 @@ private:
         demand(panelkit::findVariant(LPARAMS::PMP_ID_TYPE_VARIANTS, settings.server.PmpIdType), "--id-type");
     }
 
-    // The file is what the service is offered when it asks for the current user's settings.
+    // The service is given this file when it asks for the current user's settings.
     static void storeOwnFile(const LSPsettings_t& settings) {
         try {
             panelkit::storeUserSettings(settings);

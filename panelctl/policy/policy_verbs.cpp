@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl policy ...; its "source" verbs stand in policy_source_verbs.cpp.
+// panelctl policy ...; its "source" verbs are in policy_source_verbs.cpp.
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/nearest.h>
@@ -19,7 +19,7 @@ using nlohmann::ordered_json;
 
 namespace {
 
-// What the service tells of the policy.
+// What the service reports of the policy.
 struct Policy {
     LSPinfo_t info;
     LSPrequest_t required;
@@ -70,17 +70,17 @@ struct PolicyView {
     }
 };
 
-// ---- explain: field by field, and which of them make it another policy
+// ---- explain: field by field, and which differences make it another policy
 
 struct Difference {
     Label field;
     std::string required, inForce;
-    bool counts; // for a policy of the required type
+    bool counts; // whether a difference makes it another policy
 
     bool differs() const { return required != inForce; }
 };
 
-// What means anything for one of the two.
+// The fields that have a meaning for one of the two policies.
 std::vector<Difference> differences(const LSPrequest_t& required, const LSPrequest_t& inForce) {
     const LSPserver_t& first = required.server;
     const LSPserver_t& second = inForce.server;

@@ -17,18 +17,18 @@ namespace panelctl {
 
 namespace {
 
-constexpr std::uint32_t patience = 2000; // milliseconds; somebody is waiting with a finger on the key
+constexpr std::uint32_t patience = 2000; // milliseconds; the user is waiting for the completion
 
-// Where a command line has got to.
+// The position in a command line.
 struct Position {
     const CLI::App* at = nullptr;
     const CLI::Option* awaiting = nullptr; // the option whose value comes next
-    std::size_t arguments = 0;             // how many of the verb's plain arguments are there
+    std::size_t arguments = 0;             // number of the verb's plain arguments before it
 };
 
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
-// Options of the groups above are taken too.
+// Options of the groups above are accepted too.
 const CLI::Option* findOption(const CLI::App& app, const std::string& name) {
     for (const CLI::App* at = &app; at; at = at->get_parent()) {
         if (const CLI::Option* option = at->get_option_no_throw(name)) return option;
@@ -41,12 +41,12 @@ const CLI::App* findVerb(const CLI::App& app, const std::string& name) {
     return verbs.empty() ? nullptr : verbs.front();
 }
 
-// What a completion has to know of the options before the cursor: at which service values are asked for.
+// Uses what completion needs of the options before the cursor: which service to ask for values.
 void takeNote(const CLI::Option& option, const std::string& value) {
     if (option.check_lname("endpoint")) CommandSender::Instance().SetEndpoint(value);
 }
 
-// bash splits words at "=", so the sign may come as a word.
+// bash splits words at "=", so the sign may be a word of its own.
 void step(Position& position, const std::string& word) {
     if (word == "=") return;
     if (position.awaiting) {
@@ -97,12 +97,12 @@ std::vector<Candidate> valuesOf(const CLI::App& app, const CLI::Option& option) 
 std::vector<Candidate> argumentsOf(const Position& position) {
     const auto arguments = position.at->get_options([](const CLI::Option* option) { return option->get_positional(); });
     if (arguments.empty()) return {};
-    const bool many = arguments.back()->get_items_expected_max() > 1; // the last one takes all that follow
+    const bool many = arguments.back()->get_items_expected_max() > 1; // the last one takes all further words
     if (position.arguments >= arguments.size() && !many) return {};
     return valuesOf(*position.at, *arguments[std::min(position.arguments, arguments.size() - 1)]);
 }
 
-// "--lang=r" in one word: the values go behind the sign.
+// "--lang=r" in one word: the values follow the sign.
 std::vector<Candidate> valuesInOneWord(const CLI::App& app, const std::string& word) {
     const std::string lead = word.substr(0, word.find('=') + 1);
     const CLI::Option* option = findOption(app, lead.substr(0, lead.size() - 1));

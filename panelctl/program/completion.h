@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// What a shell may offer for a command line that is being typed. It is found in the model that parses command lines, so
-// that it can't lag behind, and, for the names of tokens and the like, asked of the service.
+// The candidates that a shell offers for a command line that is being typed. They come from the model that parses
+// command lines, so that they are never out of date; the service is asked for the names of tokens and the like.
 //
-//   panelctl --complete WORD...     the words behind "panelctl", the last one being what is typed so far
+//   panelctl --complete WORD...     the words after "panelctl"; the last one is what was typed so far
 //
-// prints a line for each candidate: the word, a tab, and a description where there is one. Whatever fails on the way, a
-// service that does not run for instance, leaves candidates out and nothing else.
+// prints a line for each candidate: the word, a tab, and a description where there is one. When something fails, for
+// instance because the service does not run, candidates are missing; no error is reported.
 #pragma once
 
 #include <span>

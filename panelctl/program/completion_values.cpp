@@ -59,7 +59,7 @@ std::vector<Candidate> parameters() {
 
 std::vector<Candidate> languages() { return {{"en", "English"}, {"ru", "Русский"}}; }
 
-// By common name where that is one certificate's alone, else by fingerprint.
+// By common name where only one certificate has it, else by fingerprint.
 std::vector<Candidate> certificates() {
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> places;
@@ -76,7 +76,7 @@ std::vector<Candidate> certificates() {
     return candidates;
 }
 
-// Personal ones, as a policy names them.
+// The subjects of personal certificates, as a policy names them.
 std::vector<Candidate> subjects() {
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> places;
@@ -132,7 +132,7 @@ std::vector<Candidate> driverModes() {
 std::vector<Candidate> policies() { return {{"system", {}}, {"user", {}}, {"driver", {}}, {"current", {}}}; }
 
 struct Source {
-    std::string_view command; // that the argument or option belongs to, or its group; empty: whichever
+    std::string_view command; // of the argument or option, or its group; empty: any
     std::string_view argument;
     std::vector<Candidate> (*list)();
 };

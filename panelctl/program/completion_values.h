@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The values that arguments and options can take, where they can be known: a table of their names, with where their
-// values come from.
+// The values that arguments and options can take, as far as they are known: a table with a source of values for each
+// name.
 #pragma once
 
 #include <panelctl/program/completion.h>
@@ -11,8 +11,8 @@
 
 namespace panelctl {
 
-// What may stand for the argument or option of that name ("token", "provider") of a command ("token login"); nothing
-// for one that is not known.
+// The values for the argument or option of that name ("token", "provider") of a command ("token login"); none for one
+// that is not in the table.
 std::vector<Candidate> valuesOf(std::string_view command, std::string_view argument);
 
 } // namespace panelctl

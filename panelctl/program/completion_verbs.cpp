@@ -8,8 +8,8 @@ namespace panelctl {
 
 namespace {
 
-// bash takes words apart at "=" and hands out quotes and backslashes as they were typed; a word with blanks in it is
-// quoted, unless it was begun with a quote.
+// bash splits words at "=" and passes quotes and backslashes as they were typed; a word with blanks is quoted, unless
+// it begins with a quote.
 constexpr const char bash[] = R"(# bash completion of panelctl; to have it at once:  source <(panelctl completion bash)
 _panelctl() {
     local word=${COMP_WORDS[COMP_CWORD]} quote='' line

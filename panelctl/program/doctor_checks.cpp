@@ -41,7 +41,7 @@ Finding warning(std::string found, std::string remedy) {
 Finding bad(std::string found, std::string remedy) { return {Health::bad, std::move(found), std::move(remedy)}; }
 Finding passedOver(std::string why) { return {Health::passedOver, std::move(why), {}}; }
 
-// Some of the names, for a line.
+// The first names, for one line.
 std::string someOf(const std::vector<std::string>& names) {
     std::string list;
     for (std::size_t i = 0; i < std::min(names.size(), namesShown); ++i) {
@@ -58,7 +58,7 @@ std::string installTranslations() {
     return say("install the translations of this version into share/locale beside the program");
 }
 
-// What helps when the service can't be reached or does not answer.
+// The remedy when the service can't be reached or does not answer.
 std::string remedyOf(FailureCode failure) {
     switch (failure) {
     case FailureCode::noService:
@@ -73,7 +73,7 @@ std::string remedyOf(FailureCode failure) {
     }
 }
 
-// A command that failed: one that the service does not have is no fault.
+// The finding for a command that failed. One that the service does not have is not a fault.
 Finding failed() {
     const bridge::Failure& failure = bridge::lastFailure();
     if (failure.code == FailureCode::none || (failure.code == FailureCode::refused && failure.detail == 0)) {
@@ -95,7 +95,7 @@ Finding lookAtService() {
     return good(say("%s answers at %s", escaped(session->service()), endpoint));
 }
 
-// "panelkitd 0.1.0" ends with its version; the library and its service come from one tree.
+// "panelkitd 0.1.0" ends with the version, which is the library's if both were built together.
 Finding lookAtVersions() {
     const BridgeSession* const session = connectedSession();
     if (!session) return failed();
@@ -128,7 +128,7 @@ Finding lookAtProviders() {
     return good(say("all loaded: %d", listed.size()));
 }
 
-// The labels of the tokens that have the flag.
+// The labels of the tokens with the flag.
 std::vector<std::string> labelsWith(const std::vector<TokenInfo>& tokens, std::uint32_t flag) {
     std::vector<std::string> labels;
     for (const TokenInfo& token : tokens) {
@@ -165,7 +165,7 @@ std::uint64_t now() {
     return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(since).count());
 }
 
-// Whose validity ends in the given time, as seconds since 1970.
+// The subjects of certificates whose validity ends in the given time, in seconds since 1970.
 std::vector<std::string> ending(const std::vector<CertInfo>& certificates, std::uint64_t from, std::uint64_t until) {
     std::vector<std::string> subjects;
     for (const CertInfo& certificate : certificates) {
@@ -179,7 +179,7 @@ Finding lookAtCertificates() {
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(0, listed, tokens)) return failed();
-    const auto expired = ending(listed, 1, now()); // 0 stands for an object that is no certificate
+    const auto expired = ending(listed, 1, now()); // 0: the object is not a certificate
     if (!expired.empty()) return bad(say("expired: %s", someOf(expired)), renewCertificate());
     const auto expiring = ending(listed, now(), now() + soon * 86400);
     if (!expiring.empty()) return warning(say("expiring within 30 days: %s", someOf(expiring)), renewCertificate());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What `panelctl doctor` looks at, in the order in which one thing depends on another: each check gives one finding,
-// with one remedy when something is wrong. A check that can't be made is passed over, and says why.
+// The checks of `panelctl doctor`, in the order in which they depend on each other. Each returns one finding, with one
+// remedy when something is wrong. A check that can't be made is skipped, and says why.
 #pragma once
 
 #include <panelctl/say.h>
@@ -15,18 +15,18 @@ enum class Health : unsigned char { good, passedOver, warning, bad };
 
 struct Finding {
     Health health = Health::good;
-    std::string found;  // what comes from elsewhere in it is escaped
-    std::string remedy; // empty for what is in order
+    std::string found;  // text from elsewhere in it is escaped
+    std::string remedy; // empty when nothing is wrong
 };
 
 struct Check {
     const char* name; // for scripts
     Label title;
-    bool needsService; // and is passed over when the service can't be reached
+    bool needsService; // it is skipped when the service can't be reached
     Finding (*look)();
 };
 
-// All of them; the first one is that the service can be reached.
+// All checks; the first one is whether the service can be reached.
 std::span<const Check> checks();
 
 } // namespace panelctl

@@ -23,7 +23,7 @@ struct HealthRow {
     Mood mood;
 };
 
-// By Health.
+// In the order of Health.
 constexpr std::array healthRows = {
     HealthRow{"ok", N_("ok"), Mood::good},
     HealthRow{"not-checked", N_("not checked"), Mood::faint},
@@ -33,7 +33,7 @@ constexpr std::array healthRows = {
 
 const HealthRow& rowOf(const Finding& finding) { return healthRows[static_cast<std::size_t>(finding.health)]; }
 
-// The findings, in the order of the checks. Nothing of a service that can't be reached is looked at.
+// The findings, in the order of the checks. When the service can't be reached, checks that need it are skipped.
 std::vector<Finding> examine() {
     std::vector<Finding> findings;
     for (const Check& check : checks()) {
@@ -64,7 +64,7 @@ void printAsJson(const std::vector<Finding>& findings) {
     printJson(list);
 }
 
-// A line for each finding, and below it what helps.
+// A line for each finding, followed by its remedy.
 void printAsTable(const std::vector<Finding>& findings) {
     Table table({say("STATE"), say("CHECK"), say("FOUND")});
     for (std::size_t i = 0; i < findings.size(); ++i) {

@@ -13,7 +13,7 @@ namespace panelctl {
 
 namespace {
 
-// Text in which nothing is a command of the formatter, and dashes are those that are typed.
+// Escapes text for the formatter: nothing in it is a command, and dashes are those that are typed.
 std::string plain(std::string_view text) {
     std::string escaped = text.starts_with('.') || text.starts_with('\'') ? "\\&" : "";
     for (const char c : text) {
@@ -65,7 +65,7 @@ std::string optionEntries(const CLI::App& app) {
     return text.empty() ? text : ".RS\n" + text + ".RE\n";
 }
 
-// A verb with its arguments and options; a group within a group, with its verbs.
+// A verb with its arguments and options, or a group within a group with its verbs.
 std::string verb(const CLI::App& app) {
     std::string term = bold(commandOf(app));
     for (const CLI::Option* one : optionsOf(app, true)) term += ' ' + argument(*one);
@@ -118,7 +118,7 @@ std::string manual(const CLI::App& program) {
         ".SH NAME\npanelctl \\- administers the VPN service on this host\n"
         ".SH SYNOPSIS\n\\fBpanelctl\\fR [\\fIOPTIONS\\fR] \\fIGROUP\\fR \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n"
         ".SH DESCRIPTION\n";
-    text += plain(program.get_description()) + "\n.SH OPTIONS\nThey are taken before or behind the verb.\n";
+    text += plain(program.get_description()) + "\n.SH OPTIONS\nThey are accepted before and after the verb.\n";
     for (const CLI::Option* one : optionsOf(program, false)) text += entry(option(*one), one->get_description());
     for (const CLI::App* one : verbsOf(program)) text += group(*one);
     return text + exitCodes() + surroundings;

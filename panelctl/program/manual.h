@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The manual page of panelctl, made from the model that parses command lines and from the table of exit codes, so that
-// it can't say anything else than these. `panelctl --manual` prints it; docs/man/panelctl.1 is what it prints.
+// The manual page of panelctl. It is made from the model that parses command lines and from the table of exit codes, so
+// it always agrees with them. `panelctl --manual` prints it; docs/man/panelctl.1 is a copy.
 #pragma once
 
 #include <string>
@@ -14,7 +14,7 @@ namespace panelctl {
 
 inline constexpr const char* manualRequest = "--manual";
 
-// As source for man(1).
+// The source text for man(1).
 std::string manual(const CLI::App& program);
 
 } // namespace panelctl

@@ -60,7 +60,7 @@ std::string percentDecoded(std::string_view text) {
     return decoded;
 }
 
-// "manufacturer, model" is one text of the record.
+// The record has both in one text: "manufacturer, model".
 std::pair<std::string, std::string> makeAndModel(const TokenInfo& token) {
     const std::string& both = token.*tokenField::model;
     const std::size_t comma = both.find(", ");
@@ -141,7 +141,7 @@ TokenInfo findToken(VpnTokensController& controller, const std::string& name) {
 
 TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& name) {
     std::vector<TokenInfo> found = name.empty() ? tokens : matching(tokens, name);
-    if (name.empty()) { // the one that is meant without saying is one that can be used
+    if (name.empty()) { // without a name, a token that can be used is meant
         found.erase(
             std::remove_if(found.begin(), found.end(),
                            [](const TokenInfo& token) { return !(token.flags & vocabulary::tokenFlag::initialized); }),

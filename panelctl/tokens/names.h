@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How people name providers and tokens, and how panelctl finds what they mean. What it can't find, it names the nearest
-// of; what is ambiguous, it lists.
+// How people name providers and tokens, and how panelctl finds them. The error for an unknown name suggests the nearest
+// one, the error for an ambiguous name lists the candidates.
 #pragma once
 
 #include <panelkit/tokens/tokens_controller.h>
@@ -19,7 +19,7 @@ PKCS11::ProviderInfo findProvider(VpnTokensController& controller, const std::st
 // All tokens, or those of a provider by name.
 std::vector<PKCS11::TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider = {});
 
-// By label, serial number or PKCS#11 URI. An empty name means the only token there is. Throws CommandError.
+// By label, serial number or PKCS#11 URI. An empty name means the only token. Throws CommandError.
 PKCS11::TokenInfo findToken(VpnTokensController& controller, const std::string& name);
 PKCS11::TokenInfo findToken(const std::vector<PKCS11::TokenInfo>& tokens, const std::string& name);
 
@@ -27,10 +27,10 @@ PKCS11::TokenInfo findToken(const std::vector<PKCS11::TokenInfo>& tokens, const 
 [[noreturn]] void failUnknown(const std::string& message, const std::string& name,
                               const std::vector<std::string>& candidates);
 
-// Whether both are the same token, whatever their slots and states are by now.
+// Whether both are the same token, even if its slot and state have changed.
 bool sameToken(const PKCS11::TokenInfo& one, const PKCS11::TokenInfo& other);
 
-// "pkcs11:token=Office;serial=1234;model=...", with everything percent-encoded that has to be.
+// "pkcs11:token=Office;serial=1234;model=...", percent-encoded where necessary.
 std::string uriOf(const PKCS11::TokenInfo& token);
 
 // "cert" as object on the token: its URI with ";type=...", and label and identifier (bytes) where there are any.
@@ -42,7 +42,7 @@ bool isUri(const std::string& name);
 // An attribute of the URI, such as "object" or "id", decoded. Nothing when the URI does not have it.
 std::optional<std::string> uriAttribute(const std::string& uri, std::string_view name);
 
-// Whether the token matches the URI. A URI that is none, or has an attribute that no token has, throws CommandError.
+// Whether the token matches the URI. Throws CommandError for a URI with an attribute that tokens do not have.
 bool matchesUri(const PKCS11::TokenInfo& token, const std::string& uri);
 
 } // namespace panelctl

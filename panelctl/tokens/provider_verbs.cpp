@@ -66,7 +66,7 @@ struct ProviderList {
     }
 };
 
-// People name files as seen from where they are; the service is elsewhere.
+// People name files relative to the current folder; the service runs in another one.
 std::string absolute(const std::string& module) {
     const std::filesystem::path given = toPath(module);
     if (given.empty() || given.has_root_directory()) return module;

@@ -29,7 +29,7 @@ namespace {
 
 std::string labelOf(const TokenInfo& token) { return escaped(token.*field::label); }
 
-// How a PIN stands, from its three flags. Those of a token that is not initialised mean nothing.
+// The state of a PIN, from its three flags, which have no meaning before the token is initialised.
 nlohmann::ordered_json pinState(const TokenInfo& token, std::uint32_t low, std::uint32_t finalTry,
                                 std::uint32_t locked) {
     if (!(token.flags & flag::initialized)) return nullptr;
@@ -62,7 +62,7 @@ struct StateRow {
     Mood mood;
 };
 
-// What is worth saying of a token, most urgent first.
+// Flags that are shown, the most urgent first.
 // clang-format off
 constexpr StateRow worthSaying[] = {
     {flag::userPinLocked,   N_("PIN locked"),              Mood::bad},
@@ -116,14 +116,14 @@ void printTokens(const std::vector<TokenInfo>& tokens) {
     printJson(list);
 }
 
-// Says in a sentence what became of a token; as JSON, shows the token as it is now.
+// Prints the result as a sentence, or in JSON the token in its present state.
 void printDone(VpnTokensController& controller, const Context& context, const TokenInfo& token,
                const std::string& sentence) {
     if (!context.json) return printLine(sentence);
     TokenInfo shown = token;
     for (const TokenInfo& now : listTokens(controller)) {
         if (sameToken(now, token)) return printJson(toJson(now));
-        // One that was just initialised has another serial number than before.
+        // A token that was just initialised has a new serial number.
         if (now.*field::label == token.*field::label && now.*field::provider == token.*field::provider) shown = now;
     }
     printJson(toJson(shown));
@@ -244,12 +244,13 @@ private:
         printNote(say("Token \"%s\" (serial number %s) will be erased with all certificates and keys on it.",
                       labelOf(token), escaped(token.*field::serial)));
         const std::string answer = ask(say("Type its label to continue: "));
-        if (answer.empty() || answer != token.*field::label) { // a token may have no label: no answer is no consent
+        if (answer.empty() ||
+            answer != token.*field::label) { // a token may have no label: an empty answer is not a consent
             throw CommandError(Exit::notConfirmed, say("the label was not typed; nothing was erased"));
         }
     }
 
-    // Somebody may have changed the token while PINs were typed.
+    // The token may have been exchanged while PINs were typed.
     static void requireUnchanged(VpnTokensController& controller, const TokenInfo& token) {
         for (const TokenInfo& now : listTokens(controller)) {
             if (now.*field::label == token.*field::label && now.*field::serial == token.*field::serial) return;

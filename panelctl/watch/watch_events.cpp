@@ -97,7 +97,7 @@ std::string tokenText(Notification id, const TokenInfo& token) {
     // clang-format on
 }
 
-// What people call a policy: its source and title, and the user whose policy it is.
+// The name of a policy for people: its source and title, and its user.
 std::string titleOf(const vocabulary::PolicyNotice& notice) {
     const std::string title = escaped(notice.source) + " \"" + escaped(notice.policy) + "\"";
     return notice.user.empty() ? title : title + " (" + escaped(notice.user) + ")";
@@ -183,7 +183,7 @@ WatchEvent missedOf(const char* name, Loc::MarkedWording<'s'> text, const Provid
     return event;
 }
 
-// A section that could not be read on one side says nothing.
+// A section that could not be read before or now is not compared.
 void compareSections(const WatchedState& before, const WatchedState& now, std::vector<WatchEvent>& events) {
     std::vector<std::string> changed;
     for (const auto& [name, hash] : now.sections) {
@@ -207,7 +207,7 @@ vocabulary::PolicyNotice noticeOf(const LSPrequest_t& request, const std::string
     return notice;
 }
 
-// The credentials in the requests are left out: they tell the diagnosis, which changes with the tokens.
+// Without the credentials in the requests: they depend on the diagnosis, which changes with the tokens.
 auto sourceOf(const LSPrequest_t& request) {
     return std::make_tuple(request.type, request.user, request.file,
                            request.type == LSPdriver ? request.driverMode : LSPdropAll, request.server.Server);
@@ -247,7 +247,7 @@ void compareToken(const TokenInfo* before, const TokenInfo& token, std::vector<W
     }
 }
 
-// The names of the providers that are loaded.
+// Whether the provider is among them, and loaded.
 bool isLoadedIn(const std::vector<ProviderInfo>& providers, const ProviderInfo& provider) {
     return std::any_of(providers.begin(), providers.end(), [&](const ProviderInfo& other) {
         return other.*providerField::name == provider.*providerField::name && other.*providerField::isLoaded;
@@ -296,7 +296,7 @@ void WatchedState::apply(const Heard& heard) {
     if (heard.id != Notification::tokenRemoved) tokens.push_back(notice->token);
 }
 
-// Tokens without a serial number, the empty places of providers in software, are all alike and no news.
+// Tokens without a serial number are empty slots of software providers; they are not reported.
 std::vector<WatchEvent> differences(const WatchedState& before, const WatchedState& now) {
     std::vector<WatchEvent> events;
     for (const ProviderInfo& provider : before.providers) {

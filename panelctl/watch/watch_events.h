@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What `panelctl watch` reports: each event with its name for scripts, its words for people, and its details. Events
-// come from notifications, and from the differences between two looks at the service where notifications were missed.
+// The events of `panelctl watch`: each has a name for scripts, a text for people, and details. Events come from
+// notifications; where notifications were missed, from the differences between two states of the service.
 #pragma once
 
 #include <panelkit/lsp/lsp_records.h>
@@ -25,7 +25,7 @@ struct WatchEvent {
     std::uint64_t time = 0;         // seconds since 1970-01-01 UTC
     std::string text;               // one line, escaped
     nlohmann::ordered_json details; // an object
-    bool missed = false;            // it happened while nobody could hear of it; `time` is when it was noticed
+    bool missed = false;            // it happened while notifications were missed; `time` is when it was noticed
 };
 
 // A notification as it arrived.
@@ -43,7 +43,7 @@ Heard readHeard(vocabulary::Notification id, CommandStreamIn& payload);
 
 WatchEvent describe(const Heard& heard);
 
-// The service came or went, as seen here and now.
+// The connection to the service was made or lost, now.
 WatchEvent serviceCame();
 WatchEvent serviceWent();
 
@@ -52,18 +52,18 @@ struct WatchedPolicy {
     LSPinfo_t inForce;
 };
 
-// What of the service is compared.
+// The state of the service that is compared.
 struct WatchedState {
     std::vector<PKCS11::ProviderInfo> providers;
     std::vector<PKCS11::TokenInfo> tokens;
-    std::map<std::string, std::size_t> sections; // of the configuration: a hash over what each holds, secrets included
-    std::optional<WatchedPolicy> policy;         // nothing where it can't be read
+    std::map<std::string, std::size_t> sections; // of the configuration: a hash of each section, secrets included
+    std::optional<WatchedPolicy> policy;         // nothing if it can't be read
 
-    // Takes over what a notification tells.
+    // Updates the state with a notification.
     void apply(const Heard& heard);
 };
 
-// What must have happened between two looks.
+// The events that explain the differences between two states.
 std::vector<WatchEvent> differences(const WatchedState& before, const WatchedState& now);
 
 // {"schema": 1, "time": "2026-11-21T07:48:00Z", "event": ...}

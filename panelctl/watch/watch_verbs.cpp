@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl watch: reports what happens in the service, until it is told to end. It outlives the service: when that is
-// there again, what must have happened meanwhile is reported from the difference of two looks.
+// panelctl watch: reports events in the service until it is stopped. It continues when the service ends: after the
+// service has started again, what happened meanwhile is reported from the differences between two states.
 #include <panelctl/endings.h>
 #include <panelctl/exit_codes.h>
 #include <panelctl/mistakes.h>
@@ -37,7 +37,7 @@ struct Attached {};
 struct Detached {};
 using News = std::variant<Attached, Detached, Heard>;
 
-// News on their way from the receiver's threads to the one that reports them.
+// A queue of news from the receiver's threads to the thread that reports them.
 class Inbox {
 public:
     void add(News news) {
@@ -51,7 +51,7 @@ public:
         changed_.notify_all();
     }
 
-    // Waits for news; none when it is time to end.
+    // Waits for news. Returns none when it is time to end.
     std::deque<News> take(std::optional<Clock::time_point> deadline) {
         std::unique_lock lock(mutex_);
         const auto something = [this] { return ended_ || !news_.empty(); };
@@ -62,7 +62,7 @@ public:
         }
         if (ended_ || news_.empty()) return {};
         lock.unlock();
-        std::this_thread::sleep_for(settling); // notifications may overtake each other by so much
+        std::this_thread::sleep_for(settling); // notifications may arrive out of order within this time
         lock.lock();
         std::deque<News> taken;
         taken.swap(news_);
@@ -72,7 +72,7 @@ public:
 private:
     static constexpr auto settling = std::chrono::milliseconds(20);
 
-    // Sorts what was heard by number, from one coming or going of the service to the next.
+    // Sorts notifications by number, between one attach or detach of the service and the next.
     static std::deque<News> inOrder(std::deque<News> news) {
         const auto isHeard = [](const News& one) { return std::holds_alternative<Heard>(one); };
         for (auto begin = news.begin(); begin != news.end();) {
@@ -85,13 +85,13 @@ private:
         return news;
     }
 
-    std::mutex mutex_; // guards what follows
+    std::mutex mutex_; // guards the members below
     std::condition_variable changed_;
     std::deque<News> news_;
     bool ended_ = false;
 };
 
-// Listens for as long as it lives.
+// Listens to notifications during its lifetime.
 class Ear {
 public:
     explicit Ear(Inbox& inbox) : dispatcher_(inbox) {
@@ -145,7 +145,7 @@ std::map<std::string, std::size_t> readSections() {
             CommandStreamOut out(body);
             group->save(out);
             hashes[section.name] = std::hash<std::string>{}(body);
-        } catch (const char*) { // the stream's error: a service with sections of another make
+        } catch (const char*) { // the stream's error: a service with other parameters
             continue;
         }
     }
@@ -159,11 +159,11 @@ std::optional<WatchedPolicy> readPolicy() {
     return policy;
 }
 
-// Nothing when the service can't be asked now; one that never can be throws CommandError.
+// Nothing when the service can't be asked now. Throws CommandError when it will never be possible.
 std::optional<WatchedState> lookAtService() {
     using bridge::FailureCode;
     for (const SessionId_t id : {SessionTokens, SessionParameters, SessionPolicy}) {
-        SessionsPool::CloseSession(id); // it may be one to a service that is gone
+        SessionsPool::CloseSession(id); // its service may have ended
     }
     CLIVpnTokensController controller;
     WatchedState state;
@@ -180,7 +180,7 @@ std::optional<WatchedState> lookAtService() {
     return std::nullopt;
 }
 
-// The same for a service that is attached; it may have been busy just then.
+// The same for a service that is attached. It is tried twice, since the service may have been busy.
 std::optional<WatchedState> lookAgain() {
     constexpr auto pause = std::chrono::milliseconds(300);
     if (auto state = lookAtService()) return state;
@@ -188,7 +188,7 @@ std::optional<WatchedState> lookAgain() {
     return lookAtService();
 }
 
-// Prints events as they come, and keeps in mind what they say of the service.
+// Prints events as they come, and keeps the state of the service.
 class Reporter {
 public:
     Reporter(bool json, std::optional<unsigned> count) : json_(json), left_(count), known_(lookAtService()) {
@@ -197,7 +197,7 @@ public:
                             : say("The service is not running; waiting for it. Press Ctrl-C to stop."));
     }
 
-    // False when enough is reported, or nobody reads it any more.
+    // Returns false when enough events were reported, or the reader of standard output has gone.
     bool report(const News& news) {
         if (const auto* heard = std::get_if<Heard>(&news)) {
             if (known_) takeOver(*heard);
@@ -213,12 +213,12 @@ private:
         if (std::holds_alternative<vocabulary::PolicyNotice>(heard.notice)) known_->policy = readPolicy();
     }
 
-    // The first attach is no news when the service was there to begin with.
+    // The first attach is not reported when the service was running at the start.
     bool reportAttached() {
         if (!wasThere_ && !print(serviceCame())) return false;
         wasThere_ = true;
         const std::optional<WatchedState> now = lookAgain();
-        if (!now) return true; // it went again; the next attach tells
+        if (!now) return true; // it was lost again; the next attach reports
         const std::optional<WatchedState> before = std::exchange(known_, now);
         if (!before) return true;
         for (const WatchEvent& event : differences(*before, *now)) {

@@ -151,7 +151,7 @@ private:
     std::vector<std::pair<string_view, std::size_t>> byName_;
 };
 
-// ---- wordings that stand where they are used
+// ---- wordings that are written where they are used
 
 bool sameArguments(string_view original, string_view translation) {
     const auto kinds = argumentKinds(original);
@@ -169,8 +169,8 @@ std::vector<string_view> splitForms(string_view texts) {
     return forms;
 }
 
-// A wording with its translation. One with a plural stands before that plural, and has as many translations as the rule
-// has forms.
+// Takes a wording with its translation. A wording with a plural is followed by it, and has as many translations as the
+// rule has forms.
 Status takeWording(const MoText& text, Wordings& found, std::string& error) {
     if (text.context) return Loaded; // nothing asks for one by a context
     const std::vector<string_view> originals = splitForms(text.original);

@@ -12,8 +12,8 @@
 // An entry of the table is translated under its name as context, so one wording can have several translations; a text
 // that is registered beside the table is translated without context, by its wording.
 //
-// For wordings that stand where they are used (phrase.h). They are translated by the wording itself, as gettext does,
-// and Plural-Forms in the header says which forms a number has (plural_rule.h).
+// For wordings that are written where they are used (phrase.h). They are looked up by the wording itself, as in
+// gettext, and Plural-Forms in the header says which form goes with a number (plural_rule.h).
 #pragma once
 
 #include <platform/loccore/plural_rule.h>
@@ -56,10 +56,11 @@ struct Translations {
 // Loaded, with all of the catalogue's texts in `found`; else `error` says what is wrong, for people.
 Status checkCatalogue(std::string_view bytes, const TableEdition& table, Translations& found, std::string& error);
 
-// Views into the catalogue's bytes. A wording has one form, or with a plural as many as the rule.
+// Views into the catalogue's bytes. A wording has one form; a wording with a plural has as many as the rule.
 struct Wordings {
     PluralRule rule;
-    std::map<std::string_view, std::vector<std::string_view>> forms; // by wording; of those with a plural the singular
+    std::map<std::string_view, std::vector<std::string_view>>
+        forms; // by wording; for one with a plural, by its singular
 };
 
 // Loaded, with all of the catalogue's wordings in `found`; else `error` says what is wrong, for people. A wording whose

@@ -17,7 +17,7 @@ struct CatalogueFile {
 };
 
 // The catalogue of a module for a language, which may be called as locales are: "ru_RU.UTF-8" is looked for as "ru_RU",
-// then as "ru". `folder` is UTF-8. Nothing when there is none, or it can't be read; `error` then says why.
+// then as "ru". `folder` is UTF-8. Returns nothing, and the reason in `error`, when there is none or it can't be read.
 std::optional<CatalogueFile> findCatalogue(const std::string& folder, const std::string& language,
                                            const std::string& module, std::string& error);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The translation of wordings that stand where they are used (phrase.h), for a program of its own texts:
+// The translation of wordings that are written where they are used (phrase.h):
 //
 //   Loc::Messages messages("panelctl");
 //   std::string error;
@@ -23,7 +23,7 @@ namespace Loc {
 
 class PANELKIT_EXPORT Messages final : public Module {
 public:
-    // Of the program called `module`, in English until a translation is loaded.
+    // `module` is the name of the catalogue. Everything is in English until one is loaded.
     explicit Messages(std::string module);
     Messages(const Messages&);
     Messages(Messages&&) noexcept;
@@ -34,10 +34,10 @@ public:
     // As Module::load. A translation replaces the one that was loaded before.
     bool load(const char* folder, const char* language, std::string* error = nullptr) override;
 
-    // The translation of a wording, or the wording itself where there is none. Good until the next load.
+    // The translation of a wording, or the wording itself where there is none. Valid until the next load.
     std::string_view translated(std::string_view wording) const;
 
-    // The same of a wording with a plural: the form that goes with the number.
+    // The same for a wording with a plural: the form that goes with the number.
     std::string_view translated(std::string_view one, std::string_view many, std::uint64_t number) const;
 
 private:

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The compiled form of a gettext catalogue (.mo): 32-bit words that say where the texts stand. Reading is a pure
-// function over bytes; whatever they are, it stays within them.
+// The compiled form of a gettext catalogue (.mo): 32-bit words with the positions of the texts. Reading is a pure
+// function over bytes, which never reads beyond them.
 //
 //   0  magic 0x950412de     8  number of texts N      16  offset of N (length, offset) pairs: the translations
-//   4  revision 0          12  offset of N pairs: the originals      20  a hash table that nobody here needs
+//   4  revision 0          12  offset of N pairs: the originals      20  a hash table, which is not used
 //
 // Every text is followed by a NUL that its length leaves out. An original may begin with a context and the byte 4.
 #pragma once

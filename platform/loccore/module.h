@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The localization core's modules: a program part whose fixed texts stand in a table of its own derives its module
-// from Loc::CCModule, and whoever shows the texts makes one and has it load a translation.
+// The localization core's modules: a program part with a table of texts derives its module from Loc::CCModule. Whoever
+// shows the texts makes an object of it, which loads a translation.
 //
 //   Loc::UIModule module;                                        // panelkit's texts
 //   std::string error;
@@ -64,8 +64,8 @@ public:
     void restoreDefaults();
 
 protected:
-    // What the entries are called in catalogues, in table order; by their position unless this is said, once, before
-    // the first load.
+    // The names of the entries in catalogues, in table order. To be called once, before the first load; without it,
+    // entries are named by their position.
     void nameEntries(std::span<const char* const> names);
 
 private:

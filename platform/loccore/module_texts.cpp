@@ -12,7 +12,7 @@ ModuleTexts& ModuleTexts::of(std::string_view module) {
 }
 
 void ModuleTexts::setTable(const CCLocLoader::Localization& table, std::span<const char* const> names) {
-    if (table_.index == table.index && names_.size() == table.count) return; // told before
+    if (table_.index == table.index && names_.size() == table.count) return; // known already
     table_ = table;
     nameTexts_.clear();
     for (std::size_t i = 0; i < table.count; ++i) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// All that the localization core keeps for a module, under the module's name, until the process ends: which cells
-// there are, what they held at first, and the catalogues whose texts they hold now.
+// All that the localization core keeps for a module, under the module's name, until the process ends: its cells,
+// their defaults, and the catalogues whose texts they hold now.
 //
 // Thread contract: none of it takes a lock. Loading, registering and reading texts belong to the one thread of a front
 // end; static initialisers register before that.
@@ -28,7 +28,7 @@ public:
     ModuleTexts(const ModuleTexts&) = delete;
     ModuleTexts& operator=(const ModuleTexts&) = delete;
 
-    // The module's table, whose cells hold their defaults when it is first told. `names` are those of the entries, in
+    // Sets the module's table, whose cells hold their defaults at the first call. `names` are those of the entries, in
     // table order, for a module whose catalogues call them by name; else they are called by position: "0", "1", ...
     void setTable(const CCLocLoader::Localization& table, std::span<const char* const> names);
 
@@ -56,7 +56,7 @@ private:
     std::vector<std::string> nameTexts_;
     std::vector<std::string_view> names_;
     std::vector<std::string_view> defaults_;
-    std::list<Cell> cells_;                                           // a list, so that none ever moves
+    std::list<Cell> cells_;                                           // a list, so that no cell ever moves
     std::map<std::string_view, const char*, std::less<>> translated_; // of texts beside the table, by wording
     std::list<std::string> catalogues_;
 };

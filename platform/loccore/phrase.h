@@ -1,20 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
-// Sentences with places that are filled in. The English wording stands in the source where it is used, and the compiler
-// checks that its places fit the arguments. A translation, or a wording that another program sent, is known only at run
-// time: it is filled in safely whatever it holds, and argumentKinds tells whether it fits.
+// Sentences with places that are filled in. The English wording is written in the source where it is used, and the
+// compiler checks that its places fit the arguments. A translation, or a wording from another program, is known only at
+// run time: it is filled in safely whatever it holds, and argumentKinds() says which arguments it takes.
 //
 //   %s           a text              %d           an integer
-//   %1$s, %2$d   the first and second argument, in any order and as often as needed; either all places of a wording
-//   have
-//                numbers or none, and with numbers every argument must be used
+//   %1$s, %2$d   the first and second argument, in any order and more than once. Either all places of a wording are
+//                numbered or no place is, and every argument must be used
 //   %%           a percent sign; no other % is allowed
 //
-//   Loc::Phrase phrase = Loc::makePhrase("there is no provider \"%s\"", name);   // may travel, and be translated later
+//   Loc::Phrase phrase = Loc::makePhrase("there is no provider \"%s\"", name);   // can be sent, and translated later
 //   std::string text = Loc::fill(phrase);
 //
 // xgettext collects the wordings for translators. It finds them by the names of the functions that take them, and by
-// the mark N_ where a wording stands in a table. Nothing here has a state.
+// the mark N_ where a wording is in a table. There is no global state.
 #pragma once
 
 #include <algorithm>
@@ -36,7 +35,7 @@ inline constexpr std::size_t mostArguments = 9;
 // A % of a wording, with what belongs to it.
 struct Place {
     std::size_t length = 1; // of all of it
-    char kind = 0;          // 's', 'd' or '%'; 0: the % stands for itself
+    char kind = 0;          // 's', 'd' or '%'; 0: not a place, just a %
     std::size_t number = 0; // of the argument, counted from 1; 0: the next one
 };
 
@@ -52,7 +51,7 @@ constexpr Place placeAt(std::string_view text) {
 // 's' or 'd' for each argument that a wording takes, then zeros.
 using ArgumentKinds = std::array<char, mostArguments>;
 
-// What arguments a wording takes. Nothing when it breaks the rules above.
+// The arguments that a wording takes. Nothing when it breaks the rules above.
 constexpr std::optional<ArgumentKinds> argumentKinds(std::string_view wording) {
     ArgumentKinds kinds{};
     std::size_t inOrder = 0;
@@ -99,17 +98,17 @@ std::string argumentText(const T& argument) {
 
 // ---- wordings
 
-// A literal that is marked for translation where it stands and shown elsewhere. N_ is gettext's name for the mark.
+// A literal that is marked for translation in one place and shown in another. N_ is gettext's name for the mark.
 struct Marked {
     const char* literal;
 };
 consteval Marked N_(const char* literal) { return {literal}; }
 
-// Never called: naming it ends the compilation of a wording whose places do not fit its arguments.
+// Never defined. A wording that does not fit its arguments does not compile, with this name in the error.
 void thePlacesOfTheWordingDoNotFitItsArguments();
 
-// A wording for arguments of these kinds: Wording<'s', 'd'>. It is made from a literal, as the parameter of a function
-// that shows or sends it. xgettext must know that function's name, or else the wording is never translated.
+// A wording for arguments of these kinds: Wording<'s', 'd'>. It is the parameter type of a function that shows or sends
+// a wording, and is made from a literal. xgettext must know the function's name, or else the wording is not translated.
 template <char... kinds>
 class Wording {
 public:
@@ -123,7 +122,7 @@ private:
     const char* text_;
 };
 
-// The same for a table or a member: made from a literal with the mark alone, so that none is forgotten.
+// The same for tables and members. It is made only from a marked literal, so that the mark can't be forgotten.
 template <char... kinds>
 class MarkedWording : public Wording<kinds...> {
 public:
@@ -146,8 +145,8 @@ Phrase makePhrase(Wording<kindOf<Arguments>...> wording, const Arguments&... arg
     return {wording.text(), {argumentText(arguments)...}};
 }
 
-// The text. A place without an argument, and a % that is no place, stay as they stand. A wording from elsewhere may
-// name a long argument many times: beyond a mebibyte the rest is left out, which "..." at the end tells.
+// The wording with its arguments filled in. A place without an argument, and a % that is not a place, stay as they are.
+// Since a wording from elsewhere may name a long argument many times, a text of more than a mebibyte ends with "...".
 inline std::string fill(std::string_view wording, std::span<const std::string> arguments) {
     constexpr std::size_t enough = std::size_t{1} << 20;
     std::string filled;

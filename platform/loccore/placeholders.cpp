@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <platform/loccore/placeholders.h>
 
-#include <algorithm>
-
 namespace Loc {
 
 namespace {
@@ -15,7 +13,7 @@ std::size_t run(string_view text, string_view set) {
     return end == string_view::npos ? text.size() : end;
 }
 
-// Length of the conversion that `text`, which begins with %, begins with; 0 when it is none.
+// Length of the conversion that `text`, which begins with %, begins with; 0 when it does not begin with one.
 std::size_t conversionAt(string_view text) {
     std::size_t end = 1;
     end += run(text.substr(end), "-+ #0");
@@ -40,17 +38,6 @@ std::vector<string_view> markers(string_view text) {
     return found;
 }
 
-// The places that are called by number, "%1$s", in the order of their numbers.
-std::vector<string_view> places(string_view text) {
-    std::vector<string_view> found;
-    for (std::size_t at = text.find('%'); at != string_view::npos; at = text.find('%', at + 1)) {
-        const std::size_t digits = run(text.substr(at + 1), "0123456789");
-        if (digits > 0 && text.substr(at + 1 + digits).starts_with("$s")) found.push_back(text.substr(at, digits + 3));
-    }
-    std::sort(found.begin(), found.end());
-    return found;
-}
-
 } // namespace
 
 std::optional<std::vector<string_view>> conversions(string_view text) {
@@ -66,7 +53,7 @@ std::optional<std::vector<string_view>> conversions(string_view text) {
 
 bool samePlaceholders(string_view original, string_view translation) {
     if (const auto wanted = conversions(original)) return conversions(translation) == wanted;
-    return markers(original) == markers(translation) && places(original) == places(translation);
+    return markers(original) == markers(translation);
 }
 
 bool sameEdges(string_view original, string_view translation) {

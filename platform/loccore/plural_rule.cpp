@@ -23,7 +23,7 @@ struct Operator {
 };
 
 // clang-format off
-// A sign that begins another one stands after it.
+// A sign that is the beginning of another one comes after that one.
 constexpr std::array operators{
     Operator{"||", 1, [](auto a, auto b) -> Value { return a || b; }},
     Operator{"&&", 2, [](auto a, auto b) -> Value { return a && b; }},
@@ -108,7 +108,7 @@ private:
     std::uint64_t n_;
 };
 
-// What stands between a name and the next semicolon.
+// The text between a name and the next semicolon.
 string_view valueOf(string_view field, string_view name) {
     const std::size_t at = field.find(name);
     if (at == string_view::npos) return {};

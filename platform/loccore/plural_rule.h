@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Which form of a text goes with a number, as the header of a gettext catalogue says for its language:
+// Which form of a text goes with a number. The header of a gettext catalogue says it for its language:
 //
 //   Plural-Forms: nplurals=3; plural=(n%10==1 && n%100!=11 ? 0 : n%10>=2 && n%10<=4 && (n%100<10 || n%100>=20) ? 1 :
 //   2);

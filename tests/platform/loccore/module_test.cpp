@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A module of the test's own, as every program part with a table of texts makes one, and messages, as a program makes
-// them whose texts stand where they are used.
+// A module of the test's own, as every program part with a table of texts makes one, and messages, as a program
+// makes them whose texts are written where they are used.
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/messages.h>
 #include <platform/loccore/module.h>
@@ -160,7 +160,7 @@ TEST_F(AModule, IsCopiedAndMoved) {
     EXPECT_TRUE(demanding.load(folder.string().c_str(), "fr"));
 }
 
-// ---- wordings that stand where they are used
+// ---- wordings that are written where they are used
 
 const MoEntry plainHeader{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=2; plural=n>1;\n"};
 const std::string dayAndDays("%d day\0%d days", 14);
