@@ -15,6 +15,8 @@ namespace {
 constexpr const char* newChoice = "a choice that its variant table gained later";
 constexpr const char* newParameter = "the text of a parameter that its group gained later";
 constexpr const char* newConstraint = "the message of a check that its group gained later";
+constexpr const char* legalValue = "says which values of a parameter are legal";
+constexpr const char* valueError = "the error for a value that is not legal";
 
 // clang-format off
 constexpr std::array texts = {
@@ -43,11 +45,26 @@ constexpr std::array texts = {
     RegisteredText{"Accept Redirects to IP addresses not listed in LSP",                 newParameter},
     RegisteredText{"Param malformed: '%s'Multiple CPUs can be provided as a comma-separated list with no space: 0,1. "
                    "Ranges of CPUs are specified with -: 0-2.",                          newConstraint}, // PCAP
+
+    // legal values, and the error for others: looked up when they are shown
+    RegisteredText{"any text",                                                           legalValue},
+    RegisteredText{"an IPv4 or IPv6 address, a host name, or nothing",                   legalValue},
+    RegisteredText{"ALL; numbers and ranges up to 2047, such as 0,2-3; a hexadecimal mask, such as 0x5",  legalValue},
+    RegisteredText{"an even number of 16 to 40 of the digits 0123456789absdefABCDEF; no; auto; nothing",  legalValue},
+    RegisteredText{"a time of day, such as 10:00 or 10:00:00; seconds, such as 36000s",  legalValue},
+    RegisteredText{"gateways separated by \";\", each GATE_ADDRESS CERT_SUBJECT DST_SELECTOR; "
+                   "a word that is empty or has blanks is in double quotes",             legalValue},
+    RegisteredText{"a section",                                                          legalValue},
+    RegisteredText{"a key of the section",                                               legalValue},
+    RegisteredText{"\"%s\" is not legal; legal: %s",                                     valueError},
+    RegisteredText{"; nearest: %s",                                                      valueError},
 };
 // clang-format on
 
 } // namespace
 
 std::span<const RegisteredText> registeredTexts() { return texts; }
+
+const char* registeredText(const char* wording) { return Loc::ModuleTexts::of("panelkit").translated(wording); }
 
 } // namespace panelkit

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Texts beside the table of default texts: each is a cell of its own, made by registerText when the library loads or
-// when the group that shows it is built, and translated by its wording.
+// Texts beside the table of default texts, translated by their wording. One that is kept is a cell of its own, made by
+// registerText when the library loads or when the group that shows it is built.
 #pragma once
 
 #include <platform/export.h>
@@ -21,7 +21,10 @@ struct RegisteredText {
     const char* why;
 };
 
-// All of them, the empty text apart: the gateways of USER register it anew, and it is never translated.
+// All of them except the empty text, which the gateways of USER register and which is never translated.
 PANELKIT_EXPORT std::span<const RegisteredText> registeredTexts();
+
+// The current text for a wording of that list which is shown at once, and so needs no cell.
+const char* registeredText(const char* wording);
 
 } // namespace panelkit

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/legal_values.h>
 
+#include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/nearest.h>
 #include <panelkit/lparams/param_visit.h>
 #include <panelkit/lparams/sections.h>
 #include <panelkit/lparams/value_text.h>
+#include <platform/loccore/phrase.h>
 
 #include <algorithm>
 
@@ -34,20 +36,22 @@ std::string legal(const EnumParam& param, TextForm form) {
 }
 
 std::string legal(const BoolParam&, TextForm) { return "on, off"; }
-std::string legal(const StStParam&, TextForm) { return "any text"; }
-std::string legal(const AddrParam&, TextForm) { return "an IPv4 or IPv6 address, a host name, or nothing"; }
+std::string legal(const StStParam&, TextForm) { return registeredText("any text"); }
+std::string legal(const AddrParam&, TextForm) {
+    return registeredText("an IPv4 or IPv6 address, a host name, or nothing");
+}
 std::string legal(const CPUsParam&, TextForm) {
-    return "ALL; numbers and ranges up to 2047, such as 0,2-3; a hexadecimal mask, such as 0x5";
+    return registeredText("ALL; numbers and ranges up to 2047, such as 0,2-3; a hexadecimal mask, such as 0x5");
 }
 std::string legal(const QcdSParam&, TextForm) {
-    return "an even number of 16 to 40 of the digits 0123456789absdefABCDEF; no; auto; nothing";
+    return registeredText("an even number of 16 to 40 of the digits 0123456789absdefABCDEF; no; auto; nothing");
 }
 std::string legal(const TimeParam&, TextForm) {
-    return "a time of day, such as 10:00 or 10:00:00; seconds, such as 36000s";
+    return registeredText("a time of day, such as 10:00 or 10:00:00; seconds, such as 36000s");
 }
 std::string legal(const ParamVector<LSP_GATE>&, TextForm) {
-    return "gateways parted by \";\", each GATE_ADDRESS CERT_SUBJECT DST_SELECTOR, "
-           "in double quotes where they hold blanks or nothing";
+    return registeredText("gateways separated by \";\", each GATE_ADDRESS CERT_SUBJECT DST_SELECTOR; "
+                          "a word that is empty or has blanks is in double quotes");
 }
 
 // ---- what of it is nearest
@@ -83,8 +87,9 @@ std::string nearestLegal(const Param& param, string_view text, TextForm form) {
 
 std::string describe(const ParamError& error) {
     const std::string place = error.section + (error.key.empty() ? "" : '.' + error.key);
-    return place + (place.empty() ? "" : ": ") + '"' + error.text + "\" is not legal; legal: " + error.legal +
-           (error.nearest.empty() ? "" : "; nearest: " + error.nearest);
+    const Loc::Phrase problem{registeredText("\"%s\" is not legal; legal: %s"), {error.text, error.legal}};
+    const Loc::Phrase hint{registeredText("; nearest: %s"), {error.nearest}};
+    return place + (place.empty() ? "" : ": ") + Loc::fill(problem) + (error.nearest.empty() ? "" : Loc::fill(hint));
 }
 
 std::optional<ParamError> findByName(const AllGroups& groups, string_view name, Place& place) {
@@ -96,10 +101,11 @@ std::optional<ParamError> findByName(const AllGroups& groups, string_view name, 
     std::vector<string_view> names;
     if (place.group) {
         for (const Param* param : place.group->params) names.emplace_back(param->key);
-        return ParamError{place.group->name, "", std::string(key), "a key of the section", nearest(key, names)};
+        return ParamError{place.group->name, "", std::string(key), registeredText("a key of the section"),
+                          nearest(key, names)};
     }
     for (const auto& group : groups) names.emplace_back(group->name);
-    return ParamError{"", "", std::string(section), "a section", nearest(section, names)};
+    return ParamError{"", "", std::string(section), registeredText("a section"), nearest(section, names)};
 }
 
 } // namespace panelkit

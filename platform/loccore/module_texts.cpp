@@ -24,9 +24,13 @@ void ModuleTexts::setTable(const CCLocLoader::Localization& table, std::span<con
 }
 
 const char*& ModuleTexts::add(const char* text) {
-    const auto translation = translated_.find(std::string_view(text));
-    cells_.push_back({translation == translated_.end() ? text : translation->second, text});
+    cells_.push_back({translated(text), text});
     return cells_.back().text;
+}
+
+const char* ModuleTexts::translated(const char* text) const {
+    const auto translation = translated_.find(std::string_view(text));
+    return translation == translated_.end() ? text : translation->second;
 }
 
 TableEdition ModuleTexts::edition(bool complete) const { return {module_, table_.stamp, names_, defaults_, complete}; }
@@ -41,10 +45,7 @@ Status ModuleTexts::apply(std::string catalogue, bool complete, std::string& err
     }
     for (const auto& [position, text] : found.entries) *table_.index[position] = text;
     for (const auto& [wording, text] : found.registered) translated_[wording] = text;
-    for (Cell& cell : cells_) {
-        const auto translation = translated_.find(std::string_view(cell.wording));
-        if (translation != translated_.end()) cell.text = translation->second;
-    }
+    for (Cell& cell : cells_) cell.text = translated(cell.wording);
     return Loaded;
 }
 

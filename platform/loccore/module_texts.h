@@ -36,6 +36,9 @@ public:
     // catalogue that was loaded before has one; later ones replace it. The cell never moves and is never freed.
     const char*& add(const char* text);
 
+    // The translation of a text beside the table that needs no cell, or the text itself where there is none.
+    const char* translated(const char* text) const;
+
     // Checks a catalogue and, when it fits, points all cells that it has texts for to these; otherwise says why not
     // and changes nothing. Texts of earlier catalogues stay valid.
     Status apply(std::string catalogue, bool complete, std::string& error);

@@ -62,6 +62,22 @@ TEST_F(ATranslation, LeavesTheHelpMarkerInItsPlace) {
     EXPECT_TRUE(help.starts_with("Всегда проверять"));
 }
 
+TEST_F(ATranslation, SaysWhatIsLegal) {
+    EXPECT_EQ(panelkit::legalValues(admin.ADMIN_GROUP), "любой текст");
+    const auto timeout = parseParam(early, early.EXCHANGE_TIMEOUT, "601");
+    ASSERT_TRUE(timeout);
+    EXPECT_EQ(describe(*timeout),
+              "IKE.EXCHANGE_TIMEOUT: значение \"601\" недопустимо; допустимо: 5..300; ближайшее: 300");
+    const panelkit::AllGroups groups;
+    for (const auto& group : groups) {
+        for (const Param* param : group->params) {
+            const std::string legal = panelkit::legalValues(*param);
+            const bool isData = legal == "on, off" || legal.find_first_of("\"0123456789") == 0; // choices and bounds
+            EXPECT_TRUE(isData || legal.find_first_of("\xD0\xD1") != std::string::npos) << legal;
+        }
+    }
+}
+
 TEST_F(ATranslation, LeavesNoTextOfAnyGroupInEnglish) {
     const panelkit::AllGroups groups;
     std::set<std::string> untranslated;
