@@ -21,7 +21,7 @@ constexpr std::array groups = {
     Group{"crl",        panelctl::addCrlVerbs,        N_("Certificate revocation lists (CRLs)")},
     Group{"psk",        panelctl::addPskVerbs,        N_("Preshared keys")},
     Group{"config",     panelctl::addConfigVerbs,     N_("The service's configuration: typed parameters in sections")},
-    Group{"policy",     panelctl::addPolicyVerbs,     N_("The local security policy: what is in force, and where it is taken from")},
+    Group{"policy",     panelctl::addPolicyVerbs,     N_("The local security policy: what is in force, and where it comes from")},
     Group{"net",        panelctl::addNetVerbs,        N_("The network interfaces of the host")},
     Group{"watch",      panelctl::addWatchVerbs,      N_("Report events in the service until Ctrl-C is pressed")},
     Group{"doctor",     panelctl::addDoctor,          N_("Find problems and suggest remedies")},

@@ -238,7 +238,7 @@ private:
 } // namespace
 
 void addPolicySourceVerbs(CLI::App& group, const Context& context) {
-    CLI::App* const source = group.add_subcommand("source", say("Where the policy is taken from"));
+    CLI::App* const source = group.add_subcommand("source", say("Where the policy comes from"));
     source->require_subcommand(1);
     addVerb<SourceGet>(*source, context, "get", say("Show the settings of the policy source"));
     addVerb<SourceSet>(*source, context, "set",

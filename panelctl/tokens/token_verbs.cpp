@@ -57,20 +57,20 @@ nlohmann::ordered_json toJson(const TokenInfo& token) {
 }
 
 struct StateRow {
-    std::uint32_t flags;
     Label text;
+    std::uint32_t flags;
     Mood mood;
 };
 
 // Flags that are shown, the most urgent first.
 // clang-format off
 constexpr StateRow worthSaying[] = {
-    {flag::userPinLocked,   N_("PIN locked"),              Mood::bad},
-    {flag::soPinLocked,     N_("SO PIN locked"),           Mood::bad},
-    {flag::userPinFinalTry, N_("one PIN try remains"),     Mood::warning},
-    {flag::soPinFinalTry,   N_("one SO PIN try remains"),  Mood::warning},
-    {flag::userPinCountLow, N_("a wrong PIN was entered"), Mood::warning},
-    {flag::writeProtected,  N_("write-protected"),         Mood::plain},
+    {N_("PIN locked"),              flag::userPinLocked,   Mood::bad},
+    {N_("SO PIN locked"),           flag::soPinLocked,     Mood::bad},
+    {N_("one PIN try remains"),     flag::userPinFinalTry, Mood::warning},
+    {N_("one SO PIN try remains"),  flag::soPinFinalTry,   Mood::warning},
+    {N_("a wrong PIN was entered"), flag::userPinCountLow, Mood::warning},
+    {N_("write-protected"),         flag::writeProtected,  Mood::plain},
 };
 // clang-format on
 

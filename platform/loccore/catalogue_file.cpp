@@ -27,7 +27,8 @@ std::vector<std::string> candidates(std::string_view language) {
 std::optional<CatalogueFile> findCatalogue(const std::string& folder, const std::string& language,
                                            const std::string& module, std::string& error) {
     for (const std::string& name : candidates(language)) {
-        const std::string path = folder + '/' + name + "/LC_MESSAGES/" + module + ".mo";
+        std::string path = folder;
+        path.append("/").append(name).append("/LC_MESSAGES/").append(module).append(".mo");
         try {
             return CatalogueFile{path, platform::readFile(path, largestCatalogue)};
         } catch (const platform::FileError& failure) {
