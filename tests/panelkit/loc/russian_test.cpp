@@ -6,6 +6,8 @@
 #include <platform/loccore/mo_file.h>
 #include <platform/system/files.h>
 
+#include "../../support/places.h"
+
 #include <gmock/gmock.h>
 
 #include <algorithm>
@@ -17,7 +19,7 @@ namespace {
 
 // All translations of a catalogue, with the forms of a plural in one text.
 std::vector<std::string> translationsOf(const std::string& module) {
-    const std::string path = std::string(PANELKIT_LOCALE_DIR) + "/ru/LC_MESSAGES/" + module + ".mo";
+    const std::string path = std::string(localeFolder()) + "/ru/LC_MESSAGES/" + module + ".mo";
     const std::string bytes = platform::readFile(path, 1 << 20);
     std::vector<Loc::MoText> texts;
     std::string error;
@@ -42,7 +44,7 @@ std::vector<std::string> split(const std::string& line, const std::string& betwe
 
 // The words of the glossary's third column.
 std::vector<std::string> wordsThatAreNotUsed() {
-    std::istringstream lines(platform::readFile(std::string(PANELKIT_SOURCE_DIR) + "/po/GLOSSARY.md", 1 << 20));
+    std::istringstream lines(platform::readFile(sourceFile("po/GLOSSARY.md"), 1 << 20));
     std::vector<std::string> words;
     for (std::string line; std::getline(lines, line);) {
         const std::vector<std::string> cells = split(line, " | ");
