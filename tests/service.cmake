@@ -37,7 +37,7 @@ if(NOT WIN32)
 endif()
 
 if(NOT WIN32)
-    panelkit_test(test_service_resilience SOURCES
+    panelkit_test(test_service_resilience LABELS release SOURCES
         service/resilience_posix_test.cpp)
     target_compile_definitions(test_service_resilience PRIVATE
         PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
