@@ -42,7 +42,7 @@ protected:
         control.insert("reader", "office");
         service =
             std::make_unique<RunningService>(std::vector<std::string>{"--embedded-module", "", "--allow-module", module,
-                                                                      "--probe-timeout", "2", "--stop-grace", "1"},
+                                                                      "--probe-timeout", "5", "--stop-grace", "1"},
                                              environment());
         connect();
     }
