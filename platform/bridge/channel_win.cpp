@@ -19,6 +19,7 @@ constexpr std::size_t joinedWrite = std::size_t{16} * 1024;
 
 IoStatus writeAll(Channel::Stream& stream, std::string_view bytes, Patience patience) {
     while (!bytes.empty()) {
+        if (stream.isClosed()) return IoStatus::closed;
         OVERLAPPED operation{};
         operation.hEvent = stream.writeDone.get();
         ResetEvent(operation.hEvent);
@@ -79,6 +80,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
 }
 
 IoStatus Channel::readSome(char* to, std::size_t size, std::size_t& got, Deadline deadline) {
+    if (stream_->isClosed()) return IoStatus::closed;
     OVERLAPPED operation{};
     operation.hEvent = stream_->readDone.get();
     ResetEvent(operation.hEvent);

@@ -15,6 +15,8 @@ struct Channel::Stream {
     platform::Handle closing{CreateEventW(nullptr, TRUE, FALSE, nullptr)};
     bool acceptedHere = false; // the other end is a front end, not the service
 
+    bool isClosed() const { return WaitForSingleObject(closing.get(), 0) == WAIT_OBJECT_0; }
+
     // Waits for an overlapped operation on `pipe`; cancels it when the deadline passes or close() is called.
     IoStatus finish(OVERLAPPED& operation, std::size_t& transferred, Deadline deadline);
 };

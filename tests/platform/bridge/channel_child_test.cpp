@@ -58,8 +58,9 @@ TEST_F(AChannelChild, AnswersAndHasOnlyWhatItWasGiven) {
     EXPECT_EQ(ask(1, large), large);
     EXPECT_EQ(ask(4, "GIVEN"), "to the child");
     EXPECT_EQ(ask(4, "HOME"), "(not set)");
-    EXPECT_THAT(ask(5), testing::AnyOf("7", "0"))
-        << "three standard streams, the channel, three of Asio's; 0: not told";
+#ifndef _WIN32
+    EXPECT_EQ(ask(5), "7") << "open files: three standard streams, the channel, three of Asio's";
+#endif
 }
 
 TEST_F(AChannelChild, ThatCrashesClosesTheChannelAndSaysHow) {
