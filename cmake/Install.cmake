@@ -33,7 +33,7 @@ set(internal_headers
     certs/cert_file
     format/digits
     loc/text_table
-    lparams/legal_values
+    lparams/kinds/kind_row
     lparams/nearest
     lparams/value_text
     lsp/policy_lock

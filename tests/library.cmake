@@ -17,8 +17,9 @@ if(NOT WIN32)
 endif()
 add_dependencies(test_bridge_server channel_echo)
 
-# Its memory is searched, so all of it is in one program.
+# The memory that it gives back is searched, so all of it is in one program.
 panelkit_test(test_json INTERNAL SOURCES
+    support/freed_memory.cpp
     platform/json/json_test.cpp)
 
 panelkit_test(test_loc INTERNAL SOURCES
@@ -33,9 +34,11 @@ add_dependencies(test_loc catalogues)
 
 panelkit_test(test_lparams SOURCES
     panelkit/lparams/catalogue_test.cpp
+    panelkit/lparams/config_transaction_test.cpp
     panelkit/lparams/formatted_params_test.cpp
     panelkit/lparams/param_text_test.cpp
     panelkit/lparams/persistence_test.cpp
+    panelkit/lparams/section_body_test.cpp
     panelkit/lparams/translation_test.cpp)
 add_dependencies(test_lparams catalogues)
 

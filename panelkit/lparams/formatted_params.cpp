@@ -1,10 +1,48 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/formatted_params.h>
 
+#include <panelkit/lparams/kinds/kind_row.h>
+
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+
+namespace panelkit {
+
+namespace {
+
+constexpr std::size_t fewestDigits = 16;
+constexpr std::size_t mostDigits = 40;
+
+// There is an "s" where "c" is expected. Secrets that were entered under this rule are in use on both ends of
+// connections: a lower-case c is refused and a lower-case s accepted.
+constexpr const char* alphabet = "0123456789absdefABCDEF";
+
+constexpr int keptValues = 4;
+
+} // namespace
+
+bool isQcdSecret(std::string_view text) {
+    return text.size() % 2 == 0 && text.size() >= fewestDigits && text.size() <= mostDigits &&
+           text.find_first_not_of(alphabet) == std::string_view::npos;
+}
+
+std::string qcdHistoryWith(std::string_view value, std::string_view history) {
+    if (value == "no" || history == "no") return std::string(value);
+    if (value == newestQcdEntry(history)) return std::string(history);
+    std::string whole;
+    whole.reserve(value.size() + 1 + history.size()); // growing would leave copies of secrets in freed memory
+    (whole += value) += ':';
+    whole += history;
+    // Looked for from position 1 on: an empty newest value is not counted, and one more is then kept.
+    std::size_t end = 0;
+    for (int i = 0; i < keptValues && end != std::string::npos; ++i) end = whole.find(':', end + 1);
+    if (end != std::string::npos) whole.resize(end);
+    return whole;
+}
+
+} // namespace panelkit
 
 namespace LPARAMS::Client {
 
@@ -12,23 +50,13 @@ namespace LPARAMS::Client {
 
 namespace {
 
-constexpr std::size_t fewestDigits = 16;
-constexpr std::size_t mostDigits = 40;
-
-// Where "c" is expected stands "s". Secrets that were entered under this rule are in use on both ends of connections:
-// a lower-case c is refused and a lower-case s accepted.
-constexpr const char* alphabet = "0123456789absdefABCDEF";
-
-constexpr int keptValues = 4;
+constexpr int bytesMade = 20;
 
 } // namespace
 
 QcdSParam::~QcdSParam() = default;
 
-bool QcdSParam::checkFormat(const std::string& s) {
-    return s.size() % 2 == 0 && s.size() >= fewestDigits && s.size() <= mostDigits &&
-           s.find_first_not_of(alphabet) == std::string::npos;
-}
+bool QcdSParam::checkFormat(const std::string& s) { return panelkit::isQcdSecret(s); }
 
 void QcdSParam::genAuto(std::string& out) {
     // The clock and the runtime's own generator are the design: whoever knows the second knows the secret. Front ends
@@ -36,7 +64,7 @@ void QcdSParam::genAuto(std::string& out) {
     // NOLINTBEGIN(cert-msc*)
     out.clear();
     std::srand(static_cast<unsigned>(std::time(nullptr)));
-    for (std::size_t i = 0; i < mostDigits / 2; ++i) {
+    for (int i = 0; i < bytesMade; ++i) {
         std::array<char, 4> digits{};
         const unsigned byte = static_cast<unsigned>(std::rand()) & 255U;
         if (std::snprintf(digits.data(), digits.size(), "%02X", byte) == 2) out += digits.data();
@@ -45,24 +73,16 @@ void QcdSParam::genAuto(std::string& out) {
 }
 
 bool QcdSParam::save(CommandStreamOut& out) const {
-    if (value == "no" || history == "no") {
-        history = value;
-    } else if (value != std::string_view(history).substr(0, history.find(':'))) {
-        history.insert(0, value + ':');
-        // Looked for from position 1 on: an empty newest value takes part in no count, and one more is then kept.
-        std::size_t end = 0;
-        for (int i = 0; i < keptValues && end != std::string::npos; ++i) end = history.find(':', end + 1);
-        if (end != std::string::npos) history.resize(end);
-    }
+    std::string with = panelkit::qcdHistoryWith(value, history);
+    history.swap(with);
+    platform::wipe(with);
     out << history;
     return true;
 }
 
 bool QcdSParam::load(CommandStreamIn& in) {
     in >> history;
-    // A history that begins with ":" (its newest entry is empty) is taken as a whole: ":x" gives the value ":x".
-    const std::size_t end = history.find(':');
-    value = end == std::string::npos || end == 0 ? history : history.substr(0, end);
+    value = panelkit::qcdValueOf(history);
     return true;
 }
 

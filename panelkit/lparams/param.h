@@ -14,8 +14,8 @@
 //   TimeParam      9     64-bit signed    8 bytes                (formatted_params.h)
 //   QcdSParam     10     text             4-byte length, history (formatted_params.h)
 //
-// Only the value travels. Front ends switch on type() to choose an editor; 5 and 7 are no type. Texts for people are
-// printed and read by param_text.h.
+// Only the value travels. Front ends switch on type() to choose an editor, or on the form of its row (param_kind.h);
+// 5 and 7 are not used. Texts for people are printed and read by param_text.h.
 //
 // A front end edits `value` freely: bounds and formats are checked by who takes the input, never when a value is
 // loaded or saved.
@@ -100,7 +100,7 @@ public:
     using SimpleParam::SimpleParam;
     ~BoolParam() override;
 
-    // A help text may hold the marker once: the text before it describes true, the text behind it false. Who prints
+    // A help text may hold the marker once: the text before it describes true, the text after it false. Who prints
     // the whole help puts the replacement in its place.
     static const char* HelpMarker();
     static const char* HelpMarkerReplaceBy();

@@ -2,8 +2,7 @@
 #include <panelkit/lparams/param_group.h>
 
 #include <panelkit/bridge/send_command.h>
-#include <panelkit/lparams/formatted_params.h>
-#include <panelkit/lparams/sections/user.h>
+#include <panelkit/lparams/kinds/kind_row.h>
 
 #include <platform/system/wipe.h>
 
@@ -14,37 +13,16 @@ namespace LPARAMS::Client {
 
 namespace {
 
-std::size_t roomFor(const ParamGroup& group);
-
-// At least the bytes that a parameter takes in stream form.
-std::size_t roomFor(const Param& param) {
-    switch (param.type()) {
-    case 3:
-    case 6: return 4 + static_cast<const SimpleParam<std::string, 6>&>(param).value.size();
-    case 8: {
-        std::size_t room = 4;
-        for (const auto& gate : static_cast<const ParamVector<LSP_GATE>&>(param).items) room += roomFor(*gate);
-        return room;
-    }
-    case 10: {
-        const auto& secret = static_cast<const QcdSParam&>(param);
-        return 5 + secret.value.size() + secret.history.size();
-    }
-    default: return 8;
-    }
-}
-
-std::size_t roomFor(const ParamGroup& group) {
-    std::size_t room = 0;
-    for (const Param* param : group.params) room += roomFor(*param);
-    return room;
-}
-
 // Name and body. Room is made once: growing would leave copies of secrets in freed memory.
 std::string writeRequest(const ParamGroup& group) {
     const std::string_view name = group.name;
+    std::size_t room = 4 + name.size();
+    for (const Param* param : group.params) {
+        const panelkit::ParamKind* const kind = panelkit::kinds::find(*param);
+        room += kind ? kind->roomFor(*param) : 0;
+    }
     std::string request;
-    request.reserve(4 + name.size() + roomFor(group));
+    request.reserve(room);
     CommandStreamOut out(request);
     out << name;
     group.save(out);

@@ -8,15 +8,16 @@
 //   // IKE.EXCHANGE_TIMEOUT: "301" is not legal; legal: 5..300; nearest: 300
 //
 //   kind         text
-//   BoolParam    "on" and "off"; read too: true, false, yes, no, 1, 0, whatever the case
+//   BoolParam    "on" and "off"; read too: true, false, yes, no, 1, 0, in any case
 //   numbers      decimal digits, within the bounds
 //   EnumParam    the choice in the current language, or =NUMBER; stored: the number, the symbolic name, or both
 //   AddrParam    an IPv4 or IPv6 address or a host name; may be empty
 //   CPUsParam    what CPUsParam::checkFormat takes
 //   QcdSParam    what QcdSParam::checkFormat takes, "no", "auto", or nothing
-//   TimeParam    "10:00" or "10:00:00"; a value that is no time of day is printed, and read, as seconds: "90000s"
-//   ParamVector  gateways parted by ";", each three words parted by blanks: GATE_ADDRESS CERT_SUBJECT DST_SELECTOR. A
-//                word in double quotes may hold anything, with a backslash before quotes and backslashes
+//   TimeParam    "10:00" or "10:00:00"; a value that is not a time of day is printed, and read, as seconds: "90000s"
+//   ParamVector  gateways separated by ";", each three words separated by blanks: GATE_ADDRESS CERT_SUBJECT
+//                DST_SELECTOR. A word in double quotes may hold anything, with a backslash before quotes and
+//                backslashes
 //   StStParam    the text itself
 //
 // Whatever a parameter holds, the text that is printed for it is read back by the same parameter as the same value.
@@ -47,6 +48,10 @@ struct ParamError {
     std::string legal;   // what would be: the bounds, the choices, the format
     std::string nearest; // the legal text nearest to what was given; empty when nothing is near
 
+    // What a constraint of the section says of the text, which tells more than a list of what is legal. Set by
+    // SectionBody alone.
+    std::string constraint{};
+
     bool operator==(const ParamError&) const = default;
 };
 PANELKIT_EXPORT std::string describe(const ParamError& error);
@@ -54,8 +59,11 @@ PANELKIT_EXPORT std::string describe(const ParamError& error);
 // The value as text. A secret is printed like any other value: see showParam.
 PANELKIT_EXPORT std::string printParam(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
-// As printParam in display form, with "***" for a secret (isSecret in sections.h). A QCD secret that is "no" or
-// "auto" is none yet.
+// What is printed in place of a secret.
+inline constexpr const char* secretMask = "***";
+
+// As printParam in display form, with the mask for a secret (isSecret in sections.h). A QCD secret that is "no" or
+// "auto" is not one yet.
 PANELKIT_EXPORT std::string showParam(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param);
 
 // The default as text.
@@ -73,7 +81,7 @@ PANELKIT_EXPORT std::optional<ParamError> parseParam(const LPARAMS::Client::Para
 // What is legal for a parameter, for people: "5..300"; choices in the current language.
 PANELKIT_EXPORT std::string legalValues(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
-// Finds "SECTION.KEY", whatever the case, among all groups. When there is none, the error names the nearest.
+// Finds "SECTION.KEY", case-insensitively, among all groups. When there is none, the error names the nearest.
 PANELKIT_EXPORT std::optional<ParamError> findByName(const AllGroups& groups, std::string_view name, Place& place);
 
 } // namespace panelkit

@@ -99,4 +99,21 @@ Place AllGroups::find(std::string_view section, std::string_view key) const {
     return {found->get(), findParam(**found, key)};
 }
 
+namespace {
+
+struct Prototypes {
+    AllGroups groups;
+    LPARAMS::Client::LSP_GATE gateway;
+};
+
+const Prototypes& prototypes() {
+    static const Prototypes all;
+    return all;
+}
+
+} // namespace
+
+const AllGroups& catalogue() { return prototypes().groups; }
+const LPARAMS::Client::LSP_GATE& gatewayFields() { return prototypes().gateway; }
+
 } // namespace panelkit

@@ -7,6 +7,8 @@
 //
 //   const panelkit::Place place = configuration.find("IKE", "EXCHANGE_TIMEOUT");
 //   if (place.param) std::cout << panelkit::printParam(*place.param);
+//
+// Sections as bytes, and changes that are undone when they fail half-way: section_body.h and config_transaction.h.
 #pragma once
 
 #include <panelkit/lparams/sections/admin.h>
@@ -34,7 +36,7 @@ struct Section {
     std::unique_ptr<LPARAMS::Client::ParamGroup> (*make)();
 };
 
-// The eleven sections, in alphabetical order. LSP_GATE is none: it exists only within USER.
+// The eleven sections, in alphabetical order. LSP_GATE is not one of them: it exists only within USER.
 PANELKIT_EXPORT std::span<const Section> sections();
 
 // Whether a parameter holds a secret: front ends take it without showing it, and mask it wherever they print it.
@@ -46,7 +48,7 @@ struct Place {
     LPARAMS::Client::Param* param = nullptr;
 };
 
-// The parameter of a group by its key, whatever the case; null when there is none.
+// The parameter of a group by its key, case-insensitively; null when there is none.
 PANELKIT_EXPORT LPARAMS::Client::Param* findParam(LPARAMS::Client::ParamGroup& group, std::string_view key);
 
 // One group of every section, in the order of sections().
@@ -60,11 +62,19 @@ public:
     auto begin() const { return groups_.begin(); }
     auto end() const { return groups_.end(); }
 
-    // Finds by name, whatever the case. `group` is set when the section exists, `param` when the key does too.
+    // Finds by name, case-insensitively. `group` is set when the section exists, `param` when the key does too.
     Place find(std::string_view section, std::string_view key) const;
 
 private:
     std::vector<std::unique_ptr<LPARAMS::Client::ParamGroup>> groups_;
 };
+
+// Every section with its defaults: one prototype of each for the whole process, which lends names, texts, bounds and
+// choices. It is built at the first call, which must not run at the same time as the constructor of any other group
+// (registerText); after that any thread may use it. Nobody changes its values.
+PANELKIT_EXPORT const AllGroups& catalogue();
+
+// What a gateway in USER.LSP_GATES is made of, built with the catalogue.
+PANELKIT_EXPORT const LPARAMS::Client::LSP_GATE& gatewayFields();
 
 } // namespace panelkit

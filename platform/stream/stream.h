@@ -41,7 +41,8 @@ concept WirePrimitive = WireInteger<T> || std::is_same_v<T, bool> || std::is_sam
 // cold, so that the readers that call it stay small.
 [[noreturn, gnu::noinline, gnu::cold]] inline void throwStreamError() {
     static const char* const streamError = "CommandStreamError";
-    throw streamError; // NOLINT(misc-throw-by-value-catch-by-reference): the pointer itself is the exception
+    // NOLINTNEXTLINE(cert-err*,misc-throw-by-value-catch-by-reference): the pointer itself is the exception
+    throw streamError;
 }
 
 // Appends primitives to a byte string that the caller owns. Throws only std::bad_alloc.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // An administrator's day with the configuration: panelctl and panelkitd.
+#include "../support/config_service.h"
 #include "../support/panelctl.h"
-#include "config_service.h"
 
 #include <nlohmann/json.hpp>
 

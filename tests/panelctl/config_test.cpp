@@ -3,8 +3,8 @@
 // panelctl config against a scripted service that keeps sections as it is told, and fails as it is told. Runs under
 // Wine too.
 #include "../support/bytes.h"
+#include "../support/config_service.h"
 #include "../support/panelctl.h"
-#include "config_service.h"
 
 #include <vocabulary/refusals.h>
 

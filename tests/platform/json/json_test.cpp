@@ -1,50 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <platform/json/json.h>
 
+#include "../../support/freed_memory.h"
+
 #include <gmock/gmock.h>
 
-#include <cstdlib>
-#include <cstring>
-#include <new>
+#include <memory>
 
 using platform::json::Document;
 using platform::json::Error;
 using platform::json::Kind;
 using platform::json::Value;
-
-namespace {
-
-// Memory that is given back is searched for this text, which nothing may leave behind.
-const char* soughtInFreedMemory = nullptr;
-int foundInFreedMemory = 0;
-
-constexpr std::size_t header = alignof(std::max_align_t); // before each block, with its size
-
-void search(const char* bytes, std::size_t size) {
-    const std::string_view block(bytes, size);
-    if (block.find(soughtInFreedMemory) != std::string_view::npos) ++foundInFreedMemory;
-}
-
-} // namespace
-
-void* operator new(std::size_t size) {
-    auto* const block = static_cast<char*>(std::malloc(size + header));
-    if (!block) throw std::bad_alloc();
-    std::memcpy(block, &size, sizeof size);
-    std::memset(block + header, 0, size);
-    return block + header;
-}
-
-void operator delete(void* place) noexcept {
-    if (!place) return;
-    char* const block = static_cast<char*>(place) - header;
-    std::size_t size = 0;
-    std::memcpy(&size, block, sizeof size);
-    if (soughtInFreedMemory) search(static_cast<char*>(place), size);
-    std::free(block);
-}
-
-void operator delete(void* place, std::size_t) noexcept { operator delete(place); }
 
 namespace {
 
@@ -99,7 +65,7 @@ std::string nested(std::size_t depth, char open, char close) {
 }
 
 TEST(AJsonDocument, IsRefusedWithThePlaceOfTheMistake) {
-    const std::string deep = std::string("{\"a\":\n") + nested(100'000, '[', ']') + '}';
+    const std::string deep = "{\"a\":\n" + nested(100'000, '[', ']');
     const std::string cutInUtf8 = "\"\xC3\"";
     struct Row {
         std::string_view text;
@@ -163,26 +129,37 @@ TEST(AJsonDocument, NestsAsDeeplyAsItSays) {
     EXPECT_EQ(printed("[[],[[]],[]]"), "[[],[[]],[]]") << "what was left is not counted";
 }
 
-// The text that is read is the caller's own, and lies outside of what is searched.
+// "$" is the secret, "#" a long text, "~" many blanks.
+std::string filled(const char* pattern, const std::string& secret) {
+    std::string text;
+    for (const char* c = pattern; *c; ++c) {
+        switch (*c) {
+        case '$': text += secret; break;
+        case '#': text.append(5000, 'q'); break;
+        case '~': text.append(5000, ' '); break;
+        default: text += *c;
+        }
+    }
+    return text;
+}
+
+// The text that is read is the caller's own, and is not searched.
 TEST(AJsonDocument, LeavesNothingOfWhatItReadInFreedMemory) {
-    static const std::string longOne(5000, 'q');
-    for (const std::string& secret : {std::string("hunter2hunter2"), "hunter2" + longOne}) {
-        for (const std::string& text : {
-                 "{\"a\": \"" + secret + "\"}",
-                 "{\"a\": 1, \"b\": [\"x\", \"" + secret + "\"], \"c\": {\"d\": true}}",
-                 "{\"a\": \"" + secret + "\", \"b\": \"" + longOne + longOne + "\"}",
-                 "{\"a\": \"\\u0041" + secret + "\\n\"" + std::string(5000, ' ') + ",\n\"b\": 17}",
-                 "{\"a\": \"\\\\\", \"b\": \"" + secret + "\\\\\"}",
+    for (const char* secret : {"hunter2hunter2", "hunter2#"}) {
+        for (const char* pattern : {
+                 R"({"a": "$"})",
+                 R"({"a": 1, "b": ["x", "$"], "c": {"d": true}})",
+                 R"({"a": "$", "b": "##"})",
+                 R"({"a": "\u0041$\n"~, "b": 17})",
+                 R"({"a": "\\", "b": "$\\"})",
              }) {
-            soughtInFreedMemory = "hunter2";
-            foundInFreedMemory = 0;
+            const std::string text = filled(pattern, filled(secret, ""));
+            const FreedMemory memory("hunter2");
             { const Document file(text); }
-            const int found = std::exchange(foundInFreedMemory, 0);
-            { const std::string copy(text); }
-            const int foundOfACopy = foundInFreedMemory;
-            soughtInFreedMemory = nullptr;
-            EXPECT_EQ(found, 0) << text.substr(0, 100);
-            EXPECT_EQ(foundOfACopy, 1) << "the search finds what is there";
+            const int found = memory.found();
+            { const auto copy = std::make_unique<std::string>(text); }
+            EXPECT_EQ(found, 0) << pattern;
+            EXPECT_EQ(memory.found(), found + 1) << "the search finds what is there";
         }
     }
 }
