@@ -4,6 +4,8 @@
 // or kept and read back the same.
 #include <service/config/configuration_text.h>
 
+#include <panelkit/lparams/sections.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -13,26 +15,20 @@ namespace {
 
 using namespace panelkitd;
 
-const Shapes& shapes() {
-    static const Shapes all;
-    return all;
-}
-
 void expectKept(const Bodies& bodies) {
-    const ReadConfiguration read = readConfiguration(shapes(), printConfiguration(shapes(), bodies));
+    const ReadConfiguration read = readConfiguration(printConfiguration(bodies));
     if (!read.bodies || !(*read.bodies == bodies)) std::abort();
 }
 
 void tryAsBody(std::uint8_t which, std::string_view body) {
     const auto sections = panelkit::sections();
-    const char* name = sections[which % sections.size()].name;
+    const auto* section = findSection(sections[which % sections.size()].name);
+    Bodies bodies;
     try {
-        shapes().cut(*shapes().find(name), body);
-    } catch (const BodyError&) {
+        bodies.emplace(section->name, panelkit::SectionBody(*section, body));
+    } catch (const panelkit::BodyError&) {
         return;
     }
-    Bodies bodies;
-    bodies.set(name, body);
     expectKept(bodies);
 }
 
@@ -41,7 +37,7 @@ void tryAsBody(std::uint8_t which, std::string_view body) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string bytes(data, data + size);
     if (size > 0) tryAsBody(data[0], std::string_view(bytes).substr(1));
-    const ReadConfiguration read = readConfiguration(shapes(), bytes);
+    const ReadConfiguration read = readConfiguration(bytes);
     if (read.bodies.has_value() != read.problems.empty()) std::abort();
     if (read.bodies) expectKept(*read.bodies);
     return 0;

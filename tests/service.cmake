@@ -86,6 +86,11 @@ if(NOT WIN32)
         service/config_access_test.cpp
         support/other_user_posix.cpp)
 endif()
+if(NOT WIN32) # where a program's operators new and delete are those of its libraries too
+    panelkit_test(test_service_config_memory LINK panelkitd_parts SOURCES
+        support/freed_memory.cpp
+        service/config_memory_test.cpp)
+endif()
 panelkit_test(test_service_config_threads LABELS threads LINK panelkitd_parts SOURCES
     service/config_threads_test.cpp)
 

@@ -4,66 +4,61 @@
 #include <service/base/refused.h>
 #include <service/config/qcd_secret.h>
 
+#include <panelkit/lparams/sections.h>
 #include <platform/system/files.h>
-#include <platform/system/little_endian.h>
 #include <platform/system/wipe.h>
 
 namespace panelkitd {
 
+using panelkit::SectionBody;
 using std::string_view;
 using vocabulary::Refused;
 
 namespace {
 
 constexpr std::size_t largestBody = std::size_t{1} << 20;
-constexpr std::size_t sizeOfLength = 4;
 constexpr std::chrono::seconds defaultTimeOfDay = std::chrono::hours(10);
 
+template <class T>
+std::string encoded(const T& value) {
+    std::string bytes;
+    CommandStreamOut(bytes) << value;
+    return bytes;
+}
+
+void replace(SectionBody& body, string_view key, const std::string& stored) { body.replace(body.indexOf(key), stored); }
+
 Bodies defaultBodies(const Configuration::StartValues& start) {
-    const panelkit::AllGroups groups;
-    using namespace LPARAMS::Client;
-    const auto find = [&](const char* section, const char* key) { return groups.find(section, key).param; };
-    static_cast<StStParam*>(find("ADMIN", "ADMIN_GROUP"))->value = start.administratorsGroup;
-    static_cast<EnumParam*>(find("LOG", "LOG_LEVEL"))->value = static_cast<int>(start.logLevel);
     Bodies bodies;
-    for (const auto& group : groups) {
-        std::string body;
-        CommandStreamOut out(body);
-        group->save(out);
-        bodies.set(group->name, body);
-    }
+    for (const auto& group : panelkit::catalogue()) bodies.emplace(group->name, SectionBody::defaultsOf(*group));
+    replace(bodies.at("ADMIN"), "ADMIN_GROUP", encoded(start.administratorsGroup));
+    replace(bodies.at("LOG"), "LOG_LEVEL", encoded(static_cast<std::int32_t>(start.logLevel)));
     return bodies;
 }
 
 std::string inQuotes(string_view name) { return '"' + std::string(name.substr(0, 32)) + '"'; }
 
-const LPARAMS::Client::ParamGroup& existing(const Shapes& shapes, string_view section) {
-    if (const auto* shape = shapes.find(section)) return *shape;
+const LPARAMS::Client::ParamGroup& existing(string_view section) {
+    if (const auto* found = findSection(section)) return *found;
     throw RefusedError(Refused::noSuchObject, "there is no section " + inQuotes(section));
-}
-
-template <class Integer>
-Integer number(string_view bytes) {
-    return platform::loadLittleEndian<Integer>(bytes.data());
 }
 
 // A level or a choice that there is not, which front ends can write, changes nothing.
 template <class Choice>
-Choice choice(string_view bytes, Choice last, Choice otherwise) {
-    const auto value = number<std::int32_t>(bytes);
+Choice choice(const SectionBody& body, string_view key, Choice last, Choice otherwise) {
+    const auto value = body.get<std::int32_t>(key);
     return value >= 0 && value <= static_cast<std::int32_t>(last) ? static_cast<Choice>(value) : otherwise;
 }
 
-std::chrono::seconds timeOfDay(string_view bytes) {
-    const auto seconds = number<std::int64_t>(bytes);
+std::chrono::seconds timeOfDay(std::int64_t seconds) {
     return seconds >= 0 && seconds < 86400 ? std::chrono::seconds(seconds) : defaultTimeOfDay;
 }
 
 std::vector<std::string> difference(const Bodies& before, const Bodies& after) {
     std::vector<std::string> changed;
     for (const auto& [section, body] : after) {
-        const std::string* former = before.find(section);
-        if (!former || *former != body) changed.push_back(section);
+        const auto former = before.find(section);
+        if (former == before.end() || !(former->second == body)) changed.emplace_back(section);
     }
     return changed;
 }
@@ -71,32 +66,32 @@ std::vector<std::string> difference(const Bodies& before, const Bodies& after) {
 } // namespace
 
 Configuration::Configuration(const StateFolder& state, const StartValues& start)
-    : defaults_(defaultBodies(start)), file_(state, shapes_), committed_(file_.load()), written_(committed_) {}
+    : defaults_(defaultBodies(start)), file_(state), committed_(file_.load()), written_(committed_) {}
 
-string_view Configuration::bodyIn(const Bodies& bodies, string_view section) const {
-    const std::string* body = bodies.find(section);
-    return body ? *body : *defaults_.find(section);
+const SectionBody& Configuration::bodyIn(const Bodies& bodies, string_view section) const {
+    const auto body = bodies.find(section);
+    return body == bodies.end() ? defaults_.at(section) : body->second;
 }
 
 std::string Configuration::read(string_view section) const {
-    existing(shapes_, section);
+    const string_view name = existing(section).name;
     const std::scoped_lock lock(mutex_);
-    return std::string(bodyIn(written_, section));
+    return std::string(bodyIn(written_, name).bytes());
 }
 
 void Configuration::write(string_view section, string_view body) {
-    const auto& shape = existing(shapes_, section);
+    const auto& prototype = existing(section);
     if (body.size() > largestBody) {
         throw RefusedError(Refused::badInput, "section " + inQuotes(section) + " has " + std::to_string(body.size()) +
                                                   " bytes; at most " + std::to_string(largestBody) + " are taken");
     }
     try {
-        shapes_.cut(shape, body);
-    } catch (const BodyError& error) {
+        SectionBody cut(prototype, body);
+        const std::scoped_lock lock(mutex_);
+        written_.insert_or_assign(prototype.name, std::move(cut));
+    } catch (const panelkit::BodyError& error) {
         throw RefusedError(Refused::badInput, "section " + inQuotes(section) + ": " + error.what());
     }
-    const std::scoped_lock lock(mutex_);
-    written_.set(section, body);
 }
 
 std::vector<std::string> Configuration::commit() {
@@ -105,7 +100,7 @@ std::vector<std::string> Configuration::commit() {
     const Bodies before = committed_, written = written_;
     lock.unlock(); // front ends may read and write while the disk works
     Bodies after = written;
-    completeSecret(after);
+    completeSecret(after, before);
     try {
         file_.save(after);
     } catch (const platform::FileError& error) {
@@ -122,26 +117,21 @@ void Configuration::adopt(const Bodies& written, const Bodies& committed) {
     committed_ = committed;
     for (const std::string& section : difference(written, committed)) {
         // A secret that was made now; what was written in the meantime comes with the next commit.
-        if (*written_.find(section) == *written.find(section)) written_.set(section, *committed.find(section));
+        if (written_.at(section) == written.at(section)) written_.at(section) = committed.at(section);
     }
 }
 
-void Configuration::completeSecret(Bodies& bodies) const {
-    const std::string* body = bodies.find("IKE");
-    if (!body) return;
-    const auto secretIn = [&](string_view whole) { return shapes_.bytesOf("IKE", "QCD_SECRET", whole); };
-    const string_view delivered = secretIn(*body);
-    const string_view committed = secretIn(bodyIn(committed_, "IKE"));
-    std::string history = completeHistory(delivered.substr(sizeOfLength), committed.substr(sizeOfLength));
-    const platform::WipeOnExit wipedHistory(history);
-    std::string whole;
-    const platform::WipeOnExit wipedWhole(whole);
-    whole.reserve(body->size() + history.size());
-    const char* end = delivered.data() + delivered.size();
-    whole.append(body->data(), delivered.data());
-    CommandStreamOut(whole) << history;
-    whole.append(end, body->data() + body->size());
-    bodies.set("IKE", whole);
+void Configuration::completeSecret(Bodies& bodies, const Bodies& before) const {
+    const auto ike = bodies.find("IKE");
+    if (ike == bodies.end()) return;
+    SectionBody& body = ike->second;
+    auto delivered = body.get<std::string>("QCD_SECRET");
+    auto committed = bodyIn(before, "IKE").get<std::string>("QCD_SECRET");
+    std::string history = completeHistory(delivered, committed);
+    std::string stored = encoded(history);
+    const platform::WipeOnExit wipedDelivered(delivered), wipedCommitted(committed), wiped(history),
+        wipedStored(stored);
+    replace(body, "QCD_SECRET", stored);
 }
 
 Settings Configuration::settings() const {
@@ -150,18 +140,15 @@ Settings Configuration::settings() const {
 }
 
 Settings Configuration::extract(const Bodies& bodies) const {
-    const auto bytes = [&](const char* section, const char* key) {
-        return shapes_.bytesOf(section, key, bodyIn(bodies, section));
-    };
-    const LogLevel startLevel =
-        choice(shapes_.bytesOf("LOG", "LOG_LEVEL", *defaults_.find("LOG")), LogLevel::debug, LogLevel::events);
+    const SectionBody& certmon = bodyIn(bodies, "CERTMON");
+    const LogLevel startLevel = choice(defaults_.at("LOG"), "LOG_LEVEL", LogLevel::debug, LogLevel::events);
     return {
-        .expiry = {.enabled = bytes("CERTMON", "ENABLE")[0] == 1,
-                   .days = number<std::uint32_t>(bytes("CERTMON", "DAYS_TO_EXPIRE")),
-                   .timeOfDay = timeOfDay(bytes("CERTMON", "CHECKING_TIME"))},
-        .crlProcessing = choice(bytes("IKE", "CRL_PROCESSING"), CrlProcessing::soft, CrlProcessing::off),
-        .logLevel = choice(bytes("LOG", "LOG_LEVEL"), LogLevel::debug, startLevel),
-        .administratorsGroup = std::string(bytes("ADMIN", "ADMIN_GROUP").substr(sizeOfLength)),
+        .expiry = {.enabled = certmon.get<bool>("ENABLE"),
+                   .days = certmon.get<std::uint32_t>("DAYS_TO_EXPIRE"),
+                   .timeOfDay = timeOfDay(certmon.get<std::int64_t>("CHECKING_TIME"))},
+        .crlProcessing = choice(bodyIn(bodies, "IKE"), "CRL_PROCESSING", CrlProcessing::soft, CrlProcessing::off),
+        .logLevel = choice(bodyIn(bodies, "LOG"), "LOG_LEVEL", LogLevel::debug, startLevel),
+        .administratorsGroup = bodyIn(bodies, "ADMIN").get<std::string>("ADMIN_GROUP"),
     };
 }
 

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The configuration: the sections' bodies as front ends wrote them, in memory until they are committed, then on disk.
-// Bodies are checked for their shape alone and given back byte for byte; bounds are the front ends' business.
+// Bodies are cut when they are written, which is all that is checked of them, and returned byte for byte; bounds are
+// the front ends' business.
 //
 // Any thread may call everything.
 #pragma once
 
 #include <service/config/configuration_file.h>
 #include <service/config/settings.h>
-#include <service/config/shapes.h>
 
 #include <functional>
 #include <mutex>
@@ -32,11 +32,11 @@ public:
     // The body as last written, committed or not; else the defaults. Throws RefusedError for an unknown section.
     std::string read(std::string_view section) const;
 
-    // Throws RefusedError for an unknown section, and for a body that is none of it or larger than a mebibyte.
+    // Throws RefusedError for an unknown section, and for a body that is not one of it or larger than a mebibyte.
     void write(std::string_view section, std::string_view body);
 
     // Makes permanent what was written; a QCD secret that was left to the service is made. Throws RefusedError, with
-    // everything as it was, when the file can't be replaced. Gives the names of the sections that changed.
+    // everything as it was, when the file can't be replaced. Returns the names of the sections that changed.
     std::vector<std::string> commit();
 
     // As last committed.
@@ -48,12 +48,11 @@ public:
     void observe(Observer observer) { observers_.push_back(std::move(observer)); }
 
 private:
-    std::string_view bodyIn(const Bodies& bodies, std::string_view section) const;
-    void completeSecret(Bodies& bodies) const;
+    const panelkit::SectionBody& bodyIn(const Bodies& bodies, std::string_view section) const;
+    void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
     Settings extract(const Bodies& bodies) const;
 
-    const Shapes shapes_;
     Bodies defaults_; // of all sections
     std::vector<Observer> observers_;
 

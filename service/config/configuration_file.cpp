@@ -31,18 +31,16 @@ std::optional<std::string> readText(const std::string& path) {
 
 } // namespace
 
-ConfigurationFile::ConfigurationFile(const StateFolder& state, const Shapes& shapes)
-    : shapes_(shapes),
-      path_(state.file("configuration.json")),
-      lastGoodPath_(state.file("configuration.last-good.json")) {
+ConfigurationFile::ConfigurationFile(const StateFolder& state)
+    : path_(state.file("configuration.json")), lastGoodPath_(state.file("configuration.last-good.json")) {
     platform::removeUnfinished(path_);
     platform::removeUnfinished(lastGoodPath_);
 }
 
 ConfigurationFile::~ConfigurationFile() { platform::wipe(known_); }
 
-std::optional<Bodies> ConfigurationFile::tryText(const std::string& path, const std::string& text) const {
-    ReadConfiguration read = readConfiguration(shapes_, text);
+std::optional<Bodies> ConfigurationFile::tryText(const std::string& path, const std::string& text) {
+    ReadConfiguration read = readConfiguration(text);
     const std::string start = path + ": ";
     for (const std::string& problem : read.problems) logError(start + problem);
     for (const std::string& note : read.notes) logEvent(start + note);
@@ -68,7 +66,7 @@ Bodies ConfigurationFile::load() {
 }
 
 void ConfigurationFile::save(const Bodies& bodies) {
-    std::string text = printConfiguration(shapes_, bodies);
+    std::string text = printConfiguration(bodies);
     const platform::WipeOnExit wiped(text);
     if (auto former = readText(path_)) {
         const platform::WipeOnExit wipedFormer(*former);
@@ -89,7 +87,10 @@ void ConfigurationFile::keep(const std::string& text) const {
             logEvent(path_ + " is not what this service wrote; what it held is kept as " + name);
             return;
         }
-        if (readText(name) == text) return;
+        auto held = readText(name);
+        const bool isHeld = held == text;
+        if (held) platform::wipe(*held);
+        if (isHeld) return;
     }
     throw platform::FileError(path_, "would be replaced, but " + std::to_string(mostKept) +
                                          " earlier ones are kept beside it; remove some");
@@ -98,9 +99,12 @@ void ConfigurationFile::keep(const std::string& text) const {
 // The file itself is whole already, so a copy that fails is told and no more.
 void ConfigurationFile::writeLastGood(const std::string& text) const {
     try {
-        const auto former = readText(lastGoodPath_);
-        if (former == text) return;
-        if (former && !readConfiguration(shapes_, *former).bodies) keep(*former);
+        auto former = readText(lastGoodPath_);
+        if (former) {
+            const platform::WipeOnExit wiped(*former);
+            if (*former == text) return;
+            if (*former != known_ && !readConfiguration(*former).bodies) keep(*former);
+        }
         platform::replaceFile(lastGoodPath_, text, true);
     } catch (const platform::FileError& error) {
         logError(error.what());

@@ -10,7 +10,7 @@
 // Not for two threads at once.
 #pragma once
 
-#include <service/config/shapes.h>
+#include <service/config/configuration_text.h>
 #include <service/state/state_folder.h>
 
 #include <optional>
@@ -20,7 +20,7 @@ namespace panelkitd {
 
 class ConfigurationFile {
 public:
-    ConfigurationFile(const StateFolder& state, const Shapes& shapes);
+    explicit ConfigurationFile(const StateFolder& state);
     ~ConfigurationFile();
     ConfigurationFile(const ConfigurationFile&) = delete;
     ConfigurationFile& operator=(const ConfigurationFile&) = delete;
@@ -33,14 +33,13 @@ public:
     void save(const Bodies& bodies);
 
 private:
-    std::optional<Bodies> tryText(const std::string& path, const std::string& text) const;
+    static std::optional<Bodies> tryText(const std::string& path, const std::string& text);
     void keep(const std::string& text) const;
     void writeLastGood(const std::string& text) const;
 
-    const Shapes& shapes_;
     const std::string path_;
     const std::string lastGoodPath_;
-    std::string known_; // the file's text as this service last read or wrote it
+    std::string known_; // the file's text as this service last read or wrote it; the last good state is the same
 };
 
 } // namespace panelkitd

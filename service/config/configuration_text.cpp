@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/configuration_text.h>
 
-#include <service/config/json_lines.h>
-#include <service/config/value_json.h>
-
-#include <panelkit/lparams/param_visit.h>
+#include <panelkit/lparams/param_group.h>
+#include <panelkit/lparams/sections.h>
+#include <platform/json/json.h>
 #include <platform/system/wipe.h>
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -15,150 +12,163 @@ namespace panelkitd {
 
 using LPARAMS::Client::Param;
 using LPARAMS::Client::ParamGroup;
-using nlohmann::json;
+using panelkit::kindOf;
+using panelkit::SectionBody;
+using std::string_view;
+
+namespace json = platform::json;
+
+const ParamGroup* findSection(string_view name) {
+    const ParamGroup* const section = panelkit::catalogue().find(name, "").group;
+    return section && name == section->name ? section : nullptr;
+}
+
+// ---- printing
 
 namespace {
 
-constexpr int format = 1;
+constexpr std::uint32_t format = 1;
 
-std::size_t roomFor(const Shapes& shapes, const Bodies& bodies) {
+std::size_t roomFor(const Bodies& bodies) {
     std::size_t room = 200;
     for (const auto& [name, body] : bodies) {
         room += 100;
-        for (const Value& value : shapes.cut(*shapes.find(name), body)) room += 100 + panelkitd::roomFor(value);
+        for (std::size_t i = 0; i < body.size(); ++i) room += 100 + panelkit::maxJsonSize(body[i].stored);
     }
     return room;
 }
 
-void printSection(const Shapes& shapes, const std::string& name, const std::string& body, std::string& text) {
-    text += "    \"" + name + "\": {";
+void printSection(const SectionBody& body, std::string& text) {
+    text += "    \"" + std::string(body.section().name) + "\": {";
     const char* separator = "\n";
-    for (const Value& value : shapes.cut(*shapes.find(name), body)) {
-        text += separator + std::string("      \"") + value.param->key + "\": ";
-        printValue(shapes, value, text);
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        const auto [section, param, stored] = body[i];
+        text += separator + std::string("      \"") + param->key + "\": ";
+        kindOf(*param).printJson(*param, stored, text);
         separator = ",\n";
     }
     text += "\n    }";
 }
 
-void wipeTexts(json& value) {
-    if (value.is_string()) platform::wipe(value.get_ref<std::string&>());
-    if (!value.is_structured()) return;
-    for (json& inner : value) wipeTexts(inner);
-}
-
-class Reader {
-public:
-    Reader(const Shapes& shapes, ReadConfiguration& result) : shapes_(shapes), result_(result) {}
-
-    void read(std::string_view text) {
-        lines_ = findLines(text);
-        json whole = json::parse(text);
-        readWhole(whole);
-        wipeTexts(whole);
-    }
-
-private:
-    // "line 12: IKE.MAX_HALFOPEN: " for "sections.IKE.MAX_HALFOPEN".
-    std::string place(const std::string& path) const {
-        constexpr std::string_view above = "sections.";
-        const auto line = lines_.find(path);
-        const std::string shown = path.starts_with(above) ? path.substr(above.size()) : path;
-        return "line " + std::to_string(line == lines_.end() ? 1 : line->second) + ": " + shown + ": ";
-    }
-    void problem(const std::string& path, const std::string& what) { result_.problems.push_back(place(path) + what); }
-
-    void readWhole(const json& whole);
-    void readSection(const std::string& path, const std::string& name, const json& content);
-    void readParam(const std::string& path, const Param& param, const json& value, std::string& body);
-    void noteBounds(const std::string& path, const Param& param, const json& value);
-
-    const Shapes& shapes_;
-    ReadConfiguration& result_;
-    std::map<std::string, int> lines_;
-    Bodies bodies_;
-};
-
-void Reader::readWhole(const json& whole) {
-    if (!whole.is_object()) return result_.problems.emplace_back("line 1: expected an object in braces"), void();
-    for (const auto& [key, value] : whole.items()) {
-        if (key != "format" && key != "sections") problem(key, R"(unknown; expected "format" and "sections")");
-    }
-    const json version = whole.value("format", json());
-    if (!version.is_number_unsigned() || version == 0U) return problem("format", "expected the number 1");
-    if (version > format) return problem("format", "written by a newer version of the service");
-    const json& sections = whole.contains("sections") ? whole["sections"] : version;
-    if (!sections.is_object()) return problem("sections", "expected an object in braces");
-    for (const auto& [name, content] : sections.items()) readSection("sections." + name, name, content);
-    if (result_.problems.empty()) result_.bodies = std::move(bodies_);
-}
-
-void Reader::readSection(const std::string& path, const std::string& name, const json& content) {
-    const ParamGroup* section = shapes_.find(name);
-    if (!section) return problem(path, "there is no such section");
-    if (!content.is_object()) return problem(path, "expected the section's parameters in braces");
-    const std::string start = path + '.';
-    for (const auto& [key, value] : content.items()) {
-        const bool known = std::any_of(section->params.begin(), section->params.end(),
-                                       [&, wanted = key](const Param* param) { return param->key == wanted; });
-        if (!known) problem(start + key, "the section has no such parameter");
-    }
-    std::string body;
-    const platform::WipeOnExit wiped(body);
-    for (const Param* param : section->params) {
-        if (content.contains(param->key)) {
-            readParam(start + param->key, *param, content[param->key], body);
-        } else {
-            problem(path, std::string(param->key) + " is missing");
-        }
-    }
-    bodies_.set(name, body);
-}
-
-void Reader::readParam(const std::string& path, const Param& param, const json& value, std::string& body) {
-    try {
-        readValue(shapes_, param, value, body);
-        noteBounds(path, param, value);
-    } catch (const ValueError& error) {
-        problem(path, error.what());
-    }
-}
-
-void Reader::noteBounds(const std::string& path, const Param& param, const json& value) {
-    const auto note = [&](const auto& number) {
-        const auto given = value.get<std::uint64_t>();
-        if (given >= number.minValue && given <= number.maxValue) return;
-        result_.notes.push_back(place(path) + std::to_string(given) + " is outside " + std::to_string(number.minValue) +
-                                ".." + std::to_string(number.maxValue));
-    };
-    panelkit::visitParam(param, panelkit::Overloaded{
-                                    [&](const LPARAMS::Client::PortParam& port) { note(port); },
-                                    [&](const LPARAMS::Client::UIntParam& number) { note(number); },
-                                    [](const auto&) {},
-                                });
-}
-
 } // namespace
 
-std::string printConfiguration(const Shapes& shapes, const Bodies& bodies) {
+std::string printConfiguration(const Bodies& bodies) {
     std::string text;
-    text.reserve(roomFor(shapes, bodies)); // growing would leave copies of secrets behind
+    text.reserve(roomFor(bodies)); // growing would leave copies of secrets in freed memory
     text += "{\n  \"format\": " + std::to_string(format) + ",\n  \"sections\": {";
     const char* separator = "\n";
     for (const auto& [name, body] : bodies) {
         text += separator;
-        printSection(shapes, name, body, text);
+        printSection(body, text);
         separator = ",\n";
     }
     text += "\n  }\n}\n";
     return text;
 }
 
-ReadConfiguration readConfiguration(const Shapes& shapes, std::string_view text) {
+// ---- reading
+
+namespace {
+
+class Reader {
+public:
+    explicit Reader(ReadConfiguration& result) : result_(result) {}
+
+    void read(const json::Value& whole);
+
+private:
+    void readSections(const json::Member& sections);
+    void readSection(const json::Member& section);
+    void readParam(const std::string& name, const json::Member& member, SectionBody& body, std::size_t index);
+    void noteBounds(int line, const std::string& name, const panelkit::SectionValue& number);
+
+    // "line 12: IKE.MAX_HALFOPEN: expected ..."
+    static std::string remark(int line, string_view name, const std::string& what) {
+        return "line " + std::to_string(line) + ": " + std::string(name) + ": " + what;
+    }
+    void problem(int line, string_view name, const std::string& what) {
+        result_.problems.push_back(remark(line, name, what));
+    }
+
+    ReadConfiguration& result_;
+    Bodies bodies_;
+};
+
+void Reader::read(const json::Value& whole) {
+    if (whole.kind != json::Kind::object)
+        return result_.problems.emplace_back("line 1: expected an object in braces"), void();
+    for (const json::Member& member : whole.members) {
+        if (member.name == "format" || member.name == "sections") continue;
+        problem(member.line, member.name, R"(unknown; expected "format" and "sections")");
+    }
+    const json::Member* const version = whole.find("format");
+    const auto number = version ? version->value.number<std::uint32_t>() : std::nullopt;
+    const int line = version ? version->line : 1;
+    if (!number || *number == 0) return problem(line, "format", "expected the number 1");
+    if (*number > format) return problem(line, "format", "written by a newer version of the service");
+    const json::Member* const sections = whole.find("sections");
+    if (!sections) return problem(1, "sections", "expected an object in braces");
+    readSections(*sections);
+}
+
+void Reader::readSections(const json::Member& sections) {
+    if (sections.value.kind != json::Kind::object) {
+        return problem(sections.line, sections.name, "expected an object in braces");
+    }
+    for (const json::Member& section : sections.value.members) readSection(section);
+    if (result_.problems.empty()) result_.bodies = std::move(bodies_);
+}
+
+void Reader::readSection(const json::Member& section) {
+    const ParamGroup* const prototype = findSection(section.name);
+    if (!prototype) return problem(section.line, section.name, "there is no such section");
+    if (section.value.kind != json::Kind::object) {
+        return problem(section.line, section.name, "expected the section's parameters in braces");
+    }
+    const std::string start = std::string(section.name) + '.';
+    SectionBody body = SectionBody::defaultsOf(*prototype);
+    for (const json::Member& member : section.value.members) {
+        const bool isKnown = std::any_of(prototype->params.begin(), prototype->params.end(),
+                                         [&](const Param* param) { return param->key == member.name; });
+        if (!isKnown) problem(member.line, start + std::string(member.name), "the section has no such parameter");
+    }
+    for (std::size_t i = 0; i < body.size(); ++i) {
+        const std::string key = body[i].param->key;
+        if (const json::Member* member = section.value.find(key)) {
+            readParam(start + key, *member, body, i);
+        } else {
+            problem(section.line, section.name, key + " is missing");
+        }
+    }
+    bodies_.emplace(prototype->name, std::move(body));
+}
+
+void Reader::readParam(const std::string& name, const json::Member& member, SectionBody& body, std::size_t index) {
+    const Param& param = *body[index].param;
+    try {
+        std::string stored = kindOf(param).readJson(param, member.value, panelkit::JsonRules::stored);
+        const platform::WipeOnExit wiped(stored);
+        body.replace(index, stored);
+    } catch (const panelkit::JsonMisfit& misfit) {
+        return problem(member.line, name, misfit.what());
+    }
+    if (kindOf(param).form == panelkit::ValueForm::number) noteBounds(member.line, name, body[index]);
+}
+
+void Reader::noteBounds(int line, const std::string& name, const panelkit::SectionValue& number) {
+    const std::string text = number.print();
+    if (kindOf(*number.param).read(*number.param, text, panelkit::TextForm::stored)) return;
+    result_.notes.push_back(remark(line, name, text + " is outside " + panelkit::legalValues(*number.param)));
+}
+
+} // namespace
+
+ReadConfiguration readConfiguration(string_view text) {
     ReadConfiguration result;
     try {
-        Reader(shapes, result).read(text);
-    } catch (const JsonError& error) {
+        const json::Document document(text);
+        Reader(result).read(document.root());
+    } catch (const json::Error& error) {
         result.problems.emplace_back(error.what());
     }
     return result;

@@ -12,11 +12,14 @@
 //     }
 //   }
 //
-// A section that is not there has its defaults; one that is there has all its parameters. Values: value_json.h.
+// A section that is not there has its defaults; one that is there has all its parameters. Values are those of
+// panelkit/lparams/param_kind.h, and whatever bytes a body may hold come back the same: a flag that is neither on nor
+// off is its number, a text that is not UTF-8 is {"hex": "C3A9"}, and of a QCD secret the history is there.
 #pragma once
 
-#include <service/config/shapes.h>
+#include <panelkit/lparams/section_body.h>
 
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,7 +27,13 @@
 
 namespace panelkitd {
 
-std::string printConfiguration(const Shapes& shapes, const Bodies& bodies);
+// The bodies of sections by the sections' names.
+using Bodies = std::map<std::string_view, panelkit::SectionBody>;
+
+// The section of exactly that name, or null. Gateways are a part of USER, and not a section.
+const LPARAMS::Client::ParamGroup* findSection(std::string_view name);
+
+std::string printConfiguration(const Bodies& bodies);
 
 struct ReadConfiguration {
     std::optional<Bodies> bodies;      // when there are no problems
@@ -33,6 +42,6 @@ struct ReadConfiguration {
 };
 
 // Reads all of the text, or nothing; names every problem. Secrets get into no text.
-ReadConfiguration readConfiguration(const Shapes& shapes, std::string_view text);
+ReadConfiguration readConfiguration(std::string_view text);
 
 } // namespace panelkitd

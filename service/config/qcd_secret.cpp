@@ -3,7 +3,6 @@
 
 #include <panelkit/format/hex_text.h>
 #include <panelkit/lparams/formatted_params.h>
-#include <panelkit/lparams/param_group.h>
 #include <platform/system/system_random.h>
 #include <platform/system/wipe.h>
 
@@ -12,25 +11,21 @@
 
 namespace panelkitd {
 
+using panelkit::newestQcdEntry;
 using std::string_view;
 
 namespace {
 
 constexpr std::size_t bytesOfSecret = 20;
 
-// The parameter alone: its rules for histories are the library's.
-struct SecretOnly : LPARAMS::Client::ParamGroup {
-    SecretOnly() : ParamGroup("IKE") {}
-    LPARAMS::Client::QcdSParam secret{*this, "QCD_SECRET", panelkit::Text::empty, ""};
-};
-
-string_view newestOf(string_view history) { return history.substr(0, history.find(':')); }
-
 string_view olderOf(string_view history) {
-    return history.substr(std::min(history.size(), newestOf(history).size() + 1));
+    return history.substr(std::min(history.size(), newestQcdEntry(history).size() + 1));
 }
 
-bool isSecret(string_view entry) { return !entry.empty() && entry != "auto" && entry != "no"; }
+bool holdsSecret(string_view history) {
+    const string_view newest = newestQcdEntry(history);
+    return !newest.empty() && !panelkit::isQcdWord(newest);
+}
 
 std::string makeSecret() {
     std::array<char, bytesOfSecret> bytes{};
@@ -45,19 +40,12 @@ std::string makeSecret() {
 } // namespace
 
 std::string completeHistory(string_view delivered, string_view committed) {
-    const string_view newest = newestOf(delivered);
-    if (!newest.empty() && newest != "auto") return std::string(delivered);
-    if (delivered.empty() && isSecret(newestOf(committed))) return std::string(committed);
+    if (!panelkit::isQcdSecretLeftToService(delivered)) return std::string(delivered);
+    if (delivered.empty() && holdsSecret(committed)) return std::string(committed);
+    std::string made = makeSecret();
+    const platform::WipeOnExit wiped(made);
     const string_view older = olderOf(delivered);
-    SecretOnly group;
-    const platform::WipeOnExit wipedValue(group.secret.value), wipedHistory(group.secret.history);
-    group.secret.value = makeSecret();
-    group.secret.history = isSecret(newestOf(older)) ? older : isSecret(newestOf(committed)) ? committed : "";
-    std::string stream;
-    CommandStreamOut out(stream);
-    group.secret.save(out);
-    platform::wipe(stream);
-    return group.secret.history;
+    return panelkit::qcdHistoryWith(made, holdsSecret(older) ? older : holdsSecret(committed) ? committed : "");
 }
 
 } // namespace panelkitd

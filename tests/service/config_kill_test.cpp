@@ -50,15 +50,12 @@ private:
 };
 
 // The state that a text of the file holds; 0 when it is none, or none as a whole.
-unsigned stateOf(const panelkitd::Shapes& shapes, const std::string& text) {
-    const auto read = panelkitd::readConfiguration(shapes, text);
-    if (!read.bodies || !read.bodies->find("ADMIN") || !read.bodies->find("USER")) return 0;
-    CommandStreamIn first(*read.bodies->find("ADMIN")), last(*read.bodies->find("USER"));
-    ADMIN admin;
-    USER user;
-    admin.load(first);
-    user.load(last);
-    return admin.SESSION_EXPTIME.value == user.PMP_TIMEOUT.value ? user.PMP_TIMEOUT.value : 0;
+unsigned stateOf(const std::string& text) {
+    const auto read = panelkitd::readConfiguration(text);
+    if (!read.bodies || !read.bodies->contains("ADMIN") || !read.bodies->contains("USER")) return 0;
+    const auto first = read.bodies->at("ADMIN").get<std::uint32_t>("SESSION_EXPTIME");
+    const auto last = read.bodies->at("USER").get<std::uint32_t>("PMP_TIMEOUT");
+    return first == last ? last : 0;
 }
 
 std::size_t filesOf(const std::string& folder, const std::string& part) {
@@ -71,7 +68,6 @@ std::size_t filesOf(const std::string& folder, const std::string& part) {
 
 TEST(ACommit, ThatIsCutOffLeavesTheOldFileOrTheNewOne) {
     RunningService service;
-    const panelkitd::Shapes shapes;
     std::minstd_rand random(20261121);
     unsigned state = 1000;
     std::size_t cutOff = 0;
@@ -87,10 +83,10 @@ TEST(ACommit, ThatIsCutOffLeavesTheOldFileOrTheNewOne) {
             acknowledged = committer.acknowledged;
             sent = committer.sent;
         }
-        state = stateOf(shapes, platform::readFile(service.state() + "/configuration.json", 1 << 24));
+        state = stateOf(platform::readFile(service.state() + "/configuration.json", 1 << 24));
         ASSERT_GE(state, acknowledged) << round;
         ASSERT_LE(state, sent) << round;
-        ASSERT_NE(stateOf(shapes, platform::readFile(service.state() + "/configuration.last-good.json", 1 << 24)), 0U);
+        ASSERT_NE(stateOf(platform::readFile(service.state() + "/configuration.last-good.json", 1 << 24)), 0U);
         cutOff += filesOf(service.state(), ".new-") > 0;
         service.start();
         ASSERT_EQ(service.log().find("error"), std::string::npos) << service.log();

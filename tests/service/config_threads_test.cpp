@@ -7,6 +7,8 @@
 
 #include <service/config/configuration.h>
 
+#include <panelkit/lparams/sections.h>
+
 #include <gmock/gmock.h>
 
 #include <atomic>

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+//
+// Secrets of the configuration leave nothing behind in memory that is given back: not when they are entered, written,
+// committed, and read from disk. In a program of its own, whose operators new and delete are replaced.
+#include "../support/freed_memory.h"
+#include "../support/running_service.h"
+
+#include <service/config/configuration.h>
+
+#include <panelkit/lparams/sections.h>
+#include <platform/system/wipe.h>
+
+#include <gmock/gmock.h>
+
+using namespace panelkitd;
+using panelkit::SectionBody;
+
+namespace {
+
+constexpr const char* mark = "AABBCCDD"; // in each secret
+const std::string password = "AABBCCDD and more of the password, which is longer than a string holds in itself";
+const std::string longPassword = password + std::string(5000, 'x');
+const std::string qcdSecret = "AABBCCDD0011223344556677AABBCCDD00112233";
+const std::string illegalSecret = qcdSecret + "zz";
+
+const LPARAMS::Client::ParamGroup& section(const char* name) { return *findSection(name); }
+
+SectionBody bodyWith(const char* name, const char* key, const std::string& text) {
+    SectionBody body = SectionBody::defaultsOf(section(name));
+    EXPECT_FALSE(body.enterText(body.indexOf(key), text));
+    return body;
+}
+
+void wipe(std::string text) { platform::wipe(text); }
+
+TEST(TheSecretsOfTheConfiguration, LeaveNothingInFreedMemoryWhenTheyAreEnteredAndPrinted) {
+    panelkit::catalogue();
+    const FreedMemory memory(mark);
+    for (const std::string* text : {&password, &longPassword}) {
+        SectionBody certmon = bodyWith("CERTMON", "SMTP_PASSWORD", *text);
+        const std::size_t index = certmon.indexOf("SMTP_PASSWORD");
+        EXPECT_EQ(certmon[index].show(), "***");
+        EXPECT_FALSE(certmon.enterText(certmon.indexOf("EMAIL_TO"), "somebody"));
+        EXPECT_FALSE(certmon.enterText(index, "another"));
+    }
+    SectionBody ike = bodyWith("IKE", "QCD_SECRET", qcdSecret);
+    const std::size_t index = ike.indexOf("QCD_SECRET");
+    EXPECT_FALSE(ike.enterText(index, "auto"));
+    EXPECT_FALSE(ike.enterText(index, qcdSecret));
+    EXPECT_TRUE(ike.enterText(index, illegalSecret)) << "and when it is not legal";
+    SectionBody copy = ike;
+    copy = SectionBody::defaultsOf(section("IKE"));
+    EXPECT_TRUE(ike[index].isSameAs(ike[index]));
+    wipe(ike[index].json());
+    EXPECT_EQ(memory.found(), 0);
+}
+
+TEST(TheSecretsOfTheConfiguration, LeaveNothingInFreedMemoryWhenTheyAreCommittedAndReadAgain) {
+    const TemporaryFolder folder;
+    const StateFolder state(folder.file("state"));
+    const SectionBody certmon = bodyWith("CERTMON", "SMTP_PASSWORD", longPassword);
+    const SectionBody ike = bodyWith("IKE", "QCD_SECRET", qcdSecret);
+    const SectionBody later = bodyWith("CERTMON", "SMTP_PASSWORD", password);
+    const FreedMemory memory(mark);
+    {
+        Configuration configuration(state, {});
+        configuration.write("CERTMON", certmon.bytes());
+        configuration.write("IKE", ike.bytes());
+        EXPECT_EQ(configuration.commit().size(), 2U);
+        configuration.write("CERTMON", later.bytes());
+        EXPECT_EQ(configuration.commit().size(), 1U);
+    }
+    EXPECT_EQ(memory.found(), 0) << "written and committed";
+    {
+        const Configuration restarted(state, {});
+        std::string held = restarted.read("IKE");
+        EXPECT_EQ(held, ike.bytes());
+        wipe(std::move(held));
+    }
+    EXPECT_EQ(memory.found(), 0) << "read from disk";
+}
+
+} // namespace
