@@ -114,12 +114,13 @@ Exit exitFor(FailureCode failure, Refused detail) {
     return Exit::failed;
 }
 
-CommandError lastFailureError() {
-    const bridge::Failure& failure = bridge::lastFailure();
+CommandError failureError(const bridge::Failure& failure) {
     if (failure.code == FailureCode::none) { // the service answered, but not with success
         return {Exit::refused, say("the service did not carry out the command and gave no reason")};
     }
     return {exitFor(failure.code, static_cast<Refused>(failure.detail)), failureText(failure)};
 }
+
+CommandError lastFailureError() { return failureError(bridge::lastFailure()); }
 
 } // namespace panelctl

@@ -99,6 +99,9 @@ public:
     std::vector<std::string> below; // extra lines printed after the message, such as candidates
 };
 
+// The error for a command that failed.
+CommandError failureError(const bridge::Failure& failure);
+
 // The error for the last operation of the library that returned false.
 CommandError lastFailureError();
 

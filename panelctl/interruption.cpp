@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/interruption.h>
 
-#include <panelctl/exit_codes.h>
 #include <panelctl/say.h>
 
 #include <csignal>
@@ -29,8 +28,8 @@ HeldInterruption::~HeldInterruption() {
     (void)std::signal(SIGTERM, onTerminate_);
 }
 
-void HeldInterruption::check() {
-    if (cameMeanwhile != 0) throw CommandError(Exit::interrupted, say("interrupted"));
-}
+bool HeldInterruption::came() { return cameMeanwhile != 0; }
+
+CommandError interruptedError() { return {Exit::interrupted, say("interrupted")}; }
 
 } // namespace panelctl

@@ -4,6 +4,8 @@
 // object at a time in the process.
 #pragma once
 
+#include <panelctl/exit_codes.h>
+
 namespace panelctl {
 
 class HeldInterruption {
@@ -13,12 +15,15 @@ public:
     HeldInterruption(const HeldInterruption&) = delete;
     HeldInterruption& operator=(const HeldInterruption&) = delete;
 
-    // Throws CommandError when an interruption came since the object was made.
-    static void check();
+    // Whether an interruption came since the object was made.
+    static bool came();
 
 private:
     using Handler = void (*)(int);
     Handler onInterrupt_, onTerminate_;
 };
+
+// The error that ends the program after an interruption.
+CommandError interruptedError();
 
 } // namespace panelctl

@@ -13,14 +13,9 @@
 
 namespace panelctl {
 
-using nlohmann::ordered_json;
-using panelkit::TextForm;
+using panelkit::TransactionResult;
 
 namespace {
-
-void commit() {
-    if (!LPARAMS::Client::writeToDisk()) throw lastFailureError();
-}
 
 void addCommit(CLI::App& verb, bool& commits) {
     verb.add_flag("--commit", commits, say("Make it permanent at once, together with all earlier changes"));
@@ -28,30 +23,25 @@ void addCommit(CLI::App& verb, bool& commits) {
 
 void printChanges(const std::vector<Change>& changes, const std::string& before, const std::string& after) {
     Table table({say("NAME"), before, after});
-    for (const auto& [group, from, to] : changes) {
-        table.add({{nameOf(*group, *to)}, {shown(*group, *from, false)}, {shown(*group, *to, false), Mood::good}});
+    for (const auto& [from, to] : changes) {
+        table.add({{nameOf(to)}, {shown(from, false)}, {shown(to, false), Mood::good}});
     }
     table.print();
 }
 
 // Writes the draft, perhaps commits, and says what became of it.
-void write(const ConfigDraft& draft, bool commits, const Context& context) {
+void write(ConfigDraft& draft, bool commits, const Context& context) {
     const std::vector<Change> changes = draft.changes();
-    draft.write();
+    const TransactionResult result = draft.write(panelkit::Commit(commits));
     if (!context.json) printChanges(changes, say("BEFORE"), say("NOW"));
-    for (const auto& [group, from, to] : changes) {
-        if (isMadeByService(*to)) {
-            printNote(say("The service will make a new secret when the configuration is committed: %s.",
-                          nameOf(*group, *to)));
-        }
+    for (const auto& [from, to] : changes) {
+        if (!to.isLeftToService()) continue;
+        printNote(say("The service will make a new secret when the configuration is committed: %s.", nameOf(to)));
     }
-    if (commits) {
-        try {
-            commit();
-        } catch (const CommandError& error) {
-            throw CommandError(error.code,
-                               say("the changes are written, but could not be made permanent: %s", error.what()));
-        }
+    if (result.outcome == TransactionResult::Outcome::notCommitted) {
+        const CommandError error = errorOf(result.cause);
+        throw CommandError(error.code,
+                           say("the changes are written, but could not be made permanent: %s", error.what()));
     }
     if (context.json) {
         return printJson({{"schema", 1}, {"changes", changesToJson(changes, false)}, {"committed", commits}});
@@ -79,14 +69,14 @@ struct ConfigSet {
         const Place standard = findParameter(name);
         const std::string fullName = nameOf(*standard.group, *standard.param);
         const Secret given = secretFor(*standard.group, *standard.param, fullName);
-        ConfigDraft draft; // read behind the question, which takes its time
-        const Place place = draft.at(standard);
-        setFromText(*place.group, *place.param, valueOption->count() > 0 ? value : given.text(), TextForm::display);
+        ConfigDraft draft; // read after the question: values may change while it waits
+        SectionBody& body = draft.section(standard.group->name);
+        setFromText(body, body.indexOf(standard.param->key), valueOption->count() > 0 ? value : given.text());
         write(draft, commits, context);
     }
 
 private:
-    // The value of a secret; empty for what is none, whose value is an argument.
+    // The value of a secret; empty for other parameters, whose value is an argument.
     Secret secretFor(const ParamGroup& group, const Param& param, const std::string& fullName) const {
         const bool hasArgument = valueOption->count() > 0;
         if (!panelkit::isSecret(group.name, param.key)) {
@@ -101,8 +91,8 @@ private:
             return {};
         }
         if (!hasArgument) return secret->read(fullName, true);
-        const bool isWord = param.type() == 10 && (value == "no" || value == "auto"); // which give nothing away
-        if (!isWord) {
+        const auto isWord = panelkit::kindOf(param).isWord; // words give nothing away
+        if (!isWord || !isWord(value)) {
             throw CommandError(Exit::usage, say("%s is a secret and can't be given as an argument: leave it out to be "
                                                 "asked for it, or use --value-stdin, --value-fd or --value-file",
                                                 fullName));
@@ -127,7 +117,10 @@ struct ConfigReset {
             throw CommandError(Exit::usage, say("say what to reset: sections, parameters, or --all"));
         }
         ConfigDraft draft;
-        for (const Place& place : findParameters(names)) panelkit::resetParam(*draft.at(place).param);
+        for (const Place& place : findParameters(names)) {
+            SectionBody& body = draft.section(place.group->name);
+            body.reset(body.indexOf(place.param->key));
+        }
         write(draft, commits, context);
     }
 };
@@ -176,7 +169,7 @@ struct ConfigApply {
 struct ConfigCommit {
     void options(CLI::App&) {}
     static void run(const Context& context) {
-        commit();
+        if (!LPARAMS::Client::writeToDisk()) throw lastFailureError();
         if (context.json) return printJson({{"schema", 1}, {"committed", true}});
         printLine(say("The configuration is now permanent."));
     }

@@ -1,38 +1,33 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_draft.h>
 
+#include <panelctl/failure_text.h>
 #include <panelctl/interruption.h>
 #include <panelctl/say.h>
 
-#include <panelkit/lparams/formatted_params.h>
-
-#include <algorithm>
-#include <string_view>
-
 namespace panelctl {
 
-using LPARAMS::Client::QcdSParam;
+using panelkit::SectionFailure;
+using Outcome = panelkit::TransactionResult::Outcome;
 
-bool isMadeByService(const Param& param) {
-    const auto* const secret = dynamic_cast<const QcdSParam*>(&param);
-    return secret && (secret->value.empty() || secret->value == "auto" || secret->value.front() == ':');
+SectionBody& ConfigDraft::section(const char* name) {
+    if (SectionBody* const body = transaction_.section(name)) return *body;
+    throw errorOf(transaction_.failure());
 }
+
+SectionValue ConfigDraft::at(const Place& place) {
+    const SectionBody& body = section(place.group->name);
+    return body[body.indexOf(place.param->key)];
+}
+
+std::vector<Change> ConfigDraft::changes() const {
+    if (const auto broken = transaction_.brokenConstraint()) throw errorOf(*broken);
+    return transaction_.changes();
+}
+
+// ---- errors
 
 namespace {
-
-std::unique_ptr<ParamGroup> makeGroup(std::string_view name) {
-    const auto all = panelkit::sections();
-    return std::find_if(all.begin(), all.end(), [&](const auto& section) { return section.name == name; })->make();
-}
-
-// The first parameter whose bytes differ; null when the bodies are one.
-const Param* firstDifference(const ParamGroup& group, const SectionBody& wanted, const SectionBody& found) {
-    for (std::size_t i = 0; i < group.params.size(); ++i) {
-        const bool same = wanted.bytesOf(i) == found.bytesOf(i) || isMadeByService(*group.params[i]);
-        if (!same) return group.params[i];
-    }
-    return nullptr;
-}
 
 std::string listed(const std::vector<std::string>& names) {
     std::string list;
@@ -42,109 +37,45 @@ std::string listed(const std::vector<std::string>& names) {
 
 } // namespace
 
-ConfigDraft::~ConfigDraft() {
-    for (const Section& section : sections_) {
-        wipeSecrets(*section.before);
-        wipeSecrets(*section.after);
+CommandError errorOf(const SectionFailure& failure) {
+    const std::string start = failure.section.empty() ? "" : failure.section + ": ";
+    switch (failure.why) {
+    case SectionFailure::Why::endsEarly: return {Exit::connectionLost, start + incompleteReplyText()};
+    case SectionFailure::Why::goesOn:
+        return {Exit::strangeService, say("section %s has more parameters than this panelctl knows; do "
+                                          "panelctl and the service have the same version?",
+                                          failure.section)};
+    case SectionFailure::Why::constraint: return {Exit::malformedValue, start + failure.text};
+    case SectionFailure::Why::otherValue:
+        return {Exit::refused, say("%s: the service accepted the value, but holds \"%s\"",
+                                   failure.section + '.' + failure.param->key, failure.text)};
+    case SectionFailure::Why::stopped: return interruptedError();
+    case SectionFailure::Why::command:
+    case SectionFailure::Why::nothing: break;
     }
+    const CommandError error = failureError(failure.command);
+    return {error.code, start + error.what()};
 }
 
-Place ConfigDraft::at(const Place& inCatalogue) {
-    const std::string_view name = inCatalogue.group->name;
-    auto place = std::lower_bound(sections_.begin(), sections_.end(), name, [](const Section& section, auto wanted) {
-        return section.after->name < wanted; // the catalogue is in alphabetical order
-    });
-    if (place == sections_.end() || place->after->name != name) {
-        Section section{makeGroup(name), makeGroup(name), {}};
-        SectionBody body = SectionBody::read(*section.before);
-        // The other group takes the same bytes; it is not read again, for the service may change meanwhile.
-        for (std::size_t i = 0; i < section.after->params.size(); ++i) {
-            CommandStreamIn in(body.bytesOf(i));
-            section.after->params[i]->load(in);
-        }
-        place = sections_.insert(place, {std::move(section.before), std::move(section.after), std::move(body)});
-    }
-    return {place->after.get(),
-            inCatalogue.param ? panelkit::findParam(*place->after, inCatalogue.param->key) : nullptr};
+void requireConstraints(const SectionBody& body) {
+    const std::string message = body.brokenConstraint();
+    if (message.empty()) return;
+    throw errorOf({.why = SectionFailure::Why::constraint, .section = body.section().name, .text = message});
 }
 
-bool ConfigDraft::Section::isChanged() const {
-    return !std::equal(before->params.begin(), before->params.end(), after->params.begin(),
-                       [](const Param* a, const Param* b) { return sameValue(*a, *b); });
-}
-
-std::vector<Change> ConfigDraft::changes() const {
-    std::vector<Change> changes;
-    for (const Section& section : sections_) {
-        if (!section.isChanged()) continue;
-        requireConstraints(*section.after);
-        for (std::size_t i = 0; i < section.after->params.size(); ++i) {
-            const Param& from = *section.before->params[i];
-            const Param& to = *section.after->params[i];
-            if (!sameValue(from, to)) changes.push_back({section.after.get(), &from, &to});
-        }
-    }
-    return changes;
-}
-
-// ---- writing
-
-void ConfigDraft::write() const {
+panelkit::TransactionResult ConfigDraft::write(panelkit::Commit commit) {
     const HeldInterruption interruption; // so that nobody's Ctrl-C leaves half of it
-    Sections begun;
-    try {
-        for (const Section& section : sections_) {
-            if (!section.isChanged()) continue;
-            HeldInterruption::check();
-            begun.push_back(&section);
-            writeOne(section);
-        }
-        HeldInterruption::check();
-    } catch (const CommandError& cause) {
-        restore(begun, cause);
-    }
-}
-
-// Writes, and reads back with a group of its own.
-void ConfigDraft::writeOne(const Section& section) {
-    const SectionBody wanted = section.wanted();
-    wanted.write(section.after->name);
-    const auto fresh = makeGroup(section.after->name);
-    const SectionBody found = SectionBody::read(*fresh);
-    const Param* const other = firstDifference(*section.after, wanted, found);
-    std::string holds = other ? shown(*fresh, *panelkit::findParam(*fresh, other->key), false) : "";
-    wipeSecrets(*fresh);
-    if (other) {
-        throw CommandError(Exit::refused, say("%s: the service accepted the value, but holds \"%s\"",
-                                              nameOf(*section.after, *other), holds));
-    }
-}
-
-// A write that failed may have been done all the same, so every section that was begun is looked at.
-void ConfigDraft::restore(const Sections& begun, const CommandError& cause) {
-    std::vector<std::string> restored, lost;
-    std::for_each(begun.rbegin(), begun.rend(), [&](const Section* section) {
-        const auto fresh = makeGroup(section->before->name);
-        try {
-            const bool isUntouched = SectionBody::read(*fresh) == section->body;
-            if (!isUntouched) {
-                section->body.write(section->before->name);
-                const SectionBody found = SectionBody::read(*fresh);
-                (firstDifference(*section->before, section->body, found) ? lost : restored)
-                    .emplace_back(section->before->name);
-            }
-        } catch (const CommandError&) {
-            lost.emplace_back(section->before->name);
-        }
-        wipeSecrets(*fresh);
-    });
+    panelkit::TransactionResult result = transaction_.apply(commit, [] { return !HeldInterruption::came(); });
+    if (result.isDone() || result.outcome == Outcome::notCommitted) return result;
+    const CommandError cause = errorOf(result.cause);
     const std::string why = cause.what();
-    if (!lost.empty()) {
-        throw CommandError(Exit::notRestored, say("%s; these sections could NOT be restored: %s", why, listed(lost)));
+    if (result.outcome == Outcome::notRestored) {
+        throw CommandError(Exit::notRestored,
+                           say("%s; these sections could NOT be restored: %s", why, listed(result.lost)));
     }
-    if (!restored.empty()) {
+    if (result.outcome == Outcome::restored) {
         throw CommandError(Exit::restored, say("%s; the sections that were already written have been restored: %s", why,
-                                               listed(restored)));
+                                               listed(result.restored)));
     }
     throw CommandError(cause.code, say("%s; nothing was changed", why));
 }

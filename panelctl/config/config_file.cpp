@@ -2,129 +2,180 @@
 #include <panelctl/config/config_file.h>
 
 #include <panelctl/config/config_json.h>
-#include <panelctl/config/json_file.h>
 #include <panelctl/display_width.h>
 #include <panelctl/output.h>
 #include <panelctl/say.h>
+#include <panelctl/terminal.h>
+
+#include <platform/json/json.h>
+#include <platform/system/utf8_character.h>
+#include <platform/system/wipe.h>
 
 #include <nlohmann/json.hpp>
 
 namespace panelctl {
 
 using nlohmann::ordered_json;
+namespace json = platform::json;
 
 namespace {
 
-constexpr int version = 1;
+constexpr std::uint32_t version = 1;
+
+// ---- the file's text
+
+constexpr int standardInput = 0;
+constexpr std::size_t largestFile = std::size_t{4} << 20;
+
+// Appends, and leaves no copies of secrets in freed memory.
+void append(std::string& text, char c) {
+    if (text.size() == text.capacity()) {
+        std::string larger;
+        larger.reserve(2 * text.size() + 65536);
+        larger = text;
+        platform::wipe(text);
+        text.swap(larger);
+    }
+    text += c;
+}
+
+std::string readAll(int descriptor, const std::string& name) {
+    std::string text;
+    for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
+        if (text.size() == largestFile) {
+            platform::wipe(text);
+            throw CommandError(Exit::tooLarge, say("%s is larger than %d bytes", name, largestFile));
+        }
+        append(text, static_cast<char>(byte));
+    }
+    return text;
+}
+
+std::string readWholeFile(const std::string& path, const std::string& name) {
+    if (path == "-") return readAll(standardInput, name);
+    const OpenedFile file(path);
+    return readAll(file.descriptor(), name);
+}
+
 // ---- from JSON to the draft
 
-// Goes on behind a fault, so that a file is mended in one go.
+// Continues after an error, so that people see all errors of a file at once.
 class FileReader {
 public:
-    FileReader(const JsonFile& file, ConfigDraft& draft) : file_(file), draft_(draft) {}
+    FileReader(std::string name, ConfigDraft& draft) : name_(std::move(name)), draft_(draft) {}
 
-    void read() {
-        const ordered_json& content = file_.content();
-        if (!content.is_object()) {
+    void read(const json::Value& content) {
+        if (content.kind != json::Kind::object) {
             throw CommandError(Exit::badInput,
-                               file_.at() + say("a configuration must be an object: {\"SECTION\": {\"KEY\": value}}"));
+                               name_ + ": " +
+                                   say("a configuration must be an object: {\"SECTION\": {\"KEY\": value}}"));
         }
-        for (const auto& [name, value] : content.items()) {
-            if (name == "schema") {
-                requireVersion(value);
-            } else if (name != "$schema") {
-                readSection(name, value);
+        for (const json::Member& member : content.members) {
+            if (member.name == "schema") {
+                requireVersion(member);
+            } else if (member.name != "$schema") {
+                readSection(member);
             }
         }
-        failOnFaults();
+        failOnErrors();
     }
 
 private:
-    void requireVersion(const ordered_json& value) const {
-        if (value == version) return;
-        throw CommandError(Exit::badInput, file_.at("schema") +
-                                               say("schema %s is unknown; this panelctl reads schema 1", value.dump()));
+    void requireVersion(const json::Member& schema) const {
+        if (schema.value.number<std::uint32_t>() == version) return;
+        throw CommandError(Exit::badInput, at(schema) + say("schema %s is unknown; this panelctl reads schema 1",
+                                                            json::print(schema.value)));
     }
 
-    void readSection(const std::string& name, const ordered_json& keys) {
+    void readSection(const json::Member& member) {
+        const std::string name(member.name);
         const Place section = catalogue().find(name, "");
-        if (!section.group || name != section.group->name) return note(name, noSuchSection(name));
-        if (!keys.is_object()) {
-            return note(name, {Exit::badInput, say("section %s is not an object: {\"KEY\": value}", name)});
+        if (!section.group || name != section.group->name) return note(member, noSuchSection(name));
+        if (member.value.kind != json::Kind::object) {
+            return note(member, {Exit::badInput, say("section %s is not an object: {\"KEY\": value}", name)});
         }
-        ParamGroup& group = *draft_.at(section).group;
-        for (const auto& [key, value] : keys.items()) readParameter(group, key, value);
+        SectionBody& body = draft_.section(section.group->name);
+        for (const json::Member& parameter : member.value.members) readParameter(body, parameter);
         try {
-            requireConstraints(group);
+            requireConstraints(body);
         } catch (const CommandError& error) {
-            note(name, error);
+            note(member, error);
         }
     }
 
-    void readParameter(ParamGroup& group, const std::string& key, const ordered_json& value) {
-        const std::string path = std::string(group.name) + '.' + key;
-        Param* const param = panelkit::findParam(group, key);
-        if (!param || key != param->key) return note(path, noSuchKey(group, key));
+    void readParameter(SectionBody& body, const json::Member& member) {
+        const std::size_t index = body.indexOf(member.name);
+        if (index == body.size() || member.name != body[index].param->key) {
+            return note(member, noSuchKey(body.section(), std::string(member.name)));
+        }
         try {
-            setFromJson(group, *param, value);
+            setFromJson(body, index, member.value);
         } catch (const CommandError& error) {
-            note(path, error);
+            note(member, error);
         }
     }
 
-    void note(const std::string& path, const CommandError& error) {
-        faults_.emplace_back(error.code, file_.at(path) + error.what());
+    // "file:3: "
+    std::string at(const json::Member& member) const { return name_ + ':' + std::to_string(member.line) + ": "; }
+    void note(const json::Member& member, const CommandError& error) {
+        errors_.emplace_back(error.code, at(member) + error.what());
     }
 
-    void failOnFaults() const {
-        if (faults_.empty()) return;
-        if (faults_.size() == 1) throw CommandError(faults_[0]);
-        for (const CommandError& fault : faults_) printNote(escaped(fault.what()));
+    void failOnErrors() const {
+        if (errors_.empty()) return;
+        if (errors_.size() == 1) throw CommandError(errors_[0]);
+        for (const CommandError& error : errors_) printNote(escaped(error.what()));
         throw CommandError(Exit::badInput,
-                           file_.at() + sayPlural("%d error; nothing was changed", "%d errors; nothing was changed",
-                                                  faults_.size(), faults_.size()));
+                           name_ + ": " +
+                               sayPlural("%d error; nothing was changed", "%d errors; nothing was changed",
+                                         errors_.size(), errors_.size()));
     }
 
-    const JsonFile& file_;
+    const std::string name_;
     ConfigDraft& draft_;
-    std::vector<CommandError> faults_;
+    std::vector<CommandError> errors_;
 };
+
+CommandError unreadable(const std::string& name, const json::Error& error) {
+    const std::string line = name + ':' + std::to_string(error.line);
+    switch (error.why) {
+    case json::Error::Why::nameTwice: return {Exit::badInput, line + ": " + say("duplicate key \"%s\"", error.path)};
+    case json::Error::Why::tooDeep:
+        return {Exit::badInput, line + ": " + say("objects and lists are nested more than %d deep", json::deepest)};
+    case json::Error::Why::malformed: break;
+    }
+    return {Exit::badInput, say("%s: not valid JSON", line + ':' + std::to_string(error.column))};
+}
 
 } // namespace
 
 void readConfigFile(const std::string& path, ConfigDraft& draft) {
-    const JsonFile file(path);
-    FileReader(file, draft).read();
+    const std::string name = path == "-" ? say("standard input") : path;
+    std::string content = readWholeFile(path, name);
+    const platform::WipeOnExit wiped(content);
+    try {
+        const json::Document document(content);
+        FileReader(name, draft).read(document.root());
+    } catch (const json::Error& error) {
+        throw unreadable(name, error);
+    }
 }
 
 // ---- from the service to a file
 
-namespace {
-
-bool isCarried(const ordered_json& value) {
-    try {
-        return !value.dump().empty();
-    } catch (const ordered_json::type_error&) { // text that is no UTF-8
-        return false;
-    }
-}
-
-} // namespace
-
-ordered_json configToJson(const std::vector<Place>& places, bool reveal, LeftOut& leftOut) {
+ordered_json configToJson(const std::vector<SectionValue>& values, bool reveal, LeftOut& leftOut) {
     ordered_json file{{"schema", version}};
     const auto leave = [](std::string& list, const std::string& name) { list += (list.empty() ? "" : ", ") + name; };
-    for (const auto& [group, param] : places) {
-        const bool isHidden = panelkit::isSecret(group->name, param->key) && !reveal;
-        const std::string masked = shown(*group, *param, reveal);
-        if (isHidden && masked.empty()) continue; // applied elsewhere, it would clear the secret there
-        const ordered_json value = valueToJson(*group, *param, reveal);
-        if (isHidden && masked == secretMask) {
-            leave(leftOut.secrets, nameOf(*group, *param));
-        } else if (!isCarried(value)) {
-            leave(leftOut.texts, nameOf(*group, *param));
+    for (const SectionValue& value : values) {
+        const bool isHidden = value.isSecret() && !reveal;
+        const std::string text = shown(value, reveal);
+        if (isHidden && text.empty()) continue; // applied elsewhere, it would clear the secret there
+        if (isHidden && text == secretMask) {
+            leave(leftOut.secrets, nameOf(value));
+        } else if (!platform::isValidUtf8(text)) {
+            leave(leftOut.texts, nameOf(value));
         } else {
-            file[group->name][param->key] = value;
+            file[value.section->name][value.param->key] = valueToJson(value, reveal);
         }
     }
     return file;

@@ -8,7 +8,8 @@
 //   gateways   [{"GATE_ADDRESS": "gw1", "CERT_SUBJECT": "", "DST_SELECTOR": "10.0.0.0/8"}]
 //   others     strings, as they are typed
 //
-// Display texts appear nowhere: what is stored does not depend on a language.
+// The library reads and prints them (panelkit/lparams/param_kind.h). Display texts appear nowhere: what is stored does
+// not depend on a language.
 #pragma once
 
 #include <panelctl/config/config_draft.h>
@@ -21,13 +22,13 @@
 namespace panelctl {
 
 // The value, masked when it is a secret and not revealed.
-nlohmann::ordered_json valueToJson(const ParamGroup& group, const Param& param, bool reveal);
+nlohmann::ordered_json valueToJson(const SectionValue& value, bool reveal);
 
 // Sets the value. Throws CommandError, with the value as it was.
-void setFromJson(ParamGroup& group, Param& param, const nlohmann::ordered_json& value);
+void setFromJson(SectionBody& body, std::size_t index, const platform::json::Value& json);
 
 // A parameter with its value, for listings.
-nlohmann::ordered_json parameterToJson(const ParamGroup& group, const Param& param, bool reveal);
+nlohmann::ordered_json parameterToJson(const SectionValue& value, bool reveal);
 
 // Adds what is fixed about a parameter: its help, and what is legal.
 void describeInJson(nlohmann::ordered_json& record, const Param& param);

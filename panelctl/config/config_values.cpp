@@ -4,22 +4,10 @@
 #include <panelctl/nearest.h>
 #include <panelctl/say.h>
 
-#include <panelkit/lparams/param_visit.h>
-#include <platform/system/wipe.h>
-
-#include <optional>
-
 namespace panelctl {
 
-using namespace LPARAMS::Client;
-using panelkit::Overloaded;
 using panelkit::ParamError;
-using panelkit::TextForm;
-
-const panelkit::AllGroups& catalogue() {
-    static const panelkit::AllGroups groups;
-    return groups;
-}
+using panelkit::ValueForm;
 
 std::string nameOf(const ParamGroup& group, const Param& param) { return std::string(group.name) + '.' + param.key; }
 
@@ -96,83 +84,38 @@ std::vector<Place> findParameters(const std::vector<std::string>& names) {
 
 // ---- values
 
-std::string shown(const ParamGroup& group, const Param& param, bool reveal) {
-    return reveal ? panelkit::printParam(param) : panelkit::showParam(group, param);
-}
-
-bool sameValue(const Param& a, const Param& b) {
-    return panelkit::printParam(a, TextForm::stored) == panelkit::printParam(b, TextForm::stored);
-}
+std::string shown(const SectionValue& value, bool reveal) { return reveal ? value.print() : value.show(); }
 
 namespace {
 
-// What the group's constraints say of a text that is no value of the parameter. They tell more than a list of what is
-// legal.
-std::string constraintAgainst(const ParamGroup& group, Param& param, const std::string& text) {
-    auto* const plain = dynamic_cast<StStParam*>(&param);
-    if (!plain) return {};
-    const std::string before = plain->value;
-    plain->value = text;
-    std::string message;
-    for (const Constraint* constraint : group.constraints) {
-        if (constraint->violated()) message = constraint->message;
-    }
-    plain->value = before;
-    return message;
-}
-
 Exit exitForIllegal(const Param& param) {
-    return panelkit::visitParam(param, Overloaded{
-                                           [](const PortParam&) { return Exit::outOfBounds; },
-                                           [](const UIntParam&) { return Exit::outOfBounds; },
-                                           [](const BoolParam&) { return Exit::unknownChoice; },
-                                           [](const EnumParam&) { return Exit::unknownChoice; },
-                                           [](const Param&) { return Exit::malformedValue; },
-                                       });
-}
-
-CommandError illegal(const ParamGroup& group, const Param& param, const ParamError& error,
-                     const std::string& constraint) {
-    const std::string name = nameOf(group, param);
-    if (!constraint.empty()) {
-        return {Exit::malformedValue, say("%s: \"%s\" is not legal: %s", name, error.text, constraint)};
+    switch (panelkit::kindOf(param).form) {
+    case ValueForm::number: return Exit::outOfBounds;
+    case ValueForm::flag:
+    case ValueForm::choice: return Exit::unknownChoice;
+    default: return Exit::malformedValue;
     }
-    return {exitForIllegal(param),
-            withNearest(say("%s: \"%s\" is not legal; legal: %s", name, error.text, error.legal), error.nearest)};
 }
 
 } // namespace
 
-void setFromText(ParamGroup& group, Param& param, const std::string& text, TextForm form) {
-    if (text == secretMask && panelkit::isSecret(group.name, param.key)) {
-        throw CommandError(Exit::malformedValue, say("%s: \"***\" is shown in place of a secret and can't be its value",
-                                                     nameOf(group, param)));
+CommandError illegal(const SectionValue& value, const ParamError& error) {
+    const std::string name = nameOf(value);
+    if (!error.constraint.empty()) {
+        return {Exit::malformedValue, say("%s: \"%s\" is not legal: %s", name, error.text, error.constraint)};
     }
-    if (const auto error = panelkit::parseParam(group, param, text, form)) {
-        throw illegal(group, param, *error, constraintAgainst(group, param, text));
-    }
+    return {exitForIllegal(*value.param),
+            withNearest(say("%s: \"%s\" is not legal; legal: %s", name, error.text, error.legal), error.nearest)};
 }
 
-void requireConstraints(const ParamGroup& group) {
-    for (const Constraint* constraint : group.constraints) {
-        if (constraint->violated()) {
-            throw CommandError(Exit::malformedValue, std::string(group.name) + ": " + constraint->message);
-        }
-    }
+CommandError maskGiven(const SectionValue& value) {
+    return {Exit::malformedValue,
+            say("%s: \"***\" is shown in place of a secret and can't be its value", nameOf(value))};
 }
 
-void wipeSecrets(ParamGroup& group) {
-    for (Param* param : group.params) {
-        if (!panelkit::isSecret(group.name, param->key)) continue;
-        panelkit::visitParam(*param, Overloaded{
-                                         [](StStParam& plain) { platform::wipe(plain.value); },
-                                         [](QcdSParam& secret) {
-                                             platform::wipe(secret.value);
-                                             platform::wipe(secret.history);
-                                         },
-                                         [](Param&) {},
-                                     });
-    }
+void setFromText(SectionBody& body, std::size_t index, const std::string& text) {
+    if (text == secretMask && body[index].isSecret()) throw maskGiven(body[index]);
+    if (const auto error = body.enterText(index, text)) throw illegal(body[index], *error);
 }
 
 } // namespace panelctl

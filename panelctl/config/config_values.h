@@ -6,7 +6,7 @@
 
 #include <panelctl/exit_codes.h>
 
-#include <panelkit/lparams/param_text.h>
+#include <panelkit/lparams/section_body.h>
 #include <panelkit/lparams/sections.h>
 
 #include <string>
@@ -16,21 +16,20 @@ namespace panelctl {
 
 using LPARAMS::Client::Param;
 using LPARAMS::Client::ParamGroup;
+using panelkit::catalogue;
 using panelkit::Place;
-
-// What is printed instead of a secret.
-inline constexpr const char* secretMask = "***";
-
-// Every section with its defaults, for names and for comparison.
-const panelkit::AllGroups& catalogue();
+using panelkit::secretMask;
+using panelkit::SectionBody;
+using panelkit::SectionValue;
 
 // "IKE.EXCHANGE_TIMEOUT"
 std::string nameOf(const ParamGroup& group, const Param& param);
+inline std::string nameOf(const SectionValue& value) { return nameOf(*value.section, *value.param); }
 
 // The parameter "SECTION.KEY" of the catalogue. Throws CommandError.
 Place findParameter(const std::string& name);
 
-// The parameters of the catalogue that names of sections and parameters stand for; all without a name. Throws
+// The parameters of the catalogue that are named, by section or one by one; all of them without a name. Throws
 // CommandError.
 std::vector<Place> findParameters(const std::vector<std::string>& names);
 
@@ -39,18 +38,15 @@ CommandError noSuchSection(const std::string& section);
 CommandError noSuchKey(const ParamGroup& group, const std::string& key);
 
 // The value as text: a secret is masked unless it is revealed.
-std::string shown(const ParamGroup& group, const Param& param, bool reveal);
-
-// Whether two parameters of one place hold the same value.
-bool sameValue(const Param& a, const Param& b);
+std::string shown(const SectionValue& value, bool reveal);
 
 // Sets the value. Throws CommandError, with the value as it was, when the text is not legal.
-void setFromText(ParamGroup& group, Param& param, const std::string& text, panelkit::TextForm form);
+void setFromText(SectionBody& body, std::size_t index, const std::string& text);
 
-// Throws CommandError when the values of a group do not go together.
-void requireConstraints(const ParamGroup& group);
+// The error for a value that is not legal.
+CommandError illegal(const SectionValue& value, const panelkit::ParamError& error);
 
-// Overwrites the secrets that the group holds.
-void wipeSecrets(ParamGroup& group);
+// The error when the mask is given as the value of a secret.
+CommandError maskGiven(const SectionValue& value);
 
 } // namespace panelctl

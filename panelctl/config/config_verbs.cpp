@@ -7,8 +7,6 @@
 #include <panelctl/output.h>
 #include <panelctl/verbs.h>
 
-#include <panelkit/lparams/param_visit.h>
-
 #include <nlohmann/json.hpp>
 
 #include <optional>
@@ -21,15 +19,17 @@ namespace {
 
 void addReveal(CLI::App& verb, bool& reveal) { verb.add_flag("--reveal", reveal, say("Show secrets")); }
 
-const Param& standardOf(const ParamGroup& group, const Param& param) {
-    return *catalogue().find(group.name, param.key).param;
+// The named parameters, or all, as the service holds them.
+std::vector<SectionValue> readValues(ConfigDraft& draft, const std::vector<std::string>& names) {
+    std::vector<SectionValue> values;
+    for (const Place& place : findParameters(names)) values.push_back(draft.at(place));
+    return values;
 }
 
-// The named parameters, or all, as the service holds them.
-std::vector<Place> readPlaces(ConfigDraft& draft, const std::vector<std::string>& names) {
-    std::vector<Place> places;
-    for (const Place& place : findParameters(names)) places.push_back(draft.at(place));
-    return places;
+ordered_json listToJson(const std::vector<SectionValue>& values, bool reveal) {
+    auto list = ordered_json::array();
+    for (const SectionValue& value : values) list.push_back(parameterToJson(value, reveal));
+    return list;
 }
 
 struct ConfigList {
@@ -42,18 +42,13 @@ struct ConfigList {
     }
     void run(const Context& context) const {
         ConfigDraft draft;
-        const std::vector<Place> places = readPlaces(draft, names);
-        if (context.json) {
-            auto list = ordered_json::array();
-            for (const Place& place : places) list.push_back(parameterToJson(*place.group, *place.param, reveal));
-            return printJson(list);
-        }
+        const std::vector<SectionValue> values = readValues(draft, names);
+        if (context.json) return printJson(listToJson(values, reveal));
         Table table({say("NAME"), say("VALUE"), say("MEANING")});
-        for (const auto& [group, param] : places) {
-            const bool isDefault = sameValue(*param, standardOf(*group, *param));
-            table.add({{nameOf(*group, *param)},
-                       {shown(*group, *param, reveal), isDefault ? Mood::plain : Mood::good},
-                       {param->label, Mood::faint}});
+        for (const SectionValue& value : values) {
+            table.add({{nameOf(value)},
+                       {shown(value, reveal), value.isDefault() ? Mood::plain : Mood::good},
+                       {value.param->label, Mood::faint}});
         }
         table.print();
     }
@@ -69,9 +64,9 @@ struct ConfigGet {
     }
     void run(const Context& context) const {
         ConfigDraft draft;
-        const auto [group, param] = draft.at(findParameter(name));
-        if (context.json) return printJson(parameterToJson(*group, *param, reveal));
-        printLine(escaped(shown(*group, *param, reveal)));
+        const SectionValue value = draft.at(findParameter(name));
+        if (context.json) return printJson(parameterToJson(value, reveal));
+        printLine(escaped(shown(value, reveal)));
     }
 };
 
@@ -87,9 +82,9 @@ struct ConfigDiff {
     }
     void run(const Context& context) const {
         ConfigDraft draft;
-        std::vector<Place> differing;
-        for (const Place& place : readPlaces(draft, names)) {
-            if (!sameValue(*place.param, standardOf(*place.group, *place.param))) differing.push_back(place);
+        std::vector<SectionValue> differing;
+        for (const SectionValue& value : readValues(draft, names)) {
+            if (!value.isDefault()) differing.push_back(value);
         }
         print(differing, context);
         if (check && !differing.empty()) {
@@ -100,18 +95,12 @@ struct ConfigDiff {
     }
 
 private:
-    void print(const std::vector<Place>& differing, const Context& context) const {
-        if (context.json) {
-            auto list = ordered_json::array();
-            for (const auto& [group, param] : differing) list.push_back(parameterToJson(*group, *param, reveal));
-            return printJson(list);
-        }
+    void print(const std::vector<SectionValue>& differing, const Context& context) const {
+        if (context.json) return printJson(listToJson(differing, reveal));
         if (differing.empty()) return printNote(say("Everything has its default value."));
         Table table({say("NAME"), say("DEFAULT"), say("NOW")});
-        for (const auto& [group, param] : differing) {
-            table.add({{nameOf(*group, *param)},
-                       {panelkit::printDefault(*param)},
-                       {shown(*group, *param, reveal), Mood::good}});
+        for (const SectionValue& value : differing) {
+            table.add({{nameOf(value)}, {panelkit::printDefault(*value.param)}, {shown(value, reveal), Mood::good}});
         }
         table.print();
     }
@@ -128,7 +117,7 @@ struct ConfigExport {
     void run(const Context&) const {
         ConfigDraft draft;
         LeftOut leftOut;
-        printJson(configToJson(readPlaces(draft, names), reveal, leftOut));
+        printJson(configToJson(readValues(draft, names), reveal, leftOut));
         if (!leftOut.secrets.empty()) printNote(say("Left out: %s (--reveal exports secrets).", leftOut.secrets));
         if (!leftOut.texts.empty()) {
             printNote(say("Left out: %s (text that is not UTF-8, which JSON can't hold).", leftOut.texts));
@@ -160,62 +149,64 @@ struct ConfigDescribe {
 
     // Everything but the value is known without the service too.
     void run(const Context& context) const {
-        const Place standard = findParameter(name);
+        const Place place = findParameter(name);
+        const SectionBody standard = SectionBody::defaultsOf(*place.group);
         ConfigDraft draft;
         std::string problem;
-        const Place place = inService(draft, standard, problem);
+        const SectionValue value = inService(draft, place, standard, problem);
         const bool isRead = problem.empty();
         if (context.json) {
-            ordered_json record = parameterToJson(*place.group, *place.param, reveal);
+            ordered_json record = parameterToJson(value, reveal);
             if (!isRead) {
                 printNote(escaped(problem));
                 record["value"] = record["text"] = record["isDefault"] = nullptr;
             }
-            describeInJson(record, *place.param);
+            describeInJson(record, *value.param);
             return printJson(record);
         }
-        const std::string value = shown(*place.group, *place.param, reveal);
-        print(place, isRead ? value : '(' + problem + ')', isRead);
+        print(value, isRead ? shown(value, reveal) : '(' + problem + ')', isRead);
     }
 
 private:
-    // The parameter as the service has it; with a problem, the library's own.
-    static Place inService(ConfigDraft& draft, const Place& standard, std::string& problem) {
+    // The value as the service has it; with a problem, the default.
+    static SectionValue inService(ConfigDraft& draft, const Place& place, const SectionBody& standard,
+                                  std::string& problem) {
         try {
-            return draft.at(standard);
+            return draft.at(place);
         } catch (const CommandError& error) {
             problem = error.what();
-            return standard;
+            return standard[standard.indexOf(place.param->key)];
         }
     }
 
-    static void print(const Place& place, const std::string& value, bool isRead) {
-        const Param& param = *place.param;
-        printLine(nameOf(*place.group, param));
+    static void print(const SectionValue& value, const std::string& text, bool isRead) {
+        const Param& param = *value.param;
+        printLine(nameOf(value));
         printField(say("label"), param.label);
-        if (*param.help && &param.help != &param.label) printField(say("help"), helpOf(param, isRead));
-        printField(say("value"), value);
+        if (*param.help && &param.help != &param.label) printField(say("help"), helpOf(value, isRead));
+        printField(say("value"), text);
         printField(say("default"), panelkit::printDefault(param));
-        if (const auto* choice = dynamic_cast<const LPARAMS::Client::EnumParam*>(&param)) return printChoices(*choice);
+        if (panelkit::kindOf(param).form == panelkit::ValueForm::choice) return printChoices(value);
         printField(say("legal"), panelkit::legalValues(param));
     }
 
     // Of a help with a half for each state, the half of the present state; both when that is not known.
-    static std::string helpOf(const Param& param, bool isRead) {
+    static std::string helpOf(const SectionValue& value, bool isRead) {
         using LPARAMS::Client::BoolParam;
-        std::string help = param.help;
-        const auto* flag = dynamic_cast<const BoolParam*>(&param);
+        std::string help = value.param->help;
+        const bool isFlag = panelkit::kindOf(*value.param).form == panelkit::ValueForm::flag;
         const std::string marker = BoolParam::HelpMarker();
-        const std::size_t at = flag ? help.find(marker) : std::string::npos;
+        const std::size_t at = isFlag ? help.find(marker) : std::string::npos;
         if (at == std::string::npos) return help;
         if (!isRead) return help.substr(0, at) + BoolParam::HelpMarkerReplaceBy() + help.substr(at + marker.size());
-        return flag->value ? help.substr(0, at) : help.substr(at + marker.size());
+        return value.get<bool>() ? help.substr(0, at) : help.substr(at + marker.size());
     }
 
-    static void printChoices(const LPARAMS::Client::EnumParam& choice) {
+    static void printChoices(const SectionValue& value) {
+        const auto chosen = value.get<std::int32_t>();
         Table table({say("CHOICE"), say("NUMBER"), say("SYMBOLIC NAME")});
-        for (const LPARAMS::Variant* row = choice.variants; row->text; ++row) {
-            const Mood mood = row->value == choice.value ? Mood::good : Mood::plain;
+        for (const auto* row = panelkit::kindOf(*value.param).choices(*value.param); row->text; ++row) {
+            const Mood mood = row->value == chosen ? Mood::good : Mood::plain;
             table.add({{*row->text, mood}, {'=' + std::to_string(row->value)}, {row->name ? row->name : ""}});
         }
         table.print();
