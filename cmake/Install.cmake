@@ -35,7 +35,6 @@ set(internal_headers
     loc/text_table
     lparams/kinds/kind_row
     lparams/nearest
-    lparams/value_text
     lsp/policy_lock
     lsp/policy_text
     notifications/command_listener

@@ -4,8 +4,7 @@
 #include <tools/documents/documents.h>
 
 #include <panelkit/format/ascii_case.h>
-#include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/param_visit.h>
+#include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections.h>
 
 #include <algorithm>
@@ -17,7 +16,6 @@ namespace {
 
 using namespace LPARAMS::Client;
 using LPARAMS::Variant;
-using panelkit::Overloaded;
 
 constexpr const char* introduction = R"(# Parameters
 
@@ -43,30 +41,15 @@ std::string cell(std::string_view text) {
 
 std::string code(const std::string& text) { return text.empty() ? "" : '`' + text + '`'; }
 
-const char* kindOf(const Param& param) {
-    return visitParam(param, Overloaded{
-                                 [](const BoolParam&) { return "flag"; },
-                                 [](const PortParam&) { return "port"; },
-                                 [](const UIntParam&) { return "number"; },
-                                 [](const AddrParam&) { return "address"; },
-                                 [](const EnumParam&) { return "choice"; },
-                                 [](const CPUsParam&) { return "processors"; },
-                                 [](const QcdSParam&) { return "QCD secret"; },
-                                 [](const TimeParam&) { return "time of day"; },
-                                 [](const ParamVector<LSP_GATE>&) { return "gateways"; },
-                                 [](const StStParam&) { return "text"; },
-                             });
-}
-
 const char* tableName(const Variant* rows) {
     const auto tables = panelkit::variantTables();
     return std::find_if(tables.begin(), tables.end(), [&](const auto& table) { return table.rows == rows; })->name;
 }
 
 std::string legal(const Param& param) {
-    const auto* choice = dynamic_cast<const EnumParam*>(&param);
-    if (!choice) return cell(panelkit::legalValues(param));
-    const std::string name = tableName(choice->variants);
+    const Variant* const choices = panelkit::kindOf(param).choices(param);
+    if (!choices) return cell(panelkit::legalValues(param));
+    const std::string name = tableName(choices);
     std::string anchor = name; // headings are linked to in lower case
     std::transform(anchor.begin(), anchor.end(), anchor.begin(), panelkit::asciiLower);
     return '[' + code(name) + "](#" + anchor + ')';
@@ -74,8 +57,8 @@ std::string legal(const Param& param) {
 
 std::string row(const ParamGroup& group, const Param& param) {
     const bool secret = panelkit::isSecret(group.name, param.key);
-    return "| `" + std::string(param.key) + "` | " + kindOf(param) + (secret ? ", *secret*" : "") + " | " +
-           code(panelkit::printDefault(param)) + " | " + legal(param) + " | " + cell(param.label) + " | " +
+    return "| `" + std::string(param.key) + "` | " + panelkit::kindOf(param).name + (secret ? ", *secret*" : "") +
+           " | " + code(panelkit::printDefault(param)) + " | " + legal(param) + " | " + cell(param.label) + " | " +
            (&param.label == &param.help ? "" : cell(param.help)) + " |\n";
 }
 
@@ -102,7 +85,7 @@ std::string variants(const panelkit::VariantTable& table) {
 
 std::string parameterReference() {
     std::string text = introduction;
-    for (const auto& group : panelkit::AllGroups()) text += section(*group);
+    for (const auto& group : panelkit::catalogue()) text += section(*group);
     text += "\n## Choices\n";
     for (const panelkit::VariantTable& table : panelkit::variantTables()) text += variants(table);
     return text;

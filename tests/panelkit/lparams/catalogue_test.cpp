@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The whole catalogue of sections and variant tables, as the library has it, against a text that people review.
-#include <panelkit/lparams/param_visit.h>
+#include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections.h>
 #include <platform/system/files.h>
 
@@ -13,7 +13,6 @@
 
 using namespace LPARAMS::Client;
 using LPARAMS::Variant;
-using panelkit::Overloaded;
 
 namespace {
 
@@ -51,20 +50,16 @@ std::string number(const auto& param) {
 }
 
 std::string defaultOf(const Param& param) {
-    return visitParam(param, Overloaded{
-                                 [](const BoolParam& flag) { return std::string(flag.defValue ? "true" : "false"); },
-                                 [](const PortParam& port) { return number(port); },
-                                 [](const UIntParam& count) { return number(count); },
-                                 [](const EnumParam& choice) {
-                                     return std::to_string(choice.defValue) + " | " + tableName(choice.variants);
-                                 },
-                                 [](const StStParam& text) { return inQuotes(text.defValue); },
-                                 [](const QcdSParam& secret) { return inQuotes(secret.defValue); },
-                                 [](const TimeParam& time) { return std::to_string(time.defValue); },
-                                 [](const ParamVector<LSP_GATE>& gates) {
-                                     return std::string(gates.items.empty() ? "no elements" : "elements");
-                                 },
-                             });
+    if (const auto* flag = dynamic_cast<const BoolParam*>(&param)) return flag->defValue ? "true" : "false";
+    if (const auto* port = dynamic_cast<const PortParam*>(&param)) return number(*port);
+    if (const auto* count = dynamic_cast<const UIntParam*>(&param)) return number(*count);
+    if (const auto* text = dynamic_cast<const StStParam*>(&param)) return inQuotes(text->defValue);
+    if (const auto* secret = dynamic_cast<const QcdSParam*>(&param)) return inQuotes(secret->defValue);
+    if (const auto* time = dynamic_cast<const TimeParam*>(&param)) return std::to_string(time->defValue);
+    if (const auto* choice = dynamic_cast<const EnumParam*>(&param)) {
+        return std::to_string(choice->defValue) + " | " + tableName(choice->variants);
+    }
+    return dynamic_cast<const ParamVector<LSP_GATE>&>(param).items.empty() ? "no elements" : "elements";
 }
 
 std::string printGroup(const ParamGroup& group) {
@@ -108,10 +103,8 @@ TEST(TheCatalogue, IsMadeOfGroupsThatHoldTheirDefaults) {
         EXPECT_EQ(group->snapshot, "");
         EXPECT_TRUE(group->others.empty());
         for (const Param* param : group->params) {
-            const bool isDefault =
-                visitParam(*param, Overloaded{[](const ParamVector<LSP_GATE>& gates) { return gates.items.empty(); },
-                                              [](const auto& simple) { return simple.value == simple.defValue; }});
-            EXPECT_TRUE(isDefault) << section.name << ' ' << param->key;
+            const panelkit::ParamKind& kind = panelkit::kindOf(*param);
+            EXPECT_EQ(kind.valueOf(*param), kind.defaultOf(*param)) << section.name << ' ' << param->key;
         }
     }
 }
