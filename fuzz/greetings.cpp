@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Hellos, welcomes and refusals of any bytes: what is understood is written as it was read.
-#include <platform/bridge/hello.h>
+// Hellos, welcomes, refusals and remarks of any bytes: what is understood is written as it was read.
+#include <platform/bridge/frame.h>
+#include <platform/bridge/messages.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -22,5 +23,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(bytes, bridge::decodeHello);
     check(bytes, bridge::decodeWelcome);
     check(bytes, bridge::decodeRefusal);
+    check(bytes, bridge::decodeRemarks);
+    if (const auto remarks = bridge::decodeRemarks(bytes)) {
+        if (encode(bridge::fitted(*remarks)).size() > bridge::remarksLimit) std::abort();
+        Loc::fill(bridge::phrasesOf(*remarks)); // whatever the wordings are
+    }
     return 0;
 }

@@ -2,8 +2,8 @@
 #include <testing/scripted_service.h>
 
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
 #include <platform/bridge/listener.h>
+#include <platform/bridge/messages.h>
 
 #include <condition_variable>
 #include <list>
@@ -47,7 +47,7 @@ struct ScriptedService::State {
     void acceptAll();
     void serve(bridge::Channel& channel);
     std::optional<bridge::Hello> greetClient(bridge::Channel& channel, bridge::FrameReader& reader);
-    void welcomeClient(bridge::Channel& channel);
+    void welcomeClient(bridge::Channel& channel, const bridge::Hello& hello);
     void serveReceiver(bridge::Channel& channel, bridge::FrameReader& reader);
     bool takeAnswer(bridge::FrameReader& reader);
     bool serveRequest(bridge::Channel& channel, bridge::FrameReader& reader, const std::string& session);
@@ -94,12 +94,12 @@ std::optional<bridge::Hello> ScriptedService::State::greetClient(bridge::Channel
         const std::scoped_lock lock(mutex);
         opened.push_back(hello->name);
     }
-    welcomeClient(channel);
+    welcomeClient(channel, *hello);
     return hello;
 }
 
 // As the test's greeting says.
-void ScriptedService::State::welcomeClient(bridge::Channel& channel) {
+void ScriptedService::State::welcomeClient(bridge::Channel& channel, const bridge::Hello& hello) {
     Greeting how;
     {
         const std::scoped_lock lock(mutex);
@@ -110,8 +110,10 @@ void ScriptedService::State::welcomeClient(bridge::Channel& channel) {
         channel.write(how.raw, {}, patience);
         return;
     }
-    const bridge::Welcome welcome{how.version, static_cast<bridge::Verdict>(how.verdict), how.frameLimit,
-                                  "scripted service", how.text};
+    bridge::Welcome welcome{
+        how.version, static_cast<bridge::Verdict>(how.verdict), how.frameLimit, "scripted service", how.text, how.why};
+    const bool understood = how.version > 1 || hello.version == 1; // the first version knew no other one
+    if (!understood && how.verdict == 0) welcome.verdict = bridge::Verdict::versionMismatch;
     writeFrame(channel, {.kind = bridge::FrameKind::welcome}, encode(welcome), patience);
 }
 
@@ -182,6 +184,15 @@ bool ScriptedService::State::pause(bridge::Channel& channel, const bridge::Frame
 bool ScriptedService::State::react(bridge::Channel& channel, const bridge::FrameHeader& request,
                                    const Reaction& reaction) {
     using Kind = Reaction::Kind;
+    const auto before = [&](bridge::FrameKind kind, const std::string& body, std::uint32_t tag) {
+        return writeFrame(channel, {.kind = kind, .tag = tag}, body, patience) == bridge::IoStatus::done;
+    };
+    if (!reaction.remarks.empty() && !before(bridge::FrameKind::remarks, encode(reaction.remarks), request.tag)) {
+        return false;
+    }
+    for (const auto& [kind, body, tagShift] : reaction.frames) {
+        if (!before(static_cast<bridge::FrameKind>(kind), body, request.tag + tagShift)) return false;
+    }
     bridge::FrameHeader header = request;
     header.kind = bridge::FrameKind::reply;
     switch (reaction.kind) {

@@ -13,6 +13,7 @@
 #pragma once
 
 #include <panelkit/bridge/commands.h>
+#include <platform/bridge/failure.h>
 
 #include <chrono>
 #include <cstdint>
@@ -47,7 +48,14 @@ struct Reaction {
     std::string text;        // the reply's payload, or the refusal's text
     std::uint32_t bytes = 0; // see above; of a refusal, the module's number for the reason
     std::chrono::milliseconds delay{0};
-    unsigned signsOfLife = 0; // still-working frames, spread over the delay
+    unsigned signsOfLife = 0;            // still-working frames, spread over the delay
+    std::vector<bridge::Remark> remarks; // sent before the reply or refusal
+    struct Frame {
+        std::uint32_t kind = 0; // bridge::FrameKind, or none of these
+        std::string body;
+        std::uint32_t tagShift = 0; // added to the request's tag
+    };
+    std::vector<Frame> frames; // sent after the remarks, whether they belong there or not
 
     static Reaction reply(std::string payload) { return {Kind::reply, std::move(payload)}; }
     static Reaction refuse(std::string text = "refused by the script", std::uint32_t detail = 0) {
@@ -61,6 +69,20 @@ struct Reaction {
     static Reaction claim(std::uint32_t bytes) { return {Kind::claim, {}, bytes}; }
     static Reaction silence() { return {Kind::silence}; }
     static Reaction raw(std::string bytes) { return {Kind::raw, std::move(bytes)}; }
+
+    // The same, with one more remark before it.
+    Reaction remarking(std::uint32_t code, Loc::Phrase phrase) const {
+        Reaction more = *this;
+        more.remarks.push_back({code, std::move(phrase)});
+        return more;
+    }
+
+    // The same, with one more frame before it.
+    Reaction behind(Frame frame) const {
+        Reaction more = *this;
+        more.frames.push_back(std::move(frame));
+        return more;
+    }
 
     // The same, later, with a number of still-working frames meanwhile.
     Reaction after(std::chrono::milliseconds time, unsigned working = 0) const {
@@ -80,11 +102,12 @@ struct PushResult {
 
 // How the service greets.
 struct Greeting {
-    std::uint32_t version = 1; // told to the client
-    std::uint32_t verdict = 0; // bridge::Verdict; 0 accepts
-    std::string text;          // why not
-    bool silent = false;       // never welcomes
-    std::string raw;           // sent instead of a welcome, when not empty
+    std::uint32_t version = 2;       // of the protocol, told to the client; 1 turns away who speaks a later one
+    std::uint32_t verdict = 0;       // bridge::Verdict; 0 accepts
+    std::string text;                // why not
+    std::vector<bridge::Remark> why; // the same as remarks
+    bool silent = false;             // never welcomes
+    std::string raw;                 // sent instead of a welcome, when not empty
     std::uint32_t frameLimit = 64U << 20;
 };
 

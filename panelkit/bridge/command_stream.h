@@ -114,7 +114,7 @@ public:
     using StreamIn::StreamIn;
     explicit CommandStreamIn(const std::string& bytes, std::uint64_t position = 0)
         : StreamIn(bytes.data(), bytes.size(), position) {}
-    CommandStreamIn(const std::string& bytes, Counts counts) : CommandStreamIn(bytes) { judge(counts); }
+    CommandStreamIn(const std::string& bytes, Counts counts) : StreamIn(bytes.data(), bytes.size(), counts) {}
     explicit CommandStreamIn(std::string&&, std::uint64_t = 0) = delete; // would dangle
     CommandStreamIn(std::string&&, Counts) = delete;
 

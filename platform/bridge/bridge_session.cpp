@@ -15,14 +15,22 @@ using bridge::Failure;
 using bridge::FailureCode;
 using bridge::FrameHeader;
 using bridge::FrameKind;
-using bridge::makeFailure;
+using bridge::Outcome;
+using Loc::N_;
 
 constexpr std::uint32_t handshakeWait = 10'000;
 
-Failure failureOf(const bridge::Refusal& refusal) {
+// The remarks say why; a service that makes none says it as a text.
+Failure failureOf(const bridge::Refusal& refusal, const std::vector<bridge::Remark>& remarks) {
     const bool denied = refusal.reason == bridge::RefusalReason::accessDenied;
-    const FailureCode code = denied ? FailureCode::accessDenied : FailureCode::refused;
-    return {code, refusal.text.empty() ? bridge::describe(code) : refusal.text, refusal.detail};
+    Failure failure{denied ? FailureCode::accessDenied : FailureCode::refused, bridge::phrasesOf(remarks),
+                    refusal.detail};
+    if (remarks.empty() && !refusal.text.empty()) failure.phrases.push_back(Loc::verbatim(refusal.text));
+    return failure;
+}
+
+Failure malformedFrame() {
+    return bridge::lostBy(N_("the connection to the service was lost: it sent a malformed frame"));
 }
 
 } // namespace
@@ -46,25 +54,28 @@ struct BridgeSession::State {
     bridge::Patience patience() const { return {wait.load()}; }
 
     Failure connect();
-    Failure exchange(const FrameHeader& request, std::string_view payload, std::string* reply);
-    Failure awaitReply(const FrameHeader& request, std::string& reply);
-    bool conclude(Failure outcome);
+    Failure exchange(const FrameHeader& request, std::string_view payload, std::string* reply, Outcome& outcome);
+    Failure awaitReply(const FrameHeader& request, std::string& reply, std::vector<bridge::Remark>& remarks);
+    Failure takeAnswer(const FrameHeader& header, std::string& reply, const std::vector<bridge::Remark>& remarks);
+    Failure takeRemarks(const FrameHeader& header, std::vector<bridge::Remark>& remarks);
+    bool conclude(Outcome outcome);
 };
 
 // Records the outcome of a send, with the session and with the thread.
-bool BridgeSession::State::conclude(Failure outcome) {
-    if (bridge::breaksSession(outcome.code)) {
+bool BridgeSession::State::conclude(Outcome outcome) {
+    const FailureCode code = outcome.failure.code;
+    if (bridge::breaksSession(code)) {
         connection.reset();
         broken = 1;
+        outcome.remarks.clear(); // on an answer that never came
     }
-    lastFailure = static_cast<std::uint32_t>(outcome.code);
-    const bool answered = outcome.code == FailureCode::none;
-    bridge::setLastFailure(std::move(outcome));
-    return answered;
+    lastFailure = static_cast<std::uint32_t>(code);
+    bridge::setLastOutcome(std::move(outcome));
+    return code == FailureCode::none;
 }
 
 Failure BridgeSession::State::connect() {
-    if (broken != 0) return makeFailure(FailureCode::connectionLost);
+    if (broken != 0) return {FailureCode::connectionLost};
     if (connection) return {};
     const std::uint32_t limit = wait == 0 ? handshakeWait : std::min(wait.load(), handshakeWait);
     Failure outcome = bridge::connectTo(endpoint, role, name, {limit, bridge::after(limit)}, connection);
@@ -72,12 +83,13 @@ Failure BridgeSession::State::connect() {
     return outcome;
 }
 
-Failure BridgeSession::State::exchange(const FrameHeader& request, std::string_view payload, std::string* reply) {
+Failure BridgeSession::State::exchange(const FrameHeader& request, std::string_view payload, std::string* reply,
+                                       Outcome& outcome) {
     if (Failure failed = connect(); failed.code != FailureCode::none) return failed;
     const std::uint32_t limit = std::min(connection->welcome.frameLimit, bridge::defaultFrameLimit);
     if (payload.size() > limit) {
-        return makeFailure(FailureCode::tooLarge,
-                           std::to_string(payload.size()) + " bytes, the service takes " + std::to_string(limit));
+        return {FailureCode::tooLarge,
+                {Loc::makePhrase("the request is too large: %d bytes, the service takes %d", payload.size(), limit)}};
     }
     FrameHeader header = request;
     header.tag = ++tag;
@@ -86,10 +98,11 @@ Failure BridgeSession::State::exchange(const FrameHeader& request, std::string_v
         return failed;
     }
     std::string unwanted;
-    return awaitReply(header, reply ? *reply : unwanted);
+    return awaitReply(header, reply ? *reply : unwanted, outcome.remarks);
 }
 
-Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string& reply) {
+Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string& reply,
+                                         std::vector<bridge::Remark>& remarks) {
     bridge::FrameReader& reader = connection->reader;
     for (;;) {
         FrameHeader header;
@@ -97,19 +110,37 @@ Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string
             failed.code != FailureCode::none) {
             return failed;
         }
-        if (header.kind == FrameKind::working && header.length == 0) continue;
+        const bool mayWork = remarks.empty(); // they come right before the answer, and once
+        if (header.kind == FrameKind::working && header.length == 0 && mayWork) continue;
+        const bool mayRemark = mayWork && connection->welcome.version >= bridge::remarksSince;
         const bool answers = header.kind == FrameKind::reply || header.kind == FrameKind::refused;
-        if (!answers || header.tag != request.tag) {
-            return makeFailure(FailureCode::connectionLost, "it sent what is no answer to the command");
+        const bool isRemarks = header.kind == FrameKind::remarks && mayRemark;
+        if (header.tag != request.tag || (!answers && !isRemarks)) {
+            return bridge::lostBy(
+                N_("the connection to the service was lost: it sent a frame that does not answer the command"));
         }
-        if (Failure failed = bridge::failureOf(reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
-            failed.code != FailureCode::none) {
-            return failed;
-        }
-        if (header.kind == FrameKind::reply) return {};
-        const std::optional<bridge::Refusal> refusal = bridge::decodeRefusal(reply);
-        return refusal ? failureOf(*refusal) : makeFailure(FailureCode::connectionLost);
+        if (answers) return takeAnswer(header, reply, remarks);
+        if (Failure failed = takeRemarks(header, remarks); failed.code != FailureCode::none) return failed;
     }
+}
+
+Failure BridgeSession::State::takeAnswer(const FrameHeader& header, std::string& reply,
+                                         const std::vector<bridge::Remark>& remarks) {
+    Failure failed =
+        bridge::failureOf(connection->reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
+    if (failed.code != FailureCode::none || header.kind == FrameKind::reply) return failed;
+    const std::optional<bridge::Refusal> refusal = bridge::decodeRefusal(reply);
+    return refusal ? failureOf(*refusal, remarks) : malformedFrame();
+}
+
+Failure BridgeSession::State::takeRemarks(const FrameHeader& header, std::vector<bridge::Remark>& remarks) {
+    std::string body;
+    Failure failed = bridge::failureOf(connection->reader.readBody(header, body, bridge::remarksLimit, patience()));
+    if (failed.code != FailureCode::none) return failed;
+    auto decoded = bridge::decodeRemarks(body);
+    if (!decoded) return malformedFrame();
+    remarks = std::move(*decoded);
+    return {};
 }
 
 BridgeSession::BridgeSession(std::string name, std::uint32_t role, std::string endpoint)
@@ -126,12 +157,14 @@ bool BridgeSession::__SendCommand(ModuleIdType module, long command, const void*
     const std::scoped_lock lock(state_->mutex);
     const FrameHeader request{0, FrameKind::request, static_cast<std::uint32_t>(module),
                               static_cast<std::uint32_t>(command)};
-    return state_->conclude(state_->exchange(request, {static_cast<const char*>(data), size}, reply));
+    Outcome outcome;
+    outcome.failure = state_->exchange(request, {static_cast<const char*>(data), size}, reply, outcome);
+    return state_->conclude(std::move(outcome));
 }
 
 bool BridgeSession::Connect() {
     const std::scoped_lock lock(state_->mutex);
-    return state_->conclude(state_->connect());
+    return state_->conclude({state_->connect(), {}});
 }
 
 void BridgeSession::close() {

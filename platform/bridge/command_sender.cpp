@@ -31,8 +31,8 @@ CommandSender::CommandSender() : state_(std::make_unique<State>()) {}
 
 BridgeSession* CommandSender::OpenNewSession(const char* name, int role) {
     const std::scoped_lock lock(state_->mutex);
-    if (std::string problem = bridge::endpointProblem(state_->endpoint); !problem.empty()) {
-        bridge::setLastFailure({bridge::FailureCode::badEndpoint, std::move(problem)});
+    if (Loc::Phrase problem = bridge::endpointProblem(state_->endpoint); !problem.wording.empty()) {
+        bridge::setLastOutcome({{bridge::FailureCode::badEndpoint, {std::move(problem)}}, {}});
         return nullptr;
     }
     std::unique_ptr<BridgeSession> session(

@@ -3,28 +3,48 @@
 
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace bridge {
 
 namespace {
 
-Failure failureOf(const Welcome& welcome) {
+using Loc::N_;
+
+// With what the service says of it, if anything.
+Failure saidBy(FailureCode code, const Welcome& welcome) {
+    std::vector<Loc::Phrase> phrases{{describe(code), {}}};
+    for (const Remark& remark : welcome.why) phrases.push_back(remark.phrase);
+    if (welcome.why.empty() && !welcome.text.empty()) phrases.push_back(Loc::verbatim(welcome.text));
+    return {code, std::move(phrases)};
+}
+
+Failure failureOf(const Welcome& welcome, std::uint32_t asked) {
     switch (welcome.verdict) {
-    case Verdict::accepted: return {};
-    case Verdict::accessDenied: return makeFailure(FailureCode::accessDenied, welcome.text);
-    case Verdict::overloaded: return makeFailure(FailureCode::overloaded, welcome.text);
+    case Verdict::accepted:
+        if (welcome.version >= oldestProtocolVersion && welcome.version <= asked) return {};
+        break;
+    case Verdict::accessDenied: return saidBy(FailureCode::accessDenied, welcome);
+    case Verdict::overloaded: return saidBy(FailureCode::overloaded, welcome);
+    case Verdict::versionMismatch: break;
     default:
-        return makeFailure(FailureCode::versionMismatch, "version " + std::to_string(welcome.version) + ", ours is " +
-                                                             std::to_string(protocolVersion));
+        return {FailureCode::versionMismatch,
+                {Loc::makePhrase("the service does not understand the greeting of this program")}};
     }
+    return {FailureCode::versionMismatch,
+            {Loc::makePhrase("the service speaks version %d of the protocol; this program speaks versions %d to %d",
+                             welcome.version, oldestProtocolVersion, protocolVersion)}};
 }
 
 Failure failureOf(ConnectStatus status, const std::string& endpoint) {
     switch (status) {
     case ConnectStatus::connected: return {};
-    case ConnectStatus::accessDenied: return makeFailure(FailureCode::accessDenied, endpoint);
-    case ConnectStatus::timedOut: return makeFailure(FailureCode::timedOut, endpoint);
-    default: return makeFailure(FailureCode::noService, "nobody listens at " + endpoint);
+    case ConnectStatus::accessDenied:
+        return {FailureCode::accessDenied, {Loc::makePhrase("access denied: %s", endpoint)}};
+    case ConnectStatus::timedOut:
+        return {FailureCode::timedOut, {Loc::makePhrase("the service does not answer: %s", endpoint)}};
+    default:
+        return {FailureCode::noService, {Loc::makePhrase("the service isn't running: nobody listens at %s", endpoint)}};
     }
 }
 
@@ -40,35 +60,17 @@ Failure shakeHands(Connection& connection, const Hello& hello, Patience patience
     }
     if (Failure failed = failureOf(status); failed.code != FailureCode::none) return failed;
     std::optional<Welcome> welcome = decodeWelcome(body);
-    if (!welcome) return makeFailure(FailureCode::versionMismatch, "it does not answer as a panelkit service");
-    connection.welcome = std::move(*welcome);
-    return failureOf(connection.welcome);
-}
-
-} // namespace
-
-Failure makeFailure(FailureCode code, const std::string& detail) {
-    std::string text = describe(code);
-    if (!detail.empty()) text += ": " + detail;
-    return {code, std::move(text)};
-}
-
-Failure failureOf(FrameStatus status) {
-    switch (status) {
-    case FrameStatus::done: return {};
-    case FrameStatus::timedOut: return makeFailure(FailureCode::timedOut);
-    case FrameStatus::tooLarge: return makeFailure(FailureCode::connectionLost, "it sent a reply above the limit");
-    default: return makeFailure(FailureCode::connectionLost);
+    if (!welcome) {
+        return {FailureCode::versionMismatch,
+                {Loc::makePhrase("what listens there does not answer as a panelkit service")}};
     }
+    connection.welcome = std::move(*welcome);
+    return failureOf(connection.welcome, hello.version);
 }
 
-Failure failureOf(IoStatus status) {
-    if (status == IoStatus::done) return {};
-    return failureOf(status == IoStatus::timedOut ? FrameStatus::timedOut : FrameStatus::closed);
-}
-
-Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
-                  std::unique_ptr<Connection>& connection) {
+// Sets `connection` also when the service answered that it speaks another version.
+Failure connectSpeaking(const std::string& endpoint, const Hello& hello, Patience patience,
+                        std::unique_ptr<Connection>& connection) {
     std::unique_ptr<Channel> channel;
     const ConnectStatus status = Channel::connect(endpoint, patience.overall, channel);
     if (status != ConnectStatus::connected) return failureOf(status, endpoint);
@@ -77,10 +79,46 @@ Failure connectTo(const std::string& endpoint, Role role, const std::string& nam
     // Whoever serves the endpoint would read the PINs that go over it.
     const Peer owner = made->channel->peer();
     if (!trustsService(owner)) {
-        return makeFailure(FailureCode::strangeService, displayName(owner) + " at " + endpoint);
+        return {FailureCode::strangeService,
+                {Loc::makePhrase("the service is run by an account that is not trusted: %s at %s", displayName(owner),
+                                 endpoint)}};
     }
-    Failure outcome = shakeHands(*made, {protocolVersion, role, name}, patience);
-    if (outcome.code == FailureCode::none) connection = std::move(made);
+    Failure outcome = shakeHands(*made, hello, patience);
+    const bool mismatch = made->welcome.verdict == Verdict::versionMismatch;
+    if (outcome.code == FailureCode::none || mismatch) connection = std::move(made);
+    return outcome;
+}
+
+} // namespace
+
+Failure failureOf(FrameStatus status) {
+    switch (status) {
+    case FrameStatus::done: return {};
+    case FrameStatus::timedOut: return {FailureCode::timedOut};
+    case FrameStatus::tooLarge:
+        return lostBy(N_("the connection to the service was lost: it sent a frame above the limit"));
+    default: return {FailureCode::connectionLost};
+    }
+}
+
+Failure lostBy(Loc::MarkedWording<> why) { return {FailureCode::connectionLost, {Loc::makePhrase(why)}}; }
+
+Failure failureOf(IoStatus status) {
+    if (status == IoStatus::done) return {};
+    return failureOf(status == IoStatus::timedOut ? FrameStatus::timedOut : FrameStatus::closed);
+}
+
+Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
+                  std::unique_ptr<Connection>& connection) {
+    Hello hello{protocolVersion, role, name};
+    Failure outcome = connectSpeaking(endpoint, hello, patience, connection);
+    if (outcome.code != FailureCode::versionMismatch || !connection) return outcome;
+    // A service that is older, and not too old, is spoken to in its own version.
+    hello.version = connection->welcome.version;
+    connection.reset();
+    if (hello.version < oldestProtocolVersion || hello.version >= protocolVersion) return outcome;
+    outcome = connectSpeaking(endpoint, hello, patience, connection);
+    if (outcome.code != FailureCode::none) connection.reset();
     return outcome;
 }
 

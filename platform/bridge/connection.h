@@ -6,7 +6,7 @@
 #include <platform/bridge/channel.h>
 #include <platform/bridge/failure.h>
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
+#include <platform/bridge/messages.h>
 
 #include <memory>
 #include <string>
@@ -21,13 +21,13 @@ struct Connection {
     Welcome welcome;
 };
 
-// Connects to the service at `endpoint` and exchanges hello and welcome with it. Nothing is sent to a service that is
-// run by an account that is not trusted. `connection` is set when the failure is none.
+// Connects to the service at `endpoint` and exchanges hello and welcome with it, in the newest version that both speak.
+// Nothing is sent to a service that is run by an account that is not trusted. `connection` is set on success.
 Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
                   std::unique_ptr<Connection>& connection);
 
-// A failure with its table text, and more about it behind a colon.
-Failure makeFailure(FailureCode code, const std::string& detail = {});
+// A connection that can't be used any more, and why.
+Failure lostBy(Loc::MarkedWording<> why);
 
 // What a read or write that did not end well means for a command.
 Failure failureOf(FrameStatus status);

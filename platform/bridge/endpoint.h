@@ -3,6 +3,8 @@
 // The endpoint: the path of a Unix socket, or the name of a named pipe.
 #pragma once
 
+#include <platform/loccore/phrase.h>
+
 #include <string>
 
 namespace bridge {
@@ -17,7 +19,7 @@ std::string privateEndpoint();
 // What front ends use unless they set one: the value of PANELKIT_BRIDGE, else the system's.
 std::string defaultEndpoint();
 
-// What makes `endpoint` unusable, for people; empty when it can be used.
-std::string endpointProblem(const std::string& endpoint);
+// What makes `endpoint` unusable; empty when it can be used.
+Loc::Phrase endpointProblem(const std::string& endpoint);
 
 } // namespace bridge

@@ -15,14 +15,14 @@ std::string privateEndpoint() {
     return std::string(runtime) + "/panelkit/bridge.sock";
 }
 
-std::string endpointProblem(const std::string& endpoint) {
+Loc::Phrase endpointProblem(const std::string& endpoint) {
     constexpr std::size_t longest = sizeof(sockaddr_un::sun_path) - 1;
-    if (endpoint.empty()) return "the path of the socket is empty";
-    if (endpoint.find('\0') != std::string::npos) return "the path of the socket holds a zero byte";
-    if (endpoint.front() != '/') return "the path of the socket is not absolute: " + endpoint;
+    if (endpoint.empty()) return Loc::makePhrase("the path of the socket is empty");
+    if (endpoint.find('\0') != std::string::npos) return Loc::makePhrase("the path of the socket holds a zero byte");
+    if (endpoint.front() != '/') return Loc::makePhrase("the path of the socket is not absolute: %s", endpoint);
     if (endpoint.size() > longest) {
-        return "the path of the socket has " + std::to_string(endpoint.size()) + " bytes, the system allows " +
-               std::to_string(longest) + ": " + endpoint;
+        return Loc::makePhrase("the path of the socket has %d bytes, the system allows %d: %s", endpoint.size(),
+                               longest, endpoint);
     }
     return {};
 }

@@ -16,18 +16,18 @@ std::string systemEndpoint() { return std::string(pipeFolder) + "panelkit-bridge
 
 std::string privateEndpoint() { return std::string(pipeFolder) + "panelkit-bridge-" + self().user; }
 
-std::string endpointProblem(const std::string& endpoint) {
+Loc::Phrase endpointProblem(const std::string& endpoint) {
     if (endpoint.rfind(pipeFolder, 0) != 0) {
-        return "the name of the pipe does not begin with " + std::string(pipeFolder) + ": " + endpoint;
+        return Loc::makePhrase("the name of the pipe does not begin with %s: %s", pipeFolder, endpoint);
     }
     const std::string name = endpoint.substr(std::string(pipeFolder).size());
-    if (name.empty()) return "the name of the pipe is empty";
+    if (name.empty()) return Loc::makePhrase("the name of the pipe is empty");
     if (name.find('\\') != std::string::npos || name.find('\0') != std::string::npos) {
-        return "the name of the pipe holds a backslash or a zero byte: " + endpoint;
+        return Loc::makePhrase("the name of the pipe holds a backslash or a zero byte: %s", endpoint);
     }
     if (endpoint.size() > longestPipeName) {
-        return "the name of the pipe has " + std::to_string(endpoint.size()) + " bytes, the system allows " +
-               std::to_string(longestPipeName) + ": " + endpoint;
+        return Loc::makePhrase("the name of the pipe has %d bytes, the system allows %d: %s", endpoint.size(),
+                               longestPipeName, endpoint);
     }
     return {};
 }

@@ -8,26 +8,28 @@ namespace bridge {
 
 namespace {
 
+using Loc::N_;
+
 struct Row {
     FailureCode code;
     bool breaks;
-    const char* text;
+    Loc::MarkedWording<> text;
 };
 
 // clang-format off
 constexpr std::array rows = {
     //  code                          breaks  text
-    Row{FailureCode::none,            false,  ""},
-    Row{FailureCode::accessDenied,    false,  "access denied"},
-    Row{FailureCode::versionMismatch, false,  "the service speaks another version of the protocol"},
-    Row{FailureCode::timedOut,        true,   "the service does not answer"},
-    Row{FailureCode::connectionLost,  true,   "the connection to the service was lost"},
-    Row{FailureCode::noService,       false,  "the service isn't running"},
-    Row{FailureCode::refused,         false,  "the service refused the command"},
-    Row{FailureCode::tooLarge,        false,  "the request is too large"},
-    Row{FailureCode::strangeService,  false,  "the service is run by an account that is not trusted"},
-    Row{FailureCode::overloaded,      false,  "the service accepts no more sessions"},
-    Row{FailureCode::badEndpoint,     false,  "the endpoint can't be used"},
+    Row{FailureCode::none,            false,  Loc::Marked{""}}, // without N_: there is nothing to translate
+    Row{FailureCode::accessDenied,    false,  N_("access denied")},
+    Row{FailureCode::versionMismatch, false,  N_("the service speaks another version of the protocol")},
+    Row{FailureCode::timedOut,        true,   N_("the service does not answer")},
+    Row{FailureCode::connectionLost,  true,   N_("the connection to the service was lost")},
+    Row{FailureCode::noService,       false,  N_("the service isn't running")},
+    Row{FailureCode::refused,         false,  N_("the service refused the command")},
+    Row{FailureCode::tooLarge,        false,  N_("the request is too large")},
+    Row{FailureCode::strangeService,  false,  N_("the service is run by an account that is not trusted")},
+    Row{FailureCode::overloaded,      false,  N_("the service accepts no more sessions")},
+    Row{FailureCode::badEndpoint,     false,  N_("the endpoint can't be used")},
 };
 // clang-format on
 
@@ -38,16 +40,20 @@ static_assert([] {
     return true;
 }());
 
-thread_local Failure failureOfThread;
+thread_local Outcome outcomeOfThread;
 
 } // namespace
 
 bool breaksSession(FailureCode code) { return rows[static_cast<std::size_t>(code)].breaks; }
 
-const char* describe(FailureCode code) { return rows[static_cast<std::size_t>(code)].text; }
+const char* describe(FailureCode code) { return rows[static_cast<std::size_t>(code)].text.text(); }
 
-const Failure& lastFailure() { return failureOfThread; }
+std::string Failure::text() const { return phrases.empty() ? describe(code) : Loc::fill(phrases); }
 
-void setLastFailure(Failure failure) { failureOfThread = std::move(failure); }
+const Failure& lastFailure() { return outcomeOfThread.failure; }
+const std::vector<Remark>& lastRemarks() { return outcomeOfThread.remarks; }
+
+const Outcome& lastOutcome() { return outcomeOfThread; }
+void setLastOutcome(Outcome outcome) { outcomeOfThread = std::move(outcome); }
 
 } // namespace bridge

@@ -17,10 +17,14 @@
 
 namespace bridge {
 
-inline constexpr std::uint32_t protocolVersion = 1;
+// The newest and the oldest version that both sides of this code speak. docs/wire-format.md says what each added.
+inline constexpr std::uint32_t protocolVersion = 2;
+inline constexpr std::uint32_t oldestProtocolVersion = 1;
+inline constexpr std::uint32_t remarksSince = 2; // the version that brought remarks
 inline constexpr std::size_t frameHeaderSize = 20;
 inline constexpr std::uint32_t defaultFrameLimit = 64U << 20; // bytes of body
 inline constexpr std::uint32_t helloLimit = 4096;             // bytes of body of a hello or welcome
+inline constexpr std::uint32_t remarksLimit = 1U << 20;       // bytes of body of remarks
 
 // Numbers of the wire, never to change.
 enum class FrameKind : std::uint32_t {
@@ -33,6 +37,7 @@ enum class FrameKind : std::uint32_t {
     push = 7,         // service -> receiver: notification id in `command`, payload
     pushAnswered = 8, // receiver -> service: handled; its reply
     pushRefused = 9,  // receiver -> service: not handled
+    remarks = 10,     // service -> front end, at most once and right before a reply or refusal
 };
 
 struct FrameHeader {

@@ -52,7 +52,7 @@ std::unique_ptr<platform::FileLock> takeLock(const std::string& path) {
 } // namespace
 
 Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(std::make_unique<Socket>()) {
-    if (const std::string problem = endpointProblem(endpoint); !problem.empty()) fail(endpoint, problem);
+    if (const std::string problem = Loc::fill(endpointProblem(endpoint)); !problem.empty()) fail(endpoint, problem);
     socket_->path = endpoint;
     socket_->lock = takeLock(endpoint);
     ::unlink(endpoint.c_str()); // left behind by a service that was killed: nobody serves it, we hold the lock

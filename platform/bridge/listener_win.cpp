@@ -53,7 +53,7 @@ platform::Handle Listener::Socket::makeInstance(bool first) const {
 }
 
 Listener::Listener(const std::string& endpoint, const ListenOptions& options) : socket_(std::make_unique<Socket>()) {
-    if (const std::string problem = endpointProblem(endpoint); !problem.empty()) fail(endpoint, problem);
+    if (const std::string problem = Loc::fill(endpointProblem(endpoint)); !problem.empty()) fail(endpoint, problem);
     socket_->name = platform::toUtf16(endpoint);
     socket_->descriptor = securityDescriptor(options);
     if (!socket_->descriptor) fail(endpoint, platform::systemErrorText(GetLastError()));

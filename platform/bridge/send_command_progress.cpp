@@ -37,13 +37,13 @@ bool SendCommandProgress::Execute() {
     if (!session) return false;
 
     bool answered = false;
-    bridge::Failure outcome;
+    bridge::Outcome outcome;
     std::exception_ptr thrownByWork;
     running = true;
     bridge::Job job([&] {
         try {
             answered = DoWork();
-            outcome = bridge::lastFailure();
+            outcome = bridge::lastOutcome();
         } catch (...) {
             thrownByWork = std::current_exception();
         }
@@ -59,7 +59,7 @@ bool SendCommandProgress::Execute() {
             thrownByHook = std::current_exception();
         }
     }
-    bridge::setLastFailure(std::move(outcome));
+    bridge::setLastOutcome(std::move(outcome));
     if (thrownByHook) std::rethrow_exception(thrownByHook);
     if (thrownByWork) std::rethrow_exception(thrownByWork);
     return answered;

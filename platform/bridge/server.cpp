@@ -38,15 +38,20 @@ public:
         return true;
     }
 
-    // Ends the command and sends its answer. Returns false when the session is over as well. The lock is not held while
-    // the answer is written, which takes as long as the client pleases: nobody else writes once the command has ended.
-    bool answer(const FrameHeader& header, std::string_view body, Patience patience) {
+    // Ends the command and sends its answer, after remarks on it when there are any. Returns false when the session is
+    // over as well. The lock is not held while the answer is written, which takes as long as the client pleases: nobody
+    // else writes once the command has ended.
+    bool answer(const FrameHeader& header, std::string_view body, std::string_view remarks, Patience patience) {
         {
             const std::scoped_lock lock(mutex_);
             busySince_.reset();
             answering_ = true;
         }
-        const IoStatus sent = writeFrame(*channel, header, body, patience);
+        IoStatus sent = IoStatus::done;
+        if (!remarks.empty()) {
+            sent = writeFrame(*channel, {.kind = FrameKind::remarks, .tag = header.tag}, remarks, patience);
+        }
+        if (sent == IoStatus::done) sent = writeFrame(*channel, header, body, patience);
         const std::scoped_lock lock(mutex_);
         answering_ = false;
         return sent == IoStatus::done && !stopping_;
@@ -146,7 +151,8 @@ struct Server::State {
     void serve(Connection& connection);
     void serveCommands(Connection& connection, const Hello& hello);
     void identify(Connection& connection);
-    Verdict judge(const Connection& connection, std::string& text);
+    Verdict judge(const Connection& connection, std::vector<Remark>& why);
+    static Verdict judge(const std::optional<Hello>& hello);
     std::optional<Hello> readHello(Connection& connection, Patience limit);
     std::optional<Hello> shakeHands(Connection& connection);
     bool serveCommand(Connection& connection, Session& session);
@@ -156,7 +162,7 @@ struct Server::State {
     bool takeAnswer(Connection& connection, PushLine& line);
     std::vector<Receiver> receiversNow();
     Answer answer(Session& session, const Request& request);
-    bool send(Connection& connection, const FrameHeader& request, Answer answer);
+    bool send(Connection& connection, const Session& session, const FrameHeader& request, Answer answer);
     Patience patience() const { return {options.silence}; }
     bool awaitEnds(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds time);
 };
@@ -181,6 +187,7 @@ void Server::State::serveCommands(Connection& connection, const Hello& hello) {
     }
     session.name = hello.name;
     session.peer = connection.peer;
+    session.version = std::min(hello.version, protocolVersion);
     guarded([&] {
         while (serveCommand(connection, session)) {}
     });
@@ -194,9 +201,9 @@ void Server::State::identify(Connection& connection) {
 }
 
 // Whether the account may come in. Only what the system vouches for is asked.
-Verdict Server::State::judge(const Connection& connection, std::string& text) {
+Verdict Server::State::judge(const Connection& connection, std::vector<Remark>& why) {
     if (connection.peer.user.empty() || !service.admits(connection.peer)) {
-        text = displayName(connection.peer) + " may not use this service";
+        why = {{0, Loc::makePhrase("%s may not use this service", displayName(connection.peer))}};
         return Verdict::accessDenied;
     }
     const std::scoped_lock lock(mutex);
@@ -204,10 +211,17 @@ Verdict Server::State::judge(const Connection& connection, std::string& text) {
         return member.connection && member.connection->peer.user == connection.peer.user;
     });
     if (members.size() > options.sessions || static_cast<std::size_t>(own) > options.sessionsPerUser) {
-        text = "too many sessions are open";
+        why = {{0, Loc::makePhrase("too many sessions are open")}};
         return Verdict::overloaded;
     }
     return Verdict::accepted;
+}
+
+// Whether what it says can be answered. A front end that speaks newer versions speaks ours as well.
+Verdict Server::State::judge(const std::optional<Hello>& hello) {
+    if (!hello) return Verdict::malformed;
+    const bool roleKnown = hello->role == Role::commandSession || hello->role == Role::receiver;
+    return hello->version >= oldestProtocolVersion && roleKnown ? Verdict::accepted : Verdict::versionMismatch;
 }
 
 // Reads the hello; what is missing or malformed comes out as nothing.
@@ -227,24 +241,22 @@ std::optional<Hello> Server::State::shakeHands(Connection& connection) {
     // Windows names the client of a pipe only once something was read from it.
     identify(connection);
     const bool known = !connection.peer.user.empty();
-    if (known) welcome.verdict = judge(connection, welcome.text);
+    if (known) welcome.verdict = judge(connection, welcome.why);
     std::optional<Hello> hello;
     if (welcome.verdict == Verdict::accepted) hello = readHello(connection, limit);
     if (!known) {
         identify(connection);
-        welcome.verdict = judge(connection, welcome.text);
+        welcome.verdict = judge(connection, welcome.why);
     }
 
-    if (welcome.verdict == Verdict::accepted) {
-        if (!hello) {
-            welcome.verdict = Verdict::malformed;
-        } else if (hello->version != protocolVersion ||
-                   (hello->role != Role::commandSession && hello->role != Role::receiver)) {
-            welcome.verdict = Verdict::versionMismatch;
-        }
+    if (welcome.verdict == Verdict::accepted) welcome.verdict = judge(hello);
+    if (welcome.verdict != Verdict::accepted) {
+        service.turnedAway(connection.peer, welcome.verdict);
+    } else {
+        welcome.version = std::min(hello->version, protocolVersion);
+        if (hello->role == Role::receiver) enlist(connection);
     }
-    if (welcome.verdict == Verdict::accepted && hello->role == Role::receiver) enlist(connection);
-    if (welcome.verdict != Verdict::accepted) service.turnedAway(connection.peer, welcome.verdict);
+    welcome.text = Loc::fill(phrasesOf(welcome.why));
     const IoStatus written = writeFrame(*connection.channel, {.kind = FrameKind::welcome}, encode(welcome), limit);
     if (written != IoStatus::done || welcome.verdict != Verdict::accepted) return std::nullopt;
     return hello;
@@ -262,41 +274,45 @@ bool Server::State::serveCommand(Connection& connection, Session& session) {
     const Charge charge(budget, payload.size());
     if (status == FrameStatus::tooLarge || status == FrameStatus::overBudget) {
         // The rest of the body is not read, so the session ends with this.
-        send(connection, header, Answer::refused(RefusalReason::tooLarge, "the request is too large"));
+        send(connection, session, header,
+             Answer::refused(RefusalReason::tooLarge, Loc::makePhrase("the request is too large")));
         return false;
     }
     if (status != FrameStatus::done) return false;
     if (!connection.beginCommand(header.tag)) {
-        send(connection, header, Answer::refused(RefusalReason::stopping, "the service is stopping"));
+        send(connection, session, header,
+             Answer::refused(RefusalReason::stopping, Loc::makePhrase("the service is stopping")));
         return false;
     }
     Answer result = answer(session, {header.module, header.command, payload});
     platform::wipe(payload); // before the client can learn that the command is over
-    return send(connection, header, std::move(result));
+    return send(connection, session, header, std::move(result));
 }
 
 Answer Server::State::answer(Session& session, const Request& request) {
     try {
         return service.handle(session, request);
     } catch (const std::exception& error) {
-        return Answer::refused(RefusalReason::byModule, error.what());
+        return Answer::refused(RefusalReason::byModule, Loc::verbatim(error.what()));
     }
 }
 
-bool Server::State::send(Connection& connection, const FrameHeader& request, Answer answer) {
+bool Server::State::send(Connection& connection, const Session& session, const FrameHeader& request, Answer answer) {
     if (const auto* reply = std::get_if<std::string>(&answer.content); reply && reply->size() > defaultFrameLimit) {
-        answer = Answer::refused(RefusalReason::tooLarge, "the reply is too large");
+        answer = Answer::refused(RefusalReason::tooLarge, Loc::makePhrase("the reply is too large"));
     }
+    const bool remarks = session.version >= remarksSince && !answer.remarks.empty();
+    const std::string remarked = remarks ? encode(answer.remarks) : std::string();
     const Patience limit{options.silence, after(options.answerWait)};
     FrameHeader header = request;
     if (const auto* refusal = std::get_if<Refusal>(&answer.content)) {
         header.kind = FrameKind::refused;
-        return connection.answer(header, encode(*refusal), limit);
+        return connection.answer(header, encode(*refusal), remarked, limit);
     }
     header.kind = FrameKind::reply;
     std::string& reply = std::get<std::string>(answer.content);
     const platform::WipeOnExit wiped(reply); // it may hold a secret
-    return connection.answer(header, reply, limit);
+    return connection.answer(header, reply, remarked, limit);
 }
 
 // ---- receivers

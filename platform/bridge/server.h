@@ -16,8 +16,8 @@
 #pragma once
 
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
 #include <platform/bridge/listener.h>
+#include <platform/bridge/messages.h>
 #include <platform/bridge/push_line.h>
 
 #include <any>
@@ -26,6 +26,7 @@
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace bridge::server {
 
@@ -34,7 +35,8 @@ struct Session {
     std::uint64_t number = 0; // unique for the life of the server
     std::string name;         // as the client named it
     Peer peer;
-    std::any state; // whatever the service keeps for the session; destroyed when it ends
+    std::uint32_t version = protocolVersion; // of the protocol; the newest that both sides speak
+    std::any state;                          // whatever the service keeps for the session; destroyed when it ends
 };
 
 struct Request {
@@ -43,13 +45,24 @@ struct Request {
     std::string& payload; // the service may take it; what is left is wiped when the command is answered
 };
 
-// What a command ends with: a reply, or a refusal.
+// What a command ends with: a reply, or a refusal; and what the service remarks on it. A client that speaks an older
+// version of the protocol does not hear the remarks.
 struct Answer {
     std::variant<std::string, Refusal> content;
+    std::vector<Remark> remarks;
 
-    static Answer reply(std::string payload) { return {std::move(payload)}; }
-    static Answer refused(RefusalReason reason, std::string text, std::uint32_t detail = 0) {
-        return {Refusal{reason, detail, std::move(text)}};
+    static Answer reply(std::string payload, std::vector<Remark> remarks = {}) {
+        return {std::move(payload), fitted(std::move(remarks))};
+    }
+    // The remarks are the reasons, what and then why; in English they are the refusal's text.
+    static Answer refused(RefusalReason reason, std::vector<Remark> why, std::uint32_t detail = 0) {
+        why = fitted(std::move(why));
+        std::string text = Loc::fill(phrasesOf(why));
+        return {Refusal{reason, detail, std::move(text)}, std::move(why)};
+    }
+    // With a reason that has no number of the service's.
+    static Answer refused(RefusalReason reason, Loc::Phrase phrase) {
+        return refused(reason, std::vector<Remark>{{0, std::move(phrase)}});
     }
 };
 

@@ -24,6 +24,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Loc {
@@ -145,14 +146,18 @@ Phrase makePhrase(Wording<kindOf<Arguments>...> wording, const Arguments&... arg
     return {wording.text(), {argumentText(arguments)...}};
 }
 
+// A text that nobody translates: what another program, a library or the system says.
+inline Phrase verbatim(std::string text) { return {"%s", {std::move(text)}}; }
+
+inline constexpr std::size_t longestFilled = std::size_t{1} << 20;
+
 // The wording with its arguments filled in. A place without an argument, and a % that is not a place, stay as they are.
 // Since a wording from elsewhere may name a long argument many times, a text of more than a mebibyte ends with "...".
 inline std::string fill(std::string_view wording, std::span<const std::string> arguments) {
-    constexpr std::size_t enough = std::size_t{1} << 20;
     std::string filled;
     std::size_t next = 0;
     while (!wording.empty()) {
-        if (filled.size() > enough) return filled + "...";
+        if (filled.size() > longestFilled) return filled + "...";
         const std::size_t mark = std::min(wording.find('%'), wording.size());
         filled += wording.substr(0, mark);
         wording.remove_prefix(mark);
@@ -172,5 +177,16 @@ inline std::string fill(std::string_view wording, std::span<const std::string> a
 }
 
 inline std::string fill(const Phrase& phrase) { return fill(phrase.wording, phrase.arguments); }
+
+// Several phrases in one text: what happened, and after each colon why. Bounded in the same way.
+inline std::string fill(std::span<const Phrase> phrases) {
+    std::string filled;
+    for (const Phrase& phrase : phrases) {
+        if (filled.size() > longestFilled) return filled + "...";
+        if (!filled.empty()) filled += ": ";
+        filled += fill(phrase);
+    }
+    return filled;
+}
 
 } // namespace Loc

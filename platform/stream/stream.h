@@ -117,6 +117,8 @@ public:
           end_(position + static_cast<std::uint64_t>(left_)),
           next_(static_cast<const char*>(bytes) + (position <= size ? position : 0)) {}
 
+    StreamIn(const void* bytes, std::uint64_t size, Counts counts) : StreamIn(bytes, size) { counts_ = counts; }
+
     std::uint64_t size() const { return size_; }
     std::uint64_t position() const { return end_ - static_cast<std::uint64_t>(left_); }
 
@@ -167,9 +169,6 @@ public:
         if (count > left_ / least) throwStreamError();
         return count > 0 ? static_cast<std::uint32_t>(count) : 0;
     }
-
-protected:
-    void judge(Counts counts) { counts_ = counts; }
 
 private:
     // The one bounds gate. What is left is lowered first and stays negative once it is, so a later read, even one of

@@ -137,7 +137,7 @@ TEST_F(ALongCommand, LeavesItsFailureWithTheThreadThatExecutedIt) {
     Hook hook(nullptr);
     EXPECT_FALSE(run(hook));
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::refused);
-    EXPECT_EQ(bridge::lastFailure().text, "not today");
+    EXPECT_EQ(bridge::lastFailure().text(), "not today");
     EXPECT_EQ(bridge::lastFailure().detail, 12U);
 }
 

@@ -118,7 +118,7 @@ TEST_F(ASessionsPool, GivesNullOnlyForAnUnusableEndpoint) {
     EXPECT_EQ(SessionsPool::LockSession(SessionTokens), nullptr);
     CommandSender::Instance().SetEndpoint(endpoint + std::string(300, 'x'));
     EXPECT_EQ(SessionsPool::GetSession(SessionTokens), nullptr);
-    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("bytes, the system allows"));
+    EXPECT_THAT(bridge::lastFailure().text(), testing::HasSubstr("bytes, the system allows"));
 
     CommandSender::Instance().SetEndpoint(endpoint);
     EXPECT_NE(SessionsPool::GetSession(SessionTokens), nullptr);
@@ -177,8 +177,8 @@ TEST_P(AFaultyService, FailsTheCommandAndIsUsableForTheNext) {
     SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
     std::string reply;
     EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
-    EXPECT_EQ(bridge::lastFailure().code, GetParam().code) << bridge::lastFailure().text;
-    EXPECT_FALSE(bridge::lastFailure().text.empty());
+    EXPECT_EQ(bridge::lastFailure().code, GetParam().code) << bridge::lastFailure().text();
+    EXPECT_FALSE(bridge::lastFailure().text().empty());
 
     EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
     EXPECT_EQ(reply, "fine");
@@ -250,9 +250,14 @@ TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {
         return bridge::lastFailure().code;
     };
     EXPECT_EQ(failureAfter({.version = 2, .verdict = 1}), FailureCode::versionMismatch);
-    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("version 2, ours is 1"));
+    EXPECT_THAT(bridge::lastFailure().text(),
+                testing::HasSubstr("speaks version 2 of the protocol; this program speaks versions 1 to 2"));
     EXPECT_EQ(failureAfter({.verdict = 2, .text = "not you"}), FailureCode::accessDenied);
-    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("not you"));
+    EXPECT_EQ(bridge::lastFailure().text(), "access denied: not you");
+    EXPECT_EQ(failureAfter({.verdict = 2, .text = "not you", .why = {{0, Loc::makePhrase("not %s", "x")}}}),
+              FailureCode::accessDenied);
+    EXPECT_EQ(bridge::lastFailure().phrases,
+              (std::vector{Loc::makePhrase("access denied"), Loc::makePhrase("not %s", "x")}));
     EXPECT_EQ(failureAfter({.verdict = 3}), FailureCode::overloaded);
     EXPECT_EQ(failureAfter({.raw = std::string(20, '\0')}), FailureCode::versionMismatch);
 

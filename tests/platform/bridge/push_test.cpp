@@ -6,7 +6,7 @@
 
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
+#include <platform/bridge/messages.h>
 #include <platform/bridge/receiver.h>
 #include <testing/scripted_service.h>
 

@@ -31,7 +31,8 @@ namespace {
 
 constexpr bridge::Patience patience{5000};
 
-// Command 1 echoes; 2 counts per session; 3 waits until it is let go; 4 throws; 5 gives as much as it is asked for.
+// Command 1 echoes; 2 counts per session; 3 waits until it is let go; 4 throws; 5 gives as much as it is asked for; 6
+// remarks on its reply; 7 refuses for two reasons, of which the payload is one.
 class TestService : public bridge::server::Service {
 public:
     bool admits(const bridge::Peer&) override { return admitsAll; }
@@ -53,9 +54,13 @@ public:
         }
         case 4: throw std::runtime_error("the handler threw");
         case 5: return Answer::reply(std::string(std::stoul(request.payload), 'x'));
+        case 6: return Answer::reply("fine", {{30, Loc::makePhrase("but %s", request.payload)}});
+        case 7:
+            return Answer::refused(bridge::RefusalReason::byModule,
+                                   {{31, Loc::makePhrase("no")}, {32, Loc::verbatim(request.payload)}}, 31);
         default:
             return Answer::refused(bridge::RefusalReason::unknownCommand,
-                                   "no command " + std::to_string(request.command));
+                                   Loc::makePhrase("no command %d", request.command));
         }
     }
     void ended(Session&) override {
@@ -121,10 +126,10 @@ protected:
         EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
         return channel;
     }
-    std::unique_ptr<bridge::Channel> greetedRaw() const {
+    std::unique_ptr<bridge::Channel> greetedRaw(std::uint32_t version = 1) const {
         auto channel = connectRaw();
-        writeFrame(*channel, {.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::commandSession, "raw"}),
-                   patience);
+        writeFrame(*channel, {.kind = FrameKind::hello},
+                   encode(bridge::Hello{version, bridge::Role::commandSession, "raw"}), patience);
         EXPECT_EQ(readFrame(*channel).first.kind, FrameKind::welcome);
         return channel;
     }
@@ -155,7 +160,7 @@ protected:
             service.release();
         });
         std::string reply;
-        EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text;
+        EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text();
         EXPECT_EQ(reply, "let go");
         later.join();
     }
@@ -184,9 +189,9 @@ TEST_F(AServer, AnswersRefusesAndKeepsStatePerSession) {
     EXPECT_TRUE(send(two, 2, "", &reply));
     EXPECT_EQ(reply, "1");
     EXPECT_FALSE(send(one, 99, "", &reply));
-    EXPECT_EQ(bridge::lastFailure().text, "no command 99");
+    EXPECT_EQ(bridge::lastFailure().text(), "no command 99");
     EXPECT_FALSE(send(one, 4));
-    EXPECT_EQ(bridge::lastFailure().text, "the handler threw");
+    EXPECT_EQ(bridge::lastFailure().text(), "the handler threw");
     EXPECT_TRUE(send(one, 2, "", &reply)) << "a refusal leaves the session usable";
     CommandSender::Instance().CloseSession(one);
     CommandSender::Instance().CloseSession(two);
@@ -198,7 +203,8 @@ TEST_F(AServer, TellsAStrangerThatHeIsRefused) {
     service.admitsAll = false;
     EXPECT_FALSE(send(open(), 1));
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::accessDenied);
-    EXPECT_THAT(bridge::lastFailure().text, testing::HasSubstr("may not use this service"));
+    ASSERT_EQ(bridge::lastFailure().phrases.size(), 2U);
+    EXPECT_EQ(bridge::lastFailure().phrases[1].wording, "%s may not use this service");
 }
 
 TEST_F(AServer, BoundsTheSessionsOfOneAccount) {
@@ -230,20 +236,72 @@ TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
 
 TEST_F(AServer, ShowsSignsOfLifeWhileACommandRuns) { showsSignsOfLife(); }
 
-TEST_F(AServer, RefusesAHelloOfAnotherVersionAndOneThatIsNone) {
-    const auto verdictOf = [this](const std::string& hello) {
+TEST_F(AServer, WelcomesEveryVersionThatItSpeaksAndNoOther) {
+    const auto welcomeTo = [this](const std::string& hello) {
         auto channel = connectRaw();
         writeFrame(*channel, {.kind = FrameKind::hello}, hello, patience);
         const auto [header, body] = readFrame(*channel);
         EXPECT_EQ(header.kind, FrameKind::welcome);
-        EXPECT_TRUE(endsWithin(*channel, 2000));
-        return bridge::decodeWelcome(body).value().verdict;
+        const bridge::Welcome welcome = bridge::decodeWelcome(body).value();
+        EXPECT_TRUE(welcome.verdict == bridge::Verdict::accepted || endsWithin(*channel, 2000));
+        return std::pair(welcome.verdict, welcome.version);
+    };
+    const auto says = [](std::uint32_t version, bridge::Role role = bridge::Role::commandSession) {
+        return encode(bridge::Hello{version, role, "x"});
     };
     using bridge::Verdict;
-    EXPECT_EQ(verdictOf(encode(bridge::Hello{2, bridge::Role::commandSession, "x"})), Verdict::versionMismatch);
-    EXPECT_EQ(verdictOf("panelkit"), Verdict::malformed);
-    EXPECT_EQ(verdictOf(std::string(4000, 'x')), Verdict::malformed);
+    EXPECT_EQ(welcomeTo(says(1)), std::pair(Verdict::accepted, 1U)) << "the older of the two";
+    EXPECT_EQ(welcomeTo(says(2)), std::pair(Verdict::accepted, 2U));
+    EXPECT_EQ(welcomeTo(says(3)), std::pair(Verdict::accepted, 2U)) << "the older of the two";
+    EXPECT_EQ(welcomeTo(says(0xFFFFFFFF)), std::pair(Verdict::accepted, 2U));
+    EXPECT_EQ(welcomeTo(says(0)), std::pair(Verdict::versionMismatch, 2U));
+    EXPECT_EQ(welcomeTo(says(2, bridge::Role{7})), std::pair(Verdict::versionMismatch, 2U));
+    EXPECT_EQ(welcomeTo("panelkit").first, Verdict::malformed);
+    EXPECT_EQ(welcomeTo(std::string(4000, 'x')).first, Verdict::malformed);
     EXPECT_TRUE(answersEcho());
+}
+
+TEST_F(AServer, RemarksToThoseWhoUnderstandIt) {
+    const auto framesOf = [](bridge::Channel& channel, std::uint32_t command) {
+        writeFrame(channel, {.kind = FrameKind::request, .command = command, .tag = 9}, "why", patience);
+        bridge::FrameReader reader(channel);
+        std::vector<std::pair<FrameHeader, std::string>> frames;
+        do {
+            frames.emplace_back();
+            EXPECT_EQ(reader.readHeader(frames.back().first, bridge::after(5000), patience), FrameStatus::done);
+            reader.readBody(frames.back().first, frames.back().second, 1U << 20, patience);
+            EXPECT_EQ(frames.back().first.tag, 9U);
+        } while (frames.back().first.kind == FrameKind::remarks);
+        return frames;
+    };
+    const auto old = greetedRaw(1), current = greetedRaw(2);
+    const auto reply = framesOf(*current, 6);
+    ASSERT_EQ(reply.size(), 2U);
+    EXPECT_EQ(bridge::decodeRemarks(reply[0].second).value(),
+              (std::vector<bridge::Remark>{{30, Loc::makePhrase("but %s", "why")}}));
+    EXPECT_EQ(reply[1].second, "fine");
+    const auto refusal = framesOf(*current, 7);
+    ASSERT_EQ(refusal.size(), 2U);
+    EXPECT_EQ(bridge::decodeRemarks(refusal[0].second).value().size(), 2U);
+    for (const auto& frames : {framesOf(*old, 7), {refusal[1]}}) {
+        ASSERT_EQ(frames.size(), 1U) << "no remarks in the first version";
+        const bridge::Refusal told = bridge::decodeRefusal(frames[0].second).value();
+        EXPECT_EQ(told.text, "no: why") << "in English for everybody";
+        EXPECT_EQ(told.detail, 31U);
+    }
+    EXPECT_EQ(framesOf(*old, 6).size(), 1U);
+    EXPECT_EQ(framesOf(*current, 1).size(), 1U) << "nothing to remark";
+}
+
+// What a client sends comes back in remarks; it must not be more than the client takes.
+TEST_F(AServer, RemarksNoMoreThanFits) {
+    std::string reply;
+    BridgeSession* session = open();
+    EXPECT_TRUE(send(session, 6, std::string(7U << 20, 'x'), &reply)) << bridge::lastFailure().text();
+    EXPECT_EQ(bridge::lastRemarks().at(0).phrase.arguments.at(0).size(), bridge::longestArgument);
+    EXPECT_FALSE(send(session, 7, std::string(7U << 20, 'x'), &reply));
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::refused);
+    EXPECT_EQ(bridge::lastFailure().text().size(), std::string("no: ").size() + bridge::longestArgument);
 }
 
 TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
@@ -258,7 +316,7 @@ TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
     std::string reply;
     BridgeSession* session = open();
     EXPECT_FALSE(send(session, 5, std::to_string((64U << 20) + 1), &reply));
-    EXPECT_EQ(bridge::lastFailure().text, "the reply is too large");
+    EXPECT_EQ(bridge::lastFailure().text(), "the reply is too large");
     EXPECT_TRUE(send(session, 5, "1000000", &reply));
     EXPECT_EQ(reply.size(), 1000000U);
 }
@@ -338,7 +396,7 @@ TEST_F(AServer, ServesManySessionsAtOnce) {
 
 TEST_F(AServer, FinishesWhatIsUnderWayWhenItStops) {
     std::string reply;
-    std::thread slow([&reply] { EXPECT_TRUE(send(open(), 3, "", &reply)) << bridge::lastFailure().text; });
+    std::thread slow([&reply] { EXPECT_TRUE(send(open(), 3, "", &reply)) << bridge::lastFailure().text(); });
     BridgeSession* idle = open();
     ASSERT_TRUE(idle->Connect());
     service.awaitWaiting(1);
@@ -484,6 +542,12 @@ TEST(AFrame, IsNotDecodedFromLessThanAllOfIt) {
     };
     noPrefixDecodes(encode(bridge::Hello{1, bridge::Role::receiver, "n"}), bridge::decodeHello);
     noPrefixDecodes(encode(bridge::Welcome{1, bridge::Verdict::accepted, 5, "s", "t"}), bridge::decodeWelcome);
+    const bridge::Welcome refusing{2, bridge::Verdict::accessDenied, 5, "s", "t", {{7, Loc::makePhrase("w")}}};
+    EXPECT_EQ(encode(refusing), encode(bridge::Welcome{2, bridge::Verdict::accessDenied, 5, "s", "t"}) +
+                                    hex("01 00 00 00  07 00 00 00  01 00 00 00 'w'  00 00 00 00"));
+    EXPECT_EQ(bridge::decodeWelcome(encode(refusing) + "more").value().why, refusing.why);
+    EXPECT_EQ(bridge::decodeWelcome(encode(refusing).substr(0, encode(refusing).size() - 1)).value().text, "t")
+        << "what a later version adds may be anything";
     noPrefixDecodes(encode(bridge::Refusal{bridge::RefusalReason::byModule, 0, "t"}), bridge::decodeRefusal);
 }
 

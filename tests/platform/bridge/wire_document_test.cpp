@@ -3,7 +3,7 @@
 // The byte dump in docs/wire-format.md is what the code makes.
 #include <panelkit/tokens/token_records.h>
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
+#include <platform/bridge/messages.h>
 
 #include "../../support/bytes.h"
 #include "../../support/places.h"
@@ -37,12 +37,14 @@ TEST(TheWireFormatDocument, ShowsTheBytesThatTheCodeMakes) {
     const PKCS11::TokenInfo token{0, "Office", "A1B2", "", "embedded", 0x40C};
     EXPECT_EQ(
         toHex(dumped('>')),
-        toHex(frame({.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::commandSession, "Tokens"})) +
+        toHex(frame({.kind = FrameKind::hello}, encode(bridge::Hello{2, bridge::Role::commandSession, "Tokens"})) +
               frame({0, FrameKind::request, 6, 2, 1}, encoded(token, std::string("1234"), false))));
     EXPECT_EQ(
         toHex(dumped('<')),
         toHex(frame({.kind = FrameKind::welcome},
-                    encode(bridge::Welcome{1, bridge::Verdict::accepted, 64U << 20, "panelkitd 0.1.0", ""})) +
+                    encode(bridge::Welcome{2, bridge::Verdict::accepted, 64U << 20, "panelkitd 0.1.0", ""})) +
+              frame({.kind = FrameKind::remarks, .tag = 1},
+                    encode(std::vector{bridge::Remark{10, {"the token \"%s\" is not there", {"Office"}}}})) +
               frame({0, FrameKind::refused, 6, 2, 1}, encode(bridge::Refusal{bridge::RefusalReason::byModule, 10,
                                                                              "the token \"Office\" is not there"}))));
 }

@@ -1,14 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// The first exchange on a connection: the front end says hello, the service welcomes it or says why not. Both
-// frames keep their form in every version of the protocol, so that a mismatch is told and not misread. Each lists its
-// fields in the order of the wire; the bodies of hello and welcome begin with a magic word.
+// The bodies of the bridge's own frames. Hello and welcome keep their form in every version of the protocol, so that a
+// mismatch is told and not misread; they begin with a magic word. Each lists its fields in the order of the wire.
 #pragma once
+
+#include <platform/bridge/failure.h>
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace bridge {
 
@@ -17,8 +19,9 @@ enum class Role : std::uint32_t {
     receiver = 2,       // is sent notifications
 };
 
+// The first exchange on a connection: the front end says hello, the service welcomes it or says why not.
 struct Hello {
-    std::uint32_t version = 0;
+    std::uint32_t version = 0; // the newest one that the front end speaks
     Role role{};
     std::string name; // of the session, "Tokens" for instance
 
@@ -34,18 +37,19 @@ enum class Verdict : std::uint32_t {
 };
 
 struct Welcome {
-    std::uint32_t version = 0;
+    std::uint32_t version = 0; // that both speak; after a mismatch the newest one that the service speaks
     Verdict verdict{};
     std::uint32_t frameLimit = 0; // bytes of body that the service takes
     std::string service;          // name and version of the service, for people
     std::string text;             // why it is refused, for people
+    std::vector<Remark> why;      // the same for programs, after the fields; services of version 1 end before it
 
     static auto fields(auto& self, auto&& io) {
         return io(self.version, self.verdict, self.frameLimit, self.service, self.text);
     }
 };
 
-// Why a command was refused, in the body of a refused frame.
+// Why a command was refused, in the body of a refused frame. The remarks before it say the same with arguments.
 enum class RefusalReason : std::uint32_t {
     unknownModule = 1,
     unknownCommand = 2,
@@ -64,13 +68,27 @@ struct Refusal {
     static auto fields(auto& self, auto&& io) { return io(self.reason, self.detail, self.text); }
 };
 
+// How much is remarked on one command.
+inline constexpr std::size_t mostRemarks = 100;
+inline constexpr std::size_t longestArgument = 4096; // bytes; a service cuts longer ones
+
+// Makes remarks fit into a frame: longer arguments are cut, which "..." at their end tells; in place of those that are
+// too many, the last one says how many more there are.
+std::vector<Remark> fitted(std::vector<Remark> remarks);
+
+// The phrases of remarks, in their order.
+std::vector<Loc::Phrase> phrasesOf(const std::vector<Remark>& remarks);
+
 std::string encode(const Hello& hello);
 std::string encode(const Welcome& welcome);
 std::string encode(const Refusal& refusal);
+std::string encode(const std::vector<Remark>& remarks);
 
-// Nothing when the bytes are not what they should be.
+// Nothing when the bytes are not what they should be. Remarks are at least one and at most mostRemarks; each has a
+// wording, and at most Loc::mostArguments arguments.
 std::optional<Hello> decodeHello(std::string_view body);
 std::optional<Welcome> decodeWelcome(std::string_view body);
 std::optional<Refusal> decodeRefusal(std::string_view body);
+std::optional<std::vector<Remark>> decodeRemarks(std::string_view body);
 
 } // namespace bridge
