@@ -36,7 +36,6 @@ set(internal_headers
     lparams/kinds/kind_row
     lparams/nearest
     lsp/policy_lock
-    lsp/policy_text
     notifications/command_listener
     notifications/handler_registry)
 list(JOIN internal_headers "|" internal_headers)

@@ -83,13 +83,13 @@ SectionBody::SectionBody(const ParamGroup& section, string_view bytes) : section
         try {
             kindOf(*param).skip(in);
         } catch (const char*) { // the stream's error
-            throw BodyError(BodyError::Why::endsEarly, std::string("the body ends within ") + param->key);
+            throw BodyError(BodyError::Why::endsEarly, Loc::makePhrase("the body ends within %s", param->key));
         }
         ends_.push_back(in.position());
     }
     if (const string_view rest = in.rest(); !rest.empty()) {
-        throw BodyError(BodyError::Why::goesOn, "the body goes on for " + std::to_string(rest.size()) +
-                                                    " bytes after " + section.params.back()->key);
+        throw BodyError(BodyError::Why::goesOn, Loc::makePhrase("the body goes on for %d bytes after %s", rest.size(),
+                                                                section.params.back()->key));
     }
     bytes_ = bytes;
 }

@@ -13,23 +13,27 @@
 #pragma once
 
 #include <panelkit/lparams/param_kind.h>
+#include <platform/loccore/phrase.h>
 
 #include <cstddef>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace panelkit {
 
-// Thrown when bytes are not a body of the section; what() says where.
+// Thrown when bytes are not a body of the section; the phrase says where, and what() says it in English.
 class PANELKIT_EXPORT BodyError : public std::runtime_error {
 public:
     enum class Why : unsigned char { endsEarly, goesOn };
-    BodyError(Why reason, const std::string& text) : std::runtime_error(text), why(reason) {}
+    BodyError(Why reason, Loc::Phrase text)
+        : std::runtime_error(Loc::fill(text)), why(reason), phrase(std::move(text)) {}
 
     Why why;
+    Loc::Phrase phrase;
 };
 
 // A value as a body holds it. It is a view of the body, valid until the body is changed.

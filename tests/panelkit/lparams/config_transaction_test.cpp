@@ -237,7 +237,7 @@ TEST_F(ATransaction, ChangesNothingWhenTheFirstSectionIsRefusedOrValuesDoNotGoTo
     enterThree(transaction);
     TransactionResult result = transaction.apply(Commit::yes);
     EXPECT_EQ(result.outcome, Outcome::untouched);
-    EXPECT_EQ(result.cause.command.text, "read only");
+    EXPECT_EQ(result.cause.command.text(), "read only");
     SectionBody& pcap = *transaction.section("PCAP");
     pcap.replace(pcap.indexOf("THREADS_MASK"), encoded(std::string("0,,1")));
     result = transaction.apply(Commit::yes);
@@ -268,7 +268,7 @@ TEST_F(ATransaction, IsWrittenThoughTheCommitFails) {
     const TransactionResult result = transaction.apply(Commit::yes);
     EXPECT_EQ(result.outcome, Outcome::notCommitted);
     EXPECT_FALSE(result.isDone());
-    EXPECT_EQ(result.cause.command.text, "the disk is full");
+    EXPECT_EQ(result.cause.command.text(), "the disk is full");
     EXPECT_EQ(held<IKE>()->DPD_IDLE_TIME.value, 60U);
 }
 
