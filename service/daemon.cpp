@@ -27,7 +27,7 @@ void announce(Announcer& announcer, const PolicyNews& news) {
     if (news.activated) {
         announcer.announcePolicyActivated(news.source, news.title, news.user);
     } else {
-        announcer.announcePolicyFailed(news.source, news.title, news.message, news.user);
+        announcer.announcePolicyFailed(news.source, news.title, news.message, news.remarks, news.user);
     }
 }
 

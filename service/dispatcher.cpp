@@ -113,23 +113,32 @@ Answer unknown(const bridge::server::Request& request) {
     const bool moduleKnown = std::any_of(table.begin(), table.end(), [&](const Row& row) {
         return panelkit::commandRow(row.command).module == request.module;
     });
-    const std::string module = "module " + std::to_string(request.module);
-    if (!moduleKnown) return Answer::refused(RefusalReason::unknownModule, "this service has no " + module);
+    if (!moduleKnown) {
+        return Answer::refused(RefusalReason::unknownModule,
+                               Loc::makePhrase("this service has no module %d", request.module));
+    }
     return Answer::refused(RefusalReason::unknownCommand,
-                           module + " has no command " + std::to_string(request.command));
+                           Loc::makePhrase("module %d has no command %d", request.module, request.command));
+}
+
+Loc::Phrase denial(Who who, const bridge::Peer& peer) {
+    const std::string name = displayName(peer);
+    if (who == Who::users) return Loc::makePhrase("%s may not use this service any more", name); // left the group
+    return Loc::makePhrase("this is for administrators of the service, and %s is not one of them", name);
 }
 
 Answer run(const Row& row, CommandGroups& groups, Call& call) {
     try {
-        return Answer::reply(row.handler(groups, call));
+        std::string reply = row.handler(groups, call);
+        return Answer::reply(std::move(reply), std::move(call.remarks));
     } catch (const RefusedError& refused) {
-        return Answer::refused(RefusalReason::byModule, refused.what(), static_cast<std::uint32_t>(refused.reason));
+        return Answer::refused(RefusalReason::byModule, refused.remarks, static_cast<std::uint32_t>(refused.reason));
     } catch (const DeniedError& denied) {
-        return Answer::refused(RefusalReason::accessDenied, denied.what());
+        return Answer::refused(RefusalReason::accessDenied, denied.remarks);
     } catch (const char* /* the stream's error */) {
-        return Answer::refused(RefusalReason::malformed, "the request ends early");
+        return Answer::refused(RefusalReason::malformed, Loc::makePhrase("the request ends early"));
     } catch (const std::exception& error) { // memory, the disk: the audit line must not be lost
-        return Answer::refused(RefusalReason::byModule, error.what());
+        return Answer::refused(RefusalReason::byModule, explained(error));
     }
 }
 
@@ -147,12 +156,12 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     const std::string_view name = panelkit::commandRow(row->command).name;
     if (!access_.allows(session.peer, row->who)) {
         audit(displayName(session.peer) + " " + std::string(name) + ": denied");
-        return Answer::refused(RefusalReason::accessDenied,
-                               std::string(name) + " is for administrators; " + displayName(session.peer) + " is none");
+        return Answer::refused(RefusalReason::accessDenied, denial(row->who, session.peer));
     }
     Call call{session,
               access_.isAdministrator(session.peer),
               CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit),
+              {},
               {},
               {}};
     const Answer answer = run(*row, groups_, call);

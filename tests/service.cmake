@@ -25,8 +25,9 @@ if(NOT WIN32)
     panelkit_test(test_service_certs LINK certificate_maker SOURCES
         service/certs_files_test.cpp
         service/certs_requests_test.cpp
-        service/certs_test.cpp)
-    add_dependencies(test_service_certs panelkitd)
+        service/certs_test.cpp
+        service/remarks_test.cpp)
+    add_dependencies(test_service_certs panelkitd catalogues)
 
     # These look into the service's parts.
     panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES

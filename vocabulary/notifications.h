@@ -36,7 +36,7 @@ enum class Notification : std::int32_t {
     tokenLoggedOut         = 5,  // TokenNotice: no more, for whatever reason
     configurationCommitted = 10, // ConfigurationNotice
     policyActivated        = 20, // PolicyNotice
-    policyFailed           = 21, // PolicyNotice, with its reason
+    policyFailed           = 21, // PolicyNotice with its reason, then a list of NoticeRemark
     certificateExpiring    = 30, // CertificateNotice, once a day for each
     serviceStopping        = 40, // StoppingNotice
     // clang-format on
@@ -94,6 +94,18 @@ struct PolicyNotice {
     bool operator==(const PolicyNotice&) const = default;
 };
 static_assert(RecordListsEveryMember<PolicyNotice>);
+
+// After a PolicyNotice with a reason, a list of these says the reason to programs, as bridge::Remark does for commands.
+// Services of version 0.1.0 end the payload before it.
+struct NoticeRemark {
+    std::uint32_t code{};  // refusals.h; 0 when it has none
+    std::string wording{}; // in English, with places for the arguments (platform/loccore/phrase.h)
+    std::vector<std::string> arguments;
+
+    static auto fields(auto& self, auto&& io) { return io(self.code, self.wording, self.arguments); }
+    bool operator==(const NoticeRemark&) const = default;
+};
+static_assert(RecordListsEveryMember<NoticeRemark>);
 
 struct CertificateNotice {
     Moment moment;

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string_view>
 
 namespace vocabulary {
 
@@ -27,6 +28,9 @@ inline constexpr auto certificate  = &LSPinfo_t::textF;  // subject of the certi
 inline constexpr auto sections     = &LSPinfo_t::textG;  // their names, with ", " between them
 // clang-format on
 } // namespace policyInfo
+
+// LSPinfo_t::message begins with it when it is a warning and not a failure.
+inline constexpr std::string_view policyWarning = "#warn: ";
 
 // LSPinfo_t::certificateState. Those that front ends have no words for come with a message of their own.
 namespace policyCertificate {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The numbers by which panelkitd says why it refused a command. They travel beside the text for people
-// (bridge::Failure::detail), so that a front end can act on the reason in any language. Never to change.
+// The numbers by which panelkitd says why it refused a command, or what it remarks on one that it answered. They travel
+// beside the texts for people (bridge::Failure::detail, bridge::Remark::code), so that a front end can act on the
+// reason in any language. Never to change.
 #pragma once
 
 #include <cstdint>
@@ -34,6 +35,7 @@ enum class Refused : std::uint32_t {
     alreadyLoaded    = 21,
     modulePath       = 22, // the path breaks the rules for modules
     moduleUnfit      = 23, // the probe crashed, hung, or got nonsense answers
+    providerProblem  = 24, // in listings: what follows is why the provider that it names is not loaded
 
     // tokens as devices
     writeProtected   = 30,
@@ -43,6 +45,24 @@ enum class Refused : std::uint32_t {
 
     // input
     badInput         = 40,
+    unknownFormat    = 41, // a file is damaged, or of a format that is not known
+    wrongPassword    = 42, // of a file; or it is missing
+    nothingUsable    = 43, // a file is understood, and holds nothing that can be imported
+    tooCostly        = 44, // reading a file would take too long
+
+    // certificates
+    alreadyThere     = 50,
+    olderThanPresent = 51, // the token has a newer list of the same issuer
+    badSignature     = 52,
+    keyStays         = 53, // a private key that may not leave its token, or is not there
+    notVerified      = 54, // what is wrong with a certificate of the chain
+    chainLink        = 55, // of a certificate that verifies: how its chain goes
+    notCounted       = 56, // of a certificate that verifies: what was found, and did not count
+
+    // policies
+    policyLine       = 60, // what is wrong with, or remarkable about, a line of a policy file; its number comes first
+    policyCopy       = 61, // the copy that was kept is in force, not the file
+    credentials      = 62, // a certificate or preshared key that the policy needs is missing, or of no use
 
     // the service's own state
     notStored        = 70, // it can't be written to disk; everything is as it was

@@ -4,6 +4,8 @@
 // begins with, and writing replies.
 #pragma once
 
+#include <service/base/refused.h>
+
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/tokens/token_records.h>
 #include <platform/bridge/server.h>
@@ -18,6 +20,7 @@ struct Call {
     CommandStreamIn in;  // over the payload
     std::string subject; // what the command acts on, for the audit line; no secrets
     std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
+    Remarks remarks;     // beside the reply
 };
 
 // The reply of a command that acted.

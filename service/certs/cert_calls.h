@@ -41,17 +41,18 @@ std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std
     return reply;
 }
 
-// A reply that begins with a result. What it is, and why, goes to the audit line.
+// A reply that begins with a result. Why it is that goes to the front end, and to the audit line.
 template <class Result, class... Fields>
 std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
     const auto number = static_cast<std::uint32_t>(outcome.result);
-    call.outcome = number == 0 ? "done" : "failed (" + outcome.reason + ")";
+    call.outcome = number == 0 ? "done" : "failed (" + inEnglish(outcome.why) + ")";
+    call.remarks = outcome.why;
     return encoded(number, fields...);
 }
 
-// Destroys the objects of a token for which `matches` holds; there must be some.
+// Destroys the objects of a token for which `matches` holds. When there are none, `ifNone` is what the refusal says.
 template <class Objects, class Matches>
-void destroyMatching(const OpenToken& token, const Objects& objects, const char* kind, Matches matches) {
+void destroyMatching(const OpenToken& token, const Objects& objects, Loc::MarkedWording<> ifNone, Matches matches) {
     bool found = false;
     for (const auto& object : objects) {
         if (!matches(object)) continue;
@@ -59,7 +60,7 @@ void destroyMatching(const OpenToken& token, const Objects& objects, const char*
         found = true;
     }
     if (found) return;
-    throw RefusedError(vocabulary::Refused::noSuchObject, std::string("the ") + kind + " is not on the token");
+    throw RefusedError(vocabulary::Refused::noSuchObject, ifNone);
 }
 
 } // namespace panelkitd

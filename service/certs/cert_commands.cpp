@@ -16,6 +16,7 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using PKCS11::TokenInfo;
 using platform::WipeOnExit;
 using vocabulary::CertSelector;
@@ -80,7 +81,7 @@ bool isSelected(CertSelector selector, const CertInfo& certificate) {
     case CertSelector::authorities: return authority;
     case CertSelector::others: return !certificate.hasPrivateKey && !authority;
     }
-    throw RefusedError(Refused::badInput, "there is no selection " + std::to_string(static_cast<int>(selector)));
+    throw RefusedError(Refused::badInput, "there is no selection %d", static_cast<int>(selector));
 }
 
 // The tokens that something can be imported to.
@@ -105,6 +106,8 @@ CertImportOption optionFor(const ParsedFile& file, std::size_t item, const Holdi
     }
     return option;
 }
+
+bridge::Remark noSuchItem() { return remark(Refused::noSuchObject, "no such item was parsed in this session"); }
 
 std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
     std::vector<TokenInfo> tokens;
@@ -150,7 +153,7 @@ std::string CertCommands::enumCrls(Call&) {
     return encodedPairs(tokens, crls);
 }
 
-// Tokens are read at every command anyway; this fills the cache anew and shows tokens that can't be read.
+// Tokens are read at every command anyway; this fills the cache again and shows tokens that can't be read.
 std::string CertCommands::reloadAll(Call& call) {
     bool forget = false;
     call.in >> forget;
@@ -176,6 +179,7 @@ std::string CertCommands::parseFile(Call& call) {
         return reply;
     } catch (const ParseError& error) {
         logDetail(std::string("a file was not parsed: ") + error.what());
+        call.remarks = error.remarks;
         return encoded(static_cast<std::uint32_t>(error.result));
     }
 }
@@ -190,7 +194,7 @@ std::string CertCommands::importCertificate(Call& call) {
     if (withPin) call.in >> pin;
     const auto file = state_->parsed.find(call.session.number);
     if (!file || wish.item >= file->certificates.size()) {
-        return answered<ImportCert>(call, {ImportCert::noSuchItem, "no such item was parsed in this session"});
+        return answered<ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
     }
     call.subject += ", " + file->certificates[wish.item].facts->info.subject;
     try {
@@ -199,7 +203,7 @@ std::string CertCommands::importCertificate(Call& call) {
         return answered(call, panelkitd::importCertificate(token, *file, wish, state_->cache));
     } catch (const RefusedError& refused) {
         if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
-        return answered<ImportCert>(call, {importResult(refused.reason), refused.what()});
+        return answered<ImportCert>(call, {importResult(refused.reason), refused.remarks});
     }
 }
 
@@ -209,7 +213,7 @@ std::string CertCommands::importCrl(Call& call) {
     call.in >> item;
     const auto file = state_->parsed.find(call.session.number);
     if (!file || item >= file->crls.size()) {
-        return answered<ImportCrl>(call, {ImportCrl::noSuchItem, "no such item was parsed in this session"});
+        return answered<ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
     }
     const FileCrl& crl = file->crls[item];
     call.subject += ", CRL of " + crl.facts->info.issuer;
@@ -217,7 +221,7 @@ std::string CertCommands::importCrl(Call& call) {
     try {
         return answered(call, panelkitd::importCrl(state_->providers.hold(info), crl, everything, state_->cache));
     } catch (const RefusedError& refused) {
-        return answered<ImportCrl>(call, {importCrlResult(refused.reason), refused.what()});
+        return answered<ImportCrl>(call, {importCrlResult(refused.reason), refused.remarks});
     }
 }
 
@@ -230,7 +234,7 @@ std::string CertCommands::deleteCertificate(Call& call) {
     const HeldToken held = state_->providers.hold(info);
     requireWritable(held);
     const OpenToken token(held, TokenSession::Mode::readWrite);
-    destroyMatching(token, readCertificates(token, state_->cache), "certificate",
+    destroyMatching(token, readCertificates(token, state_->cache), N_("the certificate is not on the token"),
                     [&](const StoredCertificate& candidate) { return names(record, *candidate.facts); });
     return {};
 }
@@ -243,9 +247,9 @@ std::string CertCommands::deleteCrl(Call& call) {
     const HeldToken held = state_->providers.hold(info);
     requireWritable(held);
     const OpenToken token(held, TokenSession::Mode::readWrite);
-    destroyMatching(token, readCrls(token, state_->cache), "CRL", [&](const StoredCrl& candidate) {
-        return candidate.facts->info.fingerprint == record.fingerprint;
-    });
+    destroyMatching(
+        token, readCrls(token, state_->cache), N_("the CRL is not on the token"),
+        [&](const StoredCrl& candidate) { return candidate.facts->info.fingerprint == record.fingerprint; });
     return {};
 }
 

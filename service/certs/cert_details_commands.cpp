@@ -12,6 +12,7 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using PKCS11::TokenInfo;
 using vocabulary::ExportCert;
 using vocabulary::Refused;
@@ -31,6 +32,12 @@ std::uint32_t withRevocation(std::uint32_t how, CrlProcessing configured) {
     }
     return how;
 }
+
+// Said of certificates that verify because revocation is left out.
+constexpr Loc::MarkedWording<'s', 's'> leftOutByCommand =
+    N_("Warning: \"%s\" is revoked since %s; this was not counted, because the command leaves revocation out");
+constexpr Loc::MarkedWording<'s', 's'> leftOutByConfiguration =
+    N_("Warning: \"%s\" is revoked since %s; this was not counted, because IKE.CRL_PROCESSING turns revocation off");
 
 } // namespace
 
@@ -64,10 +71,10 @@ std::string CertCommands::verifyCert(Call& call) {
     std::uint32_t how = 0;
     call.in >> how;
     const Holdings holdings = state_->look();
-    const char* const whyLeftOut = (how & verifyFlag::noRevocation) ? "the command leaves revocation out"
-                                                                    : "IKE.CRL_PROCESSING turns revocation off";
+    const auto& revokedAllTheSame = (how & verifyFlag::noRevocation) ? leftOutByCommand : leftOutByConfiguration;
     how = withRevocation(how, state_->configuration.settings().crlProcessing);
-    const Verdict verdict = verify(holdings, holdings.find(token, record), how, whyLeftOut);
+    const Verdict verdict = verify(holdings, holdings.find(token, record), how, revokedAllTheSame);
+    call.remarks = verdict.remarks;
     return encoded(verdict.verified, verdict.text);
 }
 
@@ -78,8 +85,13 @@ std::string CertCommands::exportCertificate(Call& call) {
     const platform::WipeOnExit wiped(wish.password);
     call.in >> wish.format >> wish.password >> wish.withChain >> wish.withKey;
     if (wish.withKey) call.subject += " with its private key";
-    if (wish.withKey && !call.byAdministrator) throw DeniedError("private keys are exported for administrators only");
-    const auto answer = [&](const Outcome<ExportCert>& outcome) { return answered(call, outcome, outcome.reason); };
+    if (wish.withKey && !call.byAdministrator) {
+        throw DeniedError("private keys are exported for administrators of the service only, and %s is not one of them",
+                          displayName(call.session.peer));
+    }
+    const auto answer = [&](const Outcome<ExportCert>& outcome) {
+        return answered(call, outcome, inEnglish(outcome.why));
+    };
     try {
         const Outcome<ExportCert> fit = checkWish(wish);
         if (fit.result != ExportCert::exported) return answer(fit);
@@ -92,10 +104,10 @@ std::string CertCommands::exportCertificate(Call& call) {
         }
         std::vector<PlacedCertificate> chain{placed};
         if (wish.withChain) chain = holdings.chainOf(placed);
-        return answered<ExportCert>(call, {ExportCert::exported, {}}, exported(wish, chain, key.get()));
+        return answered<ExportCert>(call, ExportCert::exported, exported(wish, chain, key.get()));
     } catch (const RefusedError& refused) {
         if (refused.reason != Refused::noSuchToken && refused.reason != Refused::noSuchObject) throw;
-        return answer({ExportCert::noSuchCertificate, refused.what()});
+        return answer({ExportCert::noSuchCertificate, refused.remarks});
     }
 }
 

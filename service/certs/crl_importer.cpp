@@ -27,7 +27,8 @@ CK_OBJECT_HANDLE store(const FileCrl& crl, ObjectsMade& made) {
 
 Outcome<ImportCrl> importCrl(const HeldToken& held, const FileCrl& crl, const Holdings& everything, FactsCache& cache) {
     if (!everything.isSignedByItsIssuer(*crl.facts)) {
-        return {ImportCrl::signatureWrong, "the list's issuer is on a token and did not sign it"};
+        return {ImportCrl::signatureWrong,
+                remark(Refused::badSignature, "the list's issuer is on a token and did not sign it")};
     }
     requireWritable(held);
     const OpenToken token(held, TokenSession::Mode::readWrite);
@@ -35,16 +36,17 @@ Outcome<ImportCrl> importCrl(const HeldToken& held, const FileCrl& crl, const Ho
     std::erase_if(present, [&](const StoredCrl& other) { return other.facts->scope != crl.facts->scope; });
     const auto any = [&](auto matches) { return std::any_of(present.begin(), present.end(), matches); };
     if (any([&](const StoredCrl& other) { return other.der == crl.der; })) {
-        return {ImportCrl::alreadyThere, "the token has it already"};
+        return {ImportCrl::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
     }
     if (any([&](const StoredCrl& other) { return other.facts->info.thisUpdate > crl.facts->info.thisUpdate; })) {
-        return {ImportCrl::olderThanPresent, "the token has a newer list of its issuer"};
+        return {ImportCrl::olderThanPresent,
+                remark(Refused::olderThanPresent, "the token has a newer list of its issuer")};
     }
     ObjectsMade made(token);
     store(crl, made);
     made.keep(); // from here on the newer list stays, even if an older one can't be removed
     for (const StoredCrl& older : present) token.destroy(older.object);
-    return {ImportCrl::imported, {}};
+    return ImportCrl::imported;
 }
 
 ImportCrl importCrlResult(Refused reason) {

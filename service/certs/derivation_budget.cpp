@@ -51,6 +51,18 @@ std::uint64_t roundsOf(const X509_ALGOR* algorithm) {
 
 } // namespace
 
+vocabulary::Refused ParseError::numberOf(ParseResult result) {
+    using vocabulary::Refused;
+    switch (result) {
+    case ParseResult::unknownFormat: return Refused::unknownFormat;
+    case ParseResult::passwordWrong: return Refused::wrongPassword;
+    case ParseResult::nothingUsable: return Refused::nothingUsable;
+    case ParseResult::tooCostly: return Refused::tooCostly;
+    case ParseResult::parsed: break;
+    }
+    return Refused::none;
+}
+
 void ParseBudget::spendRounds(std::uint64_t rounds) {
     if (rounds > rounds_) throw ParseError(ParseResult::tooCostly, "its key derivation takes too many rounds");
     rounds_ -= rounds;

@@ -4,21 +4,27 @@
 // keep the service busy for years; it is asked for that before anything is derived.
 #pragma once
 
+#include <service/base/refused.h>
 #include <service/certs/openssl_handles.h>
 
 #include <vocabulary/certs.h>
 
 #include <cstdint>
-#include <stdexcept>
-#include <string>
 
 namespace panelkitd {
 
 // Why a file can't be used.
-class ParseError : public std::runtime_error {
+class ParseError : public ExplainedError {
 public:
-    ParseError(vocabulary::ParseResult why, const std::string& text) : std::runtime_error(text), result(why) {}
+    template <Loc::Argument... Arguments>
+    explicit ParseError(vocabulary::ParseResult why, Loc::Wording<Loc::kindOf<Arguments>...> wording,
+                        const Arguments&... arguments)
+        : ExplainedError({remark(numberOf(why), wording, arguments...)}), result(why) {}
+
     vocabulary::ParseResult result;
+
+private:
+    static vocabulary::Refused numberOf(vocabulary::ParseResult result);
 };
 
 class ParseBudget {

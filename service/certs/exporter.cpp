@@ -9,8 +9,10 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using vocabulary::CertExport;
 using vocabulary::ExportCert;
+using vocabulary::Refused;
 
 namespace {
 
@@ -55,38 +57,47 @@ std::string pkcs12(const ExportWish& wish, const std::vector<PlacedCertificate>&
     return container ? derOf(container.get(), i2d_PKCS12) : std::string();
 }
 
+Outcome<ExportCert> unfit(ExportCert how, Loc::MarkedWording<> why) { return {how, remark(Refused::badInput, why)}; }
+
 } // namespace
 
 Outcome<ExportCert> checkWish(const ExportWish& wish) {
     const bool isPkcs12 = wish.format == CertExport::pkcs12;
-    if (wish.format > CertExport::pkcs12) return {ExportCert::formatUnfit, "There is no such format."};
-    if (wish.withKey && !isPkcs12) return {ExportCert::formatUnfit, "Only a PKCS#12 holds a private key."};
+    if (wish.format > CertExport::pkcs12) return unfit(ExportCert::formatUnfit, N_("There is no such format."));
+    if (wish.withKey && !isPkcs12) return unfit(ExportCert::formatUnfit, N_("Only a PKCS#12 holds a private key."));
     if (wish.withChain && wish.format == CertExport::der) {
-        return {ExportCert::formatUnfit, "DER holds one certificate and no chain."};
+        return unfit(ExportCert::formatUnfit, N_("DER holds one certificate and no chain."));
     }
-    if (!isPkcs12 && !wish.password.empty()) {
-        return {ExportCert::passwordUnfit, "Only a PKCS#12 is protected by a password."};
-    }
+    if (!isPkcs12 && !wish.password.empty())
+        return unfit(ExportCert::passwordUnfit, N_("Only a PKCS#12 is protected by a password."));
     if (wish.withKey && wish.password.empty()) {
-        return {ExportCert::passwordUnfit, "A private key is exported under a password only."};
+        return unfit(ExportCert::passwordUnfit, N_("A private key is exported under a password only."));
     }
     const bool isText = platform::isValidUtf8(wish.password) && wish.password.find('\0') == std::string::npos;
     if (!isText || wish.password.size() > longestPassword) {
-        return {ExportCert::passwordUnfit, "The password is no text, or too long."};
+        return unfit(ExportCert::passwordUnfit, N_("The password is not a text, or too long."));
     }
-    return {ExportCert::exported, {}};
+    return ExportCert::exported;
 }
 
 Outcome<ExportCert> takeKey(const HeldToken& held, const StoredCertificate& certificate, KeyHandle& key) {
-    if (!held.loggedIn()) return {ExportCert::notLoggedIn, "Private keys are seen only after log-in to the token."};
+    if (!held.loggedIn()) {
+        return {ExportCert::notLoggedIn,
+                remark(Refused::notLoggedIn, "Private keys are seen only after log-in to the token.")};
+    }
     const OpenToken token(held, TokenSession::Mode::readOnly);
     const TokenObjects there{{}, {}, readKeys(token), readPublicKeys(token), {}};
     const StoredKey* stored = there.keyOf(*certificate.facts, certificate.id);
-    if (!stored) return {ExportCert::keyNotExtractable, "The token has no private key of this certificate."};
+    if (!stored) {
+        return {ExportCert::keyNotExtractable,
+                remark(Refused::keyStays, "The token has no private key of this certificate.")};
+    }
     const CertificateHandle parsed = certificateFrom(certificate.der);
     if (stored->extractable) key = readPrivateKey(token, stored->object, parsed.get());
-    if (!key) return {ExportCert::keyNotExtractable, "The private key may not leave the token."};
-    return {ExportCert::exported, {}};
+    if (!key) {
+        return {ExportCert::keyNotExtractable, remark(Refused::keyStays, "The private key may not leave the token.")};
+    }
+    return ExportCert::exported;
 }
 
 std::string exported(const ExportWish& wish, const std::vector<PlacedCertificate>& chain, EVP_PKEY* key) {

@@ -64,7 +64,7 @@ const TokenObjects& Holdings::token(const TokenInfo& named) const {
                                     [&](const TokenObjects& candidate) { return sameToken(candidate.token, named); });
     if (token == tokens_.end()) {
         requireAllSeen(unseen_);
-        throw RefusedError(Refused::noSuchToken, "the token \"" + named.*field::label + "\" is not there");
+        throw RefusedError(Refused::noSuchToken, "the token \"%s\" is not there", named.*field::label);
     }
     return *token;
 }

@@ -120,12 +120,13 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
 Outcome<ImportCert> importCertificate(const HeldToken& held, const ParsedFile& file, const ImportWish& wish,
                                       FactsCache& cache) {
     if (!has(possibleModes(file, wish.item), wish.mode)) {
-        return {ImportCert::modeUnfit, "the file has not what this way of importing needs"};
+        return {ImportCert::modeUnfit,
+                remark(Refused::badInput, "the file does not have what this way of importing needs")};
     }
     const FileCertificate& certificate = file.certificates[wish.item];
     const bool withKey = certificate.key && wish.mode != CertImport::certificateOnly;
     if (withKey && !keyWorks(file.keys[*certificate.key].key.get())) {
-        return {ImportCert::modeUnfit, "the file's private key is damaged"};
+        return {ImportCert::modeUnfit, remark(Refused::unknownFormat, "the file's private key is damaged")};
     }
     requireWritable(held);
     const OpenToken token(held, TokenSession::Mode::readWrite);
@@ -138,8 +139,8 @@ Outcome<ImportCert> importCertificate(const HeldToken& held, const ParsedFile& f
         }
     }
     import.keep();
-    if (!added) return {ImportCert::alreadyThere, "the token has it already"};
-    return {ImportCert::imported, {}};
+    if (!added) return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
+    return ImportCert::imported;
 }
 
 ImportCert importResult(Refused reason) {

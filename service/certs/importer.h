@@ -3,6 +3,7 @@
 // Storing what a parsed file holds on a token: all that is asked for, or nothing.
 #pragma once
 
+#include <service/base/refused.h>
 #include <service/certs/holdings.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/token_objects.h>
@@ -17,11 +18,15 @@
 
 namespace panelkitd {
 
-// What an operation ended with, and why, for the log and the audit line.
+// What an operation ended with, and why.
 template <class Result>
 struct Outcome {
+    Outcome(Result how) : result(how) {} // NOLINT(google-explicit-constructor): success needs no reason
+    Outcome(Result how, Remarks reasons) : result(how), why(std::move(reasons)) {}
+    Outcome(Result how, bridge::Remark reason) : result(how), why{std::move(reason)} {}
+
     Result result;
-    std::string reason;
+    Remarks why;
 };
 
 struct ImportWish {

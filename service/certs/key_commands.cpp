@@ -14,6 +14,7 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using PKCS11::TokenInfo;
 using vocabulary::MakeRequest;
 using vocabulary::Refused;
@@ -31,7 +32,7 @@ CertRequestInfo readWish(Call& call) {
         throw RefusedError(Refused::badInput, "the request names two formats, at its start and at its end");
     }
     if (format > static_cast<std::uint32_t>(vocabulary::RequestFormat::der)) {
-        throw RefusedError(Refused::badInput, "there is no request format " + std::to_string(format));
+        throw RefusedError(Refused::badInput, "there is no request format %d", format);
     }
     if (!areKeyUsages(wish.keyUsage)) throw RefusedError(Refused::badInput, "there is no such key usage");
     return wish;
@@ -74,7 +75,7 @@ std::string CertCommands::deletePresharedKey(Call& call) {
     const HeldToken held = state_->providers.hold(info);
     requireWritable(held);
     const OpenToken token(held, TokenSession::Mode::readWrite);
-    destroyMatching(token, readPresharedKeys(token), "preshared key",
+    destroyMatching(token, readPresharedKeys(token), N_("the preshared key is not on the token"),
                     [&](const StoredPresharedKey& candidate) { return candidate.name == record.name; });
     return {};
 }
@@ -92,10 +93,10 @@ std::string CertCommands::makeRequest(Call& call) {
     std::string request;
     try {
         const auto outcome = panelkitd::makeRequest(state_->providers.hold(info), wish, request);
-        return answered(call, outcome, outcome.result == MakeRequest::made ? request : outcome.reason);
+        return answered(call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
     } catch (const RefusedError& refused) {
-        return answered<MakeRequest>(call, {requestResult(refused.reason), refused.what()},
-                                     std::string(refused.what()));
+        return answered<MakeRequest>(call, {requestResult(refused.reason), refused.remarks},
+                                     inEnglish(refused.remarks));
     }
 }
 

@@ -83,7 +83,7 @@ ParsedFile FileCollector::finish() {
         if (key != file_.keys.end()) certificate.key = static_cast<std::size_t>(key - file_.keys.begin());
     }
     if (file_.certificates.empty() && file_.crls.empty()) {
-        throw ParseError(ParseResult::nothingUsable, "it holds neither certificate nor CRL");
+        throw ParseError(ParseResult::nothingUsable, "it holds neither a certificate nor a CRL");
     }
     return std::move(file_);
 }

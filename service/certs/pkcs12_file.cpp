@@ -31,10 +31,6 @@ struct Password {
     int size;
 };
 
-[[noreturn]] void refuse(const char* part) {
-    throw ParseError(ParseResult::passwordWrong, std::string("the password does not open ") + part);
-}
-
 Password checkedPassword(PKCS12* container, FileCollector& into) {
     const Password given{into.password().c_str(), static_cast<int>(into.password().size())};
     if (!PKCS12_mac_present(container)) return given;
@@ -45,7 +41,7 @@ Password checkedPassword(PKCS12* container, FileCollector& into) {
     into.budget().spendRounds(count);
     if (PKCS12_verify_mac(container, given.text, given.size)) return given;
     if (given.size == 0 && PKCS12_verify_mac(container, nullptr, 0)) return {nullptr, 0};
-    refuse("the file");
+    throw ParseError(ParseResult::passwordWrong, "the password does not open the file");
 }
 
 void takeBags(const STACK_OF(PKCS12_SAFEBAG) * bags, const Password& password, FileCollector& into, int depth);
@@ -64,7 +60,7 @@ void takeShroudedKey(const PKCS12_SAFEBAG* bag, const Password& password, FileCo
     into.budget().spendDerivation(algorithm);
     const std::unique_ptr<PKCS8_PRIV_KEY_INFO, Release<PKCS8_PRIV_KEY_INFO_free>> info(
         PKCS8_decrypt(key, password.text, password.size));
-    if (!info) refuse("its private key");
+    if (!info) throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
     into.addKey(KeyHandle(EVP_PKCS82PKEY(info.get())));
 }
 
@@ -105,7 +101,7 @@ void takeSafe(PKCS7* safe, const Password& password, FileCollector& into) {
     } else if (PKCS7_type_is_encrypted(safe) && safe->d.encrypted && safe->d.encrypted->enc_data) {
         into.budget().spendDerivation(safe->d.encrypted->enc_data->algorithm);
         bags.reset(PKCS12_unpack_p7encdata(safe, password.text, password.size));
-        if (!bags) refuse("a part of it");
+        if (!bags) throw ParseError(ParseResult::passwordWrong, "the password does not open a part of it");
     }
     if (bags) takeBags(bags.get(), password, into, 0);
 }

@@ -23,12 +23,15 @@ void checkName(const std::string& name) {
     for (std::string_view rest = name; !rest.empty(); ++characters) {
         const platform::Utf8Character next = platform::firstCharacter(rest);
         const bool control = next.character < 0x20 || (next.character >= 0x7F && next.character < 0xA0);
-        if (!next.good || control) throw RefusedError(Refused::badInput, "the name of a preshared key is plain text");
+        if (!next.good || control) {
+            throw RefusedError(Refused::badInput,
+                               "the name of a preshared key is plain text without control characters");
+        }
         rest.remove_prefix(next.bytes);
     }
     if (characters == 0 || characters > longestName) {
-        throw RefusedError(Refused::badInput, "the name of a preshared key has 1 to 64 characters; this one has " +
-                                                  std::to_string(characters));
+        throw RefusedError(Refused::badInput, "the name of a preshared key has 1 to %d characters; this one has %d",
+                           longestName, characters);
     }
 }
 
@@ -69,11 +72,11 @@ std::vector<StoredPresharedKey> readPresharedKeys(const OpenToken& token) {
 void createPresharedKey(const OpenToken& token, const std::string& name, const std::string& value) {
     checkName(name);
     if (value.empty() || value.size() > longestValue) {
-        throw RefusedError(Refused::badInput, "a preshared key has 1 to 1024 bytes");
+        throw RefusedError(Refused::badInput, "a preshared key has 1 to %d bytes", longestValue);
     }
     const auto present = readPresharedKeys(token);
     if (std::any_of(present.begin(), present.end(), [&](const auto& other) { return other.name == name; })) {
-        throw RefusedError(Refused::badInput, "the token has a preshared key \"" + name + "\" already");
+        throw RefusedError(Refused::badInput, "the token has a preshared key \"%s\" already", name);
     }
     try {
         createKey(token, name, value);

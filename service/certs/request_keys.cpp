@@ -55,8 +55,7 @@ std::vector<CK_MECHANISM_TYPE> mechanismsOf(const HeldToken& token) {
     CK_ULONG count = 0;
     check(token.library()->C_GetMechanismList(token.slot(), nullptr, &count), "C_GetMechanismList");
     if (count > mostMechanisms) {
-        throw RefusedError(Refused::deviceError,
-                           "the token announces " + std::to_string(count) + " mechanisms, which can't be");
+        throw RefusedError(Refused::deviceError, "the token announces %d mechanisms, which can't be right", count);
     }
     std::vector<CK_MECHANISM_TYPE> list(count);
     if (list.empty()) return list;

@@ -13,6 +13,7 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using vocabulary::MakeRequest;
 using vocabulary::Refused;
 using vocabulary::RequestFormat;
@@ -27,7 +28,7 @@ using NamesHandle = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES_free>>;
 // What ends the making, with its result.
 struct Unfit {
     MakeRequest result;
-    std::string reason;
+    bridge::Remark why;
 };
 
 // ---- names
@@ -35,17 +36,17 @@ struct Unfit {
 struct NamePart {
     int kind;
     std::string CertRequestInfo::*field;
-    const char* name;
+    Loc::MarkedWording<> ifUnfit;
 };
 
 // clang-format off
 constexpr std::array nameParts = { // from the outermost on
-    NamePart{NID_countryName,            &CertRequestInfo::country,            "country (two letters)"},
-    NamePart{NID_stateOrProvinceName,    &CertRequestInfo::stateOrProvince,    "state or province"},
-    NamePart{NID_localityName,           &CertRequestInfo::locality,           "locality"},
-    NamePart{NID_organizationName,       &CertRequestInfo::organization,       "organization"},
-    NamePart{NID_organizationalUnitName, &CertRequestInfo::organizationalUnit, "organizational unit"},
-    NamePart{NID_commonName,             &CertRequestInfo::commonName,         "common name"},
+    NamePart{NID_countryName,            &CertRequestInfo::country,            N_("X.509 does not take this country (two letters).")},
+    NamePart{NID_stateOrProvinceName,    &CertRequestInfo::stateOrProvince,    N_("X.509 does not take this state or province.")},
+    NamePart{NID_localityName,           &CertRequestInfo::locality,           N_("X.509 does not take this locality.")},
+    NamePart{NID_organizationName,       &CertRequestInfo::organization,       N_("X.509 does not take this organization.")},
+    NamePart{NID_organizationalUnitName, &CertRequestInfo::organizationalUnit, N_("X.509 does not take this organizational unit.")},
+    NamePart{NID_commonName,             &CertRequestInfo::commonName,         N_("X.509 does not take this common name.")},
 };
 // clang-format on
 
@@ -64,7 +65,7 @@ NameHandle subjectOf(const CertRequestInfo& wish) {
         if (value.empty()) continue;
         if (X509_NAME_add_entry_by_NID(name.get(), part.kind, MBSTRING_UTF8, bytesOf(value),
                                        static_cast<int>(value.size()), -1, 0) != 1) {
-            throw Unfit{MakeRequest::subjectUnfit, std::string("X.509 does not take this ") + part.name + "."};
+            throw Unfit{MakeRequest::subjectUnfit, remark(Refused::badInput, part.ifUnfit)};
         }
     }
     return name;
@@ -86,8 +87,11 @@ void addAlternativeName(GENERAL_NAMES* names, const std::string& text) {
                              ? a2i_GENERAL_NAME(nullptr, nullptr, nullptr, kind->kind, value.c_str(), 0)
                              : nullptr;
     if (!name) {
-        throw Unfit{MakeRequest::subjectUnfit, "\"" + text + "\" is no alternative name: DNS:, IP:, email: or URI: " +
-                                                   "and its value in plain characters."};
+        throw Unfit{MakeRequest::subjectUnfit,
+                    remark(Refused::badInput,
+                           "\"%s\" is not an alternative name: DNS:, IP:, email: or URI: and its value in plain "
+                           "characters.",
+                           text)};
     }
     sk_GENERAL_NAME_push(names, name);
 }
@@ -131,7 +135,7 @@ RequestHandle drafted(const CertRequestInfo& wish) {
     const NameHandle subject = subjectOf(wish);
     const ExtensionsHandle extensions = extensionsOf(wish);
     if (X509_NAME_entry_count(subject.get()) == 0 && wish.alternativeNames.empty()) {
-        throw Unfit{MakeRequest::subjectUnfit, "The request names nobody."};
+        throw Unfit{MakeRequest::subjectUnfit, remark(Refused::badInput, "The request names nobody.")};
     }
     X509_REQ_set_version(request.get(), 0);
     X509_REQ_set_subject_name(request.get(), subject.get());
@@ -141,24 +145,28 @@ RequestHandle drafted(const CertRequestInfo& wish) {
 
 // ---- key and signature
 
+bridge::Remark notOnePair(std::size_t found, const std::string& label) {
+    if (found == 0) return remark(Refused::noSuchObject, "The token has no key pair \"%s\".", label);
+    return remark(Refused::badInput, "Several key pairs are called \"%s\".", label);
+}
+
 TokenKeyPair pairFor(const OpenToken& token, const CertRequestInfo& wish, ObjectsMade& made) {
     const RequestChoices choices(token.token());
     if (wish.useExistingKey) {
         std::vector<TokenKeyPair> found = findPairs(token, wish.keyLabel);
-        if (found.size() != 1) {
-            throw Unfit{MakeRequest::noSuchKey,
-                        (found.empty() ? "The token has no key pair \"" : "Several are called \"") + wish.keyLabel +
-                            "\"."};
-        }
+        if (found.size() != 1) throw Unfit{MakeRequest::noSuchKey, notOnePair(found.size(), wish.keyLabel)};
         if (choices.offersDigest(found[0].type, wish.digest)) return std::move(found[0]);
-        throw Unfit{MakeRequest::keyUnfit, "The token does not sign so with that key."};
+        throw Unfit{MakeRequest::keyUnfit,
+                    remark(Refused::notSupported, "The token does not sign with that key and digest.")};
     }
     if (!choices.offers(wish.keyType, wish.keyBits) || !choices.offersDigest(wish.keyType, wish.digest)) {
-        throw Unfit{MakeRequest::keyUnfit, "The token has no such choice of key type, size and digest."};
+        throw Unfit{MakeRequest::keyUnfit,
+                    remark(Refused::notSupported, "The token has no such choice of key type, size and digest.")};
     }
     const std::string label = wish.keyLabel.empty() ? wish.commonName : wish.keyLabel;
     if (isLabelTaken(token, label)) {
-        throw Unfit{MakeRequest::keyUnfit, "The token has a key called \"" + label + "\" already."};
+        throw Unfit{MakeRequest::keyUnfit,
+                    remark(Refused::alreadyThere, "The token has a key called \"%s\" already.", label)};
     }
     return generatePair(token, wish, label, made);
 }
@@ -206,10 +214,10 @@ Outcome<MakeRequest> makeRequest(const HeldToken& held, const CertRequestInfo& w
         sign(request.get(), token, pair, wish.digest);
         content = written(request.get(), static_cast<RequestFormat>(wish.format));
         made.keep();
-        return {MakeRequest::made, {}};
+        return MakeRequest::made;
     } catch (const Unfit& unfit) {
         ERR_clear_error();
-        return {unfit.result, unfit.reason};
+        return {unfit.result, unfit.why};
     }
 }
 

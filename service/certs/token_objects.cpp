@@ -150,7 +150,7 @@ std::vector<UnseenToken> forEachToken(const Providers& providers,
                 use(provider->hold(token), token);
             } catch (const RefusedError& error) {
                 logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
-                unseen.push_back({token, error.what()});
+                unseen.push_back({token, error.remarks});
             }
         }
     }
@@ -160,8 +160,9 @@ std::vector<UnseenToken> forEachToken(const Providers& providers,
 void requireAllSeen(const std::vector<UnseenToken>& unseen) {
     if (unseen.empty()) return;
     throw RefusedError(vocabulary::Refused::incomplete,
-                       "the token \"" + unseen[0].token.*vocabulary::token::label +
-                           "\" could not be read, so the answer would be incomplete: " + unseen[0].reason);
+                       "the token \"%s\" could not be read, so the answer would be incomplete",
+                       unseen[0].token.*vocabulary::token::label)
+        .because(unseen[0].why);
 }
 
 const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {

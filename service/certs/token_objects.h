@@ -75,7 +75,7 @@ TokenObjects readObjects(const HeldToken& token, const PKCS11::TokenInfo& info, 
 // A token that is listed and could not be read: it was pulled out just now, say.
 struct UnseenToken {
     PKCS11::TokenInfo token;
-    std::string reason;
+    Remarks why;
 };
 
 // Calls `use` for each token that is there and initialised, one held at a time. Returns those that refused, which are

@@ -16,13 +16,12 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using vocabulary::Refused;
 using vocabulary::VerifyPurpose;
 namespace verifyFlag = vocabulary::verifyFlag;
 
 namespace {
-
-std::string quoted(const std::string& text) { return "\"" + text + "\""; }
 
 // ---- what takes part
 
@@ -73,16 +72,16 @@ Participants gather(const Holdings& holdings, const std::vector<const StoredCert
 struct PurposeRow {
     VerifyPurpose purpose;
     int openssl; // X509_PURPOSE_..., 0 for none
-    const char* text;
+    Loc::MarkedWording<'s'> ifUnfit;
 };
 
 // clang-format off
 constexpr std::array purposes = {
-    PurposeRow{VerifyPurpose::any,       0,                       "anything"},
-    PurposeRow{VerifyPurpose::ikePeer,   0,                       "an IKE peer"},
-    PurposeRow{VerifyPurpose::tlsServer, X509_PURPOSE_SSL_SERVER, "a TLS server"},
-    PurposeRow{VerifyPurpose::tlsClient, X509_PURPOSE_SSL_CLIENT, "a TLS client"},
-    PurposeRow{VerifyPurpose::authority, 0,                       "an authority"},
+    PurposeRow{VerifyPurpose::any,       0,                       N_("\"%s\" must not be used for anything")},
+    PurposeRow{VerifyPurpose::ikePeer,   0,                       N_("\"%s\" must not be used for an IKE peer")},
+    PurposeRow{VerifyPurpose::tlsServer, X509_PURPOSE_SSL_SERVER, N_("\"%s\" must not be used for a TLS server")},
+    PurposeRow{VerifyPurpose::tlsClient, X509_PURPOSE_SSL_CLIENT, N_("\"%s\" must not be used for a TLS client")},
+    PurposeRow{VerifyPurpose::authority, 0,                       N_("\"%s\" must not be used for an authority")},
 };
 // clang-format on
 
@@ -93,7 +92,7 @@ const PurposeRow& purposeOf(std::uint32_t how) {
     const std::uint32_t known = verifyFlag::purposeMask | verifyFlag::crlRequired | verifyFlag::noRevocation;
     const bool both = (how & verifyFlag::crlRequired) && (how & verifyFlag::noRevocation);
     if (row == purposes.end() || (how & ~known) || both) {
-        throw RefusedError(Refused::badInput, "there is no such way to verify: " + std::to_string(how));
+        throw RefusedError(Refused::badInput, "there is no way to verify with the number %d", how);
     }
     return *row;
 }
@@ -116,44 +115,73 @@ bool fits(X509* certificate, VerifyPurpose purpose) {
 
 // ---- reasons
 
-std::string subjectOf(X509* certificate) {
-    return certificate ? quoted(nameText(X509_get_subject_name(certificate))) : "a certificate";
+std::string subjectOf(const X509* certificate) {
+    return certificate ? nameText(X509_get_subject_name(certificate)) : std::string();
 }
 
-std::string withDate(const char* words, const ASN1_TIME* time) { return words + dateText(secondsOf(time).value_or(0)); }
+std::string dateOf(const ASN1_TIME* time) { return dateText(secondsOf(time).value_or(0)); }
 
-std::string reasonOf(int error, X509* at) {
+struct ReasonRow {
+    int error;
+    Loc::MarkedWording<'s'> text;
+};
+
+// clang-format off
+constexpr std::array reasons = {
+    ReasonRow{X509_V_ERR_CERT_REVOKED,           N_("\"%s\" is revoked")},
+    ReasonRow{X509_V_ERR_CERT_SIGNATURE_FAILURE, N_("\"%s\" has a signature that is not its issuer's")},
+    ReasonRow{X509_V_ERR_INVALID_CA,             N_("\"%s\" has issued a certificate and is not a CA")},
+    ReasonRow{X509_V_ERR_PATH_LENGTH_EXCEEDED,   N_("\"%s\" is a CA for shorter chains than this")},
+    ReasonRow{X509_V_ERR_INVALID_PURPOSE,        N_("\"%s\" must not be used for that purpose")},
+    ReasonRow{X509_V_ERR_UNABLE_TO_GET_CRL,      N_("\"%s\" can't be looked up: no CRL of its issuer is on a token")},
+    ReasonRow{X509_V_ERR_CRL_HAS_EXPIRED,        N_("\"%s\" can't be looked up: the CRL of its issuer is out of date")},
+    ReasonRow{X509_V_ERR_CRL_NOT_YET_VALID,      N_("\"%s\" can't be looked up: the CRL of its issuer is not valid yet")},
+};
+// clang-format on
+
+bridge::Remark reasonOf(Refused code, int error, const X509* at) {
+    const std::string subject = subjectOf(at);
+    const auto row = std::find_if(reasons.begin(), reasons.end(), [&](const auto& one) { return one.error == error; });
+    if (row != reasons.end()) return remark(code, row->text, subject);
     switch (error) {
-    case X509_V_ERR_CERT_HAS_EXPIRED: return withDate("has expired on ", X509_get0_notAfter(at));
-    case X509_V_ERR_CERT_NOT_YET_VALID: return withDate("is not valid before ", X509_get0_notBefore(at));
-    case X509_V_ERR_CERT_REVOKED: return "is revoked";
+    case X509_V_ERR_CERT_HAS_EXPIRED:
+        return remark(code, "\"%s\" has expired on %s", subject, dateOf(X509_get0_notAfter(at)));
+    case X509_V_ERR_CERT_NOT_YET_VALID:
+        return remark(code, "\"%s\" is not valid before %s", subject, dateOf(X509_get0_notBefore(at)));
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
     case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
     case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
-        return "was issued by " + quoted(nameText(X509_get_issuer_name(at))) + ", whose certificate is on no token";
-    case X509_V_ERR_CERT_SIGNATURE_FAILURE: return "has a signature that is not its issuer's";
-    case X509_V_ERR_INVALID_CA: return "has issued a certificate and is no CA";
-    case X509_V_ERR_PATH_LENGTH_EXCEEDED: return "is a CA for shorter chains than this";
-    case X509_V_ERR_INVALID_PURPOSE: return "must not be used for that purpose";
-    case X509_V_ERR_UNABLE_TO_GET_CRL: return "can't be looked up: no CRL of its issuer is on a token";
-    case X509_V_ERR_CRL_HAS_EXPIRED: return "can't be looked up: the CRL of its issuer is out of date";
-    case X509_V_ERR_CRL_NOT_YET_VALID: return "can't be looked up: the CRL of its issuer is not valid yet";
-    default: return std::string("fails: ") + X509_verify_cert_error_string(error);
+        return remark(code, "\"%s\" was issued by \"%s\", whose certificate is on no token", subject,
+                      nameText(X509_get_issuer_name(at)));
+    default: return remark(code, "\"%s\" fails: %s", subject, X509_verify_cert_error_string(error));
     }
 }
 
-// What is missing may be on a token that could not be read.
-std::string unseenText(const Holdings& holdings) {
+// In sentences.
+std::string textOf(const Remarks& remarks) {
     std::string text;
-    for (const UnseenToken& unseen : holdings.unseen()) {
-        text += " The token " + quoted(unseen.token.*vocabulary::token::label) + " could not be read.";
-    }
+    for (const bridge::Remark& remark : remarks) text += (text.empty() ? "" : " ") + Loc::fill(remark.phrase) + ".";
     return text;
+}
+
+Verdict failed(Remarks why) {
+    std::string text = textOf(why);
+    return {false, std::move(text), std::move(why)};
+}
+
+// What is missing may be on a token that could not be read.
+Remarks withUnseen(bridge::Remark why, const Holdings& holdings) {
+    Remarks all{std::move(why)};
+    for (const UnseenToken& unseen : holdings.unseen()) {
+        all.push_back(
+            remark(Refused::incomplete, "The token \"%s\" could not be read", unseen.token.*vocabulary::token::label));
+    }
+    return all;
 }
 
 struct Progress {
     bool crlRequired;
-    std::vector<std::string> notes; // what was overlooked
+    Remarks notes; // what was overlooked
 };
 
 bool concernsCrl(int error) {
@@ -168,40 +196,51 @@ int overlookCrls(int ok, X509_STORE_CTX* context) {
     const int error = X509_STORE_CTX_get_error(context);
     if (progress.crlRequired || !concernsCrl(error)) return 0;
     X509* at = X509_STORE_CTX_get_current_cert(context);
-    progress.notes.push_back(subjectOf(at) + " " + reasonOf(error, at));
+    progress.notes.push_back(reasonOf(Refused::notCounted, error, at));
     X509_STORE_CTX_set_error(context, X509_V_OK);
     return 1;
 }
 
-std::string chainText(X509_STORE_CTX* context) {
-    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context);
+std::string chainText(const STACK_OF(X509) * chain) {
     std::string text;
     for (int i = 0; i < sk_X509_num(chain); ++i) {
-        text += (i == 0 ? "" : ", issued by ") + subjectOf(sk_X509_value(chain, i));
+        text += (i == 0 ? "\"" : ", issued by \"") + subjectOf(sk_X509_value(chain, i)) + "\"";
     }
-    return text + ", which is trusted";
+    return text + ", which is trusted.";
+}
+
+Remarks chainRemarks(const STACK_OF(X509) * chain) {
+    Remarks links;
+    const int last = sk_X509_num(chain) - 1;
+    for (int i = 0; i < last; ++i) {
+        links.push_back(remark(Refused::chainLink, "\"%s\" was issued by \"%s\"", subjectOf(sk_X509_value(chain, i)),
+                               subjectOf(sk_X509_value(chain, i + 1))));
+    }
+    links.push_back(remark(Refused::chainLink, "\"%s\" is trusted", subjectOf(sk_X509_value(chain, last))));
+    return links;
 }
 
 // `certificates` are those of `others`, in the same order.
 void noteRevocations(const Holdings& holdings, const std::vector<const StoredCertificate*>& certificates,
-                     const STACK_OF(X509) * others, const STACK_OF(X509) * chain, const std::string& whyLeftOut,
-                     Progress& progress) {
+                     const STACK_OF(X509) * others, const STACK_OF(X509) * chain,
+                     Loc::MarkedWording<'s', 's'> revokedAllTheSame, Progress& progress) {
     for (int i = 0; i < sk_X509_num(chain); ++i) {
         for (std::size_t k = 0; k < certificates.size(); ++k) {
             if (X509_cmp(sk_X509_value(chain, i), sk_X509_value(others, static_cast<int>(k))) != 0) continue;
             const std::uint64_t time = holdings.revokedAt(*certificates[k]->facts);
             if (time == 0) break;
-            progress.notes.push_back("Warning: " + subjectOf(sk_X509_value(chain, i)) + " is revoked since " +
-                                     dateText(time) + "; this was not counted, because " + whyLeftOut);
+            progress.notes.push_back(
+                remark(Refused::notCounted, revokedAllTheSame, subjectOf(sk_X509_value(chain, i)), dateText(time)));
             break;
         }
     }
 }
 
-Verdict passed(X509_STORE_CTX* context, const Progress& progress) {
-    std::string text = chainText(context) + ".";
-    for (const std::string& note : progress.notes) text += " " + note + ".";
-    return {true, text};
+Verdict passed(const STACK_OF(X509) * chain, const Remarks& notes) {
+    Verdict verdict{true, chainText(chain), chainRemarks(chain)};
+    if (!notes.empty()) verdict.text += " " + textOf(notes);
+    verdict.remarks.insert(verdict.remarks.end(), notes.begin(), notes.end());
+    return verdict;
 }
 
 void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose) {
@@ -216,15 +255,15 @@ void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose
 } // namespace
 
 Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
-               const std::string& whyLeftOut) {
+               Loc::MarkedWording<'s', 's'> revokedAllTheSame) {
     const PurposeRow& purpose = purposeOf(how);
-    if (!certificate.certificate->facts->readable) return {false, "The object is no X.509 certificate."};
+    if (!certificate.certificate->facts->readable) {
+        return failed({remark(Refused::notVerified, "The object is not an X.509 certificate")});
+    }
     const std::vector<const StoredCertificate*> certificates = relatives(holdings, *certificate.certificate);
     const Participants all = gather(holdings, certificates);
     X509* leaf = sk_X509_value(all.others.get(), 0);
-    if (!fits(leaf, purpose.purpose)) {
-        return {false, subjectOf(leaf) + " must not be used for " + purpose.text + "."};
-    }
+    if (!fits(leaf, purpose.purpose)) return failed({remark(Refused::notVerified, purpose.ifUnfit, subjectOf(leaf))});
     Progress progress{(how & verifyFlag::crlRequired) != 0, {}};
     const std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
     X509_STORE_CTX_init(context.get(), all.store.get(), leaf, all.others.get());
@@ -232,17 +271,16 @@ Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, s
     setUp(context.get(), how, purpose);
     const bool good = X509_verify_cert(context.get()) == 1;
     ERR_clear_error();
-    if (good) {
-        if (how & verifyFlag::noRevocation) {
-            noteRevocations(holdings, certificates, all.others.get(), X509_STORE_CTX_get0_chain(context.get()),
-                            whyLeftOut, progress);
-        }
-        return passed(context.get(), progress);
+    if (!good) {
+        const X509* at = X509_STORE_CTX_get_current_cert(context.get());
+        const int error = X509_STORE_CTX_get_error(context.get());
+        return failed(withUnseen(reasonOf(Refused::notVerified, error, at ? at : leaf), holdings));
     }
-    X509* at = X509_STORE_CTX_get_current_cert(context.get());
-    if (!at) at = leaf;
-    return {false,
-            subjectOf(at) + " " + reasonOf(X509_STORE_CTX_get_error(context.get()), at) + "." + unseenText(holdings)};
+    const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context.get());
+    if (how & verifyFlag::noRevocation) {
+        noteRevocations(holdings, certificates, all.others.get(), chain, revokedAllTheSame, progress);
+    }
+    return passed(chain, progress.notes);
 }
 
 } // namespace panelkitd

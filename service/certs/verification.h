@@ -4,6 +4,7 @@
 // the self-signed certificates on tokens: only administrators put them there.
 #pragma once
 
+#include <service/base/refused.h>
 #include <service/certs/holdings.h>
 
 #include <cstdint>
@@ -13,13 +14,14 @@ namespace panelkitd {
 
 struct Verdict {
     bool verified = false;
-    std::string text; // why not; or how the chain went
+    std::string text; // why not; or how the chain goes
+    Remarks remarks;  // the same
 };
 
 // `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for one that there is not. Where
-// revocation is left out, the text says nevertheless which certificate of the chain is known to be revoked;
-// `whyLeftOut` is the reason that it gives.
+// revocation is left out, the verdict says nevertheless which certificate of the chain is known to be revoked, with its
+// subject and the time in the wording `revokedAllTheSame`.
 Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
-               const std::string& whyLeftOut);
+               Loc::MarkedWording<'s', 's'> revokedAllTheSame);
 
 } // namespace panelkitd

@@ -36,11 +36,12 @@ Bodies defaultBodies(const Configuration::StartValues& start) {
     return bodies;
 }
 
-std::string inQuotes(string_view name) { return '"' + std::string(name.substr(0, 32)) + '"'; }
+// Of a section, as a front end sent it.
+string_view shortened(string_view name) { return name.substr(0, 32); }
 
 const LPARAMS::Client::ParamGroup& existing(string_view section) {
     if (const auto* found = findSection(section)) return *found;
-    throw RefusedError(Refused::noSuchObject, "there is no section " + inQuotes(section));
+    throw RefusedError(Refused::noSuchObject, "there is no section \"%s\"", shortened(section));
 }
 
 // A level or a choice that there is not, which front ends can write, changes nothing.
@@ -82,15 +83,16 @@ std::string Configuration::read(string_view section) const {
 void Configuration::write(string_view section, string_view body) {
     const auto& prototype = existing(section);
     if (body.size() > largestBody) {
-        throw RefusedError(Refused::badInput, "section " + inQuotes(section) + " has " + std::to_string(body.size()) +
-                                                  " bytes; at most " + std::to_string(largestBody) + " are taken");
+        throw RefusedError(Refused::badInput, "section \"%s\" has %d bytes; at most %d are taken", shortened(section),
+                           body.size(), largestBody);
     }
     try {
         SectionBody cut(prototype, body);
         const std::scoped_lock lock(mutex_);
         written_.insert_or_assign(prototype.name, std::move(cut));
     } catch (const panelkit::BodyError& error) {
-        throw RefusedError(Refused::badInput, "section " + inQuotes(section) + ": " + error.what());
+        throw RefusedError(Refused::badInput, "section \"%s\" is not taken", shortened(section))
+            .because({{static_cast<std::uint32_t>(Refused::badInput), error.phrase}});
     }
 }
 
@@ -104,7 +106,7 @@ std::vector<std::string> Configuration::commit() {
     try {
         file_.save(after);
     } catch (const platform::FileError& error) {
-        throw RefusedError(Refused::notStored, error.what());
+        throw RefusedError(Refused::notStored, "the configuration can't be stored").because(error);
     }
     adopt(written, after);
     std::vector<std::string> changed = difference(before, after);

@@ -45,7 +45,7 @@ std::string InterfaceCommands::list(Call&) {
     try {
         for (const auto& one : platform::networkInterfaces()) interfaces.push_back(describe(one));
     } catch (const std::system_error& error) {
-        throw RefusedError(Refused::deviceError, error.what());
+        throw RefusedError(Refused::deviceError, "the system does not list its network interfaces").because(error);
     }
     return encoded(interfaces);
 }

@@ -33,14 +33,14 @@ void noteOutcome(Notification id, PushOutcome outcome) {
 
 } // namespace
 
-template <class Notice>
-void Announcer::announce(Notification id, Notice notice) {
+template <class Notice, class... More>
+void Announcer::announce(Notification id, Notice notice, const More&... more) {
     const std::scoped_lock lock(mutex_); // numbers go out in their order
     notice.moment = {now(), ++lastNumber_};
     bridge::server::Push push;
     push.module = ModuleNotifications;
     push.id = static_cast<std::int32_t>(id);
-    CommandStreamOut(push.payload).append(notice);
+    CommandStreamOut(push.payload).append(notice, more...);
     push.answered = [id](PushOutcome outcome, const std::string&) { noteOutcome(id, outcome); };
     if (server_) server_->push(std::move(push));
 }
@@ -74,8 +74,10 @@ void Announcer::announcePolicyActivated(const std::string& source, const std::st
 }
 
 void Announcer::announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
-                                     const std::string& user) {
-    announce(Notification::policyFailed, vocabulary::PolicyNotice{{}, source, policy, user, reason});
+                                     const Remarks& why, const std::string& user) {
+    std::vector<vocabulary::NoticeRemark> remarks;
+    for (const auto& [code, phrase] : bridge::fitted(why)) remarks.push_back({code, phrase.wording, phrase.arguments});
+    announce(Notification::policyFailed, vocabulary::PolicyNotice{{}, source, policy, user, reason}, remarks);
 }
 
 void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertInfo& certificate, int daysLeft) {

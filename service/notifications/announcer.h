@@ -5,6 +5,8 @@
 // an announcement goes to nobody.
 #pragma once
 
+#include <service/base/refused.h>
+
 #include <vocabulary/notifications.h>
 
 #include <cstdint>
@@ -32,8 +34,9 @@ public:
 
     // `source` is "system", "user" or "driver"; `user` is empty unless the policy is a user's.
     void announcePolicyActivated(const std::string& source, const std::string& policy, const std::string& user = {});
+    // `reason` is the text of `why`.
     void announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
-                              const std::string& user = {});
+                              const Remarks& why, const std::string& user = {});
 
     void announceCertificateExpiring(const PKCS11::TokenInfo& token, const CertInfo& certificate, int daysLeft);
 
@@ -43,8 +46,9 @@ public:
 private:
     friend class AnnouncingThrough;
 
-    template <class Notice>
-    void announce(vocabulary::Notification id, Notice notice);
+    // `more` follows the notice in the payload.
+    template <class Notice, class... More>
+    void announce(vocabulary::Notification id, Notice notice, const More&... more);
 
     std::mutex mutex_;                         // guards what follows
     bridge::server::Server* server_ = nullptr; // not owned

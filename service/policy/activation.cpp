@@ -6,18 +6,22 @@
 
 #include <algorithm>
 #include <iterator>
-#include <stdexcept>
+#include <optional>
 #include <utility>
 
 namespace panelkitd {
 
+using Loc::N_;
+using vocabulary::Refused;
+
 namespace {
 
 // Where a policy can come from, by the numbers of LPARAMS::LSP_SOURCE_VARIANTS, and the types that this makes.
+using NoClient = Loc::MarkedWording<>;
+
 struct SourceRow {
     std::int32_t source;
-    const char* name;
-    const char* server; // what this service has no client for; null where none is needed
+    std::optional<NoClient> noClient; // where one is needed
     LSPtype systemType;
     LSPtype userType;
 };
@@ -26,19 +30,19 @@ namespace settingsField = vocabulary::policySettings;
 
 // clang-format off
 constexpr SourceRow sources[] = {
-    {0, "SOURCE_DDP",  nullptr,              LSPdriver,       LSPdriver},
-    {1, "SOURCE_FILE", nullptr,              LSPsystemFile,   LSPuserFile},
-    {2, "SOURCE_PMP",  "PMP policy servers", LSPsystemServer, LSPuserServer},
-    {3, "SOURCE_TPN",  "TROM servers",       LSPsystemOther,  LSPuserLocal},
-    {4, "SOURCE_HTTP", "HTTP servers",       LSPsystemOther,  LSPuserLocal},
-    {5, "SOURCE_GATE", "security gateways",  LSPsystemOther,  LSPuserLocal},
+    {0, {} /* SOURCE_DDP */,                                                            LSPdriver,       LSPdriver},
+    {1, {} /* SOURCE_FILE */,                                                           LSPsystemFile,   LSPuserFile},
+    {2, NoClient(N_("this service has no client for PMP policy servers (SOURCE_PMP)")), LSPsystemServer, LSPuserServer},
+    {3, NoClient(N_("this service has no client for TROM servers (SOURCE_TPN)")),       LSPsystemOther,  LSPuserLocal},
+    {4, NoClient(N_("this service has no client for HTTP servers (SOURCE_HTTP)")),      LSPsystemOther,  LSPuserLocal},
+    {5, NoClient(N_("this service has no client for security gateways (SOURCE_GATE)")), LSPsystemOther,  LSPuserLocal},
 };
 // clang-format on
 
 // Why a policy can't be loaded.
-class LoadingError : public std::runtime_error {
+class LoadingError : public ExplainedError {
 public:
-    using std::runtime_error::runtime_error;
+    using ExplainedError::ExplainedError;
 };
 
 const SourceRow* sourceRow(std::int32_t source) {
@@ -66,7 +70,11 @@ WantedPolicy wantedOf(const LSPcmd::LSPsettings_t& settings, const std::string& 
     return wanted;
 }
 
-std::string describeFile(const std::string& file) { return "policy file" + (file.empty() ? "" : " " + file); }
+// Something of a policy file, which a front end may hand over without a name.
+bridge::Remark remarkOnFile(Refused code, const std::string& file, Loc::MarkedWording<'s'> ofNamed,
+                            Loc::MarkedWording<> ofNameless) {
+    return file.empty() ? remark(code, ofNameless) : remark(code, ofNamed, file);
+}
 
 PolicyCopy& copyFor(PolicyState& state, const WantedPolicy& wanted) {
     if (wanted.userId.empty()) return state.systemCopy;
@@ -77,7 +85,7 @@ PolicyCopy& copyFor(PolicyState& state, const WantedPolicy& wanted) {
 
 bool needsContent(const WantedPolicy& wanted) {
     const SourceRow* const row = sourceRow(wanted.source);
-    return wanted.request.type != LSPdriver && !(row && row->server);
+    return wanted.request.type != LSPdriver && !(row && row->noClient);
 }
 
 // A policy that is in no file has no other place to come from, so of it nothing is said.
@@ -85,44 +93,46 @@ void takeKeptCopy(PolicyState& state, LoadedPolicy& policy) {
     const std::string& file = policy.wanted.request.file;
     const PolicyCopy& copy = copyFor(state, policy.wanted);
     if (copy.content.empty() || copy.file != file) {
-        throw LoadingError("the " + describeFile(file) + " is empty or can't be read, and no copy of it is kept");
+        throw LoadingError({remarkOnFile(Refused::badInput, file,
+                                         N_("the policy file %s is empty or can't be read, and no copy of it is kept"),
+                                         N_("the policy file is empty or can't be read, and no copy of it is kept"))});
     }
     policy.content = copy.content;
     policy.fromConfigDb = isFilePolicy(policy.wanted.request.type);
 }
 
-// Gives remarks.
-std::string load(PolicyState& state, LoadedPolicy& policy) {
+// Returns remarks.
+Remarks load(PolicyState& state, LoadedPolicy& policy) {
     const SourceRow* const row = sourceRow(policy.wanted.source);
+    const std::string& file = policy.wanted.request.file;
     if (policy.wanted.request.type == LSPdriver && !policy.content.empty()) {
-        throw LoadingError("the settings ask for the driver policy, which takes no file");
+        throw LoadingError({remark(Refused::badInput, "the settings ask for the driver policy, which takes no file")});
     }
-    if (row && row->server) {
-        throw LoadingError(std::string("this service has no client for ") + row->server + " (" + row->name + ")");
-    }
+    if (row && row->noClient) throw LoadingError({remark(Refused::notSupported, *row->noClient)});
     try {
         readTextOf(policy);
     } catch (const PolicyTextError& error) {
-        throw LoadingError(describeFile(policy.wanted.request.file) + ": " + error.what());
+        Remarks why{remarkOnFile(Refused::badInput, file, N_("policy file %s"), N_("policy file"))};
+        why.insert(why.end(), error.problems.begin(), error.problems.end());
+        throw LoadingError(std::move(why));
     }
-    if (!policy.content.empty()) copyFor(state, policy.wanted) = {policy.wanted.request.file, policy.content};
+    if (!policy.content.empty()) copyFor(state, policy.wanted) = {file, policy.content};
     return policy.text.remarks;
 }
 
-// `take` finds the content where there is none yet, and gives a remark on that.
-bool run(PolicyState& state, LoadedPolicy policy, std::string (*take)(PolicyState& state, LoadedPolicy& policy),
+// `take` finds the content where there is none yet, and returns remarks on that.
+bool run(PolicyState& state, LoadedPolicy policy, Remarks (*take)(PolicyState& state, LoadedPolicy& policy),
          std::int64_t now) {
     state.required = policy.wanted;
     state.loading.reset();
     try {
-        std::string remarks = needsContent(policy.wanted) && policy.content.empty() ? take(state, policy) : "";
-        const std::string more = load(state, policy);
-        if (!remarks.empty() && !more.empty()) remarks += '\n';
-        remarks += more;
-        state.message = remarks.empty() ? "" : "#warn: " + remarks;
+        Remarks remarks = needsContent(policy.wanted) && policy.content.empty() ? take(state, policy) : Remarks();
+        const Remarks more = load(state, policy);
+        remarks.insert(remarks.end(), more.begin(), more.end());
+        state.remarks = std::move(remarks);
         state.failed = false;
     } catch (const LoadingError& error) {
-        state.message = error.what();
+        state.remarks = error.remarks;
         state.failed = true;
         return false;
     }
@@ -146,33 +156,37 @@ std::size_t textOf(const std::list<LSPcmd::LSPentry_t>& entries) {
     return size;
 }
 
+// The limits that the wordings below name.
+constexpr std::size_t longestText = 1024, longestFile = 4096, mostEntries = 1000;
+
 struct SettingsRule {
-    const char* field;
+    Loc::MarkedWording<> ifBroken;
     bool (*fits)(const LSPcmd::LSPsettings_t& settings);
 };
 
 // clang-format off
 constexpr SettingsRule settingsRules[] = {
-    {"Source",                [](const LSPcmd::LSPsettings_t& s) { return sourceRow(s.Source) != nullptr; }},
-    {"File",                  [](const LSPcmd::LSPsettings_t& s) { return isText(s.File, 4096); }},
-    {"Server",                [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.Server, 1024); }},
-    {"LogLevel",              [](const LSPcmd::LSPsettings_t& s) { return isVariant(s.server.LogLevel, 3); }},
-    {"PmpIdType",             [](const LSPcmd::LSPsettings_t& s) { return isVariant(s.server.PmpIdType, 5); }},
-    {"PmpIdValue",            [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.PmpIdValue, 1024); }},
-    {"Subject",               [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.Subject, 1024); }},
-    {"preshared key's name",  [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.presharedKeyName, 1024); }},
-    {"PmpTimeout",            [](const LSPcmd::LSPsettings_t& s) { return s.server.PmpTimeout >= 0; }},
-    {"driver mode (value 1)", [](const LSPcmd::LSPsettings_t& s) { return s.*settingsField::driverMode <= LSPpassAll; }},
-    {"loading delay (value 2)", [](const LSPcmd::LSPsettings_t& s) { return s.*settingsField::loadingDelay <= vocabulary::longestLoadingDelay; }},
-    {"number of entries",     [](const LSPcmd::LSPsettings_t& s) { return s.entries.size() <= 1000; }},
-    {"text of an entry",      [](const LSPcmd::LSPsettings_t& s) {
+    {N_("Source is not a number from 0 to 5"),                                  [](const LSPcmd::LSPsettings_t& s) { return sourceRow(s.Source) != nullptr; }},
+    {N_("File has more than 4096 bytes, or control characters"),                [](const LSPcmd::LSPsettings_t& s) { return isText(s.File, longestFile); }},
+    {N_("Server has more than 1024 bytes, or control characters"),              [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.Server, longestText); }},
+    {N_("LogLevel is not a number from 0 to 3"),                                [](const LSPcmd::LSPsettings_t& s) { return isVariant(s.server.LogLevel, 3); }},
+    {N_("PmpIdType is not a number from 0 to 5"),                               [](const LSPcmd::LSPsettings_t& s) { return isVariant(s.server.PmpIdType, 5); }},
+    {N_("PmpIdValue has more than 1024 bytes, or control characters"),          [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.PmpIdValue, longestText); }},
+    {N_("Subject has more than 1024 bytes, or control characters"),             [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.Subject, longestText); }},
+    {N_("the preshared key's name has more than 1024 bytes, or control characters"), [](const LSPcmd::LSPsettings_t& s) { return isText(s.server.presharedKeyName, longestText); }},
+    {N_("PmpTimeout is negative"),                                              [](const LSPcmd::LSPsettings_t& s) { return s.server.PmpTimeout >= 0; }},
+    {N_("the driver mode (value 1) is not a number from 0 to 2"),               [](const LSPcmd::LSPsettings_t& s) { return s.*settingsField::driverMode <= LSPpassAll; }},
+    {N_("the loading delay (value 2) is longer than a minute"),                 [](const LSPcmd::LSPsettings_t& s) { return s.*settingsField::loadingDelay <= vocabulary::longestLoadingDelay; }},
+    {N_("there are more than 1000 entries"),                                    [](const LSPcmd::LSPsettings_t& s) { return s.entries.size() <= mostEntries; }},
+    {N_("a text of an entry has more than 1024 bytes, or control characters"),  [](const LSPcmd::LSPsettings_t& s) {
          return std::all_of(s.entries.begin(), s.entries.end(), [](const LSPcmd::LSPentry_t& e) {
-             return isText(e.first, 1024) && isText(e.second, 1024) && isText(e.third, 1024);
+             return isText(e.first, longestText) && isText(e.second, longestText) && isText(e.third, longestText);
          });
      }},
-    {"size of all entries",   [](const LSPcmd::LSPsettings_t& s) { return textOf(s.entries) <= vocabulary::largestPolicyEntries; }},
+    {N_("the texts of all entries have more than 256 KiB together"),            [](const LSPcmd::LSPsettings_t& s) { return textOf(s.entries) <= vocabulary::largestPolicyEntries; }},
 };
 // clang-format on
+static_assert(vocabulary::largestPolicyEntries == 256U << 10 && vocabulary::longestLoadingDelay == 60'000);
 
 } // namespace
 
@@ -201,8 +215,9 @@ bool activate(PolicyState& state, const WantedPolicy& wanted, const std::string&
     policy.content = content;
     const auto take = [](PolicyState& from, LoadedPolicy& into) {
         takeKeptCopy(from, into);
-        return "the " + describeFile(into.wanted.request.file) +
-               " is empty or can't be read; the copy that was kept is used";
+        return Remarks{remarkOnFile(Refused::policyCopy, into.wanted.request.file,
+                                    N_("the policy file %s is empty or can't be read; the copy that was kept is used"),
+                                    N_("the policy file is empty or can't be read; the copy that was kept is used"))};
     };
     return run(state, std::move(policy), take, now);
 }
@@ -212,7 +227,7 @@ bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t 
     policy.wanted = wanted;
     const auto take = [](PolicyState& from, LoadedPolicy& into) {
         takeKeptCopy(from, into);
-        return std::string();
+        return Remarks();
     };
     return run(state, std::move(policy), take, now);
 }
@@ -233,11 +248,12 @@ bool resume(PolicyState& state, std::int64_t now) {
     return wasLoading || isFromCopy;
 }
 
-std::string problemOf(const LSPcmd::LSPsettings_t& settings) {
-    const auto* rule = std::find_if(std::begin(settingsRules), std::end(settingsRules),
-                                    [&](const SettingsRule& one) { return !one.fits(settings); });
-    if (rule == std::end(settingsRules)) return {};
-    return std::string("the policy settings can't be taken: their ") + rule->field + " is out of bounds";
+void requireTakeable(const LSPcmd::LSPsettings_t& settings) {
+    for (const SettingsRule& rule : settingsRules) {
+        if (rule.fits(settings)) continue;
+        throw RefusedError(Refused::badInput, "the policy settings can't be taken")
+            .because({remark(Refused::badInput, rule.ifBroken)});
+    }
 }
 
 } // namespace panelkitd

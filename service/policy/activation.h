@@ -22,7 +22,7 @@ WantedPolicy systemPolicyOf(const PolicyState& state);
 WantedPolicy userPolicyOf(const PolicyState& state, const std::string& userId, const std::string& userName);
 
 // Makes a policy the required one and loads it: it is in force at once, or soon when the settings say that loading
-// takes time. What fails leaves the policy that was in force; the state's message then says why. `content` is the
+// takes time. What fails leaves the policy that was in force; the state's remarks then say why. `content` is the
 // policy file's, empty when the front end could not read it: the copy of its last good content is taken then. Gives
 // whether it was loaded.
 bool activate(PolicyState& state, const WantedPolicy& wanted, const std::string& content, std::int64_t now);
@@ -37,7 +37,7 @@ void finishLoading(PolicyState& state, std::int64_t now);
 // the state.
 bool resume(PolicyState& state, std::int64_t now);
 
-// What is wrong with settings, naming the field; empty when nothing is.
-std::string problemOf(const LSPcmd::LSPsettings_t& settings);
+// Throws RefusedError, which names the field, for settings that are out of bounds.
+void requireTakeable(const LSPcmd::LSPsettings_t& settings);
 
 } // namespace panelkitd

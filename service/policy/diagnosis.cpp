@@ -9,7 +9,9 @@
 
 namespace panelkitd {
 
+using Loc::N_;
 using vocabulary::CertState;
+using vocabulary::Refused;
 namespace state = vocabulary::policyCertificate;
 namespace usage = vocabulary::keyUsage;
 
@@ -31,18 +33,18 @@ struct Flaw {
     bool frontEndKnows;
     bool (*found)(const CertInfo& certificate, std::uint64_t now);
     std::uint64_t CertInfo::*date; // null when there is none to tell
-    const char* text;
+    Loc::MarkedWording<'s'> text;
 };
 
 // The further down, the nearer a certificate is to being of use. Revocation and key are looked at before dates: a new
 // certificate is needed anyway.
 // clang-format off
 constexpr Flaw flaws[] = {
-    {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              "has no private key on its token, or the token is not logged in"},
-    {state::revoked,       false, [](const CertInfo& c, std::uint64_t) { return c.state == static_cast<std::uint32_t>(CertState::revoked); },     nullptr,              "is revoked"},
-    {state::expired,       true,  [](const CertInfo& c, std::uint64_t now) { return c.notAfter < now; },                                          &CertInfo::notAfter,  "has expired"},
-    {state::lacksIkeUsage, true,  [](const CertInfo& c, std::uint64_t) { return !fitsIke(c); },                                                   nullptr,              "may not be used for IKE"},
-    {state::notYetValid,   true,  [](const CertInfo& c, std::uint64_t now) { return c.notBefore > now; },                                         &CertInfo::notBefore, "is not valid yet"},
+    {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              N_("the personal certificate \"%s\" has no private key on its token, or the token is not logged in")},
+    {state::revoked,       false, [](const CertInfo& c, std::uint64_t) { return c.state == static_cast<std::uint32_t>(CertState::revoked); },     nullptr,              N_("the personal certificate \"%s\" is revoked")},
+    {state::expired,       true,  [](const CertInfo& c, std::uint64_t now) { return c.notAfter < now; },                                          &CertInfo::notAfter,  N_("the personal certificate \"%s\" has expired")},
+    {state::lacksIkeUsage, true,  [](const CertInfo& c, std::uint64_t) { return !fitsIke(c); },                                                   nullptr,              N_("the personal certificate \"%s\" may not be used for IKE")},
+    {state::notYetValid,   true,  [](const CertInfo& c, std::uint64_t now) { return c.notBefore > now; },                                         &CertInfo::notBefore, N_("the personal certificate \"%s\" is not valid yet")},
 };
 // clang-format on
 
@@ -59,7 +61,15 @@ bool isCandidate(const CertInfo& certificate, const std::string& subject) {
     return (certificate.flags & vocabulary::certFlag::authority) == 0;
 }
 
-std::string called(const std::string& subject) { return subject.empty() ? "" : " \"" + subject + "\""; }
+bridge::Remark noCertificate(const std::string& subject, bool anyToken) {
+    if (subject.empty()) {
+        return anyToken ? remark(Refused::credentials, "the personal certificate is on no token")
+                        : remark(Refused::credentials, "the personal certificate is missing: there is no token");
+    }
+    return anyToken
+               ? remark(Refused::credentials, "the personal certificate \"%s\" is on no token", subject)
+               : remark(Refused::credentials, "the personal certificate \"%s\" is missing: there is no token", subject);
+}
 
 void diagnoseCertificate(const std::string& subject, const CredentialList& list, std::uint64_t now, Diagnosis& into) {
     const CertInfo* best = nullptr;
@@ -75,13 +85,12 @@ void diagnoseCertificate(const std::string& subject, const CredentialList& list,
     if (!best) {
         into.state = list.anyToken ? state::missing : state::noToken;
         into.frontEndKnows = true;
-        into.problem = "the personal certificate" + called(subject) +
-                       (list.anyToken ? " is on no token" : " is missing: there is no token");
+        into.problem = noCertificate(subject, list.anyToken);
     } else if (flaw != std::end(flaws)) {
         into.state = flaw->state;
         into.frontEndKnows = flaw->frontEndKnows;
         if (flaw->date) into.date = localText(best->*flaw->date);
-        into.problem = "the personal certificate" + called(best->subject) + " " + flaw->text;
+        into.problem = remark(Refused::credentials, flaw->text, best->subject);
     }
 }
 
@@ -91,7 +100,7 @@ void diagnosePresharedKey(const std::string& key, const CredentialList& list, Di
     if (!list.presharedKeys) return;
     if (std::find(list.presharedKeys->begin(), list.presharedKeys->end(), key) != list.presharedKeys->end()) return;
     into.frontEndKnows = true;
-    into.problem = "the preshared key \"" + key + "\" is on no token";
+    into.problem = remark(Refused::credentials, "the preshared key \"%s\" is on no token", key);
 }
 
 } // namespace
@@ -108,7 +117,7 @@ std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& c
         } else {
             diagnoseCertificate(section.subject, *list, static_cast<std::uint64_t>(now), its);
         }
-        if (!its.problem.empty()) return its;
+        if (its.problem) return its;
         if (!first) first = its;
     }
     return first;

@@ -12,10 +12,10 @@
 namespace panelkitd {
 
 struct Diagnosis {
-    std::uint32_t state = 1;    // vocabulary::policyCertificate
-    std::string date;           // that belongs to it, in local time
-    std::string problem;        // in words; empty when all is well
-    bool frontEndKnows = false; // front ends have words of their own for it
+    std::uint32_t state = 1;               // vocabulary::policyCertificate
+    std::string date;                      // that belongs to it, in local time
+    std::optional<bridge::Remark> problem; // nothing when all is well
+    bool frontEndKnows = false;            // front ends have words of their own for it
 
     // What the section in question authenticates with; of the first one that protects when all is well.
     bool byPresharedKey = false;

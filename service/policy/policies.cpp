@@ -67,7 +67,8 @@ PolicyNews newsOf(const PolicyState& state, bool activated) {
     news.source = isUserPolicy(wanted.request.type) ? "user" : wanted.request.type == LSPdriver ? "driver" : "system";
     news.user = wanted.request.user;
     news.title = activated ? state.inForce.text.title : wanted.name.empty() ? wanted.request.file : wanted.name;
-    news.message = state.message;
+    news.message = state.message();
+    news.remarks = state.remarks;
     return news;
 }
 
@@ -87,8 +88,9 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
     report.info.*field::certificate = diagnosis.subject;
     report.info.certificateState = diagnosis.state;
     report.info.certificateDate = diagnosis.date;
-    if (diagnosis.problem.empty()) return;
-    report.info.message = diagnosis.problem;
+    if (!diagnosis.problem) return;
+    report.remarks = {*diagnosis.problem};
+    report.info.message = inEnglish(report.remarks);
     report.info.bareMessage = !diagnosis.frontEndKnows;
 }
 
@@ -120,10 +122,13 @@ Policies::~Policies() {
 Policies::Report Policies::report() const {
     std::unique_lock lock(mutex_);
     const LoadedPolicy policy = state_.inForce;
-    Report report{state_.required.request, describe(policy)};
+    Report report{state_.required.request, describe(policy), {}};
     report.info.isLoading = state_.loading.has_value();
     report.info.bareMessage = !report.info.isLoading;
-    report.info.message = report.info.isLoading ? "" : state_.message;
+    if (!report.info.isLoading) {
+        report.info.message = state_.message();
+        report.remarks = state_.remarks;
+    }
     const bool settled = !report.info.isLoading && !state_.failed;
     lock.unlock();
     if (!settled) return report;
@@ -160,9 +165,10 @@ void Policies::change(const std::string& account, const std::function<void(Polic
 
 void Policies::requireUsable() const {
     if (file_.problem().empty()) return;
-    throw RefusedError(Refused::notStored, "the stored policy can't be used, so nothing is known of its settings and "
-                                           "nothing is changed; repair or remove " +
-                                               file_.path() + " and restart the service");
+    throw RefusedError(Refused::notStored,
+                       "the stored policy can't be used, so nothing is known of its settings and nothing is changed; "
+                       "repair or remove %s and restart the service",
+                       file_.path());
 }
 
 // Users share the file with the system's policy: what one account keeps must leave room for that. What is there already
@@ -177,10 +183,11 @@ void Policies::requireShare(const PolicyState& next, const std::string& account)
     std::size_t all = 0;
     for (const auto& [id, user] : next.users) all += storedSize(user);
     if (size <= mostOfAccount && all <= mostOfAllAccounts) return;
-    throw RefusedError(Refused::notStored, "the policy and settings of this account would take " +
-                                               std::to_string(size) + " bytes; at most " +
-                                               std::to_string(mostOfAccount) + " are kept for an account and " +
-                                               std::to_string(mostOfAllAccounts) + " for all together");
+    throw RefusedError(
+        Refused::notStored,
+        "the policy and settings of this account would take %d bytes; at most %d are kept for an account "
+        "and %d for all together",
+        size, mostOfAccount, mostOfAllAccounts);
 }
 
 Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {
@@ -196,7 +203,7 @@ Policies::Outcome Policies::run(const std::string& account, const std::function<
     }
     changed_.notify_all();
     if (settled && news_) news_(news);
-    return {news.activated, news.message};
+    return {news.activated, news.message, news.remarks};
 }
 
 Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string& name, const std::string& by) {

@@ -31,6 +31,7 @@ struct PolicyNews {
     std::string user;    // whose it is, for a user's
     std::string title;   // of one that failed the caller's name for it, else its file
     std::string message; // why it failed, or remarks
+    Remarks remarks;     // the same
 };
 
 // Thread-safe.
@@ -47,6 +48,7 @@ public:
     struct Report {
         LSPrequest_t required;
         LSPinfo_t info;
+        Remarks remarks; // the info's message
     };
     Report report() const;
 
@@ -60,6 +62,7 @@ public:
     struct Outcome {
         bool activated = false;
         std::string message;
+        Remarks remarks; // the same
     };
     Outcome activateDriver(std::uint32_t mode, const std::string& name, const std::string& by);
     Outcome activateSystem(const std::string& content, const std::string& name, const std::string& by);

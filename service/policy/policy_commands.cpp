@@ -28,21 +28,19 @@ std::string readName(Call& call) {
     std::string name;
     call.in >> name;
     if (name.size() > longestName || !platform::isValidUtf8(name)) {
-        throw RefusedError(Refused::badInput, "the policy's name is longer than 200 bytes, or not UTF-8");
+        throw RefusedError(Refused::badInput, "the policy's name is longer than %d bytes, or not UTF-8", longestName);
     }
     return name;
 }
 
 LSPsettings_t readSettings(Call& call) {
     if (call.in.rest().size() > largestSettings) {
-        throw RefusedError(Refused::badInput, "the policy settings have " + std::to_string(call.in.rest().size()) +
-                                                  " bytes; at most " + std::to_string(largestSettings) +
-                                                  " are accepted");
+        throw RefusedError(Refused::badInput, "the policy settings have %d bytes; at most %d are accepted",
+                           call.in.rest().size(), largestSettings);
     }
     LSPsettings_t settings;
     call.in >> settings;
-    const std::string problem = problemOf(settings);
-    if (!problem.empty()) throw RefusedError(Refused::badInput, problem);
+    requireTakeable(settings);
     return settings;
 }
 
@@ -63,8 +61,11 @@ PolicyUser readUser(Call& call) {
     if (name.empty() || name == own.name) return own;
     const std::string id = platform::userId(name);
     if (id == peer.user) return own;
-    if (!call.byAdministrator) throw DeniedError("the policy of another user is for administrators");
-    if (id.empty()) throw RefusedError(Refused::noSuchObject, "there is no account \"" + name + "\" on this host");
+    if (!call.byAdministrator) {
+        throw DeniedError("the policy of another user is for administrators of the service, and %s is not one of them",
+                          own.name);
+    }
+    if (id.empty()) throw RefusedError(Refused::noSuchObject, "there is no account \"%s\" on this host", name);
     call.subject = "of " + name;
     return {id, name};
 }
@@ -87,15 +88,16 @@ void describeInAudit(Call& call, const std::string& name, const Policies::Outcom
 
 // The library reads no result of these commands, so a failure is a refusal.
 void refuseUnlessActivated(const Policies::Outcome& outcome) {
-    if (!outcome.activated) throw RefusedError(Refused::badInput, outcome.message);
+    if (!outcome.activated) throw RefusedError(Refused::badInput, outcome.remarks);
 }
 
 } // namespace
 
 // ---- what there is
 
-std::string PolicyCommands::info(Call&) {
+std::string PolicyCommands::info(Call& call) {
     const Policies::Report report = policies_.report();
+    call.remarks = report.remarks;
     return encoded(report.required, report.info);
 }
 
@@ -103,7 +105,8 @@ std::string PolicyCommands::view(Call& call) {
     const LoadedPolicy policy = policies_.inForce();
     if (policy.wanted.request.type == LSPdriver) return driverText(policy.wanted.request.driverMode);
     if (!policy.wanted.userId.empty() && !mayActOn(call, policy.wanted)) {
-        throw DeniedError("the policy in force is the one of " + policy.wanted.request.user);
+        throw DeniedError("the policy in force is that of %s; only %s and administrators of the service may see it",
+                          policy.wanted.request.user, policy.wanted.request.user);
     }
     return policy.content;
 }
@@ -118,7 +121,10 @@ std::string PolicyCommands::loggedInUser(Call&) {
 
 std::string PolicyCommands::activateCurrent(Call& call) {
     const std::string name = readName(call);
-    if (!mayActOn(call, policies_.required())) throw DeniedError("the required policy is for administrators");
+    if (!mayActOn(call, policies_.required())) {
+        throw DeniedError("the required policy is for administrators of the service, and %s is not one of them",
+                          displayName(call.session.peer));
+    }
     const auto outcome = policies_.activateRequired(name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
     refuseUnlessActivated(outcome);
@@ -132,9 +138,10 @@ std::string PolicyCommands::activateDriver(Call& call) {
     const auto* const end = names.data() + names.size();
     const auto* const found = std::find(names.data(), end, name);
     if (!name.empty() && found == end) {
-        throw RefusedError(Refused::badInput, "\"" + name +
-                                                  "\" is no mode of the driver policy; there are: drop-all, "
-                                                  "drop-all-except-dhcp, pass-all");
+        throw RefusedError(Refused::badInput,
+                           "\"%s\" is not a mode of the driver policy; there are: drop-all, drop-all-except-dhcp, "
+                           "pass-all",
+                           name);
     }
     const std::uint32_t mode = name.empty() ? policies_.systemSettings().*vocabulary::policySettings::driverMode
                                             : static_cast<std::uint32_t>(std::distance(names.data(), found));
@@ -149,6 +156,7 @@ std::string PolicyCommands::activateSystem(Call& call) {
     call.in >> content;
     const auto outcome = policies_.activateSystem(content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
+    call.remarks = outcome.remarks;
     return encoded(outcome.activated, outcome.message);
 }
 
@@ -159,6 +167,7 @@ std::string PolicyCommands::activateUser(Call& call) {
     call.in >> content;
     const auto outcome = policies_.activateUser(user, content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
+    call.remarks = outcome.remarks;
     return encoded(outcome.activated, outcome.message);
 }
 
@@ -176,8 +185,8 @@ std::string PolicyCommands::setSettings(Call& call) {
 std::string PolicyCommands::offerUserSettings(Call& call) {
     const PolicyUser user = readUser(call);
     if (policies_.userSettingsAreSet(user.id)) {
-        throw RefusedError(Refused::badInput,
-                           "the policy settings of " + user.name + " were set; its file is not asked for");
+        throw RefusedError(Refused::badInput, "the policy settings of %s were set; its file is not asked for",
+                           user.name);
     }
     return {};
 }

@@ -10,15 +10,19 @@
 
 namespace panelkitd {
 
+using Loc::N_;
+using vocabulary::Refused;
+
 namespace {
 
-// What is wrong with a value; empty when nothing is.
-using Wrong = std::string;
+// What is wrong with a value; nothing when it is fine.
+using Wrong = std::optional<bridge::Remark>;
+constexpr Refused policyLine = Refused::policyLine;
 
 template <class Part>
 struct KeyRow {
     const char* name;
-    Wrong (*take)(Part& part, const std::string& value);
+    Wrong (*take)(Part& part, const KeyLine& at, const std::string& value);
 };
 
 template <class Meaning>
@@ -27,34 +31,42 @@ struct Word {
     Meaning meaning;
 };
 
+// With the line, the key and the value.
+Wrong unfit(Loc::MarkedWording<'d', 's', 's'> wording, const KeyLine& at, const std::string& value) {
+    return remark(policyLine, wording, at.line, at.key, shortened(value));
+}
+
 template <class Meaning, std::size_t count>
-Wrong takeWord(std::optional<Meaning>& into, const std::string& value, const Word<Meaning> (&words)[count]) {
+Wrong takeWord(std::optional<Meaning>& into, const KeyLine& at, const std::string& value,
+               const Word<Meaning> (&words)[count]) {
     std::string all;
     for (const Word<Meaning>& word : words) {
         if (value == word.text) {
             into = word.meaning;
-            return {};
+            return std::nullopt;
         }
         all += (all.empty() ? "" : ", ") + std::string(word.text);
     }
-    return quoted(value) + " is none of: " + all;
+    return remark(policyLine, "line %d: %s: \"%s\" is not one of: %s", at.line, at.key, shortened(value), all);
 }
 
-Wrong takeText(std::string& into, const std::string& value, std::size_t longest) {
-    if (value.empty()) return "the value is empty";
-    if (value.size() > longest) return "the value is longer than " + std::to_string(longest) + " bytes";
+Wrong takeText(std::string& into, const KeyLine& at, const std::string& value, std::size_t longest) {
+    if (value.empty()) return remark(policyLine, "line %d: %s: the value is empty", at.line, at.key);
+    if (value.size() > longest) {
+        return remark(policyLine, "line %d: %s: the value is longer than %d bytes", at.line, at.key, longest);
+    }
     into = value;
-    return {};
+    return std::nullopt;
 }
 
 // ---- kinds of values
 
-Wrong takeVersion(std::string& into, const std::string& value) {
+Wrong takeVersion(std::string& into, const KeyLine& at, const std::string& value) {
     const bool fits = value.find_first_not_of("0123456789.") == value.npos && value.find("..") == value.npos;
     if (value.empty() || !fits || value.front() == '.' || value.back() == '.') {
-        return quoted(value) + " is no version, such as 3 or 1.2.10";
+        return unfit(N_("line %d: %s: \"%s\" is not a version, such as 3 or 1.2.10"), at, value);
     }
-    return takeText(into, value, 32);
+    return takeText(into, at, value, 32);
 }
 
 bool isIPv4Network(const std::string& value) {
@@ -71,34 +83,42 @@ bool isIPv6Network(const std::string& value) {
     return slash == value.npos || (panelkit::parseSmallNumber(value.substr(slash + 1), length) && length <= 128);
 }
 
-Wrong takeNetwork(std::string& into, const std::string& value) {
+Wrong takeNetwork(std::string& into, const KeyLine& at, const std::string& value) {
     if (value != "any" && !isIPv4Network(value) && !isIPv6Network(value)) {
-        return quoted(value) + " is no network, such as 10.0.0.0/8, 10.0.0.1..10.0.0.9, fd00::/8 or any";
+        return unfit(
+            N_("line %d: %s: \"%s\" is not a network, such as 10.0.0.0/8, 10.0.0.1..10.0.0.9, fd00::/8 or any"), at,
+            value);
     }
     into = value;
-    return {};
+    return std::nullopt;
 }
 
-Wrong takeProtocol(std::string& into, const std::string& value) {
+Wrong takeProtocol(std::string& into, const KeyLine& at, const std::string& value) {
     constexpr std::array names{"any", "tcp", "udp", "icmp", "esp", "ah"};
     std::uint8_t number = 0;
     if (std::find(names.begin(), names.end(), value) == names.end() && !panelkit::parseSmallNumber(value, number)) {
-        return quoted(value) + " is no protocol: any, tcp, udp, icmp, esp, ah, or a number up to 255";
+        return unfit(
+            N_("line %d: %s: \"%s\" is not a protocol: any, tcp, udp, icmp, esp, ah, or a number from 0 to 255"), at,
+            value);
     }
     into = value;
-    return {};
+    return std::nullopt;
 }
 
-Wrong takePort(std::string& into, const std::string& value) {
+Wrong takePort(std::string& into, const KeyLine& at, const std::string& value) {
     panelkit::PortRange range;
-    if (!panelkit::parsePortRange(value, range)) return quoted(value) + " is no port, such as 443 or 67..68";
+    if (!panelkit::parsePortRange(value, range)) {
+        return unfit(N_("line %d: %s: \"%s\" is not a port, such as 443 or 67..68"), at, value);
+    }
     into = value;
-    return {};
+    return std::nullopt;
 }
 
-Wrong takeGateway(std::string& into, const std::string& value) {
-    if (value.find_first_of(" \t") != value.npos) return quoted(value) + " is no host name or address";
-    return takeText(into, value, 253);
+Wrong takeGateway(std::string& into, const KeyLine& at, const std::string& value) {
+    if (value.find_first_of(" \t") != value.npos) {
+        return unfit(N_("line %d: %s: \"%s\" is not a host name or address"), at, value);
+    }
+    return takeText(into, at, value, 253);
 }
 
 // ---- the keys
@@ -110,35 +130,32 @@ constexpr Word<PolicyAuthentication> authentications[] = {{"certificate", Policy
 
 // clang-format off
 constexpr KeyRow<PolicyText> headKeys[] = {
-    {"title",          [](PolicyText& p, const std::string& value) { return takeText(p.title, value, 200); }},
-    {"version",        [](PolicyText& p, const std::string& value) { return takeVersion(p.version, value); }},
-    {"description",    [](PolicyText& p, const std::string& value) { return takeText(p.description, value, 1000); }},
+    {"title",          [](PolicyText& p, const KeyLine& at, const std::string& value) { return takeText(p.title, at, value, 200); }},
+    {"version",        [](PolicyText& p, const KeyLine& at, const std::string& value) { return takeVersion(p.version, at, value); }},
+    {"description",    [](PolicyText& p, const KeyLine& at, const std::string& value) { return takeText(p.description, at, value, 1000); }},
 };
 
 constexpr KeyRow<PolicySection> sectionKeys[] = {
-    {"action",         [](PolicySection& s, const std::string& value) { return takeWord(s.action, value, actions); }},
-    {"network",        [](PolicySection& s, const std::string& value) { return takeNetwork(s.network, value); }},
-    {"protocol",       [](PolicySection& s, const std::string& value) { return takeProtocol(s.protocol, value); }},
-    {"port",           [](PolicySection& s, const std::string& value) { return takePort(s.port, value); }},
-    {"gateway",        [](PolicySection& s, const std::string& value) { return takeGateway(s.gateway, value); }},
-    {"authentication", [](PolicySection& s, const std::string& value) { return takeWord(s.authentication, value, authentications); }},
-    {"subject",        [](PolicySection& s, const std::string& value) { return takeText(s.subject, value, 1000); }},
-    {"key",            [](PolicySection& s, const std::string& value) { return takeText(s.key, value, 64); }},
+    {"action",         [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeWord(s.action, at, value, actions); }},
+    {"network",        [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeNetwork(s.network, at, value); }},
+    {"protocol",       [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeProtocol(s.protocol, at, value); }},
+    {"port",           [](PolicySection& s, const KeyLine& at, const std::string& value) { return takePort(s.port, at, value); }},
+    {"gateway",        [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeGateway(s.gateway, at, value); }},
+    {"authentication", [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeWord(s.authentication, at, value, authentications); }},
+    {"subject",        [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeText(s.subject, at, value, 1000); }},
+    {"key",            [](PolicySection& s, const KeyLine& at, const std::string& value) { return takeText(s.key, at, value, 64); }},
 };
 // clang-format on
 
 template <class Part, std::size_t count>
-Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], const char* where, const std::string& key,
-              const std::string& value) {
+Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], Loc::MarkedWording<'d', 's', 's'> unknown,
+              const KeyLine& at, const std::string& value) {
     std::string all;
     for (const KeyRow<Part>& row : rows) {
-        if (key == row.name) {
-            const Wrong wrong = row.take(part, value);
-            return wrong.empty() ? wrong : std::string(key).append(": ").append(wrong);
-        }
+        if (at.key == row.name) return row.take(part, at, value);
         all += (all.empty() ? "" : ", ") + std::string(row.name);
     }
-    return quoted(key) + " is no key of " + where + "; there are: " + all;
+    return remark(policyLine, unknown, at.line, shortened(at.key), all);
 }
 
 // ---- what goes together
@@ -148,44 +165,44 @@ bool usesKey(const PolicySection& s) { return s.authentication == PolicyAuthenti
 
 struct Rule {
     bool (*broken)(const PolicySection& section);
-    const char* text;
+    Loc::MarkedWording<'d', 's'> text; // for the line and the name of the section
 };
 
 // clang-format off
 constexpr Rule rules[] = {
-    {[](const PolicySection& s) { return !s.action; },                                    "has no action"},
-    {[](const PolicySection& s) { return protects(s) && s.gateway.empty(); },             "protects and names no gateway"},
-    {[](const PolicySection& s) { return s.action && !protects(s) && !s.gateway.empty(); }, "has a gateway and does not protect"},
-    {[](const PolicySection& s) { return s.action && !protects(s) && s.authentication; }, "has an authentication and does not protect"},
-    {[](const PolicySection& s) { return usesKey(s) && s.key.empty(); },                  "names no preshared key"},
-    {[](const PolicySection& s) { return !usesKey(s) && !s.key.empty(); },                "has a key and does not authenticate with preshared-key"},
-    {[](const PolicySection& s) { return !s.subject.empty() && (usesKey(s) || !protects(s)); }, "has a subject and does not authenticate with a certificate"},
-    {[](const PolicySection& s) { return !s.port.empty() && s.protocol != "tcp" && s.protocol != "udp"; }, "has a port; its protocol must be tcp or udp"},
+    {[](const PolicySection& s) { return !s.action; },                                    N_("line %d: section [%s] has no action")},
+    {[](const PolicySection& s) { return protects(s) && s.gateway.empty(); },             N_("line %d: section [%s] protects and names no gateway")},
+    {[](const PolicySection& s) { return s.action && !protects(s) && !s.gateway.empty(); }, N_("line %d: section [%s] has a gateway and does not protect")},
+    {[](const PolicySection& s) { return s.action && !protects(s) && s.authentication; }, N_("line %d: section [%s] has an authentication and does not protect")},
+    {[](const PolicySection& s) { return usesKey(s) && s.key.empty(); },                  N_("line %d: section [%s] names no preshared key")},
+    {[](const PolicySection& s) { return !usesKey(s) && !s.key.empty(); },                N_("line %d: section [%s] has a key and does not authenticate with preshared-key")},
+    {[](const PolicySection& s) { return !s.subject.empty() && (usesKey(s) || !protects(s)); }, N_("line %d: section [%s] has a subject and does not authenticate with a certificate")},
+    {[](const PolicySection& s) { return !s.port.empty() && s.protocol != "tcp" && s.protocol != "udp"; }, N_("line %d: section [%s] has a port; its protocol must be tcp or udp")},
 };
 // clang-format on
 
 } // namespace
 
-std::string quoted(const std::string& text) {
+std::string shortened(const std::string& text) {
     constexpr std::size_t longest = 80;
-    if (text.size() <= longest) return '"' + text + '"';
+    if (text.size() <= longest) return text;
     std::size_t end = longest;
     while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end; // not within a character
-    return '"' + text.substr(0, end) + "...\"";
+    return text.substr(0, end) + "...";
 }
 
-std::string takePolicyKey(PolicyText& head, const std::string& key, const std::string& value) {
-    return takeKey(head, headKeys, "the head", key, value);
+std::optional<bridge::Remark> takePolicyKey(PolicyText& head, const KeyLine& at, const std::string& value) {
+    return takeKey(head, headKeys, N_("line %d: \"%s\" is not a key of the head; there are: %s"), at, value);
 }
 
-std::string takePolicyKey(PolicySection& section, const std::string& key, const std::string& value) {
-    return takeKey(section, sectionKeys, "a section", key, value);
+std::optional<bridge::Remark> takePolicyKey(PolicySection& section, const KeyLine& at, const std::string& value) {
+    return takeKey(section, sectionKeys, N_("line %d: \"%s\" is not a key of a section; there are: %s"), at, value);
 }
 
-std::vector<std::string> contradictionsOf(const PolicySection& section) {
-    std::vector<std::string> found;
+Remarks contradictionsOf(const PolicySection& section) {
+    Remarks found;
     for (const Rule& rule : rules) {
-        if (rule.broken(section)) found.emplace_back(rule.text);
+        if (rule.broken(section)) found.push_back(remark(policyLine, rule.text, section.line, section.name));
     }
     return found;
 }

@@ -5,19 +5,26 @@
 
 #include <service/policy/policy_text.h>
 
+#include <optional>
 #include <string>
-#include <vector>
 
 namespace panelkitd {
 
-// Each checks the value and puts it where it belongs. What is wrong, in words; empty when nothing is.
-std::string takePolicyKey(PolicyText& head, const std::string& key, const std::string& value);
-std::string takePolicyKey(PolicySection& section, const std::string& key, const std::string& value);
+// A key where it stands in the file.
+struct KeyLine {
+    unsigned line;
+    const std::string& key;
+};
 
-// A piece of a file for a message; a long one is cut.
-std::string quoted(const std::string& text);
+// Each checks the value and puts it where it belongs. What is wrong, with the line and the key; nothing when it is
+// fine.
+std::optional<bridge::Remark> takePolicyKey(PolicyText& head, const KeyLine& at, const std::string& value);
+std::optional<bridge::Remark> takePolicyKey(PolicySection& section, const KeyLine& at, const std::string& value);
 
-// What does not go together in a section that is complete: "has no action".
-std::vector<std::string> contradictionsOf(const PolicySection& section);
+// A piece of a file for a message; a long one is cut, and ends with "...".
+std::string shortened(const std::string& text);
+
+// What does not go together in a section that is complete: "line 7: section [office] has no action".
+Remarks contradictionsOf(const PolicySection& section);
 
 } // namespace panelkitd

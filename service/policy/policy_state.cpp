@@ -14,6 +14,8 @@ namespace {
 constexpr const char* fileName = "policy.json";
 constexpr int fileFormat = 1;
 
+using vocabulary::policyWarning;
+
 using nlohmann::json;
 
 json wantedToJson(const WantedPolicy& wanted) {
@@ -80,6 +82,31 @@ UserPolicies userFromJson(const json& from) {
             optionalFromJson(from.at("offered")), copyFromJson(from.at("copy"))};
 }
 
+json remarksToJson(const Remarks& remarks) {
+    json list = json::array();
+    for (const auto& [code, phrase] : remarks) {
+        list.push_back({{"code", code}, {"wording", phrase.wording}, {"arguments", phrase.arguments}});
+    }
+    return list;
+}
+
+// A file that an older service wrote has the message alone.
+Remarks remarksFromJson(const json& from) {
+    Remarks remarks;
+    if (from.contains("remarks")) {
+        for (const json& one : from.at("remarks")) {
+            remarks.push_back(
+                {one.at("code").get<std::uint32_t>(),
+                 {one.at("wording").get<std::string>(), one.at("arguments").get<std::vector<std::string>>()}});
+        }
+        return remarks;
+    }
+    std::string message = from.at("message").get<std::string>();
+    if (message.starts_with(policyWarning)) message.erase(0, policyWarning.size());
+    if (!message.empty()) remarks = explained(std::runtime_error(message));
+    return remarks;
+}
+
 PolicyState stateFromJson(const json& from) {
     PolicyState state;
     fromJson(from.at("systemSettings"), state.system);
@@ -88,7 +115,7 @@ PolicyState stateFromJson(const json& from) {
     state.required = wantedFromJson(from.at("required"));
     state.inForce = loadedFromJson(from.at("inForce"));
     if (!from.at("loading").is_null()) state.loading = loadedFromJson(from.at("loading"));
-    from.at("message").get_to(state.message);
+    state.remarks = remarksFromJson(from);
     from.at("failed").get_to(state.failed);
     return state;
 }
@@ -110,12 +137,22 @@ PolicyState firstState() { return driverState(LSPcmd::LSPsettings_t().*vocabular
 PolicyState closedState() {
     PolicyState state = driverState(LSPdropAllExceptDhcp);
     state.failed = true;
-    state.message = "the stored policy can't be used; the service's log says why. The driver policy drops everything "
-                    "but DHCP until an administrator repairs or removes the file and restarts the service";
+    state.remarks = {remark(vocabulary::Refused::notStored,
+                            "the stored policy can't be used; the service's log says why. The driver policy drops "
+                            "everything but DHCP until an administrator repairs or removes the file and restarts the "
+                            "service")};
     return state;
 }
 
 } // namespace
+
+// Of a failure the first remark says what can't be loaded, and the others say why.
+std::string PolicyState::message() const {
+    if (remarks.empty()) return {};
+    if (!failed) return std::string(policyWarning) + inLines(remarks);
+    const std::string what = Loc::fill(remarks.front().phrase);
+    return remarks.size() == 1 ? what : what + ": " + inLines({remarks.begin() + 1, remarks.end()});
+}
 
 void readTextOf(LoadedPolicy& policy) {
     if (policy.wanted.request.type == LSPdriver) {
@@ -148,7 +185,8 @@ void savePolicyState(const StateFile& file, const PolicyState& state) {
                 {"required", wantedToJson(state.required)},
                 {"inForce", loadedToJson(state.inForce)},
                 {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
-                {"message", state.message},
+                {"message", state.message()}, // for older services
+                {"remarks", remarksToJson(state.remarks)},
                 {"failed", state.failed}});
 }
 

@@ -58,8 +58,11 @@ struct PolicyState {
     WantedPolicy required;
     LoadedPolicy inForce;
     std::optional<LoadedPolicy> loading; // checked, and soon in force
-    std::string message;                 // of the last activation: why it failed, or remarks
+    Remarks remarks;                     // on the last activation: why it failed, or what else there is to say
     bool failed = false;
+
+    // The remarks as front ends are told them in English; "#warn: " before them means that the policy was loaded.
+    std::string message() const;
 };
 
 // Reads the policy texts of loaded policies again. Throws PolicyTextError.

@@ -11,12 +11,15 @@
 
 namespace panelkitd {
 
+using vocabulary::Refused;
+
 namespace {
 
 constexpr std::size_t longestLine = 4096;
 constexpr std::size_t mostSections = 1000;
 constexpr std::size_t longestName = 64;
 constexpr unsigned mostProblems = 20; // to report; what begins wrong often goes on wrong
+constexpr Refused policyLine = Refused::policyLine;
 
 std::string_view trimmed(std::string_view text) {
     constexpr std::string_view blanks = " \t";
@@ -44,28 +47,29 @@ public:
             content.remove_prefix(std::min(end + 1, content.size()));
         }
         endPart();
-        if (text_.sections.empty()) remark(line_, "there are no sections, so nothing is protected");
-        if (count_ > mostProblems) problems_ += "\nand " + std::to_string(count_ - mostProblems) + " more";
-        if (count_ > 0) throw PolicyTextError(problems_);
+        if (text_.sections.empty()) {
+            note(remark(policyLine, "line %d: there are no sections, so nothing is protected", line_));
+        }
+        if (count_ > mostProblems) problems_.push_back(remark(Refused::none, "and %d more", count_ - mostProblems));
+        if (count_ > 0) throw PolicyTextError(std::move(problems_));
         return std::move(text_);
     }
 
 private:
-    static std::string at(unsigned line, const std::string& text) {
-        return "line " + std::to_string(line) + ": " + text;
+    void problem(bridge::Remark what) {
+        if (++count_ <= mostProblems) problems_.push_back(std::move(what));
     }
-    void problem(unsigned line, const std::string& text) {
-        if (++count_ <= mostProblems) problems_ += (problems_.empty() ? "" : "\n") + at(line, text);
-    }
-    void remark(unsigned line, const std::string& text) {
-        text_.remarks += (text_.remarks.empty() ? "" : "\n") + at(line, text);
-    }
+    void note(bridge::Remark what) { text_.remarks.push_back(std::move(what)); }
 
     void readLine(std::string_view line) {
         if (!line.empty() && line.back() == '\r') line.remove_suffix(1);
-        if (line.size() > longestLine) return problem(line_, "it is longer than 4096 bytes");
-        if (!platform::isValidUtf8(line)) return problem(line_, "it is not UTF-8");
-        if (hasControlCharacter(line)) return problem(line_, "it has a control character");
+        if (line.size() > longestLine) {
+            return problem(remark(policyLine, "line %d: it is longer than %d bytes", line_, longestLine));
+        }
+        if (!platform::isValidUtf8(line)) return problem(remark(policyLine, "line %d: it is not UTF-8", line_));
+        if (hasControlCharacter(line)) {
+            return problem(remark(policyLine, "line %d: it has a control character", line_));
+        }
         line = trimmed(line);
         if (line.empty() || line.front() == '#' || line.front() == ';') return;
         if (line.front() == '[') return beginSection(line);
@@ -78,29 +82,41 @@ private:
         section.line = line_;
         section.name = line.back() == ']' ? trimmed(line.substr(1, line.size() - 2)) : std::string_view();
         checkName(section.name);
-        if (text_.sections.size() == mostSections) problem(line_, "there are more than 1000 sections");
+        if (text_.sections.size() == mostSections) {
+            problem(remark(policyLine, "line %d: there are more than %d sections", line_, mostSections));
+        }
         if (text_.sections.size() <= mostSections) text_.sections.push_back(std::move(section));
     }
 
     void checkName(const std::string& name) {
         if (name.empty() || name.size() > longestName || !std::all_of(name.begin(), name.end(), isNameCharacter)) {
-            return problem(line_, "a section begins with its name in square brackets: up to 64 letters, digits, '-', "
-                                  "'_' and '.'");
+            return problem(remark(policyLine,
+                                  "line %d: a section begins with its name in square brackets: up to %d letters, "
+                                  "digits, '-', '_' and '.'",
+                                  line_, longestName));
         }
         const auto [found, isNew] = names_.emplace(name, line_);
-        if (!isNew) problem(line_, "section [" + name + "] is there already, in line " + std::to_string(found->second));
+        if (isNew) return;
+        problem(remark(policyLine, "line %d: section [%s] is there already, in line %d", line_, name, found->second));
     }
 
     void assign(std::string_view line) {
         const std::size_t mark = line.find('=');
-        if (mark == line.npos) return problem(line_, "this is neither \"key = value\" nor \"[section]\" nor a comment");
+        if (mark == line.npos) {
+            return problem(
+                remark(policyLine, "line %d: this is neither \"key = value\" nor \"[section]\" nor a comment", line_));
+        }
         const std::string key(trimmed(line.substr(0, mark)));
         const std::string value(trimmed(line.substr(mark + 1)));
         const auto [found, isNew] = given_.emplace(key, line_);
-        if (!isNew) return problem(line_, quoted(key) + " is given already, in line " + std::to_string(found->second));
-        const std::string wrong = text_.sections.empty() ? takePolicyKey(text_, key, value)
-                                                         : takePolicyKey(text_.sections.back(), key, value);
-        if (!wrong.empty()) problem(line_, wrong);
+        if (!isNew) {
+            return problem(remark(policyLine, "line %d: \"%s\" is given already, in line %d", line_, shortened(key),
+                                  found->second));
+        }
+        const KeyLine at{line_, key};
+        auto wrong =
+            text_.sections.empty() ? takePolicyKey(text_, at, value) : takePolicyKey(text_.sections.back(), at, value);
+        if (wrong) problem(std::move(*wrong));
     }
 
     // The head or a section is complete. One with a mistake in its lines is not looked at as a whole: what it lacks may
@@ -113,14 +129,16 @@ private:
 
     void checkWhole() {
         if (text_.sections.empty()) {
-            if (!given_.contains("title")) problem(line_, "the head before it has no title");
-            if (!given_.contains("version")) problem(line_, "the head before it has no version");
+            if (!given_.contains("title")) {
+                problem(remark(policyLine, "line %d: the head before it has no title", line_));
+            }
+            if (!given_.contains("version")) {
+                problem(remark(policyLine, "line %d: the head before it has no version", line_));
+            }
             return;
         }
         const PolicySection& section = text_.sections.back();
-        for (const std::string& wrong : contradictionsOf(section)) {
-            problem(section.line, "section [" + section.name + "] " + wrong);
-        }
+        for (bridge::Remark& wrong : contradictionsOf(section)) problem(std::move(wrong));
         remarkUnreachable(section);
     }
 
@@ -128,15 +146,14 @@ private:
     void remarkUnreachable(const PolicySection& section) {
         const std::string traffic = section.network + " " + section.protocol + " " + section.port;
         const auto [found, isNew] = traffic_.emplace(traffic, section.name);
-        if (!isNew) {
-            remark(section.line, "section [" + section.name + "] never decides: section [" + found->second +
-                                     "] before it is for the same traffic");
-        }
+        if (isNew) return;
+        note(remark(policyLine, "line %d: section [%s] never decides: section [%s] before it is for the same traffic",
+                    section.line, section.name, found->second));
     }
 
     PolicyText text_;
     unsigned line_ = 0;
-    std::string problems_;
+    Remarks problems_;
     unsigned count_ = 0;
     unsigned before_ = 0;                   // problems of the parts before this one
     std::map<std::string, unsigned> given_; // keys of this part, and their lines
@@ -146,8 +163,16 @@ private:
 
 } // namespace
 
+std::string inLines(const Remarks& remarks) {
+    std::string text;
+    for (const bridge::Remark& remark : remarks) text += (text.empty() ? "" : "\n") + Loc::fill(remark.phrase);
+    return text;
+}
+
 PolicyText readPolicyText(std::string_view content) {
-    if (content.size() > vocabulary::largestPolicyFile) throw PolicyTextError("it is larger than 1 MiB");
+    if (content.size() > vocabulary::largestPolicyFile) {
+        throw PolicyTextError({remark(Refused::badInput, "it is larger than 1 MiB")});
+    }
     return Reader().read(content);
 }
 

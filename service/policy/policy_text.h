@@ -4,10 +4,13 @@
 // format is documented in docs/policy-file.md.
 #pragma once
 
+#include <service/base/refused.h>
+
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace panelkitd {
@@ -34,13 +37,18 @@ struct PolicyText {
     std::string version;
     std::string description;
     std::vector<PolicySection> sections;
-    std::string remarks; // what is legal and hardly meant, one "line N: ..." each
+    Remarks remarks; // what is legal and hardly meant; the first argument of each is its line
 };
 
-// What is wrong with a file, one "line N: ..." each.
+// In English, each on a line of its own.
+std::string inLines(const Remarks& remarks);
+
+// What is wrong with a file; the first argument of each problem is its line. what() has them on lines of their own.
 class PolicyTextError : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    explicit PolicyTextError(Remarks wrong) : std::runtime_error(inLines(wrong)), problems(std::move(wrong)) {}
+
+    Remarks problems;
 };
 
 // Reads and checks a policy file. Throws PolicyTextError, which names all lines that are wrong.

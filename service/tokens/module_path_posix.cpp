@@ -11,44 +11,55 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 namespace panelkitd {
 
+using vocabulary::Refused;
+
 namespace {
 
-[[noreturn]] void refuse(const std::string& text) {
-    throw RefusedError(vocabulary::Refused::modulePath, "the module can't be loaded: " + text);
+constexpr Refused badPath = Refused::modulePath;
+
+[[noreturn]] void refuse(const bridge::Remark& why) {
+    throw RefusedError(badPath, "the module can't be loaded").because({why});
 }
 
-// What is wrong with who owns or can write `path`; empty when nothing is.
-std::string problemOf(const std::string& path) {
+bridge::Remark unreadable(const std::string& path, int error) {
+    return remark(badPath, "%s can't be examined: %s", path, std::generic_category().message(error));
+}
+
+// What is wrong with who owns or can write `path`; nothing when that is all right.
+std::optional<bridge::Remark> problemOf(const std::string& path) {
     struct stat status {};
-    if (::lstat(path.c_str(), &status) != 0) return path + ": " + std::generic_category().message(errno);
+    if (::lstat(path.c_str(), &status) != 0) return unreadable(path, errno);
     if (status.st_uid != 0 && status.st_uid != ::geteuid()) {
-        return path + " belongs neither to root nor to the service's account";
+        return remark(badPath, "%s belongs neither to root nor to the service's account", path);
     }
     const bool stickyFolder = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
     const bool groupWrites = (status.st_mode & S_IWGRP) != 0 && status.st_gid != 0;
     if (!stickyFolder && (groupWrites || (status.st_mode & S_IWOTH) != 0)) {
-        return path + " can be written by other accounts";
+        return remark(badPath, "%s can be written by other accounts", path);
     }
-    return {};
+    return std::nullopt;
 }
 
 } // namespace
 
 std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
-    if (path.empty()) refuse("no path is given");
-    if (path[0] != '/') refuse("its path is not absolute: " + path);
+    if (path.empty()) refuse(remark(badPath, "no path is given"));
+    if (path[0] != '/') refuse(remark(badPath, "its path is not absolute: %s", path));
     char buffer[PATH_MAX];
-    if (!::realpath(path.c_str(), buffer)) refuse(path + ": " + std::generic_category().message(errno));
+    if (!::realpath(path.c_str(), buffer)) refuse(unreadable(path, errno));
     const std::string resolved = buffer;
     struct stat status {};
-    if (::stat(resolved.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) refuse(resolved + " is no regular file");
+    if (::stat(resolved.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        refuse(remark(badPath, "%s is not a regular file", resolved));
+    }
     if (std::find(allowed.begin(), allowed.end(), resolved) != allowed.end()) return resolved;
     for (std::filesystem::path part = resolved;; part = part.parent_path()) {
-        if (const std::string problem = problemOf(part.string()); !problem.empty()) refuse(problem);
+        if (const auto why = problemOf(part.string())) refuse(*why);
         if (part == part.root_path()) return resolved;
     }
 }

@@ -17,6 +17,8 @@
 
 namespace panelkitd {
 
+using vocabulary::Refused;
+
 namespace {
 
 // Accounts that administer the machine anyway: the system, the administrators, the installer of Windows, and what
@@ -27,8 +29,10 @@ constexpr std::array<std::string_view, 4> trusted{
 constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA | FILE_DELETE_CHILD | DELETE | WRITE_DAC |
                           WRITE_OWNER | GENERIC_WRITE | GENERIC_ALL;
 
-[[noreturn]] void refuse(const std::string& text) {
-    throw RefusedError(vocabulary::Refused::modulePath, "the module can't be loaded: " + text);
+constexpr Refused badPath = Refused::modulePath;
+
+[[noreturn]] void refuse(const bridge::Remark& why) {
+    throw RefusedError(badPath, "the module can't be loaded").because({why});
 }
 
 bool isTrusted(PSID sid) {
@@ -50,21 +54,22 @@ bool othersCanWrite(PACL list) {
     return !list; // no list at all lets everybody in
 }
 
-// What is wrong with who owns or can write `path`; empty when nothing is. At the root of a drive everybody may make new
-// folders; that changes none that are there.
-std::string problemOf(const std::filesystem::path& path, bool isRoot) {
+// What is wrong with who owns or can write `path`; nothing when that is all right. At the root of a drive everybody may
+// make new folders; that changes none that are there.
+std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, bool isRoot) {
     PSID owner = nullptr;
     PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     const std::string name = platform::toUtf8(path.native());
     if (GetNamedSecurityInfoW(path.c_str(), SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION,
                               &owner, nullptr, &list, nullptr, &descriptor) != ERROR_SUCCESS) {
-        return name + ": its owner can't be found out";
+        return remark(badPath, "the owner of %s can't be found out", name);
     }
     const platform::LocalMemory<void> owned(descriptor);
-    if (!isTrusted(owner)) return name + " belongs neither to the system nor to the service's account";
-    if (!isRoot && othersCanWrite(list)) return name + " can be written by other accounts";
-    return {};
+    if (!isTrusted(owner))
+        return remark(badPath, "%s belongs neither to the system nor to the service's account", name);
+    if (!isRoot && othersCanWrite(list)) return remark(badPath, "%s can be written by other accounts", name);
+    return std::nullopt;
 }
 
 std::optional<std::filesystem::path> resolve(const std::filesystem::path& path) {
@@ -78,15 +83,15 @@ std::optional<std::filesystem::path> resolve(const std::filesystem::path& path) 
 
 std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
     const std::filesystem::path given(platform::toUtf16(path));
-    if (path.empty()) refuse("no path is given");
-    if (!given.is_absolute()) refuse("its path is not absolute: " + path);
+    if (path.empty()) refuse(remark(badPath, "no path is given"));
+    if (!given.is_absolute()) refuse(remark(badPath, "its path is not absolute: %s", path));
     const std::optional<std::filesystem::path> resolved = resolve(given);
-    if (!resolved) refuse(path + " is no regular file");
+    if (!resolved) refuse(remark(badPath, "%s is not a regular file", path));
     const std::string name = platform::toUtf8(resolved->native());
     if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return name;
     for (std::filesystem::path part = *resolved;; part = part.parent_path()) {
         const bool isRoot = part == part.root_path();
-        if (const std::string problem = problemOf(part, isRoot); !problem.empty()) refuse(problem);
+        if (const auto why = problemOf(part, isRoot)) refuse(*why);
         if (isRoot) return name;
     }
 }

@@ -24,22 +24,36 @@ constexpr PinFlags flagsOf(PinOf whose) {
     return {CKF_SO_PIN_COUNT_LOW, CKF_SO_PIN_FINAL_TRY, CKF_SO_PIN_LOCKED};
 }
 
-const char* const lockedText = "The PIN is locked: it was entered wrong too often.";
-const char* const finalTryText = "One try remains: one more wrong PIN locks the token.";
+bridge::Remark lockedRemark() {
+    return remark(Refused::pinLocked, "The PIN is locked: it was entered wrong too often.");
+}
 
-std::string remainingTries(CK_FLAGS flags, const PinFlags& of) {
-    if (flags & of.locked) return lockedText;
-    if (flags & of.finalTry) return finalTryText;
-    if (flags & of.low) return "The token counts the wrong PINs; it does not say how many tries remain.";
-    return "The token does not say how many tries remain.";
+bridge::Remark finalTryRemark() {
+    return remark(Refused::finalTry, "One try remains: one more wrong PIN locks the token.");
+}
+
+// With what is known of the tries that remain.
+bridge::Remark wrongPinRemark(CK_FLAGS flags, const PinFlags& of) {
+    constexpr Refused code = Refused::wrongPin;
+    if (flags & of.locked) {
+        return remark(Refused::pinLocked, "The PIN is wrong. The PIN is locked: it was entered wrong too often.");
+    }
+    if (flags & of.finalTry) {
+        return remark(code, "The PIN is wrong. One try remains: one more wrong PIN locks the token.");
+    }
+    if (flags & of.low) {
+        return remark(code,
+                      "The PIN is wrong. The token counts the wrong PINs; it does not say how many tries remain.");
+    }
+    return remark(code, "The PIN is wrong. The token does not say how many tries remain.");
 }
 
 constexpr std::size_t labelSize = 32; // bytes of UTF-8, as PKCS#11 has it
 
 std::array<CK_UTF8CHAR, labelSize> labelField(const std::string& label) {
     if (label.empty() || label.size() > labelSize) {
-        throw RefusedError(Refused::badInput,
-                           "a token's label has 1 to 32 bytes; this one has " + std::to_string(label.size()));
+        throw RefusedError(Refused::badInput, "a token's label has 1 to %d bytes; this one has %d", labelSize,
+                           label.size());
     }
     std::array<CK_UTF8CHAR, labelSize> field{};
     field.fill(' ');
@@ -75,20 +89,24 @@ void setFirstUserPin(const HeldToken& token, const std::string& soPin, const std
 
 void guardFinalTry(CK_FLAGS flags, PinOf whose, bool mayBeFinal) {
     const PinFlags of = flagsOf(whose);
-    if (flags & of.locked) throw RefusedError(Refused::pinLocked, lockedText);
-    if ((flags & of.finalTry) && !mayBeFinal) throw RefusedError(Refused::finalTry, finalTryText);
+    if (flags & of.locked) throw RefusedError({lockedRemark()});
+    if ((flags & of.finalTry) && !mayBeFinal) throw RefusedError({finalTryRemark()});
 }
 
-PinStateMessage pinMessage(const RefusedError& refused, CK_FLAGS flags, PinOf whose) {
-    const PinFlags of = flagsOf(whose);
+std::optional<bridge::Remark> pinRemark(const RefusedError& refused, CK_FLAGS flags, PinOf whose) {
     switch (refused.reason) {
-    case Refused::wrongPin:
-        if (flags & of.locked) return {title::locked, std::string("The PIN is wrong. ") + lockedText};
-        return {title::wrongPin, "The PIN is wrong. " + remainingTries(flags, of)};
-    case Refused::pinLocked: return {title::locked, lockedText};
-    case Refused::finalTry: return {title::finalTry, finalTryText};
-    default: return {};
+    case Refused::wrongPin: return wrongPinRemark(flags, flagsOf(whose));
+    case Refused::pinLocked: return lockedRemark();
+    case Refused::finalTry: return finalTryRemark();
+    default: return std::nullopt;
     }
+}
+
+PinStateMessage messageOf(const bridge::Remark& pin) {
+    const char* head = title::wrongPin;
+    if (pin.code == static_cast<std::uint32_t>(Refused::pinLocked)) head = title::locked;
+    if (pin.code == static_cast<std::uint32_t>(Refused::finalTry)) head = title::finalTry;
+    return {head, Loc::fill(pin.phrase)};
 }
 
 void initializeToken(HeldToken& token, const std::string& label, const std::string& soPin, const std::string& userPin) {
@@ -98,9 +116,8 @@ void initializeToken(HeldToken& token, const std::string& label, const std::stri
     try {
         setFirstUserPin(token, soPin, userPin);
     } catch (const RefusedError& refused) {
-        throw RefusedError(refused.reason, std::string("the token was erased and has its new label and SO PIN, but no "
-                                                       "user PIN: ") +
-                                               refused.what());
+        throw RefusedError(refused.reason, "the token was erased and has its new label and SO PIN, but no user PIN")
+            .because(refused);
     }
 }
 

@@ -8,6 +8,7 @@
 
 #include <panelkit/tokens/token_records.h>
 
+#include <optional>
 #include <string>
 
 namespace panelkitd {
@@ -18,9 +19,12 @@ enum class PinOf : unsigned char { user, securityOfficer };
 // is locked already.
 void guardFinalTry(CK_FLAGS flags, PinOf whose, bool mayBeFinal);
 
-// What is said of a refused PIN, from the refusal and the token's flags after it. Without a title the refusal has
-// nothing to do with a PIN.
-PinStateMessage pinMessage(const RefusedError& refused, CK_FLAGS flags, PinOf whose);
+// What is said of a refused PIN, from the refusal and the token's flags after it. Nothing when the refusal has nothing
+// to do with a PIN. Its number is that of the refusal, or pinLocked when this wrong PIN has locked the token.
+std::optional<bridge::Remark> pinRemark(const RefusedError& refused, CK_FLAGS flags, PinOf whose);
+
+// The same for the reply to a log-in.
+PinStateMessage messageOf(const bridge::Remark& pin);
 
 // Erases the token and gives it a label, an SO PIN and a user PIN.
 void initializeToken(HeldToken& token, const std::string& label, const std::string& soPin, const std::string& userPin);

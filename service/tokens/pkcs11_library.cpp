@@ -8,19 +8,22 @@
 
 namespace panelkitd {
 
+using vocabulary::Refused;
+
 namespace {
 
 constexpr CK_ULONG mostSlots = 1024;
+constexpr Refused unfit = Refused::moduleUnfit;
 
 const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     const auto getList = library.function<CK_C_GetFunctionList>("C_GetFunctionList");
-    if (!getList) throw std::runtime_error("it is no PKCS#11 module: it has no C_GetFunctionList");
+    if (!getList) throw RefusedError(unfit, "it is not a PKCS#11 module: it has no C_GetFunctionList");
     CK_FUNCTION_LIST* list = nullptr;
     check(getList(&list), "C_GetFunctionList");
-    if (!list) throw std::runtime_error("it is no usable PKCS#11 module: its function list is empty");
+    if (!list) throw RefusedError(unfit, "it is not a usable PKCS#11 module: its function list is empty");
     if (list->version.major != 2) {
-        throw std::runtime_error("its function list has version " + std::to_string(list->version.major) + "." +
-                                 std::to_string(list->version.minor) + ", only 2.x is understood");
+        throw RefusedError(unfit, "its function list has version %d.%d; only 2.x is understood", list->version.major,
+                           list->version.minor);
     }
     // A module whose table has holes would crash the first listing.
     const bool whole = list->C_Initialize && list->C_Finalize && list->C_GetInfo && list->C_GetSlotList &&
@@ -30,7 +33,7 @@ const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
                        list->C_InitToken && list->C_InitPIN && list->C_SetPIN && list->C_SeedRandom &&
                        list->C_CloseAllSessions && list->C_GetSessionInfo && list->C_GenerateKeyPair &&
                        list->C_SignInit && list->C_Sign && list->C_GetMechanismList;
-    if (!whole) throw std::runtime_error("it is no usable PKCS#11 module: functions are missing from its list");
+    if (!whole) throw RefusedError(unfit, "it is not a usable PKCS#11 module: functions are missing from its list");
     return list;
 }
 
@@ -41,7 +44,7 @@ void initialize(const CK_FUNCTION_LIST* functions) {
     CK_RV result = functions->C_Initialize(&arguments);
     if (result == CKR_CANT_LOCK) result = functions->C_Initialize(nullptr);
     if (result == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
-        throw RefusedError(vocabulary::Refused::alreadyLoaded, "the module is loaded under another path");
+        throw RefusedError(Refused::alreadyLoaded, "the module is loaded under another path");
     }
     check(result, "C_Initialize");
 }
@@ -77,8 +80,7 @@ std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
         CK_ULONG count = 0;
         check(functions_->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
         if (count > mostSlots) {
-            throw RefusedError(vocabulary::Refused::deviceError,
-                               "the module announces " + std::to_string(count) + " slots, which can't be");
+            throw RefusedError(Refused::deviceError, "the module announces %d slots, which can't be right", count);
         }
         std::vector<CK_SLOT_ID> slots(count);
         if (count == 0) return slots;

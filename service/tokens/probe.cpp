@@ -5,14 +5,19 @@
 #include <service/base/refused.h>
 #include <service/tokens/pkcs11_library.h>
 
+#include <panelkit/format/hex_text.h>
 #include <platform/bridge/peer.h>
 #include <platform/system/child_process.h>
 #include <platform/system/files.h>
 
+#include <charconv>
 #include <cstdio>
 #include <exception>
+#include <optional>
 
 namespace panelkitd {
+
+using vocabulary::Refused;
 
 namespace {
 
@@ -32,7 +37,7 @@ platform::ChildResult runChild(const std::string& path, bool withRights, std::ch
 
 std::string lastLine(const std::string& text) {
     const std::size_t end = text.find_last_not_of("\r\n");
-    if (end == std::string::npos) return "it gave no reason";
+    if (end == std::string::npos) return {};
     const std::size_t start = text.find_last_of("\r\n", end);
     return text.substr(start == std::string::npos ? 0 : start + 1, end - start);
 }
@@ -41,10 +46,39 @@ bool failedInOrder(const platform::ChildResult& result) {
     return result.ending == platform::Ending::exited && result.status == failedOrderly;
 }
 
-std::string problemOf(const platform::ChildResult& result) {
-    if (failedInOrder(result)) return lastLine(result.error);
-    if (result.ending == platform::Ending::timedOut) return "it hung when it was tried out";
-    return "it crashed when it was tried out";
+// The child tells its remarks to the service in one line of digits on its standard output; people read them on its
+// standard error.
+std::string asDigits(const Remarks& remarks) {
+    std::string digits;
+    panelkit::appendHex(encode(bridge::fitted(remarks)), digits);
+    return digits;
+}
+
+// Nothing when the module has written something else in between.
+std::optional<Remarks> fromDigits(const std::string& digits) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        unsigned char byte = 0;
+        const char* const end = digits.data() + i + 2;
+        if (std::from_chars(digits.data() + i, end, byte, 16).ptr != end) return std::nullopt;
+        bytes += static_cast<char>(byte);
+    }
+    return bridge::decodeRemarks(bytes);
+}
+
+Remarks problemOf(const platform::ChildResult& result) {
+    if (failedInOrder(result)) {
+        if (auto said = fromDigits(lastLine(result.output))) {
+            // The module may have written it: the number must not say anything of other modules.
+            for (bridge::Remark& remark : *said) remark.code = static_cast<std::uint32_t>(Refused::moduleUnfit);
+            return *said;
+        }
+        const std::string line = lastLine(result.error);
+        if (!line.empty()) return explained(std::runtime_error(line));
+        return {remark(Refused::none, "it gave no reason")};
+    }
+    if (result.ending == platform::Ending::timedOut) return {remark(Refused::none, "it hung when it was tried out")};
+    return {remark(Refused::none, "it crashed when it was tried out")};
 }
 
 } // namespace
@@ -61,7 +95,7 @@ void probeModule(const std::string& path, std::chrono::seconds deadline) {
         logDetail("probe of " + path + ": " + lastLine(result.output));
         return;
     }
-    throw RefusedError(vocabulary::Refused::moduleUnfit, "the module " + path + " does not work: " + problemOf(result));
+    throw RefusedError(Refused::moduleUnfit, "the module %s does not work", path).because(problemOf(result));
 }
 
 int runProbe(const std::string& path) {
@@ -71,6 +105,7 @@ int runProbe(const std::string& path) {
         return passed;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
+        std::printf("\n%s\n", asDigits(explained(error)).c_str());
         return failedOrderly;
     }
 }

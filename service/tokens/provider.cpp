@@ -27,6 +27,17 @@ std::string modelText(const CK_TOKEN_INFO& info) {
     return manufacturer.empty() || model.empty() ? manufacturer + model : manufacturer + ", " + model;
 }
 
+RefusedError gone(const std::string& label) {
+    if (label.empty()) return RefusedError(Refused::noSuchToken, "the token that is not initialised is not there");
+    return RefusedError(Refused::noSuchToken, "the token \"%s\" is not there", label);
+}
+
+RefusedError ambiguous(const std::string& label) {
+    if (label.empty())
+        return RefusedError(Refused::ambiguousToken, "several tokens are not initialised, and look the same");
+    return RefusedError(Refused::ambiguousToken, "several tokens look like the token \"%s\"", label);
+}
+
 } // namespace
 
 bool Provider::load() {
@@ -34,13 +45,13 @@ bool Provider::load() {
     logins_.clear();
     library_.reset();
     LibraryFacts facts;
-    std::string problem;
+    Remarks problem;
     try {
         library_ = std::make_unique<Pkcs11Library>(settings_.path);
         facts = library_->facts();
     } catch (const std::exception& error) {
-        problem = error.what();
-        logError("provider " + settings_.name + ": " + problem);
+        problem = explained(error);
+        logError("provider " + settings_.name + ": " + error.what());
     }
     const std::scoped_lock lock(facts_);
     libraryFacts_ = facts;
@@ -54,14 +65,19 @@ void Provider::unload() {
     const std::scoped_lock calls(calls_);
     logins_.clear();
     library_.reset();
-    setProblem("unloaded");
+    setProblem({remark(Refused::moduleUnfit, "unloaded")});
 }
 
-void Provider::setProblem(const std::string& text) {
+void Provider::setProblem(Remarks why) {
     const std::scoped_lock lock(facts_);
     loaded_ = false;
-    problem_ = text;
+    problem_ = std::move(why);
     lastTokens_.clear();
+}
+
+Remarks Provider::problem() {
+    const std::scoped_lock lock(facts_);
+    return problem_;
 }
 
 ProviderInfo Provider::describe() {
@@ -79,7 +95,7 @@ ProviderInfo Provider::describe() {
     info.*field::isLoaded = loaded_;
     info.*field::isRemembered = settings_.remembered;
     info.*field::isEmbedded = settings_.embedded;
-    info.*field::problem = problem_;
+    info.*field::problem = inEnglish(problem_);
     return info;
 }
 
@@ -176,11 +192,10 @@ std::vector<CK_SLOT_ID> Provider::matching(const TokenInfo& token) {
 HeldToken Provider::hold(const TokenInfo& token) {
     std::unique_lock calls(calls_);
     const std::string label = token.*vocabulary::token::label;
-    const std::string named = label.empty() ? "the token that is not initialised" : "the token \"" + label + "\"";
-    if (!library_) throw RefusedError(Refused::noSuchToken, named + " is gone: its provider is not loaded");
+    if (!library_) throw gone(label).because({remark(Refused::noSuchProvider, "its provider is not loaded")});
     const std::vector<CK_SLOT_ID> slots = matching(token);
-    if (slots.empty()) throw RefusedError(Refused::noSuchToken, named + " is not there");
-    if (slots.size() > 1) throw RefusedError(Refused::ambiguousToken, "several tokens look like " + named);
+    if (slots.empty()) throw gone(label);
+    if (slots.size() > 1) throw ambiguous(label);
     return {*this, std::move(calls), slots[0]};
 }
 

@@ -6,6 +6,7 @@
 // finds it busy answers what it last saw, so that a slow module holds up nobody who does not want something of it.
 #pragma once
 
+#include <service/base/refused.h>
 #include <service/tokens/pkcs11_library.h>
 
 #include <panelkit/tokens/token_records.h>
@@ -40,7 +41,10 @@ public:
     bool load();
     void unload();
     // Not loaded, and this is why.
-    void setProblem(const std::string& text);
+    void setProblem(Remarks why);
+
+    // Why it is not loaded. Nothing when it is.
+    Remarks problem();
 
     PKCS11::ProviderInfo describe();
 
@@ -76,7 +80,7 @@ private:
     std::mutex facts_; // guards what is known without calling
     LibraryFacts libraryFacts_;
     bool loaded_ = false;
-    std::string problem_ = "not loaded yet";
+    Remarks problem_{remark(vocabulary::Refused::moduleUnfit, "not loaded yet")};
     std::vector<PKCS11::TokenInfo> lastTokens_;
 };
 

@@ -95,7 +95,7 @@ void Providers::loadOne(const std::shared_ptr<Provider>& provider) const {
         }
         provider->load();
     } catch (const RefusedError& refused) {
-        provider->setProblem(refused.what());
+        provider->setProblem(refused.remarks);
         logError("provider " + provider->settings().name + ": " + refused.what());
     }
 }
@@ -124,9 +124,11 @@ void Providers::adopt(List changed) {
 // Before a module is loaded or unloaded for a change that can't be stored.
 void Providers::requireStorable() const {
     if (file_.problem().empty()) return;
-    throw RefusedError(Refused::notStored, "the list of providers can't be changed: " + file_.path() +
-                                               " can't be used and is kept as it is; repair or remove it and restart "
-                                               "the service");
+    throw RefusedError(
+        Refused::notStored,
+        "the list of providers can't be changed: %s can't be used and is kept as it is; repair or remove "
+        "it and restart the service",
+        file_.path());
 }
 
 std::vector<std::shared_ptr<Provider>> Providers::all() const {
@@ -141,8 +143,8 @@ std::shared_ptr<Provider> Providers::find(const ProviderInfo& info) const {
         return path.empty() ? provider->settings().name == info.*field::name : provider->settings().path == path;
     });
     if (found == list_.end()) {
-        throw RefusedError(Refused::noSuchProvider,
-                           "there is no provider \"" + (path.empty() ? info.*field::name : path) + "\"");
+        throw RefusedError(Refused::noSuchProvider, "there is no provider \"%s\"",
+                           path.empty() ? info.*field::name : path);
     }
     return *found;
 }
@@ -155,14 +157,14 @@ std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
     const auto same =
         std::find_if(changed.begin(), changed.end(), [&](const auto& p) { return p->settings().path == path; });
     if (same != changed.end() && (*same)->describe().*field::isLoaded) {
-        throw RefusedError(Refused::alreadyLoaded,
-                           "the module is loaded already, as provider \"" + (*same)->settings().name + "\"");
+        throw RefusedError(Refused::alreadyLoaded, "the module is loaded already, as provider \"%s\"",
+                           (*same)->settings().name);
     }
     if (same != changed.end()) changed.erase(same); // it could not be loaded before; this is a new attempt
     probeModule(path, options_.probeDeadline);
     const std::string name = freeName(changed, info.*field::name, path);
     auto provider = std::make_shared<Provider>(Provider::Settings{name, path, info.*field::isRemembered, false});
-    if (!provider->load()) throw RefusedError(Refused::moduleUnfit, provider->describe().*field::problem);
+    if (!provider->load()) throw RefusedError(Refused::moduleUnfit, provider->problem());
     changed.push_back(provider);
     adopt(std::move(changed));
     return provider;
@@ -202,7 +204,7 @@ HeldToken Providers::hold(const TokenInfo& token) const {
     for (const auto& provider : all()) {
         if (provider->settings().name == name) return provider->hold(token);
     }
-    throw RefusedError(Refused::noSuchProvider, "the token's provider \"" + name + "\" is not there");
+    throw RefusedError(Refused::noSuchProvider, "the token's provider \"%s\" is not there", name);
 }
 
 } // namespace panelkitd

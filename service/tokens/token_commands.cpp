@@ -30,13 +30,13 @@ ProviderInfo readProvider(Call& call) {
 
 // Runs what tries a PIN; when that is refused, says what is known of the tries that remain.
 template <class Work>
-void withPinTexts(const HeldToken& token, PinOf whose, Work&& work) {
+void withTriesTold(const HeldToken& token, PinOf whose, Work&& work) {
     try {
         work();
     } catch (const RefusedError& refused) {
-        const PinStateMessage message = pinMessage(refused, token.flags(), whose);
-        if (message.title.empty()) throw;
-        throw RefusedError(refused.reason, message.text);
+        const auto pin = pinRemark(refused, token.flags(), whose);
+        if (!pin) throw;
+        throw RefusedError({{static_cast<std::uint32_t>(refused.reason), pin->phrase}});
     }
 }
 
@@ -44,9 +44,16 @@ void withPinTexts(const HeldToken& token, PinOf whose, Work&& work) {
 
 // ---- providers
 
-std::string TokenCommands::enumProviders(Call&) {
+std::string TokenCommands::enumProviders(Call& call) {
     std::vector<ProviderInfo> listed;
-    for (const auto& provider : providers_.all()) listed.push_back(provider->describe());
+    for (const auto& provider : providers_.all()) {
+        listed.push_back(provider->describe());
+        const Remarks problem = provider->problem();
+        if (problem.empty()) continue;
+        const std::string& name = listed.back().*vocabulary::provider::name;
+        call.remarks.push_back(remark(Refused::providerProblem, "the provider \"%s\" is not loaded", name));
+        call.remarks.insert(call.remarks.end(), problem.begin(), problem.end());
+    }
     return encoded(listed);
 }
 
@@ -70,6 +77,7 @@ std::string TokenCommands::loadProvider(Call& call) {
     } catch (const RefusedError& refused) {
         info.*vocabulary::provider::isLoaded = false;
         info.*vocabulary::provider::problem = refused.what();
+        call.remarks = refused.remarks;
         return encoded(false, info);
     }
 }
@@ -115,9 +123,10 @@ std::string TokenCommands::login(Call& call) {
         tell(&TokenWatcher::loginChanged, token);
         return success;
     } catch (const RefusedError& refused) {
-        const PinStateMessage message = pinMessage(refused, token.flags(), PinOf::user);
-        if (message.title.empty()) throw;
-        return encoded(false, message);
+        const auto why = pinRemark(refused, token.flags(), PinOf::user);
+        if (!why) throw;
+        call.remarks = {*why};
+        return encoded(false, messageOf(*why));
     }
 }
 
@@ -139,7 +148,7 @@ std::string TokenCommands::initialize(Call& call) {
         throw RefusedError(Refused::wouldErase, "the token is initialised; what it holds would be erased");
     }
     try {
-        withPinTexts(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
+        withTriesTold(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
     } catch (const RefusedError&) {
         watcher_.providersChanged(); // a log-in may have ended, and the token may be erased all the same
         throw;
@@ -158,7 +167,7 @@ std::string TokenCommands::changePin(Call& call) {
     const PinOf whose = ofSecurityOfficer ? PinOf::securityOfficer : PinOf::user;
     HeldToken token = providers_.hold(info);
     guardFinalTry(token.flags(), whose, mayBeFinal);
-    withPinTexts(token, whose, [&] { setPin(token, whose, oldPin, newPin); });
+    withTriesTold(token, whose, [&] { setPin(token, whose, oldPin, newPin); });
     return success;
 }
 

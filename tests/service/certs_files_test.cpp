@@ -247,7 +247,7 @@ TEST_F(TheFiles, ThatAreDamagedAreAnsweredAndChangeNothing) {
     int refused = 0;
     for (int i = 0; i < 200; ++i) {
         const ParseResult result = parse(damaged(good[static_cast<std::size_t>(i) % good.size()], random), "secret");
-        ASSERT_TRUE(clear.count(result)) << i << ": " << static_cast<int>(result) << bridge::lastFailure().text;
+        ASSERT_TRUE(clear.count(result)) << i << ": " << static_cast<int>(result) << bridge::lastFailure().text();
         refused += result != ParseResult::parsed;
     }
     EXPECT_GT(refused, 120);

@@ -35,7 +35,7 @@ protected:
     // The token of that label, as it is now.
     PKCS11::TokenInfo token(const std::string& label = "Office") {
         std::vector<PKCS11::TokenInfo> listed;
-        EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text;
+        EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
         for (const auto& candidate : listed) {
             if (candidate.*vocabulary::token::label == label) return candidate;
         }
@@ -47,7 +47,7 @@ protected:
         login(label);
     }
     void login(const std::string& label = "Office") {
-        ASSERT_TRUE(tokens.TokenLogin(token(label), "user-1", false, nullptr)) << bridge::lastFailure().text;
+        ASSERT_TRUE(tokens.TokenLogin(token(label), "user-1", false, nullptr)) << bridge::lastFailure().text();
     }
     void logout(const std::string& label = "Office") { ASSERT_TRUE(tokens.TokenLogout(token(label))); }
 
@@ -77,13 +77,13 @@ protected:
         std::vector<CertInfo> certificates;
         std::vector<PKCS11::TokenInfo> places;
         EXPECT_TRUE(controller->EnumCertificates(static_cast<std::int32_t>(selector), certificates, places))
-            << bridge::lastFailure().text;
+            << bridge::lastFailure().text();
         return certificates;
     }
     std::vector<CRLInfo> listCrls() {
         std::vector<CRLInfo> listed;
         std::vector<PKCS11::TokenInfo> places;
-        EXPECT_TRUE(controller->EnumCRLs(listed, places)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller->EnumCRLs(listed, places)) << bridge::lastFailure().text();
         return listed;
     }
     // The certificate whose subject ends so.

@@ -68,7 +68,7 @@ TEST_F(TheToken, ShowsACertificateInFull) {
     const std::string fingerprint = info.fingerprint;
     info = {.fingerprint = fingerprint};
     CertExtentions details;
-    ASSERT_TRUE(controller->GetCertDetails(token(), info, details, text)) << bridge::lastFailure().text;
+    ASSERT_TRUE(controller->GetCertDetails(token(), info, details, text)) << bridge::lastFailure().text();
     EXPECT_EQ(info, named("CN=user")) << "the fresh record";
     EXPECT_EQ(details.label, "friendly");
     EXPECT_EQ(details.keyId.size(), 40U);
@@ -208,9 +208,9 @@ TEST_F(TheToken, GivesCertificatesOutInEveryFormat) {
 }
 
 TEST_F(TheToken, KeepsPresharedKeysByName) {
-    EXPECT_TRUE(controller->CreatePresharedKey(token(), "Büro", "very secret")) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller->CreatePresharedKey(token(), "Büro", "very secret")) << bridge::lastFailure().text();
     EXPECT_FALSE(controller->CreatePresharedKey(token(), "Büro", "other"));
-    EXPECT_THAT(bridge::lastFailure().text, HasSubstr("has a preshared key \"Büro\" already"));
+    EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("has a preshared key \"Büro\" already"));
     for (const std::string& name : {std::string(), std::string(65, 'x'), std::string("a\nb")}) {
         EXPECT_FALSE(controller->CreatePresharedKey(token(), name, "value"));
         EXPECT_EQ(refusal(), Refused::badInput);
@@ -235,7 +235,7 @@ TEST_F(TheToken, KeepsPresharedKeysByName) {
 TEST_F(TheToken, ForgetsCertificatesThatAreDeleted) {
     ASSERT_EQ(importFile(pkcs12(user, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
     const CertInfo info = named("CN=user");
-    EXPECT_TRUE(controller->DeleteCertificate(token(), info)) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller->DeleteCertificate(token(), info)) << bridge::lastFailure().text();
     EXPECT_THAT(list(), IsEmpty());
     EXPECT_FALSE(controller->DeleteCertificate(token(), info));
     EXPECT_EQ(refusal(), Refused::noSuchObject);

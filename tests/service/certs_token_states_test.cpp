@@ -159,7 +159,7 @@ TEST_F(TheSteeredToken, ThatHangsDoesNotHoldUpThePolicysState) {
     const auto certificateState = [&] {
         LSPinfo_t info;
         LSPrequest_t required;
-        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, nullptr, nullptr, false)) << bridge::lastFailure().text;
+        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, nullptr, nullptr, false)) << bridge::lastFailure().text();
         return info.certificateState;
     };
     EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing);
@@ -187,7 +187,7 @@ TEST_F(TheSteeredToken, ThatIsPulledOutMeanwhileIsToldSo) {
 TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
     login();
     std::vector<CertRequestKeyInfo> choices;
-    EXPECT_TRUE(controller->GetCertRequestKeyInfo(office, choices)) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller->GetCertRequestKeyInfo(office, choices)) << bridge::lastFailure().text();
     EXPECT_THAT(choices, IsEmpty());
     CertRequestInfo wish;
     wish.commonName = "gate";
@@ -218,7 +218,7 @@ TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
     const auto expectIncomplete = [&](bool answered) {
         EXPECT_FALSE(answered);
         EXPECT_EQ(refusal(), Refused::incomplete);
-        EXPECT_THAT(bridge::lastFailure().text, HasSubstr("the token \"Office\" could not be read"));
+        EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("the token \"Office\" could not be read"));
     };
     std::vector<TokenInfo> places;
     std::vector<CertInfo> certificates;

@@ -63,7 +63,7 @@ protected:
     }
     static void expectRefused(Refused why, const std::string& text) {
         EXPECT_EQ(bridge::lastFailure().detail, static_cast<std::uint32_t>(why));
-        EXPECT_THAT(bridge::lastFailure().text, HasSubstr(text));
+        EXPECT_THAT(bridge::lastFailure().text(), HasSubstr(text));
     }
 
     RunningService service;
@@ -130,7 +130,7 @@ TEST_F(TheConfiguration, GivesBackEveryBodyByteForByteAlsoFromDisk) {
     const panelkit::AllGroups groups;
     for (const unsigned turn : {1U, 2U, 3U, 4U, 255U}) {
         for (const auto& group : groups) ASSERT_TRUE(writeBytes(group->name, unusualBody(*group, turn)));
-        ASSERT_TRUE(writeToDisk()) << bridge::lastFailure().text;
+        ASSERT_TRUE(writeToDisk()) << bridge::lastFailure().text();
         restart();
         for (const auto& group : groups) {
             EXPECT_EQ(toHex(readBytes(group->name)), toHex(unusualBody(*group, turn))) << group->name << ' ' << turn;
@@ -147,7 +147,7 @@ TEST_F(TheConfiguration, RefusesBodiesThatAreNotOfTheirSectionAndKeepsWhatItHad)
         EXPECT_FALSE(writeBytes(section, body));
         expectRefused(Refused::badInput, text);
     };
-    expectBad("PROXY", "", "section \"PROXY\": the body ends within HTTP_LISTEN_PORT");
+    expectBad("PROXY", "", "section \"PROXY\" is not taken: the body ends within HTTP_LISTEN_PORT");
     expectBad("PROXY", hex("00 00  ff ff ff ff 'short'"), "the body ends within HTTP_LISTEN_ADDR");
     expectBad("PROXY", whole + "more", "the body goes on for 4 bytes after HTTP_LISTEN_ADDR");
     expectBad("PROXY", encoded(std::uint16_t{0}, std::string(1 << 20, 'x')), "at most 1048576 are taken");
@@ -165,7 +165,7 @@ TEST_F(TheConfiguration, HasNoOtherSections) {
     }
     std::string ignored;
     EXPECT_FALSE(send(Command::ReadGroup, "\5", ignored));
-    EXPECT_THAT(bridge::lastFailure().text, HasSubstr("ends early"));
+    EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("ends early"));
 }
 
 TEST_F(TheConfiguration, StaysAsItIsWhenTheDiskRefuses) {

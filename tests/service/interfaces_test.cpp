@@ -24,7 +24,7 @@ protected:
     TheHostsInterfaces() {
         closePooledSessions();
         CommandSender::Instance().SetEndpoint(service.endpoint());
-        EXPECT_TRUE(InterfController().getInterfaces(interfaces)) << bridge::lastFailure().text;
+        EXPECT_TRUE(InterfController().getInterfaces(interfaces)) << bridge::lastFailure().text();
     }
     ~TheHostsInterfaces() override { closePooledSessions(); }
 

@@ -60,7 +60,7 @@ protected:
     }
     TokenInfo office() {
         std::vector<TokenInfo> listed;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
         return listed.empty() ? TokenInfo() : listed[0];
     }
     // The token of the next notification of that kind.

@@ -49,7 +49,7 @@ protected:
     static void expectDenied(Command command, const std::string& payload) {
         std::string reply;
         EXPECT_FALSE(send(command, payload, &reply)) << panelkit::commandRow(command).name;
-        EXPECT_EQ(bridge::lastFailure().code, FailureCode::accessDenied) << bridge::lastFailure().text;
+        EXPECT_EQ(bridge::lastFailure().code, FailureCode::accessDenied) << bridge::lastFailure().text();
     }
     // A user's policy, sent as a front end does that read it from no file.
     static void activateOwn(const std::string& title) {
@@ -95,7 +95,8 @@ TEST_F(APolicyOfSomebody, IsNotShownToOthers) {
     {
         const As daemon("daemon");
         expectDenied(Command::ViewCurrent, "");
-        EXPECT_EQ(bridge::lastFailure().text, "the policy in force is the one of nobody");
+        EXPECT_EQ(bridge::lastFailure().text(),
+                  "the policy in force is that of nobody; only nobody and administrators of the service may see it");
         expectDenied(Command::ActivateCurrent, encoded(std::string()));
         std::string loggedIn;
         EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("", loggedIn));
@@ -111,7 +112,7 @@ TEST_F(APolicyOfSomebody, IsSetByAnAdministratorForThem) {
     settings.File = "/etc/policy.lsp";
     bool applied = false;
     connect();
-    ASSERT_TRUE(controller.cmdSetUserSettings("nobody", settings, applied)) << bridge::lastFailure().text;
+    ASSERT_TRUE(controller.cmdSetUserSettings("nobody", settings, applied)) << bridge::lastFailure().text();
     {
         const As nobody("nobody");
         LSPsettings_t own;

@@ -27,14 +27,14 @@ protected:
         settings.Source = 1;
         settings.File = file;
         bool applied = false;
-        ASSERT_TRUE(policy.cmdSetSettings(settings, applied)) << bridge::lastFailure().text;
+        ASSERT_TRUE(policy.cmdSetSettings(settings, applied)) << bridge::lastFailure().text();
         std::string message;
         ASSERT_TRUE(policy.cmdActivateSystem(message, "")) << message;
     }
     // The short text behind its first line.
     std::string diagnosis() {
         std::string shown;
-        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, &shown, &word, false)) << bridge::lastFailure().text;
+        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, &shown, &word, false)) << bridge::lastFailure().text();
         const std::size_t end = shown.find('\n');
         return end == std::string::npos ? "" : shown.substr(end + 1);
     }
@@ -111,7 +111,7 @@ TEST_F(APolicyWithCredentials, TellsThatThePresharedKeyIsMissing) {
     initialize();
     activate("authentication = preshared-key\nkey = partner\n");
     EXPECT_EQ(diagnosis(), "Diagnosis: Preshared key is missing: partner");
-    ASSERT_TRUE(controller->CreatePresharedKey(token(), "partner", "a long secret")) << bridge::lastFailure().text;
+    ASSERT_TRUE(controller->CreatePresharedKey(token(), "partner", "a long secret")) << bridge::lastFailure().text();
     EXPECT_EQ(diagnosis(), "");
 }
 

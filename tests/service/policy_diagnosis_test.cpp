@@ -77,7 +77,7 @@ protected:
 };
 
 TEST_F(ADiagnosis, TellsWhatIsWrongWithTheCertificateThatThePolicyNames) {
-    EXPECT_EQ(withCertificates({certificate("CN=anna")}).problem, "");
+    EXPECT_FALSE(withCertificates({certificate("CN=anna")}).problem);
     EXPECT_EQ(withCertificates({certificate("CN=anna")}).state, state::fine);
     EXPECT_EQ(withCertificates({certificate("CN=bob")}).state, state::missing);
     EXPECT_EQ(withCertificates({expired("CN=anna")}).state, state::expired);
@@ -97,7 +97,7 @@ TEST_F(ADiagnosis, SaysItselfWhatFrontEndsHaveNoWordsFor) {
     const Diagnosis diagnosis = withCertificates({revoked("CN=anna")});
     EXPECT_EQ(diagnosis.state, state::revoked);
     EXPECT_FALSE(diagnosis.frontEndKnows);
-    EXPECT_EQ(diagnosis.problem, "the personal certificate \"CN=anna\" is revoked");
+    EXPECT_EQ(Loc::fill(diagnosis.problem.value().phrase), "the personal certificate \"CN=anna\" is revoked");
     EXPECT_TRUE(withCertificates({expired("CN=anna")}).frontEndKnows);
 }
 
@@ -105,7 +105,7 @@ TEST_F(ADiagnosis, LooksAtTheBestOfSeveralCertificates) {
     EXPECT_EQ(withCertificates({expired("CN=anna"), certificate("CN=anna"), keyless("CN=anna")}).state, state::fine);
     EXPECT_EQ(withCertificates({keyless("CN=anna"), expired("CN=anna"), revoked("CN=anna")}).state, state::expired);
     const Diagnosis any = withCertificates({expired("CN=x"), certificate("CN=bob")}, anybodys);
-    EXPECT_EQ(any.problem, "");
+    EXPECT_FALSE(any.problem);
     EXPECT_EQ(any.subject, "CN=bob");
 }
 
@@ -117,21 +117,21 @@ TEST_F(ADiagnosis, TakesNoAuthorityAndNothingUnreadableForAPersonalCertificate) 
 }
 
 TEST_F(ADiagnosis, LooksForPresharedKeys) {
-    EXPECT_THAT(of(keyed).problem, HasSubstr("\"office\" is on no token"));
+    EXPECT_THAT(Loc::fill(of(keyed).problem.value().phrase), HasSubstr("\"office\" is on no token"));
     EXPECT_TRUE(of(keyed).byPresharedKey);
     credentials.content->presharedKeys = {{"home", "office"}};
-    EXPECT_EQ(of(keyed).problem, "");
+    EXPECT_FALSE(of(keyed).problem);
     EXPECT_EQ(of(keyed).presharedKey, "office");
     credentials.content->presharedKeys.reset();
-    EXPECT_EQ(of(keyed).problem, "") << "what can't be known is not held against it";
+    EXPECT_FALSE(of(keyed).problem) << "what can't be known is not held against it";
 }
 
 TEST_F(ADiagnosis, IsThatOfTheFirstSectionThatLacksSomething) {
     credentials.content->certificates = {certificate("CN=anna")};
-    EXPECT_THAT(of(annas + keyed).problem, HasSubstr("office"));
+    EXPECT_THAT(Loc::fill(of(annas + keyed).problem.value().phrase), HasSubstr("office"));
     credentials.content->presharedKeys = {{"office"}};
     const Diagnosis fine = of(keyed + annas);
-    EXPECT_EQ(fine.problem, "");
+    EXPECT_FALSE(fine.problem);
     EXPECT_TRUE(fine.byPresharedKey) << "the first one's credentials are shown";
     EXPECT_EQ(credentials.asked, 2) << "tokens are looked into once for all sections";
 }

@@ -51,7 +51,7 @@ protected:
         LSPcmd::LSPsettings_t settings;
         change(settings);
         bool applied = false;
-        EXPECT_TRUE(controller.cmdSetSettings(settings, applied)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.cmdSetSettings(settings, applied)) << bridge::lastFailure().text();
         EXPECT_TRUE(applied);
     }
     std::string file() const { return folder.file("policy.lsp"); }
@@ -87,12 +87,12 @@ protected:
     Report report(bool longForm = false) {
         Report all;
         EXPECT_TRUE(controller.cmdGetPolicyInfo(all.info, all.required, &all.text, &all.state, longForm))
-            << bridge::lastFailure().text;
+            << bridge::lastFailure().text();
         return all;
     }
     std::string view() {
         std::string text;
-        EXPECT_TRUE(controller.cmdViewCurrent(text)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.cmdViewCurrent(text)) << bridge::lastFailure().text();
         return text;
     }
 

@@ -63,7 +63,8 @@ TEST_F(ThePolicy, IsActivatedFromAFile) {
 
 TEST_F(ThePolicy, StaysWhenTheNextOneIsDamaged) {
     ASSERT_EQ(activate(policyFile("Good")), "");
-    const std::string problem = "policy file " + file() + ": line 4: action: \"dorp\" is none of: protect, pass, drop";
+    const std::string problem =
+        "policy file " + file() + ": line 4: action: \"dorp\" is not one of: protect, pass, drop";
     EXPECT_EQ(activate(policyFile("Bad", "[a]\naction = dorp\n")), "failed: " + problem);
     const Report now = report();
     EXPECT_EQ(now.info.Title, "Good");
@@ -142,7 +143,7 @@ TEST_F(ThePolicy, IsNotFetchedFromServers) {
     EXPECT_THAT(report(true).text, HasSubstr("Error: Could not load policy.\nRequired policy:\n"));
     std::string reply;
     EXPECT_FALSE(controller.cmdActivateCurrent(reply, "")) << "the required one can't be loaded a second time either";
-    EXPECT_EQ(bridge::lastFailure().text, unreachable[3].message);
+    EXPECT_EQ(bridge::lastFailure().text(), unreachable[3].message);
 }
 
 TEST_F(ThePolicy, OfTheDriverHasModes) {
@@ -156,7 +157,7 @@ TEST_F(ThePolicy, OfTheDriverHasModes) {
     EXPECT_EQ(activateSystem(), "") << "the settings' source is the driver policy";
     EXPECT_EQ(report().text, "Default Driver Policy is active. (Drop All except DHCP)");
     EXPECT_FALSE(controller.cmdActivateDDP("pass"));
-    EXPECT_THAT(bridge::lastFailure().text, HasSubstr("there are: drop-all, drop-all-except-dhcp, pass-all"));
+    EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("there are: drop-all, drop-all-except-dhcp, pass-all"));
 }
 
 TEST_F(ThePolicy, TakesItsTimeToLoadWhenAskedTo) {
@@ -243,7 +244,7 @@ TEST_F(ThePolicy, IsNotWipedByWhatAnAccountStores) {
     EXPECT_FALSE(send(Command::SetUserSettings, offered));
     huge.entries.resize(50);
     bool applied = false;
-    EXPECT_TRUE(controller.cmdSetUserSettings("", huge, applied) && applied) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller.cmdSetUserSettings("", huge, applied) && applied) << bridge::lastFailure().text();
     platform::replaceFile(file(), policyFile("Mine") + std::string(1000 << 10, '\n'), true);
     activateUser();
     ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
@@ -259,7 +260,7 @@ TEST_F(ThePolicy, OfAUserIsThatUsersOwn) {
     settings.Source = 1;
     settings.File = file();
     bool applied = false;
-    ASSERT_TRUE(controller.cmdSetUserSettings("", settings, applied)) << bridge::lastFailure().text;
+    ASSERT_TRUE(controller.cmdSetUserSettings("", settings, applied)) << bridge::lastFailure().text();
     EXPECT_TRUE(applied);
     platform::replaceFile(file(), policyFile("Mine"), true);
     EXPECT_EQ(activateUser(), "");
@@ -315,7 +316,7 @@ TEST_F(ThePolicy, OfNobodyIsRefused) {
     LSPsettings_t settings;
     EXPECT_FALSE(controller.cmdGetUserSettings("no such account", &settings));
     EXPECT_EQ(refusal(), Refused::noSuchObject);
-    EXPECT_EQ(bridge::lastFailure().text, "there is no account \"no such account\" on this host");
+    EXPECT_EQ(bridge::lastFailure().text(), "there is no account \"no such account\" on this host");
 }
 
 // ---- requests that can't be
@@ -346,7 +347,7 @@ TEST_F(ThePolicy, SettingsAreTakenWholeOrNotAtAll) {
         bool applied = false;
         EXPECT_FALSE(controller.cmdSetSettings(settings, applied)) << field;
         EXPECT_EQ(refusal(), Refused::badInput);
-        EXPECT_THAT(bridge::lastFailure().text, HasSubstr(field));
+        EXPECT_THAT(bridge::lastFailure().text(), HasSubstr(field));
         EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied)) << field;
     }
     ASSERT_TRUE(controller.cmdGetSettings(&after));
@@ -401,7 +402,7 @@ int activateOften(const std::string& title, int times) {
         std::string reply;
         const bool answered =
             session->__SendCommand(row.module, row.code, payload.data(), static_cast<unsigned>(payload.size()), &reply);
-        EXPECT_TRUE(answered) << bridge::lastFailure().text;
+        EXPECT_TRUE(answered) << bridge::lastFailure().text();
         if (answered && reply[0] == 1) ++done;
     }
     CommandSender::Instance().CloseSession(session);

@@ -62,7 +62,7 @@ TEST(APolicyFile, SaysWhatItSays) {
     EXPECT_EQ(text.sections[1].key, "office");
     EXPECT_EQ(text.sections[2].network, "any");
     EXPECT_EQ(text.sections[2].port, "67..68");
-    EXPECT_EQ(text.remarks, "");
+    EXPECT_TRUE(text.remarks.empty());
 }
 
 // The example of docs/policy-file.md, which stands four blanks deep.
@@ -82,7 +82,7 @@ TEST(APolicyFile, IsAsItIsDocumented) {
     EXPECT_EQ(problemsOf(documentedExample()), "");
     const PolicyText text = readPolicyText(documentedExample());
     EXPECT_EQ(text.sections.size(), 4U);
-    EXPECT_EQ(text.remarks, "");
+    EXPECT_TRUE(text.remarks.empty());
 }
 
 struct Damage {
@@ -93,10 +93,10 @@ struct Damage {
 // The head has two lines, so the first one here is line 3.
 const Damage damages[] = {
     {"[a]\n", "line 3: section [a] has no action"},
-    {"[a]\naction = protct\n", "line 4: action: \"protct\" is none of: protect, pass, drop"},
-    {"[a]\nacton = pass\n", "line 4: \"acton\" is no key of a section; there are: action, network, protocol, port, "
+    {"[a]\naction = protct\n", "line 4: action: \"protct\" is not one of: protect, pass, drop"},
+    {"[a]\nacton = pass\n", "line 4: \"acton\" is not a key of a section; there are: action, network, protocol, port, "
                             "gateway, authentication, subject, key"},
-    {"author = me\n", "line 3: \"author\" is no key of the head; there are: title, version, description"},
+    {"author = me\n", "line 3: \"author\" is not a key of the head; there are: title, version, description"},
     {"title = Again\n", "line 3: \"title\" is given already, in line 1"},
     {"[a]\naction = pass\naction = drop\n", "line 5: \"action\" is given already, in line 4"},
     {"[a]\naction = pass\n[a]\naction = pass\nprotocol = tcp\n", "line 5: section [a] is there already, in line 3"},
@@ -104,13 +104,13 @@ const Damage damages[] = {
     {"description =\n", "line 3: description: the value is empty"},
     {"[a\naction = pass\n", "line 3: a section begins with its name in square brackets: up to 64 letters, digits, "
                             "'-', '_' and '.'"},
-    {"[a]\naction = pass\nnetwork = 10.0.0.0/33\n", "line 5: network: \"10.0.0.0/33\" is no network, such as "
+    {"[a]\naction = pass\nnetwork = 10.0.0.0/33\n", "line 5: network: \"10.0.0.0/33\" is not a network, such as "
                                                     "10.0.0.0/8, 10.0.0.1..10.0.0.9, fd00::/8 or any"},
     {"[a]\naction = pass\nprotocol = tpc\n",
-     "line 5: protocol: \"tpc\" is no protocol: any, tcp, udp, icmp, esp, ah, or a number up to 255"},
+     "line 5: protocol: \"tpc\" is not a protocol: any, tcp, udp, icmp, esp, ah, or a number from 0 to 255"},
     {"[a]\naction = pass\nport = 80\n", "line 3: section [a] has a port; its protocol must be tcp or udp"},
     {"[a]\naction = pass\nprotocol = tcp\nport = 80..79\n",
-     "line 6: port: \"80..79\" is no port, such as 443 or 67..68"},
+     "line 6: port: \"80..79\" is not a port, such as 443 or 67..68"},
     {"[a]\naction = protect\n", "line 3: section [a] protects and names no gateway"},
     {"[a]\naction = pass\ngateway = g\n", "line 3: section [a] has a gateway and does not protect"},
     {"[a]\naction = protect\ngateway = g\nauthentication = preshared-key\n",
@@ -121,7 +121,7 @@ const Damage damages[] = {
      "line 3: section [a] has a subject and does not authenticate with a certificate"},
     {"[a]\naction = pass\nsubject = CN=x\n",
      "line 3: section [a] has a subject and does not authenticate with a certificate"},
-    {"[a]\naction = protect\ngateway = two words\n", "line 5: gateway: \"two words\" is no host name or address"},
+    {"[a]\naction = protect\ngateway = two words\n", "line 5: gateway: \"two words\" is not a host name or address"},
     {"description = \xFF\n", "line 3: it is not UTF-8"},
     {"description = a\x1B[2J\n", "line 3: it has a control character"},
 };
@@ -131,7 +131,7 @@ TEST(ADamagedPolicyFile, IsRefusedWithTheLine) {
     for (const Damage& damage : damages) EXPECT_EQ(problemsOf(head + damage.behindHead), damage.problem);
     EXPECT_EQ(problemsOf("version = 1\n[a]\naction = pass\n"), "line 2: the head before it has no title");
     EXPECT_EQ(problemsOf("title = T\nversion = 1..2\n"),
-              "line 2: version: \"1..2\" is no version, such as 3 or 1.2.10");
+              "line 2: version: \"1..2\" is not a version, such as 3 or 1.2.10");
     EXPECT_THAT(problemsOf(head + std::string("description = a\0b\n", 18)), HasSubstr("line 3: it has a control"));
 }
 
@@ -139,8 +139,8 @@ TEST(ADamagedPolicyFile, IsRefusedWithAllThatIsWrong) {
     EXPECT_EQ(problemsOf("[a]\naction = go\nport = x\n[b]\naction = pass\n"),
               "line 1: the head before it has no title\n"
               "line 1: the head before it has no version\n"
-              "line 2: action: \"go\" is none of: protect, pass, drop\n"
-              "line 3: port: \"x\" is no port, such as 443 or 67..68")
+              "line 2: action: \"go\" is not one of: protect, pass, drop\n"
+              "line 3: port: \"x\" is not a port, such as 443 or 67..68")
         << "what the section lacks may be where the mistakes are";
     std::string many = head;
     for (int i = 0; i < 50; ++i) many += "nonsense\n";
@@ -161,8 +161,8 @@ TEST(APolicyFile, HasLimitsToItsSize) {
 }
 
 TEST(APolicyFile, IsTakenWithRemarksOnWhatIsHardlyMeant) {
-    EXPECT_EQ(readPolicyText(head).remarks, "line 2: there are no sections, so nothing is protected");
-    EXPECT_EQ(readPolicyText(head + "[a]\naction = pass\n[b]\naction = drop\n").remarks,
+    EXPECT_EQ(inLines(readPolicyText(head).remarks), "line 2: there are no sections, so nothing is protected");
+    EXPECT_EQ(inLines(readPolicyText(head + "[a]\naction = pass\n[b]\naction = drop\n").remarks),
               "line 5: section [b] never decides: section [a] before it is for the same traffic");
 }
 

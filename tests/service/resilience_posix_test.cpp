@@ -10,7 +10,7 @@
 
 #include <panelkit/lsp/lsp_records.h>
 #include <platform/bridge/frame.h>
-#include <platform/bridge/hello.h>
+#include <platform/bridge/messages.h>
 #include <testing/token_module_control.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
@@ -110,7 +110,7 @@ TEST_F(TheServiceUnderLoad, OutlivesAShortageOfThreads) {
         ASSERT_EQ(::prlimit(process, RLIMIT_AS, &wide, nullptr), 0);
     }
     closePooledSessions();
-    EXPECT_TRUE(send(panelkit::Command::EnumProviders, "")) << bridge::lastFailure().text << service.log();
+    EXPECT_TRUE(send(panelkit::Command::EnumProviders, "")) << bridge::lastFailure().text() << service.log();
 }
 
 // ---- the end
@@ -147,7 +147,7 @@ TEST_P(AModuleThatHangs, IsLeftBehindWhenTheServiceEnds) {
     VpnTokensController controller;
     ProviderInfo card;
     card.*vocabulary::provider::path = module;
-    ASSERT_TRUE(controller.ProviderLoad(card)) << bridge::lastFailure().text;
+    ASSERT_TRUE(controller.ProviderLoad(card)) << bridge::lastFailure().text();
     std::vector<TokenInfo> tokens;
     ASSERT_TRUE(controller.EnumProviderTokens(nullptr, tokens));
     ASSERT_EQ(tokens.size(), 1U);

@@ -64,12 +64,12 @@ protected:
         info.*providerField::path = module;
         info.*providerField::name = "card";
         const bool loaded = controller.ProviderLoad(info);
-        EXPECT_EQ(loaded, info.*providerField::problem == "") << bridge::lastFailure().text;
+        EXPECT_EQ(loaded, info.*providerField::problem == "") << bridge::lastFailure().text();
         return info.*providerField::problem;
     }
     std::vector<TokenInfo> tokens() {
         std::vector<TokenInfo> listed;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
         return listed;
     }
     TokenInfo office() {

@@ -32,12 +32,12 @@ protected:
     }
     std::vector<ProviderInfo> providers() {
         std::vector<ProviderInfo> listed;
-        EXPECT_TRUE(controller.EnumProviders(listed)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.EnumProviders(listed)) << bridge::lastFailure().text();
         return listed;
     }
     std::vector<TokenInfo> tokens() {
         std::vector<TokenInfo> listed;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
         return listed;
     }
     TokenInfo token(const std::string& label) {
@@ -49,7 +49,7 @@ protected:
     }
     TokenInfo initialized(const std::string& label) {
         EXPECT_TRUE(controller.TokenInitialize(token(""), label, "so-pin-1", "user-1", false))
-            << bridge::lastFailure().text;
+            << bridge::lastFailure().text();
         return token(label);
     }
     static vocabulary::Refused refusal() { return static_cast<vocabulary::Refused>(bridge::lastFailure().detail); }
@@ -101,14 +101,15 @@ TEST_F(TheService, InitializesATokenLogsInAndChangesItsPin) {
     EXPECT_EQ(refusal(), vocabulary::Refused::wrongPin);
     EXPECT_FALSE(controller.TokenChangePassword(office, "user-1", "x", false, false));
     EXPECT_EQ(refusal(), vocabulary::Refused::unfitPin);
-    EXPECT_TRUE(controller.TokenChangePassword(office, "user-1", "user-2", false, false)) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller.TokenChangePassword(office, "user-1", "user-2", false, false))
+        << bridge::lastFailure().text();
     EXPECT_FALSE(controller.TokenLogin(office, "user-1", false, nullptr));
     EXPECT_TRUE(controller.TokenLogin(office, "user-2", false, nullptr));
     EXPECT_FALSE(controller.TokenChangePassword(office, "so-pin-1", "so-pin-2", true, false));
     EXPECT_EQ(refusal(), vocabulary::Refused::otherUserIsIn);
     EXPECT_TRUE(controller.TokenLogout(office));
     EXPECT_TRUE(controller.TokenChangePassword(office, "so-pin-1", "so-pin-2", true, false))
-        << bridge::lastFailure().text;
+        << bridge::lastFailure().text();
     EXPECT_TRUE(controller.InitTokenRNG(office, "some seed"));
 }
 
@@ -121,7 +122,8 @@ TEST_F(TheService, ErasesATokenOnlyWhenToldSo) {
     EXPECT_FALSE(controller.TokenInitialize(first, std::string(33, 'x'), "so-pin-1", "user-1", true));
     EXPECT_EQ(refusal(), vocabulary::Refused::badInput);
     ASSERT_TRUE(controller.TokenLogin(token("first"), "user-1", false, nullptr));
-    EXPECT_TRUE(controller.TokenInitialize(first, "second", "so-pin-1", "user-1", true)) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller.TokenInitialize(first, "second", "so-pin-1", "user-1", true))
+        << bridge::lastFailure().text();
     EXPECT_FALSE(controller.TokenLogin(first, "user-1", false, nullptr));
     EXPECT_EQ(refusal(), vocabulary::Refused::noSuchToken);
     EXPECT_TRUE(controller.TokenLogin(token("second"), "user-1", false, nullptr));
@@ -143,7 +145,7 @@ TEST_F(TheService, FindsATokenAgainAfterARestartAndLosesTheLogIn) {
 TEST_F(TheService, LoadsAgainWhatItIsTold) {
     const TokenInfo kept = initialized("kept");
     ASSERT_TRUE(controller.TokenLogin(kept, "user-1", false, nullptr));
-    EXPECT_TRUE(controller.ReloadAll()) << bridge::lastFailure().text;
+    EXPECT_TRUE(controller.ReloadAll()) << bridge::lastFailure().text();
     EXPECT_FALSE(token("kept").flags & flag::loggedIn);
 }
 
@@ -156,7 +158,7 @@ TEST_F(TheService, RefusesModulesThatBreakTheRules) {
     };
     EXPECT_THAT(problem("libsofthsm2.so"), HasSubstr("not absolute"));
     EXPECT_THAT(problem("/usr/lib/none.so"), HasSubstr("No such file"));
-    EXPECT_THAT(problem("/usr/lib"), HasSubstr("no regular file"));
+    EXPECT_THAT(problem("/usr/lib"), HasSubstr("not a regular file"));
     EXPECT_THAT(problem("/etc/hostname"), HasSubstr("does not work"));
     EXPECT_THAT(problem("/usr/lib/softhsm/libsofthsm2.so"), HasSubstr("loaded already, as provider \"embedded\""));
 
@@ -220,11 +222,11 @@ TEST_F(TheService, StartsWithAListOfProvidersThatIsDamagedAndKeepsIt) {
 TEST_F(TheService, AnswersUnknownCommandsByName) {
     BridgeSession* session = SessionsPool::GetSession(SessionTokens);
     EXPECT_FALSE(session->__SendCommand(static_cast<ModuleIdType>(99), 1, nullptr, 0, nullptr));
-    EXPECT_EQ(bridge::lastFailure().text, "this service has no module 99");
+    EXPECT_EQ(bridge::lastFailure().text(), "this service has no module 99");
     EXPECT_FALSE(session->__SendCommand(ModuleTokens, 9, nullptr, 0, nullptr));
-    EXPECT_EQ(bridge::lastFailure().text, "module 6 has no command 9");
+    EXPECT_EQ(bridge::lastFailure().text(), "module 6 has no command 9");
     EXPECT_FALSE(session->__SendCommand(ModuleTokens, 2, "abc", 3, nullptr));
-    EXPECT_EQ(bridge::lastFailure().text, "the request ends early");
+    EXPECT_EQ(bridge::lastFailure().text(), "the request ends early");
 }
 
 TEST_F(TheService, WritesAnAuditLineWithoutSecretsForWhatActs) {
