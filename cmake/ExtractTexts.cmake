@@ -1,4 +1,5 @@
-# Makes po/panelctl.pot from the sources, in which the texts stand where they are used:
+# Makes po/panelctl.pot from the sources, in which the texts stand where they are used: panelctl's own, and those that the
+# service and the bridge send as wordings with arguments.
 #
 #   cmake -DXGETTEXT=... -DROOT=... -P ExtractTexts.cmake [check]
 #
@@ -6,12 +7,26 @@
 # or it would be stale after every edit.
 math(EXPR last "${CMAKE_ARGC} - 1")
 set(template ${ROOT}/po/panelctl.pot)
-file(GLOB_RECURSE sources RELATIVE ${ROOT} ${ROOT}/panelctl/*.cpp ${ROOT}/panelctl/*.h)
+set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/bridge/*.cpp platform/bridge/*.h
+             panelkit/lparams/section_body.cpp)
+list(TRANSFORM patterns PREPEND ${ROOT}/)
+file(GLOB_RECURSE sources RELATIVE ${ROOT} ${patterns})
 list(SORT sources)
+# Every function that takes a wording, and which of its arguments it is.
+set(keywords)
+set(flags)
+foreach(taker say:1 sayPlural:1,2 N_:1 makePhrase:1 remark:2 RefusedError:2 DeniedError:1 ParseError:2)
+    list(APPEND keywords --keyword=${taker})
+    string(REGEX REPLACE ":.*" "" name ${taker})
+    string(REGEX REPLACE ".*:" "" places ${taker})
+    string(REPLACE "," ";" places ${places})
+    foreach(place IN LISTS places)
+        list(APPEND flags --flag=${name}:${place}:c-format)
+    endforeach()
+endforeach()
 execute_process(
     COMMAND ${XGETTEXT} --language=C++ --from-code=UTF-8 --omit-header --no-wrap --add-location=file
-            --keyword= --keyword=say --keyword=sayPlural:1,2 --keyword=N_
-            --flag=say:1:c-format --flag=sayPlural:1:c-format --flag=sayPlural:2:c-format --flag=N_:1:c-format
+            --keyword= ${keywords} ${flags}
             --output=- ${sources}
     WORKING_DIRECTORY ${ROOT}
     OUTPUT_VARIABLE texts

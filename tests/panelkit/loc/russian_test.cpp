@@ -11,6 +11,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -69,6 +70,11 @@ TEST_P(Russian, HasOnlyLettersOfItsConsole) {
     }
 }
 
+// Names of parameters, which are not words of a language, are left out.
+std::string withoutNames(const std::string& text) {
+    return std::regex_replace(text, std::regex("[A-Z]+\\.[A-Z_]+"), "");
+}
+
 TEST_P(Russian, KeepsToTheGlossary) {
     std::vector<std::string> words = wordsThatAreNotUsed();
     ASSERT_GT(words.size(), 20U);
@@ -76,8 +82,9 @@ TEST_P(Russian, KeepsToTheGlossary) {
     const std::vector<std::string> translations = translationsOf(GetParam());
     ASSERT_GT(translations.size(), 200U);
     for (const std::string& translation : translations) {
+        const std::string ownWords = withoutNames(translation);
         for (const std::string& word : words) {
-            EXPECT_EQ(translation.find(word), std::string::npos) << '"' << word << "\" in \"" << translation << '"';
+            EXPECT_EQ(ownWords.find(word), std::string::npos) << '"' << word << "\" in \"" << translation << '"';
         }
     }
 }
