@@ -91,6 +91,21 @@ Exit exitForRefusal(Refused reason) {
     case Refused::deviceError: return Exit::deviceError;
     case Refused::badInput: return Exit::badInput;
     case Refused::notStored: return Exit::refused;
+    case Refused::unknownFormat:
+    case Refused::nothingUsable:
+    case Refused::tooCostly:
+    case Refused::policyLine: return Exit::badInput;
+    case Refused::wrongPassword: return Exit::wrongPassword;
+    case Refused::alreadyThere:
+    case Refused::olderThanPresent: return Exit::alreadyThere;
+    case Refused::keyStays: return Exit::keyStays;
+    case Refused::badSignature:
+    case Refused::notVerified: return Exit::notVerified;
+    case Refused::providerProblem: // remarks on answers, which are not refused
+    case Refused::chainLink:
+    case Refused::notCounted:
+    case Refused::policyCopy:
+    case Refused::credentials: return Exit::refused;
     }
     return Exit::refused; // from a newer service, which has more reasons
 }
@@ -113,6 +128,8 @@ Exit exitFor(FailureCode failure, Refused detail) {
     }
     return Exit::failed;
 }
+
+Exit exitFor(const bridge::Remark& remark) { return exitForRefusal(static_cast<Refused>(remark.code)); }
 
 CommandError failureError(const bridge::Failure& failure) {
     if (failure.code == FailureCode::none) { // the service answered, but not with success

@@ -89,6 +89,8 @@ extern const ExitRow exitRows[];
 extern const std::size_t exitRowCount;
 
 Exit exitFor(bridge::FailureCode failure, vocabulary::Refused detail);
+// For an answer that says no: the remark that comes first.
+Exit exitFor(const bridge::Remark& remark);
 
 // Ends a verb: the text goes to standard error, the code to the caller.
 class CommandError : public std::runtime_error {

@@ -2,35 +2,55 @@
 #include <panelctl/failure_text.h>
 
 #include <panelctl/say.h>
-
-#include <string_view>
+#include <vocabulary/refusals.h>
 
 namespace panelctl {
 
+using vocabulary::Refused;
+
 namespace {
 
-// The sentences with which the bridge's texts begin (platform/bridge/failure.cpp).
-constexpr Label sentences[] = {
-    N_("access denied"),
-    N_("the service speaks another version of the protocol"),
-    N_("the service does not answer"),
-    N_("the connection to the service was lost"),
-    N_("the service isn't running"),
-    N_("the service refused the command"),
-    N_("the request is too large"),
-    N_("the service is run by an account that is not trusted"),
-    N_("the service accepts no more sessions"),
-    N_("the endpoint can't be used"),
-};
+std::string shown(const Loc::Phrase& phrase) {
+    return Loc::fill(messages().translated(phrase.wording), phrase.arguments);
+}
+
+// Most remarks are followed by their reason. Those of a list are not.
+bool standsAlone(const bridge::Remark& remark) {
+    switch (static_cast<Refused>(remark.code)) {
+    case Refused::policyLine:
+    case Refused::policyCopy:
+    case Refused::notVerified:
+    case Refused::chainLink:
+    case Refused::notCounted: return true;
+    default: return false;
+    }
+}
 
 } // namespace
 
 std::string failureText(const bridge::Failure& failure) {
-    for (const Label& sentence : sentences) {
-        const std::string_view begin = sentence.text();
-        if (failure.text.starts_with(begin)) return say(sentence) + failure.text.substr(begin.size());
+    if (failure.phrases.empty()) return std::string(messages().translated(bridge::describe(failure.code)));
+    std::vector<Loc::Phrase> phrases = failure.phrases;
+    for (Loc::Phrase& phrase : phrases) phrase.wording = messages().translated(phrase.wording);
+    return Loc::fill(phrases);
+}
+
+std::string remarksText(std::span<const bridge::Remark> remarks, const std::string& otherwise) {
+    if (remarks.empty()) return otherwise;
+    std::string text;
+    const char* separator = "";
+    for (const bridge::Remark& remark : remarks) {
+        if (text.size() > Loc::longestFilled) return text + "...";
+        text += separator + shown(remark.phrase);
+        separator = standsAlone(remark) ? "\n" : ": ";
     }
-    return failure.text;
+    return text;
+}
+
+std::string inOneLine(const std::string& lines) {
+    std::string line;
+    for (const char c : lines.substr(0, lines.find_last_not_of('\n') + 1)) line += c == '\n' ? "; " : std::string(1, c);
+    return line;
 }
 
 std::string incompleteReplyText() {

@@ -4,6 +4,7 @@
 // handled before.
 #include <panelctl/certs/cert_outcomes.h>
 
+#include <panelctl/failure_text.h>
 #include <panelctl/say.h>
 
 namespace panelctl {
@@ -19,18 +20,21 @@ namespace {
 struct Outcome {
     Exit code = Exit::ok;
     std::string why;
+    bool saysNoReason = false; // what the service remarks is not just the same in other words
 };
 
 // ---- what several operations have in common
 
 template <class ServiceResult>
 Outcome unknown(ServiceResult result) { // from a newer service, which has more results
-    return {Exit::refused, say("the service answered with result %d, which this panelctl does not know",
-                               static_cast<std::uint32_t>(result))};
+    return {Exit::refused,
+            say("the service answered with result %d, which this panelctl does not know",
+                static_cast<std::uint32_t>(result)),
+            true};
 }
 
 // clang-format off
-Outcome refusedByToken(const Answered& about) { return {Exit::refused, say("token \"%s\" refused \"%s\"", about.token, about.object)}; }
+Outcome refusedByToken(const Answered& about) { return {Exit::refused, say("token \"%s\" refused \"%s\"", about.token, about.object), true}; }
 Outcome itemGone(const Answered& about) { return {Exit::notFound, say("the service no longer has the file that \"%s\" is in; import it again", about.object)}; }
 Outcome needsLogin(const Answered& about) { return {Exit::notLoggedIn, say("token \"%s\" needs a log-in: use \"panelctl token login\"", about.token)}; }
 Outcome tokenFull(const Answered& about) { return {Exit::tokenFull, say("token \"%s\" is full", about.token)}; }
@@ -42,7 +46,7 @@ Outcome writeProtected(const Answered& about) { return {Exit::writeProtected, sa
 Outcome outcomeOf(ParseResult result, const Answered& about) {
     switch (result) {
     case ParseResult::parsed:        return {};
-    case ParseResult::unknownFormat: return {Exit::badInput, say("%s is neither a certificate nor a CRL in a format that the service knows", about.object)};
+    case ParseResult::unknownFormat: return {Exit::badInput, say("%s is neither a certificate nor a CRL in a format that the service knows", about.object), true};
     case ParseResult::passwordWrong: return {Exit::wrongPassword, say("the password of %s is wrong or missing", about.object)};
     case ParseResult::nothingUsable: return {Exit::badInput, say("%s holds neither a certificate nor a CRL", about.object)};
     case ParseResult::tooCostly:     return {Exit::tooLarge, say("%s is refused: opening it would take too long, or it holds too many objects", about.object)};
@@ -59,7 +63,7 @@ Outcome outcomeOf(ImportCert result, const Answered& about) {
     case ImportCert::notLoggedIn:    return {Exit::notLoggedIn, say("token \"%s\" needs a log-in: use \"panelctl token login\", or give its PIN with --pin-stdin, --pin-fd or --pin-file", about.token)};
     case ImportCert::wrongPin:       return {Exit::wrongPin, say("the PIN is wrong for token \"%s\"", about.token)};
     case ImportCert::tokenFull:      return tokenFull(about);
-    case ImportCert::modeUnfit:      return {Exit::badInput, say("\"%s\" can't be imported this way: the file does not have what was asked for, or its private key is damaged", about.object)};
+    case ImportCert::modeUnfit:      return {Exit::badInput, say("\"%s\" can't be imported this way: the file does not have what was asked for, or its private key is damaged", about.object), true};
     case ImportCert::noSuchToken:    return tokenGone(about);
     case ImportCert::writeProtected: return writeProtected(about);
     case ImportCert::notSupported:   return {Exit::notSupported, say("token \"%s\" does not support keys like that of \"%s\"", about.token, about.object)};
@@ -114,8 +118,10 @@ Outcome outcomeOf(MakeRequest result, const Answered& about) {
 template <class ServiceResult, class LibraryResult>
 CommandError explained(LibraryResult result, const Answered& answered) {
     if (result == LibraryResult::notCarriedOut) return lastFailureError();
-    const auto [code, why] = outcomeOf(static_cast<ServiceResult>(result), answered);
-    return {code, answered.reason.empty() ? why : why + ": " + std::string(answered.reason)};
+    const auto [code, why, saysNoReason] = outcomeOf(static_cast<ServiceResult>(result), answered);
+    if (answered.reason.empty() && !saysNoReason) return {code, why};
+    const std::string reason = remarksText(bridge::lastRemarks(), std::string(answered.reason));
+    return {code, reason.empty() ? why : why + ": " + inOneLine(reason)};
 }
 
 } // namespace

@@ -12,14 +12,14 @@
 
 namespace panelctl {
 
-// The object and the token of an operation, and what the service said.
+// The object and the token of an operation, and what the service said in its answer.
 struct Answered {
     std::string_view object;      // or file
     std::string_view token;       // its label
-    std::string_view reason = {}; // the service's own words, if it sent any
+    std::string_view reason = {}; // in English; what the service remarks comes first
 };
 
-// The error to end the verb with when `result` is not success.
+// The error to end the verb with when `result`, of the last command, is not success.
 CommandError errorOf(ParseCertFileResult result, const Answered& answered);
 CommandError errorOf(ImportCertResult result, const Answered& answered);
 CommandError errorOf(ImportCRLResult result, const Answered& answered);

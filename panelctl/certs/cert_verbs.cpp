@@ -4,6 +4,7 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/display_width.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/verbs.h>
 
 #include <algorithm>
@@ -261,14 +262,16 @@ struct CertVerify {
         std::string words;
         const bool good = controller->VerifyCert(found.token, found.object, static_cast<std::int32_t>(value), &words);
         if (!good && bridge::lastFailure().code != bridge::FailureCode::none) throw lastFailureError();
-        if (context.json) printJson({{"schema", 1}, {"verified", good}, {"reason", words}});
+        const std::string why = remarksText(bridge::lastRemarks(), words);
+        if (context.json) printJson({{"schema", 1}, {"verified", good}, {"reason", why}});
         const std::string shown = escaped(nameOf(found.object));
         if (!good) {
-            throw CommandError(Exit::notVerified, say("certificate \"%s\" failed verification: %s", shown, words));
+            throw CommandError(Exit::notVerified,
+                               say("certificate \"%s\" failed verification: %s", shown, inOneLine(why)));
         }
         if (context.json) return;
         printLine(say("Certificate \"%s\" passed verification.", shown));
-        printLines(words);
+        printLines(why);
     }
 };
 

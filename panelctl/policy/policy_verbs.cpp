@@ -3,11 +3,15 @@
 // panelctl policy ...; its "source" verbs are in policy_source_verbs.cpp.
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/nearest.h>
 #include <panelctl/output.h>
 #include <panelctl/policy/policy_names.h>
 #include <panelctl/terminal.h>
 #include <panelctl/verbs.h>
+
+#include <panelkit/lsp/policy_text.h>
+#include <vocabulary/policy.h>
 
 #include <nlohmann/json.hpp>
 
@@ -27,11 +31,24 @@ struct Policy {
     std::string shown;
 };
 
+// The service's message in the user's language. The library knows a warning by its mark, so that stays.
+std::string messageOf(const LSPinfo_t& info) {
+    const bool warns = info.message.starts_with(vocabulary::policyWarning);
+    const std::string text = remarksText(bridge::lastRemarks(), info.message);
+    return warns && text != info.message ? std::string(vocabulary::policyWarning) + text : text;
+}
+
 Policy askPolicy(bool longForm) {
-    LSPController controller;
     Policy policy;
-    if (!controller.cmdGetPolicyInfo(policy.info, policy.required, &policy.shown, &policy.state, longForm)) {
-        throw lastFailureError();
+    auto& [info, required, state, shown] = policy;
+    if (!LSPController().cmdGetPolicyInfo(info, required, nullptr, nullptr, longForm)) throw lastFailureError();
+    info.message = messageOf(info);
+    if (longForm) {
+        std::string diagnosis;
+        state = panelkit::longPolicyText(info, required, shown, diagnosis);
+        info.message = diagnosis;
+    } else {
+        state = panelkit::shortPolicyText(info, required, shown);
     }
     return policy;
 }
@@ -170,23 +187,23 @@ struct Activation {
         LSPController controller;
         LSPcmd::LSPsettings_t settings;
         if (controller.cmdGetSettings(&settings)) requireReadableFile(settings);
-        return controller.cmdActivateSystem(message, policy);
+        const bool done = controller.cmdActivateSystem(message, policy);
+        message = remarksText(bridge::lastRemarks(), message);
+        return done;
     }
     bool ofUser() {
         LSPController controller;
         LSPcmd::LSPsettings_t settings;
-        if (controller.cmdGetUserSettings(user, &settings)) requireReadableFile(settings);
-        return controller.cmdActivateUser(user, message, policy);
+        const bool known = controller.cmdGetUserSettings(user, &settings);
+        if (known) requireReadableFile(settings);
+        const bool done = controller.cmdActivateUser(user, message, policy);
+        // Where the settings are not known, the library says that in the message too.
+        if (known) message = remarksText(bridge::lastRemarks(), message);
+        return done;
     }
     bool driver() { return LSPController().cmdActivateDDP(policy); }
     bool current() { return LSPController().cmdActivateCurrent(message, policy); }
 };
-
-std::string inOneLine(const std::string& lines) {
-    std::string line;
-    for (const char c : lines.substr(0, lines.find_last_not_of('\n') + 1)) line += c == '\n' ? "; " : std::string(1, c);
-    return line;
-}
 
 struct ActivationRow {
     const char* name;

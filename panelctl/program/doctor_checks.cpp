@@ -5,6 +5,7 @@
 #include <panelctl/failure_text.h>
 #include <panelctl/host.h>
 #include <panelctl/language.h>
+#include <panelctl/tokens/names.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/certs/certs_controller.h>
@@ -77,8 +78,8 @@ std::string remedyOf(FailureCode failure) {
 Finding failed() {
     const bridge::Failure& failure = bridge::lastFailure();
     if (failure.code == FailureCode::none || (failure.code == FailureCode::refused && failure.detail == 0)) {
-        return passedOver(failure.text.empty() ? say("the service gives no information")
-                                               : escaped(failureText(failure)));
+        return passedOver(failure.text().empty() ? say("the service gives no information")
+                                                 : escaped(failureText(failure)));
     }
     return bad(escaped(failureText(failure)), remedyOf(failure.code));
 }
@@ -121,7 +122,7 @@ Finding lookAtProviders() {
     }
     for (const ProviderInfo& provider : listed) {
         if (provider.*field::isLoaded) continue;
-        const std::string why = say("not loaded: %s", escaped(provider.*field::problem));
+        const std::string why = say("not loaded: %s", escaped(problemText(provider, bridge::lastRemarks())));
         return bad('"' + escaped(provider.*field::name) + "\": " + why,
                    say("install or repair the module, then reload all providers: panelctl token reload"));
     }

@@ -3,9 +3,11 @@
 
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/nearest.h>
 #include <panelctl/say.h>
 
+#include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
@@ -114,6 +116,20 @@ void failUnknown(const std::string& message, const std::string& name, const std:
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {
     return one.*tokenField::label == other.*tokenField::label && one.*tokenField::serial == other.*tokenField::serial &&
            one.*tokenField::provider == other.*tokenField::provider;
+}
+
+// A remark names the provider, and those after it say why, up to the one that names the next provider.
+std::string problemText(const ProviderInfo& provider, std::span<const bridge::Remark> remarks) {
+    const auto named = [](const bridge::Remark& remark) {
+        return remark.code == static_cast<std::uint32_t>(vocabulary::Refused::providerProblem);
+    };
+    const auto own = std::find_if(remarks.begin(), remarks.end(), [&](const bridge::Remark& remark) {
+        const std::vector<std::string>& arguments = remark.phrase.arguments;
+        return named(remark) && !arguments.empty() && arguments.front() == provider.*providerField::name;
+    });
+    const auto reasons = own == remarks.end() ? own : own + 1;
+    const auto end = std::find_if(reasons, remarks.end(), named);
+    return remarksText({reasons, end}, provider.*providerField::problem);
 }
 
 ProviderInfo findProvider(VpnTokensController& controller, const std::string& name) {

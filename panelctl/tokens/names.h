@@ -5,13 +5,18 @@
 #pragma once
 
 #include <panelkit/tokens/tokens_controller.h>
+#include <platform/bridge/failure.h>
 
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace panelctl {
+
+// Why a provider of a listing is not loaded, in the user's language; `remarks` are those on the listing.
+std::string problemText(const PKCS11::ProviderInfo& provider, std::span<const bridge::Remark> remarks);
 
 // By name or path. Throws CommandError.
 PKCS11::ProviderInfo findProvider(VpnTokensController& controller, const std::string& name);

@@ -3,6 +3,7 @@
 // panelctl provider ...
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/host.h>
 #include <panelctl/output.h>
 #include <panelctl/tokens/names.h>
@@ -48,6 +49,9 @@ struct ProviderList {
         CLIVpnTokensController controller;
         std::vector<ProviderInfo> providers;
         if (!controller.EnumProviders(providers)) throw lastFailureError();
+        for (ProviderInfo& provider : providers) {
+            provider.*field::problem = problemText(provider, bridge::lastRemarks());
+        }
         if (context.json) {
             auto list = nlohmann::ordered_json::array();
             for (const ProviderInfo& provider : providers) list.push_back(toJson(provider));
@@ -92,7 +96,7 @@ struct ProviderLoad {
         provider.*field::isRemembered = remember;
         if (!controller.ProviderLoad(provider)) {
             if (bridge::lastFailure().code != bridge::FailureCode::none) throw lastFailureError();
-            throw CommandError(Exit::providerRefused, provider.*field::problem);
+            throw CommandError(Exit::providerRefused, remarksText(bridge::lastRemarks(), provider.*field::problem));
         }
         if (context.json) return printJson(toJson(provider));
         const std::string loaded = escaped(provider.*field::name);

@@ -4,6 +4,7 @@
 #include <panelctl/confirm.h>
 #include <panelctl/display_width.h>
 #include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/output.h>
 #include <panelctl/progress.h>
 #include <panelctl/secrets.h>
@@ -150,11 +151,18 @@ struct TokenList {
     }
 };
 
+// A service that speaks an older version of the protocol says it by the title alone.
 Exit exitForTitle(const std::string& title) {
     if (title == vocabulary::pinTitle::wrongPin) return Exit::wrongPin;
     if (title == vocabulary::pinTitle::locked) return Exit::pinLocked;
     if (title == vocabulary::pinTitle::finalTry) return Exit::finalTry;
     return Exit::refused;
+}
+
+CommandError notLoggedIn(const PinStateMessage& message) {
+    const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
+    const Exit code = remarks.empty() ? exitForTitle(message.title) : exitFor(remarks.front());
+    return {code, remarksText(remarks, message.text)};
 }
 
 struct TokenLogin {
@@ -179,7 +187,7 @@ struct TokenLogin {
         PinStateMessage message;
         if (!controller.TokenLogin(found, secret.text(), mayBeFinal, &message)) {
             if (message.title.empty()) throw lastFailureError();
-            throw CommandError(exitForTitle(message.title), message.text);
+            throw notLoggedIn(message);
         }
         printDone(controller, context, found, say("Logged in to token \"%s\".", labelOf(found)));
     }

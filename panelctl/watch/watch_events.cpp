@@ -2,6 +2,7 @@
 #include <panelctl/watch/watch_events.h>
 
 #include <panelctl/display_width.h>
+#include <panelctl/failure_text.h>
 #include <panelctl/say.h>
 
 #include <panelkit/format/time_text.h>
@@ -12,7 +13,9 @@
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <span>
 #include <tuple>
+#include <utility>
 
 namespace panelctl {
 
@@ -103,9 +106,9 @@ std::string titleOf(const vocabulary::PolicyNotice& notice) {
     return notice.user.empty() ? title : title + " (" + escaped(notice.user) + ")";
 }
 
-std::string policyText(Notification id, const vocabulary::PolicyNotice& notice) {
+std::string policyText(Notification id, const vocabulary::PolicyNotice& notice, const std::string& reason) {
     if (id != Notification::policyFailed) return say("Policy %s is in force.", titleOf(notice));
-    return say("Policy %s could not be activated: %s", titleOf(notice), escaped(notice.reason));
+    return say("Policy %s could not be activated: %s", titleOf(notice), escaped(inOneLine(reason)));
 }
 
 std::string certificateText(const vocabulary::CertificateNotice& notice) {
@@ -121,6 +124,7 @@ std::string certificateText(const vocabulary::CertificateNotice& notice) {
 struct Describe {
     WatchEvent& event;
     Notification id;
+    std::span<const bridge::Remark> remarks = {};
 
     void operator()(const vocabulary::StoppingNotice&) const { event.text = say("The service is stopping."); }
     void operator()(const vocabulary::TokenNotice& notice) const {
@@ -133,11 +137,12 @@ struct Describe {
         event.details["sections"] = notice.sections;
     }
     void operator()(const vocabulary::PolicyNotice& notice) const {
-        event.text = policyText(id, notice);
+        const std::string reason = remarksText(remarks, notice.reason);
+        event.text = policyText(id, notice, reason);
         event.details["source"] = notice.source;
         event.details["policy"] = notice.policy;
         event.details["user"] = notice.user;
-        event.details["reason"] = notice.reason;
+        event.details["reason"] = reason;
     }
     void operator()(const vocabulary::CertificateNotice& notice) const {
         event.text = certificateText(notice);
@@ -157,7 +162,20 @@ template <class Notice>
 Heard read(Notification id, CommandStreamIn& payload) {
     Notice notice;
     payload >> notice;
-    return {id, notice};
+    return {id, notice, {}};
+}
+
+// A notice without remarks is one of an older service.
+Heard readPolicyFailed(CommandStreamIn& payload) {
+    Heard heard = read<vocabulary::PolicyNotice>(Notification::policyFailed, payload);
+    if (payload.position() == payload.size()) return heard;
+    const std::string rest(payload.rest());
+    std::vector<vocabulary::NoticeRemark> remarks;
+    CommandStreamIn(rest, CommandStreamIn::Counts::mustFit) >> remarks;
+    for (auto& [code, wording, arguments] : remarks) {
+        if (!wording.empty()) heard.remarks.push_back({code, {std::move(wording), std::move(arguments)}});
+    }
+    return heard;
 }
 
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {
@@ -171,7 +189,7 @@ const TokenInfo* find(const std::vector<TokenInfo>& tokens, const TokenInfo& tok
 }
 
 WatchEvent missedOf(Notification id, const TokenInfo& token) {
-    WatchEvent event = describe({id, vocabulary::TokenNotice{{now(), 0}, token}});
+    WatchEvent event = describe({id, vocabulary::TokenNotice{{now(), 0}, token}, {}});
     event.missed = true;
     return event;
 }
@@ -268,8 +286,8 @@ Heard readHeard(Notification id, CommandStreamIn& payload) {
     case Notification::tokenLoggedIn:
     case Notification::tokenLoggedOut: return read<vocabulary::TokenNotice>(id, payload);
     case Notification::configurationCommitted: return read<vocabulary::ConfigurationNotice>(id, payload);
-    case Notification::policyActivated:
-    case Notification::policyFailed: return read<vocabulary::PolicyNotice>(id, payload);
+    case Notification::policyFailed: return readPolicyFailed(payload);
+    case Notification::policyActivated: return read<vocabulary::PolicyNotice>(id, payload);
     case Notification::certificateExpiring: return read<vocabulary::CertificateNotice>(id, payload);
     case Notification::serviceStopping: break;
     }
@@ -278,7 +296,7 @@ Heard readHeard(Notification id, CommandStreamIn& payload) {
 
 WatchEvent describe(const Heard& heard) {
     WatchEvent event{nameOf(heard.id), heard.moment().time, {}, ordered_json::object(), false};
-    std::visit(Describe{event, heard.id}, heard.notice);
+    std::visit(Describe{event, heard.id, heard.remarks}, heard.notice);
     return event;
 }
 

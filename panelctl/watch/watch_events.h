@@ -6,6 +6,7 @@
 
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/tokens/token_records.h>
+#include <platform/bridge/failure.h>
 #include <vocabulary/notifications.h>
 
 #include <nlohmann/json.hpp>
@@ -34,6 +35,7 @@ struct Heard {
     std::variant<vocabulary::StoppingNotice, vocabulary::TokenNotice, vocabulary::ConfigurationNotice,
                  vocabulary::PolicyNotice, vocabulary::CertificateNotice>
         notice;
+    std::vector<bridge::Remark> remarks; // why, of a policy that failed
 
     const vocabulary::Moment& moment() const;
 };

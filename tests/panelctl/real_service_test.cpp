@@ -98,12 +98,27 @@ TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
     EXPECT_EQ(written(" <&- 2>&-", "provider list").status, 0);
 }
 
+TEST_F(TheAdministrator, IsToldInTheirLanguageWhatTheServiceDoesNotDo) {
+    initialize("Office");
+    const auto inRussian = [this](std::vector<std::string> arguments, const std::string& input = {}) {
+        arguments.insert(arguments.begin(), "--lang=ru");
+        return run(std::move(arguments), input).error;
+    };
+    EXPECT_THAT(inRussian({"token", "login", "Office", "--pin-stdin"}, "wrong\n"), HasSubstr(": Неверный PIN-код. "));
+    EXPECT_THAT(inRussian({"provider", "load", "/nowhere/x.so"}),
+                HasSubstr("модуль нельзя загрузить: не удалось проверить /nowhere/x.so: No such file"));
+    EXPECT_THAT(inRussian({"provider", "unload", "embedded"}), HasSubstr("встроенного провайдера нельзя выгрузить"));
+    EXPECT_THAT(inRussian({"psk", "create", "x", "--value-stdin"}, std::string(100, 'x') + "\n"),
+                HasSubstr("вход на токен не выполнен"));
+}
+
 TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
     EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no initialised token"));
     EXPECT_THAT(run({"--timeout", "-1", "token", "list"}).error,
                 HasSubstr("--timeout: \"-1\" is not a number between 0 and 86400"));
     EXPECT_THAT(run({"watch", "--count", "nan"}).error, HasSubstr("\"nan\" is not a number between 1 and 4294967295"));
-    EXPECT_THAT(run({"provider", "load", "nowhere/x.so"}).error, HasSubstr("/nowhere/x.so: No such file"));
+    EXPECT_THAT(run({"provider", "load", "nowhere/x.so"}).error,
+                HasSubstr("/nowhere/x.so can't be examined: No such file"));
     EXPECT_THAT(run({"config", "plan", "/"}).error, HasSubstr("/: Is a directory"));
 }
 
@@ -149,7 +164,7 @@ TEST_F(AnotherUser, InTheUsersGroupMayLogInButNotInitialise) {
     const auto result = runAs("nobody", groups, {"token", "init", "--label", "Mine", "--so-pin-stdin", "--pin-stdin"},
                               "so-pin-1\nuser-1\n");
     EXPECT_EQ(result.status, 4);
-    EXPECT_THAT(result.error, HasSubstr("TokenInitialize is for administrators; nobody is none"));
+    EXPECT_THAT(result.error, HasSubstr("this is for administrators of the service, and nobody is not one of them"));
     for (const char* verb : {"unload", "raise"}) {
         EXPECT_EQ(runAs("nobody", groups, {"provider", verb, "embedded"}).status, 4) << verb;
     }

@@ -139,6 +139,25 @@ TEST_F(PanelctlWatch, WritesOneJsonObjectALine) {
     EXPECT_EQ(failed["reason"], "why");
 }
 
+TEST_F(PanelctlWatch, SaysWhyAPolicyFailedInTheUsersLanguage) {
+    const std::vector<vocabulary::NoticeRemark> remarks{{40, "policy file %s", {"/p"}},
+                                                        {60, "line %d: it is not UTF-8", {"4"}},
+                                                        {60, "line %d: it has a control character", {"5"}},
+                                                        {0, "", {"no wording"}},
+                                                        {0, "\x1B[2J", {}}};
+    const std::string notice = encoded(vocabulary::PolicyNotice{{0, 2}, "user", "Own", "anna", "text"}, remarks);
+    std::string lying = encoded(vocabulary::PolicyNotice{{0, 3}, "user", "Own", "anna", "text"}, 0x7FFFFFFF);
+    serve({});
+    start({"--lang", "ru", "--count", "1"});
+    EXPECT_TRUE(service->waitForReceiver());
+    const auto id = static_cast<std::int32_t>(Notification::policyFailed);
+    EXPECT_EQ(service->push(id, lying).kind, PushResult::Kind::notHandled);
+    EXPECT_EQ(service->push(id, notice).kind, PushResult::Kind::handled);
+    EXPECT_EQ(endStatus(), 0);
+    EXPECT_THAT(lines(1).at(0), HasSubstr("файл политики /p: строка 4: она не в UTF-8; строка 5: в ней есть "
+                                          "управляющий символ; \\x1B[2J"));
+}
+
 TEST_F(PanelctlWatch, SaysWhatItMissedWhileTheServiceWasAway) {
     serve({office, home, blank});
     startJson({"--count", "8"});
