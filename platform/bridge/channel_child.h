@@ -32,7 +32,7 @@ public:
     Channel& channel() { return *channel_; }
     std::int64_t id() const;
 
-    // Any thread may call these. After kill() the channel soon answers `closed`.
+    // Any thread may call these. After kill() the channel answers `closed`.
     void kill();
     bool ended() const;
 

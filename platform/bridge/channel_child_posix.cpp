@@ -128,6 +128,7 @@ std::int64_t ChannelChild::id() const { return process_->id; }
 void ChannelChild::kill() {
     const std::scoped_lock lock(process_->mutex);
     if (!process_->reap(WNOHANG)) ::kill(process_->id, SIGKILL);
+    channel_->close(); // a process that the child has started may hold the other end
 }
 
 bool ChannelChild::ended() const {

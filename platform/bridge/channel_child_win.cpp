@@ -109,6 +109,7 @@ std::int64_t ChannelChild::id() const { return process_->id; }
 
 void ChannelChild::kill() {
     if (!ended()) TerminateProcess(process_->process.get(), 9);
+    channel_->close(); // a process that had not begun yet may hold the other end for a while
 }
 
 bool ChannelChild::ended() const { return WaitForSingleObject(process_->process.get(), 0) == WAIT_OBJECT_0; }
