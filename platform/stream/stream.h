@@ -21,7 +21,6 @@
 #include <platform/system/little_endian.h>
 
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -80,7 +79,7 @@ public:
     static void put(char*& place, T value) { *place++ = value ? 1 : 0; }
     static void put(char*& place, std::string_view text) {
         put(place, static_cast<std::uint32_t>(text.size()));
-        std::memcpy(place, text.data(), text.size());
+        text.copy(place, text.size()); // which takes a null pointer to no bytes
         place += text.size();
     }
     static void put(char*& place, const std::string& text) { put(place, std::string_view(text)); }
@@ -137,7 +136,7 @@ public:
     void read(std::string& text) {
         const std::string_view bytes = readView();
         if (bytes.size() == text.size()) {
-            std::memcpy(text.data(), bytes.data(), bytes.size());
+            bytes.copy(text.data(), bytes.size());
         } else if (bytes.size() <= text.capacity()) {
             text.assign(bytes.data(), bytes.size());
         } else {
