@@ -8,7 +8,7 @@
 math(EXPR last "${CMAKE_ARGC} - 1")
 set(template ${ROOT}/po/panelctl.pot)
 set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/bridge/*.cpp platform/bridge/*.h
-             panelkit/lparams/section_body.cpp)
+             panelkit/lparams/sections/section_body.cpp)
 list(TRANSFORM patterns PREPEND ${ROOT}/)
 file(GLOB_RECURSE sources RELATIVE ${ROOT} ${patterns})
 list(SORT sources)

@@ -33,7 +33,7 @@ set(internal_headers
     certs/cert_file
     format/digits
     loc/text_table
-    lparams/kinds/kind_row
+    lparams/kind_row
     lparams/nearest
     lsp/policy_lock
     notifications/command_listener

@@ -4,7 +4,7 @@
 // or kept and read back the same.
 #include <service/config/configuration_text.h>
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <cstddef>
 #include <cstdint>

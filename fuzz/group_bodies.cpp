@@ -3,7 +3,7 @@
 // A body of a configuration section as a service may send it, any bytes: reading throws or fills the group, and every
 // value that it then has can be printed and written. The first byte chooses the section.
 #include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,7 @@
 // "SECTION.KEY=text", as people type it and as files hold it: the text is refused with words that name the place, or
 // taken, and then what is printed is read back as the same value.
 #include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <cstddef>
 #include <cstdint>

@@ -3,7 +3,7 @@
 // Runs a command line: global options, groups and verbs, and one helpful line for every mistake.
 #pragma once
 
-#include <panelctl/say.h>
+#include <panelctl/base/say.h>
 
 #include <span>
 #include <string>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl: the table of its groups, and main().
+#include <panelctl/base/host.h>
+#include <panelctl/base/terminal.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/command_line.h>
-#include <panelctl/host.h>
-#include <panelctl/terminal.h>
-#include <panelctl/verbs.h>
 
 #include <array>
 

@@ -16,6 +16,8 @@
 // std::runtime_error when the folder can't be written. Members may be called from any thread and process.
 #pragma once
 
+#include <testing/token_module/traits.h>
+
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -31,23 +33,12 @@ struct TokenSetup {
     std::string userPin = "1234"; // empty: not set yet
 };
 
-// How a token behaves.
-struct TokenTraits {
-    unsigned tries = 3; // wrong PINs until a PIN is locked; each of the two PINs has its own count
-    bool writeProtected = false;
-    std::optional<std::uint32_t> capacity;           // objects that it holds
-    std::optional<std::uint32_t> largestCertificate; // bytes; larger ones are refused
-    bool operator==(const TokenTraits&) const = default;
-};
-
 struct TokenCounters {
     unsigned userTriesLeft = 0; // 0: locked
     unsigned soTriesLeft = 0;
     std::uint64_t objects = 0;
     std::uint64_t seededBytes = 0; // given to C_SeedRandom since the token was made
 };
-
-enum class Crash : unsigned char { abort, nullWrite };
 
 class TokenModuleControl {
 public:

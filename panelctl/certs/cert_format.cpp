@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/cert_format.h>
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/nearest.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/nearest.h>
 #include <panelctl/tokens/names.h>
 
 #include <vocabulary/certs.h>

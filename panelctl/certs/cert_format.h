@@ -4,8 +4,8 @@
 // those of the records, seconds since 1970-01-01 UTC, and are shown in UTC, so that they can be compared.
 #pragma once
 
-#include <panelctl/output.h>
-#include <panelctl/say.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
 
 #include <panelkit/certs/cert_records.h>
 

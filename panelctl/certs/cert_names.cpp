@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/cert_names.h>
 
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
-#include <panelctl/display_width.h>
-#include <panelctl/progress.h>
-#include <panelctl/verbs.h>
 
 #include <panelkit/format/ascii_case.h>
 

@@ -9,8 +9,8 @@
 //   const OnToken<CertInfo> found = findCertificate(*controller, {"gate.example", "Office"});
 #pragma once
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/say.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/say.h>
 #include <panelctl/tokens/names.h>
 
 #include <panelkit/certs/certs_controller.h>

@@ -4,8 +4,8 @@
 // handled before.
 #include <panelctl/certs/cert_outcomes.h>
 
-#include <panelctl/failure_text.h>
-#include <panelctl/say.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/say.h>
 
 namespace panelctl {
 

@@ -3,7 +3,7 @@
 // The outcome of a certificate operation: for each result an exit code, and a line that says why.
 #pragma once
 
-#include <panelctl/exit_codes.h>
+#include <panelctl/base/exit_codes.h>
 
 #include <panelkit/certs/cert_results.h>
 #include <vocabulary/certs.h>

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
-#include <panelctl/display_width.h>
-#include <panelctl/verbs.h>
 
 #include <algorithm>
 #include <array>

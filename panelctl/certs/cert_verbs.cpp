@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl cert list, show, chain, verify, reload: the verbs that look at certificates.
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-#include <panelctl/display_width.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/verbs.h>
 
 #include <algorithm>
 #include <map>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl crl ...
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/verbs.h>
 
 #include <optional>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/destination.h>
 
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
+#include <panelctl/base/terminal.h>
 #include <panelctl/certs/new_file.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/output.h>
-#include <panelctl/say.h>
-#include <panelctl/terminal.h>
 
 #include <CLI/CLI.hpp>
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/import_file.h>
 
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/terminal.h>
 #include <panelctl/certs/cert_outcomes.h>
-#include <panelctl/display_width.h>
-#include <panelctl/output.h>
-#include <panelctl/terminal.h>
 
 #include <cstdint>
 #include <filesystem>

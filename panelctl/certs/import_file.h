@@ -3,8 +3,8 @@
 // A file with certificates or CRLs that is sent to the service: checked before, and opened with its password.
 #pragma once
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/secrets.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/secrets.h>
 
 #include <panelkit/certs/certs_controller.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/new_file.h>
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/say.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/say.h>
 
 #include <fcntl.h>
 #include <unistd.h>

@@ -3,8 +3,8 @@
 // The file inherits its access rights from the folder: a user's own folders are closed to others.
 #include <panelctl/certs/new_file.h>
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/say.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/say.h>
 
 #include <fcntl.h>
 #include <io.h>

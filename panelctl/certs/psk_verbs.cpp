@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl psk ...: preshared keys. Their values are written to the token and never read back.
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/secrets.h>
-#include <panelctl/verbs.h>
 
 #include <optional>
 

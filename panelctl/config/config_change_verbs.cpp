@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl config ...: the verbs that change, and the plan of one that would.
+#include <panelctl/base/output.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/config/config_file.h>
 #include <panelctl/config/config_json.h>
-#include <panelctl/output.h>
-#include <panelctl/secrets.h>
-#include <panelctl/verbs.h>
 
 #include <nlohmann/json.hpp>
 

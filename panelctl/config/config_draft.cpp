@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_draft.h>
 
-#include <panelctl/failure_text.h>
-#include <panelctl/interruption.h>
-#include <panelctl/say.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/interruption.h>
+#include <panelctl/base/say.h>
 
 namespace panelctl {
 

@@ -10,7 +10,7 @@
 
 #include <panelctl/config/config_values.h>
 
-#include <panelkit/lparams/config_transaction.h>
+#include <panelkit/lparams/sections/config_transaction.h>
 
 #include <vector>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_file.h>
 
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
+#include <panelctl/base/terminal.h>
 #include <panelctl/config/config_json.h>
-#include <panelctl/display_width.h>
-#include <panelctl/output.h>
-#include <panelctl/say.h>
-#include <panelctl/terminal.h>
 
 #include <platform/json/json.h>
 #include <platform/system/utf8_character.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_json.h>
 
-#include <panelctl/say.h>
+#include <panelctl/base/say.h>
 
 #include <nlohmann/json.hpp>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_values.h>
 
-#include <panelctl/nearest.h>
-#include <panelctl/say.h>
+#include <panelctl/base/nearest.h>
+#include <panelctl/base/say.h>
 
 namespace panelctl {
 

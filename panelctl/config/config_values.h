@@ -4,10 +4,10 @@
 // can't be taken. Each kind of mistake has its exit code.
 #pragma once
 
-#include <panelctl/exit_codes.h>
+#include <panelctl/base/exit_codes.h>
 
-#include <panelkit/lparams/section_body.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/section_body.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <string>
 #include <vector>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl net ...
-#include <panelctl/exit_codes.h>
-#include <panelctl/output.h>
-#include <panelctl/verbs.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/verbs.h>
 
 #include <panelkit/format/ipv4.h>
 #include <panelkit/net/interf_controller.h>

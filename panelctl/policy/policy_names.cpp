@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/policy/policy_names.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/nearest.h>
-#include <panelctl/output.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/nearest.h>
+#include <panelctl/base/output.h>
 
 #include <panelkit/format/ascii_case.h>
 #include <vocabulary/policy.h>

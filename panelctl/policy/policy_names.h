@@ -3,8 +3,8 @@
 // The policy's records for people and for scripts: the names of types, choices and settings, and their JSON.
 #pragma once
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/say.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/say.h>
 
 #include <panelkit/lparams/variants.h>
 #include <panelkit/lsp/lsp_controller.h>

@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl policy ...; its "source" verbs are in policy_source_verbs.cpp.
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/nearest.h>
-#include <panelctl/output.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/nearest.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/terminal.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/policy/policy_names.h>
-#include <panelctl/terminal.h>
-#include <panelctl/verbs.h>
 
 #include <panelkit/lsp/policy_text.h>
 #include <vocabulary/policy.h>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/completion.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/help.h>
-#include <panelctl/output.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/help.h>
+#include <panelctl/base/output.h>
 #include <panelctl/program/completion_values.h>
 
 #include <platform/bridge/command_sender.h>

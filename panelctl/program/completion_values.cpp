@@ -4,7 +4,7 @@
 #include <panelctl/certs/cert_format.h>
 
 #include <panelkit/certs/certs_controller.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lparams/variants.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <vocabulary/certs.h>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl completion ...: the scripts that make shells ask `panelctl --complete`.
-#include <panelctl/output.h>
-#include <panelctl/verbs.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/verbs.h>
 
 namespace panelctl {
 

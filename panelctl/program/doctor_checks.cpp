@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/doctor_checks.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/host.h>
-#include <panelctl/language.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/host.h>
+#include <panelctl/base/language.h>
 #include <panelctl/tokens/names.h>
 
 #include <panelkit/bridge/sessions_pool.h>

@@ -4,7 +4,7 @@
 // remedy when something is wrong. A check that can't be made is skipped, and says why.
 #pragma once
 
-#include <panelctl/say.h>
+#include <panelctl/base/say.h>
 
 #include <span>
 #include <string>

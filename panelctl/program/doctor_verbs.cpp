@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl doctor
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/output.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/program/doctor_checks.h>
-#include <panelctl/verbs.h>
 
 #include <nlohmann/json.hpp>
 

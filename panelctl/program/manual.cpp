@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/manual.h>
 
-#include <panelctl/exit_codes.h>
-#include <panelctl/help.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/help.h>
 
 #include <CLI/CLI.hpp>
 

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/tokens/names.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/nearest.h>
-#include <panelctl/say.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/nearest.h>
+#include <panelctl/base/say.h>
 
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl provider ...
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/host.h>
-#include <panelctl/output.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/host.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/tokens/names.h>
-#include <panelctl/verbs.h>
 
 #include <vocabulary/tokens.h>
 

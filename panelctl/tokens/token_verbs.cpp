@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl token ...
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/output.h>
-#include <panelctl/progress.h>
-#include <panelctl/secrets.h>
-#include <panelctl/terminal.h>
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/terminal.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/tokens/names.h>
-#include <panelctl/verbs.h>
 
 #include <platform/system/wipe.h>
 #include <vocabulary/tokens.h>

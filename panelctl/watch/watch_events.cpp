@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/watch/watch_events.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/say.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/say.h>
 
 #include <panelkit/format/time_text.h>
 #include <vocabulary/policy.h>

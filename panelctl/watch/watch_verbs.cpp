@@ -2,15 +2,15 @@
 //
 // panelctl watch: reports events in the service until it is stopped. It continues when the service ends: after the
 // service has started again, what happened meanwhile is reported from the differences between two states.
-#include <panelctl/endings.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/mistakes.h>
-#include <panelctl/output.h>
-#include <panelctl/verbs.h>
+#include <panelctl/base/endings.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/mistakes.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/verbs.h>
 #include <panelctl/watch/watch_events.h>
 
 #include <panelkit/bridge/sessions_pool.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/notifications/notifications_listener.h>
 #include <panelkit/tokens/tokens_controller.h>

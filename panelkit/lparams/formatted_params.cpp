@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/formatted_params.h>
 
-#include <panelkit/lparams/kinds/kind_row.h>
+#include <panelkit/lparams/kind_row.h>
 
 #include <array>
 #include <cstdio>

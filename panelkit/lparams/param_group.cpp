@@ -2,7 +2,7 @@
 #include <panelkit/lparams/param_group.h>
 
 #include <panelkit/bridge/send_command.h>
-#include <panelkit/lparams/kinds/kind_row.h>
+#include <panelkit/lparams/kind_row.h>
 
 #include <platform/system/wipe.h>
 

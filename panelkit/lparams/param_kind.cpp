@@ -2,7 +2,7 @@
 #include <panelkit/lparams/param_kind.h>
 
 #include <panelkit/lparams/formatted_params.h>
-#include <panelkit/lparams/kinds/kind_row.h>
+#include <panelkit/lparams/kind_row.h>
 
 #include <algorithm>
 #include <iterator>

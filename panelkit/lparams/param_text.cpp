@@ -2,20 +2,28 @@
 #include <panelkit/lparams/param_text.h>
 
 #include <panelkit/loc/registered_texts.h>
-#include <panelkit/lparams/kinds/kind_row.h>
-#include <panelkit/lparams/nearest.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/kind_row.h>
 
 #include <platform/loccore/phrase.h>
 #include <platform/system/wipe.h>
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace panelkit {
 
 using LPARAMS::Client::Param;
 using LPARAMS::Client::ParamGroup;
 using std::string_view;
+
+bool isSecret(string_view section, string_view key) {
+    static constexpr std::pair<string_view, string_view> secrets[] = {
+        {"CERTMON", "SMTP_PASSWORD"},
+        {"IKE", "QCD_SECRET"},
+    };
+    return std::find(std::begin(secrets), std::end(secrets), std::pair(section, key)) != std::end(secrets);
+}
 
 std::string printParam(const Param& param, TextForm form) {
     std::string value = kindOf(param).valueOf(param);
@@ -69,22 +77,6 @@ std::string describe(const ParamError& error) {
     const Loc::Phrase problem{registeredText("\"%s\" is not legal; legal: %s"), {error.text, error.legal}};
     const Loc::Phrase hint{registeredText("; nearest: %s"), {error.nearest}};
     return place + (place.empty() ? "" : ": ") + Loc::fill(problem) + (error.nearest.empty() ? "" : Loc::fill(hint));
-}
-
-std::optional<ParamError> findByName(const AllGroups& groups, string_view name, Place& place) {
-    const std::size_t dot = std::min(name.find('.'), name.size());
-    const string_view section = name.substr(0, dot);
-    const string_view key = name.substr(std::min(dot + 1, name.size()));
-    place = groups.find(section, key);
-    if (place.param) return std::nullopt;
-    std::vector<string_view> names;
-    if (place.group) {
-        for (const Param* param : place.group->params) names.emplace_back(param->key);
-        const char* const legal = registeredText("a key of the section");
-        return ParamError{place.group->name, "", std::string(key), legal, nearest(key, names), ""};
-    }
-    for (const auto& group : groups) names.emplace_back(group->name);
-    return ParamError{"", "", std::string(section), registeredText("a section"), nearest(section, names), ""};
 }
 
 } // namespace panelkit

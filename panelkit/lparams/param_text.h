@@ -31,9 +31,6 @@
 
 namespace panelkit {
 
-class AllGroups;
-struct Place;
-
 // Who reads the text. Choices differ: a file must not depend on the language that people's choices are shown in.
 enum class TextForm : unsigned char {
     display, // people: "Auto" (or =1)
@@ -59,10 +56,13 @@ PANELKIT_EXPORT std::string describe(const ParamError& error);
 // The value as text. A secret is printed like any other value: see showParam.
 PANELKIT_EXPORT std::string printParam(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
+// Whether a parameter holds a secret: front ends take it without showing it, and mask it wherever they print it.
+PANELKIT_EXPORT bool isSecret(std::string_view section, std::string_view key);
+
 // What is printed in place of a secret.
 inline constexpr const char* secretMask = "***";
 
-// As printParam in display form, with the mask for a secret (isSecret in sections.h). A QCD secret that is "no" or
+// As printParam in display form, with the mask for a secret (isSecret). A QCD secret that is "no" or
 // "auto" is not one yet.
 PANELKIT_EXPORT std::string showParam(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param);
 
@@ -80,8 +80,5 @@ PANELKIT_EXPORT std::optional<ParamError> parseParam(const LPARAMS::Client::Para
 
 // What is legal for a parameter, for people: "5..300"; choices in the current language.
 PANELKIT_EXPORT std::string legalValues(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
-
-// Finds "SECTION.KEY", case-insensitively, among all groups. When there is none, the error names the nearest.
-PANELKIT_EXPORT std::optional<ParamError> findByName(const AllGroups& groups, std::string_view name, Place& place);
 
 } // namespace panelkit

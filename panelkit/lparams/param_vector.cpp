@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/param_vector.h>
 
-#include <panelkit/lparams/sections/user.h>
-
 namespace LPARAMS::Client {
+
+LSP_GATE::LSP_GATE() : ParamGroup("LSP_GATE") {}
+LSP_GATE::~LSP_GATE() = default;
 
 template <class G>
 ParamVector<G>::ParamVector(ParamGroup& group, const char* paramKey, ParamTexts texts)
@@ -33,3 +34,12 @@ bool ParamVector<G>::load(CommandStreamIn& in) {
 template class ParamVector<LSP_GATE>;
 
 } // namespace LPARAMS::Client
+
+namespace panelkit {
+
+const LPARAMS::Client::LSP_GATE& gatewayFields() {
+    static const LPARAMS::Client::LSP_GATE prototype;
+    return prototype;
+}
+
+} // namespace panelkit

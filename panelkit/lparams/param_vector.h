@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A parameter that is a list of groups. There is one: the gateways of a user's policy (sections/user.h).
+// A parameter that is a list of groups. There is one: the gateways of a user's policy (USER.LSP_GATES).
 #pragma once
 
 #include <panelkit/lparams/param_group.h>
@@ -26,4 +26,26 @@ public:
     std::vector<std::unique_ptr<G>> items;
 };
 
+// A gateway of a user's policy: no section of its own, only an element of LSP_GATES.
+struct PANELKIT_EXPORT LSP_GATE : ParamGroup {
+    LSP_GATE();
+    ~LSP_GATE() override;
+
+    // clang-format off
+    StStParam GATE_ADDRESS{*this, "GATE_ADDRESS", registerText(""), ""};
+    StStParam CERT_SUBJECT{*this, "CERT_SUBJECT", registerText(""), ""};
+    StStParam DST_SELECTOR{*this, "DST_SELECTOR", registerText(""), ""};
+    // clang-format on
+};
+
+extern template class ParamVector<LSP_GATE>;
+
 } // namespace LPARAMS::Client
+
+namespace panelkit {
+
+// What a gateway is made of: one prototype for the whole process, which lends names and texts. It is built with the
+// catalogue of the sections (catalogue() in sections/sections.h), or at the first call, to which the same rules apply.
+PANELKIT_EXPORT const LPARAMS::Client::LSP_GATE& gatewayFields();
+
+} // namespace panelkit

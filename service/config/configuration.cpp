@@ -4,7 +4,7 @@
 #include <service/base/refused.h>
 #include <service/config/qcd_secret.h>
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 #include <platform/system/wipe.h>
 

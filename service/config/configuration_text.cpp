@@ -2,7 +2,7 @@
 #include <service/config/configuration_text.h>
 
 #include <panelkit/lparams/param_group.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/json/json.h>
 #include <platform/system/wipe.h>
 

@@ -17,7 +17,7 @@
 // off is its number, a text that is not UTF-8 is {"hex": "C3A9"}, and of a QCD secret the history is there.
 #pragma once
 
-#include <panelkit/lparams/section_body.h>
+#include <panelkit/lparams/sections/section_body.h>
 
 #include <map>
 #include <optional>

@@ -5,7 +5,7 @@
 // FolderLock. A line that is not understood throws std::invalid_argument: a misspelt fault must not pass for none.
 #pragma once
 
-#include <testing/token_module_control.h>
+#include <testing/token_module/traits.h>
 
 #include <chrono>
 #include <cstdint>

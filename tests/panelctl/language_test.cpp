@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl's texts in another language: the Russian catalogue as it was built, and the choice of a language.
-#include <panelctl/language.h>
-#include <panelctl/say.h>
+#include <panelctl/base/language.h>
+#include <panelctl/base/say.h>
 
 #include "../support/fake_console.h"
 #include "../support/places.h"

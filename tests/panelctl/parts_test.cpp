@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // What panelctl is made of, piece by piece.
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/nearest.h>
-#include <panelctl/say.h>
+#include <panelctl/base/display_width.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/nearest.h>
+#include <panelctl/base/say.h>
 #include <panelctl/tokens/names.h>
 
 #include <gmock/gmock.h>

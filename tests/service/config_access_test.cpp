@@ -4,7 +4,7 @@
 #include "../support/other_user_posix.h"
 #include "../support/service_fixture.h"
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <gmock/gmock.h>
 

@@ -8,7 +8,7 @@
 
 #include <service/config/configuration_text.h>
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 
 #include <gmock/gmock.h>

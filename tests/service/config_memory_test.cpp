@@ -7,7 +7,7 @@
 
 #include <service/config/configuration.h>
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/system/wipe.h>
 
 #include <gmock/gmock.h>

@@ -6,7 +6,7 @@
 #include <service/config/configuration.h>
 #include <service/config/qcd_secret.h>
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <gmock/gmock.h>
 

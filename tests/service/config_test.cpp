@@ -7,7 +7,7 @@
 
 #include <panelkit/bridge/commands.h>
 #include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 #include <vocabulary/refusals.h>
 

@@ -3,7 +3,7 @@
 // A scripted service that keeps the sections of the configuration as they are written, and fails as the test says.
 #pragma once
 
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <testing/scripted_service.h>
 
 #include <functional>

@@ -5,7 +5,7 @@
 #include <tools/documents/documents.h>
 
 #include <panelkit/lparams/param_kind.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <nlohmann/json.hpp>
 

@@ -5,7 +5,7 @@
 
 #include <panelkit/format/ascii_case.h>
 #include <panelkit/lparams/param_kind.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <algorithm>
 #include <string_view>

@@ -7,7 +7,7 @@
 
 #include <panelkit/loc/default_texts.h>
 #include <panelkit/loc/registered_texts.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <map>
 #include <string_view>

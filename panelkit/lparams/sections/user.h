@@ -8,20 +8,6 @@
 
 namespace LPARAMS::Client {
 
-// A gateway of a user's policy: no section of its own, only an element of LSP_GATES.
-struct PANELKIT_EXPORT LSP_GATE : ParamGroup {
-    LSP_GATE();
-    ~LSP_GATE() override;
-
-    // clang-format off
-    StStParam GATE_ADDRESS{*this, "GATE_ADDRESS", registerText(""), ""};
-    StStParam CERT_SUBJECT{*this, "CERT_SUBJECT", registerText(""), ""};
-    StStParam DST_SELECTOR{*this, "DST_SELECTOR", registerText(""), ""};
-    // clang-format on
-};
-
-extern template class ParamVector<LSP_GATE>;
-
 struct PANELKIT_EXPORT USER : ParamGroup {
     USER();
     ~USER() override;

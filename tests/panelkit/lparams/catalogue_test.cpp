@@ -2,7 +2,7 @@
 //
 // The whole catalogue of sections and variant tables, as the library has it, against a text that people review.
 #include <panelkit/lparams/param_kind.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 
 #include "../../support/places.h"

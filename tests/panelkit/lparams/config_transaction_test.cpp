@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Changes that happen as a whole or not at all, against a service that fails as the test says.
-#include <panelkit/lparams/config_transaction.h>
+#include <panelkit/lparams/sections/config_transaction.h>
 
 #include "../../support/bytes.h"
 #include "../../support/config_service.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"

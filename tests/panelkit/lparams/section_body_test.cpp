@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Values of every kind in the bodies of sections: as bytes, as text, as JSON.
-#include <panelkit/lparams/section_body.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/section_body.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/bytes.h"
 

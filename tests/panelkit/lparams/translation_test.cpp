@@ -3,7 +3,7 @@
 // A translation that is loaded at run time shows in groups that were built before it, and in those built later.
 #include <panelkit/loc/ui_module.h>
 #include <panelkit/lparams/param_text.h>
-#include <panelkit/lparams/sections.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/places.h"
 

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/base/terminal.h>
+
+#include <panelctl/base/exit_codes.h>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string_view>
+#include <system_error>
+
+namespace panelctl {
+
+std::vector<std::string> utf8Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+
+bool inputIsTerminal() { return ::isatty(STDIN_FILENO) == 1; }
+bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+bool errorIsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+
+bool coloursWork() {
+    const char* terminal = std::getenv("TERM");
+    return outputIsTerminal() && terminal && std::string_view(terminal) != "dumb";
+}
+
+void useBinaryOutput() {}
+
+bool readerLeft(int error) { return error == EPIPE; }
+
+std::string typedToUtf8(std::string typed) { return typed; }
+
+OpenedFile::OpenedFile(const std::string& utf8Path) : descriptor_(::open(utf8Path.c_str(), O_RDONLY | O_CLOEXEC)) {
+    if (descriptor_ < 0) {
+        throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
+    }
+    struct stat status {};
+    if (::fstat(descriptor_, &status) != 0 || !S_ISDIR(status.st_mode)) return;
+    ::close(descriptor_);
+    throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(EISDIR));
+}
+
+OpenedFile::~OpenedFile() { ::close(descriptor_); }
+
+int readByte(int descriptor) {
+    unsigned char byte = 0;
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor, &byte, 1);
+    } while (count < 0 && errno == EINTR);
+    return count == 1 ? byte : -1;
+}
+
+} // namespace panelctl

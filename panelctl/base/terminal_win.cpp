@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/base/terminal.h>
+
+#include <panelctl/base/exit_codes.h>
+
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <shellapi.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace panelctl {
+
+namespace {
+
+std::wstring decode(UINT page, const std::string& text) {
+    const int size = static_cast<int>(text.size());
+    std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(page, 0, text.data(), size, nullptr, 0)), L'\0');
+    MultiByteToWideChar(page, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
+    return wide;
+}
+
+std::string toUtf8(const std::wstring& wide) {
+    const int size = static_cast<int>(wide.size());
+    const int needed = WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr);
+    std::string text(static_cast<std::size_t>(needed), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, text.data(), needed, nullptr, nullptr);
+    return text;
+}
+
+} // namespace
+
+// The arguments of main were converted to a code page; the system has the line as it was typed.
+std::vector<std::string> utf8Arguments(int, char**) {
+    int count = 0;
+    wchar_t** wide = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> arguments;
+    for (int i = 1; i < count; ++i) arguments.push_back(toUtf8(wide[i]));
+    LocalFree(wide);
+    return arguments;
+}
+
+bool inputIsTerminal() { return _isatty(0) != 0; }
+bool outputIsTerminal() { return _isatty(1) != 0; }
+bool errorIsTerminal() { return _isatty(2) != 0; }
+
+bool coloursWork() {
+    HANDLE const output = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD mode = 0;
+    if (!GetConsoleMode(output, &mode)) return false;
+    return SetConsoleMode(output, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+}
+
+void useBinaryOutput() { _setmode(_fileno(stdout), _O_BINARY); }
+
+// A pipe without a reader is reported as a bad argument.
+bool readerLeft(int error) { return error == EPIPE || error == EINVAL; }
+
+std::string typedToUtf8(std::string typed) { return toUtf8(decode(GetConsoleCP(), typed)); }
+
+OpenedFile::OpenedFile(const std::string& utf8Path)
+    : descriptor_(_wopen(decode(CP_UTF8, utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
+    if (descriptor_ < 0) {
+        throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
+    }
+}
+
+OpenedFile::~OpenedFile() { _close(descriptor_); }
+
+int readByte(int descriptor) {
+    unsigned char byte = 0;
+    return _read(descriptor, &byte, 1) == 1 ? byte : -1;
+}
+
+} // namespace panelctl

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+//
+// Changes to the service's configuration that happen as a whole or not at all. Sections are read when they are asked
+// for. Those that were changed are written, read back and compared byte by byte. When anything fails half-way, every
+// section that was written is put back as it was, including the history of a QCD secret.
+//
+//   panelkit::ConfigTransaction transaction;
+//   panelkit::SectionBody* const ike = transaction.section("IKE");
+//   if (!ike) return explain(transaction.failure());
+//   if (const auto error = ike->enterText(ike->indexOf("EXCHANGE_TIMEOUT"), "90")) return explain(*error);
+//   const panelkit::TransactionResult result = transaction.apply(panelkit::Commit::yes);
+//   if (!result.isDone()) return explain(result);
+//
+// It belongs to the front end's one thread. What it read may hold secrets, and is wiped with it.
+#pragma once
+
+#include <panelkit/lparams/sections/section_body.h>
+
+#include <platform/bridge/failure.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace panelkit {
+
+// What went wrong with a section.
+struct SectionFailure {
+    enum class Why : unsigned char {
+        nothing,
+        command,    // it could not be read, written or committed: `command` says why
+        endsEarly,  // what the service sent ends within the section
+        goesOn,     // what the service sent has more than this library knows; writing it back would lose that
+        constraint, // its values do not go together: `text` is the message
+        otherValue, // the service accepted the value of `param`, but holds `text`, masked when it is a secret
+        stopped,    // `goesOn` of apply() returned false
+    };
+
+    Why why = Why::nothing;
+    std::string section{}; // empty when it is not about one
+    bridge::Failure command{};
+    const LPARAMS::Client::Param* param = nullptr;
+    std::string text{};
+};
+
+struct TransactionResult {
+    enum class Outcome : unsigned char {
+        nothingToDo,  // nothing was changed, and nothing was written
+        applied,      // the service holds the changes; they are permanent when a commit was asked for
+        notCommitted, // the service holds the changes, or has none to take, but the commit failed
+        untouched,    // it failed before the service took anything
+        restored,     // it failed half-way, and what was written is put back
+        notRestored,  // it failed half-way, and `lost` could not be put back
+    };
+
+    Outcome outcome = Outcome::nothingToDo;
+    SectionFailure cause{};              // of all but the first two
+    std::vector<std::string> restored{}; // sections that were put back
+    std::vector<std::string> lost{};     // sections that may hold anything
+
+    bool isDone() const { return outcome == Outcome::nothingToDo || outcome == Outcome::applied; }
+};
+
+enum class Commit : bool { no, yes };
+
+class PANELKIT_EXPORT ConfigTransaction {
+public:
+    ConfigTransaction();
+    ~ConfigTransaction();
+    ConfigTransaction(const ConfigTransaction&) = delete;
+    ConfigTransaction& operator=(const ConfigTransaction&) = delete;
+
+    // The section as it should become, for looking at and changing. It lives as long as the transaction. It is read
+    // from the service when it is first asked for. Null when that fails: failure() says why. Case does not matter in
+    // the name; throws std::invalid_argument when no section has it.
+    SectionBody* section(std::string_view name);
+    const SectionFailure& failure() const { return failure_; }
+
+    // What was changed, in the order of sections and keys: views of the sections, valid until one is changed.
+    struct Change {
+        SectionValue from, to;
+    };
+    std::vector<Change> changes() const;
+
+    // The first constraint that the changed sections break. While there is one, apply() writes nothing.
+    std::optional<SectionFailure> brokenConstraint() const;
+
+    // Makes the service hold the changes, and on Commit::yes make all that it holds permanent, which is also done when
+    // there are no changes. `goesOn` is asked before each section is written and once after the last; when it returns
+    // false, what was written is put back. The current tracker of changes is marked when something was written.
+    TransactionResult apply(Commit commit, const std::function<bool()>& goesOn = {});
+
+private:
+    struct Draft {
+        SectionBody before, after;
+    };
+
+    std::map<std::string_view, Draft> drafts_; // by the names of sections
+    SectionFailure failure_;
+};
+
+} // namespace panelkit
