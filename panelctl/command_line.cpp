@@ -144,12 +144,13 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     CLI::App app(say("Administers the VPN service on this host: its tokens, certificates, configuration and policy."),
                  "panelctl");
     fill(app, groups, options, context);
+    const std::string lastArgument = arguments.empty() ? "" : arguments.back();
     try {
         perform(app, arguments, options, context);
         flushOutput(); // a full disk is noticed here if not before
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
-        return report(Exit::usage, explain(app, error));
+        return report(Exit::usage, explain(app, error, lastArgument));
     } catch (const CommandError& error) {
         return report(error);
     } catch (const char* /* the stream's error */) {

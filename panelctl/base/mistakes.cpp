@@ -9,7 +9,6 @@
 #include <array>
 #include <charconv>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 namespace panelctl {
@@ -39,34 +38,77 @@ std::string joined(const std::vector<std::string>& names) {
     return text;
 }
 
-// The parser's wording of a mistake, "<lead>FIRST<middle>SECOND", and ours.
+// The parser's messages are English and their parts are not kept, but it keeps what it has read. Each of these looks at
+// an option for the mistake that the parser has found, and returns its text, or "" when the option is right.
+
+std::string nameOf(const CLI::Option& option) { return escaped(option.get_name()); }
+
+std::string ifMissing(CLI::Option& option) {
+    return option.get_required() && option.count() == 0 ? say("%s is required", nameOf(option)) : "";
+}
+
+std::string ifAlone(CLI::Option& option) {
+    if (option.count() == 0) return {};
+    for (const CLI::Option* other : option.get_needs()) {
+        if (other->count() == 0) return say("%s requires %s", nameOf(option), nameOf(*other));
+    }
+    return {};
+}
+
+std::string ifExcluded(CLI::Option& option) {
+    if (option.count() == 0) return {};
+    for (const CLI::Option* other : option.get_excludes()) {
+        if (other->count() > 0) return say("%s can't be used together with %s", nameOf(option), nameOf(*other));
+    }
+    return {};
+}
+
+// Converts the value once more, where the parser has come as far as that.
+std::string ifNotConverted(CLI::Option& option) {
+    if (option.count() == 0 || !option.get_callback_run()) return {};
+    try {
+        option.run_callback();
+        return {};
+    } catch (const CLI::ConversionError&) {
+        return say("\"%s\" is not a valid value for %s", escaped(option.results().back()), nameOf(option));
+    }
+}
+
+template <class Error>
+bool is(const CLI::ParseError& error) {
+    return dynamic_cast<const Error*>(&error) != nullptr;
+}
+
 struct Rewording {
-    std::string_view kind, lead, middle;
-    std::string (*say)(const std::string& first, const std::string& second);
+    bool (*isKind)(const CLI::ParseError& error);
+    std::string (*lookAt)(CLI::Option& option);
 };
 
-using Part = const std::string&;
-
-// clang-format off
 constexpr std::array rewordings = {
-    Rewording{"RequiredError",    "",                    " is required",   [](Part first, Part)        { return say("%s is required", first); }},
-    Rewording{"ArgumentMismatch", "",                    ": 1 required ",  [](Part first, Part)        { return say("%s needs a value", first); }},
-    Rewording{"ConversionError",  "Could not convert: ", " = ",            [](Part first, Part second) { return say("\"%s\" is not a valid value for %s", second, first); }},
-    Rewording{"RequiresError",    "",                    " requires ",     [](Part first, Part second) { return say("%s requires %s", first, second); }},
-    Rewording{"ExcludesError",    "",                    " excludes ",     [](Part first, Part second) { return say("%s can't be used together with %s", first, second); }},
+    Rewording{is<CLI::RequiredError>, ifMissing},
+    Rewording{is<CLI::RequiresError>, ifAlone},
+    Rewording{is<CLI::ExcludesError>, ifExcluded},
+    Rewording{is<CLI::ConversionError>, ifNotConverted},
 };
-// clang-format on
+
+// The text of the first option with the mistake, from the program's own options to those of the verb.
+std::string lookThrough(CLI::App& app, std::string (*lookAt)(CLI::Option& option)) {
+    for (CLI::Option* option : app.get_options()) {
+        if (std::string text = lookAt(*option); !text.empty()) return text;
+    }
+    const auto parsed = app.get_subcommands();
+    return parsed.empty() ? "" : lookThrough(*parsed.front(), lookAt);
+}
 
 // The mistake in our own words, else in the parser's. Text from the command line is escaped.
-std::string reworded(const CLI::ParseError& error) {
-    const std::string_view what = error.what();
+std::string reworded(CLI::App& app, const CLI::ParseError& error, const std::string& lastArgument) {
+    // The parser looks for values to the end of the command line, so the option without one is the last argument.
+    if (is<CLI::ArgumentMismatch>(error)) return say("%s needs a value", escaped(lastArgument));
     for (const Rewording& row : rewordings) {
-        const std::size_t middle = what.find(row.middle, row.lead.size());
-        if (error.get_name() != row.kind || !what.starts_with(row.lead) || middle == std::string_view::npos) continue;
-        const std::string first(what.substr(row.lead.size(), middle - row.lead.size()));
-        return row.say(escaped(first), escaped(what.substr(middle + row.middle.size())));
+        if (!row.isKind(error)) continue;
+        if (std::string text = lookThrough(app, row.lookAt); !text.empty()) return text;
     }
-    return escaped(what);
+    return escaped(error.what());
 }
 
 std::optional<double> numberIn(const std::string& text) {
@@ -94,11 +136,11 @@ const CLI::App& deepest(const CLI::App& app) {
     return parsed.empty() ? app : deepest(*parsed.front());
 }
 
-std::string explain(const CLI::App& app, const CLI::ParseError& error) {
+std::string explain(CLI::App& app, const CLI::ParseError& error, const std::string& lastArgument) {
     const CLI::App& at = deepest(app);
     const std::vector<std::string> verbs = namesFor(at, "");
     const std::vector<std::string> extras = app.remaining(true);
-    std::string what = reworded(error);
+    std::string what = reworded(app, error, lastArgument);
     if (!extras.empty()) {
         what = say("\"%s\" is not understood", escaped(extras.front()));
         const std::string meant = nearest(extras.front(), namesFor(at, extras.front()));

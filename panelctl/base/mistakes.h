@@ -13,8 +13,8 @@ namespace panelctl {
 // The last group or verb that the command line names.
 const CLI::App& deepest(const CLI::App& app);
 
-// Explains the error of the parser.
-std::string explain(const CLI::App& app, const CLI::ParseError& error);
+// Explains the error with which the parser stopped at `app`. `lastArgument` is the last one of the command line.
+std::string explain(CLI::App& app, const CLI::ParseError& error, const std::string& lastArgument);
 
 // Checks that the value of an option is a number between two; the message is translated.
 CLI::Validator numberBetween(std::int64_t least, std::int64_t most);

@@ -87,6 +87,10 @@ TEST_F(Panelctl, TellsEachUsualMistakeInOneLineWithACodeOfItsOwn) {
     expectError(run({"token"}), 2, "\"panelctl token\" needs one of: list, login");
     expectError(run({"token", "list", "--jsn"}), 2, "did you mean \"--json\"?");
     expectError(run({"token", "init", "A1"}), 2, "--label is required");
+    expectError(run({"token", "init", "A1", "--label"}), 2, "--label needs a value");
+    expectError(run({"token", "init", "A1", "--label", "x", "--endpoint"}), 2, "--endpoint needs a value");
+    expectError(run({"watch", "--count", "1", "--count", "1.5"}), 2, "\"1.5\" is not a valid value for --count");
+    expectError(run({"token", "list", "--json=maybe"}), 2, "\"maybe\" is not a valid value for --json");
     expectError(run({"token", "login", "A1"}), 2,
                 "the PIN is missing and there is no terminal to ask for it; use --pin-stdin");
     expectError(run({"token", "login", "A1", "--pin-stdin", "--pin-fd", "0"}), 2, "in more than one way");
