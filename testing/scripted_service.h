@@ -4,7 +4,7 @@
 // faults included. A front-end team tests against it without a daemon.
 //
 //   panelkit::testing::ScriptedService service;
-//   service.on(panelkit::Command::TokenLogin, Reaction::reply(std::string("\x01", 1)));
+//   service.answer<panelkit::Command::TokenLogin>(true);
 //   CommandSender::Instance().SetEndpoint(service.endpoint());
 //   ... log in ...
 //   EXPECT_EQ(service.requests().at(0).payload, ...);
@@ -12,7 +12,7 @@
 // Commands without a script are refused. Members may be called from any thread while the service runs.
 #pragma once
 
-#include <panelkit/bridge/commands.h>
+#include <panelkit/bridge/payload.h>
 #include <platform/bridge/failure.h>
 
 #include <chrono>
@@ -127,6 +127,11 @@ public:
     // What to do with a command from now on. A script runs on the connection's thread.
     void on(Command command, Reaction reaction);
     void on(Command command, Script script);
+    // The same, for a reply with these fields, which must be those of the command's row.
+    template <Command command, class... Given>
+    void answer(const Given&... given) {
+        on(command, Reaction::reply(encodeReply<command>(given...)));
+    }
 
     // How connections that come from now on are greeted.
     void greet(Greeting greeting);

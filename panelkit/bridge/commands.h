@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The one table of what travels: the service's modules, their commands, the session each runs over and the
-// shape of its request and reply. Controllers send by row, the reference service dispatches by row, and
-// docs/service-api.md lists the rows. The numbers are the wire's and never change.
+// The one table of what travels: the service's modules, their commands, the session each runs over and the fields of
+// its request and reply, as types. Controllers send by row (send_command.h), the reference service dispatches by row,
+// and docs/commands.md is made from the rows. The numbers are the wire's and never change.
 //
-// To add a command: an enumerator in Command, and its row at the same place in commandTable.
+// To add a command: an enumerator in Command, its row below, and its handler in the service's dispatcher. Whoever sends
+// it includes the headers of its records; here they are only declared.
 #pragma once
 
 #include <panelkit/bridge/sessions_pool.h>
@@ -12,7 +13,36 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
+
+namespace PKCS11 {
+struct ProviderInfo;
+struct TokenInfo;
+} // namespace PKCS11
+namespace LSPcmd {
+struct LSPsettings_t;
+}
+struct CertExtentions;
+struct CertImportOption;
+struct CertInfo;
+struct CertRequestInfo;
+struct CertRequestKeyInfo;
+struct CRLInfo;
+struct LSPinfo_t;
+struct LSPrequest_t;
+struct NetInterfaceInfo;
+struct PinStateMessage;
+struct PresharedKeyInfo;
+enum class CertExportFormat : std::uint32_t;
+enum class CertImportMode : std::uint32_t;
+enum class ExportCertResult : std::uint32_t;
+enum class ImportCertResult : std::uint32_t;
+enum class ImportCRLResult : std::uint32_t;
+enum class MakeCertRequestResult : std::uint32_t;
+enum class ParseCertFileResult : std::uint32_t;
 
 // Modules of the service.
 enum ModuleIdType : std::uint32_t {
@@ -44,6 +74,7 @@ enum class Command : std::uint8_t {
 // hook while the service works.
 enum class Run : std::uint8_t { direct, progress };
 
+// What a command is, apart from its fields.
 struct CommandRow {
     Command command;
     std::string_view name;
@@ -51,70 +82,119 @@ struct CommandRow {
     std::uint32_t code;
     SessionId_t session;
     Run run;
-    std::string_view request; // fields in order; "" is an empty payload
-    std::string_view reply;   // fields in order; "-" when the reply is not read
 };
+
+// A request or a reply: its fields in order, as the stream writes them (command_stream.h). Whoever sends or reads other
+// types than these does not compile.
+template <class... Types>
+struct Fields {};
+
+// Fields of a payload that are not one value of their type.
+template <class Type>
+struct Optional {}; // may be missing; only such fields follow it
+template <class Count, class First, class Second>
+struct Pairs {}; // a count of that type, then as many pairs
+template <class First, class Second>
+struct MorePairs {}; // pairs without a count, to the end
+struct Bytes {};     // to the end, as they are: without a length
+
+// In place of a reply that the library does not read.
+struct Unread {};
+
+namespace commands {
+
+using LSPcmd::LSPsettings_t;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+
+// The name of a command, as an argument of a template.
+struct Name {
+    template <std::size_t size>
+    consteval Name(const char (&text)[size]) { // NOLINT(google-explicit-constructor): rows name it as a literal
+        for (std::size_t i = 0; i < size; ++i) characters[i] = text[i];
+    }
+    char characters[24]{};
+};
+
+template <Name name, ModuleIdType module, std::uint32_t code, SessionId_t session, Run run, class RequestFields,
+          class ReplyFields>
+struct Row {
+    using Request = RequestFields;
+    using Reply = ReplyFields;
+
+    static constexpr Name nameOfCommand = name;
+    static constexpr CommandRow as(Command command) {
+        return {command, nameOfCommand.characters, module, code, session, run};
+    }
+};
+
+template <Command>
+struct Entry;
 
 // clang-format off
-inline constexpr std::array commandTable = {
-    //         command                         name                    module              code  session              run            request                                                                       reply
-    CommandRow{Command::EnumProviders,         "EnumProviders",         ModuleTokens,        0,  SessionTokens,       Run::direct,   "",                                                                           "vector<ProviderInfo>"},
-    CommandRow{Command::EnumProviderTokens,    "EnumProviderTokens",    ModuleTokens,        1,  SessionTokens,       Run::direct,   "[ProviderInfo]",                                                             "vector<TokenInfo>"},
-    CommandRow{Command::TokenLogin,            "TokenLogin",            ModuleTokens,        2,  SessionTokens,       Run::direct,   "TokenInfo, string pin, bool",                                                "status, [PinStateMessage]"},
-    CommandRow{Command::TokenLogout,           "TokenLogout",           ModuleTokens,        3,  SessionTokens,       Run::direct,   "TokenInfo",                                                                  "-"},
-    CommandRow{Command::TokenInitialize,       "TokenInitialize",       ModuleTokens,        4,  SessionTokens,       Run::progress, "TokenInfo, string, string, string, bool",                                    "status"},
-    CommandRow{Command::TokenChangePassword,   "TokenChangePassword",   ModuleTokens,        5,  SessionTokens,       Run::direct,   "TokenInfo, string oldPin, string newPin, bool, bool",                        "status"},
-    CommandRow{Command::ProviderLoad,          "ProviderLoad",          ModuleTokens,        6,  SessionTokens,       Run::direct,   "ProviderInfo",                                                               "status, ProviderInfo"},
-    CommandRow{Command::ProviderUnload,        "ProviderUnload",        ModuleTokens,        7,  SessionTokens,       Run::direct,   "ProviderInfo",                                                               "-"},
-    CommandRow{Command::ProviderLevelUp,       "ProviderLevelUp",       ModuleTokens,        8,  SessionTokens,       Run::direct,   "ProviderInfo",                                                               "-"},
-    CommandRow{Command::TokensReloadAll,       "TokensReloadAll",       ModuleTokens,       14,  SessionTokens,       Run::progress, "",                                                                           "-"},
-    CommandRow{Command::InitTokenRNG,          "InitTokenRNG",          ModuleTokens,       15,  SessionTokens,       Run::direct,   "TokenInfo, string seed",                                                     "status"},
+//                       command                         name                      module               code session              run            request    reply
+template <> struct Entry<Command::EnumProviders>         : Row<"EnumProviders",         ModuleTokens,        0, SessionTokens,       Run::direct,   Fields<>,                                                                                 Fields<std::vector<ProviderInfo>>> {};
+template <> struct Entry<Command::EnumProviderTokens>    : Row<"EnumProviderTokens",    ModuleTokens,        1, SessionTokens,       Run::direct,   Fields<Optional<ProviderInfo>>,                                                           Fields<std::vector<TokenInfo>>> {};
+template <> struct Entry<Command::TokenLogin>            : Row<"TokenLogin",            ModuleTokens,        2, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* pin */, bool>,                                           Fields<bool, Optional<PinStateMessage>>> {};
+template <> struct Entry<Command::TokenLogout>           : Row<"TokenLogout",           ModuleTokens,        3, SessionTokens,       Run::direct,   Fields<TokenInfo>,                                                                        Unread> {};
+template <> struct Entry<Command::TokenInitialize>       : Row<"TokenInitialize",       ModuleTokens,        4, SessionTokens,       Run::progress, Fields<TokenInfo, std::string, std::string, std::string, bool>,                           Fields<bool>> {};
+template <> struct Entry<Command::TokenChangePassword>   : Row<"TokenChangePassword",   ModuleTokens,        5, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* oldPin */, std::string /* newPin */, bool, bool>,        Fields<bool>> {};
+template <> struct Entry<Command::ProviderLoad>          : Row<"ProviderLoad",          ModuleTokens,        6, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Fields<bool, ProviderInfo>> {};
+template <> struct Entry<Command::ProviderUnload>        : Row<"ProviderUnload",        ModuleTokens,        7, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Unread> {};
+template <> struct Entry<Command::ProviderLevelUp>       : Row<"ProviderLevelUp",       ModuleTokens,        8, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Unread> {};
+template <> struct Entry<Command::TokensReloadAll>       : Row<"TokensReloadAll",       ModuleTokens,       14, SessionTokens,       Run::progress, Fields<>,                                                                                 Unread> {};
+template <> struct Entry<Command::InitTokenRNG>          : Row<"InitTokenRNG",          ModuleTokens,       15, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* seed */>,                                                Fields<bool>> {};
 
-    CommandRow{Command::DeleteCertificate,     "DeleteCertificate",     ModuleCertificates,  3,  SessionCertificates, Run::progress, "TokenInfo, CertInfo",                                                        "-"},
-    CommandRow{Command::ParseCertFile,         "ParseCertFile",         ModuleCertificates,  4,  SessionCertificates, Run::progress, "string file, string",                                                        "u32 result, [vector<TokenInfo>, vector<CertImportOption>, vector<CRLInfo>]"},
-    CommandRow{Command::ImportCertificate,     "ImportCertificate",     ModuleCertificates,  5,  SessionCertificates, Run::progress, "TokenInfo, u32 item, u32 mode, bool, [string]",                              "u32 result"},
-    CommandRow{Command::ImportCRL,             "ImportCRL",             ModuleCertificates,  6,  SessionCertificates, Run::progress, "TokenInfo, u32 item",                                                        "u32 result"},
-    CommandRow{Command::ExportCertificate,     "ExportCertificate",     ModuleCertificates,  7,  SessionCertificates, Run::progress, "TokenInfo, CertInfo, u32 format, string, bool, bool",                        "u32 result, string"},
-    CommandRow{Command::GetCertRequestKeyInfo, "GetCertRequestKeyInfo", ModuleCertificates,  8,  SessionCertificates, Run::progress, "TokenInfo",                                                                  "vector<CertRequestKeyInfo>"},
-    CommandRow{Command::MakeCertRequest,       "MakeCertRequest",       ModuleCertificates,  9,  SessionCertificates, Run::progress, "TokenInfo, CertRequestInfo",                                                 "u32 result, string"},
-    CommandRow{Command::EnumPresharedKeys,     "EnumPresharedKeys",     ModuleCertificates, 10,  SessionCertificates, Run::progress, "",                                                                           "i32 count, (TokenInfo, string name)..."},
-    CommandRow{Command::CreatePresharedKey,    "CreatePresharedKey",    ModuleCertificates, 11,  SessionCertificates, Run::progress, "TokenInfo, string, string",                                                  "status"},
-    CommandRow{Command::DeletePresharedKey,    "DeletePresharedKey",    ModuleCertificates, 12,  SessionCertificates, Run::progress, "TokenInfo, string name",                                                     "-"},
-    CommandRow{Command::EnumCRLs,              "EnumCRLs",              ModuleCertificates, 13,  SessionCertificates, Run::progress, "",                                                                           "u32 count, (TokenInfo, CRLInfo)..., to the end"},
-    CommandRow{Command::DeleteCRL,             "DeleteCRL",             ModuleCertificates, 14,  SessionCertificates, Run::progress, "TokenInfo, CRLInfo",                                                         "-"},
-    CommandRow{Command::GetCertChain,          "GetCertChain",          ModuleCertificates, 15,  SessionCertificates, Run::progress, "TokenInfo, CertInfo",                                                        "u32 skipped, i32 count, (TokenInfo, CertInfo)..."},
-    CommandRow{Command::GetCertDetails,        "GetCertDetails",        ModuleCertificates, 16,  SessionCertificates, Run::progress, "TokenInfo, CertInfo",                                                        "CertInfo, CertExtentions, string"},
-    CommandRow{Command::VerifyCert,            "VerifyCert",            ModuleCertificates, 17,  SessionCertificates, Run::progress, "TokenInfo, CertInfo, i32",                                                   "u8 verdict, string"},
-    CommandRow{Command::CertsReloadAll,        "CertsReloadAll",        ModuleCertificates, 18,  SessionCertificates, Run::progress, "bool",                                                                       "-"},
-    CommandRow{Command::EnumCertificates,      "EnumCertificates",      ModuleCertificates, 19,  SessionCertificates, Run::progress, "i32 selector",                                                               "i32 count, (TokenInfo, CertInfo)..."},
+template <> struct Entry<Command::DeleteCertificate>     : Row<"DeleteCertificate",     ModuleCertificates,  3, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo>,                                                              Unread> {};
+template <> struct Entry<Command::ParseCertFile>         : Row<"ParseCertFile",         ModuleCertificates,  4, SessionCertificates, Run::progress, Fields<std::string /* file */, std::string>,                                              Fields<ParseCertFileResult, Optional<std::vector<TokenInfo>>, Optional<std::vector<CertImportOption>>, Optional<std::vector<CRLInfo>>>> {};
+template <> struct Entry<Command::ImportCertificate>     : Row<"ImportCertificate",     ModuleCertificates,  5, SessionCertificates, Run::progress, Fields<TokenInfo, std::uint32_t /* item */, CertImportMode, bool, Optional<std::string>>, Fields<ImportCertResult>> {};
+template <> struct Entry<Command::ImportCRL>             : Row<"ImportCRL",             ModuleCertificates,  6, SessionCertificates, Run::progress, Fields<TokenInfo, std::uint32_t /* item */>,                                              Fields<ImportCRLResult>> {};
+template <> struct Entry<Command::ExportCertificate>     : Row<"ExportCertificate",     ModuleCertificates,  7, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo, CertExportFormat, std::string, bool, bool>,                   Fields<ExportCertResult, std::string>> {};
+template <> struct Entry<Command::GetCertRequestKeyInfo> : Row<"GetCertRequestKeyInfo", ModuleCertificates,  8, SessionCertificates, Run::progress, Fields<TokenInfo>,                                                                        Fields<std::vector<CertRequestKeyInfo>>> {};
+template <> struct Entry<Command::MakeCertRequest>       : Row<"MakeCertRequest",       ModuleCertificates,  9, SessionCertificates, Run::progress, Fields<TokenInfo, CertRequestInfo>,                                                       Fields<MakeCertRequestResult, std::string>> {};
+template <> struct Entry<Command::EnumPresharedKeys>     : Row<"EnumPresharedKeys",     ModuleCertificates, 10, SessionCertificates, Run::progress, Fields<>,                                                                                 Fields<Pairs<std::int32_t, TokenInfo, PresharedKeyInfo>>> {};
+template <> struct Entry<Command::CreatePresharedKey>    : Row<"CreatePresharedKey",    ModuleCertificates, 11, SessionCertificates, Run::progress, Fields<TokenInfo, std::string, std::string>,                                              Fields<bool>> {};
+template <> struct Entry<Command::DeletePresharedKey>    : Row<"DeletePresharedKey",    ModuleCertificates, 12, SessionCertificates, Run::progress, Fields<TokenInfo, PresharedKeyInfo>,                                                      Unread> {};
+template <> struct Entry<Command::EnumCRLs>              : Row<"EnumCRLs",              ModuleCertificates, 13, SessionCertificates, Run::progress, Fields<>,                                                                                 Fields<Pairs<std::uint32_t, TokenInfo, CRLInfo>, MorePairs<TokenInfo, CRLInfo>>> {};
+template <> struct Entry<Command::DeleteCRL>             : Row<"DeleteCRL",             ModuleCertificates, 14, SessionCertificates, Run::progress, Fields<TokenInfo, CRLInfo>,                                                               Unread> {};
+template <> struct Entry<Command::GetCertChain>          : Row<"GetCertChain",          ModuleCertificates, 15, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo>,                                                              Fields<std::uint32_t /* skipped */, Pairs<std::int32_t, TokenInfo, CertInfo>>> {};
+template <> struct Entry<Command::GetCertDetails>        : Row<"GetCertDetails",        ModuleCertificates, 16, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo>,                                                              Fields<CertInfo, CertExtentions, std::string>> {};
+template <> struct Entry<Command::VerifyCert>            : Row<"VerifyCert",            ModuleCertificates, 17, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo, std::int32_t>,                                                Fields<bool, std::string>> {};
+template <> struct Entry<Command::CertsReloadAll>        : Row<"CertsReloadAll",        ModuleCertificates, 18, SessionCertificates, Run::progress, Fields<bool>,                                                                             Unread> {};
+template <> struct Entry<Command::EnumCertificates>      : Row<"EnumCertificates",      ModuleCertificates, 19, SessionCertificates, Run::progress, Fields<std::int32_t /* selector */>,                                                      Fields<Pairs<std::int32_t, TokenInfo, CertInfo>>> {};
 
-    CommandRow{Command::WriteGroup,            "WriteGroup",            ModuleParameters,    0,  SessionParameters,   Run::direct,   "string group, body",                                                         "-"},
-    CommandRow{Command::ReadGroup,             "ReadGroup",             ModuleParameters,    1,  SessionParameters,   Run::direct,   "string group",                                                               "body"},
-    CommandRow{Command::CommitGroups,          "CommitGroups",          ModuleParameters,    2,  SessionParameters,   Run::direct,   "",                                                                           "-"},
+template <> struct Entry<Command::WriteGroup>            : Row<"WriteGroup",            ModuleParameters,    0, SessionParameters,   Run::direct,   Fields<std::string /* section */, Bytes>,                                                 Unread> {};
+template <> struct Entry<Command::ReadGroup>             : Row<"ReadGroup",             ModuleParameters,    1, SessionParameters,   Run::direct,   Fields<std::string /* section */>,                                                        Fields<Bytes>> {};
+template <> struct Entry<Command::CommitGroups>          : Row<"CommitGroups",          ModuleParameters,    2, SessionParameters,   Run::direct,   Fields<>,                                                                                 Unread> {};
 
-    CommandRow{Command::GetPolicyInfo,         "GetPolicyInfo",         ModulePolicy,        2,  SessionPolicy,       Run::direct,   "",                                                                           "LSPrequest_t, LSPinfo_t"},
-    CommandRow{Command::GetSettings,           "GetSettings",           ModulePolicy,        3,  SessionPolicy,       Run::direct,   "",                                                                           "LSPsettings_t"},
-    CommandRow{Command::SetSettings,           "SetSettings",           ModulePolicy,        4,  SessionPolicy,       Run::direct,   "LSPsettings_t",                                                              "u8 applied"},
-    CommandRow{Command::ActivateCurrent,       "ActivateCurrent",       ModulePolicy,        5,  SessionPolicy,       Run::direct,   "string policy",                                                              "text, discarded"},
-    CommandRow{Command::ActivateDDP,           "ActivateDDP",           ModulePolicy,        6,  SessionPolicy,       Run::direct,   "string policy",                                                              "-"},
-    CommandRow{Command::ActivateSystem,        "ActivateSystem",        ModulePolicy,        7,  SessionPolicy,       Run::direct,   "string policy, string file",                                                 "u8 result, string message"},
-    CommandRow{Command::ViewCurrent,           "ViewCurrent",           ModulePolicy,        9,  SessionPolicy,       Run::direct,   "",                                                                           "text"},
-    CommandRow{Command::ActivateUser,          "ActivateUser",          ModulePolicy,       10,  SessionPolicy,       Run::direct,   "string user, string policy, string file",                                    "u8 result, string message"},
-    CommandRow{Command::OfferUserSettings,     "OfferUserSettings",     ModulePolicy,       12,  SessionPolicy,       Run::direct,   "string user",                                                                "-"},
-    CommandRow{Command::GetUserSettings,       "GetUserSettings",       ModulePolicy,       13,  SessionPolicy,       Run::direct,   "string user, [LSPsettings_t]",                                               "LSPsettings_t"},
-    CommandRow{Command::SetUserSettings,       "SetUserSettings",       ModulePolicy,       14,  SessionPolicy,       Run::direct,   "string user, LSPsettings_t",                                                 "u8 applied"},
-    CommandRow{Command::LoggedInUser,          "LoggedInUser",          ModulePolicy,       15,  SessionPolicy,       Run::direct,   "",                                                                           "string user"},
+template <> struct Entry<Command::GetPolicyInfo>         : Row<"GetPolicyInfo",         ModulePolicy,        2, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<LSPrequest_t, LSPinfo_t>> {};
+template <> struct Entry<Command::GetSettings>           : Row<"GetSettings",           ModulePolicy,        3, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<LSPsettings_t>> {};
+template <> struct Entry<Command::SetSettings>           : Row<"SetSettings",           ModulePolicy,        4, SessionPolicy,       Run::direct,   Fields<LSPsettings_t>,                                                                    Fields<bool>> {};
+template <> struct Entry<Command::ActivateCurrent>       : Row<"ActivateCurrent",       ModulePolicy,        5, SessionPolicy,       Run::direct,   Fields<std::string /* policy */>,                                                         Fields<Bytes>> {};
+template <> struct Entry<Command::ActivateDDP>           : Row<"ActivateDDP",           ModulePolicy,        6, SessionPolicy,       Run::direct,   Fields<std::string /* policy */>,                                                         Unread> {};
+template <> struct Entry<Command::ActivateSystem>        : Row<"ActivateSystem",        ModulePolicy,        7, SessionPolicy,       Run::direct,   Fields<std::string /* policy */, std::string /* file */>,                                 Fields<bool, std::string>> {};
+template <> struct Entry<Command::ViewCurrent>           : Row<"ViewCurrent",           ModulePolicy,        9, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<Bytes>> {};
+template <> struct Entry<Command::ActivateUser>          : Row<"ActivateUser",          ModulePolicy,       10, SessionPolicy,       Run::direct,   Fields<std::string /* user */, std::string /* policy */, std::string /* file */>,         Fields<bool, std::string>> {};
+template <> struct Entry<Command::OfferUserSettings>     : Row<"OfferUserSettings",     ModulePolicy,       12, SessionPolicy,       Run::direct,   Fields<std::string /* user */>,                                                           Unread> {};
+template <> struct Entry<Command::GetUserSettings>       : Row<"GetUserSettings",       ModulePolicy,       13, SessionPolicy,       Run::direct,   Fields<std::string /* user */, Optional<LSPsettings_t>>,                                  Fields<LSPsettings_t>> {};
+template <> struct Entry<Command::SetUserSettings>       : Row<"SetUserSettings",       ModulePolicy,       14, SessionPolicy,       Run::direct,   Fields<std::string /* user */, LSPsettings_t>,                                            Fields<bool>> {};
+template <> struct Entry<Command::LoggedInUser>          : Row<"LoggedInUser",          ModulePolicy,       15, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<std::string /* user */>> {};
 
-    CommandRow{Command::GetInterfaces,         "GetInterfaces",         ModuleInterfaces,    1,  SessionInterfaces,   Run::direct,   "",                                                                           "vector<NetInterfaceInfo>"},
-};
+template <> struct Entry<Command::GetInterfaces>         : Row<"GetInterfaces",         ModuleInterfaces,    1, SessionInterfaces,   Run::direct,   Fields<>,                                                                                 Fields<std::vector<NetInterfaceInfo>>> {};
 // clang-format on
 
-static_assert([] {
-    for (std::size_t i = 0; i < commandTable.size(); ++i) {
-        if (static_cast<std::size_t>(commandTable[i].command) != i) return false;
-    }
-    return true;
-}());
+} // namespace commands
+
+template <Command command>
+using RequestOf = typename commands::Entry<command>::Request;
+template <Command command>
+using ReplyOf = typename commands::Entry<command>::Reply;
+
+// All rows, in the order of Command. One that is missing does not compile.
+inline constexpr auto commandTable = []<std::size_t... place>(std::index_sequence<place...>) {
+    return std::array{commands::Entry<static_cast<Command>(place)>::as(static_cast<Command>(place))...};
+}
+(std::make_index_sequence<static_cast<std::size_t>(Command::GetInterfaces) + 1>());
 
 constexpr const CommandRow& commandRow(Command command) { return commandTable[static_cast<std::size_t>(command)]; }
 

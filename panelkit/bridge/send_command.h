@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // How controllers talk to the service: a short command directly, a long one with an idle hook. A controller method
-// says only what differs: which command, its fields, and how its reply is read.
+// says only what differs: which command, its fields, and how its reply is read. Fields that are not those of the
+// command's row don't compile.
 #pragma once
 
-#include <panelkit/bridge/command_stream.h>
-#include <panelkit/bridge/commands.h>
+#include <panelkit/bridge/payload.h>
 #include <panelkit/bridge/sessions_pool.h>
 
 #include <platform/bridge/bridge_session.h>
@@ -15,43 +15,52 @@
 
 namespace panelkit {
 
-// A command that is sent and answered on the calling thread, over the pooled session of its row.
-//
-//   DirectCommand command(Command::TokenLogout);
-//   return command.with(token).send();
-class DirectCommand {
+// A request that is sent and answered on the calling thread: what all DirectCommands have in common.
+class DirectRequest {
 public:
-    explicit DirectCommand(Command command)
-        : DirectCommand(command, SessionsPool::GetSession(commandRow(command).session)) {}
-    // Over the session that an earlier command of the same operation took; it may be null.
-    DirectCommand(Command command, BridgeSession* session) : row_(commandRow(command)), session_(session) {}
-    ~DirectCommand(); // wipes the request, which may have carried a secret
-    DirectCommand(const DirectCommand&) = delete;
-    DirectCommand& operator=(const DirectCommand&) = delete;
+    ~DirectRequest(); // wipes the request, which may have carried a secret
+    DirectRequest(const DirectRequest&) = delete;
+    DirectRequest& operator=(const DirectRequest&) = delete;
 
     // Null when no session can be opened; send() then answers false and sends nothing.
     BridgeSession* session() const { return session_; }
 
-    // Appends the fields to the request.
-    template <class... Fields>
-    DirectCommand& with(const Fields&... fields) {
-        CommandStreamOut(request_).append(fields...);
-        return *this;
-    }
-
-    // Appends bytes that are in stream form already.
-    DirectCommand& withEncoded(std::string_view bytes) {
-        request_ += bytes;
-        return *this;
-    }
-
     // True when the module answered. `reply` is null when no answer is wanted.
     bool send(std::string* reply = nullptr);
+
+protected:
+    DirectRequest(const CommandRow& row, BridgeSession* session) : row_(row), session_(session) {}
+
+    std::string request_;
 
 private:
     const CommandRow& row_;
     BridgeSession* session_;
-    std::string request_;
+};
+
+// A command over the pooled session of its row.
+//
+//   return DirectCommand<Command::TokenLogout>().with(token).send();
+template <Command command>
+class DirectCommand : public DirectRequest {
+public:
+    DirectCommand() : DirectCommand(SessionsPool::GetSession(commandRow(command).session)) {}
+    // Over the session that an earlier command of the same operation took; it may be null.
+    explicit DirectCommand(BridgeSession* session) : DirectRequest(commandRow(command), session) {}
+
+    // Writes the request: all its fields, in one call.
+    template <class... Given>
+    DirectCommand& with(const Given&... given) {
+        appendRequest<command>(request_, given...);
+        return *this;
+    }
+
+    // Reads the first fields of the reply, or all of them.
+    template <class... Given>
+    static void read(const std::string& reply, Given&... fields) {
+        readReply<command>(reply, fields...);
+    }
+    static bool readStatus(const std::string& reply) { return panelkit::readStatus<command>(reply); }
 };
 
 // A session that is ours alone while a long command runs.
@@ -74,16 +83,18 @@ private:
 // A command that runs while `idle` is called. The session may be null: it then fails without sending.
 //
 //   const LockedSession session(SessionTokens);
-//   ProgressCommand command(Command::TokensReloadAll, session.get(), *this);
-//   return command.execute();
+//   ProgressCommand<Command::TokensReloadAll> reload(session.get(), *this);
+//   return reload.execute();
+template <Command command>
 class ProgressCommand {
 public:
-    ProgressCommand(Command command, BridgeSession* session, SendCommandProgress::IdleLoop& idle)
+    ProgressCommand(BridgeSession* session, SendCommandProgress::IdleLoop& idle)
         : progress_(session, commandRow(command).module, commandRow(command).code, &idle) {}
 
-    template <class... Fields>
-    ProgressCommand& with(const Fields&... fields) {
-        CommandStreamOut(progress_.payload).append(fields...);
+    // Writes the request: all its fields, in one call.
+    template <class... Given>
+    ProgressCommand& with(const Given&... given) {
+        appendRequest<command>(progress_.payload, given...);
         return *this;
     }
 
@@ -95,12 +106,15 @@ public:
     // Valid after execute() gave true.
     const std::string& reply() const { return progress_.reply; }
 
+    // Reads the first fields of the reply, or all of them.
+    template <class... Given>
+    void read(Given&... fields) const {
+        readReply<command>(reply(), fields...);
+    }
+    bool readStatus() const { return panelkit::readStatus<command>(reply()); }
+
 private:
     SendCommandProgress progress_;
 };
-
-// The status byte that acting commands answer first: success is 1 and nothing else. An empty reply throws
-// "CommandStreamError".
-bool readStatus(const std::string& reply);
 
 } // namespace panelkit

@@ -8,17 +8,24 @@
 #include <platform/system/wipe.h>
 
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 using panelkit::Command;
 using panelkit::ProgressCommand;
+using panelkit::ReplyOf;
 using PKCS11::TokenInfo;
 
 namespace {
 
-// Reads as many pairs into parallel vectors, in place.
-template <class Object>
-void readPairs(CommandStreamIn& in, std::uint32_t count, std::vector<Object>& objects, std::vector<TokenInfo>& tokens) {
+using panelkit::Fields;
+using panelkit::Pairs;
+
+// Reads the pairs that a reply begins with into parallel vectors, in place.
+template <class Count, class Object, class... More>
+void readPairs(CommandStreamIn& in, Fields<Pairs<Count, TokenInfo, Object>, More...>, std::vector<Object>& objects,
+               std::vector<TokenInfo>& tokens) {
+    const std::uint32_t count = in.readCount<Count>();
     objects.resize(count);
     tokens.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) in >> tokens[i] >> objects[i];
@@ -35,10 +42,10 @@ void appendPair(CommandStreamIn& in, std::vector<Object>& objects, std::vector<T
 }
 
 // The four bytes with which most acting commands are answered, whatever their value.
-template <class Result>
-Result readResult(const std::string& reply) {
-    Result result{};
-    CommandStreamIn(reply) >> result;
+template <Command command, class Result>
+Result resultOf(ProgressCommand<command>& ready, Result notCarriedOut) {
+    Result result = notCarriedOut;
+    if (ready.execute()) ready.read(result);
     return result;
 }
 
@@ -78,18 +85,18 @@ void VpnCertsCLIController::OnExecuteCommand(const SendCommandProgress& progress
 
 bool VpnCertsController::EnumCertificates(std::int32_t selector, std::vector<CertInfo>& certificates,
                                           std::vector<TokenInfo>& tokens) {
-    ProgressCommand command(Command::EnumCertificates, session_, *this);
+    ProgressCommand<Command::EnumCertificates> command(session_, *this);
     if (!command.with(selector).executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, in.readCount<std::int32_t>(), certificates, tokens);
+    readPairs(in, ReplyOf<Command::EnumCertificates>(), certificates, tokens);
     return true;
 }
 
 bool VpnCertsController::EnumCRLs(std::vector<CRLInfo>& crls, std::vector<TokenInfo>& tokens) {
-    ProgressCommand command(Command::EnumCRLs, session_, *this);
+    ProgressCommand<Command::EnumCRLs> command(session_, *this);
     if (!command.executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, in.readCount(), crls, tokens);
+    readPairs(in, ReplyOf<Command::EnumCRLs>(), crls, tokens);
     // A service may send more pairs than it counted, a count of 0 included. They are lists like the others: whoever
     // stopped at the count would not show revocations that are in force.
     while (in.position() < in.size()) appendPair(in, crls, tokens);
@@ -97,23 +104,23 @@ bool VpnCertsController::EnumCRLs(std::vector<CRLInfo>& crls, std::vector<TokenI
 }
 
 bool VpnCertsController::EnumPresharedKeys(std::vector<PresharedKeyInfo>& keys, std::vector<TokenInfo>& tokens) {
-    ProgressCommand command(Command::EnumPresharedKeys, session_, *this);
+    ProgressCommand<Command::EnumPresharedKeys> command(session_, *this);
     if (!command.executeForData()) return false;
     CommandStreamIn in(command.reply());
-    readPairs(in, in.readCount<std::int32_t>(), keys, tokens);
+    readPairs(in, ReplyOf<Command::EnumPresharedKeys>(), keys, tokens);
     return true;
 }
 
 // The one listing of the tokens' module here, and the one for which an empty reply is malformed.
 bool VpnCertsController::GetTokensList(std::vector<TokenInfo>& tokens) {
-    ProgressCommand command(Command::EnumProviderTokens, session_, *this);
+    ProgressCommand<Command::EnumProviderTokens> command(session_, *this);
     if (!command.execute()) return false;
-    CommandStreamIn(command.reply()) >> tokens;
+    command.read(tokens);
     return true;
 }
 
 bool VpnCertsController::ReloadAll(bool flag) {
-    return ProgressCommand(Command::CertsReloadAll, session_, *this).with(flag).execute();
+    return ProgressCommand<Command::CertsReloadAll>(session_, *this).with(flag).execute();
 }
 
 // ---- from a file, and into one
@@ -126,38 +133,39 @@ ParseCertFileResult VpnCertsController::ParseCertFile(const char* path, const ch
     const platform::WipeOnExit wiped(content); // it may hold a private key
     if (!panelkit::readCertFile(path, content)) return ParseCertFileResult::fileUnreadable;
 
-    ProgressCommand command(Command::ParseCertFile, session_, *this);
+    ProgressCommand<Command::ParseCertFile> command(session_, *this);
     if (!command.with(content, std::string_view(text)).execute()) return ParseCertFileResult::notCarriedOut;
-    CommandStreamIn in(command.reply());
     ParseCertFileResult result{};
-    in >> result;
-    if (result == ParseCertFileResult::success) in >> tokens >> certificates >> crls;
+    command.read(result);
+    if (result == ParseCertFileResult::success) command.read(result, tokens, certificates, crls);
     return result;
 }
 
 ImportCertResult VpnCertsController::ImportCertificate(const TokenInfo& token, std::uint32_t item, CertImportMode mode,
                                                        bool flag, const char* text) {
-    ProgressCommand command(Command::ImportCertificate, session_, *this);
-    command.with(token, item, mode, flag);
+    ProgressCommand<Command::ImportCertificate> command(session_, *this);
     // No text adds nothing: the service tells it from an empty one by the length of the request.
-    if (text) command.with(std::string_view(text));
-    return command.execute() ? readResult<ImportCertResult>(command.reply()) : ImportCertResult::notCarriedOut;
+    if (text) {
+        command.with(token, item, mode, flag, std::string_view(text));
+    } else {
+        command.with(token, item, mode, flag);
+    }
+    return resultOf(command, ImportCertResult::notCarriedOut);
 }
 
 ImportCRLResult VpnCertsController::ImportCRL(const TokenInfo& token, std::uint32_t item) {
-    ProgressCommand command(Command::ImportCRL, session_, *this);
-    const bool answered = command.with(token, item).execute();
-    return answered ? readResult<ImportCRLResult>(command.reply()) : ImportCRLResult::notCarriedOut;
+    ProgressCommand<Command::ImportCRL> command(session_, *this);
+    return resultOf(command.with(token, item), ImportCRLResult::notCarriedOut);
 }
 
 ExportCertResult VpnCertsController::ExportCertificate(const TokenInfo& token, const CertInfo& certificate,
                                                        CertExportFormat format, const std::string& text, bool flag1,
                                                        bool flag2, std::string& content) {
-    ProgressCommand command(Command::ExportCertificate, session_, *this);
+    ProgressCommand<Command::ExportCertificate> command(session_, *this);
     command.with(token, certificate, format, text, flag1, flag2);
     if (!command.execute()) return ExportCertResult::notCarriedOut;
     ExportCertResult result{};
-    CommandStreamIn(command.reply()) >> result >> content;
+    command.read(result, content);
     return result;
 }
 
@@ -165,20 +173,22 @@ ExportCertResult VpnCertsController::ExportCertificate(const TokenInfo& token, c
 
 bool VpnCertsController::GetCertDetails(const TokenInfo& token, CertInfo& certificate, CertExtentions& details,
                                         std::string& text) {
-    ProgressCommand command(Command::GetCertDetails, session_, *this);
+    ProgressCommand<Command::GetCertDetails> command(session_, *this);
     if (!command.with(token, certificate).executeForData()) return false;
-    CommandStreamIn(command.reply()) >> certificate >> details >> text;
+    command.read(certificate, details, text);
     return true;
 }
 
 bool VpnCertsController::GetCertChain(const TokenInfo& token, const CertInfo& certificate,
                                       std::vector<TokenInfo>& tokens, std::vector<CertInfo>& chain) {
-    ProgressCommand command(Command::GetCertChain, session_, *this);
+    ProgressCommand<Command::GetCertChain> command(session_, *this);
     command.with(token, certificate); // first: they may be elements of what is emptied now
     tokens.clear();
     chain.clear();
     if (!command.executeForData()) return false;
     CommandStreamIn in(command.reply());
+    using Row = Fields<std::uint32_t, Pairs<std::int32_t, TokenInfo, CertInfo>>;
+    static_assert(std::is_same_v<ReplyOf<Command::GetCertChain>, Row>);
     std::uint32_t unused{};
     std::int32_t count{};
     in >> unused >> count;
@@ -188,10 +198,10 @@ bool VpnCertsController::GetCertChain(const TokenInfo& token, const CertInfo& ce
 
 bool VpnCertsController::VerifyCert(const TokenInfo& token, const CertInfo& certificate, std::int32_t value,
                                     std::string* text) {
-    ProgressCommand command(Command::VerifyCert, session_, *this);
+    ProgressCommand<Command::VerifyCert> command(session_, *this);
     if (!command.with(token, certificate, value).executeForData()) return false;
     bool verified = false;
-    CommandStreamIn(command.reply()) >> verified >> *text;
+    command.read(verified, *text);
     return verified;
 }
 
@@ -199,38 +209,38 @@ bool VpnCertsController::VerifyCert(const TokenInfo& token, const CertInfo& cert
 
 bool VpnCertsController::CreatePresharedKey(const TokenInfo& token, const std::string& first,
                                             const std::string& second) {
-    ProgressCommand command(Command::CreatePresharedKey, session_, *this);
-    return command.with(token, first, second).execute() && panelkit::readStatus(command.reply());
+    ProgressCommand<Command::CreatePresharedKey> command(session_, *this);
+    return command.with(token, first, second).execute() && command.readStatus();
 }
 
 bool VpnCertsController::DeletePresharedKey(const TokenInfo& token, const PresharedKeyInfo& key) {
-    return ProgressCommand(Command::DeletePresharedKey, session_, *this).with(token, key).execute();
+    return ProgressCommand<Command::DeletePresharedKey>(session_, *this).with(token, key).execute();
 }
 
 bool VpnCertsController::DeleteCertificate(const TokenInfo& token, const CertInfo& certificate) {
-    return ProgressCommand(Command::DeleteCertificate, session_, *this).with(token, certificate).execute();
+    return ProgressCommand<Command::DeleteCertificate>(session_, *this).with(token, certificate).execute();
 }
 
 bool VpnCertsController::DeleteCRL(const TokenInfo& token, const CRLInfo& crl) {
-    return ProgressCommand(Command::DeleteCRL, session_, *this).with(token, crl).execute();
+    return ProgressCommand<Command::DeleteCRL>(session_, *this).with(token, crl).execute();
 }
 
 bool VpnCertsController::GetCertRequestKeyInfo(const TokenInfo& token, std::vector<CertRequestKeyInfo>& choices) {
-    ProgressCommand command(Command::GetCertRequestKeyInfo, session_, *this);
+    ProgressCommand<Command::GetCertRequestKeyInfo> command(session_, *this);
     if (!command.with(token).execute()) return false;
-    CommandStreamIn(command.reply()) >> choices;
+    command.read(choices);
     return true;
 }
 
 MakeCertRequestResult VpnCertsController::MakeCertRequest(const TokenInfo& token, const CertRequestInfo& info,
                                                           std::string& request) {
     if (!session_) return MakeCertRequestResult::notCarriedOut;
-    ProgressCommand command(Command::MakeCertRequest, session_, *this);
+    ProgressCommand<Command::MakeCertRequest> command(session_, *this);
     {
         const UnlimitedWait waiting(*session_);
         if (!command.with(token, info).execute()) return MakeCertRequestResult::notCarriedOut;
     }
     MakeCertRequestResult result{};
-    CommandStreamIn(command.reply()) >> result >> request;
+    command.read(result, request);
     return result;
 }

@@ -39,7 +39,7 @@ ParamGroup::~ParamGroup() { platform::wipe(snapshot); }
 bool ParamGroup::load() {
     std::string reply;
     const platform::WipeOnExit wipeReply(reply);
-    if (!DirectCommand(Command::ReadGroup).with(std::string_view(name)).send(&reply)) return false;
+    if (!DirectCommand<Command::ReadGroup>().with(std::string_view(name)).send(&reply)) return false;
     CommandStreamIn in(reply);
     load(in);
     return true;
@@ -54,12 +54,13 @@ void ParamGroup::load(CommandStreamIn& in) {
 }
 
 bool ParamGroup::save() const {
-    DirectCommand command(Command::WriteGroup);
+    DirectCommand<Command::WriteGroup> command;
     if (!command.session()) return false;
     std::string request = writeRequest(*this);
     const platform::WipeOnExit wipeRequest(request);
     if (request == snapshot) return true;
-    const bool written = command.withEncoded(request).send();
+    const std::string_view section = name, body = std::string_view(request).substr(4 + section.size());
+    const bool written = command.with(section, panelkit::Encoded{body}).send();
     if (written) traceChange();
     return written;
 }
@@ -70,7 +71,7 @@ void ParamGroup::save(CommandStreamOut& out) const {
 
 Constraint::Constraint(ParamGroup& owner) : group(&owner) { owner.constraints.push_back(this); }
 
-bool writeToDisk() { return DirectCommand(Command::CommitGroups).send(); }
+bool writeToDisk() { return DirectCommand<Command::CommitGroups>().send(); }
 
 TraceChanges_t::TraceChanges_t() { currentTracker = this; }
 TraceChanges_t::~TraceChanges_t() { currentTracker = nullptr; }

@@ -15,14 +15,13 @@ using LSPcmd::LSPsettings_t;
 using panelkit::Command;
 using panelkit::DirectCommand;
 using panelkit::PolicyLock;
-using panelkit::readStatus;
 using panelkit::text;
 using panelkit::Text;
 
 bool LSPController::cmdViewCurrent(std::string& text) {
     const PolicyLock lock;
     std::string reply;
-    if (!DirectCommand(Command::ViewCurrent).send(&reply)) return false;
+    if (!DirectCommand<Command::ViewCurrent>().send(&reply)) return false;
     text = std::move(reply);
     return true;
 }
@@ -34,14 +33,14 @@ bool LSPController::cmdGetPolicyInfo(LSPinfo_t& info, LSPrequest_t& required, st
     std::string reply;
     const auto ask = [&] {
         const PolicyLock lock; // for the exchange alone: the answer is read and told without it
-        return DirectCommand(Command::GetPolicyInfo).send(&reply);
+        return DirectCommand<Command::GetPolicyInfo>().send(&reply);
     };
     if (!ask()) {
         if (text) *text = getDisconnectString();
         if (state) *state = LSPrequest_t::noAnswer;
         return false;
     }
-    CommandStreamIn(reply) >> required >> info;
+    panelkit::readReply<Command::GetPolicyInfo>(reply, required, info);
     LSPrequest_t::InfoType found = panelkit::policyState(info);
     if (text && longForm) {
         std::string diagnosis;
@@ -56,39 +55,45 @@ bool LSPController::cmdGetPolicyInfo(LSPinfo_t& info, LSPrequest_t& required, st
 
 bool LSPController::cmdGetSettings(LSPsettings_t* settings) {
     const PolicyLock lock;
+    DirectCommand<Command::GetSettings> command;
     std::string reply;
-    if (!DirectCommand(Command::GetSettings).send(&reply)) return false;
-    CommandStreamIn(reply) >> *settings;
+    if (!command.send(&reply)) return false;
+    command.read(reply, *settings);
     return true;
 }
 
 bool LSPController::cmdSetSettings(const LSPsettings_t& settings, bool& applied) {
     const PolicyLock lock;
+    DirectCommand<Command::SetSettings> command;
     std::string reply;
-    if (!DirectCommand(Command::SetSettings).with(settings).send(&reply)) return false;
-    applied = readStatus(reply);
+    if (!command.with(settings).send(&reply)) return false;
+    command.read(reply, applied);
     return true;
 }
 
 bool LSPController::cmdGetUserSettings(const std::string& user, LSPsettings_t* settings) {
     const PolicyLock lock;
-    DirectCommand offer(Command::OfferUserSettings);
+    DirectCommand<Command::OfferUserSettings> offer;
     if (!offer.session()) return false;
-    DirectCommand command(Command::GetUserSettings, offer.session());
-    command.with(user);
+    DirectCommand<Command::GetUserSettings> command(offer.session());
     // Whatever becomes of the offer, the service is asked: it may have settings of its own.
-    if (user.empty() && offer.with(user).send() && panelkit::readUserSettings(*settings)) command.with(*settings);
+    if (user.empty() && offer.with(user).send() && panelkit::readUserSettings(*settings)) {
+        command.with(user, *settings);
+    } else {
+        command.with(user);
+    }
     std::string reply;
     if (!command.send(&reply)) return false;
-    CommandStreamIn(reply) >> *settings;
+    command.read(reply, *settings);
     return true;
 }
 
 bool LSPController::cmdSetUserSettings(const std::string& user, const LSPsettings_t& settings, bool& applied) {
     const PolicyLock lock;
+    DirectCommand<Command::SetUserSettings> command;
     std::string reply;
-    if (!DirectCommand(Command::SetUserSettings).with(user, settings).send(&reply)) return false;
-    applied = readStatus(reply);
+    if (!command.with(user, settings).send(&reply)) return false;
+    command.read(reply, applied);
     return true;
 }
 
@@ -99,9 +104,10 @@ bool LSPController::requestIsUser() {
 
 bool LSPController::cmdIsOtherUserLoggedIn(std::string user, std::string& loggedIn) {
     const PolicyLock lock;
+    DirectCommand<Command::LoggedInUser> command;
     std::string reply;
-    if (!DirectCommand(Command::LoggedInUser).send(&reply)) return false;
-    CommandStreamIn(reply) >> loggedIn;
+    if (!command.send(&reply)) return false;
+    command.read(reply, loggedIn);
     if (loggedIn.empty()) return false;
     if (user.empty()) user = curproc_userName();
     return user != loggedIn;

@@ -46,13 +46,6 @@ std::optional<std::string> readPolicyFile(const LSPsettings_t& settings) {
     }
 }
 
-// The result byte and the words behind it.
-bool readVerdict(const std::string& reply, std::string& words) {
-    bool success = false;
-    CommandStreamIn(reply) >> success >> words;
-    return success;
-}
-
 } // namespace
 
 PolicyLock::PolicyLock() : held_(policyMutex()) {}
@@ -62,13 +55,13 @@ PolicyLock::PolicyLock() : held_(policyMutex()) {}
 bool LSPController::cmdActivateCurrent(std::string&, const std::string& policyName) {
     const PolicyLock lock;
     std::string discarded;
-    return DirectCommand(Command::ActivateCurrent).with(policyName).send(&discarded);
+    return DirectCommand<Command::ActivateCurrent>().with(policyName).send(&discarded);
 }
 
 bool LSPController::cmdActivateDDP(const std::string& policyName) {
     const PolicyLock lock;
     panelkit::writeActive(false); // first, so that it is cleared even when the service is away
-    return DirectCommand(Command::ActivateDDP).with(policyName).send();
+    return DirectCommand<Command::ActivateDDP>().with(policyName).send();
 }
 
 bool LSPController::cmdActivateSystem(std::string& message, const std::string& policyName) {
@@ -79,9 +72,13 @@ bool LSPController::cmdActivateSystem(std::string& message, const std::string& p
     const PolicyLock lock;
     const bool wasActive = panelkit::readActive();
     if (wasActive) panelkit::writeActive(false);
-    DirectCommand command(Command::ActivateSystem);
+    DirectCommand<Command::ActivateSystem> command;
     std::string reply;
-    if (command.with(policyName, content).send(&reply)) return panelkit::readVerdict(reply, message);
+    if (command.with(policyName, content).send(&reply)) {
+        bool success = false;
+        command.read(reply, success, message);
+        return success;
+    }
     if (wasActive && command.session() && command.session()->failedForWantOfService()) panelkit::writeActive(true);
     return false;
 }
@@ -97,15 +94,16 @@ bool LSPController::cmdActivateUser(const std::string& user, std::string& messag
 
     const PolicyLock lock;
     panelkit::writeActive(true);
-    DirectCommand command(Command::ActivateUser);
+    DirectCommand<Command::ActivateUser> command;
     if (!command.session()) {
         message += text(Text::cantOpenBridgeSession);
         return false;
     }
     std::string reply;
     if (command.with(user, policyName, content.value_or("")).send(&reply)) {
+        bool success = false;
         std::string words;
-        const bool success = panelkit::readVerdict(reply, words);
+        command.read(reply, success, words);
         message += words;
         return success;
     }

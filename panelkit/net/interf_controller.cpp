@@ -10,9 +10,10 @@ using panelkit::DirectCommand;
 // NOLINTNEXTLINE(readability-convert-member-functions-to-static): front ends hold a controller for it, as for the
 // others
 bool InterfController::getInterfaces(std::vector<NetInterfaceInfo>& out) {
+    DirectCommand<Command::GetInterfaces> command;
     std::string reply;
-    if (!DirectCommand(Command::GetInterfaces).send(&reply)) return false;
-    CommandStreamIn(reply) >> out;
+    if (!command.send(&reply)) return false;
+    command.read(reply, out);
     return true;
 }
 

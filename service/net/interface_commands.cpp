@@ -4,6 +4,7 @@
 #include <service/base/call.h>
 #include <service/base/refused.h>
 
+#include <panelkit/bridge/payload.h>
 #include <panelkit/format/hex_text.h>
 #include <platform/system/interfaces.h>
 #include <vocabulary/interfaces.h>
@@ -47,7 +48,7 @@ std::string InterfaceCommands::list(Call&) {
     } catch (const std::system_error& error) {
         throw RefusedError(Refused::deviceError, "the system does not list its network interfaces").because(error);
     }
-    return encoded(interfaces);
+    return panelkit::encodeReply<panelkit::Command::GetInterfaces>(interfaces);
 }
 
 } // namespace panelkitd

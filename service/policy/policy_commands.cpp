@@ -5,6 +5,7 @@
 #include <service/base/refused.h>
 #include <service/policy/activation.h>
 
+#include <panelkit/bridge/payload.h>
 #include <platform/system/accounts.h>
 #include <platform/system/utf8_character.h>
 #include <vocabulary/policy.h>
@@ -15,6 +16,8 @@
 namespace panelkitd {
 
 using LSPcmd::LSPsettings_t;
+using panelkit::Command;
+using panelkit::encodeReply;
 using vocabulary::Refused;
 
 namespace {
@@ -98,7 +101,7 @@ void refuseUnlessActivated(const Policies::Outcome& outcome) {
 std::string PolicyCommands::info(Call& call) {
     const Policies::Report report = policies_.report();
     call.remarks = report.remarks;
-    return encoded(report.required, report.info);
+    return encodeReply<Command::GetPolicyInfo>(report.required, report.info);
 }
 
 std::string PolicyCommands::view(Call& call) {
@@ -114,7 +117,7 @@ std::string PolicyCommands::view(Call& call) {
 // Whose policy is required is logged in, for a front end that asks before it takes that away.
 std::string PolicyCommands::loggedInUser(Call&) {
     const WantedPolicy required = policies_.required();
-    return encoded(required.userId.empty() ? std::string() : accountName(required.userId));
+    return encodeReply<Command::LoggedInUser>(required.userId.empty() ? std::string() : accountName(required.userId));
 }
 
 // ---- activation
@@ -157,7 +160,7 @@ std::string PolicyCommands::activateSystem(Call& call) {
     const auto outcome = policies_.activateSystem(content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
     call.remarks = outcome.remarks;
-    return encoded(outcome.activated, outcome.message);
+    return encodeReply<Command::ActivateSystem>(outcome.activated, outcome.message);
 }
 
 std::string PolicyCommands::activateUser(Call& call) {
@@ -168,16 +171,16 @@ std::string PolicyCommands::activateUser(Call& call) {
     const auto outcome = policies_.activateUser(user, content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
     call.remarks = outcome.remarks;
-    return encoded(outcome.activated, outcome.message);
+    return encodeReply<Command::ActivateUser>(outcome.activated, outcome.message);
 }
 
 // ---- settings
 
-std::string PolicyCommands::settings(Call&) { return encoded(policies_.systemSettings()); }
+std::string PolicyCommands::settings(Call&) { return encodeReply<Command::GetSettings>(policies_.systemSettings()); }
 
 std::string PolicyCommands::setSettings(Call& call) {
     policies_.setSystemSettings(readSettings(call));
-    return success;
+    return encodeReply<Command::SetSettings>(true);
 }
 
 // Asks whether the settings in the user's own file are of interest. They are not once settings were set: a file that
@@ -194,13 +197,13 @@ std::string PolicyCommands::offerUserSettings(Call& call) {
 std::string PolicyCommands::userSettings(Call& call) {
     const PolicyUser user = readUser(call);
     if (call.in.position() < call.in.size()) policies_.offerUserSettings(user, readSettings(call));
-    return encoded(policies_.userSettings(user.id));
+    return encodeReply<Command::GetUserSettings>(policies_.userSettings(user.id));
 }
 
 std::string PolicyCommands::setUserSettings(Call& call) {
     const PolicyUser user = readUser(call);
     policies_.setUserSettings(user, readSettings(call));
-    return success;
+    return encodeReply<Command::SetUserSettings>(true);
 }
 
 } // namespace panelkitd

@@ -28,7 +28,7 @@ protected:
 
     CertVerbs() {
         using panelkit::Command;
-        service.on(Command::EnumProviderTokens, Reaction::reply(encoded(std::vector<TokenInfo>{office, home})));
+        service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{office, home});
         listCertificates({{office, gate}, {office, authority}, {home, old}});
         service.on(Command::GetCertDetails,
                    Reaction::reply(encoded(gate, details, std::string("line 1\nline\x1B 2\n"))));

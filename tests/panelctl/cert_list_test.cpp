@@ -108,7 +108,7 @@ TEST_F(CertVerbs, FindACertificateByWhateverAPersonHas) {
         const bool isGate = request.payload == encoded(office, gate);
         return Reaction::reply(encoded(isGate ? gate : old, isGate ? details : CertExtentions(), std::string()));
     });
-    service.on(Command::VerifyCert, Reaction::reply(encoded(true, std::string("good"))));
+    service.answer<Command::VerifyCert>(true, std::string("good"));
     for (const char* name : {"gate, west", "CN=gate\\, west,O=Büro", "0a:1b", "A1B", "11111111aaaa", "gate key", "WEST",
                              "pkcs11:token=Office;object=gate%20key", "pkcs11:id=%C3%A4;type=cert"}) {
         const auto result = run({"cert", "verify", name});
@@ -127,7 +127,7 @@ TEST_F(CertVerbs, FindACertificateByWhateverAPersonHas) {
 
 TEST_F(CertVerbs, TellOneOnTwoTokensApartByTheToken) {
     listCertificates({{office, gate}, {home, gate}, {home, gate}});
-    service.on(Command::VerifyCert, Reaction::reply(encoded(true, std::string())));
+    service.answer<Command::VerifyCert>(true, std::string());
     expectError(run({"cert", "verify", "0A1B"}), 11, "on token \"東京\"");
     EXPECT_EQ(run({"cert", "verify", "0A1B", "--token", "B2"}).status, 0) << "a twin on one token is the same";
     EXPECT_EQ(sent(Command::VerifyCert), encoded(home, gate, 0));
@@ -173,7 +173,7 @@ TEST_F(CertVerbs, ShowTheChainAndSayWhereItBreaksOff) {
 
 TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {
     namespace flag = vocabulary::verifyFlag;
-    service.on(Command::VerifyCert, Reaction::reply(encoded(true, std::string("gate\nRoot"))));
+    service.answer<Command::VerifyCert>(true, std::string("gate\nRoot"));
     EXPECT_EQ(run({"cert", "verify", "0A1B"}).output, "Certificate \"gate, west\" passed verification.\ngate\nRoot\n");
     run({"cert", "verify", "0A1B", "--purpose", "tls-server", "--crl-required"});
     EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, std::uint32_t{2 | flag::crlRequired}));
@@ -181,7 +181,7 @@ TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {
     EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, std::uint32_t{1 | flag::noRevocation}));
     expectError(run({"cert", "verify", "0A1B", "--purpose", "cofee"}), 2, "cofee");
 
-    service.on(Command::VerifyCert, Reaction::reply(encoded(false, std::string("it is revoked"))));
+    service.answer<Command::VerifyCert>(false, std::string("it is revoked"));
     expectError(run({"cert", "verify", "0A1B"}), 60, "certificate \"gate, west\" failed verification: it is revoked");
     const auto json = run({"cert", "verify", "0A1B", "--json"});
     EXPECT_EQ(json.status, 60);

@@ -138,7 +138,7 @@ TEST_F(AtATerminal, NeitherDevicesNorPipesAreImported) {
 }
 
 TEST_F(AtATerminal, AnExportedFileIsItsOwnersAlone) {
-    service.on(Command::ExportCertificate, Reaction::reply(encoded(std::uint32_t{0}, std::string("pem"))));
+    service.answer<Command::ExportCertificate>(ExportCertResult{}, std::string("pem"));
     const std::string file = folder.file("gate.pem");
     EXPECT_EQ(run({"cert", "export", "0A1B", "--output", file}).status, 0);
     struct stat status {};

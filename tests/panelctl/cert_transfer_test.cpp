@@ -109,7 +109,7 @@ TEST_F(FileVerbs, SayThatAPasswordIsNeeded) {
 
 TEST_F(FileVerbs, ExportRawBytesOrANewFile) {
     const std::string bytes("\0\xFF\n\x1B", 4);
-    service.on(Command::ExportCertificate, Reaction::reply(encoded(std::uint32_t{0}, bytes)));
+    service.answer<Command::ExportCertificate>(ExportCertResult{}, bytes);
     EXPECT_EQ(run({"cert", "export", "0A1B", "--format", "der"}).output, bytes);
     EXPECT_EQ(sent(Command::ExportCertificate),
               encoded(office, gate, vocabulary::CertExport::der, std::string(), false, false));

@@ -48,14 +48,14 @@ TEST_F(FileVerbs, ListImportAndDeleteCrls) {
 TEST_F(FileVerbs, CreateAndDeletePresharedKeys) {
     service.on(Command::EnumPresharedKeys, Reaction::reply(pairs<PresharedKeyInfo>(
                                                {{office, {"site a"}}, {home, {"site a"}}, {home, {"site b"}}})));
-    service.on(Command::CreatePresharedKey, Reaction::reply(encoded(true)));
+    service.answer<Command::CreatePresharedKey>(true);
     service.on(Command::DeletePresharedKey, Reaction::reply(""));
     EXPECT_EQ(run({"psk", "list"}).output, "NAME    TOKEN\nsite a  Office\nsite a  東京\nsite b  東京\n");
     const auto created = run({"psk", "create", "site c", "--token", "A1", "--value-stdin"}, "ke y=1\n");
     EXPECT_EQ(created.status, 0) << created.error;
     EXPECT_EQ(sent(Command::CreatePresharedKey), encoded(office, std::string("site c"), std::string("ke y=1")));
     EXPECT_THAT(created.output + created.error, Not(HasSubstr("ke y=1")));
-    service.on(Command::CreatePresharedKey, Reaction::reply(encoded(false)));
+    service.answer<Command::CreatePresharedKey>(false);
     expectError(run({"psk", "create", "site c", "--token", "A1", "--value-stdin"}, "x\n"), 40, "gave no reason");
 
     expectError(run({"psk", "delete", "site a", "--yes"}), 11, "  \"site a\" on token \"東京\"");
@@ -72,8 +72,8 @@ protected:
         const std::vector<CertRequestKeyInfo> choices{
             {vocabulary::keyType::rsa, {1024, 2048, 4096}, {vocabulary::digest::sha256, vocabulary::digest::sha512}},
             {vocabulary::keyType::ec, {256, 384}, {vocabulary::digest::sha384}}};
-        service.on(Command::GetCertRequestKeyInfo, Reaction::reply(encoded(choices)));
-        service.on(Command::MakeCertRequest, Reaction::reply(encoded(std::uint32_t{0}, std::string("request\n"))));
+        service.answer<Command::GetCertRequestKeyInfo>(choices);
+        service.answer<Command::MakeCertRequest>(MakeCertRequestResult{}, std::string("request\n"));
     }
 };
 

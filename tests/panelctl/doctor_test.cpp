@@ -34,9 +34,7 @@ protected:
         hasTokens(flag::initialized | flag::userPinInitialized);
         hasCertificate(400);
     }
-    void hasProviders(const std::vector<ProviderInfo>& providers) {
-        service.on(Command::EnumProviders, Reaction::reply(encoded(providers)));
-    }
+    void hasProviders(const std::vector<ProviderInfo>& providers) { service.answer<Command::EnumProviders>(providers); }
     void hasTokens(std::uint32_t flags) {
         service.on(Command::EnumProviderTokens,
                    Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}})));

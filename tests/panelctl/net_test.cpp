@@ -24,7 +24,7 @@ class PanelctlNet : public testing::Test {
 protected:
     platform::ChildResult list(const std::vector<NetInterfaceInfo>& interfaces,
                                const std::vector<std::string>& more = {}) {
-        service.on(Command::GetInterfaces, Reaction::reply(encoded(interfaces)));
+        service.answer<Command::GetInterfaces>(interfaces);
         std::vector<std::string> arguments{"net", "list"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         return panelctl(service.endpoint(), arguments);

@@ -39,11 +39,11 @@ protected:
         EXPECT_EQ(result.output, "");
     }
     void answerPolicy(const LSPrequest_t& required, const LSPinfo_t& info) {
-        service.on(Command::GetPolicyInfo, Reaction::reply(encoded(required, info)));
+        service.answer<Command::GetPolicyInfo>(required, info);
     }
     void answerSettings(const LSPsettings_t& settings) {
-        service.on(Command::GetSettings, Reaction::reply(encoded(settings)));
-        service.on(Command::GetUserSettings, Reaction::reply(encoded(settings)));
+        service.answer<Command::GetSettings>(settings);
+        service.answer<Command::GetUserSettings>(settings);
         service.on(Command::OfferUserSettings, Reaction::reply(""));
     }
     panelkit::testing::Received last() {
@@ -147,8 +147,8 @@ TEST_F(PanelctlPolicy, ExplainsInWhatThePolicyInForceIsAnother) {
 
 TEST_F(PanelctlPolicy, ActivatesEachPolicy) {
     answerSettings({});
-    service.on(Command::ActivateSystem, Reaction::reply(encoded(true, std::string("loaded\n"))));
-    service.on(Command::ActivateUser, Reaction::reply(encoded(true, std::string())));
+    service.answer<Command::ActivateSystem>(true, std::string("loaded\n"));
+    service.answer<Command::ActivateUser>(true, std::string());
     service.on(Command::ActivateDDP, Reaction::reply(""));
     service.on(Command::ActivateCurrent, Reaction::reply(""));
     const auto system = run({"activate", "system", "--name", "lsp"});

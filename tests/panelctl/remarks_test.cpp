@@ -151,7 +151,7 @@ TEST_F(Remarks, OfAServiceThatMakesNoneAreItsEnglishTexts) {
     expectError(runIn("ru", {"token", "login", "A1", "--pin-stdin"}), 20, "panelctl: wrong, it says\n");
     service.on(Command::TokenLogout, Reaction::refuse("no, it says", number(Refused::deviceError)));
     expectError(runIn("ru", {"token", "logout", "A1"}), 34, "panelctl: no, it says\n");
-    service.on(Command::EnumProviders, Reaction::reply(encoded(providers())));
+    service.answer<Command::EnumProviders>(providers());
     EXPECT_THAT(runIn("ru", {"provider", "list"}).output, HasSubstr("не загружен: in English\n"));
 }
 

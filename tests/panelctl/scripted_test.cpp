@@ -31,8 +31,8 @@ namespace {
 class Panelctl : public testing::Test {
 protected:
     Panelctl() {
-        service.on(Command::EnumProviderTokens, Reaction::reply(encoded(tokens)));
-        service.on(Command::EnumProviders, Reaction::reply(encoded(providers)));
+        service.answer<Command::EnumProviderTokens>(tokens);
+        service.answer<Command::EnumProviders>(providers);
     }
     platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
         return panelctl(service.endpoint(), std::move(arguments), input);
@@ -130,7 +130,7 @@ TEST_F(Panelctl, SaysThatTheServiceIsNotThere) {
 }
 
 TEST_F(Panelctl, LogsInWithThePinFromStandardInput) {
-    service.on(Command::TokenLogin, Reaction::reply(std::string(1, '\1')));
+    service.answer<Command::TokenLogin>(true);
     const auto result = run({"token", "login", "A1", "--pin-stdin"}, "12 34\r\nnot this line\n");
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_EQ(result.output, "Logged in to token \"Office\".\n");
@@ -139,7 +139,7 @@ TEST_F(Panelctl, LogsInWithThePinFromStandardInput) {
 
 TEST_F(Panelctl, SaysWhyALogInIsRefused) {
     const auto refusal = [&](const char* title) {
-        service.on(Command::TokenLogin, Reaction::reply(encoded(false, PinStateMessage{title, "Because."})));
+        service.answer<Command::TokenLogin>(false, PinStateMessage{title, "Because."});
         return run({"token", "login", "A1", "--pin-stdin"}, "1234\n");
     };
     expectError(refusal(vocabulary::pinTitle::wrongPin), 20, "Because.");
@@ -148,7 +148,7 @@ TEST_F(Panelctl, SaysWhyALogInIsRefused) {
 }
 
 TEST_F(Panelctl, LetsNoScriptSpendTheFinalTryUnasked) {
-    service.on(Command::TokenLogin, Reaction::reply(std::string(1, '\1')));
+    service.answer<Command::TokenLogin>(true);
     expectError(run({"token", "login", "C3", "--pin-stdin"}, "1234\n"), 22, "use --final-try to try anyway");
     EXPECT_EQ(run({"token", "login", "C3", "--pin-stdin", "--final-try"}, "1234\n").status, 0);
     EXPECT_EQ(service.requests().back().payload, encoded(tokens[2], std::string("1234"), true));
@@ -158,7 +158,7 @@ TEST_F(Panelctl, ErasesNoTokenWithoutConfirmation) {
     const std::string pins = "so-pin-1\nuser-1\n";
     expectError(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin"}, pins), 26,
                 "use --yes to erase it without confirmation");
-    service.on(Command::TokenInitialize, Reaction::reply(std::string(1, '\1')));
+    service.answer<Command::TokenInitialize>(true);
     EXPECT_EQ(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin", "--yes"}, pins).status, 0);
     EXPECT_EQ(service.requests().back().payload,
               encoded(tokens[0], std::string("New"), std::string("so-pin-1"), std::string("user-1"), true));

@@ -42,8 +42,8 @@ protected:
     void serve(const std::vector<TokenInfo>& tokens, bool loaded = true) {
         service = std::make_unique<ScriptedService>(endpoint);
         const ProviderInfo card{"card", "/c.so", "", "", "", "", 0, loaded, true, false, ""};
-        service->on(Command::EnumProviderTokens, Reaction::reply(encoded(tokens)));
-        service->on(Command::EnumProviders, Reaction::reply(encoded(std::vector{card})));
+        service->answer<Command::EnumProviderTokens>(tokens);
+        service->answer<Command::EnumProviders>(std::vector{card});
     }
     void start(std::vector<std::string> arguments) {
         platform::ChildOptions options;
@@ -209,7 +209,7 @@ TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
     info.Title = "Main";
     const auto servePolicy = [&] {
         serve({});
-        service->on(Command::GetPolicyInfo, Reaction::reply(encoded(required, info)));
+        service->answer<Command::GetPolicyInfo>(required, info);
     };
     const auto restart = [&](std::size_t lines) { // once it has looked at the service, which notices show
         push(Notification::policyActivated, vocabulary::PolicyNotice{{0, 1}, "system", "Main", "", ""});
@@ -244,7 +244,7 @@ TEST_F(PanelctlWatch, SaysThatThePolicyInForceIsAnother) {
     info.Title = "pass all";
     const auto servePolicy = [&] {
         serve({});
-        service->on(Command::GetPolicyInfo, Reaction::reply(encoded(info.request, info)));
+        service->answer<Command::GetPolicyInfo>(info.request, info);
     };
     servePolicy();
     start({"--count", "5"});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The documents that are made from the library's texts and parameters. All are UTF-8
+// The documents that are made from the library's texts, parameters and commands. All are UTF-8
 // with plain line feeds, and the same for the same library.
 #pragma once
 
@@ -8,6 +8,7 @@
 
 namespace documents {
 
+std::string commandTable();
 std::string translationTemplate();
 std::string parameterReference();
 std::string configurationSchema();

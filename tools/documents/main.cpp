@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Makes what is generated from the library's texts and parameters, so that it is never written by hand:
+// Makes what is generated from the library's texts, parameters and commands, so that it is never written by hand:
 //
 //   po/panelkit.pot                 the template of translations
 //   docs/parameters.md              the parameter reference
 //   docs/configuration.schema.json  the JSON Schema of a configuration
+//   docs/commands.md                the commands with their requests and replies
 //
 //   panelkit_documents write FOLDER   writes them into the source tree at FOLDER
 //   panelkit_documents check FOLDER   fails, naming the file, when one of them is stale
@@ -28,6 +29,7 @@ constexpr Document all[] = {
     {"po/panelkit.pot", documents::translationTemplate},
     {"docs/parameters.md", documents::parameterReference},
     {"docs/configuration.schema.json", documents::configurationSchema},
+    {"docs/commands.md", documents::commandTable},
 };
 
 bool write(const std::filesystem::path& path, const std::string& text) {

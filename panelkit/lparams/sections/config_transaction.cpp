@@ -24,7 +24,7 @@ SectionFailure failedCommand(const char* section) {
 std::optional<SectionBody> read(const ParamGroup& section, SectionFailure& failure) {
     std::string reply;
     const platform::WipeOnExit wiped(reply);
-    if (!DirectCommand(Command::ReadGroup).with(std::string_view(section.name)).send(&reply)) {
+    if (!DirectCommand<Command::ReadGroup>().with(std::string_view(section.name)).send(&reply)) {
         failure = failedCommand(section.name);
         return std::nullopt;
     }
@@ -38,8 +38,8 @@ std::optional<SectionBody> read(const ParamGroup& section, SectionFailure& failu
 }
 
 bool write(const SectionBody& body, SectionFailure& failure) {
-    DirectCommand command(Command::WriteGroup);
-    command.with(std::string_view(body.section().name)).withEncoded(body.bytes());
+    DirectCommand<Command::WriteGroup> command;
+    command.with(std::string_view(body.section().name), Encoded{body.bytes()});
     if (!command.send()) {
         failure = failedCommand(body.section().name);
         return false;

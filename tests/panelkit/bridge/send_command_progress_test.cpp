@@ -60,7 +60,7 @@ class ALongCommand : public WithScriptedService {
 protected:
     bool run(Hook& hook, std::string* reply = nullptr) {
         const LockedSession session(SessionTokens);
-        ProgressCommand command(Command::TokensReloadAll, session.get(), hook);
+        ProgressCommand<Command::TokensReloadAll> command(session.get(), hook);
         const bool answered = command.execute();
         if (reply) *reply = command.reply();
         return answered;
@@ -127,7 +127,7 @@ TEST_F(ALongCommand, DrawsOneDotEvenWhenItEndsDuringTheFirstSecondAndNoneWhenItH
 
 TEST_F(ALongCommand, WithoutASessionFailsAndLeavesTheHookAlone) {
     Hook hook(nullptr);
-    ProgressCommand command(Command::TokensReloadAll, nullptr, hook);
+    ProgressCommand<Command::TokensReloadAll> command(nullptr, hook);
     EXPECT_FALSE(command.execute());
     EXPECT_EQ(hook.calls, 0);
 }
@@ -213,7 +213,7 @@ TEST_F(ALongCommand, RunsInParallelWithOthers) {
         threads.emplace_back([&, session] {
             Hook hook(nullptr);
             for (int round = 0; round < 3; ++round) {
-                answered += ProgressCommand(Command::TokensReloadAll, session, hook).execute() ? 1 : 0;
+                answered += ProgressCommand<Command::TokensReloadAll>(session, hook).execute() ? 1 : 0;
             }
         });
     }

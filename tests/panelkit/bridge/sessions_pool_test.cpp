@@ -55,7 +55,7 @@ TEST_F(ASessionsPool, ClosesEverySessionWhenItFindsOneBroken) {
     BridgeSession* tokens = SessionsPool::GetSession(SessionTokens);
     ASSERT_TRUE(certificates->Connect());
     service->on(Command::TokenLogout, Reaction::cutBefore());
-    EXPECT_FALSE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_FALSE(DirectCommand<Command::TokenLogout>().send());
     EXPECT_NE(tokens->broken(), 0U);
     EXPECT_EQ(certificates->broken(), 0U);
 
@@ -128,13 +128,13 @@ TEST_F(ASessionsPool, GivesNullOnlyForAnUnusableEndpoint) {
 // one opens a new one.
 TEST_F(ASessionsPool, RecoversFromARestartWithTheSecondCommand) {
     service->on(Command::TokenLogout, Reaction::reply(""));
-    ASSERT_TRUE(DirectCommand(Command::TokenLogout).send());
+    ASSERT_TRUE(DirectCommand<Command::TokenLogout>().send());
     killService();
     restartService();
     service->on(Command::TokenLogout, Reaction::reply(""));
-    EXPECT_FALSE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_FALSE(DirectCommand<Command::TokenLogout>().send());
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::connectionLost);
-    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send());
 }
 
 TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
@@ -176,11 +176,11 @@ TEST_P(AFaultyService, FailsTheCommandAndIsUsableForTheNext) {
     service->on(Command::TokenLogout, Reaction::reply("fine"));
     SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
     std::string reply;
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(bridge::lastFailure().code, GetParam().code) << bridge::lastFailure().text();
     EXPECT_FALSE(bridge::lastFailure().text().empty());
 
-    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send(&reply));
     EXPECT_EQ(reply, "fine");
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::none);
 }
@@ -201,7 +201,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(ASessionsPool, DeliversAReplyBehindWhichTheServiceDied) {
     service->on(Command::EnumProviders, Reaction::cutAfter("last words"));
     std::string reply;
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(reply, "last words");
 }
 
@@ -209,7 +209,7 @@ TEST_F(ASessionsPool, WaitsThroughALongCommandThatShowsSignsOfLife) {
     SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
     service->on(Command::EnumProviders, Reaction::reply("done").after(std::chrono::milliseconds(900), 8));
     std::string reply;
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(reply, "done");
 }
 
@@ -219,14 +219,14 @@ TEST_F(ASessionsPool, NeverTakesALateReplyForTheNextCommands) {
     service->on(Command::EnumProviders, Reaction::reply("late").after(std::chrono::milliseconds(300)));
     service->on(Command::TokenLogout, Reaction::reply("mine"));
     std::string reply;
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
-    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send(&reply));
     EXPECT_EQ(reply, "mine");
 }
 
 TEST_F(ASessionsPool, SendsNothingThatIsAboveTheLimit) {
     const std::string huge((64U << 20) + 1, 'x');
-    EXPECT_FALSE(DirectCommand(Command::ParseCertFile).with(huge).send());
+    EXPECT_FALSE(DirectCommand<Command::ParseCertFile>().with(huge, std::string()).send());
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::tooLarge);
     EXPECT_EQ(SessionsPool::GetSession(SessionCertificates)->broken(), 0U);
     EXPECT_TRUE(service->requests().empty());
@@ -237,14 +237,14 @@ TEST_F(ASessionsPool, CarriesALargeReplyWhole) {
     for (std::size_t i = 0; i < large.size(); i += 4096) large[i] = static_cast<char>(i >> 12);
     service->on(Command::EnumProviders, Reaction::reply(large));
     std::string reply;
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(reply, large);
 }
 
 TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {
     const auto failureAfter = [this](const panelkit::testing::Greeting& greeting) {
         service->greet(greeting);
-        EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+        EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
         EXPECT_EQ(SessionsPool::GetSession(SessionTokens)->broken(), 0U)
             << "the next command may find a better service";
         return bridge::lastFailure().code;
@@ -263,25 +263,25 @@ TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {
 
     service->greet({});
     service->on(Command::EnumProviders, Reaction::reply(""));
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send());
 }
 
 TEST_F(ASessionsPool, GivesUpOnAServiceThatNeverGreets) {
     service->greet({.silent = true});
     SessionsPool::GetSession(SessionTokens)->setWaitSetting(200);
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::timedOut);
 }
 
 TEST_F(WithoutService, FailsForWantOfItAndConnectsOnceItIsThere) {
     BridgeSession* session = SessionsPool::GetSession(SessionTokens);
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_TRUE(session->failedForWantOfService());
     EXPECT_EQ(session->lastFailure(), 5U);
 
     panelkit::testing::ScriptedService late(CommandSender::Instance().Endpoint());
     late.on(Command::EnumProviders, Reaction::reply(""));
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(SessionsPool::GetSession(SessionTokens), session);
     EXPECT_FALSE(session->failedForWantOfService());
 }

@@ -47,8 +47,8 @@ protected:
         killService();
         restartService();
         CommandSender::Instance().SetEndpoint(endpoint);
-        service->on(Command::GetSettings, Reaction::reply(encoded(LSPsettings_t())));
-        service->on(Command::GetUserSettings, Reaction::reply(encoded(LSPsettings_t())));
+        service->answer<Command::GetSettings>(LSPsettings_t());
+        service->answer<Command::GetUserSettings>(LSPsettings_t());
         if (outcome == Outcome::accepted) service->on(command, Reaction::reply(encoded(true, std::string("words"))));
         if (outcome == Outcome::declined) service->on(command, Reaction::reply(hex("02 05 00 00 00 'words'")));
         if (outcome == Outcome::cut) service->on(command, Reaction::cutBefore());

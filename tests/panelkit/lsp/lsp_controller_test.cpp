@@ -99,7 +99,7 @@ TEST_F(AnLSPController, TellsOfThePolicyInForceInTheFormThatIsAskedFor) {
     LSPinfo_t warned;
     warned.bareMessage = true;
     warned.message = "#warn: dated";
-    service->on(Command::GetPolicyInfo, Reaction::reply(encoded(LSPrequest_t(), warned)));
+    service->answer<Command::GetPolicyInfo>(LSPrequest_t(), warned);
     EXPECT_TRUE(controller.cmdGetPolicyInfo(info, required, nullptr, &state, true));
     EXPECT_EQ(state, LSPrequest_t::diagnosed) << "without a text the message is not looked into";
     EXPECT_EQ(info.message, "#warn: dated");
@@ -154,7 +154,7 @@ TEST_F(AnLSPController, ThrowsAtRepliesThatEndEarlyAndCanBeUsedAgain) {
         service->on(Command::GetPolicyInfo, Reaction::reply(whole.substr(0, length)));
         EXPECT_TRUE(throwsStreamError([&] { controller.cmdGetPolicyInfo(info, required, &text, &state, true); }));
     }
-    service->on(Command::LoggedInUser, Reaction::reply(encoded(std::string("boris"))));
+    service->answer<Command::LoggedInUser>(std::string("boris"));
     EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("anna", text)) << "the lock is free";
 }
 

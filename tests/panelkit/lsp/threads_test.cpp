@@ -26,11 +26,11 @@ protected:
         service->on(Command::GetPolicyInfo, Reaction::reply(requestBytes + infoBytes));
         service->on(Command::GetSettings, Reaction::reply(settingsBytes));
         service->on(Command::SetSettings, Reaction::reply(hex("01")));
-        service->on(Command::GetUserSettings, Reaction::reply(encoded(LSPcmd::LSPsettings_t())));
+        service->answer<Command::GetUserSettings>(LSPcmd::LSPsettings_t());
         service->on(Command::OfferUserSettings, Reaction::reply(""));
         service->on(Command::ActivateDDP, Reaction::reply(""));
-        service->on(Command::ActivateUser, Reaction::reply(encoded(true, std::string("words"))));
-        service->on(Command::LoggedInUser, Reaction::reply(encoded(std::string("boris"))));
+        service->answer<Command::ActivateUser>(true, std::string("words"));
+        service->answer<Command::LoggedInUser>(std::string("boris"));
         UserFolder::put(folder.settings(), whole);
     }
     platform::ChildOptions client(int count) const {

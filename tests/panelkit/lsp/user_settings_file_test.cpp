@@ -257,7 +257,7 @@ TEST_F(TheCurrentUsersSettings, AreOfferedWhenTheServiceAsksForThem) {
     offered.File = "/mine";
     offered.server = {.LogLevel = 1, .reserved = 0xA1B2C3D4, .presharedKeyName = "office", .PmpTimeout = 10};
     service->on(Command::OfferUserSettings, Reaction::reply("anything"));
-    service->on(Command::GetUserSettings, Reaction::reply(encoded(LSPsettings_t())));
+    service->answer<Command::GetUserSettings>(LSPsettings_t());
     EXPECT_TRUE(get());
     EXPECT_EQ(sent(),
               (std::vector<std::pair<std::uint32_t, std::string>>{{12, noName}, {13, noName + encoded(offered)}}));

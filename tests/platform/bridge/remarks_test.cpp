@@ -91,42 +91,42 @@ TEST_F(ACaller, HasTheRemarksOfItsLastCommand) {
     service->on(Command::EnumProviders,
                 Reaction::reply("r").remarking(10, gone.phrase).remarking(33, makePhrase("why")));
     std::string reply;
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(reply, "r");
     EXPECT_EQ(bridge::lastRemarks(), (std::vector<Remark>{gone, {33, makePhrase("why")}}));
     EXPECT_EQ(bridge::lastFailure().text(), "");
     service->on(Command::TokenLogout, Reaction::reply(""));
-    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send());
+    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send());
     EXPECT_TRUE(bridge::lastRemarks().empty()) << "those of another command";
 }
 
 TEST_F(ACaller, HasTheReasonsOfARefusalAsPhrases) {
     service->on(Command::EnumProviders,
                 Reaction::refuse("in English", 10).remarking(10, gone.phrase).remarking(33, makePhrase("why")));
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     const bridge::Failure& failure = bridge::lastFailure();
     EXPECT_EQ(failure.code, FailureCode::refused);
     EXPECT_EQ(failure.detail, 10U);
     EXPECT_EQ(failure.phrases, (std::vector{gone.phrase, makePhrase("why")}));
     EXPECT_EQ(failure.text(), "the token \"Office\" is not there: why");
     service->on(Command::EnumProviders, Reaction::refuse("100% in English"));
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(bridge::lastFailure().text(), "100% in English") << "a service that makes no remarks";
 }
 
 TEST_F(ACaller, SpeaksToAServiceOfTheFirstVersion) {
     service->greet({.version = 1});
     service->on(Command::EnumProviders, Reaction::refuse("old", 10));
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(bridge::lastFailure().text(), "old");
     EXPECT_EQ(bridge::lastFailure().detail, 10U);
     EXPECT_EQ(service->opened().size(), 2U) << "once in our version, once in its own";
     service->on(Command::EnumProviders, Reaction::reply("fine"));
-    EXPECT_TRUE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(service->opened().size(), 2U);
 
     service->on(Command::EnumProviders, Reaction::reply("").remarking(1, makePhrase("unheard of")));
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send()) << "the first version has no remarks";
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send()) << "the first version has no remarks";
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::connectionLost);
 }
 
@@ -150,7 +150,7 @@ TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
                                Claim{3, Verdict::versionMismatch, 1}, Claim{2, Verdict::malformed, 1}}) {
         const std::size_t before = service->opened().size();
         service->greet({.raw = welcome(claim.version, claim.verdict)});
-        EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+        EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
         EXPECT_EQ(bridge::lastFailure().code, FailureCode::versionMismatch) << claim.version;
         EXPECT_EQ(service->opened().size() - before, claim.attempts) << claim.version;
     }
@@ -173,11 +173,11 @@ TEST_P(ALyingService, LosesTheConnectionAndNothingElse) {
                 (GetParam().afterRemarks ? honest.remarking(10, gone.phrase) : honest).behind(GetParam().frame));
     service->on(Command::TokenLogout, Reaction::reply("fine"));
     std::string reply;
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send(&reply));
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::connectionLost);
     EXPECT_THAT(bridge::lastFailure().text(), testing::StartsWith("the connection to the service was lost: it sent a"));
     EXPECT_TRUE(bridge::lastRemarks().empty());
-    EXPECT_TRUE(DirectCommand(Command::TokenLogout).send(&reply));
+    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send(&reply));
     EXPECT_EQ(reply, "fine");
 }
 
@@ -202,7 +202,7 @@ TEST_F(ACaller, FillsWordingsOfAnySizeWithinBounds) {
     Reaction hostile = Reaction::refuse();
     for (int i = 0; i < 6; ++i) hostile = hostile.remarking(1, {places, {std::string(80'000, 'x')}});
     service->on(Command::EnumProviders, hostile);
-    EXPECT_FALSE(DirectCommand(Command::EnumProviders).send());
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
     const std::string text = bridge::lastFailure().text();
     EXPECT_LT(text.size(), 3U << 20);
     EXPECT_THAT(text, testing::EndsWith("..."));
