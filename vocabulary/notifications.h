@@ -16,6 +16,7 @@
 //   };
 #pragma once
 
+#include <panelkit/bridge/commands.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/notifications/notification_handler.h>
 #include <panelkit/tokens/token_records.h>
@@ -29,24 +30,17 @@ namespace vocabulary {
 
 enum class Notification : std::int32_t {
     // clang-format off
-    tokenArrived           = 1,  // TokenNotice
-    tokenRemoved           = 2,  // TokenNotice: as the token was last seen
-    tokenInitialized       = 3,  // TokenNotice: as it is now
-    tokenLoggedIn          = 4,  // TokenNotice: the service is logged in to it now
-    tokenLoggedOut         = 5,  // TokenNotice: no more, for whatever reason
-    configurationCommitted = 10, // ConfigurationNotice
-    policyActivated        = 20, // PolicyNotice
-    policyFailed           = 21, // PolicyNotice with its reason, then a list of NoticeRemark
-    certificateExpiring    = 30, // CertificateNotice, once a day for each
-    serviceStopping        = 40, // StoppingNotice
+    tokenArrived           = 1,
+    tokenRemoved           = 2,
+    tokenInitialized       = 3,
+    tokenLoggedIn          = 4,
+    tokenLoggedOut         = 5,
+    configurationCommitted = 10,
+    policyActivated        = 20,
+    policyFailed           = 21,
+    certificateExpiring    = 30,
+    serviceStopping        = 40,
     // clang-format on
-};
-
-inline constexpr std::array allNotifications{
-    Notification::tokenArrived,    Notification::tokenRemoved,   Notification::tokenInitialized,
-    Notification::tokenLoggedIn,   Notification::tokenLoggedOut, Notification::configurationCommitted,
-    Notification::policyActivated, Notification::policyFailed,   Notification::certificateExpiring,
-    Notification::serviceStopping,
 };
 
 constexpr NotificationIdType idOf(Notification notification) { return static_cast<NotificationIdType>(notification); }
@@ -125,5 +119,40 @@ struct StoppingNotice {
     bool operator==(const StoppingNotice&) const = default;
 };
 static_assert(RecordListsEveryMember<StoppingNotice>);
+
+// ---- the table: each notification with its payload, a notice and what follows it
+
+template <Notification which, class NoticeOfIt, class... Following>
+struct NotificationRow {
+    static constexpr Notification id = which;
+};
+template <class... Rows>
+struct NotificationTable : Rows... {};
+
+// clang-format off
+using Notifications = NotificationTable<
+    NotificationRow<Notification::tokenArrived,           TokenNotice>,
+    NotificationRow<Notification::tokenRemoved,           TokenNotice>, // as the token was last seen
+    NotificationRow<Notification::tokenInitialized,       TokenNotice>, // as it is now
+    NotificationRow<Notification::tokenLoggedIn,          TokenNotice>, // the service is logged in to it now
+    NotificationRow<Notification::tokenLoggedOut,         TokenNotice>, // no more, for whatever reason
+    NotificationRow<Notification::configurationCommitted, ConfigurationNotice>,
+    NotificationRow<Notification::policyActivated,        PolicyNotice>,
+    NotificationRow<Notification::policyFailed,           PolicyNotice, std::vector<NoticeRemark>>, // why
+    NotificationRow<Notification::certificateExpiring,    CertificateNotice>, // once a day for each
+    NotificationRow<Notification::serviceStopping,        StoppingNotice>>;
+// clang-format on
+
+template <class... Rows>
+constexpr auto idsOf(NotificationTable<Rows...>) {
+    return std::array{Rows::id...};
+}
+inline constexpr auto allNotifications = idsOf(Notifications());
+
+// The fields of a notification's payload: PayloadOf<Notification::tokenArrived> is Fields<TokenNotice>.
+template <Notification id, class... Types>
+panelkit::Fields<Types...> fieldsOf(const NotificationRow<id, Types...>&);
+template <Notification id>
+using PayloadOf = decltype(fieldsOf<id>(Notifications()));
 
 } // namespace vocabulary

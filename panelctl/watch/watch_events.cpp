@@ -23,6 +23,7 @@ using nlohmann::ordered_json;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using vocabulary::Notification;
+using vocabulary::NotificationRow;
 namespace field = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;
 namespace providerField = vocabulary::provider;
@@ -158,16 +159,17 @@ WatchEvent make(const char* name, std::string text) {
     return {name, now(), std::move(text), ordered_json::object(), false};
 }
 
-template <class Notice>
-Heard read(Notification id, CommandStreamIn& payload) {
+template <Notification id, class Notice>
+Heard readRow(NotificationRow<id, Notice>, CommandStreamIn& payload) {
     Notice notice;
     payload >> notice;
     return {id, notice, {}};
 }
 
 // A notice without remarks is one of an older service.
-Heard readPolicyFailed(CommandStreamIn& payload) {
-    Heard heard = read<vocabulary::PolicyNotice>(Notification::policyFailed, payload);
+template <Notification id, class Notice>
+Heard readRow(NotificationRow<id, Notice, std::vector<vocabulary::NoticeRemark>>, CommandStreamIn& payload) {
+    Heard heard = readRow(NotificationRow<id, Notice>(), payload);
     if (payload.position() == payload.size()) return heard;
     const std::string rest(payload.rest());
     std::vector<vocabulary::NoticeRemark> remarks;
@@ -175,6 +177,13 @@ Heard readPolicyFailed(CommandStreamIn& payload) {
     for (auto& [code, wording, arguments] : remarks) {
         if (!wording.empty()) heard.remarks.push_back({code, {std::move(wording), std::move(arguments)}});
     }
+    return heard;
+}
+
+template <class... Rows>
+Heard readRowOf(vocabulary::NotificationTable<Rows...>, Notification id, CommandStreamIn& payload) {
+    Heard heard;
+    static_cast<void>(((Rows::id == id && (heard = readRow(Rows(), payload), true)) || ...));
     return heard;
 }
 
@@ -279,19 +288,7 @@ const vocabulary::Moment& Heard::moment() const {
 }
 
 Heard readHeard(Notification id, CommandStreamIn& payload) {
-    switch (id) {
-    case Notification::tokenArrived:
-    case Notification::tokenRemoved:
-    case Notification::tokenInitialized:
-    case Notification::tokenLoggedIn:
-    case Notification::tokenLoggedOut: return read<vocabulary::TokenNotice>(id, payload);
-    case Notification::configurationCommitted: return read<vocabulary::ConfigurationNotice>(id, payload);
-    case Notification::policyFailed: return readPolicyFailed(payload);
-    case Notification::policyActivated: return read<vocabulary::PolicyNotice>(id, payload);
-    case Notification::certificateExpiring: return read<vocabulary::CertificateNotice>(id, payload);
-    case Notification::serviceStopping: break;
-    }
-    return read<vocabulary::StoppingNotice>(id, payload);
+    return readRowOf(vocabulary::Notifications(), id, payload);
 }
 
 WatchEvent describe(const Heard& heard) {

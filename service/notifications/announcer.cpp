@@ -8,6 +8,7 @@
 #include <platform/bridge/server.h>
 
 #include <chrono>
+#include <type_traits>
 
 namespace panelkitd {
 
@@ -33,59 +34,60 @@ void noteOutcome(Notification id, PushOutcome outcome) {
 
 } // namespace
 
-template <class Notice, class... More>
-void Announcer::announce(Notification id, Notice notice, const More&... more) {
+template <Notification id, class Notice, class... More>
+void Announcer::announce(Notice notice, const More&... more) {
+    static_assert(std::is_same_v<vocabulary::PayloadOf<id>, panelkit::Fields<Notice, More...>>);
     const std::scoped_lock lock(mutex_); // numbers go out in their order
     notice.moment = {now(), ++lastNumber_};
     bridge::server::Push push;
     push.module = ModuleNotifications;
     push.id = static_cast<std::int32_t>(id);
     CommandStreamOut(push.payload).append(notice, more...);
-    push.answered = [id](PushOutcome outcome, const std::string&) { noteOutcome(id, outcome); };
+    push.answered = [](PushOutcome outcome, const std::string&) { noteOutcome(id, outcome); };
     if (server_) server_->push(std::move(push));
 }
 
 void Announcer::announceTokenArrived(const TokenInfo& token) {
-    announce(Notification::tokenArrived, vocabulary::TokenNotice{{}, token});
+    announce<Notification::tokenArrived>(vocabulary::TokenNotice{{}, token});
 }
 
 void Announcer::announceTokenRemoved(const TokenInfo& token) {
-    announce(Notification::tokenRemoved, vocabulary::TokenNotice{{}, token});
+    announce<Notification::tokenRemoved>(vocabulary::TokenNotice{{}, token});
 }
 
 void Announcer::announceTokenInitialized(const TokenInfo& token) {
-    announce(Notification::tokenInitialized, vocabulary::TokenNotice{{}, token});
+    announce<Notification::tokenInitialized>(vocabulary::TokenNotice{{}, token});
 }
 
 void Announcer::announceTokenLoggedIn(const TokenInfo& token) {
-    announce(Notification::tokenLoggedIn, vocabulary::TokenNotice{{}, token});
+    announce<Notification::tokenLoggedIn>(vocabulary::TokenNotice{{}, token});
 }
 
 void Announcer::announceTokenLoggedOut(const TokenInfo& token) {
-    announce(Notification::tokenLoggedOut, vocabulary::TokenNotice{{}, token});
+    announce<Notification::tokenLoggedOut>(vocabulary::TokenNotice{{}, token});
 }
 
 void Announcer::announceConfigurationCommitted(const std::string& user, const std::vector<std::string>& sections) {
-    announce(Notification::configurationCommitted, vocabulary::ConfigurationNotice{{}, user, sections});
+    announce<Notification::configurationCommitted>(vocabulary::ConfigurationNotice{{}, user, sections});
 }
 
 void Announcer::announcePolicyActivated(const std::string& source, const std::string& policy, const std::string& user) {
-    announce(Notification::policyActivated, vocabulary::PolicyNotice{{}, source, policy, user, {}});
+    announce<Notification::policyActivated>(vocabulary::PolicyNotice{{}, source, policy, user, {}});
 }
 
 void Announcer::announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
                                      const Remarks& why, const std::string& user) {
     std::vector<vocabulary::NoticeRemark> remarks;
     for (const auto& [code, phrase] : bridge::fitted(why)) remarks.push_back({code, phrase.wording, phrase.arguments});
-    announce(Notification::policyFailed, vocabulary::PolicyNotice{{}, source, policy, user, reason}, remarks);
+    announce<Notification::policyFailed>(vocabulary::PolicyNotice{{}, source, policy, user, reason}, remarks);
 }
 
 void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertInfo& certificate, int daysLeft) {
-    announce(Notification::certificateExpiring, vocabulary::CertificateNotice{{}, token, certificate, daysLeft});
+    announce<Notification::certificateExpiring>(vocabulary::CertificateNotice{{}, token, certificate, daysLeft});
 }
 
 void Announcer::announceServiceStopping() {
-    announce(Notification::serviceStopping, vocabulary::StoppingNotice{});
+    announce<Notification::serviceStopping>(vocabulary::StoppingNotice{});
     const std::scoped_lock lock(mutex_);
     if (server_) server_->drainPushes(partingWait);
 }

@@ -47,8 +47,8 @@ private:
     friend class AnnouncingThrough;
 
     // `more` follows the notice in the payload.
-    template <class Notice, class... More>
-    void announce(vocabulary::Notification id, Notice notice, const More&... more);
+    template <vocabulary::Notification id, class Notice, class... More>
+    void announce(Notice notice, const More&... more);
 
     std::mutex mutex_;                         // guards what follows
     bridge::server::Server* server_ = nullptr; // not owned
