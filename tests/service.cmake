@@ -26,6 +26,7 @@ if(NOT WIN32)
         service/certs_files_test.cpp
         service/certs_requests_test.cpp
         service/certs_test.cpp
+        service/command_fields_test.cpp
         service/remarks_test.cpp)
     add_dependencies(test_service_certs panelkitd catalogues)
 

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+//
+// The service reads of each request what the command's row says: no byte less, no byte more.
+#include "../support/bytes.h"
+#include "certs_fixture.h"
+
+#include <panelkit/bridge/payload.h>
+#include <panelkit/lsp/lsp_records.h>
+
+#include <gmock/gmock.h>
+
+#include <utility>
+
+using panelkit::Command;
+
+namespace {
+
+// Requests of the row with values that are zero or empty: up to the fields that may be missing, and with these.
+class EmptyValues {
+public:
+    template <class... Types>
+    explicit EmptyValues(panelkit::Fields<Types...>) : requests(1) {
+        (append(panelkit::Fields<Types>()), ...);
+    }
+
+    std::vector<std::string> requests;
+
+private:
+    template <class Type>
+    void append(panelkit::Fields<Type>) {
+        requests.back() += encoded(Type());
+    }
+    template <class Type>
+    void append(panelkit::Fields<panelkit::Optional<Type>>) {
+        requests.push_back(requests.back() + encoded(Type()));
+    }
+    void append(panelkit::Fields<panelkit::Bytes>) {}
+};
+
+// Whether the service misses a field of the request.
+bool endsEarly(const panelkit::CommandRow& row, const std::string& request) {
+    std::string reply;
+    const bool answered = SessionsPool::GetSession(row.session)
+                              ->__SendCommand(row.module, static_cast<long>(row.code), request.data(),
+                                              static_cast<unsigned>(request.size()), &reply);
+    return !answered && bridge::lastFailure().phrases == std::vector{Loc::makePhrase("the request ends early")};
+}
+
+// The number of requests that could be cut.
+int expectThatItReads(const panelkit::CommandRow& row, const std::vector<std::string>& requests) {
+    int cut = 0;
+    for (const std::string& request : requests) {
+        EXPECT_FALSE(endsEarly(row, request)) << row.name << " reads more than " << toHex(request);
+        if (request.empty()) continue;
+        ++cut;
+        EXPECT_TRUE(endsEarly(row, request.substr(0, request.size() - 1))) << row.name << " reads less";
+    }
+    return cut;
+}
+
+class TheServicesHandlers : public WithCertificates {};
+
+TEST_F(TheServicesHandlers, ReadTheFieldsOfTheirRow) {
+    const auto readAll = []<std::size_t... place>(std::index_sequence<place...>) {
+        return (0 + ... +
+                expectThatItReads(panelkit::commandTable[place],
+                                  EmptyValues(panelkit::RequestOf<static_cast<Command>(place)>()).requests));
+    };
+    EXPECT_GT(readAll(std::make_index_sequence<panelkit::commandTable.size()>()), 30);
+}
+
+} // namespace
