@@ -6,6 +6,7 @@
 #include <panelctl/base/nearest.h>
 #include <panelctl/base/say.h>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <optional>
@@ -32,9 +33,9 @@ std::vector<std::string> namesFor(const CLI::App& app, const std::string& word) 
     return names;
 }
 
-std::string joined(const std::vector<std::string>& names) {
+std::string joined(const std::vector<std::string>& names, const char* separator = ", ") {
     std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+    for (const std::string& name : names) text += (text.empty() ? "" : separator) + name;
     return text;
 }
 
@@ -129,6 +130,14 @@ CLI::Validator numberBetween(std::int64_t least, std::int64_t most) {
         return fits ? std::string() : say("\"%s\" is not a number between %d and %d", given, least, most);
     };
     return CLI::Validator(look, "");
+}
+
+CLI::Option* acceptOnly(CLI::Option* option, std::vector<std::string> words) {
+    const auto look = [words](const std::string& given) {
+        const bool known = std::find(words.begin(), words.end(), given) != words.end();
+        return known ? std::string() : say("\"%s\" is not one of: %s", given, joined(words));
+    };
+    return option->check(CLI::Validator(look, ""))->type_name(joined(words, "|"));
 }
 
 const CLI::App& deepest(const CLI::App& app) {

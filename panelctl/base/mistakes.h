@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace panelctl {
 
@@ -18,5 +19,8 @@ std::string explain(CLI::App& app, const CLI::ParseError& error, const std::stri
 
 // Checks that the value of an option is a number between two; the message is translated.
 CLI::Validator numberBetween(std::int64_t least, std::int64_t most);
+
+// Restricts an option to these words, and shows them in its help: "pem|der". The message is translated.
+CLI::Option* acceptOnly(CLI::Option* option, std::vector<std::string> words);
 
 } // namespace panelctl

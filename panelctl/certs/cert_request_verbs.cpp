@@ -2,6 +2,7 @@
 //
 // panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
 #include <panelctl/base/display_width.h>
+#include <panelctl/base/mistakes.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
@@ -163,9 +164,8 @@ struct CertRequest {
             ->type_name("NAME,...");
         verb.add_option("--key", key, say("Type and size of the key, such as rsa:3072 or ec:256"))
             ->type_name("TYPE[:BITS]");
-        verb.add_option("--digest", digest, say("Digest for the signature of the request"))
-            ->check(CLI::IsMember({"sha256", "sha384", "sha512"}).description(""))
-            ->type_name("sha256|sha384|sha512");
+        acceptOnly(verb.add_option("--digest", digest, say("Digest for the signature of the request")),
+                   {"sha256", "sha384", "sha512"});
         CLI::Option* const label =
             verb.add_option("--label", info.keyLabel, say("Label of the new key pair (default: the common name)"));
         verb.add_option("--existing-key", existingKey,

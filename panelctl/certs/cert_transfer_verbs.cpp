@@ -3,6 +3,7 @@
 // panelctl cert import, export, delete: the verbs that move certificates to and from tokens.
 #include <panelctl/base/confirm.h>
 #include <panelctl/base/display_width.h>
+#include <panelctl/base/mistakes.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
@@ -174,9 +175,8 @@ struct CertExportVerb {
 
     void options(CLI::App& verb) {
         name.ofCertificate(verb);
-        verb.add_option("--format", formatName, say("Format (default: pem, or pkcs12 with --key)"))
-            ->check(CLI::IsMember({"pem", "der", "pkcs7", "pkcs7-der", "pkcs12"}).description(""))
-            ->type_name("pem|der|pkcs7|pkcs7-der|pkcs12");
+        acceptOnly(verb.add_option("--format", formatName, say("Format (default: pem, or pkcs12 with --key)")),
+                   {"pem", "der", "pkcs7", "pkcs7-der", "pkcs12"});
         verb.add_flag("--chain", withChain, say("Include the certificates of its chain (all formats except der)"));
         verb.add_flag("--key", withKey, say("Include its private key (pkcs12)"));
         destination.options(verb);

@@ -3,12 +3,13 @@
 // panelctl cert list, show, chain, verify, reload: the verbs that look at certificates.
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/failure_text.h>
+#include <panelctl/base/mistakes.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 
 #include <algorithm>
-#include <map>
+#include <iterator>
 
 namespace panelctl {
 
@@ -233,21 +234,29 @@ private:
     }
 };
 
+struct Purpose {
+    const char* word;
+    VerifyPurpose value;
+};
+
+constexpr Purpose purposes[] = {
+    {"any", VerifyPurpose::any},
+    {"ike", VerifyPurpose::ikePeer},
+    {"tls-server", VerifyPurpose::tlsServer},
+    {"tls-client", VerifyPurpose::tlsClient},
+    {"ca", VerifyPurpose::authority},
+};
+
 struct CertVerify {
     ObjectName name;
-    VerifyPurpose purpose = VerifyPurpose::any;
+    std::string purpose = "any";
     bool crlRequired = false, noRevocation = false;
 
     void options(CLI::App& verb) {
-        static const std::map<std::string, VerifyPurpose> purposes{{"any", VerifyPurpose::any},
-                                                                   {"ike", VerifyPurpose::ikePeer},
-                                                                   {"tls-server", VerifyPurpose::tlsServer},
-                                                                   {"tls-client", VerifyPurpose::tlsClient},
-                                                                   {"ca", VerifyPurpose::authority}};
+        std::vector<std::string> words;
+        for (const auto& [word, value] : purposes) words.emplace_back(word);
         name.ofCertificate(verb);
-        verb.add_option("--purpose", purpose, say("The purpose that it must be valid for"))
-            ->transform(CLI::CheckedTransformer(purposes).description(""))
-            ->type_name("any|ike|tls-server|tls-client|ca");
+        acceptOnly(verb.add_option("--purpose", purpose, say("The purpose that it must be valid for")), words);
         CLI::Option* const required = verb.add_flag(
             "--crl-required", crlRequired, say("Fail unless there is a current CRL for every authority of the chain"));
         verb.add_flag("--no-crl", noRevocation, say("Do not look at CRLs"))->excludes(required);
@@ -256,7 +265,9 @@ struct CertVerify {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
-        auto value = static_cast<std::uint32_t>(purpose);
+        const auto* const wanted = std::find_if(std::begin(purposes), std::end(purposes),
+                                                [this](const Purpose& row) { return row.word == purpose; });
+        auto value = static_cast<std::uint32_t>(wanted->value);
         if (crlRequired) value |= verifyFlag::crlRequired;
         if (noRevocation) value |= verifyFlag::noRevocation;
         std::string words;

@@ -179,7 +179,8 @@ TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {
     EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, std::uint32_t{2 | flag::crlRequired}));
     run({"cert", "verify", "0A1B", "--purpose", "ike", "--no-crl"});
     EXPECT_EQ(sent(Command::VerifyCert), encoded(office, gate, std::uint32_t{1 | flag::noRevocation}));
-    expectError(run({"cert", "verify", "0A1B", "--purpose", "cofee"}), 2, "cofee");
+    expectError(run({"cert", "verify", "0A1B", "--purpose", "cofee"}), 2,
+                "--purpose: \"cofee\" is not one of: any, ike, tls-server, tls-client, ca");
 
     service.answer<Command::VerifyCert>(false, std::string("it is revoked"));
     expectError(run({"cert", "verify", "0A1B"}), 60, "certificate \"gate, west\" failed verification: it is revoked");

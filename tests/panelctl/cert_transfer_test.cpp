@@ -126,7 +126,7 @@ TEST_F(FileVerbs, ExportRawBytesOrANewFile) {
     expectError(run({"cert", "export", "0A1B", "--output", file}), 12, "already exists; nothing was written");
     EXPECT_EQ(service.requests().size(), before) << "it is refused before anything is exported";
     EXPECT_EQ(run({"cert", "export", "0A1B", "--output", folder.file("no/such/folder")}).status, 1);
-    expectError(run({"cert", "export", "0A1B", "--format", "jks"}), 2, "jks");
+    expectError(run({"cert", "export", "0A1B", "--format", "jks"}), 2, "\"jks\" is not one of: pem, der");
 }
 
 TEST_F(FileVerbs, SayWhyACertificateIsNotExported) {
