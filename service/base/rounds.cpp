@@ -7,6 +7,18 @@
 
 namespace panelkitd {
 
+namespace {
+
+// Memory may have run out, and the report needs some too: without it the service goes on without a report.
+void report(const std::exception& error) noexcept {
+    try {
+        logError(std::string("work that is done regularly failed: ") + error.what());
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): see above
+    }
+}
+
+} // namespace
+
 Rounds::Rounds(Round round, std::chrono::milliseconds firstPause)
     : round_(std::move(round)), thread_([this, firstPause] { run(firstPause); }) {}
 
@@ -41,8 +53,8 @@ void Rounds::run(std::chrono::milliseconds pause) {
         lock.unlock();
         try {
             pause = round_(wasAsked);
-        } catch (const std::exception& error) { // memory may have run out; the next round is tried after the same pause
-            logError(std::string("work that is done regularly failed: ") + error.what());
+        } catch (const std::exception& error) { // the next round is tried after the same pause
+            report(error);
         }
         lock.lock();
     }
