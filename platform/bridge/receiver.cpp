@@ -7,8 +7,8 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -165,7 +165,7 @@ bool Receiver::receiveOne(const std::shared_ptr<Line>& line) {
     try {
         runOnWorker([this, session, header, payload = std::move(payload)] { deliver(session, header, payload); },
                     [this] { end(); });
-    } catch (const std::system_error&) { // no thread is left for it
+    } catch (const std::exception&) { // no thread or memory is left for it
         answer(*session, false, {});
         end();
     }

@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <exception>
 #include <list>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -380,8 +380,8 @@ void Server::State::add(std::unique_ptr<Channel> channel) {
             member.ended = true;
             changed.notify_all();
         });
-    } catch (const std::system_error&) {
-        members.pop_back(); // the system has no thread left: this client is dropped, the others are served
+    } catch (const std::exception&) {
+        members.pop_back(); // no thread or memory is left: this client is dropped, the others are served
     }
 }
 
