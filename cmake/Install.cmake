@@ -34,7 +34,6 @@ set(internal_headers
     format/digits
     loc/text_table
     lparams/kind_row
-    lparams/nearest
     lsp/policy_lock
     notifications/command_listener
     notifications/handler_registry)
@@ -59,9 +58,13 @@ set(platform_headers
     loccore/module.h
     loccore/phrase.h
     stream/stream.h
+    system/clock.h
     system/little_endian.h
-    system/utf8_character.h
-    system/wipe.h)
+    system/wipe.h
+    text/ascii.h
+    text/join.h
+    text/utf8_character.h
+    text/utf8_path.h)
 foreach(header IN LISTS platform_headers)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES platform/${header} DESTINATION ${header_root}/platform/${folder} COMPONENT development)

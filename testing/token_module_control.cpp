@@ -7,6 +7,8 @@
 #include <testing/token_module/steering.h>
 #include <testing/token_module/token_state.h>
 
+#include <platform/text/utf8_path.h>
+
 #include <algorithm>
 #include <random>
 #include <stdexcept>
@@ -57,10 +59,7 @@ TokenModuleControl::~TokenModuleControl() {
     if (ours_) fs::remove_all(folder_, nothingToBeDone);
 }
 
-std::string TokenModuleControl::folder() const {
-    const std::u8string text = folder_.u8string();
-    return {text.begin(), text.end()};
-}
+std::string TokenModuleControl::folder() const { return platform::fromPath(folder_); }
 
 void TokenModuleControl::enter() const { setFolderInEnvironment(folder_); }
 

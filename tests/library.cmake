@@ -107,8 +107,10 @@ panelkit_test(test_format SOURCES
     panelkit/format/ipv4_test.cpp
     panelkit/format/ipv6_test.cpp
     panelkit/format/locale_test.cpp
+    panelkit/format/nearest_test.cpp
     panelkit/format/number_range_test.cpp
-    panelkit/format/time_text_test.cpp)
+    panelkit/format/time_text_test.cpp
+    platform/text/text_test.cpp)
 panelkit_test(test_format_threads LABELS threads SOURCES
     panelkit/format/threads_test.cpp)
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/display_width.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/ascii.h>
+#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 #include <array>
@@ -41,14 +42,6 @@ bool in(const Ranges& ranges, char32_t character) {
                        [=](const Range& range) { return range.first <= character && character <= range.last; });
 }
 
-// At least two digits.
-std::string hexNumber(char32_t number) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string text;
-    for (; number > 0 || text.size() < 2; number >>= 4) text.insert(text.begin(), digits[number & 15]);
-    return text;
-}
-
 } // namespace
 
 int displayWidth(std::string_view utf8) {
@@ -71,11 +64,12 @@ std::string escaped(std::string_view text) {
     while (!text.empty()) {
         const platform::Utf8Character next = platform::firstCharacter(text);
         if (!next.good) {
-            for (const char c : text.substr(0, next.bytes)) safe += "\\x" + hexNumber(static_cast<unsigned char>(c));
+            for (const char c : text.substr(0, next.bytes))
+                safe += "\\x" + platform::hexNumber(static_cast<unsigned char>(c), 2);
         } else if (next.character < 0x100 && in(hidden, next.character)) {
-            safe += "\\x" + hexNumber(next.character);
+            safe += "\\x" + platform::hexNumber(next.character, 2);
         } else if (in(hidden, next.character)) {
-            safe += "\\u{" + hexNumber(next.character) + "}";
+            safe += "\\u{" + platform::hexNumber(next.character, 2) + "}";
         } else {
             safe += text.substr(0, next.bytes);
         }

@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace panelctl {
 
@@ -21,15 +20,5 @@ std::filesystem::path programFolder();
 // The locale for characters from the environment; empty when none is set. Nothing on Windows, where consoles do not use
 // it.
 std::optional<std::string> environmentLocale();
-
-// A path from and to UTF-8. The plain constructor would use the system's code page.
-inline std::filesystem::path toPath(std::string_view utf8) {
-    return std::filesystem::path(std::u8string(utf8.begin(), utf8.end()));
-}
-
-inline std::string fromPath(const std::filesystem::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
 
 } // namespace panelctl

@@ -6,6 +6,7 @@
 
 #include <panelkit/cli/cli_output.h>
 #include <panelkit/loc/ui_module.h>
+#include <platform/text/utf8_path.h>
 
 #include <algorithm>
 #include <array>
@@ -61,7 +62,7 @@ std::filesystem::path localeFolder(const std::string& language) {
         std::filesystem::path folder = (program / place).lexically_normal();
         const bool there = std::any_of(catalogues.begin(), catalogues.end(), [&](const char* catalogue) {
             std::error_code ignored;
-            return std::filesystem::exists(folder / toPath(language) / "LC_MESSAGES" / catalogue, ignored);
+            return std::filesystem::exists(folder / platform::toPath(language) / "LC_MESSAGES" / catalogue, ignored);
         });
         if (there) return folder;
     }
@@ -81,7 +82,7 @@ const Language& chooseLanguage(std::span<const std::string> arguments) {
     const std::string asked = shortName(languageOption(arguments));
     const std::string wanted = asked.empty() ? usersLanguage() : asked;
     const std::filesystem::path folder = wanted == english ? std::filesystem::path() : localeFolder(wanted);
-    language() = folder.empty() ? Language{.wanted = wanted} : loadLanguage(wanted, fromPath(folder));
+    language() = folder.empty() ? Language{.wanted = wanted} : loadLanguage(wanted, platform::fromPath(folder));
     if (folder.empty() && wanted == asked && wanted != english) {
         language().problems.push_back(say("there is no translation into \"%s\"", asked));
     }

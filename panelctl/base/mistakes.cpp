@@ -3,8 +3,10 @@
 
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/help.h>
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/say.h>
+
+#include <panelkit/format/nearest.h>
+#include <platform/text/join.h>
 
 #include <algorithm>
 #include <array>
@@ -31,12 +33,6 @@ std::vector<std::string> namesFor(const CLI::App& app, const std::string& word) 
         }
     }
     return names;
-}
-
-std::string joined(const std::vector<std::string>& names, const char* separator = ", ") {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : separator) + name;
-    return text;
 }
 
 // The parser's messages are English and their parts are not kept, but it keeps what it has read. Each of these looks at
@@ -135,9 +131,9 @@ CLI::Validator numberBetween(std::int64_t least, std::int64_t most) {
 CLI::Option* acceptOnly(CLI::Option* option, std::vector<std::string> words) {
     const auto look = [words](const std::string& given) {
         const bool known = std::find(words.begin(), words.end(), given) != words.end();
-        return known ? std::string() : say("\"%s\" is not one of: %s", given, joined(words));
+        return known ? std::string() : say("\"%s\" is not one of: %s", given, platform::joined(words));
     };
-    return option->check(CLI::Validator(look, ""))->type_name(joined(words, "|"));
+    return option->check(CLI::Validator(look, ""))->type_name(platform::joined(words, "|"));
 }
 
 const CLI::App& deepest(const CLI::App& app) {
@@ -152,11 +148,11 @@ std::string explain(CLI::App& app, const CLI::ParseError& error, const std::stri
     std::string what = reworded(app, error, lastArgument);
     if (!extras.empty()) {
         what = say("\"%s\" is not understood", escaped(extras.front()));
-        const std::string meant = nearest(extras.front(), namesFor(at, extras.front()));
+        const std::string meant = panelkit::nearest(extras.front(), namesFor(at, extras.front()));
         if (!meant.empty()) return what + didYouMean(meant);
-        if (!verbs.empty()) return what + "; " + say("\"%s\" accepts: %s", commandOf(at), joined(verbs));
+        if (!verbs.empty()) return what + "; " + say("\"%s\" accepts: %s", commandOf(at), platform::joined(verbs));
     } else if (dynamic_cast<const CLI::RequiredError*>(&error) && !verbs.empty()) {
-        return say("\"%s\" needs one of: %s", commandOf(at), joined(verbs));
+        return say("\"%s\" needs one of: %s", commandOf(at), platform::joined(verbs));
     }
     return what + "; " + say("run \"%s --help\" for details", commandOf(at));
 }

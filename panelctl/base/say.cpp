@@ -8,4 +8,6 @@ Loc::Messages& messages() {
     return theMessages;
 }
 
+std::string didYouMean(const std::string& name) { return name.empty() ? "" : "; " + say("did you mean \"%s\"?", name); }
+
 } // namespace panelctl

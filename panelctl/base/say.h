@@ -44,4 +44,7 @@ std::string sayPlural(Loc::Wording<Loc::kindOf<Arguments>...> one, Loc::Wording<
     return Loc::fill(messages().translated(one.text(), many.text(), number), texts);
 }
 
+// The end of a message that suggests a name: "; did you mean \"list\"?". Empty when `name` is.
+std::string didYouMean(const std::string& name);
+
 } // namespace panelctl

@@ -2,16 +2,17 @@
 #include <panelctl/certs/cert_format.h>
 
 #include <panelctl/base/exit_codes.h>
-#include <panelctl/base/nearest.h>
+#include <panelctl/base/say.h>
 #include <panelctl/tokens/names.h>
 
+#include <panelkit/format/nearest.h>
+#include <platform/system/clock.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <chrono>
 
 namespace panelctl {
 
@@ -22,7 +23,6 @@ namespace usage = vocabulary::keyUsage;
 namespace {
 
 constexpr std::int64_t daySeconds = 86400;
-constexpr std::uint64_t lastTime = 253402300799; // 9999-12-31 23:59:59, the last time in X.509
 constexpr std::int64_t warningDays = 30;
 
 struct NamedBit {
@@ -78,37 +78,8 @@ std::uint32_t usageBit(const std::string& name) {
     for (const NamedBit& row : usageNames) {
         if (name == row.name) return row.bit;
     }
-    const std::string hint = didYouMean(nearest(name, keyUsageNames(~0U)));
+    const std::string hint = didYouMean(panelkit::nearest(name, keyUsageNames(~0U)));
     throw CommandError(Exit::usage, say("\"%s\" is not a key usage", name) + hint);
-}
-
-struct Calendar {
-    unsigned year, month, day;
-    unsigned hour, minute, second;
-};
-
-Calendar calendarOf(std::uint64_t time) {
-    namespace chrono = std::chrono;
-    const std::uint64_t shown = std::min(time, lastTime);
-    const auto days = static_cast<chrono::days::rep>(shown / daySeconds);
-    const auto rest = static_cast<unsigned>(shown % daySeconds);
-    const chrono::year_month_day date{chrono::sys_days(chrono::days(days))};
-    return {static_cast<unsigned>(int{date.year()}),
-            unsigned{date.month()},
-            unsigned{date.day()},
-            rest / 3600,
-            rest / 60 % 60,
-            rest % 60};
-}
-
-std::string digits(unsigned number, std::size_t width) {
-    std::string text = std::to_string(number);
-    return text.size() < width ? std::string(width - text.size(), '0') + text : text;
-}
-
-std::string clockText(std::uint64_t time) {
-    const Calendar at = calendarOf(time);
-    return digits(at.hour, 2) + ":" + digits(at.minute, 2) + ":" + digits(at.second, 2);
 }
 
 // The value of an RFC 4514 attribute without its escapes: "\," and "\C3\A4".
@@ -145,21 +116,11 @@ std::size_t attributeEnd(std::string_view name) {
 
 // ---- times
 
-std::uint64_t timeNow() {
-    const auto since = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(since).count());
-}
-
-std::string dateText(std::uint64_t time) {
-    const Calendar at = calendarOf(time);
-    return digits(at.year, 4) + "-" + digits(at.month, 2) + "-" + digits(at.day, 2);
-}
-
-std::string timeText(std::uint64_t time) { return dateText(time) + " " + clockText(time) + " UTC"; }
-std::string isoText(std::uint64_t time) { return dateText(time) + "T" + clockText(time) + "Z"; }
+std::string timeText(std::uint64_t time) { return platform::dateText(time) + " " + platform::clockText(time) + " UTC"; }
 
 std::int64_t daysLeft(std::uint64_t until) {
-    const auto seconds = static_cast<std::int64_t>(std::min(until, lastTime)) - static_cast<std::int64_t>(timeNow());
+    const auto seconds =
+        static_cast<std::int64_t>(std::min(until, platform::lastTime)) - platform::secondsNow<std::int64_t>();
     return seconds >= 0 ? seconds / daySeconds : -((daySeconds - 1 - seconds) / daySeconds);
 }
 
@@ -268,8 +229,8 @@ nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenIn
             {"issuer", certificate.issuer},
             {"serial", certificate.serialNumber},
             {"fingerprint", certificate.fingerprint},
-            {"notBefore", isoText(certificate.notBefore)},
-            {"notAfter", isoText(certificate.notAfter)},
+            {"notBefore", platform::isoText(certificate.notBefore)},
+            {"notAfter", platform::isoText(certificate.notAfter)},
             {"daysLeft", daysLeft(certificate.notAfter)},
             {"state", state ? state->name : std::to_string(certificate.state)},
             {"keyType", keyTypeName(certificate.keyType)},

@@ -20,12 +20,8 @@ namespace panelctl {
 
 // ---- times
 
-std::uint64_t timeNow();
-
-// "2027-03-01", "2027-03-01 12:00:00 UTC" and "2027-03-01T12:00:00Z".
-std::string dateText(std::uint64_t time);
+// "2027-03-01 12:00:00 UTC"
 std::string timeText(std::uint64_t time);
-std::string isoText(std::uint64_t time);
 
 // Whole days from now until a time; negative when it has passed.
 std::int64_t daysLeft(std::uint64_t until);

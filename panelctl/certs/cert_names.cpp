@@ -6,7 +6,8 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 
-#include <panelkit/format/ascii_case.h>
+#include <platform/system/clock.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <cctype>
@@ -27,19 +28,13 @@ constexpr std::size_t shortestFingerprint = 8; // digits from which on a number 
 // Each label needs a command, for which the service reads the token: more than this would take minutes.
 constexpr std::size_t mostLabels = 100;
 
-// ASCII letters alone, so that the bytes of other characters stay.
-std::string lowered(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), panelkit::asciiLower);
-    return text;
-}
-
 // Hexadecimal digits in the form of the records; people and other programs also write "0a:1B". Empty for other text.
 std::string hexDigits(const std::string& text) {
     std::string digits;
     for (const char c : text) {
         if (c == ':' || c == ' ') continue;
-        if (std::isxdigit(static_cast<unsigned char>(c)) == 0) return {};
-        digits += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        if (!platform::hexValue(c)) return {};
+        digits += platform::asciiUpper(c);
     }
     return digits;
 }
@@ -57,7 +52,7 @@ bool beginsFingerprint(const std::string& digits, const std::string& fingerprint
 }
 
 bool contains(const std::string& text, const std::string& part) {
-    return lowered(text).find(lowered(part)) != std::string::npos;
+    return platform::asciiLowered(text).find(platform::asciiLowered(part)) != std::string::npos;
 }
 
 bool named(const CertInfo& certificate, const std::string& name) {
@@ -111,12 +106,12 @@ std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& liste
 
 std::string certificateLine(const Certificate& entry) {
     return say("  %s  %s, valid until %s, on token \"%s\"", entry.object.fingerprint.substr(0, 16),
-               escaped(entry.object.subject), dateText(entry.object.notAfter), escaped(nameOf(entry.token)));
+               escaped(entry.object.subject), platform::dateText(entry.object.notAfter), escaped(nameOf(entry.token)));
 }
 
 std::string crlLine(const Crl& entry) {
     return say("  %s  %s, issued %s, on token \"%s\"", entry.object.fingerprint.substr(0, 16),
-               escaped(entry.object.issuer), dateText(entry.object.thisUpdate), escaped(nameOf(entry.token)));
+               escaped(entry.object.issuer), platform::dateText(entry.object.thisUpdate), escaped(nameOf(entry.token)));
 }
 
 std::string keyLine(const PresharedKey& entry) {
@@ -147,16 +142,6 @@ std::optional<CertExtentions> detailsOf(VpnCertsController& controller, const Ce
     return std::nullopt;
 }
 
-std::string hexOf(const std::string& bytes) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
-    std::string text;
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += {digits[byte >> 4], digits[byte & 15]};
-    }
-    return text;
-}
-
 // A URI names the object by its label and identifier, which are in the details only.
 bool matchesUri(VpnCertsController& controller, const Certificate& entry, const std::string& uri) {
     if (!panelctl::matchesUri(entry.token, uri)) return false;
@@ -164,7 +149,7 @@ bool matchesUri(VpnCertsController& controller, const Certificate& entry, const 
     const std::optional<std::string> id = uriAttribute(uri, "id");
     if (!label && !id) return true;
     const std::optional<CertExtentions> details = detailsOf(controller, entry);
-    return details && (!label || details->label == *label) && (!id || details->keyId == hexOf(*id));
+    return details && (!label || details->label == *label) && (!id || details->keyId == platform::hexText(*id));
 }
 
 std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const ObjectName& wanted, std::size_t count) {

@@ -9,6 +9,8 @@
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
 
+#include <platform/text/join.h>
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -69,13 +71,11 @@ bool has(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
 
 // "rsa:2048, ec:256, ..."
 std::string onOffer(const std::vector<CertRequestKeyInfo>& choices) {
-    std::string list;
+    std::vector<std::string> names;
     for (const CertRequestKeyInfo& choice : choices) {
-        for (const std::uint32_t bits : choice.keyBits) {
-            list += (list.empty() ? "" : ", ") + keyName(choice.keyType, bits);
-        }
+        for (const std::uint32_t bits : choice.keyBits) names.push_back(keyName(choice.keyType, bits));
     }
-    return list;
+    return platform::joined(names);
 }
 
 // Finds "rsa", "rsa:3072" and "sha256" among the keys and digests that the token offers; the default where nothing is
@@ -129,8 +129,7 @@ private:
     }
 
     [[noreturn]] void failDigest(const CertRequestKeyInfo& choice) const {
-        std::string list;
-        for (const std::uint32_t digest : choice.digests) list += (list.empty() ? "" : ", ") + digestName(digest);
+        const std::string list = platform::joined(choice.digests, ", ", digestName);
         throw CommandError(Exit::badInput, say("the token can't sign a request with %s; it offers %s", digest_, list));
     }
 
@@ -191,9 +190,7 @@ private:
     // The request from the options, without the key.
     CertRequestInfo asked() const {
         CertRequestInfo wanted = info;
-        for (const std::string& name : alternativeNames) {
-            wanted.alternativeNames += (wanted.alternativeNames.empty() ? "" : ", ") + name;
-        }
+        wanted.alternativeNames = platform::joined(alternativeNames);
         if (!usage.empty()) wanted.keyUsage = parseKeyUsage(usage);
         wanted.useExistingKey = !existingKey.empty();
         if (wanted.useExistingKey) wanted.keyLabel = existingKey;
@@ -228,11 +225,8 @@ private:
         Table table({say("KEY"), say("DIGESTS")});
         for (const CertRequestKeyInfo& choice : choices) {
             auto names = nlohmann::ordered_json::array();
-            std::string joined;
-            for (const std::uint32_t digest : choice.digests) {
-                names.push_back(digestName(digest));
-                joined += (joined.empty() ? "" : ", ") + digestName(digest);
-            }
+            const std::string joined = platform::joined(choice.digests, ", ", digestName);
+            for (const std::uint32_t digest : choice.digests) names.push_back(digestName(digest));
             all.push_back({{"schema", 1}, {"type", keyName(choice.keyType, 0)}, {"bits", choice.keyBits}});
             all.back()["digests"] = names;
             for (const std::uint32_t bits : choice.keyBits) table.add({{keyName(choice.keyType, bits)}, {joined}});

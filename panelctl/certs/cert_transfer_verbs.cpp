@@ -11,6 +11,7 @@
 #include <panelctl/certs/destination.h>
 #include <panelctl/certs/import_file.h>
 
+#include <platform/system/clock.h>
 #include <platform/system/wipe.h>
 
 #include <algorithm>
@@ -154,7 +155,7 @@ private:
             table.add({{nameOf(certificate)},
                        {commonName(certificate.issuer)},
                        {certificate.serialNumber},
-                       {dateText(certificate.notAfter)},
+                       {platform::dateText(certificate.notAfter)},
                        daysLeftCell(certificate.notAfter),
                        {certificate.hasPrivateKey ? say("present") : ""}});
         }

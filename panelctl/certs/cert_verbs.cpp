@@ -8,6 +8,8 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 
+#include <platform/system/clock.h>
+
 #include <algorithm>
 #include <iterator>
 
@@ -54,7 +56,7 @@ struct CertList {
     }
 
     void run(const Context& context) const {
-        const std::uint64_t deadline = expiring.empty() ? 0 : timeNow() + parsePeriod(expiring);
+        const std::uint64_t deadline = expiring.empty() ? 0 : platform::secondsNow() + parsePeriod(expiring);
         const auto controller = certsController(context);
         std::vector<Certificate> listed = listCertificates(*controller, selector(), token);
         std::erase_if(listed, [&](const Certificate& entry) { return !isWanted(entry.object, deadline); });
@@ -83,7 +85,7 @@ private:
     // Those that have already expired are listed too.
     bool isWanted(const CertInfo& certificate, std::uint64_t deadline) const {
         if (!expiring.empty()) return isReadable(certificate) && certificate.notAfter <= deadline;
-        return !expired || (isReadable(certificate) && certificate.notAfter < timeNow());
+        return !expired || (isReadable(certificate) && certificate.notAfter < platform::secondsNow());
     }
 
     static void print(const std::vector<Certificate>& listed) {
@@ -93,7 +95,7 @@ private:
             table.add({{nameOf(entry.object)},
                        {commonName(entry.object.issuer)},
                        {entry.object.serialNumber},
-                       {isReadable(entry.object) ? dateText(entry.object.notAfter) : ""},
+                       {isReadable(entry.object) ? platform::dateText(entry.object.notAfter) : ""},
                        isReadable(entry.object) ? daysLeftCell(entry.object.notAfter) : Cell{},
                        keyCell(entry.object),
                        {nameOf(entry.token)},
@@ -189,7 +191,7 @@ private:
         json["publicKeyParameters"] = details.publicKeyParameters;
         json["subjectAlternativeNames"] = details.subjectAlternativeNames;
         json["sha1Fingerprint"] = details.sha1Fingerprint;
-        json["revokedAt"] = details.revokedAt ? nlohmann::ordered_json(isoText(details.revokedAt)) : nullptr;
+        json["revokedAt"] = details.revokedAt ? nlohmann::ordered_json(platform::isoText(details.revokedAt)) : nullptr;
         json["extensions"] = nlohmann::ordered_json::array();
         for (const auto& [extension, value] : details.extensions) {
             json["extensions"].push_back({{"name", extension}, {"value", value}});
@@ -221,7 +223,7 @@ private:
         for (const Certificate& entry : chain) {
             table.add({{indent + nameOf(entry.object)},
                        {entry.object.serialNumber},
-                       {dateText(entry.object.notAfter)},
+                       {platform::dateText(entry.object.notAfter)},
                        {nameOf(entry.token)},
                        stateCell(entry.object)});
             indent += "  ";

@@ -9,6 +9,8 @@
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
 
+#include <platform/system/clock.h>
+
 #include <optional>
 
 namespace panelctl {
@@ -20,15 +22,15 @@ using Crl = OnToken<CRLInfo>;
 namespace {
 
 // A list without a next update never gets out of date.
-bool isOutdated(const CRLInfo& crl) { return crl.nextUpdate != 0 && crl.nextUpdate < timeNow(); }
+bool isOutdated(const CRLInfo& crl) { return crl.nextUpdate != 0 && crl.nextUpdate < platform::secondsNow(); }
 
 nlohmann::ordered_json toJson(const Crl& entry) {
     const CRLInfo& crl = entry.object;
     return {{"schema", 1},
             {"issuer", crl.issuer},
             {"number", crl.number},
-            {"thisUpdate", isoText(crl.thisUpdate)},
-            {"nextUpdate", crl.nextUpdate ? nlohmann::ordered_json(isoText(crl.nextUpdate)) : nullptr},
+            {"thisUpdate", platform::isoText(crl.thisUpdate)},
+            {"nextUpdate", crl.nextUpdate ? nlohmann::ordered_json(platform::isoText(crl.nextUpdate)) : nullptr},
             {"outdated", isOutdated(crl)},
             {"revoked", crl.revokedCount},
             {"authorityKeyId", crl.authorityKeyId},
@@ -66,8 +68,8 @@ private:
             const bool ends = crl.nextUpdate != 0;
             table.add({{commonName(crl.issuer)},
                        {crl.number},
-                       {dateText(crl.thisUpdate)},
-                       {ends ? dateText(crl.nextUpdate) : say("never")},
+                       {platform::dateText(crl.thisUpdate)},
+                       {ends ? platform::dateText(crl.nextUpdate) : say("never")},
                        ends ? daysLeftCell(crl.nextUpdate) : Cell{},
                        {std::to_string(crl.revokedCount)},
                        {nameOf(token)}});

@@ -7,6 +7,8 @@
 #include <panelctl/base/terminal.h>
 #include <panelctl/certs/new_file.h>
 
+#include <platform/text/utf8_path.h>
+
 #include <CLI/CLI.hpp>
 
 #include <filesystem>
@@ -27,7 +29,7 @@ void Destination::requireFit(bool isText) const {
         return;
     }
     std::error_code ignored; // writing reports it
-    if (std::filesystem::exists(std::u8string(file.begin(), file.end()), ignored)) {
+    if (std::filesystem::exists(platform::toPath(file), ignored)) {
         throw CommandError(Exit::badInput, say("%s already exists; nothing was written", file));
     }
 }

@@ -6,6 +6,8 @@
 #include <panelctl/base/terminal.h>
 #include <panelctl/certs/cert_outcomes.h>
 
+#include <platform/text/utf8_path.h>
+
 #include <cstdint>
 #include <filesystem>
 
@@ -19,20 +21,18 @@ namespace {
 constexpr std::uintmax_t largestFile = (64U << 20) - 8192;
 constexpr std::uintmax_t mebibyte = 1U << 20;
 
-fs::path pathOf(const std::string& utf8) { return {std::u8string(utf8.begin(), utf8.end())}; }
-
 [[noreturn]] void refuse(const std::string& why) { throw CommandError(Exit::badInput, why); }
 
 } // namespace
 
 void requireImportable(const std::string& utf8Path) {
     std::error_code error;
-    const fs::file_status status = fs::status(pathOf(utf8Path), error);
+    const fs::file_status status = fs::status(platform::toPath(utf8Path), error);
     if (status.type() == fs::file_type::not_found) refuse(say("%s: there is no such file", utf8Path));
     if (error) refuse(utf8Path + ": " + error.message());
     if (fs::is_directory(status)) refuse(say("%s is a folder", utf8Path));
     if (!fs::is_regular_file(status)) refuse(say("%s is not a regular file", utf8Path));
-    const std::uintmax_t size = fs::file_size(pathOf(utf8Path), error);
+    const std::uintmax_t size = fs::file_size(platform::toPath(utf8Path), error);
     if (error) refuse(utf8Path + ": " + error.message());
     if (size == 0) refuse(say("%s is empty", utf8Path));
     if (size > largestFile) {

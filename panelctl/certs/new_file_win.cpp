@@ -6,6 +6,8 @@
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
 
+#include <platform/text/utf8_path.h>
+
 #include <fcntl.h>
 #include <io.h>
 #include <sys/stat.h>
@@ -39,7 +41,7 @@ bool writeAll(int descriptor, std::string_view content) {
 } // namespace
 
 void writeNewFile(const std::string& utf8Path, const std::string& content) {
-    const std::wstring path = std::filesystem::path(std::u8string(utf8Path.begin(), utf8Path.end())).wstring();
+    const std::wstring path = platform::toPath(utf8Path).wstring();
     const int descriptor = _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
     if (descriptor < 0 && errno == EEXIST) {
         throw CommandError(Exit::badInput, say("%s already exists; nothing was written", utf8Path));

@@ -5,6 +5,8 @@
 #include <panelctl/base/interruption.h>
 #include <panelctl/base/say.h>
 
+#include <platform/text/join.h>
+
 namespace panelctl {
 
 using panelkit::SectionFailure;
@@ -26,16 +28,6 @@ std::vector<Change> ConfigDraft::changes() const {
 }
 
 // ---- errors
-
-namespace {
-
-std::string listed(const std::vector<std::string>& names) {
-    std::string list;
-    for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
-    return list;
-}
-
-} // namespace
 
 CommandError errorOf(const SectionFailure& failure) {
     const std::string start = failure.section.empty() ? "" : failure.section + ": ";
@@ -71,11 +63,11 @@ panelkit::TransactionResult ConfigDraft::write(panelkit::Commit commit) {
     const std::string why = cause.what();
     if (result.outcome == Outcome::notRestored) {
         throw CommandError(Exit::notRestored,
-                           say("%s; these sections could NOT be restored: %s", why, listed(result.lost)));
+                           say("%s; these sections could NOT be restored: %s", why, platform::joined(result.lost)));
     }
     if (result.outcome == Outcome::restored) {
         throw CommandError(Exit::restored, say("%s; the sections that were already written have been restored: %s", why,
-                                               listed(result.restored)));
+                                               platform::joined(result.restored)));
     }
     throw CommandError(cause.code, say("%s; nothing was changed", why));
 }

@@ -8,8 +8,8 @@
 #include <panelctl/config/config_json.h>
 
 #include <platform/json/json.h>
-#include <platform/system/utf8_character.h>
 #include <platform/system/wipe.h>
+#include <platform/text/utf8_character.h>
 
 #include <nlohmann/json.hpp>
 

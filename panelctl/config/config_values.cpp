@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_values.h>
 
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/say.h>
+
+#include <panelkit/format/nearest.h>
 
 namespace panelctl {
 
@@ -20,7 +21,7 @@ std::string withNearest(const std::string& message, const std::string& meant) { 
 std::string keyNearestTo(const ParamGroup& group, const std::string& key) {
     std::vector<std::string> keys;
     for (const Param* param : group.params) keys.emplace_back(param->key);
-    return nearest(key, keys);
+    return panelkit::nearest(key, keys);
 }
 
 // The parameter that a key without its section means, or nearly means.
@@ -39,7 +40,7 @@ std::string parameterCalled(const std::string& key) {
 CommandError noSuchSection(const std::string& section) {
     std::vector<std::string> names;
     for (const auto& group : catalogue()) names.emplace_back(group->name);
-    const std::string near = nearest(section, names);
+    const std::string near = panelkit::nearest(section, names);
     return {Exit::notFound,
             withNearest(say("there is no section \"%s\"", section), near.empty() ? parameterCalled(section) : near)};
 }

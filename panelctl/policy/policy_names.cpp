@@ -3,10 +3,12 @@
 
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
 
-#include <panelkit/format/ascii_case.h>
+#include <panelkit/format/nearest.h>
+#include <platform/text/ascii.h>
+#include <platform/text/join.h>
 #include <vocabulary/policy.h>
 
 #include <nlohmann/json.hpp>
@@ -122,8 +124,8 @@ std::string choiceName(const LPARAMS::Variant* rows, std::int32_t value) {
 std::int32_t readChoice(const std::string& option, const std::string& given, const LPARAMS::Variant* rows) {
     std::vector<std::string> names;
     for (const LPARAMS::Variant* row = rows; row->text; ++row) {
-        if (row->name && panelkit::equalIgnoringCase(given, row->name)) return row->value;
-        if (panelkit::equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value)) {
+        if (row->name && platform::equalIgnoringCase(given, row->name)) return row->value;
+        if (platform::equalIgnoringCase(given, *row->text) || given == "=" + std::to_string(row->value)) {
             return row->value;
         }
         names.emplace_back(*row->text);
@@ -132,10 +134,8 @@ std::int32_t readChoice(const std::string& option, const std::string& given, con
 }
 
 CommandError notAmong(const std::string& option, const std::string& given, const std::vector<std::string>& legal) {
-    std::string names;
-    for (const std::string& name : legal) names += (names.empty() ? "" : ", ") + name;
-    return {Exit::badInput,
-            say("%s: \"%s\" is not one of: %s", option, given, names) + didYouMean(nearest(given, legal))};
+    return {Exit::badInput, say("%s: \"%s\" is not one of: %s", option, given, platform::joined(legal)) +
+                                didYouMean(panelkit::nearest(given, legal))};
 }
 
 ordered_json toJson(const LSPrequest_t& request) {

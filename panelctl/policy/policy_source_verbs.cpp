@@ -9,6 +9,7 @@
 
 #include <panelkit/lsp/user_settings_file.h>
 
+#include <platform/text/utf8_path.h>
 #include <vocabulary/policy.h>
 
 #include <nlohmann/json.hpp>
@@ -102,10 +103,9 @@ struct SourceGet {
 std::string absolutePath(const std::string& utf8) {
     if (utf8.empty()) return utf8;
     std::error_code error;
-    const auto path = std::filesystem::absolute(std::filesystem::path(std::u8string(utf8.begin(), utf8.end())), error);
+    const auto path = std::filesystem::absolute(platform::toPath(utf8), error);
     if (error) throw CommandError(Exit::badInput, utf8 + ": " + error.message());
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
+    return platform::fromPath(path);
 }
 
 class SourceSet {

@@ -4,12 +4,13 @@
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/output.h>
+#include <panelctl/policy/policy_names.h>
+#include <panelctl/base/say.h>
 #include <panelctl/base/terminal.h>
 #include <panelctl/base/verbs.h>
-#include <panelctl/policy/policy_names.h>
 
+#include <panelkit/format/nearest.h>
 #include <panelkit/lsp/policy_text.h>
 #include <vocabulary/policy.h>
 
@@ -252,7 +253,7 @@ private:
             if (which == row.name) return row;
             names.emplace_back(row.name);
         }
-        const std::string meant = nearest(which, names);
+        const std::string meant = panelkit::nearest(which, names);
         const std::string hint = meant.empty() ? "; " + say("\"%s\" accepts: %s", "panelctl policy activate",
                                                             "system, user, driver, current")
                                                : didYouMean(meant);

@@ -7,6 +7,7 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lparams/variants.h>
 #include <panelkit/tokens/tokens_controller.h>
+#include <platform/system/clock.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
@@ -95,7 +96,8 @@ std::vector<Candidate> crls() {
     for (const CRLInfo& crl : listed) ++uses[crl.issuer];
     std::vector<Candidate> candidates;
     for (const CRLInfo& crl : listed) {
-        candidates.push_back({uses[crl.issuer] == 1 ? crl.issuer : crl.fingerprint, dateText(crl.thisUpdate)});
+        candidates.push_back(
+            {uses[crl.issuer] == 1 ? crl.issuer : crl.fingerprint, platform::dateText(crl.thisUpdate)});
     }
     return candidates;
 }

@@ -15,6 +15,7 @@
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
+#include <platform/system/clock.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
@@ -161,11 +162,6 @@ Finding lookAtTokens() {
     return good(say("ready: %d", listed.size()));
 }
 
-std::uint64_t now() {
-    const auto since = std::chrono::system_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::seconds>(since).count());
-}
-
 // The subjects of certificates whose validity ends in the given time, in seconds since 1970.
 std::vector<std::string> ending(const std::vector<CertInfo>& certificates, std::uint64_t from, std::uint64_t until) {
     std::vector<std::string> subjects;
@@ -180,9 +176,10 @@ Finding lookAtCertificates() {
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(0, listed, tokens)) return failed();
-    const auto expired = ending(listed, 1, now()); // 0: the object is not a certificate
+    const auto now = platform::secondsNow();
+    const auto expired = ending(listed, 1, now); // 0: the object is not a certificate
     if (!expired.empty()) return bad(say("expired: %s", someOf(expired)), renewCertificate());
-    const auto expiring = ending(listed, now(), now() + soon * 86400);
+    const auto expiring = ending(listed, now, now + soon * 86400);
     if (!expiring.empty()) return warning(say("expiring within 30 days: %s", someOf(expiring)), renewCertificate());
     return good(say("valid for at least 30 more days: %d", listed.size()));
 }

@@ -4,9 +4,10 @@
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/say.h>
 
+#include <panelkit/format/nearest.h>
+#include <platform/text/ascii.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
@@ -33,14 +34,13 @@ constexpr std::string_view scheme = "pkcs11:";
 
 std::string percentEncoded(const std::string& text) {
     constexpr std::string_view plain = "-._~:[]@!$'()*+,=&";
-    constexpr std::string_view digits = "0123456789ABCDEF";
     std::string encoded;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != std::string_view::npos)) {
             encoded += c;
         } else {
-            encoded += {'%', digits[byte >> 4], digits[byte & 15]};
+            encoded += {'%', platform::hexDigit(byte >> 4U), platform::hexDigit(byte)};
         }
     }
     return encoded;
@@ -49,11 +49,11 @@ std::string percentEncoded(const std::string& text) {
 std::string percentDecoded(std::string_view text) {
     std::string decoded;
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto isHex = [&](std::size_t at) {
-            return at < text.size() && std::isxdigit(static_cast<unsigned char>(text[at])) != 0;
-        };
-        if (text[i] == '%' && isHex(i + 1) && isHex(i + 2)) {
-            decoded += static_cast<char>(std::stoi(std::string(text.substr(i + 1, 2)), nullptr, 16));
+        const bool isComplete = text[i] == '%' && i + 2 < text.size();
+        const auto high = isComplete ? platform::hexValue(text[i + 1]) : std::nullopt;
+        const auto low = isComplete ? platform::hexValue(text[i + 2]) : std::nullopt;
+        if (high && low) {
+            decoded += static_cast<char>(*high << 4U | *low);
             i += 2;
         } else {
             decoded += text[i];
@@ -110,7 +110,7 @@ std::vector<std::string_view> attributesOf(std::string_view uri) {
 } // namespace
 
 void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
-    throw CommandError(Exit::notFound, message + didYouMean(nearest(name, candidates)));
+    throw CommandError(Exit::notFound, message + didYouMean(panelkit::nearest(name, candidates)));
 }
 
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {

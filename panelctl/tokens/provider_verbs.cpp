@@ -9,6 +9,7 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/tokens/names.h>
 
+#include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
@@ -72,11 +73,11 @@ struct ProviderList {
 
 // People name files relative to the current folder; the service runs in another one.
 std::string absolute(const std::string& module) {
-    const std::filesystem::path given = toPath(module);
+    const std::filesystem::path given = platform::toPath(module);
     if (given.empty() || given.has_root_directory()) return module;
     std::error_code error;
     const std::filesystem::path full = std::filesystem::absolute(given, error);
-    return error ? module : fromPath(full.lexically_normal());
+    return error ? module : platform::fromPath(full.lexically_normal());
 }
 
 struct ProviderLoad {

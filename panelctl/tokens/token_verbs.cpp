@@ -13,6 +13,7 @@
 #include <panelctl/tokens/names.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/join.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
@@ -336,11 +337,11 @@ struct TokenReload {
     void options(CLI::App&) {}
     void run(const Context& context) const {
         TokensWithDots controller(context);
-        std::string loggedIn;
+        std::vector<std::string> loggedIn;
         for (const TokenInfo& token : listTokens(controller)) {
-            if (token.flags & flag::loggedIn) loggedIn += (loggedIn.empty() ? "" : ", ") + labelOf(token);
+            if (token.flags & flag::loggedIn) loggedIn.push_back(labelOf(token));
         }
-        if (!loggedIn.empty()) printNote(say("This logs the service out of: %s", loggedIn));
+        if (!loggedIn.empty()) printNote(say("This logs the service out of: %s", platform::joined(loggedIn)));
         if (!controller.ReloadAll()) throw lastFailureError();
         if (context.json) return printTokens(listTokens(controller));
         printLine(say("All providers have been reloaded; the service is logged out of all tokens."));

@@ -6,13 +6,13 @@
 #include <panelctl/base/say.h>
 
 #include <panelkit/format/time_text.h>
+#include <platform/system/clock.h>
+#include <platform/text/join.h>
 #include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <cstdio>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -55,36 +55,11 @@ const char* nameOf(Notification id) {
     return std::find_if(eventRows.begin(), eventRows.end(), [&](const EventRow& row) { return row.id == id; })->name;
 }
 
-std::uint64_t now() {
-    using namespace std::chrono;
-    return static_cast<std::uint64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
-}
-
-std::string isoText(std::uint64_t time) {
-    using namespace std::chrono;
-    const sys_seconds point{seconds(time)};
-    const auto day = floor<days>(point);
-    const year_month_day date(day);
-    const hh_mm_ss clock(point - day);
-    char text[64] = "";
-    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02d:%02dZ", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                  static_cast<int>(clock.hours().count()), static_cast<int>(clock.minutes().count()),
-                  static_cast<int>(clock.seconds().count()));
-    return text;
-}
-
 ordered_json tokenJson(const TokenInfo& token) {
     return {{"label", token.*field::label},
             {"serial", token.*field::serial},
             {"model", token.*field::model},
             {"provider", token.*field::provider}};
-}
-
-std::string joined(const std::vector<std::string>& names) {
-    std::string text;
-    for (const std::string& name : names) text += (text.empty() ? "" : ", ") + escaped(name);
-    return text;
 }
 
 std::string tokenText(Notification id, const TokenInfo& token) {
@@ -133,7 +108,8 @@ struct Describe {
         event.details["token"] = tokenJson(notice.token);
     }
     void operator()(const vocabulary::ConfigurationNotice& notice) const {
-        event.text = say("%s committed the configuration: %s.", escaped(notice.user), joined(notice.sections));
+        event.text = say("%s committed the configuration: %s.", escaped(notice.user),
+                         platform::joined(notice.sections, ", ", escaped));
         event.details["user"] = notice.user;
         event.details["sections"] = notice.sections;
     }
@@ -150,13 +126,13 @@ struct Describe {
         event.details["token"] = tokenJson(notice.token);
         event.details["subject"] = notice.certificate.subject;
         event.details["fingerprint"] = notice.certificate.fingerprint;
-        event.details["notAfter"] = isoText(notice.certificate.notAfter);
+        event.details["notAfter"] = platform::isoText(notice.certificate.notAfter);
         event.details["daysLeft"] = notice.daysLeft;
     }
 };
 
 WatchEvent make(const char* name, std::string text) {
-    return {name, now(), std::move(text), ordered_json::object(), false};
+    return {name, platform::secondsNow(), std::move(text), ordered_json::object(), false};
 }
 
 template <Notification id, class Notice>
@@ -198,7 +174,7 @@ const TokenInfo* find(const std::vector<TokenInfo>& tokens, const TokenInfo& tok
 }
 
 WatchEvent missedOf(Notification id, const TokenInfo& token) {
-    WatchEvent event = describe({id, vocabulary::TokenNotice{{now(), 0}, token}, {}});
+    WatchEvent event = describe({id, vocabulary::TokenNotice{{platform::secondsNow(), 0}, token}, {}});
     event.missed = true;
     return event;
 }
@@ -218,14 +194,16 @@ void compareSections(const WatchedState& before, const WatchedState& now, std::v
         if (known != before.sections.end() && known->second != hash) changed.push_back(name);
     }
     if (changed.empty()) return;
-    WatchEvent event = make("configuration-changed", say("The configuration has changed: %s.", joined(changed)));
+    WatchEvent event = make("configuration-changed",
+                            say("The configuration has changed: %s.", platform::joined(changed, ", ", escaped)));
     event.details["sections"] = changed;
     event.missed = true;
     events.push_back(event);
 }
 
 vocabulary::PolicyNotice noticeOf(const LSPrequest_t& request, const std::string& title) {
-    vocabulary::PolicyNotice notice{{now(), 0}, "system", title.empty() ? request.file : title, {}, {}};
+    vocabulary::PolicyNotice notice{
+        {platform::secondsNow(), 0}, "system", title.empty() ? request.file : title, {}, {}};
     if (request.type == LSPdriver) notice.source = "driver";
     if (isUserPolicy(request.type)) {
         notice.source = "user";
@@ -337,7 +315,8 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
 }
 
 ordered_json toJson(const WatchEvent& event) {
-    ordered_json json{{"schema", 1}, {"time", isoText(event.time)}, {"event", event.name}, {"missed", event.missed}};
+    ordered_json json{
+        {"schema", 1}, {"time", platform::isoText(event.time)}, {"event", event.name}, {"missed", event.missed}};
     json.update(event.details);
     return json;
 }

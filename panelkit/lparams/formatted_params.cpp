@@ -2,9 +2,8 @@
 #include <panelkit/lparams/formatted_params.h>
 
 #include <panelkit/lparams/kind_row.h>
+#include <platform/text/ascii.h>
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -65,9 +64,9 @@ void QcdSParam::genAuto(std::string& out) {
     out.clear();
     std::srand(static_cast<unsigned>(std::time(nullptr)));
     for (int i = 0; i < bytesMade; ++i) {
-        std::array<char, 4> digits{};
         const unsigned byte = static_cast<unsigned>(std::rand()) & 255U;
-        if (std::snprintf(digits.data(), digits.size(), "%02X", byte) == 2) out += digits.data();
+        out += platform::hexDigit(byte >> 4U);
+        out += platform::hexDigit(byte);
     }
     // NOLINTEND(cert-msc*)
 }

@@ -2,8 +2,9 @@
 //
 // Choices: numbers from a variant table. People name them by their text in the current language, or by =NUMBER. Files
 // use the number and the symbolic name, so that they do not depend on a language.
+#include <panelkit/format/nearest.h>
 #include <panelkit/lparams/kind_row.h>
-#include <panelkit/lparams/nearest.h>
+#include <platform/text/join.h>
 
 #include <vector>
 
@@ -64,11 +65,11 @@ struct Choice : Common<EnumParam, std::int32_t> {
 
     static std::string legal(const EnumParam& param, TextForm form) {
         const char* quote = form == TextForm::display ? "\"" : "";
-        std::string list;
+        std::vector<std::string> list;
         for (const Variant* row = param.variants; row->text; ++row) {
-            list += (list.empty() ? "" : ", ") + (quote + print(param, row->value, form)) + quote;
+            list.push_back(quote + print(param, row->value, form) + quote);
         }
-        return list;
+        return platform::joined(list);
     }
     static std::string nearest(const EnumParam& param, string_view text, TextForm form) {
         std::vector<string_view> texts;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Flags, and numbers within bounds.
-#include <panelkit/format/ascii_case.h>
+#include <panelkit/format/nearest.h>
 #include <panelkit/lparams/kind_row.h>
-#include <panelkit/lparams/nearest.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 
@@ -23,7 +23,7 @@ struct Flag : Common<BoolParam, bool> {
     static std::optional<bool> parse(const BoolParam&, string_view text, TextForm) {
         static constexpr string_view words[] = {"off", "on", "false", "true", "no", "yes", "0", "1"};
         const auto* word = std::find_if(std::begin(words), std::end(words),
-                                        [&](string_view known) { return equalIgnoringCase(known, text); });
+                                        [&](string_view known) { return platform::equalIgnoringCase(known, text); });
         if (word == std::end(words)) return std::nullopt;
         return (word - std::begin(words)) % 2 != 0;
     }

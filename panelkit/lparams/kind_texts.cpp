@@ -8,7 +8,7 @@
 #include <panelkit/lparams/formatted_params.h>
 #include <panelkit/lparams/kind_row.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 

@@ -16,7 +16,7 @@
 //   TimeParam    time          time      8 bytes                   "10:00:00"
 //   ParamVector  gateways      gateways  4-byte count, gateways    a list of objects, one a gateway
 //
-// To add a kind: its functions in panelkit/lparams/kinds/, and its row in param_kind.cpp.
+// To add a kind: its functions in panelkit/lparams/kind_*.cpp, and its row in param_kind.cpp.
 //
 // A value is what a front end edits, in stream form. What a section's body holds is the stored value. The two differ
 // for two kinds only: a stored flag may be any byte, and every byte but 1 means off; of a QCD secret the whole history

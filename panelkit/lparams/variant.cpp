@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/variants.h>
 
-#include <panelkit/format/ascii_case.h>
+#include <platform/text/ascii.h>
 
 namespace LPARAMS {
 
@@ -13,7 +13,7 @@ const char* Variant::getName(int wanted, const char* dflt) const {
 int Variant::getValue(const char* wanted, int dflt) const {
     if (!wanted) return dflt;
     for (const Variant* row = this; row->text; ++row) {
-        if (panelkit::equalIgnoringCase(*row->text, wanted)) return row->value;
+        if (platform::equalIgnoringCase(*row->text, wanted)) return row->value;
     }
     return dflt;
 }

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lsp/policy_text.h>
 
-#include <panelkit/format/ascii_case.h>
 #include <panelkit/format/time_text.h>
 #include <panelkit/loc/default_texts.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <string_view>
@@ -85,7 +85,7 @@ void appendCertificateState(const LSPinfo_t& info, std::string& out) {
 constexpr std::string_view warningMark = "#warn: ";
 
 bool isWarning(std::string_view message) {
-    return equalIgnoringCase(message.substr(0, warningMark.size()), warningMark);
+    return platform::equalIgnoringCase(message.substr(0, warningMark.size()), warningMark);
 }
 
 // Whether there is anything that a user should act on: a warning is not.

@@ -5,7 +5,7 @@
 
 #include <platform/paths/user_paths.h>
 #include <platform/system/files.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 #include <platform/xml/xml_document.h>
 
 #include <charconv>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <platform/codepage/charsets_posix.h>
 
+#include <platform/text/ascii.h>
+
 #include <algorithm>
 
 namespace platform {
@@ -45,9 +47,6 @@ constexpr Charset charsets[] = {
 };
 // clang-format on
 
-// Not the C runtime's, which would follow the locale: Turkish has an i of its own.
-char upper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
-
 } // namespace
 
 const char* charsetOfPage(std::uint32_t page) {
@@ -56,9 +55,8 @@ const char* charsetOfPage(std::uint32_t page) {
 }
 
 std::uint32_t pageOfCharset(std::string_view charset) {
-    const auto* row = std::ranges::find_if(charsets, [charset](const Charset& known) {
-        return std::ranges::equal(std::string_view(known.name), charset, {}, {}, upper);
-    });
+    const auto* row = std::ranges::find_if(
+        charsets, [charset](const Charset& known) { return equalIgnoringCase(known.name, charset); });
     return row == std::end(charsets) ? 0 : row->page;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/codepage/utf8.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 namespace platform {
 

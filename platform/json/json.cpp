@@ -2,6 +2,7 @@
 #include <platform/json/json.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/ascii.h>
 
 #include <nlohmann/json.hpp>
 
@@ -250,14 +251,13 @@ const Member* Value::find(std::string_view name) const {
 // ---- printing
 
 void appendQuoted(std::string_view text, std::string& to) {
-    constexpr std::string_view hexDigits = "0123456789ABCDEF";
     to += '"';
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
         if (c == '"' || c == '\\') {
             to += {'\\', c};
         } else if (byte < 0x20 || byte == 0x7F) {
-            to += {'\\', 'u', '0', '0', hexDigits[byte >> 4], hexDigits[byte & 15]};
+            to += {'\\', 'u', '0', '0', hexDigit(byte >> 4U), hexDigit(byte)};
         } else {
             to += c;
         }

@@ -4,7 +4,7 @@
 #include <platform/loccore/mo_file.h>
 #include <platform/loccore/phrase.h>
 #include <platform/loccore/placeholders.h>
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 

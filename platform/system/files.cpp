@@ -2,7 +2,7 @@
 #include <platform/system/files.h>
 
 #include <platform/system/unfinished_files.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 
 #include <filesystem>
 #include <system_error>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/xml/well_formed.h>
 
+#include <platform/text/ascii.h>
 #include <platform/xml/xml_document.h>
 #include <platform/xml/xml_text.h>
 
@@ -90,10 +91,9 @@ void checkDeclaration(pugi::xml_node declaration) {
         version.find_first_not_of("0123456789", 2) != std::string_view::npos) {
         refuse("no XML 1 document");
     }
-    std::string encoding = declaration.attribute("encoding").as_string("UTF-8");
-    std::transform(encoding.begin(), encoding.end(), encoding.begin(),
-                   [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; });
-    if (encoding != "UTF-8" && encoding != "US-ASCII") refuse("in the encoding " + quoted(encoding));
+    const std::string_view encoding = declaration.attribute("encoding").as_string("UTF-8");
+    if (!equalIgnoringCase(encoding, "UTF-8") && !equalIgnoringCase(encoding, "US-ASCII"))
+        refuse("in the encoding " + quoted(encoding));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/xml/xml_text.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include <array>
 #include <charconv>

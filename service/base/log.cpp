@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <service/base/log.h>
 
+#include <platform/system/clock.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <mutex>
 #include <utility>
 
@@ -25,14 +26,6 @@ bool journalReads() {
     return reads;
 }
 
-std::string timestamp() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    char text[32] = "";
-    const std::tm* utc = std::gmtime(&now); // under lineMutex
-    if (utc) std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", utc);
-    return text;
-}
-
 // Text from tokens and clients may hold line ends: a line of the log is one line.
 std::string oneLine(std::string text) {
     for (char& c : text) {
@@ -48,7 +41,7 @@ void write(LogLevel needed, Priority priority, const std::string& text) {
     if (journalReads()) {
         std::fprintf(stderr, "<%d>%s\n", static_cast<int>(priority), oneLine(text).c_str());
     } else {
-        std::fprintf(stderr, "%s %s\n", timestamp().c_str(), oneLine(text).c_str());
+        std::fprintf(stderr, "%s %s\n", platform::isoText(platform::secondsNow()).c_str(), oneLine(text).c_str());
     }
 }
 

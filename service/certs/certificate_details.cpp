@@ -4,6 +4,8 @@
 #include <service/certs/x509_text.h>
 #include <service/tokens/cryptoki.h>
 
+#include <platform/text/ascii.h>
+
 #include <openssl/core_names.h>
 #include <openssl/ec.h>
 #include <openssl/err.h>
@@ -101,8 +103,8 @@ std::string keyParameters(const EVP_PKEY* key) {
 CertExtentions describeFully(const StoredCertificate& stored) {
     CertExtentions details;
     details.label = stored.label;
-    details.keyId = hexText(stored.id);
-    details.sha1Fingerprint = hexText(sha1(stored.der));
+    details.keyId = platform::hexText(stored.id);
+    details.sha1Fingerprint = platform::hexText(sha1(stored.der));
     const CertificateHandle certificate = certificateFrom(stored.der);
     if (!certificate) return details;
     details.version = std::to_string(X509_get_version(certificate.get()) + 1);

@@ -3,6 +3,7 @@
 
 #include <service/base/log.h>
 
+#include <platform/system/clock.h>
 #include <platform/system/local_time.h>
 #include <vocabulary/certs.h>
 
@@ -18,11 +19,6 @@ constexpr std::int64_t day = 86'400;
 
 // The clock may be set, and laptops sleep: nobody sleeps through a whole day on a plan that was made before.
 constexpr auto longestPause = std::chrono::hours(1);
-
-std::int64_t secondsSinceEpoch() {
-    using namespace std::chrono;
-    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
-}
 
 std::int64_t secondOfDay(const std::tm& time) { return (time.tm_hour * 60 + time.tm_min) * 60 + time.tm_sec; }
 
@@ -52,7 +48,7 @@ void ExpiryWatch::set(const ExpirySettings& settings) {
 }
 
 std::chrono::milliseconds ExpiryWatch::look() {
-    const auto local = platform::localTime(secondsSinceEpoch());
+    const auto local = platform::localTime(platform::secondsNow<std::int64_t>());
     if (!local) return longestPause;
     std::unique_lock lock(mutex_);
     const ExpirySettings settings = settings_;
@@ -70,7 +66,7 @@ std::chrono::milliseconds ExpiryWatch::look() {
 
 bool ExpiryWatch::announceAll(const ExpirySettings& settings) const {
     try {
-        const std::int64_t now = secondsSinceEpoch();
+        const std::int64_t now = platform::secondsNow<std::int64_t>();
         for (const WatchedCertificate& watched : source_()) {
             const auto left = daysLeft(watched.certificate, now, settings);
             if (left) announcer_.announceCertificateExpiring(watched.token, watched.certificate, *left);

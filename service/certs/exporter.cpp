@@ -3,7 +3,7 @@
 
 #include <service/certs/token_key.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include <openssl/pem.h>
 

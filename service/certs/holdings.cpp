@@ -4,6 +4,7 @@
 #include <service/base/refused.h>
 #include <service/certs/x509_text.h>
 
+#include <platform/system/clock.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
@@ -95,7 +96,7 @@ CertInfo Holdings::describe(const PlacedCertificate& placed) const {
 }
 
 std::uint32_t Holdings::stateOf(const CertificateFacts& certificate) const {
-    const std::uint64_t time = now();
+    const std::uint64_t time = platform::secondsNow();
     CertState state = CertState::valid;
     if (!certificate.readable) {
         state = CertState::unreadable;

@@ -4,6 +4,7 @@
 #include <service/certs/key_usages.h>
 #include <service/certs/x509_text.h>
 
+#include <platform/text/ascii.h>
 #include <vocabulary/certs.h>
 
 #include <openssl/core_names.h>
@@ -95,7 +96,7 @@ std::string crlNumber(const X509_CRL* crl) {
 
 CertificateFacts readCertificateFacts(const std::string& der) {
     CertificateFacts facts;
-    facts.info.fingerprint = hexText(sha256(der));
+    facts.info.fingerprint = platform::hexText(sha256(der));
     facts.info.state = static_cast<std::uint32_t>(vocabulary::CertState::unreadable);
     facts.info.keyType = vocabulary::keyType::unknown;
     const CertificateHandle certificate = certificateFrom(der);
@@ -116,7 +117,7 @@ CertificateFacts readCertificateFacts(const std::string& der) {
 
 CrlFacts readCrlFacts(const std::string& der) {
     CrlFacts facts;
-    facts.info.fingerprint = hexText(sha256(der));
+    facts.info.fingerprint = platform::hexText(sha256(der));
     facts.crl = crlFrom(der);
     const auto thisUpdate = facts.crl ? secondsOf(X509_CRL_get0_lastUpdate(facts.crl.get())) : std::nullopt;
     if (!thisUpdate) return facts;
@@ -130,7 +131,7 @@ CrlFacts readCrlFacts(const std::string& der) {
     facts.info.revokedCount = static_cast<std::uint32_t>(std::max(0, revoked));
     facts.issuer = derOf(X509_CRL_get_issuer(crl), i2d_X509_NAME);
     facts.authorityKeyId = crlKeyId(crl);
-    facts.info.authorityKeyId = hexText(facts.authorityKeyId);
+    facts.info.authorityKeyId = platform::hexText(facts.authorityKeyId);
     facts.scope = facts.issuer + '\0' + facts.authorityKeyId + '\0' +
                   crlExtension(crl, NID_issuing_distribution_point) + '\0' +
                   (X509_CRL_get_ext_by_NID(crl, NID_delta_crl, -1) >= 0 ? "delta" : "whole");

@@ -4,7 +4,7 @@
 #include <service/base/refused.h>
 #include <service/tokens/cryptoki.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 

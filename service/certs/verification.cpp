@@ -4,6 +4,7 @@
 #include <service/base/refused.h>
 #include <service/certs/x509_text.h>
 
+#include <platform/system/clock.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
@@ -119,7 +120,7 @@ std::string subjectOf(const X509* certificate) {
     return certificate ? nameText(X509_get_subject_name(certificate)) : std::string();
 }
 
-std::string dateOf(const ASN1_TIME* time) { return dateText(secondsOf(time).value_or(0)); }
+std::string dateOf(const ASN1_TIME* time) { return platform::dateText(secondsOf(time).value_or(0)); }
 
 struct ReasonRow {
     int error;
@@ -229,8 +230,8 @@ void noteRevocations(const Holdings& holdings, const std::vector<const StoredCer
             if (X509_cmp(sk_X509_value(chain, i), sk_X509_value(others, static_cast<int>(k))) != 0) continue;
             const std::uint64_t time = holdings.revokedAt(*certificates[k]->facts);
             if (time == 0) break;
-            progress.notes.push_back(
-                remark(Refused::notCounted, revokedAllTheSame, subjectOf(sk_X509_value(chain, i)), dateText(time)));
+            progress.notes.push_back(remark(Refused::notCounted, revokedAllTheSame, subjectOf(sk_X509_value(chain, i)),
+                                            platform::dateText(time)));
             break;
         }
     }

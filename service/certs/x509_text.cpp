@@ -3,9 +3,10 @@
 
 #include <service/tokens/cryptoki.h>
 
+#include <platform/text/ascii.h>
+
 #include <array>
 #include <chrono>
-#include <cstdio>
 
 namespace panelkitd {
 
@@ -50,21 +51,10 @@ std::string numberText(const ASN1_INTEGER* number) {
     return text;
 }
 
-std::string hexText(std::string_view bytes) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const char byte : bytes) {
-        text += digits[static_cast<unsigned char>(byte) >> 4U];
-        text += digits[static_cast<unsigned char>(byte) & 15U];
-    }
-    return text;
-}
-
 std::string hexText(const ASN1_OCTET_STRING* bytes) {
     if (!bytes) return {};
-    return hexText({reinterpret_cast<const char*>(ASN1_STRING_get0_data(bytes)),
-                    static_cast<std::size_t>(ASN1_STRING_length(bytes))});
+    return platform::hexText({reinterpret_cast<const char*>(ASN1_STRING_get0_data(bytes)),
+                              static_cast<std::size_t>(ASN1_STRING_length(bytes))});
 }
 
 std::string objectText(const ASN1_OBJECT* object) {
@@ -82,20 +72,6 @@ std::optional<std::uint64_t> secondsOf(const ASN1_TIME* time) {
     const auto point = sys_days(date) + hours(parts.tm_hour) + minutes(parts.tm_min) + seconds(parts.tm_sec);
     const std::int64_t count = duration_cast<seconds>(point.time_since_epoch()).count();
     return count < 0 ? 0 : static_cast<std::uint64_t>(count);
-}
-
-std::uint64_t now() {
-    using namespace std::chrono;
-    return static_cast<std::uint64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
-}
-
-std::string dateText(std::uint64_t count) {
-    using namespace std::chrono;
-    const year_month_day date(floor<days>(sys_seconds(seconds(static_cast<std::int64_t>(count)))));
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
-    return text.data();
 }
 
 std::string sha256(std::string_view bytes) { return digestOf(bytes, EVP_sha256()); }

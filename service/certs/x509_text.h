@@ -18,8 +18,7 @@ std::string nameText(const X509_NAME* name);
 // The value of the name's last common name, else the name's whole text.
 std::string shortName(const X509_NAME* name);
 
-std::string numberText(const ASN1_INTEGER* number); // "-" in front of a negative one
-std::string hexText(std::string_view bytes);
+std::string numberText(const ASN1_INTEGER* number);  // "-" in front of a negative one
 std::string hexText(const ASN1_OCTET_STRING* bytes); // empty for null
 
 // What is called so: the name in words that OpenSSL has, else the identifier's numbers.
@@ -27,8 +26,6 @@ std::string objectText(const ASN1_OBJECT* object);
 
 // Nothing when the time can't be read. A time before 1970 is 0.
 std::optional<std::uint64_t> secondsOf(const ASN1_TIME* time);
-std::uint64_t now();
-std::string dateText(std::uint64_t seconds); // "2026-11-21"
 
 // Raw bytes.
 std::string sha256(std::string_view bytes);

@@ -5,8 +5,8 @@
 #include <service/config/configuration_text.h>
 
 #include <platform/system/files.h>
-#include <platform/system/utf8_path.h>
 #include <platform/system/wipe.h>
+#include <platform/text/utf8_path.h>
 
 #include <filesystem>
 

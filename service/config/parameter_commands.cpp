@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/parameter_commands.h>
 
+#include <platform/text/join.h>
+
 namespace panelkitd {
 
 namespace {
@@ -24,8 +26,9 @@ std::string ParameterCommands::write(Call& call) {
 
 std::string ParameterCommands::commit(Call& call) {
     const std::vector<std::string> changed = configuration_.commit();
-    for (const std::string& section : changed) call.subject += (call.subject.empty() ? "of " : ", ") + section;
-    if (!changed.empty()) announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);
+    if (changed.empty()) return {};
+    call.subject = "of " + platform::joined(changed);
+    announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);
     return {};
 }
 

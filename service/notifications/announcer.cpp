@@ -6,6 +6,7 @@
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/commands.h>
 #include <platform/bridge/server.h>
+#include <platform/system/clock.h>
 
 #include <chrono>
 #include <type_traits>
@@ -21,11 +22,6 @@ namespace {
 // How long the service, when it ends, waits for front ends to take what was announced.
 constexpr auto partingWait = std::chrono::seconds(1);
 
-std::uint64_t now() {
-    using namespace std::chrono;
-    return static_cast<std::uint64_t>(duration_cast<seconds>(system_clock::now().time_since_epoch()).count());
-}
-
 void noteOutcome(Notification id, PushOutcome outcome) {
     const std::string number = std::to_string(static_cast<std::int32_t>(id));
     if (outcome == PushOutcome::timedOut) logDetail("a front end did not answer notification " + number + " in time");
@@ -38,7 +34,7 @@ template <Notification id, class Notice, class... More>
 void Announcer::announce(Notice notice, const More&... more) {
     static_assert(std::is_same_v<vocabulary::PayloadOf<id>, panelkit::Fields<Notice, More...>>);
     const std::scoped_lock lock(mutex_); // numbers go out in their order
-    notice.moment = {now(), ++lastNumber_};
+    notice.moment = {platform::secondsNow(), ++lastNumber_};
     bridge::server::Push push;
     push.module = ModuleNotifications;
     push.id = static_cast<std::int32_t>(id);

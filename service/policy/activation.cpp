@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/activation.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>
 
 #include <algorithm>

@@ -6,7 +6,9 @@
 #include <service/policy/activation.h>
 #include <service/policy/diagnosis.h>
 
+#include <platform/system/clock.h>
 #include <platform/system/files.h>
+#include <platform/text/join.h>
 #include <vocabulary/policy.h>
 
 #include <utility>
@@ -27,17 +29,6 @@ constexpr auto retryInterval = std::chrono::seconds(5); // when the disk takes n
 constexpr std::size_t mostOfAccount = std::size_t{3} << 20;
 constexpr std::size_t mostOfAllAccounts = std::size_t{8} << 20;
 
-std::int64_t currentTime() {
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return std::chrono::duration_cast<std::chrono::seconds>(now).count();
-}
-
-std::string sectionNames(const PolicyText& text) {
-    std::string names;
-    for (const PolicySection& section : text.sections) names += (names.empty() ? "" : ", ") + section.name;
-    return names;
-}
-
 WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::string& by) {
     wanted.name = name;
     wanted.by = by;
@@ -55,7 +46,7 @@ LSPinfo_t describe(const LoadedPolicy& policy) {
     info.*field::activatedBy = policy.wanted.by;
     info.*field::version = policy.text.version;
     info.*field::sectionCount = static_cast<std::uint32_t>(policy.text.sections.size());
-    info.*field::sections = sectionNames(policy.text);
+    info.*field::sections = platform::joined(policy.text.sections, ", ", &PolicySection::name);
     return info;
 }
 
@@ -100,7 +91,7 @@ Policies::Policies(const StateFolder& folder, const Credentials& credentials,
                    std::function<void(const PolicyNews&)> news)
     : credentials_(credentials), news_(std::move(news)), file_(policyFile(folder)), state_(loadPolicyState(file_)) {
     try {
-        if (resume(state_, currentTime())) savePolicyState(file_, state_);
+        if (resume(state_, platform::secondsNow<std::int64_t>())) savePolicyState(file_, state_);
     } catch (const platform::FileError& error) { // the next start resumes once more
         logError(error.what());
     }
@@ -132,7 +123,8 @@ Policies::Report Policies::report() const {
     const bool settled = !report.info.isLoading && !state_.failed;
     lock.unlock();
     if (!settled) return report;
-    if (const auto diagnosis = diagnose(policy.text, credentials_, currentTime())) takeDiagnosis(*diagnosis, report);
+    if (const auto diagnosis = diagnose(policy.text, credentials_, platform::secondsNow<std::int64_t>()))
+        takeDiagnosis(*diagnosis, report);
     return report;
 }
 
@@ -210,27 +202,29 @@ Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string
     return run({}, [&](PolicyState& state) {
         WantedPolicy wanted;
         wanted.request = driverRequest(mode);
-        return activate(state, namedBy(std::move(wanted), name, by), {}, currentTime());
+        return activate(state, namedBy(std::move(wanted), name, by), {}, platform::secondsNow<std::int64_t>());
     });
 }
 
 Policies::Outcome Policies::activateSystem(const std::string& content, const std::string& name, const std::string& by) {
     return run({}, [&](PolicyState& state) {
-        return activate(state, namedBy(systemPolicyOf(state), name, by), content, currentTime());
+        return activate(state, namedBy(systemPolicyOf(state), name, by), content, platform::secondsNow<std::int64_t>());
     });
 }
 
 Policies::Outcome Policies::activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
                                          const std::string& by) {
     return run(user.id, [&](PolicyState& state) {
-        return activate(state, namedBy(userPolicyOf(state, user.id, user.name), name, by), content, currentTime());
+        return activate(state, namedBy(userPolicyOf(state, user.id, user.name), name, by), content,
+                        platform::secondsNow<std::int64_t>());
     });
 }
 
 Policies::Outcome Policies::activateRequired(const std::string& name, const std::string& by) {
     return run({}, [&](PolicyState& state) {
         const WantedPolicy required = state.required;
-        return activateAgain(state, namedBy(required, name.empty() ? required.name : name, by), currentTime());
+        return activateAgain(state, namedBy(required, name.empty() ? required.name : name, by),
+                             platform::secondsNow<std::int64_t>());
     });
 }
 
@@ -298,7 +292,7 @@ void Policies::waitForLoading() {
 
 void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
     try {
-        change({}, [](PolicyState& next) { finishLoading(next, currentTime()); });
+        change({}, [](PolicyState& next) { finishLoading(next, platform::secondsNow<std::int64_t>()); });
         const PolicyNews news = newsOf(state_, true);
         lock.unlock();
         if (news_) news_(news);

@@ -7,7 +7,7 @@
 
 #include <panelkit/bridge/payload.h>
 #include <platform/system/accounts.h>
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>
 
 #include <algorithm>

@@ -4,6 +4,7 @@
 #include <panelkit/format/ipv4.h>
 #include <panelkit/format/ipv6.h>
 #include <panelkit/format/number_range.h>
+#include <platform/text/join.h>
 
 #include <algorithm>
 #include <array>
@@ -39,14 +40,13 @@ Wrong unfit(Loc::MarkedWording<'d', 's', 's'> wording, const KeyLine& at, const 
 template <class Meaning, std::size_t count>
 Wrong takeWord(std::optional<Meaning>& into, const KeyLine& at, const std::string& value,
                const Word<Meaning> (&words)[count]) {
-    std::string all;
     for (const Word<Meaning>& word : words) {
         if (value == word.text) {
             into = word.meaning;
             return std::nullopt;
         }
-        all += (all.empty() ? "" : ", ") + std::string(word.text);
     }
+    const std::string all = platform::joined(words, ", ", &Word<Meaning>::text);
     return remark(policyLine, "line %d: %s: \"%s\" is not one of: %s", at.line, at.key, shortened(value), all);
 }
 
@@ -150,11 +150,10 @@ constexpr KeyRow<PolicySection> sectionKeys[] = {
 template <class Part, std::size_t count>
 Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], Loc::MarkedWording<'d', 's', 's'> unknown,
               const KeyLine& at, const std::string& value) {
-    std::string all;
     for (const KeyRow<Part>& row : rows) {
         if (at.key == row.name) return row.take(part, at, value);
-        all += (all.empty() ? "" : ", ") + std::string(row.name);
     }
+    const std::string all = platform::joined(rows, ", ", &KeyRow<Part>::name);
     return remark(policyLine, unknown, at.line, shortened(at.key), all);
 }
 

@@ -3,9 +3,8 @@
 
 #include <service/policy/policy_json.h>
 
+#include <platform/system/clock.h>
 #include <vocabulary/policy.h>
-
-#include <chrono>
 
 namespace panelkitd {
 
@@ -125,8 +124,7 @@ PolicyState driverState(std::uint32_t mode) {
     PolicyState state;
     state.required.request.driverMode = mode;
     state.inForce.wanted = state.required;
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    state.inForce.activated = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    state.inForce.activated = platform::secondsNow<std::int64_t>();
     return state;
 }
 

@@ -3,7 +3,7 @@
 
 #include <service/policy/policy_keys.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>
 
 #include <algorithm>

@@ -3,7 +3,8 @@
 
 #include <service/base/refused.h>
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/ascii.h>
+#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 #include <array>
@@ -76,18 +77,11 @@ const ResultRow* find(CK_RV result) {
     return row == results.end() ? nullptr : &*row;
 }
 
-std::string hexNumber(CK_RV value) {
-    constexpr const char* digits = "0123456789ABCDEF";
-    std::string text;
-    for (int shift = 28; shift >= 0; shift -= 4) text += digits[value >> shift & 15U];
-    return text;
-}
-
 } // namespace
 
 std::string resultName(CK_RV result) {
     const ResultRow* row = find(result);
-    return row ? row->name : "CKR 0x" + hexNumber(result);
+    return row ? row->name : "CKR 0x" + platform::hexNumber(result & 0xFFFFFFFF, 8);
 }
 
 vocabulary::Refused refusalOf(CK_RV result) {

@@ -7,7 +7,7 @@
 #include <service/tokens/probe.h>
 
 #include <platform/system/files.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>

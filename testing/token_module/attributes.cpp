@@ -7,6 +7,7 @@
 #include <testing/token_module/steering.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <cstring>
@@ -77,7 +78,7 @@ std::string Attributes::text() const {
     std::string text;
     text.reserve(size); // growing would leave the secret behind in the storage that is given up
     for (const auto& [type, value] : values_) {
-        std::string digits = toHexDigits(value);
+        std::string digits = platform::hexText(value);
         text.append(std::to_string(type)).append(": ").append(digits).append("\n");
         platform::wipe(digits);
     }

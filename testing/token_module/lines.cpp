@@ -60,18 +60,6 @@ std::uint64_t number(std::string_view text) {
     return numberIn<std::uint64_t>(hexadecimal ? text.substr(2) : text, hexadecimal ? 16 : 10);
 }
 
-std::string toHexDigits(std::string_view bytes) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string text;
-    text.reserve(2 * bytes.size());
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += digits[byte >> 4];
-        text += digits[byte & 15];
-    }
-    return text;
-}
-
 void fromHexDigits(std::string_view digits, std::string& bytes) {
     bytes.resize(digits.size() / 2);
     if (digits.size() != 2 * bytes.size()) throw std::invalid_argument("a digit without its pair");

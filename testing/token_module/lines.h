@@ -25,9 +25,8 @@ std::vector<std::string_view> words(std::string_view value);
 // A decimal number, or a hexadecimal one behind "0x". Throws std::invalid_argument for anything else.
 std::uint64_t number(std::string_view text);
 
-// Bytes as digits. Reading writes straight into `bytes`, so that a secret leaves no copy behind; it throws
-// std::invalid_argument when a digit is wrong or missing.
-std::string toHexDigits(std::string_view bytes);
+// Reads hexadecimal digits straight into `bytes`, so that a secret leaves no copy. Throws std::invalid_argument when a
+// digit is wrong or missing.
 void fromHexDigits(std::string_view digits, std::string& bytes);
 
 // A spread of names over numbers: the same everywhere, and no cryptography.

@@ -6,6 +6,7 @@
 #include <testing/token_module/steering.h>
 
 #include <platform/system/little_endian.h>
+#include <platform/text/ascii.h>
 
 #include <stdexcept>
 
@@ -54,7 +55,7 @@ TokenState loadToken(const std::filesystem::path& folder, std::string_view token
 }
 
 void storeToken(const std::filesystem::path& folder, std::string_view token, const TokenState& state) {
-    std::string text = formatLine("label", toHexDigits(state.label));
+    std::string text = formatLine("label", platform::hexText(state.label));
     text += formatPin("so-pin", state.so) + formatPin("user-pin", state.user);
     text += formatLine("seeded-bytes", std::to_string(state.seededBytes));
     std::filesystem::create_directories(tokenFolder(folder, token));
@@ -64,7 +65,7 @@ void storeToken(const std::filesystem::path& folder, std::string_view token, con
 std::string serialNumber(std::string_view token) {
     char bytes[sizeof(std::uint64_t)];
     platform::storeLittleEndian(bytes, spread(token));
-    return toHexDigits({bytes, sizeof bytes});
+    return platform::hexText({bytes, sizeof bytes});
 }
 
 } // namespace panelkit::testing

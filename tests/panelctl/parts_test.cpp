@@ -3,7 +3,6 @@
 // What panelctl is made of, piece by piece.
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
-#include <panelctl/base/nearest.h>
 #include <panelctl/base/say.h>
 #include <panelctl/tokens/names.h>
 
@@ -38,16 +37,6 @@ TEST(EscapedText, ShowsWhatWouldActOnTheTerminal) {
     EXPECT_EQ(escaped("\u202Ecod.exe\u2066"), "\\u{202E}cod.exe\\u{2066}");
     EXPECT_EQ(escaped("\xFF\xC3"), "\\xFF\\xC3");
     EXPECT_EQ(escaped("\xC0\xAF\xED\xA0\x80"), "\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, and half a surrogate
-}
-
-TEST(NearestWord, IsTheOneWithTheFewestSlips) {
-    const std::vector<std::string> verbs{"list", "login", "logout", "init", "change-pin"};
-    EXPECT_EQ(nearest("lst", verbs), "list");
-    EXPECT_EQ(nearest("LOGON", verbs), "login");
-    EXPECT_EQ(nearest("change", verbs), "change-pin");
-    EXPECT_EQ(nearest("frobnicate", verbs), "");
-    EXPECT_EQ(nearest("", verbs), "");
-    EXPECT_EQ(nearest("Ofice", {"Home Дом", "Office Офис"}), "Office Офис");
 }
 
 TEST(AText, IsSaidInEnglishWithItsArguments) {

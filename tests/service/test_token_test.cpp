@@ -8,7 +8,7 @@
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 #include <testing/token_module_control.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>

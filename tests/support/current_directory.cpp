@@ -2,6 +2,7 @@
 #include "current_directory.h"
 
 #include <panelkit/cli/argv_and_paths.h>
+#include <platform/text/utf8_path.h>
 
 #include <algorithm>
 #include <random>
@@ -9,20 +10,9 @@
 
 namespace fs = std::filesystem;
 
-namespace {
-
-fs::path fromUtf8(const std::string& text) { return fs::path(std::u8string(text.begin(), text.end())); }
-
-std::string utf8(const fs::path& path) {
-    const std::u8string text = path.u8string();
-    return {text.begin(), text.end()};
-}
-
-} // namespace
-
 ScratchDirectory::ScratchDirectory(const std::string& name) : former_(fs::current_path()) {
     parent_ = fs::temp_directory_path() / ("panelkit_test_" + std::to_string(std::random_device()()));
-    path_ = parent_ / fromUtf8(name);
+    path_ = parent_ / platform::toPath(name);
     fs::create_directories(path_);
     fs::current_path(path_);
     path_ = fs::current_path();
@@ -33,12 +23,12 @@ ScratchDirectory::~ScratchDirectory() {
     fs::remove_all(parent_);
 }
 
-std::string ScratchDirectory::path() const { return utf8(path_); }
+std::string ScratchDirectory::path() const { return platform::fromPath(path_); }
 
-void ScratchDirectory::enter(const std::string& path) const { fs::current_path(fromUtf8(path)); }
+void ScratchDirectory::enter(const std::string& path) const { fs::current_path(platform::toPath(path)); }
 
 void ScratchDirectory::enterAndRemove(const std::string& name) const {
-    const fs::path inner = path_ / fromUtf8(name);
+    const fs::path inner = path_ / platform::toPath(name);
     fs::create_directory(inner);
     fs::current_path(inner);
     fs::remove(inner);
@@ -46,7 +36,7 @@ void ScratchDirectory::enterAndRemove(const std::string& name) const {
 
 std::string ScratchDirectory::enterDeep(std::size_t length) const {
     constexpr std::size_t longestName = 200;
-    std::string path = utf8(path_);
+    std::string path = platform::fromPath(path_);
     while (path.size() < length) {
         // At least one character must be left for the last name, behind its separator.
         const std::size_t missing = length - path.size() - 1;

@@ -7,7 +7,7 @@
 #include "running_service.h"
 
 #include <platform/system/files.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 
 #include <filesystem>
 #include <string>

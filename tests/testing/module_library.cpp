@@ -3,7 +3,7 @@
 
 #include <platform/system/child_process.h>
 #include <platform/system/files.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 
 #include <algorithm>
 #include <stdexcept>

@@ -3,9 +3,9 @@
 // The parameter reference in Markdown: every section as a table, then every variant table.
 #include <tools/documents/documents.h>
 
-#include <panelkit/format/ascii_case.h>
 #include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections/sections.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <string_view>
@@ -51,7 +51,7 @@ std::string legal(const Param& param) {
     if (!choices) return cell(panelkit::legalValues(param));
     const std::string name = tableName(choices);
     std::string anchor = name; // headings are linked to in lower case
-    std::transform(anchor.begin(), anchor.end(), anchor.begin(), panelkit::asciiLower);
+    std::transform(anchor.begin(), anchor.end(), anchor.begin(), platform::asciiLower);
     return '[' + code(name) + "](#" + anchor + ')';
 }
 

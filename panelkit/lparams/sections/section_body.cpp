@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/sections/section_body.h>
 
-#include <panelkit/format/ascii_case.h>
 #include <panelkit/lparams/kind_row.h>
 #include <panelkit/lparams/sections/sections.h>
+#include <platform/text/ascii.h>
 
 #include <platform/system/wipe.h>
 
@@ -115,7 +115,7 @@ SectionBody& SectionBody::operator=(SectionBody other) noexcept {
 std::size_t SectionBody::indexOf(string_view key) const {
     const auto& params = section_->params;
     const auto found = std::find_if(params.begin(), params.end(),
-                                    [&](const Param* param) { return equalIgnoringCase(param->key, key); });
+                                    [&](const Param* param) { return platform::equalIgnoringCase(param->key, key); });
     return static_cast<std::size_t>(found - params.begin());
 }
 

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/sections/sections.h>
 
-#include <panelkit/format/ascii_case.h>
-#include <panelkit/loc/registered_texts.h>
-#include <panelkit/lparams/nearest.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <array>
@@ -75,7 +73,7 @@ std::span<const Section> sections() {
 
 Param* findParam(ParamGroup& group, std::string_view key) {
     const auto found = std::find_if(group.params.begin(), group.params.end(),
-                                    [&](const Param* param) { return equalIgnoringCase(param->key, key); });
+                                    [&](const Param* param) { return platform::equalIgnoringCase(param->key, key); });
     return found == group.params.end() ? nullptr : *found;
 }
 
@@ -85,8 +83,9 @@ AllGroups::AllGroups() {
 AllGroups::~AllGroups() = default;
 
 Place AllGroups::find(std::string_view section, std::string_view key) const {
-    const auto found = std::find_if(groups_.begin(), groups_.end(),
-                                    [&](const auto& group) { return equalIgnoringCase(group->name, section); });
+    const auto found = std::find_if(groups_.begin(), groups_.end(), [&](const auto& group) {
+        return platform::equalIgnoringCase(group->name, section);
+    });
     if (found == groups_.end()) return {};
     return {found->get(), findParam(**found, key)};
 }

@@ -3,7 +3,7 @@
 
 #include "../../support/running_service.h"
 
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 
 #include <gmock/gmock.h>
 

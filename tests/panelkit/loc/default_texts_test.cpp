@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <panelkit/format/ascii_case.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/loc/text_table.h>
+#include <platform/text/ascii.h>
 
 #include <gmock/gmock.h>
 
@@ -56,7 +56,7 @@ TEST(TheTableOfDefaultTexts, BeginsWithThreeAndGoesOnInAlphabeticalOrder) {
     EXPECT_STREQ(rows[1].wording, "Active DPD Idle Time (0..7200 sec)");
     EXPECT_STREQ(rows[2].wording, "Active DPD Idle Time (sec)");
     const auto lower = [](std::string text) {
-        std::transform(text.begin(), text.end(), text.begin(), panelkit::asciiLower);
+        std::transform(text.begin(), text.end(), text.begin(), platform::asciiLower);
         return text;
     };
     for (std::size_t i = 4; i < rows.size(); ++i) {

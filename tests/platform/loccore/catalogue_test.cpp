@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/placeholders.h>
-#include <platform/system/utf8_character.h>
+#include <platform/text/utf8_character.h>
 
 #include "../../support/mo_writer.h"
 

@@ -5,7 +5,7 @@
 #include "../../support/running_service.h"
 
 #include <platform/bridge/peer.h>
-#include <platform/system/utf8_path.h>
+#include <platform/text/utf8_path.h>
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <panelkit/lparams/nearest.h>
+#include <panelkit/format/nearest.h>
 
-#include <panelkit/format/ascii_case.h>
+#include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <array>
@@ -11,14 +11,17 @@ namespace panelkit {
 
 namespace {
 
-// Longer texts are no typing errors, and the comparison is quadratic.
+// Longer texts are not typing errors, and the comparison is quadratic.
 constexpr std::size_t longest = 200;
+
+// Fewer characters begin too many names.
+constexpr std::size_t shortestBeginning = 3;
 
 // A character each, so that one of two bytes counts once: its bytes packed into a number.
 std::u32string characters(std::string_view text) {
     std::u32string units;
     for (const char c : text) {
-        const auto byte = static_cast<unsigned char>(asciiLower(c));
+        const auto byte = static_cast<unsigned char>(platform::asciiLower(c));
         if ((byte & 0xC0) == 0x80 && !units.empty()) {
             units.back() = units.back() << 8 | byte;
         } else {
@@ -47,6 +50,17 @@ std::size_t distance(const std::u32string& a, const std::u32string& b) {
     return rows[1][b.size()];
 }
 
+// The distance of a name or its first word, whichever is nearer; `longest` when they differ too much.
+std::size_t distanceFrom(const std::u32string& wanted, std::string_view name) {
+    std::size_t least = longest;
+    for (const std::string_view offered : {name, name.substr(0, name.find(' '))}) {
+        const std::u32string text = characters(offered.substr(0, longest));
+        const std::size_t far = distance(wanted, text);
+        if (far <= std::max(wanted.size(), text.size()) / 3) least = std::min(least, far);
+    }
+    return least;
+}
+
 } // namespace
 
 std::string nearest(std::string_view typed, const std::vector<std::string_view>& candidates) {
@@ -55,16 +69,15 @@ std::string nearest(std::string_view typed, const std::vector<std::string_view>&
     std::string_view best;
     std::size_t least = longest;
     for (const std::string_view candidate : candidates) {
-        const std::u32string offered = characters(candidate.substr(0, longest));
-        const std::size_t far = distance(wanted, offered);
-        if (far < least && far <= std::max(wanted.size(), offered.size()) / 3) {
+        const std::size_t far = distanceFrom(wanted, candidate);
+        if (far < least) {
             best = candidate;
             least = far;
         }
     }
-    if (!best.empty()) return std::string(best);
+    if (!best.empty() || wanted.size() < shortestBeginning) return std::string(best);
     const auto begun = std::find_if(candidates.begin(), candidates.end(), [&](std::string_view candidate) {
-        return equalIgnoringCase(candidate.substr(0, typed.size()), typed);
+        return platform::equalIgnoringCase(candidate.substr(0, typed.size()), typed);
     });
     return begun == candidates.end() ? std::string() : std::string(*begun);
 }

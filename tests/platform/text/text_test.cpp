@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include <platform/system/clock.h>
+#include <platform/text/ascii.h>
+#include <platform/text/join.h>
+
+#include <gtest/gtest.h>
+
+using namespace platform;
+
+namespace {
+
+TEST(AsciiText, HasCaseInAsciiLettersOnly) {
+    EXPECT_EQ(asciiLowered("AZ@[Ä"), "az@[Ä");
+    EXPECT_EQ(asciiUpper('z'), 'Z');
+    EXPECT_EQ(asciiUpper('{'), '{');
+    EXPECT_TRUE(equalIgnoringCase("Office", "oFFICE"));
+    EXPECT_FALSE(equalIgnoringCase("Office", "Offic"));
+    EXPECT_FALSE(equalIgnoringCase("Ä", "ä"));
+}
+
+TEST(HexDigits, AreReadInEitherCaseAndWrittenInUpperCase) {
+    EXPECT_EQ(hexText(std::string_view("\x00\x9a\xff", 3)), "009AFF");
+    EXPECT_EQ(hexNumber(0x202E), "202E");
+    EXPECT_EQ(hexNumber(0x1B, 8), "0000001B");
+    EXPECT_EQ(hexNumber(0), "0");
+    for (unsigned value = 0; value < 16; ++value) {
+        EXPECT_EQ(hexValue(hexDigit(value)), value);
+        EXPECT_EQ(hexValue(asciiLower(hexDigit(value))), value);
+    }
+    for (const char c : {'/', ':', '@', 'G', '`', 'g', '\0', '\xC1'}) EXPECT_EQ(hexValue(c), std::nullopt) << c;
+}
+
+TEST(JoinedNames, HaveTheSeparatorBetweenThem) {
+    EXPECT_EQ(joined(std::vector<std::string>{}), "");
+    EXPECT_EQ(joined(std::vector<std::string>{"IKE", "LOG"}), "IKE, LOG");
+    EXPECT_EQ(joined(std::vector<std::string>{"", "LOG"}, "; "), "; LOG") << "an empty name is a name";
+    EXPECT_EQ(joined(std::vector<int>{1, 2}, ",", [](int number) { return std::to_string(10 * number); }), "10,20");
+}
+
+TEST(UtcText, IsTheSameEverywhere) {
+    EXPECT_EQ(isoText(0), "1970-01-01T00:00:00Z");
+    EXPECT_EQ(isoText(951827696), "2000-02-29T12:34:56Z");
+    EXPECT_EQ(dateText(951827696), "2000-02-29");
+    EXPECT_EQ(clockText(951827696), "12:34:56");
+    EXPECT_EQ(isoText(lastTime), "9999-12-31T23:59:59Z");
+    EXPECT_EQ(isoText(~std::uint64_t{0}), isoText(lastTime)) << "records may hold any number";
+}
+
+} // namespace
