@@ -57,9 +57,9 @@ set(platform_headers
     loccore/messages.h
     loccore/module.h
     loccore/phrase.h
+    stream/little_endian.h
     stream/stream.h
     system/clock.h
-    system/little_endian.h
     system/wipe.h
     text/ascii.h
     text/join.h

@@ -2,7 +2,7 @@
 #include <service/defaults.h>
 
 #include <platform/system/files.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 

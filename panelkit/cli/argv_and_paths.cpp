@@ -4,7 +4,7 @@
 #include <panelkit/cli/console_setup.h>
 
 #include <platform/codepage/convi.h>
-#include <platform/system/current_directory.h>
+#include <platform/system/files.h>
 
 #include <cstring>
 

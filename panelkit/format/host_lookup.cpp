@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/host_lookup.h>
 
-#include <platform/system/name_lookup.h>
+#include <platform/system/network.h>
 
 namespace panelkit {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/ipv6.h>
 
-#include <platform/system/ipv6_text.h>
+#include <platform/system/network.h>
 
 #include <algorithm>
 #include <bit>

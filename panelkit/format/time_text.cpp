@@ -2,7 +2,7 @@
 #include <panelkit/format/time_text.h>
 
 #include <panelkit/format/digits.h>
-#include <platform/system/local_time.h>
+#include <platform/system/host.h>
 
 #include <array>
 #include <charconv>

@@ -7,8 +7,8 @@
 #include <platform/bridge/channel_win.h>
 #include <platform/bridge/peer.h>
 #include <platform/system/child_process_win.h>
-#include <platform/system/system_random.h>
-#include <platform/system/utf16.h>
+#include <platform/system/host.h>
+#include <platform/text/utf16.h>
 
 #include <array>
 #include <stdexcept>

@@ -4,8 +4,8 @@
 #include <platform/bridge/channel_win.h>
 
 #include <platform/bridge/peer_win.h>
-#include <platform/system/utf16.h>
 #include <platform/system/wipe.h>
+#include <platform/text/utf16.h>
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,7 @@
 #include <platform/bridge/frame.h>
 
 #include <platform/stream/stream.h>
-#include <platform/system/memory.h>
+#include <platform/system/host.h>
 #include <platform/system/wipe.h>
 
 #include <algorithm>

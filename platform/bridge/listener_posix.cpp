@@ -2,7 +2,7 @@
 #include <platform/bridge/channel_posix.h>
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
-#include <platform/system/file_lock.h>
+#include <platform/system/files.h>
 
 #include <asio/executor_work_guard.hpp>
 

@@ -3,7 +3,7 @@
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/peer_win.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <sddl.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/bridge/peer.h>
 
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <algorithm>
 

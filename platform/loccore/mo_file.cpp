@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/loccore/mo_file.h>
 
-#include <platform/system/little_endian.h>
+#include <platform/stream/little_endian.h>
 
 #include <cstdint>
 

@@ -2,7 +2,7 @@
 #include <platform/paths/user_folders.h>
 #include <platform/paths/user_paths.h>
 
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <unistd.h>
 

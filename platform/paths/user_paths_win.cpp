@@ -2,7 +2,7 @@
 #include <platform/paths/user_folders.h>
 #include <platform/paths/user_paths.h>
 
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 

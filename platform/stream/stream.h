@@ -18,7 +18,7 @@
 // Neither class is shared between threads while in use. All of it is inline, for front ends too.
 #pragma once
 
-#include <platform/system/little_endian.h>
+#include <platform/stream/little_endian.h>
 
 #include <cstdint>
 #include <string>

@@ -57,6 +57,8 @@ private:
 };
 
 // Starts a program and waits for its end.
-ChildResult runChild(const ChildOptions& options, std::chrono::milliseconds limit);
+inline ChildResult runChild(const ChildOptions& options, std::chrono::milliseconds limit) {
+    return ChildProcess(options).wait(limit);
+}
 
 } // namespace platform

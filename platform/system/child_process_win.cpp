@@ -4,7 +4,7 @@
 #include <platform/system/child_process_win.h>
 #include <platform/system/collected_text.h>
 #include <platform/system/handle_win.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <array>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/dynamic_library.h>
 
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 

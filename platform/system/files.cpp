@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
-#include <platform/system/unfinished_files.h>
 #include <platform/text/utf8_path.h>
 
 #include <filesystem>

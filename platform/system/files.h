@@ -3,10 +3,13 @@
 // Files and folders by UTF-8 name, with the two properties that plain streams lack: reading shuts other writers out
 // where the system can, and writing replaces a file whole or not at all.
 //
-// What fails throws FileError: its text names the file and the system's reason.
+// What fails throws FileError: its text names the file and the system's reason. A lock for one process at a time, and
+// the current folder, are here too.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -44,5 +47,35 @@ void makePrivateFolder(const std::string& path);
 // The path of this process's executable. Once that is replaced or removed, on Linux, a path that starts it all the
 // same.
 std::string executablePath();
+
+// ---- the folder of the process
+
+// Writes the path of the current folder, in UTF-8 and with a terminating zero byte, to `buffer` of `size` bytes.
+// Returns false if there is none or it does not fit; the content of the buffer is then undefined.
+bool currentDirectory(char* buffer, std::size_t size);
+
+// ---- locks
+
+// A lock that one process at a time holds, by a file of its own. The system releases it when the process ends,
+// however that happens. The file stays; that it exists says nothing.
+class FileLock {
+public:
+    // Takes the lock, and makes the file if needed, for this account only. Returns null if somebody else holds
+    // it, which may be another object of this process. Throws FileError when the file can't be used.
+    static std::unique_ptr<FileLock> take(const std::string& path);
+    ~FileLock();
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    struct Held;
+    explicit FileLock(std::unique_ptr<Held> held);
+    std::unique_ptr<Held> held_;
+};
+
+// ---- for files*.cpp
+
+// Files are named so while they are written: the name of the file that is to be replaced, this mark, and more.
+inline constexpr const char* unfinishedMark = ".new-";
 
 } // namespace platform

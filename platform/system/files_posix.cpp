@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
-#include <platform/system/unfinished_files.h>
-
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -148,6 +146,34 @@ std::string executablePath() {
     const std::filesystem::path path = std::filesystem::read_symlink(self, error);
     // An update has put another file in its place: the link still leads to ours.
     return error || !std::filesystem::exists(path, error) ? self : path.string();
+}
+
+// ---- the folder of the process
+
+bool currentDirectory(char* buffer, std::size_t size) { return ::getcwd(buffer, size) != nullptr; }
+
+// ---- locks
+
+struct FileLock::Held {
+    explicit Held(int number) : file(number) {}
+    ~Held() {
+        if (file >= 0) ::close(file);
+    }
+    Held(const Held&) = delete;
+    Held& operator=(const Held&) = delete;
+    int file;
+};
+
+FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
+FileLock::~FileLock() = default;
+
+std::unique_ptr<FileLock> FileLock::take(const std::string& path) {
+    const auto fail = [&path] { throw FileError(path, std::generic_category().message(errno)); };
+    auto held = std::make_unique<Held>(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (held->file < 0) fail();
+    if (::flock(held->file, LOCK_EX | LOCK_NB) == 0) return std::unique_ptr<FileLock>(new FileLock(std::move(held)));
+    if (errno != EWOULDBLOCK) fail();
+    return nullptr;
 }
 
 } // namespace platform

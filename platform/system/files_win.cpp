@@ -2,12 +2,15 @@
 #include <platform/system/files.h>
 
 #include <platform/system/handle_win.h>
-#include <platform/system/unfinished_files.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
+
+#include <windows.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <utility>
 
 namespace platform {
 
@@ -134,6 +137,42 @@ std::string executablePath() {
     std::wstring name(32768, L'\0');
     name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
     return toUtf8(name);
+}
+
+// ---- the folder of the process
+
+bool currentDirectory(char* buffer, std::size_t size) {
+    std::wstring path(GetCurrentDirectoryW(0, nullptr), L'\0'); // with its zero
+    const DWORD length = GetCurrentDirectoryW(static_cast<DWORD>(path.size()), path.data());
+    if (length == 0 || length >= path.size()) return false;
+    path.resize(length);
+    const std::string text = toUtf8(path);
+    if (text.size() >= size) return false;
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return true;
+}
+
+// ---- locks
+
+struct FileLock::Held {
+    Handle file;
+};
+
+FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
+FileLock::~FileLock() = default;
+
+std::unique_ptr<FileLock> FileLock::take(const std::string& path) {
+    // Opened for nobody else to open: that is the lock.
+    Handle file(CreateFileW(toUtf16(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!valid(file)) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_SHARING_VIOLATION) return nullptr;
+        throw FileError(path, systemErrorText(error));
+    }
+    auto held = std::make_unique<Held>();
+    held->file = std::move(file);
+    return std::unique_ptr<FileLock>(new FileLock(std::move(held)));
 }
 
 } // namespace platform

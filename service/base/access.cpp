@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/base/access.h>
 
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <utility>
 

@@ -4,7 +4,7 @@
 #include <service/base/log.h>
 
 #include <platform/system/clock.h>
-#include <platform/system/local_time.h>
+#include <platform/system/host.h>
 #include <vocabulary/certs.h>
 
 #include <algorithm>

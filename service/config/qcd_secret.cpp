@@ -3,7 +3,7 @@
 
 #include <panelkit/format/hex_text.h>
 #include <panelkit/lparams/formatted_params.h>
-#include <platform/system/system_random.h>
+#include <platform/system/host.h>
 #include <platform/system/wipe.h>
 
 #include <algorithm>

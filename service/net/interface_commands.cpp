@@ -6,7 +6,7 @@
 
 #include <panelkit/bridge/payload.h>
 #include <panelkit/format/hex_text.h>
-#include <platform/system/interfaces.h>
+#include <platform/system/network.h>
 #include <vocabulary/interfaces.h>
 
 #include <system_error>

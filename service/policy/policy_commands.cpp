@@ -6,7 +6,7 @@
 #include <service/policy/activation.h>
 
 #include <panelkit/bridge/payload.h>
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 #include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>
 

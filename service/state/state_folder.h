@@ -4,7 +4,7 @@
 // are replaced whole, and each says in which format it is written.
 #pragma once
 
-#include <platform/system/file_lock.h>
+#include <platform/system/files.h>
 
 #include <nlohmann/json_fwd.hpp>
 

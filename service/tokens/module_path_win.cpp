@@ -5,7 +5,7 @@
 
 #include <platform/bridge/peer.h>
 #include <platform/system/handle_win.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <aclapi.h>
 #include <sddl.h>

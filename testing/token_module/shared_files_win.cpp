@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/handle_win.h>
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 #include <testing/token_module/shared_files.h>
 
 #include <windows.h>

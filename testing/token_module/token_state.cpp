@@ -5,7 +5,7 @@
 #include <testing/token_module/shared_files.h>
 #include <testing/token_module/steering.h>
 
-#include <platform/system/little_endian.h>
+#include <platform/stream/little_endian.h>
 #include <platform/text/ascii.h>
 
 #include <stdexcept>

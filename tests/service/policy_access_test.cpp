@@ -3,7 +3,7 @@
 // Whose policy is whose: the service's user, a user of its group, and somebody else. Needs root, who can become others.
 #include "policy_fixture.h"
 
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <grp.h>
 #include <sys/stat.h>

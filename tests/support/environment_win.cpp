@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "environment.h"
 
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mo_writer.h"
 
-#include <platform/system/little_endian.h>
+#include <platform/stream/little_endian.h>
 
 #include <cstdint>
 

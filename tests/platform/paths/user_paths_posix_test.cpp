@@ -4,7 +4,7 @@
 #include "../../support/environment.h"
 
 #include <platform/bridge/peer.h>
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <gtest/gtest.h>
 

@@ -1,15 +1,19 @@
 // SPDX-License-Identifier: MIT
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 
+#include <bcrypt.h>
 #include <sddl.h>
 
+#include <system_error>
 #include <vector>
 
 namespace platform {
+
+// ---- accounts
 
 namespace {
 
@@ -46,5 +50,26 @@ std::string userName(const std::string& userId) { return accountName(userId); }
 std::string userId(const std::string& userName) { return accountSid(userName); }
 std::string groupId(const std::string& groupName) { return accountSid(groupName); }
 std::string userHome(const std::string&) { return {}; }
+
+// ---- time
+
+std::optional<std::tm> localTime(std::int64_t seconds) {
+    std::tm local{};
+    if (_localtime64_s(&local, &seconds) != 0) return std::nullopt;
+    return local;
+}
+
+// ---- random bytes
+
+void fillRandom(void* bytes, std::size_t size) {
+    const NTSTATUS status =
+        BCryptGenRandom(nullptr, static_cast<PUCHAR>(bytes), static_cast<ULONG>(size), BCRYPT_USE_SYSTEM_PREFERRED_RNG);
+    if (status < 0) throw std::system_error(static_cast<int>(status), std::system_category(), "no random bytes");
+}
+
+// ---- memory
+
+// Windows has no such hint for ordinary memory.
+void adviseHugePages(void*, std::size_t) {}
 
 } // namespace platform

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <platform/system/interfaces.h>
+#include <platform/system/network.h>
 
+#include <arpa/inet.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <net/if_arp.h>
+#include <netdb.h>
 #include <netinet/in.h>
 #include <netpacket/packet.h>
 #include <sys/socket.h>
@@ -15,6 +17,8 @@
 #include <system_error>
 
 namespace platform {
+
+// ---- interfaces
 
 namespace {
 
@@ -98,6 +102,29 @@ std::vector<NetworkInterface> networkInterfaces() {
         }
     }
     return interfaces;
+}
+
+// ---- names and addresses
+
+std::vector<std::uint32_t> lookUpIPv4(const std::string& hostName) {
+    addrinfo wanted{};
+    wanted.ai_family = AF_INET;
+    wanted.ai_socktype = SOCK_STREAM; // without a type each address comes once for every type there is
+    addrinfo* found = nullptr;
+    if (getaddrinfo(hostName.c_str(), nullptr, &wanted, &found) != 0) return {};
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+
+    std::vector<std::uint32_t> addresses;
+    for (const addrinfo* entry = found; entry; entry = entry->ai_next) {
+        sockaddr_in address{};
+        std::memcpy(&address, entry->ai_addr, sizeof address);
+        addresses.push_back(ntohl(address.sin_addr.s_addr));
+    }
+    return addresses;
+}
+
+bool writeIPv6Text(std::span<const std::uint8_t, 16> address, std::span<char> text) {
+    return inet_ntop(AF_INET6, address.data(), text.data(), static_cast<socklen_t>(text.size())) != nullptr;
 }
 
 } // namespace platform

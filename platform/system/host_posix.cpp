@@ -1,14 +1,22 @@
 // SPDX-License-Identifier: MIT
-#include <platform/system/accounts.h>
+#include <platform/system/host.h>
 
 #include <grp.h>
 #include <pwd.h>
+#include <sys/mman.h>
+#include <sys/random.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <charconv>
+#include <cstdint>
+#include <system_error>
+#include <utility>
 #include <vector>
 
 namespace platform {
+
+// ---- accounts
 
 namespace {
 
@@ -55,6 +63,38 @@ std::string userId(const std::string& userName) {
 std::string groupId(const std::string& groupName) {
     return lookUp<group>([&](auto... to) { return ::getgrnam_r(groupName.c_str(), to...); },
                          [](const group& entry) { return std::to_string(entry.gr_gid); });
+}
+
+// ---- time
+
+std::optional<std::tm> localTime(std::int64_t seconds) {
+    if (!std::in_range<time_t>(seconds)) return std::nullopt;
+    const auto time = static_cast<time_t>(seconds);
+    std::tm local{};
+    if (!localtime_r(&time, &local)) return std::nullopt;
+    return local;
+}
+
+// ---- random bytes
+
+void fillRandom(void* bytes, std::size_t size) {
+    auto* place = static_cast<char*>(bytes);
+    while (size > 0) {
+        const ssize_t count = ::getrandom(place, size, 0);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) throw std::system_error(errno, std::generic_category(), "no random bytes");
+        place += count;
+        size -= static_cast<std::size_t>(count);
+    }
+}
+
+// ---- memory
+
+void adviseHugePages(void* bytes, std::size_t size) {
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto start = (reinterpret_cast<std::uintptr_t>(bytes) + page - 1) / page * page;
+    const auto end = (reinterpret_cast<std::uintptr_t>(bytes) + size) / page * page;
+    if (start < end) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
 }
 
 } // namespace platform

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <platform/system/utf16.h>
+#include <platform/text/utf16.h>
 
 #include <windows.h>
 
