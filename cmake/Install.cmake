@@ -60,6 +60,7 @@ set(platform_headers
     stream/little_endian.h
     stream/stream.h
     system/clock.h
+    system/guarded.h
     system/wipe.h
     text/ascii.h
     text/join.h

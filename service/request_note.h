@@ -6,6 +6,8 @@
 
 #include <service/base/log.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <exception>
 #include <functional>
@@ -16,31 +18,40 @@ namespace panelkitd {
 
 class RequestNote {
 public:
+    using Reaction = std::function<void()>;
+
     void ask() {
-        std::unique_lock lock(mutex_);
-        asked_ = true;
-        tell(lock);
+        Reaction react;
+        {
+            const auto note = note_.lock();
+            note->asked = true;
+            react = std::exchange(note->react, nullptr);
+        }
+        run(react);
     }
     void awaitReaction() { const std::scoped_lock running(running_); }
-    void setLimit(std::chrono::milliseconds limit) {
-        const std::scoped_lock lock(mutex_);
-        limit_ = limit;
-    }
-    std::chrono::milliseconds limit() {
-        const std::scoped_lock lock(mutex_);
-        return limit_;
-    }
-    void whenAsked(std::function<void()> react) {
-        std::unique_lock lock(mutex_);
-        react_ = std::move(react);
-        if (asked_) tell(lock);
+    void setLimit(std::chrono::milliseconds limit) { note_.lock()->limit = limit; }
+    std::chrono::milliseconds limit() const { return note_.lock()->limit; }
+    void whenAsked(Reaction react) {
+        {
+            const auto note = note_.lock();
+            if (!note->asked) {
+                note->react = std::move(react);
+                return;
+            }
+        }
+        run(react);
     }
 
 private:
+    struct Note {
+        bool asked = false;
+        std::chrono::milliseconds limit = std::chrono::hours(1);
+        Reaction react;
+    };
+
     // What the reaction throws must not keep the process from ending: then the limit does it.
-    void tell(std::unique_lock<std::mutex>& lock) {
-        const auto react = std::exchange(react_, nullptr);
-        lock.unlock();
+    void run(const Reaction& react) {
         const std::scoped_lock running(running_);
         try {
             if (react) react();
@@ -50,10 +61,7 @@ private:
     }
 
     std::mutex running_; // held while the reaction runs
-    std::mutex mutex_;   // guards what follows
-    bool asked_ = false;
-    std::chrono::milliseconds limit_ = std::chrono::hours(1);
-    std::function<void()> react_;
+    platform::Guarded<Note> note_;
 };
 
 } // namespace panelkitd

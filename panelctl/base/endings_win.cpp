@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/endings.h>
 
+#include <platform/system/guarded.h>
+
 #include <windows.h>
 
-#include <mutex>
 #include <utility>
 
 namespace panelctl {
@@ -11,10 +12,7 @@ namespace panelctl {
 namespace {
 
 // The system's handler takes no argument, so what it needs is global.
-struct Reaction {
-    std::mutex mutex; // guards onEnd
-    std::function<void()> onEnd;
-};
+using Reaction = platform::Guarded<std::function<void()>>;
 
 Reaction& reaction() {
     static auto* const theReaction = new Reaction; // handlers may run until the process ends
@@ -22,8 +20,8 @@ Reaction& reaction() {
 }
 
 BOOL WINAPI onControl(DWORD) {
-    const std::scoped_lock lock(reaction().mutex);
-    const auto onEnd = std::exchange(reaction().onEnd, nullptr);
+    const auto current = reaction().lock(); // until the end: the object waits for a reaction that runs
+    const auto onEnd = std::exchange(*current, nullptr);
     if (!onEnd) return FALSE; // the second one, or the object is gone
     onEnd();
     return TRUE;
@@ -34,17 +32,13 @@ BOOL WINAPI onControl(DWORD) {
 struct Endings::State {};
 
 Endings::Endings(std::function<void()> onEnd) {
-    {
-        const std::scoped_lock lock(reaction().mutex);
-        reaction().onEnd = std::move(onEnd);
-    }
+    *reaction().lock() = std::move(onEnd);
     SetConsoleCtrlHandler(onControl, TRUE);
 }
 
 Endings::~Endings() {
     SetConsoleCtrlHandler(onControl, FALSE);
-    const std::scoped_lock lock(reaction().mutex);
-    reaction().onEnd = nullptr;
+    *reaction().lock() = nullptr;
 }
 
 } // namespace panelctl

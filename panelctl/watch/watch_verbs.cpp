@@ -14,6 +14,7 @@
 #include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/notifications/notifications_listener.h>
 #include <panelkit/tokens/tokens_controller.h>
+#include <platform/system/guarded.h>
 #include <platform/system/wipe.h>
 
 #include <algorithm>
@@ -22,7 +23,6 @@
 #include <deque>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -41,32 +41,27 @@ using News = std::variant<Attached, Detached, Heard>;
 class Inbox {
 public:
     void add(News news) {
-        const std::scoped_lock lock(mutex_);
-        news_.push_back(std::move(news));
+        held_.lock()->news.push_back(std::move(news));
         changed_.notify_all();
     }
     void end() {
-        const std::scoped_lock lock(mutex_);
-        ended_ = true;
+        held_.lock()->ended = true;
         changed_.notify_all();
     }
 
     // Waits for news. Returns none when it is time to end.
     std::deque<News> take(std::optional<Clock::time_point> deadline) {
-        std::unique_lock lock(mutex_);
-        const auto something = [this] { return ended_ || !news_.empty(); };
+        auto held = held_.lock();
+        const auto something = [&] { return held->ended || !held->news.empty(); };
         if (deadline) {
-            changed_.wait_until(lock, *deadline, something);
+            held.waitUntil(changed_, *deadline, something);
         } else {
-            changed_.wait(lock, something);
+            held.wait(changed_, something);
         }
-        if (ended_ || news_.empty()) return {};
-        lock.unlock();
-        std::this_thread::sleep_for(settling); // notifications may arrive out of order within this time
-        lock.lock();
-        std::deque<News> taken;
-        taken.swap(news_);
-        return inOrder(std::move(taken));
+        if (held->ended || held->news.empty()) return {};
+        // Notifications may arrive out of order within this time.
+        held.unlocked([] { std::this_thread::sleep_for(settling); });
+        return inOrder(std::exchange(held->news, {}));
     }
 
 private:
@@ -85,10 +80,12 @@ private:
         return news;
     }
 
-    std::mutex mutex_; // guards the members below
+    struct Held {
+        std::deque<News> news;
+        bool ended = false;
+    };
+    platform::Guarded<Held> held_;
     std::condition_variable changed_;
-    std::deque<News> news_;
-    bool ended_ = false;
 };
 
 // Listens to notifications during its lifetime.

@@ -25,13 +25,10 @@ bool Access::admits(const bridge::Peer& peer) const { return isAdministrator(pee
 
 bool Access::isAdministrator(const bridge::Peer& peer) const {
     if (peer.superuser || peer.user == self_) return true;
-    const std::scoped_lock lock(mutex_);
-    return memberOf(peer, administrators_);
+    const std::string administrators = *administrators_.lock(); // looking up a group may take long
+    return memberOf(peer, administrators);
 }
 
-void Access::setAdministratorsGroup(const std::string& name) {
-    const std::scoped_lock lock(mutex_);
-    administrators_ = name;
-}
+void Access::setAdministratorsGroup(const std::string& name) { *administrators_.lock() = name; }
 
 } // namespace panelkitd

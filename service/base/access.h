@@ -6,7 +6,8 @@
 
 #include <platform/bridge/peer.h>
 
-#include <mutex>
+#include <platform/system/guarded.h>
+
 #include <string>
 
 namespace panelkitd {
@@ -35,8 +36,7 @@ public:
 private:
     const std::string self_;
     const std::string users_;
-    mutable std::mutex mutex_;
-    std::string administrators_; // guarded by mutex_
+    platform::Guarded<std::string> administrators_;
 };
 
 } // namespace panelkitd

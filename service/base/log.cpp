@@ -53,17 +53,17 @@ void logError(const std::string& text) { write(LogLevel::events, Priority::error
 void logEvent(const std::string& text) { write(LogLevel::events, Priority::notice, text); }
 void logDetail(const std::string& text) { write(LogLevel::details, Priority::info, text); }
 void logDebug(const std::string& text) { write(LogLevel::debug, Priority::debug, text); }
+
 void ThrottledLog::event(const std::string& text) {
     unsigned before = 0;
     {
-        const std::scoped_lock lock(mutex_);
-        if (Clock::now() - minuteBegan_ >= std::chrono::minutes(1)) {
-            minuteBegan_ = Clock::now();
-            logged_ = 0;
-            before = std::exchange(held_, 0);
+        const auto minute = minute_.lock();
+        if (Clock::now() - minute->began >= std::chrono::minutes(1)) {
+            before = minute->held;
+            *minute = {.began = Clock::now()};
         }
-        if (++logged_ > perMinute_) {
-            ++held_;
+        if (++minute->logged > perMinute_) {
+            ++minute->held;
             return;
         }
     }

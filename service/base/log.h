@@ -5,7 +5,8 @@
 #pragma once
 
 #include <chrono>
-#include <mutex>
+
+#include <platform/system/guarded.h>
 #include <string>
 
 namespace panelkitd {
@@ -32,11 +33,14 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
+    struct Minute {
+        Clock::time_point began{};
+        unsigned logged = 0;
+        unsigned held = 0; // not logged
+    };
+
     const unsigned perMinute_;
-    std::mutex mutex_; // guards what follows
-    Clock::time_point minuteBegan_{};
-    unsigned logged_ = 0; // in this minute
-    unsigned held_ = 0;   // not logged
+    platform::Guarded<Minute> minute_;
 };
 
 } // namespace panelkitd

@@ -23,43 +23,43 @@ Rounds::Rounds(Round round, std::chrono::milliseconds firstPause)
     : round_(std::move(round)), thread_([this, firstPause] { run(firstPause); }) {}
 
 Rounds::~Rounds() {
-    {
-        const std::scoped_lock lock(mutex_);
-        stopping_ = true;
-        changed_.notify_all();
-    }
+    state_.lock()->stopping = true;
+    changed_.notify_all();
     thread_.join();
 }
 
 void Rounds::ask() {
-    const std::scoped_lock lock(mutex_);
-    asked_ = true;
+    state_.lock()->asked = true;
     changed_.notify_all();
 }
 
 bool Rounds::stop(std::chrono::milliseconds grace) {
-    std::unique_lock lock(mutex_);
-    stopping_ = true;
+    auto state = state_.lock();
+    state->stopping = true;
     changed_.notify_all();
-    return changed_.wait_for(lock, grace, [this] { return ended_; });
+    return state.waitFor(changed_, grace, [&] { return state->ended; });
+}
+
+// After a failure the next round is tried after the same pause.
+std::chrono::milliseconds Rounds::workAgain(bool wasAsked, std::chrono::milliseconds pause) const {
+    try {
+        return round_(wasAsked);
+    } catch (const std::exception& error) {
+        report(error);
+        return pause;
+    }
 }
 
 void Rounds::run(std::chrono::milliseconds pause) {
-    std::unique_lock lock(mutex_);
+    auto state = state_.lock();
     for (;;) {
-        changed_.wait_for(lock, pause, [this] { return asked_ || stopping_; });
-        if (stopping_) break;
-        const bool wasAsked = std::exchange(asked_, false);
-        lock.unlock();
-        try {
-            pause = round_(wasAsked);
-        } catch (const std::exception& error) { // the next round is tried after the same pause
-            report(error);
-        }
-        lock.lock();
+        state.waitFor(changed_, pause, [&] { return state->asked || state->stopping; });
+        if (state->stopping) break;
+        const bool wasAsked = std::exchange(state->asked, false);
+        state.unlocked([&] { pause = workAgain(wasAsked, pause); });
     }
-    ended_ = true;
-    changed_.notify_all();
+    state->ended = true;
+    changed_.notify_all(); // with the mutex held: the object may be destroyed once it is free
 }
 
 } // namespace panelkitd

@@ -5,9 +5,10 @@
 #pragma once
 
 #include <chrono>
+
 #include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <platform/system/guarded.h>
 #include <thread>
 
 namespace panelkitd {
@@ -30,14 +31,18 @@ public:
     bool stop(std::chrono::milliseconds grace);
 
 private:
+    struct State {
+        bool asked = false;
+        bool stopping = false;
+        bool ended = false;
+    };
+
+    std::chrono::milliseconds workAgain(bool wasAsked, std::chrono::milliseconds pause) const;
     void run(std::chrono::milliseconds pause);
 
     const Round round_;
-    std::mutex mutex_; // guards what follows
+    platform::Guarded<State> state_;
     std::condition_variable changed_;
-    bool asked_ = false;
-    bool stopping_ = false;
-    bool ended_ = false;
     std::thread thread_; // last, it uses all of it
 };
 

@@ -36,30 +36,27 @@ ExpiryWatch::ExpiryWatch(Source source, Announcer& announcer, ExpirySettings set
                          std::chrono::milliseconds firstPause)
     : source_(std::move(source)),
       announcer_(announcer),
-      settings_(settings),
+      plan_(Plan{settings}),
       rounds_([this](bool) { return look(); }, firstPause) {}
 
 void ExpiryWatch::set(const ExpirySettings& settings) {
-    const std::scoped_lock lock(mutex_);
-    if (settings == settings_) return;
-    settings_ = settings;
-    doneOn_ = -1;
+    const auto plan = plan_.lock();
+    if (settings == plan->settings) return;
+    *plan = {settings};
     rounds_.ask();
 }
 
 std::chrono::milliseconds ExpiryWatch::look() {
     const auto local = platform::localTime(platform::secondsNow<std::int64_t>());
     if (!local) return longestPause;
-    std::unique_lock lock(mutex_);
-    const ExpirySettings settings = settings_;
+    auto plan = plan_.lock();
+    const ExpirySettings settings = plan->settings;
     const std::int64_t untilTime = settings.timeOfDay.count() - secondOfDay(*local);
-    const bool due = settings.enabled && untilTime <= 0 && doneOn_ != local->tm_yday;
-    if (due) doneOn_ = local->tm_yday;
-    lock.unlock();
-    if (due && !announceAll(settings)) {
-        lock.lock();
-        doneOn_ = -1; // after the next pause again
-    }
+    const bool due = settings.enabled && untilTime <= 0 && plan->doneOn != local->tm_yday;
+    if (due) plan->doneOn = local->tm_yday;
+    bool announced = true;
+    plan.unlocked([&] { announced = !due || announceAll(settings); });
+    if (!announced) plan->doneOn = -1; // after the next pause again
     const std::chrono::seconds next(untilTime > 0 ? untilTime : untilTime + day);
     return std::min<std::chrono::milliseconds>(next, longestPause);
 }

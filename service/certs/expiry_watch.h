@@ -8,10 +8,11 @@
 #include <service/config/settings.h>
 #include <service/notifications/announcer.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -42,15 +43,18 @@ public:
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:
+    struct Plan {
+        ExpirySettings settings;
+        int doneOn = -1; // the day of the last look; -1: none
+    };
+
     std::chrono::milliseconds look();
     bool announceAll(const ExpirySettings& settings) const;
 
     const Source source_;
     Announcer& announcer_;
-    std::mutex mutex_; // guards what follows
-    ExpirySettings settings_;
-    int doneOn_ = -1; // the day of the last look; -1: none
-    Rounds rounds_;   // last: its thread uses all of it
+    platform::Guarded<Plan> plan_;
+    Rounds rounds_; // last: its thread uses all of it
 };
 
 } // namespace panelkitd

@@ -154,40 +154,35 @@ std::uint64_t CrlFacts::revokedAt(const CertificateFacts& certificate) const {
 CertificateFactsPtr FactsCache::certificate(const std::string& der) {
     const std::string key = sha256(der);
     {
-        const std::scoped_lock lock(mutex_);
-        const auto found = certificates_.find(key);
-        if (found != certificates_.end()) return found->second;
+        const auto known = certificates_.lock();
+        const auto found = known->find(key);
+        if (found != known->end()) return found->second;
     }
     auto facts = std::make_shared<const CertificateFacts>(readCertificateFacts(der));
-    const std::scoped_lock lock(mutex_);
-    if (certificates_.size() >= mostCertificates) certificates_.clear();
-    certificates_[key] = facts;
+    const auto known = certificates_.lock();
+    if (known->size() >= mostCertificates) known->clear();
+    (*known)[key] = facts;
     return facts;
 }
 
 CrlFactsPtr FactsCache::crl(const std::string& der) {
     const std::string key = sha256(der);
     {
-        const std::scoped_lock lock(mutex_);
-        const auto found = crls_.find(key);
-        if (found != crls_.end()) return found->second;
+        const auto known = crls_.lock();
+        const auto found = known->facts.find(key);
+        if (found != known->facts.end()) return found->second;
     }
     auto facts = std::make_shared<const CrlFacts>(readCrlFacts(der));
-    const std::scoped_lock lock(mutex_);
     if (der.size() > mostCrlBytes) return facts;
-    if (crlBytes_ + der.size() > mostCrlBytes) {
-        crls_.clear();
-        crlBytes_ = 0;
-    }
-    if (crls_.emplace(key, facts).second) crlBytes_ += der.size();
+    const auto known = crls_.lock();
+    if (known->bytes + der.size() > mostCrlBytes) *known = {};
+    if (known->facts.emplace(key, facts).second) known->bytes += der.size();
     return facts;
 }
 
 void FactsCache::clear() {
-    const std::scoped_lock lock(mutex_);
-    certificates_.clear();
-    crls_.clear();
-    crlBytes_ = 0;
+    certificates_.lock()->clear();
+    *crls_.lock() = {};
 }
 
 } // namespace panelkitd

@@ -7,10 +7,10 @@
 #include <service/certs/openssl_handles.h>
 
 #include <panelkit/certs/cert_records.h>
+#include <platform/system/guarded.h>
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <unordered_map>
 
@@ -54,10 +54,13 @@ public:
     void clear();
 
 private:
-    std::mutex mutex_; // guards both
-    std::unordered_map<std::string, CertificateFactsPtr> certificates_;
-    std::unordered_map<std::string, CrlFactsPtr> crls_;
-    std::size_t crlBytes_ = 0; // of the lists in crls_
+    // By SHA-256 of the DER.
+    struct Crls {
+        std::unordered_map<std::string, CrlFactsPtr> facts;
+        std::size_t bytes = 0; // of the lists that they are of
+    };
+    platform::Guarded<std::unordered_map<std::string, CertificateFactsPtr>> certificates_;
+    platform::Guarded<Crls> crls_;
 };
 
 } // namespace panelkitd

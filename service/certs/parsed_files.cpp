@@ -10,49 +10,37 @@ namespace panelkitd {
 ParsedFiles::ParsedFiles(std::chrono::milliseconds life) : life_(life), sweeper_([this] { sweep(); }) {}
 
 ParsedFiles::~ParsedFiles() {
-    {
-        const std::scoped_lock lock(mutex_);
-        ending_ = true;
-    }
+    state_.lock()->ending = true;
     changed_.notify_one();
     sweeper_.join();
 }
 
 void ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file) {
-    {
-        const std::scoped_lock lock(mutex_);
-        entries_[session] = {std::move(file), Clock::now() + life_};
-    }
+    state_.lock()->entries[session] = {std::move(file), Clock::now() + life_};
     changed_.notify_one();
 }
 
 std::shared_ptr<const ParsedFile> ParsedFiles::find(std::uint64_t session) const {
-    const std::scoped_lock lock(mutex_);
-    const auto entry = entries_.find(session);
-    return entry == entries_.end() ? nullptr : entry->second.file;
+    const auto state = state_.lock();
+    const auto entry = state->entries.find(session);
+    return entry == state->entries.end() ? nullptr : entry->second.file;
 }
 
-void ParsedFiles::forget(std::uint64_t session) {
-    const std::scoped_lock lock(mutex_);
-    entries_.erase(session);
-}
-
-void ParsedFiles::forgetAll() {
-    const std::scoped_lock lock(mutex_);
-    entries_.clear();
-}
+void ParsedFiles::forget(std::uint64_t session) { state_.lock()->entries.erase(session); }
+void ParsedFiles::forgetAll() { state_.lock()->entries.clear(); }
 
 void ParsedFiles::sweep() {
-    std::unique_lock lock(mutex_);
-    while (!ending_) {
+    auto state = state_.lock();
+    auto& entries = state->entries;
+    while (!state->ending) {
         const auto now = Clock::now();
-        std::erase_if(entries_, [&](const auto& entry) { return entry.second.end <= now; });
-        const auto first = std::min_element(entries_.begin(), entries_.end(),
+        std::erase_if(entries, [&](const auto& entry) { return entry.second.end <= now; });
+        const auto first = std::min_element(entries.begin(), entries.end(),
                                             [](const auto& a, const auto& b) { return a.second.end < b.second.end; });
-        if (first == entries_.end()) {
-            changed_.wait(lock);
+        if (first == entries.end()) {
+            state.wait(changed_);
         } else {
-            changed_.wait_until(lock, Clock::time_point(first->second.end));
+            state.waitUntil(changed_, Clock::time_point(first->second.end));
         }
     }
 }

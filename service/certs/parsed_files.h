@@ -5,11 +5,12 @@
 #pragma once
 
 #include <chrono>
+
 #include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
+#include <platform/system/guarded.h>
 #include <thread>
 
 namespace panelkitd {
@@ -36,13 +37,16 @@ private:
         Clock::time_point end;
     };
 
+    struct State {
+        std::map<std::uint64_t, Entry> entries; // by session
+        bool ending = false;
+    };
+
     void sweep(); // the thread's work
 
     const std::chrono::milliseconds life_;
-    mutable std::mutex mutex_; // guards what follows
+    platform::Guarded<State> state_;
     std::condition_variable changed_;
-    std::map<std::uint64_t, Entry> entries_;
-    bool ending_ = false;
     std::thread sweeper_;
 };
 

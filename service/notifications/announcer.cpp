@@ -33,14 +33,14 @@ void noteOutcome(Notification id, PushOutcome outcome) {
 template <Notification id, class Notice, class... More>
 void Announcer::announce(Notice notice, const More&... more) {
     static_assert(std::is_same_v<vocabulary::PayloadOf<id>, panelkit::Fields<Notice, More...>>);
-    const std::scoped_lock lock(mutex_); // numbers go out in their order
-    notice.moment = {platform::secondsNow(), ++lastNumber_};
+    const auto line = line_.lock(); // numbers go out in their order
+    notice.moment = {platform::secondsNow(), ++line->lastNumber};
     bridge::server::Push push;
     push.module = ModuleNotifications;
     push.id = static_cast<std::int32_t>(id);
     CommandStreamOut(push.payload).append(notice, more...);
     push.answered = [](PushOutcome outcome, const std::string&) { noteOutcome(id, outcome); };
-    if (server_) server_->push(std::move(push));
+    if (line->server) line->server->push(std::move(push));
 }
 
 void Announcer::announceTokenArrived(const TokenInfo& token) {
@@ -84,18 +84,14 @@ void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertIn
 
 void Announcer::announceServiceStopping() {
     announce<Notification::serviceStopping>(vocabulary::StoppingNotice{});
-    const std::scoped_lock lock(mutex_);
-    if (server_) server_->drainPushes(partingWait);
+    const auto line = line_.lock();
+    if (line->server) line->server->drainPushes(partingWait);
 }
 
 AnnouncingThrough::AnnouncingThrough(Announcer& announcer, bridge::server::Server& server) : announcer_(announcer) {
-    const std::scoped_lock lock(announcer_.mutex_);
-    announcer_.server_ = &server;
+    announcer_.line_.lock()->server = &server;
 }
 
-AnnouncingThrough::~AnnouncingThrough() {
-    const std::scoped_lock lock(announcer_.mutex_);
-    announcer_.server_ = nullptr;
-}
+AnnouncingThrough::~AnnouncingThrough() { announcer_.line_.lock()->server = nullptr; }
 
 } // namespace panelkitd

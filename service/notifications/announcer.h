@@ -7,10 +7,10 @@
 
 #include <service/base/refused.h>
 
+#include <platform/system/guarded.h>
 #include <vocabulary/notifications.h>
 
 #include <cstdint>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -50,9 +50,11 @@ private:
     template <vocabulary::Notification id, class Notice, class... More>
     void announce(Notice notice, const More&... more);
 
-    std::mutex mutex_;                         // guards what follows
-    bridge::server::Server* server_ = nullptr; // not owned
-    std::uint64_t lastNumber_ = 0;
+    struct Line {
+        bridge::server::Server* server = nullptr; // not owned
+        std::uint64_t lastNumber = 0;
+    };
+    platform::Guarded<Line> line_;
 };
 
 // Has announcements go through a server for as long as this lives.

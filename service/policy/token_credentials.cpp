@@ -26,17 +26,15 @@ TokenCredentials::TokenCredentials(Look look, std::chrono::milliseconds patience
 
 // A look that is under way may have missed what happened since it began, so the next one is waited for.
 std::optional<CredentialList> TokenCredentials::list() const {
-    std::unique_lock lock(mutex_);
-    const std::uint64_t wanted = begun_ + 1;
+    auto looks = looks_.lock();
+    const std::uint64_t wanted = looks->begun + 1;
     rounds_.ask();
-    if (!overdue_) overdue_ = !changed_.wait_for(lock, patience_, [&] { return ended_ >= wanted; });
-    return last_;
+    if (!looks->overdue) looks->overdue = !looks.waitFor(changed_, patience_, [&] { return looks->ended >= wanted; });
+    return looks->last;
 }
 
 void TokenCredentials::look() {
-    std::unique_lock lock(mutex_);
-    const std::uint64_t number = ++begun_;
-    lock.unlock();
+    const std::uint64_t number = ++looks_.lock()->begun;
     std::optional<CredentialList> seen;
     bool failed = false;
     try {
@@ -45,11 +43,12 @@ void TokenCredentials::look() {
         logError(std::string("looking into the tokens: ") + error.what());
         failed = true;
     }
-    lock.lock();
-    if (!failed) last_ = std::move(seen);
-    ended_ = number;
-    overdue_ = false;
-    lock.unlock();
+    {
+        const auto looks = looks_.lock();
+        if (!failed) looks->last = std::move(seen);
+        looks->ended = number;
+        looks->overdue = false;
+    }
     changed_.notify_all();
     logDetail("the tokens have been looked into");
 }

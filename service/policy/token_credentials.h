@@ -10,11 +10,13 @@
 #include <service/base/rounds.h>
 #include <service/certs/credentials.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
-#include <mutex>
+#include <optional>
 
 namespace panelkitd {
 
@@ -37,17 +39,20 @@ public:
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:
+    struct Looks {
+        std::optional<CredentialList> last;
+        std::uint64_t begun = 0; // how many
+        std::uint64_t ended = 0;
+        bool overdue = false; // the one under way
+    };
+
     void look();
 
     const Look look_;
     const std::chrono::milliseconds patience_;
-    mutable std::mutex mutex_; // guards what follows
+    mutable platform::Guarded<Looks> looks_;
     mutable std::condition_variable changed_;
-    std::optional<CredentialList> last_;
-    std::uint64_t begun_ = 0; // looks, counted
-    std::uint64_t ended_ = 0;
-    mutable bool overdue_ = false; // the one under way
-    mutable Rounds rounds_;        // last: its thread uses all of it
+    mutable Rounds rounds_; // last: its thread uses all of it
 };
 
 } // namespace panelkitd

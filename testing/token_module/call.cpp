@@ -4,6 +4,8 @@
 #include <testing/token_module/failure.h>
 #include <testing/token_module/shared_files.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -17,10 +19,7 @@ namespace panelkit::testing {
 
 namespace {
 
-struct Holder {
-    std::mutex mutex;
-    std::shared_ptr<LoadedModule> module; // guarded by mutex
-};
+using Holder = platform::Guarded<std::shared_ptr<LoadedModule>>;
 
 Holder& holder() {
     static Holder only;
@@ -96,23 +95,23 @@ CK_RV guarded(std::string_view function, const std::function<void()>& work) {
 }
 
 std::shared_ptr<LoadedModule> loadedModule() {
-    const std::scoped_lock lock(holder().mutex);
-    demand(holder().module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
-    return holder().module;
+    const auto module = holder().lock();
+    demand(*module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
+    return *module;
 }
 
 void start(const std::filesystem::path& folder, bool renumbered) {
-    const std::scoped_lock lock(holder().mutex);
-    demand(!holder().module, CKR_CRYPTOKI_ALREADY_INITIALIZED);
+    const auto module = holder().lock();
+    demand(!*module, CKR_CRYPTOKI_ALREADY_INITIALIZED);
     const FolderLock folderLock(folder);
-    holder().module = std::make_shared<LoadedModule>(folder, renumbered ? std::random_device{}() : 0);
+    *module = std::make_shared<LoadedModule>(folder, renumbered ? std::random_device{}() : 0);
 }
 
 void stop() {
-    const std::scoped_lock lock(holder().mutex);
-    demand(holder().module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
-    holder().module->stop();
-    holder().module.reset();
+    const auto module = holder().lock();
+    demand(*module != nullptr, CKR_CRYPTOKI_NOT_INITIALIZED);
+    (*module)->stop();
+    module->reset();
 }
 
 // A token that leaves between the recording of a call and its work was there when the call began: that is a removed
