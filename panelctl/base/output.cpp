@@ -7,6 +7,7 @@
 #include <panelctl/base/terminal.h>
 
 #include <panelkit/cli/cli_output.h>
+#include <platform/system/clock.h>
 
 #include <nlohmann/json.hpp>
 
@@ -100,6 +101,10 @@ void printLines(const std::string& text) {
 
 void printJson(const nlohmann::ordered_json& value) {
     printRaw(value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+}
+
+nlohmann::ordered_json timeJson(std::uint64_t time) {
+    return time == 0 ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(platform::isoText(time));
 }
 
 void printJsonLine(const nlohmann::ordered_json& value) {

@@ -6,6 +6,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,10 @@ void printJson(const nlohmann::ordered_json& value);
 
 // The same in one line.
 void printJsonLine(const nlohmann::ordered_json& value);
+
+// A time in JSON, in every verb: "2027-03-01T12:00:00Z", or null for 0, which the records have for a time that is not
+// known. `time` is in seconds since 1970-01-01 UTC.
+nlohmann::ordered_json timeJson(std::uint64_t time);
 
 // Flushes standard output. Returns false when its reader has gone. Throws CommandError when it can't be written for
 // another reason.

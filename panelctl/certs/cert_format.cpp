@@ -214,24 +214,17 @@ Cell stateCell(const CertInfo& certificate) {
 
 // ---- records as JSON
 
-nlohmann::ordered_json tokenJson(const PKCS11::TokenInfo& token) {
-    return {{"label", token.*vocabulary::token::label},
-            {"serial", token.*vocabulary::token::serial},
-            {"provider", token.*vocabulary::token::provider},
-            {"uri", uriOf(token)}};
-}
-
-nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenInfo& token) {
+nlohmann::ordered_json certificateJson(const CertInfo& certificate) {
     const StateRow* const state = stateRow(certificate.state);
     const auto has = [&](std::uint32_t flag) { return (certificate.flags & flag) != 0; };
-    return {{"schema", 1},
-            {"subject", certificate.subject},
+    const auto left = isReadable(certificate) ? nlohmann::ordered_json(daysLeft(certificate.notAfter)) : nullptr;
+    return {{"subject", certificate.subject},
             {"issuer", certificate.issuer},
             {"serial", certificate.serialNumber},
             {"fingerprint", certificate.fingerprint},
-            {"notBefore", platform::isoText(certificate.notBefore)},
-            {"notAfter", platform::isoText(certificate.notAfter)},
-            {"daysLeft", daysLeft(certificate.notAfter)},
+            {"notBefore", timeJson(certificate.notBefore)},
+            {"notAfter", timeJson(certificate.notAfter)},
+            {"daysLeft", left},
             {"state", state ? state->name : std::to_string(certificate.state)},
             {"keyType", keyTypeName(certificate.keyType)},
             {"keyBits", certificate.keyBits},
@@ -242,8 +235,19 @@ nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenIn
             {"selfIssued", has(certFlag::selfIssued)},
             {"trusted", has(certFlag::trusted)},
             {"private", has(certFlag::privateObject)},
-            {"deletable", has(certFlag::canDelete)},
-            {"token", tokenJson(token)}};
+            {"deletable", has(certFlag::canDelete)}};
+}
+
+nlohmann::ordered_json toJson(const CertInfo& certificate) {
+    nlohmann::ordered_json json{{"schema", 1}};
+    json.update(certificateJson(certificate));
+    return json;
+}
+
+nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenInfo& token) {
+    nlohmann::ordered_json json = toJson(certificate);
+    json["token"] = tokenJson(token);
+    return json;
 }
 
 } // namespace panelctl

@@ -60,7 +60,11 @@ Cell stateCell(const CertInfo& certificate);
 
 // ---- records as JSON
 
+// A certificate as JSON in every verb. The times and the days left of one that is not readable are null.
+nlohmann::ordered_json certificateJson(const CertInfo& certificate);
+
+// The same as an element of a listing: with "schema", and with its token.
+nlohmann::ordered_json toJson(const CertInfo& certificate);
 nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenInfo& token);
-nlohmann::ordered_json tokenJson(const PKCS11::TokenInfo& token);
 
 } // namespace panelctl

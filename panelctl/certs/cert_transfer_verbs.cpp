@@ -150,8 +150,7 @@ private:
         auto all = nlohmann::ordered_json::array();
         Table table({say("NAME"), say("ISSUER"), say("SERIAL"), say("EXPIRES"), say("DAYS"), say("KEY")});
         for (const auto& [certificate, modes, keyTokens] : file.certificates) {
-            all.push_back(toJson(certificate, TokenInfo{}));
-            all.back().erase("token");
+            all.push_back(toJson(certificate));
             table.add({{nameOf(certificate)},
                        {commonName(certificate.issuer)},
                        {certificate.serialNumber},

@@ -191,7 +191,7 @@ private:
         json["publicKeyParameters"] = details.publicKeyParameters;
         json["subjectAlternativeNames"] = details.subjectAlternativeNames;
         json["sha1Fingerprint"] = details.sha1Fingerprint;
-        json["revokedAt"] = details.revokedAt ? nlohmann::ordered_json(platform::isoText(details.revokedAt)) : nullptr;
+        json["revokedAt"] = timeJson(details.revokedAt);
         json["extensions"] = nlohmann::ordered_json::array();
         for (const auto& [extension, value] : details.extensions) {
             json["extensions"].push_back({{"name", extension}, {"value", value}});

@@ -170,7 +170,7 @@ ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequ
             {"activatedBy", info.*field::activatedBy},
             {"sectionCount", info.*field::sectionCount},
             {"sections", splitNames(info.*field::sections)},
-            {"activated", info.activated},
+            {"activated", timeJson(static_cast<std::uint64_t>(std::max<std::int64_t>(info.activated, 0)))},
             {"fromConfigDb", info.fromConfigDb},
             {"asRequired", info.request == required && !info.fromConfigDb},
             {"required", toJson(required)},

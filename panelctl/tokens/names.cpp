@@ -189,6 +189,14 @@ std::string uriOf(const TokenInfo& token) {
            ";token=" + percentEncoded(token.*tokenField::label);
 }
 
+nlohmann::ordered_json tokenJson(const TokenInfo& token) {
+    return {{"label", token.*tokenField::label},
+            {"serial", token.*tokenField::serial},
+            {"model", token.*tokenField::model},
+            {"provider", token.*tokenField::provider},
+            {"uri", uriOf(token)}};
+}
+
 std::string uriOf(const TokenInfo& token, const std::string& type, const std::string& label, const std::string& id) {
     std::string uri = uriOf(token);
     if (!id.empty()) uri += ";id=" + percentEncoded(id);

@@ -7,6 +7,8 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/bridge/failure.h>
 
+#include <nlohmann/json.hpp>
+
 #include <optional>
 #include <span>
 #include <string>
@@ -37,6 +39,10 @@ bool sameToken(const PKCS11::TokenInfo& one, const PKCS11::TokenInfo& other);
 
 // "pkcs11:token=Office;serial=1234;model=...", percent-encoded where necessary.
 std::string uriOf(const PKCS11::TokenInfo& token);
+
+// Which token it is, as JSON in every verb: label, serial number, model, provider and URI. The token verbs add its
+// state.
+nlohmann::ordered_json tokenJson(const PKCS11::TokenInfo& token);
 
 // "cert" as object on the token: its URI with ";type=...", and label and identifier (bytes) where there are any.
 std::string uriOf(const PKCS11::TokenInfo& token, const std::string& type, const std::string& label,

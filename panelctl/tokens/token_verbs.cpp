@@ -42,20 +42,17 @@ nlohmann::ordered_json pinState(const TokenInfo& token, std::uint32_t low, std::
 
 nlohmann::ordered_json toJson(const TokenInfo& token) {
     const auto has = [&](std::uint32_t which) { return (token.flags & which) != 0; };
-    return {{"schema", 1},
-            {"label", token.*field::label},
-            {"serial", token.*field::serial},
-            {"model", token.*field::model},
-            {"provider", token.*field::provider},
-            {"slot", token.slotId},
-            {"uri", uriOf(token)},
-            {"initialized", has(flag::initialized)},
-            {"loggedIn", has(flag::loggedIn)},
-            {"hasPin", has(flag::userPinInitialized)},
-            {"pin", pinState(token, flag::userPinCountLow, flag::userPinFinalTry, flag::userPinLocked)},
-            {"soPin", pinState(token, flag::soPinCountLow, flag::soPinFinalTry, flag::soPinLocked)},
-            {"writeProtected", has(flag::writeProtected)},
-            {"flags", token.flags}};
+    nlohmann::ordered_json json{{"schema", 1}};
+    json.update(tokenJson(token));
+    json.update({{"slot", token.slotId},
+                 {"initialized", has(flag::initialized)},
+                 {"loggedIn", has(flag::loggedIn)},
+                 {"hasPin", has(flag::userPinInitialized)},
+                 {"pin", pinState(token, flag::userPinCountLow, flag::userPinFinalTry, flag::userPinLocked)},
+                 {"soPin", pinState(token, flag::soPinCountLow, flag::soPinFinalTry, flag::soPinLocked)},
+                 {"writeProtected", has(flag::writeProtected)},
+                 {"flags", token.flags}});
+    return json;
 }
 
 struct StateRow {

@@ -4,6 +4,8 @@
 #include <panelctl/base/display_width.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/tokens/names.h>
 
 #include <panelkit/format/time_text.h>
 #include <platform/system/clock.h>
@@ -53,13 +55,6 @@ static_assert(eventRows.size() == vocabulary::allNotifications.size());
 
 const char* nameOf(Notification id) {
     return std::find_if(eventRows.begin(), eventRows.end(), [&](const EventRow& row) { return row.id == id; })->name;
-}
-
-ordered_json tokenJson(const TokenInfo& token) {
-    return {{"label", token.*field::label},
-            {"serial", token.*field::serial},
-            {"model", token.*field::model},
-            {"provider", token.*field::provider}};
 }
 
 std::string tokenText(Notification id, const TokenInfo& token) {
@@ -124,10 +119,8 @@ struct Describe {
     void operator()(const vocabulary::CertificateNotice& notice) const {
         event.text = certificateText(notice);
         event.details["token"] = tokenJson(notice.token);
-        event.details["subject"] = notice.certificate.subject;
-        event.details["fingerprint"] = notice.certificate.fingerprint;
-        event.details["notAfter"] = platform::isoText(notice.certificate.notAfter);
-        event.details["daysLeft"] = notice.daysLeft;
+        event.details["certificate"] = certificateJson(notice.certificate);
+        event.details["certificate"]["daysLeft"] = notice.daysLeft; // as the text says it, whenever it is shown
     }
 };
 
@@ -163,13 +156,14 @@ Heard readRowOf(vocabulary::NotificationTable<Rows...>, Notification id, Command
     return heard;
 }
 
-bool sameToken(const TokenInfo& one, const TokenInfo& other) {
+// Unlike sameToken: the label of a card changes when it is initialised again.
+bool sameCard(const TokenInfo& one, const TokenInfo& other) {
     return one.*field::serial == other.*field::serial && one.*field::provider == other.*field::provider;
 }
 
 const TokenInfo* find(const std::vector<TokenInfo>& tokens, const TokenInfo& token) {
     const auto found =
-        std::find_if(tokens.begin(), tokens.end(), [&](const TokenInfo& other) { return sameToken(other, token); });
+        std::find_if(tokens.begin(), tokens.end(), [&](const TokenInfo& other) { return sameCard(other, token); });
     return found == tokens.end() ? nullptr : &*found;
 }
 
@@ -284,7 +278,7 @@ void WatchedState::apply(const Heard& heard) {
     const auto* notice = std::get_if<vocabulary::TokenNotice>(&heard.notice);
     if (!notice) return;
     tokens.erase(std::remove_if(tokens.begin(), tokens.end(),
-                                [&](const TokenInfo& token) { return sameToken(token, notice->token); }),
+                                [&](const TokenInfo& token) { return sameCard(token, notice->token); }),
                  tokens.end());
     if (heard.id != Notification::tokenRemoved) tokens.push_back(notice->token);
 }

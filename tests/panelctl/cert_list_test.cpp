@@ -48,6 +48,8 @@ TEST_F(CertVerbs, ListCertificatesAsJson) {
     EXPECT_EQ(list[1]["authority"], true);
     EXPECT_EQ(list[2]["state"], "expired");
     EXPECT_EQ(list[2]["token"]["label"], "東京");
+    const auto tokens = nlohmann::json::parse(run({"token", "list", "--json"}).output);
+    for (const auto& [key, value] : list[2]["token"].items()) EXPECT_EQ(tokens[1][key], value) << key;
     listCertificates({});
     EXPECT_EQ(run({"cert", "list", "--json"}).output, "[]\n");
 }
@@ -61,6 +63,8 @@ TEST_F(CertVerbs, ListWhatIsNoCertificateByItsFingerprint) {
     EXPECT_THAT(result.output,
                 HasSubstr("\nfingerprint 99999999AAAAAAAA                                      Office  unreadable"));
     EXPECT_EQ(run({"cert", "list", "--expiring", "30d"}).status, 0) << "it does not expire";
+    const auto json = nlohmann::json::parse(run({"cert", "list", "--json"}).output)[0];
+    for (const char* key : {"notBefore", "notAfter", "daysLeft"}) EXPECT_TRUE(json[key].is_null()) << key;
     service.on(Command::DeleteCertificate, Reaction::reply(""));
     EXPECT_EQ(run({"cert", "delete", "99999999AA", "--yes"}).status, 0);
     EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, broken));

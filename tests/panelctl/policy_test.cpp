@@ -55,6 +55,7 @@ protected:
     static LSPinfo_t office() {
         LSPinfo_t info;
         info.request = {.type = LSPuserFile, .user = "anna", .file = "/p"};
+        info.activated = 1'800'000'000;
         info.Title = "Office\x1B[2J";
         info.*vocabulary::policyInfo::name = "mine";
         info.*vocabulary::policyInfo::activatedBy = "root";
@@ -73,10 +74,10 @@ protected:
 
 TEST_F(PanelctlPolicy, SaysWhatIsInForceInBothForms) {
     answerPolicy(office().request, office());
-    EXPECT_EQ(run({"status"}).output, "User policy (anna): 'Office\\x1B[2J' activated at Thu Jan  1 00:00:00 1970\n"
+    EXPECT_EQ(run({"status"}).output, "User policy (anna): 'Office\\x1B[2J' activated at Fri Jan 15 08:00:00 2027\n"
                                       "Diagnosis: two days\nleft\n");
     EXPECT_EQ(run({"show"}).output, "Current Policy:\n  Type: User policy (anna)\n  Source: File: /p\n"
-                                    "  Title: Office\\x1B[2J\n  Activated: Thu Jan  1 00:00:00 1970\n"
+                                    "  Title: Office\\x1B[2J\n  Activated: Fri Jan 15 08:00:00 2027\n"
                                     "  Diagnosis: two days\nleft\n");
     const auto status = json({"status"});
     EXPECT_EQ(status["state"], "diagnosed");
@@ -86,6 +87,7 @@ TEST_F(PanelctlPolicy, SaysWhatIsInForceInBothForms) {
     EXPECT_EQ(status["inForce"]["kind"], "user-file");
     EXPECT_EQ(status["name"], "mine");
     EXPECT_EQ(status["activatedBy"], "root");
+    EXPECT_EQ(status["activated"], "2027-01-15T08:00:00Z");
     EXPECT_EQ(status["version"], "1.7");
     EXPECT_EQ(status["sectionCount"], 2);
     EXPECT_EQ(status["sections"], nlohmann::json::array({"lan", "mail"}));

@@ -125,18 +125,26 @@ TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
 
 TEST_F(PanelctlWatch, WritesOneJsonObjectALine) {
     serve({});
-    startJson({"--count", "2"});
+    startJson({"--count", "3"});
     push(Notification::tokenArrived, vocabulary::TokenNotice{{1'800'000'000, 1}, home});
     push(Notification::policyFailed, vocabulary::PolicyNotice{{0, 2}, "user", "Own", "anna", "why"});
+    const CertInfo certificate{.subject = "CN=a", .notAfter = 1'800'000'000};
+    push(Notification::certificateExpiring, vocabulary::CertificateNotice{{0, 3}, home, certificate, 4});
     EXPECT_EQ(endStatus(), 0);
-    const auto all = lines(2);
-    ASSERT_EQ(all.size(), 2U);
+    const auto all = lines(3);
+    ASSERT_EQ(all.size(), 3U);
     EXPECT_EQ(nlohmann::json::parse(all[0]),
               nlohmann::json::parse(R"({"schema": 1, "time": "2027-01-15T08:00:00Z", "event": "token-arrived",
-                  "missed": false, "token": {"label": "東京\u001b[2J", "serial": "B2", "model": "", "provider": "card"}})"));
+                  "missed": false, "token": {"label": "東京\u001b[2J", "serial": "B2", "model": "", "provider": "card",
+                  "uri": "pkcs11:model=;manufacturer=;serial=B2;token=%E6%9D%B1%E4%BA%AC%1B[2J"}})"));
     const auto failed = nlohmann::json::parse(all[1]);
     EXPECT_EQ(failed["source"], "user");
     EXPECT_EQ(failed["reason"], "why");
+    const auto expiring = nlohmann::json::parse(all[2]);
+    EXPECT_EQ(expiring["token"], nlohmann::json::parse(all[0])["token"]);
+    EXPECT_EQ(expiring["certificate"]["subject"], "CN=a");
+    EXPECT_EQ(expiring["certificate"]["notAfter"], "2027-01-15T08:00:00Z");
+    EXPECT_EQ(expiring["certificate"]["daysLeft"], 4) << "as the service counted";
 }
 
 TEST_F(PanelctlWatch, SaysWhyAPolicyFailedInTheUsersLanguage) {
