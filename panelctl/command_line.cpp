@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/command_line.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/help.h>
 #include <panelctl/base/language.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/output.h>
-#include <panelctl/base/terminal.h>
-#include <panelctl/base/verbs.h>
 #include <panelctl/program/completion.h>
 #include <panelctl/program/manual.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/version.h>

@@ -5,6 +5,8 @@
 #include <panelctl/base/terminal.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/command_line.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/verbs.h>
 
 #include <array>
 

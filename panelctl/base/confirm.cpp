@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/confirm.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/secrets.h>
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <CLI/CLI.hpp>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/language.h>
 
-#include <panelctl/base/host.h>
 #include <panelctl/base/say.h>
+#include <panelctl/base/system.h>
 
 #include <panelkit/cli/cli_output.h>
 #include <panelkit/loc/ui_module.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/progress.h>
 
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
 
 #include <algorithm>
 #include <chrono>

@@ -3,7 +3,7 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/mistakes.h>
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
 
 #include <panelkit/cli/cli_input.h>
 #include <panelkit/cli/cli_output.h>

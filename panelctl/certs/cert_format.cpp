@@ -3,7 +3,7 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
-#include <panelctl/tokens/names.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <panelkit/format/nearest.h>
 #include <platform/system/clock.h>

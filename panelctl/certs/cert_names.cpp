@@ -5,6 +5,9 @@
 #include <panelctl/base/progress.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>
@@ -72,14 +75,14 @@ using Test = std::function<bool(const OnToken<Object>&)>;
 
 // A text for each entry.
 template <class Object, class Teller>
-std::vector<std::string> told(const std::vector<OnToken<Object>>& listed, const Teller& teller) {
+std::vector<std::string> textsOf(const std::vector<OnToken<Object>>& listed, const Teller& teller) {
     std::vector<std::string> texts(listed.size());
     std::transform(listed.begin(), listed.end(), texts.begin(), teller);
     return texts;
 }
 
 template <class Object>
-std::vector<OnToken<Object>> those(const std::vector<OnToken<Object>>& listed, const Test<Object>& test) {
+std::vector<OnToken<Object>> matching(const std::vector<OnToken<Object>>& listed, const Test<Object>& test) {
     std::vector<OnToken<Object>> found;
     for (const OnToken<Object>& entry : listed) {
         const bool again = std::any_of(found.begin(), found.end(), [&](const OnToken<Object>& other) {
@@ -96,10 +99,10 @@ std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& liste
                                        const std::vector<Test<Object>>& tests, const std::string& name,
                                        std::string (*candidateLine)(const OnToken<Object>&)) {
     for (const Test<Object>& test : tests) {
-        const std::vector<OnToken<Object>> found = those(listed, test);
+        const std::vector<OnToken<Object>> found = matching(listed, test);
         if (found.size() == 1) return found.front();
         if (found.empty()) continue;
-        failAmbiguous(name, told(found, candidateLine));
+        failAmbiguous(name, textsOf(found, candidateLine));
     }
     return std::nullopt;
 }
@@ -233,7 +236,7 @@ Certificate findCertificate(VpnCertsController& controller, const ObjectName& na
     if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine)) {
         return *found;
     }
-    const auto names = told(listed, [](const Certificate& entry) { return nameOf(entry.object); });
+    const auto names = textsOf(listed, [](const Certificate& entry) { return nameOf(entry.object); });
     failUnknown(
         name.exactly
             ? say("there is no certificate with exactly the name \"%s\"; --yes requires the exact name", name.name)
@@ -248,7 +251,7 @@ Crl findCrl(VpnCertsController& controller, const ObjectName& name) {
         tests.emplace_back([&](const Crl& entry) { return contains(entry.object.issuer, name.name); });
     }
     if (const auto found = onlyOne(listed, tests, name.name, crlLine)) return *found;
-    const auto names = told(listed, [](const Crl& entry) { return commonName(entry.object.issuer); });
+    const auto names = textsOf(listed, [](const Crl& entry) { return commonName(entry.object.issuer); });
     failUnknown(say("there is no CRL of \"%s\"", name.name), name.name, names);
 }
 
@@ -257,7 +260,7 @@ PresharedKey findPresharedKey(VpnCertsController& controller, const ObjectName& 
     const std::vector<Test<PresharedKeyInfo>> tests{
         [&](const PresharedKey& entry) { return entry.object.name == name.name; }};
     if (const auto found = onlyOne(listed, tests, name.name, keyLine)) return *found;
-    const auto names = told(listed, [](const PresharedKey& entry) { return entry.object.name; });
+    const auto names = textsOf(listed, [](const PresharedKey& entry) { return entry.object.name; });
     failUnknown(say("there is no preshared key \"%s\"", name.name), name.name, names);
 }
 

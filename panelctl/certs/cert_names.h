@@ -11,7 +11,7 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
-#include <panelctl/tokens/names.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <panelkit/certs/certs_controller.h>
 #include <vocabulary/certs.h>

@@ -8,6 +8,8 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <platform/text/join.h>
 

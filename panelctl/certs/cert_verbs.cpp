@@ -7,6 +7,9 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 

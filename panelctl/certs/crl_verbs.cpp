@@ -8,6 +8,9 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 

@@ -5,6 +5,9 @@
 #include <panelctl/base/output.h>
 #include <panelctl/base/terminal.h>
 #include <panelctl/certs/cert_outcomes.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <platform/text/utf8_path.h>
 

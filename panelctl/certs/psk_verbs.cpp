@@ -7,6 +7,10 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <optional>
 

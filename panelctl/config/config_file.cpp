@@ -6,6 +6,10 @@
 #include <panelctl/base/say.h>
 #include <panelctl/base/terminal.h>
 #include <panelctl/config/config_json.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <platform/json/json.h>
 #include <platform/system/wipe.h>
@@ -89,7 +93,7 @@ private:
 
     void readSection(const json::Member& member) {
         const std::string name(member.name);
-        const Place section = catalogue().find(name, "");
+        const Place section = allGroups().find(name, "");
         if (!section.group || name != section.group->name) return note(member, noSuchSection(name));
         if (member.value.kind != json::Kind::object) {
             return note(member, {Exit::badInput, say("section %s is not an object: {\"KEY\": value}", name)});

@@ -26,10 +26,10 @@ std::string keyNearestTo(const ParamGroup& group, const std::string& key) {
 
 // The parameter that a key without its section means, or nearly means.
 std::string parameterCalled(const std::string& key) {
-    for (const auto& group : catalogue()) {
+    for (const auto& group : allGroups()) {
         if (const Param* param = panelkit::findParam(*group, key)) return nameOf(*group, *param);
     }
-    for (const auto& group : catalogue()) {
+    for (const auto& group : allGroups()) {
         if (const std::string near = keyNearestTo(*group, key); !near.empty()) return group->name + ('.' + near);
     }
     return {};
@@ -39,7 +39,7 @@ std::string parameterCalled(const std::string& key) {
 
 CommandError noSuchSection(const std::string& section) {
     std::vector<std::string> names;
-    for (const auto& group : catalogue()) names.emplace_back(group->name);
+    for (const auto& group : allGroups()) names.emplace_back(group->name);
     const std::string near = panelkit::nearest(section, names);
     return {Exit::notFound,
             withNearest(say("there is no section \"%s\"", section), near.empty() ? parameterCalled(section) : near)};
@@ -55,7 +55,7 @@ Place findParameter(const std::string& name) {
     const std::size_t dot = name.find('.');
     const std::string section = name.substr(0, dot);
     const std::string key = dot == std::string::npos ? "" : name.substr(dot + 1);
-    const Place place = catalogue().find(section, key);
+    const Place place = allGroups().find(section, key);
     if (!place.group) throw noSuchSection(section);
     if (key.empty()) {
         throw CommandError(Exit::usage, say("\"%1$s\" is a section; 'panelctl config list %1$s' lists its parameters",
@@ -71,14 +71,14 @@ std::vector<Place> findParameters(const std::vector<std::string>& names) {
         for (Param* param : group.params) places.push_back({&group, param});
     };
     for (const std::string& name : names) {
-        if (const Place section = catalogue().find(name, ""); section.group) {
+        if (const Place section = allGroups().find(name, ""); section.group) {
             addAll(*section.group);
         } else {
             places.push_back(findParameter(name));
         }
     }
     if (names.empty()) {
-        for (const auto& group : catalogue()) addAll(*group);
+        for (const auto& group : allGroups()) addAll(*group);
     }
     return places;
 }

@@ -16,7 +16,7 @@ namespace panelctl {
 
 using LPARAMS::Client::Param;
 using LPARAMS::Client::ParamGroup;
-using panelkit::catalogue;
+using panelkit::allGroups;
 using panelkit::Place;
 using panelkit::secretMask;
 using panelkit::SectionBody;

@@ -6,6 +6,9 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/config/config_file.h>
 #include <panelctl/config/config_json.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
 
 #include <nlohmann/json.hpp>
 

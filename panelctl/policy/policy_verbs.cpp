@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl policy ...; its "source" verbs are in policy_source_verbs.cpp.
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
 #include <panelctl/policy/policy_names.h>
 #include <panelctl/base/say.h>
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 
 #include <panelkit/format/nearest.h>

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/completion.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/help.h>
 #include <panelctl/base/output.h>
 #include <panelctl/program/completion_values.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <platform/bridge/command_sender.h>
 

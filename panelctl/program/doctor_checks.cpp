@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/doctor_checks.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/failure_text.h>
-#include <panelctl/base/host.h>
 #include <panelctl/base/language.h>
-#include <panelctl/tokens/names.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/certs/certs_controller.h>

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl provider ...
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
-#include <panelctl/base/host.h>
 #include <panelctl/base/output.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/tokens/token_names.h>
 #include <panelctl/base/verbs.h>
-#include <panelctl/tokens/names.h>
 
 #include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>

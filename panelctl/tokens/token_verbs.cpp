@@ -2,15 +2,15 @@
 //
 // panelctl token ...
 #include <panelctl/base/confirm.h>
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/progress.h>
 #include <panelctl/base/secrets.h>
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/tokens/token_names.h>
 #include <panelctl/base/verbs.h>
-#include <panelctl/tokens/names.h>
 
 #include <platform/system/wipe.h>
 #include <platform/text/join.h>

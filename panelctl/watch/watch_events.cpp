@@ -5,7 +5,10 @@
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
 #include <panelctl/certs/cert_format.h>
-#include <panelctl/tokens/names.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/say.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <panelkit/format/time_text.h>
 #include <platform/system/clock.h>

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The variant tables, and the texts of them that are registered. Both stand in this file because they depend on each
-// other's order of initialisation. The orders of rows are deliberate: front ends list the choices so.
+// The variant tables, the texts of them that are registered, and look-ups in a table. Tables and texts are in one file
+// because they depend on each other's order of initialisation. The orders of rows are deliberate: front ends list the
+// choices so.
 #include <panelkit/lparams/variants.h>
 
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/loc/text_table.h>
+#include <platform/text/ascii.h>
 
 #include <array>
 
@@ -226,6 +228,34 @@ std::span<const VariantTable> variantTables() {
         // clang-format on
     };
     return tables;
+}
+
+} // namespace panelkit
+
+namespace LPARAMS {
+
+const char* Variant::getName(int wanted, const char* dflt) const {
+    const Variant* row = panelkit::findVariant(this, wanted);
+    return row ? *row->text : dflt;
+}
+
+int Variant::getValue(const char* wanted, int dflt) const {
+    if (!wanted) return dflt;
+    for (const Variant* row = this; row->text; ++row) {
+        if (platform::equalIgnoringCase(*row->text, wanted)) return row->value;
+    }
+    return dflt;
+}
+
+} // namespace LPARAMS
+
+namespace panelkit {
+
+const LPARAMS::Variant* findVariant(const LPARAMS::Variant* table, int value) {
+    for (; table->text; ++table) {
+        if (table->value == value) return table;
+    }
+    return nullptr;
 }
 
 } // namespace panelkit

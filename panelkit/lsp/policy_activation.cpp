@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// LSPController's activations, and the lock that it all runs under.
+// LSPController's activations.
 #include <panelkit/lsp/lsp_controller.h>
 
 #include <panelkit/bridge/send_command.h>
@@ -25,11 +25,6 @@ namespace panelkit {
 
 namespace {
 
-std::recursive_mutex& policyMutex() {
-    static std::recursive_mutex mutex;
-    return mutex;
-}
-
 constexpr std::int32_t sourceFile = 1; // SOURCE_FILE of LSP_SOURCE_VARIANTS
 
 // A file that is too large for a request is read all the same: that the service is sent nothing then is told, where an
@@ -47,8 +42,6 @@ std::optional<std::string> readPolicyFile(const LSPsettings_t& settings) {
 }
 
 } // namespace
-
-PolicyLock::PolicyLock() : held_(policyMutex()) {}
 
 } // namespace panelkit
 

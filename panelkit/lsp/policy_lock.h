@@ -10,9 +10,14 @@ namespace panelkit {
 
 class PolicyLock {
 public:
-    PolicyLock();
+    PolicyLock() : held_(mutex()) {}
 
 private:
+    static std::recursive_mutex& mutex() {
+        static std::recursive_mutex theMutex;
+        return theMutex;
+    }
+
     std::lock_guard<std::recursive_mutex> held_;
 };
 

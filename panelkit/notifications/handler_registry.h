@@ -13,7 +13,10 @@ namespace panelkit {
 
 class HandlerRegistry {
 public:
-    static HandlerRegistry& instance();
+    static HandlerRegistry& instance() {
+        static auto* const registry = new HandlerRegistry; // handlers may have static lifetime
+        return *registry;
+    }
 
     std::recursive_mutex mutex;                                 // guards what follows
     std::map<NotificationIdType, VpnNotificationHandler*> byId; // not owned

@@ -5,11 +5,6 @@
 
 using panelkit::HandlerRegistry;
 
-HandlerRegistry& HandlerRegistry::instance() {
-    static auto* const registry = new HandlerRegistry; // handlers may have static lifetime
-    return *registry;
-}
-
 VpnNotificationHandler::VpnNotificationHandler(NotificationIdType id) : id_(id) {
     HandlerRegistry& registry = HandlerRegistry::instance();
     const std::scoped_lock lock(registry.mutex);

@@ -16,12 +16,12 @@ constexpr std::uint32_t defaultWait = 30'000;
 } // namespace
 
 struct CommandSender::State {
-    struct Settings {
+    struct Shared {
         std::string endpoint = bridge::defaultEndpoint();
         std::uint32_t wait = defaultWait;
         std::vector<std::unique_ptr<BridgeSession>> sessions; // every one ever opened
     };
-    platform::Guarded<Settings> settings;
+    platform::Guarded<Shared> shared;
 };
 
 CommandSender& CommandSender::Instance() {
@@ -32,24 +32,24 @@ CommandSender& CommandSender::Instance() {
 CommandSender::CommandSender() : state_(std::make_unique<State>()) {}
 
 BridgeSession* CommandSender::OpenNewSession(const char* name, int role) {
-    const auto settings = state_->settings.lock();
-    if (Loc::Phrase problem = bridge::endpointProblem(settings->endpoint); !problem.wording.empty()) {
+    const auto shared = state_->shared.lock();
+    if (Loc::Phrase problem = bridge::endpointProblem(shared->endpoint); !problem.wording.empty()) {
         bridge::setLastOutcome({{bridge::FailureCode::badEndpoint, {std::move(problem)}}, {}});
         return nullptr;
     }
     std::unique_ptr<BridgeSession> session(
-        new BridgeSession(name, static_cast<std::uint32_t>(role), settings->endpoint)); // the constructor is private
-    session->setWaitSetting(settings->wait);
-    settings->sessions.push_back(std::move(session));
-    return settings->sessions.back().get();
+        new BridgeSession(name, static_cast<std::uint32_t>(role), shared->endpoint)); // the constructor is private
+    session->setWaitSetting(shared->wait);
+    shared->sessions.push_back(std::move(session));
+    return shared->sessions.back().get();
 }
 
 void CommandSender::CloseSession(BridgeSession* session) {
     if (session) session->close();
 }
 
-void CommandSender::SetEndpoint(std::string endpoint) { state_->settings.lock()->endpoint = std::move(endpoint); }
+void CommandSender::SetEndpoint(std::string endpoint) { state_->shared.lock()->endpoint = std::move(endpoint); }
 
-void CommandSender::SetWait(std::uint32_t milliseconds) { state_->settings.lock()->wait = milliseconds; }
+void CommandSender::SetWait(std::uint32_t milliseconds) { state_->shared.lock()->wait = milliseconds; }
 
-std::string CommandSender::Endpoint() const { return state_->settings.lock()->endpoint; }
+std::string CommandSender::Endpoint() const { return state_->shared.lock()->endpoint; }

@@ -30,7 +30,7 @@ void replace(SectionBody& body, string_view key, const std::string& stored) { bo
 
 Bodies defaultBodies(const Configuration::StartValues& start) {
     Bodies bodies;
-    for (const auto& group : panelkit::catalogue()) bodies.emplace(group->name, SectionBody::defaultsOf(*group));
+    for (const auto& group : panelkit::allGroups()) bodies.emplace(group->name, SectionBody::defaultsOf(*group));
     replace(bodies.at("ADMIN"), "ADMIN_GROUP", encoded(start.administratorsGroup));
     replace(bodies.at("LOG"), "LOG_LEVEL", encoded(static_cast<std::int32_t>(start.logLevel)));
     return bodies;

@@ -19,7 +19,7 @@ using std::string_view;
 namespace json = platform::json;
 
 const ParamGroup* findSection(string_view name) {
-    const ParamGroup* const section = panelkit::catalogue().find(name, "").group;
+    const ParamGroup* const section = panelkit::allGroups().find(name, "").group;
     return section && name == section->name ? section : nullptr;
 }
 

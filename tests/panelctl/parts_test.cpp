@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // What panelctl is made of, piece by piece.
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
-#include <panelctl/tokens/names.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <gmock/gmock.h>
 

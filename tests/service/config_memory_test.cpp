@@ -34,7 +34,7 @@ SectionBody bodyWith(const char* name, const char* key, const std::string& text)
 void wipe(std::string text) { platform::wipe(text); }
 
 TEST(TheSecretsOfTheConfiguration, LeaveNothingInFreedMemoryWhenTheyAreEnteredAndPrinted) {
-    panelkit::catalogue();
+    panelkit::allGroups();
     const FreedMemory memory(mark);
     for (const std::string* text : {&password, &longPassword}) {
         SectionBody certmon = bodyWith("CERTMON", "SMTP_PASSWORD", *text);

@@ -108,7 +108,7 @@ ordered_json section(const ParamGroup& group) {
 
 std::string configurationSchema() {
     ordered_json sections{{"$schema", {{"type", "string"}}}, {"schema", {{"const", 1}}}}, tables;
-    for (const auto& group : panelkit::catalogue()) sections[group->name] = section(*group);
+    for (const auto& group : panelkit::allGroups()) sections[group->name] = section(*group);
     for (const auto& table : panelkit::variantTables()) tables[table.name] = variants(table.rows);
     const ordered_json schema{
         {"$schema", "https://json-schema.org/draft/2020-12/schema"},

@@ -85,7 +85,7 @@ std::string variants(const panelkit::VariantTable& table) {
 
 std::string parameterReference() {
     std::string text = introduction;
-    for (const auto& group : panelkit::catalogue()) text += section(*group);
+    for (const auto& group : panelkit::allGroups()) text += section(*group);
     text += "\n## Choices\n";
     for (const panelkit::VariantTable& table : panelkit::variantTables()) text += variants(table);
     return text;

@@ -99,7 +99,7 @@ ConfigTransaction::ConfigTransaction() = default;
 ConfigTransaction::~ConfigTransaction() = default;
 
 SectionBody* ConfigTransaction::section(std::string_view name) {
-    const ParamGroup* const section = catalogue().find(name, "").group;
+    const ParamGroup* const section = allGroups().find(name, "").group;
     if (!section) throw std::invalid_argument("there is no section " + std::string(name));
     if (const auto known = drafts_.find(section->name); known != drafts_.end()) return &known->second.after;
     auto body = read(*section, failure_);

@@ -5,7 +5,7 @@
 // (param_group.h), and all others keep their bytes: what is written back differs from what was read only in the
 // parameters that were changed.
 //
-//   panelkit::SectionBody body(*panelkit::catalogue().find("IKE", "").group, reply); // throws BodyError
+//   panelkit::SectionBody body(*panelkit::allGroups().find("IKE", "").group, reply); // throws BodyError
 //   if (const auto error = body.enterText(body.indexOf("EXCHANGE_TIMEOUT"), "90")) return describe(*error);
 //   send(body.bytes());
 //
@@ -65,7 +65,7 @@ struct PANELKIT_EXPORT SectionValue {
 
 class PANELKIT_EXPORT SectionBody {
 public:
-    // Cuts a body. `section`, which must outlive it, is usually of catalogue(). Throws BodyError.
+    // Cuts a body. `section`, which must outlive it, is usually of allGroups(). Throws BodyError.
     SectionBody(const LPARAMS::Client::ParamGroup& section, std::string_view bytes);
 
     // The body of a section in which everything has its default.

@@ -74,6 +74,6 @@ PANELKIT_EXPORT std::optional<ParamError> findByName(const AllGroups& groups, st
 // Every section with its defaults: one prototype of each for the whole process, which lends names, texts, bounds and
 // choices. It is built at the first call, which must not run at the same time as the constructor of any other group
 // (registerText); after that any thread may use it. Nobody changes its values.
-PANELKIT_EXPORT const AllGroups& catalogue();
+PANELKIT_EXPORT const AllGroups& allGroups();
 
 } // namespace panelkit

@@ -21,7 +21,7 @@ using testing::ElementsAre;
 
 namespace {
 
-const ParamGroup& section(const char* name) { return *panelkit::catalogue().find(name, "").group; }
+const ParamGroup& section(const char* name) { return *panelkit::allGroups().find(name, "").group; }
 
 void enter(ConfigTransaction& transaction, const char* section, const char* key, const std::string& text) {
     SectionBody* const body = transaction.section(section);

@@ -19,10 +19,10 @@ using testing::HasSubstr;
 
 namespace {
 
-const LPARAMS::Client::ParamGroup& section(const char* name) { return *panelkit::catalogue().find(name, "").group; }
+const LPARAMS::Client::ParamGroup& section(const char* name) { return *panelkit::allGroups().find(name, "").group; }
 
 const LPARAMS::Client::Param& param(const char* section, const char* key) {
-    return *panelkit::catalogue().find(section, key).param;
+    return *panelkit::allGroups().find(section, key).param;
 }
 
 struct Row {
@@ -164,7 +164,7 @@ TEST(AParameter, OfAnUnknownKindIsStreamedAllTheSame) {
 // ---- bodies
 
 TEST(ABody, OfEverySectionIsCutAtItsParametersAndRefusedWhenItIsNotWhole) {
-    for (const auto& group : panelkit::catalogue()) {
+    for (const auto& group : panelkit::allGroups()) {
         const SectionBody body = SectionBody::defaultsOf(*group);
         const std::string whole(body.bytes());
         EXPECT_EQ(SectionBody(*group, whole), body);

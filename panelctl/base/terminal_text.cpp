@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/base/display_width.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <platform/text/ascii.h>
 #include <platform/text/utf8_character.h>

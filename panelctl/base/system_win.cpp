@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
 
 #include <panelctl/base/exit_codes.h>
+
+#include <platform/text/utf8_path.h>
 
 #include <windows.h>
 
@@ -14,6 +16,8 @@
 #include <system_error>
 
 namespace panelctl {
+
+// ---- terminals and command lines
 
 namespace {
 
@@ -63,7 +67,7 @@ bool readerLeft(int error) { return error == EPIPE || error == EINVAL; }
 std::string typedToUtf8(std::string typed) { return toUtf8(decode(GetConsoleCP(), typed)); }
 
 OpenedFile::OpenedFile(const std::string& utf8Path)
-    : descriptor_(_wopen(decode(CP_UTF8, utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
+    : descriptor_(_wopen(platform::toPath(utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
     if (descriptor_ < 0) {
         throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
     }
@@ -75,5 +79,17 @@ int readByte(int descriptor) {
     unsigned char byte = 0;
     return _read(descriptor, &byte, 1) == 1 ? byte : -1;
 }
+
+// ---- the program and its surroundings
+
+void occupyStandardStreams() {} // streams are handles here: nothing else gets the place of a missing one
+
+std::filesystem::path programFolder() {
+    std::wstring name(32768, L'\0'); // the longest path of the system
+    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
+    return std::filesystem::path(name).parent_path();
+}
+
+std::optional<std::string> environmentLocale() { return std::nullopt; }
 
 } // namespace panelctl

@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// What differs between the systems in terminals and command lines.
+// What panelctl asks the operating system: terminals, command lines, files with secrets, and the surroundings of the
+// program.
 #pragma once
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace panelctl {
+
+// ---- terminals and command lines
 
 // The arguments in UTF-8, without the program's name.
 std::vector<std::string> utf8Arguments(int argc, char** argv);
@@ -42,5 +47,19 @@ private:
 
 // Reads one byte from a descriptor without a buffer, in which a part of a secret could remain. Returns -1 at the end.
 int readByte(int descriptor);
+
+// ---- the program and its surroundings
+
+// Replaces standard streams that were closed when the program started by something that can be neither read nor
+// written. Otherwise the next socket or file that is opened gets the number of the stream, and receives what is printed
+// for people. Must be called before anything else.
+void occupyStandardStreams();
+
+// The folder that holds this program.
+std::filesystem::path programFolder();
+
+// The locale for characters from the environment; empty when none is set. Nothing on Windows, where consoles do not use
+// it.
+std::optional<std::string> environmentLocale();
 
 } // namespace panelctl

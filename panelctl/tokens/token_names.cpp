@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/tokens/names.h>
+#include <panelctl/tokens/token_names.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <panelkit/format/nearest.h>
 #include <platform/text/ascii.h>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/base/terminal.h>
+#include <panelctl/base/system.h>
 
 #include <panelctl/base/exit_codes.h>
 
@@ -13,6 +13,8 @@
 #include <system_error>
 
 namespace panelctl {
+
+// ---- terminals and command lines
 
 std::vector<std::string> utf8Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
 
@@ -50,6 +52,29 @@ int readByte(int descriptor) {
         count = ::read(descriptor, &byte, 1);
     } while (count < 0 && errno == EINTR);
     return count == 1 ? byte : -1;
+}
+
+// ---- the program and its surroundings
+
+void occupyStandardStreams() {
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (::fcntl(stream, F_GETFD) >= 0 || errno != EBADF) continue;
+        // The system takes the lowest free number, which is this one. It stays open; reading or writing it fails.
+        [[maybe_unused]] const int taken = ::open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+std::filesystem::path programFolder() {
+    std::error_code ignored;
+    return std::filesystem::read_symlink("/proc/self/exe", ignored).parent_path();
+}
+
+std::optional<std::string> environmentLocale() {
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        const char* value = std::getenv(variable);
+        if (value && *value) return value;
+    }
+    return "";
 }
 
 } // namespace panelctl
