@@ -56,7 +56,7 @@ private:
         try {
             if (react) react();
         } catch (const std::exception& error) {
-            logError(std::string("asked to end: ") + error.what());
+            logFailure("asked to end", error);
         }
     }
 

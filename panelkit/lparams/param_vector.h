@@ -45,7 +45,7 @@ extern template class ParamVector<LSP_GATE>;
 namespace panelkit {
 
 // What a gateway is made of: one prototype for the whole process, which lends names and texts. It is built with the
-// catalogue of the sections (catalogue() in sections/sections.h), or at the first call, to which the same rules apply.
+// table of the sections (allGroups() in sections/sections.h), or at the first call, to which the same rules apply.
 PANELKIT_EXPORT const LPARAMS::Client::LSP_GATE& gatewayFields();
 
 } // namespace panelkit

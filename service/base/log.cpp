@@ -54,6 +54,15 @@ void logEvent(const std::string& text) { write(LogLevel::events, Priority::notic
 void logDetail(const std::string& text) { write(LogLevel::details, Priority::info, text); }
 void logDebug(const std::string& text) { write(LogLevel::debug, Priority::debug, text); }
 
+void logFailure(const char* what, const std::exception& error) noexcept {
+    try {
+        logError(std::string(what) + ": " + error.what());
+    } catch (const std::exception&) {
+        if (currentLevel.load() == LogLevel::disabled) return;
+        std::fprintf(stderr, "%serror: %s: there is no memory to say why\n", journalReads() ? "<3>" : "", what);
+    }
+}
+
 void ThrottledLog::event(const std::string& text) {
     unsigned before = 0;
     {

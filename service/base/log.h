@@ -6,6 +6,7 @@
 
 #include <chrono>
 
+#include <exception>
 #include <platform/system/guarded.h>
 #include <string>
 
@@ -20,6 +21,10 @@ void logError(const std::string& text); // at every level but disabled
 void logEvent(const std::string& text);
 void logDetail(const std::string& text);
 void logDebug(const std::string& text);
+
+// "WHAT: the error's text", as an error. Never throws, so a thread can end its last handler with it: if there is no
+// memory for the text, the line has `what` alone.
+void logFailure(const char* what, const std::exception& error) noexcept;
 
 // One line for each command that changes something, at every level but disabled: who, what, and how it ended.
 void audit(const std::string& text);

@@ -7,18 +7,6 @@
 
 namespace panelkitd {
 
-namespace {
-
-// Memory may have run out, and the report needs some too: without it the service goes on without a report.
-void report(const std::exception& error) noexcept {
-    try {
-        logError(std::string("work that is done regularly failed: ") + error.what());
-    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch): see above
-    }
-}
-
-} // namespace
-
 Rounds::Rounds(Round round, std::chrono::milliseconds firstPause)
     : round_(std::move(round)), thread_([this, firstPause] { run(firstPause); }) {}
 
@@ -45,7 +33,7 @@ std::chrono::milliseconds Rounds::workAgain(bool wasAsked, std::chrono::millisec
     try {
         return round_(wasAsked);
     } catch (const std::exception& error) {
-        report(error);
+        logFailure("work that is done regularly failed", error);
         return pause;
     }
 }

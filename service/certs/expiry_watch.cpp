@@ -70,7 +70,7 @@ bool ExpiryWatch::announceAll(const ExpirySettings& settings) const {
         }
         return true;
     } catch (const std::exception& error) {
-        logError(std::string("looking for certificates that expire: ") + error.what());
+        logFailure("looking for certificates that expire", error);
         return false;
     }
 }

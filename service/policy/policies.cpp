@@ -298,7 +298,7 @@ void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
         if (news_) news_(news);
     } catch (const std::exception& error) {
         if (!lock) return lock.lock(); // it is loaded; only the news is lost
-        logError(std::string("a policy that was loading is not in force yet: ") + error.what());
+        logFailure("a policy that was loading is not in force yet", error);
         due_ = steady_clock::now() + retryInterval;
         return;
     }

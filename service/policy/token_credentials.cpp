@@ -40,7 +40,7 @@ void TokenCredentials::look() {
     try {
         seen = look_();
     } catch (const std::exception& error) {
-        logError(std::string("looking into the tokens: ") + error.what());
+        logFailure("looking into the tokens", error);
         failed = true;
     }
     {

@@ -106,7 +106,7 @@ std::optional<ParamError> findByName(const AllGroups& groups, std::string_view n
     return ParamError{"", "", std::string(section), registeredText("a section"), nearest(section, names), ""};
 }
 
-const AllGroups& catalogue() {
+const AllGroups& allGroups() {
     static const AllGroups all;
     gatewayFields(); // registers its texts now, and not when the first gateway is read on some thread
     return all;
