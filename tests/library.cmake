@@ -112,7 +112,8 @@ panelkit_test(test_format SOURCES
     panelkit/format/time_text_test.cpp
     platform/text/text_test.cpp)
 panelkit_test(test_format_threads LABELS threads SOURCES
-    panelkit/format/threads_test.cpp)
+    panelkit/format/threads_test.cpp
+    platform/system/guarded_test.cpp)
 
 panelkit_test(test_cli SOURCES
     panelkit/cli/cli_input_test.cpp

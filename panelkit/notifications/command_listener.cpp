@@ -9,7 +9,8 @@ VpnNotificationsCommandListener::VpnNotificationsCommandListener(VpnNotification
     : CommandListener(ModuleNotifications), dispatcher_(dispatcher) {
     std::vector<NotificationIdType> ids;
     VpnNotificationsDispatcher::notificationsList(ids);
-    for (const NotificationIdType id : ids) entries_[id] = {};
+    const auto entries = entries_.lock();
+    for (const NotificationIdType id : ids) (*entries)[id] = {};
 }
 
 VpnNotificationsCommandListener::~VpnNotificationsCommandListener() { bridge::client::DelCommandListener(this); }
@@ -17,46 +18,41 @@ VpnNotificationsCommandListener::~VpnNotificationsCommandListener() { bridge::cl
 // Lowers the count however the handling ends.
 class VpnNotificationsCommandListener::Handling {
 public:
-    Handling(VpnNotificationsCommandListener& listener, Entry& entry) : listener_(listener), entry_(entry) {}
-    ~Handling() { listener_.end(entry_); }
+    Handling(VpnNotificationsCommandListener& listener, NotificationIdType id) : listener_(listener), id_(id) {}
+    ~Handling() { listener_.end(id_); }
     Handling(const Handling&) = delete;
     Handling& operator=(const Handling&) = delete;
 
 private:
     VpnNotificationsCommandListener& listener_;
-    Entry& entry_;
+    NotificationIdType id_;
 };
 
-// Null when this notification is not to be handled now.
-VpnNotificationsCommandListener::Entry*
-VpnNotificationsCommandListener::begin(RecvSession* session, NotificationIdType id, const std::string& payload) {
-    const std::scoped_lock lock(mutex_);
-    const auto found = entries_.find(id);
-    if (found == entries_.end()) return nullptr;
+// Returns whether this notification is to be handled now.
+bool VpnNotificationsCommandListener::begin(RecvSession* session, NotificationIdType id, const std::string& payload) {
+    const auto entries = entries_.lock();
+    const auto found = entries->find(id);
+    if (found == entries->end()) return false;
     Entry& entry = found->second;
     if (entry.underWay > 0) {
         // The handling under way answers the new sender, and the first one gets this call's refusal.
         if (entry.payload == payload) bridge::client::SwapSessions(session, entry.session);
-        return nullptr;
+        return false;
     }
     ++entry.underWay;
     entry.payload = payload;
     entry.session = session;
-    return &entry;
+    return true;
 }
 
-void VpnNotificationsCommandListener::end(Entry& entry) {
-    const std::scoped_lock lock(mutex_);
-    --entry.underWay;
-}
+void VpnNotificationsCommandListener::end(NotificationIdType id) { --entries_.lock()->at(id).underWay; }
 
 bool VpnNotificationsCommandListener::onCommand(RecvSession* session, std::int32_t id, const std::string& payload,
                                                 std::string& reply) {
     const auto notification = static_cast<NotificationIdType>(id);
     CommandStreamIn in(payload);
-    Entry* entry = begin(session, notification, payload);
-    if (!entry) return false;
-    const Handling handling(*this, *entry);
+    if (!begin(session, notification, payload)) return false;
+    const Handling handling(*this, notification);
     CommandStreamOut out(reply);
     return dispatcher_.handleNotification(notification, in, out);
 }

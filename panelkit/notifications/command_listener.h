@@ -7,9 +7,9 @@
 #include <panelkit/notifications/notifications_dispatcher.h>
 
 #include <platform/bridge/receiver.h>
+#include <platform/system/guarded.h>
 
 #include <map>
-#include <mutex>
 #include <string>
 
 class VpnNotificationsCommandListener : public bridge::client::CommandListener {
@@ -35,10 +35,10 @@ private:
     };
     class Handling;
 
-    Entry* begin(bridge::client::RecvSession* session, NotificationIdType id, const std::string& payload);
-    void end(Entry& entry);
+    bool begin(bridge::client::RecvSession* session, NotificationIdType id, const std::string& payload);
+    void end(NotificationIdType id);
 
     VpnNotificationsDispatcher& dispatcher_;
-    std::mutex mutex_;                            // never held while the dispatcher is called; guards the entries
-    std::map<NotificationIdType, Entry> entries_; // none comes or goes while we listen
+    // Never locked while the dispatcher is called. None comes or goes while we listen.
+    platform::Guarded<std::map<NotificationIdType, Entry>> entries_;
 };

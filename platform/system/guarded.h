@@ -16,6 +16,7 @@
 // Do not keep references to the data when the Access has ended. All of it is inline, for front ends too.
 #pragma once
 
+#include <concepts>
 #include <condition_variable>
 #include <mutex>
 #include <utility>
@@ -77,7 +78,11 @@ public:
     };
 
     Guarded() = default;
-    explicit Guarded(T data) : data_(std::move(data)) {}
+    // Constructs the data in place.
+    template <class... Arguments>
+    requires(sizeof...(Arguments) > 0 &&
+             std::constructible_from<T, Arguments...>) explicit Guarded(Arguments&&... arguments)
+        : data_(std::forward<Arguments>(arguments)...) {}
 
     // Waits for the mutex. A thread that has an Access to the same object must not ask for another one.
     [[nodiscard]] Access<T> lock() { return {mutex_, data_}; }

@@ -67,7 +67,10 @@ std::vector<std::string> difference(const Bodies& before, const Bodies& after) {
 } // namespace
 
 Configuration::Configuration(const StateFolder& state, const StartValues& start)
-    : defaults_(defaultBodies(start)), file_(state), committed_(file_.load()), written_(committed_) {}
+    : defaults_(defaultBodies(start)), file_(state) {
+    const Bodies loaded = file_.lock()->load();
+    *present_.lock() = {loaded, loaded};
+}
 
 const SectionBody& Configuration::bodyIn(const Bodies& bodies, string_view section) const {
     const auto body = bodies.find(section);
@@ -76,8 +79,7 @@ const SectionBody& Configuration::bodyIn(const Bodies& bodies, string_view secti
 
 std::string Configuration::read(string_view section) const {
     const string_view name = existing(section).name;
-    const std::scoped_lock lock(mutex_);
-    return std::string(bodyIn(written_, name).bytes());
+    return std::string(bodyIn(present_.lock()->written, name).bytes());
 }
 
 void Configuration::write(string_view section, string_view body) {
@@ -88,8 +90,7 @@ void Configuration::write(string_view section, string_view body) {
     }
     try {
         SectionBody cut(prototype, body);
-        const std::scoped_lock lock(mutex_);
-        written_.insert_or_assign(prototype.name, std::move(cut));
+        present_.lock()->written.insert_or_assign(prototype.name, std::move(cut));
     } catch (const panelkit::BodyError& error) {
         throw RefusedError(Refused::badInput, "section \"%s\" is not taken", shortened(section))
             .because({{static_cast<std::uint32_t>(Refused::badInput), error.phrase}});
@@ -97,14 +98,12 @@ void Configuration::write(string_view section, string_view body) {
 }
 
 std::vector<std::string> Configuration::commit() {
-    const std::scoped_lock commitLock(commitMutex_);
-    std::unique_lock lock(mutex_);
-    const Bodies before = committed_, written = written_;
-    lock.unlock(); // front ends may read and write while the disk works
+    const auto file = file_.lock();
+    const auto [before, written] = *present_.lock(); // a copy: front ends may read and write while the disk works
     Bodies after = written;
     completeSecret(after, before);
     try {
-        file_.save(after);
+        file->save(after);
     } catch (const platform::FileError& error) {
         throw RefusedError(Refused::notStored, "the configuration can't be stored").because(error);
     }
@@ -115,11 +114,12 @@ std::vector<std::string> Configuration::commit() {
 }
 
 void Configuration::adopt(const Bodies& written, const Bodies& committed) {
-    const std::scoped_lock lock(mutex_);
-    committed_ = committed;
+    const auto present = present_.lock();
+    present->committed = committed;
     for (const std::string& section : difference(written, committed)) {
         // A secret that was made now; what was written in the meantime comes with the next commit.
-        if (written_.at(section) == written.at(section)) written_.at(section) = committed.at(section);
+        SectionBody& body = present->written.at(section);
+        if (body == written.at(section)) body = committed.at(section);
     }
 }
 
@@ -136,10 +136,7 @@ void Configuration::completeSecret(Bodies& bodies, const Bodies& before) const {
     replace(body, "QCD_SECRET", stored);
 }
 
-Settings Configuration::settings() const {
-    const std::scoped_lock lock(mutex_);
-    return extract(committed_);
-}
+Settings Configuration::settings() const { return extract(present_.lock()->committed); }
 
 Settings Configuration::extract(const Bodies& bodies) const {
     const SectionBody& certmon = bodyIn(bodies, "CERTMON");

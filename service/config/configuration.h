@@ -10,8 +10,9 @@
 #include <service/config/configuration_file.h>
 #include <service/config/settings.h>
 
+#include <platform/system/guarded.h>
+
 #include <functional>
-#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +49,11 @@ public:
     void observe(Observer observer) { observers_.push_back(std::move(observer)); }
 
 private:
+    struct Present {
+        Bodies committed;
+        Bodies written; // committed, and what was written since
+    };
+
     const panelkit::SectionBody& bodyIn(const Bodies& bodies, std::string_view section) const;
     void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
@@ -56,12 +62,8 @@ private:
     Bodies defaults_; // of all sections
     std::vector<Observer> observers_;
 
-    std::mutex commitMutex_; // one commit at a time; guards file_
-    ConfigurationFile file_;
-
-    mutable std::mutex mutex_; // guards what follows
-    Bodies committed_;
-    Bodies written_; // committed, and what was written since
+    platform::Guarded<ConfigurationFile> file_; // locked by a commit to its end: one at a time
+    platform::Guarded<Present> present_;
 };
 
 } // namespace panelkitd
