@@ -39,9 +39,9 @@ void write(LogLevel needed, Priority priority, const std::string& text) {
     if (level == LogLevel::disabled || level < needed) return;
     const std::scoped_lock lock(lineMutex);
     if (journalReads()) {
-        std::fprintf(stderr, "<%d>%s\n", static_cast<int>(priority), oneLine(text).c_str());
+        (void)std::fprintf(stderr, "<%d>%s\n", static_cast<int>(priority), oneLine(text).c_str());
     } else {
-        std::fprintf(stderr, "%s %s\n", platform::isoText(platform::secondsNow()).c_str(), oneLine(text).c_str());
+        (void)std::fprintf(stderr, "%s %s\n", platform::isoText(platform::secondsNow()).c_str(), oneLine(text).c_str());
     }
 }
 
@@ -59,7 +59,7 @@ void logFailure(const char* what, const std::exception& error) noexcept {
         logError(std::string(what) + ": " + error.what());
     } catch (const std::exception&) {
         if (currentLevel.load() == LogLevel::disabled) return;
-        std::fprintf(stderr, "%serror: %s: there is no memory to say why\n", journalReads() ? "<3>" : "", what);
+        (void)std::fprintf(stderr, "%serror: %s: there is no memory to say why\n", journalReads() ? "<3>" : "", what);
     }
 }
 
