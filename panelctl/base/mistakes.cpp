@@ -128,7 +128,7 @@ CLI::Validator numberBetween(std::int64_t least, std::int64_t most) {
     return CLI::Validator(look, "");
 }
 
-CLI::Option* acceptOnly(CLI::Option* option, std::vector<std::string> words) {
+CLI::Option* acceptOnly(CLI::Option* option, const std::vector<std::string>& words) {
     const auto look = [words](const std::string& given) {
         const bool known = std::find(words.begin(), words.end(), given) != words.end();
         return known ? std::string() : say("\"%s\" is not one of: %s", given, platform::joined(words));

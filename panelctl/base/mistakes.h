@@ -21,6 +21,6 @@ std::string explain(CLI::App& app, const CLI::ParseError& error, const std::stri
 CLI::Validator numberBetween(std::int64_t least, std::int64_t most);
 
 // Restricts an option to these words, and shows them in its help: "pem|der". The message is translated.
-CLI::Option* acceptOnly(CLI::Option* option, std::vector<std::string> words);
+CLI::Option* acceptOnly(CLI::Option* option, const std::vector<std::string>& words);
 
 } // namespace panelctl

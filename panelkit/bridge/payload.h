@@ -39,7 +39,7 @@ inline constexpr bool isField<Bytes, Encoded> = true;
 template <class Field>
 constexpr bool mayBeMissing = false;
 template <class Type>
-constexpr bool mayBeMissing<Optional<Type>> = true;
+inline constexpr bool mayBeMissing<Optional<Type>> = true;
 
 // Whether values of the types are the fields of a row: all but those that may be missing, or the first of them.
 enum class Extent : unsigned char { all, first };
