@@ -7,11 +7,11 @@
 #include <panelctl/base/language.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/output.h>
-#include <panelctl/program/completion.h>
-#include <panelctl/program/manual.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/program/completion.h>
+#include <panelctl/program/manual.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/version.h>

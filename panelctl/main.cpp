@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl: the table of its groups, and main().
-#include <panelctl/base/host.h>
-#include <panelctl/base/terminal.h>
-#include <panelctl/base/verbs.h>
-#include <panelctl/command_line.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/command_line.h>
 
 #include <array>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/mistakes.h>
 
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/help.h>
 #include <panelctl/base/say.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <panelkit/format/nearest.h>
 #include <platform/text/join.h>

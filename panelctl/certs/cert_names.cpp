@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/cert_names.h>
 
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/progress.h>
-#include <panelctl/base/verbs.h>
-#include <panelctl/certs/cert_format.h>
 #include <panelctl/base/progress.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/certs/cert_format.h>
 
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/mistakes.h>
+#include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
-#include <panelctl/base/terminal_text.h>
-#include <panelctl/base/verbs.h>
 
 #include <platform/text/join.h>
 

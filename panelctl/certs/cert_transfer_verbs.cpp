@@ -2,17 +2,14 @@
 //
 // panelctl cert import, export, delete: the verbs that move certificates to and from tokens.
 #include <panelctl/base/confirm.h>
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/mistakes.h>
+#include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
 #include <panelctl/certs/import_file.h>
-#include <panelctl/base/confirm.h>
-#include <panelctl/base/terminal_text.h>
-#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 #include <platform/system/wipe.h>

@@ -1,15 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl cert list, show, chain, verify, reload: the verbs that look at certificates.
-#include <panelctl/base/display_width.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/mistakes.h>
+#include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-#include <panelctl/base/failure_text.h>
-#include <panelctl/base/terminal_text.h>
-#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 

@@ -2,15 +2,12 @@
 //
 // panelctl crl ...
 #include <panelctl/base/confirm.h>
-#include <panelctl/base/display_width.h>
+#include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
-#include <panelctl/base/confirm.h>
-#include <panelctl/base/terminal_text.h>
-#include <panelctl/base/verbs.h>
 
 #include <platform/system/clock.h>
 

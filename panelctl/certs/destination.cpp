@@ -4,12 +4,8 @@
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
-#include <panelctl/base/terminal.h>
-#include <panelctl/certs/new_file.h>
-#include <panelctl/base/exit_codes.h>
-#include <panelctl/base/output.h>
-#include <panelctl/base/say.h>
 #include <panelctl/base/system.h>
+#include <panelctl/certs/new_file.h>
 
 #include <platform/text/utf8_path.h>
 

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/import_file.h>
 
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/output.h>
-#include <panelctl/base/terminal.h>
-#include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/certs/cert_outcomes.h>
 
 #include <platform/text/utf8_path.h>
 

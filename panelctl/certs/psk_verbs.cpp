@@ -2,15 +2,11 @@
 //
 // panelctl psk ...: preshared keys. Their values are written to the token and never read back.
 #include <panelctl/base/confirm.h>
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/secrets.h>
-#include <panelctl/base/verbs.h>
-#include <panelctl/certs/cert_format.h>
-#include <panelctl/certs/cert_names.h>
-#include <panelctl/base/confirm.h>
 #include <panelctl/base/secrets.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/cert_names.h>
 
 #include <optional>
 

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_file.h>
 
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/output.h>
-#include <panelctl/base/say.h>
-#include <panelctl/base/terminal.h>
-#include <panelctl/config/config_json.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/config/config_json.h>
 
 #include <platform/json/json.h>
 #include <platform/system/wipe.h>

@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl config ...: the verbs that only look. Those that change are in config_change_verbs.cpp.
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/output.h>
-#include <panelctl/base/verbs.h>
-#include <panelctl/config/config_file.h>
-#include <panelctl/config/config_json.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/config/config_file.h>
+#include <panelctl/config/config_json.h>
 
 #include <nlohmann/json.hpp>
 

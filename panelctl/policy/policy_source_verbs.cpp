@@ -3,9 +3,9 @@
 // panelctl policy source ...: where the policy is taken from, for the system and for a user.
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/output.h>
-#include <panelctl/policy/policy_names.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/policy/policy_names.h>
 
 #include <panelkit/lsp/user_settings_file.h>
 

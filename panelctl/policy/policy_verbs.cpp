@@ -4,11 +4,11 @@
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
-#include <panelctl/policy/policy_names.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/policy/policy_names.h>
 
 #include <panelkit/format/nearest.h>
 #include <panelkit/lsp/policy_text.h>

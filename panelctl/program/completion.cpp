@@ -3,8 +3,8 @@
 
 #include <panelctl/base/help.h>
 #include <panelctl/base/output.h>
-#include <panelctl/program/completion_values.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/program/completion_values.h>
 
 #include <platform/bridge/command_sender.h>
 

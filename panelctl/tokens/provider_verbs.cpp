@@ -6,8 +6,8 @@
 #include <panelctl/base/output.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
-#include <panelctl/tokens/token_names.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>

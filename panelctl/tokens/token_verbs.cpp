@@ -9,8 +9,8 @@
 #include <panelctl/base/secrets.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
-#include <panelctl/tokens/token_names.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <platform/system/wipe.h>
 #include <platform/text/join.h>

@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/watch/watch_events.h>
 
-#include <panelctl/base/display_width.h>
-#include <panelctl/base/failure_text.h>
-#include <panelctl/base/say.h>
-#include <panelctl/certs/cert_format.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/certs/cert_format.h>
 #include <panelctl/tokens/token_names.h>
 
 #include <panelkit/format/time_text.h>

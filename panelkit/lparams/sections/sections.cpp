@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/lparams/sections/sections.h>
 
+#include <panelkit/format/nearest.h>
+#include <panelkit/loc/registered_texts.h>
 #include <platform/text/ascii.h>
 
 #include <algorithm>
