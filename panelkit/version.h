@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Which library this is.
+// The version of the library.
 #pragma once
 
 #include <platform/export.h>
@@ -10,7 +10,7 @@ namespace panelkit {
 // "0.1.0"
 PANELKIT_EXPORT const char* version();
 
-// The version of the protocol it speaks; the service must speak the same.
+// The version of the protocol; the service must have the same.
 PANELKIT_EXPORT unsigned protocolVersion();
 
 } // namespace panelkit

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelkitd puts into the fields of certificates, CRLs, preshared keys and requests, and what the numbers and
-// texts of the certificate operations mean to it. The prose is in docs/service-api.md. Numbers never change.
+// What panelkitd puts into the fields of certificates, CRLs, preshared keys and requests, and the meaning of the
+// numbers and texts of the certificate operations. docs/service-api.md describes them in prose. Numbers never change.
 //
 // Conventions: times are seconds since 1970-01-01 UTC; subjects and issuers are RFC 4514 texts; serial numbers,
 // fingerprints and key identifiers are hexadecimal digits in capitals, without separators.
@@ -37,13 +37,13 @@ enum class CertState : std::uint32_t {
     notYetValid = 1,
     expired = 2,
     revoked = 3,    // by a CRL that is on a token
-    unreadable = 4, // the object is no X.509 certificate; its other fields are empty
+    unreadable = 4, // the object is not an X.509 certificate; its other fields are empty
 };
 
 // CertInfo::keyUsage, CertRequestInfo::keyUsage. 0: the certificate has neither extension.
 namespace keyUsage {
 // clang-format off
-inline constexpr std::uint32_t digitalSignature = 1U << 0; // bits 0 to 8 as RFC 5280 numbers them
+inline constexpr std::uint32_t digitalSignature = 1U << 0; // bits 0 to 8 as in RFC 5280
 inline constexpr std::uint32_t nonRepudiation   = 1U << 1;
 inline constexpr std::uint32_t keyEncipherment  = 1U << 2;
 inline constexpr std::uint32_t dataEncipherment = 1U << 3;
@@ -68,10 +68,10 @@ namespace certFlag {
 inline constexpr std::uint32_t authority      = 0x01; // a CA: basic constraints say so
 inline constexpr std::uint32_t selfIssued     = 0x02; // subject and issuer are the same
 inline constexpr std::uint32_t trusted        = 0x04; // the object carries CKA_TRUSTED
-inline constexpr std::uint32_t privateObject  = 0x08; // seen only when logged in
+inline constexpr std::uint32_t privateObject  = 0x08; // visible only when logged in
 inline constexpr std::uint32_t canDelete      = 0x10;
-inline constexpr std::uint32_t keyExtractable = 0x20; // its private key may leave the token
-inline constexpr std::uint32_t keyAsksForPin  = 0x40; // at each use
+inline constexpr std::uint32_t keyExtractable = 0x20; // its private key may be exported from the token
+inline constexpr std::uint32_t keyAsksForPin  = 0x40; // the token asks for the PIN at each use of the key
 // clang-format on
 } // namespace certFlag
 
@@ -83,26 +83,26 @@ enum class CertSelector : std::int32_t {
     others = 3, // neither
 };
 
-// CertsReloadAll, flag: parsed files and caches of all sessions are forgotten too.
+// CertsReloadAll, flag: parsed files and caches of all sessions are dropped too.
 
 // ParseCertFile: the second text is the password of a PKCS#12 or of an encrypted key. 0, 1 and 3 are the library's.
 enum class ParseResult : std::uint32_t {
     parsed = 0,
     unknownFormat = 2,
     passwordWrong = 4, // or missing
-    nothingUsable = 5, // understood, but neither certificate nor CRL is in it
+    nothingUsable = 5, // understood, but it has neither a certificate nor a CRL
     tooCostly = 6,     // its key derivation would take too long, or it holds too many objects
 };
 
-// CertImportOption::modes are bits 1 << CertImport; ::keyTokens are places in the list of tokens of the same reply.
+// CertImportOption::modes are bits 1 << CertImport; ::keyTokens are indexes into the list of tokens of the same reply.
 enum class CertImport : std::uint32_t {
     certificateOnly = 0,
     withPrivateKey = 1,
     withChain = 2, // with its key, if the file has it, and the CAs of the file that it needs
 };
 
-// ImportCertificate(token, item, mode, flag, text): item is the place in the options of this session's last parse;
-// flag: the key may be extracted later; text: the token's PIN for this one import, null for the log-in there is. 3 is
+// ImportCertificate(token, item, mode, flag, text): item is an index into the options of this session's last parse;
+// flag: the key may be exported later; text: the token's PIN for this one import, null to use the present log-in. 3 is
 // the library's.
 enum class ImportCert : std::uint32_t {
     imported = 0,
@@ -112,21 +112,21 @@ enum class ImportCert : std::uint32_t {
     notLoggedIn = 5,
     wrongPin = 6,
     tokenFull = 7,
-    modeUnfit = 8, // the file has no such key, say
+    modeUnfit = 8, // for example, the file has no such key
     noSuchToken = 9,
     writeProtected = 10,
     notSupported = 11, // the token can't hold such a key
     pinLocked = 12,
 };
 
-// ImportCRL(token, item): item is the place in the CRLs of this session's last parse. 2 is the library's.
+// ImportCRL(token, item): item is an index into the CRLs of this session's last parse. 2 is the library's.
 enum class ImportCrl : std::uint32_t {
     imported = 0,
     refusedByToken = 1,
     noSuchItem = 3,
     alreadyThere = 4,
     olderThanPresent = 5, // the token has a newer list of that issuer
-    signatureWrong = 6,   // its issuer is on a token, and did not sign it
+    signatureWrong = 6,   // its issuer is on a token and did not sign it
     notLoggedIn = 7,
     tokenFull = 8,
     noSuchToken = 9,
@@ -134,44 +134,44 @@ enum class ImportCrl : std::uint32_t {
 };
 
 // ExportCertificate(token, certificate, format, text, flag1, flag2): text is the password of a PKCS#12; flag1: with its
-// chain; flag2: with its private key (PKCS#12 alone). The reply's string is the content, or the reason. 3 is the
+// chain; flag2: with its private key (only PKCS#12). The reply's string is the content, or the reason. 3 is the
 // library's.
 enum class CertExport : std::uint32_t { pem = 0, der = 1, pkcs7Pem = 2, pkcs7Der = 3, pkcs12 = 4 };
 enum class ExportCert : std::uint32_t {
     exported = 0,
     noSuchCertificate = 1,
-    formatUnfit = 2, // DER holds one certificate and no key, say
+    formatUnfit = 2, // for example, DER holds one certificate and no key
     keyNotExtractable = 4,
     passwordUnfit = 5,
     notLoggedIn = 6,
 };
 
-// GetCertDetails: the last string is the certificate as text, for people. GetCertChain: the first word is 1 when the
+// GetCertDetails: the last string is the certificate as text. GetCertChain: the first word is 1 when the
 // chain ends at a self-signed certificate on a token, else 0.
 
-// VerifyCert: the value is a purpose, and these bits. The string says why it fails, or how the chain went.
+// VerifyCert: the value is a purpose, and these bits. The string says why it fails, or lists the chain.
 enum class VerifyPurpose : std::uint32_t { any = 0, ikePeer = 1, tlsServer = 2, tlsClient = 3, authority = 4 };
 namespace verifyFlag {
 inline constexpr std::uint32_t purposeMask = 0x00FF;
-inline constexpr std::uint32_t crlRequired = 0x0100;  // a current CRL must be there for every CA of the chain
-inline constexpr std::uint32_t noRevocation = 0x0200; // CRLs are not looked at
+inline constexpr std::uint32_t crlRequired = 0x0100;  // a current CRL must be present for every CA of the chain
+inline constexpr std::uint32_t noRevocation = 0x0200; // CRLs are ignored
 } // namespace verifyFlag
 
-// MakeCertRequest. CertRequestInfo::format must be the same in both its places. The reply's string is the request, or
+// MakeCertRequest. CertRequestInfo::format must be the same in both places. The reply's string is the request, or
 // the reason. 4 is the library's.
 enum class RequestFormat : std::uint32_t { pem = 0, der = 1 };
 enum class MakeRequest : std::uint32_t {
     made = 0,
     refusedByToken = 1,
     keyUnfit = 2,     // no such choice of type, size and digest
-    subjectUnfit = 3, // no name at all, or one that X.509 does not take
+    subjectUnfit = 3, // no name at all, or one that X.509 does not allow
     notLoggedIn = 5,
     noSuchKey = 6,
     tokenFull = 7,
     noSuchToken = 8,
 };
 
-// CreatePresharedKey(token, first, second): first is the key's name, unique on its token, 1 to 64 characters; second
+// CreatePresharedKey(token, first, second): first is the key's name, unique on its token, 1 to 64 characters; second is
 // its value. A refusal carries its number from refusals.h.
 
 } // namespace vocabulary

@@ -14,10 +14,10 @@ namespace vocabulary {
 
 namespace netInterface {
 // clang-format off
-inline constexpr auto name            = &NetInterfaceInfo::text1; // "eth0"; on Windows the name of the connection
+inline constexpr auto name            = &NetInterfaceInfo::text1; // "eth0"; on Windows the connection's name
 inline constexpr auto description     = &NetInterfaceInfo::text2; // its kind, "Ethernet"; on Windows the adapter's name
-inline constexpr auto hardwareAddress = &NetInterfaceInfo::text3; // "02:42:AC:11:00:02"; empty where it has none
-inline constexpr auto masks           = &NetInterfaceInfo::list2; // of the addresses, at the same places
+inline constexpr auto hardwareAddress = &NetInterfaceInfo::text3; // "02:42:AC:11:00:02"; empty when it has none
+inline constexpr auto masks           = &NetInterfaceInfo::list2; // of the addresses, at the same indexes
 inline constexpr auto state           = &NetInterfaceInfo::value; // see interfaceState
 // clang-format on
 } // namespace netInterface

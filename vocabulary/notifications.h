@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelkitd pushes to front ends, as module 25: the ids of its notifications and the payload of each. Ids never
-// change; a payload may grow at its end, so a reader leaves alone what follows the fields that it knows. The service
-// waits for no reply in particular: any answer, an empty one too, says that the notification was taken.
+// The notifications that panelkitd sends to front ends (module 25): their ids and the payload of each. Ids never
+// change. A payload may grow at its end, so a reader must ignore what follows the fields that it knows. The content of
+// the reply does not matter: any answer, even an empty one, says that the notification was received.
 //
 //   class Arrivals : public VpnNotificationHandler {
 //   public:
@@ -45,11 +45,11 @@ enum class Notification : std::int32_t {
 
 constexpr NotificationIdType idOf(Notification notification) { return static_cast<NotificationIdType>(notification); }
 
-// When it happened; every payload begins with it. Notifications of one id arrive in order, those of different ids may
-// overtake each other on their way: the numbers tell the order.
+// When it happened; every payload begins with it. Notifications of one id arrive in order; those of different ids may
+// overtake each other: the number gives their order.
 struct Moment {
     std::uint64_t time{};   // seconds since 1970-01-01 UTC
-    std::uint64_t number{}; // counted on by one with each notification since the service's start
+    std::uint64_t number{}; // increased by one with each notification; starts again with the service
 
     static auto fields(auto& self, auto&& io) { return io(self.time, self.number); }
     bool operator==(const Moment&) const = default;
@@ -67,7 +67,7 @@ static_assert(RecordListsEveryMember<TokenNotice>);
 
 struct ConfigurationNotice {
     Moment moment;
-    std::string user;                  // who committed it, for people
+    std::string user;                  // who committed it, as text for people
     std::vector<std::string> sections; // those that changed
 
     static auto fields(auto& self, auto&& io) { return io(self.moment, self.user, self.sections); }
@@ -78,9 +78,9 @@ static_assert(RecordListsEveryMember<ConfigurationNotice>);
 struct PolicyNotice {
     Moment moment;
     std::string source; // "system", "user" or "driver"
-    std::string policy; // its title, or what else it is known by
-    std::string user;   // whose it is, for a user's
-    std::string reason; // why it is not in force; empty when it is
+    std::string policy; // its title, or another name of it
+    std::string user;   // whose policy it is, for a user's
+    std::string reason; // why it is not in force; empty when it is in force
 
     static auto fields(auto& self, auto&& io) {
         return io(self.moment, self.source, self.policy, self.user, self.reason);
@@ -89,8 +89,8 @@ struct PolicyNotice {
 };
 static_assert(RecordListsEveryMember<PolicyNotice>);
 
-// After a PolicyNotice with a reason, a list of these says the reason to programs, as bridge::Remark does for commands.
-// Services of version 0.1.0 end the payload before it.
+// A PolicyNotice with a reason is followed by a list of these, which states the reason for programs, as bridge::Remark
+// does for commands. A payload may also end before the list.
 struct NoticeRemark {
     std::uint32_t code{};  // refusals.h; 0 when it has none
     std::string wording{}; // in English, with places for the arguments (platform/loccore/phrase.h)
@@ -105,7 +105,7 @@ struct CertificateNotice {
     Moment moment;
     PKCS11::TokenInfo token;
     CertInfo certificate;
-    std::int32_t daysLeft{}; // whole days; negative when it has expired
+    std::int32_t daysLeft{}; // whole days; negative after it expired
 
     static auto fields(auto& self, auto&& io) { return io(self.moment, self.token, self.certificate, self.daysLeft); }
     bool operator==(const CertificateNotice&) const = default;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelkitd puts into the fields of the policy records that the library only carries, and what the names and
-// numbers of the policy commands mean to it. The prose is in docs/service-api.md. Numbers never change.
+// What panelkitd puts into the fields of the policy records that the library only carries, and the meaning of the names
+// and numbers of the policy commands. docs/service-api.md describes them in prose. Numbers never change.
 //
 //   using namespace vocabulary;
 //   cli_printf("version %s\n", (info.*policyInfo::version).c_str());
@@ -25,14 +25,14 @@ inline constexpr auto activatedBy  = &LSPinfo_t::textC;  // the account that ask
 inline constexpr auto version      = &LSPinfo_t::textD;  // from the policy file; empty for the driver policy
 inline constexpr auto sectionCount = &LSPinfo_t::valueE;
 inline constexpr auto certificate  = &LSPinfo_t::textF;  // subject of the certificate that certificateState is about
-inline constexpr auto sections     = &LSPinfo_t::textG;  // their names, with ", " between them
+inline constexpr auto sections     = &LSPinfo_t::textG;  // names of its sections, separated by ", "
 // clang-format on
 } // namespace policyInfo
 
 // LSPinfo_t::message begins with it when it is a warning and not a failure.
 inline constexpr std::string_view policyWarning = "#warn: ";
 
-// LSPinfo_t::certificateState. Those that front ends have no words for come with a message of their own.
+// LSPinfo_t::certificateState. A state for which front ends have no text comes with a message.
 namespace policyCertificate {
 // clang-format off
 inline constexpr std::uint32_t missing         = 0;  // no certificate with the subject that the policy names
@@ -40,17 +40,17 @@ inline constexpr std::uint32_t fine            = 1;  // or none needed
 inline constexpr std::uint32_t notYetValid     = 2;
 inline constexpr std::uint32_t expired         = 3;
 inline constexpr std::uint32_t noPrivateKey    = 5;  // the certificate is there, its private key is not
-inline constexpr std::uint32_t lacksIkeUsage   = 9;  // it has extended key usages, and not IKE's
+inline constexpr std::uint32_t lacksIkeUsage   = 9;  // it has extended key usages, but not the one for IKE
 inline constexpr std::uint32_t revoked         = 10;
 inline constexpr std::uint32_t noToken         = 11; // there is no token at all
 // clang-format on
 } // namespace policyCertificate
 
-// LSPcmd::LSPsettings_t. Both count in the system's settings alone: those of users carry them.
+// LSPcmd::LSPsettings_t. Both have a meaning only in the system's settings; users' settings just carry them.
 namespace policySettings {
 // clang-format off
 inline constexpr auto driverMode   = &LSPcmd::LSPsettings_t::value1; // LSPdriverMode of the default driver policy
-inline constexpr auto loadingDelay = &LSPcmd::LSPsettings_t::value2; // milliseconds that loading a policy takes
+inline constexpr auto loadingDelay = &LSPcmd::LSPsettings_t::value2; // milliseconds; a delay added to loading a policy
 // clang-format on
 } // namespace policySettings
 
@@ -66,7 +66,7 @@ inline constexpr auto destination        = &LSPcmd::LSPentry_t::third;
 // clang-format on
 } // namespace policyGate
 
-// The names that cmdActivateDDP takes, at the places of LSPdriverMode. An empty name means the mode of the system's
+// The names that cmdActivateDDP accepts, in the order of LSPdriverMode. An empty name means the mode from the system's
 // settings.
 inline constexpr std::array driverModeNames{"drop-all", "drop-all-except-dhcp", "pass-all"};
 

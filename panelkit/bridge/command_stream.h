@@ -5,7 +5,7 @@
 //
 //   integer        2, 4 or 8 bytes; enumerations and flags as 4
 //   boolean        1 byte; written as 1 or 0, read as true only when it is 1
-//   string         4-byte length, then the bytes (text is UTF-8; blobs are carried alike)
+//   string         4-byte length, then the bytes (text is UTF-8; a blob has the same form)
 //   vector         4-byte count, then the elements
 //   list of pairs  4-byte count, then (string, string) each
 //   list           of records: 4-byte count, then the records
@@ -39,8 +39,8 @@ class CommandStreamOut : private platform::StreamOut {
 public:
     using StreamOut::StreamOut;
 
-    // Appends the fields in order: their size is taken first, so the string grows at most once. A request
-    // that carries a secret is written by one such call, which leaves no copy behind in freed memory.
+    // Appends the fields in order. Their size is computed first, so the string grows at most once. A request that
+    // carries a secret is written by one such call: growing twice would leave a copy of the secret in freed memory.
     template <class... Fields>
     CommandStreamOut& append(const Fields&... fields) {
         appendAs<CommandStreamOut>(fields...);
@@ -106,9 +106,9 @@ private:
 
 // Walks a byte string, which must outlive it, and fills the caller's variables in place.
 //
-// Every read moves the position first and throws "CommandStreamError" when it is then past the end; what
-// was to be filled keeps its value, earlier fields keep their new ones, and a later read throws again. Trailing bytes
-// are ignored.
+// Every read moves the position first and throws "CommandStreamError" when the position is then past the end. The
+// variable of the read that failed keeps its value; those filled before keep their new values. Each later read throws
+// again. Trailing bytes are ignored.
 class CommandStreamIn : public platform::StreamIn {
 public:
     using StreamIn::StreamIn;
@@ -124,7 +124,7 @@ public:
         return *this;
     }
 
-    // Resizes to the count first, then fills in place: elements that were there are reused.
+    // Resizes to the count first, then fills in place: existing elements are reused.
     template <class T>
     CommandStreamIn& operator>>(std::vector<T>& elements) {
         elements.resize(countOf<T>());

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What controllers do while a long command runs, as functions: OnExecuteCommand of a controller is one of these.
+// Functions that controllers call while a long command runs. OnExecuteCommand of a controller calls one of these.
 #pragma once
 
 class SendCommandProgress;
@@ -10,9 +10,9 @@ namespace panelkit {
 // The silent hook: yields the processor once and returns.
 void yieldOnce();
 
-// The console hook: prints a line end, a dot each second while the command runs, and a final line end, to standard
-// output; returns when the command has ended. Prints nothing when it has ended already. The command's state is
-// looked at only before each second, so a command that ends within it still draws its dot.
+// The console hook: prints a line end, a dot for each second while the command runs, and a final line end to standard
+// output. Returns when the command has ended. Prints nothing when the command has ended already. The command is checked
+// only once a second, so even a shorter command draws one dot.
 void drawConsoleDots(const SendCommandProgress& progress);
 
 } // namespace panelkit

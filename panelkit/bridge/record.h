@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What makes a plain struct a record of the command stream: it lists its wire fields once, for reading and
-// writing alike.
+// A record of the command stream is a plain struct that lists its wire fields once, for both reading and writing.
 //
 //   struct PinStateMessage {
 //       std::string title, text;
@@ -9,8 +8,8 @@
 //   };
 //   static_assert(RecordListsEveryMember<PinStateMessage>);
 //
-// The assertion beside each record makes a forgotten field fail to compile. A record whose wire form is not
-// its members one by one says by how many the list differs, in `fieldsBeyondMembers`.
+// The assertion after each record makes a forgotten field fail to compile. A record whose wire form is not exactly its
+// members states the difference in number of fields in `fieldsBeyondMembers`.
 #pragma once
 
 #include <cstddef>
@@ -51,7 +50,7 @@ concept Record = std::is_class_v<T> && requires(T& record) {
 template <class R>
 constexpr std::size_t listedFields = decltype(R::fields(std::declval<R&>(), panelkit::detail::CountFields{}))::value;
 
-// The fewest bytes that a value takes in the stream: its integers, flags and the lengths of its texts and lists.
+// The smallest size of a value in the stream, in bytes: its integers, flags and the lengths of its texts and lists.
 template <class T>
 constexpr std::size_t leastWireSize();
 

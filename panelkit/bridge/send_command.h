@@ -22,7 +22,7 @@ public:
     DirectRequest(const DirectRequest&) = delete;
     DirectRequest& operator=(const DirectRequest&) = delete;
 
-    // Null when no session can be opened; send() then answers false and sends nothing.
+    // Null when no session can be opened; send() then sends nothing and returns false.
     BridgeSession* session() const { return session_; }
 
     // True when the module answered. `reply` is null when no answer is wanted.
@@ -63,7 +63,7 @@ public:
     static bool readStatus(const std::string& reply) { return panelkit::readStatus<command>(reply); }
 };
 
-// A session that is ours alone while a long command runs.
+// Exclusive use of a session for the duration of a long command.
 class LockedSession {
 public:
     explicit LockedSession(SessionId_t id) : id_(id), session_(SessionsPool::LockSession(id)) {}
@@ -100,10 +100,10 @@ public:
 
     bool execute() { return progress_.Execute(); }
 
-    // As execute, but an answer without a byte counts as none.
+    // As execute, but an empty reply counts as no reply.
     bool executeForData() { return execute() && !reply().empty(); }
 
-    // Valid after execute() gave true.
+    // Valid after execute() returned true.
     const std::string& reply() const { return progress_.reply; }
 
     // Reads the first fields of the reply, or all of them.

@@ -6,7 +6,7 @@
 
 namespace {
 
-// The names under which the slots' sessions are opened. Slot 3 is never selected, 5 and 6 are never opened.
+// The names of the slots' sessions. Slot 3 is never selected, 5 and 6 are never opened.
 constexpr std::array<const char*, 7> slotNames = {"Common", "Certificates", "Tokens", "LSP", "Monitor", "", ""};
 
 constexpr std::size_t slotOf(SessionId_t id) {

@@ -13,10 +13,10 @@ namespace panelkit {
 
 namespace {
 
-constexpr std::size_t longestPath = 4095; // UTF-16 units, on every system alike
+constexpr std::size_t longestPath = 4095; // UTF-16 units, on every system
 constexpr std::uint64_t largestFile = std::numeric_limits<std::int32_t>::max();
 
-// How many UTF-16 units a text takes: one for each character, two for those that UTF-8 writes with four bytes.
+// How many UTF-16 units a text takes: one for each character, two for those of four bytes in UTF-8.
 std::size_t utf16Units(std::string_view utf8) {
     std::size_t units = 0;
     for (const char c : utf8) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Certificates, revocation lists, preshared keys and certificate requests as they travel. Plain values: default
-// construction gives empty strings, zeros and false. The library carries the fields and interprets none; requests name
-// an object by sending its record back as it was listed. The names say what the fields are for, numbers are those of
-// X.509 and PKCS#11; what this service puts into them, to the letter, stands in docs/service-api.md.
+// Certificates, revocation lists, preshared keys and certificate requests in their wire form. Plain values: default
+// construction makes empty strings, zeros and false. The library carries the fields and does not interpret them; a
+// request names an object by sending back its record as it was listed. The names say what the fields are for; numbers
+// are those of X.509 and PKCS#11. What the service puts into each field is described in docs/service-api.md.
 //
 // Times are seconds since 1970-01-01 00:00 UTC. Serial numbers, key identifiers and fingerprints are hexadecimal.
 #pragma once
@@ -20,13 +20,13 @@
 struct CertInfo {
     std::string subject;
     std::string issuer;
-    std::string serialNumber;  // with the issuer it names the certificate to people
-    std::string fingerprint;   // SHA-256 over the whole certificate: tells any two apart
+    std::string serialNumber;  // with the issuer it identifies the certificate
+    std::string fingerprint;   // SHA-256 over the whole certificate: identifies it
     std::uint64_t notBefore{}; // time
     std::uint64_t notAfter{};  // time
-    std::uint32_t keyType{};   // as PKCS#11 numbers them (CKK_RSA, CKK_EC...)
+    std::uint32_t keyType{};   // PKCS#11's number (CKK_RSA, CKK_EC...)
     std::uint32_t keyBits{};
-    bool hasPrivateKey{};     // its private key is where the certificate is
+    bool hasPrivateKey{};     // its private key is on the same token
     std::uint32_t state{};    // valid, expired, revoked...
     std::uint32_t keyUsage{}; // what the key may be used for, as bits
     std::uint32_t flags{};
@@ -57,7 +57,7 @@ struct CRLInfo {
 };
 static_assert(RecordListsEveryMember<CRLInfo>);
 
-// A preshared key on a token. Its value never leaves the token this way.
+// A preshared key on a token. Its value is not part of the record.
 struct PresharedKeyInfo {
     std::string name;
 
@@ -66,11 +66,11 @@ struct PresharedKeyInfo {
 };
 static_assert(RecordListsEveryMember<PresharedKeyInfo>);
 
-// A certificate found in a file, and how it can be imported.
+// A certificate from a file, and how it can be imported.
 struct CertImportOption {
     CertInfo certificate;
     std::uint32_t modes{};                // the import modes that are possible, as bits
-    std::vector<std::uint32_t> keyTokens; // tokens that hold its private key, as places in the list of tokens
+    std::vector<std::uint32_t> keyTokens; // tokens that hold its private key: indexes into the list of tokens
 
     static auto fields(auto& self, auto&& io) { return io(self.certificate, self.modes, self.keyTokens); }
     bool operator==(const CertImportOption&) const = default;
@@ -79,22 +79,22 @@ static_assert(RecordListsEveryMember<CertImportOption>);
 
 // A type of key that a token can make for a certificate request.
 struct CertRequestKeyInfo {
-    std::uint32_t keyType{};            // as PKCS#11 numbers them
-    std::vector<std::uint32_t> keyBits; // the sizes on offer
-    std::vector<std::uint32_t> digests; // to sign the request with, as PKCS#11 numbers their mechanisms (CKM_SHA256...)
+    std::uint32_t keyType{};            // PKCS#11's number
+    std::vector<std::uint32_t> keyBits; // the sizes to choose from
+    std::vector<std::uint32_t> digests; // to sign the request with: PKCS#11's mechanism numbers (CKM_SHA256...)
 
     static auto fields(auto& self, auto&& io) { return io(self.keyType, self.keyBits, self.digests); }
     bool operator==(const CertRequestKeyInfo&) const = default;
 };
 static_assert(RecordListsEveryMember<CertRequestKeyInfo>);
 
-// What a certificate request is made from. Parts of the subject that are empty are left out of it.
+// The contents of a certificate request. Empty parts of the subject are left out of it.
 struct CertRequestInfo {
-    std::uint32_t keyType{}; // one of the choices of CertRequestKeyInfo, as are the next two
+    std::uint32_t keyType{}; // one of the choices of CertRequestKeyInfo; so are the next two
     std::uint32_t keyBits{};
     std::uint32_t digest{};
     bool useExistingKey{};  // sign with the key pair called keyLabel, instead of making one
-    std::uint32_t format{}; // of the request that comes back
+    std::uint32_t format{}; // of the request that is returned
     std::string commonName;
     std::string organizationalUnit;
     std::string organization;
@@ -103,30 +103,30 @@ struct CertRequestInfo {
     std::string country;
     std::string alternativeNames; // of the subject: "DNS:gate.example, IP:192.0.2.1"
     std::string keyLabel;         // of the key pair on the token
-    std::uint32_t keyUsage{};     // asked for; the bits of CertInfo::keyUsage
+    std::uint32_t keyUsage{};     // requested; bits as in CertInfo::keyUsage
 
-    // The format goes twice, behind the numbers and as the very end. Services read both places: without the second
-    // one a request is four bytes short and refused.
+    // The format is sent twice: after the numbers and at the very end. The service reads both places, so without the
+    // second one the request is four bytes short and is refused.
     static auto fields(auto& self, auto&& io) {
         return io(self.keyType, self.keyBits, self.digest, self.format, self.commonName, self.organizationalUnit,
                   self.organization, self.locality, self.stateOrProvince, self.country, self.useExistingKey,
                   self.alternativeNames, self.keyLabel, self.keyUsage, self.format);
     }
-    static constexpr int fieldsBeyondMembers = 1; // the format's second place
+    static constexpr int fieldsBeyondMembers = 1; // the second copy of the format
     bool operator==(const CertRequestInfo&) const = default;
 };
 static_assert(RecordListsEveryMember<CertRequestInfo>);
 
-// The details of a certificate, as texts to be shown. A text is empty when the certificate lacks that extension.
+// The details of a certificate, as texts to show. A text is empty when the certificate does not have that extension.
 //
-// Members marked with "front end" never travel, and the library neither reads nor writes them: they are room for what
-// a front end makes of the others, and keep their values when a record is filled again.
+// Members marked with "front end" are not sent, and the library neither reads nor writes them: a front end can keep its
+// own texts there. They keep their values when a record is filled again.
 struct CertExtentions {
     PKCS11::TokenInfo token; // front end: whose details these are
     CertInfo certificate;    // front end
 
     std::string label; // of the object on the token
-    std::string keyId; // PKCS#11's CKA_ID, which ties certificate and key together
+    std::string keyId; // PKCS#11's CKA_ID, the same for a certificate and its key
 
     std::string validFrom; // front end: the validity in the user's time and language
     std::string validTo;   // front end
@@ -153,7 +153,7 @@ struct CertExtentions {
 
     std::string revocation; // front end: the time below in the user's time and language
 
-    std::uint64_t revokedAt{}; // time; 0 when no list that the service has revokes it
+    std::uint64_t revokedAt{}; // time; 0 when none of the service's lists revokes it
 
     static auto fields(auto& self, auto&& io) {
         return io(self.label, self.keyId, self.version, self.signatureAlgorithm, self.publicKeyAlgorithm,
@@ -162,7 +162,7 @@ struct CertExtentions {
                   self.crlDistributionPoints, self.authorityInfoAccess, self.sha1Fingerprint, //
                   self.extensions, self.revokedAt, self.certificatePolicies);
     }
-    static constexpr int fieldsBeyondMembers = -6; // the front end's
+    static constexpr int fieldsBeyondMembers = -6; // the front end's members
     bool operator==(const CertExtentions&) const = default;
 };
 static_assert(RecordListsEveryMember<CertExtentions>);

@@ -31,7 +31,7 @@ void readPairs(CommandStreamIn& in, Fields<Pairs<Count, TokenInfo, Object>, More
     for (std::uint32_t i = 0; i < count; ++i) in >> tokens[i] >> objects[i];
 }
 
-// Reads one pair more. Neither vector grows when it ends early.
+// Reads one more pair. Neither vector grows when the reply ends early.
 template <class Object>
 void appendPair(CommandStreamIn& in, std::vector<Object>& objects, std::vector<TokenInfo>& tokens) {
     TokenInfo token;
@@ -49,7 +49,7 @@ Result resultOf(ProgressCommand<command>& ready, Result notCarriedOut) {
     return result;
 }
 
-// Lets a session wait without limit, and restores its setting however the scope ends.
+// Removes the time limit of a session, and restores it at the end of the scope.
 class UnlimitedWait {
 public:
     explicit UnlimitedWait(BridgeSession& session) : session_(session), saved_(session.waitSetting()) {
@@ -81,7 +81,7 @@ void VpnCertsCLIController::OnExecuteCommand(const SendCommandProgress& progress
     panelkit::drawConsoleDots(progress);
 }
 
-// ---- what there is
+// ---- listings
 
 bool VpnCertsController::EnumCertificates(std::int32_t selector, std::vector<CertInfo>& certificates,
                                           std::vector<TokenInfo>& tokens) {
@@ -111,7 +111,7 @@ bool VpnCertsController::EnumPresharedKeys(std::vector<PresharedKeyInfo>& keys, 
     return true;
 }
 
-// The one listing of the tokens' module here, and the one for which an empty reply is malformed.
+// Uses a command of the token module. An empty reply is malformed here, unlike in the other listings.
 bool VpnCertsController::GetTokensList(std::vector<TokenInfo>& tokens) {
     ProgressCommand<Command::EnumProviderTokens> command(session_, *this);
     if (!command.execute()) return false;
@@ -123,7 +123,7 @@ bool VpnCertsController::ReloadAll(bool flag) {
     return ProgressCommand<Command::CertsReloadAll>(session_, *this).with(flag).execute();
 }
 
-// ---- from a file, and into one
+// ---- import and export
 
 ParseCertFileResult VpnCertsController::ParseCertFile(const char* path, const char* text,
                                                       std::vector<TokenInfo>& tokens,
@@ -205,7 +205,7 @@ bool VpnCertsController::VerifyCert(const TokenInfo& token, const CertInfo& cert
     return verified;
 }
 
-// ---- what changes a token
+// ---- changes to a token
 
 bool VpnCertsController::CreatePresharedKey(const TokenInfo& token, const std::string& first,
                                             const std::string& second) {

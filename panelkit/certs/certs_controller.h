@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// VpnCertsController: what a front end does with certificates, revocation lists (CRLs), preshared keys and certificate
-// requests on tokens. Every operation is one command to the service's certificate module.
+// VpnCertsController: lists, imports, exports and checks certificates, revocation lists (CRLs), preshared keys and
+// certificate requests on tokens. Every operation is one command to the service's certificate module.
 //
 // A controller holds the "Certificates" session alone from its construction to its destruction. Operations block the
-// calling thread and belong, with the session pool, to the front end's one thread; meanwhile OnExecuteCommand is called
-// on it. They answer false, or a value named notCarriedOut, when the command could not be carried out
-// (bridge::lastFailure() says why), and throw the text "CommandStreamError" (a `const char*`) when a reply ends early:
+// calling thread, which must be the one thread of the front end that uses the session pool; while they wait they call
+// OnExecuteCommand. They return false, or a value named notCarriedOut, when the command could not be carried out
+// (bridge::lastFailure() says why). They throw the text "CommandStreamError" (a `const char*`) when a reply ends early;
 // outputs may then be partly filled. Texts are UTF-8.
 //
-// A controller whose session broke, because the service went away or was silent for too long, stays dead: each of its
-// operations fails from then on. A new controller has a new session.
+// When the session of a controller breaks, because the service went away or did not answer for too long, the controller
+// stays unusable: each of its operations fails from then on. A new controller has a new session.
 //
 //   VpnCertsCLIController controller;
 //   std::vector<CertInfo> certificates;
@@ -21,8 +21,8 @@
 //       }
 //   }
 //
-// Listings give two parallel vectors: tokens[i] is the token that holds object i, so a token comes once for each of its
-// objects. What the selectors, flags and texts of the service at hand mean stands in docs/service-api.md.
+// Listings return two parallel vectors: tokens[i] is the token that holds object i, so a token occurs once for each of
+// its objects. The selectors, flags and texts are described in docs/service-api.md.
 #pragma once
 
 #include <panelkit/certs/cert_records.h>
@@ -36,28 +36,28 @@
 
 class PANELKIT_EXPORT VpnCertsController : public SendCommandProgress::IdleLoop {
 public:
-    // Locks the "Certificates" session. There may be none (an unusable endpoint): every operation then fails.
+    // Locks the "Certificates" session. If none can be opened (an unusable endpoint), every operation fails.
     VpnCertsController();
 
-    // A copy shares the session and owns it as little or as much as the original: each of them hands it back when it is
-    // destroyed. The second one to do so closes it, upon which the pool opens every session of the process anew; an
-    // assignment drops the session that was held before. Nothing dangles, since no session is ever freed, but front
-    // ends do better to make one controller and not to copy it.
+    // A copy uses the same session as the original. Each of the two gives it back when it is destroyed; when the second
+    // one does so, the session is closed and the pool opens every session of the process again. An assignment drops the
+    // session that was held before. No session is ever freed, so no pointer becomes invalid; still, make one controller
+    // and do not copy it.
     VpnCertsController(const VpnCertsController&) = default;
     VpnCertsController(VpnCertsController&&) = default;
     VpnCertsController& operator=(const VpnCertsController&) = default;
     VpnCertsController& operator=(VpnCertsController&&) = default;
 
-    // Hands the session back.
+    // Gives the session back.
     ~VpnCertsController() override;
 
     // Yields the processor once; called while an operation waits for the service.
     void OnExecuteCommand(const SendCommandProgress& progress) override;
 
-    // ---- what there is
+    // ---- listings
 
-    // Lists certificates; the selector says which. False, with the vectors untouched, also when the service answers
-    // nothing at all; that goes for the three listings.
+    // Lists certificates; `selector` says which. Returns false with the vectors unchanged also when the service's reply
+    // is empty; the same holds for the three listings.
     bool EnumCertificates(std::int32_t selector, std::vector<CertInfo>& certificates,
                           std::vector<PKCS11::TokenInfo>& tokens);
     bool EnumCRLs(std::vector<CRLInfo>& crls, std::vector<PKCS11::TokenInfo>& tokens);
@@ -66,63 +66,63 @@ public:
     // Lists the tokens, each once, over the controller's own session.
     bool GetTokensList(std::vector<PKCS11::TokenInfo>& tokens);
 
-    // Has the service read the tokens' contents anew. True when it did.
+    // Makes the service read the contents of the tokens again. Returns true when it did.
     bool ReloadAll(bool flag);
 
-    // ---- from a file, and into one
+    // ---- import and export
 
-    // Sends a whole file to the service and tells what is in it: certificates, CRLs, and the tokens they can go to.
-    //   path   of the file; at most 4095 UTF-16 units. Null gives fileUnreadable
+    // Sends a whole file to the service, and lists what is in it and the tokens to which it can be imported.
+    //   path   of the file; at most 4095 UTF-16 units. Null returns fileUnreadable
     //   text   for the service, the file's password for instance; "" for none, never null
-    // The file is read with other writers shut out where the system can. What was read and the text are wiped once they
-    // are sent. The lists are filled on success and else left alone. A file above 64 MiB is read, but no request of
-    // that size is sent: notCarriedOut.
+    // The file is read with other writers locked out where the system can do this. The content and the text are wiped
+    // after they were sent. The lists are filled on success and otherwise left unchanged. A file above 64 MiB is read,
+    // but a request of that size cannot be sent: the result is notCarriedOut.
     ParseCertFileResult ParseCertFile(const char* path, const char* text, std::vector<PKCS11::TokenInfo>& tokens,
                                       std::vector<CertImportOption>& certificates, std::vector<CRLInfo>& crls);
 
-    // Stores an object of the file that was parsed last on a token. `item` is its place in the list that ParseCertFile
-    // filled. `text` is for the service and wiped once it is sent; null sends none, which is not the same as "".
+    // Stores an object of the file that was parsed last on a token. `item` is its index in the list that ParseCertFile
+    // filled. `text` is sent to the service and wiped after that; null sends no text, which is not the same as "".
     ImportCertResult ImportCertificate(const PKCS11::TokenInfo& token, std::uint32_t item, CertImportMode mode,
                                        bool flag, const char* text);
     ImportCRLResult ImportCRL(const PKCS11::TokenInfo& token, std::uint32_t item);
 
-    // Gives a certificate's bytes in a format. `content` is replaced by what the service answers whatever the result,
-    // and kept when the command was not carried out.
+    // Exports a certificate in a format. `content` is replaced by the service's reply whatever the result, and left
+    // unchanged when the command was not carried out.
     ExportCertResult ExportCertificate(const PKCS11::TokenInfo& token, const CertInfo& certificate,
                                        CertExportFormat format, const std::string& text, bool flag1, bool flag2,
                                        std::string& content);
 
-    // ---- one certificate, named by the records as they were listed
+    // ---- one certificate, identified by its records as they were listed
 
-    // Replaces `certificate` by the service's fresh record and fills `details` and `text`. False, with all of them
-    // untouched, also when the service answers nothing.
+    // Replaces `certificate` by a new record from the service and fills `details` and `text`. Returns false with all of
+    // them unchanged also when the service's reply is empty.
     bool GetCertDetails(const PKCS11::TokenInfo& token, CertInfo& certificate, CertExtentions& details,
                         std::string& text);
 
-    // Gives the chain that the certificate builds, in the service's order; tokens[i] holds chain[i]. Both vectors are
-    // emptied first, also for a call that fails; the arguments may be elements of theirs.
+    // Returns the certificate's chain in the service's order; tokens[i] holds chain[i]. Both vectors are emptied first,
+    // also when the call fails. The arguments may be elements of these vectors.
     bool GetCertChain(const PKCS11::TokenInfo& token, const CertInfo& certificate,
                       std::vector<PKCS11::TokenInfo>& tokens, std::vector<CertInfo>& chain);
 
-    // True when the certificate verifies. `text`, which must not be null, receives the service's words, also when it
-    // does not verify. `value` says how to verify.
+    // Returns true when the certificate is valid. `text`, which must not be null, receives the service's explanation in
+    // both cases. `value` says how to verify.
     bool VerifyCert(const PKCS11::TokenInfo& token, const CertInfo& certificate, std::int32_t value, std::string* text);
 
-    // ---- what changes a token
+    // ---- changes to a token
 
-    // Stores a preshared key. Both strings are wiped from the library's buffers once they are sent.
+    // Stores a preshared key. Both strings are wiped from the library's buffers after they were sent.
     bool CreatePresharedKey(const PKCS11::TokenInfo& token, const std::string& first, const std::string& second);
 
     bool DeletePresharedKey(const PKCS11::TokenInfo& token, const PresharedKeyInfo& key);
     bool DeleteCertificate(const PKCS11::TokenInfo& token, const CertInfo& certificate);
     bool DeleteCRL(const PKCS11::TokenInfo& token, const CRLInfo& crl);
 
-    // Lists what types of key a certificate request can be made with.
+    // Lists the types of key with which a certificate request can be made.
     bool GetCertRequestKeyInfo(const PKCS11::TokenInfo& token, std::vector<CertRequestKeyInfo>& choices);
 
-    // Makes a certificate request, with a key pair that is made on the token if need be. That can take minutes and a
-    // person at the token, so the session waits without limit for this one command. `request` is replaced by what the
-    // service answers whatever the result, and kept when the command was not carried out.
+    // Makes a certificate request; a key pair is made on the token if needed. That can take minutes and a person at the
+    // token, so there is no time limit for this one command. `request` is replaced by the service's reply whatever the
+    // result, and left unchanged when the command was not carried out.
     MakeCertRequestResult MakeCertRequest(const PKCS11::TokenInfo& token, const CertRequestInfo& info,
                                           std::string& request);
 

@@ -14,8 +14,8 @@ constexpr std::size_t longestDirectory = 1024; // with its zero byte
 
 bool isSeparator(char c) { return c == '/' || c == '\\'; }
 
-// Whether the directory ends with its last separator. A "/" anywhere is preferred to any "\": "C:/work\" does not end
-// with its last "/", and gets a second backslash that Windows overlooks.
+// Whether the directory ends with its last separator. A "/" anywhere counts before any "\": "C:/work\" does not end
+// with its last "/", so it gets a second backslash, which Windows ignores.
 bool endsWithSeparator(const char* directory) {
     const char* separator = std::strrchr(directory, '/');
     if (!separator) separator = std::strrchr(directory, '\\');
@@ -36,7 +36,7 @@ void convert_argv_to_utf8(const char* argument, std::string& out) {
     out = converted;
 }
 
-// The backslash is appended on every system: front ends that were written for Windows compare and cut these paths.
+// The backslash is appended on every system: front ends compare and cut these paths.
 void make_abs_path(const char* path, char* result) {
     if (!platform::currentDirectory(result, longestDirectory)) {
         *result = '\0';
@@ -48,7 +48,7 @@ void make_abs_path(const char* path, char* result) {
     if (path[0] && path[1] == ':') {
         end = result;
     } else if (isSeparator(path[0])) {
-        end = result + 2; // behind the drive; where there is none, behind two characters of the directory
+        end = result + 2; // after the drive; without one, after two characters of the directory
     }
     std::memcpy(end, path, std::strlen(path) + 1);
 }

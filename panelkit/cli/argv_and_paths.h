@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
-// Command-line arguments and the file names among them, for front ends that were written against these two functions.
-// Both are bound to the Windows that they were made for. New code on Windows takes its arguments from
-// CommandLineToArgvW and on POSIX takes them as they are; it makes paths absolute with std::filesystem::absolute.
+// Command-line arguments and the file names among them. Both functions follow the rules of Windows on every system, and
+// the front ends that call them depend on the exact results. New code on Windows takes its arguments from
+// CommandLineToArgvW, on POSIX it uses them unchanged; it makes paths absolute with std::filesystem::absolute.
 #pragma once
 
 #include <platform/export.h>
 
 #include <string>
 
-// Turns an argument from code page 1251 into UTF-8. It is always 1251, whatever the system and the console use: an
-// argument that is not in it (already UTF-8, as on Linux, or in 1252) comes out garbled unless it is ASCII. For the one
-// thread of a console program, as it shares the set-up of cli_printf.
+// Converts an argument from code page 1251 to UTF-8. The page is always 1251, whatever the system and the console use:
+// an argument in another encoding (UTF-8, as on Linux, or 1252) comes out garbled unless it is ASCII. Only for the one
+// thread of a console program, because it shares the setup of cli_printf.
 PANELKIT_EXPORT void convert_argv_to_utf8(const char* argument, std::string& out);
 
 // Makes a path absolute by the rules of Windows, both separators accepted, by putting the current directory (in UTF-8)
@@ -23,9 +23,9 @@ PANELKIT_EXPORT void convert_argv_to_utf8(const char* argument, std::string& out
 //   C:\work             \x\a.cfg    C:\x\a.cfg
 //   C:\work             D:\a.cfg    D:\a.cfg
 //
-// The same is done to the strings of other systems, where it hurts: in /work, a.cfg gives "/work\a.cfg", a file name
-// with a backslash in it, and the rooted /x/a.cfg gives "/w/x/a.cfg".
+// On other systems the same rules give useless results: in /work, a.cfg becomes "/work\a.cfg", a file name with a
+// backslash in it, and the rooted /x/a.cfg becomes "/w/x/a.cfg".
 //
-// `result` is bounded by nobody: it must hold 1024 bytes for the directory, one for the separator and the whole path
-// with its zero byte. When the current directory can't be read, or is longer, the result is the empty text.
+// The size of `result` is not checked: it must hold 1024 bytes for the directory, one for the separator, and the whole
+// path with its zero byte. When the current directory can't be read, or is longer, the result is the empty text.
 PANELKIT_EXPORT void make_abs_path(const char* path, char* result);

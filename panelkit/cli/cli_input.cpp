@@ -12,7 +12,7 @@ namespace {
 
 constexpr int controlC = 3;
 
-// The console's input mode, borrowed for the scope.
+// Changes the console's input mode for the scope.
 class BorrowedMode {
 public:
     BorrowedMode(platform::Console& console, std::uint32_t mode)
@@ -36,7 +36,7 @@ public:
     SecretLine(platform::Console& console, char* buffer, std::size_t size)
         : console_(console), utf8_(console.inputPage() == convi::utf8Page), buffer_(buffer), room_(size - 1) {}
 
-    // Reads up to Enter. False when there is no room left before it, and at the end of input.
+    // Reads up to Enter. Returns false at the end of input, and when the buffer is full before Enter.
     bool read() {
         char character = 0;
         bool ended = false;
@@ -64,7 +64,7 @@ private:
         buffer_[length_++] = character;
     }
 
-    // Takes back what the last star stands for.
+    // Removes the character of the last star.
     void erase() {
         if (length_ == 0) return;
         console_.write("\b \b");
@@ -72,7 +72,8 @@ private:
         buffer_[--length_] = '\0';
     }
 
-    // Whether the byte is a further one of a character. Only UTF-8 tells; in other pages each byte counts for itself.
+    // Whether the byte continues a character. Only UTF-8 has such bytes; in other pages each byte counts as a
+    // character.
     bool continues(char byte) const { return utf8_ && (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
     platform::Console& console_;

@@ -33,7 +33,7 @@ PANELKIT_PRINTF(1, 0) Formatted formatText(const char* format, std::va_list argu
     va_end(again);
     if (length < 0) return {};
     Formatted result{std::string(static_cast<std::size_t>(length), '\0'), true};
-    // One more than the size: the zero byte goes onto the string's own.
+    // One more than the size: the zero byte is written over the string's own.
     result.formatted = std::vsnprintf(result.text.data(), result.text.size() + 1, format, arguments) == length;
     return result;
 }
@@ -75,7 +75,7 @@ std::size_t cli_sprintf(std::string* output, const char* format, ...) {
 void cli_print_progress(double fraction) {
     const int filled = static_cast<int>(fraction * barWidth);
     const int percent = static_cast<int>(fraction * 100);
-    // The fraction is the caller's to keep in bounds; the precisions bound the reads whatever it is.
+    // The caller keeps the fraction in bounds; if it does not, the precisions still bound the reads.
     std::printf("\r%3d%% [%.*s%.*s]", percent, filled, barFilled, barWidth - filled, barEmpty);
     std::fflush(stdout);
 }

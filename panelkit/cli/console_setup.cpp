@@ -26,8 +26,8 @@ void ConsoleSetup::setUp() {
     std::snprintf(localeName, sizeof(localeName), ".%u", unsigned{console.outputPage()});
     console.adoptLocale(localeName);
     consolePage_ = convi::get_codepage_value(localeName + 1);
-    // Front ends were written for arguments in 1251, whatever the console uses, and still count on it: on a system
-    // with another page convert_argv_to_utf8 garbles what is not ASCII.
+    // Front ends count on arguments in 1251, whatever page the console uses. On a system with another page
+    // convert_argv_to_utf8 garbles characters that are not ASCII.
     argumentPage_ = 1251;
 }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The code pages that the console functions convert to and from, found out at the first call of cli_printf,
-// cli_sprintf or convert_argv_to_utf8 and kept for the life of the process: a later change of the console's page is
-// not followed. Not guarded: the console functions are for the one thread of a console program.
+// The code pages of the console functions. They are determined at the first call of cli_printf, cli_sprintf or
+// convert_argv_to_utf8 and kept until the process ends: a later change of the console's page has no effect. Not locked:
+// the console functions are for the one thread of a console program.
 #pragma once
 
 #include <platform/export.h>
@@ -13,7 +13,7 @@ namespace panelkit {
 
 class PANELKIT_EXPORT ConsoleSetup {
 public:
-    // Does the set-up if this is the first call, and gives its result.
+    // Returns the setup; the first call makes it.
     static const ConsoleSetup& get();
 
     // The console's output page; 0 when there is no console or its page is not known. Text goes out unchanged then.
@@ -23,7 +23,7 @@ public:
     std::uint32_t argumentPage() const { return argumentPage_; }
 
 private:
-    friend struct ConsoleSetupProbe; // lets the tests set up again
+    friend struct ConsoleSetupProbe; // for tests
 
     static ConsoleSetup& instance();
     void setUp();

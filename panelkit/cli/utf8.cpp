@@ -5,7 +5,7 @@
 
 namespace {
 
-// How far to step from a lead byte. Nothing is checked: a continuation byte in its place passes for one.
+// The length of the sequence of a lead byte. Nothing is checked: a continuation byte is taken for a lead byte.
 std::size_t sequenceLength(unsigned char lead) {
     if (lead < 0x80) return 1;
     if (!(lead & 0x20)) return 2;
@@ -21,7 +21,8 @@ std::int32_t get_utf8_strlen(const char* text) {
     return count;
 }
 
-// Counts as get_utf8_strlen does, but a text that ends within a sequence is not left: its size is known here.
+// Counts as get_utf8_strlen does, but does not read past the end of a text that ends within a sequence: its size is
+// known here.
 void pad_utf8_string(std::string& text, std::int32_t width) {
     std::int64_t missing = width;
     for (std::size_t i = 0; i < text.size() && text[i]; i += sequenceLength(static_cast<unsigned char>(text[i]))) {

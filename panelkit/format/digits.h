@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Decimal numbers in and out, the same in every locale. Internal to the formatting unit.
+// Prints and reads decimal numbers, in the same way in every locale. Internal to the formatting unit.
 #pragma once
 
 #include <algorithm>
@@ -12,8 +12,8 @@
 
 namespace panelkit {
 
-// Writes `value` at `to`, filled up on the left to `width` characters (a larger number takes what it needs, at most
-// 20), and gives the place behind it. No terminating zero.
+// Writes `value` at `to`, padded on the left to `width` characters (a larger number takes as many as it needs, at most
+// 20), and returns the position after it. No terminating zero.
 inline char* putNumber(char* to, std::uint64_t value, std::ptrdiff_t width = 1, char fill = '0') {
     char digits[20];
     const char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
@@ -21,8 +21,8 @@ inline char* putNumber(char* to, std::uint64_t value, std::ptrdiff_t width = 1, 
     return std::copy(static_cast<const char*>(digits), end, to);
 }
 
-// Takes a run of one or more digits off the front of `text`; leading zeros are fine. False, with nothing changed,
-// when there is none or its value is above `most`.
+// Removes a run of one or more digits from the front of `text`; leading zeros are allowed. Returns false, with nothing
+// changed, when there is no digit or the value is above `most`.
 inline bool takeNumber(std::string_view& text, std::uint32_t most, std::uint32_t& number) {
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -32,7 +32,7 @@ inline bool takeNumber(std::string_view& text, std::uint32_t most, std::uint32_t
     return true;
 }
 
-// The same, for a number that is all of `text`.
+// The same for a number that is the whole of `text`.
 inline bool wholeNumber(std::string_view text, std::uint32_t most, std::uint32_t& number) {
     std::uint32_t value = 0;
     if (!takeNumber(text, most, value) || !text.empty()) return false;

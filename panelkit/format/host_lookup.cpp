@@ -6,7 +6,7 @@
 namespace panelkit {
 
 IPv4HostLookup::IPv4HostLookup(const std::string& hostName) {
-    // An empty name would mean this host on Windows, and a zero byte would cut the name short: neither names a host.
+    // Not host names: an empty name would mean this host on Windows, and a zero byte would cut the name short.
     if (hostName.empty() || hostName.find('\0') != std::string::npos) return;
     addresses_ = platform::lookUpIPv4(hostName);
 }

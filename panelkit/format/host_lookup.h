@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Host names to IPv4 addresses.
+// Looks up the IPv4 addresses of host names.
 #pragma once
 
 #include <panelkit/format/ipv4.h>
@@ -10,7 +10,7 @@
 
 namespace panelkit {
 
-// The IPv4 addresses of a host, walked one at a time. Each object belongs to one thread; several threads may look
+// The IPv4 addresses of a host, returned one at a time. Each object belongs to one thread; several threads may look
 // names up at once.
 //
 //   panelkit::IPv4HostLookup addresses("vpn.example.org");
@@ -18,12 +18,13 @@ namespace panelkit {
 //   while (addresses.next(address)) tryToConnect(address);
 class PANELKIT_EXPORT IPv4HostLookup {
 public:
-    // Asks the system's resolver, restricted to IPv4, and blocks for as long as that takes. `hostName` is UTF-8; a
-    // dotted address names itself. A host that is unknown, has no IPv4 address or cannot be looked up has none.
+    // Asks the system's resolver for IPv4 addresses, and blocks for as long as that takes. `hostName` is UTF-8; a
+    // dotted address is its own result. There are no addresses for a host that is unknown, has no IPv4 address or
+    // cannot be looked up.
     explicit IPv4HostLookup(const std::string& hostName);
 
-    // Gives the next address in the resolver's order; addresses of 0 are skipped. False, with `address` left alone,
-    // behind the last.
+    // Returns the next address in the resolver's order; addresses of 0 are skipped. Returns false, with `address`
+    // unchanged, after the last one.
     bool next(IPv4Address& address);
 
 private:

@@ -35,12 +35,12 @@ char* putNetwork(char* to, IPv4Address address, IPv4Address mask, MaskForm form)
 // The mask of `length` leading ones, 0 to 32.
 IPv4Address maskOfLength(std::uint32_t length) { return length == 0 ? 0 : ~IPv4Address{0} << (bitsOfAddress - length); }
 
-// Leading ones only: the complement is 2^k - 1, so adding one to it moves to a bit that it does not have.
+// Ones followed by zeros: the complement is 2^k - 1, and shares no bit with its successor.
 bool isContiguous(IPv4Address mask) { return (~mask & (~mask + 1)) == 0; }
 
 IPv4Range networkOf(IPv4Address address, IPv4Address mask) { return {address & mask, address | ~mask}; }
 
-// Takes an address off the front of `text`; on failure both stay as they are.
+// Takes an address off the front of `text`; on failure nothing changes.
 bool takeAddress(std::string_view& text, IPv4Address& address) {
     std::string_view rest = text;
     IPv4Address value = 0;
@@ -108,7 +108,7 @@ const char* ipv4NetworkToText(IPv4Address address, IPv4Address mask, MaskForm fo
 const char* ipv4RangeToText(const IPv4Range& range, MaskForm form, std::span<char, IPv4RangeTextSize> buffer) {
     char* to = putAddress(buffer.data(), range.first);
     IPv4Address mask = 0;
-    // A last address of 0 says that none is set: such a range shows as its first address although it runs backwards.
+    // A last address of 0 means that none is set, so only the first address is shown.
     if (range.last == 0 || range.first == range.last) {
         *to = '\0';
     } else if (ipv4BlockMask(range, mask)) {
@@ -139,8 +139,8 @@ bool parseIPv4Range(std::string_view text, IPv4Range& range) {
     IPv4Address address = 0;
     if (!takeAddress(text, address)) return false;
     if (text.starts_with("..")) {
-        // What follows the second address is not looked at, so "10.0.0.1..10.0.0.5/24" is the range of five and the
-        // length has no effect. The form for a piece of text refuses it.
+        // What follows the second address is ignored: "10.0.0.1..10.0.0.5/24" is the range of five addresses, and the
+        // length has no effect. The parser for a piece of text refuses it.
         text.remove_prefix(2);
         return takeLast(text, address, range);
     }
@@ -162,8 +162,8 @@ bool parseIPv4Range(const char* begin, const char* end, IPv4Range& range) {
         text.remove_prefix(cut + 2);
         if (!takeLast(text, address, parsed) || !text.empty()) return false;
     } else if (cut != std::string_view::npos) {
-        // A mask with holes passes here, unlike in the form for whole texts: 10.0.0.7/255.0.255.0 gives the range from
-        // 10.0.0.0 to 10.255.0.255, which holds more addresses than the mask matches.
+        // Unlike in a whole text, a mask with holes is accepted here: 10.0.0.7/255.0.255.0 is the range from 10.0.0.0
+        // to 10.255.0.255, which has more addresses than the mask matches.
         text.remove_prefix(cut + 1);
         if (!parsePrefixLength(text, mask) && !wholeAddress(text, mask)) return false;
         parsed = networkOf(address, mask);

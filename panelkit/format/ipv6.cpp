@@ -30,17 +30,17 @@ bool takeGroup(std::string_view& text, std::uint16_t& group) {
     return true;
 }
 
-// The groups of a text, and where among them its double colon stands.
+// The groups of a text, and the position of its double colon among them.
 struct ParsedGroups {
     std::array<std::uint16_t, groupsOfAddress> groups{};
     std::size_t count = 0;
     std::optional<std::size_t> gap;
 };
 
-// A colon where a group should begin is the second of a double colon. At the front of a text the first of the two has
-// been skipped, and so is a single colon there.
+// A colon where a group should begin is the second one of a double colon. At the start of a text one colon was skipped
+// already, whether it is single or the first of two.
 bool takeGroups(std::string_view text, ParsedGroups& parsed) {
-    bool afterColon = false; // a single one, behind which a group must follow
+    bool afterColon = false; // a single one, which must be followed by a group
     while (!text.empty()) {
         if (text.front() == ':') {
             if (parsed.gap) return false;
@@ -118,8 +118,8 @@ bool isIPv6Block(const IPv6Range& range) {
     Words mask = wordsOf(range.first);
     const Words last = wordsOf(range.last);
     for (std::size_t i = 0; i < mask.size(); ++i) mask[i] = ~(mask[i] ^ last[i]);
-    // The leading ones of the mask are all of it, and applied to the first address they leave it as it is and give
-    // the last.
+    // When the leading ones are the whole mask, applying it to the first address must change nothing and return the
+    // last.
     const unsigned length = ipv6MaskToPrefix({mask});
     return ipv6RangeOf(range.first, length) == range;
 }

@@ -9,8 +9,8 @@
 
 namespace panelkit {
 
-// "DISABLED", "EVENTS", "DETAILS" or "VERBOSE" for the levels 0 to 3, `fallback` itself (which may be null) for every
-// other. The names are constants; any thread may call this.
+// Returns "DISABLED", "EVENTS", "DETAILS" or "VERBOSE" for the levels 0 to 3, and `fallback` (which may be null) for
+// any other level. The names are constants; any thread may call this.
 PANELKIT_EXPORT const char* logLevelName(std::uint32_t level, const char* fallback);
 
 } // namespace panelkit

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Ports and small numbers (IP protocols, ICMP types) and ranges of them, as an administrator types them: decimal,
-// without sign or blank, alone ("80") or from first to last ("1024..65535").
+// without sign or blank, either one number ("80") or first and last ("1024..65535").
 //
-// Each gives false, with the output left alone, for anything else: the whole text must be used, the number must fit,
-// and a range must not run backwards. Leading zeros are fine. Any thread may call them.
+// Each returns false, with the output unchanged, for anything else: the whole text must be used, the number must fit,
+// and the last number must not be below the first. Leading zeros are allowed. Any thread may call them.
 //
 //   panelkit::PortRange ports;
 //   if (!panelkit::parsePortRange(text, ports)) cli_printf("not a port or FIRST..LAST: %s\n", text.c_str());
@@ -17,7 +17,7 @@
 
 namespace panelkit {
 
-// Both ends belong to it; a single number is a range whose ends are equal.
+// Both ends are part of the range; a single number is a range whose ends are equal.
 struct PortRange {
     std::uint16_t first{};
     std::uint16_t last{};

@@ -53,9 +53,8 @@ char* putField(char* to, char conversion, const std::tm& time) {
     }
 }
 
-// strftime as far as the patterns above need it. The C library's own would look at the program's locale, and on
-// Windows it refuses the fields beyond their calendar range that a packed time may hold. Gives the place behind the
-// text.
+// strftime as far as the patterns above need it. The C library's own uses the program's locale, and on Windows it
+// refuses fields beyond their calendar range, which a packed time may hold. Returns the position after the text.
 char* putTime(char* to, std::string_view pattern, const std::tm& time) {
     for (std::size_t i = 0; i < pattern.size(); ++i) {
         if (pattern[i] == '%') {
@@ -72,7 +71,7 @@ void appendTime(std::string_view pattern, const std::tm& time, std::string& text
     text.append(buffer.data(), putTime(buffer.data(), pattern, time));
 }
 
-// The fields of a valid packed time as they stand, in their range or not.
+// The fields of a valid packed time, even when out of range.
 std::tm unpack(PackedTime time) {
     const auto byte = [time](int place) { return static_cast<int>(time.bits >> 8 * place & 0xFF); };
     std::tm fields{};
@@ -85,7 +84,7 @@ std::tm unpack(PackedTime time) {
     return fields;
 }
 
-// The plain time of a calendar time in UTC whose fields may run over.
+// The plain time of a calendar time in UTC whose fields may be too large.
 PlainTime utcSeconds(const std::tm& time) {
     using namespace std::chrono;
     // The calendar repeats itself every 400 years; std::chrono ends at the year 32767, the packed year at 16777215.
@@ -98,7 +97,7 @@ PlainTime utcSeconds(const std::tm& time) {
     return (today.time_since_epoch() + hours(time.tm_hour) + minutes(time.tm_min) + seconds(time.tm_sec)).count();
 }
 
-// The local time of a valid plain time, if the system can tell it.
+// The local time of a valid plain time, if the system can convert it.
 std::optional<std::tm> shownLocalTime(PlainTime time) {
     constexpr PlainTime startOf1900 = -2208988800;
     if (time == NoPlainTime || time < startOf1900) return std::nullopt;
@@ -107,8 +106,8 @@ std::optional<std::tm> shownLocalTime(PlainTime time) {
 
 bool isBlank(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-// Takes what scanf takes for "%u": blanks, a sign, digits. The value is cut to 32 bits; one that does not even fit into
-// 64 counts as the largest.
+// Reads what scanf reads for "%u": blanks, a sign, digits. The value is cut to 32 bits; a value that does not even fit
+// into 64 counts as the largest.
 bool takeScanned(std::string_view& text, std::uint32_t& number) {
     while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
     const bool negative = text.starts_with('-');
@@ -155,8 +154,8 @@ void packedTimeToIsoText(PackedTime time, std::string& text) {
 void appendPackedTime(PackedTime time, std::string& text) { appendUtc(time, dayFirstGmt, errorTime, text); }
 
 void appendPackedTimeLocal(PackedTime time, std::string& text) {
-    // -1 is how the conversion says that it failed, so a valid time whose seconds are -1 has no local text: it keeps
-    // its UTC text, which is right in every zone.
+    // The conversion returns -1 for failure, so a valid time of -1 seconds has no local text. It keeps its UTC text,
+    // which is right in every zone.
     const PlainTime plain = packedTimeToPlain(time);
     if (plain == NoPlainTime) return appendPackedTime(time, text);
     if (const auto local = platform::localTime(plain)) return appendTime(dayFirst, *local, text);
@@ -167,8 +166,8 @@ PlainTime packedTimeToPlain(PackedTime time) { return time.isValid() ? utcSecond
 
 PackedTime parsePackedTime(std::string_view text) {
     std::uint32_t year{}, month{}, day{}, hour{}, minute{}, second{};
-    // No check for the blank between date and time: the pattern's blank stands for any number of them, none included,
-    // and the next number skips its own.
+    // The blank between date and time is not checked: in the pattern it matches any number of blanks, also none, and
+    // reading the next number skips blanks.
     const bool read = takeScanned(text, year) && takeDelimiter(text, '.') &&   //
                       takeScanned(text, month) && takeDelimiter(text, '.') &&  //
                       takeScanned(text, day) &&                                //
@@ -176,8 +175,8 @@ PackedTime parsePackedTime(std::string_view text) {
                       takeScanned(text, minute) && takeDelimiter(text, ':') && //
                       takeScanned(text, second);
     if (!read || year < 1900 || year >= 1U << 24 || month < 1 || day < 1) return {};
-    // Cut to bytes, not refused: 24:00:00 or 31 February come out as entered and are carried when they are converted,
-    // while a day of 256 becomes the day 0.
+    // Cut to bytes, not refused: 24:00:00 or 31 February are returned as entered and carry over when they are
+    // converted, while day 256 becomes day 0.
     const auto byte = [](std::uint32_t value, int place) { return std::uint64_t{value & 0xFF} << 8 * place; };
     return {std::uint64_t{year} << 40 | byte(month - 1, 4) | byte(day, 3) | byte(hour, 2) | byte(minute, 1) |
             byte(second, 0)};

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// Times as texts, and back. Two kinds of time are in use: the packed time, a calendar time in UTC field by field, and
+// Times to texts, and back. There are two kinds of time: the packed time, a calendar time in UTC field by field, and
 // the plain time, a count of seconds.
 //
 //   std::string text;
 //   panelkit::packedTimeToText(panelkit::parsePackedTime("2020.01.02 03:04:05"), text); // "2020.01.02 03:04:05 GMT"
 //   panelkit::appendCtime(0, text);                                                     // "Thu Jan  1 00:00:00 1970"
 //
-// "...ToText" replaces what the string holds, "append..." adds to it; each has its own text for a time that is not
-// valid. The texts are the same in every locale of the program, and the same on all systems but for the range of
-// times that the system can show as local time (Windows: 1970 to 3000). Any thread may call everything here.
+// "...ToText" replaces what the string holds, "append..." adds to it; each has its own text for an invalid time. The
+// texts are the same in every locale, and the same on all systems except for the range of times that the system can
+// convert to local time (Windows: 1970 to 3000). Any thread may call everything here.
 #pragma once
 
 #include <platform/export.h>
@@ -23,8 +23,8 @@
 namespace panelkit {
 
 // A calendar time in UTC, from the least significant byte upward: seconds, minutes, hours, day of the month, month
-// minus one, and in the 24 bits above them the year in full. All ones say that no time is set. Only that and the
-// year are ever checked: a month byte of 255 is shown as month 256.
+// minus one, and the full year in the 24 bits above them. All ones mean that no time is set. Only that and the year are
+// ever checked: a month byte of 255 is shown as month 256.
 struct PackedTime {
     std::uint64_t bits = ~std::uint64_t{0};
 
@@ -33,8 +33,8 @@ struct PackedTime {
     bool operator==(const PackedTime&) const = default;
 };
 
-// Seconds since 1970-01-01 00:00:00 UTC. -1 says that no time is set, so the last second of 1969 cannot be told from
-// that; it and all times before 1900-01-01 00:00:00 UTC are not valid.
+// Seconds since 1970-01-01 00:00:00 UTC. -1 means that no time is set, so the last second of 1969 cannot be expressed.
+// -1 and all times before 1900-01-01 00:00:00 UTC are not valid.
 using PlainTime = std::int64_t;
 inline constexpr PlainTime NoPlainTime = -1;
 
@@ -49,16 +49,16 @@ PANELKIT_EXPORT void packedTimeToIsoText(PackedTime time, std::string& text);
 // "02.01.2020 03:04:05 GMT"; "Error time" when not valid. Appends to `text`.
 PANELKIT_EXPORT void appendPackedTime(PackedTime time, std::string& text);
 
-// "02.01.2020 06:04:05" in local time; "Error time" when not valid. Appends to `text`. Where there is no local time
-// the UTC time is shown with its zone: "... GMT" for the one time that has no plain form (the last second of 1969),
-// "... UTC" for one that the system refuses to turn into local time.
+// "02.01.2020 06:04:05" in local time; "Error time" when not valid. Appends to `text`. A time that cannot be converted
+// is shown in UTC with its zone: "... GMT" for the one time that has no plain form (the last second of 1969), "... UTC"
+// for a time that the system refuses to convert.
 PANELKIT_EXPORT void appendPackedTimeLocal(PackedTime time, std::string& text);
 
-// NoPlainTime when not valid. Fields that run over are carried, as in 30 February or 24:00:00.
+// Returns NoPlainTime when not valid. Fields that are too large carry over, as in 30 February or 24:00:00.
 PANELKIT_EXPORT PlainTime packedTimeToPlain(PackedTime time);
 
-// Reads year, month, day, hour, minute and second as scanf reads "%u.%u.%u %u:%u:%u": blanks and a sign may stand
-// before each number, each is cut to 32 bits, and text behind the last one does not matter. An unset time when there
+// Reads year, month, day, hour, minute and second as scanf does with "%u.%u.%u %u:%u:%u": blanks and a sign may precede
+// each number, each number is cut to 32 bits, and text after the last one is ignored. Returns an unset time when there
 // are fewer than six numbers, the year is below 1900 or does not fit into 24 bits, or month or day is 0. Nothing else
 // is checked: the other fields are cut to their bytes.
 PANELKIT_EXPORT PackedTime parsePackedTime(std::string_view text);
@@ -67,17 +67,17 @@ PANELKIT_EXPORT PackedTime parsePackedTime(std::string_view text);
 
 inline constexpr std::size_t PlainTimeTextSize = 32;
 
-// "2020.01.02 06:04:05" in local time, in `buffer`. When the time is not valid, or the system refuses to turn it into
-// local time, the buffer is left alone and the result points at the constant "0000.00.00 00:00:00" instead: always
-// show what is returned.
+// "2020.01.02 06:04:05" in local time, in `buffer`. When the time is not valid, or the system refuses to convert it to
+// local time, the buffer is unchanged and the constant "0000.00.00 00:00:00" is returned instead: always show what is
+// returned.
 //
 //   char buffer[panelkit::PlainTimeTextSize];
 //   cli_printf("%s\n", panelkit::plainTimeToLocalText(time, buffer));
 PANELKIT_EXPORT const char* plainTimeToLocalText(PlainTime time, std::span<char, PlainTimeTextSize> buffer);
 
-// The 24 characters of the C library's ctime in local time, without the line end: "Thu Jan  1 03:00:00 1970".
-// "Bad time" when the time is not valid, the system refuses to turn it into local time, or its year needs more than
-// four digits. Appends to `text`.
+// The 24 characters of the C library's ctime in local time, without the line end: "Thu Jan  1 03:00:00 1970". Appends
+// to `text`. Appends "Bad time" when the time is not valid, the system refuses to convert it to local time, or its year
+// needs more than four digits.
 PANELKIT_EXPORT void appendCtime(PlainTime time, std::string& text);
 
 } // namespace panelkit

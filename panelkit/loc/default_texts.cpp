@@ -2,13 +2,14 @@
 //
 // The table of default texts: 260 writable cells, one for every fixed text of the library that can be translated.
 //
-// Order: the first three, then the alphabetical order of the wording, upper and lower case alike. Positions are the
-// identity of entries, and translations are made for one edition of the table; whoever changes its entries or their
-// order changes its stamp.
+// Order: the first three, then alphabetically by wording without regard to case. Translations refer to entries by
+// position and belong to one version of the table. Changing the entries or their order breaks every translation, so it
+// needs a new stamp.
 //
-// The same wording stands in several entries where a translation must be able to tell them apart: "Disabled" is said
-// of four things and "Subject" of a letter and of a certificate. Brackets, quotes, colons and line feeds that only
-// join texts are no entries. Texts that came after this edition are registered beside it: registered_texts.cpp.
+// The same wording has several entries where a translation must be able to distinguish them: "Disabled" is used for
+// four things, and "Subject" for a letter and for a certificate. Brackets, quotes, colons and line feeds that only join
+// texts are not entries. Further texts are registered in registered_texts.cpp: adding one there keeps the stamp, and so
+// existing translations stay valid.
 #include <panelkit/loc/text_table.h>
 
 #include <algorithm>

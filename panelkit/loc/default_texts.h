@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// The names of the default texts: every fixed text that the library shows and that can be translated has one. A text
-// is read from its cell at the moment it is shown and never copied, so a translation that is loaded at any time shows
-// from then on.
+// The names of the default texts: every fixed text that the library shows and that can be translated has one. A text is
+// read from its cell when it is shown and is never copied, so a translation takes effect as soon as it is loaded.
 //
 //   message = text(Text::serviceIsntRunning);
 //
-// Cells are read by any thread; only loading a translation (panelkit/loc/ui_module.h) writes them, and belongs, as
-// the reading does, to the front end's one thread. Wordings and the rules of the table: default_texts.cpp.
+// Only loading a translation (panelkit/loc/ui_module.h) writes the cells. Loading and reading both belong to the front
+// end's one thread. For the wordings and the rules of the table see default_texts.cpp.
 #pragma once
 
 #include <platform/export.h>
@@ -18,7 +17,7 @@
 
 namespace panelkit {
 
-// In the order of the table: an entry's position is its identity, in translations too.
+// In the order of the table. Translations refer to an entry by its position.
 enum class Text : std::uint16_t {
     // clang-format off
     activated, activeDpdIdleTimeHelp, activeDpdIdleTime, empty, diagnosis, requiredPolicy, sourceOfPolicy,
@@ -66,17 +65,17 @@ enum class Text : std::uint16_t {
 
 inline constexpr std::size_t defaultTextCount = 260;
 
-// The edition of the table, as seconds since 1970. A translation is made for one edition.
+// The version of the table, as seconds since 1970. A translation file belongs to one version.
 inline constexpr std::uint64_t defaultTextStamp = 1713951063;
 
-// The cell of a text: what it holds is NUL-terminated UTF-8, English until a translation replaces it, and stays valid
+// The cell of a text. It holds NUL-terminated UTF-8, in English until a translation replaces it. The cell stays valid
 // until the process ends.
 PANELKIT_EXPORT const char* const& text(Text name);
 
-// A row of the table, for what makes translation templates and documents from it.
+// A row of the table, for tools that make translation templates and documents from it.
 struct DefaultText {
     Text text;
-    const char* name;    // the enumerator; what the entry is called in translations
+    const char* name;    // the enumerator; identifies the entry in translations
     const char* wording; // the English default
 };
 PANELKIT_EXPORT std::span<const DefaultText, defaultTextCount> defaultTexts();

@@ -11,7 +11,7 @@ namespace panelkit {
 
 namespace {
 
-// Why a text is no entry of the table: the edition that the stamp names was closed when its parameter or choice came.
+// Why a text is not an entry of the table: adding one would change the stamp and so invalidate existing translations.
 constexpr const char* newChoice = "a choice that its variant table gained later";
 constexpr const char* newParameter = "the text of a parameter that its group gained later";
 constexpr const char* newConstraint = "the message of a check that its group gained later";
@@ -20,7 +20,7 @@ constexpr const char* valueError = "the error for a value that is not legal";
 
 // clang-format off
 constexpr std::array texts = {
-    // choices: registered beside their variant tables when the library loads
+    // choices: registered by their variant tables when the library is loaded
     RegisteredText{"Force",                                                              newChoice},     // IKETCP_MODE
     RegisteredText{"Start from NAT-T port",                                              newChoice},     // NATT_POLICY
     RegisteredText{"Start from NAT-T port & force UDP encapsulation",                    newChoice},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The table of default texts as the library's own parts see it: the writable cells, and the descriptor that lets the
-// localization core write into them. Everybody else reads texts by panelkit::text().
+// The table of default texts as the library itself sees it: the writable cells, and the descriptor through which the
+// localization core writes into them. All other code reads texts with panelkit::text().
 #pragma once
 
 #include <panelkit/loc/default_texts.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Choices: numbers from a variant table. People name them by their text in the current language, or by =NUMBER. Files
+// Choices: numbers from a variant table. People enter their text in the current language, or =NUMBER. Files
 // use the number and the symbolic name, so that they do not depend on a language.
 #include <panelkit/format/nearest.h>
 #include <panelkit/lparams/kind_row.h>
@@ -22,7 +22,7 @@ const Variant* rowNamed(const Variant* table, string_view name) {
     return nullptr;
 }
 
-// "1 IKE2_FRAGM_AUTO"; the number alone where the table has no such row, or the row no name.
+// "1 IKE2_FRAGM_AUTO"; the number alone when the table has no such row or the row has no name.
 std::string storedText(const Variant* table, int value) {
     const Variant* row = findVariant(table, value);
     return std::to_string(value) + (row && row->name ? ' ' + std::string(row->name) : std::string());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The list of a user's gateways: `gw1 "CN=a, O=b" 10.0.0.0/8; gw2 "" ""`. Values are read and printed without building
-// groups of them.
+// groups.
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/kind_row.h>
 #include <panelkit/lparams/param_vector.h>
@@ -17,7 +17,7 @@ namespace {
 using LPARAMS::Client::LSP_GATE;
 using LPARAMS::Client::ParamVector;
 
-// Address, subject of its certificate, selector of what is reached through it: as LSP_GATE has them.
+// The fields of LSP_GATE: address, subject of its certificate, selector of the addresses that are reached through it.
 struct Gateway {
     std::array<std::string, 3> texts;
 

@@ -61,7 +61,7 @@ struct Number : Common<P, V> {
     }
     static std::string nearest(const P& param, string_view text, TextForm) {
         if (text.empty() || text.find_first_not_of("0123456789") != string_view::npos) return {};
-        const auto number = readDecimal<std::uint32_t>(text); // digits alone can't be read only where they are too many
+        const auto number = readDecimal<std::uint32_t>(text); // text of digits fails only when the number is too large
         return std::to_string(number && *number < param.minValue ? param.minValue : param.maxValue);
     }
     static std::optional<NumberBounds> bounds(const P& param) { return NumberBounds{param.minValue, param.maxValue}; }

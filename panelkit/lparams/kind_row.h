@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How the row of a kind (param_kind.h) is made: each kind writes a few functions that work on its C++ value, and row()
-// makes the row's functions of them, which work on bytes. Internal to the parameters.
+// How the row of a kind (param_kind.h) is made. Each kind has a few functions that work on its C++ value; row() makes
+// the row's functions from them, which work on bytes. Internal to the parameters.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
@@ -15,7 +15,7 @@
 
 namespace panelkit {
 
-// The error for a text that is not legal, and a text to be shown: masked where the parameter is a secret.
+// The error for a text that is not legal, and a text to show, masked when the parameter is a secret.
 ParamError errorFor(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param,
                     std::string_view illegalText, TextForm form);
 std::string maskSecret(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param, std::string text);
@@ -40,7 +40,7 @@ std::optional<Integer> readDecimal(string_view text) {
     return number;
 }
 
-// An integer of the type. A number that the type can't hold is of the right JSON type, but not legal.
+// An integer of the type. A number that the type can't hold has the right JSON type, but is not legal.
 template <class Integer>
 Integer readInteger(const json::Value& value) {
     if (const auto number = value.number<Integer>()) return *number;
@@ -70,7 +70,7 @@ Value decoded(string_view bytes) {
     }
 }
 
-// What most kinds have in common. A kind derives from it and replaces what is different. It adds code, name, valueForm
+// The default functions of a kind. A kind derives from it, replaces what is different, and adds code, name, valueForm
 // and
 //
 //   std::string print(const P&, const V&, TextForm)
@@ -103,7 +103,7 @@ struct Common {
     static constexpr bool (*isLeftToService)(string_view) = nullptr;
 };
 
-// The row's functions, which know a kind's class and its C++ value.
+// The row's functions for a kind's class and its C++ value.
 template <class K>
 struct Functions {
     using P = typename K::Class;
@@ -176,7 +176,7 @@ std::string readText(const json::Value& value, JsonRules rules); // in stream fo
 // Null for a parameter of a front end's own kind.
 const ParamKind* find(const Param& param);
 
-// The rows, each made where its kind is.
+// The rows; each is defined in the file of its kind.
 extern const ParamKind flagKind, portKind, numberKind, choiceKind, textKind, addressKind, processorsKind, qcdSecretKind,
     timeKind, gatewaysKind;
 

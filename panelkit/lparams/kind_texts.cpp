@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Texts: any, addresses, sets of processors, and the secret of quick crash detection.
+// Text kinds: any text, addresses, sets of processors, and the secret of quick crash detection.
 #include <panelkit/format/hex_text.h>
 #include <panelkit/format/ipv4.h>
 #include <panelkit/format/ipv6.h>
@@ -87,8 +87,8 @@ bool isIPv4(string_view text) {
     return parseIPv4Partial(text, address, end) && end == text.size();
 }
 
-// This is what looks up names, and it differs from parseIPv6: a zone may follow and the last two groups may be an IPv4
-// address, while brackets, a single colon in front, and a "::" without a group to stand for are wrong.
+// Decides what is looked up as a name, and differs from parseIPv6: a zone may follow and the last two groups may be an
+// IPv4 address; brackets, a single leading colon, and a "::" in place of no group are errors.
 bool isIPv6(string_view text) {
     const std::size_t zone = text.find('%');
     if (zone != string_view::npos && zone + 1 == text.size()) return false;
@@ -100,7 +100,7 @@ bool isIPv6(string_view text) {
         address.resize(afterColon);
         address += "0:0";
     }
-    // With a group put where "::" is there must still be room for all.
+    // With at least one group in place of "::" there must not be too many groups.
     const std::size_t gap = address.find("::");
     if (gap != std::string::npos) address.insert(gap + 2, gap + 2 == address.size() ? "0" : "0:");
     IPv6Address ignored;
@@ -128,7 +128,7 @@ struct Address : AnyText<AddrParam> {
     static constexpr const char* name = "address";
     static constexpr bool hasFormat = true;
 
-    // What consists of digits and dots alone must be an IPv4 address.
+    // Text of only digits and dots must be an IPv4 address.
     static bool isLegal(const AddrParam&, string_view text) {
         if (text.find(':') != string_view::npos) return isIPv6(text);
         return text.empty() || (consistsOf(text, "0123456789.") ? isIPv4(text) : isHostName(text));
@@ -162,7 +162,7 @@ struct QcdSecret : AnyText<QcdSParam> {
     static constexpr bool hasFormat = true;
     static constexpr const char* pattern = "^(no|auto|([0-9absdefABCDEF]{2}){8,20})?$";
 
-    // The value itself, and a ":", may come before the history.
+    // The value and a ":" may be put before the history.
     static std::size_t roomFor(const QcdSParam& param) { return 5 + param.value.size() + param.history.size(); }
 
     static bool isLegal(const QcdSParam&, string_view text) {

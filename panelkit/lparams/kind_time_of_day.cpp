@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Times of day: seconds after midnight. A number of them that is not a time of day, which a service may hold, is
-// printed and read as "90000s".
+// Times of day: seconds after midnight. The service may hold a number that is not a time of day; it is printed and read
+// as "90000s".
 #include <panelkit/format/digits.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/formatted_params.h>
@@ -28,7 +28,7 @@ std::string printTime(std::int64_t seconds) {
     return {text.data(), text.size()};
 }
 
-// Takes two digits, or one where that is fine, and what separates them from the next field.
+// Reads two digits (or one where allowed) and the separator of the next field.
 bool takeField(string_view& text, std::uint32_t most, bool mayBeShort, std::uint32_t& field) {
     const std::size_t size = std::min(text.find(':'), text.size());
     const bool isRightSize = size == 2 || (mayBeShort && size == 1);

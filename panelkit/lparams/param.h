@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Typed parameters: the fields of a configuration section (ParamGroup, param_group.h). A parameter has a key, a label
-// and a help text, a value and a default, and by its kind bounds or a table of variants. The kinds:
+// Typed parameters: the fields of a configuration section (ParamGroup, param_group.h). A parameter has a key, a label,
+// a help text, a value, a default and, depending on its kind, bounds or a table of variants. The kinds:
 //
 //   kind         type()  value            on the wire
 //   BoolParam      0     bool             1 byte
@@ -14,11 +14,11 @@
 //   TimeParam      9     64-bit signed    8 bytes                (formatted_params.h)
 //   QcdSParam     10     text             4-byte length, history (formatted_params.h)
 //
-// Only the value travels. Front ends switch on type() to choose an editor, or on the form of its row (param_kind.h);
-// 5 and 7 are not used. Texts for people are printed and read by param_text.h.
+// Only the value is sent. Front ends choose an editor by type() or by the form of its row (param_kind.h); the types 5
+// and 7 are not used. Values are printed for people, and read, by param_text.h.
 //
-// A front end edits `value` freely: bounds and formats are checked by who takes the input, never when a value is
-// loaded or saved.
+// A front end may set `value` to anything: loading and saving do not check bounds and formats. The code that reads the
+// user's input must check them.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
@@ -36,15 +36,15 @@ using panelkit::Text;
 
 class ParamGroup;
 
-// The cells of a parameter's label and help: entries of the table of default texts, or cells from registerText. One
-// cell alone is both.
+// The cells of a parameter's label and help: entries of the table of default texts, or cells from registerText. A
+// single cell is used for both.
 struct ParamTexts {
     // NOLINTBEGIN(google-explicit-constructor): the rows of sections name the text, or both in braces
     ParamTexts(Text both) : ParamTexts(both, both) {}
     ParamTexts(Text labelText, Text helpText) : label(panelkit::text(labelText)), help(panelkit::text(helpText)) {}
     ParamTexts(const char* const& both) : label(both), help(both) {}
     ParamTexts(const char* const& labelCell, const char* const& helpCell) : label(labelCell), help(helpCell) {}
-    ParamTexts(const char* const&&) = delete; // a text without a cell
+    ParamTexts(const char* const&&) = delete; // a text that has no cell
     // NOLINTEND(google-explicit-constructor)
 
     const char* const& label;
@@ -59,10 +59,10 @@ public:
 
     virtual int type() const = 0;
 
-    // Appends the value in stream form; true.
+    // Appends the value in stream form; returns true.
     virtual bool save(CommandStreamOut& out) const = 0;
 
-    // Reads the value; true. Throws "CommandStreamError" when the stream ends early, the value being what it was.
+    // Reads the value; returns true. Throws "CommandStreamError", with the value unchanged, when the stream ends early.
     virtual bool load(CommandStreamIn& in) = 0;
 
     const char* const& label; // in the current language
@@ -85,7 +85,7 @@ public:
     bool load(CommandStreamIn& in) override;
 
     T value;
-    T defValue; // what `value` was when the group was built; for "reset"
+    T defValue; // `value` as it was when the group was built; for "reset"
 };
 
 extern template class SimpleParam<bool, 0>;
@@ -100,8 +100,8 @@ public:
     using SimpleParam::SimpleParam;
     ~BoolParam() override;
 
-    // A help text may hold the marker once: the text before it describes true, the text after it false. Who prints
-    // the whole help puts the replacement in its place.
+    // A help text may contain the marker once: the text before it describes true, the text after it false. A front end
+    // that prints the whole help replaces the marker.
     static const char* HelpMarker();
     static const char* HelpMarkerReplaceBy();
 };
@@ -150,8 +150,8 @@ public:
     using SimpleParam::SimpleParam;
     ~StStParam() override;
 
-    // Makes a parameter with the texts and the key of `p` and an empty value, and appends it to the group, where it
-    // streams as a string in place of p's own kind. The caller owns it and must keep it as long as the group is used.
+    // Makes a parameter with the texts and the key of `p` and an empty value, and appends it to the group. On the wire
+    // it is a string, whatever the kind of `p`. The caller owns it and must keep it as long as the group is used.
     static StStParam* fromParam(ParamGroup* group, const Param& p);
 };
 

@@ -13,7 +13,7 @@ namespace LPARAMS::Client {
 
 namespace {
 
-// Name and body. Room is made once: growing would leave copies of secrets in freed memory.
+// Name and body. Memory is reserved once: growing would leave copies of secrets in freed memory.
 std::string writeRequest(const ParamGroup& group) {
     const std::string_view name = group.name;
     std::size_t room = 4 + name.size();
@@ -47,7 +47,8 @@ bool ParamGroup::load() {
 
 void ParamGroup::load(CommandStreamIn& in) {
     for (Param* param : params) param->load(in);
-    // Appended, the old content kept: services and front ends know that a group loaded twice writes on every save.
+    // Appended, so the old content is kept: a group that was loaded twice writes on every save, and front ends rely on
+    // it.
     std::string loaded = writeRequest(*this);
     const platform::WipeOnExit wipeLoaded(loaded);
     snapshot += loaded;

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// ParamGroup: a section of the service's configuration, with its parameters in the order of the wire and of the front
-// ends. Building one fills every parameter with its default; load() takes the values from the service, save() hands
-// them back when they changed, writeToDisk() makes what was saved permanent.
+// ParamGroup: a section of the service's configuration. Its parameters are in the order of the wire, which is also the
+// order for display. The constructor sets every parameter to its default, load() reads the values from the service,
+// save() writes them back when they changed, and writeToDisk() makes saved values permanent.
 //
 //   LPARAMS::Client::IKE ike;
 //   if (!ike.load()) return false;            // bridge::lastFailure() says why
 //   ike.EXCHANGE_TIMEOUT.value = 90;
 //   return ike.save() && LPARAMS::Client::writeToDisk();
 //
-// One thread uses a group at a time. What talks to the service belongs, with the session pool, to the front end's one
-// thread.
+// Only one thread at a time may use a group. Functions that talk to the service are for the front end's one thread, as
+// the session pool is.
 #pragma once
 
 #include <panelkit/lparams/param.h>
@@ -29,22 +29,22 @@ public:
     ParamGroup(const ParamGroup&) = delete;
     ParamGroup& operator=(const ParamGroup&) = delete;
 
-    // Reads all values from the service and takes the snapshot. False, with the values as they were, when the service
-    // could not be reached or refused. Throws "CommandStreamError" when the reply ends early: parameters before the
-    // fault then have their new values.
+    // Reads all values from the service and takes the snapshot. Returns false, with the values unchanged, when the
+    // service could not be reached or refused. Throws "CommandStreamError" when the reply ends early: parameters before
+    // the fault then have their new values.
     bool load();
 
-    // Writes all values to the service, unless they are what the snapshot holds: then it sends nothing. True when the
-    // service has them. A group that was never loaded always writes, and so does one that was loaded twice.
+    // Writes all values to the service, unless they equal the snapshot: then it sends nothing. Returns true when the
+    // service has the values. A group that was never loaded, or was loaded twice, always writes.
     bool save() const;
 
-    // Reads the values from a body and appends name and body, encoded anew, to the snapshot.
+    // Reads the values from a body, encodes them again and appends name and body to the snapshot.
     void load(CommandStreamIn& in);
 
     // Appends the body: every value in order.
     void save(CommandStreamOut& out) const;
 
-    std::string snapshot;                 // the write request that would say what was loaded
+    std::string snapshot;                 // the write request for the values as they were loaded
     std::vector<Param*> params;           // not owned; stream and display order
     const char* name;                     // of the section: "IKE"
     std::vector<Param*> others;           // not owned; every group leaves it empty
@@ -54,7 +54,7 @@ protected:
     explicit ParamGroup(const char* section);
 };
 
-// A check across the parameters of a group. Front ends evaluate the constraints of a group before they save it.
+// A check across the parameters of a group. Front ends check the constraints of a group before they save it.
 class PANELKIT_EXPORT Constraint {
 public:
     Constraint(const Constraint&) = delete;
@@ -67,7 +67,7 @@ public:
 
 protected:
     explicit Constraint(ParamGroup& owner); // appends itself to the group's constraints
-    ~Constraint() = default;                // never destroyed through this class: it is a member of its group
+    ~Constraint() = default;                // never destroyed through this class, since it is a member of its group
 
     ParamGroup* group;
 };
@@ -83,7 +83,7 @@ protected:
     const G& owner() const { return static_cast<const G&>(*group); }
 };
 
-// Asks the service to make permanent what was saved. Front ends call it once, after they saved all groups.
+// Makes the service store all saved values permanently. Call it once, after all groups were saved.
 PANELKIT_EXPORT bool writeToDisk();
 
 // Whether anything was written to the service while it lives:
@@ -92,8 +92,8 @@ PANELKIT_EXPORT bool writeToDisk();
 //   saveAllGroups();
 //   if (changes.changed) writeToDisk();
 //
-// There is one current tracker in the process. A new one takes the place of any other, and when it ends there is none:
-// the one before does not come back. Not for two threads.
+// There is one current tracker in the process. A new one replaces it. When the current one is destroyed there is none:
+// an earlier tracker does not become current again. Only for one thread.
 class PANELKIT_EXPORT TraceChanges_t {
 public:
     TraceChanges_t();
@@ -104,7 +104,7 @@ public:
     bool changed = false;
 };
 
-// Marks the current tracker changed, if there is one: for changes that a front end made by other means.
+// Marks the current tracker changed, if there is one: for changes that a front end made in another way.
 PANELKIT_EXPORT void traceChange();
 
 } // namespace LPARAMS::Client

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The kinds of parameters. One row holds all that is different about a kind, and kindOf() finds it. Front ends choose
-// an editor by a row's form; values as text and as JSON are printed and read through param_text.h and section_body.h.
+// The kinds of parameters. One row holds everything that differs between kinds, and kindOf() finds it. Front ends
+// choose an editor by a row's form; values are printed and read as text and as JSON by param_text.h and section_body.h.
 //
 //   kind         name          form      value (in stream form)    JSON
 //   BoolParam    flag          flag      1 byte                    true, false
@@ -18,8 +18,8 @@
 //
 // To add a kind: its functions in panelkit/lparams/kind_*.cpp, and its row in param_kind.cpp.
 //
-// A value is what a front end edits, in stream form. What a section's body holds is the stored value. The two differ
-// for two kinds only: a stored flag may be any byte, and every byte but 1 means off; of a QCD secret the whole history
+// A value is what a front end edits, in stream form. A stored value is what the body of a section holds. They differ
+// for two kinds only: a stored flag may be any byte, and every byte but 1 means off; for a QCD secret the whole history
 // is stored.
 #pragma once
 
@@ -39,7 +39,7 @@ namespace panelkit {
 // How a value is edited, and what its JSON is.
 enum class ValueForm : unsigned char { flag, number, choice, text, time, gateways };
 
-// Both are legal values themselves.
+// Both bounds are legal values.
 struct NumberBounds {
     std::uint32_t min;
     std::uint32_t max;
@@ -52,7 +52,8 @@ enum class JsonRules : unsigned char {
              // numbers up to 255, texts that are not UTF-8 are {"hex": "C3A9"}, and gateways must have all their fields
 };
 
-// JSON that is not a value of the parameter. what() says what is expected: "expected a whole number from 0 to 65535".
+// Thrown when JSON is not a value of the parameter. what() says what is expected: "expected a whole number from 0 to
+// 65535".
 class PANELKIT_EXPORT JsonMisfit : public std::runtime_error {
 public:
     explicit JsonMisfit(const std::string& expected) : std::runtime_error(expected) {}
@@ -63,15 +64,15 @@ public:
     std::optional<std::string> illegalText;
 };
 
-// The functions take parameters of the row's own kind, and whole values. What they return may be a secret.
+// The functions take parameters of the row's own kind, and complete values. The results may be secrets.
 struct ParamKind {
     using Param = LPARAMS::Client::Param;
 
     int code; // Param::type(); two kinds have 6
     const char* name;
     ValueForm form;
-    bool hasFormat;      // a text that is not just any text
-    const char* pattern; // its format as a regular expression, where that can say it; else null
+    bool hasFormat;      // the text must have a certain format
+    const char* pattern; // its format as a regular expression; null if there is none
 
     // ---- a parameter of a group
 
@@ -80,7 +81,7 @@ struct ParamKind {
     void (*assign)(Param& param, std::string_view value);
     std::size_t (*roomFor)(const Param& param); // save() appends at most this many bytes
 
-    // ---- values; `param` lends its bounds or choices
+    // ---- values; `param` supplies bounds or choices
 
     std::optional<NumberBounds> (*bounds)(const Param& param);
     const LPARAMS::Variant* (*choices)(const Param& param); // null except for choices
@@ -92,7 +93,7 @@ struct ParamKind {
 
     // Appends a value or a stored value, on one line: at most maxJsonSize() characters.
     void (*printJson)(const Param& param, std::string_view stored, std::string& to);
-    // Throws JsonMisfit. By the rules `stored` this is a stored value.
+    // Throws JsonMisfit. With the rules `stored` the result is a stored value.
     std::string (*readJson)(const Param& param, const platform::json::Value& json, JsonRules rules);
 
     // ---- stored values
@@ -103,11 +104,11 @@ struct ParamKind {
 
     // ---- words in place of a secret; null except for a QCD secret
 
-    bool (*isWord)(std::string_view text);            // "no" and "auto", which give nothing away
+    bool (*isWord)(std::string_view text);            // "no" and "auto", which need not be hidden
     bool (*isLeftToService)(std::string_view stored); // asks the service to make a secret
 };
 
-// Throws std::invalid_argument for a parameter that is not of one of the kinds above.
+// Returns the row. Throws std::invalid_argument for a parameter of another kind than those above.
 PANELKIT_EXPORT const ParamKind& kindOf(const LPARAMS::Client::Param& param);
 
 // A byte of a text may become six characters, and a gateway of twelve bytes has three names.

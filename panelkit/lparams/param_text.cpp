@@ -52,7 +52,7 @@ std::string printDefault(const Param& param, TextForm form) {
 void resetParam(Param& param) { kindOf(param).assign(param, kindOf(param).defaultOf(param)); }
 
 std::optional<ParamError> parseParam(const ParamGroup& group, Param& param, string_view text, TextForm form) {
-    // What it holds may have come from the service, where bounds and formats are not checked.
+    // The value may come from the service and break bounds and formats.
     std::string present = printParam(param, form);
     const platform::WipeOnExit wipedPresent(present);
     if (text == present) return std::nullopt;

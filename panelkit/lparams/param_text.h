@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Parameters as text: printing values, reading them from what people type or files hold, and saying exactly what is
-// wrong when it can't be read. All kinds, one pair of functions; panelctl and a graphical front end share them.
+// Parameters as text: prints values, reads them from what people type or files hold, and says exactly what is wrong
+// when a text can't be read. One pair of functions for all kinds; panelctl and a graphical front end share them.
 //
 //   IKE ike;
 //   if (auto error = parseParam(ike, ike.EXCHANGE_TIMEOUT, "301")) std::cerr << describe(*error) << '\n';
@@ -20,7 +20,7 @@
 //                backslashes
 //   StStParam    the text itself
 //
-// Whatever a parameter holds, the text that is printed for it is read back by the same parameter as the same value.
+// For every value, reading the printed text back returns the same value.
 #pragma once
 
 #include <panelkit/lparams/param_group.h>
@@ -37,23 +37,23 @@ enum class TextForm : unsigned char {
     stored,  // files and JSON: "1 IKE2_FRAGM_AUTO" is printed; "1" and "IKE2_FRAGM_AUTO" are read too
 };
 
-// Why a text could not be taken. Front ends make their message of it, or take describe()'s.
+// Why a text could not be taken. Front ends make their own message from it, or use describe().
 struct ParamError {
     std::string section; // empty: there is no such section
     std::string key;     // empty: the section has no such key
-    std::string text;    // what was given; "***" where it is a secret
-    std::string legal;   // what would be: the bounds, the choices, the format
-    std::string nearest; // the legal text nearest to what was given; empty when nothing is near
+    std::string text;    // the text that was given; "***" for a secret
+    std::string legal;   // what is legal: the bounds, the choices, the format
+    std::string nearest; // the legal text nearest to `text`; empty when none is near
 
-    // What a constraint of the section says of the text, which tells more than a list of what is legal. Set by
-    // SectionBody alone.
+    // The message of the section's constraint that the text breaks; says more than a list of what is legal. Set only by
+    // SectionBody.
     std::string constraint{};
 
     bool operator==(const ParamError&) const = default;
 };
 PANELKIT_EXPORT std::string describe(const ParamError& error);
 
-// The value as text. A secret is printed like any other value: see showParam.
+// Returns the value as text. A secret is printed like any other value; to mask it, use showParam.
 PANELKIT_EXPORT std::string printParam(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
 // Whether a parameter holds a secret: front ends take it without showing it, and mask it wherever they print it.
@@ -66,19 +66,19 @@ inline constexpr const char* secretMask = "***";
 // "auto" is not one yet.
 PANELKIT_EXPORT std::string showParam(const LPARAMS::Client::ParamGroup& group, const LPARAMS::Client::Param& param);
 
-// The default as text.
+// Returns the default as text.
 PANELKIT_EXPORT std::string printDefault(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
 // Sets the value to the default.
 PANELKIT_EXPORT void resetParam(LPARAMS::Client::Param& param);
 
-// Sets the value from a text. When that can't be done the value stays, and the error says why. The text of the present
-// value is always taken, also where that came from the service and is out of bounds.
+// Sets the value from a text. If the text is not legal, the value is unchanged and the error says why. The text of the
+// present value is always accepted, even when the value came from the service and is out of bounds.
 PANELKIT_EXPORT std::optional<ParamError> parseParam(const LPARAMS::Client::ParamGroup& group,
                                                      LPARAMS::Client::Param& param, std::string_view text,
                                                      TextForm form = TextForm::display);
 
-// What is legal for a parameter, for people: "5..300"; choices in the current language.
+// Returns what is legal for a parameter, for display: "5..300"; choices in the current language.
 PANELKIT_EXPORT std::string legalValues(const LPARAMS::Client::Param& param, TextForm form = TextForm::display);
 
 } // namespace panelkit

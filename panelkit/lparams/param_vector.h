@@ -10,7 +10,7 @@
 
 namespace LPARAMS::Client {
 
-// On the wire: the count, then the values of every element. `G` is a group that can be built without arguments.
+// On the wire: the count, then the values of every element. `G` must be a group with a default constructor.
 template <class G>
 class PANELKIT_EXPORT ParamVector : public Param {
 public:
@@ -20,7 +20,8 @@ public:
     int type() const override; // 8
     bool save(CommandStreamOut& out) const override;
 
-    // Destroys all elements, then reads. When the stream ends early, those that were begun remain.
+    // Destroys all elements, then reads. When the stream ends early, the elements read so far remain, the last one
+    // possibly incomplete.
     bool load(CommandStreamIn& in) override;
 
     std::vector<std::unique_ptr<G>> items;

@@ -14,8 +14,8 @@ using Bits = std::vector<std::uint32_t>;
 
 constexpr std::size_t mostWords = (highestProcessor + 1) / 32;
 
-// Splits off what stands before the first of `separators`; nullopt behind the last piece. A text of n separators has
-// n + 1 pieces, empty ones included.
+// Splits off the text before the first of `separators`; nullopt after the last piece. A text with n separators has n +
+// 1 pieces, including empty ones.
 class Pieces {
 public:
     Pieces(string_view text, string_view separators) : rest_(text), separators_(separators) {}

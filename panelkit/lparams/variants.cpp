@@ -38,7 +38,7 @@ const char* const& extIpAlways              = registerText("Accept Redirects to 
 
 } // namespace
 
-// The only status that has a text: any other prints as the caller's default.
+// Only one status has a text; any other is printed as the caller's default.
 const Variant IKE1_STATUS_VARIANTS[] = {
     {3, cell(Text::ikeStatusEnabled), "IKE_STATUS_ENABLED"},
     end};
@@ -169,7 +169,7 @@ const Variant NATT_POLICY_VARIANTS[] = {
 const Variant REDIRECT_POLICY_VARIANTS[] = {
     {0, cell(Text::redirectsDisabled), "REDIRECT_DISABLED"},
     {1, &redirectAuthenticated,        "REDIRECT_AUTH"},
-    {2, &redirectAlways,               nullptr}, // the configuration has no name for it: it is known by its number
+    {2, &redirectAlways,               nullptr}, // the configuration has no name for it, only the number
     end};
 
 const Variant LSP_SOURCE_VARIANTS[] = {

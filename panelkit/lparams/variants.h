@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Variant tables: the values that an enumerated parameter can take, in the order in which a front end lists the
-// choices. A table is an array that ends with a row whose text is null; its operations are called on its first row.
+// Variant tables: the values that an enumerated parameter can have, in the order in which a front end lists the
+// choices. A table is an array that ends with a row whose text is null; its functions are called on its first row.
 //
 //   LOG_LEVEL_VARIANTS->getName(2, "?")              "Details", or its translation
 //   LOG_LEVEL_VARIANTS->getValue("details", -1)      2
 //
-// Tables stay as they are for the life of the process; a translation changes what their texts' cells hold.
+// Tables never change; a translation changes the texts to which they point.
 #pragma once
 
 #include <platform/export.h>
@@ -19,14 +19,14 @@ namespace LPARAMS {
 struct PANELKIT_EXPORT Variant {
     std::int32_t value;
     const char* const* text; // the cell of the display text; null ends the table
-    const char* name;        // what the service's configuration calls the value; may be null
+    const char* name;        // the value's name in the service's configuration; may be null
 
-    // The display text of the first row that has the value; `dflt`, which may be null, when none has.
+    // Returns the display text of the first row with the value; `dflt`, which may be null, when there is none.
     const char* getName(int wanted, const char* dflt) const;
 
-    // The value of the first row with that display text, in the current language and whatever the case of ASCII
-    // letters; `dflt` when there is none. Symbolic names are not looked at. Choose a default that is no value of the
-    // table to tell bad input.
+    // Returns the value of the first row with that display text in the current language, without regard to ASCII case;
+    // `dflt` when there is none. Symbolic names are not compared. To detect bad input, choose a default that is not a
+    // value of the table.
     int getValue(const char* wanted, int dflt) const;
 };
 
@@ -58,10 +58,10 @@ extern PANELKIT_EXPORT const Variant REDIRECT_EXTIP_VARIANTS[];
 
 namespace panelkit {
 
-// The first row of a table that has the value; null when none has. Files carry value and name of it.
+// Returns the first row of a table with the value; null when there is none. Files store its value and name.
 PANELKIT_EXPORT const LPARAMS::Variant* findVariant(const LPARAMS::Variant* table, int value);
 
-// A variant table under its name, for what lists them all.
+// A variant table and its name, for code that lists all tables.
 struct VariantTable {
     const char* name; // "LOG_LEVEL_VARIANTS"
     const LPARAMS::Variant* rows;

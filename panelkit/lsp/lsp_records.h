@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// The local security policy as it travels: which policy is asked for or in force (LSPrequest_t), the state of the one
-// in force (LSPinfo_t), and where the policy is taken from (LSPcmd::LSPsettings_t). Plain values. A default request and
-// a default information hold zeros, false and empty texts; default settings do not, see there. Texts are UTF-8.
+// The local security policy in its wire form: which policy is asked for or in force (LSPrequest_t), the state of the
+// one in force (LSPinfo_t), and where the policy is taken from (LSPcmd::LSPsettings_t). Plain values. A default
+// LSPrequest_t or LSPinfo_t holds zeros, false and empty texts; the defaults of LSPsettings_t differ, see there. Texts
+// are UTF-8.
 //
-// Only settings are ever sent; requests and informations are only received. What this service puts into the fields that
-// the library merely carries stands in docs/service-api.md.
+// Only settings are sent; the other two are only received. Some fields are only carried by the library:
+// docs/service-api.md describes what the service puts into them.
 #pragma once
 
 #include <panelkit/bridge/record.h>
@@ -17,7 +18,7 @@
 // How a policy server is authenticated. Every other value counts as a certificate.
 inline constexpr std::uint32_t LSPauthPresharedKey = 1;
 
-// A policy server, and the credentials used towards it.
+// A policy server, and the credentials for it.
 struct LSPserver_t {
     std::string Server;       // address, as the user typed it
     std::int32_t LogLevel{};  // of the policy exchange; LPARAMS::LOG_LEVEL_VARIANTS
@@ -25,7 +26,7 @@ struct LSPserver_t {
     std::uint32_t reserved{}; // carried unchanged
     std::int32_t PmpIdType{}; // LPARAMS::PMP_ID_TYPE_VARIANTS
     std::string PmpIdValue;
-    std::string Subject;          // of the certificate used towards the server; may be empty
+    std::string Subject;          // of the certificate for the server; may be empty
     std::string presharedKeyName; // of the key used when authKind says so
     std::int32_t PmpTimeout{};    // of the policy exchange, in seconds
 
@@ -37,8 +38,8 @@ struct LSPserver_t {
 };
 static_assert(RecordListsEveryMember<LSPserver_t>);
 
-// Types of policies. The numbers are the wire's and never change; what lies beyond them is shown as a system policy of
-// this host.
+// Types of policies. The numbers are part of the wire format and never change. Any other value is shown as a system
+// policy of this host.
 enum LSPtype : std::uint32_t {
     LSPdriver = 0, // the default driver policy
     LSPsystemLocal = 1,
@@ -63,7 +64,7 @@ enum LSPdriverMode : std::uint32_t {
 
 // A policy that is required, or in force.
 struct LSPrequest_t {
-    // What LSPController::cmdGetPolicyInfo says of the state in a word.
+    // The one-word state from LSPController::cmdGetPolicyInfo.
     enum InfoType : std::uint32_t {
         noAnswer = 0,  // the service isn't running
         loading = 1,   // a new policy is being loaded
@@ -81,11 +82,11 @@ struct LSPrequest_t {
         return io(self.type, self.user, self.file, self.server, self.driverMode);
     }
 
-    // Whether both ask for the same policy: only what matters to their type is compared, so two policies of one server
-    // type are the same whatever the servers' addresses say.
+    // Whether both ask for the same policy. Only the fields that matter to their type are compared, so two policies of
+    // one server type are the same even if the servers' addresses differ.
     //
-    // Not symmetric: a certificate's subject counts only when the second request names one. Write the policy in force
-    // on the left and the required one, which need not care about the certificate, on the right.
+    // Not symmetric: a certificate's subject is compared only when the second request names one. Write the policy in
+    // force on the left and the required one, which need not name a certificate, on the right.
     friend bool operator==(const LSPrequest_t& first, const LSPrequest_t& second) {
         if (first.type != second.type) return false;
         if (isUserPolicy(first.type) && first.user != second.user) return false;
@@ -102,8 +103,8 @@ private:
 };
 static_assert(RecordListsEveryMember<LSPrequest_t>);
 
-// What became of the personal certificate, as LSPinfo_t::certificateState. 1, 10 and what lies beyond have nothing to
-// report.
+// The state of the personal certificate, for LSPinfo_t::certificateState. For 1, 10 and values above 11 there is
+// nothing to report.
 enum LSPcertificateState : std::uint32_t {
     LSPcertificateMissing = 0, // so are 5, 6, 8 and 11
     LSPcertificateNotYetValid = 2,
@@ -113,7 +114,7 @@ enum LSPcertificateState : std::uint32_t {
     LSPcertificateLacksKeyUsage = 9,
 };
 
-// The policy in force, and how it fares. A flag is true only when its byte is 1.
+// The policy in force and its state. A flag is true only when its byte is 1.
 struct LSPinfo_t {
     LSPrequest_t request;             // the policy in force
     std::int64_t activated{};         // time: seconds since 1970-01-01 00:00 UTC
@@ -130,7 +131,7 @@ struct LSPinfo_t {
     std::string textF;                // carried
     std::string textG;                // carried
     std::uint32_t certificateState{}; // LSPcertificateState
-    std::string certificateDate;      // the date that belongs to it
+    std::string certificateDate;      // the date that belongs to certificateState
 
     static auto fields(auto& self, auto&& io) {
         return io(self.request, self.activated, self.fromConfigDb, self.flag1, self.bareMessage, self.isLoading,
@@ -153,7 +154,7 @@ struct LSPentry_t {
 };
 static_assert(RecordListsEveryMember<LSPentry_t>);
 
-// Where the policy is taken from. The defaults are those of a front end that has never been told otherwise.
+// Where the policy is taken from. The defaults are those of a front end before anything was set.
 struct LSPsettings_t {
     std::int32_t Source{};   // LPARAMS::LSP_SOURCE_VARIANTS
     std::uint32_t value1{2}; // carried
@@ -169,7 +170,7 @@ struct LSPsettings_t {
                        .presharedKeyName = {},
                        .PmpTimeout = 10};
     std::uint32_t value2{};        // carried
-    std::list<LSPentry_t> entries; // reading reuses those that are there and cuts the rest
+    std::list<LSPentry_t> entries; // reading reuses existing entries and removes surplus ones
 
     static auto fields(auto& self, auto&& io) {
         return io(self.Source, self.value1, self.File, self.server, self.value2, self.entries);

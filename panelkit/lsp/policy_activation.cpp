@@ -27,11 +27,11 @@ namespace {
 
 constexpr std::int32_t sourceFile = 1; // SOURCE_FILE of LSP_SOURCE_VARIANTS
 
-// A file that is too large for a request is read all the same: that the service is sent nothing then is told, where an
-// empty policy in its place would not be noticed.
+// A file that is too large for a request is read too: the request then fails with an error, while an empty policy in
+// its place would not be noticed.
 constexpr std::uint64_t largestPolicyFile = std::numeric_limits<std::int32_t>::max();
 
-// The policy file that the settings name; empty when they name none, nothing when it can't be read.
+// The policy file that the settings name; empty when they name none, nullopt when it can't be read.
 std::optional<std::string> readPolicyFile(const LSPsettings_t& settings) {
     if (settings.Source != sourceFile) return std::string();
     try {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The one lock of the process that every LSPController operation takes. It is recursive. Under it stand the exchange
-// with the service, the session pool's use for it, and the user's settings file; other processes are not shut out.
+// The one lock of the process that every LSPController operation takes. It is recursive. It protects the exchange with
+// the service, the use of the session pool for it, and the user's settings file. It does not lock out other processes.
 #pragma once
 
 #include <mutex>

@@ -20,12 +20,13 @@ bool isSamePolicy(const LSPinfo_t& info, const LSPrequest_t& required) {
     return info.request == required && !info.fromConfigDb;
 }
 
-// Another policy than the required one is an error, but for files: their contents may differ.
+// Another policy than the required one is an error, except for files: their contents may differ.
 bool isWrongPolicy(const LSPinfo_t& info, const LSPrequest_t& required) {
     return !isSamePolicy(info, required) && !(isFilePolicy(info.request.type) && isFilePolicy(required.type));
 }
 
-// The text for an unknown mode has neither the blank nor the brackets of the others; front ends look for it as it is.
+// The text for an unknown mode has neither the blank nor the brackets of the others; front ends search for this exact
+// text.
 Text driverModeText(std::uint32_t mode) {
     switch (mode) {
     case LSPdropAll: return Text::dropAll;
@@ -88,7 +89,7 @@ bool isWarning(std::string_view message) {
     return platform::equalIgnoringCase(message.substr(0, warningMark.size()), warningMark);
 }
 
-// Whether there is anything that a user should act on: a warning is not.
+// Returns true when there is a message that a user should act on; a warning is not one.
 bool appendMessage(const LSPinfo_t& info, Tabs tabs, std::string& out) {
     std::string message = info.message;
     if (message.empty()) return false;
@@ -99,7 +100,7 @@ bool appendMessage(const LSPinfo_t& info, Tabs tabs, std::string& out) {
     return !warning;
 }
 
-// The message counts while a policy is loading, and where it is a bare one; else the credentials do.
+// The message is used while a policy is loading, and when it is a bare one; otherwise the credentials are.
 bool appendDiagnosis(const LSPinfo_t& info, const LSPrequest_t& required, Tabs tabs, std::string& out) {
     if (info.isLoading || info.bareMessage) return appendMessage(info, tabs, out);
     if (required.server.authKind == LSPauthPresharedKey) {
@@ -155,7 +156,7 @@ InfoType shortPolicyText(const LSPinfo_t& info, const LSPrequest_t& required, st
     out = text(isUserPolicy(inForce.type) ? Text::userPolicy : Text::systemPolicy);
     if (isUserPolicy(inForce.type)) {
         appendUser(inForce, out);
-        out += ':'; // and none behind "System policy"
+        out += ':'; // "System policy" has none
     }
     out.append(" '").append(info.Title).append("' ").append(text(Text::activatedAt));
     appendTime(info, out);

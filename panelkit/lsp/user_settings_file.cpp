@@ -29,8 +29,8 @@ constexpr const char* activeName = "Active";
 constexpr std::string_view declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
 constexpr std::uint64_t largestFile = 256U << 20;
 
-// ---- the elements: name, what it fills, and for numbers the value when the element is missing or does not fit. An
-// element that is there and empty gives 0, which for two of them is another value, and deliberately so.
+// ---- the elements: name, what it fills, and for numbers the value when the element is missing or not legal. An empty
+// element is 0, deliberately, although two of them have another value when the element is missing.
 
 // clang-format off
 void eachText(auto& settings, auto&& visit) {
@@ -53,8 +53,8 @@ void eachNumber(auto& settings, auto&& visit) {
 
 // ---- bodies
 
-// As strtol reads it where a long has 32 bits: leading blanks and a sign are taken, what is too large becomes the
-// largest. Nothing when something else is left.
+// As strtol with a 32-bit long: leading blanks and a sign are allowed, a number that is too large becomes the largest.
+// Returns nullopt when anything else follows.
 std::optional<std::int32_t> toNumber(std::string_view body) {
     const std::size_t start = body.find_first_not_of(" \t\n\v\f\r");
     body.remove_prefix(start == std::string_view::npos ? body.size() : start);
@@ -98,7 +98,7 @@ std::optional<XMLDocument> readDocument(const std::string& folder) {
     try {
         XMLDocument document = XMLDocument::Read(platform::readFile(folder + fileName, largestFile));
         if (document.root().name() == rootName) return document;
-    } catch (const platform::FileError&) { // a file that can't be read counts as none
+    } catch (const platform::FileError&) { // a file that can't be read counts as missing
     } catch (const XMLError&) {}
     return std::nullopt;
 }
@@ -113,7 +113,7 @@ XMLDocument documentToChange() {
     return document ? std::move(*document) : XMLDocument(rootName);
 }
 
-// What can't be read is somebody's work all the same.
+// An unreadable file may still be the user's work, so it is kept.
 void keepDamaged(const std::string& folder) {
     const std::filesystem::path path = platform::toPath(folder + fileName);
     std::error_code error;
@@ -183,7 +183,7 @@ void writeActive(bool active) {
         XMLDocument document = documentToChange();
         setChild(document.root(), activeName, active ? "1" : "0");
         writeDocument(document);
-    } catch (const std::runtime_error&) { // nothing is written then, and nobody is told
+    } catch (const std::runtime_error&) { // nothing is written then; errors are not reported
     }
 }
 

@@ -7,8 +7,7 @@
 using panelkit::Command;
 using panelkit::DirectCommand;
 
-// NOLINTNEXTLINE(readability-convert-member-functions-to-static): front ends hold a controller for it, as for the
-// others
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): front ends use a controller object here as well
 bool InterfController::getInterfaces(std::vector<NetInterfaceInfo>& out) {
     DirectCommand<Command::GetInterfaces> command;
     std::string reply;

@@ -2,8 +2,8 @@
 //
 // InterfController: the host's network interfaces, as the service sees them. It has no state.
 //
-// Listing blocks the calling thread and belongs, with the session pool, to the front end's one thread. It answers
-// false when the service could not be reached or refused (bridge::lastFailure() says why), and throws the text
+// Listing blocks the calling thread, which must be the one thread of the front end that uses the session pool. It
+// returns false when the service could not be reached or refused (bridge::lastFailure() says why), and throws the text
 // "CommandStreamError" (a `const char*`) when the reply ends early. Texts are UTF-8.
 //
 //   InterfController controller;
@@ -26,11 +26,11 @@
 
 class PANELKIT_EXPORT InterfController {
 public:
-    // Lists the interfaces. `out` is resized and filled in place; where the reply ends early, what was read before
-    // keeps its new values.
+    // Lists the interfaces. `out` is resized and filled in place; when the reply ends early, the elements read so far
+    // keep their new values.
     bool getInterfaces(std::vector<NetInterfaceInfo>& out);
 
-    // Appends the interface's IPv4 addresses to the text, "192.168.0.1, 10.0.0.1"; nothing when it has none. Any
-    // thread may call it.
+    // Appends the interface's IPv4 addresses to the text: "192.168.0.1, 10.0.0.1"; nothing when it has none. Any thread
+    // may call it.
     static void getLocalAddresses(const NetInterfaceInfo& info, std::string& text);
 };

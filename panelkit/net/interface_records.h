@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The host's network interfaces as the service lists them. Plain values; the library carries all fields and interprets
-// the addresses alone. What this service puts into the others stands in docs/service-api.md and
-// vocabulary/interfaces.h.
+// only the addresses. docs/service-api.md and vocabulary/interfaces.h describe the others.
 #pragma once
 
 #include <panelkit/bridge/record.h>

@@ -15,7 +15,7 @@ VpnNotificationsCommandListener::VpnNotificationsCommandListener(VpnNotification
 
 VpnNotificationsCommandListener::~VpnNotificationsCommandListener() { bridge::client::DelCommandListener(this); }
 
-// Lowers the count however the handling ends.
+// Lowers the count at the end of the scope.
 class VpnNotificationsCommandListener::Handling {
 public:
     Handling(VpnNotificationsCommandListener& listener, NotificationIdType id) : listener_(listener), id_(id) {}
@@ -35,7 +35,7 @@ bool VpnNotificationsCommandListener::begin(RecvSession* session, NotificationId
     if (found == entries->end()) return false;
     Entry& entry = found->second;
     if (entry.underWay > 0) {
-        // The handling under way answers the new sender, and the first one gets this call's refusal.
+        // The handling in progress now answers the new sender, and this call's refusal goes to the first one.
         if (entry.payload == payload) bridge::client::SwapSessions(session, entry.session);
         return false;
     }

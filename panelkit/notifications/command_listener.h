@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// VpnNotificationsCommandListener: the bridge's listener for notifications. It sees to it that of each id at most one
-// notification is handled at a time: the same one again is served by the handling under way, another is dropped.
+// VpnNotificationsCommandListener: the bridge's listener for notifications. For each id it handles at most one
+// notification at a time. While one is handled, the same notification again shares its result; a different one is
+// dropped.
 #pragma once
 
 #include <panelkit/notifications/notifications_dispatcher.h>
@@ -14,7 +15,7 @@
 
 class VpnNotificationsCommandListener : public bridge::client::CommandListener {
 public:
-    // Listens for the ids that are registered now. The dispatcher stays the caller's.
+    // Listens for the ids that are registered now. The caller keeps the ownership of the dispatcher.
     explicit VpnNotificationsCommandListener(VpnNotificationsDispatcher& dispatcher);
     ~VpnNotificationsCommandListener() override;
 
@@ -26,8 +27,8 @@ public:
     VpnNotificationsDispatcher& dispatcher() { return dispatcher_; }
 
 private:
-    // One id that is listened for. Payload and session stay behind a handling; only the count tells whether one is
-    // under way.
+    // One id that is listened for. Payload and session are kept after the handling; only the count says whether a
+    // handling is under way.
     struct Entry {
         bridge::client::RecvSession* session = nullptr;
         std::int32_t underWay = 0;

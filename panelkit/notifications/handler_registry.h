@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The handlers of the process by notification id, and their lock: the one piece of state that notifications share. The
-// lock is held while a handler runs, so it is recursive: a handler may create and destroy handlers.
+// The handlers of the process by notification id, and their lock: the only shared state of the notifications. The lock
+// is held while a handler runs. It is recursive because a handler may create and destroy handlers.
 #pragma once
 
 #include <panelkit/notifications/notification_handler.h>

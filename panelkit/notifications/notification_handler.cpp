@@ -14,5 +14,6 @@ VpnNotificationHandler::VpnNotificationHandler(NotificationIdType id) : id_(id) 
 VpnNotificationHandler::~VpnNotificationHandler() {
     HandlerRegistry& registry = HandlerRegistry::instance();
     const std::scoped_lock lock(registry.mutex);
-    registry.byId.erase(id_); // whoever stands there: front ends rely on the simple rule
+    // Whichever handler is registered: front ends depend on what a replaced handler's destructor does.
+    registry.byId.erase(id_);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// VpnNotificationHandler: what a front end does about one kind of notification from the service. A handler registers
-// itself when it is made and unregisters when it is destroyed.
+// VpnNotificationHandler: handles one kind of notification from the service. A handler registers itself in its
+// constructor and unregisters in its destructor.
 //
 //   class PinRequest : public VpnNotificationHandler {
 //   public:
@@ -22,28 +22,28 @@
 
 #include <cstdint>
 
-// Which kind of notification. The library fixes no values: they are the service's.
+// The kind of a notification. The values are the service's; the library defines none.
 enum NotificationIdType : std::int32_t {};
 
 class PANELKIT_EXPORT VpnNotificationHandler {
 public:
-    // Registers the handler for the id, in place of one that may be there.
+    // Registers the handler for the id. It replaces the present one, if there is one.
     explicit VpnNotificationHandler(NotificationIdType id);
 
-    // Copies carry id and flag and leave the registry alone; a copy's destructor unregisters the id all the same.
+    // A copy has the same id and flag and is not registered; but its destructor unregisters the id too.
     VpnNotificationHandler(const VpnNotificationHandler&) = default;
     VpnNotificationHandler& operator=(const VpnNotificationHandler&) = default;
 
-    // Unregisters the id, whichever handler is registered for it now: a handler that was replaced takes the one that
-    // replaced it out of the registry.
+    // Unregisters the id, whichever handler is registered for it now: destroying a handler that was replaced also
+    // removes its replacement from the registry.
     virtual ~VpnNotificationHandler();
 
-    // Handles a notification: reads `payload`, fills `reply` for the sender, and gives whether it was handled. Runs on
-    // a thread of the bridge's, one handler at a time in the whole process; it may create and destroy handlers. What it
-    // throws tells the sender that nobody handled the notification.
+    // Handles a notification: reads `payload`, fills `reply` for the sender, and returns whether it was handled. Runs
+    // on a thread of the bridge, one handler at a time in the whole process. It may create and destroy handlers. After
+    // an exception the sender is told that the notification was not handled.
     virtual bool handle(CommandStreamIn& payload, CommandStreamOut& reply) = 0;
 
-    // Marks the handler as one that shows nothing; see VpnNotificationsDispatcher::noNeedGuiToHandle.
+    // Marks a handler that shows nothing to the user; see VpnNotificationsDispatcher::noNeedGuiToHandle.
     void SetNoNeedGui() { noNeedGui_ = true; }
     bool noNeedGui() const { return noNeedGui_; }
 

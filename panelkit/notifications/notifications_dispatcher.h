@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// VpnNotificationsDispatcher: routes notifications to their handlers. A front end derives from it to learn when the
-// service attaches and detaches; it may also be used as it is, and then only routes. It carries no state; all
-// dispatchers share the process's handlers.
+// VpnNotificationsDispatcher: passes notifications to their handlers. A front end derives from it to learn when the
+// service attaches and detaches, or uses it as it is. It has no state; all dispatchers share the handlers of the
+// process.
 #pragma once
 
 #include <panelkit/notifications/notification_handler.h>
@@ -17,23 +17,23 @@ public:
     VpnNotificationsDispatcher& operator=(const VpnNotificationsDispatcher&) = default;
     VpnNotificationsDispatcher& operator=(VpnNotificationsDispatcher&&) = default;
 
-    // Calls the id's handler and gives what it gives; false when there is none. Handlers run one at a time, and none is
-    // destroyed while one runs, but by that one itself.
+    // Calls the handler of the id and returns its result; false when there is none. Handlers run one at a time. While
+    // one runs, no handler is destroyed except by that one.
     virtual bool handleNotification(NotificationIdType id, CommandStreamIn& payload, CommandStreamOut& reply);
 
-    // The service can be reached now, or can't be any more. Called on the receiver's thread; here they do nothing.
+    // Called on the receiver's thread when the service can be reached, or no longer. The base class does nothing.
     virtual void handleServerAttachNotification();
     virtual void handleServerDetachNotification();
 
-    // Unregisters all handlers. Waits until the one that runs has ended.
+    // Unregisters all handlers. Waits until a running one has ended.
     virtual void stopHandleNotifications();
 
-    // Whether the id needs no graphical interface: the flag of its handler, and true when it has none.
+    // Whether the id needs no graphical interface: the flag of its handler; true when it has no handler.
     static bool noNeedGuiToHandle(NotificationIdType id);
 
-    // Fills `ids` with the registered ids, ascending.
+    // Fills `ids` with the registered ids, in ascending order.
     static void notificationsList(std::vector<NotificationIdType>& ids);
 
-    // Behind the operations, whose order in the virtual table is the one that front ends are built against.
+    // Declared after the operations: moving it changes the order of the virtual table and breaks built front ends.
     virtual ~VpnNotificationsDispatcher();
 };

@@ -7,7 +7,7 @@
 
 namespace {
 
-// The dispatcher of front ends that bring none; it only routes.
+// Used when the front end passes no dispatcher.
 VpnNotificationsDispatcher ownDispatcher;
 
 // The one listener of the process, between init and fini.

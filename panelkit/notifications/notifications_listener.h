@@ -9,13 +9,13 @@ class PANELKIT_EXPORT VpnNotificationsListener {
 public:
     VpnNotificationsListener() = delete;
 
-    // Receives notifications from now on, for the ids that have a handler at this moment; ids whose first handler is
-    // made later are not routed. They go through `dispatcher`, which stays the caller's and must live until fini(), or
-    // through one of the library's own when it is null. The connection to the service is kept up in the background; the
-    // service need not be there yet.
+    // Receives notifications from now on, for the ids that have a handler at this moment; an id whose first handler is
+    // made later receives nothing. They are passed to `dispatcher`, which the caller owns and which must live until
+    // fini(); null means a dispatcher of the library. The connection to the service is kept up in the background; the
+    // service need not be running yet.
     static void init(VpnNotificationsDispatcher* dispatcher);
 
-    // Ends what init began: unregisters all handlers and returns when none runs any more. Only after init, and never
-    // from a handler, for whose end it would wait.
+    // Ends what init began: unregisters all handlers and returns when none of them runs any more. Call it only after
+    // init, and never from a handler: it would wait for itself.
     static void fini();
 };

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// PKCS#11 providers and tokens as the service lists them, and the two texts that come with a refused log-in.
-// Plain values: default construction gives empty strings, zeros and false. The library carries the fields and
-// interprets none; what this service puts into them stands in docs/service-api.md and vocabulary/tokens.h.
+// PKCS#11 providers and tokens as the service lists them, and the two texts that come with a refused log-in. Plain
+// values: default construction makes empty strings, zeros and false. The library carries the fields and does not
+// interpret them; docs/service-api.md and vocabulary/tokens.h describe them.
 #pragma once
 
 #include <panelkit/bridge/record.h>
@@ -22,7 +22,7 @@ struct ProviderInfo {
     std::string str6;
     std::uint32_t value{};
     bool flagA{};
-    bool flagB{}; // cleared by VpnTokensController::ProviderLoad once the request is encoded
+    bool flagB{}; // cleared by VpnTokensController::ProviderLoad after the request is encoded
     bool flagC{};
     std::string str7;
 
@@ -52,7 +52,7 @@ static_assert(RecordListsEveryMember<TokenInfo>);
 
 } // namespace PKCS11
 
-// Why a log-in was refused, in the service's words.
+// Why a log-in was refused: texts from the service.
 struct PinStateMessage {
     std::string title;
     std::string text;

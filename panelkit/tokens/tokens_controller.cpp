@@ -71,7 +71,7 @@ bool VpnTokensController::ProviderLoad(ProviderInfo& provider) {
     DirectCommand<Command::ProviderLoad> command;
     if (!command.session()) return false;
     command.with(provider);
-    provider.flagB = false; // callers rely on it being clear whether or not the command gets through
+    provider.flagB = false; // callers rely on this whether or not the command succeeds
     std::string reply;
     if (!command.send(&reply)) return false;
     bool loaded = false;

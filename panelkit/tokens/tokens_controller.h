@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// VpnTokensController: what a front end does with PKCS#11 providers and tokens. Every operation is one command to
-// the service over the "Tokens" session.
+// VpnTokensController: lists and changes PKCS#11 providers and tokens. Every operation is one command to the service
+// over the "Tokens" session.
 //
-// Operations block the calling thread and belong, with the session pool, to the front end's one thread. They answer
-// false when the service could not be reached or refused (bridge::lastFailure() says why), and throw the text
+// Operations block the calling thread, which must be the one thread of the front end that uses the session pool. They
+// return false when the service could not be reached or refused (bridge::lastFailure() says why), and throw the text
 // "CommandStreamError" (a `const char*`) when a reply ends early. Texts are UTF-8.
 //
 //   VpnTokensController controller;
@@ -13,8 +13,7 @@
 //       for (const PKCS11::TokenInfo& token : tokens) cli_printf("%s\n", token.text1.c_str());
 //   }
 //
-// The service at hand documents its fields and flags in docs/service-api.md; names for them stand in
-// vocabulary/tokens.h.
+// Fields and flags are described in docs/service-api.md; vocabulary/tokens.h has names for them.
 #pragma once
 
 #include <panelkit/tokens/token_records.h>
@@ -43,24 +42,24 @@ public:
     bool EnumProviderTokens(const PKCS11::ProviderInfo* provider, std::vector<PKCS11::TokenInfo>& out);
     bool EnumProviderTokens(const PKCS11::ProviderInfo& provider, std::vector<PKCS11::TokenInfo>& out);
 
-    // Logs in to a token. `pin` is wiped from all buffers of the library once it is sent; the caller's copy is the
-    // caller's to wipe. `flag` and the texts are the service's. When the log-in is refused and the service says why,
-    // its words go into `message`, which may be null and is otherwise left alone.
+    // Logs in to a token. `pin` is wiped from all buffers of the library after it was sent; the caller must wipe its
+    // own copy. `flag` and the texts are the service's. When the log-in is refused and the service says why, its texts
+    // are written to `message`, which may be null and is otherwise unchanged.
     bool TokenLogin(const PKCS11::TokenInfo& token, const std::string& pin, bool flag, PinStateMessage* message);
 
     bool TokenLogout(const PKCS11::TokenInfo& token);
 
-    // Initialises (erases) a token; a long command, run on a session of its own. The meaning of the strings and of
-    // the flag is the service's.
+    // Initialises (erases) a token; a long command, run on a session of its own. The strings and the flag are described
+    // in docs/service-api.md.
     bool TokenInitialize(const PKCS11::TokenInfo& token, const std::string& s1, const std::string& s2,
                          const std::string& s3, bool flag);
 
-    // Changes a PIN of a token. The meaning of the flags is the service's.
+    // Changes a PIN of a token. The flags are described in docs/service-api.md.
     bool TokenChangePassword(const PKCS11::TokenInfo& token, const std::string& oldPin, const std::string& newPin,
                              bool flag1, bool flag2);
 
-    // Loads a provider. The record is replaced by what the service made of it, also when it answers false to a
-    // command that was carried out; its flagB is cleared as soon as the request is on its way.
+    // Loads a provider. The record is replaced by the service's reply, even when the command was carried out but
+    // returns false; flagB is cleared as soon as the request is encoded.
     bool ProviderLoad(PKCS11::ProviderInfo& provider);
 
     bool ProviderUnload(const PKCS11::ProviderInfo& provider);
@@ -68,7 +67,7 @@ public:
     // Moves a provider one place up in the order.
     bool ProviderLevelUp(const PKCS11::ProviderInfo& provider);
 
-    // Has the service load all providers anew; a long command, run on a session of its own.
+    // Makes the service load all providers again; a long command, run on a session of its own.
     bool ReloadAll();
 
     // Seeds a token's random-number generator.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// CERTMON: how the service watches certificates and keys for their expiry, and tells by mail.
+// CERTMON: how the service watches certificates and keys for their expiry, and sends mail about it.
 #pragma once
 
 #include <panelkit/lparams/formatted_params.h>

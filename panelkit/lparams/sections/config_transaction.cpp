@@ -48,8 +48,8 @@ bool write(const SectionBody& body, SectionFailure& failure) {
     return true;
 }
 
-// The first parameter whose bytes differ; size() when there is none. A secret that is left to the service may have been
-// made by now.
+// Returns the first parameter whose bytes differ; size() when there is none. A secret that is left to the service may
+// be made by now, which is not a difference.
 std::size_t firstDifference(const SectionBody& wanted, const SectionBody& found) {
     std::size_t i = 0;
     while (i < wanted.size() && (wanted[i].stored == found[i].stored || wanted[i].isLeftToService())) ++i;
@@ -77,8 +77,8 @@ bool isChanged(const SectionBody& before, const SectionBody& after) {
 
 using Bodies = std::vector<const SectionBody*>;
 
-// Makes the service hold these bodies again. A write that failed may have been done all the same, so every section that
-// was begun is looked at.
+// Restores these bodies in the service. A write that failed may have had effect, so every section on which a write was
+// begun is checked.
 TransactionResult undo(const Bodies& begun, SectionFailure cause) {
     TransactionResult result{Outcome::untouched, std::move(cause)};
     std::for_each(begun.rbegin(), begun.rend(), [&](const SectionBody* before) {

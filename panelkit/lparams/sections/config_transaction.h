@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Changes to the service's configuration that happen as a whole or not at all. Sections are read when they are asked
-// for. Those that were changed are written, read back and compared byte by byte. When anything fails half-way, every
-// section that was written is put back as it was, including the history of a QCD secret.
+// Changes to the service's configuration that are made as a whole or not at all. A section is read when it is first
+// asked for. Changed sections are written, read back and compared byte by byte. When anything fails half-way, every
+// section that was written is restored to its old content, including the history of a QCD secret.
 //
 //   panelkit::ConfigTransaction transaction;
 //   panelkit::SectionBody* const ike = transaction.section("IKE");
@@ -11,7 +11,7 @@
 //   const panelkit::TransactionResult result = transaction.apply(panelkit::Commit::yes);
 //   if (!result.isDone()) return explain(result);
 //
-// It belongs to the front end's one thread. What it read may hold secrets, and is wiped with it.
+// Only for the front end's one thread. The sections may hold secrets and are wiped with the transaction.
 #pragma once
 
 #include <panelkit/lparams/sections/section_body.h>
@@ -31,9 +31,9 @@ struct SectionFailure {
     enum class Why : unsigned char {
         nothing,
         command,    // it could not be read, written or committed: `command` says why
-        endsEarly,  // what the service sent ends within the section
-        goesOn,     // what the service sent has more than this library knows; writing it back would lose that
-        constraint, // its values do not go together: `text` is the message
+        endsEarly,  // the service's data ends within the section
+        goesOn,     // the service's data has more than this library knows; writing it back would lose that
+        constraint, // its values contradict each other: `text` is the message
         otherValue, // the service accepted the value of `param`, but holds `text`, masked when it is a secret
         stopped,    // `goesOn` of apply() returned false
     };
@@ -50,15 +50,15 @@ struct TransactionResult {
         nothingToDo,  // nothing was changed, and nothing was written
         applied,      // the service holds the changes; they are permanent when a commit was asked for
         notCommitted, // the service holds the changes, or has none to take, but the commit failed
-        untouched,    // it failed before the service took anything
-        restored,     // it failed half-way, and what was written is put back
-        notRestored,  // it failed half-way, and `lost` could not be put back
+        untouched,    // it failed before the service changed anything
+        restored,     // it failed half-way, and what was written was restored
+        notRestored,  // it failed half-way, and `lost` could not be restored
     };
 
     Outcome outcome = Outcome::nothingToDo;
-    SectionFailure cause{};              // of all but the first two
-    std::vector<std::string> restored{}; // sections that were put back
-    std::vector<std::string> lost{};     // sections that may hold anything
+    SectionFailure cause{};              // set for all but the first two
+    std::vector<std::string> restored{}; // sections that were restored
+    std::vector<std::string> lost{};     // sections whose content is unknown
 
     bool isDone() const { return outcome == Outcome::nothingToDo || outcome == Outcome::applied; }
 };
@@ -72,24 +72,24 @@ public:
     ConfigTransaction(const ConfigTransaction&) = delete;
     ConfigTransaction& operator=(const ConfigTransaction&) = delete;
 
-    // The section as it should become, for looking at and changing. It lives as long as the transaction. It is read
-    // from the service when it is first asked for. Null when that fails: failure() says why. Case does not matter in
-    // the name; throws std::invalid_argument when no section has it.
+    // Returns the section for reading and changing. It lives as long as the transaction. It is read from the service at
+    // the first call. Returns null when that fails: failure() says why. `name` is case-insensitive; throws
+    // std::invalid_argument when there is no such section.
     SectionBody* section(std::string_view name);
     const SectionFailure& failure() const { return failure_; }
 
-    // What was changed, in the order of sections and keys: views of the sections, valid until one is changed.
+    // The changes, in the order of sections and keys. They are views of the sections, valid until one is changed.
     struct Change {
         SectionValue from, to;
     };
     std::vector<Change> changes() const;
 
-    // The first constraint that the changed sections break. While there is one, apply() writes nothing.
+    // Returns the first constraint that the changed sections break. While there is one, apply() writes nothing.
     std::optional<SectionFailure> brokenConstraint() const;
 
-    // Makes the service hold the changes, and on Commit::yes make all that it holds permanent, which is also done when
-    // there are no changes. `goesOn` is asked before each section is written and once after the last; when it returns
-    // false, what was written is put back. The current tracker of changes is marked when something was written.
+    // Writes the changes to the service. Commit::yes makes everything that the service holds permanent, even when there
+    // are no changes. `goesOn` is called before each section is written and once after the last; when it returns false,
+    // what was written is restored. The current tracker of changes is marked when something was written.
     TransactionResult apply(Commit commit, const std::function<bool()>& goesOn = {});
 
 private:

@@ -2,8 +2,8 @@
 //
 // IKE: tuning of the key exchange and of IPsec.
 //
-// The bounds of EXCHANGE_TIMEOUT and SHORT_EXCHANGE_TIMEOUT are narrower than what their helps announce; both are
-// meant: the bounds are enforced, the texts are shown.
+// The bounds of EXCHANGE_TIMEOUT and SHORT_EXCHANGE_TIMEOUT are narrower than what their helps say. Both are intended:
+// the bounds are enforced, and the texts are shown as they are.
 #pragma once
 
 #include <panelkit/lparams/formatted_params.h>

@@ -7,7 +7,7 @@ namespace LPARAMS::Client {
 
 namespace {
 
-// What a print of `format`, which has one %s, into a buffer of 2048 bytes gives: the message is cut where it is longer.
+// Prints `format`, which has one %s, into a buffer of 2048 bytes: a longer message is cut.
 std::string printBounded(std::string format, const char* argument) {
     constexpr std::size_t buffer = 2048;
     if (const std::size_t place = format.find("%s"); place != std::string::npos) format.replace(place, 2, argument);
@@ -17,7 +17,7 @@ std::string printBounded(std::string format, const char* argument) {
 
 } // namespace
 
-// There is deliberately no blank behind the quoted name.
+// There is deliberately no blank after the quoted name.
 PCAP::Error875::Error875(PCAP& pcap) : Error(pcap) {
     const char* const& format =
         registerText("Param malformed: '%s'Multiple CPUs can be provided as a comma-separated list with no space: 0,1. "

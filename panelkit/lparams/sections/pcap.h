@@ -23,7 +23,7 @@ struct PANELKIT_EXPORT PCAP : ParamGroup {
     BoolParam FWD_PKT_NO_QUEUE        {*this, "FWD_PKT_NO_QUEUE",         {Text::fwdPktNoQueue,          Text::fwdPktNoQueueHelp},          false};
     // clang-format on
 
-    // Violated when THREADS_MASK is no set of processors.
+    // Violated when THREADS_MASK is not a set of processors.
     class PANELKIT_EXPORT Error875 final : public Error<PCAP> {
     public:
         explicit Error875(PCAP& pcap);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// POLICY: where the system-wide policy comes from. USER (user.h) is the same model for one user, with the same texts
-// and variants; keys, order and some rows differ.
+// POLICY: where the system-wide policy comes from. USER (user.h) is the same for one user, with the same texts and
+// variants; keys, order and some rows differ.
 #pragma once
 
 #include <panelkit/lparams/param_group.h>

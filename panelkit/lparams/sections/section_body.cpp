@@ -131,7 +131,7 @@ void SectionBody::replace(std::size_t index, string_view stored) {
     }
     const auto start = static_cast<std::size_t>(former.data() - bytes_.data());
     std::string bytes;
-    bytes.reserve(bytes_.size() - former.size() + stored.size()); // no copies of secrets are left by growing
+    bytes.reserve(bytes_.size() - former.size() + stored.size()); // growing would leave copies of secrets
     bytes.append(bytes_, 0, start).append(stored).append(bytes_, start + former.size());
     for (std::size_t i = index; i < ends_.size(); ++i) ends_[i] = ends_[i] - former.size() + stored.size();
     bytes_.swap(bytes);
@@ -190,7 +190,7 @@ std::optional<ParamError> SectionBody::enterJson(std::size_t index, const platfo
     } catch (JsonMisfit& misfit) {
         if (!misfit.illegalText) throw;
         const WipeOnExit wiped(*misfit.illegalText);
-        return enterText(index, *misfit.illegalText, TextForm::stored); // it may be what the service holds
+        return enterText(index, *misfit.illegalText, TextForm::stored); // the service may hold this value
     }
 }
 
@@ -199,7 +199,7 @@ void SectionBody::reset(std::size_t index) {
     enterValue(*this, index, kindOf(param).defaultOf(param));
 }
 
-// Constraints look at the members of a group.
+// Constraints read the members of a group, so the body is loaded into one.
 std::string SectionBody::brokenConstraint() const {
     if (section_->constraints.empty()) return {};
     for (const Section& section : sections()) {

@@ -10,7 +10,7 @@
 
 namespace LPARAMS::Client {
 
-// The rows of a section are its members, which the constructors build in order: see the section's header.
+// The parameters of a section are its members; the constructors build them in the order of the section's header.
 // clang-format off
 ADMIN::ADMIN()       : ParamGroup("ADMIN")    {}
 CERTMON::CERTMON()   : ParamGroup("CERTMON")  {}

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// All sections of the configuration, for front ends that walk them or find parameters by name.
+// All sections of the configuration, for front ends that list them or find parameters by name.
 //
 //   panelkit::AllGroups configuration;                       // every section, with defaults
 //   for (auto& group : configuration) group->load();
@@ -8,7 +8,7 @@
 //   const panelkit::Place place = configuration.find("IKE", "EXCHANGE_TIMEOUT");
 //   if (place.param) std::cout << panelkit::printParam(*place.param);
 //
-// Sections as bytes, and changes that are undone when they fail half-way: section_body.h and config_transaction.h.
+// See also section_body.h (sections as bytes) and config_transaction.h (changes that are undone when they fail).
 #pragma once
 
 #include <panelkit/lparams/param_text.h>
@@ -32,7 +32,7 @@
 
 namespace panelkit {
 
-// A section under its name.
+// A section and its name.
 struct Section {
     const char* name;
     std::unique_ptr<LPARAMS::Client::ParamGroup> (*make)();
@@ -47,7 +47,7 @@ struct Place {
     LPARAMS::Client::Param* param = nullptr;
 };
 
-// The parameter of a group by its key, case-insensitively; null when there is none.
+// Returns the parameter with that key, case-insensitively; null when there is none.
 PANELKIT_EXPORT LPARAMS::Client::Param* findParam(LPARAMS::Client::ParamGroup& group, std::string_view key);
 
 // One group of every section, in the order of sections().

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// USER: where a user's own policy comes from, with its gateways. The same model as POLICY (policy.h); keys, order and
-// some rows differ.
+// USER: where a user's own policy comes from, with its gateways. Similar to POLICY (policy.h); keys, order and some
+// rows differ.
 #pragma once
 
 #include <panelkit/lparams/param_vector.h>
