@@ -20,7 +20,7 @@ using Loc::N_;
 
 constexpr std::uint32_t handshakeWait = 10'000;
 
-// The remarks say why; a service that makes none says it as a text.
+// The remarks are the reasons; without remarks the refusal's text is the reason.
 Failure failureOf(const bridge::Refusal& refusal, const std::vector<bridge::Remark>& remarks) {
     const bool denied = refusal.reason == bridge::RefusalReason::accessDenied;
     Failure failure{denied ? FailureCode::accessDenied : FailureCode::refused, bridge::phrasesOf(remarks),
@@ -36,7 +36,7 @@ Failure malformedFrame() {
 } // namespace
 
 struct BridgeSession::State {
-    // Fixed at opening.
+    // Set when the session is opened.
     std::string name;
     bridge::Role role{};
     std::string endpoint;
@@ -61,13 +61,13 @@ struct BridgeSession::State {
     bool conclude(Outcome outcome);
 };
 
-// Records the outcome of a send, with the session and with the thread.
+// Records the outcome of a send for the session and for the calling thread.
 bool BridgeSession::State::conclude(Outcome outcome) {
     const FailureCode code = outcome.failure.code;
     if (bridge::breaksSession(code)) {
         connection.reset();
         broken = 1;
-        outcome.remarks.clear(); // on an answer that never came
+        outcome.remarks.clear(); // the answer to which they belong never came
     }
     lastFailure = static_cast<std::uint32_t>(code);
     bridge::setLastOutcome(std::move(outcome));
@@ -110,7 +110,7 @@ Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string
             failed.code != FailureCode::none) {
             return failed;
         }
-        const bool mayWork = remarks.empty(); // they come right before the answer, and once
+        const bool mayWork = remarks.empty(); // remarks come once, right before the answer
         if (header.kind == FrameKind::working && header.length == 0 && mayWork) continue;
         const bool mayRemark = mayWork && connection->welcome.version >= bridge::remarksSince;
         const bool answers = header.kind == FrameKind::reply || header.kind == FrameKind::refused;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// BridgeSession: one connection to the service, over which commands go one at a time. Sessions are opened and
-// closed by CommandSender, which owns them; they are never freed, so a stale pointer reads a broken session.
+// BridgeSession: one connection to the service, over which commands are sent one at a time. CommandSender opens, closes
+// and owns sessions. They are never freed, so a stale pointer points to a broken session.
 //
-// A session belongs to one caller at a time. A second thread that sends over it waits for the first.
+// A session is for one caller at a time. A second thread that sends over it waits for the first.
 #pragma once
 
 #include <platform/export.h>
@@ -21,34 +21,34 @@ public:
     BridgeSession& operator=(const BridgeSession&) = delete;
 
     // Sends a command and waits for its answer. Connects first when the session is not connected yet.
-    //   module, command   which command
-    //   data, size        the request payload, at most 64 MiB; only read
+    //   module, command   the command's numbers
+    //   data, size        the request payload, at most 64 MiB; not changed
     //   reply             receives the reply payload (replaced when the module answered, else unspecified);
-    //                     null when no answer is wanted: the module's consent is waited for all the same
+    //                     null to ignore the answer; the call waits for it all the same
     // Returns true when the module answered. Otherwise lastFailure() says why.
     // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know it by this name
     bool __SendCommand(ModuleIdType module, long command, const void* data, unsigned size, std::string* reply);
 
-    // Connects now, instead of with the first command. True when the session is connected.
+    // Connects now instead of with the first command. Returns true when the session is connected.
     bool Connect();
 
-    // Zero while the session is usable, also before it is connected; non-zero once its connection is dead.
+    // Zero while the session is usable, also before it is connected; non-zero after its connection was lost.
     std::uint32_t broken() const;
 
-    // The code of the last failure, set anew by every send (bridge::FailureCode, platform/bridge/failure.h).
+    // The code of the last failure, set by every send (bridge::FailureCode, platform/bridge/failure.h).
     std::uint32_t lastFailure() const;
 
-    // Whether the last send failed because there is no service to reach.
+    // Whether the last send failed because the service could not be reached.
     bool failedForWantOfService() const;
 
-    // How many milliseconds of silence the session bears while it waits for an answer; 0 is no limit, the default
-    // is 30000. A service that is at work breaks the silence every 5 seconds. A session that timed out is broken.
+    // How many milliseconds without a sign of life the session waits for an answer; 0 is no limit, the default is
+    // 30000. A service that is still working sends a sign of life every 5 seconds. A session that timed out is broken.
     std::uint32_t waitSetting() const;
     void setWaitSetting(std::uint32_t milliseconds);
 
     const std::string& name() const;
 
-    // Name and version of the service, as it gave them when the session connected; empty before.
+    // Name and version of the service, as it sent them when the session connected; empty before that.
     std::string service() const;
 
 private:

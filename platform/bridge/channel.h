@@ -23,7 +23,7 @@ enum class IoStatus : unsigned char {
 
 enum class ConnectStatus : unsigned char {
     connected,
-    noService,    // nobody listens there
+    noService,    // nothing listens there
     accessDenied, // the operating system refuses
     timedOut,
 };
@@ -39,17 +39,17 @@ public:
     // Connects to the service at `endpoint`. `channel` is set when the status is connected.
     static ConnectStatus connect(const std::string& endpoint, Deadline deadline, std::unique_ptr<Channel>& channel);
 
-    // Reads at least one and at most `size` bytes; `got` says how many.
+    // Reads at least one and at most `size` bytes; `got` receives the number.
     IoStatus readSome(char* to, std::size_t size, std::size_t& got, Deadline deadline);
 
-    // Writes both parts as one stretch of bytes; `patience` says how long to wait when the peer takes none.
+    // Writes both parts, one after the other; `patience` says how long to wait while the peer accepts no bytes.
     IoStatus write(std::string_view head, std::string_view body, Patience patience);
 
     // Who is at the other end.
     Peer peer() const;
 
-    // Ends the connection: reads and writes, also those under way in other threads, answer `closed`. The peer learns
-    // of it when the channel is destroyed at the latest.
+    // Ends the connection: reads and writes, also those in progress in other threads, return `closed`. The peer notices
+    // it when the channel is destroyed at the latest.
     void close();
 
 private:

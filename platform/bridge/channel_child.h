@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A child process of this program's own, at the other end of a channel that only the two of them have. Code that is not
-// trusted (a PKCS#11 module) runs there: what it does to its process is felt here as a channel that is closed or
-// silent.
+// A child process that runs this program, with a private channel to it. Code that is not trusted (a PKCS#11 module)
+// runs there: a crash or hang of the child appears here only as a channel that is closed or silent.
 //
 //   bridge::ChannelChild child({executablePath(), "--host-module", path, "--channel"}, environment);
 //   writeFrame(child.channel(), ...);
@@ -20,9 +19,9 @@ namespace bridge {
 
 class ChannelChild {
 public:
-    // Starts a program. `arguments` begin with its path, all in UTF-8; what names the channel to it is added as the
-    // last one. The child gets this environment and no other, the channel, and no other open file: its standard streams
-    // lead nowhere. Throws std::runtime_error when it can't be started.
+    // Starts a program. `arguments` begin with its path, all in UTF-8; the name of the channel is added as the last
+    // one. The child gets only this environment and this channel; no other open file is inherited, and its standard
+    // streams are discarded. Throws std::runtime_error when it can't be started.
     ChannelChild(std::vector<std::string> arguments, const std::map<std::string, std::string>& environment);
     // Kills the child if it still runs, and waits for its end.
     ~ChannelChild();
@@ -32,7 +31,7 @@ public:
     Channel& channel() { return *channel_; }
     std::int64_t id() const;
 
-    // Any thread may call these. After kill() the channel answers `closed`.
+    // Any thread may call these. After kill() the channel returns `closed`.
     void kill();
     bool ended() const;
 
@@ -45,10 +44,11 @@ private:
     std::unique_ptr<Channel> channel_;
 };
 
-// The child's end of all this.
+// The child's side.
 class ChannelParent {
 public:
-    // `name` is the last argument of the child's command line. Throws std::runtime_error when it names no channel.
+    // `name` is the last argument of the child's command line. Throws std::runtime_error when it is not the name of a
+    // channel.
     explicit ChannelParent(const std::string& name);
     ~ChannelParent();
     ChannelParent(const ChannelParent&) = delete;
@@ -56,8 +56,8 @@ public:
 
     Channel& channel() { return *channel_; }
 
-    // Returns when the parent is gone, or has closed its end. For a thread of its own: the others may hang in code that
-    // is not trusted.
+    // Returns when the parent has ended or closed its end. Call it on a thread of its own, because the others may hang
+    // in code that is not trusted.
     void awaitEnd() const;
 
 private:

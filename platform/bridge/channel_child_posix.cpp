@@ -34,7 +34,7 @@ std::unique_ptr<Channel> channelOver(int socket) {
     return std::make_unique<Channel>(std::move(stream));
 }
 
-// What the child is to find when it starts.
+// The environment, files and attributes of the new process.
 class SpawnPlan {
 public:
     explicit SpawnPlan(int channel) {
@@ -45,13 +45,13 @@ public:
         posix_spawn_file_actions_adddup2(&actions_, channel, channelDescriptor);
         posix_spawn_file_actions_addclosefrom_np(&actions_, channelDescriptor + 1);
 
-        posix_spawnattr_init(&attributes_); // signals as a program expects them, whatever is blocked or ignored here
+        posix_spawnattr_init(&attributes_); // default signals, whatever is blocked or ignored here
         sigset_t none, all;
         sigemptyset(&none);
         sigfillset(&all);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setsigdefault(&attributes_, &all);
-        // A session of its own: what is typed at the service's terminal is not for it.
+        // A session of its own, so that keys at the service's terminal do not reach it.
         posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
     }
     ~SpawnPlan() {
@@ -90,7 +90,7 @@ struct ChannelChild::Process {
 
     explicit Process(pid_t child) : id(child) {}
 
-    // Whether it has ended; mutex is held. The process stays a zombie until then, so its number is nobody else's.
+    // Whether it has ended; mutex is held. The process stays a zombie until then, so its number is not reused.
     bool reap(int flags) {
         if (status) return true;
         int how = 0;
@@ -149,7 +149,7 @@ struct ChannelParent::Link {};
 
 ChannelParent::ChannelParent(const std::string& name) {
     if (name != std::to_string(channelDescriptor)) throw std::runtime_error("there is no channel \"" + name + "\"");
-    ::fcntl(channelDescriptor, F_SETFD, FD_CLOEXEC); // not for programs that a module starts
+    ::fcntl(channelDescriptor, F_SETFD, FD_CLOEXEC); // not inherited by programs that a module starts
     channel_ = channelOver(channelDescriptor);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The channel is a named pipe with a random name, of which the child inherits the client's end, and a handle of this
-// process to see it end. A job ends the child with this process.
+// The channel is a named pipe with a random name. The child inherits the client's end of it, and a handle of this
+// process to notice its end. A job ends the child together with this process.
 #include <platform/bridge/channel_child.h>
 
 #include <platform/bridge/channel_win.h>
@@ -67,7 +67,7 @@ PipeEnds makePipe() {
     return ends;
 }
 
-// Ends every process in it when its last handle is closed, however this process ends.
+// Ends every process in it when its last handle is closed, whatever ends this process.
 platform::Handle makeJob() {
     platform::Handle job(CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
@@ -109,7 +109,7 @@ std::int64_t ChannelChild::id() const { return process_->id; }
 
 void ChannelChild::kill() {
     if (!ended()) TerminateProcess(process_->process.get(), 9);
-    channel_->close(); // a process that had not begun yet may hold the other end for a while
+    channel_->close(); // a process that had not started yet may hold the other end for a while
 }
 
 bool ChannelChild::ended() const { return WaitForSingleObject(process_->process.get(), 0) == WAIT_OBJECT_0; }
@@ -132,7 +132,7 @@ ChannelParent::ChannelParent(const std::string& name) : link_(std::make_unique<L
     if (middle == name.npos) throw std::runtime_error("there is no channel \"" + name + "\"");
     link_->parent.reset(handleFrom(name.substr(middle + 1)));
     platform::Handle pipe(handleFrom(name.substr(0, middle)));
-    SetHandleInformation(pipe.get(), HANDLE_FLAG_INHERIT, 0); // not for programs that a module starts
+    SetHandleInformation(pipe.get(), HANDLE_FLAG_INHERIT, 0); // not inherited by programs that a module starts
     SetHandleInformation(link_->parent.get(), HANDLE_FLAG_INHERIT, 0);
     channel_ = channelOver(std::move(pipe));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Channel over a Unix stream socket. Asio's calls do the work without blocking; waiting, with a deadline, is
+// Channel over a Unix stream socket. Asio's calls are used without blocking; waiting, with a deadline, is done with
 // poll() on the native handle.
 #include <platform/bridge/channel_posix.h>
 
@@ -21,7 +21,7 @@ namespace {
 
 using asio::local::stream_protocol;
 
-// A full queue of connections is tried again after this pause.
+// Pause before a full queue of connections is tried again.
 constexpr auto connectPause = std::chrono::milliseconds(5);
 
 int pollTimeout(Deadline deadline) {
@@ -37,7 +37,7 @@ bool waitFor(int handle, short events, Deadline deadline) {
         const int ready = ::poll(&entry, 1, pollTimeout(deadline));
         if (ready > 0) return true;
         if (ready == 0 && Clock::now() >= deadline) return false;
-        if (ready < 0 && errno != EINTR) return true; // let the call itself report what is wrong
+        if (ready < 0 && errno != EINTR) return true; // the call itself will report the error
     }
 }
 
@@ -51,7 +51,7 @@ bool queueIsFull(const std::error_code& error) {
 } // namespace
 
 asio::io_context& streamContext() {
-    static auto* const context = new asio::io_context(1); // sessions may be closed at the very end of the process
+    static auto* const context = new asio::io_context(1); // never freed: sessions may be closed at process exit
     return *context;
 }
 
@@ -63,7 +63,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
     std::error_code error;
     stream->socket.open(stream_protocol(), error);
     if (error) return ConnectStatus::noService;
-    // A blocking connect could wait for ever behind a service that accepts no more.
+    // A blocking connect could wait for ever for a service that no longer accepts.
     stream->socket.native_non_blocking(true, error);
     for (;;) {
         stream->socket.connect(stream_protocol::endpoint(endpoint), error);
@@ -131,7 +131,7 @@ Peer Channel::peer() const {
     return peer;
 }
 
-// Shutting down wakes whoever waits on the socket; the handle itself lives as long as the channel.
+// Shutting down wakes threads that wait on the socket; the handle itself stays open as long as the channel exists.
 void Channel::close() {
     std::error_code ignored;
     stream_->socket.shutdown(stream_protocol::socket::shutdown_both, ignored);

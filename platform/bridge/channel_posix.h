@@ -10,8 +10,8 @@
 
 namespace bridge {
 
-// Asio's context for all streams of the process. Its calls are used without waiting, so it never runs; one of its own
-// would cost each stream three more descriptors.
+// Asio's context for all streams of the process. Asio's calls never wait here, so the context never runs; a context per
+// stream would cost three more descriptors each.
 asio::io_context& streamContext();
 
 struct Channel::Stream {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Channel over a named pipe: overlapped calls, each waited for with its deadline and cancelled when it passes.
+// Channel over a named pipe: overlapped calls, each with a deadline, after which it is cancelled.
 #include <platform/bridge/channel_win.h>
 
 #include <platform/bridge/peer_win.h>
@@ -14,7 +14,7 @@ namespace bridge {
 
 namespace {
 
-// A small frame goes out as one write, so that the other side wakes once.
+// A small frame is sent with one write, so that the other side wakes only once.
 constexpr std::size_t joinedWrite = std::size_t{16} * 1024;
 
 IoStatus writeAll(Channel::Stream& stream, std::string_view bytes, Patience patience) {
@@ -51,7 +51,7 @@ IoStatus Channel::Stream::finish(OVERLAPPED& operation, std::size_t& transferred
     DWORD bytes = 0;
     const bool completed = GetOverlappedResult(pipe.get(), &operation, &bytes, TRUE); // a cancelled one ends at once
     transferred = bytes;
-    if (completed && bytes > 0) return IoStatus::done; // it may have won the race against its cancellation
+    if (completed && bytes > 0) return IoStatus::done; // it may have completed just before it was cancelled
     return woken == WAIT_TIMEOUT ? IoStatus::timedOut : IoStatus::closed;
 }
 
@@ -64,7 +64,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
     const std::wstring name = platform::toUtf16(endpoint);
     auto stream = std::make_unique<Stream>();
     for (;;) {
-        // Identification level: the service may learn who we are, but not act as us.
+        // Identification level: the service may learn who we are, but not act in our name.
         stream->pipe.reset(CreateFileW(name.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                        FILE_FLAG_OVERLAPPED | SECURITY_SQOS_PRESENT | SECURITY_IDENTIFICATION,
                                        nullptr));

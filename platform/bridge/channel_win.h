@@ -21,7 +21,7 @@ struct Channel::Stream {
     IoStatus finish(OVERLAPPED& operation, std::size_t& transferred, Deadline deadline);
 };
 
-// The milliseconds until `deadline` as the waiting calls take them.
+// The milliseconds until `deadline`, for the waiting calls.
 DWORD waitTime(Deadline deadline);
 
 } // namespace bridge

@@ -11,7 +11,7 @@ namespace {
 
 using Loc::N_;
 
-// With what the service says of it, if anything.
+// The failure, with the reason from the service if there is one.
 Failure saidBy(FailureCode code, const Welcome& welcome) {
     std::vector<Loc::Phrase> phrases{{describe(code), {}}};
     for (const Remark& remark : welcome.why) phrases.push_back(remark.phrase);
@@ -49,7 +49,7 @@ Failure failureOf(ConnectStatus status, const std::string& endpoint) {
 }
 
 Failure shakeHands(Connection& connection, const Hello& hello, Patience patience) {
-    // A service that refuses us may do so without reading: its welcome tells more than a failed write.
+    // A service that refuses us may do so without reading: its welcome says more than a failed write.
     writeFrame(*connection.channel, {.kind = FrameKind::hello}, encode(hello), patience);
 
     FrameHeader header;
@@ -68,7 +68,7 @@ Failure shakeHands(Connection& connection, const Hello& hello, Patience patience
     return failureOf(connection.welcome, hello.version);
 }
 
-// Sets `connection` also when the service answered that it speaks another version.
+// Sets `connection` also when the service answered with another version.
 Failure connectSpeaking(const std::string& endpoint, const Hello& hello, Patience patience,
                         std::unique_ptr<Connection>& connection) {
     std::unique_ptr<Channel> channel;
@@ -76,7 +76,7 @@ Failure connectSpeaking(const std::string& endpoint, const Hello& hello, Patienc
     if (status != ConnectStatus::connected) return failureOf(status, endpoint);
     auto made = std::make_unique<Connection>(std::move(channel));
 
-    // Whoever serves the endpoint would read the PINs that go over it.
+    // PINs are sent over this connection, so an account that is not trusted must not serve it.
     const Peer owner = made->channel->peer();
     if (!trustsService(owner)) {
         return {FailureCode::strangeService,
@@ -113,7 +113,7 @@ Failure connectTo(const std::string& endpoint, Role role, const std::string& nam
     Hello hello{protocolVersion, role, name};
     Failure outcome = connectSpeaking(endpoint, hello, patience, connection);
     if (outcome.code != FailureCode::versionMismatch || !connection) return outcome;
-    // A service that is older, and not too old, is spoken to in its own version.
+    // An older service whose version is still supported is tried again with its own version.
     hello.version = connection->welcome.version;
     connection.reset();
     if (hello.version < oldestProtocolVersion || hello.version >= protocolVersion) return outcome;

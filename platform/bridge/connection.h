@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The client's end of a connection, greeted: what command sessions and the receiver have in common.
+// The client's end of a connection after the handshake, used by command sessions and by the receiver.
 #pragma once
 
 #include <platform/bridge/channel.h>
@@ -21,15 +21,15 @@ struct Connection {
     Welcome welcome;
 };
 
-// Connects to the service at `endpoint` and exchanges hello and welcome with it, in the newest version that both speak.
-// Nothing is sent to a service that is run by an account that is not trusted. `connection` is set on success.
+// Connects to the service at `endpoint` and exchanges hello and welcome with it, in the newest version that both
+// support. Nothing is sent to a service that runs under an account that is not trusted. `connection` is set on success.
 Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
                   std::unique_ptr<Connection>& connection);
 
-// A connection that can't be used any more, and why.
+// The failure of a connection that can't be used any more, with the reason.
 Failure lostBy(Loc::MarkedWording<> why);
 
-// What a read or write that did not end well means for a command.
+// The failure of a command whose read or write failed.
 Failure failureOf(FrameStatus status);
 Failure failureOf(IoStatus status);
 

@@ -19,8 +19,8 @@ inline Deadline after(std::uint32_t milliseconds) {
     return milliseconds == 0 ? never : Clock::now() + std::chrono::milliseconds(milliseconds);
 }
 
-// How long to wait for bytes that are under way: no gap longer than `silence` milliseconds (0 without limit),
-// and nothing beyond `overall`.
+// How long to wait for bytes that are expected: at most `silence` milliseconds without any (0 is no limit), and not
+// after `overall`.
 struct Patience {
     std::uint32_t silence = 0;
     Deadline overall = never;

@@ -19,7 +19,7 @@ std::string privateEndpoint();
 // What front ends use unless they set one: the value of PANELKIT_BRIDGE, else the system's.
 std::string defaultEndpoint();
 
-// What makes `endpoint` unusable; empty when it can be used.
+// Why `endpoint` can't be used; empty when it can.
 Loc::Phrase endpointProblem(const std::string& endpoint);
 
 } // namespace bridge

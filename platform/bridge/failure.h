@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// How a command can fail on its way, and what the service remarks on one that it answers: codes and arguments for
-// programs, of which texts for people are made where they are shown.
+// How a command can fail, and the remarks of the service on a command that it answers. Both are codes and arguments for
+// programs; texts for people are made from them where they are shown.
 //
 //   if (!controller.TokenLogin(token, pin, false, nullptr)) {
 //       const bridge::Failure& failure = bridge::lastFailure();
@@ -18,15 +18,15 @@
 
 namespace bridge {
 
-// Code 5 on a session that is not broken is what callers test for "the service isn't there"; the numbers are part
-// of the interface and never change.
+// Callers test for code 5 on a session that is not broken to find out that the service isn't running. The numbers are
+// part of the interface and never change.
 enum class FailureCode : std::uint32_t {
     none = 0,
-    accessDenied = 1,    // the service, or the operating system, does not let this user
+    accessDenied = 1,    // the service, or the operating system, does not admit this user
     versionMismatch = 2, // the service speaks another version of the protocol
-    timedOut = 3,        // connected, but silent for longer than the session's wait setting
+    timedOut = 3,        // connected, but without a sign of life for longer than the session's wait setting
     connectionLost = 4,  // the service disconnected, or sent a malformed frame
-    noService = 5,       // nobody listens at the endpoint
+    noService = 5,       // nothing listens at the endpoint
     refused = 6,         // the module, or the dispatcher, refused the command
     tooLarge = 7,        // the request is above the frame limit; nothing was sent
     strangeService = 8,  // the endpoint is served by an account that is not trusted; nothing was sent
@@ -36,7 +36,7 @@ enum class FailureCode : std::uint32_t {
 
 struct Failure {
     FailureCode code = FailureCode::none;
-    std::vector<Loc::Phrase> phrases; // what happened, then why; none when the code says all that is known
+    std::vector<Loc::Phrase> phrases; // what happened, then why; empty when only the code is known
     std::uint32_t detail = 0;         // of `refused`: the module's own number for the reason
 
     // In English, for people; empty when there was no failure. To show it in another language, translate the wording
@@ -44,32 +44,32 @@ struct Failure {
     PANELKIT_EXPORT std::string text() const;
 };
 
-// Something that the service says of a command beside its answer: why it was refused; why an operation was not carried
-// out although its command was answered; what an answer leaves out. Where an answer carries a text for people, its
-// remarks say the same to programs.
+// A remark of the service on a command, sent beside its answer: why it was refused; why an operation was not carried
+// out although its command was answered; or what an answer leaves out. If the answer has a text for people, its remarks
+// state the same for programs.
 struct Remark {
-    std::uint32_t code = 0; // the service's number for it (vocabulary/refusals.h); 0 when it has none
-    Loc::Phrase phrase;     // never without a wording
+    std::uint32_t code = 0; // the service's number of the remark (vocabulary/refusals.h); 0 when it has none
+    Loc::Phrase phrase;     // always has a wording
 
     bool operator==(const Remark&) const = default;
 };
 
-// Whether a failure of that code marks the session broken, so that the pool opens a new one. The others leave it
-// usable: the next command connects again, or goes over the connection that is still good.
+// Whether a failure with that code marks the session as broken, so that the pool opens a new one. After other failures
+// the session stays usable: the next command connects again, or uses the same connection.
 bool breaksSession(FailureCode code);
 
-// What is said of a failure when nothing more precise is known.
+// The text for a failure when nothing more precise is known.
 PANELKIT_EXPORT const char* describe(FailureCode code);
 
-// The outcome of the last command that the calling thread sent, over whichever session; how a front end finds out
-// why an operation answered false. A progress command leaves its outcome with the thread that executed it.
+// The outcome of the last command that the calling thread sent, over any session. A front end uses it to find out why
+// an operation returned false. A progress command leaves its outcome with the thread that executed it.
 PANELKIT_EXPORT const Failure& lastFailure();
 
-// What the service remarked on that command, in its order: first what, then why. Empty for most commands, and always
-// with a service that speaks version 1 of the protocol. A refusal's remarks are its reasons.
+// The service's remarks on that command, in its order: first what, then why. Empty for most commands, and always with a
+// service that speaks version 1 of the protocol. The remarks on a refusal are its reasons.
 PANELKIT_EXPORT const std::vector<Remark>& lastRemarks();
 
-// What a command ended with, and how it is left with the calling thread.
+// The outcome of a command, and how it is stored for the calling thread.
 struct Outcome {
     Failure failure;
     std::vector<Remark> remarks;

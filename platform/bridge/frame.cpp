@@ -46,7 +46,7 @@ bool BufferBudget::take(std::uint64_t bytes) {
 
 FrameReader::~FrameReader() { platform::wipe(buffer_.data(), end_); }
 
-// Frames carry PINs, so what was taken out of the buffer does not stay behind in it.
+// Frames carry PINs, so bytes that were taken out of the buffer are wiped in it.
 void FrameReader::consume(std::size_t bytes) {
     platform::wipe(buffer_.data() + begin_, bytes);
     begin_ += bytes;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The frames of the command bridge: what is written round every payload on the socket or pipe. The format is
-// documented, with a byte dump, in docs/wire-format.md; both sides are built from this file.
+// The frames of the command bridge: the form in which every payload is sent over the socket or pipe. The format is
+// documented, with a byte dump, in docs/wire-format.md; client and service both use this file.
 //
 //   header (20 bytes)   u32 length of the body, u32 kind, u32 module, u32 command, u32 tag
 //   body                length bytes
@@ -17,19 +17,19 @@
 
 namespace bridge {
 
-// The newest and the oldest version that both sides of this code speak. docs/wire-format.md says what each added.
+// The newest and the oldest supported version of the protocol. docs/wire-format.md says what each added.
 inline constexpr std::uint32_t protocolVersion = 2;
 inline constexpr std::uint32_t oldestProtocolVersion = 1;
-inline constexpr std::uint32_t remarksSince = 2; // the version that brought remarks
+inline constexpr std::uint32_t remarksSince = 2; // the first version with remarks
 inline constexpr std::size_t frameHeaderSize = 20;
 inline constexpr std::uint32_t defaultFrameLimit = 64U << 20; // bytes of body
 inline constexpr std::uint32_t helloLimit = 4096;             // bytes of body of a hello or welcome
 inline constexpr std::uint32_t remarksLimit = 1U << 20;       // bytes of body of remarks
 
-// Numbers of the wire, never to change.
+// Part of the wire format; the numbers never change.
 enum class FrameKind : std::uint32_t {
     hello = 1,        // front end -> service, first
-    welcome = 2,      // service -> front end: accepted, or refused and why
+    welcome = 2,      // service -> front end: accepted, or refused with the reason
     request = 3,      // module, command, payload
     reply = 4,        // the module answered; its payload
     refused = 5,      // the command was not carried out; reason and text
@@ -45,7 +45,7 @@ struct FrameHeader {
     FrameKind kind{};
     std::uint32_t module = 0;
     std::uint32_t command = 0;
-    std::uint32_t tag = 0; // chosen by who asks, echoed by who answers
+    std::uint32_t tag = 0; // chosen by the sender of a request, repeated in the answer
 
     static auto fields(auto& self, auto&& io) {
         return io(self.length, self.kind, self.module, self.command, self.tag);
@@ -58,7 +58,7 @@ FrameHeader decodeFrameHeader(const char* bytes);
 // Writes a frame; header.length is set from the body.
 IoStatus writeFrame(Channel& channel, FrameHeader header, std::string_view body, Patience patience);
 
-// Bounds what several connections may buffer together. Bytes are taken as they arrive.
+// Limits the bytes that several connections may buffer together. Bytes are counted as they arrive.
 class BufferBudget {
 public:
     explicit BufferBudget(std::uint64_t limit) : left_(static_cast<std::int64_t>(limit)) {}
@@ -77,8 +77,8 @@ enum class FrameStatus : unsigned char {
     overBudget, // the buffers of all connections together are full
 };
 
-// Reads frames from a channel. Header and small body come with one receive; a large body is received straight
-// into the caller's string, which grows as bytes arrive and not by what a header claims.
+// Reads frames from a channel. A header and a small body come with one receive; a large body is received directly into
+// the caller's string, which grows as bytes arrive and not to the size that a header claims.
 class FrameReader {
 public:
     explicit FrameReader(Channel& channel) : channel_(channel) {}
@@ -86,11 +86,11 @@ public:
     FrameReader(const FrameReader&) = delete;
     FrameReader& operator=(const FrameReader&) = delete;
 
-    // Waits for the first byte of a header until `first`, and for the rest of it as `patience` says.
+    // Waits for the first byte of a header until `first`, and for the rest as long as `patience` allows.
     FrameStatus readHeader(FrameHeader& header, Deadline first, Patience patience);
 
-    // Reads the body announced by `header` into `body`, replacing it. `budget`, when given, is charged with the
-    // bytes that arrived; the caller gives them back when it is done with the body.
+    // Reads the body announced by `header` into `body`, replacing it. Each byte that arrives is charged to `budget`, if
+    // given; the caller releases the bytes after it has used the body.
     FrameStatus readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
                          BufferBudget* budget = nullptr);
 

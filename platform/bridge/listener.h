@@ -10,26 +10,26 @@
 
 namespace bridge {
 
-// Who may connect at all, as far as the operating system can tell; the service itself decides once more.
+// Which accounts the operating system lets connect; the service itself checks them again.
 struct ListenOptions {
-    // On POSIX the socket's mode is 0666 and its folder guards it; on Windows these accounts (SIDs) may open the
-    // pipe beside the service's own account, the system and the administrators. Empty: nobody else.
+    // On POSIX the socket's mode is 0666 and its folder limits access; on Windows these accounts (SIDs) may open the
+    // pipe beside the service's own account, the system and the administrators. Empty: no others.
     std::string users;
 };
 
 class Listener {
 public:
-    // Throws std::runtime_error, with a text for people, when the endpoint can't be used: another service serves
-    // it, the folder is missing, the path is too long. A socket file that a dead service left behind is replaced.
+    // Throws std::runtime_error, with a text for people, when the endpoint can't be used: another service serves it,
+    // the folder is missing, the path is too long. A socket file that a killed service left is replaced.
     Listener(const std::string& endpoint, const ListenOptions& options);
     ~Listener();
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
-    // Waits for the next connection; null once stop() was called.
+    // Waits for the next connection; returns null after stop() was called.
     std::unique_ptr<Channel> accept();
 
-    // Ends accept(), from any thread, also one that comes later.
+    // Ends present and later calls of accept(); from any thread.
     void stop();
 
 private:

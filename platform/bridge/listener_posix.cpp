@@ -18,7 +18,7 @@ namespace bridge {
 
 using asio::local::stream_protocol;
 
-// Accepting fails for want of descriptors, say: the pause keeps that from eating the processor.
+// Accepting may fail again and again, for example without free descriptors: the pause saves processor time.
 constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
 
 struct Listener::Socket {
@@ -39,7 +39,7 @@ namespace {
     throw std::runtime_error("can't serve the endpoint " + path + ": " + what);
 }
 
-// Whoever holds this lock serves the endpoint.
+// The process that holds this lock serves the endpoint.
 std::unique_ptr<platform::FileLock> takeLock(const std::string& path) {
     try {
         if (auto lock = platform::FileLock::take(path + ".lock")) return lock;
@@ -55,12 +55,12 @@ Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(
     if (const std::string problem = Loc::fill(endpointProblem(endpoint)); !problem.empty()) fail(endpoint, problem);
     socket_->path = endpoint;
     socket_->lock = takeLock(endpoint);
-    ::unlink(endpoint.c_str()); // left behind by a service that was killed: nobody serves it, we hold the lock
+    ::unlink(endpoint.c_str()); // left by a service that was killed: we hold the lock, so no other process serves it
 
     std::error_code error;
     socket_->acceptor.open(stream_protocol(), error);
     if (!error) socket_->acceptor.bind(stream_protocol::endpoint(endpoint), error);
-    // Everybody may connect: the service looks at the credentials and tells a stranger why it is refused.
+    // Everybody may connect: the service checks the credentials and answers a refused account with the reason.
     if (!error && ::chmod(endpoint.c_str(), 0666) != 0) error.assign(errno, std::generic_category());
     if (!error) socket_->acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
     if (error) fail(endpoint, error.message());
@@ -83,7 +83,7 @@ std::unique_ptr<Channel> Listener::accept() {
         }
         std::this_thread::sleep_for(pauseAfterFailure);
     }
-    // Stopped. The accept under way must end before its variables do.
+    // Stopped. The accept in progress must end before its variables are destroyed.
     std::error_code ignored;
     socket_->acceptor.close(ignored);
     socket_->work.reset();

@@ -30,8 +30,8 @@ constexpr DWORD pipeBuffer = 64 * 1024;
     throw std::runtime_error("can't serve the endpoint " + endpoint + ": " + what);
 }
 
-// Owner and full control: the service's account; the network is shut out; the system, the administrators and the
-// users that may talk to us can read and write.
+// Owner and full control: the service's account. Read and write: the system, the administrators and the users that may
+// talk to us. No access over the network.
 platform::LocalMemory<void> securityDescriptor(const ListenOptions& options) {
     const std::string own = self().user;
     std::string text = "O:" + own + "D:P(D;;GA;;;NU)(A;;GA;;;SY)(A;;GRGW;;;BA)(A;;GA;;;" + own + ")";
@@ -57,7 +57,7 @@ Listener::Listener(const std::string& endpoint, const ListenOptions& options) : 
     socket_->name = platform::toUtf16(endpoint);
     socket_->descriptor = securityDescriptor(options);
     if (!socket_->descriptor) fail(endpoint, platform::systemErrorText(GetLastError()));
-    // Not every system enforces the first-instance flag, so a pipe that is already served is looked for as well.
+    // Not every system enforces the first-instance flag, so an existing pipe is also searched for.
     if (WaitNamedPipeW(socket_->name.c_str(), 1)) fail(endpoint, "another service serves it");
     socket_->pending = socket_->makeInstance(true);
     if (!platform::valid(socket_->pending)) {
@@ -70,7 +70,7 @@ Listener::~Listener() = default;
 
 std::unique_ptr<Channel> Listener::accept() {
     for (;;) {
-        if (!platform::valid(socket_->pending)) { // for want of resources: the pause keeps it from eating the processor
+        if (!platform::valid(socket_->pending)) { // out of resources: the pause saves processor time
             Sleep(50);
             socket_->pending = socket_->makeInstance(false);
         }
@@ -90,7 +90,7 @@ std::unique_ptr<Channel> Listener::accept() {
         }
         if (WaitForSingleObject(socket_->stopping.get(), 0) == WAIT_OBJECT_0) return nullptr;
 
-        // The next instance is there before this one is handed out: there is never a moment without a pipe.
+        // The next instance is made before this one is returned, so that a pipe exists at every moment.
         auto stream = std::make_unique<Channel::Stream>();
         stream->acceptedHere = true;
         stream->pipe = std::move(socket_->pending);

@@ -20,7 +20,7 @@ std::string written(std::string_view start, const Message& message) {
     return body;
 }
 
-// Nothing when the body does not begin so, or ends before its last field. `rest` is what follows that.
+// Returns nullopt when the body does not begin with the fields. `rest` receives the bytes after them.
 template <class Message>
 std::optional<Message> read(std::string_view start, std::string_view body, std::string_view* rest = nullptr) {
     if (!body.starts_with(start)) return std::nullopt;
@@ -35,7 +35,7 @@ std::optional<Message> read(std::string_view start, std::string_view body, std::
     return message;
 }
 
-// The fewest bytes of a remark: its code, the length of its wording and the number of its arguments.
+// The smallest size of a remark: its code, the length of its wording and the number of its arguments.
 constexpr std::size_t leastRemark = 12;
 
 Remark readRemark(platform::StreamIn& in) {
@@ -70,7 +70,7 @@ std::string encode(const Hello& hello) { return written(magic, hello); }
 std::string encode(const Welcome& welcome) {
     std::string body = written(magic, welcome);
     const std::string why = welcome.why.empty() ? std::string() : encode(welcome.why);
-    if (body.size() + why.size() <= helloLimit) body += why; // front ends without it have the text
+    if (body.size() + why.size() <= helloLimit) body += why; // without it front ends still have the text
     return body;
 }
 std::string encode(const Refusal& refusal) { return written("", refusal); }
@@ -110,7 +110,7 @@ std::optional<std::vector<Remark>> decodeRemarks(std::string_view body) {
 }
 
 std::vector<Remark> fitted(std::vector<Remark> remarks) {
-    constexpr std::size_t most = remarksLimit - 100; // with room for the one that counts the rest
+    constexpr std::size_t most = remarksLimit - 100; // leaves room for the remark that counts the rest
     std::size_t size = sizeof(std::uint32_t), kept = 0;
     for (; kept < remarks.size() && kept < mostRemarks; ++kept) {
         for (std::string& argument : remarks[kept].phrase.arguments) shorten(argument);

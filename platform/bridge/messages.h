@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The bodies of the bridge's own frames. Hello and welcome keep their form in every version of the protocol, so that a
-// mismatch is told and not misread; they begin with a magic word. Each lists its fields in the order of the wire.
+// The bodies of the bridge's own frames. Hello and welcome have the same form in every version of the protocol, so that
+// a version mismatch is reported and not misread; they begin with a magic word. Each lists its fields in the order of
+// the wire.
 #pragma once
 
 #include <platform/bridge/failure.h>
@@ -16,14 +17,14 @@ namespace bridge {
 
 enum class Role : std::uint32_t {
     commandSession = 1, // sends requests
-    receiver = 2,       // is sent notifications
+    receiver = 2,       // receives notifications
 };
 
-// The first exchange on a connection: the front end says hello, the service welcomes it or says why not.
+// The first exchange on a connection: the front end says hello, the service sends a welcome that accepts or refuses it.
 struct Hello {
-    std::uint32_t version = 0; // the newest one that the front end speaks
+    std::uint32_t version = 0; // the newest one that the front end supports
     Role role{};
-    std::string name; // of the session, "Tokens" for instance
+    std::string name; // of the session, for example "Tokens"
 
     static auto fields(auto& self, auto&& io) { return io(self.version, self.role, self.name); }
 };
@@ -37,19 +38,19 @@ enum class Verdict : std::uint32_t {
 };
 
 struct Welcome {
-    std::uint32_t version = 0; // that both speak; after a mismatch the newest one that the service speaks
+    std::uint32_t version = 0; // used from now on; after a mismatch the newest one that the service supports
     Verdict verdict{};
-    std::uint32_t frameLimit = 0; // bytes of body that the service takes
+    std::uint32_t frameLimit = 0; // bytes of body that the service accepts
     std::string service;          // name and version of the service, for people
-    std::string text;             // why it is refused, for people
-    std::vector<Remark> why;      // the same for programs, after the fields; services of version 1 end before it
+    std::string text;             // why the front end is refused, for people
+    std::vector<Remark> why;      // the same for programs, after the other fields; missing in version 1
 
     static auto fields(auto& self, auto&& io) {
         return io(self.version, self.verdict, self.frameLimit, self.service, self.text);
     }
 };
 
-// Why a command was refused, in the body of a refused frame. The remarks before it say the same with arguments.
+// Why a command was refused, in the body of a refused frame. The remarks sent before it state the same with arguments.
 enum class RefusalReason : std::uint32_t {
     unknownModule = 1,
     unknownCommand = 2,
@@ -62,18 +63,18 @@ enum class RefusalReason : std::uint32_t {
 
 struct Refusal {
     RefusalReason reason{};
-    std::uint32_t detail = 0; // the module's own number for it, 0 when it has none
+    std::uint32_t detail = 0; // the module's own number for the reason, 0 when it has none
     std::string text;         // for people
 
     static auto fields(auto& self, auto&& io) { return io(self.reason, self.detail, self.text); }
 };
 
-// How much is remarked on one command.
+// The most remarks on one command.
 inline constexpr std::size_t mostRemarks = 100;
 inline constexpr std::size_t longestArgument = 4096; // bytes; a service cuts longer ones
 
-// Makes remarks fit into a frame: longer arguments are cut, which "..." at their end tells; in place of those that are
-// too many, the last one says how many more there are.
+// Makes remarks fit into a frame. Longer arguments are cut and end with "..."; if there are too many remarks, the last
+// one says how many more there are.
 std::vector<Remark> fitted(std::vector<Remark> remarks);
 
 // The phrases of remarks, in their order.
@@ -84,7 +85,7 @@ std::string encode(const Welcome& welcome);
 std::string encode(const Refusal& refusal);
 std::string encode(const std::vector<Remark>& remarks);
 
-// Nothing when the bytes are not what they should be. Remarks are at least one and at most mostRemarks; each has a
+// Each returns nullopt when the bytes are not valid. Remarks are at least one and at most mostRemarks; each has a
 // wording, and at most Loc::mostArguments arguments.
 std::optional<Hello> decodeHello(std::string_view body);
 std::optional<Welcome> decodeWelcome(std::string_view body);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Who is at the other end of a connection, as the operating system vouches for it. The facts come from the
-// connected socket or pipe itself, never from a process id or the owner of a path: those can change hands.
+// The account at the other end of a connection, as the operating system reports it. It is taken from the connected
+// socket or pipe itself, never from a process id or the owner of a path: those can change.
 #pragma once
 
 #include <string>
@@ -21,14 +21,14 @@ struct Peer {
 // The account this process runs as.
 Peer self();
 
-// A name for people, "anna", or "account 1000" where the account has none.
+// A name for people, "anna", or "account 1000" when the account has no name.
 std::string displayName(const Peer& peer);
 
 // Whether a front end of this process may trust a service that runs as `service`: root or the system, the
 // process's own account, or the account that the packaged service runs as.
 bool trustsService(const Peer& service);
 
-// The account of that name that the packaged service runs as.
+// The name of the account under which the packaged service runs.
 inline constexpr const char* serviceAccount = "panelkit";
 
 } // namespace bridge

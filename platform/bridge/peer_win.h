@@ -9,11 +9,11 @@
 
 namespace bridge {
 
-// Who connected to a pipe of ours: asked from the token of the client, which it lends for identification.
-// Windows lends it once a byte of the client was read.
+// The account that connected to a pipe of ours. It is taken from the client's token, which Windows makes available
+// after a byte of the client was read.
 Peer pipeClient(HANDLE pipe);
 
-// Who made the pipe that we connected to: the owner that stands in its security descriptor.
+// The account that made the pipe to which we connected: the owner in its security descriptor.
 Peer pipeOwner(HANDLE pipe);
 
 } // namespace bridge

@@ -11,7 +11,7 @@ void tell(const Push& push, PushOutcome outcome, const std::string& reply = {}) 
     if (push.answered) push.answered(outcome, reply);
 }
 
-// A line with nothing under way looks again after this; it is woken when something happens.
+// A line with nothing to do waits this long at most; it is woken when something happens.
 constexpr auto idleWait = std::chrono::hours(1);
 
 } // namespace
@@ -28,7 +28,7 @@ bool PushLine::add(const std::shared_ptr<const Push>& push) {
 void PushLine::answered(std::uint32_t tag, PushOutcome outcome, const std::string& reply) {
     std::unique_lock lock(mutex_);
     const auto found = underWay_.find(tag);
-    if (found == underWay_.end()) return; // it was given up before
+    if (found == underWay_.end()) return; // it timed out before
     const std::shared_ptr<const Push> push = found->second.push;
     underWay_.erase(found);
     changed_.notify_all();
@@ -36,7 +36,7 @@ void PushLine::answered(std::uint32_t tag, PushOutcome outcome, const std::strin
     tell(*push, outcome, reply);
 }
 
-// The first one whose id has nothing under way; null when there is none. mutex_ is held.
+// Returns the first one whose id is not in progress; null when there is none. mutex_ is held.
 std::shared_ptr<const Push> PushLine::takeNext() {
     const auto next = std::find_if(waiting_.begin(), waiting_.end(), [this](const auto& push) {
         return std::none_of(underWay_.begin(), underWay_.end(), [&](const auto& entry) {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The notifications that wait for one receiver, and those that wait for its answer. A receiver handles one notification
-// of an id at a time and drops what comes meanwhile; so the next of an id goes out when the one before was answered, or
-// was not in time. Used by the server.
+// The notifications that wait to be sent to one receiver, and those that wait for its answer. A receiver handles one
+// notification of an id at a time and drops others of that id; so the next one of an id is sent when the one before was
+// answered or timed out. Used by the server.
 #pragma once
 
 #include <platform/bridge/channel.h>
@@ -21,7 +21,7 @@ namespace bridge::server {
 
 enum class PushOutcome : unsigned char {
     handled,
-    notHandled, // nobody listens for the id, or the handler declined
+    notHandled, // nothing listens for the id, or the handler returned false
     timedOut,
     lost, // the connection ended first
 };
@@ -30,7 +30,7 @@ struct Push {
     std::uint32_t module = 0;
     std::int32_t id = 0;
     std::string payload;
-    // Called once for each receiver that was sent it, on a thread of the server's; may be null.
+    // Called once for each receiver to which it was sent, on a thread of the server; may be null.
     std::function<void(PushOutcome outcome, const std::string& reply)> answered;
 };
 
@@ -44,19 +44,19 @@ class PushLine {
 public:
     PushLine(Channel& channel, PushLimits limits) : channel_(channel), limits_(limits) {}
 
-    // Queues a notification. False when the receiver does not keep up: too much is waiting already.
+    // Queues a notification. Returns false when the receiver does not keep up: too many are waiting already.
     bool add(const std::shared_ptr<const Push>& push);
 
-    // The receiver answered.
+    // Called when the receiver has answered.
     void answered(std::uint32_t tag, PushOutcome outcome, const std::string& reply);
 
     // Sends what is queued until end(); the line's own thread.
     void run();
 
-    // What waits is lost; from any thread.
+    // Ends run(). Waiting notifications are lost. From any thread.
     void end();
 
-    // Waits until everything queued was sent and answered, or the time is over.
+    // Waits until all queued ones were sent and answered, at most for that time.
     void drain(std::chrono::milliseconds time);
 
 private:

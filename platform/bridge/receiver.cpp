@@ -22,7 +22,7 @@ constexpr auto longestPause = std::chrono::milliseconds(2000);
 constexpr std::uint32_t handshakeWait = 5'000;
 constexpr Patience patience{30'000};
 
-// A connection that answers are written to by several threads.
+// A connection to which several threads write answers.
 struct Line {
     explicit Line(std::unique_ptr<Connection> greeted) : connection(std::move(greeted)) {}
 
@@ -38,7 +38,7 @@ struct Line {
 
 } // namespace
 
-// The sender is guarded by the receiver's mutex, since it may be exchanged.
+// The receiver's mutex guards the sender, since it may be exchanged.
 class RecvSession {
 public:
     std::shared_ptr<Line> line;
@@ -113,14 +113,14 @@ private:
     int underWay_ = 0; // notifications
 };
 
-// False when the receiver is stopping.
+// Returns false when the receiver is stopping.
 bool Receiver::keepLine(const std::shared_ptr<Line>& line) {
     const std::scoped_lock lock(mutex_);
     line_ = line;
     return !stopping_;
 }
 
-// Waits; false when the receiver is stopping.
+// Waits; returns false when the receiver is stopping.
 bool Receiver::pauseEnds(std::chrono::milliseconds time) {
     std::unique_lock lock(mutex_);
     return !changed_.wait_for(lock, time, [this] { return stopping_; });
@@ -183,7 +183,7 @@ void Receiver::end() {
     changed_.notify_all();
 }
 
-// On a worker: hands a notification to the listeners of its module, until one handles it.
+// Runs on a worker: passes a notification to the listeners of its module until one handles it.
 void Receiver::deliver(const std::shared_ptr<RecvSession>& session, const FrameHeader& header,
                        const std::string& payload) {
     bool handled = false;
@@ -193,7 +193,7 @@ void Receiver::deliver(const std::shared_ptr<RecvSession>& session, const FrameH
         listener->onSessionOpened(session.get());
         try {
             handled = listener->onCommand(session.get(), static_cast<std::int32_t>(header.command), payload, reply);
-        } catch (...) { // what a handler throws is not the sender's affair: nobody handled it
+        } catch (...) { // the sender is only told that the notification was not handled
             handled = false;
         }
         listener->onSessionClosed(session.get());

@@ -2,9 +2,9 @@
 //
 // The receiving side of the bridge: notifications that the service pushes to this process.
 //
-// While it is started, the receiver keeps a connection of its own to the service, connects again when that is lost, and
-// tells its listeners when the service attaches and detaches. Each notification is handed to the listener of its module
-// on a thread of the bridge's; several may be under way at once.
+// After it was started, the receiver keeps a connection of its own to the service, connects again when it is lost, and
+// tells its listeners when the service attaches and detaches. Each notification is passed to the listener of its module
+// on a thread of the bridge; several may be in progress at once.
 #pragma once
 
 #include <platform/export.h>
@@ -16,11 +16,11 @@ enum ModuleIdType : std::uint32_t;
 
 namespace bridge::client {
 
-// A notification under way, and so the sender that waits for its answer. Valid until the listener's command operation
-// for it has returned.
+// A notification in progress, with the sender that waits for its answer. Valid until the listener's onCommand for it
+// has returned.
 class RecvSession;
 
-// Hears of the notifications of one module. Not owned by the receiver; it must stay until DelCommandListener.
+// Receives the notifications of one module. The caller owns it; it must exist until DelCommandListener.
 class PANELKIT_EXPORT CommandListener {
 public:
     explicit CommandListener(ModuleIdType module);
@@ -28,16 +28,16 @@ public:
     CommandListener(const CommandListener&) = delete;
     CommandListener& operator=(const CommandListener&) = delete;
 
-    // A notification arrived. Gives whether it was handled; the sender then gets `reply`, otherwise it is told that
-    // nobody did, as also when this throws. Called on several threads at once.
+    // A notification arrived. Returns whether it was handled; the sender then gets `reply`. Otherwise, also after an
+    // exception, the sender is told that it was not handled. Called on several threads at once.
     virtual bool onCommand(RecvSession* session, std::int32_t id, const std::string& payload, std::string& reply) = 0;
 
-    // A notification begins and ends; before and after onCommand, on the same thread.
+    // Called before and after onCommand, on the same thread.
     virtual void onSessionOpened(RecvSession*) {}
     virtual void onSessionClosed(RecvSession*) {}
 
-    // The service can be reached now, or can't be any more; one follows the other, beginning with an attach. Called on
-    // the receiver's own thread, one at a time.
+    // Called when the service can be reached, and when it can't be any more; alternately, beginning with an attach.
+    // Called on the receiver's own thread, one at a time.
     virtual void onServerAttach() {}
     virtual void onServerDetach() {}
 
@@ -47,18 +47,19 @@ private:
     ModuleIdType module_;
 };
 
-// Any thread may call these. A listener that is added while the service is attached is told so with the next attach.
+// Any thread may call these. A listener that is added while the service is attached is not told of it until the next
+// attach.
 PANELKIT_EXPORT void AddCommandListener(CommandListener* listener);
 PANELKIT_EXPORT void DelCommandListener(CommandListener* listener);
 
-// Starts the receiver; nothing when it is started. It connects to CommandSender's endpoint.
+// Starts the receiver; does nothing when it is already started. It connects to CommandSender's endpoint.
 PANELKIT_EXPORT void CommandReceiver_init();
 
-// Ends it, and returns when no operation of a listener runs any more. Never to be called from a listener's operation,
-// for which it would wait for ever.
+// Ends it, and returns when no function of a listener runs any more. Must not be called from a function of a listener:
+// it would wait for itself for ever.
 PANELKIT_EXPORT void CommandReceiver_fini();
 
-// Exchanges the senders of two notifications: each of the two operations now answers the other's sender.
+// Exchanges the senders of two notifications: each of the two now answers the other's sender.
 PANELKIT_EXPORT void SwapSessions(RecvSession* one, RecvSession* other);
 
 } // namespace bridge::client

@@ -12,8 +12,8 @@
 
 namespace {
 
-// A command that ends within the grace never calls the hook; after it, the hook is called at most this often. The
-// wait between two calls is on the command, so its end wakes us at once.
+// A command that ends within the grace never calls the hook; after that the hook is called at most this often. The
+// pause between two calls waits for the command, so its end wakes us at once.
 constexpr auto grace = std::chrono::milliseconds(50);
 constexpr auto pace = std::chrono::milliseconds(20);
 

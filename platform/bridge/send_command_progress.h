@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// SendCommandProgress runs one long command on a thread of the bridge's, and meanwhile calls an idle hook on the
-// calling thread, which can draw progress or keep a window alive.
+// SendCommandProgress runs one long command on a thread of the bridge. Meanwhile it calls an idle hook on the calling
+// thread, which can draw progress or keep a window responsive.
 //
 //   SendCommandProgress command(session, ModuleCertificates, 19, this);
 //   CommandStreamOut(command.payload) << selector;
@@ -20,7 +20,7 @@ enum ModuleIdType : std::uint32_t;
 
 class PANELKIT_EXPORT SendCommandProgress {
 public:
-    // The hook. Certificate and token controllers are idle loops themselves.
+    // The hook. Certificate and token controllers implement it.
     class PANELKIT_EXPORT IdleLoop {
     public:
         IdleLoop() = default;
@@ -30,9 +30,9 @@ public:
         IdleLoop& operator=(IdleLoop&&) = default;
         virtual ~IdleLoop();
 
-        // Called on the thread that called Execute, again and again while the command runs, but not before it has
-        // run for 50 ms and with at least 20 ms in between. May return at once or stay until `progress.running`
-        // clears. What it throws leaves Execute once the command has ended.
+        // Called on the thread that called Execute, repeatedly while the command runs: first after 50 ms, then with at
+        // least 20 ms between two calls. May return at once, or stay until `progress.running` is false. An exception
+        // from it leaves Execute after the command has ended.
         virtual void OnExecuteCommand(const SendCommandProgress& progress) = 0;
     };
 
@@ -41,17 +41,17 @@ public:
     SendCommandProgress(const SendCommandProgress&) = delete;
     SendCommandProgress& operator=(const SendCommandProgress&) = delete;
 
-    // Sends the command and fills `reply`; true when the module answered. Execute runs it on a thread of the
-    // bridge's. The payload is wiped afterwards, since it may have carried a secret.
+    // Sends the command and fills `reply`; returns true when the module answered. Execute runs it on a thread of the
+    // bridge. The payload is wiped afterwards, since it may have carried a secret.
     virtual bool DoWork();
 
-    // Runs DoWork and gives its result; while it works, calls the idle loop. With a null session it answers false
-    // at once, without calling the hook. What DoWork throws is thrown here. Commands may be nested (a hook may
-    // execute another one, over another session) and run from several threads.
+    // Runs DoWork and returns its result; while it works, calls the idle loop. With a null session it returns false at
+    // once, without calling the hook. Exceptions from DoWork are thrown here. Commands may be nested (a hook may
+    // execute another one, over another session) and may run on several threads.
     bool Execute();
 
     std::atomic<bool> running{false}; // while the command is being executed
-    bool flag = false;                // the caller's own; the bridge leaves it alone
+    bool flag = false;                // for the caller; the bridge does not use it
     BridgeSession* session;           // not owned; may be null
     ModuleIdType module;
     std::uint32_t command;

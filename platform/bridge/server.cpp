@@ -18,18 +18,18 @@ namespace bridge::server {
 
 namespace {
 
-// After the grace, for sessions whose connection was closed to notice it.
+// After the grace: time for sessions to notice that their connection was closed.
 constexpr auto cutOffWait = std::chrono::milliseconds(500);
 
 // When memory runs out, accepting again at once would only keep the processor busy.
 constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
 
-// A connection whose command may be under way: what the session's own thread shares with the server's.
+// A connection and the command in progress on it: shared by the session's thread and the server's threads.
 class Connection {
 public:
     explicit Connection(std::unique_ptr<Channel> connected) : channel(std::move(connected)), reader(*channel) {}
 
-    // The thread of the session takes the command on, unless the server is stopping.
+    // Marks a command as begun. Returns false when the server is stopping.
     bool beginCommand(std::uint32_t tag) {
         const std::scoped_lock lock(mutex_);
         if (stopping_) return false;
@@ -38,9 +38,9 @@ public:
         return true;
     }
 
-    // Ends the command and sends its answer, after remarks on it when there are any. Returns false when the session is
-    // over as well. The lock is not held while the answer is written, which takes as long as the client pleases: nobody
-    // else writes once the command has ended.
+    // Ends the command and sends its answer, after its remarks if there are any. Returns false when the session is over
+    // too. The lock is not held while the answer is written, because a client that reads slowly makes this take long;
+    // no other thread writes after the command has ended.
     bool answer(const FrameHeader& header, std::string_view body, std::string_view remarks, Patience patience) {
         {
             const std::scoped_lock lock(mutex_);
@@ -57,8 +57,8 @@ public:
         return sent == IoStatus::done && !stopping_;
     }
 
-    // Tells the client that its command is still being worked on, when the last sign of life is that old. The write
-    // does not block: a client that has no room for so few bytes is disconnected.
+    // Tells the client that its command is still running, if the last sign of life is older than the interval. The
+    // write does not block: a client that has no room for so few bytes is disconnected.
     void showWorking(std::chrono::milliseconds interval) {
         const std::scoped_lock lock(mutex_);
         if (!busySince_ || Clock::now() - *busySince_ < interval) return;
@@ -67,7 +67,7 @@ public:
         if (writeFrame(*channel, header, {}, {0, Clock::now()}) != IoStatus::done) channel->close();
     }
 
-    // No further command is begun. A session that waits for one, or for the rest of one, ends at once.
+    // From now on no command is begun. A session that waits for a command, or for the rest of one, ends at once.
     void stop() {
         const std::scoped_lock lock(mutex_);
         stopping_ = true;
@@ -75,13 +75,13 @@ public:
     }
 
     const std::unique_ptr<Channel> channel;
-    FrameReader reader;              // of the session's thread
-    std::atomic<bool> lagged{false}; // a receiver that does not keep up, and was told so
+    FrameReader reader;              // used by the session's thread only
+    std::atomic<bool> lagged{false}; // a receiver that does not keep up; reported already
     Peer peer; // set once by the session's thread, under the server's lock; others read it under that lock
-    std::shared_ptr<PushLine> line; // of a receiver; of the session's thread
+    std::shared_ptr<PushLine> line; // of a receiver; used by the session's thread only
 
 private:
-    std::mutex mutex_;                           // guards what follows, and writing while a command runs
+    std::mutex mutex_;                           // guards what follows, and writes while a command runs
     std::optional<Clock::time_point> busySince_; // start of the command, or its last sign of life
     std::uint32_t tag_ = 0;
     bool answering_ = false; // the session's thread writes the answer
@@ -101,8 +101,8 @@ private:
     const std::uint64_t bytes_;
 };
 
-// What a part of the service throws ends the session that it was thrown in, and nothing else: memory and threads may
-// run out at any moment.
+// An exception from the service ends only the session in which it was thrown: memory and threads may run out at any
+// moment.
 template <class Work>
 void guarded(Work&& work) {
     try {
@@ -125,7 +125,7 @@ struct Server::State {
     BufferBudget budget;
     Listener listener;
 
-    // One per accepted connection, which is gone when it has ended; the thread is then joined.
+    // One for each accepted connection. The connection is reset when the session has ended; the thread is joined later.
     struct Member {
         std::shared_ptr<Connection> connection;
         std::thread thread;
@@ -167,7 +167,7 @@ struct Server::State {
     bool awaitEnds(std::unique_lock<std::mutex>& lock, std::chrono::milliseconds time);
 };
 
-// ---- the life of a session, on its thread
+// ---- a session, on its own thread
 
 void Server::State::serve(Connection& connection) {
     guarded([&] {
@@ -200,7 +200,7 @@ void Server::State::identify(Connection& connection) {
     connection.peer = std::move(peer);
 }
 
-// Whether the account may come in. Only what the system vouches for is asked.
+// Whether the account is admitted. Uses only what the operating system reports.
 Verdict Server::State::judge(const Connection& connection, std::vector<Remark>& why) {
     if (connection.peer.user.empty() || !service.admits(connection.peer)) {
         why = {{0, Loc::makePhrase("%s may not use this service", displayName(connection.peer))}};
@@ -217,14 +217,14 @@ Verdict Server::State::judge(const Connection& connection, std::vector<Remark>& 
     return Verdict::accepted;
 }
 
-// Whether what it says can be answered. A front end that speaks newer versions speaks ours as well.
+// Whether the hello can be accepted. A front end with newer versions supports ours too.
 Verdict Server::State::judge(const std::optional<Hello>& hello) {
     if (!hello) return Verdict::malformed;
     const bool roleKnown = hello->role == Role::commandSession || hello->role == Role::receiver;
     return hello->version >= oldestProtocolVersion && roleKnown ? Verdict::accepted : Verdict::versionMismatch;
 }
 
-// Reads the hello; what is missing or malformed comes out as nothing.
+// Reads the hello; returns nullopt when it is missing or malformed.
 std::optional<Hello> Server::State::readHello(Connection& connection, Patience limit) {
     FrameHeader header;
     std::string body;
@@ -238,7 +238,7 @@ std::optional<Hello> Server::State::shakeHands(Connection& connection) {
     Welcome welcome{protocolVersion, Verdict::accepted, options.frameLimit, options.service, {}};
     const Patience limit{options.handshakeWait, after(options.handshakeWait)};
 
-    // Windows names the client of a pipe only once something was read from it.
+    // Windows reports the client of a pipe only after something was read from it.
     identify(connection);
     const bool known = !connection.peer.user.empty();
     if (known) welcome.verdict = judge(connection, welcome.why);
@@ -262,7 +262,7 @@ std::optional<Hello> Server::State::shakeHands(Connection& connection) {
     return hello;
 }
 
-// Reads and answers one command; false when the session is over.
+// Reads and answers one command; returns false when the session is over.
 bool Server::State::serveCommand(Connection& connection, Session& session) {
     FrameHeader header;
     if (connection.reader.readHeader(header, never, patience()) != FrameStatus::done) return false;
@@ -273,7 +273,7 @@ bool Server::State::serveCommand(Connection& connection, Session& session) {
     const FrameStatus status = connection.reader.readBody(header, payload, options.frameLimit, patience(), &budget);
     const Charge charge(budget, payload.size());
     if (status == FrameStatus::tooLarge || status == FrameStatus::overBudget) {
-        // The rest of the body is not read, so the session ends with this.
+        // The rest of the body is not read, so the session must end.
         send(connection, session, header,
              Answer::refused(RefusalReason::tooLarge, Loc::makePhrase("the request is too large")));
         return false;
@@ -285,7 +285,7 @@ bool Server::State::serveCommand(Connection& connection, Session& session) {
         return false;
     }
     Answer result = answer(session, {header.module, header.command, payload});
-    platform::wipe(payload); // before the client can learn that the command is over
+    platform::wipe(payload); // before the client can know that the command has ended
     return send(connection, session, header, std::move(result));
 }
 
@@ -317,8 +317,8 @@ bool Server::State::send(Connection& connection, const Session& session, const F
 
 // ---- receivers
 
-// Before the receiver is welcomed: what is pushed once it knows that it is attached must reach it. Nothing is sent
-// before the line runs.
+// Done before the receiver is welcomed: notifications that are pushed after the receiver knows that it is attached must
+// reach it. Nothing is sent before the line runs.
 void Server::State::enlist(Connection& connection) {
     connection.line = std::make_shared<PushLine>(*connection.channel, options.push);
     const std::scoped_lock lock(mutex);
@@ -330,7 +330,7 @@ void Server::State::delist(const Connection& connection) {
     receivers.remove_if([&](const Receiver& receiver) { return receiver.connection == &connection; });
 }
 
-// The session's own thread takes the answers, one of the line's sends the notifications.
+// The session's own thread reads the answers; the line's thread sends the notifications.
 void Server::State::serveReceiver(Connection& connection) {
     PushLine& line = *connection.line;
     std::thread sender([&] {
@@ -364,7 +364,7 @@ std::vector<Server::State::Receiver> Server::State::receiversNow() {
     return {receivers.begin(), receivers.end()};
 }
 
-// ---- the server's own threads
+// ---- the server's threads
 
 void Server::State::add(std::unique_ptr<Channel> channel) {
     auto connection = std::make_shared<Connection>(std::move(channel));
@@ -376,7 +376,7 @@ void Server::State::add(std::unique_ptr<Channel> channel) {
             serve(*connection);
             connection->channel->close();
             const std::scoped_lock ending(mutex);
-            member.connection.reset(); // so that the connection ends with this thread, and not when it is joined
+            member.connection.reset(); // so that the connection is closed now and not when the thread is joined
             member.ended = true;
             changed.notify_all();
         });
@@ -399,7 +399,7 @@ void Server::State::reap() {
     for (Member& member : ended) member.thread.join();
 }
 
-// Sends the signs of life of commands that take long.
+// Sends signs of life for commands that take long.
 void Server::State::keepAlive() {
     const std::chrono::milliseconds interval(options.workingInterval);
     std::unique_lock lock(mutex);
@@ -422,7 +422,7 @@ bool Server::State::awaitEnds(std::unique_lock<std::mutex>& lock, std::chrono::m
     });
 }
 
-// Commands and answers have the grace. What is still being written or read then is cut off.
+// Commands and answers may use the grace. After that, reads and writes are aborted.
 bool Server::State::endAll() {
     std::unique_lock lock(mutex);
     for (const Member& member : members) {
@@ -466,7 +466,7 @@ void Server::push(Push notification) {
     const auto push = std::make_shared<const Push>(std::move(notification));
     std::vector<Peer> lagging;
     {
-        const std::scoped_lock lock(state_->mutex); // so that no receiver ends meanwhile
+        const std::scoped_lock lock(state_->mutex); // so that no receiver ends in the meantime
         for (const State::Receiver& receiver : state_->receivers) {
             if (receiver.line->add(push)) continue;
             if (receiver.connection->lagged.exchange(true)) continue;
@@ -478,7 +478,7 @@ void Server::push(Push notification) {
 }
 
 void Server::drainPushes(std::chrono::milliseconds time) {
-    const Deadline over = Clock::now() + time; // for all of them together
+    const Deadline over = Clock::now() + time; // one deadline for all of them
     for (const State::Receiver& receiver : state_->receiversNow()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(over - Clock::now());
         receiver.line->drain(std::max(left, std::chrono::milliseconds(0)));

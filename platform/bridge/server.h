@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The service's side of the bridge: accepts sessions, knows who is at their other end, runs their commands.
+// The service's side of the bridge: accepts sessions, identifies their accounts, runs their commands.
 //
-// Every session has a thread of its own, so a slow command or a client that neither reads nor writes holds up nobody
-// else; one command runs at a time per session. What all sessions buffer together is bounded, and so is their
-// number, in all and per account.
+// Every session has a thread of its own, so a slow command, or a client that neither reads nor writes, does not delay
+// others; one command runs at a time per session. There are limits on what all sessions buffer together and on their
+// number, in total and per account.
 //
 //   class Echo : public bridge::server::Service {
 //       bool admits(const bridge::Peer&) override { return true; }
@@ -33,20 +33,20 @@ namespace bridge::server {
 // A client's session, as the service sees it. Used on the session's own thread only.
 struct Session {
     std::uint64_t number = 0; // unique for the life of the server
-    std::string name;         // as the client named it
+    std::string name;         // given by the client
     Peer peer;
-    std::uint32_t version = protocolVersion; // of the protocol; the newest that both sides speak
-    std::any state;                          // whatever the service keeps for the session; destroyed when it ends
+    std::uint32_t version = protocolVersion; // of the protocol; the newest that both sides support
+    std::any state;                          // for the service's use; destroyed when the session ends
 };
 
 struct Request {
     std::uint32_t module = 0;
     std::uint32_t command = 0;
-    std::string& payload; // the service may take it; what is left is wiped when the command is answered
+    std::string& payload; // the service may move it away; what is left is wiped when the command is answered
 };
 
-// What a command ends with: a reply, or a refusal; and what the service remarks on it. A client that speaks an older
-// version of the protocol does not hear the remarks.
+// The end of a command: a reply or a refusal, with the service's remarks on it. Clients that speak an older version of
+// the protocol do not receive the remarks.
 struct Answer {
     std::variant<std::string, Refusal> content;
     std::vector<Remark> remarks;
@@ -54,49 +54,49 @@ struct Answer {
     static Answer reply(std::string payload, std::vector<Remark> remarks = {}) {
         return {std::move(payload), fitted(std::move(remarks))};
     }
-    // The remarks are the reasons, what and then why; in English they are the refusal's text.
+    // The remarks are the reasons, first what and then why; in English they are the refusal's text.
     static Answer refused(RefusalReason reason, std::vector<Remark> why, std::uint32_t detail = 0) {
         why = fitted(std::move(why));
         std::string text = Loc::fill(phrasesOf(why));
         return {Refusal{reason, detail, std::move(text)}, std::move(why)};
     }
-    // With a reason that has no number of the service's.
+    // With a reason without a number.
     static Answer refused(RefusalReason reason, Loc::Phrase phrase) {
         return refused(reason, std::vector<Remark>{{0, std::move(phrase)}});
     }
 };
 
-// What the server asks of the service. All members but admits() are called on the threads of sessions, of several
-// at once; what they throw ends the session.
+// What the server calls in the service. All members but admits() are called on the threads of sessions, several at
+// once; an exception from them ends the session.
 class Service {
 public:
     virtual ~Service() = default;
 
-    // Whether this account may talk to the service at all. Asked before anything that the client sent is looked at.
+    // Whether this account may use the service. Called before any data from the client is evaluated.
     virtual bool admits(const Peer& peer) = 0;
 
     virtual Answer handle(Session& session, const Request& request) = 0;
 
-    // The session ended, for whatever reason.
+    // The session ended, for any reason.
     virtual void ended(Session&) {}
 
-    // A receiver does not take its notifications fast enough, and is closed. Called once for it, on the thread that
-    // pushes.
+    // A receiver does not read its notifications fast enough and is closed. Called once per receiver, on the thread
+    // that pushes.
     virtual void lagged(const Peer&) {}
 
-    // A connection was refused in its handshake. `peer` is without a user when the system does not tell who it is.
+    // A connection was refused in its handshake. `peer` has no user when the system does not report it.
     virtual void turnedAway(const Peer&, Verdict) {}
 };
 
 struct Options {
     ListenOptions listen;
-    std::string service = "panelkitd"; // name and version, told to clients
+    std::string service = "panelkitd"; // name and version, sent to clients
     std::uint32_t frameLimit = defaultFrameLimit;
     std::uint64_t bufferLimit = std::uint64_t{256} << 20; // bytes of requests, all sessions together
     std::size_t sessions = 256;
     std::size_t sessionsPerUser = 64;
     std::uint32_t handshakeWait = 5'000;   // milliseconds for a whole hello
-    std::uint32_t silence = 30'000;        // milliseconds without a byte inside a frame
+    std::uint32_t silence = 30'000;        // milliseconds without a byte within a frame
     std::uint32_t answerWait = 60'000;     // milliseconds in which a client must have read a whole answer
     std::uint32_t workingInterval = 5'000; // milliseconds between still-working frames
     PushLimits push;
@@ -107,14 +107,14 @@ class Server {
 public:
     // Throws std::runtime_error when the endpoint can't be served (see Listener).
     Server(const std::string& endpoint, Service& service, Options options);
-    // The sessions must have ended: run() has returned true, or was never called.
+    // Only after run() has returned true or was never called: all sessions must have ended.
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Serves until stop() is called. Then no new command is begun, commands under way are finished and answered,
-    // and all sessions are closed, at the end of the grace also those whose client does not read its answer. Returns
-    // false when a command did not end within the grace: the process must then leave without destroying the server.
+    // Serves until stop() is called. Then no new command is begun, commands in progress are finished and answered, and
+    // all sessions are closed, at the end of the grace also those whose client does not read its answer. Returns false
+    // when a command did not end within the grace: the process must then exit without destroying the server.
     bool run();
 
     // From any thread, also before run(). Not from a signal handler.
@@ -123,7 +123,7 @@ public:
     // Sends a notification to all receivers that are connected now. Returns at once; from any thread.
     void push(Push notification);
 
-    // Waits until all that was pushed is sent and answered, at most for that long.
+    // Waits until all notifications are sent and answered, at most for that time.
     void drainPushes(std::chrono::milliseconds time);
 
 private:

@@ -66,13 +66,13 @@ private:
         idle_.push_back(&worker);
     }
 
-    // A thread's life: its first task, then whatever it is given. It is idle before `afterwards` tells anybody that the
-    // work has ended, so a caller who comes back at once finds it.
+    // The loop of a thread: its first task, then further tasks. The thread is marked idle before `afterwards` reports
+    // the end of the work, so a caller who comes back at once finds it.
     void serve(Task task) {
         Worker self;
         for (;;) {
             task.work();
-            task.work = nullptr; // what it holds is let go before somebody hears of the end
+            task.work = nullptr; // frees what it holds before the end is reported
             enterIdle(self);
             if (task.afterwards) task.afterwards();
             task = self.await();

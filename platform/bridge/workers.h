@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Threads that are kept for long commands and for notifications. Work takes an idle one, or a new one when all are
-// busy, so it may be nested and run in parallel. The threads are never joined: joining from a static destructor would
+// Threads that are kept for long commands and for notifications. Work uses an idle one, or a new one when all are busy,
+// so work may be nested and run in parallel. The threads are never joined: joining from a static destructor would
 // deadlock under the loader's lock.
 #pragma once
 
@@ -12,10 +12,10 @@
 namespace bridge {
 
 // Runs `work` on a kept thread; then, when that thread is free for other work again, `afterwards`. Neither may throw.
-// Throws std::system_error when the system has no thread left.
+// Throws std::system_error when the system can't create a thread.
 void runOnWorker(std::function<void()> work, std::function<void()> afterwards = nullptr);
 
-// Work that somebody waits for. It runs from the construction on, and must not throw.
+// Work for whose end the caller waits. It starts in the constructor, and must not throw.
 class Job {
 public:
     explicit Job(std::function<void()> work);
@@ -23,7 +23,7 @@ public:
     Job(const Job&) = delete;
     Job& operator=(const Job&) = delete;
 
-    // Waits until the work has ended, at most for that long; true when it has.
+    // Waits until the work has ended, at most for that time; returns true when it has.
     bool waitFor(std::chrono::milliseconds time);
 
 private:

@@ -14,8 +14,8 @@ struct Charset {
     const char* name;
 };
 
-// The first name of a page is the one that iconv is asked for; further ones are what locales call it. Pages that a
-// terminal may really have; where iconv composes characters (1255, 1258) and Windows does not, the page is left out.
+// The first name of a page is for iconv; the others are names in locales. Only pages that terminals really use; a page
+// is left out if iconv composes characters in it (1255, 1258) and Windows does not.
 // clang-format off
 constexpr Charset charsets[] = {
     {65001, "UTF-8"},

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Everything goes by way of UTF-16. UTF-8 is read and written here by our own rules, so that the systems cannot
-// differ over what is malformed; the other pages are the system's.
+// Everything is converted by way of UTF-16. UTF-8 is read and written here by our own rules, so that all systems agree
+// on what is malformed; the other pages are converted by the system.
 #include <platform/codepage/convi.h>
 
 #include <platform/codepage/pages.h>
@@ -15,12 +15,12 @@
 
 namespace {
 
-constexpr std::size_t longestSource = std::numeric_limits<std::int32_t>::max(); // the Windows calls count so
+constexpr std::size_t longestSource = std::numeric_limits<std::int32_t>::max(); // the Windows calls count in 32 bits
 
 bool known(std::uint32_t page) { return page == convi::utf8Page || platform::knowsPage(page); }
 
-// No page of one or two bytes has characters beyond the basic plane. Each becomes one '?' here, since the systems
-// would make one or two of it, or none.
+// No page of one or two bytes has characters beyond the basic plane. Each becomes one '?' here, because systems differ:
+// they produce one '?', two, or none.
 void replaceSurrogatePairs(std::u16string& text) {
     std::size_t kept = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {

@@ -15,7 +15,7 @@ namespace platform {
 
 namespace {
 
-// UTF-16 in the machine's own byte order, without a mark in front.
+// UTF-16 in the machine's own byte order, without a byte order mark.
 constexpr const char* utf16 = std::endian::native == std::endian::little ? "UTF-16LE" : "UTF-16BE";
 
 // One iconv descriptor, and the text still to be converted. All pages here are without shift states.
@@ -33,13 +33,13 @@ public:
     std::string_view left() const { return left_; }
     void skip(std::size_t bytes) { left_.remove_prefix(bytes); }
 
-    // Converts up to the end and gives 0, or up to what has no counterpart (EILSEQ) or is cut off by the end of the
-    // input (EINVAL); left() begins with that then.
+    // Converts up to the end and returns 0, or up to a character without a counterpart (EILSEQ) or an incomplete one at
+    // the end of the input (EINVAL); left() then begins with that character.
     template <class Text>
     int run(Text& output) {
         while (!left_.empty()) {
-            std::array<typename Text::value_type, longestPart> scratch; // neither way do units outnumber bytes
-            char* from = const_cast<char*>(left_.data());               // NOLINT: iconv leaves the input alone
+            std::array<typename Text::value_type, longestPart> scratch; // never more units than bytes
+            char* from = const_cast<char*>(left_.data());               // NOLINT: iconv does not change the input
             const std::size_t part = std::min(left_.size(), longestPart);
             std::size_t size = part;
             char* to = reinterpret_cast<char*>(scratch.data());
@@ -56,8 +56,8 @@ public:
     }
 
 private:
-    // iconv goes over all that it was given again when it meets a character without a counterpart: in small parts, a
-    // text full of them costs little.
+    // After a character without a counterpart, iconv processes all of its input again: with small parts, a text full of
+    // such characters stays cheap.
     static constexpr std::size_t longestPart = 64;
 
     iconv_t descriptor_;
@@ -73,7 +73,7 @@ bool leavesEmpty(const char* charset, char byte) {
     return conversion.valid() && conversion.run(text) == EILSEQ;
 }
 
-// What is put for a character that iconv finds no place for in the page.
+// The replacement for a character that the page lacks.
 char standIn(const char* charset, char16_t character) {
     const auto byte = static_cast<char>(character);
     return isUpperControl(character) && leavesEmpty(charset, byte) ? byte : '?';
@@ -88,8 +88,8 @@ bool knowsPage(std::uint32_t page) {
 
 void decodePage(std::uint32_t page, std::string_view bytes, std::u16string& text) {
     Conversion conversion(utf16, charsetOfPage(page), bytes);
-    if (!conversion.valid()) return; // out of memory or descriptors; then there is no text
-    text.reserve(bytes.size());      // no byte of these pages makes more than one unit
+    if (!conversion.valid()) return; // out of memory or descriptors; the text stays empty
+    text.reserve(bytes.size());      // a byte of these pages becomes at most one unit
     while (const int error = conversion.run(text)) {
         const auto byte = static_cast<unsigned char>(conversion.left().front());
         text += error == EILSEQ && isUpperControl(byte) ? char16_t{byte} : u'\uFFFD';

@@ -7,7 +7,7 @@ namespace platform {
 
 namespace {
 
-// Numbers that stand for a setting of the system or of the thread instead of for a page; symbols are no text.
+// Numbers that mean a setting of the system or of the thread instead of a page; and the symbol page, which is not text.
 bool isStandIn(std::uint32_t page) {
     return page == CP_ACP || page == CP_OEMCP || page == CP_MACCP || page == CP_THREAD_ACP || page == CP_SYMBOL;
 }
@@ -23,7 +23,7 @@ void decodePage(std::uint32_t page, std::string_view bytes, std::u16string& text
     static_assert(sizeof(wchar_t) == sizeof(char16_t));
     const int size = static_cast<int>(bytes.size());
     if (size == 0) return;
-    text.resize(bytes.size()); // no byte of these pages makes more than one unit
+    text.resize(bytes.size()); // a byte of these pages becomes at most one unit
     auto* to = reinterpret_cast<wchar_t*>(text.data());
     const int made = MultiByteToWideChar(page, 0, bytes.data(), size, to, size);
     text.resize(static_cast<std::size_t>(made));

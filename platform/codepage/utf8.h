@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// UTF-8 from and to UTF-16, the same on every system whatever the input. Buffers are made once, at their largest, so
-// that growing leaves no copy of a secret behind.
+// Converts between UTF-8 and UTF-16, with the same result on every system for any input. Memory is reserved once, at
+// the largest size, so that growing leaves no copy of a secret.
 #pragma once
 
 #include <string>
@@ -9,8 +9,8 @@
 
 namespace platform {
 
-// Appends to the empty `text`. Each longest run of bytes that begins a well-formed sequence but does not complete
-// it, and each byte that begins none, becomes U+FFFD; so do overlong forms, surrogates and numbers above 10FFFF.
+// Appends to the empty `text`. Each longest run of bytes that begins a well-formed sequence but does not complete it
+// becomes one U+FFFD, and so does each byte that begins none, each overlong form, surrogate and number above 10FFFF.
 void decodeUtf8(std::string_view bytes, std::u16string& text);
 
 // Appends to the empty `bytes`. A surrogate without its pair becomes U+FFFD.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The console: the terminal or console window behind standard input and output, as little of it as the library's
-// console functions need. There is one for the process; tests put their own in its place. It belongs, like those
-// functions, to the one thread of a console program.
+// The console: the terminal or console window at standard input and output, as far as the library's console functions
+// need it. There is one per process; tests replace it. Like those functions it is for the one thread of a console
+// program.
 //
-// Bytes that are read and written are in the console's code pages; nothing here converts text.
+// Bytes are read and written in the console's code pages; nothing here converts text.
 #pragma once
 
 #include <platform/export.h>
@@ -14,8 +14,8 @@
 
 namespace platform {
 
-// Bits of an input mode; the numbers are those of the Windows console. On POSIX they are the terminal's ISIG, ICANON
-// and ECHO, and other bits are nothing.
+// Bits of an input mode; the numbers are those of the Windows console. On POSIX they set the terminal's ISIG, ICANON
+// and ECHO; other bits have no effect.
 constexpr std::uint32_t processedInput = 1; // Ctrl+C interrupts instead of being read
 constexpr std::uint32_t lineInput = 2;      // input arrives when Enter ends a line
 constexpr std::uint32_t echoInput = 4;      // typed characters are shown
@@ -27,50 +27,50 @@ public:
     Console(const Console&) = delete;
     Console& operator=(const Console&) = delete;
 
-    // Whether standard input and standard output are there at all, be they redirected.
+    // Whether standard input and standard output are open, even if redirected.
     virtual bool attached() = 0;
 
-    // Reads and sets the input mode. False when standard input is no console.
+    // Reads and sets the input mode. They return false when standard input is not a console.
     virtual bool inputMode(std::uint32_t& mode) = 0;
     virtual bool setInputMode(std::uint32_t mode) = 0;
 
-    // As setInputMode, until returnInputMode makes everything as it was. If the process is stopped, interrupted or
-    // ended from outside meanwhile, the console is given back first, then what the program itself does about the
-    // signal runs; after a stop the mode is borrowed again. False, with nothing changed, when it can't be done.
+    // As setInputMode, until returnInputMode restores everything. If the process is stopped, interrupted or ended from
+    // outside in the meantime, the console is restored first, then the program's own handling of the signal runs; after
+    // a stop the mode is set again. Returns false, with nothing changed, on failure.
     virtual bool borrowInputMode(std::uint32_t mode) = 0;
     virtual void returnInputMode() = 0;
 
-    // Waits for one character, or one byte of a character of several; only between the two calls above. False at the
-    // end of input, on failure, and after an interruption that the program survived. Backspace is 8 whatever key of
-    // the terminal erases.
+    // Waits for one character, or one byte of a character of several bytes. Only between the two calls above. Returns
+    // false at the end of input, on failure, and after an interruption that the program survived. Backspace is always
+    // 8, whichever key erases on the terminal.
     virtual bool readCharacter(char& character) = 0;
 
-    // Writes bytes past all buffers. Nothing is written when standard output is no console.
+    // Writes bytes past all buffers. Nothing is written when standard output is not a console.
     virtual void write(std::string_view bytes) = 0;
 
-    // Waits for a key, without echo and without Enter, and gives its code: Enter 13, backspace 8, Ctrl+C 3. A key of
-    // several codes gives the rest in further calls. -1 when there is no console to read from.
+    // Waits for a key, without echo and without Enter, and returns its code: Enter 13, backspace 8, Ctrl+C 3. For a key
+    // of several codes, further calls return the rest. Returns -1 when there is no console to read from.
     virtual int readKey() = 0;
 
-    // The code pages in which characters are read and written; 0 for none. On POSIX that of the character set of the
-    // environment's locale; a locale that names none ("C", "POSIX", one that is not installed) counts as 0.
+    // The code pages in which characters are read and written; 0 for none. On POSIX the page of the character set of
+    // the environment's locale; a locale without one ("C", "POSIX", one that is not installed) counts as 0.
     virtual std::uint32_t inputPage() = 0;
     virtual std::uint32_t outputPage() = 0;
 
-    // Makes the character-type locale of the C runtime fit the console. `name` is "." and the number of the output
-    // page: what the Windows runtime goes by. On POSIX the environment's locale is taken instead.
+    // Sets the character-type locale of the C runtime for the console. `name` is "." and the number of the output page,
+    // which the Windows runtime uses. On POSIX the environment's locale is used instead.
     virtual void adoptLocale(const char* name) = 0;
 
-    // The user's language for interfaces, and the default one, as Windows numbers them: primary language in the low
-    // 10 bits, 25 is Russian; 1024 stands for none in particular.
+    // The user's interface language, and the default one, as Windows language numbers: the primary language is in the
+    // low 10 bits, 25 is Russian; 1024 means unspecified.
     virtual std::uint16_t interfaceLanguage() = 0;
     virtual std::uint16_t defaultLanguage() = 0;
 };
 
-// The console of the process: the system's, unless another was put in its place.
+// The console of the process: the system's, unless it was replaced.
 PANELKIT_EXPORT Console& console();
 
-// Puts `other`, which the caller keeps, in place of the system's console; null puts the system's back.
+// Replaces the system's console by `other`, which the caller owns; null restores the system's.
 PANELKIT_EXPORT void replaceConsole(Console* other);
 
 // The real one; console_posix.cpp or console_win.cpp.

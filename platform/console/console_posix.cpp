@@ -44,7 +44,7 @@ void applyMode(termios& modes, std::uint32_t mode) {
     }
 }
 
-// Every key as the bare code, as the Windows key read gives it: Enter is 13, Ctrl+C 3, Ctrl+S 19.
+// Every key is read as its plain code, as on Windows: Enter is 13, Ctrl+C 3, Ctrl+S 19.
 void applyKeyMode(termios& modes) {
     applyMode(modes, 0);
     modes.c_lflag &= ~static_cast<tcflag_t>(IEXTEN);
@@ -57,10 +57,10 @@ bool isControl(const termios& modes, int function, char byte) {
     return set != _POSIX_VDISABLE && set == static_cast<cc_t>(byte);
 }
 
-// Most terminals send 127 for the backspace key, whatever the driver is told.
+// Most terminals send 127 for the backspace key, whatever the driver's setting is.
 bool erases(const termios& modes, char byte) { return byte == 127 || isControl(modes, VERASE, byte); }
 
-// The locale is looked at without making it current: programs that never ask for it stay in "C".
+// The locale is read without making it current: programs that do not set a locale stay in "C".
 std::uint32_t localePage() {
     const locale_t locale = ::newlocale(LC_CTYPE_MASK, "", nullptr);
     if (!locale) return 0;
@@ -69,7 +69,7 @@ std::uint32_t localePage() {
     return page;
 }
 
-// What the environment asks messages to be in: the first of the three that is set decides.
+// The language of messages from the environment: the first of the three variables that is set decides.
 std::uint16_t messageLanguage() {
     for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
         const char* value = std::getenv(name);
@@ -112,7 +112,7 @@ public:
         return true;
     }
 
-    // Stars for a secret have no business in a file, so a redirected output gets nothing.
+    // Stars for a secret do not belong in a file, so a redirected output gets nothing.
     void write(std::string_view bytes) override {
         if (!::isatty(STDOUT_FILENO)) return;
         while (!bytes.empty()) {
@@ -129,7 +129,7 @@ public:
         return erases(loan.former(), key) ? backspace : static_cast<unsigned char>(key);
     }
 
-    // Where the locale does not say, the terminal's driver may know that it is fed UTF-8.
+    // Where the locale does not say, the terminal's driver may know that its input is UTF-8.
     std::uint32_t inputPage() override {
         const std::uint32_t page = localePage();
         termios modes{};
@@ -139,7 +139,7 @@ public:
 
     std::uint32_t outputPage() override { return localePage(); }
 
-    // Widths and classes of characters follow the current locale, and C programs start in "C", where every letter
+    // Widths and classes of characters depend on the current locale. C programs start in "C", in which every letter
     // beyond ASCII is unknown.
     void adoptLocale(const char*) override { std::setlocale(LC_CTYPE, ""); }
 

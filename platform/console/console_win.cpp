@@ -19,12 +19,12 @@ HANDLE output() { return GetStdHandle(STD_OUTPUT_HANDLE); }
 
 bool valid(HANDLE handle) { return handle && handle != INVALID_HANDLE_VALUE; }
 
-// What the control handler, which the system runs on a thread of its own, needs to know of the loan.
+// The former mode, for the control handler, which the system runs on a thread of its own.
 std::atomic<DWORD> formerMode{0};
 std::atomic<bool> interrupted{false};
 
-// Gives the mode back before the handlers that were there earlier, or the system, act on Ctrl+C, Ctrl+Break, the
-// closed window and the like. FALSE passes the event on to them.
+// Restores the mode before earlier handlers, or the system, act on Ctrl+C, Ctrl+Break, the closing of the window and
+// the like. FALSE passes the event on to them.
 BOOL WINAPI giveModeBack(DWORD) {
     SetConsoleMode(input(), formerMode);
     interrupted = true;
@@ -72,13 +72,13 @@ public:
 
     int readKey() override {
         const int key = _getch();
-        return key < -1 ? static_cast<unsigned char>(key) : key; // some runtimes extend the sign of letters
+        return key < -1 ? static_cast<unsigned char>(key) : key; // some runtimes return letters sign-extended
     }
 
     std::uint32_t inputPage() override { return GetConsoleCP(); }
     std::uint32_t outputPage() override { return GetConsoleOutputCP(); }
 
-    // The runtime writes characters to the console by its locale; in "C" those beyond ASCII come out wrong.
+    // The runtime converts characters for the console by its locale; in "C" those beyond ASCII come out wrong.
     void adoptLocale(const char* name) override { std::setlocale(LC_CTYPE, name); }
 
     std::uint16_t interfaceLanguage() override { return GetUserDefaultUILanguage(); }

@@ -12,7 +12,7 @@ namespace platform {
 
 namespace {
 
-// Where the handlers write. A handler can't be given anything, so this is the one place they know.
+// The pipe to which the handlers write. A handler has no arguments of its own, so this must be global.
 std::atomic<int> relayPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free); // handlers may use nothing else
 
@@ -24,8 +24,8 @@ extern "C" void relaySignal(int signal) {
     errno = error;
 }
 
-// To the calling thread, so that it takes its course before the call returns. Only where this thread blocks the
-// signal and another one took it, it goes to the process.
+// Sent to the calling thread, so that it takes effect before the call returns. Only if this thread blocks the signal
+// and another thread received it, it is sent to the process.
 void sendToSelf(int signal) {
     sigset_t blocked;
     pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
@@ -55,7 +55,7 @@ bool SignalRelay::install() {
     relayPipe = pipe_[1];
     struct sigaction relaying {};
     relaying.sa_handler = relaySignal;
-    relaying.sa_flags = SA_RESTART; // what other threads are waiting in goes on
+    relaying.sa_flags = SA_RESTART; // blocking calls of other threads go on
     sigfillset(&relaying.sa_mask);
     for (std::size_t i = 0; i < relayed.size(); ++i) {
         sigaction(relayed[i], nullptr, &former_[i]);

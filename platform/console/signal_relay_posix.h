@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Catches the signals that stop, interrupt or end a program, so that something can be put in order before they take
-// their course. POSIX only; one at a time in a process.
+// Catches the signals that stop, interrupt or end a program, so that the program can clean up before they take effect.
+// POSIX only; one at a time in a process.
 //
-// The handlers only write the signal's number into a pipe, which whoever waits for input polls too: so it does not
-// matter which thread of the process the system gives a signal to.
+// The handlers only write the signal's number into a pipe, which the thread that waits for input polls too. So it does
+// not matter which thread of the process receives the signal.
 #pragma once
 
 #include <array>
@@ -16,23 +16,23 @@ namespace platform {
 class SignalRelay {
 public:
     SignalRelay();
-    // Removes the handlers and lets signals that are still waiting take their course.
+    // Removes the handlers; pending signals then take effect.
     ~SignalRelay();
     SignalRelay(const SignalRelay&) = delete;
     SignalRelay& operator=(const SignalRelay&) = delete;
 
-    // Installs the handlers for SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP and SIGCONT, except those that the program
-    // ignores. False when no pipe could be made.
+    // Installs the handlers for SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGTSTP and SIGCONT, except for signals that the
+    // program ignores. Returns false when no pipe could be made.
     bool install();
 
-    // Puts the former handlers back.
+    // Restores the former handlers.
     void remove();
 
-    // Readable when a signal waits.
+    // Readable when a signal is pending.
     int descriptor() const { return pipe_[0]; }
 
-    // Lets the signals that wait take their course, the former handlers being in place. Gives false when the program
-    // survived one that was meant to interrupt or end it.
+    // Lets pending signals take effect; the former handlers must be restored before. Returns false when the program
+    // survived a signal that was meant to interrupt or end it.
     bool deliver() const;
 
 private:

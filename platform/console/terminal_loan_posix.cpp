@@ -24,8 +24,8 @@ TerminalLoan::TerminalLoan(int terminal, std::function<void(termios&)> change)
 
 TerminalLoan::~TerminalLoan() { end(); }
 
-// The handlers stand before the modes change and until they are back: at no moment could a signal leave the terminal
-// changed.
+// The handlers are installed before the modes change and removed after they are restored, so that no signal leaves the
+// terminal changed.
 void TerminalLoan::begin() {
     if (::tcgetattr(terminal_, &former_) != 0 || !relay_.install()) return;
     termios wanted = former_;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A terminal's modes, changed for a while: they are put back when the loan ends, and before a signal stops,
-// interrupts or ends the program. POSIX only.
+// Changes a terminal's modes for a while: they are restored when the loan ends, and before a signal stops, interrupts
+// or ends the program. POSIX only.
 #pragma once
 
 #include <platform/console/signal_relay_posix.h>
@@ -14,19 +14,19 @@ namespace platform {
 
 class TerminalLoan {
 public:
-    // `change` makes the wanted modes out of the present ones; it is run again after each stop of the program.
+    // `change` turns the present modes into the wanted ones; it is called again after each stop of the program.
     TerminalLoan(int terminal, std::function<void(termios&)> change);
     ~TerminalLoan();
     TerminalLoan(const TerminalLoan&) = delete;
     TerminalLoan& operator=(const TerminalLoan&) = delete;
 
-    // False when `terminal` is no terminal, and from the first interruption that the program survived on.
+    // False when `terminal` is not a terminal, and after an interruption that the program survived.
     bool active() const { return active_; }
 
-    // The modes as they were.
+    // The modes before the loan.
     const termios& former() const { return former_; }
 
-    // Waits for one byte. False at the end of input, on failure and when the loan is or becomes inactive.
+    // Waits for one byte. Returns false at the end of input, on failure and when the loan is or becomes inactive.
     bool read(char& byte);
 
 private:
@@ -40,7 +40,7 @@ private:
     bool active_ = false;
 };
 
-// tcsetattr, at once and with type-ahead kept. False when `terminal` is no terminal.
+// Calls tcsetattr, at once and without discarding input. Returns false when `terminal` is not a terminal.
 bool setTerminalModes(int terminal, const termios& modes);
 
 } // namespace platform

@@ -17,10 +17,10 @@ namespace {
 
 using Parser = nlohmann::json;
 
-// ---- what the parser is given
+// ---- the input of the parser
 
-// The most characters from the beginning of one string to the beginning of the next, or to the end. A quote after a
-// backslash may end a string too; that one of them is not counted only makes the result larger.
+// The largest number of characters from the beginning of one string to the beginning of the next, or to the end. A
+// quote after a backslash may also end a string; not counting it only makes the result larger.
 std::size_t longestStretch(std::string_view text) {
     std::array<std::size_t, 2> quotes{}; // the last two
     std::size_t longest = 0;
@@ -32,12 +32,12 @@ std::size_t longestStretch(std::string_view text) {
     return std::max(longest, text.size() - quotes[0]) + 1;
 }
 
-// The text as the parser reads it, and how far it has come.
+// The text as the parser reads it, and the position in it.
 //
-// The parser collects the characters of each string in buffers that nobody else can reach, and gives them back to the
-// heap as they are. So it is given as many blanks before the text as its longest string has characters, after which
-// the buffers need not move to another place, and as long a string of dots after it, which overwrites what they hold.
-// (Of a text that is not JSON, the string at which it stopped may stay in them.)
+// The parser collects the characters of each string in buffers of its own, and returns them to the heap without wiping
+// them. So it reads as many blanks before the text as its longest string has characters, after which the buffers are
+// large enough not to move, and a string of as many dots after the text, which overwrites their content. (If a text is
+// not JSON, the string at which the parser stopped may stay in them.)
 class Source {
 public:
     explicit Source(std::string_view text)
@@ -48,10 +48,10 @@ public:
     Iterator end();
 
     std::size_t padding() const { return padding_; }
-    // Of the last character of the text that was read.
+    // The line of the last character that was read.
     int line() const { return line_; }
     int column() const { return column_; }
-    // Whether the parser has read more than the text and the one character that tells it where a number ends.
+    // Whether the parser has read more than the text and the one character with which it finds the end of a number.
     bool isPastTheText() const { return next_ > padding_ + text_.size() + 1; }
     bool isAtItsEnd() const { return next_ == end_; }
 
@@ -78,7 +78,7 @@ private:
     bool lineEnded_ = false;
 };
 
-// The parser keeps copies of its iterators; the place is the source's.
+// The parser copies its iterators; the position is kept in the source.
 class Source::Iterator {
 public:
     using iterator_category = std::input_iterator_tag;
@@ -103,9 +103,9 @@ private:
 Source::Iterator Source::begin() { return {*this, false}; }
 Source::Iterator Source::end() { return {*this, true}; }
 
-// ---- what it finds
+// ---- the output of the parser
 
-// Hears of each token in turn and builds the tree of it.
+// Receives the tokens in order and builds the tree.
 class Builder : public nlohmann::json_sax<Parser> {
 public:
     Builder(const Source& source, std::string& texts, Value& root) : source_(source), texts_(texts), root_(root) {}
@@ -133,9 +133,9 @@ public:
     bool number_unsigned(number_unsigned_t number) override { return next(Kind::integer).bits = number, true; }
     bool number_float(number_float_t number, const string_t&) override { return next(Kind::real).real = number, true; }
     bool string(string_t& text) override { return next(Kind::text).text = keep(text), true; }
-    bool binary(binary_t&) override { return false; } // there is none in a text
+    bool binary(binary_t&) override { return false; } // not in JSON texts
 
-    // The parser's own words may quote a secret. After a whole text it stops at the string of dots.
+    // The parser's message may quote a secret, so it is not used. After a valid text the parser stops at the dots.
     bool parse_error(std::size_t, const std::string&, const nlohmann::detail::exception&) override {
         if (!hasRoot_ || !open_.empty() || !source_.isAtItsEnd()) fail(Error::Why::malformed);
         return false;
@@ -171,8 +171,8 @@ private:
         return true;
     }
 
-    // Moves what the parser has read to where it is wiped. `texts_` has room: resolved escapes are shorter than written
-    // ones.
+    // Moves what the parser has read to memory that will be wiped. `texts_` has room: a string with its escapes
+    // resolved is not longer than the written one.
     std::string_view keep(string_t& text) {
         if (source_.isPastTheText()) fail(Error::Why::malformed);
         const std::size_t start = texts_.size();
@@ -230,7 +230,7 @@ Error::Error(Why reason, int lineNumber, int columnNumber, const std::string& me
       path(memberPath) {}
 
 Document::Document(std::string_view text) {
-    texts_.reserve(text.size()); // it never moves: values view it, and no copies of secrets are left by growing
+    texts_.reserve(text.size()); // must not move: values view it, and growing would leave copies of secrets
     Source source(withoutMark(text));
     Builder builder(source, texts_, root_);
     try {

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// JSON files that people write and edit. A text is read into a tree that knows the line of everything, so that a
-// mistake can be told with its place. An object with two members of one name is refused, for one of them would be
-// lost, and so is a text that nests deeper than any file of ours. What was read may hold secrets: it is wiped with the
-// document, and no error quotes it.
+// JSON files that people write and edit. A text is read into a tree that knows the line of each value, so that an error
+// message can name the place. An object with two members of one name is refused, because one of them would be lost; so
+// is a text with deeper nesting than any of our files. The text may hold secrets: it is wiped with the document, and no
+// error quotes it.
 //
 //   const platform::json::Document file(text); // throws platform::json::Error
 //   if (const auto* days = file.root().find("days")) {
 //       if (!days->value.number<std::uint32_t>()) std::printf("line %d: expected a number\n", days->line);
 //   }
 //
-// A document is read by any thread once it is built.
+// Any thread may read a document.
 #pragma once
 
 #include <platform/export.h>
@@ -33,7 +33,7 @@ enum class Kind : unsigned char { null, flag, integer, real, text, list, object 
 
 struct Member;
 
-// A value of a document, which must outlive it: its texts are views.
+// A value of a document. The document must outlive it: its texts are views.
 struct Value {
     Kind kind = Kind::null;
     bool flag = false;
@@ -45,7 +45,7 @@ struct Value {
     std::vector<Value> items;    // of a list
     std::vector<Member> members; // of an object, in the order of the text; no name twice
 
-    // An integer that the type can hold; nothing for anything else.
+    // Returns an integer that the type can hold; nullopt for anything else.
     template <std::integral Integer>
     std::optional<Integer> number() const {
         using Limits = std::numeric_limits<Integer>;
@@ -56,7 +56,7 @@ struct Value {
         return fits ? std::optional(static_cast<Integer>(bits)) : std::nullopt;
     }
 
-    // The member of exactly that name; null when there is none, and for what is not an object.
+    // Returns the member with exactly that name; null when there is none or the value is not an object.
     PANELKIT_EXPORT const Member* find(std::string_view name) const;
 };
 
@@ -66,12 +66,12 @@ struct Member {
     Value value;
 };
 
-// Why a text was not taken.
+// Thrown when a text is refused.
 class PANELKIT_EXPORT Error : public std::runtime_error {
 public:
     enum class Why : unsigned char { malformed, nameTwice, tooDeep };
 
-    // what(): "line 12: not valid JSON at or after sections.IKE", for instance.
+    // what(): for example "line 12: not valid JSON at or after sections.IKE".
     Error(Why reason, int lineNumber, int columnNumber, const std::string& memberPath);
 
     Why why;
@@ -81,7 +81,7 @@ public:
 
 class PANELKIT_EXPORT Document {
 public:
-    // Reads all of a text. Throws Error.
+    // Reads a whole text. Throws Error.
     explicit Document(std::string_view text);
     ~Document(); // wipes the texts
     Document(const Document&) = delete;
@@ -94,11 +94,11 @@ private:
     Value root_;
 };
 
-// The value in one line, as short as it can be.
+// Returns the value as JSON in one line, as short as possible.
 PANELKIT_EXPORT std::string print(const Value& value);
 
-// Appends a text, which must be UTF-8, in quotes and with its escapes. At most six characters become of a byte: a
-// string with room for them holds no second copy of a secret afterwards.
+// Appends a text, which must be UTF-8, in quotes and with escapes. One byte becomes at most six characters: if the
+// string has room for them, no second copy of a secret is left.
 PANELKIT_EXPORT void appendQuoted(std::string_view text, std::string& to);
 
 } // namespace platform::json

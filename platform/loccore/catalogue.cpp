@@ -14,7 +14,7 @@ namespace {
 
 using std::string_view;
 
-// UTF-8 in which line feeds and tabs are the only control characters.
+// Whether it is UTF-8 whose only control characters are line feeds and tabs.
 bool isPlainText(string_view text) {
     char before = 0;
     for (const char c : text) {
@@ -26,7 +26,7 @@ bool isPlainText(string_view text) {
     return platform::isValidUtf8(text);
 }
 
-// A text of the file for a message: whatever it holds, it does no harm to a terminal.
+// A text of the file for use in a message: characters that could affect a terminal are replaced.
 std::string quoted(string_view text) {
     constexpr std::size_t longest = 60;
     std::string shown(text.substr(0, longest));
@@ -37,7 +37,7 @@ std::string quoted(string_view text) {
     return '"' + shown + (text.size() > longest ? "...\"" : "\"");
 }
 
-// The value of a line "Name: value" of the header; empty when there is no such line.
+// The value of the line "Name: value" of the header; empty when there is no such line.
 string_view headerField(string_view header, string_view name) {
     while (!header.empty()) {
         const string_view line = header.substr(0, header.find('\n'));
@@ -82,7 +82,7 @@ Status checkEdition(string_view header, const TableEdition& table, std::string& 
     return Loaded;
 }
 
-// Why a translation can't replace its original; empty when it can. `samePlaces` compares what is to be filled in.
+// Why a translation can't replace its original; empty when it can. `samePlaces` compares the placeholders.
 string_view fault(string_view original, string_view translation, bool (*samePlaces)(string_view, string_view)) {
     if (original.empty()) return "fills the empty text";
     if (!isPlainText(translation)) return "is not plain text in UTF-8";
@@ -101,7 +101,7 @@ Status translatedTwice(string_view name, std::string& error) {
     return Damaged;
 }
 
-// ---- a module's table
+// ---- the table of a module
 
 class Check {
 public:
@@ -111,7 +111,7 @@ public:
     }
 
     Status take(const MoText& text, std::string& error) {
-        if (text.translation.empty()) return Loaded; // gettext's way to say: not translated
+        if (text.translation.empty()) return Loaded; // in gettext this means: not translated
         if (const string_view why = fault(text.original, text.translation, samePlaceholders); !why.empty()) {
             return faulty(text.context.value_or(text.original), why, error);
         }
@@ -151,7 +151,7 @@ private:
     std::vector<std::pair<string_view, std::size_t>> byName_;
 };
 
-// ---- wordings that are written where they are used
+// ---- wordings in the source
 
 bool sameArguments(string_view original, string_view translation) {
     const auto kinds = argumentKinds(original);
@@ -169,13 +169,13 @@ std::vector<string_view> splitForms(string_view texts) {
     return forms;
 }
 
-// Takes a wording with its translation. A wording with a plural is followed by it, and has as many translations as the
+// Adds a wording and its translation. A wording with a plural is followed by it, and has as many translations as the
 // rule has forms.
 Status takeWording(const MoText& text, Wordings& found, std::string& error) {
-    if (text.context) return Loaded; // nothing asks for one by a context
+    if (text.context) return Loaded; // contexts are not used here
     const std::vector<string_view> originals = splitForms(text.original);
     const std::vector<string_view> forms = splitForms(text.translation);
-    if (std::count(forms.begin(), forms.end(), string_view()) > 0) return Loaded; // not translated, or not wholly
+    if (std::count(forms.begin(), forms.end(), string_view()) > 0) return Loaded; // not translated, or only in part
     const std::size_t wanted = originals.size() == 1 ? 1 : found.rule.forms();
     if (originals.size() > 2 || forms.size() != wanted)
         return faulty(originals[0], "has a wrong number of forms", error);

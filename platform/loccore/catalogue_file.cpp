@@ -10,7 +10,7 @@ namespace Loc {
 
 namespace {
 
-// Nothing that could lead out of the folder is a language.
+// A name that could lead out of the folder is not accepted as a language.
 std::vector<std::string> candidates(std::string_view language) {
     constexpr std::string_view letters = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-@";
     language = language.substr(0, language.find('.'));

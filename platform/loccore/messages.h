@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// The translation of wordings that are written where they are used (phrase.h):
+// Translates the wordings in the source (phrase.h):
 //
 //   Loc::Messages messages("panelctl");
 //   std::string error;
 //   if (!messages.load("/usr/share/locale", "ru", &error)) report(error);
 //   print(Loc::fill(messages.translated("there is no provider \"%s\""), arguments));
 //
-// A catalogue is taken whole or not at all: with one translation that takes other arguments than its wording, nothing
-// of it is used. No lock is taken; the object belongs to the thread that shows the texts.
+// A catalogue is used as a whole or not at all: if one translation takes other arguments than its wording, none of it
+// is used. No lock is taken; the object is for the thread that shows the texts.
 #pragma once
 
 #include <platform/export.h>
@@ -31,13 +31,13 @@ public:
     Messages& operator=(Messages&&) noexcept;
     ~Messages() override;
 
-    // As Module::load. A translation replaces the one that was loaded before.
+    // As Module::load. A new translation replaces the former one.
     bool load(const char* folder, const char* language, std::string* error = nullptr) override;
 
-    // The translation of a wording, or the wording itself where there is none. Valid until the next load.
+    // Returns the translation of a wording, or the wording itself when there is none. Valid until the next load.
     std::string_view translated(std::string_view wording) const;
 
-    // The same for a wording with a plural: the form that goes with the number.
+    // The same for a wording with a plural: returns the form for the number.
     std::string_view translated(std::string_view one, std::string_view many, std::uint64_t number) const;
 
 private:

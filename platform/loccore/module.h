@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// The localization core's modules: a program part with a table of texts derives its module from Loc::CCModule. Whoever
-// shows the texts makes an object of it, which loads a translation.
+// The modules of the localization core. A part of a program with a table of texts derives its module from
+// Loc::CCModule. The code that shows the texts makes an object of this class, which loads a translation.
 //
 //   Loc::UIModule module;                                        // panelkit's texts
 //   std::string error;
 //   if (!module.load("/usr/share/locale", "ru", &error)) report(error);
 //
-// A load applies wholly or not at all. Entries that a catalogue does not translate keep what they held. Texts of every
-// load stay valid until the process ends, also when the module is gone. The modules take no lock: they belong to the
-// thread that shows the texts.
+// A load takes effect completely or not at all. Entries that a catalogue does not translate keep their text. Texts of
+// every load stay valid until the process ends, even when the module is destroyed. The modules take no lock: they are
+// for the thread that shows the texts.
 #pragma once
 
 #include <platform/export.h>
@@ -25,10 +25,10 @@ class PANELKIT_EXPORT Module {
 public:
     virtual ~Module();
 
-    // Loads the translation into a language.
-    //   folder    UTF-8; holds <language>/LC_MESSAGES/<module>.mo, as /usr/share/locale does
-    //   language  "ru", or "ru_RU.UTF-8" as locales are called: what follows a dot is left out, and when there is no
-    //             "ru_RU" then "ru" is taken
+    // Loads the translation for a language.
+    //   folder    UTF-8; holds <language>/LC_MESSAGES/<module>.mo, as in /usr/share/locale
+    //   language  "ru", or "ru_RU.UTF-8" as a locale's name: the part after a dot is ignored, and if there is no
+    //             "ru_RU" then "ru" is used
     //   error     when not null, receives the reason of a failure
     virtual bool load(const char* folder, const char* language, std::string* error = nullptr) = 0;
 
@@ -54,17 +54,17 @@ public:
     bool load(const char* folder, const char* language, std::string* error = nullptr) override;
 
     // Loads a catalogue from an open file, from its position to its end; the caller closes it. Returns a Loc::Status
-    // (platform/loccore/catalogue.h): 0 when it was loaded, else lastError() says why not.
+    // (platform/loccore/catalogue.h): 0 when it was loaded, otherwise lastError() is the reason.
     virtual int loadFile(std::FILE* file);
 
-    // Why the last load of this module object failed; empty when it did not.
+    // Why the last load of this module object failed; empty when it succeeded.
     const std::string& lastError() const { return lastError_; }
 
-    // Goes back to the defaults: every entry of the table and every text registered beside it.
+    // Restores the defaults of every entry of the table and every text registered beside it.
     void restoreDefaults();
 
 protected:
-    // The names of the entries in catalogues, in table order. To be called once, before the first load; without it,
+    // Sets the names of the entries in catalogues, in table order. Call it once, before the first load; without it,
     // entries are named by their position.
     void nameEntries(std::span<const char* const> names);
 

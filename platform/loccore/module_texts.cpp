@@ -4,7 +4,7 @@
 namespace Loc {
 
 ModuleTexts& ModuleTexts::of(std::string_view module) {
-    // Never destroyed: texts are read by destructors of static objects too.
+    // Never destroyed: destructors of static objects read texts too.
     static auto& modules = *new std::map<std::string, ModuleTexts, std::less<>>;
     auto place = modules.find(module);
     if (place == modules.end()) place = modules.try_emplace(std::string(module), module).first;
@@ -36,7 +36,7 @@ const char* ModuleTexts::translated(const char* text) const {
 TableEdition ModuleTexts::edition(bool complete) const { return {module_, table_.stamp, names_, defaults_, complete}; }
 
 Status ModuleTexts::apply(std::string catalogue, bool complete, std::string& error) {
-    // Stored before it is checked, since views into a string are good only once it has its final place.
+    // Stored before it is checked, because views into a string are valid only after it was moved to its final place.
     const std::string& bytes = catalogues_.emplace_back(std::move(catalogue));
     Translations found;
     if (const Status status = checkCatalogue(bytes, edition(complete), found, error)) {

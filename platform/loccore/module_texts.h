@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// All that the localization core keeps for a module, under the module's name, until the process ends: its cells,
-// their defaults, and the catalogues whose texts they hold now.
+// Everything that the localization core stores for a module, by the module's name, until the process ends: its cells,
+// their defaults, and the catalogues of their present texts.
 //
-// Thread contract: none of it takes a lock. Loading, registering and reading texts belong to the one thread of a front
-// end; static initialisers register before that.
+// Threads: no lock is taken. Loading, registering and reading texts are for the one thread of a front end; static
+// initialisers register before that.
 #pragma once
 
 #include <platform/loccore/catalogue.h>
@@ -21,29 +21,29 @@ namespace Loc {
 
 class ModuleTexts {
 public:
-    // The one of that module; made when it is first asked for.
+    // Returns the texts of that module; made at the first call.
     static ModuleTexts& of(std::string_view module);
 
     explicit ModuleTexts(std::string_view module) : module_(module) {}
     ModuleTexts(const ModuleTexts&) = delete;
     ModuleTexts& operator=(const ModuleTexts&) = delete;
 
-    // Sets the module's table, whose cells hold their defaults at the first call. `names` are those of the entries, in
-    // table order, for a module whose catalogues call them by name; else they are called by position: "0", "1", ...
+    // Sets the module's table, whose cells hold their defaults at the first call. `names` are the names of the entries
+    // in catalogues, in table order; if it is empty, entries are named by position: "0", "1", ...
     void setTable(const CCLocLoader::Localization& table, std::span<const char* const> names);
 
-    // Adds a cell beside the table. It holds `text`, which must live as long as the process, or its translation when a
-    // catalogue that was loaded before has one; later ones replace it. The cell never moves and is never freed.
+    // Adds a cell beside the table. It holds `text`, which must live as long as the process, or its translation if a
+    // loaded catalogue has one; later translations replace it. The cell never moves and is never freed.
     const char*& add(const char* text);
 
-    // The translation of a text beside the table that needs no cell, or the text itself where there is none.
+    // Returns the translation of a text that needs no cell, or the text itself when there is none.
     const char* translated(const char* text) const;
 
-    // Checks a catalogue and, when it fits, points all cells that it has texts for to these; otherwise says why not
+    // Checks a catalogue and, if it fits, makes all cells for which it has texts point to them; otherwise sets `error`
     // and changes nothing. Texts of earlier catalogues stay valid.
     Status apply(std::string catalogue, bool complete, std::string& error);
 
-    // Gives every cell its default again.
+    // Resets every cell to its default.
     void restoreDefaults();
 
 private:

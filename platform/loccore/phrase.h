@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Sentences with places that are filled in. The English wording is written in the source where it is used, and the
-// compiler checks that its places fit the arguments. A translation, or a wording from another program, is known only at
-// run time: it is filled in safely whatever it holds, and argumentKinds() says which arguments it takes.
+// Sentences with placeholders. The English wording is written in the source where it is used, and the compiler checks
+// that its placeholders fit the arguments. A translation, or a wording from another program, is known only at run time:
+// it is filled in safely whatever it contains, and argumentKinds() says which arguments it takes.
 //
 //   %s           a text              %d           an integer
 //   %1$s, %2$d   the first and second argument, in any order and more than once. Either all places of a wording are
@@ -12,8 +12,8 @@
 //   Loc::Phrase phrase = Loc::makePhrase("there is no provider \"%s\"", name);   // can be sent, and translated later
 //   std::string text = Loc::fill(phrase);
 //
-// xgettext collects the wordings for translators. It finds them by the names of the functions that take them, and by
-// the mark N_ where a wording is in a table. There is no global state.
+// xgettext collects the wordings for translators. It finds them by the names of the functions that take them, and in
+// tables by the mark N_. There is no global state.
 #pragma once
 
 #include <algorithm>
@@ -33,14 +33,14 @@ namespace Loc {
 
 inline constexpr std::size_t mostArguments = 9;
 
-// A % of a wording, with what belongs to it.
+// A % of a wording, with the characters that belong to it.
 struct Place {
     std::size_t length = 1; // of all of it
     char kind = 0;          // 's', 'd' or '%'; 0: not a place, just a %
     std::size_t number = 0; // of the argument, counted from 1; 0: the next one
 };
 
-// The place that `text` begins with. `text` begins with a %.
+// Returns the place at the start of `text`, which begins with a %.
 constexpr Place placeAt(std::string_view text) {
     const bool isNumbered = text.size() > 2 && text[1] >= '1' && text[1] <= '9' && text[2] == '$';
     const std::size_t at = isNumbered ? 3 : 1;
@@ -52,7 +52,7 @@ constexpr Place placeAt(std::string_view text) {
 // 's' or 'd' for each argument that a wording takes, then zeros.
 using ArgumentKinds = std::array<char, mostArguments>;
 
-// The arguments that a wording takes. Nothing when it breaks the rules above.
+// Returns the arguments that a wording takes; nullopt when it breaks the rules above.
 constexpr std::optional<ArgumentKinds> argumentKinds(std::string_view wording) {
     ArgumentKinds kinds{};
     std::size_t inOrder = 0;
@@ -108,8 +108,8 @@ consteval Marked N_(const char* literal) { return {literal}; }
 // Never defined. A wording that does not fit its arguments does not compile, with this name in the error.
 void thePlacesOfTheWordingDoNotFitItsArguments();
 
-// A wording for arguments of these kinds: Wording<'s', 'd'>. It is the parameter type of a function that shows or sends
-// a wording, and is made from a literal. xgettext must know the function's name, or else the wording is not translated.
+// A wording for arguments of these kinds: Wording<'s', 'd'>. It is the parameter type of functions that show or send a
+// wording, and is made from a literal. xgettext must know the function's name, or the wording is not translated.
 template <char... kinds>
 class Wording {
 public:
@@ -146,13 +146,14 @@ Phrase makePhrase(Wording<kindOf<Arguments>...> wording, const Arguments&... arg
     return {wording.text(), {argumentText(arguments)...}};
 }
 
-// A text that nobody translates: what another program, a library or the system says.
+// A text that is not translated: from another program, a library or the system.
 inline Phrase verbatim(std::string text) { return {"%s", {std::move(text)}}; }
 
 inline constexpr std::size_t longestFilled = std::size_t{1} << 20;
 
-// The wording with its arguments filled in. A place without an argument, and a % that is not a place, stay as they are.
-// Since a wording from elsewhere may name a long argument many times, a text of more than a mebibyte ends with "...".
+// Returns the wording with its arguments filled in. A place without an argument, and a % that is not a place, stay as
+// they are. A wording from elsewhere may name a long argument many times, so a text of more than a mebibyte ends with
+// "...".
 inline std::string fill(std::string_view wording, std::span<const std::string> arguments) {
     std::string filled;
     std::size_t next = 0;
@@ -178,7 +179,7 @@ inline std::string fill(std::string_view wording, std::span<const std::string> a
 
 inline std::string fill(const Phrase& phrase) { return fill(phrase.wording, phrase.arguments); }
 
-// Several phrases in one text: what happened, and after each colon why. Bounded in the same way.
+// Returns several phrases as one text: what happened, and after each colon why. Bounded in the same way.
 inline std::string fill(std::span<const Phrase> phrases) {
     std::string filled;
     for (const Phrase& phrase : phrases) {

@@ -25,7 +25,7 @@ std::size_t conversionAt(string_view text) {
     return end + 1;
 }
 
-// The words between two % signs.
+// The words between two % signs ("%else%").
 std::vector<string_view> markers(string_view text) {
     std::vector<string_view> found;
     for (std::size_t at = text.find('%'); at != string_view::npos; at = text.find('%', at + 1)) {

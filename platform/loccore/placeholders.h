@@ -10,15 +10,15 @@
 
 namespace Loc {
 
-// The printf conversions of a text in order ("%s", "%-3d", "%%"); nullopt when a % does not begin a conversion, so
-// that the text can't be a format. "%1$s" is not one: not every system's printf has it.
+// Returns the printf conversions of a text in order ("%s", "%-3d", "%%"); nullopt when a % does not begin a conversion,
+// so that the text can't be a format. "%1$s" is not accepted: not every system's printf has it.
 std::optional<std::vector<std::string_view>> conversions(std::string_view text);
 
-// Whether a translation can replace its original: in a format, the same conversions in the same order; in other texts,
+// Whether a translation can replace its original: a format needs the same conversions in the same order, other texts
 // the same markers ("%else%") in the same order.
 bool samePlaceholders(std::string_view original, std::string_view translation);
 
-// Whether the blanks and line feeds that lead and end both are the same. Texts are joined to lines and paragraphs by
+// Whether both have the same leading and trailing blanks and line feeds. Texts are joined to lines and paragraphs by
 // them.
 bool sameEdges(std::string_view original, std::string_view translation);
 

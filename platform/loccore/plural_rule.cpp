@@ -10,9 +10,9 @@ namespace Loc {
 namespace {
 
 using std::string_view;
-using Value = std::optional<std::uint64_t>; // nothing: the expression is wrong
+using Value = std::optional<std::uint64_t>; // nullopt: the expression is wrong
 
-constexpr std::size_t longestExpression = 400; // its parentheses nest no deeper, so neither does the evaluation
+constexpr std::size_t longestExpression = 400; // bounds the nesting of parentheses, and so the recursion
 constexpr std::size_t mostForms = 8;
 constexpr std::uint64_t largestTried = 1000;
 
@@ -23,7 +23,7 @@ struct Operator {
 };
 
 // clang-format off
-// A sign that is the beginning of another one comes after that one.
+// An operator that is a prefix of another one comes after it.
 constexpr std::array operators{
     Operator{"||", 1, [](auto a, auto b) -> Value { return a || b; }},
     Operator{"&&", 2, [](auto a, auto b) -> Value { return a && b; }},
@@ -41,7 +41,7 @@ constexpr std::array operators{
 };
 // clang-format on
 
-// Reads an expression and evaluates it on the way; nothing in it has an effect, so both ways of a choice may be taken.
+// Reads and evaluates an expression. Expressions have no side effects, so both branches of ?: are evaluated.
 class Evaluation {
 public:
     Evaluation(string_view expression, std::uint64_t n) : rest_(expression), n_(n) {}
@@ -72,7 +72,7 @@ private:
         return *condition ? whenTrue : whenFalse;
     }
 
-    // Operators that bind at least so strongly, from left to right.
+    // Operators with at least this precedence, from left to right.
     Value binary(int strength) {
         Value left = unary();
         while (left) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What each system has to say about a user's folders. Internal to platform/paths.
+// The part of user_paths.h that differs between systems. Internal to platform/paths.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@ inline constexpr const char* overridingVariable = "PANELKIT_USER_DIR";
 // A variable of the environment that holds an absolute path; the empty text otherwise.
 std::string folderFromEnvironment(const char* variable);
 
-// The folder for settings and the one for other data, without ours in them and without a separator at the end.
+// The user's folders for settings and for other data, without our subfolder and without a separator at the end.
 std::string settingsFolder();
 std::string dataFolder();
 

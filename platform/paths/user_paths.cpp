@@ -36,7 +36,7 @@ std::string userDataDirForWrite_utf8() {
     if (folder.empty()) return folder;
     try {
         platform::makePrivateFolder(folder.substr(0, folder.size() - 1));
-    } catch (const platform::FileError&) { // the caller's own attempt to write there tells what is wrong
+    } catch (const platform::FileError&) { // the caller gets the error when it writes there
     }
     return folder;
 }

@@ -24,7 +24,7 @@ struct TaskMemoryFreer {
 std::string knownFolder(const KNOWNFOLDERID& id) {
     wchar_t* path = nullptr;
     const HRESULT result = SHGetKnownFolderPath(id, KF_FLAG_CREATE, nullptr, &path);
-    const std::unique_ptr<wchar_t, TaskMemoryFreer> owner(path); // to be freed also when the call failed
+    const std::unique_ptr<wchar_t, TaskMemoryFreer> owner(path); // must be freed even when the call failed
     return SUCCEEDED(result) ? toUtf8(path) : std::string();
 }
 

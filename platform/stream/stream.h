@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The primitives of everything that travels between our programs: greetings and frame headers of the bridge, and the
+// The primitives of everything that is sent between our programs: handshakes and frame headers of the bridge, and the
 // records of its payloads (panelkit/bridge/command_stream.h adds these). No header, no alignment, no padding; integers
 // are little-endian.
 //
@@ -13,9 +13,9 @@
 //   platform::StreamOut(body).append(version, role, name);
 //
 //   platform::StreamIn in(body.data(), body.size());
-//   in.read(version, role, name); // throws the text "CommandStreamError" when it ends early
+//   in.read(version, role, name); // throws the text "CommandStreamError" when the bytes end early
 //
-// Neither class is shared between threads while in use. All of it is inline, for front ends too.
+// Neither class is shared between threads while in use. Everything is inline, so that front ends can use it too.
 #pragma once
 
 #include <platform/stream/little_endian.h>
@@ -32,7 +32,7 @@ concept WireInteger = std::is_same_v<T, std::uint16_t> || std::is_same_v<T, std:
     std::is_same_v<T, std::int32_t> || std::is_same_v<T, std::uint64_t> || std::is_same_v<T, std::int64_t> ||
     (std::is_enum_v<T> && sizeof(T) == 4);
 
-// What a stream carries by itself; everything else is made of these.
+// The types that a stream carries itself; all others are made of these.
 template <class T>
 concept WirePrimitive = WireInteger<T> || std::is_same_v<T, bool> || std::is_same_v<T, std::string>;
 
@@ -49,15 +49,15 @@ class StreamOut {
 public:
     explicit StreamOut(std::string& bytes) : bytes_(bytes) {}
 
-    // Appends the fields in order: their size is taken first, so the string grows at most once. What carries a secret
-    // is written by one such call, which leaves no copy in freed memory.
+    // Appends the fields in order. Their size is computed first, so the string grows at most once. Data with a secret
+    // is written by one such call: growing twice would leave a copy of the secret in freed memory.
     template <class... Fields>
     StreamOut& append(const Fields&... fields) {
         appendAs<StreamOut>(fields...);
         return *this;
     }
 
-    // The bytes that a field takes.
+    // The number of bytes of a field.
     template <WireInteger T>
     static constexpr std::size_t sizeOf(T) {
         return sizeof(T);
@@ -68,7 +68,7 @@ public:
     static std::size_t sizeOf(std::string_view text) { return 4 + text.size(); }
     static std::size_t sizeOf(const std::string& text) { return 4 + text.size(); }
 
-    // Writes a field at `place`, where there is room for it, and moves `place` behind it.
+    // Writes a field at `place`, where there must be room for it, and moves `place` past it.
     template <WireInteger T>
     static void put(char*& place, T value) {
         storeLittleEndian(place, value);
@@ -100,14 +100,14 @@ private:
 
 // Walks a byte string, which must outlive it, and fills the caller's variables in place.
 //
-// Every read moves the position first and throws "CommandStreamError" when it is then past the end; what was to be
-// filled keeps its value, earlier fields keep their new ones, and a later read throws again. Trailing bytes are
-// ignored.
+// Every read moves the position first and throws "CommandStreamError" when the position is then past the end. The
+// variable of the read that failed keeps its value; those filled before keep their new values. Each later read throws
+// again. Trailing bytes are ignored.
 class StreamIn {
 public:
-    // How a count of elements is judged before memory is taken for them. A reply is read as it stands, up to a count of
-    // one element for each byte that is left. A service that reads requests of others refuses what can't be true: a
-    // count of more elements than fit into the bytes that are left.
+    // How a count of elements is checked before memory is allocated for them. `asTheyStand`, for replies: at most one
+    // element for each remaining byte. `mustFit`, for a service that reads requests: not more elements than can fit
+    // into the remaining bytes.
     enum class Counts : unsigned char { asTheyStand, mustFit };
 
     StreamIn(const void* bytes, std::uint64_t size, std::uint64_t position = 0)
@@ -121,7 +121,7 @@ public:
     std::uint64_t size() const { return size_; }
     std::uint64_t position() const { return end_ - static_cast<std::uint64_t>(left_); }
 
-    // What is not read yet.
+    // The bytes that are not read yet.
     std::string_view rest() const {
         return left_ > 0 ? std::string_view(next_, static_cast<std::size_t>(left_)) : std::string_view();
     }
@@ -132,7 +132,7 @@ public:
     }
     void read(bool& value) { value = *take(1) == 1; }
 
-    // Keeps embedded zero bytes; a string that is large enough is reused, another is made with its exact size.
+    // Keeps embedded zero bytes. A string that is large enough is reused; otherwise one of the exact size is made.
     void read(std::string& text) {
         const std::string_view bytes = readView();
         if (bytes.size() == text.size()) {
@@ -144,11 +144,11 @@ public:
         }
     }
 
-    // Several fields in order.
+    // Reads several fields in order.
     template <class... Fields>
     requires(sizeof...(Fields) > 1) void read(Fields&... fields) { (read(fields), ...); }
 
-    // A string where it stands, without copying it.
+    // Reads a string as a view of the bytes, without copying it.
     std::string_view readView() {
         std::uint32_t length = 0;
         read(length);
@@ -157,9 +157,9 @@ public:
 
     void skip(std::uint32_t bytes) { take(bytes); }
 
-    // Reads a count of elements, each of which takes at least `elementSize` bytes. One that is larger than the number
-    // of bytes after it can belong to no well-formed list and is refused before anything is allocated for it. Some
-    // counts have a sign: readCount<std::int32_t>; a negative one says the same as zero, that there is nothing.
+    // Reads a count of elements, each of which takes at least `elementSize` bytes. A count above the number of bytes
+    // after it can't be valid and is refused before memory is allocated. Some counts have a sign:
+    // readCount<std::int32_t>; a negative one means 0.
     template <WireInteger Count = std::uint32_t>
     std::uint32_t readCount(std::size_t elementSize = 1) {
         Count count = 0;
@@ -170,8 +170,8 @@ public:
     }
 
 private:
-    // The one bounds gate. What is left is lowered first and stays negative once it is, so a later read, even one of
-    // nothing, throws again; 2^63 bytes are never asked for in one stream's life.
+    // The only place that checks bounds. `left_` is lowered first and stays negative, so every later read throws again,
+    // even a read of 0 bytes. It can't overflow: no stream reads 2^63 bytes.
     const char* take(std::uint32_t need) {
         left_ -= need;
         if (left_ < 0) throwStreamError();

@@ -27,7 +27,7 @@ bool resolves(std::string_view raw) {
     return raw.find('&') == std::string_view::npos || decodeText(raw, ignored);
 }
 
-// A name without the ASCII characters that may stand in none; which of the others may is not looked at.
+// Refuses names with ASCII characters that no name may contain; other characters are not checked.
 void checkName(std::string_view name) {
     const auto isStart = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c == ':' || (c & 0x80);

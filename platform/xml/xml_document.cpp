@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The parser is asked to convert nothing: references, line ends and blanks stay in the tree as they stand in the file,
-// so that what is written back is what was read. Texts are decoded when a body is asked for.
+// The parser converts nothing: references, line ends and blanks stay in the tree as they are in the file, so that the
+// file is written back unchanged. Texts are decoded when a body is asked for.
 #include <platform/xml/xml_document.h>
 
 #include <platform/xml/well_formed.h>
@@ -28,7 +28,7 @@ bool isBlank(pugi::xml_node node) {
            std::string_view(node.value()).find_first_not_of(" \t\r\n") == std::string_view::npos;
 }
 
-// Whether the blanks between the children of a node are layout, which is made anew, and no text of somebody's.
+// Whether the blanks between the children of a node are only layout, which is then written again by our rules.
 bool isLaidOut(pugi::xml_node node) {
     bool hasOthers = false;
     for (const pugi::xml_node child : node.children()) {
@@ -74,7 +74,7 @@ private:
     void element(pugi::xml_node element, std::size_t depth) {
         put("<", element.name(), "");
         for (const pugi::xml_attribute attribute : element.attributes()) {
-            // A value is kept as it stood, in quotes of the other kind than it holds.
+            // A value is kept unchanged, in the kind of quotes that it does not contain.
             const std::string_view value = attribute.value();
             const char quote = value.find('"') == std::string_view::npos ? '"' : '\'';
             put(" ", attribute.name(), "=");
@@ -102,7 +102,7 @@ private:
 } // namespace
 
 struct XMLDocument::State {
-    std::string text; // what the tree's names and texts point into
+    std::string text; // the tree's names and texts point into it
     pugi::xml_document document;
 };
 
@@ -156,7 +156,7 @@ XMLDocument XMLDocument::Read(std::string text) {
     if (!platform::xml::isXmlText(text, offset)) throw XMLError("no UTF-8 text at byte " + std::to_string(offset));
     const std::string start = text.substr(0, 8); // the parser writes into the text
     auto state = std::make_unique<State>();
-    // The parser forgives nearly any last character.
+    // The parser accepts nearly any last character.
     if (const std::size_t last = text.find_last_not_of(" \t\r\n"); last == std::string::npos || text[last] != '>') {
         throw XMLError("no end of an element at the end");
     }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// XML documents: small files of settings that are read whole, changed in places, and written back so that what nobody
-// here knows survives. A document is a resource of one thread; its elements are views that live as long as it does.
+// XML documents: small settings files that are read as a whole, changed in places, and written back; content unknown to
+// us is kept. A document is used by one thread; its elements are views that are valid as long as it exists.
 //
 //   XMLDocument document("Settings");
 //   document.root().addChild("Active").setBody("1");
 //   document.Write(text, 1);
 //
-// Reading is strict, stricter than the parser underneath: what is no well-formed XML 1.0 in UTF-8 is refused. So are
+// Reading is stricter than the parser that is used: anything but well-formed XML 1.0 in UTF-8 is refused. So are
 // document types, whose entities could grow without limit, and nesting deeper than 200 elements.
 #pragma once
 
@@ -20,13 +20,14 @@ namespace pugi {
 struct xml_node_struct;
 }
 
-// What is wrong with a document that can't be read, and at which byte of it where that is known.
+// Thrown when a document can't be read; with the position in bytes, if it is known.
 class XMLError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// An element of a document. A default one is none: it tests false, has no name, body or children, and can't be changed.
+// An element of a document. A default-constructed one is empty: it tests false, has no name, body or children, and
+// can't be changed.
 class XMLDeclaration {
 public:
     XMLDeclaration() = default;
@@ -34,13 +35,13 @@ public:
     explicit operator bool() const { return node_ != nullptr; }
     std::string name() const;
 
-    // The text directly in the element, with references and CDATA sections resolved and line ends as '\n'.
+    // Returns the text directly in the element, with references and CDATA sections resolved and line ends as '\n'.
     std::string body() const;
-    // Replaces that text; elements and comments inside stay. Characters that XML cannot carry, and bytes that are no
-    // UTF-8, throw XMLError.
+    // Replaces that text; elements and comments inside stay. Throws XMLError for characters that XML cannot carry and
+    // for bytes that are not UTF-8.
     void setBody(std::string_view text);
 
-    // The first child element of that name; none when there is none.
+    // Returns the first child element with that name; an empty element when there is none.
     XMLDeclaration child(std::string_view name) const;
     // Appends a child element. `name` must be a valid name.
     XMLDeclaration addChild(const std::string& name);
@@ -62,9 +63,9 @@ public:
     // Reads a whole document. Throws XMLError when it can't be read.
     static XMLDocument Read(std::string text);
 
-    // Appends the document to `text`, without an XML declaration. Elements that hold no text are laid out one child a
-    // line, indented by `indentation` tabs for every level; what holds text is written as it was read. A line end
-    // follows the root.
+    // Appends the document to `text`, without an XML declaration. Elements without text are written with one child per
+    // line, indented by `indentation` tabs plus one for each level; elements with text are written as they were read. A
+    // line end follows the root.
     void Write(std::string& text, unsigned indentation) const;
 
     XMLDeclaration root() const;

@@ -17,7 +17,7 @@ struct Entity {
 };
 constexpr std::array<Entity, 5> entities = {{{"amp", '&'}, {"lt", '<'}, {"gt", '>'}, {"quot", '"'}, {"apos", '\''}}};
 
-constexpr std::size_t longestReference = 16; // "&#x0010FFFF;" with some zeros more
+constexpr std::size_t longestReference = 16; // "&#x0010FFFF;" with some extra zeros
 
 bool isXmlCharacter(char32_t c) {
     if (c < 0x20) return c == '\t' || c == '\n' || c == '\r';
