@@ -166,7 +166,7 @@ void measure(std::size_t count) {
         "decode" + of, plain, rounds, [&] { return decodeFresh<decode>(bytes, times); },
         [&] { return decodeFresh<plainDecode>(bytes, times); });
     bench::compare(
-        "decode into what is there" + of, plain, rounds, [&] { return decodeAgain<decode>(bytes, times, one); },
+        "decode into existing records" + of, plain, rounds, [&] { return decodeAgain<decode>(bytes, times, one); },
         [&] { return decodeAgain<plainDecode>(bytes, times, other); });
     bench::compare(
         "encode" + of, plain, rounds, [&] { return encodeFresh<encode>(listing, times); },
