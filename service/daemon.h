@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The service as a whole: its parts, in the order in which they are made, and what each hears of the others. A commit
-// of the configuration reaches whoever acts on it; whatever happens is announced to the front ends that listen.
+// The service as a whole: its parts, in the order in which they are made, and the connections between them. A commit of
+// the configuration is passed to the parts that use it; every event is announced to the front ends that listen.
 #pragma once
 
 #include <service/certs/cert_commands.h>
@@ -24,10 +24,11 @@ namespace panelkitd {
 
 class Daemon {
 public:
-    // Reads what is kept in the state folder and loads the providers. Throws when it can't.
+    // Reads the state folder and loads the providers. Throws when that fails.
     explicit Daemon(const Options& options);
 
-    // Serves front ends until it is asked to end. When a command or a module hangs then, the process is abandoned.
+    // Serves front ends until it is asked to end. If a command or a module hangs then, the process exits without
+    // waiting for it.
     void serve(TerminationRequest& termination);
 
 private:

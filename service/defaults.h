@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Where things are when the command line does not say.
+// Default paths and names, for options that are not given.
 #pragma once
 
 #include <string>
@@ -15,10 +15,10 @@ std::string defaultUsersGroup();
 // Makes the folder of a socket that everybody may connect to, unless it is there. Pipes need none.
 void makeEndpointFolder(const std::string& endpoint);
 
-// The module behind the embedded provider, SoftHSM2, if it is installed; else empty.
+// The module of the embedded provider, SoftHSM2, if it is installed; else empty.
 std::string installedEmbeddedModule();
 
-// Points SoftHSM2 to a folder of ours for its tokens. Before any module is loaded.
+// Makes SoftHSM2 keep its tokens in `folder`. Call it before any module is loaded.
 void configureEmbeddedModule(const std::string& folder);
 
 } // namespace panelkitd

@@ -54,7 +54,7 @@ void makeEndpointFolder(const std::string& endpoint) {
     const std::string folder = endpoint.substr(0, endpoint.rfind('/'));
     const int made = ::mkdir(folder.c_str(), 0755);
     if (made != 0 && errno == EEXIST) return;
-    if (made != 0 || ::chmod(folder.c_str(), 0755) != 0) { // the mask of the process may be stricter
+    if (made != 0 || ::chmod(folder.c_str(), 0755) != 0) { // the umask of the process may be stricter
         throw platform::FileError(folder, std::generic_category().message(errno));
     }
 }

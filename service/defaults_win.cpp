@@ -23,7 +23,7 @@ std::string defaultStateFolder(bool systemWide) {
     return environment(systemWide ? L"ProgramData" : L"LOCALAPPDATA") + "\\panelkit";
 }
 
-std::string defaultUsersGroup() { return "S-1-5-32-545"; } // the built-in users, whatever the language calls them
+std::string defaultUsersGroup() { return "S-1-5-32-545"; } // the built-in group of users, independent of the language
 
 void makeEndpointFolder(const std::string&) {}
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelkitd: reads its command line, and serves front ends until it is asked to end.
+// panelkitd: reads its command line and serves front ends until it is asked to end.
 #include <service/base/log.h>
 #include <service/daemon.h>
 #include <service/exit_status.h>

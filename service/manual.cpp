@@ -9,21 +9,21 @@ namespace panelkitd {
 
 namespace {
 
-// Dashes are those that are typed; no text of ours begins a line with a dot or holds a backslash.
+// Escapes dashes. Other escapes are not needed: no text of ours begins a line with a dot or has a backslash.
 std::string plain(std::string_view text) {
     std::string escaped;
     for (const char c : text) escaped += c == '-' ? "\\-" : std::string(1, c);
     return escaped;
 }
 
-// What stands for the value: its type, without the rules of what is valid.
+// The placeholder of the value: its type, without the rules of what is valid.
 std::string valueOf(const CLI::Option& option) {
     if (option.get_items_expected_max() == 0) return {};
     const std::string type = option.get_type_name();
     return " \\fI" + type.substr(0, type.find_first_of(": ")) + "\\fR";
 }
 
-// Times have the same default for everybody.
+// The default is shown only for times, where it is the same for every account.
 std::string entry(const CLI::Option& option) {
     const bool isTime = option.get_type_name().starts_with("SECONDS");
     return ".TP\n\\fB" + plain(option.get_name(false, true)) + "\\fR" + valueOf(option) + "\n" +

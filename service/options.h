@@ -18,13 +18,13 @@ struct Options {
     std::string administratorsGroup;
     LogLevel logLevel = LogLevel::events;
     ProviderOptions providers;
-    std::chrono::seconds tokenPoll{2};  // between two looks for tokens that came or went
-    std::chrono::seconds stopGrace{10}; // for commands under way when it is asked to end
+    std::chrono::seconds tokenPoll{2};  // between two checks for inserted and removed tokens
+    std::chrono::seconds stopGrace{10}; // for commands in progress when it is asked to end
     std::string probe;                  // not empty: this process is the probe's child
 };
 
-// Reads the command line. When there is nothing more to do (help, version, a mistake, about which it has then said what
-// is wrong) gives the status to exit with instead.
+// Reads the command line. If nothing is left to do (help, version, or a mistake, which is then reported), returns the
+// exit status.
 std::optional<int> readOptions(int argc, char** argv, Options& options);
 
 } // namespace panelkitd

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A request to end that may come before or after somebody wants to hear of it, and how long the process then has. For
+// A request to end, which may come before or after a reaction is set, and the time that the process then has. For
 // termination_*.cpp.
 #pragma once
 

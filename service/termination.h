@@ -9,8 +9,8 @@
 
 namespace panelkitd {
 
-// Takes note of the first request from its construction on. There is one, made before any other thread: modules start
-// threads of their own, and a request must not reach them.
+// Records the first request after its construction. There is only one object, made before any other thread: modules
+// start threads of their own, which must not receive the signals.
 class TerminationRequest {
 public:
     TerminationRequest();
@@ -18,13 +18,13 @@ public:
     TerminationRequest(const TerminationRequest&) = delete;
     TerminationRequest& operator=(const TerminationRequest&) = delete;
 
-    // Has `react` called when the request comes, or now if it has come; once, on a thread of its own.
+    // Calls `react` when the request comes, or now if it has come; once, on a thread of its own.
     void whenAsked(std::function<void()> react);
 
-    // Returns once a reaction that has begun has returned: what it uses may then go.
+    // Waits for a reaction that has begun; after that the objects that it uses may be destroyed.
     void awaitReaction();
 
-    // From the request on the process has this long to end. Then it is abandoned, whatever hangs in it.
+    // The time that the process has to end after the request. Then it exits, whatever hangs in it.
     void setLimit(std::chrono::milliseconds limit);
 
 private:
@@ -32,11 +32,11 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// Leaves the process at once, with ExitStatus::abandoned and a line in the log: nothing is destroyed, since something
-// in it hangs and can't be interrupted. What is on disk is whole at any moment.
+// Ends the process at once, with ExitStatus::abandoned and a line in the log. Nothing is destroyed, because something
+// hangs and can't be interrupted. The files on disk are complete at any moment.
 [[noreturn]] void abandonProcess();
 
-// Lets no memory of this process, which holds secrets, get into a core dump or a debugger's hands.
+// Prevents core dumps and debuggers from reading the memory of this process, which holds secrets.
 void forbidCoreDumps();
 
 } // namespace panelkitd

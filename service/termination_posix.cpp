@@ -22,10 +22,10 @@ namespace panelkitd {
 
 namespace {
 
-// Wakes the waiting thread when there is nothing to wait for any more.
+// Wakes the waiting thread when it must end.
 constexpr int ours = SIGUSR1;
 
-// Waits until the process is done with this thread; false when it takes longer. Further requests change nothing.
+// Waits until this thread must end; returns false after the limit. Further requests have no effect.
 bool endsWithin(std::chrono::milliseconds limit, const sigset_t& signals) {
     const auto deadline = std::chrono::steady_clock::now() + limit;
     for (;;) {
@@ -38,7 +38,7 @@ bool endsWithin(std::chrono::milliseconds limit, const sigset_t& signals) {
 
 } // namespace
 
-// The signals are blocked in every thread but for one that waits for them: a handler may do next to nothing.
+// The signals are blocked in every thread except one that waits for them: a signal handler may do very little.
 struct TerminationRequest::State {
     RequestNote note;
     std::thread waiting;
@@ -52,7 +52,7 @@ TerminationRequest::TerminationRequest() : state_(std::make_unique<State>()) {
     state_->waiting = std::thread([signals, &note = state_->note] {
         int number = 0;
         if (sigwait(&signals, &number) != 0 || number == ours) return;
-        std::thread reaction([&note] { note.ask(); }); // it may hang like everything else
+        std::thread reaction([&note] { note.ask(); }); // a thread of its own, because it may hang
         if (!endsWithin(note.limit(), signals)) abandonProcess();
         reaction.join();
     });
@@ -69,7 +69,7 @@ void TerminationRequest::setLimit(std::chrono::milliseconds limit) { state_->not
 
 void TerminationRequest::whenAsked(std::function<void()> react) { state_->note.whenAsked(std::move(react)); }
 
-// Not through the log: whoever reads it may be what hangs.
+// Not through the log: its reader may be what hangs.
 void abandonProcess() {
     constexpr std::string_view text = "error: something did not end in time and is abandoned\n";
     pollfd log{STDERR_FILENO, POLLOUT, 0};

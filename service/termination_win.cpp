@@ -14,13 +14,13 @@ namespace panelkitd {
 
 namespace {
 
-// The system's handler takes no argument, so the request of the process is noted here; it outlives everything.
+// The system's handler has no argument, so the request is stored here; it is never destroyed.
 RequestNote& note() {
     static auto* const theNote = new RequestNote;
     return *theNote;
 }
 
-// On a thread of the system's, which may stay here until the process ends.
+// Runs on a thread of the system, which may stay here until the process ends.
 BOOL WINAPI onControl(DWORD) {
     std::thread([] {
         std::this_thread::sleep_for(note().limit());
@@ -51,7 +51,7 @@ void abandonProcess() {
     std::_Exit(static_cast<int>(ExitStatus::abandoned));
 }
 
-// Windows writes no dumps of a process unless the administrator sets that up.
+// Windows writes dumps of a process only if an administrator configures it.
 void forbidCoreDumps() { SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX); }
 
 } // namespace panelkitd

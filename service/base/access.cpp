@@ -9,7 +9,7 @@ namespace panelkitd {
 
 namespace {
 
-// Asked each time: an administrator who adds a group need not restart the service. A SID names itself.
+// Looked up each time, so that a group can be added without a restart of the service. A SID needs no look-up.
 bool memberOf(const bridge::Peer& peer, const std::string& groupName) {
     if (groupName.empty()) return false;
     const std::string id = groupName.rfind("S-1-", 0) == 0 ? groupName : platform::groupId(groupName);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Who may do what. Users may look, log in to tokens, change PINs they know, and set their own policy; administrators
-// may do everything.
+// Who may use which commands. Users may read, log in to tokens, change PINs that they know, and set their own policy;
+// administrators may do everything.
 #pragma once
 
 #include <platform/bridge/peer.h>
@@ -20,7 +20,7 @@ public:
     // The names of the two groups; a group that does not exist has no members.
     Access(std::string usersGroup, std::string administratorsGroup);
 
-    // Whether the account may talk to the service at all.
+    // Whether the account may use the service.
     bool admits(const bridge::Peer& peer) const;
 
     // The superuser, the account that the service runs as, and the members of the administrators' group.
@@ -30,7 +30,7 @@ public:
         return who == Who::users ? admits(peer) : isAdministrator(peer);
     }
 
-    // The configuration names another group of administrators.
+    // Sets the group of administrators from the configuration.
     void setAdministratorsGroup(const std::string& name);
 
 private:

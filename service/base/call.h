@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One command as its handler sees it, and what handlers of several modules do alike: reading the record that a request
-// begins with, and writing replies.
+// One command as its handler sees it, and functions that all handlers use: reading the record at the start of a
+// request, and writing replies.
 #pragma once
 
 #include <service/base/refused.h>
@@ -19,14 +19,14 @@ struct Call {
     bool byAdministrator;
     CommandStreamIn in;  // over the payload
     std::string subject; // what the command acts on, for the audit line; no secrets
-    std::string outcome; // for the audit line, of replies whose first byte does not say how it ended
-    Remarks remarks;     // beside the reply
+    std::string outcome; // for the audit line, if the reply's first byte does not say how the command ended
+    Remarks remarks;     // sent with the reply
 };
 
 // The reply of a command that acted.
 inline const std::string success(1, '\1');
 
-// A reply of these fields.
+// A reply with these fields.
 template <class... Fields>
 std::string encoded(const Fields&... fields) {
     std::string reply;
@@ -34,7 +34,7 @@ std::string encoded(const Fields&... fields) {
     return reply;
 }
 
-// The first record of most requests; it is what the audit line names.
+// Reads the first record of most requests; the audit line names it.
 PKCS11::TokenInfo readToken(Call& call);
 
 } // namespace panelkitd

@@ -18,7 +18,7 @@ namespace {
 std::atomic<LogLevel> currentLevel{LogLevel::events};
 std::mutex lineMutex; // lines stay whole
 
-// The priorities of syslog, which the journal takes as a prefix.
+// The priorities of syslog, which the journal accepts as a prefix.
 enum class Priority : int { error = 3, notice = 5, info = 6, debug = 7 };
 
 bool journalReads() {

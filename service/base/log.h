@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The service's log: lines on standard error, with the priorities of the journal when that reads them. Secrets never
-// come here. Any thread may log.
+// The service's log: lines on standard error, with the priorities of the journal when the journal reads them. Secrets
+// are never logged. Any thread may log.
 #pragma once
 
 #include <chrono>
@@ -29,7 +29,7 @@ void logFailure(const char* what, const std::exception& error) noexcept;
 // One line for each command that changes something, at every level but disabled: who, what, and how it ended.
 void audit(const std::string& text);
 
-// For events that strangers can cause as often as they like: so many are logged in a minute, the others counted.
+// For events that any account can cause as often as it likes: only so many are logged in a minute, the others counted.
 class ThrottledLog {
 public:
     explicit ThrottledLog(unsigned perMinute) : perMinute_(perMinute) {}

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Why something is not done, or what is to be said of it: remarks, each of them a number and a wording with its
-// arguments, first what and then why. They travel as they are; front ends translate them.
+// Why a command is not carried out, and remarks on an answer. Each is a number and a wording with its arguments; first
+// what happened, then why. They are sent in this form, and front ends translate them.
 //
 //   throw RefusedError(Refused::noSuchProvider, "there is no provider \"%s\"", name);
 //   throw RefusedError(Refused::notStored, "the configuration can't be stored").because(error);
@@ -29,7 +29,7 @@ bridge::Remark remark(vocabulary::Refused code, Loc::Wording<Loc::kindOf<Argumen
 // For the log and the audit line, and for replies whose fields are texts.
 inline std::string inEnglish(const Remarks& remarks) { return Loc::fill(bridge::phrasesOf(remarks)); }
 
-// An error with its remarks, of which there is at least one. what() has them in English.
+// An error with at least one remark. what() has them in English.
 class ExplainedError : public std::runtime_error {
 public:
     explicit ExplainedError(Remarks why) : std::runtime_error(inEnglish(why)), remarks(std::move(why)) {}
@@ -37,10 +37,10 @@ public:
     Remarks remarks;
 };
 
-// What is known of an error: its remarks, or its text, which nobody translates.
+// The remarks of an error; without remarks its text, which is not translated.
 Remarks explained(const std::exception& error);
 
-// What a module throws when it does not carry out a command.
+// Thrown by a module that does not carry out a command.
 class RefusedError : public ExplainedError {
 public:
     // The first remark says what is refused; its number is the reason.
@@ -48,20 +48,20 @@ public:
     // With another number than that of the first remark.
     RefusedError(vocabulary::Refused number, Remarks why);
 
-    // Explicit, so that the name stands before the wording: xgettext finds it by that.
+    // Explicit, so that callers write the class name before the wording: xgettext searches for it.
     template <Loc::Argument... Arguments>
     explicit RefusedError(vocabulary::Refused why, Loc::Wording<Loc::kindOf<Arguments>...> wording,
                           const Arguments&... arguments)
         : RefusedError(Remarks{remark(why, wording, arguments...)}) {}
 
-    // The same, and after it the cause.
+    // Returns the same error with the cause added.
     RefusedError because(const Remarks& cause) const;
     RefusedError because(const std::exception& cause) const { return because(explained(cause)); }
 
     vocabulary::Refused reason;
 };
 
-// What a module throws when the command is fine, and this caller may not give it.
+// Thrown by a module when this caller may not use the command.
 class DeniedError : public ExplainedError {
 public:
     template <Loc::Argument... Arguments>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Work that is done again and again on a thread of its own: after a pause, or at once when somebody asks. What it calls
-// may hang (a module of somebody else's), so its end is waited for only so long.
+// Work that is repeated on a thread of its own: after a pause, or at once on request. A round may hang in a third-party
+// module, so waiting for its end has a time limit.
 #pragma once
 
 #include <chrono>
@@ -15,19 +15,19 @@ namespace panelkitd {
 
 class Rounds {
 public:
-    // `round` returns the pause until the next one; the first one begins after `firstPause`. `wasAsked` says whether
-    // somebody asked for this one. What it throws is logged.
+    // `round` returns the pause until the next round; the first one begins after `firstPause`. `wasAsked` says whether
+    // it was requested. An exception from it is logged.
     using Round = std::function<std::chrono::milliseconds(bool wasAsked)>;
     Rounds(Round round, std::chrono::milliseconds firstPause);
-    // Waits for the end of a round that is under way; stop() says whether it will come.
+    // Waits for the end of a running round, without limit: call stop() first to know whether it ends.
     ~Rounds();
     Rounds(const Rounds&) = delete;
     Rounds& operator=(const Rounds&) = delete;
 
-    // Asks for a round now; from any thread, also from the round itself.
+    // Requests a round now; from any thread, also from the round itself.
     void ask();
 
-    // No further round is begun. False when the one under way did not end in time.
+    // Begins no further round. Returns false when the running one did not end in time.
     bool stop(std::chrono::milliseconds grace);
 
 private:

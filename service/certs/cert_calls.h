@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the handlers of module 8 share: the module's state, reading a certificate's record, and replies.
+// Shared by the handlers of module 8: the module's state, reading a certificate's record, and replies.
 #pragma once
 
 #include <service/base/call.h>
@@ -28,10 +28,10 @@ struct CertCommands::State {
     ParsedFiles parsed;
 };
 
-// The second record of requests about one certificate; the audit line names it too.
+// Reads the second record of requests for one certificate; the audit line names it too.
 CertInfo readCertificate(Call& call);
 
-// Parallel lists, as listings are answered: a count, and pairs.
+// The reply of a listing: a count, and pairs from parallel lists.
 template <class Object>
 std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std::vector<Object>& objects) {
     std::string reply;
@@ -41,7 +41,7 @@ std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std
     return reply;
 }
 
-// A reply that begins with a result. Why it is that goes to the front end, and to the audit line.
+// A reply that begins with a result. The reasons for the result are sent to the front end and to the audit line.
 template <class Result, class... Fields>
 std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
     const auto number = static_cast<std::uint32_t>(outcome.result);
@@ -50,7 +50,8 @@ std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&..
     return encoded(number, fields...);
 }
 
-// Destroys the objects of a token for which `matches` holds. When there are none, `ifNone` is what the refusal says.
+// Destroys the objects of a token for which `matches` holds. If there are none, throws a refusal with the wording
+// `ifNone`.
 template <class Objects, class Matches>
 void destroyMatching(const OpenToken& token, const Objects& objects, Loc::MarkedWording<> ifNone, Matches matches) {
     bool found = false;

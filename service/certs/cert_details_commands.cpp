@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// One certificate: details, chain, verification, export.
+// Commands for one certificate: details, chain, verification, export.
 #include <service/certs/cert_calls.h>
 
 #include <service/base/refused.h>
@@ -20,7 +20,7 @@ namespace verifyFlag = vocabulary::verifyFlag;
 
 namespace {
 
-// A check for IKE looks at revocation as IKE is configured to, unless it says itself how.
+// A check for IKE handles revocation as configured for IKE, unless the request says how.
 std::uint32_t withRevocation(std::uint32_t how, CrlProcessing configured) {
     constexpr std::uint32_t forIke = static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer);
     const bool saysItself = (how & (verifyFlag::crlRequired | verifyFlag::noRevocation)) != 0;
@@ -33,7 +33,7 @@ std::uint32_t withRevocation(std::uint32_t how, CrlProcessing configured) {
     return how;
 }
 
-// Said of certificates that verify because revocation is left out.
+// Remarks on certificates that are valid only because revocation is not checked.
 constexpr Loc::MarkedWording<'s', 's'> leftOutByCommand =
     N_("Warning: \"%s\" is revoked since %s; this was not counted, because the command leaves revocation out");
 constexpr Loc::MarkedWording<'s', 's'> leftOutByConfiguration =

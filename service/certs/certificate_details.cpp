@@ -16,7 +16,7 @@ namespace panelkitd {
 
 namespace {
 
-// OpenSSL prints over several indented lines; a field is one line.
+// OpenSSL prints several indented lines; a field is one line.
 std::string onOneLine(const std::string& text) {
     std::string line;
     for (std::size_t at = 0; at < text.size();) {

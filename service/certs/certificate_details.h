@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A certificate in full, as texts for people.
+// All details of a certificate, as texts for people.
 #pragma once
 
 #include <service/certs/holdings.h>
@@ -14,7 +14,7 @@ namespace panelkitd {
 // Label and key identifier of the object, the certificate's algorithms and extensions.
 CertExtentions describeFully(const StoredCertificate& certificate);
 
-// All of it as OpenSSL prints it, in UTF-8.
+// Returns the whole certificate as OpenSSL prints it, in UTF-8.
 std::string printed(const StoredCertificate& certificate);
 
 } // namespace panelkitd

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the tokens hold that a policy may need: personal certificates and preshared keys.
+// Objects on tokens that a policy may need: personal certificates and preshared keys.
 #pragma once
 
 #include <panelkit/certs/cert_records.h>
@@ -14,14 +14,14 @@ namespace panelkitd {
 struct CredentialList {
     bool anyToken = false;
     std::vector<CertInfo> certificates;                    // of all tokens, with or without private key
-    std::optional<std::vector<std::string>> presharedKeys; // their names; nothing where the service can't tell
+    std::optional<std::vector<std::string>> presharedKeys; // their names; nullopt when the service can't read them
 };
 
 class Credentials {
 public:
     virtual ~Credentials() = default;
 
-    // As they are now; nothing where the service can't look into tokens. May take long; from any thread.
+    // Returns the present objects; nullopt when the service can't read tokens. May take long; from any thread.
     virtual std::optional<CredentialList> list() const = 0;
 };
 

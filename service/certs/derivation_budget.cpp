@@ -20,7 +20,7 @@ std::uint64_t valueOf(const ASN1_INTEGER* number) {
 template <class T>
 using Parameters = std::unique_ptr<T, void (*)(T*)>;
 
-// The parameters of an algorithm; null when they are not what it has.
+// The parameters of an algorithm; null when they are not of its type.
 template <class T>
 Parameters<T> parametersOf(const X509_ALGOR* algorithm, const ASN1_ITEM* item, void (*release)(T*)) {
     return {static_cast<T*>(ASN1_TYPE_unpack_sequence(item, algorithm->parameter)), release};
@@ -39,7 +39,7 @@ std::uint64_t roundsOfFunction(const X509_ALGOR* function) {
     return pbkdf2 ? valueOf(pbkdf2->iter) : 0;
 }
 
-// What can't be read costs nothing: OpenSSL does not derive anything from it either.
+// Parameters that can't be read cost nothing: OpenSSL does not derive a key from them either.
 std::uint64_t roundsOf(const X509_ALGOR* algorithm) {
     if (OBJ_obj2nid(algorithm->algorithm) == NID_pbes2) {
         const auto scheme = parametersOf<PBE2PARAM>(algorithm, ASN1_ITEM_rptr(PBE2PARAM), PBE2PARAM_free);

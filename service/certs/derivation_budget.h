@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What reading one file may cost. A file names the number of rounds by which its password becomes a key, and so could
-// keep the service busy for years; it is asked for that before anything is derived.
+// A limit on the cost of reading one file. A file states the number of rounds that turn its password into a key, and so
+// could keep the service busy for years. The number is checked before any key is derived.
 #pragma once
 
 #include <service/base/refused.h>
@@ -13,7 +13,7 @@
 
 namespace panelkitd {
 
-// Why a file can't be used.
+// Thrown when a file can't be used.
 class ParseError : public ExplainedError {
 public:
     template <Loc::Argument... Arguments>
@@ -29,11 +29,11 @@ private:
 
 class ParseBudget {
 public:
-    // Takes the rounds of a derivation. Throws ParseError when they are more than is left.
+    // Subtracts the rounds of a derivation. Throws ParseError when there are not enough left.
     void spendRounds(std::uint64_t rounds);
     void spendDerivation(const X509_ALGOR* algorithm);
 
-    // One object more. Throws ParseError when there are too many.
+    // Counts one more object. Throws ParseError when there are too many.
     void spendObject();
 
 private:

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::int64_t day = 86'400;
 
-// The clock may be set, and laptops sleep: nobody sleeps through a whole day on a plan that was made before.
+// The clock may be changed and laptops may sleep, so a pause is short enough to notice both.
 constexpr auto longestPause = std::chrono::hours(1);
 
 std::int64_t secondOfDay(const std::tm& time) { return (time.tm_hour * 60 + time.tm_min) * 60 + time.tm_sec; }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The expiry watch: once a day, at a time of the host's clock, announces the certificates that end soon or have ended.
-// Where the certificates are and how it is set up is its owner's affair.
+// The expiry watch: once a day, at a time of the host's clock, announces the certificates that expire soon or have
+// expired. The owner supplies the certificates and the settings.
 #pragma once
 
 #include <service/base/rounds.h>
@@ -23,23 +23,24 @@ struct WatchedCertificate {
     CertInfo certificate;
 };
 
-// The whole days that remain, negative for one that has ended; nothing when it ends after those of the settings, or is
-// no certificate that could be read.
+// Returns the whole days that remain, negative if the certificate has expired; nullopt when it expires after the days
+// of the settings or could not be read.
 std::optional<int> daysLeft(const CertInfo& certificate, std::int64_t now, const ExpirySettings& settings);
 
 // Thread-safe.
 class ExpiryWatch {
 public:
-    // `source` lists all certificates; it is called on the watch's thread. What it throws is logged, and it is tried
-    // again. The first look is after `firstPause`: front ends that were there before a restart are back by then.
+    // `source` lists all certificates; it is called on the watch's thread. An exception from it is logged, and the call
+    // is repeated later. The first check is after `firstPause`, so that front ends can connect again after a restart.
     using Source = std::function<std::vector<WatchedCertificate>()>;
     ExpiryWatch(Source source, Announcer& announcer, ExpirySettings settings,
                 std::chrono::milliseconds firstPause = std::chrono::minutes(1));
 
-    // Other settings: what they let expire is announced at once when the time of the day is over.
+    // Changes the settings. If today's time is over, certificates that expire by the new settings are announced at
+    // once.
     void set(const ExpirySettings& settings);
 
-    // Ends it. False when a module hangs, in a call that can't be interrupted.
+    // Ends the watch. Returns false when a module hangs in a call that can't be interrupted.
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:

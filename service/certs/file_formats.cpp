@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Files of PEM blocks, and files of DER objects one behind the other.
+// Files of PEM blocks, and files of DER objects one after the other.
 #include <service/certs/parsed_file.h>
 
 #include <service/base/refused.h>
@@ -25,7 +25,7 @@ using EncryptedKeyHandle = std::unique_ptr<X509_SIG, Release<X509_SIG_free>>;
 // One block of a PEM file.
 struct PemBlock {
     std::string name;
-    std::string header; // of the old way of encrypting keys
+    std::string header; // of traditional key encryption
     std::string bytes;
 
     PemBlock() = default;
@@ -34,7 +34,7 @@ struct PemBlock {
     PemBlock& operator=(const PemBlock&) = delete;
 };
 
-// False at the end of the file.
+// Returns false at the end of the file.
 bool nextBlock(BIO* bio, PemBlock& block) {
     char* name = nullptr;
     char* header = nullptr;
@@ -61,7 +61,7 @@ int givePassword(char* buffer, int size, int, void* context) {
     return static_cast<int>(password.size());
 }
 
-// A key that is encrypted in the old way, by lines in front of it.
+// Decrypts a key with traditional encryption, which is described in the lines before the key.
 void decryptBlock(PemBlock& block, const std::string& password) {
     EVP_CIPHER_INFO cipher{};
     if (PEM_get_EVP_CIPHER_INFO(block.header.data(), &cipher) != 1) {
@@ -82,7 +82,7 @@ void takeKey(PemBlock& block, FileCollector& into) {
     std::string_view rest = block.bytes;
     const unsigned char* at = bytesOf(rest);
     KeyHandle key(d2i_AutoPrivateKey(nullptr, &at, static_cast<long>(rest.size())));
-    // A wrong password may leave padding that looks right.
+    // With a wrong password the padding may be valid by chance.
     if (!key && !block.header.empty()) {
         throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
     }
@@ -96,7 +96,7 @@ void takeEncryptedKey(PemBlock& block, FileCollector& into) {
 
 void takeCertificate(PemBlock& block, FileCollector& into) { into.addCertificate(block.bytes); }
 
-// A certificate with what OpenSSL trusts it for behind it.
+// A certificate followed by the purposes for which OpenSSL trusts it.
 void takeTrustedCertificate(PemBlock& block, FileCollector& into) {
     std::string_view rest = block.bytes;
     const CertificateHandle certificate = readDer<CertificateHandle>(rest, d2i_X509_AUX);
@@ -135,7 +135,7 @@ constexpr std::array blockKinds = {
 };
 // clang-format on
 
-// Takes the object that the text begins with; false when it is none that is known.
+// Removes the object at the start of the text; returns false when it is of no known kind.
 bool takeDerObject(std::string_view& text, FileCollector& into) {
     const std::string_view whole = text;
     if (readDer<CertificateHandle>(text, d2i_X509)) {
@@ -167,7 +167,7 @@ void readPem(const std::string& content, FileCollector& into) {
         if (!nextBlock(bio.get(), block)) return;
         const auto kind = std::find_if(blockKinds.begin(), blockKinds.end(),
                                        [&](const BlockKind& candidate) { return block.name == candidate.name; });
-        if (kind != blockKinds.end()) kind->take(block, into); // parameters, requests and the like are passed over
+        if (kind != blockKinds.end()) kind->take(block, into); // parameters, requests and the like are skipped
     }
 }
 

@@ -13,7 +13,7 @@ namespace panelkitd {
 // The bits of vocabulary::keyUsage that a certificate allows; 0 when it has neither extension.
 std::uint32_t keyUsageBits(X509* certificate);
 
-// The values of the two extensions that stand for the bits, as OpenSSL's configuration takes them; empty for no bit.
+// The values of the two extensions for the bits, in the form of OpenSSL's configuration; empty for no bit.
 std::string keyUsageValue(std::uint32_t bits);
 std::string extendedKeyUsageValue(std::uint32_t bits);
 

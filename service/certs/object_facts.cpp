@@ -15,7 +15,7 @@ namespace panelkitd {
 
 namespace {
 
-// More would hold megabytes for tokens that are long gone.
+// More would use megabytes for tokens that were removed long ago.
 constexpr std::size_t mostCertificates = 20'000;
 constexpr std::size_t mostCrlBytes = std::size_t{8} << 20; // a list takes up to ten times its size in memory
 
@@ -80,7 +80,7 @@ std::string crlKeyId(const X509_CRL* crl) {
     return id ? rawBytes(id->keyid) : std::string();
 }
 
-// The bytes of one of its extensions; empty when it has none.
+// The bytes of an extension of a CRL; empty when it has none.
 std::string crlExtension(const X509_CRL* crl, int kind) {
     const int place = X509_CRL_get_ext_by_NID(crl, kind, -1);
     return place < 0 ? std::string() : rawBytes(X509_EXTENSION_get_data(X509_CRL_get_ext(crl, place)));
@@ -146,7 +146,7 @@ std::uint64_t CrlFacts::revokedAt(const CertificateFacts& certificate) const {
     using Number = std::unique_ptr<ASN1_INTEGER, Release<ASN1_INTEGER_free>>;
     const Number serial = readDer<Number>(der, d2i_ASN1_INTEGER);
     X509_REVOKED* entry = nullptr;
-    // 2 would be an entry that takes a hold back.
+    // 2 means an entry that ends a hold.
     if (!serial || X509_CRL_get0_by_serial(crl.get(), &entry, serial.get()) != 1) return 0;
     return std::max<std::uint64_t>(1, secondsOf(X509_REVOKED_get0_revocationDate(entry)).value_or(1));
 }

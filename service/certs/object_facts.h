@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What is known of a certificate or CRL from its bytes alone, wherever it is stored. Reading it takes OpenSSL far
-// longer than fetching the bytes from a token, so it is kept, by digest of the bytes, for the listings to come.
+// Facts about a certificate or CRL that depend only on its bytes. Parsing with OpenSSL takes far longer than fetching
+// the bytes from a token, so the facts are cached by the digest of the bytes.
 #pragma once
 
 #include <service/certs/openssl_handles.h>
@@ -18,12 +18,12 @@ namespace panelkitd {
 
 struct CertificateFacts {
     bool readable = false;
-    CertInfo info; // without what depends on time, place or CRLs; only the fingerprint when it can't be read
+    CertInfo info; // without fields that depend on time, token or CRLs; only the fingerprint when it can't be read
     std::string shortName;
-    // DER, as PKCS#11 and comparisons want them:
+    // DER, for PKCS#11 and for comparisons:
     std::string subject, issuer, serial;
     std::string authorityKeyId; // raw; empty when it has none
-    std::string publicKey;      // RSA: the modulus; others: the point; as PKCS#11's public keys have them
+    std::string publicKey;      // RSA: the modulus; others: the point; as in PKCS#11's public keys
     std::string keyId;          // SHA-1 of the public key's bits, the usual CKA_ID
 };
 
@@ -32,10 +32,10 @@ struct CrlFacts {
     CRLInfo info;
     std::string issuer; // DER
     std::string authorityKeyId;
-    std::string scope; // what tells lists apart that stand side by side: issuer, key, part of the certificates
+    std::string scope; // identifies a list among others: issuer, key, distribution point
     CrlHandle crl;
 
-    // When the list revokes that certificate: seconds since 1970; 0 when it does not.
+    // Returns when the list revokes that certificate: seconds since 1970; 0 when it does not.
     std::uint64_t revokedAt(const CertificateFacts& certificate) const;
 };
 
@@ -45,8 +45,8 @@ CrlFacts readCrlFacts(const std::string& der);
 using CertificateFactsPtr = std::shared_ptr<const CertificateFacts>;
 using CrlFactsPtr = std::shared_ptr<const CrlFacts>;
 
-// Thread-safe. What it returned stays valid when it is cleared. It is bounded, since files that anybody offers for
-// import pass through it.
+// Thread-safe. Returned facts stay valid when the cache is cleared. The size is limited, because any user can send
+// files for import, whose objects are cached.
 class FactsCache {
 public:
     CertificateFactsPtr certificate(const std::string& der);

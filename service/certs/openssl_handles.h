@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// OpenSSL's objects as values that free themselves, and its readers and writers over byte strings.
+// Owning handles for OpenSSL's objects, and OpenSSL's readers and writers for byte strings.
 #pragma once
 
 #include <openssl/bio.h>
@@ -44,12 +44,12 @@ inline const unsigned char* bytesOf(std::string_view text) {
     return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// A stream that reads the text, which must outlive it.
+// Returns a stream that reads the text, which must outlive it.
 inline BioHandle readingBio(std::string_view text) {
     return BioHandle(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
 }
 
-// A stream that collects what is written, for takenText().
+// Returns a stream that collects its output, for takenText().
 inline BioHandle collectingBio() { return BioHandle(BIO_new(BIO_s_mem())); }
 
 inline std::string takenText(const BioHandle& bio) {
@@ -58,7 +58,7 @@ inline std::string takenText(const BioHandle& bio) {
     return size > 0 ? std::string(text, static_cast<std::size_t>(size)) : std::string();
 }
 
-// The DER of an object, by OpenSSL's function for its kind; empty when it has none.
+// Returns the DER of an object, made with OpenSSL's function for its type; empty when that fails.
 template <class Object, class Encode>
 std::string derOf(Object* object, Encode encode) {
     unsigned char* bytes = nullptr;
@@ -69,7 +69,7 @@ std::string derOf(Object* object, Encode encode) {
     return der;
 }
 
-// The object whose DER the text begins with; `text` moves behind it. Null, and `text` as it was, when there is none.
+// Reads the object at the start of `text` and removes it. Returns null, with `text` unchanged, when there is none.
 template <class Handle, class Decode>
 Handle readDer(std::string_view& text, Decode decode) {
     const unsigned char* at = bytesOf(text);
@@ -78,7 +78,7 @@ Handle readDer(std::string_view& text, Decode decode) {
     return object;
 }
 
-// A certificate from its DER; null when it is none.
+// Returns a certificate from its DER; null when it is not one.
 inline CertificateHandle certificateFrom(std::string_view der) { return readDer<CertificateHandle>(der, d2i_X509); }
 inline CrlHandle crlFrom(std::string_view der) { return readDer<CrlHandle>(der, d2i_X509_CRL); }
 

@@ -88,7 +88,7 @@ ParsedFile FileCollector::finish() {
     return std::move(file_);
 }
 
-// A file may be made of thousands of certificates of one name, so that trying each pair would take hours.
+// A hostile file may have thousands of certificates of one name: comparing each pair would take hours.
 std::optional<std::size_t> ParsedFile::issuerOf(std::size_t certificate) const {
     constexpr int mostTries = 8;
     const std::string& name = certificates[certificate].facts->issuer;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a file that somebody wants to import holds: certificates, CRLs and private keys, from PEM, DER, PKCS#7 and
-// PKCS#12, one or several objects in a file. The bytes of certificates and CRLs are kept as they stand in the file.
+// The objects of a file for import: certificates, CRLs and private keys, from PEM, DER, PKCS#7 and PKCS#12, one or
+// several objects in a file. Certificates and CRLs keep the bytes that they have in the file.
 #pragma once
 
 #include <service/certs/derivation_budget.h>
@@ -21,9 +21,9 @@ struct FileKey {
 
 struct FileCertificate {
     std::string der;
-    std::string name; // that the file gives it; often empty
+    std::string name; // its name in the file; often empty
     CertificateFactsPtr facts;
-    std::optional<std::size_t> key; // its place in the keys
+    std::optional<std::size_t> key; // index into the keys
 };
 
 struct FileCrl {
@@ -36,17 +36,17 @@ struct ParsedFile {
     std::vector<FileCrl> crls;
     std::vector<FileKey> keys;
 
-    // The CAs of the file that a certificate of it needs, nearest first; at most so many.
+    // The CAs of the file in the chain of a certificate, nearest first; at most `most`.
     std::vector<std::size_t> issuersOf(std::size_t certificate, std::size_t most = 16) const;
 
 private:
     std::optional<std::size_t> issuerOf(std::size_t certificate) const;
 };
 
-// Throws ParseError with the result and the reason. What is there twice is taken once.
+// Throws ParseError with the result and the reason. Duplicates are removed.
 ParsedFile parseFile(const std::string& content, const std::string& password, FactsCache& cache);
 
-// What the readers of the formats put objects into.
+// Collects the objects that the readers of the formats find.
 class FileCollector {
 public:
     FileCollector(std::string password, FactsCache& cache) : password_(std::move(password)), cache_(cache) {}
@@ -57,14 +57,14 @@ public:
     const std::string& password() const { return password_; }
     ParseBudget& budget() { return budget_; }
 
-    // Throw ParseError when the bytes are no such object.
+    // Throw ParseError when the bytes are not such an object.
     void addCertificate(std::string der, const std::string& name = {});
     void addCrl(std::string der);
     void addKey(KeyHandle key);
     void addEncryptedKey(const X509_SIG* key);
     void addPkcs7(const PKCS7* container);
 
-    // What was collected, keys tied to certificates. Throws ParseError when that is nothing.
+    // Returns the objects, with keys matched to certificates. Throws ParseError when there are none.
     ParsedFile finish();
 
 private:
@@ -74,7 +74,7 @@ private:
     ParsedFile file_;
 };
 
-// Of the file's formats.
+// The readers of the formats.
 void readPem(const std::string& content, FileCollector& into);
 void readDerObjects(std::string_view content, FileCollector& into);
 void readPkcs12(PKCS12* container, FileCollector& into);

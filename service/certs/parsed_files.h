@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The file that each session parsed last, until the next parse, the end of the session, or ten minutes: it may hold
-// private keys.
+// Keeps the file that each session parsed last, until the next parse, the end of the session, or ten minutes have
+// passed: it may hold private keys.
 #pragma once
 
 #include <chrono>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Reading PKCS#12: step by step, so that the cost of each derivation is known before it is paid, and so that a file may
-// hold CRLs and several keys.
+// Reads PKCS#12 step by step, so that the cost of each derivation is known before it is done, and so that a file may
+// have CRLs and several keys.
 #include <service/certs/parsed_file.h>
 
 #include <service/tokens/cryptoki.h>
@@ -18,14 +18,14 @@ constexpr int deepest = 8; // bags within bags
 
 using ProviderHandle = std::unique_ptr<OSSL_PROVIDER, Release<OSSL_PROVIDER_unload>>;
 
-// Files of older systems are encrypted by RC2, which OpenSSL keeps in a provider that is not loaded by itself. The
-// usual one is not loaded by itself either any more once another is.
+// Files of older systems are encrypted with RC2, which is in a provider that OpenSSL does not load by default. After
+// loading it, the default provider must be loaded explicitly too.
 void loadOldCiphers() {
     static const ProviderHandle usual(OSSL_PROVIDER_load(nullptr, "default"));
     static const ProviderHandle old(OSSL_PROVIDER_load(nullptr, "legacy"));
 }
 
-// A missing password is either an empty one or none, as programs differ.
+// Without a password, some programs encrypt with an empty one and others with none.
 struct Password {
     const char* text;
     int size;

@@ -24,9 +24,9 @@ namespace verifyFlag = vocabulary::verifyFlag;
 
 namespace {
 
-// ---- what takes part
+// ---- certificates and CRLs for the verification
 
-// The certificates that can be in its chain: those of the issuers' names, and theirs in turn.
+// The certificates that can be in its chain: those with the issuer's name, and repeatedly their issuers.
 std::vector<const StoredCertificate*> relatives(const Holdings& holdings, const StoredCertificate& first) {
     std::vector<const StoredCertificate*> found{&first};
     std::set<std::string> wanted;
@@ -59,7 +59,7 @@ Participants gather(const Holdings& holdings, const std::vector<const StoredCert
             const bool needed = std::any_of(certificates.begin(), certificates.end(), [&](const auto* certificate) {
                 return certificate->facts->issuer == crl.facts->issuer;
             });
-            // A list that somebody else signed counts for nothing.
+            // A list that its issuer did not sign is ignored.
             if (needed && holdings.isSignedByItsIssuer(*crl.facts)) {
                 X509_STORE_add_crl(all.store.get(), crl.facts->crl.get());
             }
@@ -98,7 +98,7 @@ const PurposeRow& purposeOf(std::uint32_t how) {
     return *row;
 }
 
-// What OpenSSL has no purpose for. An IKE peer signs; an extended key usage, where there is one, names IKE or any.
+// For purposes that OpenSSL lacks. An IKE peer signs; an extended key usage, if present, names IKE or any.
 bool fits(X509* certificate, VerifyPurpose purpose) {
     const std::uint32_t present = X509_get_extension_flags(certificate);
     const std::uint32_t usage = X509_get_key_usage(certificate); // all bits when it has none
@@ -158,7 +158,7 @@ bridge::Remark reasonOf(Refused code, int error, const X509* at) {
     }
 }
 
-// In sentences.
+// As sentences.
 std::string textOf(const Remarks& remarks) {
     std::string text;
     for (const bridge::Remark& remark : remarks) text += (text.empty() ? "" : " ") + Loc::fill(remark.phrase) + ".";
@@ -170,7 +170,7 @@ Verdict failed(Remarks why) {
     return {false, std::move(text), std::move(why)};
 }
 
-// What is missing may be on a token that could not be read.
+// Adds that a missing object may be on a token that could not be read.
 Remarks withUnseen(bridge::Remark why, const Holdings& holdings) {
     Remarks all{std::move(why)};
     for (const UnseenToken& unseen : holdings.unseen()) {
@@ -182,7 +182,7 @@ Remarks withUnseen(bridge::Remark why, const Holdings& holdings) {
 
 struct Progress {
     bool crlRequired;
-    Remarks notes; // what was overlooked
+    Remarks notes; // what was ignored
 };
 
 bool concernsCrl(int error) {
@@ -190,7 +190,7 @@ bool concernsCrl(int error) {
            error == X509_V_ERR_CRL_NOT_YET_VALID || error == X509_V_ERR_DIFFERENT_CRL_SCOPE;
 }
 
-// Where CRLs are not required, one that is missing or old is noted and overlooked; what an old one revokes stays so.
+// If CRLs are not required, missing or old ones are noted and ignored; entries of an old one still revoke.
 int overlookCrls(int ok, X509_STORE_CTX* context) {
     if (ok == 1) return 1;
     auto& progress = *static_cast<Progress*>(X509_STORE_CTX_get_app_data(context));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether a certificate is good for a purpose, now, by the certificates and CRLs that tokens hold. What is trusted are
-// the self-signed certificates on tokens: only administrators put them there.
+// Checks whether a certificate is valid for a purpose now, with the certificates and CRLs on tokens. Self-signed
+// certificates on tokens are trusted: only administrators can import them.
 #pragma once
 
 #include <service/base/refused.h>
@@ -14,13 +14,13 @@ namespace panelkitd {
 
 struct Verdict {
     bool verified = false;
-    std::string text; // why not; or how the chain goes
+    std::string text; // the reason, or the chain of a valid certificate
     Remarks remarks;  // the same
 };
 
-// `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for one that there is not. Where
-// revocation is left out, the verdict says nevertheless which certificate of the chain is known to be revoked, with its
-// subject and the time in the wording `revokedAllTheSame`.
+// `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for an unknown value. If revocation is
+// not checked, the verdict still says which certificate of the chain is known to be revoked, with its subject and the
+// time in the wording `revokedAllTheSame`.
 Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
                Loc::MarkedWording<'s', 's'> revokedAllTheSame);
 

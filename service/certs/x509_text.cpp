@@ -12,7 +12,7 @@ namespace panelkitd {
 
 namespace {
 
-// RFC 2253's order and escapes, which RFC 4514 kept, with characters beyond ASCII as they are.
+// The order and escapes of RFC 2253 (the same as in RFC 4514), with characters beyond ASCII unescaped.
 constexpr unsigned long nameFlags = XN_FLAG_RFC2253 & ~static_cast<unsigned long>(ASN1_STRFLGS_ESC_MSB);
 
 std::string digestOf(std::string_view bytes, const EVP_MD* kind) {

@@ -36,7 +36,7 @@ Bodies defaultBodies(const Configuration::StartValues& start) {
     return bodies;
 }
 
-// Of a section, as a front end sent it.
+// The name of a section as a front end sent it, cut for messages.
 string_view shortened(string_view name) { return name.substr(0, 32); }
 
 const LPARAMS::Client::ParamGroup& existing(string_view section) {
@@ -44,7 +44,7 @@ const LPARAMS::Client::ParamGroup& existing(string_view section) {
     throw RefusedError(Refused::noSuchObject, "there is no section \"%s\"", shortened(section));
 }
 
-// A level or a choice that there is not, which front ends can write, changes nothing.
+// Front ends can write unknown levels and choices; they have no effect.
 template <class Choice>
 Choice choice(const SectionBody& body, string_view key, Choice last, Choice otherwise) {
     const auto value = body.get<std::int32_t>(key);

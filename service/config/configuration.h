@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The configuration: the sections' bodies as front ends wrote them, in memory until they are committed, then on disk.
-// Bodies are cut when they are written, which is all that is checked of them, and returned byte for byte; bounds are
-// the front ends' business.
+// Only the structure of a body is checked when it is written, and it is returned byte for byte; front ends check
+// bounds.
 //
 // Any thread may call everything.
 #pragma once
@@ -21,7 +21,7 @@ namespace panelkitd {
 
 class Configuration {
 public:
-    // What a section that was never committed has in place of the library's defaults: what the command line says.
+    // Values from the command line that replace the library's defaults in sections that were never committed.
     struct StartValues {
         LogLevel logLevel = LogLevel::events;
         std::string administratorsGroup;
@@ -30,21 +30,23 @@ public:
     // Reads the last commit.
     Configuration(const StateFolder& state, const StartValues& start);
 
-    // The body as last written, committed or not; else the defaults. Throws RefusedError for an unknown section.
+    // Returns the body as last written, committed or not; otherwise the defaults. Throws RefusedError for an unknown
+    // section.
     std::string read(std::string_view section) const;
 
-    // Throws RefusedError for an unknown section, and for a body that is not one of it or larger than a mebibyte.
+    // Throws RefusedError for an unknown section, and for a body that does not match it or is larger than a mebibyte.
     void write(std::string_view section, std::string_view body);
 
-    // Makes permanent what was written; a QCD secret that was left to the service is made. Throws RefusedError, with
-    // everything as it was, when the file can't be replaced. Returns the names of the sections that changed.
+    // Makes everything permanent that was written, and makes a QCD secret that was left to the service. Throws
+    // RefusedError, with nothing changed, when the file can't be replaced. Returns the names of the sections that
+    // changed.
     std::vector<std::string> commit();
 
-    // As last committed.
+    // Returns the settings as last committed.
     Settings settings() const;
 
-    // Called after each commit, on the thread that gave it, with the names of the sections that changed. It must
-    // neither commit nor throw. Observers are added before the service serves.
+    // Called after each commit, on the thread of the commit, with the names of the sections that changed. It must
+    // neither commit nor throw. Add observers before the service accepts sessions.
     using Observer = std::function<void(const Settings&, const std::vector<std::string>& changed)>;
     void observe(Observer observer) { observers_.push_back(std::move(observer)); }
 

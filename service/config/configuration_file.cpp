@@ -19,7 +19,7 @@ constexpr std::uint64_t largestFile = std::uint64_t{256} << 20;
 
 constexpr int mostKept = 99;
 
-// Nothing when there is no such file, or none that can be read, which is logged.
+// Returns nullopt when there is no such file, or when it can't be read (which is logged).
 std::optional<std::string> readText(const std::string& path) {
     try {
         return platform::readFile(path, largestFile);
@@ -78,7 +78,7 @@ void ConfigurationFile::save(const Bodies& bodies) {
     known_ = text;
 }
 
-// Under the first name that is free, or that holds the same already.
+// Uses the first name that is free or already has the same content.
 void ConfigurationFile::keep(const std::string& text) const {
     for (int number = 1; number <= mostKept; ++number) {
         const std::string name = path_ + ".kept-" + std::to_string(number);
@@ -96,7 +96,7 @@ void ConfigurationFile::keep(const std::string& text) const {
                                          " earlier ones are kept beside it; remove some");
 }
 
-// The file itself is whole already, so a copy that fails is told and no more.
+// The file itself is complete already, so a failure is only logged.
 void ConfigurationFile::writeLastGood(const std::string& text) const {
     try {
         auto former = readText(lastGoodPath_);

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The configuration on disk: configuration.json in the state folder, and beside it configuration.last-good.json, the
-// last one that was found or made whole. Both are replaced whole, so a crash leaves the old or the new.
+// last one without a mistake. Both are replaced as a whole, so after a crash there is either the old file or the new
+// one.
 //
-// A file that can't be read is left where it is, for whoever edited it to mend, until a commit replaces it. What is
-// about to be replaced, and isn't what this service read or wrote, is kept first, as configuration.json.kept-1 and so
-// on: no edit is lost.
+// A file that can't be read stays unchanged, so that it can be repaired, until a commit replaces it. If the content
+// that is about to be replaced is not what this service read or wrote, it is kept first, as configuration.json.kept-1
+// and so on: no edit is lost.
 //
-// Not for two threads at once.
+// Only one thread at a time may use it.
 #pragma once
 
 #include <service/config/configuration_text.h>
@@ -25,11 +26,11 @@ public:
     ConfigurationFile(const ConfigurationFile&) = delete;
     ConfigurationFile& operator=(const ConfigurationFile&) = delete;
 
-    // Reads the file; when it is damaged or gone, which is logged line by line, its last good state. No bodies when
-    // there never was one.
+    // Reads the file; if it is damaged or missing, which is logged line by line, reads its last good state. Returns no
+    // bodies if there never was one.
     Bodies load();
 
-    // Throws platform::FileError when the file can't be replaced; it is then what it was.
+    // Throws platform::FileError when the file can't be replaced; it is then unchanged.
     void save(const Bodies& bodies);
 
 private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The text of the configuration's file: JSON with one parameter a line, which people may read and edit.
+// The text of the configuration's file: JSON with one parameter per line, which people may read and edit.
 //
 //   {
 //     "format": 1,
@@ -12,9 +12,9 @@
 //     }
 //   }
 //
-// A section that is not there has its defaults; one that is there has all its parameters. Values are those of
-// panelkit/lparams/param_kind.h, and whatever bytes a body may hold come back the same: a flag that is neither on nor
-// off is its number, a text that is not UTF-8 is {"hex": "C3A9"}, and of a QCD secret the history is there.
+// A missing section has its defaults; a section in the file must have all its parameters. Values have the form of
+// panelkit/lparams/param_kind.h, and every possible body is read back unchanged: a flag that is neither on nor off is
+// written as its number, a text that is not UTF-8 as {"hex": "C3A9"}, and a QCD secret as its history.
 #pragma once
 
 #include <panelkit/lparams/sections/section_body.h>
@@ -30,18 +30,18 @@ namespace panelkitd {
 // The bodies of sections by the sections' names.
 using Bodies = std::map<std::string_view, panelkit::SectionBody>;
 
-// The section of exactly that name, or null. Gateways are a part of USER, and not a section.
+// Returns the section with exactly that name, or null. Gateways are part of USER and not a section.
 const LPARAMS::Client::ParamGroup* findSection(std::string_view name);
 
 std::string printConfiguration(const Bodies& bodies);
 
 struct ReadConfiguration {
-    std::optional<Bodies> bodies;      // when there are no problems
+    std::optional<Bodies> bodies;      // set when there are no problems
     std::vector<std::string> problems; // "line 12: IKE.MAX_HALFOPEN: expected a whole number from ..."
-    std::vector<std::string> notes;    // what is odd, but taken: numbers out of their bounds
+    std::vector<std::string> notes;    // accepted, but unusual: numbers out of bounds
 };
 
-// Reads all of the text, or nothing; names every problem. Secrets get into no text.
+// Reads the whole text, or reports every problem. Secrets never get into these texts.
 ReadConfiguration readConfiguration(std::string_view text);
 
 } // namespace panelkitd

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service itself acts on, taken from the committed configuration. Everything else in it is kept for front ends
-// and for the parts of a client that this service has not.
+// The settings that the service itself uses, from the committed configuration. All other parameters are stored only for
+// front ends.
 #pragma once
 
 #include <service/base/log.h>
@@ -12,17 +12,17 @@
 
 namespace panelkitd {
 
-// IKE.CRL_PROCESSING: what a certificate's check does about revocation.
+// IKE.CRL_PROCESSING: how revocation is checked for a certificate.
 enum class CrlProcessing : std::int32_t {
     off = 0,
     strict = 1, // a certificate without a revocation list counts as revoked
     soft = 2,   // one without a list does not
 };
 
-// CERTMON: the daily look for certificates and keys that expire.
+// CERTMON: the daily search for certificates and keys that expire.
 struct ExpirySettings {
     bool enabled = true;
-    std::uint32_t days = 30;                // before its end a certificate is announced for the first time
+    std::uint32_t days = 30;                // from so many days before its end a certificate is announced
     std::chrono::seconds timeOfDay{36'000}; // local time, since midnight; less than a day
 
     bool operator==(const ExpirySettings&) const = default;

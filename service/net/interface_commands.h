@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Module 12: the network interfaces of the host that the service runs on, read again for every request.
+// Module 12: the network interfaces of the service's host, read again for every request.
 #pragma once
 
 #include <service/base/call.h>

@@ -19,7 +19,7 @@ using vocabulary::Notification;
 
 namespace {
 
-// How long the service, when it ends, waits for front ends to take what was announced.
+// How long the service waits at its end until front ends have received the announcements.
 constexpr auto partingWait = std::chrono::seconds(1);
 
 void noteOutcome(Notification id, PushOutcome outcome) {

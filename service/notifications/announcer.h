@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The source of module 25: what happens in the service is announced here, and goes to every front end that listens at
-// that moment. Announcing costs little, never waits for a front end and never fails; with no server to send it through
-// an announcement goes to nobody.
+// The source of module 25: events in the service are announced here and sent to every front end that listens at that
+// moment. Announcing is cheap, never waits for a front end and never fails; without a server an announcement is
+// dropped.
 #pragma once
 
 #include <service/base/refused.h>
@@ -40,7 +40,7 @@ public:
 
     void announceCertificateExpiring(const PKCS11::TokenInfo& token, const CertInfo& certificate, int daysLeft);
 
-    // The last announcement: waits a moment until the front ends have taken what was announced before.
+    // The last announcement: waits up to a second until front ends have received all announcements.
     void announceServiceStopping();
 
 private:
@@ -57,7 +57,7 @@ private:
     platform::Guarded<Line> line_;
 };
 
-// Has announcements go through a server for as long as this lives.
+// Sends announcements through a server as long as this object exists.
 class AnnouncingThrough {
 public:
     AnnouncingThrough(Announcer& announcer, bridge::server::Server& server);

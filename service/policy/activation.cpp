@@ -16,12 +16,12 @@ using vocabulary::Refused;
 
 namespace {
 
-// Where a policy can come from, by the numbers of LPARAMS::LSP_SOURCE_VARIANTS, and the types that this makes.
+// Where a policy can come from, by the numbers of LPARAMS::LSP_SOURCE_VARIANTS, and the resulting types.
 using NoClient = Loc::MarkedWording<>;
 
 struct SourceRow {
     std::int32_t source;
-    std::optional<NoClient> noClient; // where one is needed
+    std::optional<NoClient> noClient; // why it fails, if it needs a client that this service lacks
     LSPtype systemType;
     LSPtype userType;
 };
@@ -39,7 +39,7 @@ constexpr SourceRow sources[] = {
 };
 // clang-format on
 
-// Why a policy can't be loaded.
+// Thrown when a policy can't be loaded.
 class LoadingError : public ExplainedError {
 public:
     using ExplainedError::ExplainedError;
@@ -63,14 +63,14 @@ WantedPolicy wantedOf(const LSPcmd::LSPsettings_t& settings, const std::string& 
     wanted.request.user = user;
     wanted.request.server = settings.server;
     wanted.request.file = isFilePolicy(wanted.request.type) ? settings.File : std::string();
-    // A front end may hand over a policy that is in no file.
+    // A front end may send a policy that is not from a file.
     if (isFilePolicy(wanted.request.type) && settings.File.empty()) {
         wanted.request.type = user.empty() ? LSPsystemLocal : LSPuserLocal;
     }
     return wanted;
 }
 
-// Something of a policy file, which a front end may hand over without a name.
+// A remark on a policy file; the front end may have sent it without a name.
 bridge::Remark remarkOnFile(Refused code, const std::string& file, Loc::MarkedWording<'s'> ofNamed,
                             Loc::MarkedWording<> ofNameless) {
     return file.empty() ? remark(code, ofNameless) : remark(code, ofNamed, file);
@@ -88,7 +88,7 @@ bool needsContent(const WantedPolicy& wanted) {
     return wanted.request.type != LSPdriver && !(row && row->noClient);
 }
 
-// A policy that is in no file has no other place to come from, so of it nothing is said.
+// A policy that is not from a file always comes from the copy, so there is no remark on that.
 void takeKeptCopy(PolicyState& state, LoadedPolicy& policy) {
     const std::string& file = policy.wanted.request.file;
     const PolicyCopy& copy = copyFor(state, policy.wanted);
@@ -120,7 +120,7 @@ Remarks load(PolicyState& state, LoadedPolicy& policy) {
     return policy.text.remarks;
 }
 
-// `take` finds the content where there is none yet, and returns remarks on that.
+// `take` gets the content if there is none yet, and returns remarks on it.
 bool run(PolicyState& state, LoadedPolicy policy, Remarks (*take)(PolicyState& state, LoadedPolicy& policy),
          std::int64_t now) {
     state.required = policy.wanted;
@@ -141,7 +141,7 @@ bool run(PolicyState& state, LoadedPolicy policy, Remarks (*take)(PolicyState& s
     return true;
 }
 
-// Text that people typed: it is shown and stored, and must not hold what acts on a terminal.
+// Text that people typed. It is stored and shown, so it must not have characters that control a terminal.
 bool isText(const std::string& text, std::size_t longest) {
     return text.size() <= longest && platform::isValidUtf8(text) &&
            std::none_of(text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; });
@@ -156,7 +156,7 @@ std::size_t textOf(const std::list<LSPcmd::LSPentry_t>& entries) {
     return size;
 }
 
-// The limits that the wordings below name.
+// The limits in the wordings below.
 constexpr std::size_t longestText = 1024, longestFile = 4096, mostEntries = 1000;
 
 struct SettingsRule {
@@ -242,7 +242,7 @@ void finishLoading(PolicyState& state, std::int64_t now) {
 bool resume(PolicyState& state, std::int64_t now) {
     const bool wasLoading = state.loading.has_value();
     finishLoading(state, now);
-    // The file itself is out of reach until a front end hands it over again.
+    // The file itself is not available until a front end sends it again.
     const bool isFromCopy = isFilePolicy(state.inForce.wanted.request.type) && !state.inForce.fromConfigDb;
     if (isFromCopy) state.inForce.fromConfigDb = true;
     return wasLoading || isFromCopy;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// From settings to a policy in force: what the settings ask for, and what becomes of it. Works on a copy of the state,
-// without locks and without touching the disk.
+// From settings to a policy in force: chooses the policy that the settings name and loads it. Works on a copy of the
+// state, without locks and without access to the disk.
 #pragma once
 
 #include <service/policy/policy_state.h>
@@ -14,27 +14,27 @@ namespace panelkitd {
 // The default driver policy, in one of its modes.
 LSPrequest_t driverRequest(std::uint32_t mode);
 
-// What the system's settings ask for.
+// The policy that the system's settings name.
 WantedPolicy systemPolicyOf(const PolicyState& state);
 
-// What a user's settings ask for. When they name the driver policy, it is the one that the system's settings say: it is
-// not for users to open or close the host.
+// The policy that a user's settings name. If they name the driver policy, its mode comes from the system's settings:
+// users must not open or close the host.
 WantedPolicy userPolicyOf(const PolicyState& state, const std::string& userId, const std::string& userName);
 
-// Makes a policy the required one and loads it: it is in force at once, or soon when the settings say that loading
-// takes time. What fails leaves the policy that was in force; the state's remarks then say why. `content` is the
-// policy file's, empty when the front end could not read it: the copy of its last good content is taken then. Gives
-// whether it was loaded.
+// Makes a policy the required one and loads it. It is in force at once, or after the delay in the settings. After a
+// failure the present policy stays in force, and the state's remarks give the reason. `content` is the content of the
+// policy file; if it is empty because the front end could not read the file, the copy of the last good content is used.
+// Returns whether the policy was loaded.
 bool activate(PolicyState& state, const WantedPolicy& wanted, const std::string& content, std::int64_t now);
 
-// The same once more, from the copy that is kept, without asking for the file.
+// The same again, from the stored copy, without the file.
 bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t now);
 
-// The policy that is loading is in force from now on.
+// Puts the policy that is loading in force.
 void finishLoading(PolicyState& state, std::int64_t now);
 
-// After a restart: what was loading is loaded, and file policies come from what was kept. Returns whether that changed
-// the state.
+// After a restart: a policy that was loading is loaded, and file policies come from the stored copies. Returns whether
+// that changed the state.
 bool resume(PolicyState& state, std::int64_t now);
 
 // Throws RefusedError, which names the field, for settings that are out of bounds.

@@ -32,12 +32,12 @@ struct Flaw {
     std::uint32_t state;
     bool frontEndKnows;
     bool (*found)(const CertInfo& certificate, std::uint64_t now);
-    std::uint64_t CertInfo::*date; // null when there is none to tell
+    std::uint64_t CertInfo::*date; // null if it has none
     Loc::MarkedWording<'s'> text;
 };
 
-// The further down, the nearer a certificate is to being of use. Revocation and key are looked at before dates: a new
-// certificate is needed anyway.
+// The further down, the nearer a certificate is to being usable. Revocation and key come before dates, because they
+// need a new certificate anyway.
 // clang-format off
 constexpr Flaw flaws[] = {
     {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              N_("the personal certificate \"%s\" has no private key on its token, or the token is not logged in")},
@@ -54,7 +54,7 @@ const Flaw* flawOf(const CertInfo& certificate, std::uint64_t now) {
     return found == std::end(flaws) ? std::end(flaws) : found;
 }
 
-// A CA's certificate is nobody's personal one, unless it is asked for by its subject.
+// A CA's certificate is not a personal certificate, unless the policy names its subject.
 bool isCandidate(const CertInfo& certificate, const std::string& subject) {
     if (certificate.state == static_cast<std::uint32_t>(CertState::unreadable)) return false;
     if (!subject.empty()) return certificate.subject == subject;
@@ -107,7 +107,7 @@ void diagnosePresharedKey(const std::string& key, const CredentialList& list, Di
 
 std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& credentials, std::int64_t now) {
     std::optional<Diagnosis> first;
-    std::optional<CredentialList> list; // tokens are looked into only when something protects
+    std::optional<CredentialList> list; // tokens are read only if a section protects
     for (const PolicySection& section : policy.sections) {
         if (section.action != PolicyAction::protect) continue;
         if (!list && !(list = credentials.list())) break;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether what a policy needs is there and good: the personal certificates and preshared keys that its sections name.
+// Checks the personal certificates and preshared keys that the sections of a policy need.
 #pragma once
 
 #include <service/certs/credentials.h>
@@ -13,18 +13,18 @@ namespace panelkitd {
 
 struct Diagnosis {
     std::uint32_t state = 1;               // vocabulary::policyCertificate
-    std::string date;                      // that belongs to it, in local time
-    std::optional<bridge::Remark> problem; // nothing when all is well
-    bool frontEndKnows = false;            // front ends have words of their own for it
+    std::string date;                      // of that state, in local time
+    std::optional<bridge::Remark> problem; // nullopt when there is no problem
+    bool frontEndKnows = false;            // front ends have a text for this state
 
-    // What the section in question authenticates with; of the first one that protects when all is well.
+    // How the section with the problem authenticates; without a problem, the first section that protects.
     bool byPresharedKey = false;
     std::string presharedKey;
     std::string subject;
 };
 
-// Looks at the sections in their order, up to the first one that lacks something. Nothing when no section needs any of
-// this, or the service can't look. `now` is in seconds since 1970.
+// Checks the sections in order, up to the first one with a problem. Returns nullopt when no section needs credentials,
+// or the service can't read tokens. `now` is in seconds since 1970.
 std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& credentials, std::int64_t now);
 
 } // namespace panelkitd

@@ -23,9 +23,9 @@ namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
-constexpr auto retryInterval = std::chrono::seconds(5); // when the disk takes nothing
+constexpr auto retryInterval = std::chrono::seconds(5); // after a failed write
 
-// Bytes of the file, of which half is left to the system's policy.
+// Bytes of the file; half of it is reserved for the system's policy.
 constexpr std::size_t mostOfAccount = std::size_t{3} << 20;
 constexpr std::size_t mostOfAllAccounts = std::size_t{8} << 20;
 
@@ -50,7 +50,7 @@ LSPinfo_t describe(const LoadedPolicy& policy) {
     return info;
 }
 
-// Of the activation that was the last one, and is at its end.
+// The news of the last activation, which has ended.
 PolicyNews newsOf(const PolicyState& state, bool activated) {
     const WantedPolicy& wanted = state.required;
     PolicyNews news;
@@ -63,16 +63,15 @@ PolicyNews newsOf(const PolicyState& state, bool activated) {
     return news;
 }
 
-// What a section authenticates with goes where front ends look for it: the required policy says how, the one in force
-// names the key.
+// Front ends read how a section authenticates from the required policy, and the name of the key from the one in force.
 void takeCredentials(const Diagnosis& diagnosis, LSPserver_t& server) {
     server.authKind = diagnosis.byPresharedKey ? LSPauthPresharedKey : 0;
     server.presharedKeyName = diagnosis.presharedKey;
     server.Subject = diagnosis.subject;
 }
 
-// A message that is not bare is not shown, but for the fact that there is one: the front end then says what it knows of
-// the certificate's state.
+// If a message is not bare, front ends only use the fact that it is not empty, and show their own text for the
+// certificate's state.
 void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
     takeCredentials(diagnosis, report.required.server);
     takeCredentials(diagnosis, report.info.request.server);
@@ -107,9 +106,9 @@ Policies::~Policies() {
     loader_.join();
 }
 
-// ---- what there is
+// ---- reading
 
-// Tokens are looked into without the lock: a slow one must hold up nobody else.
+// Tokens are read without the lock: a slow one must not delay other requests.
 Policies::Report Policies::report() const {
     std::unique_lock lock(mutex_);
     const LoadedPolicy policy = state_.inForce;
@@ -140,7 +139,7 @@ WantedPolicy Policies::required() const {
 
 // ---- changes
 
-// Stored first: what could not be stored did not happen.
+// Stored first: a change that could not be stored has no effect.
 void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
     requireUsable();
     PolicyState next = state_;
@@ -163,8 +162,8 @@ void Policies::requireUsable() const {
                        file_.path());
 }
 
-// Users share the file with the system's policy: what one account keeps must leave room for that. What is there already
-// is not taken away.
+// Users share the file with the system's policy, so one account must leave room for it. Existing data beyond the limit
+// is not removed.
 void Policies::requireShare(const PolicyState& next, const std::string& account) const {
     const auto kept = [&account](const PolicyState& state) {
         const auto user = state.users.find(account);
@@ -266,7 +265,7 @@ void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& sett
 void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
     const std::scoped_lock lock(mutex_);
     const auto known = state_.users.find(user.id);
-    if (known != state_.users.end() && known->second.offered == settings) return; // asked for often
+    if (known != state_.users.end() && known->second.offered == settings) return; // this is called often
     change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].offered = settings;
@@ -288,7 +287,7 @@ void Policies::waitForLoading() {
     }
 }
 
-// Whatever keeps it from ending the loading now (a full disk, no memory) may be over after a while.
+// The cause of a failure (a full disk, no memory) may be over after a while.
 
 void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
     try {

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The local security policy of this host as the service keeps it: settings, the required policy, and the one in force.
-// Every change is on disk before it is answered. A stored policy that can't be used is kept as it is: the host is
-// closed but for DHCP, and every change and look at the settings is refused until an administrator has repaired or
-// removed the file.
+// The local security policy of this host: settings, the required policy, and the one in force. Every change is on disk
+// before it is answered. A stored policy that can't be used is not overwritten: everything except DHCP is dropped, and
+// reading and changing settings is refused until an administrator has repaired or removed the file.
 #pragma once
 
 #include <service/certs/credentials.h>
@@ -18,18 +17,18 @@
 
 namespace panelkitd {
 
-// On whose behalf something is done.
+// The user for whom a command is carried out.
 struct PolicyUser {
     std::string id; // the account; text, as bridge::Peer carries it
     std::string name;
 };
 
-// What became of an activation.
+// The result of an activation.
 struct PolicyNews {
     bool activated = false;
     std::string source;  // "system", "user" or "driver"
-    std::string user;    // whose it is, for a user's
-    std::string title;   // of one that failed the caller's name for it, else its file
+    std::string user;    // the user, for a user's policy
+    std::string title;   // after a failure: the caller's name for it, else its file
     std::string message; // why it failed, or remarks
     Remarks remarks;     // the same
 };
@@ -37,7 +36,7 @@ struct PolicyNews {
 // Thread-safe.
 class Policies {
 public:
-    // `news` is called after each activation that came to its end, on the thread of the command or on one of ours. What
+    // `news` is called after each activation that has ended, on the thread of the command or on one of ours. State that
     // can't be read or stored at the start is logged.
     Policies(const StateFolder& folder, const Credentials& credentials,
              std::function<void(const PolicyNews&)> news = nullptr);
@@ -52,13 +51,13 @@ public:
     };
     Report report() const;
 
-    // The policy in force and what it says, for those who want to look at the whole.
+    // Returns the policy in force with its content.
     LoadedPolicy inForce() const;
     WantedPolicy required() const;
 
-    // Each returns whether the policy was loaded, and what there is to say about it. `by` is who asks. All that change
-    // something throw RefusedError (notStored), with nothing changed, when the change can't be stored: also when an
-    // account would keep more than its share.
+    // Each returns whether the policy was loaded, with a message. `by` is the account that asks. Functions that change
+    // something throw RefusedError (notStored), with nothing changed, when the change can't be stored, and when an
+    // account would exceed its share of the file.
     struct Outcome {
         bool activated = false;
         std::string message;
@@ -68,14 +67,14 @@ public:
     Outcome activateSystem(const std::string& content, const std::string& name, const std::string& by);
     Outcome activateUser(const PolicyUser& user, const std::string& content, const std::string& name,
                          const std::string& by);
-    // The required policy once more, from the copy that is kept of it.
+    // Loads the required policy again, from its stored copy.
     Outcome activateRequired(const std::string& name, const std::string& by);
 
-    // Throw RefusedError when what was stored can't be read.
+    // Throw RefusedError when the stored state can't be read.
     LSPcmd::LSPsettings_t systemSettings() const;
     void setSystemSettings(const LSPcmd::LSPsettings_t& settings);
 
-    // Those that were set; else those that were offered last, from the user's own file; else the defaults.
+    // Returns those that were set; otherwise those offered last, from the user's own file; otherwise the defaults.
     LSPcmd::LSPsettings_t userSettings(const std::string& userId) const;
     bool userSettingsAreSet(const std::string& userId) const;
     void setUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
@@ -98,7 +97,7 @@ private:
     StateFile file_;
     std::condition_variable changed_;
     PolicyState state_;
-    std::chrono::steady_clock::time_point due_; // when what is loading is in force
+    std::chrono::steady_clock::time_point due_; // when the policy that is loading will be in force
     bool ending_ = false;
     std::thread loader_;
 };

@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::size_t longestName = 200;
 
-// Bytes of a request's settings. Larger ones are refused before they are read: in memory they take ten times as much.
+// Bytes of a request's settings. Larger ones are refused before they are read: read, they use ten times the memory.
 constexpr std::size_t largestSettings = 2 * vocabulary::largestPolicyEntries;
 
 std::string readName(Call& call) {
@@ -47,14 +47,14 @@ LSPsettings_t readSettings(Call& call) {
     return settings;
 }
 
-// As front ends know themselves: an account without a name goes by its number.
+// The name by which front ends know the account: its number if it has no name.
 std::string accountName(const std::string& id) {
     const std::string name = platform::userName(id);
     return name.empty() ? id : name;
 }
 
-// The user that a request names; an empty name is the caller's own. Only administrators may name somebody else, and
-// only they hear whether there is such an account.
+// Reads the user that a request names; an empty name means the caller. Only administrators may name another user, and
+// only they learn whether such an account exists.
 PolicyUser readUser(Call& call) {
     std::string name;
     call.in >> name;
@@ -73,7 +73,7 @@ PolicyUser readUser(Call& call) {
     return {id, name};
 }
 
-// A policy of the system belongs to administrators, one of a user to that user too.
+// Administrators may act on every policy, a user on the user's own.
 bool mayActOn(const Call& call, const WantedPolicy& policy) {
     return call.byAdministrator || (!policy.userId.empty() && policy.userId == call.session.peer.user);
 }
@@ -96,7 +96,7 @@ void refuseUnlessActivated(const Policies::Outcome& outcome) {
 
 } // namespace
 
-// ---- what there is
+// ---- reading
 
 std::string PolicyCommands::info(Call& call) {
     const Policies::Report report = policies_.report();
@@ -114,7 +114,7 @@ std::string PolicyCommands::view(Call& call) {
     return policy.content;
 }
 
-// Whose policy is required is logged in, for a front end that asks before it takes that away.
+// For this service, the logged-in user is the one whose policy is required. Front ends ask before replacing it.
 std::string PolicyCommands::loggedInUser(Call&) {
     const WantedPolicy required = policies_.required();
     return encodeReply<Command::LoggedInUser>(required.userId.empty() ? std::string() : accountName(required.userId));
@@ -134,7 +134,7 @@ std::string PolicyCommands::activateCurrent(Call& call) {
     return {};
 }
 
-// The name chooses the mode; an empty one leaves that to the settings.
+// The name chooses the mode; with an empty one the settings do.
 std::string PolicyCommands::activateDriver(Call& call) {
     const std::string name = readName(call);
     const auto& names = vocabulary::driverModeNames;
@@ -183,8 +183,8 @@ std::string PolicyCommands::setSettings(Call& call) {
     return encodeReply<Command::SetSettings>(true);
 }
 
-// Asks whether the settings in the user's own file are of interest. They are not once settings were set: a file that
-// holds nothing but a flag would otherwise take their place.
+// Asks whether the service wants the settings in the user's own file. It does not after settings were set: otherwise a
+// file with nothing but a flag would replace them.
 std::string PolicyCommands::offerUserSettings(Call& call) {
     const PolicyUser user = readUser(call);
     if (policies_.userSettingsAreSet(user.id)) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Module 5: the commands on the local security policy. Everybody who may use the service may look, and act on the own
-// policy and settings; what acts on the system's, on the driver policy or on another user's is for administrators.
+// Module 5: the commands on the local security policy. Every user of the service may read, and change the user's own
+// policy and settings; commands on the system's, the driver policy or another user's policy are for administrators.
 #pragma once
 
 #include <service/base/call.h>

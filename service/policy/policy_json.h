@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The policy records as JSON: each field under the name that stands here at its place in the record.
+// The policy records as JSON: the names of the fields, in the order of the record.
 #pragma once
 
 #include <panelkit/bridge/record.h>
@@ -52,7 +52,7 @@ nlohmann::json toJson(const R& record) {
     return object;
 }
 
-// Each throws nlohmann::json::exception when something is missing or of another kind.
+// Each throws nlohmann::json::exception when something is missing or has another type.
 template <class T>
 void fromJson(const nlohmann::json& json, T& value) {
     json.get_to(value);

@@ -16,7 +16,7 @@ using vocabulary::Refused;
 
 namespace {
 
-// What is wrong with a value; nothing when it is fine.
+// The mistake in a value; nullopt when there is none.
 using Wrong = std::optional<bridge::Remark>;
 constexpr Refused policyLine = Refused::policyLine;
 
@@ -32,7 +32,7 @@ struct Word {
     Meaning meaning;
 };
 
-// With the line, the key and the value.
+// A remark with the line, the key and the value.
 Wrong unfit(Loc::MarkedWording<'d', 's', 's'> wording, const KeyLine& at, const std::string& value) {
     return remark(policyLine, wording, at.line, at.key, shortened(value));
 }
@@ -157,14 +157,14 @@ Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], Loc::MarkedWording<
     return remark(policyLine, unknown, at.line, shortened(at.key), all);
 }
 
-// ---- what goes together
+// ---- rules for combinations of keys
 
 bool protects(const PolicySection& s) { return s.action == PolicyAction::protect; }
 bool usesKey(const PolicySection& s) { return s.authentication == PolicyAuthentication::presharedKey; }
 
 struct Rule {
     bool (*broken)(const PolicySection& section);
-    Loc::MarkedWording<'d', 's'> text; // for the line and the name of the section
+    Loc::MarkedWording<'d', 's'> text; // its arguments are the line and the name of the section
 };
 
 // clang-format off
@@ -186,7 +186,7 @@ std::string shortened(const std::string& text) {
     constexpr std::size_t longest = 80;
     if (text.size() <= longest) return text;
     std::size_t end = longest;
-    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end; // not within a character
+    while ((static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end; // do not cut within a character
     return text.substr(0, end) + "...";
 }
 

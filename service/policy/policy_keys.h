@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The keys of a policy file: what each takes, and which go together. For policy_text.cpp.
+// The keys of a policy file: their values, and which may be combined. For policy_text.cpp.
 #pragma once
 
 #include <service/policy/policy_text.h>
@@ -10,21 +10,20 @@
 
 namespace panelkitd {
 
-// A key where it stands in the file.
+// A key and its line in the file.
 struct KeyLine {
     unsigned line;
     const std::string& key;
 };
 
-// Each checks the value and puts it where it belongs. What is wrong, with the line and the key; nothing when it is
-// fine.
+// Each checks the value and stores it. Returns the mistake, with the line and the key; nullopt when there is none.
 std::optional<bridge::Remark> takePolicyKey(PolicyText& head, const KeyLine& at, const std::string& value);
 std::optional<bridge::Remark> takePolicyKey(PolicySection& section, const KeyLine& at, const std::string& value);
 
-// A piece of a file for a message; a long one is cut, and ends with "...".
+// A piece of a file for a message; a long one is cut and ends with "...".
 std::string shortened(const std::string& text);
 
-// What does not go together in a section that is complete: "line 7: section [office] has no action".
+// The contradictions in a complete section: "line 7: section [office] has no action".
 Remarks contradictionsOf(const PolicySection& section);
 
 } // namespace panelkitd

@@ -89,7 +89,7 @@ json remarksToJson(const Remarks& remarks) {
     return list;
 }
 
-// A file that an older service wrote has the message alone.
+// A file without remarks has only the message.
 Remarks remarksFromJson(const json& from) {
     Remarks remarks;
     if (from.contains("remarks")) {
@@ -119,7 +119,7 @@ PolicyState stateFromJson(const json& from) {
     return state;
 }
 
-// The driver policy in one of its modes, in force from now on.
+// A state with the driver policy in one of its modes in force.
 PolicyState driverState(std::uint32_t mode) {
     PolicyState state;
     state.required.request.driverMode = mode;
@@ -130,8 +130,8 @@ PolicyState driverState(std::uint32_t mode) {
 
 PolicyState firstState() { return driverState(LSPcmd::LSPsettings_t().*vocabulary::policySettings::driverMode); }
 
-// Nobody knows what the policy was, so nothing passes that it may have dropped. DHCP keeps the host reachable for
-// whoever repairs the file.
+// The former policy is unknown, so nothing passes that it may have dropped. DHCP keeps the host reachable, so that
+// somebody can repair the file.
 PolicyState closedState() {
     PolicyState state = driverState(LSPdropAllExceptDhcp);
     state.failed = true;
@@ -144,7 +144,7 @@ PolicyState closedState() {
 
 } // namespace
 
-// Of a failure the first remark says what can't be loaded, and the others say why.
+// After a failure the first remark says what can't be loaded, and the others say why.
 std::string PolicyState::message() const {
     if (remarks.empty()) return {};
     if (!failed) return std::string(policyWarning) + inLines(remarks);
@@ -183,7 +183,7 @@ void savePolicyState(const StateFile& file, const PolicyState& state) {
                 {"required", wantedToJson(state.required)},
                 {"inForce", loadedToJson(state.inForce)},
                 {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
-                {"message", state.message()}, // for older services
+                {"message", state.message()}, // for readers that do not use the remarks
                 {"remarks", remarksToJson(state.remarks)},
                 {"failed", state.failed}});
 }

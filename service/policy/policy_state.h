@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What module 5 keeps across restarts, as one value: the settings of the system and of users, the policy that is
-// required, the one in force, and the last good copies of policy files. Changes are made on a copy, which is stored
-// first and then replaces the old value.
+// The persistent state of module 5, as one value: the settings of the system and of users, the required policy, the one
+// in force, and the last good copies of policy files. A change is made on a copy, which is stored first and then
+// replaces the old value.
 #pragma once
 
 #include <service/policy/policy_text.h>
@@ -17,12 +17,12 @@
 
 namespace panelkitd {
 
-// Which policy somebody asked for.
+// A policy that was asked for.
 struct WantedPolicy {
     std::int32_t source = 0; // LPARAMS::LSP_SOURCE_VARIANTS
     LSPrequest_t request;
     std::string name;   // the caller's name for it; may be empty
-    std::string by;     // who asked
+    std::string by;     // the account that asked
     std::string userId; // the account whose policy this is; empty for the system's and the driver policy
 };
 
@@ -30,7 +30,7 @@ struct WantedPolicy {
 struct LoadedPolicy {
     WantedPolicy wanted;
     std::int64_t activated = 0; // seconds since 1970-01-01 UTC
-    bool fromConfigDb = false;  // the content is a copy that was kept
+    bool fromConfigDb = false;  // the content is a stored copy
     std::string content;        // of the file; empty for the driver policy
     PolicyText text;            // what the content says; not stored
 };
@@ -44,7 +44,7 @@ struct PolicyCopy {
 struct UserPolicies {
     std::string name;
     std::optional<LSPcmd::LSPsettings_t> set;     // with SetUserSettings
-    std::optional<LSPcmd::LSPsettings_t> offered; // from the user's own file, and good as long as none are set
+    std::optional<LSPcmd::LSPsettings_t> offered; // from the user's own file; used as long as none are set
     PolicyCopy copy;
 
     LSPcmd::LSPsettings_t settings() const { return set ? *set : offered.value_or(LSPcmd::LSPsettings_t()); }
@@ -57,28 +57,28 @@ struct PolicyState {
 
     WantedPolicy required;
     LoadedPolicy inForce;
-    std::optional<LoadedPolicy> loading; // checked, and soon in force
-    Remarks remarks;                     // on the last activation: why it failed, or what else there is to say
+    std::optional<LoadedPolicy> loading; // checked, and in force after the delay
+    Remarks remarks;                     // on the last activation: why it failed, or warnings
     bool failed = false;
 
-    // The remarks as front ends are told them in English; "#warn: " before them means that the policy was loaded.
+    // The remarks in English, for front ends; "#warn: " before them means that the policy was loaded.
     std::string message() const;
 };
 
 // Reads the policy texts of loaded policies again. Throws PolicyTextError.
 void readTextOf(LoadedPolicy& policy);
 
-// The file that keeps the state.
+// The file with the state.
 StateFile policyFile(const StateFolder& folder);
 
-// What was stored; at the first start the driver policy with default settings. When there is a file that can't be used,
-// the host is closed: the driver policy drops everything but DHCP, and file.problem() says why.
+// Returns the stored state; at the first start the driver policy with default settings. If there is a file that can't
+// be used, the driver policy drops everything except DHCP, and file.problem() gives the reason.
 PolicyState loadPolicyState(StateFile& file);
 
-// Throws platform::FileError; what was stored before is whole then.
+// Throws platform::FileError; the old state is then unchanged.
 void savePolicyState(const StateFile& file, const PolicyState& state);
 
-// How many bytes of the file what is kept for a user takes.
+// Returns the bytes that a user's data takes in the file.
 std::size_t storedSize(const UserPolicies& user);
 
 } // namespace panelkitd

@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t longestLine = 4096;
 constexpr std::size_t mostSections = 1000;
 constexpr std::size_t longestName = 64;
-constexpr unsigned mostProblems = 20; // to report; what begins wrong often goes on wrong
+constexpr unsigned mostProblems = 20; // to report; more would rarely help
 constexpr Refused policyLine = Refused::policyLine;
 
 std::string_view trimmed(std::string_view text) {
@@ -39,7 +39,7 @@ bool isNameCharacter(char c) {
 class Reader {
 public:
     PolicyText read(std::string_view content) {
-        if (content.substr(0, 3) == "\xEF\xBB\xBF") content.remove_prefix(3); // editors put it there
+        if (content.substr(0, 3) == "\xEF\xBB\xBF") content.remove_prefix(3); // some editors add a byte order mark
         while (!content.empty()) {
             const std::size_t end = std::min(content.find('\n'), content.size());
             ++line_;
@@ -119,8 +119,8 @@ private:
         if (wrong) problem(std::move(*wrong));
     }
 
-    // The head or a section is complete. One with a mistake in its lines is not looked at as a whole: what it lacks may
-    // be just what the mistake is in.
+    // Called when the head or a section is complete. If one of its lines has a mistake, the part is not checked as a
+    // whole: a missing key may be just the one with the mistake.
     void endPart() {
         if (count_ == before_) checkWhole();
         given_.clear();
@@ -142,7 +142,7 @@ private:
         remarkUnreachable(section);
     }
 
-    // The first section that fits decides, so a second one for the very same traffic never does.
+    // The first section that matches decides, so a second one for the same traffic never does.
     void remarkUnreachable(const PolicySection& section) {
         const std::string traffic = section.network + " " + section.protocol + " " + section.port;
         const auto [found, isNew] = traffic_.emplace(traffic, section.name);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a policy file says: a title, a version, and named sections, each of them a rule for part of the traffic. The
-// format is documented in docs/policy-file.md.
+// The content of a policy file: a title, a version, and named sections, each of them a rule for part of the traffic.
+// The format is documented in docs/policy-file.md.
 #pragma once
 
 #include <service/base/refused.h>
@@ -18,7 +18,7 @@ namespace panelkitd {
 enum class PolicyAction : unsigned char { protect, pass, drop };
 enum class PolicyAuthentication : unsigned char { certificate, presharedKey };
 
-// Texts are as they stand in the file; they have been checked.
+// Texts are as in the file, and checked.
 struct PolicySection {
     std::string name;
     unsigned line = 0; // of its heading
@@ -37,13 +37,13 @@ struct PolicyText {
     std::string version;
     std::string description;
     std::vector<PolicySection> sections;
-    Remarks remarks; // what is legal and hardly meant; the first argument of each is its line
+    Remarks remarks; // legal, but probably not intended; the first argument of each is its line
 };
 
-// In English, each on a line of its own.
+// The remarks in English, one per line.
 std::string inLines(const Remarks& remarks);
 
-// What is wrong with a file; the first argument of each problem is its line. what() has them on lines of their own.
+// Thrown for a file with mistakes; the first argument of each problem is its line. what() has one problem per line.
 class PolicyTextError : public std::runtime_error {
 public:
     explicit PolicyTextError(Remarks wrong) : std::runtime_error(inLines(wrong)), problems(std::move(wrong)) {}
@@ -51,7 +51,7 @@ public:
     Remarks problems;
 };
 
-// Reads and checks a policy file. Throws PolicyTextError, which names all lines that are wrong.
+// Reads and checks a policy file. Throws PolicyTextError with all mistakes.
 PolicyText readPolicyText(std::string_view content);
 
 } // namespace panelkitd

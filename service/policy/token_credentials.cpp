@@ -9,7 +9,7 @@ namespace panelkitd {
 
 namespace {
 
-// Unless somebody asks.
+// Between two reads, unless one is requested.
 constexpr auto pause = std::chrono::hours(24);
 
 } // namespace
@@ -24,7 +24,7 @@ TokenCredentials::TokenCredentials(Look look, std::chrono::milliseconds patience
           },
           std::chrono::milliseconds(0)) {}
 
-// A look that is under way may have missed what happened since it began, so the next one is waited for.
+// A read in progress may miss events since its start, so this waits for the next one.
 std::optional<CredentialList> TokenCredentials::list() const {
     auto looks = looks_.lock();
     const std::uint64_t wanted = looks->begun + 1;

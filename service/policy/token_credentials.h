@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service's own tokens hold, looked at on a thread of its own: a module that is slow or hangs holds up one
-// request for a moment, and the others not at all. They get what was seen last.
+// Reads the service's own tokens on a thread of its own. A module that is slow or hangs delays one request for a moment
+// and the others not at all: they get the content that was read last.
 //
-// Each look also takes apart the certificates that are new, so the first listing does not have to; hence there is one
-// at the start.
+// Each read also parses new certificates, so the first listing does not have to. For this reason there is one at the
+// start.
 #pragma once
 
 #include <service/base/rounds.h>
@@ -23,19 +23,19 @@ namespace panelkitd {
 // Thread-safe.
 class TokenCredentials : public Credentials {
 public:
-    // `look` goes through the tokens, on our thread; nothing where it can't. What it throws is logged, and what was
-    // seen before holds on. `patience` is how long list() waits for it.
+    // `look` reads the tokens, on our thread, and returns nullopt if it can't. After an exception, which is logged, the
+    // former content stays valid. `patience` is how long list() waits for it.
     using Look = std::function<std::optional<CredentialList>()>;
     explicit TokenCredentials(Look look, std::chrono::milliseconds patience = std::chrono::seconds(1));
 
-    // As they are now. When looking takes longer than our patience, as they were seen last: nothing when they never
-    // were. Nobody waits for a look that has already outlasted somebody's patience.
+    // Returns the present content. If reading takes longer than our patience, returns the content that was read last,
+    // or nullopt if there is none. No call waits for a read that has already exceeded the patience of another call.
     std::optional<CredentialList> list() const override;
 
-    // Has them looked at before somebody asks: a token has arrived.
+    // Reads the tokens before a request needs it: a token was inserted.
     void refresh() { rounds_.ask(); }
 
-    // Ends it. False when a module hangs, in a call that can't be interrupted.
+    // Ends the thread. Returns false when a module hangs in a call that can't be interrupted.
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:

@@ -13,10 +13,10 @@ namespace panelkitd {
 
 namespace {
 
-constexpr std::uint64_t largestFile = std::uint64_t{16} << 20; // bytes; for reading and writing alike
+constexpr std::uint64_t largestFile = std::uint64_t{16} << 20; // bytes; for reading and for writing
 constexpr int deepestLevel = 32;                               // of values within values; our own files need ten
 
-// Values that are nested without end would exhaust the stack when they are read or destroyed.
+// Very deep nesting would exhaust the stack when values are read or destroyed.
 nlohmann::json parsed(const std::string& text) {
     const auto bounded = [](int depth, nlohmann::json::parse_event_t, const nlohmann::json&) {
         if (depth > deepestLevel) throw platform::FileError("", "its values are nested too deeply");

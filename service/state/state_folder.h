@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The folder in which the service keeps what must survive a restart. Only the service's account can enter it; its files
-// are replaced whole, and each says in which format it is written.
+// The folder for the service's persistent state. Only the service's account can enter it. Its files are replaced as a
+// whole, and each states its format.
 #pragma once
 
 #include <platform/system/files.h>
@@ -22,7 +22,7 @@ public:
 
     const std::string& path() const { return path_; }
     std::string file(const std::string& name) const;
-    // A folder in it, made if needed.
+    // Returns the path of a folder in it, which is made if needed.
     std::string folder(const std::string& name) const;
 
 private:
@@ -30,27 +30,26 @@ private:
     std::unique_ptr<platform::FileLock> lock_;
 };
 
-// A JSON file in the state folder. What can't be read is never overwritten: an administrator may still repair it. Not
-// for two threads at once.
+// A JSON file in the state folder. A file that can't be read is never overwritten: an administrator may still repair
+// it. Only one thread at a time may use it.
 class StateFile {
 public:
-    // `format` is the newest format of the file that this service reads, and the one that it writes.
+    // `format` is the newest format of the file that this service reads, and the format that it writes.
     StateFile(const StateFolder& folder, const std::string& name, int format);
 
     const std::string& path() const { return path_; }
 
-    // Reads the file. Nothing when there is none, or when it can't be used: problem() then says why, and it is logged.
+    // Reads the file. Returns nullopt when there is none, or when it can't be used: problem() and the log then say why.
     std::optional<nlohmann::json> read();
 
-    // For a caller that finds the content itself unusable: the file is kept from now on, and `problem` is logged.
+    // For a caller that can't use the content: the file is not overwritten from now on, and `problem` is logged.
     void reject(const std::string& problem);
 
-    // Why the file that is there can't be used; empty when it can.
+    // Why the present file can't be used; empty when it can.
     const std::string& problem() const { return problem_; }
 
-    // Replaces the file; "format" is added to the content. Throws platform::FileError, with the file as it was, when
-    // it is kept because of its problem, when the new content would be too large to be read again, and when the disk
-    // refuses.
+    // Replaces the file; "format" is added to the content. Throws platform::FileError, with the file unchanged, when
+    // the present file can't be used, when the new content would be too large to be read again, and when writing fails.
     void write(nlohmann::json content) const;
 
 private:
