@@ -46,7 +46,7 @@ std::string requestFor(std::uint32_t size) {
     return request;
 }
 
-// ---- the servers: each answers with as many bytes as the request wants; ours rests a second for command 2
+// ---- the servers: each answers with as many bytes as the request asks for; ours sleeps a second for command 2
 
 class Giving : public bridge::server::Service {
 public:
@@ -131,7 +131,7 @@ void compareReplies(BridgeSession& session, int socket, const std::string& what,
     const auto repeat = [&](const auto& ask) {
         return bench::secondsOf([&] {
             for (int i = 0; i < times; ++i) {
-                std::string reply; // a fresh one for each, as callers have it
+                std::string reply; // a new one for each, as in real callers
                 ask(reply);
             }
         });
@@ -152,7 +152,7 @@ double peakKilobytes() {
     fail("VmHWM");
 }
 
-// In a process of its own, whose peak nothing else has raised.
+// Runs in a process of its own, so that nothing else has raised the peak.
 void measureMemory(const std::string& endpoint) {
     const pid_t pid = ::fork();
     if (pid == 0) {

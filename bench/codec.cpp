@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The command stream against a plain codec that does field by field what comes to mind first: check, then assign;
-// append, then append. Both read and write the same listing of tokens and certificates.
+// The command stream against a plain codec that works field by field in the simplest way: check, then assign; append,
+// then append. Both read and write the same listing of tokens and certificates.
 #include <bench/side_by_side.h>
 
 #include <panelkit/bridge/command_stream.h>
@@ -158,7 +158,7 @@ void measure(std::size_t count) {
     Listing one, other;
     decode(bytes, one);
     plainDecode(bytes, other);
-    if (bytes != plainBytes || one != listing || other != listing) std::abort(); // both must do the same
+    if (bytes != plainBytes || one != listing || other != listing) std::abort(); // both must give the same result
 
     const std::string of = ", " + std::to_string(count) + " records";
     const std::string plain = "plain per-field codec";
@@ -176,7 +176,7 @@ void measure(std::size_t count) {
 } // namespace
 
 int main() {
-    // The heap gives memory back and faults it in again at its own discretion, which would be measured instead.
+    // Otherwise the heap returns memory and faults it in again from time to time, and that would be measured.
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     mallopt(M_MMAP_THRESHOLD, 1 << 30);
     for (const std::size_t count : {10U, 1'000U, 100'000U}) measure(count);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Listing a token with thousands of certificates, against a bare pass over that token.
+// Listing a token with thousands of certificates, against reading that token directly.
 #include <bench/side_by_side.h>
 
 #include <panelkit/bridge/sessions_pool.h>
@@ -35,7 +35,7 @@ void require(bool done, const char* what) {
     std::exit(1);
 }
 
-// This process's own look at the service's tokens.
+// Direct access of this process to the service's tokens.
 class OwnLook {
 public:
     explicit OwnLook(const std::string& state) {
@@ -60,7 +60,7 @@ public:
               "C_CreateObject");
     }
 
-    // What any program must do that wants to list them; gives their number.
+    // The calls that any program needs to list them; returns their number.
     std::size_t pass() const {
         CK_OBJECT_CLASS kind = CKO_CERTIFICATE;
         CK_ATTRIBUTE wanted{CKA_CLASS, &kind, sizeof kind};
@@ -86,7 +86,7 @@ private:
     std::unique_ptr<TokenSession> session_;
 };
 
-// The service, with a token that it is logged in to.
+// The service, logged in to a token.
 class Office {
 public:
     Office() : service_({"--log-level", "details"}) {
@@ -103,7 +103,7 @@ public:
         require(controller_->EnumCertificates(all, listed, places) && listed.size() == certificates, "the listing");
     }
 
-    // Until what the tokens hold has been looked at for the first time.
+    // Returns after the service has read the tokens for the first time.
     void restart() {
         service_.terminate();
         service_.start();

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Two ways to do the same, measured in turn within each round: a machine that is slow for a while is slow for both.
-// What is told is the median of the rounds' ratios; times alone say more about the machine's other work.
+// Compares two ways to do the same, measured alternately in each round: a machine that is slow for a while is slow for
+// both. The result is the median of the rounds' ratios; bare times depend on the machine's other work.
 #pragma once
 
 #include <algorithm>
@@ -37,10 +37,10 @@ inline void printRow(const std::string& what, const std::string& against, const 
     std::fflush(stdout);
 }
 
-// Each gives seconds; the ratio is ours to theirs.
+// Each returns seconds; the ratio is ours to theirs.
 template <class Ours, class Theirs>
 void compare(const std::string& what, const std::string& against, int rounds, const Ours& ours, const Theirs& theirs) {
-    ours(); // once for the caches
+    ours(); // once, to fill the caches
     theirs();
     std::vector<double> ratios;
     for (int round = 0; round < rounds; ++round) {

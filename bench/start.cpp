@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// From start to exit: a program that links the library against one that links the language's alone.
+// From start to exit: a program that links the library against one that links only the standard library.
 #include <bench/side_by_side.h>
 
 #include <spawn.h>

@@ -1,21 +1,21 @@
-# What makes builds faster and changes nothing in what they make.
+# Makes builds faster without changing their results.
 
-# A cache of compilations, where one is installed.
+# A compiler cache, if one is installed.
 find_program(CCACHE ccache)
 if(CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER ${PROJECT_SOURCE_DIR}/scripts/ccache)
-    # A precompiled header then depends on nothing but what it was made from.
+    # A precompiled header then depends only on its sources.
     add_compile_options($<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fpch-preprocess>
                         "$<$<COMPILE_LANG_AND_ID:CXX,Clang>:SHELL:-Xclang -fno-pch-timestamp>")
 endif()
 
-# A program is not linked again because a shared library that it uses was.
+# Programs are not linked again when a shared library that they use changes.
 set(CMAKE_LINK_DEPENDS_NO_SHARED ON)
 
 # panelkit_precompiled(<name> PROGRAMS|LIBRARIES HEADERS <header>... [LINK <target>...])
 #
-# Headers of others, compiled once: target_precompile_headers(<target> REUSE_FROM <name>). Sources include all the same
-# what they use: the release build does without (CMAKE_DISABLE_PRECOMPILE_HEADERS), so it notices what was forgotten.
+# Third-party headers, compiled once: target_precompile_headers(<target> REUSE_FROM <name>). Sources must still include
+# what they use: the release build has no precompiled headers (CMAKE_DISABLE_PRECOMPILE_HEADERS) and fails otherwise.
 function(panelkit_precompiled name kind)
     cmake_parse_arguments(ARG "" "" "HEADERS;LINK" ${ARGN})
     set(source ${PROJECT_BINARY_DIR}/generated/precompiled.cpp)

@@ -1,4 +1,4 @@
-# What every target of ours is compiled with: warnings as errors, and the sanitizers of the preset.
+# Compile options of all our targets: warnings as errors, and the sanitizers of the preset.
 add_library(panelkit_options INTERFACE)
 target_include_directories(panelkit_options INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_BINARY_DIR}/generated)
 target_compile_options(panelkit_options INTERFACE
@@ -12,7 +12,7 @@ target_compile_definitions(panelkit_options INTERFACE
     $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
     $<$<BOOL:${WIN32}>:_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN UNICODE _UNICODE>)
 
-# Sanitizers and hardening go to everything that is built here, the packaged test framework included.
+# Sanitizers and hardening apply to everything that is built here, including the packaged test framework.
 if(PANELKIT_SANITIZE)
     add_compile_options(-fsanitize=${PANELKIT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${PANELKIT_SANITIZE})

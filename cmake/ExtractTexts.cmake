@@ -1,10 +1,10 @@
-# Makes po/panelctl.pot from the sources, in which the texts stand where they are used: panelctl's own, and those that the
-# service and the bridge send as wordings with arguments.
+# Makes po/panelctl.pot from the texts in the sources: those of panelctl, and those that the service and the bridge send
+# as wordings with arguments.
 #
 #   cmake -DXGETTEXT=... -DROOT=... -P ExtractTexts.cmake [check]
 #
-# With "check" it fails when the file is stale, and writes nothing. Line numbers of the sources are left out of the file,
-# or it would be stale after every edit.
+# With "check" it fails when the file is stale, and writes nothing. The file has no line numbers of the sources; with
+# them it would be stale after every edit.
 math(EXPR last "${CMAKE_ARGC} - 1")
 set(template ${ROOT}/po/panelctl.pot)
 set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/bridge/*.cpp platform/bridge/*.h
@@ -12,7 +12,7 @@ set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/brid
 list(TRANSFORM patterns PREPEND ${ROOT}/)
 file(GLOB_RECURSE sources RELATIVE ${ROOT} ${patterns})
 list(SORT sources)
-# Every function that takes a wording, and which of its arguments it is.
+# Every function that takes a wording, and the position of that argument.
 set(keywords)
 set(flags)
 foreach(taker say:1 sayPlural:1,2 N_:1 makePhrase:1 remark:2 RefusedError:2 DeniedError:1 ParseError:2)

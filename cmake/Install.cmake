@@ -1,12 +1,12 @@
-# What is installed, by component:
+# The installed files, by component:
 #
-#   library      libpanelkit and the service's texts; what front ends need to run
+#   library      libpanelkit and the service's texts; needed to run front ends
 #   development  headers and the CMake package: find_package(panelkit), target panelkit::panelkit
 #   service      panelkitd, its unit, its account and its manual page
 #   frontend     panelctl, its manual page and the completion scripts
 #
-# The components "testing" (testing/) and the translations (po/) are installed where they are made. The target "product"
-# builds what is installed, and no tests.
+# The components "testing" (testing/) and the translations (po/) are installed by their own CMakeLists.txt. The target
+# "product" builds everything that is installed, without tests.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -26,7 +26,7 @@ install(TARGETS panelkit EXPORT panelkitTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development)
 
-# All headers of the library but these, which only its own sources include.
+# All headers of the library except these, which only its own sources include.
 set(internal_headers
     bridge/idle_hooks
     bridge/send_command
@@ -43,8 +43,8 @@ install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT develo
         REGEX "(${internal_headers})\\.h$" EXCLUDE)
 install(DIRECTORY vocabulary/ DESTINATION ${header_root}/vocabulary COMPONENT development FILES_MATCHING PATTERN "*.h")
 
-# Of platform, what those headers and the front end include. scripts/check-tree reads this list and the one above, and
-# holds the installed headers and panelctl to them.
+# The headers of platform that those headers and the front end include. scripts/check-tree reads this list and the one
+# above, and checks the includes of installed headers and of panelctl.
 set(platform_headers
     printf_format.h
     bridge/bridge_session.h
@@ -81,7 +81,7 @@ install(FILES ${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake DESTINATION ${pa
 
 # ---- the programs
 
-# They find the library beside themselves, wherever the whole is moved to.
+# They find the library by a relative path, so the whole tree can be moved.
 file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
 set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
 install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
@@ -90,7 +90,7 @@ install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT f
 install(FILES docs/man/panelkitd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT service)
 install(FILES docs/man/panelctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT frontend)
 
-# Completion scripts, as panelctl itself writes them; a cross build has no way to ask it.
+# Completion scripts, written by panelctl itself; a cross build can't run it.
 if(NOT CMAKE_CROSSCOMPILING)
     set(completion ${PROJECT_BINARY_DIR}/completion)
     file(MAKE_DIRECTORY ${completion})

@@ -2,7 +2,7 @@
 # header-only packages: their headers are staged by link, because /usr/include as a whole must never
 # be on the cross compiler's path.
 
-# panelkit_headers(<target> <entry of /usr/include>...): an interface target that sees just these.
+# panelkit_headers(<target> <entry of /usr/include>...): an interface target with only these.
 function(panelkit_headers target)
     set(stage ${CMAKE_BINARY_DIR}/staged/${target})
     file(MAKE_DIRECTORY ${stage})
@@ -27,7 +27,7 @@ panelkit_headers(thirdparty_pkcs11 p11-kit-1/p11-kit)
 panelkit_headers(thirdparty_cli11 CLI)
 panelkit_headers(thirdparty_json nlohmann)
 
-# XML: no package has it for Windows, so there it is built once and kept in the user's cache folder.
+# XML: there is no package for Windows, so it is built once and kept in the user's cache folder.
 if(WIN32)
     execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/build-for-mingw pugixml
                     OUTPUT_VARIABLE pugixml OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -39,7 +39,7 @@ else()
     target_link_libraries(thirdparty_pugixml INTERFACE pugixml)
 endif()
 
-# The service's certificates; Debian has none for the Windows build.
+# For the service's certificates; Debian has no package for the Windows build.
 if(NOT WIN32)
     find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
     add_library(thirdparty_openssl INTERFACE)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Addresses, ranges, ports and times from any text: what is understood can be printed, and is read back the same.
+// Addresses, ranges, ports and times from any text: a value that was read can be printed, and reading that returns the
+// same value.
 #include <panelkit/format/ipv4.h>
 #include <panelkit/format/ipv6.h>
 #include <panelkit/format/number_range.h>
@@ -18,7 +19,7 @@ void checkIPv4(const std::string& text) {
     panelkit::IPv4Range range, again;
     if (!panelkit::parseIPv4Range(text, range)) return;
     if (range.first > range.last) std::abort();
-    if (range.last == 0) return; // printed as the single address that it also stands for
+    if (range.last == 0) return; // printed as a single address
     std::array<char, panelkit::IPv4RangeTextSize> buffer{};
     for (const auto form : {panelkit::MaskForm::Dotted, panelkit::MaskForm::PrefixLength}) {
         const std::string printed = ipv4RangeToText(range, form, buffer);
@@ -32,7 +33,7 @@ void checkIPv6(const std::string& text) {
     std::array<char, panelkit::IPv6TextSize> buffer{};
     const std::string printed = ipv6ToText(address, buffer);
     panelkit::IPv6Address again;
-    const bool dotted = printed.find('.') != std::string::npos; // the system's form of a mapped address is not read
+    const bool dotted = printed.find('.') != std::string::npos; // the system's form of a mapped address is not accepted
     if (!dotted && (!panelkit::parseIPv6(printed, again) || !(again == address))) std::abort();
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes as the body of a section (the first byte says which) and as the text of the configuration's file: refused,
-// or kept and read back the same.
+// Any bytes as the body of a section (the first byte chooses it) and as the text of the configuration's file: refused,
+// or stored and read back unchanged.
 #include <service/config/configuration_text.h>
 
 #include <panelkit/lparams/sections/sections.h>

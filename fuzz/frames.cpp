@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whatever bytes a peer sends, the reader of frames ends, and gives no body that the header did not announce or the
+// Whatever bytes a peer sends, the reader of frames ends, and returns no body that the header did not announce or the
 // limit did not allow.
 #include <platform/bridge/channel_posix.h>
 #include <platform/bridge/frame.h>
@@ -16,7 +16,7 @@
 namespace {
 
 constexpr std::uint32_t limit = 4096;
-constexpr std::size_t mostBytes = 32768; // what a socket takes without a reader
+constexpr std::size_t mostBytes = 32768; // fits into a socket's buffer without a reader
 
 std::unique_ptr<bridge::Channel> channelOver(int socket) {
     auto stream = std::make_unique<bridge::Channel::Stream>();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Hellos, welcomes, refusals and remarks of any bytes: what is understood is written as it was read.
+// Hellos, welcomes, refusals and remarks of any bytes: what can be read is written back unchanged.
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
 
@@ -26,7 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     check(bytes, bridge::decodeRemarks);
     if (const auto remarks = bridge::decodeRemarks(bytes)) {
         if (encode(bridge::fitted(*remarks)).size() > bridge::remarksLimit) std::abort();
-        Loc::fill(bridge::phrasesOf(*remarks)); // whatever the wordings are
+        Loc::fill(bridge::phrasesOf(*remarks)); // must be safe for any wording
     }
     return 0;
 }

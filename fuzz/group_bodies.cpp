@@ -18,7 +18,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     bool whole = true;
     try {
         group->load(in);
-    } catch (const char*) { // the stream's error; what came before it is taken over
+    } catch (const char*) { // the stream's error; the values before it are set
         whole = false;
     }
     for (LPARAMS::Client::Param* param : group->params) {

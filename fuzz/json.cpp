@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Any text as JSON: refused with a place within it, or read into a tree that prints as a text that is read as the same.
+// Any text as JSON: refused with a place within it, or read into a tree. Printing the tree and reading that returns the
+// same tree.
 #include <platform/json/json.h>
 
 #include <algorithm>

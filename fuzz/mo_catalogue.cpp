@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A catalogue of any bytes is refused, or its texts can replace their originals: those of a table, and wordings that
-// are written where they are used. Any bytes can be filled in as a wording.
+// A catalogue of any bytes is refused, or its texts can replace their originals: those of a table, and wordings in the
+// source. Any bytes can be filled in as a wording.
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/phrase.h>
 #include <platform/loccore/placeholders.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// "SECTION.KEY=text", as people type it and as files hold it: the text is refused with words that name the place, or
-// taken, and then what is printed is read back as the same value.
+// "SECTION.KEY=text", as people type it and as in files: the text is refused with an error that names the place, or
+// accepted, and then reading the printed value returns the same value.
 #include <panelkit/lparams/param_text.h>
 #include <panelkit/lparams/sections/sections.h>
 

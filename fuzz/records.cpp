@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Every record of the command stream, and lists of them, from any bytes: a reader throws or fills the record, and what
-// it filled goes through the stream once more unchanged. The first byte chooses the record.
+// Every record of the command stream, and lists of them, from any bytes: a reader throws or fills the record, and
+// writing and reading that record again changes nothing. The first byte chooses the record.
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>

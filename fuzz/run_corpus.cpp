@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The plain main of a fuzz target: runs it over the files of a folder, and over every beginning of each, since most
-// faults of readers are about bytes that are not there.
+// faults of readers are about missing bytes.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -22,7 +22,7 @@ void run(const std::filesystem::path& seed) {
     const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
     for (std::size_t size = 0; size <= std::min(bytes.size(), longestBeginning); ++size) {
         const std::vector<std::uint8_t> beginning(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
-        LLVMFuzzerTestOneInput(beginning.data(), size); // a copy of that very size, so that sanitizers see its end
+        LLVMFuzzerTestOneInput(beginning.data(), size); // a copy of exactly that size, so that sanitizers see its end
     }
     const std::vector<std::uint8_t> whole(bytes.begin(), bytes.end());
     LLVMFuzzerTestOneInput(whole.data(), whole.size());
@@ -39,5 +39,5 @@ int main(int argc, char** argv) {
         }
     }
     std::printf("%d seeds\n", count);
-    return count > 0 ? 0 : 1; // without a seed nothing was tried
+    return count > 0 ? 0 : 1; // without a seed nothing was tested
 }

@@ -32,7 +32,8 @@ std::string entry(const CLI::Option& option) {
 
 constexpr const char* surroundings = R"(.SH DEFAULTS
 Run by root or as a system service it serves the system's endpoint and keeps its state in the system's folder; run by
-anybody else, a socket and a folder of that account. \fBpanelkitd \-\-help\fR shows them as they are for who asks.
+another account, it uses a socket and a folder of that account. \fBpanelkitd \-\-help\fR shows the defaults for the
+account that runs it.
 .SH ENVIRONMENT
 .TP
 \fBSOFTHSM2_CONF\fR
@@ -40,7 +41,7 @@ Set by the service for the embedded module, which keeps its tokens in the state 
 .SH EXIT STATUS
 .TP
 \fB0\fR
-It was asked to end, and did in good order.
+It was asked to end, and ended normally.
 .TP
 \fB1\fR
 It can't serve; standard error says why.
@@ -49,11 +50,10 @@ It can't serve; standard error says why.
 The command line is wrong.
 .TP
 \fB3\fR
-It was asked to end, and a command or a module did not come to its end within the grace and four seconds more. It was
-left behind.
+It was asked to end, but a command or a module did not return within the grace and four seconds more.
 .SH SIGNALS
-SIGTERM and SIGINT ask it to end: commands under way are finished or refused. What is on disk is whole at any moment,
-also after SIGKILL.
+SIGTERM and SIGINT ask it to end: commands in progress are finished or refused. The files on disk are complete at any
+moment, even after SIGKILL.
 .SH SEE ALSO
 \fBpanelctl\fR(1)
 )";

@@ -16,9 +16,9 @@ namespace panelkitd {
 
 namespace {
 
-constexpr const char* about = "panelkitd, the reference service of panelkit: it serves PKCS#11 tokens and what hangs "
-                              "on them to front ends on this "
-                              "host. It records the local security policy; it filters no traffic.";
+constexpr const char* about = "panelkitd, the reference service of panelkit: it gives front ends on this host access "
+                              "to PKCS#11 tokens, certificates, configuration and policy. It records the local "
+                              "security policy; it filters no traffic.";
 
 const std::map<std::string, LogLevel> levels{{"disabled", LogLevel::disabled},
                                              {"events", LogLevel::events},
@@ -49,7 +49,7 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     app.add_option("--endpoint", options.endpoint, "Path of the socket (name of the pipe) to serve")
         ->check(something)
         ->capture_default_str();
-    app.add_option("--state", options.state, "Folder for what survives a restart")
+    app.add_option("--state", options.state, "Folder for the persistent state")
         ->check(something)
         ->capture_default_str();
     app.add_option("--users-group", options.usersGroup, "Group whose members may use the service")
@@ -62,16 +62,16 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
         ->transform(CLI::CheckedTransformer(levels, CLI::ignore_case))
         ->type_name("LEVEL");
     app.add_option("--embedded-module", options.providers.embeddedModule,
-                   "PKCS#11 module behind the embedded provider; empty for none")
+                   "PKCS#11 module of the embedded provider; empty for none")
         ->capture_default_str();
     app.add_option("--allow-module", options.providers.allowed,
                    "PKCS#11 module that may be loaded although other accounts could write its path; repeatable")
         ->take_all();
     addSeconds(app, "--probe-timeout", options.providers.probeDeadline,
-               "Seconds that a PKCS#11 module may take when it is tried out");
-    addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
+               "Seconds that the trial run of a PKCS#11 module may take");
+    addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two checks for inserted and removed tokens");
     addSeconds(app, "--stop-grace", options.stopGrace,
-               "Seconds to wait for commands under way when it is asked to end");
+               "Seconds to wait for commands in progress when it is asked to end");
     app.add_option(probeOption, options.probe)->group(""); // for the service itself, not shown
     bool wantsManual = false;
     app.add_flag(manualRequest, wantsManual)->group("");

@@ -37,7 +37,7 @@ struct ScriptedService::State {
     std::vector<Received> requests;
     std::vector<std::string> opened;
     std::vector<std::string> closed;
-    std::list<std::unique_ptr<bridge::Channel>> channels; // those that are open
+    std::list<std::unique_ptr<bridge::Channel>> channels; // the open ones
     bridge::Channel* receiver = nullptr;                  // the one that connected last
     std::map<std::uint32_t, PushResult> answers;          // of notifications, by tag
     std::uint32_t lastTag = 0;
@@ -98,7 +98,7 @@ std::optional<bridge::Hello> ScriptedService::State::greetClient(bridge::Channel
     return hello;
 }
 
-// As the test's greeting says.
+// Answers a hello as the test's greeting says.
 void ScriptedService::State::welcomeClient(bridge::Channel& channel, const bridge::Hello& hello) {
     Greeting how;
     {
@@ -112,7 +112,7 @@ void ScriptedService::State::welcomeClient(bridge::Channel& channel, const bridg
     }
     bridge::Welcome welcome{
         how.version, static_cast<bridge::Verdict>(how.verdict), how.frameLimit, "scripted service", how.text, how.why};
-    const bool understood = how.version > 1 || hello.version == 1; // the first version knew no other one
+    const bool understood = how.version > 1 || hello.version == 1; // version 1 accepts no other one
     if (!understood && how.verdict == 0) welcome.verdict = bridge::Verdict::versionMismatch;
     writeFrame(channel, {.kind = bridge::FrameKind::welcome}, encode(welcome), patience);
 }
@@ -168,7 +168,7 @@ Reaction ScriptedService::State::reactionTo(const Received& request) {
     return script ? script(request) : Reaction::refuse("no script for this command");
 }
 
-// Waits as the reaction says, with its signs of life; false when the service ends meanwhile.
+// Waits as the reaction says, with its signs of life; returns false when the service ends in the meantime.
 bool ScriptedService::State::pause(bridge::Channel& channel, const bridge::FrameHeader& request,
                                    const Reaction& reaction) {
     const auto step = reaction.delay / (reaction.signsOfLife + 1);
@@ -180,7 +180,7 @@ bool ScriptedService::State::pause(bridge::Channel& channel, const bridge::Frame
     return true;
 }
 
-// False when the connection is over.
+// Returns false when the connection has ended.
 bool ScriptedService::State::react(bridge::Channel& channel, const bridge::FrameHeader& request,
                                    const Reaction& reaction) {
     using Kind = Reaction::Kind;
@@ -286,7 +286,7 @@ PushResult ScriptedService::push(std::int32_t id, const std::string& payload, st
     const std::uint32_t tag = ++state_->lastTag;
     const bridge::FrameHeader header{0, bridge::FrameKind::push, ModuleNotifications, static_cast<std::uint32_t>(id),
                                      tag};
-    // Under the lock: senders write one after the other, and the receiver stays.
+    // Under the lock, so that senders write one after the other and the receiver is not destroyed.
     if (writeFrame(*state_->receiver, header, payload, patience) != bridge::IoStatus::done) return {};
     state_->changed.wait_for(lock, limit, [&] { return state_->answers.count(tag) != 0; });
     const auto answer = state_->answers.extract(tag);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A service for tests: it serves a real socket or pipe, records what it is sent, and answers as the test says,
-// faults included. A front-end team tests against it without a daemon.
+// A service for tests: it serves a real socket or pipe, records the requests, and answers as the test says, including
+// faults. Front-end teams can test with it without a daemon.
 //
 //   panelkit::testing::ScriptedService service;
 //   service.answer<panelkit::Command::TokenLogin>(true);
@@ -26,7 +26,7 @@ namespace panelkit::testing {
 
 // A request as it arrived.
 struct Received {
-    std::string session; // the name its session gave in the hello
+    std::string session; // the session's name from the hello
     std::uint32_t module = 0;
     std::uint32_t command = 0;
     std::string payload;
@@ -37,9 +37,9 @@ struct Reaction {
     enum class Kind : unsigned char {
         reply,
         refuse,
-        cutBefore, // close the connection without a word
+        cutBefore, // close the connection without an answer
         cutInside, // close it after `bytes` bytes of the reply frame's body
-        cutAfter,  // close it behind a whole reply
+        cutAfter,  // close it after a whole reply
         claim,     // send the header of a reply of `bytes` bytes, and no body
         silence,   // never answer
         raw,       // send `text` as it is, which need not be a frame
@@ -51,11 +51,11 @@ struct Reaction {
     unsigned signsOfLife = 0;            // still-working frames, spread over the delay
     std::vector<bridge::Remark> remarks; // sent before the reply or refusal
     struct Frame {
-        std::uint32_t kind = 0; // bridge::FrameKind, or none of these
+        std::uint32_t kind = 0; // bridge::FrameKind, or an unknown value
         std::string body;
         std::uint32_t tagShift = 0; // added to the request's tag
     };
-    std::vector<Frame> frames; // sent after the remarks, whether they belong there or not
+    std::vector<Frame> frames; // sent after the remarks, even if they are not allowed there
 
     static Reaction reply(std::string payload) { return {Kind::reply, std::move(payload)}; }
     static Reaction refuse(std::string text = "refused by the script", std::uint32_t detail = 0) {
@@ -70,21 +70,21 @@ struct Reaction {
     static Reaction silence() { return {Kind::silence}; }
     static Reaction raw(std::string bytes) { return {Kind::raw, std::move(bytes)}; }
 
-    // The same, with one more remark before it.
+    // Returns the same, with one more remark before it.
     Reaction remarking(std::uint32_t code, Loc::Phrase phrase) const {
         Reaction more = *this;
         more.remarks.push_back({code, std::move(phrase)});
         return more;
     }
 
-    // The same, with one more frame before it.
+    // Returns the same, with one more frame before it.
     Reaction behind(Frame frame) const {
         Reaction more = *this;
         more.frames.push_back(std::move(frame));
         return more;
     }
 
-    // The same, later, with a number of still-working frames meanwhile.
+    // Returns the same after a delay, with a number of still-working frames during it.
     Reaction after(std::chrono::milliseconds time, unsigned working = 0) const {
         Reaction later = *this;
         later.delay = time;
@@ -93,18 +93,18 @@ struct Reaction {
     }
 };
 
-// What became of a notification.
+// The answer to a notification.
 struct PushResult {
     enum class Kind : unsigned char { handled, notHandled, noAnswer } kind = Kind::noAnswer;
     std::string reply;
     bool operator==(const PushResult&) const = default;
 };
 
-// How the service greets.
+// The answer to a hello.
 struct Greeting {
-    std::uint32_t version = 2;       // of the protocol, told to the client; 1 turns away who speaks a later one
+    std::uint32_t version = 2;       // of the protocol, sent to the client; 1 refuses clients with a later one
     std::uint32_t verdict = 0;       // bridge::Verdict; 0 accepts
-    std::string text;                // why not
+    std::string text;                // the reason of a refusal
     std::vector<bridge::Remark> why; // the same as remarks
     bool silent = false;             // never welcomes
     std::string raw;                 // sent instead of a welcome, when not empty
@@ -115,7 +115,7 @@ class ScriptedService {
 public:
     using Script = std::function<Reaction(const Received&)>;
 
-    // Serves at once, at an endpoint of its own unless one is given. Throws std::runtime_error when it can't.
+    // Starts serving, at an endpoint of its own unless one is given. Throws std::runtime_error when that fails.
     ScriptedService();
     explicit ScriptedService(const std::string& endpoint);
     ~ScriptedService(); // closes all connections
@@ -124,7 +124,7 @@ public:
 
     const std::string& endpoint() const;
 
-    // What to do with a command from now on. A script runs on the connection's thread.
+    // Sets the reaction to a command from now on. A script runs on the connection's thread.
     void on(Command command, Reaction reaction);
     void on(Command command, Script script);
     // The same, for a reply with these fields, which must be those of the command's row.
@@ -133,25 +133,25 @@ public:
         on(command, Reaction::reply(encodeReply<command>(given...)));
     }
 
-    // How connections that come from now on are greeted.
+    // Sets the answer to the hello of later connections.
     void greet(Greeting greeting);
 
-    // Everything that arrived so far, in order.
+    // Returns all requests so far, in order.
     std::vector<Received> requests() const;
-    // The names of the sessions that were opened, and of those that have ended, in order.
+    // Return the names of the sessions that were opened, and of those that have ended, in order.
     std::vector<std::string> opened() const;
     std::vector<std::string> closed() const;
-    // Waits until `count` sessions have ended; false when that takes longer than ten seconds.
+    // Waits until `count` sessions have ended; returns false after ten seconds.
     bool waitForClosed(std::size_t count) const;
 
-    // Waits until a receiver of notifications is connected; false when that takes longer than ten seconds.
+    // Waits until a receiver of notifications is connected; returns false after ten seconds.
     bool waitForReceiver() const;
     // Sends a notification to the receiver that connected last, and waits for its answer. Several threads may push at
     // once.
     PushResult push(std::int32_t id, const std::string& payload,
                     std::chrono::milliseconds limit = std::chrono::seconds(10));
 
-    // Closes all connections, as a service that dies does; new ones are still accepted.
+    // Closes all connections, as when a service dies; new ones are still accepted.
     void cutAll();
 
 private:
@@ -159,7 +159,7 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// An endpoint that nobody else uses: a socket in a private folder, or a pipe.
+// Returns an endpoint that is used nowhere else: a socket in a private folder, or a pipe.
 std::string uniqueEndpoint();
 
 } // namespace panelkit::testing

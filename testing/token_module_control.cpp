@@ -21,7 +21,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// All users may look, so that a module that is probed under another one finds its faults; only ours may write.
+// All users may read, so that a module that is probed under another user finds its faults; only ours may write.
 constexpr fs::perms readableByAll = fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
                                     fs::perms::others_read | fs::perms::others_exec;
 constexpr fs::perms writableByAll = readableByAll | fs::perms::group_write | fs::perms::others_write;
@@ -37,7 +37,7 @@ fs::path makeFolder() {
     throw std::runtime_error("can't make a folder for test tokens");
 }
 
-// Changes the slot of that name, which is added when there is none.
+// Changes the slot with that name, which is added when it is missing.
 template <class Change>
 void changeSlot(const fs::path& folder, const std::string& name, Change change) {
     checkName(name);

@@ -11,7 +11,7 @@ namespace panelkit::testing {
 
 namespace {
 
-// The folder of this process, removed with what is in it when the process ends.
+// The folder of this process, removed with its content when the process ends.
 struct Folder {
     std::string path = "/tmp/panelkit-XXXXXX";
     Folder() {

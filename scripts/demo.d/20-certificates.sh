@@ -1,4 +1,4 @@
-# Certificates, CRLs, requests and preshared keys. The token of the chapter before is there, and logged in to.
+# Certificates, CRLs, requests and preshared keys. Uses the token of the chapter before, which is logged in to.
 token="Office Офис"
 pki=$day/pki
 

@@ -1,4 +1,4 @@
-# The local security policy, and the host's interfaces. What the demo's user wants stands in a folder of the demo's own.
+# The local security policy, and the host's interfaces. The demo's user settings are in a folder of its own.
 export PANELKIT_USER_DIR=$day/user
 
 chapter "The host's network interfaces"

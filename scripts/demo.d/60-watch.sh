@@ -1,4 +1,4 @@
-# What happens in the service, as it happens; also while it restarts.
+# Shows the events of the service; also while it restarts.
 chapter "Watching the service"
 printf '\n$ panelctl watch &\n$ panelctl --lang ru watch &\n'
 "$bin/panelctl" watch >"$day/watched" 2>"$day/watching" &

@@ -76,7 +76,7 @@ std::string Attributes::text() const {
     std::size_t size = 0;
     for (const auto& [type, value] : values_) size += 2 * value.size() + 32;
     std::string text;
-    text.reserve(size); // growing would leave the secret behind in the storage that is given up
+    text.reserve(size); // growing would leave the secret in the freed memory
     for (const auto& [type, value] : values_) {
         std::string digits = platform::hexText(value);
         text.append(std::to_string(type)).append(": ").append(digits).append("\n");
@@ -102,7 +102,7 @@ std::vector<CK_OBJECT_HANDLE> ObjectStore::handles() const {
     std::vector<CK_OBJECT_HANDLE> all;
     std::error_code none;
     for (const auto& entry : std::filesystem::directory_iterator(objects_, none)) {
-        // What a crash left beside a file has an extension.
+        // Temporary files of a crash have an extension.
         const std::string name = entry.path().filename().string();
         if (!entry.path().has_extension()) all.push_back(static_cast<CK_OBJECT_HANDLE>(testing::number(name)));
     }

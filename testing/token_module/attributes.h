@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The attributes of an object, as raw bytes by type, and the objects that a token keeps: each is a file in the
-// token's folder `objects`. Values may be secret, so they are wiped with the bag that holds them. Callers of the
-// store hold the FolderLock.
+// The attributes of an object, as raw bytes by type, and the objects of a token: each is a file in the token's folder
+// `objects`. Values may be secret, so they are wiped with the object that holds them. Callers of the store hold the
+// FolderLock.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
@@ -34,7 +34,7 @@ public:
     void setAll(const Attributes& others);
 
     bool contain(const Attributes& wanted) const;
-    bool secret(CK_ATTRIBUTE_TYPE type) const; // a value that must not be shown
+    bool secret(CK_ATTRIBUTE_TYPE type) const; // whether the value must not be shown
 
     std::string text() const; // to be wiped by the caller
     static Attributes parse(std::string_view text);

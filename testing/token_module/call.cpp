@@ -33,7 +33,7 @@ Faults recordAndReadFaultsLocked(const std::filesystem::path& folder, std::strin
     return readFaults(folder, function);
 }
 
-// Ends when a test takes the fault back, so that a thread of the test's own process can be joined.
+// Ends when the test clears the fault, so that a thread of the test's own process can be joined.
 void hang(const std::filesystem::path& folder, std::string_view function) {
     for (bool hangs = true; hangs;) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
@@ -78,8 +78,8 @@ void suffer(const Faults& faults, const std::filesystem::path& folder, std::stri
     if (faults.result) refuse(*faults.result);
 }
 
-// Any other exception than a Failure is a folder that can't be read or written; what is wrong with it is worth a
-// line to whoever wrote the test.
+// Any other exception than a Failure means a folder that can't be read or written. The reason is printed for the author
+// of the test.
 CK_RV guarded(std::string_view function, const std::function<void()>& work) {
     try {
         work();
@@ -114,10 +114,10 @@ void stop() {
     module->reset();
 }
 
-// A token that leaves between the recording of a call and its work was there when the call began: that is a removed
-// device, while a later call finds no such session or no token. So what has left so far is counted under the lock
-// under which the call is recorded: whoever waits for the record and then removes the token comes behind. (A handle
-// that never was good gets this answer too when any token leaves at that moment.)
+// A token that is removed between the recording of a call and its work was present when the call began: that must be a
+// removed device, while a later call finds no such session or no token. So the removals so far are counted under the
+// lock under which the call is recorded: a test that waits for the record and then removes the token comes after the
+// count. (A handle that was never valid gets this answer too when any token is removed at that moment.)
 CK_RV call(std::string_view function, const std::function<void(Module&, const Faults&)>& body) {
     std::uint64_t removedBefore = 0;
     std::uint64_t removedSince = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What every entry point goes through: the faults that are set for it, the locks, and the turning of exceptions
-// into return values. The loaded module is the one state of the process; it lives from start() to stop().
+// The common path of all entry points: the faults that are set for them, the locks, and the conversion of exceptions to
+// return values. The loaded module is the only state of the process; it exists from start() to stop().
 #pragma once
 
 #include <testing/token_module/module.h>
@@ -17,7 +17,7 @@
 
 namespace panelkit::testing {
 
-// The module behind its mutex. A call that began before stop() keeps it alive, and finds it stopped.
+// The module behind its mutex. A call that began before stop() keeps it alive, but gets a Failure.
 class LoadedModule {
 public:
     LoadedModule(std::filesystem::path folder, std::uint64_t slotSeed);
@@ -35,12 +35,12 @@ private:
     bool stopped_ = false; // guarded by mutex_
 };
 
-// What happens before a call's own work: it is recorded, then hangs, waits, kills the process or is refused with a
-// Failure, as the folder's faults say.
+// Runs before a call's own work. It records the call; then, as the folder's faults say, it hangs, waits, kills the
+// process or throws a Failure.
 Faults recordAndReadFaults(const std::filesystem::path& folder, std::string_view function);
 void suffer(const Faults& faults, const std::filesystem::path& folder, std::string_view function);
 
-// CKR_OK, or what the exception that `work` throws stands for.
+// Returns CKR_OK, or the value for an exception that `work` throws.
 CK_RV guarded(std::string_view function, const std::function<void()>& work);
 
 // The module that is loaded; throws Failure: CKR_CRYPTOKI_NOT_INITIALIZED.
@@ -48,7 +48,7 @@ std::shared_ptr<LoadedModule> loadedModule();
 void start(const std::filesystem::path& folder, bool renumbered); // throws Failure when one is loaded
 void stop();
 
-// A whole call: the body runs once, with the module and the faults of its answer.
+// A whole call: the body runs once, with the module and the faults for its answer.
 CK_RV call(std::string_view function, const std::function<void(Module&, const Faults&)>& body);
 
 } // namespace panelkit::testing

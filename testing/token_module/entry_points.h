@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The functions of the module's function list, thin: they check pointers, call the model, and fill in the answer,
-// nonsense included. Those of the standard that are not here answer CKR_FUNCTION_NOT_SUPPORTED.
+// The functions of the module's function list: they check pointers, call the model, and fill in the answer, or garbage
+// on request. Functions of the standard that are not here return CKR_FUNCTION_NOT_SUPPORTED.
 #pragma once
 
 #include <p11-kit/pkcs11.h>
@@ -42,7 +42,7 @@ CK_RV findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_UL
 CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG most, CK_ULONG* count);
 CK_RV findObjectsFinal(CK_SESSION_HANDLE session);
 
-// Bytes that are no text: not UTF-8, with control characters and zeros, and without blanks at the end.
+// Writes bytes that are not text: not UTF-8, with control characters and zeros, and without blanks at the end.
 void fillWithGarbage(void* bytes, CK_ULONG size);
 
 } // namespace panelkit::testing::entry

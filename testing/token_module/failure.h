@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// How the model behind the entry points refuses a call: it throws the value that the call returns.
+// Thrown by the model to refuse a call: the value that the call returns.
 #pragma once
 
 #include <p11-kit/pkcs11.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The module's only export, and the list that it hands out.
+// The module's only export, and the function list that it returns.
 #include <testing/token_module/call.h>
 #include <testing/token_module/entry_points.h>
 #include <testing/token_module/failure.h>
@@ -14,13 +14,13 @@ namespace panelkit::testing {
 
 namespace {
 
-// Takes the shape of whichever entry it stands in.
+// Converts to the type of any entry.
 template <class... Arguments>
 CK_RV notSupported(Arguments...) {
     return CKR_FUNCTION_NOT_SUPPORTED;
 }
 
-// What the standard demands of the two functions that it keeps from its past.
+// The standard demands this result of its two obsolete functions.
 CK_RV notParallel(CK_SESSION_HANDLE) { return CKR_FUNCTION_NOT_PARALLEL; }
 
 // clang-format off
@@ -75,8 +75,8 @@ constexpr CK_FUNCTION_LIST functions = {
 };
 // clang-format on
 
-// The list with the wrong version and without the entries that the folder says. Callers hold pointers to it, so it
-// is made once; another load of the module makes another.
+// The list with a wrong version and without the entries that the folder names. Callers keep pointers to it, so it is
+// made once; another load of the module makes another.
 CK_FUNCTION_LIST spoilt(const std::filesystem::path& folder, const Faults& faults) {
     CK_FUNCTION_LIST list = functions;
     const std::uint16_t version = faults.version.value_or(2 << 8 | 40);

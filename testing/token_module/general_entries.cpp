@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view manufacturer = "panelkit";
 
-// Fills a text of fixed size as the standard has it, padded with blanks.
+// Fills a text of fixed size as in the standard, padded with blanks.
 template <std::size_t size>
 void fill(unsigned char (&field)[size], std::string_view text, bool garbage) {
     std::memset(field, ' ', size);
@@ -26,8 +26,8 @@ void fill(unsigned char (&field)[size], std::string_view text, bool garbage) {
     if (garbage) fillWithGarbage(field, size);
 }
 
-// The standard's way to hand out a list: its size when there is no room for it. An absurd number is only claimed:
-// nothing is written beyond what the caller has.
+// Returns a list as the standard says: only its size when there is no room for it. An absurd size is only claimed:
+// nothing is written beyond the caller's memory.
 void handOut(const std::vector<CK_ULONG>& list, CK_ULONG* to, CK_ULONG* count, const Faults& faults) {
     demand(count, CKR_ARGUMENTS_BAD);
     const CK_ULONG room = *count;
@@ -37,7 +37,7 @@ void handOut(const std::vector<CK_ULONG>& list, CK_ULONG* to, CK_ULONG* count, c
     std::ranges::copy(list, to);
 }
 
-// No mutexes of the caller's are used; the system's serve as well unless it forbids them.
+// The caller's mutexes are not used; the system's are, unless the caller forbids them.
 void checkArguments(const CK_C_INITIALIZE_ARGS* arguments) {
     if (!arguments) return;
     const bool all =
@@ -140,8 +140,8 @@ CK_RV getMechanismInfo(CK_SLOT_ID slot, CK_MECHANISM_TYPE, CK_MECHANISM_INFO*) {
     });
 }
 
-// Waits by looking again and again: the folder can't call. A C_Finalize ends the wait, even when the module is
-// initialised anew before the next look.
+// Waits by polling, because the folder can't notify. C_Finalize ends the wait, even when the module is initialised
+// again before the next poll.
 CK_RV waitForSlotEvent(CK_FLAGS flags, CK_SLOT_ID* slot, void* reserved) {
     constexpr auto betweenLooks = std::chrono::milliseconds(20);
     return guarded("C_WaitForSlotEvent", [&] {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The module from C_Initialize to C_Finalize: slots, sessions, log-ins and objects. Nothing here locks: a
-// LoadedModule hands it out under its mutex and the FolderLock, and takes over first what changed in the folder.
-// Members throw a Failure with the value that the call returns.
+// The module from C_Initialize to C_Finalize: slots, sessions, log-ins and objects. Nothing here locks: a LoadedModule
+// passes it on under its mutex and the FolderLock, after it has read the changes in the folder. Members throw a Failure
+// with the value that the call returns.
 #pragma once
 
 #include <testing/token_module/attributes.h>
@@ -22,7 +22,7 @@ namespace panelkit::testing {
 struct Session {
     CK_SLOT_ID slot = 0;
     CK_FLAGS flags = 0;
-    std::optional<std::vector<CK_OBJECT_HANDLE>> search; // what is left to hand out, the next one last
+    std::optional<std::vector<CK_OBJECT_HANDLE>> search; // objects still to be returned, the next one last
 
     bool readWrite() const { return (flags & CKF_RW_SESSION) != 0; }
 };
@@ -32,12 +32,12 @@ public:
     // Without a folder there is one slot without a token.
     Module(std::filesystem::path folder, std::uint64_t slotSeed);
 
-    // Ends the sessions of tokens that have left.
+    // Ends the sessions of tokens that were removed.
     void refresh();
     Slots& slots() { return slots_; }
 
-    // Tokens: module_tokens.cpp. A PIN is the caller's memory; no copy of it is made.
-    CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const; // with the texts left to the caller
+    // Tokens: module_tokens.cpp. A PIN is a view of the caller's memory; it is not copied.
+    CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const; // without the texts, which the caller fills in
     TokenState tokenState(CK_SLOT_ID slot) const;
     void initToken(CK_SLOT_ID slot, std::string_view soPin, std::string_view label);
     void initPin(CK_SESSION_HANDLE handle, std::string_view pin);
@@ -84,7 +84,7 @@ private:
     std::map<CK_SESSION_HANDLE, Session> sessions_;
     std::map<CK_SLOT_ID, CK_USER_TYPE> logins_;
     std::map<CK_OBJECT_HANDLE, SessionObject> sessionObjects_;
-    CK_SESSION_HANDLE lastSession_ = 0x100; // numbers that look like neither a slot nor an object
+    CK_SESSION_HANDLE lastSession_ = 0x100; // differs from the numbers of slots and objects
     CK_OBJECT_HANDLE lastSessionObject_;
 };
 

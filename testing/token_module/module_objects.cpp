@@ -16,7 +16,7 @@ constexpr std::string_view yes("\1", 1);
 
 bool isKey(CK_ULONG objectClass) { return objectClass == CKO_SECRET_KEY || objectClass == CKO_PRIVATE_KEY; }
 
-// What the standard lets a template leave out. Keys are private unless it says otherwise.
+// Adds the attributes that a template may omit. Keys are private unless it says otherwise.
 void complete(Attributes& object) {
     demand(object.find(CKA_CLASS), CKR_TEMPLATE_INCOMPLETE);
     const CK_ULONG objectClass = object.number(CKA_CLASS);

@@ -10,7 +10,7 @@ namespace panelkit::testing {
 
 namespace {
 
-constexpr CK_OBJECT_HANDLE firstSessionObject = 0x80000000; // the numbers of token objects stay below
+constexpr CK_OBJECT_HANDLE firstSessionObject = 0x80000000; // the numbers of token objects are smaller
 
 std::vector<SlotLine> slotLines(const std::filesystem::path& folder) {
     if (folder.empty()) return {{"empty"}};
@@ -46,7 +46,7 @@ void Module::closeSession(CK_SESSION_HANDLE handle) {
     if (countSessions(slot, 0) == 0) logins_.erase(slot);
 }
 
-// Works for a slot that has gone as well.
+// Works for a removed slot too.
 void Module::closeAllSessions(CK_SLOT_ID slot) {
     std::erase_if(sessionObjects_, [&](const auto& object) { return object.second.slot == slot; });
     std::erase_if(sessions_, [&](const auto& session) { return session.second.slot == slot; });
@@ -85,7 +85,7 @@ std::optional<CK_USER_TYPE> Module::loggedIn(CK_SLOT_ID slot) const {
     return found->second;
 }
 
-// What only the user may see goes with the log-in: private session objects, and searches that may hold others.
+// Private objects are visible only with the log-in: private session objects are destroyed, and searches ended.
 void Module::endLogin(CK_SLOT_ID slot) {
     logins_.erase(slot);
     std::erase_if(sessionObjects_, [&](const auto& object) {

@@ -13,7 +13,7 @@ void demandPinLength(std::string_view pin) {
 
 CK_FLAGS when(bool holds, CK_FLAGS flag) { return holds ? flag : 0; }
 
-// The flags of the user's PIN, and those of the security officer's, which stand four bits above them.
+// The flags of the user's PIN, and those of the security officer's, which are four bits higher.
 CK_FLAGS pinFlags(const StoredPin& pin, unsigned tries) {
     if (!pin.hash) return 0;
     const unsigned left = pin.triesLeft(tries);
@@ -71,7 +71,7 @@ void Module::initPin(CK_SESSION_HANDLE handle, std::string_view pin) {
     storeToken(folder_, tokenOf(session), state);
 }
 
-// The security officer's own PIN after his log-in, else the user's. A new PIN that can't be costs no try.
+// The security officer's own PIN after his log-in, else the user's. An invalid new PIN costs no try.
 void Module::setPin(CK_SESSION_HANDLE handle, std::string_view oldPin, std::string_view newPin) {
     const Session& session = this->session(handle);
     demandWritable(session);
@@ -112,7 +112,7 @@ void Module::seedRandom(CK_SESSION_HANDLE handle, CK_ULONG bytes) {
     storeToken(folder_, token, state);
 }
 
-// The count is stored before the answer is given, so that it holds for the other processes as well.
+// The count is stored before the answer is given, so that it is valid for other processes too.
 void Module::authenticate(const std::string& token, StoredPin TokenState::*which, std::string_view pin) {
     TokenState state = loadToken(folder_, token);
     demand((state.*which).hash.has_value(), CKR_PIN_INCORRECT);
@@ -122,7 +122,7 @@ void Module::authenticate(const std::string& token, StoredPin TokenState::*which
     demand(check == PinCheck::right, CKR_PIN_INCORRECT);
 }
 
-// For what changes the token, which may have been protected since the session was opened.
+// Called before changes: the token may have become write-protected after the session was opened.
 void Module::demandWritable(const Session& session) const {
     demand(session.readWrite(), CKR_SESSION_READ_ONLY);
     demand(!readTraits(folder_, tokenOf(session)).writeProtected, CKR_TOKEN_WRITE_PROTECTED);

@@ -12,7 +12,7 @@ namespace panelkit::testing::entry {
 
 namespace {
 
-// Answers one attribute of the caller's template, and what that alone would make the call return.
+// Answers one attribute of the caller's template, and returns the result for this attribute.
 CK_RV answer(const Attributes& object, CK_ATTRIBUTE& wanted) {
     const std::string* value = object.find(wanted.type);
     const CK_ULONG room = std::exchange(wanted.ulValueLen, CK_UNAVAILABLE_INFORMATION);
@@ -24,7 +24,7 @@ CK_RV answer(const Attributes& object, CK_ATTRIBUTE& wanted) {
     return CKR_OK;
 }
 
-// The size that is claimed is absurd; no more is written than what the caller has.
+// The claimed size is absurd; nothing is written beyond the caller's memory.
 void spoil(CK_ATTRIBUTE& answered, const Faults& faults) {
     const bool written = answered.pValue && answered.ulValueLen != CK_UNAVAILABLE_INFORMATION;
     if (faults.garbage && written) fillWithGarbage(answered.pValue, answered.ulValueLen);

@@ -16,7 +16,7 @@ std::string_view bytesOf(const unsigned char* bytes, CK_ULONG size) {
     return {reinterpret_cast<const char*>(bytes), size};
 }
 
-// The standard's labels have 32 bytes, with blanks at the end.
+// Labels of the standard have 32 bytes, padded with blanks.
 std::string_view labelOf(const unsigned char* label) {
     const std::string_view whole = bytesOf(label, sizeof(CK_TOKEN_INFO::label));
     return whole.substr(0, whole.find_last_not_of(' ') + 1);

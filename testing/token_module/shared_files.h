@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files that several processes share: read whole, replaced whole, and guarded by the folder's lock. Nothing here
-// keeps a file open between calls, and no buffer of ours outlives a call: the files may hold secrets.
+// Files that several processes share: read and replaced as a whole, and guarded by the folder's lock. No file stays
+// open between calls, and no buffer of ours is kept after a call: the files may hold secrets.
 #pragma once
 
 #include <filesystem>
@@ -12,9 +12,8 @@
 
 namespace panelkit::testing {
 
-// Keeps every other lock of the same folder out, those of this process too, as long as it lives. Without a folder,
-// or when the folder is gone, there is nothing to guard and it holds nothing. Throws std::runtime_error when the
-// system refuses the lock.
+// Locks the folder against all other locks, including those of this process, as long as it exists. Without a folder, or
+// when the folder was removed, it locks nothing. Throws std::runtime_error when the system refuses the lock.
 class FolderLock {
 public:
     explicit FolderLock(const std::filesystem::path& folder);
@@ -27,18 +26,18 @@ private:
     std::unique_ptr<Held> held_;
 };
 
-// The whole file; nothing when it can't be opened.
+// Returns the whole file; nullopt when it can't be opened.
 std::optional<std::string> readFile(const std::filesystem::path& file);
 
-// Writes beside the file and renames, so that a reader sees the old bytes or the new ones. Throws
-// std::runtime_error when it can't.
+// Writes a new file and renames it, so that a reader sees either the old bytes or the new ones. Throws
+// std::runtime_error on failure.
 void replaceFile(const std::filesystem::path& file, std::string_view bytes);
 
-// Throws std::runtime_error when it can't.
+// Throws std::runtime_error on failure.
 void appendToFile(const std::filesystem::path& file, std::string_view bytes);
 
-// What the variable PANELKIT_TEST_TOKEN_DIR says; empty when it is unset. Setting it concerns this process and
-// those that it starts.
+// The value of PANELKIT_TEST_TOKEN_DIR; empty when it is unset. Setting it affects this process and those that it
+// starts.
 std::filesystem::path folderFromEnvironment();
 void setFolderInEnvironment(const std::filesystem::path& folder);
 

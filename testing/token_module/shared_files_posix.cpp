@@ -65,7 +65,7 @@ FolderLock::FolderLock(const fs::path& folder) {
     }
 }
 
-FolderLock::~FolderLock() = default; // closing the descriptor gives the lock back
+FolderLock::~FolderLock() = default; // closing the descriptor releases the lock
 
 std::optional<std::string> readFile(const fs::path& file) {
     const Descriptor descriptor(file, O_RDONLY);

@@ -49,7 +49,7 @@ FolderLock::FolderLock(const fs::path& folder) {
     if (!LockFileEx(held_->handle.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &start)) fail("lock", folder);
 }
 
-// Closing a handle gives its lock back too, but only at a time of the system's choice.
+// Closing a handle releases its lock too, but possibly later.
 FolderLock::~FolderLock() {
     if (!held_ || !platform::valid(held_->handle)) return;
     OVERLAPPED start{};
@@ -71,7 +71,7 @@ void replaceFile(const fs::path& file, std::string_view bytes) {
     fs::path beside = file;
     beside += L".new";
     writeAll(beside, GENERIC_WRITE, CREATE_ALWAYS, bytes);
-    // Who reads without our lock, a virus scanner or an editor, may have the file open for a moment.
+    // Programs that do not use our lock (a virus scanner, an editor) may have the file open for a moment.
     for (int attempt = 0; !MoveFileExW(beside.c_str(), file.c_str(), MOVEFILE_REPLACE_EXISTING); ++attempt) {
         const DWORD error = GetLastError();
         const bool inUse = error == ERROR_ACCESS_DENIED || error == ERROR_SHARING_VIOLATION;
@@ -84,7 +84,7 @@ void appendToFile(const fs::path& file, std::string_view bytes) {
     writeAll(file, FILE_APPEND_DATA, OPEN_ALWAYS, bytes);
 }
 
-// The system is asked, not the C run-time library, whose copy of the environment is as old as the process.
+// Asks the system: the C run-time library has a copy of the environment from the start of the process.
 fs::path folderFromEnvironment() {
     std::wstring folder(GetEnvironmentVariableW(variable, nullptr, 0), L'\0');
     folder.resize(GetEnvironmentVariableW(variable, folder.data(), static_cast<DWORD>(folder.size())));

@@ -16,7 +16,7 @@ Slots::Slots(std::uint64_t seed, const std::vector<SlotLine>& lines) : seed_(see
 
 Slot Slots::slotOf(const SlotLine& line) const {
     constexpr std::uint64_t lowest = 0x10000;
-    constexpr std::uint64_t ids = 0x7FFF0000 - lowest; // positive in a signed integer of 32 bits too
+    constexpr std::uint64_t ids = 0x7FFF0000 - lowest; // also positive as a signed integer of 32 bits
     const auto id = static_cast<CK_SLOT_ID>(lowest + spread(line.slot, seed_) % ids);
     return {id, line.slot, line.token, line.insertion};
 }
@@ -42,7 +42,7 @@ std::vector<CK_SLOT_ID> Slots::update(const std::vector<SlotLine>& lines) {
     return left;
 }
 
-// One event tells of all that happened in a slot since it was last asked about.
+// One event covers all changes of a slot since the last query.
 void Slots::noteChange(CK_SLOT_ID id) {
     if (std::ranges::find(events_, id) == events_.end()) events_.push_back(id);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The slots as the module last saw them, with ids that nobody can guess: large, in no order, and other ones for
-// another seed.
+// The slots as the module last saw them. Their ids can't be guessed: large, in no order, and different for another
+// seed.
 #pragma once
 
 #include <testing/token_module/steering.h>
@@ -27,19 +27,19 @@ struct Slot {
 
 class Slots {
 public:
-    // `lines` are the slots at the start: they are no news for takeEvent.
+    // `lines` are the slots at the start: takeEvent does not report them.
     Slots(std::uint64_t seed, const std::vector<SlotLine>& lines);
 
-    // Takes over how the slots are now. Gives the ids of those whose token has left, for another one too.
+    // Updates the slots. Returns the ids of those whose token was removed or replaced.
     std::vector<CK_SLOT_ID> update(const std::vector<SlotLine>& lines);
 
     const std::vector<Slot>& all() const { return slots_; }
     const Slot& at(CK_SLOT_ID id) const;        // throws Failure: CKR_SLOT_ID_INVALID
     const Slot& withToken(CK_SLOT_ID id) const; // throws Failure: that, or CKR_TOKEN_NOT_PRESENT
 
-    // A slot where a token came or went, each change once.
+    // Returns a slot where a token was inserted or removed; each change once.
     std::optional<CK_SLOT_ID> takeEvent();
-    // How many tokens have left so far.
+    // The number of tokens that were removed so far.
     std::uint64_t removals() const { return removals_; }
 
 private:

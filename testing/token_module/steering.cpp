@@ -39,7 +39,7 @@ std::uint16_t versionNamed(std::string_view text) {
     return static_cast<std::uint16_t>(major << 8 | minor);
 }
 
-// The kinds of fault: the functions that can have them (empty: all), and what they do to a function's faults.
+// The kinds of fault: the functions that can have them (empty: all), and how they change a function's faults.
 struct FaultKind {
     std::string_view name;
     bool hasArgument;
@@ -77,7 +77,7 @@ bool contains(const std::vector<std::string_view>& all, std::string_view one) {
     return std::ranges::find(all, one) != all.end();
 }
 
-// Applies the line to `faults`; throws when the module would not understand it.
+// Applies the line to `faults`; throws when it is not a valid line.
 void apply(const FaultLine& line, Faults& faults) {
     const FaultKind& kind = kindNamed(line.kind);
     const bool known =

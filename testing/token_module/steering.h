@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The files by which a test steers the module while it is loaded: `slots`, `faults` and each token's `traits`. Only
+// The files with which a test controls the module while it is loaded: `slots`, `faults` and each token's `traits`. Only
 // the test writes them; the module reads them at every call. README.md documents their lines. Callers hold the
-// FolderLock. A line that is not understood throws std::invalid_argument: a misspelt fault must not pass for none.
+// FolderLock. An unknown line throws std::invalid_argument, so that a misspelt fault is noticed.
 #pragma once
 
 #include <testing/token_module/traits.h>
@@ -20,7 +20,7 @@ namespace panelkit::testing {
 struct SlotLine {
     std::string slot;
     std::string token;           // empty: none is inserted
-    std::uint64_t insertion = 0; // a token that went and came back between two calls shows by another number
+    std::uint64_t insertion = 0; // changes when a token is removed and inserted again between two calls
 };
 std::vector<SlotLine> readSlots(const std::filesystem::path& folder);
 void writeSlots(const std::filesystem::path& folder, const std::vector<SlotLine>& slots);
@@ -29,7 +29,7 @@ std::filesystem::path tokenFolder(const std::filesystem::path& folder, std::stri
 TokenTraits readTraits(const std::filesystem::path& folder, std::string_view token);
 void writeTraits(const std::filesystem::path& folder, std::string_view token, const TokenTraits& traits);
 
-// What is wrong with one function.
+// The faults of one function.
 struct Faults {
     bool hang = false;
     std::chrono::milliseconds delay{0};
@@ -50,7 +50,7 @@ struct FaultLine {
 std::vector<FaultLine> readFaultLines(const std::filesystem::path& folder);
 void writeFaultLines(const std::filesystem::path& folder, const std::vector<FaultLine>& lines);
 
-// Every function that can be steered, with the place of its entry in a CK_FUNCTION_LIST.
+// Every function that can have faults, with its entry in a CK_FUNCTION_LIST.
 struct FunctionRow {
     std::string_view name;
     std::size_t offset;

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a token keeps beside its objects: label, PINs and the tries that are left, in the file `token` of its
-// folder. A PIN is kept as a plain spread of its bytes: enough to compare, and no protection; no PIN is ever
-// copied. Callers hold the FolderLock.
+// The state of a token beside its objects: label, PINs and remaining tries, in the file `token` of its folder. A PIN is
+// stored as a simple hash: enough to compare, but no protection. PINs are never copied. Callers hold the FolderLock.
 #pragma once
 
 #include <cstdint>
@@ -19,11 +18,11 @@ constexpr std::size_t longestPin = 64;
 enum class PinCheck : unsigned char { right, wrong, locked };
 
 struct StoredPin {
-    std::optional<std::uint64_t> hash; // of the PIN; none: not set
-    unsigned wrongTries = 0;           // since the last good one
+    std::optional<std::uint64_t> hash; // of the PIN; nullopt: not set
+    unsigned wrongTries = 0;           // since the last correct one
 
     unsigned triesLeft(unsigned tries) const { return wrongTries < tries ? tries - wrongTries : 0; }
-    // Counts a wrong try, and forgets the earlier ones at a good one.
+    // Counts a wrong try; a correct one resets the count.
     PinCheck check(std::string_view pin, unsigned tries);
     void set(std::string_view pin); // unlocks as well
 };
@@ -41,7 +40,7 @@ struct TokenState {
 TokenState loadToken(const std::filesystem::path& folder, std::string_view token);
 void storeToken(const std::filesystem::path& folder, std::string_view token, const TokenState& state);
 
-// Sixteen characters that stay the same for the token's name.
+// Sixteen characters that depend only on the token's name.
 std::string serialNumber(std::string_view token);
 
 } // namespace panelkit::testing

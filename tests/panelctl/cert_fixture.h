@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A scripted service with two tokens and a few certificates, for panelctl's verbs about them.
+// A scripted service with two tokens and a few certificates, for panelctl's certificate verbs.
 #pragma once
 
 #include "../support/bytes.h"
@@ -34,7 +34,7 @@ protected:
                    Reaction::reply(encoded(gate, details, std::string("line 1\nline\x1B 2\n"))));
     }
 
-    // Pairs as listings are answered.
+    // The pairs of a listing's reply.
     template <class Object>
     static std::string pairs(const std::vector<std::pair<TokenInfo, Object>>& listed) {
         std::string reply = encoded(static_cast<std::uint32_t>(listed.size()));
@@ -76,7 +76,7 @@ protected:
     const TokenInfo office{1, "Office", "A1", "Acme, X", "embedded", ready};
     const TokenInfo home{2, "東京", "B2", "", "card", ready};
 
-    // Ten and some days, 4000 and some days, and over since 20 and some days.
+    // Valid for ten days and some hours, for 4000 days and some hours, and expired 20 days and some hours ago.
     const CertInfo gate{.subject = "CN=gate\\, west,O=Büro",
                         .issuer = "CN=Root,O=Büro",
                         .serialNumber = "0A1B",
@@ -112,7 +112,7 @@ protected:
     panelkit::testing::ScriptedService service;
 };
 
-// With a file whose contents the service tells as the test says.
+// With a file; the test sets the content that the service reports.
 class FileVerbs : public CertVerbs {
 protected:
     using Command = panelkit::Command;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Every result of a certificate operation ends a verb with an exit code and a line of its own.
+// For every result of a certificate operation, the verb ends with an exit code and a line of its own.
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_outcomes.h>
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert and psk where a person sits: what is asked, what is shown while the service works, and what a user who
-// may not read a file is told. POSIX only.
+// panelctl cert and psk at a terminal: the questions, the output while the service works, and the error for a user who
+// may not read a file. POSIX only.
 #include "../support/pseudo_terminal_posix.h"
 #include "cert_fixture.h"
 
@@ -28,7 +28,7 @@ protected:
     void waitFor(const std::string& text) {
         waitUntil(text.c_str(), [&] { return terminal.screen().find(text) != std::string::npos; });
     }
-    // Types what is asked for with line editing off, as secrets are.
+    // Answers a question while line editing is off, as for secrets.
     void typeSecret(const std::string& question, const std::string& secret) {
         waitFor(question);
         terminal.waitForReader();
@@ -94,7 +94,7 @@ TEST_F(AtATerminal, DotsAreDrawnForPeopleAndNotForPrograms) {
     EXPECT_THAT(run({"cert", "reload"}).error, Not(HasSubstr(".\n")));
 }
 
-// A hook that sleeps for a second would draw a dot for every command that takes a moment.
+// A hook that sleeps for a second would draw a dot for every short command.
 TEST_F(AtATerminal, NothingIsDrawnForWhatIsDoneWithinASecond) {
     service.on(Command::CertsReloadAll, Reaction::reply("").after(std::chrono::milliseconds(200)));
     start({"cert", "reload"});

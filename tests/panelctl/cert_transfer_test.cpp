@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl cert import, export, delete: what goes to the service, and what does not. Runs under Wine too.
+// panelctl cert import, export, delete: what is sent to the service, and what is not. Runs under Wine too.
 #include "cert_fixture.h"
 
 #include <filesystem>
@@ -53,7 +53,7 @@ TEST_F(FileVerbs, ChooseTheTokenThatHoldsTheKey) {
     fileHolds({{gate, bit(CertImport::certificateOnly), {1}}});
     EXPECT_EQ(run({"cert", "import", path}).status, 0);
     EXPECT_EQ(sent(Command::ImportCertificate), imported(home, 0, CertImport::certificateOnly));
-    fileHolds({{gate, bit(CertImport::certificateOnly), {7}}}); // no place in the list
+    fileHolds({{gate, bit(CertImport::certificateOnly), {7}}}); // not an index of the list
     expectError(run({"cert", "import", path}), 11, "there are several tokens");
 }
 

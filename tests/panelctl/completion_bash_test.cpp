@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The script for bash, in a bash: words as it takes them apart, quotes, and names with blanks.
+// The script for bash, in a bash: words as bash splits them, quotes, and names with blanks.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
 
@@ -21,10 +21,10 @@ protected:
     Bash() {
         service.on(Command::EnumProviderTokens,
                    Reaction::reply(encoded(std::vector<TokenInfo>{
-                       {1, "Office Moscow", "A1", "", "card", vocabulary::tokenFlag::initialized}})));
+                       {1, "Office North", "A1", "", "card", vocabulary::tokenFlag::initialized}})));
     }
 
-    // What bash would put in place of the last word.
+    // The text that bash would put in place of the last word.
     std::string completed(const std::string& words) const {
         platform::ChildOptions options;
         options.arguments = {"/bin/bash", "-c",
@@ -45,9 +45,9 @@ TEST_F(Bash, CompletesACommandLine) {
     EXPECT_EQ(completed("tok"), "token|");
     EXPECT_EQ(completed("token log"), "login|logout|");
     EXPECT_EQ(completed("token login --lang = r"), "ru|");
-    EXPECT_EQ(completed("token login ''"), "Office\\ Moscow|");
-    EXPECT_EQ(completed(R"(token login 'Office\ M')"), "Office\\ Moscow|") << "half of it was typed with a backslash";
-    EXPECT_EQ(completed(R"(token login "\"Office M")"), "Office Moscow|") << "the quote that was begun goes on";
+    EXPECT_EQ(completed("token login ''"), "Office\\ North|");
+    EXPECT_EQ(completed(R"(token login 'Office\ N')"), "Office\\ North|") << "half of it was typed with a backslash";
+    EXPECT_EQ(completed(R"(token login "\"Office N")"), "Office North|") << "the quote that was begun goes on";
     EXPECT_EQ(completed("nonsense x"), "|");
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelctl offers to a shell, word by word. Runs under Wine too.
+// The completions that panelctl offers to a shell, word by word. Runs under Wine too.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
 
@@ -32,7 +32,7 @@ protected:
     ACommandLineBeingTyped() {
         const std::uint32_t ready = vocabulary::tokenFlag::initialized;
         service.on(Command::EnumProviderTokens,
-                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office Moscow", "A1", "", "card", ready},
+                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office North", "A1", "", "card", ready},
                                                                   {2, "Офис", "B2", "", "card", ready},
                                                                   {3, "bad\nlabel", "C3", "", "card", ready}})));
         service.on(Command::EnumProviders, Reaction::reply(encoded(std::vector<ProviderInfo>{
@@ -71,7 +71,7 @@ TEST_F(ACommandLineBeingTyped, IsContinuedWithGroupsVerbsAndOptions) {
 }
 
 TEST_F(ACommandLineBeingTyped, IsContinuedWithWhatTheServiceKnows) {
-    EXPECT_THAT(offered({"token", "login", ""}), UnorderedElementsAre("Office Moscow", "Офис"))
+    EXPECT_THAT(offered({"token", "login", ""}), UnorderedElementsAre("Office North", "Офис"))
         << "a label that would act on the terminal is not offered";
     EXPECT_THAT(offered({"token", "login", "Оф"}), ElementsAre("Офис"));
     EXPECT_THAT(offered({"token", "login", "Офис", ""}), IsEmpty()) << "it takes one token";
@@ -118,7 +118,7 @@ TEST_F(ACommandLineBeingTyped, IsContinuedWithParametersAndChoicesOfThePolicy) {
 TEST_F(ACommandLineBeingTyped, IsAskedAboutAtTheServiceThatItNames) {
     const std::string nobody = panelkit::testing::uniqueEndpoint();
     EXPECT_THAT(offered(nobody, {"--complete", "--endpoint", service.endpoint(), "token", "login", "Of"}),
-                ElementsAre("Office Moscow"));
+                ElementsAre("Office North"));
     EXPECT_THAT(offered(nobody, {"--complete", "token", "login", ""}), IsEmpty()) << "and no error";
 }
 

@@ -81,7 +81,7 @@ TEST_F(TheConfiguration, GetsItsSecretFromTheService) {
     EXPECT_EQ(config({"get", "IKE.QCD_SECRET"}).output, "***\n");
 }
 
-// Somebody presses Ctrl-C, or the system shuts down, while sections are written.
+// Ctrl-C, or a shutdown of the system, while sections are written.
 TEST(AnInterruptedApply, PutsBackWhatItWrote) {
     ConfigService slow;
     const auto before = slow.bodies;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl config against a scripted service that keeps sections as it is told, and fails as it is told. Runs under
+// panelctl config against a scripted service that keeps sections as written, and fails as the test says. Runs under
 // Wine too.
 #include "../support/bytes.h"
 #include "../support/config_service.h"
@@ -42,7 +42,7 @@ protected:
     const TemporaryFolder folder;
 };
 
-// ---- looking
+// ---- reading
 
 TEST_F(PanelctlConfig, ListsParametersAsTextAndAsJson) {
     const auto result = run({"list", "PRIVKEY", "ike.natt_policy"});
@@ -68,7 +68,7 @@ TEST_F(PanelctlConfig, ShowsWhatDiffersFromTheDefaults) {
     USER user;
     LSP_GATE& gate = *user.LSP_GATES.items.emplace_back(std::make_unique<LSP_GATE>());
     gate.GATE_ADDRESS.value = "gw 1";
-    user.PMP_IDTYPE.value = 77; // no variant
+    user.PMP_IDTYPE.value = 77; // not a variant
     bodies["USER"] = bodyOf(user);
     EXPECT_EQ(run({"diff"}).output, "NAME             DEFAULT  NOW\n"
                                     "USER.PMP_IDTYPE  Key ID   =77\n"
@@ -292,10 +292,10 @@ TEST_F(PanelctlConfig, LeavesOutOfAnExportWhatJsonCannotCarry) {
 constexpr const char* threeSections =
     R"({"ADMIN": {"ADMIN_GROUP": "ops"}, "IKE": {"DPD_IDLE_TIME": 60}, "PCAP": {"PKT_ORDER": 2}})";
 
-// The library restores the sections (config_transaction_test.cpp). This is what panelctl says of it.
+// The library restores the sections (config_transaction_test.cpp). This checks the output of panelctl.
 TEST_F(PanelctlConfig, SaysThatEverythingIsRestoredWhenTheServiceRefusesASection) {
     const auto before = bodies;
-    onWrite = [&](const std::string& section) { // a service that takes what it refuses
+    onWrite = [&](const std::string& section) { // a service that stores the section and refuses it
         return section == "PCAP" && bodies["PCAP"] != before.at("PCAP") ? Reaction::refuse("not that way")
                                                                         : Reaction::reply("");
     };

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl doctor against services in all states of health. Runs under Wine too.
+// panelctl doctor against services with and without problems. Runs under Wine too.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
 
@@ -26,7 +26,7 @@ namespace flag = vocabulary::tokenFlag;
 
 namespace {
 
-// A service that lacks nothing.
+// A service without problems.
 class TheDoctor : public testing::Test {
 protected:
     TheDoctor() {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// What the library exports and how a front end gets to it: exported_operations.txt against the symbols of the library
-// and of panelctl. An operation is a function, its overloads together, without constructors, destructors, operators and
-// what only lives inside a class.
+// The library's exports and how a front end uses them: exported_operations.txt against the symbols of the library and
+// of panelctl. An operation is a function with all its overloads; constructors, destructors, operators and functions
+// that are only used within a class are left out.
 #include "../support/panelctl.h"
 #include "../support/places.h"
 
@@ -53,7 +53,7 @@ std::set<std::string> symbols(const std::string& program, const std::string& whi
     return names;
 }
 
-// Operation to how it is reached.
+// From an operation to the way in which it is used.
 std::map<std::string, std::string> table() {
     std::map<std::string, std::string> rows;
     std::ifstream file(tableFile);
@@ -98,7 +98,7 @@ TEST(TheLibrary, ExportsNothingThatTheTableDoesNotTell) {
 TEST(EveryOperation, IsReachedAsTheTableSays) {
     const auto rows = table();
     const auto needed = symbols("panelctl", "--undefined-only", 'U');
-    std::map<std::string, bool> known; // the words for panelctl that were tried
+    std::map<std::string, bool> known; // the command words of panelctl that were tested
     for (const auto& [name, how] : rows) {
         std::string rest;
         if (takes(how, "panelctl ", rest)) {

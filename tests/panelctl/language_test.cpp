@@ -48,7 +48,7 @@ TEST_F(RussianTexts, HaveThreeFormsForANumber) {
     EXPECT_EQ(said(21), "21 parameters would change");
 }
 
-// One name means one thing to whoever types it.
+// A name that users type must have one meaning.
 TEST_F(RussianTexts, AskForTheWordThatTheyTake) {
     EXPECT_THAT(say("Type \"yes\" to try: "), HasSubstr('"' + say("yes") + '"'));
 }
@@ -62,7 +62,7 @@ TEST(TheLanguageOption, IsFoundWhereverItStandsBeforeThePlainWords) {
     EXPECT_EQ(said({"token", "list", "--lang"}), "");
 }
 
-// The console's page is found out once in a process, so this is the one test here that may let it be asked for.
+// The console's page is determined once per process, so only this test may cause that.
 TEST(TheUsersLanguage, IsRussianAtARussianConsole) {
     FakeConsole console; // page 866
     EXPECT_EQ(usersLanguage(), "en");

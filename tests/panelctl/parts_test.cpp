@@ -33,7 +33,7 @@ TEST(EscapedText, ShowsWhatWouldActOnTheTerminal) {
     EXPECT_EQ(escaped("a\x1B[31mb\r\n\t"), "a\\x1B[31mb\\x0D\\x0A\\x09");
     EXPECT_EQ(escaped(std::string("a\0b", 3)), "a\\x00b");
     EXPECT_EQ(escaped("\x7F\u009B"), "\\x7F\\x9B");
-    // NOLINTNEXTLINE(misc-misleading-bidirectional): it is what this is about
+    // NOLINTNEXTLINE(misc-misleading-bidirectional): this is the subject of the test
     EXPECT_EQ(escaped("\u202Ecod.exe\u2066"), "\\u{202E}cod.exe\\u{2066}");
     EXPECT_EQ(escaped("\xFF\xC3"), "\\xFF\\xC3");
     EXPECT_EQ(escaped("\xC0\xAF\xED\xA0\x80"), "\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, and half a surrogate

@@ -122,7 +122,7 @@ TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
     EXPECT_THAT(run({"config", "plan", "/"}).error, HasSubstr("/: Is a directory"));
 }
 
-// Another program, with the same module and folder, sees what was done.
+// Another program, with the same module and folder, sees the changes.
 TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
     initialize("Office");
     platform::ChildOptions options;
@@ -173,7 +173,7 @@ TEST_F(AnotherUser, InTheUsersGroupMayLogInButNotInitialise) {
     EXPECT_THAT(service.log(), HasSubstr("audit: nobody TokenInitialize: denied"));
 }
 
-// The service that answers is nobody's: whoever runs it would read the PINs.
+// The service runs under the account "nobody", which must not receive PINs.
 TEST_F(AnotherUser, WhoRunsAServiceIsNotTrusted) {
     const TemporaryFolder open;
     ::chmod(open.path().c_str(), 0777);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelctl makes of the service's remarks: they are said in the user's language wherever an answer says no, they
-// decide on the exit code, and those of a service that lies do no harm. Runs under Wine too.
+// How panelctl uses the service's remarks: they are shown in the user's language for every answer that is not a
+// success, they decide on the exit code, and false remarks do no harm. Runs under Wine too.
 #include "cert_fixture.h"
 
 #include <panelkit/lsp/lsp_records.h>
@@ -40,7 +40,7 @@ protected:
     void login(const Reaction& reaction) { service.on(Command::TokenLogin, reaction); }
 };
 
-// The answer's own texts are not those of the remarks, so that nothing but the remarks can be what is shown.
+// The answer's own texts differ from the remarks, so that only the remarks can be the source of the output.
 const auto wrongPin = Reaction::reply(encoded(false, PinStateMessage{"a title", "a text"}));
 
 struct Saying {
@@ -127,7 +127,7 @@ TEST_F(Remarks, OnAListingBelongToTheProviderThatTheyName) {
     EXPECT_THAT(output, HasSubstr("/3.so  не загружен: in English\n")) << "nothing is remarked on it";
 }
 
-// What the result says already is not said again.
+// A reason that the result states already is not repeated.
 TEST_F(Remarks, SayWhyATokenTookNoCertificateWhereTheResultDoesNot) {
     fileHolds({plain});
     const auto importing = [&](vocabulary::ImportCert result, Refused code, Loc::Phrase phrase) {

@@ -193,7 +193,7 @@ TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
     EXPECT_EQ(run({"token", "--help"}).status, 0);
 }
 
-// docs/man/panelctl.1 is what it prints: panelctl --manual > docs/man/panelctl.1
+// To update the page: panelctl --manual > docs/man/panelctl.1
 TEST_F(Panelctl, PrintsTheManualPageThatIsInTheTree) {
     std::ifstream file(sourceFile("docs/man/panelctl.1"), std::ios::binary);
     platform::ChildOptions options;

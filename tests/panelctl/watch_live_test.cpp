@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What really happens in panelkitd, as two administrators see it who read English and Russian.
+// Real events in panelkitd, as shown to two administrators, in English and in Russian.
 #include "../support/panelctl.h"
 #include "../support/running_service.h"
 

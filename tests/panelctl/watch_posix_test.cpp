@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What ends panelctl watch on POSIX: signals, and a standard output that nobody reads any more.
+// What ends panelctl watch on POSIX: signals, and a standard output that is no longer read.
 #include "../support/panelctl.h"
 
 #include <testing/scripted_service.h>
@@ -34,7 +34,7 @@ TEST(PanelctlWatchOnPosix, EndsWellOnCtrlCAndOnTheRequestToTerminate) {
     }
 }
 
-// head leaves after the first line; nothing more happens, and watch ends all the same.
+// head ends after the first line; there are no further events, and watch must end all the same.
 TEST(PanelctlWatchOnPosix, EndsWhenNobodyReadsItAnyMore) {
     const std::string endpoint = panelkit::testing::uniqueEndpoint();
     platform::ChildOptions options;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl watch against the scripted service: what it reports, what it makes of a service that goes and comes, and
-// what ends it. Runs under Wine too.
+// panelctl watch against the scripted service: what it reports, how it handles a service that goes away and comes back,
+// and what ends it. Runs under Wine too.
 #include "../support/bytes.h"
 #include "../support/panelctl.h"
 
@@ -61,7 +61,7 @@ protected:
         EXPECT_TRUE(service->waitForReceiver());
         return service->push(static_cast<std::int32_t>(id), encoded(notice)).kind;
     }
-    // Waits until so many lines are there.
+    // Waits until there are so many lines.
     std::vector<std::string> lines(std::size_t count) const {
         std::vector<std::string> found;
         for (const auto limit = std::chrono::steady_clock::now() + 20s; std::chrono::steady_clock::now() < limit;) {
@@ -219,7 +219,7 @@ TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
         serve({});
         service->answer<Command::GetPolicyInfo>(required, info);
     };
-    const auto restart = [&](std::size_t lines) { // once it has looked at the service, which notices show
+    const auto restart = [&](std::size_t lines) { // after it has read the service's state, which notices show
         push(Notification::policyActivated, vocabulary::PolicyNotice{{0, 1}, "system", "Main", "", ""});
         events(lines);
         service.reset();
@@ -228,11 +228,11 @@ TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
     };
     servePolicy();
     startJson({"--count", "9"});
-    info.fromConfigDb = true; // what a restart does to every policy from a file is no news
+    info.fromConfigDb = true; // a restart does this to every policy from a file, so it is not reported
     info.request.server.Subject = "CN=anna";
     restart(1);
     EXPECT_EQ(events(3).back(), "service-attached");
-    required.type = LSPuserFile; // asked for, and not loaded
+    required.type = LSPuserFile; // asked for, but not loaded
     required.user = "anna";
     restart(4);
     EXPECT_EQ(events(7).back(), "policy-required (missed)");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files as they are met outside: certificates of every kind come back byte for byte, and damaged files are answered
-// clearly and change nothing.
+// Files of other programs: certificates of every kind are exported byte for byte; damaged files get a clear answer and
+// change nothing.
 #include "certs_fixture.h"
 
 #include "../support/places.h"
@@ -59,7 +59,7 @@ Identity selfSigned(const std::string& name, const Key& key) {
 struct Sample {
     std::string name;
     Identity identity;
-    std::string subject = {}; // as it is shown; empty: not looked at
+    std::string subject = {}; // as shown; empty: not checked
 };
 
 std::vector<Sample> samples() {
@@ -199,7 +199,7 @@ TEST_F(TheFiles, ThatCanNotBeUsedSayWhy) {
     EXPECT_EQ(import(), ImportCert::noSuchItem) << "a parse that fails leaves nothing of the one before";
 }
 
-// Every place where `from` stands.
+// Replaces every occurrence of `from`.
 std::string replaced(std::string text, const std::string& from, const std::string& to) {
     for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
         text.replace(at, from.size(), to);
@@ -218,7 +218,7 @@ TEST_F(TheFiles, ThatWouldKeepTheServiceBusyAreRefused) {
     EXPECT_EQ(parse(many), ParseResult::tooCostly);
 }
 
-// A file that one bit or its end distinguishes from a good one.
+// A valid file with one bit changed or its end cut off.
 std::string damaged(std::string file, Random& random) {
     switch (random.below(4)) {
     case 0: return file.substr(0, 1 + random.below(file.size() - 1));

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A service with an initialised SoftHSM2 token to which it is logged in, and short words for what tests of certificates
-// do with it.
+// A service with an initialised SoftHSM2 token to which it is logged in, and short helpers for tests of certificates.
 #pragma once
 
 #include <panelkit/certs/certs_controller.h>
@@ -32,7 +31,7 @@ protected:
     }
     ~WithCertificates() override { closePooledSessions(); }
 
-    // The token of that label, as it is now.
+    // The present record of the token with that label.
     PKCS11::TokenInfo token(const std::string& label = "Office") {
         std::vector<PKCS11::TokenInfo> listed;
         EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
@@ -86,7 +85,7 @@ protected:
         EXPECT_TRUE(controller->EnumCRLs(listed, places)) << bridge::lastFailure().text();
         return listed;
     }
-    // The certificate whose subject ends so.
+    // The certificate whose subject ends with the text.
     CertInfo named(const std::string& subject) {
         for (const CertInfo& candidate : list()) {
             if (candidate.subject == subject) return candidate;
@@ -111,7 +110,7 @@ protected:
     VpnTokensController tokens;
     std::unique_ptr<VpnCertsSilentController> controller;
 
-    // What the last call filled.
+    // The outputs of the last call.
     std::vector<PKCS11::TokenInfo> targets;
     std::vector<CertImportOption> options;
     std::vector<CRLInfo> crls;

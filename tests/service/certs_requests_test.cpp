@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Certificate requests: made on a SoftHSM2 token, judged by the openssl program, and answered by a certificate.
+// Certificate requests: made on a SoftHSM2 token, checked by the openssl program, and answered with a certificate.
 #include "certs_fixture.h"
 
 #include <gmock/gmock.h>
@@ -36,7 +36,7 @@ protected:
     MakeRequest make(const CertRequestInfo& wish) {
         return static_cast<MakeRequest>(controller->MakeCertRequest(token(), wish, content));
     }
-    // What another program makes of the request.
+    // The request as the openssl program shows it.
     std::string judged() {
         const std::string path = service.folder().file("request");
         platform::replaceFile(path, content, true);

@@ -161,7 +161,7 @@ TEST_F(TheToken, KeepsTheNewestCrlAndRevokesByIt) {
     EXPECT_TRUE(verifies("CN=gate", verifyFlag::noRevocation)) << text;
     EXPECT_THAT(text, HasSubstr("Warning: \"CN=gate\" is revoked since 2025-07-01; this was not counted, because the "
                                 "command leaves revocation out."));
-    // The configuration turns it off for IKE unless it is told otherwise.
+    // By default the configuration turns it off for IKE.
     EXPECT_TRUE(verifies("CN=gate", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer))) << text;
     EXPECT_THAT(text, HasSubstr("this was not counted, because IKE.CRL_PROCESSING turns revocation off."));
     CertInfo info = named("CN=gate");

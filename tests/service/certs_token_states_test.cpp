@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Tokens that are full, pulled out, locked or at odds with what is asked, steered from outside; and what is left of a
+// Tokens that are full, removed, locked or do not support a command, controlled from outside; and the lifetime of a
 // parsed file.
 #include "certs_fixture.h"
 
@@ -171,7 +171,7 @@ TEST_F(TheSteeredToken, ThatHangsDoesNotHoldUpThePolicysState) {
     steering().clearFaults();
 }
 
-// The token leaves between one object and the next.
+// The token is removed between one object and the next.
 TEST_F(TheSteeredToken, ThatIsPulledOutMeanwhileIsToldSo) {
     login();
     steering().recordCalls();
@@ -244,8 +244,8 @@ TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
     EXPECT_THAT(service.terminate().error, HasSubstr("the token reports an error"));
 }
 
-// What a listing costs is a matter of measuring (bench/listing.cpp); that it does not grow faster than the token is
-// not.
+// The cost of a listing is measured in bench/listing.cpp; this test checks that it does not grow faster than the number
+// of objects.
 TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
     login();
     steering().recordCalls();
@@ -260,7 +260,7 @@ TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
     }
 }
 
-// ---- what was parsed
+// ---- parsed files
 
 TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
     login();
@@ -297,7 +297,7 @@ TEST(AParsedFile, IsForgottenAfterItsTime) {
     EXPECT_FALSE(files.find(2));
 }
 
-// Anybody may offer lists for import; what was parsed of them must not stay in memory for ever.
+// Any user can send lists for import; the parsed lists must not stay in memory for ever.
 TEST(TheFactsOfCrls, AreKeptUpToSoManyBytes) {
     std::vector<long> serials(60'000);
     std::iota(serials.begin(), serials.end(), 1);

@@ -25,7 +25,7 @@ protected:
     void SetUp() override {
         if (!OtherUser::canBecome()) GTEST_SKIP() << "only root can become somebody else";
     }
-    // Whether a member of the group may do what is for administrators.
+    // Whether a member of the group may use commands for administrators.
     bool mayAdminister(const std::string& group) const {
         const auto result = other.run("nobody", "--groups=" + group, {"provider", "raise", "embedded"});
         EXPECT_THAT(result.status, testing::AnyOf(0, 4)) << result.error;
@@ -71,7 +71,7 @@ TEST(TheFolderOfTheDefaultEndpoint, IsMadeForEverybodyToEnter) {
         daemon.terminate();
         daemon.wait(std::chrono::seconds(30));
     }
-    options.arguments[2] = runtime.file("elsewhere/bridge.sock"); // not the default: a typing mistake, perhaps
+    options.arguments[2] = runtime.file("elsewhere/bridge.sock"); // not the default: perhaps a typing mistake
     const auto result = platform::runChild(options, std::chrono::seconds(30));
     EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(std::filesystem::exists(runtime.file("elsewhere")));

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The configuration's file: what is damaged or edited wrongly is told with line, section and key, the last good state
-// is used, and nothing is lost.
+// The configuration's file: mistakes are reported with line, section and key, the last good state is used, and nothing
+// is lost.
 #include "../support/random.h"
 #include "../support/run_speed.h"
 #include "../support/running_service.h"
@@ -20,7 +20,7 @@ using namespace panelkitd;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-// fuzz/configuration.cpp: aborts when what is kept does not come back the same.
+// fuzz/configuration.cpp: aborts when stored data is not read back unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
@@ -70,7 +70,7 @@ protected:
 
 struct Damage {
     const char* name;
-    const char* what; // is replaced where it first stands; with "..." behind it, all from there on; "" is the whole
+    const char* what; // the first occurrence is replaced; with "..." all that follows too; "" is the whole
     const char* with;
     const char* problem;
 };
@@ -145,7 +145,7 @@ TEST_F(TheFile, ThatIsDamagedIsToldWithItsLineAndTheLastGoodStateIsUsedAndNothin
         save(first);
         EXPECT_EQ(read("configuration.json"), whole);
     }
-    const std::size_t kept = std::size(damages) - 1; // the empty one holds nothing to keep
+    const std::size_t kept = std::size(damages) - 1; // the empty one has nothing to keep
     EXPECT_EQ(names().size(), kept + 2);
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The service is killed while it commits, again and again: the file is always the one commit or the other, whole, and
-// never an older one than was acknowledged.
+// The service is killed while it commits, again and again: the file always has one complete commit, and never an older
+// one than was acknowledged.
 #include "../support/run_speed.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
@@ -23,7 +23,7 @@ namespace {
 
 constexpr int kills = slowRun ? 20 : 200;
 
-// Commits one state after the other until the service is gone. A state is a number, once in the first section of the
+// Commits one state after the other until the service has ended. A state is a number, once in the first section of the
 // file and once in the last, with a long text between them.
 class Committer {
 public:
@@ -49,7 +49,7 @@ private:
     std::thread thread_;
 };
 
-// The state that a text of the file holds; 0 when it is none, or none as a whole.
+// The state in a text of the file; 0 when there is none or it is incomplete.
 unsigned stateOf(const std::string& text) {
     const auto read = panelkitd::readConfiguration(text);
     if (!read.bodies || !read.bodies->contains("ADMIN") || !read.bodies->contains("USER")) return 0;

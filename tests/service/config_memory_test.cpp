@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Secrets of the configuration leave nothing behind in memory that is given back: not when they are entered, written,
-// committed, and read from disk. In a program of its own, whose operators new and delete are replaced.
+// Secrets of the configuration are not left in freed memory when they are entered, written, committed, and read from
+// disk. A program of its own, because it replaces the operators new and delete.
 #include "../support/freed_memory.h"
 #include "../support/running_service.h"
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// IKE.QCD_SECRET, which the service makes when it is left to it, and its history.
+// IKE.QCD_SECRET, which the service makes on request, and its history.
 #include "../support/running_service.h"
 
 #include <service/config/configuration.h>
@@ -17,7 +17,7 @@ using LPARAMS::Client::IKE;
 
 namespace {
 
-// "NEW" stands for a secret that the service made.
+// "NEW" means a secret that the service made.
 std::string withNew(const std::string& history) {
     return std::regex_replace(history, std::regex("(^|:)[0-9A-F]{40}(?=:|$)"), "$1NEW");
 }
@@ -33,12 +33,12 @@ TEST(AHistory, GetsASecretWhereItsNewestEntryIsLeftToTheService) {
         {"auto",        "",         "NEW:"},
         {"auto:",       "",         "NEW:"},
         {":",           "",         "NEW:"},
-        // what the front end knew stays behind it, four in all
+        // the front end's secrets follow it, four in all
         {"auto:A",      "A",        "NEW:A"},
         {":A:B",        "A:B",      "NEW:A:B"},
         {"auto:A:B:C",  "A:B:C",    "NEW:A:B:C"},
         {"auto:A:B:C:D","A:B:C:D",  "NEW:A:B:C"},
-        // it knew nothing: what was committed counts
+        // the front end has none: those of the last commit are used
         {"",            "A:B",      "A:B"},
         {"auto:",       "A:B",      "NEW:A:B"},
         {"auto",        "A:B:C:D",  "NEW:A:B:C"},
@@ -129,7 +129,7 @@ TEST_F(ASection, TellsItsObserversWhatTheServiceActsOn) {
     LPARAMS::Client::CERTMON watch;
     watch.ENABLE.value = false;
     watch.DAYS_TO_EXPIRE.value = 7;
-    watch.CHECKING_TIME.value = -1; // no time of day: ten o'clock
+    watch.CHECKING_TIME.value = -1; // not a time of day: ten o'clock is used
     read().CRL_PROCESSING.value = 2;
     write("no");
     std::string body;

@@ -54,7 +54,7 @@ protected:
         EXPECT_TRUE(send(Command::ReadGroup, encoded(section), body)) << section;
         return body;
     }
-    // What the service has written takes its time to come here.
+    // The service's output may arrive a little later.
     void expectLogged(const std::string& text) const {
         for (int i = 0; i < 2000 && service.log().find(text) == std::string::npos; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -69,8 +69,8 @@ protected:
     RunningService service;
 };
 
-// Another value than the default for every parameter, and odd ones: texts that are no UTF-8, empty, long; flags that
-// are neither; choices and numbers that there are not.
+// Another value than the default for every parameter, and unusual ones: texts that are not UTF-8, empty, long; flags
+// that are neither 0 nor 1; choices and numbers that are not legal.
 std::string unusualBody(const ParamGroup& group, unsigned turn) {
     static const std::vector<std::string> texts{"",       "x",    "\xFF\xC0\x80",        std::string("a\0\"\\\n", 5),
                                                 "привет", "\x7F", std::string(5000, 'q')};
@@ -217,7 +217,7 @@ TEST_F(TheConfiguration, SetsTheLevelOfTheLogWhenItIsCommittedAndFromTheNextStar
     expectLogged("WriteGroup section LOG: done");
     ASSERT_TRUE(writeToDisk());
     ASSERT_TRUE(writeToDisk());
-    log.LOG_LEVEL.value = 99; // no level: what the command line says
+    log.LOG_LEVEL.value = 99; // not a level: the command line's is used
     ASSERT_TRUE(log.save() && writeToDisk());
     expectLogged("CommitGroups of LOG: done");
     EXPECT_EQ(service.log().find("CommitGroups"), service.log().rfind("CommitGroups"))

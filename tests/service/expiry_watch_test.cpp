@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The expiry watch, through a real server to a front end's ear.
+// The expiry watch, with a real server and a listening front end.
 #include <service/certs/expiry_watch.h>
 
 #include "../support/heard_notices.h"
@@ -113,7 +113,7 @@ TEST_F(AnExpiryWatch, AnnouncesWhatEndsSoonOnceADayAndAnewWithOtherSettings) {
 }
 
 TEST_F(AnExpiryWatch, WaitsForItsTimeOfTheDay) {
-    const ExpirySettings settings{true, 30, 86'400s}; // behind the end of any day
+    const ExpirySettings settings{true, 30, 86'400s}; // after the end of any day
     ExpiryWatch watch([] { return std::vector<WatchedCertificate>{{{}, endingIn(1)}}; }, announcer, settings, 1ms);
     EXPECT_TRUE(heard->silentFor(200ms));
 }

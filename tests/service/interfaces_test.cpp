@@ -55,7 +55,7 @@ TEST_F(TheHostsInterfaces, EachHaveANameAndAMaskForEveryAddress) {
     }
 }
 
-// The kernel tells the same in files.
+// The kernel has the same data in files.
 TEST_F(TheHostsInterfaces, AreThoseThatTheKernelHas) {
     const std::filesystem::path folder = "/sys/class/net";
     if (!std::filesystem::is_directory(folder)) GTEST_SKIP() << "the system has no such files";

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What needs a service that can be asked to end, and the system's count of wake-ups.
+// Tests that need a service that can be asked to end, or the system's count of wake-ups.
 #include "../support/heard_notices.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
@@ -55,8 +55,8 @@ long wakeUpsOf(std::int64_t process) {
     return sum;
 }
 
-// Laptops run this all day: a front end that listens, the service, and somebody's watch. On a busy machine what they
-// begin with may reach into the first interval, but not into all.
+// Laptops run this all day: a front end that listens, the service, and panelctl watch. On a busy machine their start
+// may reach into the first interval, but not into all.
 TEST(AListenerWithNothingToHear, SleepsAndSoDoTheServiceAndTheWatch) {
     Listening listening;
     platform::ChildOptions options;

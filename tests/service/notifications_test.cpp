@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelkitd pushes, end to end: the service loads the test token module, the test steers it from outside and
-// listens as a front end does. Runs under Wine too.
+// The notifications of panelkitd, end to end: the service loads the test token module, the test controls it from
+// outside and listens as a front end does. Runs under Wine too.
 #include <panelkit/notifications/notifications_listener.h>
 #include <panelkit/tokens/tokens_controller.h>
 
@@ -45,7 +45,7 @@ protected:
     ~ServiceNotifications() override {
         heard.reset();
         closePooledSessions();
-        service.reset(); // before the folder goes
+        service.reset(); // before the folder is removed
     }
 
     void listen() {
@@ -63,7 +63,7 @@ protected:
         EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
         return listed.empty() ? TokenInfo() : listed[0];
     }
-    // The token of the next notification of that kind.
+    // Returns the token of the next notification of that kind.
     TokenInfo next(Notification expected) {
         const auto notice = heard->next(expected);
         EXPECT_TRUE(notice) << "waiting for " << static_cast<int>(expected);
@@ -127,7 +127,7 @@ TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
     EXPECT_TRUE(heard->silentFor(1500ms)) << "a token that is gone is not told to be logged out as well";
 }
 
-// However often it is logged in and out, each is told, and the numbers tell the order.
+// Every log-in and log-out is reported, and the numbers give the order.
 TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
     listen();
     load();
@@ -150,7 +150,7 @@ TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
     EXPECT_TRUE(heard->silentFor(100ms));
 }
 
-// A front end that is stuck holds up neither the service nor other front ends.
+// A front end that hangs delays neither the service nor other front ends.
 TEST_F(ServiceNotifications, AreNotHeldUpByAFrontEndThatDoesNotAnswer) {
     listen();
     load();
@@ -177,7 +177,7 @@ TEST_F(ServiceNotifications, ComeAgainAfterEachRestartWithoutANewBeginning) {
     EXPECT_EQ(next(Notification::tokenArrived).*field::label, "Office");
 }
 
-// The payloads stay what front ends out there read.
+// Front ends read these bytes: changing the payloads breaks those that are not rebuilt.
 TEST(NotificationPayloads, StandOnTheWireAsEver) {
     const TokenInfo token{7, "L", "S", "", "P", 2};
     const std::string tokenBytes = hex("07 00 00 00 00 00 00 00  01 00 00 00 'L' 01 00 00 00 'S' 00 00 00 00 "

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The keeper of policies without a service round it: what it tells of activations, and a disk that takes nothing.
+// The class Policies without a service: its news of activations, and a disk on which nothing can be written.
 #include <service/policy/policies.h>
 
 #include "../support/running_service.h"
@@ -53,7 +53,7 @@ protected:
     TemporaryFolder folder;
     StateFolder state{folder.file("state")};
     NothingToSee credentials;
-    std::mutex mutex; // guards what is heard
+    std::mutex mutex; // guards the news
     std::condition_variable more;
     std::vector<PolicyNews> heard;
     std::unique_ptr<Policies> policies =
@@ -94,7 +94,7 @@ TEST_F(ThePolicies, TellOfOneThatTakesItsTimeWhenItIsInForce) {
     EXPECT_FALSE(policies->report().info.isLoading);
     configure(60'000);
     policies->activateSystem(good, "", "root");
-    policies.reset(); // and its end is not waited for
+    policies.reset(); // must not wait for the end of loading
     EXPECT_EQ(heardSoFar().size(), 1U);
 }
 
@@ -127,7 +127,7 @@ vocabulary::Refused refusalOf(const std::function<void()>& change) {
     return vocabulary::Refused::none;
 }
 
-// What is stored must be read again at the next start, and accounts must leave room for the system's policy.
+// Stored data must be readable at the next start, and accounts must leave room for the system's policy.
 TEST_F(ThePolicies, KeepOfAccountsNoMoreThanTheirShare) {
     using vocabulary::Refused;
     constexpr std::size_t mebibyte = std::size_t{1} << 20;

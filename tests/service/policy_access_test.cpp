@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Whose policy is whose: the service's user, a user of its group, and somebody else. Needs root, who can become others.
+// Access to policies: the service's user, a user of its group, and another user. Needs root, to switch users.
 #include "policy_fixture.h"
 
 #include <platform/system/host.h>
@@ -19,7 +19,7 @@ namespace {
 gid_t groupNumber(const char* name) { return static_cast<gid_t>(std::stoul(platform::groupId(name))); }
 uid_t userNumber(const char* name) { return static_cast<uid_t>(std::stoul(platform::userId(name))); }
 
-// This process is somebody else in the group "games" as long as this lives; sessions opened meanwhile are theirs.
+// While this exists, the process and its new sessions run as another user, in the group "games".
 class As {
 public:
     explicit As(const char* name) {
@@ -51,7 +51,7 @@ protected:
         EXPECT_FALSE(send(command, payload, &reply)) << panelkit::commandRow(command).name;
         EXPECT_EQ(bridge::lastFailure().code, FailureCode::accessDenied) << bridge::lastFailure().text();
     }
-    // A user's policy, sent as a front end does that read it from no file.
+    // Activates a user's policy that is not from a file.
     static void activateOwn(const std::string& title) {
         LSPsettings_t settings;
         settings.Source = 1;
@@ -70,12 +70,12 @@ TEST_F(APolicyOfSomebody, IsTheOnlyOneThatAUserMayChange) {
         expectDenied(Command::SetSettings, encoded(LSPsettings_t()));
         expectDenied(Command::ActivateDDP, encoded(none));
         expectDenied(Command::ActivateSystem, encoded(none, none));
-        expectDenied(Command::ActivateCurrent, encoded(none)); // it is the driver's
+        expectDenied(Command::ActivateCurrent, encoded(none)); // it is the driver's policy
         expectDenied(Command::GetUserSettings, named("root"));
         expectDenied(Command::OfferUserSettings, named("daemon"));
         expectDenied(Command::SetUserSettings, encoded(std::string("root"), LSPsettings_t()));
         expectDenied(Command::ActivateUser,
-                     encoded(std::string("no such account"), none, none)); // nor learn who exists
+                     encoded(std::string("no such account"), none, none)); // nor learn which accounts exist
         activateOwn("Nobody's");
         EXPECT_THAT(report().text, HasSubstr("User policy (nobody): 'Nobody's' activated at "));
         EXPECT_EQ(view(), policyFile("Nobody's"));
@@ -127,7 +127,7 @@ TEST_F(APolicyOfSomebody, IsSetByAnAdministratorForThem) {
     }
 }
 
-// The service reads no path that it is told, whatever its own rights are.
+// The service never reads a path from a request, whatever its own rights are.
 TEST_F(APolicyOfSomebody, NeverComesFromAFileThatTheServiceReads) {
     platform::replaceFile(file(), policyFile("Root's own"), true);
     const As nobody("nobody");

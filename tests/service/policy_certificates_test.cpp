@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service says of a policy whose certificates and keys are really on a token, or are not.
+// The diagnosis of a policy whose certificates and keys are on a real token, or missing.
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../support/user_folder.h"
@@ -31,7 +31,7 @@ protected:
         std::string message;
         ASSERT_TRUE(policy.cmdActivateSystem(message, "")) << message;
     }
-    // The short text behind its first line.
+    // The short text after its first line.
     std::string diagnosis() {
         std::string shown;
         EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, &shown, &word, false)) << bridge::lastFailure().text();

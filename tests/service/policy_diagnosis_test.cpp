@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What policies need, against what tokens hold.
+// The credentials that policies need, compared with the content of tokens.
 #include <service/policy/diagnosis.h>
 
 #include <vocabulary/certs.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A test of the service's policy: a service of its own, a user's folders of its own, and the operations in short.
+// A test of the service's policy: its own service and user's folders, and short forms of the operations.
 #pragma once
 
 #include <panelkit/lsp/lsp_controller.h>
@@ -22,7 +22,7 @@
 #include <string>
 #include <thread>
 
-// A good policy file, for tests that need one.
+// A valid policy file, for tests that need one.
 inline std::string policyFile(const std::string& title, const std::string& sections = "[all]\naction = drop\n") {
     return "title = " + title + "\nversion = 1.0\n" + sections;
 }
@@ -45,7 +45,7 @@ protected:
         connect();
     }
 
-    // The service's settings are what `change` makes of the defaults.
+    // Sets the service's settings to the defaults, changed by `change`.
     template <class Change>
     void configure(Change&& change) {
         LSPcmd::LSPsettings_t settings;
@@ -55,8 +55,8 @@ protected:
         EXPECT_TRUE(applied);
     }
     std::string file() const { return folder.file("policy.lsp"); }
-    // Writes the policy file, names it in the settings, and activates it. Gives the message; that it failed is said
-    // first.
+    // Writes the policy file, names it in the settings, and activates it. Returns the message; after a failure, it
+    // begins with a note of that.
     std::string activate(const std::string& content, std::uint32_t loadingDelay = 0) {
         platform::replaceFile(file(), content, true);
         configure([&](LSPcmd::LSPsettings_t& settings) {
@@ -77,7 +77,7 @@ protected:
         return (activated ? "" : "failed: ") + message;
     }
 
-    // What the service says, in records, as a text and in a word.
+    // The service's information: records, text and state.
     struct Report {
         LSPrequest_t required;
         LSPinfo_t info;
@@ -96,7 +96,7 @@ protected:
         return text;
     }
 
-    // What the service logs arrives a little after its answer.
+    // The service's log may arrive a little after its answer.
     void expectLogged(const std::string& text) {
         for (int i = 0; i < 200 && service.log().find(text) == std::string::npos; ++i) {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -104,7 +104,7 @@ protected:
         EXPECT_THAT(service.log(), testing::HasSubstr(text));
     }
 
-    // Sends a request as it stands, for what the controller would not send. Gives whether it was answered.
+    // Sends raw bytes that the controller would not send. Returns whether the request was answered.
     static bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr) {
         const panelkit::CommandRow& row = panelkit::commandRow(command);
         BridgeSession* const session = SessionsPool::GetSession(row.session);

@@ -231,7 +231,7 @@ TEST_F(ThePolicy, ClosesTheHostAndKeepsTheFileWhenWhatWasStoredCantBeUsed) {
     EXPECT_EQ(activate(policyFile("Office")), "");
 }
 
-// Three requests of one account were enough to make the file larger than the next start would read.
+// Three requests of one account could make the file larger than the next start would read.
 TEST_F(ThePolicy, IsNotWipedByWhatAnAccountStores) {
     ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
     LSPsettings_t huge;
@@ -319,7 +319,7 @@ TEST_F(ThePolicy, OfNobodyIsRefused) {
     EXPECT_EQ(bridge::lastFailure().text(), "there is no account \"no such account\" on this host");
 }
 
-// ---- requests that can't be
+// ---- invalid requests
 
 const std::vector<std::pair<std::string, void (*)(LSPsettings_t&)>> unfit{
     {"Source", [](LSPsettings_t& s) { s.Source = 6; }},
@@ -375,7 +375,7 @@ TEST_F(ThePolicy, RequestsThatEndEarlyAreRefused) {
     EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)") << "nothing was done";
 }
 
-// A policy that is in no file: another front end may send one.
+// A policy that is not from a file: other front ends may send one.
 TEST_F(ThePolicy, MayBeHandedOverWithoutAFile) {
     configure([](LSPsettings_t& settings) { settings.Source = 1; });
     std::string reply;
@@ -392,7 +392,7 @@ TEST_F(ThePolicy, MayBeHandedOverWithoutAFile) {
     EXPECT_EQ(reply, encoded(false, std::string("the settings ask for the driver policy, which takes no file")));
 }
 
-// Activates a policy time and again over a session of its own. Gives how often that went well.
+// Activates a policy repeatedly over a session of its own. Returns how often that succeeded.
 int activateOften(const std::string& title, int times) {
     const panelkit::CommandRow& row = panelkit::commandRow(Command::ActivateSystem);
     BridgeSession* const session = CommandSender::Instance().OpenNewSession("Common", 1);
@@ -409,7 +409,7 @@ int activateOften(const std::string& title, int times) {
     return done;
 }
 
-// Sessions in parallel: what is shown belongs together, and the last word is one of theirs.
+// Sessions in parallel: the information is always consistent, and the final policy is one of theirs.
 TEST_F(ThePolicy, IsWholeWhileManyChangeIt) {
     configure([](LSPsettings_t& settings) { settings.Source = 1; });
     std::atomic<int> running{4};

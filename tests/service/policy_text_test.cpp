@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Policy files, good and damaged.
+// Policy files, valid and damaged.
 #include <service/policy/policy_text.h>
 
 #include "../support/places.h"
@@ -17,7 +17,7 @@ namespace {
 
 const std::string head = "title = Office\nversion = 1.2\n";
 
-// What is wrong with a file; empty when nothing is.
+// The mistakes in a file; empty when there are none.
 std::string problemsOf(const std::string& content) {
     try {
         readPolicyText(content);
@@ -65,7 +65,7 @@ TEST(APolicyFile, SaysWhatItSays) {
     EXPECT_TRUE(text.remarks.empty());
 }
 
-// The example of docs/policy-file.md, which stands four blanks deep.
+// The example of docs/policy-file.md, which is indented by four blanks.
 std::string documentedExample() {
     std::ifstream page(sourceFile("docs/policy-file.md"));
     std::string example;
@@ -166,7 +166,7 @@ TEST(APolicyFile, IsTakenWithRemarksOnWhatIsHardlyMeant) {
               "line 5: section [b] never decides: section [a] before it is for the same traffic");
 }
 
-// Whatever is in it, it is read or refused.
+// Any content is either read or refused.
 TEST(APolicyFile, MayBeFullOfRubbish) {
     std::mt19937 random(1);
     const std::string good = head + "[a]\naction = protect\ngateway = g\nnetwork = 10.0.0.1..10.0.0.9\n";

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service remarks: whatever it refuses or does not carry out, it says why by a number and phrases, and these
-// say what its texts say.
+// The service's remarks: every refusal, and every command that is not carried out, has a number and phrases that agree
+// with its texts.
 #include "../support/bytes.h"
 #include "../support/places.h"
 #include "certs_fixture.h"
@@ -30,7 +30,7 @@ std::string inEnglish() {
     return Loc::fill(phrases);
 }
 
-// As it stands, for what controllers would not send.
+// Sends raw bytes that controllers would not send.
 bool send(const panelkit::CommandRow& row, const std::string& payload, std::string* reply = nullptr) {
     return SessionsPool::GetSession(row.session)
         ->__SendCommand(row.module, static_cast<long>(row.code), payload.data(), static_cast<unsigned>(payload.size()),
@@ -74,7 +74,7 @@ TEST_F(TheServiceRemarks, OnEveryCommandThatItRefuses) {
     EXPECT_EQ(bridge::lastFailure().phrases, std::vector{Loc::makePhrase("module %d has no command %d", 6, 77)});
 }
 
-// ---- what is answered, and says no
+// ---- answers that are not a success
 
 class AnAnswer : public TheServiceRemarks {
 protected:
@@ -82,7 +82,7 @@ protected:
         initialize();
         ASSERT_EQ(importFile(pem(root.der)), vocabulary::ImportCert::imported);
     }
-    // The answer has the text, where it has one, and the remarks say the same.
+    // If the answer has a text, the remarks must agree with it.
     static void expectRemarks(const std::string& answered, Refused code, const std::string& english) {
         ASSERT_FALSE(bridge::lastRemarks().empty()) << english;
         for (const bridge::Remark& remark : bridge::lastRemarks()) expectTranslated(remark.phrase);

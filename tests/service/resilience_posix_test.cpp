@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What must not take the service down: clients that claim or send much, modules that hang when it is to end, a disk
-// that is full, a system without threads to spare. POSIX only.
+// Events that must not end the service: clients that claim or send much, modules that hang when it must end, a full
+// disk, no more threads. POSIX only.
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/tokens/tokens_controller.h>
 
@@ -98,7 +98,7 @@ TEST_F(TheServiceUnderLoad, OutlivesAShortageOfThreads) {
     const auto process = static_cast<pid_t>(service.process().id());
     if (memoryOf(process, "VmSize") > std::uint64_t(1) << 40) GTEST_SKIP() << "a sanitizer needs all addresses";
     for (int room = 0; room < 10; ++room) {
-        // A thread's stack takes 8 MiB of addresses and a bit.
+        // A thread's stack takes a little more than 8 MiB of addresses.
         const rlimit tight{memoryOf(process, "VmSize") + (static_cast<std::uint64_t>(room) * 3U << 20), RLIM_INFINITY};
         ASSERT_EQ(::prlimit(process, RLIMIT_AS, &tight, nullptr), 0);
         std::vector<std::unique_ptr<bridge::Channel>> clients;
@@ -113,7 +113,7 @@ TEST_F(TheServiceUnderLoad, OutlivesAShortageOfThreads) {
     EXPECT_TRUE(send(panelkit::Command::EnumProviders, "")) << bridge::lastFailure().text() << service.log();
 }
 
-// ---- the end
+// ---- ending
 
 TEST_F(TheServiceUnderLoad, EndsInGoodOrderWhileClientsAreHalfway) {
     const auto halfRequest = greeted(bridge::Role::commandSession);
@@ -158,7 +158,7 @@ TEST_P(AModuleThatHangs, IsLeftBehindWhenTheServiceEnds) {
         other.TokenLogin(tokens[0], "1234", false, nullptr);
     });
     if (std::string(GetParam()) == "C_Finalize")
-        stuck.join(); // it hangs only at the end
+        stuck.join(); // it hangs only until the service ends
     else
         EXPECT_TRUE(control.waitForCalls(GetParam(), 1));
     const platform::ChildResult result = service.terminate();
@@ -173,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(InAFunction, AModuleThatHangs,
 
 // ---- a full disk
 
-// Runs `work` in a child process whose state folder is on a small file system of its own; the status says how it ended.
+// Runs `work` in a child process whose state folder is on a small file system of its own; returns the child's status.
 template <class Work>
 int onASmallDisk(const std::string& folder, Work&& work) {
     const pid_t child = ::fork();
@@ -210,7 +210,7 @@ TEST(TheServiceOnAFullDisk, StartsWithWhatIsThere) {
         if (!serves(endpoint, state)) return 1;
         std::ofstream filler(state + "/filler", std::ios::binary);
         while (filler << std::string(1024, 'x') << std::flush) {}
-        std::filesystem::remove(state + "/softhsm/softhsm2.conf"); // it can't even be written again
+        std::filesystem::remove(state + "/softhsm/softhsm2.conf"); // it can't be written again either
         return serves(endpoint, state) ? 0 : 2;
     });
     if (status == 77) GTEST_SKIP() << "this system lets nobody mount";

@@ -24,7 +24,7 @@ protected:
         closePooledSessions();
     }
 
-    // Lets the front end work, and stops it where it stands.
+    // Lets the front end work and keeps it running, so that its memory can be searched.
     std::unique_ptr<platform::ChildProcess> run(const std::string& what, const std::string& input) {
         auto client = runStandingClient(service.endpoint(), "scanned", what, input);
         EXPECT_EQ(client->outputSoFar(), what == "wrong" ? "failed\n" : "done\n");
@@ -41,7 +41,7 @@ protected:
 
     const std::string soPin = plantedSecret("so#", 5);
     const std::string longPin = plantedSecret("long-pin#", 4);
-    const std::string shortPin = plantedSecret("pX#", 2); // lives inside the string object
+    const std::string shortPin = plantedSecret("pX#", 2); // is stored inside the string object
     RunningService service{{"--log-level", "debug"}};
 };
 
@@ -59,7 +59,7 @@ TEST_F(Secrets, AreNowhereAfterAChange) {
     expectNoTrace(shortPin, *run("login", shortPin + "\n"));
 }
 
-// Without this the others could pass because the scan finds nothing ever.
+// Without this the others could pass because the scan never finds anything.
 TEST_F(Secrets, AreFoundWhereAFrontEndKeepsThem) {
     EXPECT_GT(occurrencesInMemory(run("keep", longPin + "\n")->id(), longPin), 0U);
 }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What SoftHSM2 can't show: tokens that count tries and lock, modules that are slow, crash, hang and talk nonsense. The
-// service loads the test token module; the test steers it from outside. Runs under Wine too.
+// Cases that SoftHSM2 can't produce: tokens that count tries and lock, modules that are slow, crash, hang and return
+// nonsense. The service loads the test token module; the test controls it from outside. Runs under Wine too.
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/tokens/tokens_controller.h>
 
@@ -48,7 +48,7 @@ protected:
     }
     ~TheTestToken() override {
         closePooledSessions();
-        service.reset(); // before the folder goes
+        service.reset(); // before the folder is removed
     }
 
     std::map<std::string, std::optional<std::string>> environment() const {
@@ -58,7 +58,7 @@ protected:
         closePooledSessions();
         CommandSender::Instance().SetEndpoint(service->endpoint());
     }
-    // Gives the problem, empty when it is loaded.
+    // Returns the problem; empty when it is loaded.
     std::string load() {
         ProviderInfo info;
         info.*providerField::path = module;
@@ -96,7 +96,7 @@ TEST_F(TheTestToken, CountsTriesDownAndKeepsTheLastOneFromScripts) {
     EXPECT_FALSE(controller.TokenLogin(office(), "9999", false, &message));
     EXPECT_THAT(message.text, HasSubstr("One try remains"));
 
-    // The guard: nothing is tried, not even a good PIN.
+    // The guard: no PIN is tried, not even a correct one.
     EXPECT_EQ(titleOfLogin("9999"), title::finalTry);
     EXPECT_EQ(titleOfLogin("1234"), title::finalTry);
     EXPECT_EQ(control.counters("office").userTriesLeft, 1U);
@@ -144,7 +144,7 @@ TEST_F(TheTestToken, SaysWhatItCanNotDo) {
     EXPECT_EQ(refusal(), Refused::notSupported);
 }
 
-// Somebody's log-in that does not come back holds up neither listings nor other modules.
+// A log-in that hangs delays neither listings nor other modules.
 TEST_F(TheTestToken, ThatHangsHoldsUpNobodyElse) {
     ASSERT_EQ(load(), "");
     const TokenInfo token = office();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Looking into tokens on a thread of its own: fresh as long as they answer, and never held up by one that hangs.
+// Reading tokens on a separate thread: up to date as long as they answer, and never delayed by one that hangs.
 #include <service/policy/token_credentials.h>
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Tokens that hold one preshared key, and hang while they are told to.
+// Tokens with one preshared key, which hang when the test says so.
 class Tokens {
 public:
     std::optional<CredentialList> look() {

@@ -129,7 +129,7 @@ TEST_F(TheService, ErasesATokenOnlyWhenToldSo) {
     EXPECT_TRUE(controller.TokenLogin(token("second"), "user-1", false, nullptr));
 }
 
-// A slot id is worth nothing across restarts: SoftHSM2 gives new ones.
+// Slot ids are not stable over restarts: SoftHSM2 makes new ones.
 TEST_F(TheService, FindsATokenAgainAfterARestartAndLosesTheLogIn) {
     const TokenInfo before = initialized("kept");
     ASSERT_TRUE(controller.TokenLogin(before, "user-1", false, nullptr));
@@ -253,7 +253,7 @@ TEST_F(TheService, SharesItsStateFolderWithNoOther) {
     EXPECT_EQ(tokens().size(), 1U) << "the first serves on";
 
     service.kill();
-    service.start(); // the lock of a service that was killed holds up nobody
+    service.start(); // the lock of a killed service is released
 }
 
 } // namespace

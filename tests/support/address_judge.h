@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The system's inet_ntop and inet_pton, as judges of ours.
+// The system's inet_ntop and inet_pton, as references for ours.
 #pragma once
 
 #include <array>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Golden bytes: what is on the wire, written by hand.
+// Golden bytes: the wire format, written by hand.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
@@ -8,8 +8,8 @@
 #include <string>
 #include <string_view>
 
-// The bytes of a text of hexadecimal digit pairs; blanks and line ends between them only group. A part in single
-// quotes stands for its own characters: hex("05 00 00 00 'Hello'").
+// Returns the bytes of pairs of hexadecimal digits; blanks and line ends between them are ignored. A part in single
+// quotes is taken literally: hex("05 00 00 00 'Hello'").
 std::string hex(std::string_view text);
 
 // Bytes as pairs of digits, for messages.
@@ -50,11 +50,11 @@ bool throwsStreamError(const Operation& operation) {
     return false;
 }
 
-// Every proper prefix of a well-formed record must be refused. Gives the first length that is not, or npos.
+// Every proper prefix of a well-formed record must be refused. Returns the first length that is not, or npos.
 template <class T>
 std::size_t firstPrefixThatReads(const std::string& whole) {
     for (std::size_t length = 0; length < whole.size(); ++length) {
-        // A copy of just that size, so that a sanitizer sees any step beyond its end.
+        // A copy of exactly that size, so that a sanitizer sees any access past its end.
         const std::string prefix = whole.substr(0, length);
         const std::vector<char> exact(prefix.begin(), prefix.end());
         if (!readingThrows<T>({exact.data(), exact.size()})) return length;

@@ -54,7 +54,7 @@ std::string utf16(const std::string& ascii) {
 void addNames(const CertificateSpec& spec, X509_NAME* name) {
     for (const auto& [kind, value] : spec.subject) {
         const std::string bytes = spec.stringKind == V_ASN1_BMPSTRING ? utf16(value) : value;
-        // A kind of string by number takes the bytes as they are, whatever they are.
+        // With a kind of string given by number, OpenSSL takes the bytes unchanged.
         if (!X509_NAME_add_entry_by_txt(name, kind.c_str(), spec.stringKind,
                                         reinterpret_cast<const unsigned char*>(bytes.data()),
                                         static_cast<int>(bytes.size()), -1, 0)) {

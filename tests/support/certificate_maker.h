@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Makes keys, certificates, CRLs and containers for tests, with the oddities that are met outside: any validity, serial
-// number, kind of string and set of extensions. What can't be made throws std::runtime_error.
+// Makes keys, certificates, CRLs and containers for tests, including unusual ones: any validity, serial number, kind of
+// string and set of extensions. Throws std::runtime_error on failure.
 #pragma once
 
 #include <openssl/evp.h>
@@ -25,11 +25,11 @@ struct Identity {
 
 struct CertificateSpec {
     std::vector<std::pair<std::string, std::string>> subject; // {"CN", "gate"}, ...
-    int stringKind = MBSTRING_UTF8;                           // V_ASN1_BMPSTRING: the subject goes so into the name
+    int stringKind = MBSTRING_UTF8;                           // V_ASN1_BMPSTRING: the subject is used unchanged
     std::string serial = "1";                                 // decimal
     std::string notBefore = "20250101000000Z";
     std::string notAfter = "20400101000000Z";
-    std::vector<std::pair<std::string, std::string>> extensions; // as OpenSSL's configuration has them
+    std::vector<std::pair<std::string, std::string>> extensions; // as in OpenSSL's configuration
     int version = 3;
 };
 
@@ -54,11 +54,11 @@ std::string pkcs7(const std::vector<std::string>& certificates);
 std::string pem(const std::string& der, const char* name = "CERTIFICATE");
 std::string keyPem(const Key& key, const std::string& password = {});
 
-// The request's certificate: as a CA would answer it. Throws when its signature is wrong.
+// The request's certificate: as a CA would make it. Throws when its signature is wrong.
 std::string answerRequest(const std::string& requestPem, const Identity& issuer);
 
 // All the certificates of a PEM file, as DER.
 std::vector<std::string> certificatesOf(const std::string& pemText);
 
-// An encrypted PKCS#8 key whose password becomes a key by so many rounds.
+// An encrypted PKCS#8 key whose key is derived from the password with so many rounds.
 std::string encryptedKey(const Key& key, const std::string& password, int rounds);

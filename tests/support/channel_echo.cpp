@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The child of channel_child_test: it answers each frame by its command, or hangs and crashes as it is told.
+// The child of channel_child_test: it answers each frame according to its command, or hangs or crashes on request.
 #include <platform/bridge/channel_child.h>
 #include <platform/bridge/frame.h>
 
@@ -11,7 +11,7 @@
 
 namespace {
 
-// The open files of this process but for the one that counts them; 0 where the system does not tell.
+// The number of open files of this process, without the one for counting; 0 if the system can't report it.
 std::size_t openFiles() {
     std::error_code error;
     const std::filesystem::directory_iterator all("/proc/self/fd", error), end;

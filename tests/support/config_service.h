@@ -42,7 +42,7 @@ public:
         script.on(Command::CommitGroups, Reaction::reply(""));
     }
 
-    // What a section holds now.
+    // The present content of a section.
     template <class Group>
     std::unique_ptr<Group> held() const {
         auto group = std::make_unique<Group>();
@@ -51,10 +51,10 @@ public:
         return group;
     }
 
-    // Looked at and changed while no command is on its way.
+    // Read and changed only while no command is in progress.
     std::map<std::string, std::string> bodies;
     std::vector<std::string> written;                            // the sections, in order
-    std::function<Reaction(const std::string& section)> onWrite; // called when the section holds what was written
+    std::function<Reaction(const std::string& section)> onWrite; // called after the section was stored
 
 private:
     static std::string sectionOf(const panelkit::testing::Received& request) {
@@ -65,5 +65,5 @@ private:
     std::mutex mutex_;
 
 public:
-    panelkit::testing::ScriptedService script; // goes first, with its threads
+    panelkit::testing::ScriptedService script; // destroyed first, with its threads
 };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Calls a console function for the drivers that hold the other end of its terminal, and writes what came of it into a
-// file: the terminal itself shows only what the function shows.
+// Calls a console function for tests that hold the other end of its terminal, and writes the result into a file: the
+// terminal itself shows only the function's output.
 //
 //   console_probe <report> passgets <size>            passgets; "null", or the text in hexadecimal digits
 //   console_probe <report> passgets <size> <signal>   the same with a handler of the program's own for the signal
@@ -9,7 +9,7 @@
 //   console_probe <report> key                        the code of read_one_char
 //   console_probe <report> echo                       the input mode after SetStdinEcho(false) and (true)
 //   console_probe <report> print <text>               the returns of cli_printf and cli_sprintf; <text> is hexadecimal
-//   console_probe <report> argument <text>            what convert_argv_to_utf8 makes of the text
+//   console_probe <report> argument <text>            the result of convert_argv_to_utf8 for the text
 //   console_probe <report> console                    the language, and the page of the output
 #include <panelkit/cli/argv_and_paths.h>
 #include <panelkit/cli/cli_input.h>
@@ -32,7 +32,7 @@ using Arguments = std::vector<std::string>;
 volatile std::sig_atomic_t handled = 0;
 extern "C" void countSignal(int signal) {
     handled = handled + 1;
-    std::signal(signal, countSignal); // where the runtime takes the handler away before it calls it
+    std::signal(signal, countSignal); // some runtimes remove the handler before they call it
 }
 
 void reportMode(std::ostream& report) {
@@ -46,8 +46,8 @@ void probePassgets(std::ostream& report, const Arguments& arguments) {
     const int signal = arguments.size() > 1 ? std::stoi(arguments[1]) : 0;
     if (signal != 0) std::signal(signal, countSignal);
     reportMode(report);
-    // Filled, so that a missing terminator is seen, and of exactly the size, so that a sanitizer sees a write behind
-    // it.
+    // Filled, so that a missing terminator is noticed, and of exactly the size, so that a sanitizer sees a write past
+    // its end.
     std::vector<char> buffer(size, '#');
     const char* result = passgets(size == 0 ? nullptr : buffer.data(), size);
     report << (result ? "'" + toHex(result) + "'" : "null") << "\n";
@@ -106,7 +106,7 @@ int main(int count, char** values) {
     const Arguments arguments(values + 1, values + count);
     if (arguments.size() < 2 || !verbs.contains(arguments[1])) return 2;
     std::ofstream report(arguments[0], std::ios::binary);
-    report << std::unitbuf << "started\n"; // what was reported stays when the process is ended
+    report << std::unitbuf << "started\n"; // reported lines remain when the process is killed
     verbs.at(arguments[1])(report, Arguments(arguments.begin() + 2, arguments.end()));
     return 0;
 }

@@ -38,7 +38,7 @@ std::string ScratchDirectory::enterDeep(std::size_t length) const {
     constexpr std::size_t longestName = 200;
     std::string path = platform::fromPath(path_);
     while (path.size() < length) {
-        // At least one character must be left for the last name, behind its separator.
+        // At least one character must be left for the last name, after its separator.
         const std::size_t missing = length - path.size() - 1;
         const std::size_t name = missing <= longestName ? missing : std::min(longestName, missing - 2);
         path += "/" + std::string(name, 'd');

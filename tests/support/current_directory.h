@@ -13,7 +13,7 @@ public:
     ScratchDirectory(const ScratchDirectory&) = delete;
     ScratchDirectory& operator=(const ScratchDirectory&) = delete;
 
-    // As the system says it.
+    // The path as the system reports it.
     std::string path() const;
 
     // Makes another directory the current one.
@@ -22,12 +22,12 @@ public:
     // Makes a directory under this one the current one, and removes it. Not on Windows, which does not allow it.
     void enterAndRemove(const std::string& name) const;
 
-    // Makes a directory under this one whose path has just so many bytes the current one, and gives the path.
+    // Makes a directory under this one whose path has exactly so many bytes the current one, and returns the path.
     std::string enterDeep(std::size_t length) const;
 
 private:
     std::filesystem::path former_, parent_, path_;
 };
 
-// What make_abs_path makes of a path, in a buffer of the size that its header asks for and no larger.
+// The result of make_abs_path, in a buffer of exactly the size that its header requires.
 std::string absolutePath(const std::string& path);

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-// UTF-8. Nothing where the variable is not set, or is taken away.
+// UTF-8. Nullopt: the variable is not set, or is removed.
 std::optional<std::string> environmentVariable(const std::string& name);
 void setEnvironmentVariable(const std::string& name, const std::optional<std::string>& value);
 

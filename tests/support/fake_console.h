@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A console for tests: what is typed is set beforehand, what is shown and done to the mode is kept. It is the
-// process's console as long as it lives.
+// A console for tests: its input is set before, and its output and changes of the mode are recorded. It is the
+// process's console as long as it exists.
 #pragma once
 
 #include <platform/console/console.h>
@@ -15,15 +15,15 @@ public:
     FakeConsole() { platform::replaceConsole(this); }
     ~FakeConsole() override;
 
-    bool isThere = true;      // whether the standard handles are
+    bool isThere = true;      // whether the standard handles are open
     bool isConsole = true;    // whether the input is a console
     bool canBeChanged = true; // whether its mode can be set
     std::uint32_t mode = 7;
     std::uint32_t page = 866;        // of the input and the output
     std::uint16_t language = 0x0409; // for interfaces
     std::uint16_t defaultOne = 0x0409;
-    std::string typed;    // a read behind its end fails
-    std::deque<int> keys; // likewise
+    std::string typed;    // a read past its end fails
+    std::deque<int> keys; // the same
 
     std::string screen;
     std::vector<std::uint32_t> modes; // every one that was set, in order

@@ -17,7 +17,7 @@ std::atomic<int> foundBlocks = 0;
 
 constexpr std::size_t header = alignof(std::max_align_t); // before each block, with its size
 
-// As bytes that only look at the block, so that the search allocates nothing.
+// Works on the bytes of the block, so that the search allocates nothing.
 bool holds(const char* bytes, std::size_t size) {
     return std::search(bytes, bytes + size, soughtText.begin(), soughtText.end()) != bytes + size;
 }

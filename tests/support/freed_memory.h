@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// Looks for a text in all memory that a program gives back: what held a secret is wiped before. A program that uses
-// this has freed_memory.cpp in it, which replaces the operators new and delete.
+// Searches for a text in all memory that a program frees: memory that held a secret must be wiped before. A program
+// that uses this must include freed_memory.cpp, which replaces the operators new and delete.
 #pragma once
 
 #include <string_view>
 
-// While it lives, counts the blocks that were given back with `sought` in them.
+// While it exists, counts the freed blocks that contain `sought`.
 class FreedMemory {
 public:
     explicit FreedMemory(std::string_view sought); // must outlive it

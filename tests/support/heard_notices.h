@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A front end's ear: takes every notification of panelkitd, and counts how often the service comes and goes.
+// A listening front end: records every notification of panelkitd, and counts attaches and detaches.
 #pragma once
 
 #include <vocabulary/notifications.h>
@@ -13,7 +13,7 @@ class HeardNotices {
 public:
     struct Notice {
         vocabulary::Notification id;
-        vocabulary::TokenNotice token; // of those that are about one
+        vocabulary::TokenNotice token; // of notifications with a token
         vocabulary::CertificateNotice certificate;
     };
 
@@ -22,9 +22,9 @@ public:
     HeardNotices(const HeardNotices&) = delete;
     HeardNotices& operator=(const HeardNotices&) = delete;
 
-    // The next one of that kind; nothing when none comes within ten seconds. Those of other kinds stay.
+    // Returns the next one of that kind; nullopt after ten seconds. Those of other kinds stay.
     std::optional<Notice> next(vocabulary::Notification kind);
-    // Whether none is left and none comes for that long.
+    // Whether none is left and none arrives for that time.
     bool silentFor(std::chrono::milliseconds time);
 
     int attached() const;
@@ -32,7 +32,7 @@ public:
     bool waitForAttached(int count);
     bool waitForDetached(int count);
 
-    // From now on handlers do not return, until they are let go.
+    // From now on handlers do not return until they are released.
     void holdAnswers();
     void letAnswersGo();
 

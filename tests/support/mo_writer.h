@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Compiled catalogues for tests, good and bad.
+// Compiled catalogues for tests, valid and invalid.
 #pragma once
 
 #include <string>
 #include <vector>
 
 struct MoEntry {
-    std::string original; // with "context\4" before it, where it has one
+    std::string original; // with "context\4" before it, if it has a context
     std::string translation;
 };
 

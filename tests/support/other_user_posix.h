@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-// Copies of the programs where everybody may start them: another user may not enter the build folder. `endpoint` is
-// that of a service of the test's own, whose folder is opened to everybody.
+// Copies of the programs in a folder where everybody may start them, since another user may not enter the build folder.
+// `endpoint` is that of a service of the test, whose folder is opened to everybody.
 class OtherUser {
 public:
     explicit OtherUser(std::string endpoint);

@@ -13,7 +13,7 @@ platform::ChildResult panelctl(const std::string& endpoint, std::vector<std::str
     options.environment = std::move(environment);
     options.environment.insert({{"PANELKIT_BRIDGE", std::nullopt}, {"LC_ALL", "C.UTF-8"}, {"NO_COLOR", "1"}});
     platform::ChildResult result = platform::runChild(options, std::chrono::seconds(60));
-    for (std::string* text : {&result.output, &result.error}) { // Windows ends lines in its own way
+    for (std::string* text : {&result.output, &result.error}) { // Windows has other line ends
         text->erase(std::remove(text->begin(), text->end(), '\r'), text->end());
     }
     return result;

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-// Runs it to its end. The environment says nothing about a service, a language or colours, but what `arguments` and
-// `environment` say.
+// Runs it to its end. The environment has no settings for a service, a language or colours except those in `arguments`
+// and `environment`.
 platform::ChildResult panelctl(const std::string& endpoint, std::vector<std::string> arguments,
                                const std::string& input = {},
                                std::map<std::string, std::optional<std::string>> environment = {});

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
-// A front end for the test of secrets: it uses PINs as it should, and then stands still to be looked at.
+// A front end for the test of secrets: it uses PINs correctly, and then waits while its memory is searched.
 //
 //   pin_client ENDPOINT LABEL login|change|keep
 //   pin_client ENDPOINT FILE certs
 //
-// PINs come on standard input, one a line. After the operation it prints "done" or "failed" and waits for the end of
-// its standard input. "keep" is the bad example: it does not wipe its own copy. "certs" gives its secret to every
+// PINs come on standard input, one per line. After the operation it prints "done" or "failed" and waits for the end of
+// its standard input. "keep" is the bad example: it does not wipe its own copy. "certs" passes its secret to every
 // operation on certificates that takes one.
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
@@ -74,5 +74,5 @@ int main(int, char** argv) {
                                                            : operate(controller, find(controller, argv[2]), argv[3]);
     const std::string_view answer = done ? "done\n" : "failed\n";
     if (::write(STDOUT_FILENO, answer.data(), answer.size()) < 0) return 1;
-    ::pause(); // until the test has looked
+    ::pause(); // until the test has searched its memory
 }

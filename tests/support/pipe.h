@@ -8,5 +8,5 @@ struct Pipe {
     int to = -1;
 };
 
-// Throws std::system_error when the system has none to give. The caller closes both ends.
+// Throws std::system_error when the system can't make one. The caller closes both ends.
 Pipe makePipe();

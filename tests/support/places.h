@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Where a test finds what it does not make itself. The paths are known to one source only: all others compile to the
-// same wherever the tree lies, so that a compiler cache serves every clone.
+// The places of files that a test does not make itself. Only one source has the paths: all others compile to the same
+// result wherever the tree is, so that a compiler cache serves every clone.
 #pragma once
 
 #include <string>
@@ -9,5 +9,5 @@
 // A file of the source tree: sourceFile("docs/wire-format.md").
 std::string sourceFile(const std::string& name);
 
-// The translations that were built, laid out as /usr/share/locale is.
+// The built translations, in the layout of /usr/share/locale.
 const char* localeFolder();

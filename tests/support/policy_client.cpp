@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A second process that uses the policy controller: policy_client ENDPOINT COUNT. It activates policies in turn, COUNT
-// times or, with 0, until it is killed, and exits with 1 when an answer is not the one that the test's service gives.
+// times or, with 0, until it is killed. It exits with 1 when an answer is not that of the test's service.
 #include <panelkit/lsp/lsp_controller.h>
 #include <platform/bridge/command_sender.h>
 

@@ -71,7 +71,7 @@ PseudoTerminal::~PseudoTerminal() {
     }
 }
 
-// The leader is to the program what a shell is: without one in the same session, a stop would be ignored.
+// The session's leader acts as a shell: without one in the same session, a stop would be ignored.
 void PseudoTerminal::run(const std::vector<std::string>& command, const Surroundings& surroundings) {
     const Pipe pipe = makePipe();
     leader_ = check(::fork(), "fork");
@@ -93,7 +93,7 @@ void PseudoTerminal::leadSession(const std::vector<std::string>& command, const 
     const pid_t program = ::fork();
     if (program == 0) becomeProgram(command, surroundings);
     report(program);
-    ::close(driver_); // or the connection would outlast a hang-up
+    ::close(driver_); // otherwise the connection would stay open after a hang-up
     int status = 0;
     do {
         if (::waitpid(program, &status, WUNTRACED) != program) ::_exit(1);
@@ -162,8 +162,8 @@ int PseudoTerminal::nextReport() const {
     return value;
 }
 
-// What was written to a terminal arrives at the other end a little later. A mark written behind it tells when; the
-// program may write behind the mark in turn.
+// Output to a terminal arrives at the other end a little later. A mark that is written after it shows that it has
+// arrived; the program may write more after the mark.
 std::string PseudoTerminal::screen() {
     constexpr std::string_view mark = "<end of screen>";
     if (driver_ == -1) return screen_;

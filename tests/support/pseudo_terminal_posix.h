@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A terminal whose other end a test holds: it runs a program there as a shell would, in the foreground and under job
-// control, types, looks at the screen and at the terminal's modes. POSIX only.
+// A terminal whose other end the test holds. It runs a program there like a shell, in the foreground and under job
+// control, types, and reads the screen and the terminal's modes. POSIX only.
 #pragma once
 
 #include <sys/types.h>
@@ -16,7 +16,7 @@
 // Whether two terminals' modes are the same in every field that can be set.
 bool operator==(const termios& left, const termios& right);
 
-// Waits, with a deadline far beyond what any of it takes, until `condition` holds; throws when it does not.
+// Waits until `condition` holds; throws after a deadline that is far longer than needed.
 void waitUntil(const char* what, const std::function<bool()>& condition);
 
 class PseudoTerminal {
@@ -26,9 +26,9 @@ public:
     PseudoTerminal(const PseudoTerminal&) = delete;
     PseudoTerminal& operator=(const PseudoTerminal&) = delete;
 
-    // What the program is run with, beside the terminal.
+    // The environment, streams and signals of the program.
     struct Surroundings {
-        std::map<std::string, std::string> environment; // set in addition; an empty value takes the name away
+        std::map<std::string, std::string> environment; // set in addition; an empty value removes the variable
         std::string input, output;                      // files in the place of standard input and output
         std::vector<int> ignored;                       // signals that the program inherits as ignored
     };
@@ -45,10 +45,10 @@ public:
     // Waits until a reader of single keys has switched line editing off.
     void waitForReader() const;
 
-    // Waits until the program stops or ends, and gives the status as waitpid does.
+    // Waits until the program stops or ends, and returns the status as waitpid does.
     int waitForStatus();
 
-    // Everything shown so far, what the terminal's driver made of it included.
+    // Everything shown so far, as changed by the terminal's driver.
     std::string screen();
 
 private:
@@ -58,7 +58,7 @@ private:
     int nextReport() const;
 
     int driver_ = -1;   // the test's end
-    int terminal_ = -1; // the program's end, kept open so that it outlives the program
+    int terminal_ = -1; // the program's end, kept open after the end of the program
     int statuses_ = -1; // from the session's leader: the program's process id, then its statuses
     pid_t leader_ = -1;
     pid_t program_ = -1;

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// What holds for every record of the command stream.
+// Checks for every record of the command stream.
 #pragma once
 
 #include "bytes.h"
 
 #include <gtest/gtest.h>
 
-// The record comes back equal from its bytes, and from nothing less than all of them.
+// Reading a record's bytes returns an equal record, and every shorter part of them is refused.
 template <class R>
 void expectRoundTripAndNoShortForm(const R& record) {
     const std::string bytes = encoded(record);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Whether this run is slowed down by a sanitizer, by Wine or for want of optimisation; tests that repeat themselves do
-// it less often then. They do it in full where the release is tested.
+// Whether this run is slowed down by a sanitizer, by Wine or by missing optimisation; tests with many repetitions then
+// do fewer of them. They do all of them where the release is tested.
 #pragma once
 
 #ifdef PANELKIT_SLOW_RUN

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-// A folder that goes when the object goes.
+// A folder that is removed with the object.
 class TemporaryFolder {
 public:
     TemporaryFolder();
@@ -41,7 +41,7 @@ public:
     platform::ChildProcess& process() { return *process_; }
     std::string log() const { return process_->errorSoFar(); }
 
-    // Ends it, in good order or not, and starts it again with the same state.
+    // Ends it, normally or by force, and starts it again with the same state.
     void kill();
     platform::ChildResult terminate();
     void start();

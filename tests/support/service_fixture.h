@@ -29,7 +29,7 @@ protected:
     }
     ~WithScriptedService() override { closePooledSessions(); }
 
-    // The service dies, and perhaps comes back at the same endpoint.
+    // Ends the service; it may start again at the same endpoint.
     void killService() { service.reset(); }
     void restartService() { service = std::make_unique<panelkit::testing::ScriptedService>(endpoint); }
 
@@ -45,7 +45,7 @@ protected:
     const std::string endpoint = service->endpoint();
 };
 
-// An endpoint where nobody listens.
+// An endpoint where nothing listens.
 class WithoutService : public testing::Test {
 protected:
     WithoutService() {

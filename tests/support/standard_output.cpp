@@ -36,7 +36,7 @@ std::string printedBy(const std::function<void()>& print) {
     std::thread reader([&] { bytes = readAll(pipe.from); });
     print();
     std::fflush(stdout);
-    ::dup2(former, output); // closes the last end to write to, so the reader comes to its end
+    ::dup2(former, output); // closes the last end for writing, so that the reader ends
     reader.join();
     ::close(former);
     ::close(pipe.from);

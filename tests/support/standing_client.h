@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A pin_client that has done its work and stands still to be looked at.
+// A pin_client that has done its work and waits while its memory is searched.
 #pragma once
 
 #include "running_service.h"
@@ -12,7 +12,7 @@
 #include <string>
 #include <thread>
 
-// Lets the front end work against the service, and stops it where it stands. The arguments are pin_client's.
+// Lets the front end work with the service and keeps it running. The arguments are pin_client's.
 inline std::unique_ptr<platform::ChildProcess> runStandingClient(const std::string& endpoint, const std::string& label,
                                                                  const std::string& what, const std::string& input) {
     platform::ChildOptions options;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The C library's own time functions, as judges of ours. Each gives nothing where the library refuses the time, as
-// the one of Windows does before 1970 and after 3000.
+// The C library's own time functions, as references for ours. Each returns nullopt when the library refuses the time,
+// as on Windows before 1970 and after 3000.
 #pragma once
 
 #include <cstdint>

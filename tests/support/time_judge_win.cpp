@@ -21,7 +21,7 @@ std::optional<std::tm> judgeLocalTime(std::int64_t seconds) {
     return fields;
 }
 
-// This library fills a day of one digit with a zero where the C standard's ctime, and so ours, has a blank.
+// This library pads a day of one digit with a zero; ctime of the C standard, and so ours, has a blank.
 std::optional<std::string> judgeCtime(std::int64_t seconds) {
     char buffer[64];
     if (_ctime64_s(buffer, sizeof buffer, &seconds) != 0) return std::nullopt;

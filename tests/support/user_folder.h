@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A user's folders that are the test's own, in place of those of whoever runs it. Their name is no ASCII.
+// The test's own user folders, in place of those of the user who runs it. Their name is not ASCII.
 #pragma once
 
 #include "environment.h"
@@ -19,7 +19,7 @@ public:
     std::filesystem::path path() const { return folder_.path() / platform::toPath("Анна Ζ 東"); }
     std::string utf8() const { return platform::fromPath(path()); }
 
-    // The settings file, and the one that is read when that can't be.
+    // The settings file, and the one that is read if the first can't be read.
     std::string settings() const { return platform::fromPath(path() / "usersettings.xml"); }
     std::string baseSettings() const { return platform::fromPath(path() / "base" / "usersettings.xml"); }
 

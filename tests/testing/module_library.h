@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The test token module as a consumer loads it, and programs that do the same in a process of their own.
+// Loads the test token module like a consumer, here or in another process.
 #pragma once
 
 #include <platform/system/dynamic_library.h>

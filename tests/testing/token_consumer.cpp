@@ -57,7 +57,7 @@ void TheTestToken::restart() {
     EXPECT_EQ(p11->C_Initialize(nullptr), CKR_OK);
 }
 
-// With room from the start: between a call for the size and one for the slots, a token may come.
+// Has room from the start: between a call for the size and one for the slots, a token may be inserted.
 std::vector<CK_SLOT_ID> TheTestToken::slots(bool withToken) {
     std::vector<CK_SLOT_ID> ids(100);
     CK_ULONG count = 100;

@@ -20,12 +20,12 @@ public:
     Template& text(CK_ATTRIBUTE_TYPE type, std::string value);
     Template& number(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
     Template& truth(CK_ATTRIBUTE_TYPE type, bool value);
-    // With room for a value that is to be read.
+    // Adds room for a value to be read.
     Template& room(CK_ATTRIBUTE_TYPE type, std::size_t size);
 
-    CK_ATTRIBUTE* data(); // made anew at each call, good until the next
+    CK_ATTRIBUTE* data(); // made again at each call, valid until the next one
     CK_ULONG size() const { return static_cast<CK_ULONG>(fields_.size()); }
-    // What a call left in the attribute of that number, and the size that it claims.
+    // Returns the value that a call stored in an attribute, and the size that it claims.
     std::string value(std::size_t index) const;
     CK_ULONG claimed(std::size_t index) const { return attributes_.at(index).ulValueLen; }
 
@@ -34,7 +34,7 @@ private:
     std::vector<CK_ATTRIBUTE> attributes_;
 };
 
-// A certificate and a preshared key as a consumer keeps them on a token.
+// A certificate and a preshared key as a consumer stores them on a token.
 Template certificate(const std::string& label, std::size_t size = 100);
 Template presharedKey(const std::string& value);
 
@@ -63,7 +63,7 @@ protected:
     CK_FUNCTION_LIST* p11 = nullptr;
 };
 
-// A field of fixed size as it came, with its blanks.
+// A field of fixed size, with its blanks.
 template <std::size_t size>
 std::string fieldText(const unsigned char (&field)[size]) {
     return {field, field + size};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Other tests search the process that loads the test token module for secrets, so the module must not be the one
-// that keeps them. Only where memory can be read and no sanitizer fills it with shadows.
+// Other tests search the process that loads the test token module for secrets, so the module itself must not keep any.
+// Only where memory can be read and there is no sanitizer with its shadow memory.
 #include "token_consumer.h"
 
 #include <platform/system/wipe.h>
@@ -23,7 +23,7 @@ constexpr std::size_t secretSize = 64;
 
 char turned(char c) { return static_cast<char>(c ^ 0x55); }
 
-// A secret with each byte turned, so that the search does not find what it searches for.
+// A secret with each byte inverted, so that the search does not find its own search text.
 std::string makeTurnedSecret() {
     std::random_device device;
     std::string secret;
@@ -41,8 +41,7 @@ bool holds(std::string_view bytes, std::string_view turnedSecret) {
     return std::search(bytes.begin(), bytes.end(), turnedSecret.begin(), turnedSecret.end(), same) != bytes.end();
 }
 
-// Whether memory that can be written to holds the end of the secret: the allocator writes over the beginning of
-// what it takes back.
+// Whether writable memory contains the end of the secret: the allocator overwrites the beginning of freed blocks.
 bool isInMemory(const std::string& turnedSecret) {
     const std::string_view part = std::string_view(turnedSecret).substr(secretSize / 2);
     std::ifstream maps("/proc/self/maps");

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The test token under the eyes of a consumer that others wrote. Only in builds whose module any program can load:
-// one with a sanitizer needs that sanitizer in the program.
+// The test token used by a third-party consumer. Only in builds whose module any program can load: a module with a
+// sanitizer needs that sanitizer in the program.
 #include "token_consumer.h"
 
 #include <gmock/gmock.h>
@@ -13,7 +13,7 @@ using ::testing::Not;
 
 namespace {
 
-// The arguments are parted by blanks.
+// The arguments are separated by blanks.
 std::string pkcs11Tool(const std::string& arguments) {
     std::vector<std::string> command{"pkcs11-tool", "--module", ModuleLibrary::path()};
     std::istringstream words(arguments);

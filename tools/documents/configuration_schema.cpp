@@ -54,7 +54,7 @@ ordered_json gateway() {
     return {{"type", "object"}, {"properties", fields}, {"additionalProperties", false}};
 }
 
-// What values there are, without the default.
+// The schema of the values, without the default.
 ordered_json valueOf(const Param& param, const panelkit::ParamKind& kind) {
     switch (kind.form) {
     case ValueForm::flag: return {{"type", "boolean"}};
@@ -79,7 +79,7 @@ ordered_json defaultOf(const Param& param, const panelkit::ParamKind& kind) {
     return kind.form == ValueForm::choice ? value["value"] : value;
 }
 
-// The help, and what is legal where nothing else says it.
+// The help, and the legal values if the schema can't say them.
 std::string describe(const Param& param, const panelkit::ParamKind& kind) {
     std::string help = &param.help == &param.label ? "" : param.help;
     if (!kind.hasFormat || kind.pattern) return help;

@@ -9,7 +9,7 @@ namespace documents::po {
 
 namespace {
 
-// As gettext writes dates; the template changes only when the table does.
+// A date in gettext's form. It comes from the table, so that the template changes only when the table does.
 std::string creationDate(std::uint64_t stamp) {
     const std::chrono::sys_seconds time{std::chrono::seconds(stamp)};
     const auto days = std::chrono::floor<std::chrono::days>(time);
@@ -22,7 +22,7 @@ std::string creationDate(std::uint64_t stamp) {
     return text.str();
 }
 
-// A text as a PO string: its lines apart when it has several.
+// A text as a PO string; each of several lines is a string of its own.
 std::string inQuotes(std::string_view text) {
     std::string lines = text.find('\n') < text.size() - 1 ? "\"\"\n\"" : "\"";
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -38,7 +38,7 @@ std::string inQuotes(std::string_view text) {
 
 } // namespace
 
-// What the loader looks at are the lines that begin with X; platform/loccore/catalogue.h tells their meaning.
+// The loader uses the lines that begin with X; platform/loccore/catalogue.h describes them.
 std::string header(const Table& table) {
     return "# Texts of " + table.module + R"(. Made by panelkit_documents; translations are merged with msgmerge.
 # Blanks and line feeds that begin or end a text, and everything with a %, must be kept.

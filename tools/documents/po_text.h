@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// How a template of translations is written: its header, and its entries.
+// Writes the header and the entries of a translation template.
 #pragma once
 
 #include <cstdint>

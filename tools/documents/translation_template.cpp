@@ -19,8 +19,8 @@ namespace {
 
 using Uses = std::map<const char* const*, std::vector<std::string>>;
 
-// Where each cell is shown: labels, helps and choices. What remains are texts of the policy, or of sections that other
-// programs have.
+// Where each cell is shown: as label, help or choice. The remaining texts are those of the policy, and of sections that
+// this library does not show.
 Uses findUses(const panelkit::AllGroups& groups) {
     Uses uses;
     for (const auto& group : groups) {

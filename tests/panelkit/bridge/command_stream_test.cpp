@@ -38,7 +38,7 @@ TEST(CommandStream, AppendsToWhatTheStringHolds) {
     EXPECT_EQ(bytes, hex("'kept' 01 00 00 00  01  01 00 00 00 'x'"));
 }
 
-// A request that carries a secret must not leave copies in memory that growing gave back.
+// Growing the string of a request with a secret would leave copies in freed memory.
 TEST(CommandStream, OneAppendAllocatesOnce) {
     std::string bytes;
     CommandStreamOut(bytes).append(std::string(100, 'a'), std::string(1000, 'b'), std::uint32_t{1});
@@ -95,7 +95,7 @@ TEST(CommandStream, MovesThePositionBeforeItThrows) {
     EXPECT_EQ(value, 7U);
 }
 
-// The position lies behind the end then; a gate that computed size - position would wrap and let the next read pass.
+// The position is past the end then; a check that computed size - position would wrap and let the next read pass.
 TEST(CommandStream, ThrowsAgainWhenItIsUsedAfterACaughtError) {
     const std::vector<char> bytes = {'\xff', '\xff', '\xff', '\xff', 'x'};
     CommandStreamIn in(bytes.data(), bytes.size());

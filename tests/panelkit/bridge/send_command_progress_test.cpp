@@ -46,7 +46,7 @@ private:
     Clock::time_point lastEnd_ = Clock::now();
 };
 
-// Work that is done here, without a service.
+// Work without a service.
 class Work : public SendCommandProgress {
 public:
     Work(std::function<bool()> whatToDo, IdleLoop* whileRunning)
@@ -90,7 +90,7 @@ TEST_F(ALongCommand, PausesBeforeEachCallOfTheHook) {
     EXPECT_GE(hook.shortestPause, milliseconds(10)) << "20 ms, and systems round";
 }
 
-// However busy the machine is, most of them end before the hook's time comes.
+// Even on a busy machine most of them end before the hook is due.
 TEST_F(ALongCommand, ThatEndsSoonIsNotWaitedForAndCallsNoHook) {
     answerAfter(0);
     Hook hook(nullptr);
@@ -179,7 +179,7 @@ TEST_F(ALongCommand, MayBeNestedInTheHookOfAnother) {
     EXPECT_TRUE(inner);
 }
 
-// Answers nobody until so many have asked.
+// Answers only after so many requests have arrived.
 class Rendezvous {
 public:
     explicit Rendezvous(int many) : wanted_(many) {}

@@ -16,7 +16,7 @@ using panelkit::DirectCommand;
 using panelkit::testing::Reaction;
 using testing::ElementsAre;
 
-// The pool's own look inside, for what its interface does not show.
+// Access to the pool's private state.
 struct SessionsPoolProbe {
     static SessionsPool make() { return {}; }
     static std::array<BridgeSession*, 7>& slots(SessionsPool& pool) { return pool.slots_; }
@@ -89,8 +89,8 @@ TEST_F(ASessionsPool, ClosesAReturnedSessionThatBroke) {
     EXPECT_NE(SessionsPool::GetSession(SessionTokens), lent);
 }
 
-// Two controllers that are copies of each other unlock the same session; the second closes what the first put back,
-// and the pool finds a broken session, not a freed one.
+// Two controllers that are copies of each other unlock the same session. The second one closes the session that the
+// first one put back, and the pool finds a broken session, not a freed one.
 TEST_F(ASessionsPool, BearsASessionThatIsUnlockedTwice) {
     BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
     SessionsPool::UnlockSession(SessionTokens, lent);
@@ -124,8 +124,8 @@ TEST_F(ASessionsPool, GivesNullOnlyForAnUnusableEndpoint) {
     EXPECT_NE(SessionsPool::GetSession(SessionTokens), nullptr);
 }
 
-// The first command after a restart goes to a connection that is dead; it fails and breaks the session, and the next
-// one opens a new one.
+// The first command after a restart uses a dead connection; it fails and breaks the session, and the next command opens
+// a new one.
 TEST_F(ASessionsPool, RecoversFromARestartWithTheSecondCommand) {
     service->on(Command::TokenLogout, Reaction::reply(""));
     ASSERT_TRUE(DirectCommand<Command::TokenLogout>().send());
@@ -147,8 +147,8 @@ TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
             ASSERT_TRUE(slots[i]->Connect());
         }
     }
-    // Connections end on threads of the service's, so only the set of them is certain here; that each is closed
-    // before the next follows from the sessions themselves.
+    // Connections end on threads of the service, so only the set of them is certain here; the sessions themselves
+    // ensure that each is closed before the next.
     ASSERT_TRUE(service->waitForClosed(7));
     EXPECT_THAT(service->closed(), testing::UnorderedElementsAre("0", "1", "2", "3", "4", "5", "6"));
 }
@@ -161,7 +161,7 @@ TEST_F(ASessionsPool, CopiesItsSevenPointersOnAssignment) {
     EXPECT_EQ(SessionsPoolProbe::slots(to), SessionsPoolProbe::slots(from));
 }
 
-// ---- how a send fails, and what it leaves behind
+// ---- failures of a send, and their effects
 
 struct Fault {
     const char* name;

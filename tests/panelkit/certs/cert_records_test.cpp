@@ -37,7 +37,7 @@ TEST(CertRecords, ComeBackEqualAndRefuseEveryTruncation) {
 
 TEST(CertRecords, ReadAKeyPresenceByteOfTwoAsFalse) {
     std::string bytes = encoded(certificate);
-    bytes[bytes.size() - 13] = 2; // in front of the last three numbers
+    bytes[bytes.size() - 13] = 2; // before the last three numbers
     CertInfo read;
     read.hasPrivateKey = true;
     CommandStreamIn(bytes) >> read;

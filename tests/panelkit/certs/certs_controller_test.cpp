@@ -14,7 +14,7 @@ namespace {
 
 class ACertsController : public WithCertsController {
 protected:
-    // Runs an operation against the reply, and checks where it went and with which bytes.
+    // Runs an operation against the reply, and checks the command and the bytes that were sent.
     template <class Operation>
     auto sends(Command command, unsigned code, const std::string& payload, const std::string& reply,
                Operation operation) {
@@ -33,7 +33,7 @@ protected:
 
     void answer(Command command, const std::string& reply) { service->on(command, Reaction::reply(reply)); }
 
-    // What the operations fill.
+    // The outputs of the operations.
     std::vector<TokenInfo> tokens;
     std::vector<CertInfo> certificates;
     std::vector<CRLInfo> crls;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What the tests of certificates share: each record once, with its bytes by hand, and a controller that talks to a
-// scripted service.
+// Shared by the tests of certificates: each record once, with its bytes by hand, and a controller that uses a scripted
+// service.
 #pragma once
 
 #include <panelkit/certs/certs_controller.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The session that a certificate controller holds: taken, shared, handed back, broken, and its wait setting.
+// The session of a certificate controller: taken, shared, given back, broken, and its wait setting.
 #include "certs_fixture.h"
 
 #include <gmock/gmock.h>
@@ -92,7 +92,7 @@ TEST_F(ACertsSession, ThatBrokeStaysDeadAndANewControllerWorks) {
 
 // ---- its wait setting while a request is made
 
-// Looks at the session while the service works.
+// Reads the session's state while the service works.
 class Watcher : public VpnCertsController {
 public:
     void OnExecuteCommand(const SendCommandProgress& progress) override {
@@ -193,14 +193,14 @@ TEST_F(WithoutService, CertificateOperationsFailAndLeaveTheirOutputsAlone) {
 
 TEST_F(ACertsSession, FailsOperationsThatTheServiceRefuses) {
     VpnCertsController controller;
-    service->on(Command::MakeCertRequest, Reaction::refuse()); // as all others are
+    service->on(Command::MakeCertRequest, Reaction::refuse()); // like all others
     service->on(Command::CertsReloadAll, Reaction::refuse());
     expectEveryOperationFails(controller);
 }
 
-// ---- what the variants draw
+// ---- output of the variants
 
-// What a controller writes while a command runs for that long.
+// Returns the output of a controller while a command runs for that time.
 std::string drawn(VpnCertsController& controller, milliseconds time) {
     SendCommandProgress progress(nullptr, ModuleCertificates, 0, &controller);
     progress.running = true;

@@ -17,7 +17,7 @@ class ParsingACertFile : public WithCertsController {
 protected:
     ParsingACertFile() { service->on(Command::ParseCertFile, Reaction::reply(hex("05 00 00 00"))); }
 
-    // Makes a file of that UTF-8 name and gives its path.
+    // Makes a file with that UTF-8 name and returns its path.
     std::string file(const std::string& name, const std::string& content) const {
         const std::filesystem::path path = folder.path() / platform::toPath(name);
         std::ofstream(path, std::ios::binary) << content;
@@ -86,7 +86,7 @@ TEST_F(ParsingACertFile, SendsNothingOfAFileThatCannotBeReadWhole) {
     EXPECT_THAT(service->requests(), testing::IsEmpty());
 }
 
-// The system's own files announce a size that they do not have.
+// Some system files report a wrong size.
 TEST_F(ParsingACertFile, SendsNothingOfAFileThatEndsBeforeItsSize) {
     const std::string path = "/sys/class/net/lo/mtu";
     if (!std::filesystem::exists(path)) GTEST_SKIP() << "this system has no such file";
@@ -95,7 +95,7 @@ TEST_F(ParsingACertFile, SendsNothingOfAFileThatEndsBeforeItsSize) {
 
 TEST_F(ParsingACertFile, TakesPathsOfUpTo4095Units) {
     const std::string path = file("x", "1");
-    const auto lengthened = [&](std::size_t size) { // the same file, by way of many "./"
+    const auto lengthened = [&](std::size_t size) { // the same file, with many "./" in its path
         const std::string start = platform::fromPath(folder.path()) + "/";
         std::string detour;
         while (start.size() + detour.size() + 3 <= size) detour += "./";
@@ -115,7 +115,7 @@ TEST_F(ParsingACertFile, ReadsOneTooLargeForTheBridgeAndSendsNothing) {
     EXPECT_EQ(parse(file("x", "1")), ParseCertFileResult{5}) << "the session is still good";
 }
 
-// Only Windows can shut writers out; elsewhere a file that is open for writing is read all the same.
+// Only Windows can lock writers out; elsewhere a file that is open for writing is read all the same.
 TEST_F(ParsingACertFile, IsShutOutByAWriterWhereTheSystemCan) {
     constexpr bool systemCan = std::filesystem::path::preferred_separator == '\\';
     const std::string path = file("x", "1");

@@ -22,7 +22,7 @@ void expectTyping(const Typing& typing, std::uint32_t page) {
     FakeConsole console;
     console.page = page;
     console.typed = typing.typed;
-    // Of exactly the size, so that a sanitizer sees a write behind it.
+    // Of exactly the size, so that a sanitizer sees a write past its end.
     const auto buffer = std::make_unique<char[]>(typing.size);
     const char* result = passgets(buffer.get(), typing.size);
     ASSERT_EQ(result != nullptr, typing.stored != nullptr) << typing.typed;
@@ -45,7 +45,7 @@ TEST(Passgets, StoresALineAndShowsStars) {
         {"a\b\b\bb\r",             8, "b",     "*\b \b*\n"},
         {"abc",                    4, nullptr, "***"},             // full: refused before Enter
         {"abc\r",                  4, nullptr, "***"},
-        {"ab\b\bcd\r",             4, "cd",    "**\b \b\b \b**\n"}, // room that was given back counts
+        {"ab\b\bcd\r",             4, "cd",    "**\b \b\b \b**\n"}, // removed characters free their room
         {"a\r",                    2, nullptr, "*"},
         {"\r",                     2, "",      "\n"},
         {"ab",                     8, nullptr, "**"},              // the input ends
@@ -65,7 +65,7 @@ TEST(Passgets, TakesACharacterOfSeveralBytesAsOneInUtf8) {
         {"Кл\r",                   6, "Кл",    "**\n"},            // the size counts bytes
         {"Кл\r",                   5, nullptr, "**"},
         {"К\b\bл\r",               8, "л",     "*\b \b*\n"},
-        {"\x80\x80z\b\bz\r",       8, "z",     "**\b \b\b \b*\n"}, // stars and what they stand for agree in any case
+        {"\x80\x80z\b\bz\r",       8, "z",     "**\b \b\b \b*\n"}, // the stars always match the characters
     };
     // clang-format on
     for (const Typing& typing : typings) expectTyping(typing, 65001);
@@ -97,7 +97,7 @@ TEST(Passgets, DoesNotReadWithoutAConsole) {
     }
 }
 
-// The size is the only limit; what a character that was taken back leaves behind is wiped.
+// The size is the only limit; removed characters are wiped.
 TEST(Passgets, LeavesNothingOfWhatWasTakenBack) {
     FakeConsole console;
     console.typed = "secret\b\b\b\b\r";
@@ -126,7 +126,7 @@ TEST(KeyReading, EndsTheProcessWithStatusZeroAtCtrlC) {
         } console;
         console.keys = {3};
         read_one_char();
-        std::exit(7); // it came back
+        std::exit(7); // it returned
     };
     EXPECT_EXIT(readCtrlC(), testing::ExitedWithCode(0), "<2:13>");
 }
@@ -139,7 +139,7 @@ TEST(StdinEcho, IsOneBitOfTheMode) {
     SetStdinEcho(true);
     EXPECT_THAT(console.modes, ElementsAre(0x1F3, 0x1F3, 0x1F7));
     console.isConsole = false;
-    SetStdinEcho(false); // nothing to be seen, and no harm
+    SetStdinEcho(false); // no output and no effect
     EXPECT_THAT(console.modes, testing::SizeIs(3));
 }
 

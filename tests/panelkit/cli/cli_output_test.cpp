@@ -9,7 +9,7 @@
 
 #include <gmock/gmock.h>
 
-// The set-up is done once in a process; each test here does it anew for the console of its own.
+// The setup is made once per process; each test here repeats it for its own console.
 namespace panelkit {
 struct ConsoleSetupProbe {
     static void forget() { ConsoleSetup::instance() = {}; }
@@ -36,7 +36,7 @@ struct Shown {
     const char* bytes;
 };
 
-// "Ключ €5 ☃" and an invalid byte, as each page shows them. Page 0 and an unknown one leave them alone.
+// "Ключ €5 ☃" and an invalid byte, as each page shows them. Page 0 and an unknown page leave them unchanged.
 const char* const message = "Ключ €5 ☃\xff";
 
 // clang-format off
@@ -152,7 +152,7 @@ TEST_F(ConsoleOutput, SpeaksRussianToRussiansAndEnglishToAllOthers) {
     const User users[] = {
         {0x0419, 0x0409, "rus"}, {0x0819, 0x0409, "rus"},                          // Russia, Moldova
         {0x0409, 0x0419, "eng"}, {0x0407, 0x0419, "eng"}, {0x0422, 0x0419, "eng"}, // English, German, Ukrainian
-        {0x0400, 0x0419, "rus"}, {0x0400, 0x0409, "eng"}, {0x0400, 0x0400, "eng"}, // none in particular
+        {0x0400, 0x0419, "rus"}, {0x0400, 0x0409, "eng"}, {0x0400, 0x0400, "eng"}, // unspecified
     };
     // clang-format on
     for (const auto& [language, defaultOne, messages] : users) {
@@ -162,7 +162,7 @@ TEST_F(ConsoleOutput, SpeaksRussianToRussiansAndEnglishToAllOthers) {
     }
 }
 
-// 1251 is what arguments are taken to be in, whatever the console uses.
+// Arguments are converted from 1251, whatever the console uses.
 TEST_F(ConsoleOutput, HasNoBearingOnThePageOfArguments) {
     for (const std::uint32_t page : {0U, 866U, 1251U, 65001U}) {
         usePage(page);

@@ -21,7 +21,7 @@ TEST(AbsolutePath, FollowsTheRulesOfWindowsOnTheStringsAsTheyAre) {
         {"\\x\\a.cfg", start + "\\x\\a.cfg"},
         {"/",          start + "/"},
         {"D:\\a.cfg",  "D:\\a.cfg"},
-        {"a:b",        "a:b"},           // any character may stand before the colon
+        {"a:b",        "a:b"},           // any character may precede the colon
         {":",          here + "\\:"},
     };
     // clang-format on

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Counts in memory that ends right behind the zero byte, so that a sanitizer sees any step beyond it.
+// Counts in memory that ends directly after the zero byte, so that a sanitizer sees any step beyond it.
 std::int32_t count(const std::string& text) {
     const auto exact = std::make_unique<char[]>(text.size() + 1);
     std::copy_n(text.c_str(), text.size() + 1, exact.get());
@@ -21,8 +21,8 @@ TEST(Utf8Text, IsCountedInCharacters) {
         {"", 0}, {"a", 1}, {"abc", 3}, {"я", 1}, {"я€", 2}, {"\U0001F511", 1}, {"a я € \U0001F511", 7},
         {"\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf", 7}, // first and last of each length
         {"e\u0301", 2},                                                                      // no widths, no combining
-        {"\x80z", 1}, {"\x9fzz", 2}, {"\xa0zzz", 2}, {"\xb0zzzz", 2}, // a stray continuation byte passes for a lead
-        {"\xf8zzz", 1}, {"\xe2zzz", 2},                             // and what is stepped over is not looked at
+        {"\x80z", 1}, {"\x9fzz", 2}, {"\xa0zzz", 2}, {"\xb0zzzz", 2}, // a stray continuation byte is taken for a lead byte
+        {"\xf8zzz", 1}, {"\xe2zzz", 2},                             // and skipped bytes are not checked
         {std::string(1'000'000, 'x'), 1'000'000},
     };
     // clang-format on

@@ -26,7 +26,7 @@ TEST(AHost, HasItsIPv4AddressesEachOnceInHostOrder) {
     EXPECT_THAT(addressesOf("localhost"), Contains(0x7F000001).Times(1));
 }
 
-// 0 stands for "no address" in the parsers, so it is never handed out.
+// 0 stands for "no address" in the parsers, so it is never returned.
 TEST(AHost, HasNoAddressOfZero) { EXPECT_THAT(addressesOf("0.0.0.0"), IsEmpty()); }
 
 TEST(AHost, HasNoAddressWhenItIsUnknownOrHasNoIPv4) {

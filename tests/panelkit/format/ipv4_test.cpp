@@ -97,7 +97,7 @@ TEST(AnIPv4Mask, ShowsDottedOrAsItsLeadingOnes) {
         EXPECT_EQ(ipv4MaskToText(mask, MaskForm::PrefixLength, buffer), "/" + std::to_string(length));
         EXPECT_EQ(ipv4MaskToText(mask, MaskForm::Dotted, buffer), judgeIPv4Text(mask));
     }
-    // The length of a mask with holes says less than the mask.
+    // The length of a mask with holes does not describe the mask completely.
     EXPECT_STREQ(ipv4MaskToText(0xFF00FF00, MaskForm::PrefixLength, buffer), "/8");
     EXPECT_STREQ(ipv4MaskToText(0x00FFFFFF, MaskForm::PrefixLength, buffer), "/0");
 }
@@ -123,8 +123,8 @@ TEST(AnIPv4Range, ShowsAsAddressBlockOrPair) {
     expectTexts({0xFFFFFF64, 0xFFFFFFFE}, "255.255.255.100..255.255.255.254", "255.255.255.100..255.255.255.254");
 }
 
-// No last address is set, so the range is its first address, although by its values it runs backwards. Other ranges
-// that run backwards show as they are, and no parser takes them back.
+// No last address is set, so the range is shown as its first address, although by its values it runs backwards. Other
+// such ranges are shown as they are, and no parser accepts them.
 TEST(AnIPv4Range, ShowsAsItsFirstAddressWhenTheLastIsZero) {
     EXPECT_EQ(text({0x0A000001, 0}, MaskForm::Dotted), "10.0.0.1");
     EXPECT_EQ(text({0, 0}, MaskForm::PrefixLength), "0.0.0.0");
@@ -166,7 +166,7 @@ TEST(IPv4Ranges, AgreeWithABitByBitModelOverRandomPairs) {
         ASSERT_EQ(commonIPv4Prefix(range.first, range.last), common);
         blocks += isBlock;
 
-        // What is shown comes back, unless it ran backwards; there, only what stands for a single address does.
+        // A shown range can be read back, unless it runs backwards; of those only single addresses can.
         const bool single = range.last == 0 || range.first == range.last;
         const std::optional<IPv4Range> expected = single                      ? IPv4Range{range.first, range.first}
                                                   : range.first <= range.last ? std::optional(range)
@@ -253,7 +253,7 @@ TEST(AParsedRange, TakesEveryMaskOfLeadingOnes) {
     }
 }
 
-// A piece of text with a mask of holes gives a range that is wider than what the mask matches.
+// A piece of text with a mask with holes returns a range with more addresses than the mask matches.
 TEST(AParsedRange, TakesAMaskWithHolesOnlyInAPieceOfText) {
     EXPECT_EQ(whole("10.1.2.3/255.0.255.0"), std::nullopt);
     EXPECT_EQ(whole("10.1.2.3:255.0.255.0"), std::nullopt);
@@ -262,7 +262,7 @@ TEST(AParsedRange, TakesAMaskWithHolesOnlyInAPieceOfText) {
     EXPECT_EQ(piece("10.1.2.3/0.0.0.255"), (IPv4Range{0x00000003, 0xFFFFFF03}));
 }
 
-// In a whole text a comment, a prefix length or a slip of the finger behind the second address has no effect.
+// In a whole text a comment, a prefix length or a typing error after the second address has no effect.
 TEST(AParsedRange, IgnoresWhatFollowsTheSecondAddressOnlyInAWholeText) {
     for (const char* from :
          {"10.0.0.1..10.0.0.5x", "10.0.0.1..10.0.0.5/8", "10.0.0.1..10.0.0.5.6", "10.0.0.1..10.0.0.5 "}) {
@@ -339,7 +339,7 @@ bool hasLeadingOnesOnly(IPv4Address mask) {
     return false;
 }
 
-// What stands behind a slash or a colon.
+// The text after a slash or a colon.
 std::optional<IPv4Address> modelMask(const std::string& from, const std::string& delimiter, bool isPiece) {
     static const std::regex length("0*([0-9]{1,2})");
     std::smatch digits;
@@ -390,7 +390,7 @@ std::string randomRangeText(Random& random) {
         made += delimiters[random.below(random.below(4) ? 3 : std::size(delimiters))];
         made += parts[random.below(std::size(parts))];
     }
-    // Every other text gets a slip of the finger.
+    // Every second text gets a typing error.
     if (random.below(2) && !made.empty()) {
         const std::size_t at = random.below(made.size());
         const char with = "0123456789./:. x\n-"[random.below(18)];

@@ -75,7 +75,7 @@ TEST(AnIPv6Address, IsSeenAsGroupsInTheOrderOfItsText) {
     EXPECT_EQ(address.group(7), 1);
 }
 
-// ---- parsing: what the system takes too, then the differences one by one
+// ---- parsing: texts that the system accepts too, then the differences one by one
 
 TEST(AParsedIPv6Address, HasADoubleColonForTheMissingGroups) {
     EXPECT_EQ(parsed("::"), IPv6Address());
@@ -113,7 +113,7 @@ TEST(AParsedIPv6Address, FailsForAnythingElse) {
     EXPECT_EQ(parsed({}), std::nullopt);
 }
 
-// URLs and endpoints write addresses so; half a pair is no address.
+// URLs and endpoints have this form; a single bracket is refused.
 TEST(AParsedIPv6Address, MayStandInSquareBrackets) {
     EXPECT_EQ(parsed("[::1]"), known("::1"));
     EXPECT_EQ(parsed("[1:2:3:4:5:6:7:8]"), known("1:2:3:4:5:6:7:8"));
@@ -122,14 +122,14 @@ TEST(AParsedIPv6Address, MayStandInSquareBrackets) {
     }
 }
 
-// So a text that lost the first of its two colons at the front is taken when the groups happen to be complete.
+// So a text that lost one of its two leading colons is accepted if the groups happen to be complete.
 TEST(AParsedIPv6Address, MayHaveOneMoreColonAtTheFront) {
     EXPECT_EQ(parsed(":1:2:3:4:5:6:7:8"), known("1:2:3:4:5:6:7:8"));
     EXPECT_EQ(parsed("[:1::8]"), known("1::8"));
     EXPECT_EQ(parsed(":1"), std::nullopt);
 }
 
-// The system wants at least one group missing; here the colon that is too many does no harm.
+// The system wants at least one group missing; here the extra colon is accepted.
 TEST(AParsedIPv6Address, MayHaveADoubleColonAlthoughNoGroupIsMissing) {
     for (const char* from : {"::1:2:3:4:5:6:7:8", "1:2:3:4::5:6:7:8", "1:2:3:4:5:6:7:8::"}) {
         EXPECT_EQ(parsed(from), known("1:2:3:4:5:6:7:8")) << from;
@@ -137,7 +137,7 @@ TEST(AParsedIPv6Address, MayHaveADoubleColonAlthoughNoGroupIsMissing) {
     }
 }
 
-// Only groups: a mapped address has to be written ::ffff:a00:1, and zones belong to the caller.
+// Only groups: a mapped address must be written ::ffff:a00:1, and the caller must remove a zone.
 TEST(AParsedIPv6Address, HasNoDottedPartAndNoZone) {
     EXPECT_TRUE(judgeIPv6("::ffff:10.0.0.1"));
     EXPECT_EQ(parsed("::ffff:10.0.0.1"), std::nullopt);
@@ -175,7 +175,7 @@ std::string randomAddressText(Random& random) {
         made += groups[random.below(random.below(30) ? 6 : std::size(groups))];
         if (i + 1 < count) made += ':';
     }
-    // Every third text gets a slip of the finger.
+    // Every third text gets a typing error.
     if (random.below(3) == 0 && !made.empty()) {
         const std::size_t at = random.below(made.size());
         const char with = "0fA:.]%"[random.below(7)];
@@ -215,7 +215,7 @@ TEST(AnIPv6Mask, ComesBackAsItsPrefixLength) {
     for (unsigned length = 0; length <= 128; ++length) EXPECT_EQ(ipv6MaskToPrefix(ipv6PrefixToMask(length)), length);
 }
 
-// What stands behind the first zero bit is not looked at, so masks with holes lose them in a prefix length.
+// Bits after the first zero are ignored, so a mask with holes loses them in a prefix length.
 TEST(AnIPv6Mask, EndsForItsPrefixLengthAtItsFirstZero) {
     EXPECT_EQ(ipv6MaskToPrefix(maskOf("ffff:ffff:fff0:ffff::")), 44U);
     EXPECT_EQ(ipv6MaskToPrefix(maskOf("ffff::ffff:0:0:0")), 16U);
@@ -228,7 +228,7 @@ TEST(AnIPv6Range, RunsFromTheAddressUnderItsMaskToTheLast) {
     EXPECT_EQ(ipv6RangeOf(address, 64), expected);
     EXPECT_EQ(ipv6RangeOf(address, maskOf("ffff:ffff:ffff:ffff::")), expected);
     EXPECT_EQ(ipv6LastOf(address, maskOf("ffff:ffff:ffff:ffff::")), expected.last);
-    // A mask with holes is taken as it is.
+    // A mask with holes is used as it is.
     EXPECT_EQ(ipv6RangeOf(address, maskOf("ffff::ffff")),
               (IPv6Range{known("2001::6"), known("2001:ffff:ffff:ffff:ffff:ffff:ffff:6")}));
 }

@@ -35,8 +35,8 @@ std::string everyKindOfText() {
     return text;
 }
 
-// The environment's locale and some with other names, separators and character classes. Those that the machine lacks
-// are passed over; the one of the environment is always there.
+// The environment's locale and some with other names, separators and character classes. Locales that the machine lacks
+// are skipped; the environment's always exists.
 TEST(Texts, AreTheSameInEveryLocale) {
     const ScopedTimeZone zone("UTC0");
     const std::string before = std::setlocale(LC_ALL, nullptr);

@@ -19,7 +19,7 @@ using namespace panelkit;
 
 namespace {
 
-// Everything there is, on input that differs from one number to the next.
+// Calls every function, with input that depends on the number.
 std::string work(unsigned number) {
     std::string text;
     char ipv4[IPv4RangeTextSize], ipv6[IPv6TextSize], local[PlainTimeTextSize];

@@ -99,7 +99,7 @@ TEST(APackedTime, ShowsFieldsThatNoCalendarHas) {
     EXPECT_EQ(made(appendPackedTime, packed(2020, 1, 0)), "00.01.2020 00:00:00 GMT");
 }
 
-// A conversion carries the same fields over instead.
+// A conversion carries fields that are too large.
 TEST(APackedTime, CarriesFieldsThatRunOver) {
     EXPECT_EQ(packedTimeToPlain(packed(2020, 2, 30)), packedTimeToPlain(packed(2020, 3, 1)));
     EXPECT_EQ(packedTimeToPlain(packed(2021, 2, 29)), packedTimeToPlain(packed(2021, 3, 1)));
@@ -113,7 +113,7 @@ TEST(APackedTime, CarriesFieldsThatRunOver) {
 // The C library of Windows refuses these; the values are from date(1).
 TEST(APackedTime, ConvertsTimesBefore1970ToStoredValues) {
     EXPECT_EQ(packedTimeToPlain(packed(1900, 2, 28, 23, 59, 59)), -2203891201);
-    EXPECT_EQ(packedTimeToPlain(packed(1900, 3, 1)), -2203891200); // 1900 is no leap year
+    EXPECT_EQ(packedTimeToPlain(packed(1900, 3, 1)), -2203891200); // 1900 is not a leap year
     EXPECT_EQ(packedTimeToPlain(packed(1904, 2, 29, 12, 0, 0)), -2077704000);
     EXPECT_EQ(packedTimeToPlain(packed(1914, 7, 28, 11, 10, 0)), -1749214200);
     EXPECT_EQ(packedTimeToPlain(packed(1945, 5, 8, 22, 43, 0)), -777863820);
@@ -140,7 +140,7 @@ TEST(APackedTime, ConvertsEveryMonthEndFrom1900To2500) {
     int judged = 0;
     everyMonthEnd([&](PackedTime last, PlainTime seconds) {
         ASSERT_EQ(packedTimeToPlain(last), seconds) << made(packedTimeToText, last);
-        // The next second as a calendar has it and as the carried field has it.
+        // The next second by the calendar, and with a field that carries.
         ASSERT_EQ(packedTimeToPlain({last.bits + 1}), seconds + 1);
         const auto library = judgeUtcTime(seconds);
         if (!library) return;
@@ -228,7 +228,7 @@ TEST(LocalTexts, ShowTheEpochInItsZone) {
     EXPECT_EQ(text, "Activated: Thu Jan  1 03:00:00 1970");
 }
 
-// What has no time: unset, before 1900, and beyond any calendar. The C library of Linux would show the first two.
+// Invalid times: unset, before 1900, and beyond any calendar. The C library of Linux would show the first two.
 TEST(LocalTexts, FallBackForATimeThatIsNotValid) {
     constexpr auto smallest = std::numeric_limits<PlainTime>::min();
     constexpr auto largest = std::numeric_limits<PlainTime>::max();
@@ -250,7 +250,7 @@ TEST(LocalTexts, EndWithTheYear9999InTheCtimeForm) {
               judgeLocalTime(253402300799) ? "Fri Dec 31 23:59:59 9999" : "Bad time");
 }
 
-// -1 doubles as "no plain time", so this one second is shown in UTC in every zone; its neighbours are local.
+// -1 also means "no plain time", so this one second is shown in UTC in every zone; its neighbours are local.
 TEST(LocalTexts, ShowTheLastSecondOf1969InUtc) {
     const ScopedTimeZone zone("MSK-3");
     EXPECT_EQ(made(appendPackedTimeLocal, packed(1969, 12, 31, 23, 59, 59)), "31.12.1969 23:59:59 GMT");
@@ -277,13 +277,13 @@ TEST(ParsedTimes, AreUnsetWhenANumberIsMissingOrOutOfItsBounds) {
     }
 }
 
-// Text that stands behind the seconds, such as the "GMT" of our own form, is ignored, typing errors included.
+// Text after the seconds, such as the "GMT" of our own form, is ignored, typing errors included.
 TEST(ParsedTimes, IgnoreWhatStandsBehindTheSeconds) {
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:05 GMT"), PackedTime{someTime});
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:05:06"), PackedTime{someTime});
 }
 
-// As scanf has it: blanks and a sign before each number, any or no blank between date and time.
+// As in scanf: blanks and a sign before each number, any or no blank between date and time.
 TEST(ParsedTimes, MayHaveBlanksAndSignsBeforeEachNumber) {
     EXPECT_EQ(parsePackedTime("\t2020. 1. 2\n 3: 4:\r\v\f5"), PackedTime{someTime});
     EXPECT_EQ(parsePackedTime("+2020.+01.+02+03:+04:+05"), PackedTime{someTime});
@@ -294,12 +294,12 @@ TEST(ParsedTimes, MayHaveBlanksAndSignsBeforeEachNumber) {
 TEST(ParsedTimes, AreCutToBytesAndNotChecked) {
     EXPECT_EQ(parsePackedTime("2020.02.31 24:60:61"), packed(2020, 2, 31, 24, 60, 61));
     EXPECT_EQ(parsePackedTime("2020.257.256 256:257:511"), packed(2020, 1, 0, 0, 1, 255));
-    // The largest time of all is the value that says that there is none.
+    // The largest possible value means that no time is set.
     EXPECT_EQ(parsePackedTime("16777215.256.255 255:255:255"), PackedTime{});
 }
 
-// The C standard leaves open what scanf makes of such numbers. These are the values of the C libraries of Linux and of
-// Windows; the one that mingw brings has others, so the random texts below hold no such number.
+// The C standard does not define what scanf does with such numbers. These are the values of the C libraries of Linux
+// and of Windows; mingw's own has others, so the random texts below have no such number.
 TEST(ParsedTimes, MayHaveNumbersBeyond32Bits) {
     EXPECT_EQ(parsePackedTime("4294969316.01.02 03:04:4294967301"), PackedTime{someTime}); // 2^32 + 2020, 2^32 + 5
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:99999999999999999999"), packed(2020, 1, 2, 3, 4, 255));
@@ -310,7 +310,7 @@ TEST(ParsedTimes, MayHaveNumbersBeyond32Bits) {
 
 PackedTime scanned(const std::string& text) {
     unsigned year{}, month{}, day{}, hour{}, minute{}, second{};
-    // NOLINTNEXTLINE(cert-err34-c): the judge, with all its laxity
+    // NOLINTNEXTLINE(cert-err34-c): the reference, although it is lax
     if (std::sscanf(text.c_str(), "%u.%u.%u %u:%u:%u", &year, &month, &day, &hour, &minute, &second) != 6 ||
         year < 1900 || year >= 1 << 24 || month < 1 || day < 1) {
         return {};

@@ -20,7 +20,7 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-// What the compiler calls an enumerator, behind its last "::".
+// The enumerator's name: what follows the last "::".
 template <Text text>
 std::string_view enumerator() {
     std::string_view name = __PRETTY_FUNCTION__;

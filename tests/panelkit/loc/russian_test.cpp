@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What holds for both Russian catalogues, the library's and the front end's, as they were built: the letters that they
-// may use, and the words of po/GLOSSARY.md.
+// Rules for both Russian catalogues, the library's and the front end's, as they were built: the allowed letters, and
+// the words of po/GLOSSARY.md.
 #include <platform/codepage/convi.h>
 #include <platform/loccore/mo_file.h>
 #include <platform/system/files.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The library's own module, with the Russian catalogue as it was built and with what can happen to one.
+// The library's own module, with the built Russian catalogue and with damaged ones.
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/loc/text_table.h>
 #include <panelkit/loc/ui_module.h>
@@ -90,7 +90,7 @@ TEST_F(TheRussianCatalogue, TranslatesEveryEntryAndEveryRegisteredText) {
     }
 }
 
-// What a user types must mean one choice.
+// A text that a user types must name only one choice.
 TEST_F(TheRussianCatalogue, KeepsTheChoicesOfAParameterApart) {
     ASSERT_TRUE(module.load(localeFolder(), "ru"));
     for (const panelkit::VariantTable& table : panelkit::variantTables()) {

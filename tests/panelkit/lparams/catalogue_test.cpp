@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The whole catalogue of sections and variant tables, as the library has it, against a text that people review.
+// The whole catalogue of sections and variant tables, in the library, against a reviewed text.
 #include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
@@ -29,7 +29,7 @@ std::string tableName(const Variant* rows) {
     return "?";
 }
 
-// A kind is told by what it is, not by its type code.
+// A kind is identified by its C++ type, not by its type code.
 std::string kindOf(const Param& param) {
     if (dynamic_cast<const BoolParam*>(&param)) return "BoolParam";
     if (dynamic_cast<const PortParam*>(&param)) return "PortParam";

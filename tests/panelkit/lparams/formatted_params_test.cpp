@@ -74,7 +74,7 @@ TEST(AQcdSecret, IsSavedAsItsHistory) {
              Case{"no", "no", "no"},
              Case{"n", "no:a", "n:no:a"}, // only a history that is "no" and nothing else counts as that
              Case{"", "a:b", ":a:b"},
-             Case{"", "a:b:c:d:e", ":a:b:c:d"}, // the colon in front is not counted
+             Case{"", "a:b:c:d:e", ":a:b:c:d"}, // the leading colon is not counted
              Case{"auto", "a", "auto:a"},
              Case{"a:b", "a:b", "a:b:a:b"},
          }) {
@@ -163,7 +163,7 @@ TEST(AProcessorList, StandsForTheseProcessors) {
     EXPECT_EQ(processors("0-2047").size(), 2048U);
 }
 
-// The same rules, said once more as plainly as can be.
+// The same rules in the simplest form.
 bool plainModel(const std::string& text) {
     static const std::regex item("[ \t]*([0-9]+)(-([ \t]*([0-9]+))?)?");
     static const std::regex mask("(0x|x)[0-9a-fA-F]{1,8}([,.][0-9a-fA-F]{1,8})*");
@@ -192,7 +192,7 @@ TEST(AProcessorList, AgreesWithAPlainModelOnRandomTexts) {
         ASSERT_EQ(CPUsParam::checkFormat(text), plainModel(text)) << '"' << text << '"';
         accepted += plainModel(text);
     }
-    EXPECT_GT(accepted, 1000); // it is a test of both answers
+    EXPECT_GT(accepted, 1000); // both answers must occur
 }
 
 } // namespace

@@ -26,7 +26,7 @@ struct Configuration {
 
 class TextOfParameters : public testing::Test, protected Configuration {
 protected:
-    // What becomes of a parameter that is given a text: what it then prints, or the error.
+    // Sets a parameter from a text; returns what it then prints, or the error.
     static std::string set(ParamGroup& group, Param& param, std::string_view text, TextForm form = TextForm::display) {
         if (const auto error = parseParam(group, param, text, form)) return describe(*error);
         return printParam(param);
@@ -65,7 +65,7 @@ TEST_F(TextOfParameters, ReadsNumbersWithinTheirBounds) {
         EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, bad),
                   "IKE.EXCHANGE_TIMEOUT: \"" + std::string(bad) + "\" is not legal; legal: 5..300");
     }
-    EXPECT_EQ(ike.EXCHANGE_TIMEOUT.value, 5U); // what was refused left it alone
+    EXPECT_EQ(ike.EXCHANGE_TIMEOUT.value, 5U); // refused texts did not change it
     EXPECT_EQ(set(log, log.MAX_LOG_SIZE, "4294967295"), "4294967295");
     EXPECT_THAT(set(log, log.MAX_LOG_SIZE, "4294967296"), HasSubstr("nearest: 4294967295"));
     EXPECT_EQ(set(proxy, proxy.HTTP_LISTEN_PORT, "65535"), "65535");
@@ -181,7 +181,7 @@ TEST_F(TextOfParameters, NeverShowsASecret) {
     EXPECT_EQ(showParam(ike, ike.EXCHANGE_TIMEOUT), "60");
 }
 
-// Values that the service sent are neither checked nor lost.
+// Values from the service are neither checked nor lost.
 TEST_F(TextOfParameters, ReadsBackWhatItPrintsWhateverAParameterHolds) {
     ike.EXCHANGE_TIMEOUT.value = 100000;
     ike.NATT_POLICY.value = 3;

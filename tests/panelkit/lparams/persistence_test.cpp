@@ -144,7 +144,7 @@ TEST(TheGateways, AreDestroyedBeforeTheyAreRead) {
     USER user;
     load(user.LSP_GATES, hex("01 00 00 00") + gate("a", "b", "c"));
     EXPECT_THROW(load(user.LSP_GATES, hex("02 00 00 00") + gate("x", "y", "z") + hex("01 00 00 00")), const char*);
-    ASSERT_EQ(user.LSP_GATES.items.size(), 2U); // the one that was begun remains
+    ASSERT_EQ(user.LSP_GATES.items.size(), 2U); // the incomplete one remains
     EXPECT_EQ(user.LSP_GATES.items[0]->GATE_ADDRESS.value, "x");
     EXPECT_THROW(load(user.LSP_GATES, hex("ff ff ff ff 00 00 00 00")), const char*);
     EXPECT_TRUE(user.LSP_GATES.items.empty());
@@ -166,7 +166,7 @@ TEST(ATracker, IsMarkedWhileItIsTheCurrentOne) {
         traceChange();
         EXPECT_TRUE(inner.changed);
     }
-    traceChange(); // the one before does not come back
+    traceChange(); // the former one does not become current again
     EXPECT_FALSE(outer.changed);
     TraceChanges_t later;
     traceChange();
@@ -219,12 +219,12 @@ TEST_F(AGroup, IsWrittenOnlyWhenItChanged) {
     EXPECT_TRUE(admin.save());
     EXPECT_TRUE(changes.changed);
     EXPECT_EQ(last().module, 13U);
-    // The flag byte was 2 in the reply: it was read as false, and false is what goes back.
+    // The flag byte was 2 in the reply: it was read as false, and false is written back.
     EXPECT_THAT(written(),
                 testing::ElementsAre(writeRequest("ADMIN", hex("3c 00 00 00  00  01 00 00 00 'g'  00 00 00 00"))));
     admin.SESSION_EXPTIME.value = 300;
     EXPECT_TRUE(admin.save());
-    EXPECT_EQ(written().size(), 1U); // it is what was loaded again
+    EXPECT_EQ(written().size(), 1U); // it equals what was loaded again
 }
 
 TEST_F(AGroup, IsAlwaysWrittenWhenItWasNeverLoadedOrLoadedTwice) {
@@ -289,7 +289,7 @@ TEST_F(AGroup, IsReadEditedAndWrittenForEverySection) {
     EXPECT_THAT(written().at(0), testing::HasSubstr(encoded(std::string("00112233445566778899AABB:"))));
 }
 
-// What a series of saves leaves: at most four secrets, the newest first.
+// After a series of saves there are at most four secrets, the newest first.
 TEST_F(AGroup, CarriesTheHistoryOfItsSecretFromSaveToSave) {
     std::string stored = hex(defaults.at("IKE"));
     service->on(Command::ReadGroup, [&](const Received&) { return Reaction::reply(stored); });
@@ -324,7 +324,7 @@ TEST_F(AGroupWithoutService, AnswersFalseAndKeepsItsValues) {
     EXPECT_FALSE(writeToDisk());
     EXPECT_EQ(admin.SESSION_EXPTIME.value, 10U);
     EXPECT_FALSE(changes.changed);
-    CommandSender::Instance().SetEndpoint(std::string(5000, 'x')); // no session can exist at all
+    CommandSender::Instance().SetEndpoint(std::string(5000, 'x')); // no session can be opened
     SessionsPool::CloseSession(SessionParameters);
     EXPECT_FALSE(admin.load());
     EXPECT_FALSE(admin.save());

@@ -27,10 +27,10 @@ const LPARAMS::Client::Param& param(const char* section, const char* key) {
 
 struct Row {
     const char *section, *key, *kind;
-    const char *stored, *text, *json; // as bytes, as people see it, as a file holds it
+    const char *stored, *text, *json; // as bytes, as shown to people, as in a file
 };
 
-// Values of each kind, legal or not: what a service holds is neither checked nor lost.
+// Values of each kind, legal or not: values from a service are neither checked nor lost.
 const Row rows[] = {
     // clang-format off
     {"CERTMON", "ENABLE",            "flag",       "01",                                    "on",              "true"},
@@ -88,7 +88,7 @@ TEST(AValue, IsTheSameWhenItSaysTheSameToWhoEditsIt) {
     EXPECT_FALSE(same("ADMIN", "ADMIN_GROUP", "01 00 00 00 'a'", "01 00 00 00 'A'"));
 }
 
-// What JSON does not become a value, and what is said of it; where "legal" is given, it is of the right type.
+// JSON that is refused, and the error; with "legal", the JSON has the right type.
 TEST(AValue, IsNotReadFromOtherJson) {
     struct Misfit {
         const char *section, *key, *json;

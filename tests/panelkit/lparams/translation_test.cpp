@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A translation that is loaded at run time shows in groups that were built before it, and in those built later.
+// A translation that is loaded at run time is shown by groups that were built before, and by later ones.
 #include <panelkit/loc/ui_module.h>
 #include <panelkit/lparams/param_text.h>
 #include <panelkit/lparams/sections/sections.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What activation leaves behind: `Active` in the user's file, the message, and what was sent.
+// The effects of activation: `Active` in the user's file, the message, and the requests.
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../../support/service_fixture.h"
@@ -38,7 +38,7 @@ protected:
         return requests.empty() ? "no request" : requests.back().payload;
     }
 
-    // The outcomes of a command: how the service behaves, and whether that is for want of it.
+    // The outcomes of a command: how the service behaves, or that there is none.
     enum class Outcome { accepted, declined, refused, cut, away, noSession };
     static constexpr Outcome outcomes[] = {Outcome::accepted, Outcome::declined, Outcome::refused,
                                            Outcome::cut,      Outcome::away,     Outcome::noSession};
@@ -172,7 +172,7 @@ TEST_F(Activation, SendsNothingForAFileThatIsNotNamedEmptyOrUnreadable) {
     }
 }
 
-// The user's own file named one, but the service did not say that it goes by that.
+// The user's own file named one, but the service did not say that it uses that.
 TEST_F(Activation, OfAUserReadsNoFileWhenTheSettingsAreUnknown) {
     UserFolder::put(folder.settings(),
                     "<UserLSP><Source>SOURCE_FILE</Source><File>" + policyFile("rules") + "</File></UserLSP>");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What each operation sends and reads. The texts of the policy and the user's file have tests of their own.
+// The bytes that each operation sends and reads. The texts of the policy and the user's file have tests of their own.
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../../support/service_fixture.h"
@@ -17,7 +17,7 @@ namespace {
 
 class AnLSPController : public WithScriptedService {
 protected:
-    // Runs an operation against the reply, and checks where it went and with which bytes.
+    // Runs an operation against the reply, and checks the command and the bytes that were sent.
     template <class Operation>
     auto sends(Command command, unsigned code, const std::string& payload, const std::string& reply,
                Operation operation) {
@@ -85,7 +85,7 @@ TEST_F(AnLSPController, AnswersFalseAndLeavesEverythingAloneWhenTheModuleRefuses
 }
 
 TEST_F(AnLSPController, TellsOfThePolicyInForceInTheFormThatIsAskedFor) {
-    // A policy that is loading, with a message: the one case in which all the ways to ask differ.
+    // A policy that is loading, with a message: the only case in which all ways to ask return different results.
     service->on(Command::GetPolicyInfo, Reaction::reply(requestBytes + infoBytes));
     EXPECT_TRUE(controller.cmdGetPolicyInfo(info, required, &text, &state, false));
     EXPECT_EQ(text, "Policy loading...");

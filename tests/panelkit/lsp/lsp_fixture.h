@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What the tests of the policy share: each record once, with its bytes by hand.
+// Shared by the tests of the policy: each record once, with its bytes by hand.
 #pragma once
 
 #include <panelkit/lsp/lsp_records.h>
@@ -19,7 +19,7 @@ inline const LSPrequest_t request{.type = 6, .user = "anna", .file = "f", .serve
 inline const std::string requestBytes =
     hex("06 00 00 00  04 00 00 00 'anna'  01 00 00 00 'f'") + serverBytes + hex("02 00 00 00");
 
-// The texts' bytes say their letters: C comes behind G.
+// The bytes of each text are its letter: C comes after G.
 inline const std::string infoBytes = requestBytes + hex(
     "08 07 06 05 04 03 02 01  01  01  01  01  05 00 00 00 'Title'  01 00 00 00 'B'  03 00 00 00 'msg' "
     "01 00 00 00 'D'  0e 00 00 00  01 00 00 00 'F'  01 00 00 00 'G'  01 00 00 00 'C'  09 00 00 00 "

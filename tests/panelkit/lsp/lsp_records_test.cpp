@@ -95,7 +95,7 @@ TEST(PolicySettings, RefuseACountOfEntriesThatCannotBeThereBeforeTheyMakeRoomFor
     EXPECT_EQ(into.entries, settings.entries);
 }
 
-// ---- which policy is the same as which
+// ---- which policies are the same
 
 struct Pair {
     const char* what;

@@ -83,7 +83,7 @@ const auto load = [](const char* message) { return [message](LSPinfo_t& info) { 
 const auto fromDb = [](LSPinfo_t& info) { info.fromConfigDb = true; };
 
 const Case cases[] = {
-    // ---- types and driver modes, all in force as they are required
+    // ---- types and driver modes, all in force as required
     {"driver, drop all", office(driver(0)), driver(0),
      "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT, "", diagnosed,
      "Default Driver Policy is active. (Drop All)", inForce},

@@ -39,7 +39,7 @@ protected:
         options.environment["PANELKIT_USER_DIR"] = folder.utf8();
         return options;
     }
-    // The file as it was made, but for its flag.
+    // The file as it was made, except for its flag.
     void expectWholeFile() {
         std::string text = UserFolder::read(folder.settings());
         if (const std::size_t flag = text.find("<Active>1"); flag != std::string::npos) text[flag + 8] = '0';
@@ -51,7 +51,7 @@ protected:
                               std::string(200'000, 'x') + "</Keep>\n\t<Active>0</Active>\n</UserLSP>\n";
 };
 
-// One of each kind of operation; how many of them went wrong.
+// Calls one operation of each kind; returns how many failed.
 int useOnce() {
     LSPController controller;
     LSPinfo_t info;
@@ -90,7 +90,7 @@ TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
     expectWholeFile();
 }
 
-// Killed at any moment, a writer leaves the file as it was before or as it is after.
+// If a writer is killed at any moment, the file is the old one or the new one.
 TEST_F(ManyPolicyControllers, LeaveAWholeFileWhenTheyAreKilled) {
     std::mt19937 random(7);
     for (int i = 0; i < 15; ++i) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a file system with links and modes adds.
+// Further tests on a file system with links and modes.
 #include <panelkit/lsp/user_settings_file.h>
 
 #include "../../support/user_folder.h"

@@ -73,7 +73,7 @@ TEST_F(TheUserSettingsFile, LeavesFieldsThatItDoesNotKnowAloneAndClearsTheKindOf
     EXPECT_EQ(into, expected);
 }
 
-// What is missing or unfit has another value than what is there and empty, for two of them.
+// For two settings, a missing or illegal element has another value than an empty one.
 TEST_F(TheUserSettingsFile, GivesMissingEmptyAndUnfitSettingsTheirDefaults) {
     EXPECT_EQ(read(""), allMissing());
     EXPECT_EQ(read("<source>SOURCE_FILE</source><file>x</file><loglevel>_LL_VERBOSE</loglevel>"), allMissing());
@@ -188,7 +188,7 @@ TEST_F(TheUserSettingsFile, IsMadeInAFolderThatIsMadeForIt) {
     EXPECT_TRUE(panelkit::readActive());
     std::filesystem::remove_all(folder.path());
     UserFolder::put(folder.utf8(), "a file where the folder should be");
-    panelkit::writeActive(true); // and nobody is told
+    panelkit::writeActive(true); // errors are not reported
     EXPECT_FALSE(panelkit::readActive());
     EXPECT_THROW(panelkit::storeUserSettings({}), std::runtime_error);
 }
@@ -233,7 +233,7 @@ TEST_F(TheUserSettingsFile, RefusesSettingsThatItCannotHoldAndStaysAsItWas) {
     EXPECT_EQ(file(), before);
 }
 
-// ---- what the service gets of it
+// ---- what the service receives of it
 
 class TheCurrentUsersSettings : public WithScriptedService {
 protected:

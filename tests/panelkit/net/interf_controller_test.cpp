@@ -88,7 +88,7 @@ TEST_F(AnInterfaceListing, ThatIsRefusedLeavesTheVectorAlone) {
     service->on(Command::GetInterfaces, Reaction::refuse());
     EXPECT_FALSE(controller.getInterfaces(interfaces));
     closePooledSessions();
-    CommandSender::Instance().SetEndpoint(""); // no session at all
+    CommandSender::Instance().SetEndpoint(""); // no session can be opened
     EXPECT_FALSE(controller.getInterfaces(interfaces));
     EXPECT_EQ(interfaces, (std::vector{bare, bare}));
 }
@@ -138,7 +138,7 @@ TEST(LocalAddresses, ReadAsTheSystemWritesThem) {
     std::vector<std::uint32_t> addresses;
     std::string expected;
     for (std::uint32_t i = 0; i < 5000; ++i) {
-        addresses.push_back(i * 2654435761U); // all over the range
+        addresses.push_back(i * 2654435761U); // spread over the whole range
         expected += (i ? ", " : "") + judgeIPv4Text(addresses.back());
     }
     EXPECT_EQ(textOf(addresses), expected);

@@ -42,7 +42,7 @@ public:
     std::atomic<int> handled{0};
 };
 
-// Where a handler waits until the test lets it go on.
+// A handler waits here until the test lets it go on.
 class Gate {
 public:
     bool pass() {
@@ -69,7 +69,7 @@ private:
     bool open_ = false;
 };
 
-// Notes when the service comes and goes.
+// Records when the service attaches and detaches.
 class Attentive final : public VpnNotificationsDispatcher {
 public:
     void handleServerAttachNotification() override { note(attached); }
@@ -214,7 +214,7 @@ TEST_F(Notifications, ThatAHandlerThrowsAtAreRefusedAndTheNextIsHandled) {
     EXPECT_EQ(push(1, "good"), answered(echo("good")));
 }
 
-// The second sender of the same is answered by the handling under way; the first gets the refusal.
+// The second sender of the same notification is answered by the running handling; the first one gets the refusal.
 TEST_F(Notifications, ThatComeTwiceSwapTheirSenders) {
     Gate gate;
     Handler handler(1, [&](const std::string&) { return gate.pass(); });
@@ -246,7 +246,7 @@ TEST_F(Notifications, ThatDifferAreDroppedWhileTheirIdIsBusy) {
     EXPECT_EQ(busy.handled, 2);
 }
 
-// A handler may count on being alone, and on outliving its own call.
+// A handler must be able to rely on running alone, and on not being destroyed during its call.
 TEST_F(Notifications, OfAllIdsRunOneAtATimeAndHoldUpWhoMakesHandlers) {
     Gate gate;
     Handler slow(1, [&](const std::string&) { return gate.pass(); });
@@ -374,7 +374,8 @@ TEST_F(WithoutService, TheListenerWaitsForItAndEndsWithoutIt) {
     EXPECT_EQ(dispatcher.detached, 1);
 }
 
-// Eight senders, each with an id of its own, so that nothing is ever busy; handlers come and go meanwhile.
+// Eight senders, each with an id of its own, so that nothing is ever busy; handlers are created and destroyed
+// meanwhile.
 TEST_F(Notifications, FromEightSendersAtOnceAreAllHandled) {
     constexpr int each = slowRun ? 1'000 : 12'500;
     std::vector<std::unique_ptr<Handler>> handlers;
@@ -382,7 +383,7 @@ TEST_F(Notifications, FromEightSendersAtOnceAreAllHandled) {
     listen();
     std::atomic<int> good{0};
     std::atomic<bool> done{false};
-    std::thread others([&] { // ids that nobody sends to
+    std::thread others([&] { // ids without senders
         for (int round = 0; !done; ++round) const Handler passing(100 + round % 7);
     });
     std::vector<std::thread> senders;
@@ -401,8 +402,8 @@ TEST_F(Notifications, FromEightSendersAtOnceAreAllHandled) {
     for (const auto& handler : handlers) EXPECT_EQ(handler->handled, each);
 }
 
-// Two ids for eight senders: now there are duplicates and busy ids. Every push has exactly one answer, and what was
-// handled was answered to somebody.
+// Two ids for eight senders: now there are duplicates and busy ids. Every push has exactly one answer, and every
+// handling answers one sender.
 TEST_F(Notifications, ThatCollideAreEachAnsweredOnce) {
     constexpr int each = 300;
     Handler one(1), two(2);

@@ -37,7 +37,7 @@ const std::string success("\1", 1);
 
 class ATokensController : public WithScriptedService {
 protected:
-    // Runs an operation against the reply, and checks where it went and with which bytes.
+    // Runs an operation against the reply, and checks the command and the bytes that were sent.
     bool sends(Command command, const std::string& payload, const std::string& reply,
                const std::function<bool()>& operation) {
         service->on(command, Reaction::reply(reply));

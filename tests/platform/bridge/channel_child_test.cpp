@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A child process at the other end of a channel: what it gets, and what is left of it when it hangs or crashes.
+// A child process at the other end of a channel: what it receives, and what remains when it hangs or crashes.
 #include <platform/bridge/channel_child.h>
 
 #include "../../support/running_service.h"
@@ -23,7 +23,7 @@ class AChannelChild : public testing::Test {
 protected:
     static std::map<std::string, std::string> environment() {
         std::map<std::string, std::string> variables{{"GIVEN", "to the child"}};
-        for (const char* needed : {"SystemRoot", "WINEPREFIX"}) { // without which Windows starts nothing
+        for (const char* needed : {"SystemRoot", "WINEPREFIX"}) { // without them Windows starts no process
             if (const char* value = std::getenv(needed)) variables[needed] = value;
         }
         return variables;
@@ -81,7 +81,7 @@ TEST_F(AChannelChild, ThatHangsIsKilled) {
 }
 
 #ifndef _WIN32
-// As when the parent is gone, whatever the child is doing.
+// As when the parent has ended, whatever the child does.
 TEST_F(AChannelChild, EndsWhenItsParentIsGone) {
     send(3);
     child.channel().close();

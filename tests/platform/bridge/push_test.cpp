@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Notifications from the server to its receivers: that none is lost, in which order they come, and what becomes of
-// those that nobody answers.
+// Notifications from the server to its receivers: none is lost, their order, and the handling of those that are not
+// answered.
 #include <platform/bridge/server.h>
 
 #include <platform/bridge/command_sender.h>
@@ -110,7 +110,7 @@ protected:
         if (outcome) one.answered = [outcome](PushOutcome what, const std::string&) { outcome(what); };
         server.push(std::move(one));
     }
-    // A receiver that is welcomed and then does nothing of itself.
+    // A receiver that is welcomed and then does nothing.
     std::unique_ptr<bridge::Channel> idleReceiver() const {
         std::unique_ptr<bridge::Channel> channel;
         EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
@@ -130,7 +130,7 @@ protected:
     std::thread running;
 };
 
-// Ten kinds in turn, as fast as the line takes them.
+// Ten kinds in turn, as fast as the line accepts them.
 TEST_F(Pushes, AreAllHandledAndThoseOfOneIdInOrder) {
     constexpr int total = slowRun ? 5'000 : 100'000;
     constexpr int kinds = 10;
@@ -206,7 +206,7 @@ TEST_F(ImpatientPushes, CloseAReceiverThatDoesNotKeepUpAndSayItOnce) {
     }
     EXPECT_TRUE(lost.reaches(10)) << "what waited, and what was under way";
     EXPECT_EQ(service.laggards, 1);
-    push(2, std::string(2000, 'x')); // there is nobody any more
+    push(2, std::string(2000, 'x')); // no receiver is left
     EXPECT_EQ(service.laggards, 1);
 }
 

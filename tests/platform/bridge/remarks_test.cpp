@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Remarks: their bytes, how they reach the caller, and what a service that lies with them achieves. How the server
-// sends them is in server_test.cpp.
+// Remarks: their bytes, how callers get them, and the effect of a service that sends false ones. server_test.cpp tests
+// how the server sends them.
 #include <panelkit/bridge/send_command.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
@@ -83,7 +83,7 @@ TEST(Remarks, AreMadeToFitIntoTheirFrame) {
     EXPECT_TRUE(bridge::decodeRemarks(encode(bulky)));
 }
 
-// ---- as the caller has them
+// ---- as callers get them
 
 using ACaller = WithScriptedService;
 
@@ -130,7 +130,7 @@ TEST_F(ACaller, SpeaksToAServiceOfTheFirstVersion) {
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::connectionLost);
 }
 
-// What a service claims of versions never makes the client speak one that it does not know, or try for ever.
+// Whatever versions a service claims, the client never uses an unknown one and never tries for ever.
 TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
     const auto welcome = [](std::uint32_t version, bridge::Verdict verdict) {
         const std::string body = encode(bridge::Welcome{version, verdict, 1000, "s", ""});
@@ -195,7 +195,7 @@ INSTANTIATE_TEST_SUITE_P(Bridge, ALyingService,
                                          Lie{"sends_an_unknown_kind", {11, ""}}),
                          [](const auto& lie) { return lie.param.name; });
 
-// Of remarks as large as they may be, and wordings that ask for their arguments again and again, little is made.
+// Remarks of the largest size, whose wordings repeat their arguments again and again, become a bounded text.
 TEST_F(ACaller, FillsWordingsOfAnySizeWithinBounds) {
     std::string places;
     for (int i = 0; i < 20'000; ++i) places += "%1$s";

@@ -33,8 +33,8 @@ namespace {
 
 constexpr bridge::Patience patience{5000};
 
-// Command 1 echoes; 2 counts per session; 3 waits until it is let go; 4 throws; 5 gives as much as it is asked for; 6
-// remarks on its reply; 7 refuses for two reasons, of which the payload is one.
+// Command 1 echoes; 2 counts per session; 3 waits until it is released; 4 throws; 5 returns as many bytes as requested;
+// 6 remarks on its reply; 7 refuses for two reasons, one of them the payload.
 class TestService : public bridge::server::Service {
 public:
     bool admits(const bridge::Peer&) override { return admitsAll; }
@@ -122,7 +122,7 @@ protected:
         return session->__SendCommand(ModuleTokens, command, payload.data(), static_cast<unsigned>(payload.size()),
                                       reply);
     }
-    // A connection without the client's manners.
+    // A connection that need not follow the protocol.
     std::unique_ptr<bridge::Channel> connectRaw() const {
         std::unique_ptr<bridge::Channel> channel;
         EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
@@ -143,7 +143,7 @@ protected:
         reader.readBody(header, body, 1U << 20, patience);
         return {header, body};
     }
-    // Reads whatever still comes.
+    // Reads all remaining bytes.
     static bool endsWithin(bridge::Channel& channel, unsigned time) {
         const bridge::Deadline deadline = bridge::after(time);
         std::array<char, 256> bytes{};
@@ -152,7 +152,7 @@ protected:
         while (status == IoStatus::done) status = channel.readSome(bytes.data(), bytes.size(), got, deadline);
         return status == IoStatus::closed;
     }
-    // A command that takes longer than the session would bear silence.
+    // A command that takes longer than the session's wait setting.
     void showsSignsOfLife() {
         BridgeSession* session = open();
         session->setWaitSetting(300);
@@ -295,7 +295,7 @@ TEST_F(AServer, RemarksToThoseWhoUnderstandIt) {
     EXPECT_EQ(framesOf(*current, 1).size(), 1U) << "nothing to remark";
 }
 
-// What a client sends comes back in remarks; it must not be more than the client takes.
+// Data of a client is repeated in remarks; it must not be more than the client accepts.
 TEST_F(AServer, RemarksNoMoreThanFits) {
     std::string reply;
     BridgeSession* session = open();
@@ -323,7 +323,7 @@ TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
     EXPECT_EQ(reply.size(), 1000000U);
 }
 
-// What one client announces costs nothing until it is sent, and all together can't buffer more than the limit.
+// An announced size uses no memory until the bytes arrive, and all clients together can't buffer more than the limit.
 TEST_F(AServer, BoundsWhatAllSessionsBufferTogether) {
     std::vector<std::unique_ptr<bridge::Channel>> clients;
     int refused = 0;
@@ -434,10 +434,10 @@ TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
     service.release();
     stuck.join();
     while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
-    server.run(); // joins what has ended by now
+    server.run(); // joins the threads that have ended
 }
 
-// ---- a client that does not read what it asked for
+// ---- a client that does not read its answer
 
 class AServerWithADeafClient : public AServer {
 protected:
@@ -461,7 +461,7 @@ TEST_F(AServerWithADeafClient, ShowsOthersSignsOfLife) {
 
 TEST_F(AServerWithADeafClient, GivesItUpAfterAWhile) {
     askForMuch();
-    std::this_thread::sleep_for(milliseconds(700)); // more than the silence that it bears
+    std::this_thread::sleep_for(milliseconds(700)); // longer than the session's wait setting
     std::size_t read = 0, got = 0;
     std::array<char, 65536> bytes{};
     while (deaf->readSome(bytes.data(), bytes.size(), got, bridge::after(2000)) == IoStatus::done) read += got;
@@ -474,7 +474,7 @@ TEST_F(AServerWithADeafClient, StopsInTime) {
     EXPECT_TRUE(endedInTime);
 }
 
-// ---- what throws, and what is missing, ends one session and no more
+// ---- exceptions and missing resources end only one session
 
 TEST_F(AServer, OutlivesWhatThrowsInAReceiversSession) {
     auto receiver = connectRaw();
@@ -510,7 +510,7 @@ TEST_F(AServer, StopsAtOnceWhenAClientHasSentHalfARequest) {
 
 TEST_F(AServer, TellsWhomItTurnedAway) {
     service.admitsAll = false;
-    const auto client = connectRaw(); // one that goes at once is not looked at
+    const auto client = connectRaw(); // a client that leaves at once is not checked
     while (service.turnedAwayFor == bridge::Verdict::accepted) std::this_thread::sleep_for(milliseconds(5));
     EXPECT_EQ(service.turnedAwayFor, bridge::Verdict::accessDenied);
 }
@@ -525,7 +525,7 @@ TEST_F(AServer, HasItsEndpointAlone) {
     EXPECT_TRUE(answersEcho());
 }
 
-// ---- what the frames are made of; docs/wire-format.md shows the same bytes
+// ---- the bytes of frames; docs/wire-format.md shows the same bytes
 
 TEST(AFrame, HasItsHandWrittenHeader) {
     const auto bytes = bridge::encodeFrameHeader({0x1C, FrameKind::request, 6, 3, 1});

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The byte dump in docs/wire-format.md is what the code makes.
+// The byte dump in docs/wire-format.md must be what the code makes.
 #include <panelkit/tokens/token_records.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
@@ -16,7 +16,7 @@ using bridge::FrameKind;
 
 namespace {
 
-// The bytes of the dump in one direction: what stands between the mark and the comment, which three blanks set off.
+// The bytes of the dump in one direction: the text between the mark and the comment, which begins after three blanks.
 std::string dumped(char direction) {
     std::ifstream document(sourceFile("docs/wire-format.md"));
     std::string bytes;

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The tables are those of the published code pages, not what either system's converter says: so the test holds both
-// to the same, for every byte and for every character of the basic plane. Where the systems' converters differ from
-// each other (the bytes that 1251 and 1252 leave empty), the tables hold the rule that convi puts over them.
+// The tables are those of the published code pages, not the output of a system's converter: so both systems are tested
+// against the same, for every byte and every character of the basic plane. Where the systems' converters differ (the
+// bytes that 1251 and 1252 leave empty), the tables have the rule of convi.
 #include <platform/codepage/convi.h>
 
 #include "../../support/bytes.h"
@@ -23,7 +23,7 @@ std::string converted(std::string_view source, std::uint32_t from, std::uint32_t
     return result;
 }
 
-// UTF-8 of a character of the basic plane, written out once more so that the expectation is not the code's.
+// UTF-8 of a character of the basic plane, written here again, so that the test does not use the code under test.
 std::string utf8Of(unsigned c) {
     const auto byte = [](unsigned value) { return static_cast<char>(value); };
     if (c < 0x80) return {byte(c)};
@@ -33,7 +33,7 @@ std::string utf8Of(unsigned c) {
 
 struct Page {
     std::uint32_t number;
-    const char16_t* upperHalf; // what 80..FF mean; below, every one of these pages is ASCII
+    const char16_t* upperHalf; // the characters of 80..FF; below, all of these pages are ASCII
 };
 
 // clang-format off
@@ -124,7 +124,7 @@ TEST(ACodePage, HasItsOwnCharactersOfTheBasicPlaneAndAQuestionMarkForAllOthers) 
 }
 
 TEST(ACodePage, HasOneQuestionMarkForACharacterBeyondTheBasicPlane) {
-    // Among them a tag character, which some converters drop without a word.
+    // Among them a tag character, which some converters drop silently.
     const std::string text = "a\U0001F511b\U000E0041c\U0010FFFF";
     for (const Page& page : pages) EXPECT_EQ(converted(text, utf8, page.number), "a?b?c?") << page.number;
     EXPECT_EQ(converted(text, utf8, utf8), text);
@@ -145,13 +145,13 @@ TEST(Convi, TakesEachLongestBeginningOfASequenceAsOneMalformedCharacter) {
         {"e2 82 'a'",         "?a"},
         {"f0 9f 94 'a'",      "?a"},
         {"f0 9f 94",          "?"},
-        {"e2 82 e2 82 ac",    "?\x88"}, // and the next one is whole: the euro sign is 88 in 1251
+        {"e2 82 e2 82 ac",    "?\x88"}, // the next one is complete: the euro sign is 88 in 1251
         {"c0 af",             "??"},    // overlong forms
         {"e0 80 af",          "???"},
         {"f0 80 80 af",       "????"},
         {"ed a0 80",          "???"},   // a surrogate
         {"f4 90 80 80",       "????"},  // beyond 10FFFF
-        {"f8 88 80 80 80",    "?????"}, // no lead byte
+        {"f8 88 80 80 80",    "?????"}, // not a lead byte
         {"fe 'a' ff",         "?a?"},
     };
     // clang-format on

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The console functions on a real terminal: each test runs console_probe at one end and sits at the other.
+// The console functions on a real terminal: each test runs console_probe at one end and holds the other.
 #include "../../support/pseudo_terminal_posix.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ protected:
         terminal.run(command, surroundings);
     }
 
-    // Runs a verb that reads, types, and waits for the end, which must be a good one. Gives the report.
+    // Runs a verb that reads, types, and waits for its successful end. Returns the report.
     std::string typed(const std::vector<std::string>& verb, std::string_view keys) {
         start(verb);
         terminal.waitForReader();
@@ -90,7 +90,7 @@ TEST_F(TerminalConsole, ReadsRussianInAPageOfOneByte) {
     EXPECT_EQ(terminal.screen(), "**\b \b*\r\n");
 }
 
-// Where the locale says nothing, the terminal's driver may know better.
+// If the locale has no character set, the terminal's driver may know it.
 TEST_F(TerminalConsole, TakesTheDriversWordForUtf8InTheCLocale) {
     surroundings.environment["LC_ALL"] = "C";
     before.c_iflag |= IUTF8;
@@ -140,7 +140,7 @@ TEST_F(TerminalConsole, WritesNoStarsIntoAFile) {
     std::filesystem::remove(surroundings.output);
 }
 
-// Whatever ends the program, the terminal is as it was, and the program is seen to have ended by it.
+// Whatever signal ends the program, the terminal is restored, and the program's status shows that signal.
 class EndingSignal : public TerminalConsole, public testing::WithParamInterface<int> {};
 
 TEST_P(EndingSignal, FindsTheTerminalPutBack) {
@@ -193,7 +193,7 @@ TEST_F(TerminalConsole, IsPutBackWhileTheProgramIsStopped) {
         terminal.waitForReader();
         terminal.type(key);
         shown += "*";
-        waitUntil("a star", [&] { return terminal.screen() == shown; }); // a stop drops what was not read yet
+        waitUntil("a star", [&] { return terminal.screen() == shown; }); // a stop discards unread input
         terminal.type("\x1a");
         const int status = terminal.waitForStatus();
         EXPECT_TRUE(WIFSTOPPED(status) && WSTOPSIG(status) == SIGTSTP) << status;
@@ -207,7 +207,7 @@ TEST_F(TerminalConsole, IsPutBackWhileTheProgramIsStopped) {
     EXPECT_EQ(terminal.screen(), "***\r\n");
 }
 
-// SIGSTOP can't be caught; the shell then puts the terminal right, and the secret must still not be shown afterwards.
+// SIGSTOP can't be caught; the shell then restores the terminal, and the secret must not be shown after that either.
 TEST_F(TerminalConsole, ReadsOnWithoutEchoAfterAStopThatCannotBeCaught) {
     start({"passgets", "16"});
     terminal.waitForReader();
@@ -249,7 +249,7 @@ TEST_F(TerminalConsole, HasNoKeysInAFile) {
 }
 
 TEST_F(TerminalConsole, EndsTheProgramAtCtrlCFromReadOneChar) {
-    EXPECT_EQ(typed({"key"}, "\x03"), started); // it does not come back, and the status is a good one
+    EXPECT_EQ(typed({"key"}, "\x03"), started); // it does not return, and the status is success
     EXPECT_EQ(terminal.screen(), "\r\r\n");
 }
 
@@ -269,7 +269,7 @@ TEST_F(TerminalConsole, ShowsTextInThePageOfTheLocale) {
         {"ru_RU.KOI8-R", "5\n4\neb cc c0 de \n", "\xeb\xcc\xc0\xde\r\n"},
         {"ru_RU.IBM866", "5\n4\n8a ab ee e7 \n", "\x8a\xab\xee\xe7\r\n"},
         {"C", "9\n0\n75 6e 74 6f 75 63 68 65 64 \n", "Ключ\r\n"},     // names no character set: unchanged
-        {"xx_XX", "9\n0\n75 6e 74 6f 75 63 68 65 64 \n", "Ключ\r\n"}, // is not installed: likewise
+        {"xx_XX", "9\n0\n75 6e 74 6f 75 63 68 65 64 \n", "Ключ\r\n"}, // is not installed: the same
     };
     for (const auto& [name, expected, screen] : locales) {
         PseudoTerminal other;

@@ -153,7 +153,7 @@ TEST_F(ACatalogue, MustBeCompleteOnlyWhereThatIsDemanded) {
     EXPECT_EQ(check({entries[0], entries[1], entries[2], {"format\4%s is %u", "%s: %u"}}, true), Loc::Loaded);
 }
 
-// ---- wordings that are written where they are used
+// ---- wordings in the source
 
 const MoEntry plain{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=3; plural=n%3;\n"};
 
@@ -200,7 +200,7 @@ TEST_F(Wordings, AreRefusedWhenOneTakesOtherArguments) {
         {{"no %s", "%s, %s"}, "placeholders"},
         {{"no %s", "kein %2$s"}, "placeholders"},
         {{"no %s", "%s %"}, "placeholders"},
-        {{"no %u", "kein %u"}, "placeholders"}, // no wording of ours
+        {{"no %u", "kein %u"}, "placeholders"}, // not a valid wording
         {{"go on: ", "weiter:"}, "blanks"},
         {{"no %s", "\x1B%s"}, "plain text"},
         {{days, joined({"%d d", "%d dd"})}, "number of forms"},

@@ -11,7 +11,7 @@
 namespace {
 
 bool reads(std::string_view bytes, std::vector<Loc::MoText>& texts) {
-    // A copy of just that size, so that a sanitizer sees any step beyond its end.
+    // A copy of exactly that size, so that a sanitizer sees any access past its end.
     static std::vector<char> exact;
     exact.assign(bytes.begin(), bytes.end());
     std::string error;
@@ -52,14 +52,14 @@ TEST(AMoFile, IsRefusedWithWordsThatPointOutside) {
     const std::string file = moFile({{"", "header"}, {"text", "translation"}});
     const std::vector<std::pair<std::size_t, const char*>> faults{
         {0, "95 04 12 de"},  // the other byte order
-        {4, "01 00 00 00"},  // a revision that we do not read
+        {4, "01 00 00 00"},  // an unsupported revision
         {8, "ff ff ff ff"},  // count
         {8, "00 00 00 20"},  // count that wraps in 32 bits
         {12, "fd ff ff ff"}, // originals
         {16, "ff ff ff ff"}, // translations
-        {28, "ff ff ff ff"}, // a length that is the largest
+        {28, "ff ff ff ff"}, // the largest length
         {32, "ff ff ff ff"}, // an offset
-        {36, "03 00 00 00"}, // a length that ends inside the text, before no NUL
+        {36, "03 00 00 00"}, // a length that ends inside the text, where no NUL follows
     };
     for (const auto& [place, word] : faults) {
         std::string bad = file;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A module of the test's own, as every program part with a table of texts makes one, and messages, as a program
-// makes them whose texts are written where they are used.
+// A module of the test's own, as in a program with a table of texts; and messages, as in a program whose texts are in
+// its source.
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/messages.h>
 #include <platform/loccore/module.h>
@@ -160,7 +160,7 @@ TEST_F(AModule, IsCopiedAndMoved) {
     EXPECT_TRUE(demanding.load(folder.string().c_str(), "fr"));
 }
 
-// ---- wordings that are written where they are used
+// ---- wordings in the source
 
 const MoEntry plainHeader{"", "Content-Type: text/plain; charset=UTF-8\nPlural-Forms: nplurals=2; plural=n>1;\n"};
 const std::string dayAndDays("%d day\0%d days", 14);
@@ -179,7 +179,7 @@ TEST_F(AModule, OfMessagesTranslatesWordingsOfThatLanguage) {
     EXPECT_EQ(messages.translated("%d day", "%d days", 0), "%d jour");
     EXPECT_EQ(messages.translated("%d day", "%d days", 2), "%d jours");
     EXPECT_EQ(messages.translated("%d hour", "%d hours", 1), "%d hour");
-    EXPECT_EQ(messages.translated("no %s", "none of %s", 2), "none of %s"); // has no plural there
+    EXPECT_EQ(messages.translated("no %s", "none of %s", 2), "none of %s"); // has no plural in the catalogue
 }
 
 TEST_F(AModule, OfMessagesKeepsWhatItHasWhenALoadFails) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Wordings with places to be filled in, and the rules for plurals.
+// Wordings with placeholders, and the rules for plurals.
 #include <platform/loccore/phrase.h>
 #include <platform/loccore/plural_rule.h>
 
@@ -46,7 +46,7 @@ TEST(AWording, TakesArgumentsOfTheKindsOfItsPlaces) {
              {"%0$s", "-"},
              {"%10$s", "-"},
              {"%1$%", "-"},
-             {"%2$s", "-"},      // the first is left out
+             {"%2$s", "-"},      // the first one is missing
              {"%1$s %s", "-"},   // with and without a number
              {"%s %1$s", "-"},   //
              {"%1$s %1$d", "-"}, // two kinds
@@ -71,7 +71,7 @@ struct FilledRow {
     std::string_view wording, filled;
 };
 
-// A wording from elsewhere is filled in whatever it holds.
+// A wording from elsewhere is filled in whatever it contains.
 TEST(Filling, TakesAnyWordingWithAnyArguments) {
     const std::vector<std::string> arguments{"one", "two"};
     for (const auto& [wording, filled] : {
@@ -144,7 +144,7 @@ TEST(APluralRule, IsRefusedWhenItCantBeEvaluated) {
          {std::string("nplurals=INTEGER; plural=EXPRESSION;"), std::string("plural=n"), std::string("nplurals=2"),
           std::string("nplurals=0; plural=0"), std::string("nplurals=9; plural=0"),
           std::string("nplurals=2; plural=n"),     // beyond the forms
-          std::string("nplurals=2; plural=1%n"),   // nothing for 0
+          std::string("nplurals=2; plural=1%n"),   // no result for 0
           std::string("nplurals=2; plural=(n>1"),  //
           std::string("nplurals=2; plural=n>1)"),  //
           std::string("nplurals=2; plural=n?1"),   //

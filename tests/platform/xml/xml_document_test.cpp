@@ -118,7 +118,7 @@ TEST(AnXMLDocument, IsRefusedWithAReasonWhenItIsDamaged) {
     }
 }
 
-// Whatever is done to the bytes of a document, it is refused, or read as something that is written and read alike.
+// A document with changed bytes is refused, or writing it and reading that again changes nothing.
 TEST(AnXMLDocument, IsReadWholeOrNotAtAllWhenItsBytesAreDamaged) {
     const std::string whole =
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!-- by hand -->\n<UserLSP note='a &amp; b'>\n"
