@@ -104,7 +104,7 @@ std::string encodeText(std::string_view meant) {
         switch (c) {
         case '&': raw += "&amp;"; break;
         case '<': raw += "&lt;"; break;
-        case '>': raw += "&gt;"; break; // "]]>" may not stand in a text
+        case '>': raw += "&gt;"; break; // "]]>" is not allowed in a text
         case '\r': raw += "&#13;"; break;
         default: raw += c;
         }

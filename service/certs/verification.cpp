@@ -134,9 +134,9 @@ constexpr std::array reasons = {
     ReasonRow{X509_V_ERR_INVALID_CA,             N_("\"%s\" has issued a certificate and is not a CA")},
     ReasonRow{X509_V_ERR_PATH_LENGTH_EXCEEDED,   N_("\"%s\" is a CA for shorter chains than this")},
     ReasonRow{X509_V_ERR_INVALID_PURPOSE,        N_("\"%s\" must not be used for that purpose")},
-    ReasonRow{X509_V_ERR_UNABLE_TO_GET_CRL,      N_("\"%s\" can't be looked up: no CRL of its issuer is on a token")},
-    ReasonRow{X509_V_ERR_CRL_HAS_EXPIRED,        N_("\"%s\" can't be looked up: the CRL of its issuer is out of date")},
-    ReasonRow{X509_V_ERR_CRL_NOT_YET_VALID,      N_("\"%s\" can't be looked up: the CRL of its issuer is not valid yet")},
+    ReasonRow{X509_V_ERR_UNABLE_TO_GET_CRL,      N_("\"%s\" can't be checked for revocation: no CRL of its issuer is on a token")},
+    ReasonRow{X509_V_ERR_CRL_HAS_EXPIRED,        N_("\"%s\" can't be checked for revocation: the CRL of its issuer is out of date")},
+    ReasonRow{X509_V_ERR_CRL_NOT_YET_VALID,      N_("\"%s\" can't be checked for revocation: the CRL of its issuer is not valid yet")},
 };
 // clang-format on
 

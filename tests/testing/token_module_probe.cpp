@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Loads the test token module in a process of its own, does one thing with the first token that it finds, and says
-// how far it came. A line is written before the next call is made, so the last one tells where a crash was.
+// Loads the test token module in a process of its own, does one thing with the first token that it finds, and reports
+// its steps. A line is written before the next call, so after a crash the last line shows the place.
 //
 //   token_module_probe list         the ids of the slots with a token
 //   token_module_probe login PIN    the result of the log-in as a user

@@ -28,7 +28,7 @@ constexpr CK_FLAGS pinTrouble = CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY 
 
 unsigned char* bytes(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
-// A call of every function of the list that does nothing harmful, and mostly nothing at all.
+// Calls every function of the list, with arguments that do no harm.
 std::map<std::string, CK_RV> callEverything(CK_C_GetFunctionList getFunctionList, CK_FUNCTION_LIST& p11) {
     CK_FUNCTION_LIST* list = nullptr;
     // clang-format off
@@ -133,7 +133,7 @@ TEST_F(TheTestToken, IsInitialisedByAConsumerFromABlankOne) {
     EXPECT_EQ(login(session, pin), CKR_OK);
     EXPECT_EQ(create(session, certificate("lost")), CKR_OK);
 
-    // A second time wipes it, and the security officer must be the same.
+    // Initialising again wipes it, and needs the same security officer's PIN.
     EXPECT_EQ(p11->C_CloseAllSessions(slot()), CKR_OK);
     EXPECT_EQ(p11->C_InitToken(slot(), bytes(label), 13, bytes(label)), CKR_PIN_INCORRECT);
     EXPECT_EQ(tokenFlags(pinTrouble), CKF_SO_PIN_COUNT_LOW);
@@ -149,13 +149,13 @@ TEST_F(TheTestToken, CountsTriesDownToTheLock) {
     EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW);
     EXPECT_EQ(login(session, "1"), CKR_PIN_INCORRECT);
     EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY);
-    EXPECT_EQ(login(session, "1234"), CKR_OK); // a good one starts anew
+    EXPECT_EQ(login(session, "1234"), CKR_OK); // a correct one resets the count
     EXPECT_EQ(tokenFlags(pinTrouble), 0U);
     EXPECT_EQ(p11->C_Logout(session), CKR_OK);
 
     EXPECT_EQ(login(session, "12345"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(setPin(session, "wrong", "5678"), CKR_PIN_INCORRECT); // counts too
-    EXPECT_EQ(setPin(session, "1234", "123"), CKR_PIN_LEN_RANGE);   // costs nothing
+    EXPECT_EQ(setPin(session, "wrong", "5678"), CKR_PIN_INCORRECT); // counts as a try
+    EXPECT_EQ(setPin(session, "1234", "123"), CKR_PIN_LEN_RANGE);   // costs no try
     EXPECT_EQ(control.counters("office").userTriesLeft, 1U);
     EXPECT_EQ(login(session, "123"), CKR_PIN_INCORRECT);
     EXPECT_EQ(login(session, "1234"), CKR_PIN_LOCKED);
@@ -211,7 +211,7 @@ TEST_F(TheTestToken, KeepsTheRulesOfSessionsAndLogIns) {
 
     EXPECT_EQ(p11->C_CloseSession(reader), CKR_OK);
     EXPECT_EQ(p11->C_CloseSession(reader), CKR_SESSION_HANDLE_INVALID);
-    EXPECT_EQ(p11->C_CloseSession(writer), CKR_OK); // the last one logs out
+    EXPECT_EQ(p11->C_CloseSession(writer), CKR_OK); // closing the last one logs out
     const CK_SESSION_HANDLE officer = open();
     EXPECT_EQ(p11->C_Logout(officer), CKR_USER_NOT_LOGGED_IN);
     EXPECT_EQ(login(officer, "so-secret", CKU_SO), CKR_OK);
@@ -236,7 +236,7 @@ TEST_F(TheTestToken, KeepsObjectsAndShowsPrivateOnesToTheUser) {
     EXPECT_NE(p11->C_GetAttributeValue(session, secret, read.data(), read.size()), CKR_OK);
     EXPECT_EQ(read.value(0), "preshared");
     EXPECT_EQ(read.claimed(1), CK_UNAVAILABLE_INFORMATION); // no room
-    EXPECT_EQ(read.claimed(2), CK_UNAVAILABLE_INFORMATION); // not there
+    EXPECT_EQ(read.claimed(2), CK_UNAVAILABLE_INFORMATION); // no such attribute
     EXPECT_EQ(read.value(3), "\1");
     CK_ATTRIBUTE size{CKA_VALUE, nullptr, 0};
     EXPECT_EQ(p11->C_GetAttributeValue(session, secret, &size, 1), CKR_OK);
@@ -306,11 +306,11 @@ TEST_F(TheTestToken, TakesItsSessionsWithItWhenItIsRemoved) {
     control.insert("reader", "office");
     const CK_SESSION_HANDLE next = open();
     EXPECT_EQ(p11->C_Logout(next), CKR_USER_NOT_LOGGED_IN);
-    control.remove("reader"); // too quick for the module to see the slot empty
+    control.remove("reader"); // before the module can see the slot empty
     control.insert("reader", "office");
     EXPECT_EQ(p11->C_GetSessionInfo(next, &info), CKR_SESSION_HANDLE_INVALID);
 
-    // Removed while a call is under way: that is another answer.
+    // Removed while a call is in progress: the result is different.
     control.recordCalls();
     control.slow("C_Login", 300ms);
     const CK_SESSION_HANDLE last = open();
@@ -385,7 +385,7 @@ TEST_F(TheTestToken, IsSlowOrHangsInOneCallOnly) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 200ms);
     std::thread other([&] { EXPECT_EQ(p11->C_Logout(session), CKR_OK); });
     EXPECT_TRUE(control.waitForCalls("C_Logout", 1));
-    EXPECT_EQ(login(session, "1234"), CKR_USER_ALREADY_LOGGED_IN); // nobody else is held up
+    EXPECT_EQ(login(session, "1234"), CKR_USER_ALREADY_LOGGED_IN); // other calls are not delayed
     control.clear("C_Logout");
     other.join();
 }

@@ -21,12 +21,12 @@ constexpr const char* introduction = R"(# Parameters
 
 <!-- Made by panelkit_documents from the library's model; do not edit. -->
 
-The sections of the service's configuration, with their parameters in the order in which they travel and are shown.
-Names are written `SECTION.KEY`. Labels and helps are those without a translation; where a text announces other bounds
-than the column *Legal*, the column is what is enforced.
+The sections of the service's configuration, with their parameters in the order of the wire format, which is also the
+order of display. Names are written `SECTION.KEY`. Labels and helps are not translated here. If a text names other bounds
+than the column *Legal*, the bounds in the column are enforced.
 
-A choice is given by its text in the current language or as `=NUMBER`; files carry its number and its symbolic name. A
-parameter marked *secret* is taken without showing it and masked wherever it is printed.
+A choice is entered as its text in the current language or as `=NUMBER`; files have its number and its symbolic name. A
+parameter marked *secret* is read without echo and masked wherever it is printed.
 )";
 
 // A text in a cell of a table.

@@ -32,7 +32,7 @@ TEST(AbsolutePath, GetsNoSecondSeparatorInTheRoot) {
     const ScratchDirectory directory("work");
     directory.enter("/");
     EXPECT_EQ(absolutePath("a.cfg"), "/a.cfg");
-    EXPECT_EQ(absolutePath("/a.cfg"), "/"); // the third character stands behind the end of "/"
+    EXPECT_EQ(absolutePath("/a.cfg"), "/"); // the third character is past the end of "/"
 }
 
 TEST(AbsolutePath, IsEmptyWhereTheDirectoryCannotBeRead) {
