@@ -146,8 +146,8 @@ enum class ExportCert : std::uint32_t {
     notLoggedIn = 6,
 };
 
-// GetCertDetails: the last string is the certificate as text. GetCertChain: the first word is 1 when the
-// chain ends at a self-signed certificate on a token, else 0.
+// GetCertDetails: the last string is the certificate as text. GetCertChain: the first word is 1 when the chain ends at
+// a self-signed certificate on a token, else 0.
 
 // VerifyCert: the value is a purpose, and these bits. The string says why it fails, or lists the chain.
 enum class VerifyPurpose : std::uint32_t { any = 0, ikePeer = 1, tlsServer = 2, tlsClient = 3, authority = 4 };
@@ -157,8 +157,8 @@ inline constexpr std::uint32_t crlRequired = 0x0100;  // a current CRL must be p
 inline constexpr std::uint32_t noRevocation = 0x0200; // CRLs are ignored
 } // namespace verifyFlag
 
-// MakeCertRequest. CertRequestInfo::format must be the same in both places. The reply's string is the request, or
-// the reason. 4 is the library's.
+// MakeCertRequest. CertRequestInfo::format must be the same in both places. The reply's string is the request, or the
+// reason. 4 is the library's.
 enum class RequestFormat : std::uint32_t { pem = 0, der = 1 };
 enum class MakeRequest : std::uint32_t {
     made = 0,

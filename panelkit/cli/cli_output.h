@@ -41,6 +41,6 @@ PANELKIT_EXPORT std::size_t cli_sprintf(std::string* output, const char* format,
 // meaningless. The line is not ended.
 PANELKIT_EXPORT void cli_print_progress(double fraction);
 
-// The language for console messages: "rus" when the user's language is Russian, else "eng". On POSIX the
-// first of LC_ALL, LC_MESSAGES and LANG that is set decides; a value that begins with "ru" is Russian.
+// The language for console messages: "rus" when the user's language is Russian, else "eng". On POSIX the first of
+// LC_ALL, LC_MESSAGES and LANG that is set decides; a value that begins with "ru" is Russian.
 PANELKIT_EXPORT const char* cli_get_console_lang();

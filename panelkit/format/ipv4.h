@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// IPv4 addresses, masks and ranges to texts and back. Addresses and masks are 32-bit values in host order: 10.0.0.1
-// is 0x0A000001.
+// IPv4 addresses, masks and ranges to texts and back. Addresses and masks are 32-bit values in host order: 10.0.0.1 is
+// 0x0A000001.
 //
 // Texts are written into a buffer of the caller, of the size given here. The functions return this buffer:
 //

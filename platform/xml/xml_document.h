@@ -64,8 +64,8 @@ public:
     static XMLDocument Read(std::string text);
 
     // Appends the document to `text`, without an XML declaration. Elements without text are written with one child per
-    // line, indented by `indentation` tabs for each level; elements with text are written as they were read. A
-    // line end follows the root.
+    // line, indented by `indentation` tabs for each level; elements with text are written as they were read. A line end
+    // follows the root.
     void Write(std::string& text, unsigned indentation) const;
 
     XMLDeclaration root() const;

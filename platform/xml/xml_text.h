@@ -12,8 +12,8 @@ namespace platform::xml {
 // other one.
 bool isXmlText(std::string_view text, std::size_t& offset);
 
-// Appends the raw text to `meant` with its references resolved and its line ends as '
-// '. Returns false, with a part appended, when an ampersand does not begin a reference that can be resolved here.
+// Appends the raw text to `meant` with its references resolved and its line ends as '\n'. Returns false, with a part
+// appended, when an ampersand does not begin a reference that can be resolved here.
 bool decodeText(std::string_view raw, std::string& meant);
 
 // Returns the text with all characters written as references that have a meaning in XML or that a reader would change.
