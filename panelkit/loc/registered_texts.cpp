@@ -11,40 +11,41 @@ namespace panelkit {
 
 namespace {
 
-// Why a text is not an entry of the table: adding one would change the stamp and so invalidate existing translations.
-constexpr const char* newChoice = "a choice that its variant table gained later";
-constexpr const char* newParameter = "the text of a parameter that its group gained later";
-constexpr const char* newConstraint = "the message of a check that its group gained later";
+// What a text is. None of them is an entry of the table: adding one would change the table's stamp and so make existing
+// translations invalid.
+constexpr const char* choice = "a choice";
+constexpr const char* parameterText = "a label or help of a parameter";
+constexpr const char* checkMessage = "the message of a check across the parameters of a group";
 constexpr const char* legalValue = "says which values of a parameter are legal";
 constexpr const char* valueError = "the error for a value that is not legal";
 
 // clang-format off
 constexpr std::array texts = {
     // choices: registered by their variant tables when the library is loaded
-    RegisteredText{"Force",                                                              newChoice},     // IKETCP_MODE
-    RegisteredText{"Start from NAT-T port",                                              newChoice},     // NATT_POLICY
-    RegisteredText{"Start from NAT-T port & force UDP encapsulation",                    newChoice},
-    RegisteredText{"Process Redirects only after server authentication",                 newChoice},     // REDIRECT_POLICY
-    RegisteredText{"Always process Redirects",                                           newChoice},
-    RegisteredText{"HTTP",                                                               newChoice},     // LSP_SOURCE
-    RegisteredText{"GATE",                                                               newChoice},
-    RegisteredText{"OFF",                                                                newChoice},     // MIXED_TRANSPORT
-    RegisteredText{"ALWAYS",                                                             newChoice},
-    RegisteredText{"AUTO",                                                               newChoice},
-    RegisteredText{"Accept Redirects only to IP addresses from LSP",                     newChoice},     // REDIRECT_EXTIP
-    RegisteredText{"Accept Redirects to any IP address only from authenticated servers", newChoice},
-    RegisteredText{"Accept Redirects to any IP address",                                 newChoice},
+    RegisteredText{"Force",                                                              choice},        // IKETCP_MODE
+    RegisteredText{"Start from NAT-T port",                                              choice},        // NATT_POLICY
+    RegisteredText{"Start from NAT-T port & force UDP encapsulation",                    choice},
+    RegisteredText{"Process Redirects only after server authentication",                 choice},        // REDIRECT_POLICY
+    RegisteredText{"Always process Redirects",                                           choice},
+    RegisteredText{"HTTP",                                                               choice},        // LSP_SOURCE
+    RegisteredText{"GATE",                                                               choice},
+    RegisteredText{"OFF",                                                                choice},        // MIXED_TRANSPORT
+    RegisteredText{"ALWAYS",                                                             choice},
+    RegisteredText{"AUTO",                                                               choice},
+    RegisteredText{"Accept Redirects only to IP addresses from LSP",                     choice},        // REDIRECT_EXTIP
+    RegisteredText{"Accept Redirects to any IP address only from authenticated servers", choice},
+    RegisteredText{"Accept Redirects to any IP address",                                 choice},
 
     // labels, helps and the one message: registered by the constructor of the group
-    RegisteredText{"Administrators group name",                                          newParameter},  // ADMIN
-    RegisteredText{"CMS sign cert",                                                      newParameter},
-    RegisteredText{"Act as client only",                                                 newParameter},  // IKE
-    RegisteredText{"Use mixed transport mode",                                           newParameter},
-    RegisteredText{"Maximum allowed number of Redirects while establishing IKE SA",      newParameter},
-    RegisteredText{"Redirects to IP addresses not listed in LSP",                        newParameter},
-    RegisteredText{"Accept Redirects to IP addresses not listed in LSP",                 newParameter},
+    RegisteredText{"Administrators group name",                                          parameterText}, // ADMIN
+    RegisteredText{"CMS sign cert",                                                      parameterText},
+    RegisteredText{"Act as client only",                                                 parameterText}, // IKE
+    RegisteredText{"Use mixed transport mode",                                           parameterText},
+    RegisteredText{"Maximum allowed number of Redirects while establishing IKE SA",      parameterText},
+    RegisteredText{"Redirects to IP addresses not listed in LSP",                        parameterText},
+    RegisteredText{"Accept Redirects to IP addresses not listed in LSP",                 parameterText},
     RegisteredText{"Param malformed: '%s'Multiple CPUs can be provided as a comma-separated list with no space: 0,1. "
-                   "Ranges of CPUs are specified with -: 0-2.",                          newConstraint}, // PCAP
+                   "Ranges of CPUs are specified with -: 0-2.",                          checkMessage},  // PCAP
 
     // legal values, and the error for others: looked up when they are shown
     RegisteredText{"any text",                                                           legalValue},

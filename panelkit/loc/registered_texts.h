@@ -15,10 +15,10 @@ PANELKIT_EXPORT const char*& registerText(const char* text);
 
 namespace panelkit {
 
-// A text that the library registers, and why it is not in the table.
+// A text that the library registers, and what it is, for translators.
 struct RegisteredText {
     const char* wording;
-    const char* why;
+    const char* use;
 };
 
 // Returns all of them except the empty text, which the gateways of USER register and which is never translated.

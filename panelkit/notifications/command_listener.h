@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // VpnNotificationsCommandListener: the bridge's listener for notifications. For each id it handles at most one
-// notification at a time. While one is handled, the same notification again shares its result; a different one is
+// notification at a time. If the same notification arrives again during the handling, its sender gets the result and
+// the former sender a refusal. A different one is dropped.
 // dropped.
 #pragma once
 

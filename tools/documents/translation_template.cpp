@@ -53,7 +53,7 @@ std::string translationTemplate() {
         for (const auto& [cell, names] : uses) {
             if (std::string_view(*cell) == registered.wording) where.insert(where.end(), names.begin(), names.end());
         }
-        if (where.empty()) where.emplace_back(registered.why);
+        if (where.empty()) where.emplace_back(registered.use);
         text += po::entry(where, nullptr, registered.wording);
     }
     return text;
