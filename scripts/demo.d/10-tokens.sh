@@ -1,7 +1,7 @@
 # Providers and tokens.
 start_service
 
-chapter "Who is there"
+chapter "Providers and tokens"
 run panelctl --version
 run panelctl provider list
 run panelctl token list
@@ -30,5 +30,5 @@ SOFTHSM2_CONF=$day/state/softhsm/softhsm2.conf run pkcs11-tool --module /usr/lib
 SOFTHSM2_CONF=$day/state/softhsm/softhsm2.conf pkcs11-tool --module /usr/lib/softhsm/libsofthsm2.so -L 2>/dev/null |
     grep -q 'Office Офис' || { echo "demo: pkcs11-tool does not see the token" >&2; exit 1; }
 
-chapter "As a script sees it"
+chapter "Output for scripts"
 run panelctl token list --json

@@ -75,25 +75,25 @@ run panelctl crl import "$pki/ca.crl" --token "$token"
 run panelctl cert list
 run panelctl crl list
 
-chapter "What is not sent at all"
+chapter "Files that are refused before anything is sent"
 truncate -s 100M "$pki/huge.pem"
 refused 13 panelctl cert import "$pki/huge.pem"
 refused 12 panelctl cert import "$pki"
 rm "$pki/huge.pem"
 
-chapter "One of them"
+chapter "One certificate"
 run panelctl cert show "Gate Büro"
 run panelctl cert chain gate
 run panelctl cert list --with-key
 refused 61 panelctl cert list --expiring 30d
 
-chapter "Good, expired, revoked, of an unknown authority"
+chapter "Verification: valid, expired, revoked, of an unknown authority"
 run panelctl cert verify "Gate Büro" --purpose ike --crl-required
 refused 60 panelctl cert verify "Old gate"
 refused 60 panelctl cert verify "Lost laptop"
 refused 60 panelctl cert verify Guest
 
-chapter "A request, with a key pair that is made on the token; the authority signs it"
+chapter "A certificate request with a key pair on the token, signed by the authority"
 run panelctl cert request --token "$token" --list-keys
 run panelctl cert request --token "$token" --cn "Branch" --o Office --key rsa:2048 --san DNS:branch.example \
     --usage digitalSignature,ipsecIKE --output "$pki/branch.csr"
@@ -103,7 +103,7 @@ run panelctl cert import "$pki/branch.pem"
 run panelctl cert list --with-key
 run panelctl cert verify Branch
 
-chapter "Out again, and back"
+chapter "Export, and import again"
 run panelctl cert export Branch --output "$pki/branch-again.pem"
 quietly openssl x509 -in "$pki/branch.pem" -outform DER -out "$pki/1.der"
 quietly openssl x509 -in "$pki/branch-again.pem" -outform DER -out "$pki/2.der"

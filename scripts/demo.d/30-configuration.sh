@@ -1,5 +1,5 @@
 # The service's configuration: typed parameters.
-chapter "What is configured"
+chapter "The present configuration"
 run panelctl config list CERTMON PCAP
 run panelctl config describe IKE.NATT_POLICY
 run panelctl config describe UPDATE.VERIFY_DOWNLOADS

@@ -4,12 +4,12 @@ export PANELKIT_USER_DIR=$day/user
 chapter "The host's network interfaces"
 run panelctl net list
 
-chapter "The driver's policy, until there is another one"
+chapter "The driver policy is in force until another one is activated"
 run panelctl policy status
 run panelctl policy activate driver --name drop-all-except-dhcp
 run panelctl policy status
 
-chapter "A policy with a slip of the pen"
+chapter "A policy file with a mistake"
 cat >"$day/office.lsp" <<'POLICY'
 title   = Office
 version = 1.2
@@ -30,7 +30,7 @@ run panelctl policy source set --source SOURCE_FILE --file "$day/office.lsp"
 refused 70 panelctl policy activate system
 run panelctl policy show
 
-chapter "And without it: what it needs is not there yet"
+chapter "The corrected file; its preshared key is still missing"
 sed -i 's/= pas$/= pass/' "$day/office.lsp"
 run panelctl policy activate system
 run panelctl policy status
@@ -43,7 +43,7 @@ run panelctl policy source set --user --source SOURCE_FILE --file "$day/road.lsp
 run panelctl policy activate user
 run panelctl policy status
 
-chapter "The service starts again, and keeps it"
+chapter "After a restart of the service the policy is the same"
 kill "$service" && wait "$service"
 "$bin/panelkitd" --endpoint "$PANELKIT_BRIDGE" --state "$day/state" 2>>"$day/service.log" &
 service=$!
