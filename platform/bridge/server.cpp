@@ -433,6 +433,9 @@ bool Server::State::endAll() {
         for (const Member& member : members) {
             if (member.connection) member.connection->channel->close();
         }
+        lock.unlock();
+        service.hurry();
+        lock.lock();
         ended = awaitEnds(lock, cutOffWait);
     }
     lock.unlock();

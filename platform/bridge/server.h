@@ -77,7 +77,10 @@ public:
 
     virtual Answer handle(Session& session, const Request& request) = 0;
 
-    // The session ended, for any reason.
+    // The grace at the end is over: commands that are still under way must end now. Called once at most, by run().
+    virtual void hurry() {}
+
+    // The session ended, for whatever reason.
     virtual void ended(Session&) {}
 
     // A receiver does not read its notifications fast enough and is closed. Called once per receiver, on the thread
