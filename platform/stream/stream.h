@@ -90,7 +90,7 @@ protected:
     void appendAs(const Fields&... fields) {
         const std::size_t start = bytes_.size();
         bytes_.resize(start + (std::size_t{0} + ... + Codec::sizeOf(fields)));
-        char* place = bytes_.data() + start;
+        [[maybe_unused]] char* place = bytes_.data() + start; // unused without fields
         (Codec::put(place, fields), ...);
     }
 

@@ -29,6 +29,12 @@ struct ChildResult {
     std::string error;
 };
 
+// The environment of this process; in UTF-8 on Windows.
+std::map<std::string, std::string> environment();
+
+// The environment that a child with these options gets.
+std::map<std::string, std::string> environmentFor(const ChildOptions& options);
+
 // A program that runs. What it writes is collected by threads of ours; 64 MiB at the most.
 class ChildProcess {
 public:

@@ -42,16 +42,10 @@ struct Pipe {
 };
 
 // The environment as exec takes it.
-std::vector<std::string> mergedEnvironment(const ChildOptions& options) {
-    std::vector<std::string> merged;
-    for (char** entry = environ; *entry; ++entry) {
-        const std::string text = *entry;
-        if (options.environment.count(text.substr(0, text.find('='))) == 0) merged.push_back(text);
-    }
-    for (const auto& [name, value] : options.environment) {
-        if (value) merged.push_back(name + "=" + *value);
-    }
-    return merged;
+std::vector<std::string> entriesOf(const std::map<std::string, std::string>& variables) {
+    std::vector<std::string> entries;
+    for (const auto& [name, value] : variables) entries.push_back(name + "=" + value);
+    return entries;
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
@@ -82,6 +76,16 @@ void feed(int to, const std::string& text) {
 }
 
 } // namespace
+
+std::map<std::string, std::string> environment() {
+    std::map<std::string, std::string> variables;
+    for (char** entry = environ; *entry; ++entry) {
+        const std::string text = *entry;
+        const std::size_t end = text.find('=');
+        if (end != std::string::npos) variables.emplace(text.substr(0, end), text.substr(end + 1));
+    }
+    return variables;
+}
 
 struct ChildProcess::State {
     pid_t pid = -1;
@@ -135,7 +139,7 @@ void ChildProcess::State::start(const ChildOptions& options) {
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
 
     std::vector<std::string> arguments = options.arguments;
-    std::vector<std::string> environment = mergedEnvironment(options);
+    std::vector<std::string> environment = entriesOf(environmentFor(options));
     const int failed = ::posix_spawnp(&pid, arguments.at(0).c_str(), &actions, &attributes, pointers(arguments).data(),
                                       pointers(environment).data());
     posix_spawn_file_actions_destroy(&actions);

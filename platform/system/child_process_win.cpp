@@ -40,17 +40,10 @@ std::wstring quoted(const std::wstring& argument) {
 }
 
 // The environment block: NAME=value, each with its zero, and one more zero.
-std::wstring mergedEnvironment(const ChildOptions& options) {
+std::wstring blockOf(const std::map<std::string, std::string>& variables) {
     std::wstring block;
-    wchar_t* const inherited = GetEnvironmentStringsW();
-    for (const wchar_t* entry = inherited; *entry; entry += std::wstring_view(entry).size() + 1) {
-        const std::wstring_view text(entry);
-        const std::string name = toUtf8(text.substr(0, text.find(L'=', 1)));
-        if (options.environment.count(name) == 0) block.append(text).push_back(L'\0');
-    }
-    FreeEnvironmentStringsW(inherited);
-    for (const auto& [name, value] : options.environment) {
-        if (value) block.append(toUtf16(name + "=" + *value)).push_back(L'\0');
+    for (const auto& [name, value] : variables) {
+        block.append(toUtf16(std::string(name).append("=").append(value))).push_back(L'\0');
     }
     block.push_back(L'\0');
     return block;
@@ -74,6 +67,20 @@ void feed(HANDLE to, const std::string& text) {
 }
 
 } // namespace
+
+// An entry may begin with "=": the current folders of drives.
+std::map<std::string, std::string> environment() {
+    std::map<std::string, std::string> variables;
+    wchar_t* const block = GetEnvironmentStringsW();
+    for (const wchar_t* entry = block; *entry; entry += std::wstring_view(entry).size() + 1) {
+        const std::wstring_view text(entry);
+        const std::size_t end = text.find(L'=', 1);
+        if (end != std::wstring_view::npos)
+            variables.emplace(toUtf8(text.substr(0, end)), toUtf8(text.substr(end + 1)));
+    }
+    FreeEnvironmentStringsW(block);
+    return variables;
+}
 
 struct ChildProcess::State {
     Handle process;
@@ -115,7 +122,7 @@ void ChildProcess::State::start(const ChildOptions& options) {
     Pipe::keepToOurselves(error.read);
 
     std::wstring commandLine = commandLineOf(options.arguments);
-    std::wstring environment = mergedEnvironment(options);
+    std::wstring environment = blockOf(environmentFor(options));
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -199,11 +206,7 @@ private:
 StartedProcess startProcess(const std::vector<std::string>& arguments,
                             const std::map<std::string, std::string>& environment, std::span<const HANDLE> inherited) {
     std::wstring commandLine = commandLineOf(arguments);
-    std::wstring block;
-    for (const auto& [name, value] : environment) {
-        block.append(toUtf16(std::string(name).append("=").append(value))).push_back(L'\0');
-    }
-    block.push_back(L'\0');
+    std::wstring block = blockOf(environment);
     InheritedHandles handles(inherited);
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
