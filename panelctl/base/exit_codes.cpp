@@ -73,6 +73,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::finalTry: return Exit::finalTry;
     case Refused::unfitPin: return Exit::unfitPin;
     case Refused::notLoggedIn: return Exit::notLoggedIn;
+    case Refused::inUseByAnother:
     case Refused::otherUserIsIn: return Exit::otherUserIsIn;
     case Refused::noSuchToken:
     case Refused::noSuchProvider:
@@ -88,6 +89,8 @@ Exit exitForRefusal(Refused reason) {
     case Refused::writeProtected: return Exit::writeProtected;
     case Refused::tokenFull: return Exit::tokenFull;
     case Refused::notSupported: return Exit::notSupported;
+    case Refused::moduleFailed:
+    case Refused::moduleBusy:
     case Refused::deviceError: return Exit::deviceError;
     case Refused::badInput: return Exit::badInput;
     case Refused::notStored: return Exit::refused;

@@ -5,6 +5,10 @@
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
+#include <panelctl/display_width.h>
+#include <panelctl/progress.h>
+#include <panelctl/unseen.h>
+#include <panelctl/verbs.h>
 
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>
@@ -211,6 +215,7 @@ std::vector<Certificate> listCertificates(VpnCertsController& controller, vocabu
     if (!controller.EnumCertificates(static_cast<std::int32_t>(selector), certificates, tokens)) {
         throw lastFailureError();
     }
+    noteUnseen();
     return paired(controller, std::move(certificates), std::move(tokens), token);
 }
 
@@ -218,6 +223,7 @@ std::vector<Crl> listCrls(VpnCertsController& controller, const std::string& tok
     std::vector<CRLInfo> crls;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCRLs(crls, tokens)) throw lastFailureError();
+    noteUnseen();
     return paired(controller, std::move(crls), std::move(tokens), token);
 }
 
@@ -225,6 +231,7 @@ std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, cons
     std::vector<PresharedKeyInfo> keys;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumPresharedKeys(keys, tokens)) throw lastFailureError();
+    noteUnseen();
     return paired(controller, std::move(keys), std::move(tokens), token);
 }
 

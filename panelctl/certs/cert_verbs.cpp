@@ -7,8 +7,10 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-
-#include <platform/system/clock.h>
+#include <panelctl/display_width.h>
+#include <panelctl/failure_text.h>
+#include <panelctl/unseen.h>
+#include <panelctl/verbs.h>
 
 #include <algorithm>
 #include <iterator>
@@ -63,7 +65,7 @@ struct CertList {
         if (context.json) {
             printJson(listJson(listed));
         } else if (listed.empty()) {
-            printNote(expiring.empty() ? say("There are no such certificates.")
+            printNone(expiring.empty() ? say("There are no such certificates.")
                                        : say("No certificate expires within that time."));
         } else {
             print(listed);
@@ -73,6 +75,7 @@ struct CertList {
                                                          "%d certificates expire within %s or have expired",
                                                          listed.size(), listed.size(), expiring));
         }
+        requireAllSeen();
     }
 
 private:

@@ -8,8 +8,10 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
-
-#include <platform/system/clock.h>
+#include <panelctl/confirm.h>
+#include <panelctl/display_width.h>
+#include <panelctl/unseen.h>
+#include <panelctl/verbs.h>
 
 #include <optional>
 
@@ -51,17 +53,18 @@ struct CrlList {
         const auto controller = certsController(context);
         std::vector<Crl> listed = listCrls(*controller, token);
         if (outdated) std::erase_if(listed, [](const Crl& entry) { return !isOutdated(entry.object); });
-        if (context.json) {
-            auto list = nlohmann::ordered_json::array();
-            for (const Crl& entry : listed) list.push_back(toJson(entry));
-            return printJson(list);
-        }
-        if (listed.empty()) return printNote(say("There are no such CRLs."));
-        print(listed);
+        context.json ? printAsJson(listed) : print(listed);
+        requireAllSeen();
     }
 
 private:
+    static void printAsJson(const std::vector<Crl>& listed) {
+        auto list = nlohmann::ordered_json::array();
+        for (const Crl& entry : listed) list.push_back(toJson(entry));
+        printJson(list);
+    }
     static void print(const std::vector<Crl>& listed) {
+        if (listed.empty()) return printNone(say("There are no such CRLs."));
         Table table({say("ISSUER"), say("CRL NUMBER"), say("ISSUED"), say("NEXT UPDATE"), say("DAYS"), say("REVOKED"),
                      say("TOKEN")});
         for (const auto& [crl, token] : listed) {

@@ -7,6 +7,11 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/confirm.h>
+#include <panelctl/display_width.h>
+#include <panelctl/secrets.h>
+#include <panelctl/unseen.h>
+#include <panelctl/verbs.h>
 
 #include <optional>
 
@@ -24,14 +29,20 @@ struct PskList {
     void run(const Context& context) const {
         const auto controller = certsController(context);
         const std::vector<PresharedKey> listed = listPresharedKeys(*controller, token);
-        if (context.json) {
-            auto list = nlohmann::ordered_json::array();
-            for (const auto& [key, on] : listed) {
-                list.push_back({{"schema", 1}, {"name", key.name}, {"token", tokenJson(on)}});
-            }
-            return printJson(list);
+        context.json ? printAsJson(listed) : print(listed);
+        requireAllSeen();
+    }
+
+private:
+    static void printAsJson(const std::vector<PresharedKey>& listed) {
+        auto list = nlohmann::ordered_json::array();
+        for (const auto& [key, on] : listed) {
+            list.push_back({{"schema", 1}, {"name", key.name}, {"token", tokenJson(on)}});
         }
-        if (listed.empty()) return printNote(say("There are no preshared keys."));
+        printJson(list);
+    }
+    static void print(const std::vector<PresharedKey>& listed) {
+        if (listed.empty()) return printNone(say("There are no preshared keys."));
         Table table({say("NAME"), say("TOKEN")});
         for (const auto& [key, on] : listed) table.add({{key.name}, {nameOf(on)}});
         table.print();

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/tokens/token_names.h>
 
-#include <panelctl/base/exit_codes.h>
-#include <panelctl/base/failure_text.h>
-#include <panelctl/base/say.h>
-#include <panelctl/base/terminal_text.h>
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
+#include <panelctl/nearest.h>
+#include <panelctl/say.h>
+#include <panelctl/unseen.h>
 
 #include <panelkit/format/nearest.h>
 #include <platform/text/ascii.h>
@@ -110,7 +112,7 @@ std::vector<std::string_view> attributesOf(std::string_view uri) {
 } // namespace
 
 void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
-    throw CommandError(Exit::notFound, message + didYouMean(panelkit::nearest(name, candidates)));
+    throw notFoundError(message + didYouMean(nearest(name, candidates)));
 }
 
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {
@@ -148,6 +150,7 @@ std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::st
     const bool listed = provider.empty() ? controller.EnumProviderTokens(nullptr, tokens)
                                          : controller.EnumProviderTokens(findProvider(controller, provider), tokens);
     if (!listed) throw lastFailureError();
+    noteUnseen();
     return tokens;
 }
 
@@ -165,8 +168,7 @@ TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& nam
     }
     if (found.size() == 1) return found[0];
     if (found.empty() && name.empty()) {
-        throw CommandError(Exit::notFound,
-                           say("there is no initialised token; \"panelctl token init\" initialises one"));
+        throw notFoundError(say("there is no initialised token; \"panelctl token init\" initialises one"));
     }
     if (found.size() > 1 && name.empty()) {
         failAmbiguous(say("there are several tokens; choose one by label, serial number or URI:"), found);

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl token ...
-#include <panelctl/base/confirm.h>
-#include <panelctl/base/exit_codes.h>
-#include <panelctl/base/failure_text.h>
-#include <panelctl/base/output.h>
-#include <panelctl/base/progress.h>
-#include <panelctl/base/secrets.h>
-#include <panelctl/base/system.h>
-#include <panelctl/base/terminal_text.h>
-#include <panelctl/base/verbs.h>
-#include <panelctl/tokens/token_names.h>
+#include <panelctl/confirm.h>
+#include <panelctl/display_width.h>
+#include <panelctl/exit_codes.h>
+#include <panelctl/failure_text.h>
+#include <panelctl/output.h>
+#include <panelctl/progress.h>
+#include <panelctl/secrets.h>
+#include <panelctl/terminal.h>
+#include <panelctl/tokens/names.h>
+#include <panelctl/unseen.h>
+#include <panelctl/verbs.h>
 
 #include <platform/system/wipe.h>
 #include <platform/text/join.h>
@@ -135,8 +136,13 @@ struct TokenList {
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const std::vector<TokenInfo> tokens = listTokens(controller, provider);
-        if (context.json) return printTokens(tokens);
-        if (tokens.empty()) return printNote(say("There are no tokens."));
+        context.json ? printTokens(tokens) : print(tokens);
+        requireAllSeen();
+    }
+
+private:
+    static void print(const std::vector<TokenInfo>& tokens) {
+        if (tokens.empty()) return printNone(say("There are no tokens."));
         Table table({say("LABEL"), say("SERIAL"), say("PROVIDER"), say("MODEL"), say("STATE")});
         for (const TokenInfo& token : tokens) {
             table.add({{token.*field::label},
@@ -177,6 +183,8 @@ struct TokenLogin {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
         if (found.flags & flag::loggedIn) {
+            // Another account may be; the service says so, and looks at no PIN.
+            if (!controller.TokenLogin(found, "", false, nullptr)) throw lastFailureError();
             return printDone(controller, context, found,
                              say("The service is already logged in to token \"%s\".", labelOf(found)));
         }

@@ -82,8 +82,8 @@ protected:
              64, "to be exported: The private key may not leave the token.", "экспорт закрытого ключа \"gate, west\": Закрытый ключ не может покинуть токен."},
             {"a verification", {"cert", "verify", "0A1B"}, Command::VerifyCert,
              no(std::string("text")).remarking(number(Refused::notVerified), makePhrase("\"%s\" is revoked", "CN=gate"))
-                 .remarking(number(Refused::incomplete), makePhrase("The token \"%s\" could not be read", "card")),
-             60, "verification: \"CN=gate\" is revoked; The token \"card\" could", "проверку: \"CN=gate\" отозван; Токен \"card\" не удалось"},
+                 .remarking(number(Refused::incomplete), makePhrase("the token \"%s\" could not be read", "card")),
+             60, "verification: \"CN=gate\" is revoked; the token \"card\" could", "проверку: \"CN=gate\" отозван; токен \"card\" не удалось"},
             {"an activation", {"policy", "activate", "system"}, Command::ActivateSystem,
              no(std::string("text")).remarking(number(Refused::badInput), makePhrase("policy file %s", "/p"))
                  .remarking(number(Refused::policyLine), makePhrase("line %d: it is not UTF-8", 4))
@@ -118,12 +118,12 @@ TEST_F(Remarks, OnAListingBelongToTheProviderThatTheyName) {
                Reaction::reply(encoded(providers()))
                    .remarking(number(Refused::providerProblem), named("two"))
                    .remarking(number(Refused::moduleUnfit), makePhrase("the module %s does not work", "/2.so"))
-                   .remarking(0, makePhrase("it hung when it was tried out"))
+                   .remarking(number(Refused::moduleFailed), makePhrase("the module of provider \"%s\" crashed", "two"))
                    .remarking(number(Refused::providerProblem), named("one"))
                    .remarking(number(Refused::modulePath), makePhrase("not loaded yet")));
     const std::string output = runIn("ru", {"provider", "list"}).output;
     EXPECT_THAT(output, HasSubstr("/1.so  не загружен: еще не загружен\n"));
-    EXPECT_THAT(output, HasSubstr("/2.so  не загружен: модуль /2.so не работает: он завис при пробном запуске\n"));
+    EXPECT_THAT(output, HasSubstr("/2.so  не загружен: модуль /2.so не работает: в модуле провайдера \"two\" произошел сбой\n"));
     EXPECT_THAT(output, HasSubstr("/3.so  не загружен: in English\n")) << "nothing is remarked on it";
 }
 
