@@ -17,10 +17,9 @@ namespace {
 // After the grace for commands: to close what is open and to unload the modules.
 constexpr auto timeToLeave = std::chrono::seconds(4);
 
-StateFolder prepared(const std::string& path) {
-    StateFolder state(path);
-    configureEmbeddedModule(state.folder("softhsm"));
-    return state;
+ProviderOptions withEmbeddedFolder(ProviderOptions options, const StateFolder& state) {
+    options.embeddedEnvironment = configureEmbeddedModule(state.folder("softhsm"));
+    return options;
 }
 
 void announce(Announcer& announcer, const PolicyNews& news) {
@@ -35,13 +34,15 @@ void announce(Announcer& announcer, const PolicyNews& news) {
 
 Daemon::Daemon(const Options& options)
     : options_(options),
-      state_(prepared(options.state)),
+      state_(options.state),
       access_(options.usersGroup, options.administratorsGroup),
       configuration_(state_, {options.logLevel, options.administratorsGroup}),
-      providers_(state_, options.providers),
+      providers_(state_, withEmbeddedFolder(options.providers, state_)),
       certificates_(providers_, configuration_),
       credentials_([this] { return certificates_.credentials(); }),
-      tokenWatcher_(providers_, announcer_, options.tokenPoll, [this] { credentials_.refresh(); }),
+      tokenWatcher_(
+          providers_, announcer_, options.tokenPoll, [this] { credentials_.refresh(); },
+          UnattendedLogins(options.pinFiles)),
       tokens_(providers_, tokenWatcher_),
       expiryWatch_([this] { return certificates_.watched(); }, announcer_, configuration_.settings().expiry),
       parameters_(configuration_, announcer_),

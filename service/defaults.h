@@ -3,6 +3,7 @@
 // Default paths and names, for options that are not given.
 #pragma once
 
+#include <map>
 #include <string>
 
 namespace panelkitd {
@@ -18,7 +19,7 @@ void makeEndpointFolder(const std::string& endpoint);
 // The module of the embedded provider, SoftHSM2, if it is installed; else empty.
 std::string installedEmbeddedModule();
 
-// Makes SoftHSM2 keep its tokens in `folder`. Call it before any module is loaded.
-void configureEmbeddedModule(const std::string& folder);
+// Gives SoftHSM2 a folder of ours for its tokens; returns what its process needs in its environment for that.
+std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder);
 
 } // namespace panelkitd

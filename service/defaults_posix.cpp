@@ -68,13 +68,13 @@ std::string installedEmbeddedModule() {
     return {};
 }
 
-void configureEmbeddedModule(const std::string& folder) {
+std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder) {
     const std::string tokens = folder + "/tokens";
     platform::makePrivateFolder(tokens);
     const std::string configuration = folder + "/softhsm2.conf";
     writeUnlessSame(configuration, "directories.tokendir = " + tokens +
                                        "\nobjectstore.backend = file\nlog.level = ERROR\nslots.removable = false\n");
-    ::setenv("SOFTHSM2_CONF", configuration.c_str(), 1);
+    return {{"SOFTHSM2_CONF", configuration}};
 }
 
 } // namespace panelkitd

@@ -32,13 +32,13 @@ std::string installedEmbeddedModule() {
     return GetFileAttributesW(platform::toUtf16(path).c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;
 }
 
-void configureEmbeddedModule(const std::string& folder) {
+std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder) {
     const std::string tokens = folder + "\\tokens";
     platform::makePrivateFolder(tokens);
     const std::string configuration = folder + "\\softhsm2.conf";
     platform::replaceFile(
         configuration, "directories.tokendir = " + tokens + "\nobjectstore.backend = file\nlog.level = ERROR\n", true);
-    _wputenv_s(L"SOFTHSM2_CONF", platform::toUtf16(configuration).c_str());
+    return {{"SOFTHSM2_CONF", configuration}};
 }
 
 } // namespace panelkitd

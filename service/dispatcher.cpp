@@ -188,6 +188,8 @@ void Dispatcher::turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) {
     }
 }
 
+void Dispatcher::hurry() { groups_.tokens.killModules(); }
+
 void Dispatcher::ended(bridge::server::Session& session) { groups_.certificates.ended(session); }
 
 } // namespace panelkitd

@@ -40,6 +40,7 @@ public:
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
     void lagged(const bridge::Peer& peer) override;
     void turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) override;
+    void hurry() override;
     void ended(bridge::server::Session& session) override;
 
 private:

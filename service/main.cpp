@@ -4,9 +4,9 @@
 #include <service/base/log.h>
 #include <service/daemon.h>
 #include <service/exit_status.h>
+#include <service/modules/host_process.h>
 #include <service/options.h>
 #include <service/termination.h>
-#include <service/tokens/probe.h>
 
 #include <exception>
 
@@ -25,7 +25,7 @@ void serve(const Options& options, TerminationRequest& termination) {
 int main(int argc, char** argv) {
     Options options;
     if (const auto status = readOptions(argc, argv, options)) return *status;
-    if (!options.probe.empty()) return runProbe(options.probe);
+    if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
     forbidCoreDumps();
     setLogLevel(options.logLevel);
     TerminationRequest termination;

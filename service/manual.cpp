@@ -38,6 +38,18 @@ account that runs it.
 .TP
 \fBSOFTHSM2_CONF\fR
 Set by the service for the embedded module, which keeps its tokens in the state folder.
+.SH PKCS#11 MODULES
+Each module runs in a process of its own, which the service starts as \fBpanelkitd \-\-host\-module\fR. It has no
+capabilities and no other files than the channel to the service. A module that crashes, or whose function takes longer
+than \fB\-\-module\-timeout\fR (five minutes for making a key or erasing a token), loses its process: its tokens are
+logged out, commands to them are refused, lists name them as not read, and the journal says what happened. It is started
+again after a second, and after up to a minute when that fails again. All other tokens stay in use.
+.PP
+A token is logged in to by one account, which has to log out, or an administrator for it, before another one can log in.
+With \fB\-\-pin\-file\fR the service logs in by itself: when it starts, when the token is inserted, and when its
+module was started again, but not after a log-out. The file must belong to root or to the service's account, nobody else
+may read or write it or the folders above it, and a line feed at its end is not part of the PIN. A wrong PIN is tried
+once, until the service is started again.
 .SH EXIT STATUS
 .TP
 \fB0\fR
@@ -50,7 +62,8 @@ It can't serve; standard error says why.
 The command line is wrong.
 .TP
 \fB3\fR
-It was asked to end, but a command or a module did not return within the grace and four seconds more.
+It was asked to end, and a command did not end within the grace and four seconds more. It was abandoned. Modules that
+hang do not cause this: their processes are ended with the grace.
 .SH SIGNALS
 SIGTERM and SIGINT ask it to end: commands in progress are finished or refused. The files on disk are complete at any
 moment, even after SIGKILL.

@@ -3,7 +3,7 @@
 
 #include <service/defaults.h>
 #include <service/manual.h>
-#include <service/tokens/probe.h>
+#include <service/modules/host_process.h>
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/peer.h>
@@ -25,12 +25,31 @@ const std::map<std::string, LogLevel> levels{{"disabled", LogLevel::disabled},
                                              {"details", LogLevel::details},
                                              {"debug", LogLevel::debug}};
 
-void addSeconds(CLI::App& app, const std::string& name, std::chrono::seconds& value, const std::string& description) {
+template <class Duration>
+void addSeconds(CLI::App& app, const std::string& name, Duration& value, const std::string& description) {
     app.add_option_function<unsigned>(
            name, [&value](unsigned seconds) { value = std::chrono::seconds(seconds); }, description)
         ->check(CLI::Range(1U, 3600U))
         ->type_name("SECONDS")
-        ->default_str(std::to_string(value.count()));
+        ->default_str(std::to_string(std::chrono::duration_cast<std::chrono::seconds>(value).count()));
+}
+
+void addPinFiles(CLI::App& app, std::map<std::string, std::string>& files) {
+    const auto add = [&files](const std::string& text) {
+        const std::size_t middle = text.find('=');
+        if (middle == 0 || middle == std::string::npos || middle + 1 == text.size()) {
+            throw CLI::ValidationError("--pin-file", "\"" + text + "\" is not LABEL=PATH");
+        }
+        files[text.substr(0, middle)] = text.substr(middle + 1);
+    };
+    app.add_option_function<std::vector<std::string>>(
+           "--pin-file",
+           [add](const std::vector<std::string>& texts) { std::for_each(texts.begin(), texts.end(), add); },
+           "The service logs in to the token of that label with the PIN in the file, which only the service or root "
+           "may "
+           "read: at the start, and when the token or its module comes back; repeatable")
+        ->type_name("LABEL=PATH")
+        ->take_all();
 }
 
 } // namespace
@@ -67,12 +86,18 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     app.add_option("--allow-module", options.providers.allowed,
                    "PKCS#11 module that may be loaded although other accounts could write its path; repeatable")
         ->take_all();
-    addSeconds(app, "--probe-timeout", options.providers.probeDeadline,
-               "Seconds that the trial run of a PKCS#11 module may take");
-    addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two checks for inserted and removed tokens");
+    addPinFiles(app, options.pinFiles);
+    ModuleLimits& limits = options.providers.limits;
+    addSeconds(app, "--load-timeout", limits.start, "Seconds that a PKCS#11 module may take to load");
+    addSeconds(
+        app, "--module-timeout", limits.silence,
+        "Seconds that a function of a PKCS#11 module may take; a module that takes longer is stopped and started "
+        "again");
+    addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
     addSeconds(app, "--stop-grace", options.stopGrace,
-               "Seconds to wait for commands in progress when it is asked to end");
-    app.add_option(probeOption, options.probe)->group(""); // for the service itself, not shown
+               "Seconds to wait for commands under way when it is asked to end");
+    app.add_option(hostOption, options.hostedModule)->group(""); // for the service itself, not shown
+    app.add_option(channelOption, options.channel)->group("");
     bool wantsManual = false;
     app.add_flag(manualRequest, wantsManual)->group("");
     try {

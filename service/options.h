@@ -18,9 +18,11 @@ struct Options {
     std::string administratorsGroup;
     LogLevel logLevel = LogLevel::events;
     ProviderOptions providers;
-    std::chrono::seconds tokenPoll{2};  // between two checks for inserted and removed tokens
-    std::chrono::seconds stopGrace{10}; // for commands in progress when it is asked to end
-    std::string probe;                  // not empty: this process is the probe's child
+    std::map<std::string, std::string> pinFiles; // by the labels of the tokens that the service logs in to
+    std::chrono::seconds tokenPoll{2};           // between two looks for tokens that came or went
+    std::chrono::seconds stopGrace{10};          // for commands under way when it is asked to end
+    std::string hostedModule;                    // not empty: this process hosts the module at that path
+    std::string channel;                         // to the service whose module it hosts
 };
 
 // Reads the command line. If nothing is left to do (help, version, or a mistake, which is then reported), returns the

@@ -44,6 +44,12 @@ if(NOT WIN32)
     target_compile_definitions(test_service_resilience PRIVATE
         PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
     add_dependencies(test_service_resilience panelkitd panelkit_test_token)
+    panelkit_test(test_service_module_hosts SOURCES
+        service/module_hosts_posix_test.cpp
+        support/other_user_posix.cpp)
+    target_compile_definitions(test_service_module_hosts PRIVATE
+        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+    add_dependencies(test_service_module_hosts panelctl panelkitd panelkit_test_token)
 endif()
 
 panelkit_test(test_service_interfaces SOURCES

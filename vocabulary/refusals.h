@@ -20,6 +20,7 @@ enum class Refused : std::uint32_t {
     unfitPin         = 4,  // a new PIN is too short, too long, or has characters that the token does not accept
     notLoggedIn      = 5,
     otherUserIsIn    = 6,  // the other of user and security officer is logged in
+    inUseByAnother   = 7,  // another account is logged in to the token
 
     // what a command names
     noSuchToken      = 10, // not present, or removed
@@ -34,8 +35,10 @@ enum class Refused : std::uint32_t {
     embeddedProvider = 20, // the service's own; it can't be unloaded
     alreadyLoaded    = 21,
     modulePath       = 22, // the path breaks the rules for modules
-    moduleUnfit      = 23, // the probe crashed, hung, or got invalid answers
-    providerProblem  = 24, // in listings: names a provider that is not loaded; the reason follows
+    moduleUnfit      = 23, // it crashed or hung when it was started, or its answers make no sense
+    providerProblem  = 24, // in listings: what follows is why the provider that it names is not loaded
+    moduleFailed     = 25, // the module's process crashed, hung or answered nonsense, or is not running
+    moduleBusy       = 26, // the module is at work for somebody else
 
     // tokens as devices
     writeProtected   = 30,

@@ -3,12 +3,9 @@
 
 #include <panelctl/base/progress.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
-#include <panelctl/display_width.h>
-#include <panelctl/progress.h>
-#include <panelctl/unseen.h>
-#include <panelctl/verbs.h>
 
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>

@@ -4,13 +4,12 @@
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-#include <panelctl/display_width.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/unseen.h>
-#include <panelctl/verbs.h>
+
+#include <platform/system/clock.h>
 
 #include <algorithm>
 #include <iterator>

@@ -3,15 +3,14 @@
 // panelctl crl ...
 #include <panelctl/base/confirm.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/import_file.h>
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/unseen.h>
-#include <panelctl/verbs.h>
+
+#include <platform/system/clock.h>
 
 #include <optional>
 

@@ -4,14 +4,10 @@
 #include <panelctl/base/confirm.h>
 #include <panelctl/base/secrets.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/secrets.h>
-#include <panelctl/unseen.h>
-#include <panelctl/verbs.h>
 
 #include <optional>
 

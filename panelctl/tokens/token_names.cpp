@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/tokens/token_names.h>
 
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/nearest.h>
-#include <panelctl/say.h>
-#include <panelctl/unseen.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/say.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 
 #include <panelkit/format/nearest.h>
 #include <platform/text/ascii.h>
@@ -112,7 +111,7 @@ std::vector<std::string_view> attributesOf(std::string_view uri) {
 } // namespace
 
 void failUnknown(const std::string& message, const std::string& name, const std::vector<std::string>& candidates) {
-    throw notFoundError(message + didYouMean(nearest(name, candidates)));
+    throw notFoundError(message + didYouMean(panelkit::nearest(name, candidates)));
 }
 
 bool sameToken(const TokenInfo& one, const TokenInfo& other) {

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl token ...
-#include <panelctl/confirm.h>
-#include <panelctl/display_width.h>
-#include <panelctl/exit_codes.h>
-#include <panelctl/failure_text.h>
-#include <panelctl/output.h>
-#include <panelctl/progress.h>
-#include <panelctl/secrets.h>
-#include <panelctl/terminal.h>
-#include <panelctl/tokens/names.h>
-#include <panelctl/unseen.h>
-#include <panelctl/verbs.h>
+#include <panelctl/base/confirm.h>
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
+#include <panelctl/base/verbs.h>
+#include <panelctl/tokens/token_names.h>
 
 #include <platform/system/wipe.h>
 #include <platform/text/join.h>

@@ -4,7 +4,6 @@
 #include <panelkit/format/nearest.h>
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/lparams/kind_row.h>
-#include <panelkit/lparams/sections/sections.h>
 
 #include <platform/loccore/phrase.h>
 #include <platform/system/wipe.h>

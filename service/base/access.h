@@ -12,6 +12,13 @@
 
 namespace panelkitd {
 
+// Who gives a command: an account of this host, or the service itself.
+struct Account {
+    std::string id; // empty for the service
+    std::string name;
+    bool administrator = false;
+};
+
 enum class Who : unsigned char { users, administrators };
 
 // Thread-safe.

@@ -4,6 +4,7 @@
 // request, and writing replies.
 #pragma once
 
+#include <service/base/access.h>
 #include <service/base/refused.h>
 
 #include <panelkit/bridge/command_stream.h>
@@ -15,6 +16,8 @@
 namespace panelkitd {
 
 struct Call {
+    Account account() const { return {session.peer.user, displayName(session.peer), byAdministrator}; }
+
     bridge::server::Session& session;
     bool byAdministrator;
     CommandStreamIn in;  // over the payload

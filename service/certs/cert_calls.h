@@ -53,15 +53,13 @@ std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&..
 // Destroys the objects of a token for which `matches` holds. If there are none, throws a refusal with the wording
 // `ifNone`.
 template <class Objects, class Matches>
-void destroyMatching(const OpenToken& token, const Objects& objects, Loc::MarkedWording<> ifNone, Matches matches) {
-    bool found = false;
+void destroyMatching(HeldToken& token, const Objects& objects, Loc::MarkedWording<> ifNone, Matches matches) {
+    std::vector<std::uint64_t> numbers;
     for (const auto& object : objects) {
-        if (!matches(object)) continue;
-        token.destroy(object.object);
-        found = true;
+        if (matches(object)) numbers.push_back(object.object);
     }
-    if (found) return;
-    throw RefusedError(vocabulary::Refused::noSuchObject, ifNone);
+    if (numbers.empty()) throw RefusedError(vocabulary::Refused::noSuchObject, ifNone);
+    token.destroy(numbers);
 }
 
 } // namespace panelkitd

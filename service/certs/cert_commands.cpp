@@ -55,9 +55,9 @@ std::optional<CredentialList> CertCommands::credentials() {
     for (WatchedCertificate& certificate : allOf(holdings)) {
         list.certificates.push_back(std::move(certificate.certificate));
     }
-    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo&) {
+    requireAllSeen(forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo&) {
         list.anyToken = true;
-        for (StoredPresharedKey& key : readPresharedKeys(OpenToken(held, TokenSession::Mode::readOnly))) {
+        for (StoredPresharedKey& key : readPresharedKeys(token)) {
             list.presharedKeys->push_back(std::move(key.name));
         }
     }));
@@ -127,7 +127,7 @@ std::string CertCommands::enumCertificates(Call& call) {
     std::int32_t selector = 0;
     call.in >> selector;
     const Holdings holdings = state_->look();
-    requireAllSeen(holdings.unseen());
+    tellUnseen(call, holdings.unseen());
     std::vector<TokenInfo> tokens;
     std::vector<CertInfo> certificates;
     for (const TokenObjects& token : holdings.tokens()) {
@@ -141,15 +141,16 @@ std::string CertCommands::enumCertificates(Call& call) {
     return encodedPairs(tokens, certificates);
 }
 
-std::string CertCommands::enumCrls(Call&) {
+std::string CertCommands::enumCrls(Call& call) {
     std::vector<TokenInfo> tokens;
     std::vector<CRLInfo> crls;
-    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
-        for (const StoredCrl& crl : readCrls(OpenToken(held, TokenSession::Mode::readOnly), state_->cache)) {
+    const auto unseen = forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo& info) {
+        for (const StoredCrl& crl : readCrls(token, state_->cache)) {
             tokens.push_back(info);
             crls.push_back(crl.facts->info);
         }
-    }));
+    });
+    tellUnseen(call, unseen);
     return encodedPairs(tokens, crls);
 }
 
@@ -199,7 +200,7 @@ std::string CertCommands::importCertificate(Call& call) {
     call.subject += ", " + file->certificates[wish.item].facts->info.subject;
     try {
         HeldToken token = state_->providers.hold(info);
-        const LoginForOnce login(token, withPin ? &pin : nullptr);
+        const LoginForOnce login(token, withPin ? &pin : nullptr, call.account());
         return answered(call, panelkitd::importCertificate(token, *file, wish, state_->cache));
     } catch (const RefusedError& refused) {
         if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
@@ -219,7 +220,8 @@ std::string CertCommands::importCrl(Call& call) {
     call.subject += ", CRL of " + crl.facts->info.issuer;
     const Holdings everything = state_->look(); // before the token is held: it may be looked at as well
     try {
-        return answered(call, panelkitd::importCrl(state_->providers.hold(info), crl, everything, state_->cache));
+        HeldToken token = state_->providers.hold(info);
+        return answered(call, panelkitd::importCrl(token, crl, everything, state_->cache));
     } catch (const RefusedError& refused) {
         return answered<ImportCrl>(call, {importCrlResult(refused.reason), refused.remarks});
     }
@@ -231,9 +233,8 @@ std::string CertCommands::importCrl(Call& call) {
 std::string CertCommands::deleteCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);
-    const HeldToken held = state_->providers.hold(info);
-    requireWritable(held);
-    const OpenToken token(held, TokenSession::Mode::readWrite);
+    HeldToken token = state_->providers.hold(info);
+    token.requireWritable();
     destroyMatching(token, readCertificates(token, state_->cache), N_("the certificate is not on the token"),
                     [&](const StoredCertificate& candidate) { return names(record, *candidate.facts); });
     return {};
@@ -244,9 +245,8 @@ std::string CertCommands::deleteCrl(Call& call) {
     CRLInfo record;
     call.in >> record;
     call.subject += ", CRL of " + record.issuer;
-    const HeldToken held = state_->providers.hold(info);
-    requireWritable(held);
-    const OpenToken token(held, TokenSession::Mode::readWrite);
+    HeldToken token = state_->providers.hold(info);
+    token.requireWritable();
     destroyMatching(
         token, readCrls(token, state_->cache), N_("the CRL is not on the token"),
         [&](const StoredCrl& candidate) { return candidate.facts->info.fingerprint == record.fingerprint; });

@@ -99,7 +99,8 @@ std::string CertCommands::exportCertificate(Call& call) {
         const PlacedCertificate placed = holdings.find(info, record);
         KeyHandle key;
         if (wish.withKey) {
-            const Outcome<ExportCert> taken = takeKey(state_->providers.hold(info), *placed.certificate, key);
+            HeldToken token = state_->providers.hold(info);
+            const Outcome<ExportCert> taken = takeKey(token, *placed.certificate, key);
             if (taken.result != ExportCert::exported) return answer(taken);
         }
         std::vector<PlacedCertificate> chain{placed};

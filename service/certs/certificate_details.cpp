@@ -2,7 +2,7 @@
 #include <service/certs/certificate_details.h>
 
 #include <service/certs/x509_text.h>
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <platform/text/ascii.h>
 

@@ -13,25 +13,11 @@ namespace panelkitd {
 using vocabulary::ImportCrl;
 using vocabulary::Refused;
 
-namespace {
-
-CK_OBJECT_HANDLE store(const FileCrl& crl, ObjectsMade& made) {
-    ObjectTemplate object;
-    object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false);
-    object.bytes(CKA_LABEL, shortName(X509_CRL_get_issuer(crl.facts->crl.get())));
-    object.bytes(CKA_APPLICATION, crlApplication).bytes(CKA_VALUE, crl.der);
-    return made.create(object);
-}
-
-} // namespace
-
-Outcome<ImportCrl> importCrl(const HeldToken& held, const FileCrl& crl, const Holdings& everything, FactsCache& cache) {
+Outcome<ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything, FactsCache& cache) {
     if (!everything.isSignedByItsIssuer(*crl.facts)) {
         return {ImportCrl::signatureWrong,
                 remark(Refused::badSignature, "the list's issuer is on a token and did not sign it")};
     }
-    requireWritable(held);
-    const OpenToken token(held, TokenSession::Mode::readWrite);
     std::vector<StoredCrl> present = readCrls(token, cache);
     std::erase_if(present, [&](const StoredCrl& other) { return other.facts->scope != crl.facts->scope; });
     const auto any = [&](auto matches) { return std::any_of(present.begin(), present.end(), matches); };
@@ -42,10 +28,14 @@ Outcome<ImportCrl> importCrl(const HeldToken& held, const FileCrl& crl, const Ho
         return {ImportCrl::olderThanPresent,
                 remark(Refused::olderThanPresent, "the token has a newer list of its issuer")};
     }
-    ObjectsMade made(token);
-    store(crl, made);
-    made.keep(); // from here on the newer list stays, even if an older one can't be removed
-    for (const StoredCrl& older : present) token.destroy(older.object);
+    ObjectTemplate object;
+    object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false);
+    object.bytes(CKA_LABEL, shortName(X509_CRL_get_issuer(crl.facts->crl.get())));
+    object.bytes(CKA_APPLICATION, crlApplication).bytes(CKA_VALUE, crl.der);
+    token.create({object});
+    std::vector<std::uint64_t> older;
+    for (const StoredCrl& other : present) older.push_back(other.object);
+    if (!older.empty()) token.destroy(older); // the newer list stays, even if this fails
     return ImportCrl::imported;
 }
 

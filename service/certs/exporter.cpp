@@ -80,13 +80,12 @@ Outcome<ExportCert> checkWish(const ExportWish& wish) {
     return ExportCert::exported;
 }
 
-Outcome<ExportCert> takeKey(const HeldToken& held, const StoredCertificate& certificate, KeyHandle& key) {
-    if (!held.loggedIn()) {
+Outcome<ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key) {
+    if (!token.loggedIn()) {
         return {ExportCert::notLoggedIn,
                 remark(Refused::notLoggedIn, "Private keys are seen only after log-in to the token.")};
     }
-    const OpenToken token(held, TokenSession::Mode::readOnly);
-    const TokenObjects there{{}, {}, readKeys(token), readPublicKeys(token), {}};
+    const TokenObjects there = readKeys(token);
     const StoredKey* stored = there.keyOf(*certificate.facts, certificate.id);
     if (!stored) {
         return {ExportCert::keyNotExtractable,

@@ -24,7 +24,7 @@ struct ExportWish {
 Outcome<vocabulary::ExportCert> checkWish(const ExportWish& wish);
 
 // The private key of a certificate, out of the token that holds both. Throws RefusedError when the token refuses.
-Outcome<vocabulary::ExportCert> takeKey(const HeldToken& token, const StoredCertificate& certificate, KeyHandle& key);
+Outcome<vocabulary::ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key);
 
 // The content of the file. `chain` begins with the certificate; `key` may be null.
 std::string exported(const ExportWish& wish, const std::vector<PlacedCertificate>& chain, EVP_PKEY* key);

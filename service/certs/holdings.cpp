@@ -55,8 +55,9 @@ bool names(const CertInfo& record, const CertificateFacts& certificate) {
 }
 
 Holdings::Holdings(const Providers& providers, FactsCache& cache) {
-    unseen_ = forEachToken(providers, [&](const HeldToken& held, const TokenInfo& token) {
-        tokens_.push_back(readObjects(held, token, cache));
+    unseen_ = forEachToken(providers, [&](HeldToken& held, const TokenInfo& token) {
+        tokens_.push_back(readObjects(held, cache));
+        tokens_.back().token = token;
     });
 }
 

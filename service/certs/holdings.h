@@ -29,7 +29,7 @@ public:
     const std::vector<TokenObjects>& tokens() const { return tokens_; }
 
     // Tokens that could not be read: nothing is known of what they hold.
-    const std::vector<UnseenToken>& unseen() const { return unseen_; }
+    const std::vector<UnseenTokens>& unseen() const { return unseen_; }
 
     // The token of that label, serial number and provider; the certificate on it. Throw RefusedError.
     const TokenObjects& token(const PKCS11::TokenInfo& named) const;
@@ -52,7 +52,7 @@ public:
 
 private:
     std::vector<TokenObjects> tokens_;
-    std::vector<UnseenToken> unseen_;
+    std::vector<UnseenTokens> unseen_;
 };
 
 // Whether the chain ends at a certificate that is signed by its own key.

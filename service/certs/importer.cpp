@@ -5,7 +5,6 @@
 #include <service/base/refused.h>
 #include <service/certs/token_key.h>
 #include <service/certs/x509_text.h>
-#include <service/tokens/pin.h>
 
 #include <algorithm>
 
@@ -20,92 +19,92 @@ namespace {
 // The objects that one import makes, and what they are tied to.
 class Import {
 public:
-    Import(const OpenToken& token, const ParsedFile& file, FactsCache& cache)
-        : file_(file),
-          made_(token),
-          there_{{}, readCertificates(token, cache), readKeys(token), readPublicKeys(token), {}} {}
+    Import(HeldToken& token, const ParsedFile& file, FactsCache& cache) : token_(token), file_(file), cache_(cache) {}
 
-    // Each says whether there was anything to add.
-    bool addCertificate(const FileCertificate& certificate);
-    bool addKey(const FileCertificate& certificate, bool extractable);
-    void keep() { made_.keep(); }
+    void addCertificate(const FileCertificate& certificate);
+    void addKey(const FileCertificate& certificate, bool extractable);
+
+    // Stores what was added and is not there yet. False when there is nothing of that kind.
+    bool store();
 
 private:
-    const StoredCertificate* stored(const FileCertificate& certificate) const;
-    std::string idFor(const FileCertificate& certificate) const;
+    // What the token has of a certificate.
+    struct There {
+        TokenObjects objects;
+        const StoredCertificate* same;
+
+        // Certificate and key share their CKA_ID: that of the half which the token has already.
+        std::string idFor(const FileCertificate& certificate) const;
+    };
+    There there(const FileCertificate& certificate) const;
     static std::string labelOf(const FileCertificate& certificate) {
         return certificate.name.empty() ? certificate.facts->shortName : certificate.name;
     }
 
+    HeldToken& token_;
     const ParsedFile& file_;
-    ObjectsMade made_;
-    const TokenObjects there_;
+    FactsCache& cache_;
+    std::vector<HostTemplate> objects_;
 };
 
-const StoredCertificate* Import::stored(const FileCertificate& certificate) const {
-    const auto same = std::find_if(there_.certificates.begin(), there_.certificates.end(),
-                                   [&](const StoredCertificate& other) { return other.der == certificate.der; });
-    return same == there_.certificates.end() ? nullptr : &*same;
+Import::There Import::there(const FileCertificate& certificate) const {
+    There found{readRelated(token_, certificate.der, *certificate.facts, cache_), nullptr};
+    for (const StoredCertificate& other : found.objects.certificates) {
+        if (other.der == certificate.der) found.same = &other;
+    }
+    return found;
 }
 
-// Certificate and key share their CKA_ID: that of the half which the token has already.
-std::string Import::idFor(const FileCertificate& certificate) const {
-    const StoredCertificate* same = stored(certificate);
+std::string Import::There::idFor(const FileCertificate& certificate) const {
     if (same && !same->id.empty()) return same->id;
-    const StoredKey* key = there_.keyOf(*certificate.facts, {});
+    const StoredKey* key = objects.keyOf(*certificate.facts, {});
     return key && !key->id.empty() ? key->id : certificate.facts->keyId;
 }
 
-bool Import::addCertificate(const FileCertificate& certificate) {
-    if (stored(certificate)) return false;
+void Import::addCertificate(const FileCertificate& certificate) {
+    const There present = there(certificate);
+    if (present.same) return;
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509);
     object.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false);
-    object.bytes(CKA_LABEL, labelOf(certificate)).bytes(CKA_ID, idFor(certificate));
+    object.bytes(CKA_LABEL, labelOf(certificate)).bytes(CKA_ID, present.idFor(certificate));
     object.bytes(CKA_SUBJECT, certificate.facts->subject).bytes(CKA_ISSUER, certificate.facts->issuer);
     object.bytes(CKA_SERIAL_NUMBER, certificate.facts->serial).bytes(CKA_VALUE, certificate.der);
-    made_.create(object);
-    return true;
+    objects_.push_back(object);
 }
 
-bool Import::addKey(const FileCertificate& certificate, bool extractable) {
-    const std::string id = idFor(certificate);
-    if (there_.keyOf(*certificate.facts, id)) return false;
+void Import::addKey(const FileCertificate& certificate, bool extractable) {
+    const There present = there(certificate);
+    const std::string id = present.idFor(certificate);
+    if (present.objects.keyOf(*certificate.facts, id)) return;
     const EVP_PKEY* key = file_.keys[*certificate.key].key.get();
     const KeyNames names{labelOf(certificate), id, certificate.facts->subject};
     ObjectTemplate privateKey, publicKey;
     describePrivateKey(key, names, extractable, privateKey);
     describePublicKey(key, names, publicKey);
-    made_.create(privateKey);
-    made_.create(publicKey);
-    return true;
+    objects_.push_back(privateKey);
+    objects_.push_back(publicKey);
+}
+
+bool Import::store() {
+    if (!objects_.empty()) token_.create(objects_);
+    return !objects_.empty();
 }
 
 bool has(std::uint32_t modes, CertImport mode) { return (modes >> static_cast<std::uint32_t>(mode) & 1U) != 0; }
 
 } // namespace
 
-LoginForOnce::LoginForOnce(HeldToken& token, const std::string* pin) : token_(token) {
-    if (!pin || token.loggedIn()) return;
-    guardFinalTry(token.flags(), PinOf::user, false);
-    token.login(*pin);
-    ours_ = true;
+LoginForOnce::LoginForOnce(HeldToken& token, const std::string* pin, const Account& who) : token_(token) {
+    if (pin) ours_ = token.loginForOnce(*pin, who);
 }
 
 LoginForOnce::~LoginForOnce() {
     if (!ours_) return;
     try {
-        token_.logout();
+        token_.logoutAfterOnce();
     } catch (const RefusedError& error) { // it was pulled out
         logDetail(std::string("log-out after an import: ") + error.what());
-    }
-}
-
-void requireWritable(const HeldToken& token) {
-    const CK_FLAGS flags = token.flags();
-    if (flags & CKF_WRITE_PROTECTED) throw RefusedError(Refused::writeProtected, "the token is write-protected");
-    if ((flags & CKF_LOGIN_REQUIRED) && !token.loggedIn()) {
-        throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
     }
 }
 
@@ -117,7 +116,7 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
     return modes;
 }
 
-Outcome<ImportCert> importCertificate(const HeldToken& held, const ParsedFile& file, const ImportWish& wish,
+Outcome<ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
                                       FactsCache& cache) {
     if (!has(possibleModes(file, wish.item), wish.mode)) {
         return {ImportCert::modeUnfit,
@@ -128,18 +127,13 @@ Outcome<ImportCert> importCertificate(const HeldToken& held, const ParsedFile& f
     if (withKey && !keyWorks(file.keys[*certificate.key].key.get())) {
         return {ImportCert::modeUnfit, remark(Refused::unknownFormat, "the file's private key is damaged")};
     }
-    requireWritable(held);
-    const OpenToken token(held, TokenSession::Mode::readWrite);
     Import import(token, file, cache);
-    bool added = withKey && import.addKey(certificate, wish.extractable);
-    added |= import.addCertificate(certificate);
+    if (withKey) import.addKey(certificate, wish.extractable);
+    import.addCertificate(certificate);
     if (wish.mode == CertImport::withChain) {
-        for (const std::size_t issuer : file.issuersOf(wish.item)) {
-            added |= import.addCertificate(file.certificates[issuer]);
-        }
+        for (const std::size_t issuer : file.issuersOf(wish.item)) import.addCertificate(file.certificates[issuer]);
     }
-    import.keep();
-    if (!added) return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
+    if (!import.store()) return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
     return ImportCert::imported;
 }
 

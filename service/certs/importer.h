@@ -38,8 +38,8 @@ struct ImportWish {
 // The token's user is logged in for as long as this lives, unless he is in anyway.
 class LoginForOnce {
 public:
-    // Null for no PIN: nothing is done. Throws RefusedError.
-    LoginForOnce(HeldToken& token, const std::string* pin);
+    // Null for no PIN: nothing is done. Throws RefusedError, also when another account is logged in.
+    LoginForOnce(HeldToken& token, const std::string* pin, const Account& who);
     ~LoginForOnce();
     LoginForOnce(const LoginForOnce&) = delete;
     LoginForOnce& operator=(const LoginForOnce&) = delete;
@@ -49,19 +49,16 @@ private:
     bool ours_ = false;
 };
 
-// Throws RefusedError unless objects may be made and destroyed now.
-void requireWritable(const HeldToken& token);
-
 // The bits of CertImportOption::modes.
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
 // Throws RefusedError when the token refuses.
-Outcome<vocabulary::ImportCert> importCertificate(const HeldToken& token, const ParsedFile& file,
-                                                  const ImportWish& wish, FactsCache& cache);
+Outcome<vocabulary::ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
+                                                  FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
 
 // `everything` is what the tokens hold: the list's issuer may be on any.
-Outcome<vocabulary::ImportCrl> importCrl(const HeldToken& token, const FileCrl& crl, const Holdings& everything,
+Outcome<vocabulary::ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything,
                                          FactsCache& cache);
 vocabulary::ImportCrl importCrlResult(vocabulary::Refused reason);
 

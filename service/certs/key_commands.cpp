@@ -42,16 +42,16 @@ CertRequestInfo readWish(Call& call) {
 
 // ---- preshared keys
 
-std::string CertCommands::enumPresharedKeys(Call&) {
+std::string CertCommands::enumPresharedKeys(Call& call) {
     std::vector<TokenInfo> tokens;
     std::vector<PresharedKeyInfo> keys;
-    requireAllSeen(forEachToken(state_->providers, [&](const HeldToken& held, const TokenInfo& info) {
-        const OpenToken token(held, TokenSession::Mode::readOnly);
+    const auto unseen = forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo& info) {
         for (StoredPresharedKey& key : readPresharedKeys(token)) {
             tokens.push_back(info);
             keys.push_back({std::move(key.name)});
         }
-    }));
+    });
+    tellUnseen(call, unseen);
     return encodedPairs(tokens, keys);
 }
 
@@ -61,9 +61,8 @@ std::string CertCommands::createPresharedKey(Call& call) {
     const platform::WipeOnExit wiped(value);
     call.in >> name >> value;
     call.subject += ", preshared key \"" + name + "\"";
-    const HeldToken held = state_->providers.hold(info);
-    requireWritable(held);
-    panelkitd::createPresharedKey(OpenToken(held, TokenSession::Mode::readWrite), name, value);
+    HeldToken token = state_->providers.hold(info);
+    panelkitd::createPresharedKey(token, name, value);
     return encoded(true);
 }
 
@@ -72,9 +71,8 @@ std::string CertCommands::deletePresharedKey(Call& call) {
     PresharedKeyInfo record;
     call.in >> record;
     call.subject += ", preshared key \"" + record.name + "\"";
-    const HeldToken held = state_->providers.hold(info);
-    requireWritable(held);
-    const OpenToken token(held, TokenSession::Mode::readWrite);
+    HeldToken token = state_->providers.hold(info);
+    token.requireWritable();
     destroyMatching(token, readPresharedKeys(token), N_("the preshared key is not on the token"),
                     [&](const StoredPresharedKey& candidate) { return candidate.name == record.name; });
     return {};
@@ -83,7 +81,7 @@ std::string CertCommands::deletePresharedKey(Call& call) {
 // ---- requests
 
 std::string CertCommands::requestKeyInfo(Call& call) {
-    return encoded(RequestChoices(state_->providers.hold(readToken(call))).list());
+    return encoded(RequestChoices(state_->providers.hold(readToken(call)).mechanisms()).list());
 }
 
 std::string CertCommands::makeRequest(Call& call) {
@@ -92,7 +90,8 @@ std::string CertCommands::makeRequest(Call& call) {
     call.subject += ", request for " + (wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
     std::string request;
     try {
-        const auto outcome = panelkitd::makeRequest(state_->providers.hold(info), wish, request);
+        HeldToken token = state_->providers.hold(info);
+        const auto outcome = panelkitd::makeRequest(token, wish, request);
         return answered(call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
     } catch (const RefusedError& refused) {
         return answered<MakeRequest>(call, {requestResult(refused.reason), refused.remarks},

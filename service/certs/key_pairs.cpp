@@ -4,7 +4,6 @@
 #include <service/base/refused.h>
 #include <service/certs/request_keys.h>
 #include <service/certs/token_objects.h>
-#include <service/tokens/cryptoki.h>
 
 #include <vocabulary/certs.h>
 
@@ -42,14 +41,11 @@ std::string randomId() {
 }
 
 // The RSAPublicKey of X.509: two numbers in a sequence.
-std::string rsaPublicKey(const OpenToken& token, CK_OBJECT_HANDLE object) {
-    AttributeReader reader(token, {CKA_MODULUS, CKA_PUBLIC_EXPONENT});
-    if (!reader.read(object)) return {};
+std::string rsaPublicKey(const StoredPublicKey& stored) {
     std::string content;
-    for (const std::size_t place : {std::size_t{0}, std::size_t{1}}) {
-        const std::string bytes = reader.bytes(place);
+    for (const std::string* bytes : {&stored.material, &stored.rest}) {
         const std::unique_ptr<BIGNUM, Release<BN_free>> number(
-            BN_bin2bn(bytesOf(bytes), static_cast<int>(bytes.size()), nullptr));
+            BN_bin2bn(bytesOf(*bytes), static_cast<int>(bytes->size()), nullptr));
         const std::unique_ptr<ASN1_INTEGER, Release<ASN1_INTEGER_free>> integer(
             BN_to_ASN1_INTEGER(number.get(), nullptr));
         content += derOf(integer.get(), i2d_ASN1_INTEGER);
@@ -75,79 +71,54 @@ KeyHandle publicKeyOf(int algorithm, int parameterKind, void* parameter, const s
     return readDer<KeyHandle>(rest, d2i_PUBKEY);
 }
 
-KeyHandle publicHalf(const OpenToken& token, const StoredPublicKey& stored) {
-    if (stored.type == CKK_RSA) {
-        return publicKeyOf(NID_rsaEncryption, V_ASN1_NULL, nullptr, rsaPublicKey(token, stored.object));
-    }
+KeyHandle publicHalf(const StoredPublicKey& stored) {
+    if (stored.type == CKK_RSA) return publicKeyOf(NID_rsaEncryption, V_ASN1_NULL, nullptr, rsaPublicKey(stored));
     if (stored.type != CKK_EC) return nullptr;
-    std::string_view der = stored.curve;
+    std::string_view der = stored.rest;
     const unsigned char* at = bytesOf(der);
     ASN1_OBJECT* curve = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(der.size()));
     return curve ? publicKeyOf(NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, curve, stored.material) : nullptr;
 }
 
-std::optional<TokenKeyPair> completed(const OpenToken& token, CK_OBJECT_HANDLE privateKey,
-                                      const StoredPublicKey& stored) {
-    KeyHandle key = publicHalf(token, stored);
-    if (!key) return std::nullopt;
-    return TokenKeyPair{privateKey, stored.object, stored.type, std::move(key)};
-}
-
-std::optional<TokenKeyPair> pairOf(const OpenToken& token, CK_OBJECT_HANDLE privateKey, CK_OBJECT_HANDLE publicKey) {
-    for (const StoredPublicKey& stored : readPublicKeys(token)) {
-        if (stored.object == publicKey) return completed(token, privateKey, stored);
-    }
-    return std::nullopt;
-}
-
 } // namespace
 
-TokenKeyPair generatePair(const OpenToken& token, const CertRequestInfo& wish, const std::string& label,
-                          ObjectsMade& made) {
+TokenKeyPair generatePair(HeldToken& token, const CertRequestInfo& wish, const std::string& label) {
     const std::string id = randomId();
-    ObjectTemplate publicHalf, privateHalf;
-    publicHalf.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false).flag(CKA_VERIFY, true);
-    publicHalf.bytes(CKA_LABEL, label).bytes(CKA_ID, id);
-    privateHalf.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true).flag(CKA_SENSITIVE, true);
-    privateHalf.flag(CKA_EXTRACTABLE, false).flag(CKA_SIGN, true).bytes(CKA_LABEL, label).bytes(CKA_ID, id);
+    ObjectTemplate publicKey, privateKey;
+    publicKey.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false).flag(CKA_VERIFY, true);
+    publicKey.bytes(CKA_LABEL, label).bytes(CKA_ID, id);
+    privateKey.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true).flag(CKA_SENSITIVE, true);
+    privateKey.flag(CKA_EXTRACTABLE, false).flag(CKA_SIGN, true).bytes(CKA_LABEL, label).bytes(CKA_ID, id);
     const bool isRsa = wish.keyType == vocabulary::keyType::rsa;
     if (isRsa) {
-        publicHalf.number(CKA_MODULUS_BITS, wish.keyBits).bytes(CKA_PUBLIC_EXPONENT, std::string("\1\0\1", 3));
+        publicKey.number(CKA_MODULUS_BITS, wish.keyBits).bytes(CKA_PUBLIC_EXPONENT, std::string("\1\0\1", 3));
     } else {
-        publicHalf.bytes(CKA_EC_PARAMS, curveParameters(wish.keyBits));
+        publicKey.bytes(CKA_EC_PARAMS, curveParameters(wish.keyBits));
     }
-    CK_MECHANISM mechanism{isRsa ? CKM_RSA_PKCS_KEY_PAIR_GEN : CKM_EC_KEY_PAIR_GEN, nullptr, 0};
-    auto publicAttributes = publicHalf.attributes(), privateAttributes = privateHalf.attributes();
-    CK_OBJECT_HANDLE publicKey = 0, privateKey = 0;
-    check(token.library()->C_GenerateKeyPair(token.session(), &mechanism, publicAttributes.data(),
-                                             static_cast<CK_ULONG>(publicAttributes.size()), privateAttributes.data(),
-                                             static_cast<CK_ULONG>(privateAttributes.size()), &publicKey, &privateKey),
-          "C_GenerateKeyPair");
-    made.add(publicKey);
-    made.add(privateKey);
-    auto pair = pairOf(token, privateKey, publicKey);
-    if (!pair) throw RefusedError(Refused::deviceError, "the token made a key that can't be read");
-    return std::move(*pair);
+    const HostKeyPair made = token.generate(
+        {isRsa ? CKM_RSA_PKCS_KEY_PAIR_GEN : CKM_EC_KEY_PAIR_GEN, publicKey, privateKey, publicKeyReading().types});
+    const StoredPublicKey stored = publicKeyFrom(made.publicKey, made.values);
+    KeyHandle key = publicHalf(stored);
+    if (key) return {made.privateKey, made.publicKey, stored.type, std::move(key)};
+    token.destroy({made.privateKey, made.publicKey});
+    throw RefusedError(Refused::deviceError, "the token made a key that can't be read");
 }
 
-std::vector<TokenKeyPair> findPairs(const OpenToken& token, const std::string& label) {
+std::vector<TokenKeyPair> findPairs(const TokenObjects& keys, const std::string& label) {
     std::vector<TokenKeyPair> found;
-    const std::vector<StoredPublicKey> publicKeys = readPublicKeys(token);
-    for (const StoredKey& key : readKeys(token)) {
+    for (const StoredKey& key : keys.keys) {
         if (key.label != label) continue;
-        const auto other = std::find_if(publicKeys.begin(), publicKeys.end(), [&](const StoredPublicKey& candidate) {
-            if (candidate.type != key.type) return false;
-            return key.modulus.empty() ? candidate.id == key.id : candidate.material == key.modulus;
-        });
-        if (other == publicKeys.end()) continue;
-        if (auto pair = completed(token, key.object, *other)) found.push_back(std::move(*pair));
+        const auto other =
+            std::find_if(keys.publicKeys.begin(), keys.publicKeys.end(), [&](const StoredPublicKey& candidate) {
+                if (candidate.type != key.type) return false;
+                return key.modulus.empty() ? candidate.id == key.id : candidate.material == key.modulus;
+            });
+        if (other == keys.publicKeys.end()) continue;
+        if (KeyHandle half = publicHalf(*other)) {
+            found.push_back({key.object, other->object, key.type, std::move(half)});
+        }
     }
     return found;
-}
-
-bool isLabelTaken(const OpenToken& token, const std::string& label) {
-    const auto keys = readKeys(token);
-    return std::any_of(keys.begin(), keys.end(), [&](const StoredKey& key) { return key.label == label; });
 }
 
 } // namespace panelkitd

@@ -4,7 +4,7 @@
 // have CRLs and several keys.
 #include <service/certs/parsed_file.h>
 
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <openssl/provider.h>
 

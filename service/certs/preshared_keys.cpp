@@ -2,7 +2,7 @@
 #include <service/certs/preshared_keys.h>
 
 #include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <platform/text/utf8_character.h>
 
@@ -35,41 +35,36 @@ void checkName(const std::string& name) {
     }
 }
 
-void addWhere(const OpenToken& token, ObjectTemplate& wanted, std::vector<StoredPresharedKey>& list) {
-    AttributeReader reader(token, {CKA_LABEL});
-    for (const CK_OBJECT_HANDLE object : token.find(wanted)) {
-        if (reader.read(object)) list.push_back({object, utf8Only(reader.bytes(0))});
-    }
-}
-
-void createKey(const OpenToken& token, const std::string& name, const std::string& value) {
+void createKey(HeldToken& token, const std::string& name, const std::string& value) {
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_SECRET_KEY).number(CKA_KEY_TYPE, CKK_GENERIC_SECRET).flag(CKA_TOKEN, true);
     object.flag(CKA_PRIVATE, true).flag(CKA_SENSITIVE, true).flag(CKA_EXTRACTABLE, false).flag(CKA_SIGN, true);
     object.bytes(CKA_LABEL, name).bytes(CKA_ID, mark).bytes(CKA_VALUE, value);
-    token.create(object);
+    token.create({object});
 }
 
-void createData(const OpenToken& token, const std::string& name, const std::string& value) {
+void createData(HeldToken& token, const std::string& name, const std::string& value) {
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true);
     object.bytes(CKA_LABEL, name).bytes(CKA_APPLICATION, mark).bytes(CKA_VALUE, value);
-    token.create(object);
+    token.create({object});
 }
 
 } // namespace
 
-std::vector<StoredPresharedKey> readPresharedKeys(const OpenToken& token) {
-    std::vector<StoredPresharedKey> list;
+std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token) {
     ObjectTemplate keys, data;
     keys.number(CKA_CLASS, CKO_SECRET_KEY).bytes(CKA_ID, mark);
     data.number(CKA_CLASS, CKO_DATA).bytes(CKA_APPLICATION, mark);
-    addWhere(token, keys, list);
-    addWhere(token, data, list);
+    std::vector<StoredPresharedKey> list;
+    for (const HostObject& object :
+         token.find({{keys, {{CKO_SECRET_KEY, {CKA_LABEL}}}}, {data, {{CKO_DATA, {CKA_LABEL}}}}})) {
+        list.push_back({object.object, utf8Only(object.values[0].bytes)});
+    }
     return list;
 }
 
-void createPresharedKey(const OpenToken& token, const std::string& name, const std::string& value) {
+void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value) {
     checkName(name);
     if (value.empty() || value.size() > longestValue) {
         throw RefusedError(Refused::badInput, "a preshared key has 1 to %d bytes", longestValue);

@@ -12,13 +12,13 @@
 namespace panelkitd {
 
 struct StoredPresharedKey {
-    CK_OBJECT_HANDLE object;
+    std::uint64_t object;
     std::string name;
 };
 
-std::vector<StoredPresharedKey> readPresharedKeys(const OpenToken& token);
+std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token);
 
 // Throws RefusedError for a name or value that does not do, a name that is taken, and when the token refuses.
-void createPresharedKey(const OpenToken& token, const std::string& name, const std::string& value);
+void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value);
 
 } // namespace panelkitd

@@ -3,9 +3,6 @@
 // What a token offers, and signing with it.
 #include <service/certs/request_keys.h>
 
-#include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
-
 #include <vocabulary/certs.h>
 
 #include <openssl/ec.h>
@@ -44,61 +41,36 @@ constexpr std::array pairs = {
 };
 // clang-format on
 
-constexpr CK_ULONG mostMechanisms = 4096;
-
 const DigestRow* rowOf(std::uint32_t digest) {
     const auto row = std::find_if(digests.begin(), digests.end(), [&](const auto& r) { return r.digest == digest; });
     return row == digests.end() ? nullptr : &*row;
 }
 
-std::vector<CK_MECHANISM_TYPE> mechanismsOf(const HeldToken& token) {
-    CK_ULONG count = 0;
-    check(token.library()->C_GetMechanismList(token.slot(), nullptr, &count), "C_GetMechanismList");
-    if (count > mostMechanisms) {
-        throw RefusedError(Refused::deviceError, "the token announces %d mechanisms, which can't be right", count);
-    }
-    std::vector<CK_MECHANISM_TYPE> list(count);
-    if (list.empty()) return list;
-    check(token.library()->C_GetMechanismList(token.slot(), list.data(), &count), "C_GetMechanismList");
-    list.resize(std::min<std::size_t>(count, list.size()));
-    return list;
+using Mechanisms = std::vector<HostMechanism>;
+
+const HostMechanism* find(const Mechanisms& list, CK_MECHANISM_TYPE type) {
+    const auto found = std::find_if(list.begin(), list.end(), [type](const auto& m) { return m.type == type; });
+    return found == list.end() ? nullptr : &*found;
 }
 
-bool has(const std::vector<CK_MECHANISM_TYPE>& list, CK_MECHANISM_TYPE mechanism) {
-    return std::find(list.begin(), list.end(), mechanism) != list.end();
-}
+bool has(const Mechanisms& list, CK_MECHANISM_TYPE type) { return find(list, type) != nullptr; }
 
 // RSA by a mechanism that takes the digest as well, or by the plain one; EC's takes digests that are made here.
-bool canSign(const std::vector<CK_MECHANISM_TYPE>& mechanisms, std::uint32_t keyType, const DigestRow& digest) {
+bool canSign(const Mechanisms& mechanisms, std::uint32_t keyType, const DigestRow& digest) {
     if (keyType == vocabulary::keyType::ec) return has(mechanisms, CKM_ECDSA);
     return has(mechanisms, digest.withRsa) || has(mechanisms, CKM_RSA_PKCS);
 }
 
-std::vector<std::uint32_t> sizesOf(const HeldToken& token, const PairRow& row) {
-    CK_MECHANISM_INFO info{};
-    const auto ask = token.library()->C_GetMechanismInfo;
-    const bool known = ask && ask(token.slot(), row.make, &info) == CKR_OK && info.ulMaxKeySize != 0;
+std::vector<std::uint32_t> sizesOf(const HostMechanism& making, const PairRow& row) {
+    const bool known = making.largestKey != 0;
     std::vector<std::uint32_t> sizes;
     for (const std::uint32_t bits : row.bits) {
-        if (!known || (bits >= info.ulMinKeySize && bits <= info.ulMaxKeySize)) sizes.push_back(bits);
+        if (!known || (bits >= making.smallestKey && bits <= making.largestKey)) sizes.push_back(bits);
     }
     return sizes;
 }
 
 // ---- signing
-
-std::string signatureBy(const OpenToken& token, CK_OBJECT_HANDLE key, CK_MECHANISM_TYPE kind,
-                        const std::string& bytes) {
-    CK_MECHANISM mechanism{kind, nullptr, 0};
-    check(token.library()->C_SignInit(token.session(), &mechanism, key), "C_SignInit");
-    std::string signature(2048, '\0'); // larger than that of any key that can be made
-    auto size = static_cast<CK_ULONG>(signature.size());
-    check(token.library()->C_Sign(token.session(), mutableBytes(bytes), static_cast<CK_ULONG>(bytes.size()),
-                                  mutableBytes(signature), &size),
-          "C_Sign");
-    signature.resize(std::min<std::size_t>(size, signature.size()));
-    return signature;
-}
 
 std::string hashed(const EVP_MD* kind, const std::string& bytes) {
     std::string digest(static_cast<std::size_t>(EVP_MD_get_size(kind)), '\0');
@@ -134,11 +106,11 @@ const EVP_MD* digestOf(std::uint32_t digest) {
     return row ? row->openssl() : nullptr;
 }
 
-RequestChoices::RequestChoices(const HeldToken& token) {
-    const std::vector<CK_MECHANISM_TYPE> mechanisms = mechanismsOf(token);
+RequestChoices::RequestChoices(const Mechanisms& mechanisms) {
     for (const PairRow& row : pairs) {
-        if (!has(mechanisms, row.make)) continue;
-        CertRequestKeyInfo info{row.keyType, sizesOf(token, row), {}};
+        const HostMechanism* making = find(mechanisms, row.make);
+        if (!making) continue;
+        CertRequestKeyInfo info{row.keyType, sizesOf(*making, row), {}};
         for (const DigestRow& digest : digests) {
             if (canSign(mechanisms, row.keyType, digest)) info.digests.push_back(digest.digest);
         }
@@ -161,14 +133,15 @@ bool RequestChoices::offersDigest(CK_KEY_TYPE keyType, std::uint32_t digest) con
     return found && std::find(found->digests.begin(), found->digests.end(), digest) != found->digests.end();
 }
 
-std::string signOnToken(const OpenToken& token, const TokenKeyPair& pair, std::uint32_t digest,
+std::string signOnToken(HeldToken& token, const TokenKeyPair& pair, const Mechanisms& mechanisms, std::uint32_t digest,
                         const std::string& bytes) {
     const DigestRow& row = *rowOf(digest);
-    if (pair.type == CKK_EC) {
-        return ecSignature(signatureBy(token, pair.privateKey, CKM_ECDSA, hashed(row.openssl(), bytes)));
-    }
-    if (has(mechanismsOf(token.token()), row.withRsa)) return signatureBy(token, pair.privateKey, row.withRsa, bytes);
-    return signatureBy(token, pair.privateKey, CKM_RSA_PKCS, digestInfo(row.openssl(), bytes));
+    const auto signatureBy = [&](CK_MECHANISM_TYPE mechanism, const std::string& input) {
+        return token.sign({0, pair.privateKey, mechanism, input, false, {}});
+    };
+    if (pair.type == CKK_EC) return ecSignature(signatureBy(CKM_ECDSA, hashed(row.openssl(), bytes)));
+    if (has(mechanisms, row.withRsa)) return signatureBy(row.withRsa, bytes);
+    return signatureBy(CKM_RSA_PKCS, digestInfo(row.openssl(), bytes));
 }
 
 } // namespace panelkitd

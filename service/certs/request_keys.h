@@ -4,7 +4,7 @@
 #pragma once
 
 #include <service/certs/openssl_handles.h>
-#include <service/certs/token_attributes.h>
+#include <service/certs/token_objects.h>
 
 #include <panelkit/certs/cert_records.h>
 
@@ -17,8 +17,8 @@ namespace panelkitd {
 
 // A key pair on a token.
 struct TokenKeyPair {
-    CK_OBJECT_HANDLE privateKey = 0;
-    CK_OBJECT_HANDLE publicKey = 0;
+    std::uint64_t privateKey = 0;
+    std::uint64_t publicKey = 0;
     CK_KEY_TYPE type = 0;
     KeyHandle key; // its public half, for OpenSSL
 };
@@ -26,7 +26,7 @@ struct TokenKeyPair {
 // What a token's mechanisms allow; a token that makes no keys has no choices.
 class RequestChoices {
 public:
-    explicit RequestChoices(const HeldToken& token);
+    explicit RequestChoices(const std::vector<HostMechanism>& mechanisms);
 
     const std::vector<CertRequestKeyInfo>& list() const { return list_; }
     bool offers(std::uint32_t keyType, std::uint32_t keyBits) const;
@@ -38,19 +38,15 @@ private:
     std::vector<CertRequestKeyInfo> list_;
 };
 
-// Makes a pair that stays on the token and never leaves it. `made` destroys it again if need be.
-TokenKeyPair generatePair(const OpenToken& token, const CertRequestInfo& wish, const std::string& label,
-                          ObjectsMade& made);
+// Makes a pair that stays on the token and never leaves it.
+TokenKeyPair generatePair(HeldToken& token, const CertRequestInfo& wish, const std::string& label);
 
 // The pairs of that label whose two halves are there.
-std::vector<TokenKeyPair> findPairs(const OpenToken& token, const std::string& label);
-
-// Whether a key of any kind is called so.
-bool isLabelTaken(const OpenToken& token, const std::string& label);
+std::vector<TokenKeyPair> findPairs(const TokenObjects& keys, const std::string& label);
 
 // The signature over some bytes, as X.509 has it.
-std::string signOnToken(const OpenToken& token, const TokenKeyPair& pair, std::uint32_t digest,
-                        const std::string& bytes);
+std::string signOnToken(HeldToken& token, const TokenKeyPair& pair, const std::vector<HostMechanism>& mechanisms,
+                        std::uint32_t digest, const std::string& bytes);
 
 // OpenSSL's digest of that number; null when it is none of ours.
 const EVP_MD* digestOf(std::uint32_t digest);

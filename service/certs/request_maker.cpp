@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/request_maker.h>
 
+#include <service/base/log.h>
 #include <service/base/refused.h>
 #include <service/certs/key_usages.h>
 #include <service/certs/request_keys.h>
@@ -150,25 +151,51 @@ bridge::Remark notOnePair(std::size_t found, const std::string& label) {
     return remark(Refused::badInput, "Several key pairs are called \"%s\".", label);
 }
 
-TokenKeyPair pairFor(const OpenToken& token, const CertRequestInfo& wish, ObjectsMade& made) {
-    const RequestChoices choices(token.token());
-    if (wish.useExistingKey) {
-        std::vector<TokenKeyPair> found = findPairs(token, wish.keyLabel);
-        if (found.size() != 1) throw Unfit{MakeRequest::noSuchKey, notOnePair(found.size(), wish.keyLabel)};
-        if (choices.offersDigest(found[0].type, wish.digest)) return std::move(found[0]);
-        throw Unfit{MakeRequest::keyUnfit,
-                    remark(Refused::notSupported, "The token does not sign with that key and digest.")};
+// A key pair for a request. One that was made for it is destroyed again, unless it is told to be kept: what fails
+// half way leaves the token as it was.
+class RequestPair {
+public:
+    RequestPair(HeldToken& token, TokenKeyPair pair, bool made) : token_(token), pair_(std::move(pair)), made_(made) {}
+    ~RequestPair() {
+        if (!made_) return;
+        try {
+            token_.destroy({pair_.privateKey, pair_.publicKey});
+        } catch (const RefusedError& error) {
+            logError(std::string("the key pair of a failed request stays on the token: ") + error.what());
+        }
     }
+    RequestPair(const RequestPair&) = delete;
+    RequestPair& operator=(const RequestPair&) = delete;
+
+    const TokenKeyPair& operator*() const { return pair_; }
+    void keep() { made_ = false; }
+
+private:
+    HeldToken& token_;
+    const TokenKeyPair pair_;
+    bool made_;
+};
+
+TokenKeyPair existingPair(const TokenObjects& keys, const RequestChoices& choices, const CertRequestInfo& wish) {
+    std::vector<TokenKeyPair> found = findPairs(keys, wish.keyLabel);
+    if (found.size() != 1) throw Unfit{MakeRequest::noSuchKey, notOnePair(found.size(), wish.keyLabel)};
+    if (choices.offersDigest(found[0].type, wish.digest)) return std::move(found[0]);
+    throw Unfit{MakeRequest::keyUnfit,
+                remark(Refused::notSupported, "The token does not sign with that key and digest.")};
+}
+
+TokenKeyPair newPair(HeldToken& token, const TokenObjects& keys, const RequestChoices& choices,
+                     const CertRequestInfo& wish) {
     if (!choices.offers(wish.keyType, wish.keyBits) || !choices.offersDigest(wish.keyType, wish.digest)) {
         throw Unfit{MakeRequest::keyUnfit,
                     remark(Refused::notSupported, "The token has no such choice of key type, size and digest.")};
     }
     const std::string label = wish.keyLabel.empty() ? wish.commonName : wish.keyLabel;
-    if (isLabelTaken(token, label)) {
+    if (std::any_of(keys.keys.begin(), keys.keys.end(), [&](const StoredKey& key) { return key.label == label; })) {
         throw Unfit{MakeRequest::keyUnfit,
                     remark(Refused::alreadyThere, "The token has a key called \"%s\" already.", label)};
     }
-    return generatePair(token, wish, label, made);
+    return generatePair(token, wish, label);
 }
 
 void setAlgorithm(X509_REQ* request, const TokenKeyPair& pair, const EVP_MD* digest) {
@@ -180,10 +207,11 @@ void setAlgorithm(X509_REQ* request, const TokenKeyPair& pair, const EVP_MD* dig
     X509_REQ_set1_signature_algo(request, algorithm.get());
 }
 
-void sign(X509_REQ* request, const OpenToken& token, const TokenKeyPair& pair, std::uint32_t digest) {
+void sign(X509_REQ* request, HeldToken& token, const TokenKeyPair& pair, const std::vector<HostMechanism>& mechanisms,
+          std::uint32_t digest) {
     X509_REQ_set_pubkey(request, pair.key.get());
     setAlgorithm(request, pair, digestOf(digest));
-    const std::string signature = signOnToken(token, pair, digest, derOf(request, i2d_re_X509_REQ_tbs));
+    const std::string signature = signOnToken(token, pair, mechanisms, digest, derOf(request, i2d_re_X509_REQ_tbs));
     ASN1_BIT_STRING* bits = ASN1_BIT_STRING_new();
     ASN1_BIT_STRING_set(bits, const_cast<unsigned char*>(bytesOf(signature)), // NOLINT(*-const-cast): it only reads
                         static_cast<int>(signature.size()));
@@ -203,17 +231,19 @@ std::string written(X509_REQ* request, RequestFormat format) {
 
 } // namespace
 
-Outcome<MakeRequest> makeRequest(const HeldToken& held, const CertRequestInfo& wish, std::string& content) {
+Outcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& content) {
     try {
         const RequestHandle request = drafted(wish);
         ERR_clear_error();
-        requireWritable(held);
-        const OpenToken token(held, TokenSession::Mode::readWrite);
-        ObjectsMade made(token);
-        const TokenKeyPair pair = pairFor(token, wish, made);
-        sign(request.get(), token, pair, wish.digest);
+        token.requireWritable();
+        const std::vector<HostMechanism> mechanisms = token.mechanisms();
+        const RequestChoices choices(mechanisms);
+        const TokenObjects keys = readKeys(token);
+        const bool makes = !wish.useExistingKey;
+        RequestPair pair(token, makes ? newPair(token, keys, choices, wish) : existingPair(keys, choices, wish), makes);
+        sign(request.get(), token, *pair, mechanisms, wish.digest);
         content = written(request.get(), static_cast<RequestFormat>(wish.format));
-        made.keep();
+        pair.keep();
         return MakeRequest::made;
     } catch (const Unfit& unfit) {
         ERR_clear_error();

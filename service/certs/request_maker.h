@@ -13,7 +13,7 @@
 namespace panelkitd {
 
 // Makes the request; without success the token stays as it was. Throws RefusedError when the token refuses.
-Outcome<vocabulary::MakeRequest> makeRequest(const HeldToken& token, const CertRequestInfo& wish, std::string& request);
+Outcome<vocabulary::MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& request);
 vocabulary::MakeRequest requestResult(vocabulary::Refused reason);
 
 } // namespace panelkitd

@@ -116,21 +116,18 @@ KeyHandle builtKey(const char* kind, OSSL_PARAM_BLD* builder) {
 
 using Builder = std::unique_ptr<OSSL_PARAM_BLD, Release<OSSL_PARAM_BLD_free>>;
 
-KeyHandle rsaKey(const OpenToken& token, CK_OBJECT_HANDLE object) {
-    std::vector<CK_ATTRIBUTE_TYPE> types;
+KeyHandle rsaKey(HeldToken& token, std::uint64_t object) {
+    std::vector<std::uint64_t> types;
     for (const NumberRow& row : rsaNumbers) types.push_back(row.attribute);
-    AttributeReader reader(token, types);
-    if (!reader.read(object)) return nullptr;
+    const std::vector<HostValue> values = token.read(object, types);
     const Builder builder(OSSL_PARAM_BLD_new());
     std::vector<NumberHandle> numbers;
-    for (std::size_t i = 0; i < rsaNumbers.size(); ++i) {
-        std::string bytes = reader.bytes(i);
-        const WipeOnExit wiped(bytes);
-        if (bytes.empty()) return nullptr;
-        numbers.push_back(numberFrom(bytes));
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        if (values[i].bytes.empty()) return nullptr;
+        numbers.push_back(numberFrom(values[i].bytes));
         OSSL_PARAM_BLD_push_BN(builder.get(), rsaNumbers[i].parameter, numbers.back().get());
     }
-    return builtKey("RSA", builder.get());
+    return numbers.empty() ? nullptr : builtKey("RSA", builder.get());
 }
 
 // The scalar is the token's, the rest the certificate's.
@@ -151,12 +148,10 @@ KeyHandle ecKey(const std::string& scalar, const EVP_PKEY* publicKey) {
     return builtKey("EC", builder.get());
 }
 
-KeyHandle curveKey(const OpenToken& token, CK_OBJECT_HANDLE object, const EVP_PKEY* publicKey) {
-    AttributeReader reader(token, {CKA_VALUE});
-    if (!reader.read(object)) return nullptr;
-    std::string scalar = reader.bytes(0);
-    const WipeOnExit wiped(scalar);
-    if (scalar.empty()) return nullptr;
+KeyHandle curveKey(HeldToken& token, std::uint64_t object, const EVP_PKEY* publicKey) {
+    const std::vector<HostValue> values = token.read(object, {CKA_VALUE});
+    if (values.empty() || values[0].bytes.empty()) return nullptr;
+    const std::string& scalar = values[0].bytes;
     const int kind = EVP_PKEY_get_base_id(publicKey);
     if (kind == EVP_PKEY_EC) return ecKey(scalar, publicKey);
     return KeyHandle(EVP_PKEY_new_raw_private_key(kind, nullptr, bytesOf(scalar), scalar.size()));
@@ -190,7 +185,7 @@ void describePublicKey(const EVP_PKEY* key, const KeyNames& names, ObjectTemplat
     for (std::size_t i = 0; i < publicRsaNumbers; ++i) addNumber(key, rsaNumbers[i], object);
 }
 
-KeyHandle readPrivateKey(const OpenToken& token, CK_OBJECT_HANDLE object, const X509* certificate) {
+KeyHandle readPrivateKey(HeldToken& token, std::uint64_t object, const X509* certificate) {
     const EVP_PKEY* publicKey = X509_get0_pubkey(certificate);
     if (!publicKey) return nullptr;
     const bool isRsa = EVP_PKEY_get_base_id(publicKey) == EVP_PKEY_RSA;

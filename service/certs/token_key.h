@@ -24,7 +24,7 @@ void describePublicKey(const EVP_PKEY* key, const KeyNames& names, ObjectTemplat
 
 // A private key that its token gives out, checked against the certificate that it belongs to; null when the token does
 // not give it out or it does not belong.
-KeyHandle readPrivateKey(const OpenToken& token, CK_OBJECT_HANDLE object, const X509* certificate);
+KeyHandle readPrivateKey(HeldToken& token, std::uint64_t object, const X509* certificate);
 
 // Signs and verifies once: whether the two halves of a key belong together.
 bool keyWorks(EVP_PKEY* key);

@@ -3,13 +3,12 @@
 
 #include <service/base/log.h>
 #include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 
 namespace panelkitd {
@@ -19,7 +18,7 @@ using PKCS11::TokenInfo;
 namespace {
 
 // What stands in a DER octet string, in which PKCS#11 has the points of curves. Some tokens leave it out.
-std::string insideOctetString(const std::string& value) {
+std::string contentOfOctetString(const std::string& value) {
     using String = std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>>;
     std::string_view rest = value;
     const String string = readDer<String>(rest, d2i_ASN1_OCTET_STRING);
@@ -33,136 +32,185 @@ std::string withoutLeadingZeros(std::string number) {
     return number;
 }
 
-using Handles = std::vector<CK_OBJECT_HANDLE>;
+// ---- what is read of each class, and what it becomes
 
-// Reads the same attributes of each object.
-template <class Take>
-void forEach(const OpenToken& token, const Handles& objects, std::vector<CK_ATTRIBUTE_TYPE> types, Take take) {
-    if (objects.empty()) return;
-    AttributeReader reader(token, std::move(types));
-    for (const CK_OBJECT_HANDLE object : objects) {
-        if (reader.read(object)) take(object, reader);
-    }
+const HostReading& certificateReading() {
+    static const HostReading reading{CKO_CERTIFICATE, {CKA_VALUE, CKA_ID, CKA_LABEL, CKA_TRUSTED, CKA_PRIVATE}};
+    return reading;
 }
 
-Handles ofClass(const OpenToken& token, CK_OBJECT_CLASS kind) {
+const HostReading& keyReading() {
+    static const HostReading reading{
+        CKO_PRIVATE_KEY,
+        {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE, CKA_ALWAYS_AUTHENTICATE}};
+    return reading;
+}
+
+const HostReading& crlReading() {
+    static const HostReading reading{CKO_DATA, {CKA_APPLICATION, CKA_VALUE}};
+    return reading;
+}
+
+StoredCertificate certificateFrom(HostObject& object, FactsCache& cache) {
+    const ObjectValues values(object.values);
+    CertificateFactsPtr facts = cache.certificate(values.bytes(0));
+    return {object.object,   std::move(object.values[0].bytes),
+            values.bytes(1), utf8Only(values.bytes(2)),
+            values.flag(3),  values.flag(4),
+            std::move(facts)};
+}
+
+StoredKey keyFrom(const HostObject& object) {
+    const ObjectValues values(object.values);
+    return {object.object,
+            values.number(0, vocabulary::keyType::unknown),
+            values.bytes(1),
+            utf8Only(values.bytes(2)),
+            withoutLeadingZeros(values.bytes(3)),
+            values.flag(4) && !values.flag(5, true),
+            values.flag(6)};
+}
+
+// Objects by class; data objects of other programs are left out.
+TokenObjects sorted(std::vector<HostObject> objects, FactsCache& cache) {
+    TokenObjects all;
+    for (HostObject& object : objects) {
+        switch (object.objectClass) {
+        case CKO_CERTIFICATE: all.certificates.push_back(certificateFrom(object, cache)); break;
+        case CKO_PRIVATE_KEY: all.keys.push_back(keyFrom(object)); break;
+        case CKO_PUBLIC_KEY: all.publicKeys.push_back(publicKeyFrom(object.object, object.values)); break;
+        case CKO_DATA:
+            if (object.values[0].bytes != crlApplication) break;
+            all.crls.push_back({object.object, object.values[1].bytes, cache.crl(object.values[1].bytes)});
+            break;
+        default: break;
+        }
+    }
+    return all;
+}
+
+// ---- searches
+
+HostQuery allOf(CK_OBJECT_CLASS kind, const HostReading& reading) {
     ObjectTemplate wanted;
     wanted.number(CKA_CLASS, kind);
-    return token.find(wanted);
+    return {wanted, {reading}};
 }
 
-std::vector<StoredCertificate> certificatesFrom(const OpenToken& token, const Handles& objects, FactsCache& cache) {
-    std::vector<StoredCertificate> list;
-    forEach(token, objects, {CKA_VALUE, CKA_ID, CKA_LABEL, CKA_TRUSTED, CKA_PRIVATE},
-            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-                std::string der = reader.bytes(0);
-                CertificateFactsPtr facts = cache.certificate(der);
-                list.push_back({object, std::move(der), reader.bytes(1), utf8Only(reader.bytes(2)), reader.flag(3),
-                                reader.flag(4), std::move(facts)});
-            });
-    return list;
+HostQuery allWith(CK_OBJECT_CLASS kind, CK_ATTRIBUTE_TYPE type, const std::string& value, const HostReading& reading) {
+    ObjectTemplate wanted;
+    wanted.number(CKA_CLASS, kind).bytes(type, value);
+    return {wanted, {reading}};
 }
 
-std::vector<StoredKey> keysFrom(const OpenToken& token, const Handles& objects) {
-    std::vector<StoredKey> list;
-    forEach(token, objects,
-            {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE, CKA_ALWAYS_AUTHENTICATE},
-            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-                list.push_back({object, reader.number(0, vocabulary::keyType::unknown), reader.bytes(1),
-                                utf8Only(reader.bytes(2)), withoutLeadingZeros(reader.bytes(3)),
-                                reader.flag(4) && !reader.flag(5, true), reader.flag(6)});
-            });
-    return list;
-}
-
-std::vector<StoredPublicKey> publicKeysFrom(const OpenToken& token, const Handles& objects) {
-    std::vector<StoredPublicKey> list;
-    forEach(token, objects, {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EC_POINT, CKA_EC_PARAMS},
-            [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-                const CK_KEY_TYPE type = reader.number(0, vocabulary::keyType::unknown);
-                list.push_back(
-                    {object, type, reader.bytes(1), utf8Only(reader.bytes(2)),
-                     type == CKK_RSA ? withoutLeadingZeros(reader.bytes(3)) : insideOctetString(reader.bytes(4)),
-                     reader.bytes(5)});
-            });
-    return list;
-}
-
-std::vector<StoredCrl> crlsFrom(const OpenToken& token, const Handles& objects, FactsCache& cache) {
-    std::vector<StoredCrl> list;
-    forEach(token, objects, {CKA_APPLICATION, CKA_VALUE}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-        if (reader.bytes(0) != crlApplication) return;
-        std::string der = reader.bytes(1);
-        CrlFactsPtr facts = cache.crl(der);
-        list.push_back({object, std::move(der), std::move(facts)});
-    });
-    return list;
-}
-
-// The objects of all classes but certificates, by class. To search a token for one class takes it about as long as to
-// read all that it finds, so the few other objects are searched for together.
-std::map<CK_OBJECT_CLASS, Handles> othersThan(const std::vector<StoredCertificate>& known, const OpenToken& token) {
-    std::set<CK_OBJECT_HANDLE> certificates;
-    for (const StoredCertificate& certificate : known) certificates.insert(certificate.object);
-    ObjectTemplate anything;
-    Handles others = token.find(anything);
-    std::erase_if(others, [&](CK_OBJECT_HANDLE object) { return certificates.count(object) != 0; });
-    std::map<CK_OBJECT_CLASS, Handles> byClass;
-    forEach(token, others, {CKA_CLASS}, [&](CK_OBJECT_HANDLE object, const AttributeReader& reader) {
-        byClass[reader.number(0, CKO_VENDOR_DEFINED)].push_back(object);
-    });
-    return byClass;
+// As PKCS#11 has the point of a curve.
+std::string pointAsAttribute(const CertificateFacts& certificate) {
+    const std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>> string(ASN1_OCTET_STRING_new());
+    const std::string& point = certificate.publicKey;
+    ASN1_OCTET_STRING_set(string.get(), bytesOf(point), static_cast<int>(point.size()));
+    return derOf(string.get(), i2d_ASN1_OCTET_STRING);
 }
 
 } // namespace
 
-std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCache& cache) {
-    return certificatesFrom(token, ofClass(token, CKO_CERTIFICATE), cache);
+const HostReading& publicKeyReading() {
+    static const HostReading reading{
+        CKO_PUBLIC_KEY,
+        {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_PUBLIC_EXPONENT, CKA_EC_POINT, CKA_EC_PARAMS}};
+    return reading;
 }
 
-std::vector<StoredKey> readKeys(const OpenToken& token) { return keysFrom(token, ofClass(token, CKO_PRIVATE_KEY)); }
-
-std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token) {
-    return publicKeysFrom(token, ofClass(token, CKO_PUBLIC_KEY));
+StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>& read) {
+    const ObjectValues values(read);
+    const CK_KEY_TYPE type = values.number(0, vocabulary::keyType::unknown);
+    const bool isRsa = type == CKK_RSA;
+    return {object,
+            type,
+            values.bytes(1),
+            utf8Only(values.bytes(2)),
+            isRsa ? withoutLeadingZeros(values.bytes(3)) : contentOfOctetString(values.bytes(5)),
+            isRsa ? values.bytes(4) : values.bytes(6)};
 }
 
-std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache) {
-    return crlsFrom(token, ofClass(token, CKO_DATA), cache);
+// To search a token for one class takes it about as long as to read all that it finds, so the few objects that are not
+// certificates are searched for together.
+TokenObjects readObjects(HeldToken& token, FactsCache& cache) {
+    const HostQuery others{{}, {keyReading(), publicKeyReading(), crlReading()}};
+    return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
 }
 
-TokenObjects readObjects(const HeldToken& held, const TokenInfo& info, FactsCache& cache) {
-    const OpenToken token(held, TokenSession::Mode::readOnly);
-    TokenObjects all{info, readCertificates(token, cache), {}, {}, {}};
-    auto others = othersThan(all.certificates, token);
-    all.keys = keysFrom(token, others[CKO_PRIVATE_KEY]);
-    all.publicKeys = publicKeysFrom(token, others[CKO_PUBLIC_KEY]);
-    all.crls = crlsFrom(token, others[CKO_DATA], cache);
-    return all;
+std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& cache) {
+    return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading())}), cache).certificates;
 }
 
-std::vector<UnseenToken> forEachToken(const Providers& providers,
-                                      const std::function<void(const HeldToken&, const TokenInfo&)>& use) {
-    std::vector<UnseenToken> unseen;
+TokenObjects readKeys(HeldToken& token) {
+    FactsCache unused; // of certificates and lists
+    return sorted(token.find({allOf(CKO_PRIVATE_KEY, keyReading()), allOf(CKO_PUBLIC_KEY, publicKeyReading())}),
+                  unused);
+}
+
+std::vector<StoredCrl> readCrls(HeldToken& token, FactsCache& cache) {
+    return sorted(token.find({allWith(CKO_DATA, CKA_APPLICATION, crlApplication, crlReading())}), cache).crls;
+}
+
+// An RSA key is found by its modulus. An EC private key does not tell its point: it is found by the id that its public
+// key or the certificate has.
+TokenObjects readRelated(HeldToken& token, const std::string& der, const CertificateFacts& facts, FactsCache& cache) {
+    const bool isRsa = facts.info.keyType == vocabulary::keyType::rsa;
+    std::vector<HostQuery> queries{allWith(CKO_CERTIFICATE, CKA_VALUE, der, certificateReading())};
+    if (isRsa) {
+        queries.push_back(allWith(CKO_PRIVATE_KEY, CKA_MODULUS, facts.publicKey, keyReading()));
+    } else {
+        queries.push_back(allWith(CKO_PUBLIC_KEY, CKA_EC_POINT, pointAsAttribute(facts), publicKeyReading()));
+        queries.push_back(allWith(CKO_PRIVATE_KEY, CKA_ID, facts.keyId, keyReading()));
+    }
+    TokenObjects related = sorted(token.find(queries), cache);
+    std::set<std::string> ids;
+    for (const StoredPublicKey& key : related.publicKeys) ids.insert(key.id);
+    for (const StoredCertificate& certificate : related.certificates) ids.insert(certificate.id);
+    ids.erase(std::string());
+    ids.erase(facts.keyId);
+    if (isRsa || ids.empty()) return related;
+    queries.clear();
+    for (const std::string& id : ids) queries.push_back(allWith(CKO_PRIVATE_KEY, CKA_ID, id, keyReading()));
+    for (StoredKey& key : sorted(token.find(queries), cache).keys) related.keys.push_back(std::move(key));
+    return related;
+}
+
+// ---- all tokens
+
+std::vector<UnseenTokens> forEachToken(const Providers& providers,
+                                       const std::function<void(HeldToken&, const TokenInfo&)>& use) {
+    std::vector<UnseenTokens> unseen;
     for (const auto& provider : providers.all()) {
-        for (const TokenInfo& token : provider->tokens()) {
+        const SeenTokens seen = provider->tokens();
+        if (!seen.unseen.empty()) unseen.push_back({seen.unseen});
+        for (const TokenInfo& token : seen.tokens) {
             if (!(token.flags & vocabulary::tokenFlag::initialized)) continue;
             try {
-                use(provider->hold(token), token);
+                HeldToken held = provider->holdForListing(token);
+                use(held, token);
             } catch (const RefusedError& error) {
                 logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
-                unseen.push_back({token, error.remarks});
+                unseen.push_back({RefusedError(vocabulary::Refused::incomplete, "the token \"%s\" could not be read",
+                                               token.*vocabulary::token::label)
+                                      .because(error)
+                                      .remarks});
             }
         }
     }
     return unseen;
 }
 
-void requireAllSeen(const std::vector<UnseenToken>& unseen) {
-    if (unseen.empty()) return;
-    throw RefusedError(vocabulary::Refused::incomplete,
-                       "the token \"%s\" could not be read, so the answer would be incomplete",
-                       unseen[0].token.*vocabulary::token::label)
-        .because(unseen[0].why);
+void requireAllSeen(const std::vector<UnseenTokens>& unseen) {
+    if (!unseen.empty()) throw RefusedError(unseen[0].why);
+}
+
+void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen) {
+    if (call.session.version < bridge::remarksSince) return requireAllSeen(unseen);
+    for (const UnseenTokens& tokens : unseen) {
+        call.remarks.insert(call.remarks.end(), tokens.why.begin(), tokens.why.end());
+    }
 }
 
 const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {

@@ -3,6 +3,7 @@
 // What tokens hold: read in as few passes as tokens allow, and matched in memory.
 #pragma once
 
+#include <service/base/call.h>
 #include <service/certs/object_facts.h>
 #include <service/certs/token_attributes.h>
 #include <service/tokens/providers.h>
@@ -19,7 +20,7 @@ namespace panelkitd {
 inline constexpr const char* crlApplication = "panelkit CRL";
 
 struct StoredCertificate {
-    CK_OBJECT_HANDLE object;
+    std::uint64_t object;
     std::string der;
     std::string id;
     std::string label;
@@ -29,7 +30,7 @@ struct StoredCertificate {
 };
 
 struct StoredKey {
-    CK_OBJECT_HANDLE object;
+    std::uint64_t object;
     CK_KEY_TYPE type;
     std::string id;
     std::string label;
@@ -39,16 +40,16 @@ struct StoredKey {
 };
 
 struct StoredPublicKey {
-    CK_OBJECT_HANDLE object;
+    std::uint64_t object;
     CK_KEY_TYPE type;
     std::string id;
     std::string label;
     std::string material; // as CertificateFacts::publicKey
-    std::string curve;    // DER of its parameters; empty for RSA
+    std::string rest;     // the public exponent of RSA; else the DER of the curve's parameters
 };
 
 struct StoredCrl {
-    CK_OBJECT_HANDLE object;
+    std::uint64_t object;
     std::string der;
     CrlFactsPtr facts;
 };
@@ -65,26 +66,34 @@ struct TokenObjects {
     const StoredKey* keyOf(const CertificateFacts& certificate, const std::string& id) const;
 };
 
-std::vector<StoredCertificate> readCertificates(const OpenToken& token, FactsCache& cache);
-std::vector<StoredKey> readKeys(const OpenToken& token);
-std::vector<StoredPublicKey> readPublicKeys(const OpenToken& token);
-std::vector<StoredCrl> readCrls(const OpenToken& token, FactsCache& cache);
+TokenObjects readObjects(HeldToken& token, FactsCache& cache);
+std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& cache);
+TokenObjects readKeys(HeldToken& token); // both halves
+std::vector<StoredCrl> readCrls(HeldToken& token, FactsCache& cache);
 
-TokenObjects readObjects(const HeldToken& token, const PKCS11::TokenInfo& info, FactsCache& cache);
+// The certificate, where it is stored, and what there is of its keys: by search, whatever else the token holds.
+TokenObjects readRelated(HeldToken& token, const std::string& der, const CertificateFacts& facts, FactsCache& cache);
 
-// A token that is listed and could not be read: it was pulled out just now, say.
-struct UnseenToken {
-    PKCS11::TokenInfo token;
+// For a public key that was just made.
+const HostReading& publicKeyReading();
+StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>& values);
+
+// A token that is listed and was not seen, because it was pulled out just now, say, or all tokens of a provider whose
+// module does not answer. The first remark is `incomplete` and names it.
+struct UnseenTokens {
     Remarks why;
 };
 
-// Calls `use` for each token that is there and initialised, one held at a time. Returns those that refused, which are
-// logged too.
-std::vector<UnseenToken>
-forEachToken(const Providers& providers,
-             const std::function<void(const HeldToken& held, const PKCS11::TokenInfo& token)>& use);
+// Calls `use` for each token that is there and initialised, one held at a time. Returns those that were not seen, which
+// are logged too.
+std::vector<UnseenTokens> forEachToken(const Providers& providers,
+                                       const std::function<void(HeldToken& held, const PKCS11::TokenInfo& token)>& use);
 
-// For an answer that claims to be complete. Throws RefusedError, which names the token, when one was not seen.
-void requireAllSeen(const std::vector<UnseenToken>& unseen);
+// For an answer that must be complete. Throws RefusedError, which names what was not seen.
+void requireAllSeen(const std::vector<UnseenTokens>& unseen);
+
+// For a listing, which holds what was seen: remarks beside the reply name the rest. A front end that does not hear
+// remarks would take the listing for complete, so it is refused instead.
+void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen);
 
 } // namespace panelkitd

@@ -173,10 +173,7 @@ Verdict failed(Remarks why) {
 // Adds that a missing object may be on a token that could not be read.
 Remarks withUnseen(bridge::Remark why, const Holdings& holdings) {
     Remarks all{std::move(why)};
-    for (const UnseenToken& unseen : holdings.unseen()) {
-        all.push_back(
-            remark(Refused::incomplete, "The token \"%s\" could not be read", unseen.token.*vocabulary::token::label));
-    }
+    for (const UnseenTokens& unseen : holdings.unseen()) all.push_back(unseen.why.front());
     return all;
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/x509_text.h>
 
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <platform/text/ascii.h>
 

@@ -2,238 +2,323 @@
 #include <service/tokens/provider.h>
 
 #include <service/base/log.h>
-#include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
 
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace panelkitd {
 
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using vocabulary::Refused;
+namespace field = vocabulary::token;
 
 namespace {
 
-// How long a listing waits for a module that somebody else is calling.
-constexpr auto listingPatience = std::chrono::milliseconds(200);
-
-std::string modelText(const CK_TOKEN_INFO& info) {
-    const std::string manufacturer = fieldText(info.manufacturerID);
-    const std::string model = fieldText(info.model);
-    return manufacturer.empty() || model.empty() ? manufacturer + model : manufacturer + ", " + model;
+std::string modelText(const HostToken& token) {
+    const bool both = !token.manufacturer.empty() && !token.model.empty();
+    return token.manufacturer + (both ? ", " : "") + token.model;
 }
 
-RefusedError gone(const std::string& label) {
-    if (label.empty()) return RefusedError(Refused::noSuchToken, "the token that is not initialised is not there");
-    return RefusedError(Refused::noSuchToken, "the token \"%s\" is not there", label);
-}
-
-RefusedError ambiguous(const std::string& label) {
-    if (label.empty())
-        return RefusedError(Refused::ambiguousToken, "several tokens are not initialised, and look the same");
-    return RefusedError(Refused::ambiguousToken, "several tokens look like the token \"%s\"", label);
+std::vector<TokenInfo> loggedOut(std::vector<TokenInfo> tokens) {
+    for (TokenInfo& token : tokens) token.flags &= ~vocabulary::tokenFlag::loggedIn;
+    return tokens;
 }
 
 } // namespace
 
+Provider::Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits)
+    : settings_(std::move(settings)), host_({settings_.name, settings_.path, std::move(environment), limits}) {}
+
 bool Provider::load() {
-    const std::scoped_lock calls(calls_);
-    logins_.clear();
-    library_.reset();
-    LibraryFacts facts;
-    Remarks problem;
     try {
-        library_ = std::make_unique<Pkcs11Library>(settings_.path);
-        facts = library_->facts();
-    } catch (const std::exception& error) {
-        problem = explained(error);
-        logError("provider " + settings_.name + ": " + error.what());
+        host_.start();
+    } catch (const RefusedError& refused) {
+        setProblem(refused.remarks);
+        logError("provider " + settings_.name + ": " + refused.what());
+        return false;
     }
-    const std::scoped_lock lock(facts_);
-    libraryFacts_ = facts;
-    loaded_ = library_ != nullptr;
-    problem_ = problem;
+    const std::scoped_lock lock(mutex_);
+    loaded_ = true;
+    problem_.clear();
     lastTokens_.clear();
-    return loaded_;
+    logins_.clear();
+    return true;
 }
 
 void Provider::unload() {
-    const std::scoped_lock calls(calls_);
-    logins_.clear();
-    library_.reset();
+    host_.stop();
     setProblem({remark(Refused::moduleUnfit, "unloaded")});
 }
 
 void Provider::setProblem(Remarks why) {
-    const std::scoped_lock lock(facts_);
+    const std::scoped_lock lock(mutex_);
     loaded_ = false;
     problem_ = std::move(why);
     lastTokens_.clear();
+    logins_.clear();
 }
 
-Remarks Provider::problem() {
-    const std::scoped_lock lock(facts_);
-    return problem_;
+Remarks Provider::problem() const {
+    const std::scoped_lock lock(mutex_);
+    if (!loaded_) return problem_;
+    const auto lost = host_.problem();
+    return lost ? Remarks{*lost} : Remarks();
 }
 
 ProviderInfo Provider::describe() {
-    const std::size_t count = tokens().size();
-    namespace field = vocabulary::provider;
-    const std::scoped_lock lock(facts_);
+    const std::size_t count = tokens().tokens.size();
+    const ModuleFacts facts = host_.facts();
+    const Remarks why = problem();
+    namespace of = vocabulary::provider;
     ProviderInfo info;
-    info.*field::name = settings_.name;
-    info.*field::path = settings_.path;
-    info.*field::manufacturer = libraryFacts_.manufacturer;
-    info.*field::description = libraryFacts_.description;
-    info.*field::moduleVersion = libraryFacts_.version;
-    info.*field::cryptokiVersion = libraryFacts_.cryptokiVersion;
-    info.*field::tokenCount = static_cast<std::uint32_t>(count);
-    info.*field::isLoaded = loaded_;
-    info.*field::isRemembered = settings_.remembered;
-    info.*field::isEmbedded = settings_.embedded;
-    info.*field::problem = inEnglish(problem_);
+    info.*of::name = settings_.name;
+    info.*of::path = settings_.path;
+    info.*of::manufacturer = facts.manufacturer;
+    info.*of::description = facts.description;
+    info.*of::moduleVersion = facts.version;
+    info.*of::cryptokiVersion = facts.cryptokiVersion;
+    info.*of::tokenCount = static_cast<std::uint32_t>(count);
+    info.*of::isLoaded = why.empty();
+    info.*of::isRemembered = settings_.remembered;
+    info.*of::isEmbedded = settings_.embedded;
+    info.*of::problem = inEnglish(why);
     return info;
 }
 
-TokenInfo Provider::describe(CK_SLOT_ID slot) {
-    const CK_TOKEN_INFO info = library_->tokenInfo(slot);
-    namespace field = vocabulary::token;
-    TokenInfo token;
-    token.slotId = slot;
-    token.*field::label = info.flags & CKF_TOKEN_INITIALIZED ? fieldText(info.label) : std::string();
-    token.*field::serial = fieldText(info.serialNumber);
-    token.*field::model = modelText(info);
-    token.*field::provider = settings_.name;
-    token.flags = static_cast<std::uint32_t>(info.flags) & ~vocabulary::tokenFlag::loggedIn;
-    const auto login = logins_.find(slot);
-    if (login != logins_.end()) {
-        CK_SESSION_INFO session{};
-        const bool alive = (*library_)->C_GetSessionInfo(login->second.session, &session) == CKR_OK;
-        if (alive && login->second.serial == token.*field::serial) {
-            token.flags |= vocabulary::tokenFlag::loggedIn;
-        } else {
-            logins_.erase(login); // the token was pulled out
-        }
-    }
-    return token;
+// ---- tokens
+
+TokenInfo Provider::record(const HostToken& token) const {
+    TokenInfo info;
+    info.slotId = token.slot;
+    info.*field::label = token.label;
+    info.*field::serial = token.serial;
+    info.*field::model = modelText(token);
+    info.*field::provider = settings_.name;
+    info.flags = static_cast<std::uint32_t>(token.flags) & ~vocabulary::tokenFlag::loggedIn;
+    if (token.loggedIn) info.flags |= vocabulary::tokenFlag::loggedIn;
+    return info;
 }
 
-// Goes through the slots; calls_ is held.
-std::vector<TokenInfo> Provider::look() {
-    std::vector<TokenInfo> found;
-    for (const CK_SLOT_ID slot : library_->slotsWithToken()) {
-        try {
-            found.push_back(describe(slot));
-        } catch (const RefusedError& error) { // a token that was just pulled out, or is foreign
-            logDetail("provider " + settings_.name + ", slot " + std::to_string(slot) + ": " + error.what());
-        }
-    }
-    return found;
-}
-
-std::vector<TokenInfo> Provider::tokens() {
-    std::unique_lock calls(calls_, listingPatience);
-    if (!calls) {
-        const std::scoped_lock lock(facts_);
-        return lastTokens_;
-    }
-    if (!library_) return {};
-    std::vector<TokenInfo> found;
-    try {
-        found = look();
-    } catch (const RefusedError& error) {
-        logError("provider " + settings_.name + ": " + error.what());
-    }
-    keep(found);
-    return found;
-}
-
-void Provider::keep(const std::vector<TokenInfo>& tokens) {
-    const std::scoped_lock lock(facts_);
+// Throws RefusedError when the module does not answer.
+std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
+    ModuleHost::Turn turn = host_.take(host_.forListing());
+    if (seen.incarnation != turn.incarnation()) seen = {turn.incarnation(), 0};
+    const auto now = turn.ask<HostTokens>(HostCommand::tokens, seen.state);
+    seen.state = now.state;
+    if (!now.looked) return std::nullopt;
+    std::vector<TokenInfo> tokens;
+    for (const HostToken& token : now.tokens) tokens.push_back(record(token));
+    const std::scoped_lock lock(mutex_);
     lastTokens_ = tokens;
+    lastIncarnation_ = turn.incarnation();
+    return tokens;
+}
+
+// With the process, its log-ins have ended.
+std::vector<TokenInfo> Provider::lastTokens() const {
+    const bool running = host_.isRunning();
+    const std::scoped_lock lock(mutex_);
+    if (running && host_.incarnation() == lastIncarnation_) return lastTokens_;
+    return loggedOut(lastTokens_);
+}
+
+Remarks Provider::unseen(const Remarks& why) const {
+    return RefusedError(Refused::incomplete, "the tokens of provider \"%s\" could not be read", settings_.name)
+        .because(why)
+        .remarks;
+}
+
+SeenTokens Provider::tokens() {
+    const Remarks why = problem();
+    if (!why.empty()) return {{}, unseen(why)};
+    try {
+        SlotState nothingSeen;
+        return {look(nothingSeen).value_or(lastTokens()), {}};
+    } catch (const RefusedError& refused) {
+        logDetail("provider " + settings_.name + ": " + refused.what());
+        return {lastTokens(), unseen(refused.remarks)};
+    }
 }
 
 std::optional<std::vector<TokenInfo>> Provider::tokensIfChanged(bool lookAnyway) {
-    const std::unique_lock calls(calls_, listingPatience);
-    if (!calls) return std::nullopt;
-    if (!library_) return std::vector<TokenInfo>{};
-    const bool changed = library_->slotsMayHaveChanged(); // takes the events, which would else come again
-    if (!changed && !lookAnyway) return std::nullopt;
+    if (!host_.isRunning()) return lastTokens();
     try {
-        std::vector<TokenInfo> found = look();
-        keep(found);
-        return found;
-    } catch (const RefusedError& error) { // the next listing that somebody wants says so loudly
-        logDebug("provider " + settings_.name + ": " + error.what());
+        if (lookAnyway) watched_.state = 0;
+        return look(watched_);
+    } catch (const RefusedError& refused) {
+        logDebug("provider " + settings_.name + ": " + refused.what());
         return std::nullopt;
     }
 }
 
-// The slots whose token has the label and serial number. Several tokens that are not initialised look alike; then the
-// slot decides.
-std::vector<CK_SLOT_ID> Provider::matching(const TokenInfo& token) {
-    namespace field = vocabulary::token;
-    std::vector<CK_SLOT_ID> slots;
-    for (const TokenInfo& candidate : look()) {
-        if (candidate.*field::label == token.*field::label && candidate.*field::serial == token.*field::serial) {
-            slots.push_back(static_cast<CK_SLOT_ID>(candidate.slotId));
-        }
-    }
-    if (slots.size() > 1 && std::find(slots.begin(), slots.end(), token.slotId) != slots.end()) {
-        slots = {static_cast<CK_SLOT_ID>(token.slotId)};
-    }
-    return slots;
+// ---- log-ins
+
+std::optional<Account> Provider::ownerOf(const LoginKey& token, std::uint64_t incarnation) const {
+    const std::scoped_lock lock(mutex_);
+    const auto login = logins_.find(token);
+    if (login == logins_.end() || login->second.incarnation != incarnation) return std::nullopt;
+    return login->second.owner;
 }
 
-HeldToken Provider::hold(const TokenInfo& token) {
-    std::unique_lock calls(calls_);
-    const std::string label = token.*vocabulary::token::label;
-    if (!library_) throw gone(label).because({remark(Refused::noSuchProvider, "its provider is not loaded")});
-    const std::vector<CK_SLOT_ID> slots = matching(token);
-    if (slots.empty()) throw gone(label);
-    if (slots.size() > 1) throw ambiguous(label);
-    return {*this, std::move(calls), slots[0]};
+void Provider::setOwner(const LoginKey& token, Account owner, std::uint64_t incarnation) {
+    const std::scoped_lock lock(mutex_);
+    logins_[token] = {std::move(owner), incarnation};
 }
 
 // ---- a token in the hand
 
-std::string HeldToken::label() const { return fieldText(library().tokenInfo(slot_).label); }
-
-CK_FLAGS HeldToken::flags() const { return library().tokenInfo(slot_).flags; }
-
-bool HeldToken::loggedIn() const { return provider_.logins_.count(slot_) != 0; }
-
-void HeldToken::login(const std::string& pin) {
-    const std::string serial = fieldText(library().tokenInfo(slot_).serialNumber);
-    const bool readOnly = (flags() & CKF_WRITE_PROTECTED) != 0;
-    TokenSession session(library(), slot_, readOnly ? TokenSession::Mode::readOnly : TokenSession::Mode::readWrite);
-    check(library()->C_Login(session.handle(), CKU_USER, mutableBytes(pin), static_cast<CK_ULONG>(pin.size())),
-          "C_Login");
-    provider_.logins_[slot_] = {session.release(), serial};
+HeldToken Provider::hold(const TokenInfo& token, HostPatience patience) {
+    const Remarks why = problem();
+    if (!why.empty()) {
+        throw RefusedError(Refused::noSuchToken, "the token \"%s\" is out of reach", token.*field::label).because(why);
+    }
+    return {shared_from_this(), host_.take(patience), token};
 }
 
-void HeldToken::logout() {
-    const auto login = provider_.logins_.find(slot_);
-    if (login == provider_.logins_.end()) throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
-    const CK_SESSION_HANDLE session = login->second.session;
-    provider_.logins_.erase(login);
-    const CK_RV result = library()->C_Logout(session);
-    library()->C_CloseSession(session);
-    check(result, "C_Logout");
+HeldToken Provider::hold(const TokenInfo& token) { return hold(token, host_.usual()); }
+
+HeldToken Provider::holdForListing(const TokenInfo& token) { return hold(token, host_.forListing()); }
+
+HeldToken::HeldToken(std::shared_ptr<Provider> provider, ModuleHost::Turn turn, const TokenInfo& token)
+    : provider_(std::move(provider)),
+      turn_(std::move(turn)),
+      named_(token),
+      name_{token.*field::label, token.*field::serial, token.slotId} {}
+
+TokenInfo HeldToken::info() { return provider_->record(turn_.ask<HostToken>(HostCommand::token, name_)); }
+
+bool HeldToken::loggedIn() { return (info().flags & vocabulary::tokenFlag::loggedIn) != 0; }
+
+void HeldToken::requireWritable() {
+    const std::uint32_t flags = info().flags;
+    if (flags & vocabulary::tokenFlag::writeProtected) {
+        throw RefusedError(Refused::writeProtected, "the token is write-protected");
+    }
+    if ((flags & vocabulary::tokenFlag::loginRequired) && !(flags & vocabulary::tokenFlag::loggedIn)) {
+        throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
+    }
 }
 
-void HeldToken::endSessions() {
-    provider_.logins_.erase(slot_);
-    check(library()->C_CloseAllSessions(slot_), "C_CloseAllSessions");
+void HeldToken::requireNoOther(const std::optional<Account>& owner, const Account& who) const {
+    if (!owner || owner->id == who.id) return;
+    if (owner->id.empty()) {
+        throw RefusedError(Refused::inUseByAnother, "the token \"%s\" is in use: the service itself is logged in to it",
+                           name_.label);
+    }
+    throw RefusedError(Refused::inUseByAnother, "the token \"%s\" is in use by %s, who is logged in to it", name_.label,
+                       owner->name);
 }
 
-// PKCS#11 log-ins hold for all sessions of a process with the token, so a session of its own is logged in as well.
-std::unique_ptr<TokenSession> HeldToken::openSession(TokenSession::Mode mode) const {
-    return std::make_unique<TokenSession>(library(), slot_, mode);
+// A module can't check a PIN while its user is logged in, so nobody is told that another's PIN is right.
+void HeldToken::login(const HostLogin& login, const Account& who) {
+    if (loggedIn()) return requireNoOther(owner(), who);
+    turn_.ask<HostToken>(HostCommand::login, name_, login);
+    provider_->setOwner(key(), who, turn_.incarnation());
+}
+
+void HeldToken::logout(const Account& who) {
+    if (!who.administrator && loggedIn()) requireNoOther(owner(), who);
+    turn_.ask<HostToken>(HostCommand::logout, name_);
+}
+
+bool HeldToken::loginForOnce(const std::string& pin, const Account& who) {
+    if (loggedIn()) {
+        requireNoOther(owner(), who);
+        return false;
+    }
+    turn_.ask<HostToken>(HostCommand::login, name_, HostLogin{pin, false});
+    return true;
+}
+
+void HeldToken::logoutAfterOnce() { turn_.ask<HostToken>(HostCommand::logout, name_); }
+
+void HeldToken::initialize(const HostInitialization& wish, const Account& who) {
+    if (!who.administrator && loggedIn()) requireNoOther(owner(), who);
+    const auto made = turn_.ask<HostToken>(HostCommand::initialize, name_, wish);
+    name_ = {made.label, made.serial, made.slot};
+}
+
+void HeldToken::changePin(const HostPinChange& change) { turn_.tell(HostCommand::changePin, name_, change); }
+
+void HeldToken::seed(const std::string& bytes) { turn_.tell(HostCommand::seed, name_, bytes); }
+
+std::vector<HostMechanism> HeldToken::mechanisms() {
+    return turn_.ask<std::vector<HostMechanism>>(HostCommand::mechanisms, name_);
+}
+
+// ---- objects
+
+std::vector<HostObject> HeldToken::find(const std::vector<HostQuery>& queries) {
+    auto found = turn_.ask<HostFound>(HostCommand::find, name_, queries);
+    generation_ = found.generation;
+    readRest(found.objects, queries);
+    return std::move(found.objects);
+}
+
+namespace {
+
+bool isUnread(const HostObject& object) { return object.values.empty(); }
+
+const std::vector<std::uint64_t>& typesOf(std::uint64_t objectClass, const std::vector<HostQuery>& queries) {
+    for (const HostQuery& query : queries) {
+        for (const HostReading& reading : query.readings) {
+            if (reading.objectClass == objectClass) return reading.types;
+        }
+    }
+    throw RefusedError(Refused::deviceError, "the module returned objects that were not asked for");
+}
+
+} // namespace
+
+// What did not fit into the reply comes without values, from some object on. Each round reads some of them, or finds
+// that they are gone.
+void HeldToken::readRest(std::vector<HostObject>& objects, const std::vector<HostQuery>& queries) {
+    for (;;) {
+        const auto first = std::find_if(objects.begin(), objects.end(), isUnread);
+        if (first == objects.end()) return;
+        const std::uint64_t objectClass = first->objectClass;
+        const auto isMeant = [&](const HostObject& o) { return isUnread(o) && o.objectClass == objectClass; };
+        std::vector<std::uint64_t> numbers;
+        for (const HostObject& object : objects) {
+            if (isMeant(object)) numbers.push_back(object.object);
+        }
+        std::map<std::uint64_t, std::vector<HostValue>> read;
+        for (HostObject& object : turn_.ask<std::vector<HostObject>>(HostCommand::read, name_, generation_, numbers,
+                                                                     typesOf(objectClass, queries))) {
+            if (!isUnread(object)) read[object.object] = std::move(object.values);
+        }
+        if (read.empty()) std::erase_if(objects, isMeant);
+        for (HostObject& object : objects) {
+            const auto values = read.find(object.object);
+            if (values != read.end() && isMeant(object)) object.values = std::move(values->second);
+        }
+    }
+}
+
+std::vector<HostValue> HeldToken::read(std::uint64_t object, const std::vector<std::uint64_t>& types) {
+    auto found = turn_.ask<std::vector<HostObject>>(HostCommand::read, name_, generation_, std::vector{object}, types);
+    return found.empty() ? std::vector<HostValue>() : std::move(found[0].values);
+}
+
+std::vector<std::uint64_t> HeldToken::create(const std::vector<HostTemplate>& objects) {
+    return turn_.ask<std::vector<std::uint64_t>>(HostCommand::create, name_, objects);
+}
+
+void HeldToken::destroy(const std::vector<std::uint64_t>& objects) {
+    turn_.tell(HostCommand::destroy, name_, generation_, objects);
+}
+
+HostKeyPair HeldToken::generate(const HostGeneration& wish) {
+    auto pair = turn_.ask<HostKeyPair>(HostCommand::generate, name_, wish);
+    generation_ = pair.generation;
+    return pair;
+}
+
+std::string HeldToken::sign(HostSigning wish) {
+    wish.generation = generation_;
+    return turn_.ask<std::string>(HostCommand::sign, name_, wish);
 }
 
 } // namespace panelkitd

@@ -3,8 +3,8 @@
 
 #include <service/base/log.h>
 #include <service/base/refused.h>
-#include <service/tokens/module_path.h>
-#include <service/tokens/probe.h>
+#include <service/modules/host_process.h>
+#include <service/modules/trusted_file.h>
 
 #include <platform/system/files.h>
 #include <platform/text/utf8_path.h>
@@ -13,6 +13,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <system_error>
+#include <thread>
 #include <utility>
 
 namespace panelkitd {
@@ -59,14 +61,20 @@ std::string freeName(const std::vector<std::shared_ptr<Provider>>& list, const s
 
 Providers::Providers(const StateFolder& state, ProviderOptions options)
     : file_(state, fileName, fileFormat), options_(withResolvedPaths(std::move(options))), list_(listed()) {
-    for (const auto& provider : list_) loadOne(provider);
+    loadAll(list_);
+}
+
+std::shared_ptr<Provider> Providers::made(Provider::Settings settings) const {
+    auto environment = hostEnvironment();
+    if (settings.embedded) {
+        for (const auto& [name, value] : options_.embeddedEnvironment) environment[name] = value;
+    }
+    return std::make_shared<Provider>(std::move(settings), std::move(environment), options_.limits);
 }
 
 // The list on disk has the order; the embedded provider is in it too, unless this is the first start.
 Providers::List Providers::listed() {
-    const auto embedded = [this] {
-        return std::make_shared<Provider>(Provider::Settings{embeddedName, options_.embeddedModule, true, true});
-    };
+    const auto embedded = [this] { return made({embeddedName, options_.embeddedModule, true, true}); };
     bool embeddedListed = options_.embeddedModule.empty();
     List list;
     try {
@@ -74,7 +82,7 @@ Providers::List Providers::listed() {
             for (const nlohmann::json& entry : stored->at("providers")) {
                 if (!entry.value("embedded", false)) {
                     const std::string name = entry.at("name"), path = entry.at("path");
-                    list.push_back(std::make_shared<Provider>(Provider::Settings{name, path, true, false}));
+                    list.push_back(made({name, path, true, false}));
                 } else if (!std::exchange(embeddedListed, true)) {
                     list.push_back(embedded());
                 }
@@ -87,17 +95,28 @@ Providers::List Providers::listed() {
     return list;
 }
 
-// The embedded module is part of the installation; any other is checked and tried out at every start.
+// The embedded module is part of the installation; the path of any other is checked at every start.
 void Providers::loadOne(const std::shared_ptr<Provider>& provider) const {
     try {
-        if (!provider->settings().embedded) {
-            probeModule(checkedModulePath(provider->settings().path, options_.allowed), options_.probeDeadline);
-        }
+        if (!provider->settings().embedded) checkedModulePath(provider->settings().path, options_.allowed);
         provider->load();
-    } catch (const RefusedError& refused) {
-        provider->setProblem(refused.remarks);
-        logError("provider " + provider->settings().name + ": " + refused.what());
+    } catch (const std::exception& error) {
+        provider->setProblem(explained(error));
+        logError("provider " + provider->settings().name + ": " + error.what());
     }
+}
+
+// All at once: one whose module hangs keeps nobody waiting for the others' time limits too.
+void Providers::loadAll(const List& list) const {
+    std::vector<std::thread> threads;
+    for (const auto& provider : list) {
+        try {
+            threads.emplace_back([this, &provider] { loadOne(provider); });
+        } catch (const std::system_error&) { // no thread can be had
+            loadOne(provider);
+        }
+    }
+    for (std::thread& thread : threads) thread.join();
 }
 
 // Stored first: what could not be stored did not happen. Throws RefusedError.
@@ -161,9 +180,8 @@ std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
                            (*same)->settings().name);
     }
     if (same != changed.end()) changed.erase(same); // it could not be loaded before; this is a new attempt
-    probeModule(path, options_.probeDeadline);
     const std::string name = freeName(changed, info.*field::name, path);
-    auto provider = std::make_shared<Provider>(Provider::Settings{name, path, info.*field::isRemembered, false});
+    auto provider = made({name, path, info.*field::isRemembered, false});
     if (!provider->load()) throw RefusedError(Refused::moduleUnfit, provider->problem());
     changed.push_back(provider);
     adopt(std::move(changed));
@@ -194,9 +212,13 @@ void Providers::raise(const ProviderInfo& info) {
     adopt(std::move(changed));
 }
 
+void Providers::killModules() const {
+    for (const auto& provider : all()) provider->kill();
+}
+
 void Providers::reload() {
     const std::scoped_lock loading(loading_);
-    for (const auto& provider : all()) loadOne(provider);
+    loadAll(all());
 }
 
 HeldToken Providers::hold(const TokenInfo& token) const {

@@ -7,7 +7,7 @@
 #include <service/state/state_folder.h>
 #include <service/tokens/provider.h>
 
-#include <chrono>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -18,7 +18,8 @@ namespace panelkitd {
 struct ProviderOptions {
     std::string embeddedModule;       // path of the module behind the embedded provider; empty: none
     std::vector<std::string> allowed; // modules that may be loaded although their path breaks the rules
-    std::chrono::seconds probeDeadline{10};
+    std::map<std::string, std::string> embeddedEnvironment; // that the embedded module needs beside the usual one
+    ModuleLimits limits;
 };
 
 // Thread-safe.
@@ -32,23 +33,28 @@ public:
     // Finds by path, or by name where the record has no path. Throws RefusedError when there is none.
     std::shared_ptr<Provider> find(const PKCS11::ProviderInfo& info) const;
 
-    // Checks, probes and loads a module, after the others. Throws RefusedError when it can't be loaded, as all that
+    // Checks and loads a module, after the others. Throws RefusedError when it can't be loaded, as all that
     // change the list do when the change can't be stored.
     std::shared_ptr<Provider> load(const PKCS11::ProviderInfo& info);
     void unload(const PKCS11::ProviderInfo& info);
     void raise(const PKCS11::ProviderInfo& info);
 
+    // Ends the processes of all modules at once, whatever they are doing. For the end of the service.
+    void killModules() const;
+
     // Loads all modules again, which ends every log-in.
     void reload();
 
-    // Holds the token, wherever it is now. Throws RefusedError when it is not there.
+    // Waits for the module of the token. Throws RefusedError, as Provider::hold() does.
     HeldToken hold(const PKCS11::TokenInfo& token) const;
 
 private:
     using List = std::vector<std::shared_ptr<Provider>>;
 
     List listed();
+    std::shared_ptr<Provider> made(Provider::Settings settings) const;
     void loadOne(const std::shared_ptr<Provider>& provider) const;
+    void loadAll(const List& list) const;
     void adopt(List changed);
     void requireStorable() const;
 

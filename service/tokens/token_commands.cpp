@@ -3,8 +3,6 @@
 
 #include <service/base/call.h>
 #include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
-#include <service/tokens/pin.h>
 
 #include <platform/system/wipe.h>
 #include <vocabulary/tokens.h>
@@ -17,6 +15,7 @@ using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using platform::WipeOnExit;
 using vocabulary::Refused;
+namespace title = vocabulary::pinTitle;
 
 namespace {
 
@@ -28,16 +27,16 @@ ProviderInfo readProvider(Call& call) {
     return provider;
 }
 
-// Runs what tries a PIN; when that is refused, says what is known of the tries that remain.
-template <class Work>
-void withTriesTold(const HeldToken& token, PinOf whose, Work&& work) {
-    try {
-        work();
-    } catch (const RefusedError& refused) {
-        const auto pin = pinRemark(refused, token.flags(), whose);
-        if (!pin) throw;
-        throw RefusedError({{static_cast<std::uint32_t>(refused.reason), pin->phrase}});
-    }
+// A refused PIN in the reply to a log-in.
+PinStateMessage messageOf(const bridge::Remark& pin) {
+    const char* head = title::wrongPin;
+    if (pin.code == static_cast<std::uint32_t>(Refused::pinLocked)) head = title::locked;
+    if (pin.code == static_cast<std::uint32_t>(Refused::finalTry)) head = title::finalTry;
+    return {head, Loc::fill(pin.phrase)};
+}
+
+bool isAboutPin(Refused reason) {
+    return reason == Refused::wrongPin || reason == Refused::pinLocked || reason == Refused::finalTry;
 }
 
 } // namespace
@@ -58,11 +57,17 @@ std::string TokenCommands::enumProviders(Call& call) {
 }
 
 std::string TokenCommands::enumProviderTokens(Call& call) {
-    if (call.in.size() > 0) return encoded(providers_.find(readProvider(call))->tokens());
+    std::vector<std::shared_ptr<Provider>> asked;
+    if (call.in.size() > 0) {
+        asked = {providers_.find(readProvider(call))};
+    } else {
+        asked = providers_.all();
+    }
     std::vector<TokenInfo> tokens;
-    for (const auto& provider : providers_.all()) {
-        std::vector<TokenInfo> more = provider->tokens();
-        std::move(more.begin(), more.end(), std::back_inserter(tokens));
+    for (const auto& provider : asked) {
+        const SeenTokens seen = provider->tokens();
+        tokens.insert(tokens.end(), seen.tokens.begin(), seen.tokens.end());
+        call.remarks.insert(call.remarks.end(), seen.unseen.begin(), seen.unseen.end());
     }
     return encoded(tokens);
 }
@@ -111,63 +116,50 @@ void TokenCommands::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken
 
 std::string TokenCommands::login(Call& call) {
     const TokenInfo info = readToken(call);
-    std::string pin;
-    const WipeOnExit wiped(pin);
-    bool mayBeFinal = false;
-    call.in >> pin >> mayBeFinal;
+    HostLogin wish;
+    call.in >> wish.pin >> wish.mayBeFinal;
     HeldToken token = providers_.hold(info);
-    if (token.loggedIn()) return success;
     try {
-        guardFinalTry(token.flags(), PinOf::user, mayBeFinal);
-        token.login(pin);
+        token.login(wish, call.account());
         tell(&TokenWatcher::loginChanged, token);
         return success;
     } catch (const RefusedError& refused) {
-        const auto why = pinRemark(refused, token.flags(), PinOf::user);
-        if (!why) throw;
-        call.remarks = {*why};
-        return encoded(false, messageOf(*why));
+        if (!isAboutPin(refused.reason)) throw;
+        call.remarks = refused.remarks;
+        return encoded(false, messageOf(refused.remarks.front()));
     }
 }
 
 std::string TokenCommands::logout(Call& call) {
     HeldToken token = providers_.hold(readToken(call));
-    token.logout();
+    token.logout(call.account());
     tell(&TokenWatcher::loginChanged, token);
     return {};
 }
 
 std::string TokenCommands::initialize(Call& call) {
     const TokenInfo info = readToken(call);
-    std::string label, soPin, userPin;
-    const WipeOnExit wipedSo(soPin), wipedUser(userPin);
-    bool mayErase = false;
-    call.in >> label >> soPin >> userPin >> mayErase;
+    HostInitialization wish;
+    call.in >> wish.label >> wish.soPin >> wish.userPin >> wish.mayErase;
     HeldToken token = providers_.hold(info);
-    if ((token.flags() & CKF_TOKEN_INITIALIZED) && !mayErase) {
-        throw RefusedError(Refused::wouldErase, "the token is initialised; what it holds would be erased");
-    }
     try {
-        withTriesTold(token, PinOf::securityOfficer, [&] { initializeToken(token, label, soPin, userPin); });
+        token.initialize(wish, call.account());
     } catch (const RefusedError&) {
         watcher_.providersChanged(); // a log-in may have ended, and the token may be erased all the same
         throw;
     }
-    call.subject += " as \"" + label + "\"";
+    call.subject += " as \"" + wish.label + "\"";
     tell(&TokenWatcher::initialized, token);
     return success;
 }
 
 std::string TokenCommands::changePin(Call& call) {
     const TokenInfo info = readToken(call);
-    std::string oldPin, newPin;
-    const WipeOnExit wipedOld(oldPin), wipedNew(newPin);
-    bool ofSecurityOfficer = false, mayBeFinal = false;
-    call.in >> oldPin >> newPin >> ofSecurityOfficer >> mayBeFinal;
-    const PinOf whose = ofSecurityOfficer ? PinOf::securityOfficer : PinOf::user;
-    HeldToken token = providers_.hold(info);
-    guardFinalTry(token.flags(), whose, mayBeFinal);
-    withTriesTold(token, whose, [&] { setPin(token, whose, oldPin, newPin); });
+    HostPinChange change;
+    bool ofSecurityOfficer = false;
+    call.in >> change.oldPin >> change.newPin >> ofSecurityOfficer >> change.mayBeFinal;
+    if (ofSecurityOfficer) change.whose = PinOf::securityOfficer;
+    providers_.hold(info).changePin(change);
     return success;
 }
 
@@ -176,10 +168,7 @@ std::string TokenCommands::seedRandom(Call& call) {
     std::string seed;
     const WipeOnExit wiped(seed);
     call.in >> seed;
-    HeldToken token = providers_.hold(info);
-    const auto session = token.openSession(TokenSession::Mode::readOnly);
-    check(token.library()->C_SeedRandom(session->handle(), mutableBytes(seed), static_cast<CK_ULONG>(seed.size())),
-          "C_SeedRandom");
+    providers_.hold(info).seed(seed);
     return success;
 }
 

@@ -15,6 +15,8 @@ class TokenCommands {
 public:
     TokenCommands(Providers& providers, TokenWatcher& watcher) : providers_(providers), watcher_(watcher) {}
 
+    void killModules() const { providers_.killModules(); }
+
     std::string enumProviders(Call& call);
     std::string enumProviderTokens(Call& call);
     std::string loadProvider(Call& call);

@@ -33,14 +33,15 @@ std::map<std::pair<std::string, std::string>, TokenInfo> byKey(const std::vector
 } // namespace
 
 TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
-                           std::function<void()> arrived)
+                           std::function<void()> arrived, UnattendedLogins logins)
     : providers_(providers),
       announcer_(announcer),
       pace_(pace),
       arrived_(std::move(arrived)),
+      logins_(std::move(logins)),
       known_([&providers] {
           Tokens known;
-          for (const auto& provider : providers.all()) known.merge(byKey(provider->tokens()));
+          for (const auto& provider : providers.all()) known.merge(byKey(provider->tokens().tokens));
           return known;
       }()),
       rounds_([this](bool wasAsked) { return look(wasAsked); }, pace) {}
@@ -51,6 +52,7 @@ std::chrono::milliseconds TokenWatcher::look(bool thoroughly) {
     std::set<std::string> listed;
     for (const auto& provider : providers_.all()) {
         listed.insert(provider->settings().name);
+        provider->lookAfter();
         lookAt(*provider, thoroughly || due);
     }
     const std::scoped_lock lock(mutex_);
@@ -68,6 +70,8 @@ void TokenWatcher::lookAt(Provider& provider, bool thoroughly) {
     if (!now) return;
     if (commands_ != before) return rounds_.ask();
     compare(provider.settings().name, byKey(*now));
+    lock.unlock();
+    logins_.see(provider, *now, [this](const TokenInfo& token) { loginChanged(token); });
 }
 
 // What follows is called with mutex_ held, so that announcements are in order.

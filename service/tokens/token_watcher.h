@@ -10,6 +10,7 @@
 #include <service/base/rounds.h>
 #include <service/notifications/announcer.h>
 #include <service/tokens/providers.h>
+#include <service/tokens/unattended_logins.h>
 
 #include <chrono>
 #include <functional>
@@ -25,9 +26,9 @@ namespace panelkitd {
 class TokenWatcher {
 public:
     // What is there now is not announced. `pace` is how often the modules are asked; `arrived` is called when a token
-    // has arrived, and must come back at once.
+    // has arrived, and must come back at once. What logs in to tokens by itself is told of those that are there.
     TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
-                 std::function<void()> arrived);
+                 std::function<void()> arrived, UnattendedLogins logins);
 
     // What a command did, with the token as it is now. To be told while the token is still held, so that what is
     // announced of it is in order.
@@ -56,6 +57,7 @@ private:
     Announcer& announcer_;
     const std::chrono::milliseconds pace_;
     const std::function<void()> arrived_;
+    UnattendedLogins logins_;                       // of the rounds' thread
     Clock::time_point lastThorough_ = Clock::now(); // of the rounds' thread
     std::mutex mutex_;                              // guards what follows
     Tokens known_;                                  // as announced

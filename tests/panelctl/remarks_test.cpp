@@ -123,7 +123,9 @@ TEST_F(Remarks, OnAListingBelongToTheProviderThatTheyName) {
                    .remarking(number(Refused::modulePath), makePhrase("not loaded yet")));
     const std::string output = runIn("ru", {"provider", "list"}).output;
     EXPECT_THAT(output, HasSubstr("/1.so  не загружен: еще не загружен\n"));
-    EXPECT_THAT(output, HasSubstr("/2.so  не загружен: модуль /2.so не работает: в модуле провайдера \"two\" произошел сбой\n"));
+    EXPECT_THAT(
+        output,
+        HasSubstr("/2.so  не загружен: модуль /2.so не работает: в модуле провайдера \"two\" произошел сбой\n"));
     EXPECT_THAT(output, HasSubstr("/3.so  не загружен: in English\n")) << "nothing is remarked on it";
 }
 

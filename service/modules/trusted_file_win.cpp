@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/tokens/module_path.h>
+#include <service/modules/trusted_file.h>
 
 #include <service/base/refused.h>
 
@@ -31,9 +31,9 @@ constexpr DWORD writing = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_WRITE_EA | F
 
 constexpr Refused badPath = Refused::modulePath;
 
-[[noreturn]] void refuse(const bridge::Remark& why) {
-    throw RefusedError(badPath, "the module can't be loaded").because({why});
-}
+constexpr DWORD reading = FILE_READ_DATA | GENERIC_READ;
+
+[[noreturn]] void refuse(const bridge::Remark& why) { throw RefusedError({why}); }
 
 bool isTrusted(PSID sid) {
     wchar_t* text = nullptr;
@@ -43,20 +43,22 @@ bool isTrusted(PSID sid) {
     return name == bridge::self().user || std::find(trusted.begin(), trusted.end(), name) != trusted.end();
 }
 
-bool othersCanWrite(PACL list) {
+bool othersCan(DWORD what, PACL list) {
     for (DWORD i = 0; list && i < list->AceCount; ++i) {
         void* entry = nullptr;
         if (!GetAce(list, i, &entry)) return true;
         auto* allowed = static_cast<ACCESS_ALLOWED_ACE*>(entry);
         if (allowed->Header.AceType != ACCESS_ALLOWED_ACE_TYPE || allowed->Header.AceFlags & INHERIT_ONLY_ACE) continue;
-        if (allowed->Mask & writing && !isTrusted(&allowed->SidStart)) return true;
+        if (allowed->Mask & what && !isTrusted(&allowed->SidStart)) return true;
     }
     return !list; // no list at all lets everybody in
 }
 
-// What is wrong with who owns or can write `path`; nothing when that is all right. At the root of a drive everybody may
-// make new folders; that changes none that are there.
-std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, bool isRoot) {
+enum class Place { root, folderOrFile, secretFile };
+
+// What is wrong with who owns or can write (or read) `path`; nothing when that is all right. At the root of a drive
+// everybody may make new folders; that changes none that are there.
+std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, Place place) {
     PSID owner = nullptr;
     PACL list = nullptr;
     PSECURITY_DESCRIPTOR descriptor = nullptr;
@@ -68,7 +70,12 @@ std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, bool 
     const platform::LocalMemory<void> owned(descriptor);
     if (!isTrusted(owner))
         return remark(badPath, "%s belongs neither to the system nor to the service's account", name);
-    if (!isRoot && othersCanWrite(list)) return remark(badPath, "%s can be written by other accounts", name);
+    if (place != Place::root && othersCan(writing, list)) {
+        return remark(badPath, "%s can be written by other accounts", name);
+    }
+    if (place == Place::secretFile && othersCan(reading, list)) {
+        return remark(badPath, "%s can be read by other accounts", name);
+    }
     return std::nullopt;
 }
 
@@ -81,7 +88,7 @@ std::optional<std::filesystem::path> resolve(const std::filesystem::path& path) 
 
 } // namespace
 
-std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
+std::string trustedPath(const std::string& path, const std::vector<std::string>& allowed) {
     const std::filesystem::path given(platform::toUtf16(path));
     if (path.empty()) refuse(remark(badPath, "no path is given"));
     if (!given.is_absolute()) refuse(remark(badPath, "its path is not absolute: %s", path));
@@ -91,9 +98,13 @@ std::string checkedModulePath(const std::string& path, const std::vector<std::st
     if (std::find(allowed.begin(), allowed.end(), name) != allowed.end()) return name;
     for (std::filesystem::path part = *resolved;; part = part.parent_path()) {
         const bool isRoot = part == part.root_path();
-        if (const auto why = problemOf(part, isRoot)) refuse(*why);
+        if (const auto why = problemOf(part, isRoot ? Place::root : Place::folderOrFile)) refuse(*why);
         if (isRoot) return name;
     }
+}
+
+void requirePrivate(const std::string& trustedPath) {
+    if (const auto why = problemOf(platform::toUtf16(trustedPath), Place::secretFile)) refuse(*why);
 }
 
 } // namespace panelkitd

@@ -4,7 +4,7 @@
 // not be taken for what is not there.
 #pragma once
 
-#include <panelctl/exit_codes.h>
+#include <panelctl/base/exit_codes.h>
 
 #include <string>
 #include <vector>

@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// PINs: setting them, the guard of the final try, and what a person is told when one is refused.
+// The tries that a token has left for its PINs: the guard of the last one, and what a person is told of a refused PIN.
 #pragma once
 
 #include <service/base/refused.h>
-#include <service/tokens/provider.h>
-
-#include <panelkit/tokens/token_records.h>
+#include <service/modules/host_protocol.h>
+#include <service/modules/pkcs11_library.h>
 
 #include <optional>
-#include <string>
 
 namespace panelkitd {
-
-enum class PinOf : unsigned char { user, securityOfficer };
 
 // Throws RefusedError when a wrong PIN would lock the token and `mayBeFinal` does not allow for that, or when the PIN
 // is locked already.
@@ -23,12 +19,16 @@ void guardFinalTry(CK_FLAGS flags, PinOf whose, bool mayBeFinal);
 // to do with a PIN. Its number is that of the refusal, or pinLocked when this wrong PIN has locked the token.
 std::optional<bridge::Remark> pinRemark(const RefusedError& refused, CK_FLAGS flags, PinOf whose);
 
-// The same for the reply to a log-in.
-PinStateMessage messageOf(const bridge::Remark& pin);
-
-// Erases the token and gives it a label, an SO PIN and a user PIN.
-void initializeToken(HeldToken& token, const std::string& label, const std::string& soPin, const std::string& userPin);
-
-void setPin(HeldToken& token, PinOf whose, const std::string& oldPin, const std::string& newPin);
+// Runs what tries a PIN. When that is refused, the refusal says what is known of the tries that remain.
+template <class Work>
+void tryPin(const Pkcs11Library& library, CK_SLOT_ID slot, PinOf whose, Work&& work) {
+    try {
+        work();
+    } catch (const RefusedError& refused) {
+        const auto told = pinRemark(refused, library.tokenInfo(slot).flags, whose);
+        if (!told) throw;
+        throw RefusedError({*told});
+    }
+}
 
 } // namespace panelkitd

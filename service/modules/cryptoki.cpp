@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <service/base/refused.h>
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <service/tokens/pkcs11_library.h>
+#include <service/modules/pkcs11_library.h>
 
 #include <service/base/refused.h>
-#include <service/tokens/cryptoki.h>
+#include <service/modules/cryptoki.h>
 
 #include <algorithm>
 
@@ -13,6 +13,7 @@ using vocabulary::Refused;
 namespace {
 
 constexpr CK_ULONG mostSlots = 1024;
+constexpr int mostTries = 16; // to list slots of which one more has a token each time
 constexpr Refused unfit = Refused::moduleUnfit;
 
 const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
@@ -37,7 +38,8 @@ const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     return list;
 }
 
-// Several threads of ours call it; a module that can't lock by the system's means is left to its own.
+// One thread calls it, but modules have threads of their own; one that can't lock by the system's means is left to its
+// own.
 void initialize(const CK_FUNCTION_LIST* functions) {
     CK_C_INITIALIZE_ARGS arguments{};
     arguments.flags = CKF_OS_LOCKING_OK;
@@ -53,7 +55,7 @@ std::string versionText(CK_VERSION version) {
     return std::to_string(version.major) + "." + std::to_string(version.minor);
 }
 
-LibraryFacts askFacts(const CK_FUNCTION_LIST* functions) {
+ModuleFacts askFacts(const CK_FUNCTION_LIST* functions) {
     CK_INFO info{};
     check(functions->C_GetInfo(&info), "C_GetInfo");
     return {fieldText(info.manufacturerID), fieldText(info.libraryDescription), versionText(info.libraryVersion),
@@ -76,25 +78,26 @@ Pkcs11Library::Pkcs11Library(const std::string& path)
 Pkcs11Library::~Pkcs11Library() { functions_->C_Finalize(nullptr); }
 
 std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
-    for (;;) {
+    for (int tries = 0; tries < mostTries; ++tries) {
         CK_ULONG count = 0;
-        check(functions_->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
+        check((*this)->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
         if (count > mostSlots) {
             throw RefusedError(Refused::deviceError, "the module announces %d slots, which can't be right", count);
         }
         std::vector<CK_SLOT_ID> slots(count);
         if (count == 0) return slots;
-        const CK_RV result = functions_->C_GetSlotList(CK_TRUE, slots.data(), &count);
+        const CK_RV result = (*this)->C_GetSlotList(CK_TRUE, slots.data(), &count);
         if (result == CKR_BUFFER_TOO_SMALL) continue; // a token came meanwhile
         check(result, "C_GetSlotList");
         slots.resize(std::min<std::size_t>(count, slots.size()));
         return slots;
     }
+    throw RefusedError(Refused::deviceError, "the module announces another number of slots each time");
 }
 
 CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {
     CK_TOKEN_INFO info{};
-    check(functions_->C_GetTokenInfo(slot, &info), "C_GetTokenInfo");
+    check((*this)->C_GetTokenInfo(slot, &info), "C_GetTokenInfo");
     return info;
 }
 
@@ -103,40 +106,11 @@ bool Pkcs11Library::slotsMayHaveChanged() const {
     if (!functions_->C_WaitForSlotEvent) return true;
     for (CK_ULONG events = 0; events < mostSlots; ++events) {
         CK_SLOT_ID slot = 0;
-        const CK_RV result = functions_->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr);
+        const CK_RV result = (*this)->C_WaitForSlotEvent(CKF_DONT_BLOCK, &slot, nullptr);
         if (result == CKR_NO_EVENT) return events > 0;
         if (result != CKR_OK) break;
     }
     return true;
-}
-
-std::string examineModule(const std::string& path) {
-    const Pkcs11Library library(path);
-    const std::vector<CK_SLOT_ID> slots = library.slotsWithToken();
-    for (const CK_SLOT_ID slot : slots) {
-        CK_TOKEN_INFO info{};
-        const CK_RV result = library->C_GetTokenInfo(slot, &info);
-        // A token may be pulled out or be foreign; that is no fault of the module.
-        if (result != CKR_TOKEN_NOT_PRESENT && result != CKR_DEVICE_REMOVED && result != CKR_TOKEN_NOT_RECOGNIZED) {
-            check(result, "C_GetTokenInfo");
-        }
-    }
-    return library.facts().description + " " + library.facts().version + ", " + std::to_string(slots.size()) +
-           " tokens";
-}
-
-TokenSession::TokenSession(const Pkcs11Library& library, CK_SLOT_ID slot, Mode mode) : library_(library) {
-    const CK_FLAGS flags = CKF_SERIAL_SESSION | (mode == Mode::readWrite ? CKF_RW_SESSION : 0);
-    check(library_->C_OpenSession(slot, flags, nullptr, nullptr, &handle_), "C_OpenSession");
-}
-
-TokenSession::~TokenSession() {
-    if (owned_) library_->C_CloseSession(handle_);
-}
-
-CK_SESSION_HANDLE TokenSession::release() {
-    owned_ = false;
-    return handle_;
 }
 
 } // namespace panelkitd

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/tokens/module_path.h>
+#include <service/modules/trusted_file.h>
 
 #include <service/base/refused.h>
 
@@ -22,10 +22,6 @@ namespace {
 
 constexpr Refused badPath = Refused::modulePath;
 
-[[noreturn]] void refuse(const bridge::Remark& why) {
-    throw RefusedError(badPath, "the module can't be loaded").because({why});
-}
-
 bridge::Remark unreadable(const std::string& path, int error) {
     return remark(badPath, "%s can't be examined: %s", path, std::generic_category().message(error));
 }
@@ -45,9 +41,11 @@ std::optional<bridge::Remark> problemOf(const std::string& path) {
     return std::nullopt;
 }
 
+[[noreturn]] void refuse(const bridge::Remark& why) { throw RefusedError({why}); }
+
 } // namespace
 
-std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed) {
+std::string trustedPath(const std::string& path, const std::vector<std::string>& allowed) {
     if (path.empty()) refuse(remark(badPath, "no path is given"));
     if (path[0] != '/') refuse(remark(badPath, "its path is not absolute: %s", path));
     char buffer[PATH_MAX];
@@ -62,6 +60,12 @@ std::string checkedModulePath(const std::string& path, const std::vector<std::st
         if (const auto why = problemOf(part.string())) refuse(*why);
         if (part == part.root_path()) return resolved;
     }
+}
+
+void requirePrivate(const std::string& trustedPath) {
+    struct stat status {};
+    if (::stat(trustedPath.c_str(), &status) != 0) refuse(unreadable(trustedPath, errno));
+    if (status.st_mode & (S_IRWXG | S_IRWXO)) refuse(remark(badPath, "%s can be read by other accounts", trustedPath));
 }
 
 } // namespace panelkitd

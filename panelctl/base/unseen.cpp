@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <panelctl/unseen.h>
+#include <panelctl/base/unseen.h>
 
-#include <panelctl/failure_text.h>
-#include <panelctl/output.h>
-#include <panelctl/say.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/say.h>
 
 #include <platform/bridge/failure.h>
 #include <vocabulary/refusals.h>

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+#include <service/modules/host_process.h>
+
+#include <service/base/refused.h>
+#include <service/modules/hosted_module.h>
+
+#include <platform/bridge/channel_child.h>
+#include <platform/bridge/frame.h>
+#include <platform/bridge/messages.h>
+#include <platform/system/child_process.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace panelkitd {
+
+namespace {
+
+using bridge::FrameHeader;
+using bridge::FrameKind;
+using bridge::FrameStatus;
+
+constexpr int parentGone = 0;
+constexpr bridge::Patience patience{}; // the service decides what takes too long
+
+// How often the service is told that the module makes progress.
+constexpr auto tick = std::chrono::seconds(1);
+
+class Host {
+public:
+    Host(const std::string& path, bridge::Channel& channel) : path_(path), channel_(channel), reader_(channel) {}
+
+    void serve() {
+        while (serveOne()) {}
+    }
+
+    // On a thread of its own: says that a command is still being worked on, as long as the module returns from its
+    // functions. When it does not, the silence tells.
+    void tellProgress();
+
+private:
+    bool serveOne();
+    std::string answer(const FrameHeader& request, const std::string& payload);
+    std::string end();
+    bool send(const FrameHeader& request, FrameKind kind, std::string_view body);
+    bool refuse(const FrameHeader& request, bridge::RefusalReason why, const RefusedError& refused);
+    std::uint64_t calls() const {
+        const HostedModule* const module = module_;
+        return module ? module->calls() : 0;
+    }
+
+    const std::string path_;
+    bridge::Channel& channel_;
+    bridge::FrameReader reader_;
+    std::unique_ptr<HostedModule> owned_; // null until the service asks for it
+    std::atomic<const HostedModule*> module_{nullptr};
+
+    std::mutex mutex_; // guards writing, and what follows
+    std::condition_variable changed_;
+    bool busy_ = false;
+    std::uint32_t tag_ = 0;
+};
+
+bool Host::send(const FrameHeader& request, FrameKind kind, std::string_view body) {
+    const std::scoped_lock lock(mutex_);
+    busy_ = kind == FrameKind::remarks; // one more frame follows
+    FrameHeader header = request;
+    header.kind = kind;
+    return writeFrame(channel_, header, body, patience) == bridge::IoStatus::done;
+}
+
+bool Host::refuse(const FrameHeader& request, bridge::RefusalReason why, const RefusedError& refused) {
+    const auto detail = static_cast<std::uint32_t>(refused.reason);
+    return send(request, FrameKind::remarks, encode(bridge::fitted(refused.remarks))) &&
+           send(request, FrameKind::refused, encode(bridge::Refusal{why, detail, {}}));
+}
+
+std::string Host::answer(const FrameHeader& request, const std::string& payload) {
+    if (static_cast<HostCommand>(request.command) == HostCommand::end) return end();
+    if (!owned_) {
+        owned_ = std::make_unique<HostedModule>(path_);
+        module_ = owned_.get();
+    }
+    CommandStreamIn in(payload, CommandStreamIn::Counts::mustFit);
+    return owned_->handle(static_cast<HostCommand>(request.command), in);
+}
+
+// Log-ins and sessions end in good order. The process ends when the service closes the channel.
+std::string Host::end() {
+    module_ = nullptr;
+    owned_.reset();
+    return {};
+}
+
+bool Host::serveOne() {
+    FrameHeader request;
+    std::string payload;
+    const platform::WipeOnExit wiped(payload);
+    if (reader_.readHeader(request, bridge::never, patience) != FrameStatus::done) return false;
+    if (reader_.readBody(request, payload, bridge::defaultFrameLimit, patience) != FrameStatus::done) return false;
+    {
+        const std::scoped_lock lock(mutex_);
+        busy_ = true;
+        tag_ = request.tag;
+        changed_.notify_all();
+    }
+    using bridge::RefusalReason;
+    try {
+        std::string reply = answer(request, payload);
+        const platform::WipeOnExit wipedReply(reply); // it may hold a private key that its token gives out
+        return send(request, FrameKind::reply, reply);
+    } catch (const RefusedError& refused) {
+        return refuse(request, RefusalReason::byModule, refused);
+    } catch (const char*) { // the stream's error
+        return refuse(request, RefusalReason::malformed,
+                      RefusedError(vocabulary::Refused::badInput, "the command for the module ends early"));
+    } catch (const std::exception& error) {
+        return refuse(request, RefusalReason::byModule,
+                      RefusedError(vocabulary::Refused::moduleUnfit, explained(error)));
+    }
+}
+
+void Host::tellProgress() {
+    std::unique_lock lock(mutex_);
+    std::uint64_t before = 0;
+    for (;;) {
+        changed_.wait(lock, [this] { return busy_; });
+        before = calls();
+        while (busy_) {
+            changed_.wait_for(lock, tick);
+            const std::uint64_t now = calls();
+            if (!busy_ || now == before) continue;
+            before = now;
+            writeFrame(channel_, {.kind = FrameKind::working, .tag = tag_}, {}, patience);
+        }
+    }
+}
+
+} // namespace
+
+std::map<std::string, std::string> hostEnvironment() {
+    std::map<std::string, std::string> variables = platform::environment();
+    for (const char* name : {"NOTIFY_SOCKET", "JOURNAL_STREAM", "CREDENTIALS_DIRECTORY", "LISTEN_FDS", "LISTEN_PID",
+                             "LISTEN_FDNAMES", "WATCHDOG_USEC", "WATCHDOG_PID", "INVOCATION_ID"}) {
+        variables.erase(name);
+    }
+    return variables;
+}
+
+int hostModule(const std::string& path, const std::string& channel) {
+    dropPrivileges();
+    bridge::ChannelParent parent(channel);
+    // The module may hang in whatever thread: the end of the service must end this process all the same.
+    std::thread([&parent] {
+        parent.awaitEnd();
+        std::_Exit(parentGone);
+    }).detach();
+    Host host(path, parent.channel());
+    std::thread([&host] { host.tellProgress(); }).detach();
+    host.serve();
+    std::_Exit(parentGone); // without the module's destructors
+}
+
+} // namespace panelkitd

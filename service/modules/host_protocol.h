@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+//
+// What the service and the process that hosts a PKCS#11 module say to each other. The frames are the bridge's: a
+// request with a HostCommand in `command`, and one reply or refusal, before which `working` frames come while the
+// module makes progress and a `remarks` frame says why a command is refused. Both ends are the same program, so nothing
+// here is kept stable.
+//
+// A command names its token by what is printed on it. The host finds the token, has one session with it that it keeps,
+// and does the whole command in it: a listing or an import costs the service one round trip or two.
+//
+// What may hold a PIN or a private key wipes it when it goes.
+#pragma once
+
+#include <panelkit/bridge/command_stream.h>
+#include <platform/system/wipe.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+enum class HostCommand : std::uint32_t {
+    describe = 1, // -> ModuleFacts; the module is loaded with it
+    tokens,       // bool lookAnyway -> HostTokens
+    token,        // HostTokenName -> HostToken
+    login,        // HostTokenName, HostLogin -> HostToken
+    logout,       // HostTokenName -> HostToken
+    initialize,   // HostTokenName, HostInitialization -> HostToken
+    changePin,    // HostTokenName, HostPinChange
+    seed,         // HostTokenName, string
+    mechanisms,   // HostTokenName -> vector<HostMechanism>
+    find,         // HostTokenName, vector<HostQuery> -> HostFound
+    read,         // HostTokenName, u64 generation, vector<u64> objects, vector<u64> types -> vector<HostObject>
+    create,       // HostTokenName, vector<HostTemplate> -> vector<u64> objects: all of them, or none and a refusal
+    destroy,      // HostTokenName, u64 generation, vector<u64> objects
+    generate,     // HostTokenName, HostGeneration -> HostKeyPair
+    sign,         // HostTokenName, HostSigning -> string
+    end,          // the module is finalised; the last command
+};
+
+struct ModuleFacts {
+    std::string manufacturer;
+    std::string description;
+    std::string version;         // "2.6"
+    std::string cryptokiVersion; // "2.40"
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.manufacturer, self.description, self.version, self.cryptokiVersion);
+    }
+};
+static_assert(RecordListsEveryMember<ModuleFacts>);
+
+// A token as its module describes it. Texts are UTF-8, whatever the module wrote.
+struct HostToken {
+    std::uint64_t slot{};
+    std::string label; // empty while it is not initialised
+    std::string serial;
+    std::string manufacturer;
+    std::string model;
+    std::uint64_t flags{}; // CKF_...
+    std::uint32_t shortestPin{};
+    std::uint32_t longestPin{};
+    bool loggedIn{}; // the host is, as the user
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.slot, self.label, self.serial, self.manufacturer, self.model, self.flags, self.shortestPin,
+                  self.longestPin, self.loggedIn);
+    }
+    bool operator==(const HostToken&) const = default;
+};
+static_assert(RecordListsEveryMember<HostToken>);
+
+// The tokens, unless none can have come or gone since the state that the asker has seen. Each asker remembers his own
+// state: a module tells each event only once. No reply has the state 0, so who asks with it gets the tokens.
+struct HostTokens {
+    std::uint64_t state{};
+    bool looked{};
+    std::vector<HostToken> tokens;
+
+    static auto fields(auto& self, auto&& io) { return io(self.state, self.looked, self.tokens); }
+};
+static_assert(RecordListsEveryMember<HostTokens>);
+
+// Slot numbers change when readers come and go, so they only decide between tokens that look alike.
+struct HostTokenName {
+    std::string label, serial;
+    std::uint64_t slot{};
+
+    static auto fields(auto& self, auto&& io) { return io(self.label, self.serial, self.slot); }
+};
+static_assert(RecordListsEveryMember<HostTokenName>);
+
+// ---- PINs
+
+enum class PinOf : std::uint32_t { user, securityOfficer };
+
+struct HostLogin {
+    std::string pin;
+    bool mayBeFinal{}; // whether the last try of the PIN may be spent
+
+    ~HostLogin() { platform::wipe(pin); }
+    static auto fields(auto& self, auto&& io) { return io(self.pin, self.mayBeFinal); }
+};
+static_assert(RecordListsEveryMember<HostLogin>);
+
+struct HostInitialization {
+    std::string label, soPin, userPin;
+    bool mayErase{}; // whether it may hold something
+
+    ~HostInitialization() {
+        platform::wipe(soPin);
+        platform::wipe(userPin);
+    }
+    static auto fields(auto& self, auto&& io) { return io(self.label, self.soPin, self.userPin, self.mayErase); }
+};
+static_assert(RecordListsEveryMember<HostInitialization>);
+
+struct HostPinChange {
+    PinOf whose{};
+    std::string oldPin, newPin;
+    bool mayBeFinal{};
+
+    ~HostPinChange() {
+        platform::wipe(oldPin);
+        platform::wipe(newPin);
+    }
+    static auto fields(auto& self, auto&& io) { return io(self.whose, self.oldPin, self.newPin, self.mayBeFinal); }
+};
+static_assert(RecordListsEveryMember<HostPinChange>);
+
+// ---- objects
+
+struct HostAttribute {
+    std::uint64_t type{};
+    std::string value; // the bytes as PKCS#11 has them in memory
+
+    ~HostAttribute() { platform::wipe(value); }
+    static auto fields(auto& self, auto&& io) { return io(self.type, self.value); }
+};
+static_assert(RecordListsEveryMember<HostAttribute>);
+
+struct HostTemplate {
+    std::vector<HostAttribute> attributes;
+
+    static auto fields(auto& self, auto&& io) { return io(self.attributes); }
+};
+static_assert(RecordListsEveryMember<HostTemplate>);
+
+// What is to be read of the objects of a class.
+struct HostReading {
+    std::uint64_t objectClass{};
+    std::vector<std::uint64_t> types;
+
+    static auto fields(auto& self, auto&& io) { return io(self.objectClass, self.types); }
+};
+static_assert(RecordListsEveryMember<HostReading>);
+
+// A search. With one reading every object that is found is taken to be of its class; with several each is asked for its
+// class first, and objects of other classes are left out. An object that an earlier query of the command found is left
+// out too: to search a token costs about as much as to read what is found, so the last query may search for everything.
+struct HostQuery {
+    HostTemplate wanted;
+    std::vector<HostReading> readings;
+
+    static auto fields(auto& self, auto&& io) { return io(self.wanted, self.readings); }
+};
+static_assert(RecordListsEveryMember<HostQuery>);
+
+// A value is there, or the object has none, or the token keeps it secret.
+struct HostValue {
+    bool known{};
+    std::string bytes;
+
+    ~HostValue() { platform::wipe(bytes); }
+    static auto fields(auto& self, auto&& io) { return io(self.known, self.bytes); }
+};
+static_assert(RecordListsEveryMember<HostValue>);
+
+struct HostObject {
+    std::uint64_t object{};
+    std::uint64_t objectClass{};
+    std::vector<HostValue> values; // in the order of the reading; empty for an object that is still to be read
+
+    static auto fields(auto& self, auto&& io) { return io(self.object, self.objectClass, self.values); }
+};
+static_assert(RecordListsEveryMember<HostObject>);
+
+// Objects are named by numbers that are good for one session with the token: its generation. What does not fit into a
+// reply comes without values and is read with further commands.
+struct HostFound {
+    std::uint64_t generation{};
+    std::vector<HostObject> objects; // of all queries, in their order
+
+    static auto fields(auto& self, auto&& io) { return io(self.generation, self.objects); }
+};
+static_assert(RecordListsEveryMember<HostFound>);
+
+// ---- keys
+
+struct HostMechanism {
+    std::uint64_t type{};
+    std::uint64_t smallestKey{}, largestKey{}; // bits; both 0 where the token does not say
+
+    static auto fields(auto& self, auto&& io) { return io(self.type, self.smallestKey, self.largestKey); }
+};
+static_assert(RecordListsEveryMember<HostMechanism>);
+
+struct HostGeneration {
+    std::uint64_t mechanism{};
+    HostTemplate publicKey, privateKey;
+    std::vector<std::uint64_t> types; // to read of the public key
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.mechanism, self.publicKey, self.privateKey, self.types);
+    }
+};
+static_assert(RecordListsEveryMember<HostGeneration>);
+
+struct HostKeyPair {
+    std::uint64_t generation{};
+    std::uint64_t publicKey{}, privateKey{};
+    std::vector<HostValue> values; // of the public key
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.generation, self.publicKey, self.privateKey, self.values);
+    }
+};
+static_assert(RecordListsEveryMember<HostKeyPair>);
+
+struct HostSigning {
+    std::uint64_t generation{};
+    std::uint64_t key{};
+    std::uint64_t mechanism{};
+    std::string bytes;
+    bool withPin{};  // for a key that asks for the PIN at each use
+    std::string pin; // of the user
+
+    ~HostSigning() { platform::wipe(pin); }
+    static auto fields(auto& self, auto&& io) {
+        return io(self.generation, self.key, self.mechanism, self.bytes, self.withPin, self.pin);
+    }
+};
+static_assert(RecordListsEveryMember<HostSigning>);
+
+} // namespace panelkitd

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+//
+// The hosted module: finding, reading, making and destroying objects, and keys.
+#include <service/modules/hosted_module.h>
+
+#include <service/base/refused.h>
+#include <service/modules/cryptoki.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <list>
+#include <optional>
+#include <set>
+#include <utility>
+
+namespace panelkitd {
+
+using vocabulary::Refused;
+
+namespace {
+
+constexpr std::size_t usualSize = 2048;               // of an attribute; a larger one takes two calls more
+constexpr CK_ULONG largestSize = CK_ULONG{32} << 20U; // a module that announces more is not believed
+constexpr std::size_t mostObjects = 100'000;
+constexpr CK_ULONG mostMechanisms = 4096;
+constexpr CK_ULONG absentSize = ~CK_ULONG{0}; // what PKCS#11 says of a value that is not there
+
+// Bytes of values in one reply; what is left is read with further commands.
+constexpr std::size_t mostBytes = std::size_t{24} << 20;
+
+// The attributes as PKCS#11 takes them; they view the template.
+std::vector<CK_ATTRIBUTE> attributesOf(const HostTemplate& object) {
+    std::vector<CK_ATTRIBUTE> list;
+    for (const HostAttribute& attribute : object.attributes) {
+        list.push_back({static_cast<CK_ATTRIBUTE_TYPE>(attribute.type), mutableBytes(attribute.value),
+                        static_cast<CK_ULONG>(attribute.value.size())});
+    }
+    return list;
+}
+
+std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HANDLE session,
+                                     const HostTemplate& wanted) {
+    std::vector<CK_ATTRIBUTE> attributes = attributesOf(wanted);
+    check(library->C_FindObjectsInit(session, attributes.data(), static_cast<CK_ULONG>(attributes.size())),
+          "C_FindObjectsInit");
+    std::vector<CK_OBJECT_HANDLE> found;
+    std::array<CK_OBJECT_HANDLE, 512> some{};
+    CK_RV result = CKR_OK;
+    // Fewer than there is room for are the last ones.
+    for (CK_ULONG count = some.size(); count == some.size() && found.size() < mostObjects;) {
+        result = library->C_FindObjects(session, some.data(), some.size(), &count);
+        if (result == CKR_OK && count > some.size()) result = CKR_GENERAL_ERROR; // more than it had room for
+        if (result != CKR_OK) break;
+        found.insert(found.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    library->C_FindObjectsFinal(session);
+    check(result, "C_FindObjects");
+    return found;
+}
+
+// Reads the same attributes of one object after the other, with one call each where the values are of usual size.
+class AttributeReader {
+public:
+    AttributeReader(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<std::uint64_t>& types)
+        : library_(library), session_(session), types_(types), buffers_(types.size(), std::string(usualSize, '\0')) {}
+    ~AttributeReader() {
+        for (std::string& buffer : buffers_) platform::wipe(buffer);
+    }
+    AttributeReader(const AttributeReader&) = delete;
+    AttributeReader& operator=(const AttributeReader&) = delete;
+
+    // False when the object is gone.
+    bool read(CK_OBJECT_HANDLE object, std::vector<HostValue>& values) {
+        CK_RV result = fetch(object);
+        if (result == CKR_BUFFER_TOO_SMALL) {
+            grow(object);
+            result = fetch(object);
+        }
+        if (result == CKR_OBJECT_HANDLE_INVALID) return false;
+        // The others were read; the value that is secret or unknown is marked.
+        if (result != CKR_ATTRIBUTE_SENSITIVE && result != CKR_ATTRIBUTE_TYPE_INVALID &&
+            result != CKR_BUFFER_TOO_SMALL) {
+            check(result, "C_GetAttributeValue");
+        }
+        values.resize(types_.size());
+        for (std::size_t i = 0; i < values.size(); ++i) {
+            const CK_ULONG size = fetched_[i].ulValueLen;
+            values[i].known = size != absentSize && size <= buffers_[i].size();
+            if (values[i].known) values[i].bytes.assign(buffers_[i], 0, size);
+        }
+        return true;
+    }
+
+private:
+    CK_RV fetch(CK_OBJECT_HANDLE object) {
+        fetched_.clear();
+        for (std::size_t i = 0; i < types_.size(); ++i) {
+            fetched_.push_back({static_cast<CK_ATTRIBUTE_TYPE>(types_[i]), buffers_[i].data(),
+                                static_cast<CK_ULONG>(buffers_[i].size())});
+        }
+        return library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
+    }
+    // Makes room for what did not fit.
+    void grow(CK_OBJECT_HANDLE object) {
+        fetched_.clear();
+        for (const std::uint64_t type : types_) {
+            fetched_.push_back({static_cast<CK_ATTRIBUTE_TYPE>(type), nullptr, 0});
+        }
+        library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
+        for (std::size_t i = 0; i < fetched_.size(); ++i) {
+            const CK_ULONG size = fetched_[i].ulValueLen;
+            if (size != absentSize && size > buffers_[i].size() && size <= largestSize) buffers_[i].resize(size);
+        }
+    }
+
+    const Pkcs11Library& library_;
+    const CK_SESSION_HANDLE session_;
+    const std::vector<std::uint64_t>& types_;
+    std::vector<std::string> buffers_;
+    std::vector<CK_ATTRIBUTE> fetched_;
+};
+
+std::size_t sizeOf(const std::vector<HostValue>& values) {
+    std::size_t size = 0;
+    for (const HostValue& value : values) size += value.bytes.size() + 8;
+    return size;
+}
+
+// The values of an object's classes, for queries that read several.
+class ReadingsOfClasses {
+public:
+    ReadingsOfClasses(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<HostReading>& readings)
+        : readings_(readings), classReader_(library, session, classOnly_) {
+        for (const HostReading& reading : readings) readers_.emplace_back(library, session, reading.types);
+    }
+
+    // Which of the readings is the object's; nothing when none is, or the object is gone.
+    std::optional<std::size_t> readingOf(CK_OBJECT_HANDLE object) {
+        if (readings_.size() == 1) return 0;
+        if (!classReader_.read(object, classValue_) || classValue_[0].bytes.size() != sizeof(CK_OBJECT_CLASS)) {
+            return std::nullopt;
+        }
+        CK_OBJECT_CLASS its = 0;
+        std::memcpy(&its, classValue_[0].bytes.data(), sizeof its);
+        const auto found = std::find_if(readings_.begin(), readings_.end(),
+                                        [its](const HostReading& reading) { return reading.objectClass == its; });
+        if (found == readings_.end()) return std::nullopt;
+        return static_cast<std::size_t>(found - readings_.begin());
+    }
+    bool read(std::size_t reading, CK_OBJECT_HANDLE object, std::vector<HostValue>& values) {
+        return std::next(readers_.begin(), static_cast<std::ptrdiff_t>(reading))->read(object, values);
+    }
+
+private:
+    const std::vector<HostReading>& readings_;
+    const std::vector<std::uint64_t> classOnly_{CKA_CLASS};
+    AttributeReader classReader_;
+    std::vector<HostValue> classValue_;
+    std::list<AttributeReader> readers_;
+};
+
+} // namespace
+
+// ---- finding and reading
+
+HostFound HostedModule::find(const HostTokenName& name, const std::vector<HostQuery>& queries) {
+    const Token token = open(name);
+    const CK_SESSION_HANDLE session = token.session->handle;
+    HostFound found{token.session->generation, {}};
+    std::set<CK_OBJECT_HANDLE> seen;
+    std::size_t bytes = 0;
+    for (const HostQuery& query : queries) {
+        ReadingsOfClasses readings(library_, session, query.readings);
+        for (const CK_OBJECT_HANDLE handle : search(library_, session, query.wanted)) {
+            if (!seen.insert(handle).second) continue;
+            const auto reading = readings.readingOf(handle);
+            if (!reading) continue;
+            HostObject object{handle, query.readings[*reading].objectClass, {}};
+            if (bytes < mostBytes && !readings.read(*reading, handle, object.values)) continue;
+            bytes += sizeOf(object.values);
+            found.objects.push_back(std::move(object));
+        }
+    }
+    return found;
+}
+
+std::vector<HostObject> HostedModule::read(const HostTokenName& name, std::uint64_t generation,
+                                           const std::vector<std::uint64_t>& objects,
+                                           const std::vector<std::uint64_t>& types) {
+    const Token token = open(name);
+    requireGeneration(token, generation);
+    AttributeReader reader(library_, token.session->handle, types);
+    std::vector<HostObject> found;
+    std::size_t bytes = 0;
+    for (const std::uint64_t handle : objects) {
+        HostObject object{handle, 0, {}};
+        if (bytes < mostBytes && !reader.read(static_cast<CK_OBJECT_HANDLE>(handle), object.values)) continue;
+        bytes += sizeOf(object.values);
+        found.push_back(std::move(object));
+    }
+    return found;
+}
+
+// ---- making and destroying
+
+namespace {
+
+// Destroys again what it made, unless it is told to keep it: what fails half-way leaves the token as it was.
+class ObjectsMade {
+public:
+    ObjectsMade(const Pkcs11Library& library, CK_SESSION_HANDLE session) : library_(library), session_(session) {}
+    ~ObjectsMade() {
+        for (auto object = made_.rbegin(); object != made_.rend(); ++object) {
+            library_->C_DestroyObject(session_, static_cast<CK_OBJECT_HANDLE>(*object));
+        }
+    }
+    ObjectsMade(const ObjectsMade&) = delete;
+    ObjectsMade& operator=(const ObjectsMade&) = delete;
+
+    void create(const HostTemplate& object) {
+        std::vector<CK_ATTRIBUTE> attributes = attributesOf(object);
+        made_.reserve(made_.size() + 1);
+        CK_OBJECT_HANDLE handle = 0;
+        check(library_->C_CreateObject(session_, attributes.data(), static_cast<CK_ULONG>(attributes.size()), &handle),
+              "C_CreateObject");
+        made_.push_back(handle);
+    }
+    void add(CK_OBJECT_HANDLE object) { made_.push_back(object); }
+    std::vector<std::uint64_t> keep() { return std::exchange(made_, {}); }
+
+private:
+    const Pkcs11Library& library_;
+    const CK_SESSION_HANDLE session_;
+    std::vector<std::uint64_t> made_;
+};
+
+} // namespace
+
+std::vector<std::uint64_t> HostedModule::create(const HostTokenName& name, const std::vector<HostTemplate>& objects) {
+    const Token token = openWritable(name);
+    ObjectsMade made(library_, token.session->handle);
+    for (const HostTemplate& object : objects) made.create(object);
+    return made.keep();
+}
+
+void HostedModule::destroy(const HostTokenName& name, std::uint64_t generation,
+                           const std::vector<std::uint64_t>& objects) {
+    const Token token = openWritable(name);
+    requireGeneration(token, generation);
+    for (const std::uint64_t object : objects) {
+        check(library_->C_DestroyObject(token.session->handle, static_cast<CK_OBJECT_HANDLE>(object)),
+              "C_DestroyObject");
+    }
+}
+
+// ---- keys
+
+std::vector<HostMechanism> HostedModule::mechanisms(const HostTokenName& name) {
+    const Token token = locate(name);
+    CK_ULONG count = 0;
+    check(library_->C_GetMechanismList(token.slot, nullptr, &count), "C_GetMechanismList");
+    if (count > mostMechanisms) {
+        throw RefusedError(Refused::deviceError, "the token announces %d mechanisms, which is impossible", count);
+    }
+    std::vector<CK_MECHANISM_TYPE> types(count);
+    if (count > 0) check(library_->C_GetMechanismList(token.slot, types.data(), &count), "C_GetMechanismList");
+    types.resize(std::min<std::size_t>(count, types.size()));
+    std::vector<HostMechanism> list;
+    for (const CK_MECHANISM_TYPE type : types) {
+        CK_MECHANISM_INFO info{};
+        const bool makesKeys = type == CKM_RSA_PKCS_KEY_PAIR_GEN || type == CKM_EC_KEY_PAIR_GEN;
+        const bool known = makesKeys && library_->C_GetMechanismInfo &&
+                           library_->C_GetMechanismInfo(token.slot, type, &info) == CKR_OK;
+        list.push_back({type, known ? info.ulMinKeySize : 0, known ? info.ulMaxKeySize : 0});
+    }
+    return list;
+}
+
+HostKeyPair HostedModule::generate(const HostTokenName& name, const HostGeneration& request) {
+    const Token token = openWritable(name);
+    const CK_SESSION_HANDLE session = token.session->handle;
+    std::vector<CK_ATTRIBUTE> publicKey = attributesOf(request.publicKey),
+                              privateKey = attributesOf(request.privateKey);
+    CK_MECHANISM mechanism{static_cast<CK_MECHANISM_TYPE>(request.mechanism), nullptr, 0};
+    CK_OBJECT_HANDLE publicHandle = 0, privateHandle = 0;
+    check(library_->C_GenerateKeyPair(session, &mechanism, publicKey.data(), static_cast<CK_ULONG>(publicKey.size()),
+                                      privateKey.data(), static_cast<CK_ULONG>(privateKey.size()), &publicHandle,
+                                      &privateHandle),
+          "C_GenerateKeyPair");
+    ObjectsMade made(library_, session);
+    made.add(publicHandle);
+    made.add(privateHandle);
+    HostKeyPair pair{token.session->generation, publicHandle, privateHandle, {}};
+    if (!AttributeReader(library_, session, request.types).read(publicHandle, pair.values)) {
+        throw RefusedError(Refused::deviceError, "the token made a key that can't be read");
+    }
+    made.keep();
+    return pair;
+}
+
+std::string HostedModule::sign(const HostTokenName& name, const HostSigning& request) {
+    const Token token = open(name);
+    requireGeneration(token, request.generation);
+    const CK_SESSION_HANDLE session = token.session->handle;
+    CK_MECHANISM mechanism{static_cast<CK_MECHANISM_TYPE>(request.mechanism), nullptr, 0};
+    check(library_->C_SignInit(session, &mechanism, static_cast<CK_OBJECT_HANDLE>(request.key)), "C_SignInit");
+    CK_RV allowed = CKR_OK;
+    if (request.withPin) {
+        allowed = library_->C_Login(session, CKU_CONTEXT_SPECIFIC, mutableBytes(request.pin),
+                                    static_cast<CK_ULONG>(request.pin.size()));
+    }
+    // Also after a wrong PIN: an operation that was begun must be ended, or the session takes no other.
+    std::string signature(2048, '\0'); // larger than that of any key that can be made
+    auto size = static_cast<CK_ULONG>(signature.size());
+    const CK_RV result = library_->C_Sign(session, mutableBytes(request.bytes),
+                                          static_cast<CK_ULONG>(request.bytes.size()), mutableBytes(signature), &size);
+    check(allowed, "C_Login");
+    check(result, "C_Sign");
+    signature.resize(std::min<std::size_t>(size, signature.size()));
+    return signature;
+}
+
+} // namespace panelkitd

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+#include <service/modules/module_host.h>
+
+#include <platform/bridge/messages.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace panelkitd {
+
+using bridge::FrameHeader;
+using bridge::FrameKind;
+using bridge::FrameStatus;
+using std::chrono::milliseconds;
+using vocabulary::Refused;
+
+namespace {
+
+// More than a module can have to say: what its tokens hold comes in parts (HostFound).
+constexpr std::uint32_t largestReply = 40U << 20;
+
+// For the bytes of a frame that is under way.
+bridge::Patience underWay(milliseconds silence) { return {static_cast<std::uint32_t>(silence.count())}; }
+
+// What a host can refuse for. A module may have written another number, which would speak of what is not its own.
+Refused ofTokens(std::uint32_t reason) {
+    switch (const auto known = static_cast<Refused>(reason)) {
+    case Refused::wrongPin:
+    case Refused::pinLocked:
+    case Refused::finalTry:
+    case Refused::unfitPin:
+    case Refused::notLoggedIn:
+    case Refused::otherUserIsIn:
+    case Refused::noSuchToken:
+    case Refused::noSuchObject:
+    case Refused::ambiguousToken:
+    case Refused::notInitialised:
+    case Refused::writeProtected:
+    case Refused::tokenFull:
+    case Refused::notSupported:
+    case Refused::wouldErase:
+    case Refused::alreadyLoaded:
+    case Refused::badInput: return known;
+    default: return Refused::deviceError;
+    }
+}
+
+} // namespace
+
+// ---- turns
+
+// A place in the line of those who want a turn. Made and given up with mutex_ held.
+class ModuleHost::Waiting {
+public:
+    explicit Waiting(ModuleHost& host) : host_(host) { host_.waiting_.push_back(this); }
+    ~Waiting() {
+        std::erase(host_.waiting_, this);
+        host_.changed_.notify_all(); // somebody else may be the first now
+    }
+    Waiting(const Waiting&) = delete;
+    Waiting& operator=(const Waiting&) = delete;
+
+    bool isFirst() const { return host_.waiting_.front() == this; }
+
+private:
+    ModuleHost& host_;
+};
+
+RefusedError ModuleHost::busy() const {
+    return RefusedError(Refused::moduleBusy, "the module of provider \"%s\" is at work on something else",
+                        settings_.name);
+}
+
+ModuleHost::Turn ModuleHost::take(HostPatience patience) {
+    std::unique_lock lock(mutex_);
+    awaitTurn(lock, patience);
+    taken_ = true;
+    if (!running_->asked) running_->lastSign = Clock::now();
+    return {*this, running_, patience.silence, incarnation_};
+}
+
+void ModuleHost::awaitTurn(std::unique_lock<std::mutex>& lock, HostPatience patience) {
+    const auto last = Clock::now() + patience.turn;
+    const Waiting place(*this);
+    for (;;) {
+        if (!running_) throw RefusedError({notRunning()});
+        if (!taken_ && place.isFirst()) return;
+        const auto until = std::min(last, running_->lastSign.load() + patience.silence);
+        if (Clock::now() >= until) throw busy();
+        changed_.wait_until(lock, until);
+    }
+}
+
+ModuleHost::Turn::~Turn() = default;
+
+void ModuleHost::giveBack() {
+    const std::scoped_lock lock(mutex_);
+    taken_ = false;
+    changed_.notify_all();
+}
+
+// ---- commands
+
+milliseconds ModuleHost::limitOf(HostCommand command) const {
+    const ModuleLimits& limits = settings_.limits;
+    switch (command) {
+    case HostCommand::initialize:
+    case HostCommand::generate: return limits.making;
+    default: return limits.silence;
+    }
+}
+
+std::string ModuleHost::exchange(Running& process, HostCommand command, milliseconds silence,
+                                 const std::string& request) {
+    try {
+        return exchangeOrLost(process, command, limitOf(command), silence, request);
+    } catch (const Lost& lost) {
+        lose(process, lost);
+    }
+}
+
+std::string ModuleHost::exchangeOrLost(Running& process, HostCommand command, milliseconds limit, milliseconds silence,
+                                       const std::string& request) {
+    settle(process, silence);
+    const auto now = Clock::now();
+    process.asked = Asked{command, ++process.lastTag, now, limit};
+    process.lastSign = now;
+    const FrameHeader header{0, FrameKind::request, 0, static_cast<std::uint32_t>(command), process.asked->tag};
+    const auto sent = writeFrame(process.child.channel(), header, request, underWay(settings_.limits.silence));
+    if (sent == bridge::IoStatus::timedOut) throw hung(command);
+    if (sent == bridge::IoStatus::closed) throw gone(process);
+    Answer answer = awaitAnswer(process, silence);
+    if (!answer.refused) return std::move(answer.body);
+    const auto refusal = bridge::decodeRefusal(answer.body);
+    if (!refusal || answer.remarks.empty()) throw nonsense();
+    for (bridge::Remark& remark : answer.remarks) remark.code = static_cast<std::uint32_t>(ofTokens(remark.code));
+    throw RefusedError(ofTokens(refusal->detail), std::move(answer.remarks));
+}
+
+// The reply to a command whose asker has gone comes first.
+void ModuleHost::settle(Running& process, milliseconds silence) {
+    if (!process.asked) return;
+    Answer ignored = awaitAnswer(process, silence);
+    platform::wipe(ignored.body);
+}
+
+ModuleHost::Answer ModuleHost::awaitAnswer(Running& process, milliseconds silence) {
+    Answer answer;
+    const Asked asked = *process.asked;
+    for (;;) {
+        const auto lastSign = process.lastSign.load();
+        const auto end = std::min(lastSign + asked.limit, asked.since + settings_.limits.longest);
+        const auto until = std::min(end, lastSign + silence);
+        if (receive(process, until, answer)) {
+            process.asked.reset();
+            return answer;
+        }
+        const auto now = Clock::now();
+        if (now >= end) throw hung(asked.command);
+        if (now >= process.lastSign.load() + silence) throw busy();
+    }
+}
+
+// Receives a frame; true when it ends the answer.
+bool ModuleHost::receive(Running& process, bridge::Deadline until, Answer& answer) {
+    FrameHeader header;
+    std::string body;
+    const bridge::Patience patience = underWay(settings_.limits.silence);
+    FrameStatus status = process.reader.readHeader(header, until, patience);
+    if (status == FrameStatus::timedOut) return false;
+    if (status == FrameStatus::done) status = process.reader.readBody(header, body, largestReply, patience);
+    if (status == FrameStatus::timedOut) throw hung(process.asked->command);
+    if (status == FrameStatus::closed) throw gone(process);
+    if (status != FrameStatus::done || header.tag != process.asked->tag) throw nonsense();
+    process.lastSign = Clock::now();
+    switch (header.kind) {
+    case FrameKind::working: return false;
+    case FrameKind::remarks: answer.remarks = bridge::decodeRemarks(body).value_or(Remarks()); return false;
+    case FrameKind::refused: answer.refused = true; [[fallthrough]];
+    case FrameKind::reply: answer.body = std::move(body); return true;
+    default: throw nonsense();
+    }
+}
+
+} // namespace panelkitd

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+//
+// Files that the service relies on: the PKCS#11 modules that it loads, and those that PINs are read from. Only an
+// administrator can have put them where they are.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+// Resolves `path` and returns the path of the file. Throws RefusedError when it breaks a rule, naming the rule and the
+// folder or file that breaks it:
+//   - the path is absolute and leads, all links resolved, to a regular file;
+//   - the file and every folder above it belong to root or to the service's account, and nobody else can write them
+//     (a sticky folder counts as one that can't be written; the file in it has an owner of its own);
+//   - or the resolved path is one of `allowed`.
+std::string trustedPath(const std::string& path, const std::vector<std::string>& allowed);
+
+// Throws RefusedError when accounts other than those can read the file at a trusted path.
+void requirePrivate(const std::string& trustedPath);
+
+// The path to load a module from. Throws RefusedError as trustedPath() does.
+std::string checkedModulePath(const std::string& path, const std::vector<std::string>& allowed);
+
+inline constexpr std::size_t longestPinFile = 1024; // bytes
+
+// Reads a file that holds a PIN; a line feed at its end is not part of it. The caller wipes the PIN. Throws
+// RefusedError when its path is not a trusted one, other accounts can read it, or it is empty or longer than
+// longestPinFile.
+std::string readPinFile(const std::string& path);
+
+} // namespace panelkitd

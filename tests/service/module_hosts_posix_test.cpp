@@ -1,0 +1,322 @@
+// SPDX-License-Identifier: MIT
+//
+// A PKCS#11 module that crashes, hangs or lies in one of its functions: only its own tokens notice, and they come back.
+// Who is logged in to a token is one account.
+#include <panelkit/bridge/command_stream.h>
+#include <panelkit/tokens/tokens_controller.h>
+
+#include "../support/other_user_posix.h"
+#include "../support/panelctl.h"
+#include "../support/running_service.h"
+#include "../support/service_fixture.h"
+
+#include <panelkit/certs/cert_records.h>
+#include <testing/token_module_control.h>
+#include <vocabulary/refusals.h>
+#include <vocabulary/tokens.h>
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include <atomic>
+#include <fstream>
+#include <thread>
+#include <vector>
+
+using panelkit::Command;
+using panelkit::testing::TokenModuleControl;
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using testing::HasSubstr;
+using vocabulary::Refused;
+using namespace std::chrono_literals;
+namespace tokenField = vocabulary::token;
+namespace flag = vocabulary::tokenFlag;
+
+namespace {
+
+const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
+
+template <class... Fields>
+std::string payloadOf(const Fields&... fields) {
+    std::string payload;
+    CommandStreamOut(payload).append(fields...);
+    return payload;
+}
+
+// A front end with a connection of its own.
+class Client {
+public:
+    Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
+    ~Client() { CommandSender::Instance().CloseSession(session_); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool send(Command command, const std::string& payload, std::string* reply = nullptr) {
+        const panelkit::CommandRow& row = panelkit::commandRow(command);
+        return session_->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
+                                       static_cast<unsigned>(payload.size()), reply);
+    }
+
+private:
+    BridgeSession* session_;
+};
+
+// Clients that work on one token until they are asked to end; what they are refused is kept.
+class Workers {
+public:
+    Workers(const TokenInfo& token, unsigned count) {
+        for (unsigned i = 0; i < count; ++i) {
+            threads_.emplace_back([this, token, name = "key " + std::to_string(i)] { work(token, name); });
+        }
+    }
+    // The first refusal, and how many commands were carried out.
+    std::pair<std::string, unsigned> end() {
+        ended_ = true;
+        for (std::thread& thread : threads_) thread.join();
+        threads_.clear();
+        return {refusal_, done_};
+    }
+    ~Workers() { end(); }
+    Workers(const Workers&) = delete;
+    Workers& operator=(const Workers&) = delete;
+
+private:
+    void work(const TokenInfo& token, const std::string& name) {
+        Client client;
+        const PresharedKeyInfo key{name};
+        while (!ended_) {
+            note(client.send(Command::EnumProviderTokens, ""));
+            note(client.send(Command::CreatePresharedKey, payloadOf(token, name, std::string("secret value"))));
+            note(client.send(Command::EnumPresharedKeys, ""));
+            note(client.send(Command::DeletePresharedKey, payloadOf(token, key)));
+            std::this_thread::sleep_for(200ms);
+        }
+    }
+    void note(bool carriedOut) {
+        if (carriedOut) {
+            ++done_;
+            return;
+        }
+        const std::scoped_lock lock(mutex_);
+        if (refusal_.empty()) refusal_ = bridge::lastFailure().text();
+    }
+
+    std::atomic<bool> ended_{false};
+    std::atomic<unsigned> done_{0};
+    std::mutex mutex_;
+    std::string refusal_;
+    std::vector<std::thread> threads_;
+};
+
+class AnUntrustedModule : public testing::Test {
+protected:
+    AnUntrustedModule() {
+        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "1234"});
+        control.insert("reader", "office");
+        closePooledSessions();
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+    }
+    ~AnUntrustedModule() override { closePooledSessions(); }
+
+    // A fresh process, which has not failed yet, and is logged in to its token.
+    void loadAgain() {
+        control.clearFaults();
+        ProviderInfo info;
+        info.*vocabulary::provider::path = module;
+        info.*vocabulary::provider::name = "card";
+        controller.ProviderUnload(info);
+        ASSERT_TRUE(controller.ProviderLoad(info)) << bridge::lastFailure().text();
+        ASSERT_TRUE(controller.TokenLogin(token("Office"), "1234", false, nullptr)) << bridge::lastFailure().text();
+    }
+    TokenInfo token(const std::string& label) {
+        std::vector<TokenInfo> listed;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
+        for (const TokenInfo& candidate : listed) {
+            if (candidate.*tokenField::label == label) return candidate;
+        }
+        ADD_FAILURE() << "no token \"" << label << "\"";
+        return {};
+    }
+    // A token of the embedded provider that is logged in.
+    TokenInfo safe() {
+        EXPECT_TRUE(controller.TokenInitialize(token(""), "Safe", "so-pin-1", "user-1", false));
+        EXPECT_TRUE(controller.TokenLogin(token("Safe"), "user-1", false, nullptr)) << bridge::lastFailure().text();
+        return token("Safe");
+    }
+    std::vector<TokenInfo> listed() {
+        std::vector<TokenInfo> tokens;
+        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, tokens)) << bridge::lastFailure().text();
+        std::erase_if(tokens, [](const TokenInfo& token) { return token.*tokenField::label != "Office"; });
+        return tokens;
+    }
+    bool isLoggedIn() {
+        const auto tokens = listed();
+        return !tokens.empty() && (tokens[0].flags & flag::loggedIn) != 0;
+    }
+    template <class Condition>
+    static bool waitFor(Condition holds) {
+        for (int i = 0; i < 200; ++i, std::this_thread::sleep_for(100ms)) {
+            if (holds()) return true;
+        }
+        return false;
+    }
+    // Waits until the module runs again.
+    bool comesBack() {
+        return waitFor([this] { return !listed().empty() && bridge::lastRemarks().empty(); });
+    }
+
+    TokenModuleControl control;
+    RunningService service{
+        {"--allow-module", module, "--users-group", "games", "--module-timeout", "1", "--token-poll", "1"},
+        {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}}};
+    VpnTokensController controller;
+};
+
+// A function of the module, and what makes the service call it.
+struct Reached {
+    const char* function;
+    Command command;
+    bool isListing; // which is answered without the token
+};
+
+constexpr Reached reachedBy[] = {
+    {"C_GetSlotList", Command::EnumProviderTokens, true},      {"C_GetTokenInfo", Command::EnumProviderTokens, true},
+    {"C_GetSessionInfo", Command::EnumProviderTokens, true},   {"C_FindObjectsInit", Command::EnumPresharedKeys, true},
+    {"C_FindObjects", Command::EnumPresharedKeys, true},       {"C_FindObjectsFinal", Command::EnumPresharedKeys, true},
+    {"C_GetAttributeValue", Command::EnumPresharedKeys, true}, {"C_CreateObject", Command::CreatePresharedKey, false},
+    {"C_DestroyObject", Command::DeletePresharedKey, false},   {"C_SeedRandom", Command::InitTokenRNG, false},
+    {"C_SetPIN", Command::TokenChangePassword, false},         {"C_Logout", Command::TokenLogout, false},
+    {"C_InitToken", Command::TokenInitialize, false},
+};
+
+std::string payloadFor(Command command, const TokenInfo& office) {
+    switch (command) {
+    case Command::CreatePresharedKey: return payloadOf(office, std::string("new"), std::string("secret value"));
+    case Command::DeletePresharedKey: return payloadOf(office, PresharedKeyInfo{"there"});
+    case Command::InitTokenRNG: return payloadOf(office, std::string("seed"));
+    case Command::TokenChangePassword: return payloadOf(office, std::string("1234"), std::string("5678"), false, false);
+    case Command::TokenLogout: return payloadOf(office);
+    case Command::TokenInitialize:
+        return payloadOf(office, std::string("Office"), std::string("so-secret"), std::string("1234"), true);
+    default: return {};
+    }
+}
+
+TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
+    Workers workers(safe(), 8);
+    Client client;
+    for (const bool crash : {true, false}) {
+        for (const Reached& row : reachedBy) {
+            if (!crash && row.command == Command::TokenInitialize) continue; // it may take minutes
+            SCOPED_TRACE(std::string(row.function) + (crash ? " crashes" : " hangs"));
+            loadAgain();
+            const TokenInfo office = token("Office");
+            client.send(Command::CreatePresharedKey, payloadOf(office, std::string("there"), std::string("value")));
+            crash ? control.crash(row.function) : control.hang(row.function);
+            const bool answered = client.send(row.command, payloadFor(row.command, office));
+            EXPECT_EQ(answered, row.isListing);
+            if (row.isListing) {
+                ASSERT_FALSE(bridge::lastRemarks().empty());
+                EXPECT_EQ(static_cast<Refused>(bridge::lastRemarks()[0].code), Refused::incomplete);
+            } else {
+                EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::moduleFailed);
+                EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("the module of provider \"card\""));
+            }
+        }
+        control.clearFaults();
+        EXPECT_TRUE(comesBack());
+    }
+    const auto [refusal, done] = workers.end();
+    EXPECT_EQ(refusal, "");
+    EXPECT_GT(done, 100U);
+    EXPECT_TRUE(token("Safe").flags & flag::loggedIn);
+}
+
+TEST_F(AnUntrustedModule, ThatCrashesAtEachStartIsTriedLessAndLessOften) {
+    loadAgain();
+    control.recordCalls();
+    control.crash("C_Initialize");
+    control.crash("C_Logout");
+    EXPECT_FALSE(controller.TokenLogout(token("Office")));
+    const std::uint64_t before = control.calls("C_Initialize");
+    std::this_thread::sleep_for(5s); // a second's pause, and then a minute's
+    EXPECT_EQ(control.calls("C_Initialize") - before, 1U);
+    EXPECT_THAT(service.log(), HasSubstr("the module of provider card was not started again"));
+}
+
+// "There are none" would be the wrong answer.
+TEST_F(AnUntrustedModule, IsNamedByListsAndLookUpsOfTheConsole) {
+    loadAgain();
+    control.hang("C_FindObjectsInit");
+    const auto list = panelctl(service.endpoint(), {"psk", "list"});
+    EXPECT_EQ(list.status, 14);
+    EXPECT_EQ(list.output, "");
+    EXPECT_THAT(list.error, HasSubstr("this list is incomplete"));
+    EXPECT_THAT(list.error, HasSubstr("could not be read: the module of provider \"card\""));
+    const auto removal = panelctl(service.endpoint(), {"psk", "delete", "key", "--yes"});
+    EXPECT_EQ(removal.status, 14) << "not that there is no such key";
+    EXPECT_THAT(removal.error, HasSubstr("as far as the tokens could be read"));
+}
+
+// ---- log-ins
+
+TEST_F(AnUntrustedModule, IsLoggedInToByTheServiceWithAPinFromAFile) {
+    const std::string path = service.folder().file("pin");
+    std::ofstream(path) << "1234\n";
+    service.terminate();
+    RunningService own(
+        {"--allow-module", module, "--token-poll", "1", "--module-timeout", "1", "--pin-file", "Office=" + path},
+        {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}});
+    closePooledSessions();
+    CommandSender::Instance().SetEndpoint(own.endpoint());
+    ProviderInfo info;
+    info.*vocabulary::provider::path = module;
+    info.*vocabulary::provider::name = "card";
+    ::chmod(path.c_str(), 0640);
+    ASSERT_TRUE(controller.ProviderLoad(info));
+    EXPECT_TRUE(waitFor([&] { return own.log().find("can be read by other accounts") != std::string::npos; }));
+    EXPECT_FALSE(isLoggedIn());
+
+    ::chmod(path.c_str(), 0600);
+    control.remove("reader");
+    EXPECT_TRUE(waitFor([&] { return listed().empty(); }));
+    std::this_thread::sleep_for(1500ms); // until the service has seen it, too
+    control.insert("reader", "office");
+    EXPECT_TRUE(waitFor([&] { return isLoggedIn(); })) << own.log();
+    control.crash("C_SeedRandom");
+    EXPECT_FALSE(controller.InitTokenRNG(token("Office"), "seed"));
+    control.clearFaults();
+    EXPECT_TRUE(waitFor([&] { return isLoggedIn(); })) << "after the module was started again\n" << own.log();
+    EXPECT_TRUE(controller.TokenLogout(token("Office")));
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_FALSE(isLoggedIn()) << "somebody wanted that";
+
+    std::ofstream(path) << "wrong\n";
+    for (int i = 0; i < 3; ++i) { // as often as would lock it
+        ASSERT_TRUE(controller.ReloadAll());
+        EXPECT_TRUE(waitFor([&] { return own.log().find("The PIN is wrong") != std::string::npos; }));
+    }
+    EXPECT_EQ(control.counters("office").userTriesLeft, 2U);
+}
+
+TEST_F(AnUntrustedModule, IsLoggedInToByOneAccount) {
+    if (!OtherUser::canBecome()) GTEST_SKIP() << "only root can become somebody else";
+    const OtherUser other(service.endpoint());
+    const auto asNobody = [&](std::vector<std::string> arguments, const std::string& input) {
+        return other.run("nobody", "--groups=games", std::move(arguments), input);
+    };
+    loadAgain(); // which logs in as root
+    EXPECT_THAT(asNobody({"token", "logout", "Office"}, "").error, HasSubstr("in use"));
+    EXPECT_THAT(asNobody({"token", "login", "Office", "--pin-stdin"}, "1234\n").error, HasSubstr("in use"))
+        << "that the PIN is right is not told";
+    EXPECT_TRUE(token("Office").flags & flag::loggedIn);
+    EXPECT_TRUE(controller.TokenLogout(token("Office")));
+    EXPECT_EQ(asNobody({"token", "login", "Office", "--pin-stdin"}, "1234\n").status, 0);
+    EXPECT_FALSE(controller.TokenLogin(token("Office"), "1234", false, nullptr));
+    EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::inUseByAnother);
+    EXPECT_TRUE(controller.TokenLogout(token("Office"))) << "an administrator may";
+}
+
+} // namespace
