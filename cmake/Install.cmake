@@ -63,6 +63,7 @@ set(platform_headers
     system/guarded.h
     system/wipe.h
     text/ascii.h
+    text/escape.h
     text/join.h
     text/utf8_character.h
     text/utf8_path.h)

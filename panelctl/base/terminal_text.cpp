@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/terminal_text.h>
 
-#include <platform/text/ascii.h>
 #include <platform/text/utf8_character.h>
 
 #include <algorithm>
@@ -32,10 +31,6 @@ constexpr std::array twoColumns{Range{0x1100, 0x115F},   Range{0x231A, 0x231B}, 
                                 Range{0xFF00, 0xFF60},   Range{0xFFE0, 0xFFE6},   Range{0x1F300, 0x1F64F},
                                 Range{0x1F680, 0x1F6FF}, Range{0x1F900, 0x1F9FF}, Range{0x20000, 0x3FFFD}};
 
-// Invisible characters that change the direction of writing, or end a line.
-constexpr std::array hidden{Range{0x0000, 0x001F}, Range{0x007F, 0x009F}, Range{0x061C, 0x061C}, Range{0x200E, 0x200F},
-                            Range{0x2028, 0x202E}, Range{0x2066, 0x2069}, Range{0xFEFF, 0xFEFF}};
-
 template <class Ranges>
 bool in(const Ranges& ranges, char32_t character) {
     return std::any_of(ranges.begin(), ranges.end(),
@@ -57,25 +52,6 @@ int displayWidth(std::string_view utf8) {
 std::string padded(std::string_view utf8, int width) {
     const int missing = width - displayWidth(utf8);
     return std::string(utf8) + std::string(static_cast<std::size_t>(std::max(missing, 0)), ' ');
-}
-
-std::string escaped(std::string_view text) {
-    std::string safe;
-    while (!text.empty()) {
-        const platform::Utf8Character next = platform::firstCharacter(text);
-        if (!next.good) {
-            for (const char c : text.substr(0, next.bytes))
-                safe += "\\x" + platform::hexNumber(static_cast<unsigned char>(c), 2);
-        } else if (next.character < 0x100 && in(hidden, next.character)) {
-            safe += "\\x" + platform::hexNumber(next.character, 2);
-        } else if (in(hidden, next.character)) {
-            safe += "\\u{" + platform::hexNumber(next.character, 2) + "}";
-        } else {
-            safe += text.substr(0, next.bytes);
-        }
-        text.remove_prefix(next.bytes);
-    }
-    return safe;
 }
 
 } // namespace panelctl

@@ -3,6 +3,8 @@
 // Text for a terminal: how many columns it takes, and made harmless, so that nothing in it acts on the terminal.
 #pragma once
 
+#include <platform/text/escape.h>
+
 #include <string>
 #include <string_view>
 
@@ -14,8 +16,7 @@ int displayWidth(std::string_view utf8);
 // The text, followed by blanks up to `width` columns. A longer text is not cut.
 std::string padded(std::string_view utf8, int width);
 
-// Text that comes from tokens, certificates and files, made harmless: control characters, line ends, marks that turn
-// the direction of writing, and bytes that are not UTF-8 are shown as \x1B or \u{202E}.
-std::string escaped(std::string_view text);
+// For text that comes from tokens, certificates and files.
+using platform::escaped;
 
 } // namespace panelctl

@@ -2,6 +2,7 @@
 #include <service/base/log.h>
 
 #include <platform/system/clock.h>
+#include <platform/text/escape.h>
 
 #include <atomic>
 #include <chrono>
@@ -26,12 +27,10 @@ bool journalReads() {
     return reads;
 }
 
-// Text from tokens and clients may hold line ends: a line of the log is one line.
-std::string oneLine(std::string text) {
-    for (char& c : text) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = ' ';
-    }
-    return text;
+// Tokens and clients decide on some of the text.
+std::string oneLine(const std::string& text) {
+    constexpr std::size_t longest = 8000; // bytes; names are shorter already (platform::quotedName)
+    return platform::escaped(platform::shortened(text, longest));
 }
 
 void write(LogLevel needed, Priority priority, const std::string& text) {

@@ -9,6 +9,7 @@
 #include <service/certs/preshared_keys.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/escape.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
@@ -67,7 +68,7 @@ std::optional<CredentialList> CertCommands::credentials() {
 CertInfo readCertificate(Call& call) {
     CertInfo certificate;
     call.in >> certificate;
-    call.subject += ", certificate " + certificate.fingerprint;
+    call.subject += ", certificate " + platform::quotedName(certificate.fingerprint);
     return certificate;
 }
 
@@ -197,7 +198,7 @@ std::string CertCommands::importCertificate(Call& call) {
     if (!file || wish.item >= file->certificates.size()) {
         return answered<ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
     }
-    call.subject += ", " + file->certificates[wish.item].facts->info.subject;
+    call.subject += ", " + platform::quotedName(file->certificates[wish.item].facts->info.subject);
     try {
         HeldToken token = state_->providers.hold(info);
         const LoginForOnce login(token, withPin ? &pin : nullptr, call.account());
@@ -217,7 +218,7 @@ std::string CertCommands::importCrl(Call& call) {
         return answered<ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
     }
     const FileCrl& crl = file->crls[item];
-    call.subject += ", CRL of " + crl.facts->info.issuer;
+    call.subject += ", CRL of " + platform::quotedName(crl.facts->info.issuer);
     const Holdings everything = state_->look(); // before the token is held: it may be looked at as well
     try {
         HeldToken token = state_->providers.hold(info);
@@ -244,7 +245,7 @@ std::string CertCommands::deleteCrl(Call& call) {
     const TokenInfo info = readToken(call);
     CRLInfo record;
     call.in >> record;
-    call.subject += ", CRL of " + record.issuer;
+    call.subject += ", CRL of " + platform::quotedName(record.issuer);
     HeldToken token = state_->providers.hold(info);
     token.requireWritable();
     destroyMatching(

@@ -10,6 +10,7 @@
 #include <service/certs/request_maker.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
 
 namespace panelkitd {
@@ -60,7 +61,7 @@ std::string CertCommands::createPresharedKey(Call& call) {
     std::string name, value;
     const platform::WipeOnExit wiped(value);
     call.in >> name >> value;
-    call.subject += ", preshared key \"" + name + "\"";
+    call.subject += ", preshared key " + platform::quotedName(name);
     HeldToken token = state_->providers.hold(info);
     panelkitd::createPresharedKey(token, name, value);
     return encoded(true);
@@ -70,7 +71,7 @@ std::string CertCommands::deletePresharedKey(Call& call) {
     const TokenInfo info = readToken(call);
     PresharedKeyInfo record;
     call.in >> record;
-    call.subject += ", preshared key \"" + record.name + "\"";
+    call.subject += ", preshared key " + platform::quotedName(record.name);
     HeldToken token = state_->providers.hold(info);
     token.requireWritable();
     destroyMatching(token, readPresharedKeys(token), N_("the preshared key is not on the token"),
@@ -87,7 +88,8 @@ std::string CertCommands::requestKeyInfo(Call& call) {
 std::string CertCommands::makeRequest(Call& call) {
     const TokenInfo info = readToken(call);
     const CertRequestInfo wish = readWish(call);
-    call.subject += ", request for " + (wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
+    call.subject +=
+        ", request for " + platform::quotedName(wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
     std::string request;
     try {
         HeldToken token = state_->providers.hold(info);

@@ -5,6 +5,7 @@
 #include <service/base/refused.h>
 #include <service/modules/cryptoki.h>
 
+#include <platform/text/escape.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
@@ -191,7 +192,7 @@ std::vector<UnseenTokens> forEachToken(const Providers& providers,
                 HeldToken held = provider->holdForListing(token);
                 use(held, token);
             } catch (const RefusedError& error) {
-                logError("token \"" + token.*vocabulary::token::label + "\": " + error.what());
+                logError("token " + platform::quotedName(token.*vocabulary::token::label) + ": " + error.what());
                 unseen.push_back({RefusedError(vocabulary::Refused::incomplete, "the token \"%s\" could not be read",
                                                token.*vocabulary::token::label)
                                       .because(error)

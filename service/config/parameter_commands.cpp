@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/parameter_commands.h>
 
+#include <platform/text/escape.h>
 #include <platform/text/join.h>
 
 namespace panelkitd {
@@ -10,7 +11,7 @@ namespace {
 std::string readSection(Call& call) {
     std::string section;
     call.in >> section;
-    call.subject = "section " + section.substr(0, 32);
+    call.subject = "section " + platform::quotedName(section);
     return section;
 }
 

@@ -7,6 +7,7 @@
 
 #include <panelkit/bridge/payload.h>
 #include <platform/system/host.h>
+#include <platform/text/escape.h>
 #include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>
 
@@ -85,7 +86,7 @@ std::string driverText(std::uint32_t mode) {
 }
 
 void describeInAudit(Call& call, const std::string& name, const Policies::Outcome& outcome) {
-    if (!name.empty()) call.subject += (call.subject.empty() ? "\"" : " \"") + name + "\"";
+    if (!name.empty()) call.subject += (call.subject.empty() ? "" : " ") + platform::quotedName(name);
     if (!outcome.activated) call.subject += (call.subject.empty() ? "(" : " (") + outcome.message + ")";
 }
 

@@ -5,6 +5,7 @@
 #include <service/base/refused.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
 
 #include <utility>
@@ -23,7 +24,7 @@ ProviderInfo readProvider(Call& call) {
     ProviderInfo provider;
     call.in >> provider;
     const std::string& path = provider.*vocabulary::provider::path;
-    call.subject = "provider " + (path.empty() ? provider.*vocabulary::provider::name : path);
+    call.subject = "provider " + platform::quotedName(path.empty() ? provider.*vocabulary::provider::name : path);
     return provider;
 }
 
@@ -148,7 +149,7 @@ std::string TokenCommands::initialize(Call& call) {
         watcher_.providersChanged(); // a log-in may have ended, and the token may be erased all the same
         throw;
     }
-    call.subject += " as \"" + wish.label + "\"";
+    call.subject += " as " + platform::quotedName(wish.label);
     tell(&TokenWatcher::initialized, token);
     return success;
 }

@@ -5,6 +5,7 @@
 #include <service/modules/trusted_file.h>
 
 #include <platform/system/wipe.h>
+#include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
 
 namespace panelkitd {
@@ -39,12 +40,12 @@ void UnattendedLogins::login(Provider& provider, const TokenInfo& token, const T
         HostLogin login{readPinFile(path), false};
         HeldToken held = provider.hold(token);
         held.login(login, Account());
-        logEvent("logged in to token \"" + token.*field::label + "\" with the PIN of " + path);
+        logEvent("logged in to token " + platform::quotedName(token.*field::label) + " with the PIN of " + path);
         tell(held.info());
     } catch (const RefusedError& refused) {
         if (refused.reason == Refused::wrongPin || refused.reason == Refused::pinLocked) wrongPinFiles_.insert(path);
-        logError("not logged in to token \"" + token.*field::label + "\" with the PIN of " + path + ": " +
-                 refused.what());
+        logError("not logged in to token " + platform::quotedName(token.*field::label) + " with the PIN of " + path +
+                 ": " + refused.what());
     }
 }
 

@@ -51,7 +51,7 @@ TEST_F(TheConfiguration, IsKeptOverARestartOnceItIsCommitted) {
     EXPECT_EQ(config({"set", "IKE.EXCHANGE_TIMEOUT", "90"}).status, 0);
     EXPECT_EQ(config({"set", "CERTMON.SMTP_PASSWORD", "--value-stdin"}, "hunter2\n").status, 0);
     EXPECT_EQ(config({"commit"}).status, 0);
-    EXPECT_THAT(service.log(), AllOf(HasSubstr("WriteGroup section IKE: done"), Not(HasSubstr("hunter2"))));
+    EXPECT_THAT(service.log(), AllOf(HasSubstr("WriteGroup section \"IKE\": done"), Not(HasSubstr("hunter2"))));
     restart();
     EXPECT_EQ(get("IKE.EXCHANGE_TIMEOUT"), "90");
     EXPECT_EQ(get("CERTMON.SMTP_PASSWORD"), "hunter2");

@@ -214,7 +214,7 @@ TEST_F(TheConfiguration, SetsTheLevelOfTheLogWhenItIsCommittedAndFromTheNextStar
     ASSERT_TRUE(log.load());
     log.LOG_LEVEL.value = 0;
     ASSERT_TRUE(log.save());
-    expectLogged("WriteGroup section LOG: done");
+    expectLogged("WriteGroup section \"LOG\": done");
     ASSERT_TRUE(writeToDisk());
     ASSERT_TRUE(writeToDisk());
     log.LOG_LEVEL.value = 99; // not a level: the command line's is used

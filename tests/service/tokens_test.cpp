@@ -242,6 +242,19 @@ TEST_F(TheService, WritesAnAuditLineWithoutSecretsForWhatActs) {
     for (const char* secret : {"a-wrong-pin", "user-1", "so-pin-1"}) EXPECT_THAT(ended.error, Not(HasSubstr(secret)));
 }
 
+// Whoever names an object could write what he likes into the log.
+TEST_F(TheService, WritesNamesIntoTheLogSoThatNoneLooksLikeAnOutcome) {
+    TokenInfo forged;
+    forged.*tokenField::label = "x\": done\n2026-01-01T00:00:00Z audit: root \u202E\u200B" + std::string(1 << 20, 'y');
+    EXPECT_FALSE(controller.TokenLogin(forged, "1234", false, nullptr));
+    const std::string log = service.terminate().error;
+    EXPECT_THAT(log,
+                HasSubstr("TokenLogin token \"x\\\": done\\x0A2026-01-01T00:00:00Z audit: root \\u{202E}\\u{200B}yy"));
+    EXPECT_THAT(log, HasSubstr("...\" (\"\"): refused"));
+    EXPECT_THAT(log, Not(HasSubstr("\naudit: root \u202E")));
+    EXPECT_LT(log.size(), 20'000U);
+}
+
 TEST_F(TheService, SharesItsStateFolderWithNoOther) {
     platform::ChildOptions second;
     second.arguments = {builtProgram("panelkitd"), "--endpoint", service.folder().file("second"), "--state",

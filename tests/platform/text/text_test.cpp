@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>
+#include <platform/text/escape.h>
 #include <platform/text/join.h>
 
 #include <gtest/gtest.h>
@@ -28,6 +29,16 @@ TEST(HexDigits, AreReadInEitherCaseAndWrittenInUpperCase) {
         EXPECT_EQ(hexValue(asciiLower(hexDigit(value))), value);
     }
     for (const char c : {'/', ':', '@', 'G', '`', 'g', '\0', '\xC1'}) EXPECT_EQ(hexValue(c), std::nullopt) << c;
+}
+
+TEST(TextOfOthers, CanNotActOnAReader) {
+    EXPECT_EQ(escaped("a\u200Bb\u2064\uFEFF\u00AD\U000E0041\u2029"),
+              "a\\u{200B}b\\u{2064}\\u{FEFF}\\xAD\\u{E0041}\\u{2029}");
+    EXPECT_EQ(quotedName("a\"b\\"), "\"a\\\"b\\\\\"");
+    EXPECT_EQ(shortened("abc", 3), "abc");
+    EXPECT_EQ(shortened("aüb", 2), "a...") << "characters stay whole";
+    EXPECT_EQ(shortened("\xFF\xFF\xFF", 2), "\xFF\xFF...");
+    EXPECT_EQ(quotedName(std::string(300, 'x')), "\"" + std::string(200, 'x') + "...\"");
 }
 
 TEST(JoinedNames, HaveTheSeparatorBetweenThem) {
