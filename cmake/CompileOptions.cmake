@@ -9,7 +9,7 @@ target_compile_options(panelkit_options INTERFACE
     $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>
     $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety -Wno-unknown-warning-option>)
 target_compile_definitions(panelkit_options INTERFACE
-    $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>
+    $<$<OR:$<CONFIG:Debug>,$<NOT:$<BOOL:${WIN32}>>>:_GLIBCXX_ASSERTIONS>
     $<$<BOOL:${WIN32}>:_WIN32_WINNT=0x0A00 WIN32_LEAN_AND_MEAN UNICODE _UNICODE>)
 
 # Sanitizers and hardening apply to everything that is built here, including the packaged test framework.
@@ -17,7 +17,11 @@ if(PANELKIT_SANITIZE)
     add_compile_options(-fsanitize=${PANELKIT_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
     add_link_options(-fsanitize=${PANELKIT_SANITIZE})
 elseif(NOT WIN32)
-    add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong>)
+    add_compile_options($<$<CONFIG:Release>:-fstack-protector-strong> $<$<CONFIG:Release>:-fstack-clash-protection>
+                        $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+    if(CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
+        add_compile_options($<$<CONFIG:Release>:-fcf-protection=full>)
+    endif()
     add_link_options($<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 endif()
 
