@@ -93,7 +93,14 @@ void Daemon::serve(TerminationRequest& termination) {
     termination.awaitReaction();
 }
 
+// A module that hangs may hold a watch: after the grace it is ended.
 bool Daemon::stopWatches(Clock::time_point deadline) {
+    if (watchesStopBefore(deadline)) return true;
+    providers_.killModules();
+    return watchesStopBefore(Clock::now() + std::chrono::milliseconds(500));
+}
+
+bool Daemon::watchesStopBefore(Clock::time_point deadline) {
     const auto left = [deadline] {
         const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
         return std::max(time, std::chrono::milliseconds(100));

@@ -36,6 +36,7 @@ private:
 
     void listenToConfiguration();
     bool stopWatches(Clock::time_point deadline);
+    bool watchesStopBefore(Clock::time_point deadline);
 
     const Options& options_;
     StateFolder state_;
