@@ -206,8 +206,8 @@ bridge::Remark ModuleHost::notRunning() const {
         return remark(Refused::moduleFailed, "the module of provider \"%s\" is not loaded", settings_.name);
     }
     return remark(Refused::moduleFailed,
-                  "the module of provider \"%s\" has stopped working; it is started again in %d seconds",
-                  settings_.name, secondsUntil(notBefore_));
+                  "the module of provider \"%s\" has stopped working; it is started again in %d s", settings_.name,
+                  secondsUntil(notBefore_));
 }
 
 HostPatience ModuleHost::forListing() const {
