@@ -15,15 +15,26 @@
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/commands.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <vector>
 
 namespace panelkit {
 
 // Bytes that are in stream form already, for a field that the row has as Bytes.
 struct Encoded {
     std::string_view bytes;
+};
+
+// What a field that the row has as Pairs is a vector of.
+template <class First, class Second>
+struct Pair {
+    First first;
+    Second second;
+
+    static auto fields(auto& self, auto&& io) { return io(self.first, self.second); }
 };
 
 // Whether a value of the type `Given` is what the row has as `Field`.
@@ -35,11 +46,16 @@ template <>
 inline constexpr bool isField<Optional<std::string>, std::string_view> = true;
 template <>
 inline constexpr bool isField<Bytes, Encoded> = true;
+template <class Count, class First, class Second>
+inline constexpr bool isField<Pairs<Count, First, Second>, std::vector<Pair<First, Second>>> =
+    sizeof(Count) == sizeof(std::uint32_t); // the count of a vector
 
 template <class Field>
 constexpr bool mayBeMissing = false;
 template <class Type>
 inline constexpr bool mayBeMissing<Optional<Type>> = true;
+template <class First, class Second>
+inline constexpr bool mayBeMissing<MorePairs<First, Second>> = true;
 
 // Whether values of the types are the fields of a row: all but those that may be missing, or the first of them.
 enum class Extent : unsigned char { all, first };

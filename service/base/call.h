@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// One command as its handler sees it, and functions that all handlers use: reading the record at the start of a
-// request, and writing replies.
+// One command as its handler sees it, and a function that most handlers use: it reads the record at the start of a
+// request.
 #pragma once
 
 #include <service/base/access.h>
@@ -25,17 +25,6 @@ struct Call {
     std::string outcome; // for the audit line, if the reply's first byte does not say how the command ended
     Remarks remarks;     // sent with the reply
 };
-
-// The reply of a command that acted.
-inline const std::string success(1, '\1');
-
-// A reply with these fields.
-template <class... Fields>
-std::string encoded(const Fields&... fields) {
-    std::string reply;
-    CommandStreamOut(reply).append(fields...);
-    return reply;
-}
 
 // Reads the first record of most requests; the audit line names it.
 PKCS11::TokenInfo readToken(Call& call);

@@ -10,7 +10,10 @@
 #include <service/certs/importer.h>
 #include <service/certs/parsed_files.h>
 
+#include <panelkit/bridge/payload.h>
 #include <panelkit/certs/cert_records.h>
+#include <panelkit/certs/cert_results.h>
+#include <vocabulary/certs.h>
 
 #include <string>
 #include <vector>
@@ -31,23 +34,20 @@ struct CertCommands::State {
 // Reads the second record of requests for one certificate; the audit line names it too.
 CertInfo readCertificate(Call& call);
 
-// The reply of a listing: a count, and pairs from parallel lists.
-template <class Object>
-std::string encodedPairs(const std::vector<PKCS11::TokenInfo>& tokens, const std::vector<Object>& objects) {
-    std::string reply;
-    CommandStreamOut out(reply);
-    out << static_cast<std::uint32_t>(objects.size());
-    for (std::size_t i = 0; i < objects.size(); ++i) out.append(tokens[i], objects[i]);
-    return reply;
-}
+// Results as the rows have them.
+constexpr auto ofRow(vocabulary::ParseResult result) { return static_cast<ParseCertFileResult>(result); }
+constexpr auto ofRow(vocabulary::ImportCert result) { return static_cast<ImportCertResult>(result); }
+constexpr auto ofRow(vocabulary::ImportCrl result) { return static_cast<ImportCRLResult>(result); }
+constexpr auto ofRow(vocabulary::ExportCert result) { return static_cast<ExportCertResult>(result); }
+constexpr auto ofRow(vocabulary::MakeRequest result) { return static_cast<MakeCertRequestResult>(result); }
 
 // A reply that begins with a result. The reasons for the result are sent to the front end and to the audit line.
-template <class Result, class... Fields>
+template <panelkit::Command command, class Result, class... Fields>
 std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
-    const auto number = static_cast<std::uint32_t>(outcome.result);
-    call.outcome = number == 0 ? "done" : "failed (" + inEnglish(outcome.why) + ")";
+    const bool done = outcome.result == Result{};
+    call.outcome = done ? "done" : "failed (" + inEnglish(outcome.why) + ")";
     call.remarks = outcome.why;
-    return encoded(number, fields...);
+    return panelkit::encodeReply<command>(ofRow(outcome.result), fields...);
 }
 
 // Destroys the objects of a token for which `matches` holds. If there are none, throws a refusal with the wording

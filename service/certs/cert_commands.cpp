@@ -18,6 +18,8 @@
 namespace panelkitd {
 
 using Loc::N_;
+using panelkit::Command;
+using panelkit::encodeReply;
 using PKCS11::TokenInfo;
 using platform::WipeOnExit;
 using vocabulary::CertSelector;
@@ -117,7 +119,7 @@ std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
     for (std::size_t i = 0; i < file.certificates.size(); ++i) options.push_back(optionFor(file, i, holdings));
     std::vector<CRLInfo> crls;
     for (const FileCrl& crl : file.crls) crls.push_back(crl.facts->info);
-    return encoded(static_cast<std::uint32_t>(ParseResult::parsed), tokens, options, crls);
+    return encodeReply<Command::ParseCertFile>(ofRow(ParseResult::parsed), tokens, options, crls);
 }
 
 } // namespace
@@ -129,30 +131,26 @@ std::string CertCommands::enumCertificates(Call& call) {
     call.in >> selector;
     const Holdings holdings = state_->look();
     tellUnseen(call, holdings.unseen());
-    std::vector<TokenInfo> tokens;
-    std::vector<CertInfo> certificates;
+    std::vector<panelkit::Pair<TokenInfo, CertInfo>> certificates;
     for (const TokenObjects& token : holdings.tokens()) {
         for (const StoredCertificate& certificate : token.certificates) {
             CertInfo info = holdings.describe({&token, &certificate});
             if (!isSelected(static_cast<CertSelector>(selector), info)) continue;
-            tokens.push_back(token.token);
-            certificates.push_back(std::move(info));
+            certificates.push_back({token.token, std::move(info)});
         }
     }
-    return encodedPairs(tokens, certificates);
+    return encodeReply<Command::EnumCertificates>(certificates);
 }
 
 std::string CertCommands::enumCrls(Call& call) {
-    std::vector<TokenInfo> tokens;
-    std::vector<CRLInfo> crls;
+    std::vector<panelkit::Pair<TokenInfo, CRLInfo>> crls;
     const auto unseen = forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo& info) {
         for (const StoredCrl& crl : readCrls(token, state_->cache)) {
-            tokens.push_back(info);
-            crls.push_back(crl.facts->info);
+            crls.push_back({info, crl.facts->info});
         }
     });
     tellUnseen(call, unseen);
-    return encodedPairs(tokens, crls);
+    return encodeReply<Command::EnumCRLs>(crls);
 }
 
 // Tokens are read at every command anyway; this fills the cache again and shows tokens that can't be read.
@@ -182,7 +180,7 @@ std::string CertCommands::parseFile(Call& call) {
     } catch (const ParseError& error) {
         logDetail(std::string("a file was not parsed: ") + error.what());
         call.remarks = error.remarks;
-        return encoded(static_cast<std::uint32_t>(error.result));
+        return encodeReply<Command::ParseCertFile>(ofRow(error.result));
     }
 }
 
@@ -196,16 +194,17 @@ std::string CertCommands::importCertificate(Call& call) {
     if (withPin) call.in >> pin;
     const auto file = state_->parsed.find(call.session.number);
     if (!file || wish.item >= file->certificates.size()) {
-        return answered<ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
+        return answered<Command::ImportCertificate, ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
     }
     call.subject += ", " + platform::quotedName(file->certificates[wish.item].facts->info.subject);
     try {
         HeldToken token = state_->providers.hold(info);
         const LoginForOnce login(token, withPin ? &pin : nullptr, call.account());
-        return answered(call, panelkitd::importCertificate(token, *file, wish, state_->cache));
+        return answered<Command::ImportCertificate>(call,
+                                                    panelkitd::importCertificate(token, *file, wish, state_->cache));
     } catch (const RefusedError& refused) {
         if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
-        return answered<ImportCert>(call, {importResult(refused.reason), refused.remarks});
+        return answered<Command::ImportCertificate, ImportCert>(call, {importResult(refused.reason), refused.remarks});
     }
 }
 
@@ -215,16 +214,16 @@ std::string CertCommands::importCrl(Call& call) {
     call.in >> item;
     const auto file = state_->parsed.find(call.session.number);
     if (!file || item >= file->crls.size()) {
-        return answered<ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
+        return answered<Command::ImportCRL, ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
     }
     const FileCrl& crl = file->crls[item];
     call.subject += ", CRL of " + platform::quotedName(crl.facts->info.issuer);
     const Holdings everything = state_->look(); // before the token is held: it may be looked at as well
     try {
         HeldToken token = state_->providers.hold(info);
-        return answered(call, panelkitd::importCrl(token, crl, everything, state_->cache));
+        return answered<Command::ImportCRL>(call, panelkitd::importCrl(token, crl, everything, state_->cache));
     } catch (const RefusedError& refused) {
-        return answered<ImportCrl>(call, {importCrlResult(refused.reason), refused.remarks});
+        return answered<Command::ImportCRL, ImportCrl>(call, {importCrlResult(refused.reason), refused.remarks});
     }
 }
 

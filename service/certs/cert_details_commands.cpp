@@ -13,6 +13,8 @@
 namespace panelkitd {
 
 using Loc::N_;
+using panelkit::Command;
+using panelkit::encodeReply;
 using PKCS11::TokenInfo;
 using vocabulary::ExportCert;
 using vocabulary::Refused;
@@ -48,7 +50,8 @@ std::string CertCommands::certDetails(Call& call) {
     const PlacedCertificate certificate = holdings.find(token, record);
     CertExtentions details = describeFully(*certificate.certificate);
     details.revokedAt = holdings.revokedAt(*certificate.certificate->facts);
-    return encoded(holdings.describe(certificate), details, printed(*certificate.certificate));
+    return encodeReply<Command::GetCertDetails>(holdings.describe(certificate), details,
+                                                printed(*certificate.certificate));
 }
 
 std::string CertCommands::certChain(Call& call) {
@@ -56,13 +59,11 @@ std::string CertCommands::certChain(Call& call) {
     const CertInfo record = readCertificate(call);
     const Holdings holdings = state_->look();
     const std::vector<PlacedCertificate> chain = holdings.chainOf(holdings.find(token, record));
-    std::vector<TokenInfo> tokens;
-    std::vector<CertInfo> certificates;
+    std::vector<panelkit::Pair<TokenInfo, CertInfo>> links;
     for (const PlacedCertificate& link : chain) {
-        tokens.push_back(link.place->token);
-        certificates.push_back(holdings.describe(link));
+        links.push_back({link.place->token, holdings.describe(link)});
     }
-    return encoded(std::uint32_t{isComplete(chain)}) + encodedPairs(tokens, certificates);
+    return encodeReply<Command::GetCertChain>(std::uint32_t{isComplete(chain)}, links);
 }
 
 std::string CertCommands::verifyCert(Call& call) {
@@ -75,7 +76,7 @@ std::string CertCommands::verifyCert(Call& call) {
     how = withRevocation(how, state_->configuration.settings().crlProcessing);
     const Verdict verdict = verify(holdings, holdings.find(token, record), how, revokedAllTheSame);
     call.remarks = verdict.remarks;
-    return encoded(verdict.verified, verdict.text);
+    return encodeReply<Command::VerifyCert>(verdict.verified, verdict.text);
 }
 
 std::string CertCommands::exportCertificate(Call& call) {
@@ -90,7 +91,7 @@ std::string CertCommands::exportCertificate(Call& call) {
                           displayName(call.session.peer));
     }
     const auto answer = [&](const Outcome<ExportCert>& outcome) {
-        return answered(call, outcome, inEnglish(outcome.why));
+        return answered<Command::ExportCertificate>(call, outcome, inEnglish(outcome.why));
     };
     try {
         const Outcome<ExportCert> fit = checkWish(wish);
@@ -105,7 +106,8 @@ std::string CertCommands::exportCertificate(Call& call) {
         }
         std::vector<PlacedCertificate> chain{placed};
         if (wish.withChain) chain = holdings.chainOf(placed);
-        return answered<ExportCert>(call, ExportCert::exported, exported(wish, chain, key.get()));
+        return answered<Command::ExportCertificate, ExportCert>(call, ExportCert::exported,
+                                                                exported(wish, chain, key.get()));
     } catch (const RefusedError& refused) {
         if (refused.reason != Refused::noSuchToken && refused.reason != Refused::noSuchObject) throw;
         return answer({ExportCert::noSuchCertificate, refused.remarks});

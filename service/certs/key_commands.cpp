@@ -16,6 +16,8 @@
 namespace panelkitd {
 
 using Loc::N_;
+using panelkit::Command;
+using panelkit::encodeReply;
 using PKCS11::TokenInfo;
 using vocabulary::MakeRequest;
 using vocabulary::Refused;
@@ -44,16 +46,14 @@ CertRequestInfo readWish(Call& call) {
 // ---- preshared keys
 
 std::string CertCommands::enumPresharedKeys(Call& call) {
-    std::vector<TokenInfo> tokens;
-    std::vector<PresharedKeyInfo> keys;
+    std::vector<panelkit::Pair<TokenInfo, PresharedKeyInfo>> keys;
     const auto unseen = forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo& info) {
         for (StoredPresharedKey& key : readPresharedKeys(token)) {
-            tokens.push_back(info);
-            keys.push_back({std::move(key.name)});
+            keys.push_back({info, {std::move(key.name)}});
         }
     });
     tellUnseen(call, unseen);
-    return encodedPairs(tokens, keys);
+    return encodeReply<Command::EnumPresharedKeys>(keys);
 }
 
 std::string CertCommands::createPresharedKey(Call& call) {
@@ -64,7 +64,7 @@ std::string CertCommands::createPresharedKey(Call& call) {
     call.subject += ", preshared key " + platform::quotedName(name);
     HeldToken token = state_->providers.hold(info);
     panelkitd::createPresharedKey(token, name, value);
-    return encoded(true);
+    return encodeReply<Command::CreatePresharedKey>(true);
 }
 
 std::string CertCommands::deletePresharedKey(Call& call) {
@@ -82,7 +82,8 @@ std::string CertCommands::deletePresharedKey(Call& call) {
 // ---- requests
 
 std::string CertCommands::requestKeyInfo(Call& call) {
-    return encoded(RequestChoices(state_->providers.hold(readToken(call)).mechanisms()).list());
+    return encodeReply<Command::GetCertRequestKeyInfo>(
+        RequestChoices(state_->providers.hold(readToken(call)).mechanisms()).list());
 }
 
 std::string CertCommands::makeRequest(Call& call) {
@@ -94,10 +95,11 @@ std::string CertCommands::makeRequest(Call& call) {
     try {
         HeldToken token = state_->providers.hold(info);
         const auto outcome = panelkitd::makeRequest(token, wish, request);
-        return answered(call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
+        return answered<Command::MakeCertRequest>(
+            call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
     } catch (const RefusedError& refused) {
-        return answered<MakeRequest>(call, {requestResult(refused.reason), refused.remarks},
-                                     inEnglish(refused.remarks));
+        return answered<Command::MakeCertRequest, MakeRequest>(call, {requestResult(refused.reason), refused.remarks},
+                                                               inEnglish(refused.remarks));
     }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/parameter_commands.h>
 
+#include <panelkit/bridge/payload.h>
+#include <platform/system/wipe.h>
 #include <platform/text/escape.h>
 #include <platform/text/join.h>
 
@@ -17,7 +19,11 @@ std::string readSection(Call& call) {
 
 } // namespace
 
-std::string ParameterCommands::read(Call& call) { return configuration_.read(readSection(call)); }
+std::string ParameterCommands::read(Call& call) {
+    std::string body = configuration_.read(readSection(call));
+    const platform::WipeOnExit wiped(body); // sections hold secrets
+    return panelkit::encodeReply<panelkit::Command::ReadGroup>(panelkit::Encoded{body});
+}
 
 std::string ParameterCommands::write(Call& call) {
     const std::string section = readSection(call);

@@ -39,6 +39,14 @@ enum class HostCommand : std::uint32_t {
     end,          // the module is finalised; the last command
 };
 
+// A reply with these fields.
+template <class... Fields>
+std::string encoded(const Fields&... fields) {
+    std::string reply;
+    CommandStreamOut(reply).append(fields...);
+    return reply;
+}
+
 struct ModuleFacts {
     std::string manufacturer;
     std::string description;

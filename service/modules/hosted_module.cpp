@@ -3,7 +3,6 @@
 // Commands, tokens and sessions. Log-ins and PINs are in hosted_pins.cpp, objects in hosted_objects.cpp.
 #include <service/modules/hosted_module.h>
 
-#include <service/base/call.h>
 #include <service/base/refused.h>
 #include <service/modules/cryptoki.h>
 

@@ -4,6 +4,7 @@
 #include <service/base/call.h>
 #include <service/base/refused.h>
 
+#include <panelkit/bridge/payload.h>
 #include <platform/system/wipe.h>
 #include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
@@ -12,6 +13,8 @@
 
 namespace panelkitd {
 
+using panelkit::Command;
+using panelkit::encodeReply;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using platform::WipeOnExit;
@@ -54,7 +57,7 @@ std::string TokenCommands::enumProviders(Call& call) {
         call.remarks.push_back(remark(Refused::providerProblem, "the provider \"%s\" is not loaded", name));
         call.remarks.insert(call.remarks.end(), problem.begin(), problem.end());
     }
-    return encoded(listed);
+    return encodeReply<Command::EnumProviders>(listed);
 }
 
 std::string TokenCommands::enumProviderTokens(Call& call) {
@@ -70,7 +73,7 @@ std::string TokenCommands::enumProviderTokens(Call& call) {
         tokens.insert(tokens.end(), seen.tokens.begin(), seen.tokens.end());
         call.remarks.insert(call.remarks.end(), seen.unseen.begin(), seen.unseen.end());
     }
-    return encoded(tokens);
+    return encodeReply<Command::EnumProviderTokens>(tokens);
 }
 
 // A module that can't be loaded is answered with its record, which says why.
@@ -79,12 +82,12 @@ std::string TokenCommands::loadProvider(Call& call) {
     try {
         const std::shared_ptr<Provider> loaded = providers_.load(info);
         watcher_.providersChanged();
-        return encoded(true, loaded->describe());
+        return encodeReply<Command::ProviderLoad>(true, loaded->describe());
     } catch (const RefusedError& refused) {
         info.*vocabulary::provider::isLoaded = false;
         info.*vocabulary::provider::problem = refused.what();
         call.remarks = refused.remarks;
-        return encoded(false, info);
+        return encodeReply<Command::ProviderLoad>(false, info);
     }
 }
 
@@ -123,11 +126,11 @@ std::string TokenCommands::login(Call& call) {
     try {
         token.login(wish, call.account());
         tell(&TokenWatcher::loginChanged, token);
-        return success;
+        return encodeReply<Command::TokenLogin>(true);
     } catch (const RefusedError& refused) {
         if (!isAboutPin(refused.reason)) throw;
         call.remarks = refused.remarks;
-        return encoded(false, messageOf(refused.remarks.front()));
+        return encodeReply<Command::TokenLogin>(false, messageOf(refused.remarks.front()));
     }
 }
 
@@ -151,7 +154,7 @@ std::string TokenCommands::initialize(Call& call) {
     }
     call.subject += " as " + platform::quotedName(wish.label);
     tell(&TokenWatcher::initialized, token);
-    return success;
+    return encodeReply<Command::TokenInitialize>(true);
 }
 
 std::string TokenCommands::changePin(Call& call) {
@@ -161,7 +164,7 @@ std::string TokenCommands::changePin(Call& call) {
     call.in >> change.oldPin >> change.newPin >> ofSecurityOfficer >> change.mayBeFinal;
     if (ofSecurityOfficer) change.whose = PinOf::securityOfficer;
     providers_.hold(info).changePin(change);
-    return success;
+    return encodeReply<Command::TokenChangePassword>(true);
 }
 
 std::string TokenCommands::seedRandom(Call& call) {
@@ -170,7 +173,7 @@ std::string TokenCommands::seedRandom(Call& call) {
     const WipeOnExit wiped(seed);
     call.in >> seed;
     providers_.hold(info).seed(seed);
-    return success;
+    return encodeReply<Command::InitTokenRNG>(true);
 }
 
 } // namespace panelkitd

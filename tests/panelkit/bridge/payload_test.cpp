@@ -3,6 +3,7 @@
 // Payloads hold the fields of their rows: what the compiler refuses, and the bytes of what it takes.
 #include <panelkit/bridge/payload.h>
 
+#include <panelkit/certs/cert_records.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/tokens/token_records.h>
 
@@ -68,6 +69,20 @@ TEST(AReply, IsReadFromItsStart) {
     EXPECT_EQ(words, "ok");
     EXPECT_TRUE(readStatus<Command::ActivateSystem>(reply));
     EXPECT_FALSE(readStatus<Command::ActivateSystem>(hex("02"))) << "1 and nothing else";
+}
+
+TEST(AReply, HasPairsAfterTheirCount) {
+    using Keys = std::vector<Pair<TokenInfo, PresharedKeyInfo>>;
+    EXPECT_TRUE((isReply<Command::EnumPresharedKeys, Keys>));
+    EXPECT_FALSE((isReply<Command::EnumPresharedKeys, std::vector<TokenInfo>>)) << "not pairs";
+    EXPECT_FALSE((isReply<Command::EnumPresharedKeys, std::vector<Pair<TokenInfo, CRLInfo>>>)) << "another record";
+    EXPECT_FALSE((isReply<Command::EnumCRLs>)) << "the count is missing";
+    EXPECT_TRUE((isReply<Command::EnumCRLs, std::vector<Pair<TokenInfo, CRLInfo>>>)) << "the others may be missing";
+    std::string token, pairs;
+    CommandStreamOut(token).append(TokenInfo());
+    for (const string name : {"'a'", "'b'"}) pairs += token + hex("01 00 00 00 " + name);
+    const Keys keys{{TokenInfo(), {"a"}}, {TokenInfo(), {"b"}}};
+    EXPECT_EQ(encodeReply<Command::EnumPresharedKeys>(keys), hex("02 00 00 00") + pairs);
 }
 
 } // namespace
