@@ -14,7 +14,7 @@ namespace panelkitd {
 
 namespace {
 
-// After the grace for commands: to close what is open and to unload the modules.
+// The time to close what is open and to unload the modules, after the time that commands get to finish.
 constexpr auto timeToLeave = std::chrono::seconds(4);
 
 ProviderOptions withEmbeddedFolder(ProviderOptions options, const StateFolder& state) {
@@ -57,7 +57,7 @@ Daemon::Daemon(const Options& options)
     listenToConfiguration();
 }
 
-// What the configuration says of the service itself holds from the start, and from each commit on.
+// Applies the service's own settings from the configuration, now and after each commit.
 void Daemon::listenToConfiguration() {
     const auto act = [this](const Settings& settings, const std::vector<std::string>&) {
         setLogLevel(settings.logLevel);
@@ -93,7 +93,8 @@ void Daemon::serve(TerminationRequest& termination) {
     termination.awaitReaction();
 }
 
-// A module that hangs may hold a watch: after the grace it is ended.
+// A watch may wait for a module that hangs. After the time that commands get, the modules are ended, so that the watch
+// can stop.
 bool Daemon::stopWatches(Clock::time_point deadline) {
     if (watchesStopBefore(deadline)) return true;
     providers_.killModules();

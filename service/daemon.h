@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The service as a whole: its parts, in the order in which they are made, and the connections between them. A commit of
-// the configuration is passed to the parts that use it; every event is announced to the front ends that listen.
+// The whole service: its parts, in the order in which they are constructed, and the connections between them. A commit
+// of the configuration is passed to the parts that use it. Every event is announced to the front ends that listen. One
+// thread constructs the service and calls serve().
 #pragma once
 
 #include <service/certs/cert_commands.h>
@@ -24,11 +25,12 @@ namespace panelkitd {
 
 class Daemon {
 public:
-    // Reads the state folder and loads the providers. Throws when that fails.
+    // Reads the state folder and loads the providers. Throws an exception with the reason when that fails. `options`
+    // must outlive the service.
     explicit Daemon(const Options& options);
 
-    // Serves front ends until it is asked to end. If a command or a module hangs then, the process exits without
-    // waiting for it.
+    // Serves front ends until `termination` asks it to end. If a command or a module hangs at that time, the process
+    // exits without waiting for it.
     void serve(TerminationRequest& termination);
 
 private:

@@ -24,7 +24,7 @@ using bridge::server::Answer;
 using panelkit::Command;
 using panelkit::CommandRow;
 
-// Whether a command changes something, and so has its line in the audit.
+// Whether a command changes something. Commands that do have a line in the audit log.
 enum class Acts : bool { no, yes };
 
 struct Row {
@@ -68,7 +68,7 @@ constexpr std::array table = {
     Row{Command::CertsReloadAll,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.reloadAll(c); }},
     Row{Command::EnumCertificates,           Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumCertificates(c); }},
 
-    // the local security policy; what acts on another user's is looked at where the user is known
+    // the local security policy; commands on another user's policy are checked by their handlers, which know the user
     Row{Command::GetPolicyInfo,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.info(c); }},
     Row{Command::GetSettings,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.settings(c); }},
     Row{Command::SetSettings,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.setSettings(c); }},
@@ -92,7 +92,7 @@ constexpr std::array table = {
 };
 // clang-format on
 
-// Every command of the library has its handler here, and only one.
+// Every command of the library has exactly one handler in the table.
 static_assert([] {
     for (const CommandRow& command : panelkit::commandTable) {
         const auto handles = [&](const Row& row) { return row.command == command.command; };

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The dispatcher: finds the command in its table, checks that the caller may give it, runs its handler, and writes the
-// audit line.
+// The dispatcher: finds a command in its table, checks that the caller is allowed to use it, runs its handler, and
+// writes the audit line. The server calls it on the threads of its sessions.
 #pragma once
 
 #include <service/base/access.h>
@@ -20,7 +20,7 @@ class PolicyCommands;
 class TokenCommands;
 struct Call;
 
-// Who carries the commands out.
+// The parts of the service that carry out the commands. They must outlive the dispatcher.
 struct CommandGroups {
     TokenCommands& tokens;
     CertCommands& certificates;
@@ -29,7 +29,8 @@ struct CommandGroups {
     PolicyCommands& policy;
 };
 
-// Returns the reply. Throws RefusedError to refuse; a payload that ends early throws out of `in`.
+// Carries out one command and returns the payload of the reply. Throws RefusedError to refuse the command. When the
+// payload of the request ends early, reading from the call's `in` throws the stream's error.
 using Handler = std::string (*)(CommandGroups& groups, Call& call);
 
 class Dispatcher : public bridge::server::Service {

@@ -14,7 +14,7 @@ namespace panelctl {
 
 namespace {
 
-// What all listings of this run have left out, each once.
+// What the listings of this run have left out. Each token is in it once.
 std::vector<std::string>& unseen() {
     static std::vector<std::string> texts;
     return texts;

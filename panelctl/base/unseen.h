@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Tokens that the service could not read for a listing: one whose module does not answer, say. What was not seen must
-// not be taken for what is not there.
+// Tokens that the service could not read for a listing, for example because their module does not answer. A verb must
+// not report that something does not exist when it may be on such a token. One thread calls these functions.
 #pragma once
 
 #include <panelctl/base/exit_codes.h>
@@ -11,16 +11,19 @@
 
 namespace panelctl {
 
-// Keeps what the service remarked on the listing that it has just answered. For each listing, before the next command.
+// Keeps the remarks that the service made on the last listing. Call it after each listing, before the next command to
+// the service.
 void noteUnseen();
 
-// "There are none", unless something was not seen.
+// Prints `text`, which says that there are none. Prints nothing when a listing of this run has left something out.
 void printNone(const std::string& text);
 
-// For a verb that lists, after it has printed what was seen. Throws CommandError (Exit::incomplete) with what was not.
+// Called by a verb that lists, after it has printed what was read. Throws CommandError (Exit::incomplete) that names
+// the tokens that could not be read, if there are any.
 void requireAllSeen();
 
-// The error for a name that was not found: `notFound`, unless the listings before it have left something out.
+// Returns the error for a name that was not found, with `text`. Its code is Exit::notFound, or Exit::incomplete when a
+// listing before it has left something out.
 CommandError notFoundError(const std::string& text);
 
 } // namespace panelctl

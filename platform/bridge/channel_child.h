@@ -31,11 +31,12 @@ public:
     Channel& channel() { return *channel_; }
     std::int64_t id() const;
 
-    // Any thread may call these. After kill() the channel returns `closed`.
+    // Any thread may call kill() and ended(). After kill() the channel returns `closed`.
     void kill();
     bool ended() const;
 
-    // How it ended, for the log: "exited with status 1", "was killed by signal 11". Only when ended() is true.
+    // Returns how the child ended, for the log: "exited with status 1", "was killed by signal 11". Call it only when
+    // ended() is true.
     std::string ending() const;
 
 private:
@@ -56,8 +57,8 @@ public:
 
     Channel& channel() { return *channel_; }
 
-    // Returns when the parent has ended or closed its end. Call it on a thread of its own, because the others may hang
-    // in code that is not trusted.
+    // Returns when the parent has ended or closed its end. Call it on a separate thread, because the other threads may
+    // hang in code that is not trusted.
     void awaitEnd() const;
 
 private:

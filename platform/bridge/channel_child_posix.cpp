@@ -22,7 +22,7 @@ namespace bridge {
 
 namespace {
 
-// The child's descriptor of the channel, the first after the standard streams.
+// The number of the channel's descriptor in the child: the first one after the standard streams.
 constexpr int channelDescriptor = 3;
 
 std::unique_ptr<Channel> channelOver(int socket) {
@@ -51,7 +51,7 @@ public:
         sigfillset(&all);
         posix_spawnattr_setsigmask(&attributes_, &none);
         posix_spawnattr_setsigdefault(&attributes_, &all);
-        // A session of its own, so that keys at the service's terminal do not reach it.
+        // The child gets its own session, so that signals from the service's terminal (Ctrl+C) do not reach it.
         posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
     }
     ~SpawnPlan() {
@@ -90,7 +90,8 @@ struct ChannelChild::Process {
 
     explicit Process(pid_t child) : id(child) {}
 
-    // Whether it has ended; mutex is held. The process stays a zombie until then, so its number is not reused.
+    // Returns whether the child has ended. The caller holds mutex. The process stays a zombie until this has seen its
+    // end, so its number is not reused before.
     bool reap(int flags) {
         if (status) return true;
         int how = 0;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The channel is a named pipe with a random name. The child inherits the client's end of it, and a handle of this
-// process to notice its end. A job ends the child together with this process.
+// process, by which it notices that this process has ended. A job object ends the child together with this process.
 #include <platform/bridge/channel_child.h>
 
 #include <platform/bridge/channel_win.h>
@@ -67,7 +67,8 @@ PipeEnds makePipe() {
     return ends;
 }
 
-// Ends every process in it when its last handle is closed, whatever ends this process.
+// A job object that ends its processes when its last handle is closed. The system closes that handle however this
+// process ends.
 platform::Handle makeJob() {
     platform::Handle job(CreateJobObjectW(nullptr, nullptr));
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// PKCS#11's types and the two things that its C interface lacks: errors in words, and text that is UTF-8.
+// The types of PKCS#11, and two things that its C interface lacks: errors as readable text, and texts in UTF-8. Any
+// thread may call these functions.
 #pragma once
 
 #include <vocabulary/refusals.h>
@@ -12,22 +13,24 @@
 
 namespace panelkitd {
 
-// Throws RefusedError, which names the function and what went wrong, unless `result` is CKR_OK.
+// Throws RefusedError unless `result` is CKR_OK. The error names the function and says what went wrong.
 void check(CK_RV result, const char* function);
 
-// "CKR_PIN_INCORRECT", or the number.
+// Returns the name of a result, for example "CKR_PIN_INCORRECT", or its number when it has no known name.
 std::string resultName(CK_RV result);
 
-// The reason that a result is reported as.
+// Returns the reason with which a result is reported to front ends.
 vocabulary::Refused refusalOf(CK_RV result);
 
-// The bytes of a text as PKCS#11 takes them, which knows no const.
+// Returns the bytes of a text for a PKCS#11 function. Its parameters are not const, although the functions only read
+// them.
 CK_UTF8CHAR* mutableBytes(const std::string& text);
 
-// The text with U+FFFD for each part that is no UTF-8.
+// Returns the text with U+FFFD in place of each part that is not UTF-8.
 std::string utf8Only(std::string_view text);
 
-// The text of a fixed-size field: without the blanks or zeros that fill it up, and UTF-8 whatever the module wrote.
+// Returns the text of a field of fixed size, without the blanks or zeros at its end. Bytes that are not UTF-8 are
+// replaced by U+FFFD.
 std::string fieldText(const CK_UTF8CHAR* field, std::size_t size);
 
 template <std::size_t size>

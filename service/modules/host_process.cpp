@@ -28,7 +28,7 @@ using bridge::FrameStatus;
 constexpr int parentGone = 0;
 constexpr bridge::Patience patience{}; // the service decides what takes too long
 
-// How often the service is told that the module makes progress.
+// How often the service gets a message that the module makes progress.
 constexpr auto tick = std::chrono::seconds(1);
 
 class Host {
@@ -39,8 +39,8 @@ public:
         while (serveOne()) {}
     }
 
-    // On a thread of its own: says that a command is still being worked on, as long as the module returns from its
-    // functions. When it does not, the silence tells.
+    // Runs on a separate thread. Tells the service that a command is still being carried out, as long as the module
+    // returns from its functions. When the module hangs, these messages stop, and the service notices that.
     void tellProgress();
 
 private:
@@ -90,7 +90,7 @@ std::string Host::answer(const FrameHeader& request, const std::string& payload)
     return owned_->handle(static_cast<HostCommand>(request.command), in);
 }
 
-// Log-ins and sessions end in good order. The process ends when the service closes the channel.
+// Ends log-ins and sessions and finalises the module. The process itself ends when the service closes the channel.
 std::string Host::end() {
     module_ = nullptr;
     owned_.reset();
@@ -155,7 +155,7 @@ std::map<std::string, std::string> hostEnvironment() {
 int hostModule(const std::string& path, const std::string& channel) {
     dropPrivileges();
     bridge::ChannelParent parent(channel);
-    // The module may hang in whatever thread: the end of the service must end this process all the same.
+    // The module may hang in any thread. This process must still end when the service ends.
     std::thread([&parent] {
         parent.awaitEnd();
         std::_Exit(parentGone);

@@ -11,9 +11,9 @@
 
 namespace panelkitd {
 
-// A host that is root stays root, since tokens in files may be root's; but it loses what makes root more than an owner
-// of files: it can't override permissions, look into other processes, or change the system. Nothing that it starts can
-// get more. There are no core dumps: it holds PINs.
+// A host that runs as root stays root, because the files of a software token may belong to root. But it loses root's
+// capabilities: it can't override permissions, look into other processes, or change the system. Programs that it starts
+// can't get them either. Core dumps are switched off, because the process holds PINs.
 void dropPrivileges() {
     const rlimit none{0, 0};
     ::setrlimit(RLIMIT_CORE, &none);

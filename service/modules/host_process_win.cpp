@@ -7,7 +7,7 @@
 
 namespace panelkitd {
 
-// Every privilege of the account but the one to pass through folders, which all accounts have.
+// Removes every privilege of the account except the one to pass through folders, which all accounts have.
 void dropPrivileges() {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     HANDLE handle = nullptr;

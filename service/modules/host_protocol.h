@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// What the service and the process that hosts a PKCS#11 module say to each other. The frames are the bridge's: a
-// request with a HostCommand in `command`, and one reply or refusal, before which `working` frames come while the
-// module makes progress and a `remarks` frame says why a command is refused. Both ends are the same program, so nothing
-// here is kept stable.
+// The protocol between the service and the process that hosts a PKCS#11 module. It uses the frames of the bridge. A
+// request has a HostCommand in `command` and is answered by one reply or refusal. Before that, `working` frames come
+// while the module makes progress; a `remarks` frame with the reasons comes before a refusal. Both ends are the same
+// program, so the protocol may change in any version.
 //
-// A command names its token by what is printed on it. The host finds the token, has one session with it that it keeps,
-// and does the whole command in it: a listing or an import costs the service one round trip or two.
+// A command names its token by its label, serial number and the like (HostTokenName). The host finds the token, keeps
+// one session with it, and carries out the whole command in that session. So a listing or an import needs only one or
+// two round trips.
 //
-// What may hold a PIN or a private key wipes it when it goes.
+// Types that may hold a PIN or a private key wipe it in their destructors.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
@@ -59,7 +60,7 @@ struct ModuleFacts {
 };
 static_assert(RecordListsEveryMember<ModuleFacts>);
 
-// A token as its module describes it. Texts are UTF-8, whatever the module wrote.
+// A token as its module describes it. The texts are always UTF-8, because the host replaces other bytes.
 struct HostToken {
     std::uint64_t slot{};
     std::string label; // empty while it is not initialised
@@ -79,8 +80,9 @@ struct HostToken {
 };
 static_assert(RecordListsEveryMember<HostToken>);
 
-// The tokens, unless none can have come or gone since the state that the asker has seen. Each asker remembers his own
-// state: a module tells each event only once. No reply has the state 0, so who asks with it gets the tokens.
+// The tokens, unless none can have come or gone since the state that the caller has seen. Each caller keeps its own
+// state, because a module reports each event only once. No reply has the state 0, so a caller that sends 0 always gets
+// the tokens.
 struct HostTokens {
     std::uint64_t state{};
     bool looked{};
@@ -90,7 +92,8 @@ struct HostTokens {
 };
 static_assert(RecordListsEveryMember<HostTokens>);
 
-// Slot numbers change when readers come and go, so they only decide between tokens that look alike.
+// Slot numbers change when readers come and go. So the slot is used only to choose between tokens that are otherwise
+// the same.
 struct HostTokenName {
     std::string label, serial;
     std::uint64_t slot{};
@@ -164,9 +167,10 @@ struct HostReading {
 };
 static_assert(RecordListsEveryMember<HostReading>);
 
-// A search. With one reading every object that is found is taken to be of its class; with several each is asked for its
-// class first, and objects of other classes are left out. An object that an earlier query of the command found is left
-// out too: to search a token costs about as much as to read what is found, so the last query may search for everything.
+// A search. With one reading, every object that is found is taken to be of its class. With several readings, the class
+// of each object is read first, and objects of other classes are left out. An object that an earlier query of the same
+// command has found is left out too. So the last query may search for all objects, which is faster than one search for
+// each class: a search takes about as long as reading what it finds.
 struct HostQuery {
     HostTemplate wanted;
     std::vector<HostReading> readings;
@@ -175,7 +179,7 @@ struct HostQuery {
 };
 static_assert(RecordListsEveryMember<HostQuery>);
 
-// A value is there, or the object has none, or the token keeps it secret.
+// A value was read, or the object has no such value, or the token keeps it secret.
 struct HostValue {
     bool known{};
     std::string bytes;
@@ -194,8 +198,8 @@ struct HostObject {
 };
 static_assert(RecordListsEveryMember<HostObject>);
 
-// Objects are named by numbers that are good for one session with the token: its generation. What does not fit into a
-// reply comes without values and is read with further commands.
+// Objects are named by numbers that are valid in one session with the token; `generation` is the number of that
+// session. Objects that do not fit into a reply come without values and are read with further commands.
 struct HostFound {
     std::uint64_t generation{};
     std::vector<HostObject> objects; // of all queries, in their order

@@ -30,7 +30,7 @@ bool isNamed(const CK_TOKEN_INFO& info, const HostTokenName& name) {
     return labelOf(info) == name.label && fieldText(info.serialNumber) == name.serial;
 }
 
-// A length that PKCS#11 announces, where it announces one.
+// A length that the module reports; nothing when it reports none.
 std::uint32_t announced(CK_ULONG length) {
     constexpr CK_ULONG unreasonable = 1U << 16;
     return length < unreasonable ? static_cast<std::uint32_t>(length) : 0;
@@ -52,7 +52,7 @@ RefusedError ambiguous(const std::string& label) {
 // ---- commands
 
 std::string HostedModule::handle(HostCommand command, CommandStreamIn& in) {
-    // Calls `work` with the fields of the request and answers with what it returns.
+    // Calls `work` with the fields of the request and makes the reply from what it returns.
     const auto answer = [&]<class... Fields>(auto work) { return encoded(std::apply(work, requestOf<Fields...>(in))); };
     const auto obey = [&]<class... Fields>(auto work) {
         std::apply(work, requestOf<Fields...>(in));
@@ -104,7 +104,7 @@ std::string HostedModule::handle(HostCommand command, CommandStreamIn& in) {
 
 // ---- tokens
 
-// False when the session is gone: the token was pulled out.
+// Returns false when the session has ended because the token was removed.
 bool HostedModule::refresh(Session& session) const {
     CK_SESSION_INFO info{};
     if (library_->C_GetSessionInfo(session.handle, &info) != CKR_OK) return false;
@@ -130,7 +130,7 @@ HostToken HostedModule::describe(CK_SLOT_ID slot, const CK_TOKEN_INFO& info) {
     return token;
 }
 
-// A token that was just pulled out, or is foreign, is passed over.
+// Tokens that were removed just now, and tokens that the module can't read, are left out.
 std::vector<HostToken> HostedModule::look() {
     std::vector<HostToken> found;
     for (const CK_SLOT_ID slot : library_.slotsWithToken()) {
@@ -151,8 +151,8 @@ HostToken HostedModule::token(const HostTokenName& name) {
     return describe(token.slot, token.info);
 }
 
-// Asks the slot that the name gives first: one call instead of some for each slot there is. Several tokens that are not
-// initialised look alike; then the slot decides.
+// Tries the slot in the name first: that needs one call, and a search needs several for each slot. Tokens that are not
+// initialised have the same name, so the slot decides between them.
 HostedModule::Token HostedModule::locate(const HostTokenName& name) {
     const auto given = static_cast<CK_SLOT_ID>(name.slot);
     CK_TOKEN_INFO info{};
@@ -182,7 +182,8 @@ HostedModule::Token HostedModule::open(const HostTokenName& name) {
     return token;
 }
 
-// The session with the token in the slot that the name gives, when it is that token's and alive; else null.
+// Returns the session with the token in the slot of the name. Returns null when there is none, when it has ended, or
+// when it is with another token.
 const HostedModule::Session* HostedModule::keptSession(const HostTokenName& name) {
     const auto kept = sessions_.find(static_cast<CK_SLOT_ID>(name.slot));
     if (kept == sessions_.end() || !isNamed(kept->second.info, name) || !refresh(kept->second)) return nullptr;
@@ -200,7 +201,7 @@ HostedModule::Token HostedModule::openWritable(const HostTokenName& name) {
     return token;
 }
 
-// The one that is kept, unless the token was pulled out meanwhile.
+// Returns the session that is kept for the slot, or opens a new one when the token was removed in the meantime.
 const HostedModule::Session& HostedModule::sessionWith(CK_SLOT_ID slot, const CK_TOKEN_INFO& info) {
     const auto kept = sessions_.find(slot);
     if (kept != sessions_.end()) {

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// A PKCS#11 module in the process that hosts it, and what the service may ask of it. One thread calls it.
+// A PKCS#11 module in the process that hosts it, and the commands that the service may send to it. One thread calls it.
 //
-// It keeps one session with each token that it was asked about, which is writable where the token is. The log-in of the
-// user lives in it, and the numbers of objects are good for as long as it does.
+// It keeps one session with each token that a command has named. The session is writable if the token is. The log-in of
+// the user and the numbers of objects are valid as long as that session.
 #pragma once
 
 #include <service/modules/host_protocol.h>
@@ -20,16 +20,16 @@ public:
     // Loads the module. Throws RefusedError or std::runtime_error, as Pkcs11Library does.
     explicit HostedModule(const std::string& path) : library_(path) {}
 
-    // Carries a command out and returns the reply's payload. Throws RefusedError to refuse it; a request that ends
-    // early throws the stream's error.
+    // Carries out a command, with its fields from `in`, and returns the payload of the reply. Throws RefusedError to
+    // refuse the command, and the stream's error when the request ends early.
     std::string handle(HostCommand command, CommandStreamIn& in);
 
-    // How many of its functions were called so far; any thread may ask.
+    // Returns how many functions of the module were called so far. Any thread may call this.
     std::uint64_t calls() const { return library_.calls(); }
 
 private:
-    // A session with the token in a slot. It ends when the token is pulled out: as long as it is alive, the token is
-    // the one that it was opened with.
+    // A session with the token in a slot. It ends when the token is removed. So while the session is valid, the token
+    // in the slot is the one that it was opened with.
     struct Session {
         CK_SESSION_HANDLE handle = 0;
         CK_TOKEN_INFO info{}; // when the token was last looked at
@@ -37,7 +37,7 @@ private:
         bool loggedIn = false; // as the user, when it was last asked
     };
 
-    // A token that was found, for one command.
+    // A token that was found for a command. It is used for that command only.
     struct Token {
         CK_SLOT_ID slot;
         CK_TOKEN_INFO info;
