@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The dispatcher: finds a command in its table, checks that the caller is allowed to use it, runs its handler, and
-// writes the audit line. The server calls it on the threads of its sessions.
+// writes the audit line. The server calls handle() on the thread of the session, so several commands may run at the
+// same time.
 #pragma once
 
 #include <service/base/access.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs another program and collects what it says, with a deadline.
+// Runs another program with a time limit, and collects what it writes.
 #pragma once
 
 #include <chrono>
@@ -29,16 +29,17 @@ struct ChildResult {
     std::string error;
 };
 
-// The environment of this process; in UTF-8 on Windows.
+// Returns the environment of this process; in UTF-8 on Windows.
 std::map<std::string, std::string> environment();
 
-// The environment that a child with these options gets.
+// Returns the environment that a child with these options gets.
 std::map<std::string, std::string> environmentFor(const ChildOptions& options);
 
-// A program that runs. What it writes is collected by threads of ours; 64 MiB at the most.
+// A program that runs. Threads of this class collect what it writes to its standard output and error: at most 64 MiB of
+// each. What would make it longer is dropped.
 class ChildProcess {
 public:
-    // Starts it. Throws std::runtime_error when it can't be started.
+    // Starts the program. Throws std::runtime_error when it can't be started.
     explicit ChildProcess(const ChildOptions& options);
     ~ChildProcess(); // kills it if it still runs
     ChildProcess(const ChildProcess&) = delete;
@@ -46,14 +47,16 @@ public:
 
     std::int64_t id() const;
     bool ended() const;
-    // Asks it to end, as SIGTERM does; on Windows there is no such request for a program without a window: kill it.
+    // Asks the program to end, with SIGTERM. Windows has no such request for a program without a window, so there the
+    // program is killed.
     void terminate();
     void kill();
 
-    // Waits for its end; after `limit` it is killed.
+    // Waits for the program to end and returns what it wrote. If it runs longer than `limit`, it is killed, and the
+    // result says `timedOut`.
     ChildResult wait(std::chrono::milliseconds limit);
 
-    // What it has written so far.
+    // Return what the program has written so far.
     std::string outputSoFar() const;
     std::string errorSoFar() const;
 
@@ -62,7 +65,7 @@ private:
     std::unique_ptr<State> state_;
 };
 
-// Starts a program and waits for its end.
+// Starts a program and waits for its end, as ChildProcess does.
 inline ChildResult runChild(const ChildOptions& options, std::chrono::milliseconds limit) {
     return ChildProcess(options).wait(limit);
 }

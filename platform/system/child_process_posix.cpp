@@ -41,7 +41,7 @@ struct Pipe {
     }
 };
 
-// The environment as exec takes it.
+// The environment in the form that exec takes.
 std::vector<std::string> entriesOf(const std::map<std::string, std::string>& variables) {
     std::vector<std::string> entries;
     for (const auto& [name, value] : variables) entries.push_back(name + "=" + value);
@@ -106,7 +106,7 @@ struct ChildProcess::State {
     void join();
 };
 
-// Also when not all threads could be started.
+// Joins the threads that were started, also when others could not be started.
 ChildProcess::State::~State() {
     if (pid > 0 && !reap(WNOHANG)) {
         ::kill(pid, SIGKILL);

@@ -27,7 +27,8 @@ struct Pipe {
     static void keepToOurselves(const Handle& end) { SetHandleInformation(end.get(), HANDLE_FLAG_INHERIT, 0); }
 };
 
-// One argument as the C runtime's parser takes it back apart: backslashes count only before a quotation mark.
+// Quotes one argument so that the parser of the C runtime returns it unchanged. There, backslashes are special only
+// before a quotation mark.
 std::wstring quoted(const std::wstring& argument) {
     std::wstring text = L"\"";
     std::size_t backslashes = 0;
@@ -39,7 +40,8 @@ std::wstring quoted(const std::wstring& argument) {
     return text.append(backslashes, L'\\') + L'"';
 }
 
-// The environment block: NAME=value, each with its zero, and one more zero.
+// The environment block: entries of the form NAME=value, each with a zero at its end, and one more zero at the end of
+// all.
 std::wstring blockOf(const std::map<std::string, std::string>& variables) {
     std::wstring block;
     for (const auto& [name, value] : variables) {
@@ -68,7 +70,7 @@ void feed(HANDLE to, const std::string& text) {
 
 } // namespace
 
-// An entry may begin with "=": the current folders of drives.
+// Some entries begin with "=": they hold the current folders of drives.
 std::map<std::string, std::string> environment() {
     std::map<std::string, std::string> variables;
     wchar_t* const block = GetEnvironmentStringsW();
@@ -101,7 +103,7 @@ struct ChildProcess::State {
     void joinAll();
 };
 
-// Also when not all threads could be started.
+// Joins the threads that were started, also when others could not be started.
 ChildProcess::State::~State() {
     if (valid(process)) {
         kill();
@@ -178,8 +180,8 @@ std::wstring commandLineOf(const std::vector<std::string>& arguments) {
 
 namespace {
 
-// The handles that a process inherits: without the list it would be every inheritable one of this process, those of
-// other children among them.
+// The list of handles that a process inherits. Without this list it would inherit every inheritable handle of this
+// process, also those for other children.
 class InheritedHandles {
 public:
     explicit InheritedHandles(std::span<const HANDLE> handles) : handles_(handles.begin(), handles.end()) {

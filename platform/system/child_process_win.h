@@ -12,7 +12,7 @@
 
 namespace platform {
 
-// The arguments as the C runtime's parser takes them apart again.
+// Returns the command line that the parser of the C runtime splits into these arguments.
 std::wstring commandLineOf(const std::vector<std::string>& arguments);
 
 struct StartedProcess {
@@ -21,7 +21,7 @@ struct StartedProcess {
 };
 
 // Starts a program whose path is the first argument, all in UTF-8, with this environment and no other, these
-// inheritable handles and no others, and no standard streams. Throws std::runtime_error.
+// inheritable handles and no others, and no standard streams. Throws std::runtime_error when it can't be started.
 StartedProcess startProcess(const std::vector<std::string>& arguments,
                             const std::map<std::string, std::string>& environment, std::span<const HANDLE> inherited);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A text that one thread collects while others look at it. For child_process_*.cpp.
+// A text that one thread appends to while other threads read it. For child_process_*.cpp.
 #pragma once
 
 #include <string>

@@ -9,19 +9,19 @@ namespace platform {
 
 class DynamicLibrary {
 public:
-    // What becomes of a library that is not needed any more. One that is kept stays mapped until the process ends:
-    // a thread that ends later may still call into it, or into a library that it brought along. Loaded again, it is the
-    // same one, with the state it had.
+    // What the destructor does with the library. With `keep`, the library stays in memory until the process ends: a
+    // thread that ends later may still call into it, or into a library that it has loaded. When such a library is
+    // loaded again, it still has its earlier state.
     enum class AtEnd : unsigned char { unload, keep };
 
-    // Loads the library at a UTF-8 path, with all its symbols bound at once and visible to nobody else. Throws
-    // std::runtime_error with the loader's own words.
+    // Loads the library at a UTF-8 path, with all its symbols bound at once and not visible to other libraries. Throws
+    // std::runtime_error with the message of the system's loader.
     explicit DynamicLibrary(const std::string& path, AtEnd atEnd = AtEnd::unload);
     ~DynamicLibrary();
     DynamicLibrary(const DynamicLibrary&) = delete;
     DynamicLibrary& operator=(const DynamicLibrary&) = delete;
 
-    // The address of an exported function as a pointer of type F; null when there is none of that name.
+    // Returns the address of an exported function as a pointer of type F; null when there is no function of that name.
     template <class F>
     F function(const char* name) const {
         return reinterpret_cast<F>(address(name));

@@ -9,7 +9,7 @@
 
 namespace platform {
 
-// Only the library's own folder and the system's are searched for what it needs in turn.
+// Libraries that this one needs are searched for only in its own folder and in the system's folder.
 DynamicLibrary::DynamicLibrary(const std::string& path, AtEnd atEnd)
     : handle_(LoadLibraryExW(toUtf16(path).c_str(), nullptr,
                              LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32)) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// Files and folders by UTF-8 name, with the two properties that plain streams lack: reading shuts other writers out
-// where the system can, and writing replaces a file whole or not at all.
+// Files and folders by UTF-8 name, with two properties that plain streams lack. Where the system can do that, no other
+// process can write a file while it is read. Writing replaces the whole file or changes nothing.
 //
-// What fails throws FileError: its text names the file and the system's reason. A lock for one process at a time, and
-// the current folder, are here too.
+// Functions that fail throw FileError, whose text names the file and the system's reason. A lock that one process at a
+// time can hold, and the current folder, are here too. Any thread may call these functions.
 #pragma once
 
 #include <cstddef>
@@ -24,28 +24,29 @@ public:
     bool missing;       // there is no such file
 };
 
-// Reads a whole regular file of at most `limit` bytes. One that ends before the size it announced fails too.
+// Returns the content of a regular file of at most `limit` bytes. A file that turns out to be shorter than its size is
+// an error too.
 std::string readFile(const std::string& path, std::uint64_t limit);
 
-// Puts `content` in place of the file: written beside it, flushed, and renamed over it, so that a crash leaves the old
-// file or the new one. A new file gets mode 0600 (`onlyOwner`) or what the process's mask allows; an existing one keeps
-// its mode. A symbolic link is followed.
+// Replaces the content of the file. The content is written to a new file in the same folder, flushed, and renamed, so
+// that after a crash the file has either its old or its new content. A new file gets mode 0600 (`onlyOwner`) or what
+// the process's mask allows; an existing one keeps its mode. A symbolic link is followed.
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner);
 
-// As replaceFile, but where the file can be written and its folder can't, the file is rewritten in place. A crash then
-// may leave a mix of old and new.
+// Like replaceFile, but a file that can be written in a folder that can't be is rewritten in place. Then a crash may
+// leave a mix of the old and new content.
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner);
 
-// Removes what replaceFile left beside the file because the process was ended in the middle of it. Only where no other
-// process replaces the file.
+// Removes the temporary files that replaceFile has left in the folder of the file when the process was ended in the
+// middle of it. Call it only when no other process can be replacing the file.
 void removeUnfinished(const std::string& path);
 
-// Makes a folder that only this account can enter, and those above it as needed; one that exists must belong to this
-// account and be writable by nobody else.
+// Creates a folder that only this account can enter, and the folders above it that are missing. If the folder exists,
+// it must belong to this account, and other accounts must not be able to write it.
 void makePrivateFolder(const std::string& path);
 
-// The path of this process's executable. Once that is replaced or removed, on Linux, a path that starts it all the
-// same.
+// Returns the path of this process's executable. If the file was replaced or removed since the start, on Linux this is
+// a path that still starts the same program.
 std::string executablePath();
 
 // ---- the folder of the process
@@ -56,12 +57,12 @@ bool currentDirectory(char* buffer, std::size_t size);
 
 // ---- locks
 
-// A lock that one process at a time holds, by a file of its own. The system releases it when the process ends,
-// however that happens. The file stays; that it exists says nothing.
+// A lock that one process at a time can hold. It uses a separate file. The system releases the lock when the process
+// ends, also after a crash. The file stays, so its existence does not mean that the lock is held.
 class FileLock {
 public:
-    // Takes the lock, and makes the file if needed, for this account only. Returns null if somebody else holds
-    // it, which may be another object of this process. Throws FileError when the file can't be used.
+    // Takes the lock. Creates the file if needed, for this account only. Returns null if another process, or another
+    // object in this process, holds the lock. Throws FileError when the file can't be used.
     static std::unique_ptr<FileLock> take(const std::string& path);
     ~FileLock();
     FileLock(const FileLock&) = delete;
@@ -75,7 +76,7 @@ private:
 
 // ---- for files*.cpp
 
-// Files are named so while they are written: the name of the file that is to be replaced, this mark, and more.
+// The name of a temporary file is the name of the file that it will replace, then this mark, then more characters.
 inline constexpr const char* unfinishedMark = ".new-";
 
 } // namespace platform

@@ -42,7 +42,7 @@ std::string folderOf(const std::string& path) {
     return folder.empty() ? "." : folder.string();
 }
 
-// Where a rename must go so that a link stays a link.
+// Returns the target of a rename. A symbolic link is followed, so that the link itself is kept.
 std::string followLink(const std::string& path) {
     char resolved[PATH_MAX];
     return ::realpath(path.c_str(), resolved) ? resolved : path;
@@ -59,7 +59,7 @@ void writeAll(int file, const std::string& content, const std::string& path) {
     if (::fsync(file) != 0) fail(path, errno);
 }
 
-// The rename itself must survive a crash too.
+// Flushes the folder, so that the rename is not lost in a crash.
 void flushFolder(const std::string& folder) {
     const Descriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.get() >= 0) ::fsync(directory.get());
@@ -144,7 +144,7 @@ std::string executablePath() {
     constexpr const char* self = "/proc/self/exe";
     std::error_code error;
     const std::filesystem::path path = std::filesystem::read_symlink(self, error);
-    // An update has put another file in its place: the link still leads to ours.
+    // An update has put another file at this path. The link still leads to the file of this process.
     return error || !std::filesystem::exists(path, error) ? self : path.string();
 }
 

@@ -20,7 +20,7 @@ namespace {
     throw FileError(path, systemErrorText(error), error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND);
 }
 
-// A name that may be longer than the classic limit.
+// Returns the name in the form that may be longer than 260 characters.
 std::wstring longName(const std::string& path) {
     std::error_code error;
     const std::filesystem::path full = std::filesystem::absolute(std::filesystem::path(toUtf16(path)), error);
@@ -29,8 +29,8 @@ std::wstring longName(const std::string& path) {
     return name.rfind(L"\\\\", 0) == 0 ? name : L"\\\\?\\" + name;
 }
 
-// Another process may be reading the file just now, or replacing it: an attempt that fails for that reason is repeated
-// for a while. Where access is denied for good the while is short, since that looks the same.
+// Another process may be reading or replacing the file now. So an attempt that fails for that reason is repeated for a
+// time. After "access denied" the time is short, because the same error also means that this account has no access.
 template <class Attempt>
 bool patiently(const Attempt& attempt) {
     constexpr ULONGLONG patience = 2000, patienceWhenDenied = 300; // milliseconds
@@ -47,7 +47,7 @@ bool patiently(const Attempt& attempt) {
     return true;
 }
 
-// Beside the file it is to replace.
+// A temporary file in the folder of the file that it will replace.
 std::wstring nameBeside(const std::wstring& target) {
     return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
 }
@@ -97,7 +97,7 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
 }
 
 void replaceFile(const std::string& path, const std::string& content, bool) {
-    // Modes are POSIX's: here the folder's access list decides who may read a new file.
+    // Windows has no file modes. The access list of the folder decides who can read a new file.
     const std::wstring target = longName(path);
     const std::wstring beside = nameBeside(target);
     Handle file(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -127,7 +127,8 @@ void replaceOrRewriteFile(const std::string& path, const std::string& content, b
 }
 
 void makePrivateFolder(const std::string& path) {
-    // A folder under a user's profile or the service's data folder inherits an access list that shuts others out.
+    // A folder under a user's profile or the service's data folder inherits an access list that gives other accounts no
+    // access.
     std::error_code error;
     std::filesystem::create_directories(std::filesystem::path(toUtf16(path)), error);
     if (error) throw FileError(path, error.message());
@@ -162,7 +163,7 @@ FileLock::FileLock(std::unique_ptr<Held> held) : held_(std::move(held)) {}
 FileLock::~FileLock() = default;
 
 std::unique_ptr<FileLock> FileLock::take(const std::string& path) {
-    // Opened for nobody else to open: that is the lock.
+    // The file is opened so that it can't be opened a second time. That is the lock.
     Handle file(CreateFileW(toUtf16(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!valid(file)) {

@@ -36,8 +36,8 @@ public:
         Data* operator->() const { return &data_; }
 
         // Waits, without the mutex, until `condition` is notified and the predicate is true. The predicate is called
-        // with the mutex held. The variants with a time return what it says at the end. Without a predicate, the wait
-        // may end for no reason.
+        // with the mutex held. The variants with a time return what the predicate returns at the end. Without a
+        // predicate, the wait may end for no reason.
         void wait(std::condition_variable& condition) { condition.wait(lock_); }
         template <class TimePoint>
         void waitUntil(std::condition_variable& condition, const TimePoint& time) {

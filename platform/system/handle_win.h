@@ -15,7 +15,7 @@ struct HandleCloser {
         if (handle != INVALID_HANDLE_VALUE) CloseHandle(handle);
     }
 };
-// Null or INVALID_HANDLE_VALUE when there is none, as the call that made it has it.
+// When there is no handle, this is null or INVALID_HANDLE_VALUE, whichever the system call has returned.
 using Handle = std::unique_ptr<void, HandleCloser>;
 
 inline bool valid(const Handle& handle) { return handle.get() && handle.get() != INVALID_HANDLE_VALUE; }

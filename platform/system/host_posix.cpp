@@ -20,8 +20,8 @@ namespace platform {
 
 namespace {
 
-// Runs one of the get...._r look-ups with a buffer that grows until the entry fits, and gives what `read` takes
-// from the entry; the empty text when there is none.
+// Runs one of the get...._r look-ups with a buffer that grows until the entry fits, and returns what `read` takes from
+// the entry; the empty text when there is no entry.
 template <class Entry, class Lookup, class Read>
 std::string lookUp(Lookup&& call, Read&& read) {
     std::vector<char> buffer(1024);

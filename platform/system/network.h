@@ -29,19 +29,19 @@ struct NetworkInterface {
     bool pointToPoint = false;
 };
 
-// All of them, also those that are down or have no address, in the system's order. Throws std::system_error when the
-// system does not tell.
+// Returns all interfaces, also those that are down or have no address, in the system's order. Throws std::system_error
+// when the system does not list them.
 std::vector<NetworkInterface> networkInterfaces();
 
 // ---- names and addresses
 
-// The IPv4 addresses of a host, each once and in host order, in the order in which the resolver prefers them; none
-// if it knows none or fails. `hostName` is UTF-8, not empty and without zero bytes; a dotted address names itself.
-// Blocks for as long as the resolver takes.
+// Returns the IPv4 addresses of a host, each once and with its bytes in host order. The first is the one that the
+// resolver prefers. Returns an empty list if the resolver knows no address or fails. `hostName` is UTF-8, not empty and
+// without zero bytes; it may also be an address in dotted form. Blocks for as long as the resolver takes.
 std::vector<std::uint32_t> lookUpIPv4(const std::string& hostName);
 
 // Writes the text of an address, given in network order, with its terminating zero; 65 characters are always enough.
-// False when the system cannot produce it; `text` is then undefined.
+// Returns false when the system can't produce it; `text` is then undefined.
 bool writeIPv6Text(std::span<const std::uint8_t, 16> address, std::span<char> text);
 
 } // namespace platform

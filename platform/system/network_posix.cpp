@@ -27,7 +27,7 @@ struct KindRow {
     const char* name;
 };
 
-// The kinds that a host of today has; another one stays without a description.
+// The usual kinds of interfaces. Interfaces of other kinds have no description.
 // clang-format off
 constexpr KindRow kinds[] = {
     {ARPHRD_LOOPBACK,  "Loopback"},
@@ -58,7 +58,8 @@ Address addressAs(const sockaddr* from) {
 
 std::uint32_t ipv4Of(const sockaddr* from) { return from ? ntohl(addressAs<sockaddr_in>(from).sin_addr.s_addr) : 0; }
 
-// The link's own entry: what it is, and its hardware address. A loopback link has one that is all zeros, which is none.
+// The link's own entry: what it is, and its hardware address. The address of a loopback link is all zeros, which counts
+// as no address.
 void takeLink(const sockaddr* from, NetworkInterface& into) {
     const auto link = addressAs<sockaddr_ll>(from);
     into.description = kindName(link.sll_hatype);

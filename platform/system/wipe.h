@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Secrets leave no trace: overwriting that the compiler may not drop. All of it is inline, for front ends too.
+// Overwrites secrets in memory, in a way that the compiler can't remove as unnecessary. All of it is inline, for front
+// ends too.
 #pragma once
 
 #include <cstddef>
@@ -12,14 +13,15 @@ namespace platform {
 // Overwrites `size` bytes with zeros.
 inline void wipe(void* bytes, std::size_t size) {
     if (size == 0) return;
-    // Called through a volatile pointer: what the optimiser does not know it can't leave out.
+    // The function is called through a volatile pointer. The optimiser does not know which function that is, so it
+    // can't remove the call.
     static void* (*const volatile overwrite)(void*, int, std::size_t) = std::memset;
     overwrite(bytes, 0, size);
 }
 
-// Overwrites all that the string's storage holds, behind its end too, and empties it. Strings that held a
-// secret are wiped before they are destroyed or moved from: a short one lives in the object itself, and
-// neither its destructor nor a move clears that.
+// Overwrites the whole storage of the string, also the part after its end, and empties the string. Strings that held a
+// secret are wiped before they are destroyed or moved from: a short one lives in the object itself, and neither its
+// destructor nor a move clears that.
 inline void wipe(std::string& secret) {
     secret.resize(secret.capacity());
     wipe(secret.data(), secret.size());

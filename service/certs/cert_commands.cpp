@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Listings, deletion, and what files bring.
+// The commands that list and delete objects, and those that parse and import files.
 #include <service/certs/cert_calls.h>
 
 #include <service/base/log.h>
@@ -87,7 +87,7 @@ bool isSelected(CertSelector selector, const CertInfo& certificate) {
     throw RefusedError(Refused::badInput, "there is no selection %d", static_cast<int>(selector));
 }
 
-// The tokens that something can be imported to.
+// Returns the tokens to which objects can be imported.
 std::vector<const TokenObjects*> targets(const Holdings& holdings) {
     std::vector<const TokenObjects*> list;
     for (const TokenObjects& token : holdings.tokens()) {
@@ -153,7 +153,8 @@ std::string CertCommands::enumCrls(Call& call) {
     return encodeReply<Command::EnumCRLs>(crls);
 }
 
-// Tokens are read at every command anyway; this fills the cache again and shows tokens that can't be read.
+// Every command reads the tokens, so there is nothing to refresh there. This fills the cache again and reports tokens
+// that can't be read.
 std::string CertCommands::reloadAll(Call& call) {
     bool forget = false;
     call.in >> forget;
@@ -229,7 +230,7 @@ std::string CertCommands::importCrl(Call& call) {
 
 // ---- away
 
-// The key pair stays: it may belong to another certificate, or to one that is still to come.
+// The key pair is kept: it may belong to another certificate, or to one that will be imported later.
 std::string CertCommands::deleteCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Module 8: the commands on certificates, CRLs, preshared keys and certificate requests. Each handler reads its
-// request, does the work, and gives the reply. A build without OpenSSL refuses them all.
+// request, does the work, and returns the payload of the reply. A build without OpenSSL refuses them all.
 #pragma once
 
 #include <service/base/call.h>
@@ -19,7 +19,7 @@ namespace panelkitd {
 
 class CertCommands {
 public:
-    // The configuration says how revocation is looked at where a verification leaves that open.
+    // `configuration` says how revocation is checked when the request for a verification does not say it.
     CertCommands(Providers& providers, const Configuration& configuration);
     ~CertCommands();
     CertCommands(const CertCommands&) = delete;
@@ -47,13 +47,13 @@ public:
     std::string requestKeyInfo(Call& call);
     std::string makeRequest(Call& call);
 
-    // All certificates on tokens, for the watch over those that end.
+    // Returns all certificates on tokens, for the expiry watch.
     std::vector<WatchedCertificate> watched();
 
-    // What a policy may need of the tokens; nothing in a build that can't look into them.
+    // Returns the objects on tokens that a policy may need; nullopt in a build without OpenSSL, which can't read them.
     std::optional<CredentialList> credentials();
 
-    // A session is over, and what it parsed is forgotten.
+    // Called when a session has ended. Deletes the file that it has parsed.
     void ended(const bridge::server::Session& session);
 
 private:

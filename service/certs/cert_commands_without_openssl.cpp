@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// There is no OpenSSL for this build.
+// The handlers in a build without OpenSSL. They refuse all commands.
 #include <service/certs/cert_commands.h>
 
 #include <service/base/refused.h>

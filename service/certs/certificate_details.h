@@ -11,7 +11,7 @@
 
 namespace panelkitd {
 
-// Label and key identifier of the object, the certificate's algorithms and extensions.
+// Returns the label and key identifier of the object, and the algorithms and extensions of the certificate.
 CertExtentions describeFully(const StoredCertificate& certificate);
 
 // Returns the whole certificate as OpenSSL prints it, in UTF-8.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Storing a CRL. A token keeps the newest list of each issuer: an older one goes when a newer one comes.
+// Storing a CRL. A token keeps the newest list of each issuer: an older list is deleted when a newer one is stored.
 #include <service/certs/importer.h>
 
 #include <service/base/refused.h>

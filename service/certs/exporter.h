@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A certificate in the formats that programs exchange, alone, with its chain, or with its private key.
+// Makes files with a certificate: alone, with its chain, or with its private key, in the usual exchange formats.
 #pragma once
 
 #include <service/certs/holdings.h>
@@ -20,13 +20,13 @@ struct ExportWish {
     bool withKey = false;
 };
 
-// Whether the parts of a wish go together; `exported` when they do.
+// Checks that the parts of a wish can be combined. Returns `exported` if so, else the result that says what is wrong.
 Outcome<vocabulary::ExportCert> checkWish(const ExportWish& wish);
 
-// The private key of a certificate, out of the token that holds both. Throws RefusedError when the token refuses.
+// Reads the private key of a certificate from the token that holds both. Throws RefusedError when the token refuses.
 Outcome<vocabulary::ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key);
 
-// The content of the file. `chain` begins with the certificate; `key` may be null.
+// Returns the content of the file. `chain` begins with the certificate; `key` may be null.
 std::string exported(const ExportWish& wish, const std::vector<PlacedCertificate>& chain, EVP_PKEY* key);
 
 } // namespace panelkitd

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What all tokens hold at one moment, and what follows from seeing it together: which certificate is revoked, which has
-// its key, which signed which.
+// The objects of all tokens at one moment, and what can be found by comparing them: which certificates are revoked,
+// which have a private key, and which certificate signed another one.
 #pragma once
 
 #include <service/certs/token_objects.h>
@@ -28,26 +28,28 @@ public:
 
     const std::vector<TokenObjects>& tokens() const { return tokens_; }
 
-    // Tokens that could not be read: nothing is known of what they hold.
+    // The tokens that could not be read. Their objects are not known.
     const std::vector<UnseenTokens>& unseen() const { return unseen_; }
 
-    // The token of that label, serial number and provider; the certificate on it. Throw RefusedError.
+    // Return the token with that label, serial number and provider, and the certificate on it. Throw RefusedError when
+    // there is none.
     const TokenObjects& token(const PKCS11::TokenInfo& named) const;
     PlacedCertificate find(const PKCS11::TokenInfo& token, const CertInfo& certificate) const;
 
-    // Its record as it is listed.
+    // Returns the record of the certificate, as in listings.
     CertInfo describe(const PlacedCertificate& certificate) const;
-    // The state of any certificate, on a token or not.
+    // Returns the state of a certificate, which need not be on a token.
     std::uint32_t stateOf(const CertificateFacts& certificate) const;
-    // When a list on a token revokes it: seconds since 1970; 0 when none does.
+    // Returns when a CRL on a token revokes the certificate, in seconds since 1970; 0 when none does.
     std::uint64_t revokedAt(const CertificateFacts& certificate) const;
 
-    // False when a token has the list's issuer, and none of that name signed it.
+    // Returns false when tokens have certificates with the name of the list's issuer, but none of them has signed the
+    // list.
     bool isSignedByItsIssuer(const CrlFacts& crl) const;
 
-    // The certificate that issued it and signed it; null place when none is here.
+    // Returns the certificate that issued and signed the given one; a null place when no token has it.
     PlacedCertificate issuerOf(const StoredCertificate& certificate) const;
-    // The certificate, its issuer, and so on; ends at one that is its own issuer, or whose issuer is not here.
+    // Returns the certificate, its issuer, and so on. The last one is its own issuer, or its issuer is on no token.
     std::vector<PlacedCertificate> chainOf(const PlacedCertificate& certificate) const;
 
 private:
@@ -55,12 +57,13 @@ private:
     std::vector<UnseenTokens> unseen_;
 };
 
-// Whether the chain ends at a certificate that is signed by its own key.
+// Returns whether the chain ends at a certificate that is signed with its own key.
 bool isComplete(const std::vector<PlacedCertificate>& chain);
 
 bool sameToken(const PKCS11::TokenInfo& a, const PKCS11::TokenInfo& b);
 
-// Whether the record names that certificate: by fingerprint, or where it has none by issuer and serial number.
+// Returns whether the record is of that certificate. Compares the fingerprints or, when the record has none, issuer and
+// serial number.
 bool names(const CertInfo& record, const CertificateFacts& certificate);
 
 } // namespace panelkitd

@@ -16,7 +16,7 @@ using vocabulary::Refused;
 
 namespace {
 
-// The objects that one import makes, and what they are tied to.
+// The objects that one import creates, and the identifier that links them.
 class Import {
 public:
     Import(HeldToken& token, const ParsedFile& file, FactsCache& cache) : token_(token), file_(file), cache_(cache) {}
@@ -24,16 +24,16 @@ public:
     void addCertificate(const FileCertificate& certificate);
     void addKey(const FileCertificate& certificate, bool extractable);
 
-    // Stores what was added and is not there yet. False when there is nothing of that kind.
+    // Stores the objects that were added and are not on the token yet. Returns false when there are none.
     bool store();
 
 private:
-    // What the token has of a certificate.
+    // Returns the objects of a certificate that are on the token already.
     struct There {
         TokenObjects objects;
         const StoredCertificate* same;
 
-        // Certificate and key share their CKA_ID: that of the half which the token has already.
+        // Certificate and key must have the same CKA_ID. If the token has one of them already, its CKA_ID is used.
         std::string idFor(const FileCertificate& certificate) const;
     };
     There there(const FileCertificate& certificate) const;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Storing what a parsed file holds on a token: all that is asked for, or nothing.
+// Stores objects of a parsed file on a token: all that the caller asks for, or none of them.
 #pragma once
 
 #include <service/base/refused.h>
@@ -18,7 +18,7 @@
 
 namespace panelkitd {
 
-// What an operation ended with, and why.
+// The result of an operation, and the reasons for it.
 template <class Result>
 struct Outcome {
     Outcome(Result how) : result(how) {} // NOLINT(google-explicit-constructor): success needs no reason
@@ -35,10 +35,10 @@ struct ImportWish {
     bool extractable = false;
 };
 
-// The token's user is logged in for as long as this lives, unless he is in anyway.
+// Logs the user in to a token while this object exists, unless the user is logged in already.
 class LoginForOnce {
 public:
-    // Null for no PIN: nothing is done. Throws RefusedError, also when another account is logged in.
+    // `pin` may be null; then nothing is done. Throws RefusedError, also when another account is logged in.
     LoginForOnce(HeldToken& token, const std::string* pin, const Account& who);
     ~LoginForOnce();
     LoginForOnce(const LoginForOnce&) = delete;
@@ -49,15 +49,15 @@ private:
     bool ours_ = false;
 };
 
-// The bits of CertImportOption::modes.
+// Returns the ways in which the certificate can be imported, as the bits of CertImportOption::modes.
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
-// Throws RefusedError when the token refuses.
+// Imports a certificate, its key, or both. Throws RefusedError when the token refuses.
 Outcome<vocabulary::ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
                                                   FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
 
-// `everything` is what the tokens hold: the list's issuer may be on any.
+// Imports a CRL. `everything` has the objects of all tokens, because the issuer of the list may be on any of them.
 Outcome<vocabulary::ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything,
                                          FactsCache& cache);
 vocabulary::ImportCrl importCrlResult(vocabulary::Refused reason);

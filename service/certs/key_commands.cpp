@@ -24,7 +24,7 @@ using vocabulary::Refused;
 
 namespace {
 
-// Throws RefusedError for what no front end should send.
+// Throws RefusedError for values that no correct front end sends.
 CertRequestInfo readWish(Call& call) {
     CommandStreamIn start = call.in;
     std::uint32_t keyType = 0, keyBits = 0, digest = 0, format = 0;

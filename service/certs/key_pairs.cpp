@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Making key pairs on a token, and finding them again.
+// Creates key pairs on a token, and finds those that are there.
 #include <service/base/refused.h>
 #include <service/certs/request_keys.h>
 #include <service/certs/token_objects.h>
@@ -61,7 +61,7 @@ std::string rsaPublicKey(const StoredPublicKey& stored) {
 KeyHandle publicKeyOf(int algorithm, int parameterKind, void* parameter, const std::string& bits) {
     const std::unique_ptr<X509_PUBKEY, Release<X509_PUBKEY_free>> encoded(X509_PUBKEY_new());
     auto* copy = static_cast<unsigned char*>(OPENSSL_memdup(bits.data(), bits.size()));
-    // Takes parameter and copy over.
+    // This call takes ownership of the parameter and the copy.
     if (!X509_PUBKEY_set0_param(encoded.get(), OBJ_nid2obj(algorithm), parameterKind, parameter, copy,
                                 static_cast<int>(bits.size()))) {
         return nullptr;

@@ -10,14 +10,15 @@
 
 namespace panelkitd {
 
-// The bits of vocabulary::keyUsage that a certificate allows; 0 when it has neither extension.
+// Returns the bits of vocabulary::keyUsage that a certificate allows; 0 when it has neither of the two extensions.
 std::uint32_t keyUsageBits(X509* certificate);
 
-// The values of the two extensions for the bits, in the form of OpenSSL's configuration; empty for no bit.
+// Return the values of the two extensions for the bits, in the syntax of OpenSSL's configuration; empty when no bit is
+// set.
 std::string keyUsageValue(std::uint32_t bits);
 std::string extendedKeyUsageValue(std::uint32_t bits);
 
-// Whether there is a name for each of the bits.
+// Returns whether each of the bits has a name.
 bool areKeyUsages(std::uint32_t bits);
 
 } // namespace panelkitd

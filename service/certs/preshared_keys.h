@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Preshared keys on a token: secret keys that never leave it, or private data objects on tokens that can't hold such
-// keys. Both are seen only after log-in.
+// keys. Both are visible only after log-in.
 #pragma once
 
 #include <service/certs/token_attributes.h>
@@ -18,7 +18,7 @@ struct StoredPresharedKey {
 
 std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token);
 
-// Throws RefusedError for a name or value that does not do, a name that is taken, and when the token refuses.
+// Throws RefusedError when the name or value is not allowed, when the name is taken, and when the token refuses.
 void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value);
 
 } // namespace panelkitd

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What a token offers, and signing with it.
+// The mechanisms that a token offers for requests, and signing with it.
 #include <service/certs/request_keys.h>
 
 #include <vocabulary/certs.h>
@@ -55,7 +55,8 @@ const HostMechanism* find(const Mechanisms& list, CK_MECHANISM_TYPE type) {
 
 bool has(const Mechanisms& list, CK_MECHANISM_TYPE type) { return find(list, type) != nullptr; }
 
-// RSA by a mechanism that takes the digest as well, or by the plain one; EC's takes digests that are made here.
+// RSA signs with a mechanism that also computes the digest, or with the plain one. The mechanism of EC takes a digest
+// that is computed here.
 bool canSign(const Mechanisms& mechanisms, std::uint32_t keyType, const DigestRow& digest) {
     if (keyType == vocabulary::keyType::ec) return has(mechanisms, CKM_ECDSA);
     return has(mechanisms, digest.withRsa) || has(mechanisms, CKM_RSA_PKCS);
@@ -78,7 +79,7 @@ std::string hashed(const EVP_MD* kind, const std::string& bytes) {
     return digest;
 }
 
-// What PKCS#1 signs: the digest and its name.
+// Returns the bytes that PKCS#1 signs: the digest and the identifier of its algorithm.
 std::string digestInfo(const EVP_MD* kind, const std::string& bytes) {
     const std::unique_ptr<X509_SIG, Release<X509_SIG_free>> info(X509_SIG_new());
     X509_ALGOR* algorithm = nullptr;
@@ -90,7 +91,7 @@ std::string digestInfo(const EVP_MD* kind, const std::string& bytes) {
     return derOf(info.get(), i2d_X509_SIG);
 }
 
-// Tokens give the two numbers side by side; X.509 has them in a sequence.
+// Tokens return the two numbers one after the other; X.509 has them in a sequence.
 std::string ecSignature(const std::string& numbers) {
     const std::size_t half = numbers.size() / 2;
     const std::unique_ptr<ECDSA_SIG, Release<ECDSA_SIG_free>> signature(ECDSA_SIG_new());

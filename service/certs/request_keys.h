@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Key pairs for certificate requests: what a token can make, making and finding them, and signing on the token.
+// Key pairs for certificate requests: which kinds a token can create, creating and finding them, and signing on the
+// token. Functions that use the token throw RefusedError when it refuses.
 #pragma once
 
 #include <service/certs/openssl_handles.h>
@@ -23,7 +24,8 @@ struct TokenKeyPair {
     KeyHandle key; // its public half, for OpenSSL
 };
 
-// What a token's mechanisms allow; a token that makes no keys has no choices.
+// The kinds and sizes of keys, and the digests, that the token's mechanisms allow. The list is empty for a token that
+// can't create keys.
 class RequestChoices {
 public:
     explicit RequestChoices(const std::vector<HostMechanism>& mechanisms);
@@ -38,17 +40,17 @@ private:
     std::vector<CertRequestKeyInfo> list_;
 };
 
-// Makes a pair that stays on the token and never leaves it.
+// Creates a pair on the token. The private key can't be exported.
 TokenKeyPair generatePair(HeldToken& token, const CertRequestInfo& wish, const std::string& label);
 
-// The pairs of that label whose two halves are there.
+// Returns the pairs with that label of which the token has both the public and the private key.
 std::vector<TokenKeyPair> findPairs(const TokenObjects& keys, const std::string& label);
 
-// The signature over some bytes, as X.509 has it.
+// Returns the signature of some bytes, in the form that X.509 uses.
 std::string signOnToken(HeldToken& token, const TokenKeyPair& pair, const std::vector<HostMechanism>& mechanisms,
                         std::uint32_t digest, const std::string& bytes);
 
-// OpenSSL's digest of that number; null when it is none of ours.
+// Returns OpenSSL's digest for that number; null for a number that has no digest here.
 const EVP_MD* digestOf(std::uint32_t digest);
 
 } // namespace panelkitd

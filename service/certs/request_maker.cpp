@@ -26,7 +26,7 @@ using NameHandle = std::unique_ptr<X509_NAME, Release<X509_NAME_free>>;
 using ExtensionsHandle = std::unique_ptr<STACK_OF(X509_EXTENSION), Release<freeExtensions>>;
 using NamesHandle = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES_free>>;
 
-// What ends the making, with its result.
+// Thrown to stop with a result.
 struct Unfit {
     MakeRequest result;
     bridge::Remark why;
@@ -130,7 +130,7 @@ ExtensionsHandle extensionsOf(const CertRequestInfo& wish) {
     return extensions;
 }
 
-// The request but for its key and signature: all that a person may have got wrong is found before a key is made.
+// Makes the request without its key and signature. So mistakes of the user are found before a key is created.
 RequestHandle drafted(const CertRequestInfo& wish) {
     RequestHandle request(X509_REQ_new());
     const NameHandle subject = subjectOf(wish);
@@ -151,8 +151,8 @@ bridge::Remark notOnePair(std::size_t found, const std::string& label) {
     return remark(Refused::badInput, "Several key pairs are called \"%s\".", label);
 }
 
-// A key pair for a request. One that was made for it is destroyed again, unless it is told to be kept: what fails
-// half way leaves the token as it was.
+// A key pair for a request. A pair that was created for the request is destroyed again unless keep() is called, so that
+// a request that fails half-way leaves the token as it was.
 class RequestPair {
 public:
     RequestPair(HeldToken& token, TokenKeyPair pair, bool made) : token_(token), pair_(std::move(pair)), made_(made) {}

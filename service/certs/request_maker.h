@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Certificate requests (PKCS#10): assembled here, signed on the token by a key pair that is made there or is there.
+// Certificate requests (PKCS#10): assembled here, and signed on the token with a key pair that is created there or
+// exists already.
 #pragma once
 
 #include <service/certs/importer.h>
@@ -12,7 +13,7 @@
 
 namespace panelkitd {
 
-// Makes the request; without success the token stays as it was. Throws RefusedError when the token refuses.
+// Makes the request. When that fails, the token stays as it was. Throws RefusedError when the token refuses.
 Outcome<vocabulary::MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& request);
 vocabulary::MakeRequest requestResult(vocabulary::Refused reason);
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The attributes of a token's objects: as they are searched by or made from, and as they were read.
+// The attributes of objects on a token: those that an object is searched by or created from, and those that were read.
 #pragma once
 
 #include <service/tokens/provider.h>
@@ -12,7 +12,7 @@
 
 namespace panelkitd {
 
-// The attributes that an object is searched by or made from. What it holds is wiped with it.
+// The attributes that an object is searched by or created from. The destructor wipes them.
 class ObjectTemplate {
 public:
     ObjectTemplate() { host_.attributes.reserve(mostAttributes); } // no copies of secrets are left behind by growing
@@ -28,7 +28,8 @@ private:
     HostTemplate host_;
 };
 
-// The values of an object that was read, by place. An object may have none, or keep it secret.
+// The values of an object that was read, by their place in the request. The object may not have a value, or may keep it
+// secret.
 class ObjectValues {
 public:
     explicit ObjectValues(const std::vector<HostValue>& values) : values_(values) {}

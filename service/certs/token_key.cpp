@@ -59,7 +59,7 @@ CK_KEY_TYPE keyType(const EVP_PKEY* key) {
     }
 }
 
-// A public key as certificates have it, taken apart.
+// The parts of a public key, as certificates have them.
 struct PublicParts {
     std::string curve; // DER of the curve's parameters
     std::string point; // in a DER octet string
@@ -76,7 +76,7 @@ PublicParts partsOf(const EVP_PKEY* key) {
     X509_PUBKEY_get0_param(&kind, &bits, &size, &algorithm, encoded.get());
     const std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>> point(ASN1_OCTET_STRING_new());
     ASN1_OCTET_STRING_set(point.get(), bits, size);
-    // Edwards curves have no parameters: their kind says all.
+    // Edwards curves have no parameters: the type of the key already says which curve it is.
     std::string curve =
         algorithm->parameter ? derOf(algorithm->parameter, i2d_ASN1_TYPE) : derOf(kind, i2d_ASN1_OBJECT);
     return {std::move(curve), derOf(point.get(), i2d_ASN1_OCTET_STRING)};
@@ -103,7 +103,7 @@ NumberHandle numberFrom(const std::string& bytes) {
     return NumberHandle(BN_bin2bn(bytesOf(bytes), static_cast<int>(bytes.size()), nullptr));
 }
 
-// The key made of what the builder collects.
+// Returns the key made from the parameters in the builder.
 KeyHandle builtKey(const char* kind, OSSL_PARAM_BLD* builder) {
     const std::unique_ptr<OSSL_PARAM, Release<OSSL_PARAM_free>> parameters(OSSL_PARAM_BLD_to_param(builder));
     const std::unique_ptr<EVP_PKEY_CTX, Release<EVP_PKEY_CTX_free>> context(
@@ -130,7 +130,7 @@ KeyHandle rsaKey(HeldToken& token, std::uint64_t object) {
     return numbers.empty() ? nullptr : builtKey("RSA", builder.get());
 }
 
-// The scalar is the token's, the rest the certificate's.
+// The private number comes from the token, the curve and the point from the certificate.
 KeyHandle ecKey(const std::string& scalar, const EVP_PKEY* publicKey) {
     std::array<char, 64> group{};
     std::array<unsigned char, 256> point{};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Key pairs between OpenSSL's form and PKCS#11's: RSA, EC and Edwards curves.
+// Converts key pairs between OpenSSL's form and that of PKCS#11: RSA, EC and Edwards curves.
 #pragma once
 
 #include <service/certs/openssl_handles.h>
@@ -10,23 +10,23 @@
 
 namespace panelkitd {
 
-// What a key pair is called on its token.
+// The names of a key pair on its token.
 struct KeyNames {
     std::string label;
     std::string id;
     std::string subject; // DER; may be empty
 };
 
-// The templates that store a key pair. Throw RefusedError (notSupported) for a kind that PKCS#11 tokens have no form
-// for here.
+// Return the templates that store a key pair. Throw RefusedError (notSupported) for a kind of key that can't be stored
+// here.
 void describePrivateKey(const EVP_PKEY* key, const KeyNames& names, bool extractable, ObjectTemplate& object);
 void describePublicKey(const EVP_PKEY* key, const KeyNames& names, ObjectTemplate& object);
 
-// A private key that its token gives out, checked against the certificate that it belongs to; null when the token does
-// not give it out or it does not belong.
+// Returns a private key that its token allows to be read. Returns null when the token keeps it secret, or when it does
+// not belong to the certificate.
 KeyHandle readPrivateKey(HeldToken& token, std::uint64_t object, const X509* certificate);
 
-// Signs and verifies once: whether the two halves of a key belong together.
+// Returns whether the two halves of a key pair belong together. Signs and verifies once to find that out.
 bool keyWorks(EVP_PKEY* key);
 
 } // namespace panelkitd

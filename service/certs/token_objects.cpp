@@ -18,7 +18,7 @@ using PKCS11::TokenInfo;
 
 namespace {
 
-// What stands in a DER octet string, in which PKCS#11 has the points of curves. Some tokens leave it out.
+// Returns the content of a DER octet string. PKCS#11 wraps the points of curves in one, but some tokens do not.
 std::string contentOfOctetString(const std::string& value) {
     using String = std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>>;
     std::string_view rest = value;
@@ -104,7 +104,7 @@ HostQuery allWith(CK_OBJECT_CLASS kind, CK_ATTRIBUTE_TYPE type, const std::strin
     return {wanted, {reading}};
 }
 
-// As PKCS#11 has the point of a curve.
+// Returns the point of a curve in the form that PKCS#11 uses.
 std::string pointAsAttribute(const CertificateFacts& certificate) {
     const std::unique_ptr<ASN1_OCTET_STRING, Release<ASN1_OCTET_STRING_free>> string(ASN1_OCTET_STRING_new());
     const std::string& point = certificate.publicKey;
@@ -133,8 +133,8 @@ StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>
             isRsa ? values.bytes(4) : values.bytes(6)};
 }
 
-// To search a token for one class takes it about as long as to read all that it finds, so the few objects that are not
-// certificates are searched for together.
+// A search for one class takes a token about as long as reading all that it finds. So the objects that are not
+// certificates, which are few, are searched for together.
 TokenObjects readObjects(HeldToken& token, FactsCache& cache) {
     const HostQuery others{{}, {keyReading(), publicKeyReading(), crlReading()}};
     return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
@@ -154,8 +154,8 @@ std::vector<StoredCrl> readCrls(HeldToken& token, FactsCache& cache) {
     return sorted(token.find({allWith(CKO_DATA, CKA_APPLICATION, crlApplication, crlReading())}), cache).crls;
 }
 
-// An RSA key is found by its modulus. An EC private key does not tell its point: it is found by the id that its public
-// key or the certificate has.
+// An RSA key is found by its modulus. An EC private key does not have its point as an attribute. So it is found by the
+// CKA_ID of its public key or of the certificate.
 TokenObjects readRelated(HeldToken& token, const std::string& der, const CertificateFacts& facts, FactsCache& cache) {
     const bool isRsa = facts.info.keyType == vocabulary::keyType::rsa;
     std::vector<HostQuery> queries{allWith(CKO_CERTIFICATE, CKA_VALUE, der, certificateReading())};
@@ -215,7 +215,7 @@ void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen) {
 }
 
 const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {
-    // An EC private key does not tell its point; its public key, tied to it by CKA_ID, does.
+    // An EC private key does not have its point as an attribute, but the public key with the same CKA_ID has it.
     const auto publicKey = std::find_if(publicKeys.begin(), publicKeys.end(), [&](const StoredPublicKey& key) {
         return key.type == certificate.info.keyType && key.material == certificate.publicKey;
     });

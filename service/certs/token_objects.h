@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// What tokens hold: read in as few passes as tokens allow, and matched in memory.
+// The objects on tokens. They are read with as few searches as possible, and matched in memory.
 #pragma once
 
 #include <service/base/call.h>
@@ -61,8 +61,9 @@ struct TokenObjects {
     std::vector<StoredPublicKey> publicKeys;
     std::vector<StoredCrl> crls;
 
-    // The private key of a certificate, which need not be stored here itself; null when it is not there or not seen,
-    // as without log-in. `id` is the certificate's CKA_ID, empty for one that is not stored.
+    // Returns the private key of a certificate, which itself need not be on this token. Returns null when the key is
+    // not there or not visible; without log-in it usually is not. `id` is the CKA_ID of the certificate, empty for one
+    // that is not stored.
     const StoredKey* keyOf(const CertificateFacts& certificate, const std::string& id) const;
 };
 
@@ -71,29 +72,30 @@ std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& ca
 TokenObjects readKeys(HeldToken& token); // both halves
 std::vector<StoredCrl> readCrls(HeldToken& token, FactsCache& cache);
 
-// The certificate, where it is stored, and what there is of its keys: by search, whatever else the token holds.
+// Reads the certificate, if it is stored, and its keys. Searches for these only and does not read other objects of the
+// token.
 TokenObjects readRelated(HeldToken& token, const std::string& der, const CertificateFacts& facts, FactsCache& cache);
 
-// For a public key that was just made.
+// For a public key that was created just now: the attributes to read of it, and the record made from their values.
 const HostReading& publicKeyReading();
 StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>& values);
 
-// A token that is listed and was not seen, because it was pulled out just now, say, or all tokens of a provider whose
-// module does not answer. The first remark is `incomplete` and names it.
+// A listed token that could not be read, for example because it was removed just now, or all tokens of a provider whose
+// module does not answer. The first remark is `incomplete` and names the token or provider.
 struct UnseenTokens {
     Remarks why;
 };
 
-// Calls `use` for each token that is there and initialised, one held at a time. Returns those that were not seen, which
-// are logged too.
+// Calls `use` for each token that is there and initialised. Only one token is held at a time. Returns the tokens that
+// could not be read; they are logged too.
 std::vector<UnseenTokens> forEachToken(const Providers& providers,
                                        const std::function<void(HeldToken& held, const PKCS11::TokenInfo& token)>& use);
 
-// For an answer that must be complete. Throws RefusedError, which names what was not seen.
+// For an answer that must be complete. Throws RefusedError when some tokens could not be read, and names them.
 void requireAllSeen(const std::vector<UnseenTokens>& unseen);
 
-// For a listing, which holds what was seen: remarks beside the reply name the rest. A front end that does not hear
-// remarks would take the listing for complete, so it is refused instead.
+// For a listing of the tokens that could be read. Remarks with the reply name the other ones. A front end that does not
+// receive remarks would think that the listing is complete, so for it the command is refused.
 void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen);
 
 } // namespace panelkitd

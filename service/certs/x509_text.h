@@ -15,13 +15,13 @@ namespace panelkitd {
 
 std::string nameText(const X509_NAME* name);
 
-// The value of the name's last common name, else the name's whole text.
+// Returns the last common name in the name; if it has none, the text of the whole name.
 std::string shortName(const X509_NAME* name);
 
 std::string numberText(const ASN1_INTEGER* number);  // "-" in front of a negative one
 std::string hexText(const ASN1_OCTET_STRING* bytes); // empty for null
 
-// OpenSSL's name of an object identifier, else its numbers.
+// Returns OpenSSL's name of an object identifier, or its numbers when it has no name.
 std::string objectText(const ASN1_OBJECT* object);
 
 // Returns nullopt when the time can't be read. A time before 1970 is 0.

@@ -30,7 +30,7 @@ bool isNamed(const CK_TOKEN_INFO& info, const HostTokenName& name) {
     return labelOf(info) == name.label && fieldText(info.serialNumber) == name.serial;
 }
 
-// A length that the module reports; nothing when it reports none.
+// Returns a length that the module reports; 0 when it reports none.
 std::uint32_t announced(CK_ULONG length) {
     constexpr CK_ULONG unreasonable = 1U << 16;
     return length < unreasonable ? static_cast<std::uint32_t>(length) : 0;

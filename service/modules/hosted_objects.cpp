@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The hosted module: finding, reading, making and destroying objects, and keys.
+// HostedModule, continued: its commands that find, read, create and destroy objects, and those on keys.
 #include <service/modules/hosted_module.h>
 
 #include <service/base/refused.h>
@@ -26,10 +26,10 @@ constexpr std::size_t mostObjects = 100'000;
 constexpr CK_ULONG mostMechanisms = 4096;
 constexpr CK_ULONG absentSize = ~CK_ULONG{0}; // what PKCS#11 says of a value that is not there
 
-// Bytes of values in one reply; what is left is read with further commands.
+// The limit for the bytes of values in one reply. The remaining values are read with further commands.
 constexpr std::size_t mostBytes = std::size_t{24} << 20;
 
-// The attributes as PKCS#11 takes them; they view the template.
+// Returns the attributes in the form that PKCS#11 takes. They point into the template, which must outlive them.
 std::vector<CK_ATTRIBUTE> attributesOf(const HostTemplate& object) {
     std::vector<CK_ATTRIBUTE> list;
     for (const HostAttribute& attribute : object.attributes) {
@@ -47,7 +47,7 @@ std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HA
     std::vector<CK_OBJECT_HANDLE> found;
     std::array<CK_OBJECT_HANDLE, 512> some{};
     CK_RV result = CKR_OK;
-    // Fewer than there is room for are the last ones.
+    // When the module returns fewer objects than there is room for, they are the last ones.
     for (CK_ULONG count = some.size(); count == some.size() && found.size() < mostObjects;) {
         result = library->C_FindObjects(session, some.data(), some.size(), &count);
         if (result == CKR_OK && count > some.size()) result = CKR_GENERAL_ERROR; // more than it had room for
@@ -59,7 +59,8 @@ std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HA
     return found;
 }
 
-// Reads the same attributes of one object after the other, with one call each where the values are of usual size.
+// Reads the same attributes of several objects. One call for each object is enough when its values are not larger than
+// usualSize.
 class AttributeReader {
 public:
     AttributeReader(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<std::uint64_t>& types)
@@ -70,7 +71,7 @@ public:
     AttributeReader(const AttributeReader&) = delete;
     AttributeReader& operator=(const AttributeReader&) = delete;
 
-    // False when the object is gone.
+    // Returns false when the object does not exist any more.
     bool read(CK_OBJECT_HANDLE object, std::vector<HostValue>& values) {
         CK_RV result = fetch(object);
         if (result == CKR_BUFFER_TOO_SMALL) {
@@ -78,7 +79,8 @@ public:
             result = fetch(object);
         }
         if (result == CKR_OBJECT_HANDLE_INVALID) return false;
-        // The others were read; the value that is secret or unknown is marked.
+        // With these results the other values were read. A value that is secret or that the object does not have is
+        // marked.
         if (result != CKR_ATTRIBUTE_SENSITIVE && result != CKR_ATTRIBUTE_TYPE_INVALID &&
             result != CKR_BUFFER_TOO_SMALL) {
             check(result, "C_GetAttributeValue");
@@ -101,7 +103,7 @@ private:
         }
         return library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
     }
-    // Makes room for what did not fit.
+    // Makes the buffers large enough for values that did not fit.
     void grow(CK_OBJECT_HANDLE object) {
         fetched_.clear();
         for (const std::uint64_t type : types_) {
@@ -127,7 +129,7 @@ std::size_t sizeOf(const std::vector<HostValue>& values) {
     return size;
 }
 
-// The values of an object's classes, for queries that read several.
+// Finds the reading for the class of an object, and reads the object's values, for queries with several readings.
 class ReadingsOfClasses {
 public:
     ReadingsOfClasses(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<HostReading>& readings)
@@ -135,7 +137,8 @@ public:
         for (const HostReading& reading : readings) readers_.emplace_back(library, session, reading.types);
     }
 
-    // Which of the readings is the object's; nothing when none is, or the object is gone.
+    // Returns the index of the reading for the object's class; nullopt when there is none, or when the object does not
+    // exist any more.
     std::optional<std::size_t> readingOf(CK_OBJECT_HANDLE object) {
         if (readings_.size() == 1) return 0;
         if (!classReader_.read(object, classValue_) || classValue_[0].bytes.size() != sizeof(CK_OBJECT_CLASS)) {
@@ -206,7 +209,8 @@ std::vector<HostObject> HostedModule::read(const HostTokenName& name, std::uint6
 
 namespace {
 
-// Destroys again what it made, unless it is told to keep it: what fails half-way leaves the token as it was.
+// Destroys the objects that were created, unless it is told to keep them. So a command that fails half-way leaves the
+// token as it was.
 class ObjectsMade {
 public:
     ObjectsMade(const Pkcs11Library& library, CK_SESSION_HANDLE session) : library_(library), session_(session) {}
@@ -310,7 +314,8 @@ std::string HostedModule::sign(const HostTokenName& name, const HostSigning& req
         allowed = library_->C_Login(session, CKU_CONTEXT_SPECIFIC, mutableBytes(request.pin),
                                     static_cast<CK_ULONG>(request.pin.size()));
     }
-    // Also after a wrong PIN: an operation that was begun must be ended, or the session takes no other.
+    // This is called after a wrong PIN too. An operation that was begun must be ended, otherwise the session refuses
+    // all others.
     std::string signature(2048, '\0'); // larger than that of any key that can be made
     auto size = static_cast<CK_ULONG>(signature.size());
     const CK_RV result = library_->C_Sign(session, mutableBytes(request.bytes),

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The hosted module: log-ins, PINs, initialising and the random-number generator.
+// HostedModule, continued: its commands on log-ins and PINs, initialising, and the random-number generator.
 #include <service/modules/hosted_module.h>
 
 #include <service/base/refused.h>
@@ -30,7 +30,8 @@ std::array<CK_UTF8CHAR, labelSize> labelField(const std::string& label) {
 
 CK_ULONG length(const std::string& text) { return static_cast<CK_ULONG>(text.size()); }
 
-// Before anything is erased: what the token announces, where it announces bounds.
+// Throws RefusedError when a new PIN is shorter or longer than the token allows, if the token reports its limits.
+// Called before anything is erased.
 void requireFit(const std::string& pin, PinOf whose, const HostToken& token) {
     const std::size_t size = pin.size();
     const bool tooLong = token.longestPin > 0 && size > token.longestPin;
@@ -43,7 +44,7 @@ void requireFit(const std::string& pin, PinOf whose, const HostToken& token) {
                        token.shortestPin, token.longestPin, size);
 }
 
-// The log-in of the security officer, for the time of one operation.
+// Logs in as the security officer for one operation.
 class SecurityOfficer {
 public:
     SecurityOfficer(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::string& pin)
@@ -79,7 +80,7 @@ HostToken HostedModule::logout(const HostTokenName& name) {
     return describe(token.slot, library_.tokenInfo(token.slot));
 }
 
-// What can be known to go wrong is found before the token is erased.
+// Everything that can be checked is checked before the token is erased.
 HostToken HostedModule::initialize(const HostTokenName& name, const HostInitialization& request) {
     const Token token = locate(name);
     if ((token.info.flags & CKF_TOKEN_INITIALIZED) && !request.mayErase) {

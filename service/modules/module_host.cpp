@@ -16,13 +16,14 @@ using vocabulary::Refused;
 
 namespace {
 
-// More than a module can have to say: what its tokens hold comes in parts (HostFound).
+// In bytes. No correct reply is larger, because the objects of a token come in several replies (HostFound).
 constexpr std::uint32_t largestReply = 40U << 20;
 
-// For the bytes of a frame that is under way.
+// How long to wait for the rest of a frame that has begun, or for room to send more of it.
 bridge::Patience underWay(milliseconds silence) { return {static_cast<std::uint32_t>(silence.count())}; }
 
-// What a host can refuse for. A module may have written another number, which would speak of what is not its own.
+// Returns the reason if it is one that a host may refuse for, else deviceError. A module may have changed the process
+// and sent another reason, for example one about the service's own state. That must not reach front ends.
 Refused ofTokens(std::uint32_t reason) {
     switch (const auto known = static_cast<Refused>(reason)) {
     case Refused::wrongPin:
@@ -49,13 +50,13 @@ Refused ofTokens(std::uint32_t reason) {
 
 // ---- turns
 
-// A place in the line of those who want a turn. Made and given up with mutex_ held.
+// A place in the queue of threads that wait for a turn. It is constructed and destroyed with mutex_ held.
 class ModuleHost::Waiting {
 public:
     explicit Waiting(ModuleHost& host) : host_(host) { host_.waiting_.push_back(this); }
     ~Waiting() {
         std::erase(host_.waiting_, this);
-        host_.changed_.notify_all(); // somebody else may be the first now
+        host_.changed_.notify_all(); // another one may be the first now
     }
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
@@ -137,7 +138,8 @@ std::string ModuleHost::exchangeOrLost(Running& process, HostCommand command, mi
     throw RefusedError(ofTokens(refusal->detail), std::move(answer.remarks));
 }
 
-// The reply to a command whose asker has gone comes first.
+// Reads and drops the reply to an earlier command whose caller has stopped waiting. It comes before the reply to the
+// next command.
 void ModuleHost::settle(Running& process, milliseconds silence) {
     if (!process.asked) return;
     Answer ignored = awaitAnswer(process, silence);
@@ -161,7 +163,7 @@ ModuleHost::Answer ModuleHost::awaitAnswer(Running& process, milliseconds silenc
     }
 }
 
-// Receives a frame; true when it ends the answer.
+// Receives a frame and adds it to the answer. Returns true when it was the last frame of the answer.
 bool ModuleHost::receive(Running& process, bridge::Deadline until, Answer& answer) {
     FrameHeader header;
     std::string body;

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// A PKCS#11 module as the service uses it: a process of its own (host_process.h), started, watched, and started again
-// when it crashes or hangs. Only the tokens of that module notice.
+// A PKCS#11 module as the service uses it. The module runs in a separate process (host_process.h). ModuleHost starts
+// that process, watches it, and starts it again when it crashes or hangs. Only the tokens of that module are affected.
 //
 //   ModuleHost::Turn turn = host.take(host.usual());
 //   const auto found = turn.ask<HostFound>(HostCommand::find, name, queries);
 //
-// Commands take turns. Who wants one waits for those of others, but not longer than he is willing to; a command that
-// makes no progress costs the module its process. No lock is held while a command runs. Any thread may call everything.
+// One thread at a time may send commands: it holds a Turn. Other threads wait for theirs, up to a limit that they
+// state. When a command makes no progress for too long, the process is killed. No lock is held while a command runs.
+// Any thread may call everything except lookAfter(), which one thread calls.
 #pragma once
 
 #include <service/base/refused.h>
@@ -42,7 +43,7 @@ struct ModuleLimits {
     milliseconds longestPause{60'000};
 };
 
-// How long somebody bears with a module.
+// How long a caller waits.
 struct HostPatience {
     std::chrono::milliseconds turn;    // with commands of others
     std::chrono::milliseconds silence; // with a module that makes no progress
@@ -64,42 +65,47 @@ public:
     ModuleHost(const ModuleHost&) = delete;
     ModuleHost& operator=(const ModuleHost&) = delete;
 
-    // Starts the process, in place of one that runs, and tries out what every listing asks of the module. Throws
-    // RefusedError (moduleUnfit) when that fails.
+    // Starts the process; one that runs already is ended first. Then sends it the commands that every listing needs, to
+    // see that the module works. Throws RefusedError (moduleUnfit) when that fails.
     void start();
 
-    // Ends the process, in good order when it is free to. Commands under way are refused.
+    // Ends the process. If no command is running, the module gets the time to finalise. A command that is running is
+    // refused.
     void stop();
 
-    // The same at once, whatever it is doing.
+    // Kills the process at once, even while a command is running.
     void kill();
 
-    // To be called now and then, by one thread: ends a process that hangs though nobody waits for it any more, and
-    // starts one again that was lost, when its pause is over. Returns at once: the start has a thread of its own. What
-    // goes wrong in it is logged and costs another pause.
+    // Must be called regularly, by one thread. Kills a process that hangs in a command whose caller has stopped
+    // waiting. Starts a process again that was lost, when the pause after the loss is over. Returns at once, because
+    // the start runs on a separate thread. When the start fails, that is logged, and it is repeated after another
+    // pause.
     void lookAfter();
 
     bool isRunning() const;
     ModuleFacts facts() const; // as it said when it was last started
-    // Changes with each process: log-ins and numbers of objects are good for one of them.
+    // Returns a number that changes with each start of the process. Log-ins and the numbers of objects are valid for
+    // one process only.
     std::uint64_t incarnation() const;
-    // Why commands are refused now; nothing when they are not.
+    // Returns why commands are refused now; nullopt when they are not.
     std::optional<bridge::Remark> problem() const;
 
     HostPatience usual() const { return {settings_.limits.turn, settings_.limits.longest}; }
-    // For listings, which go on without the tokens of a module that does not answer. One that has failed lately is
-    // given less time.
+    // Returns the limits for listings. They are short, because a listing can go on without the tokens of a module that
+    // does not answer, and shorter when the module has failed recently.
     HostPatience forListing() const;
 
-    // The right to give commands to the process, for one after the other that belong together.
+    // The right to send commands to the process. While a thread holds it, no other thread's commands come between its
+    // own. One thread uses it; the ModuleHost must outlive it.
     class Turn {
     public:
         ~Turn();
         Turn(Turn&& other) noexcept = default;
         Turn& operator=(Turn&&) = delete;
 
-        // Gives a command and returns its reply. Throws RefusedError: what the module refuses, with its reason;
-        // moduleFailed when the process is lost; moduleBusy when patience ends before, and then the reply is ignored.
+        // Sends a command and returns its reply. Throws RefusedError: with the module's reason when the module refuses
+        // the command, with moduleFailed when the process was lost, and with moduleBusy when the module was silent for
+        // longer than the caller waits. In the last case the reply is ignored when it comes.
         template <class Reply, class... Fields>
         Reply ask(HostCommand command, const Fields&... fields) {
             std::string bytes = exchange(command, fields...);
@@ -131,7 +137,8 @@ public:
             CommandStreamOut(request).append(fields...);
             return host_->exchange(*process_, command, silence_, request);
         }
-        // What holds PINs and keys fits in, so that no copies of them are left behind by growing.
+        // Requests with PINs and keys fit into this size. So the string does not grow, which would leave copies of them
+        // in memory.
         static constexpr std::size_t roomForSecrets = std::size_t{64} << 10;
 
         std::unique_ptr<ModuleHost, GiveBack> host_;
@@ -140,14 +147,14 @@ public:
         std::uint64_t incarnation_;
     };
 
-    // Waits for the others' commands. Throws RefusedError: moduleBusy when that takes too long, moduleFailed when no
-    // process runs.
+    // Waits until no other thread holds a Turn, and returns one. Throws RefusedError: with moduleBusy when that takes
+    // longer than `patience` allows, with moduleFailed when no process runs.
     Turn take(HostPatience patience);
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    // A command that the process works on.
+    // A command that was sent and whose answer has not come yet.
     struct Asked {
         HostCommand command;
         std::uint32_t tag;
@@ -155,17 +162,17 @@ private:
         std::chrono::milliseconds limit; // without a sign of life
     };
 
-    // The process and its channel, while there is one. Used by who has the turn, but for `lastSign`.
+    // The process and its channel. Only the thread that holds the Turn uses it, except for `lastSign`.
     struct Running {
         explicit Running(const Settings& settings);
         bridge::ChannelChild child;
         bridge::FrameReader reader{child.channel()};
         std::uint32_t lastTag = 0;
         std::optional<Asked> asked;
-        std::atomic<Clock::time_point> lastSign{Clock::now()}; // of life
+        std::atomic<Clock::time_point> lastSign{Clock::now()}; // when the process last answered or said that it works
     };
 
-    // What ends a process: for the log, and for who has asked something of it.
+    // Thrown when the process must be given up: `how` is for the log, `why` for the caller of the command.
     struct Lost {
         std::string how;
         bridge::Remark why;
@@ -231,8 +238,8 @@ private:
     std::thread reviver_;      // of lookAfter()
     mutable std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
-    bool taken_ = false;              // the turn
-    std::deque<const void*> waiting_; // for it, in their order
+    bool taken_ = false;              // whether somebody has the turn
+    std::deque<const void*> waiting_; // who waits for the turn, in order
     std::shared_ptr<Running> running_;
     std::shared_ptr<Running> triedOut_; // before it runs
     ModuleFacts facts_;

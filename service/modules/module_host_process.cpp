@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The life of a module's process: how it is started, ended, lost and started again.
+// ModuleHost, continued: starting the module's process, ending it, and starting it again after a failure.
 #include <service/modules/module_host.h>
 
 #include <service/base/log.h>
@@ -19,10 +19,10 @@ using vocabulary::Refused;
 
 namespace {
 
-// For a module to be finalised when it is not needed any more.
+// How long a module may take to finalise when it is unloaded.
 constexpr auto partingWait = milliseconds(1000);
 
-// A module that has run for so long has recovered.
+// When a module has run for this long without a failure, its earlier failures do not count any more.
 constexpr auto recoveredAfter = std::chrono::minutes(10);
 
 std::string numbered(HostCommand command) { return " in command " + std::to_string(static_cast<unsigned>(command)); }
@@ -61,7 +61,7 @@ void ModuleHost::setWanted(bool wanted) {
     wanted_ = wanted;
 }
 
-// A process that stop() and kill() know of.
+// Starts a process and stores it, so that stop() and kill() can end it while it is tried out.
 std::shared_ptr<ModuleHost::Running> ModuleHost::newProcess() {
     auto process = std::make_shared<Running>(settings_);
     const std::scoped_lock lock(mutex_);
@@ -78,7 +78,7 @@ void ModuleHost::refuseStart(const Remarks& why) {
     throw RefusedError(Refused::moduleUnfit, "the module %s does not work", settings_.path).because(why);
 }
 
-// A process that others see has passed.
+// Other threads can use the process only after it has passed tryOut().
 void ModuleHost::startProcess() {
     std::shared_ptr<Running> started;
     ModuleFacts facts;
@@ -226,7 +226,7 @@ ModuleHost::Lost ModuleHost::hung(HostCommand command) const {
 }
 
 ModuleHost::Lost ModuleHost::gone(const Running& process) const {
-    // The channel closes a moment before the system tells that the process has ended.
+    // The channel closes a moment before the system reports that the process has ended.
     for (int i = 0; i < 100 && !process.child.ended(); ++i) std::this_thread::sleep_for(milliseconds(5));
     const std::string how = process.child.ended() ? process.child.ending() : "closed its channel";
     const std::string where = process.asked ? numbered(process.asked->command) : "";
@@ -246,7 +246,8 @@ void ModuleHost::lose(Running& process, const Lost& lost) {
     throw RefusedError({notRunning()});
 }
 
-// It is started again after a pause that grows with each loss. False when it was to end anyway.
+// Gives up the process. It is started again after a pause, which is longer after each failure. Returns false when the
+// process was meant to end.
 bool ModuleHost::forget(const Running& process, const std::string& how) {
     const std::scoped_lock lock(mutex_);
     if (running_.get() == &process) running_.reset();

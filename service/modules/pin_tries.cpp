@@ -24,7 +24,7 @@ bridge::Remark finalTryRemark() {
     return remark(Refused::finalTry, "One try remains: one more wrong PIN locks the token.");
 }
 
-// With what is known of the tries that remain.
+// Returns the remark about a wrong PIN. It says how many tries remain, as far as the token's flags tell.
 bridge::Remark wrongPinRemark(CK_FLAGS flags, const PinFlags& of) {
     constexpr Refused code = Refused::wrongPin;
     if (flags & of.locked) {

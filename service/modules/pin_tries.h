@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The tries that a token has left for its PINs: the guard of the last one, and what a person is told of a refused PIN.
+// How many tries a token has left for its PINs: a check before the last try, and the text about a refused PIN. Any
+// thread may call these functions.
 #pragma once
 
 #include <service/base/refused.h>
@@ -11,15 +12,17 @@
 
 namespace panelkitd {
 
-// Throws RefusedError when a wrong PIN would lock the token and `mayBeFinal` does not allow for that, or when the PIN
-// is locked already.
+// Throws RefusedError when a wrong PIN would lock the token and `mayBeFinal` is false, or when the PIN is locked
+// already. `flags` are the token's, `whose` says which of its PINs will be tried.
 void guardFinalTry(CK_FLAGS flags, PinOf whose, bool mayBeFinal);
 
-// What is said of a refused PIN, from the refusal and the token's flags after it. Nothing when the refusal has nothing
-// to do with a PIN. Its number is that of the refusal, or pinLocked when this wrong PIN has locked the token.
+// Returns the remark about a refused PIN, made from the refusal and the token's flags after it. Its code is the reason
+// of the refusal, or pinLocked when this wrong PIN has locked the token. Returns nullopt when the refusal is not about
+// a PIN.
 std::optional<bridge::Remark> pinRemark(const RefusedError& refused, CK_FLAGS flags, PinOf whose);
 
-// Runs what tries a PIN. When that is refused, the refusal says what is known of the tries that remain.
+// Calls `work`, which tries a PIN. When the PIN is refused, throws a RefusedError whose text also says what is known
+// about the remaining tries. Other exceptions of `work` are passed on.
 template <class Work>
 void tryPin(const Pkcs11Library& library, CK_SLOT_ID slot, PinOf whose, Work&& work) {
     try {

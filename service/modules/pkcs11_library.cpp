@@ -26,7 +26,7 @@ const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
         throw RefusedError(unfit, "its function list has version %d.%d; only 2.x is understood", list->version.major,
                            list->version.minor);
     }
-    // A module whose table has holes would crash the first listing.
+    // A module whose table of functions has null entries would crash the first listing.
     const bool whole = list->C_Initialize && list->C_Finalize && list->C_GetInfo && list->C_GetSlotList &&
                        list->C_GetTokenInfo && list->C_OpenSession && list->C_CloseSession && list->C_Login &&
                        list->C_Logout && list->C_FindObjectsInit && list->C_FindObjects && list->C_FindObjectsFinal &&
@@ -38,8 +38,8 @@ const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     return list;
 }
 
-// One thread calls it, but modules have threads of their own; one that can't lock by the system's means is left to its
-// own.
+// Only one thread calls the module, but the module may have its own threads. So it is asked to use the locks of the
+// operating system. A module that can't use them is initialised without that.
 void initialize(const CK_FUNCTION_LIST* functions) {
     CK_C_INITIALIZE_ARGS arguments{};
     arguments.flags = CKF_OS_LOCKING_OK;
@@ -101,7 +101,7 @@ CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {
     return info;
 }
 
-// Never the waiting form of the call: it could be ended only by unloading the module.
+// The call must not wait for an event: a call that waits could be ended only by unloading the module.
 bool Pkcs11Library::slotsMayHaveChanged() const {
     if (!functions_->C_WaitForSlotEvent) return true;
     for (CK_ULONG events = 0; events < mostSlots; ++events) {

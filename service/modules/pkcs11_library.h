@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// A PKCS#11 module, loaded and initialised for as long as this lives.
+// A PKCS#11 module. It is loaded and initialised by the constructor, and finalised by the destructor.
 #pragma once
 
 #include <service/modules/host_protocol.h>
@@ -18,29 +18,30 @@ namespace panelkitd {
 
 class Pkcs11Library {
 public:
-    // Loads and initialises the module. Throws std::runtime_error with the reason, also for one that does not answer
-    // as a PKCS#11 module does.
+    // Loads and initialises the module. `path` is in UTF-8. Throws std::runtime_error with the reason when the file
+    // can't be loaded or does not behave as a PKCS#11 module.
     explicit Pkcs11Library(const std::string& path);
     ~Pkcs11Library(); // ends all sessions and log-ins
     Pkcs11Library(const Pkcs11Library&) = delete;
     Pkcs11Library& operator=(const Pkcs11Library&) = delete;
 
-    // For a call of one of its functions, which is counted.
+    // Used to call a function of the module. Each call is counted.
     const CK_FUNCTION_LIST* operator->() const {
         ++calls_;
         return functions_;
     }
     const ModuleFacts& facts() const { return facts_; }
 
-    // How many of its functions were called so far; any thread may ask.
+    // Returns how many functions of the module were called so far. Any thread may call this.
     std::uint64_t calls() const { return calls_; }
 
-    // The slots that hold a token. A module that announces more than 1024 is not believed.
+    // Returns the slots that hold a token. Throws RefusedError when the module refuses, or reports more than 1024
+    // slots, which can't be right.
     std::vector<CK_SLOT_ID> slotsWithToken() const;
     CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const;
 
-    // Whether a token may have come or gone since this was last asked: as the module reports it, or true where it
-    // reports nothing of the kind.
+    // Returns whether a token may have come or gone since the last call. Returns true when the module does not report
+    // such events.
     bool slotsMayHaveChanged() const;
 
 private:

@@ -17,7 +17,7 @@ std::string checkedModulePath(const std::string& path, const std::vector<std::st
     }
 }
 
-// Nobody else can change the file between the look and the reading.
+// The file can't change between the check and the reading, because only trusted accounts can write it.
 std::string readPinFile(const std::string& path) {
     try {
         const std::string trusted = trustedPath(path, {});

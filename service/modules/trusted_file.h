@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files that the service relies on: the PKCS#11 modules that it loads, and those that PINs are read from. Only an
-// administrator can have put them where they are.
+// Checks of the files that the service trusts: the PKCS#11 modules that it loads, and the files that it reads PINs
+// from. The checks make sure that only an administrator can have put them there. Any thread may call these functions.
 #pragma once
 
 #include <cstddef>

@@ -26,7 +26,7 @@ bridge::Remark unreadable(const std::string& path, int error) {
     return remark(badPath, "%s can't be examined: %s", path, std::generic_category().message(error));
 }
 
-// What is wrong with who owns or can write `path`; nothing when that is all right.
+// Returns a remark when the owner of `path` is not trusted or other accounts can write it; else nullopt.
 std::optional<bridge::Remark> problemOf(const std::string& path) {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) return unreadable(path, errno);

@@ -21,8 +21,8 @@ using vocabulary::Refused;
 
 namespace {
 
-// Accounts that administer the machine anyway: the system, the administrators, the installer of Windows, and what
-// stands for "whoever owns it".
+// Accounts that can change everything on the machine anyway: the system, the administrators and the installer of
+// Windows. The identifier that stands for the owner of an object is trusted too, because the owner itself is checked.
 constexpr std::array<std::string_view, 4> trusted{
     "S-1-5-18", "S-1-5-32-544", "S-1-5-80-956008885-3418522649-1831038044-1853292631-2271478464", "S-1-3-4"};
 
@@ -56,8 +56,9 @@ bool othersCan(DWORD what, PACL list) {
 
 enum class Place { root, folderOrFile, secretFile };
 
-// What is wrong with who owns or can write (or read) `path`; nothing when that is all right. At the root of a drive
-// everybody may make new folders; that changes none that are there.
+// Returns a remark when the owner of `path` is not trusted, or when other accounts can write it (or read it, for a
+// secret file); else nullopt. At the root of a drive, all accounts may create folders. That is harmless, because they
+// can't change the folders that exist.
 std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, Place place) {
     PSID owner = nullptr;
     PACL list = nullptr;

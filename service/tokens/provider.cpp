@@ -101,7 +101,8 @@ TokenInfo Provider::record(const HostToken& token) const {
     return info;
 }
 
-// Throws RefusedError when the module does not answer.
+// Returns the tokens; nullopt when none can have come or gone since `seen`. Throws RefusedError when the module does
+// not answer.
 std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
     ModuleHost::Turn turn = host_.take(host_.forListing());
     if (seen.incarnation != turn.incarnation()) seen = {turn.incarnation(), 0};
@@ -116,7 +117,8 @@ std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
     return tokens;
 }
 
-// With the process, its log-ins have ended.
+// Returns the tokens that were last seen. When the module's process has ended since, its log-ins have ended too, so the
+// tokens are shown as logged out.
 std::vector<TokenInfo> Provider::lastTokens() const {
     const bool running = host_.isRunning();
     const std::scoped_lock lock(mutex_);
@@ -211,7 +213,8 @@ void HeldToken::requireNoOther(const std::optional<Account>& owner, const Accoun
                        owner->name);
 }
 
-// A module can't check a PIN while its user is logged in, so nobody is told that another's PIN is right.
+// A module can't check a PIN while its user is logged in. So a log-in while another account is logged in is refused
+// whatever the PIN is.
 void HeldToken::login(const HostLogin& login, const Account& who) {
     if (loggedIn()) return requireNoOther(owner(), who);
     turn_.ask<HostToken>(HostCommand::login, name_, login);
@@ -272,8 +275,8 @@ const std::vector<std::uint64_t>& typesOf(std::uint64_t objectClass, const std::
 
 } // namespace
 
-// What did not fit into the reply comes without values, from some object on. Each round reads some of them, or finds
-// that they are gone.
+// When not all values fit into the reply, the objects from some place on come without values. Each round reads some of
+// these, or finds that they do not exist any more.
 void HeldToken::readRest(std::vector<HostObject>& objects, const std::vector<HostQuery>& queries) {
     for (;;) {
         const auto first = std::find_if(objects.begin(), objects.end(), isUnread);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A PKCS#11 provider of the service: the process of its module, its tokens, and who is logged in to them.
+// A PKCS#11 provider of the service: the process of its module, its tokens, and the accounts that are logged in to
+// them. Any thread may call a Provider, except for the functions that say otherwise. One thread uses a HeldToken.
 #pragma once
 
 #include <service/base/access.h>
@@ -19,7 +20,7 @@ namespace panelkitd {
 
 class HeldToken;
 
-// The tokens that a listing saw, and what is to be said when it did not see all of them.
+// The tokens that a listing has read, and the remarks for the front end when it could not read all of them.
 struct SeenTokens {
     std::vector<PKCS11::TokenInfo> tokens;
     Remarks unseen; // the first is `incomplete`
@@ -39,34 +40,40 @@ public:
 
     const Settings& settings() const { return settings_; }
 
-    // Starts the module's process, in place of one that runs: log-ins end. What goes wrong is kept as the problem;
-    // false then.
+    // Starts the module's process. A process that runs already is ended first, which ends its log-ins. Returns false
+    // when that fails; problem() then says why.
     bool load();
+    // Ends the module's process, as ModuleHost::stop() does.
     void unload();
-    // Ends the module's process at once; what is asked of it is refused. For the end of the service.
+    // Kills the module's process. Commands to it are refused after that. Called when the service ends.
     void kill() { host_.kill(); }
-    // Not loaded, and this is why.
+    // Marks the provider as not loaded, for the reason `why`.
     void setProblem(Remarks why);
-    // To be called now and then: sees to a module that hangs or has crashed.
+    // Ends a module that hangs and starts a crashed one again. One thread must call it regularly.
     void lookAfter() { host_.lookAfter(); }
     std::uint64_t incarnation() const { return host_.incarnation(); }
 
-    // Why it is not loaded, or why its tokens are out of reach. Nothing when all is well.
+    // Returns why the provider is not loaded or its tokens can't be used. Empty when there is no problem.
     Remarks problem() const;
 
+    // Returns the provider's record for front ends.
     PKCS11::ProviderInfo describe();
 
-    // The tokens that are there. When the module does not answer, those that were there when it last did.
+    // Returns the tokens that are there. When the module does not answer in time, returns the tokens that it listed
+    // last. When the provider can't be used at all (see problem()), returns no tokens. In both cases `unseen` says why.
     SeenTokens tokens();
 
-    // For the one watcher, who asks again and again in one thread: the tokens, when the module says that a slot has
-    // changed or tells nothing of its slots, or `lookAnyway`; nothing when there is no news or none can be had now.
+    // For the token watcher, which calls it repeatedly on one thread. Returns the tokens if the module reports that a
+    // slot has changed, if the module does not report such events, or if `lookAnyway` is true. Returns nullopt when
+    // nothing has changed, or when the module does not answer now. While the module's process does not run, returns the
+    // tokens that were last seen.
     std::optional<std::vector<PKCS11::TokenInfo>> tokensIfChanged(bool lookAnyway);
 
-    // Waits for the module. Whether the token is there, the first command to it shows. Throws RefusedError.
+    // Waits until no other thread uses the module, for as long as `patience` allows, and returns the token. It does not
+    // check that the token is there: the first command to the token does. Throws RefusedError.
     HeldToken hold(const PKCS11::TokenInfo& token, HostPatience patience);
     HeldToken hold(const PKCS11::TokenInfo& token);
-    // For listings: see ModuleHost::forListing().
+    // The same with the shorter limits for listings: see ModuleHost::forListing().
     HeldToken holdForListing(const PKCS11::TokenInfo& token);
 
 private:
@@ -76,7 +83,7 @@ private:
         Account owner;
         std::uint64_t incarnation;
     };
-    // What an asker has seen of the slots (HostTokens).
+    // The state of the slots that a caller has seen (HostTokens).
     struct SlotState {
         std::uint64_t incarnation = 0, state = 0;
     };
@@ -101,35 +108,38 @@ private:
     std::map<LoginKey, Login> logins_;
 };
 
-// A token whose module is ours alone while this lives. All throw RefusedError.
+// A token. While this object exists, no other thread can send commands to the token's module. All functions that use
+// the token throw RefusedError.
 class HeldToken {
 public:
     const PKCS11::TokenInfo& named() const { return named_; }
 
-    // The token as listings show it now.
+    // Returns the record of the token in its present state, as in listings.
     PKCS11::TokenInfo info();
 
-    // Logs in as the user and stays so until logout(). Nothing is done for the account that is logged in already;
-    // another one is refused (inUseByAnother).
+    // Logs `who` in as the user of the token until logout(). Does nothing when the same account is logged in already.
+    // Refuses when another account is logged in (inUseByAnother).
     void login(const HostLogin& login, const Account& who);
-    // For the account that is logged in, and for administrators.
+    // Logs out. Only the account that is logged in and administrators may do this; others are refused (inUseByAnother).
     void logout(const Account& who);
-    // Logs in for the time of an operation unless `who` is logged in already; returns whether it did, and so the end of
-    // it is to be told.
+    // Logs in for one operation, unless `who` is logged in already. Returns whether it has logged in; if so, the caller
+    // must call logoutAfterOnce().
     bool loginForOnce(const std::string& pin, const Account& who);
     void logoutAfterOnce();
     bool loggedIn();
 
-    // Refuses unless objects may be made and destroyed now.
+    // Throws RefusedError when objects can't be created or destroyed now: the token is write-protected, or needs a
+    // log-in.
     void requireWritable();
 
-    // Ends the log-in of the user.
+    // Erases and initialises the token, which ends the log-in of the user. When another account is logged in, only
+    // administrators may do this.
     void initialize(const HostInitialization& wish, const Account& who);
     void changePin(const HostPinChange& change);
     void seed(const std::string& bytes);
     std::vector<HostMechanism> mechanisms();
 
-    // Objects are named by numbers, which are good while this lives.
+    // Objects are named by numbers, which are valid while this HeldToken exists.
     std::vector<HostObject> find(const std::vector<HostQuery>& queries);
     std::vector<HostValue> read(std::uint64_t object, const std::vector<std::uint64_t>& types); // empty: it is gone
     std::vector<std::uint64_t> create(const std::vector<HostTemplate>& objects);                // all of them, or none

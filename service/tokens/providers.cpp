@@ -30,7 +30,7 @@ constexpr const char* fileName = "providers.json";
 constexpr int fileFormat = 1;
 constexpr const char* embeddedName = "embedded";
 
-// Modules are compared by path, so each has one: with all links resolved.
+// Returns the path with all links resolved. Modules are compared by path, so each must have only one.
 std::string resolved(const std::string& path) {
     std::error_code error;
     const std::filesystem::path canonical = std::filesystem::canonical(platform::toPath(path), error);
@@ -43,7 +43,8 @@ ProviderOptions withResolvedPaths(ProviderOptions options) {
     return options;
 }
 
-// The wanted name, or the file's without "lib" and ending, followed by a number when it is taken.
+// Returns the wanted name or, if that is empty, the name of the file without "lib" and its extension. A number is added
+// when the name is taken.
 std::string freeName(const std::vector<std::shared_ptr<Provider>>& list, const std::string& wanted,
                      const std::string& path) {
     std::string base = wanted;
@@ -72,7 +73,7 @@ std::shared_ptr<Provider> Providers::made(Provider::Settings settings) const {
     return std::make_shared<Provider>(std::move(settings), std::move(environment), options_.limits);
 }
 
-// The list on disk has the order; the embedded provider is in it too, unless this is the first start.
+// The file keeps the order of the providers. The embedded provider is in it too, except at the first start.
 Providers::List Providers::listed() {
     const auto embedded = [this] { return made({embeddedName, options_.embeddedModule, true, true}); };
     bool embeddedListed = options_.embeddedModule.empty();
@@ -106,7 +107,8 @@ void Providers::loadOne(const std::shared_ptr<Provider>& provider) const {
     }
 }
 
-// All at once: one whose module hangs keeps nobody waiting for the others' time limits too.
+// Loads all providers at the same time. So when several modules hang, their time limits pass together and not one after
+// the other.
 void Providers::loadAll(const List& list) const {
     std::vector<std::thread> threads;
     for (const auto& provider : list) {
@@ -119,7 +121,7 @@ void Providers::loadAll(const List& list) const {
     for (std::thread& thread : threads) thread.join();
 }
 
-// Stored first: what could not be stored did not happen. Throws RefusedError.
+// Stores the new list and then uses it. When it can't be stored, throws RefusedError, and the old list stays.
 void Providers::adopt(List changed) {
     nlohmann::json entries = nlohmann::json::array();
     for (const auto& provider : changed) {
@@ -140,7 +142,8 @@ void Providers::adopt(List changed) {
     list_ = std::move(changed);
 }
 
-// Before a module is loaded or unloaded for a change that can't be stored.
+// Throws RefusedError when the list can't be stored. Called first, so that no module is loaded or unloaded for such a
+// change.
 void Providers::requireStorable() const {
     if (file_.problem().empty()) return;
     throw RefusedError(

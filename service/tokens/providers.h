@@ -30,22 +30,26 @@ public:
 
     std::vector<std::shared_ptr<Provider>> all() const;
 
-    // Finds by path, or by name where the record has no path. Throws RefusedError when there is none.
+    // Returns the provider with the path of the record, or with its name when the record has no path. Throws
+    // RefusedError when there is none.
     std::shared_ptr<Provider> find(const PKCS11::ProviderInfo& info) const;
 
-    // Checks and loads a module, after the others. Throws RefusedError when it can't be loaded, as all that
-    // change the list do when the change can't be stored.
+    // Checks and loads a module, and adds it at the end of the list. Throws RefusedError when the module can't be
+    // loaded. load(), unload() and raise() throw RefusedError when the changed list can't be stored.
     std::shared_ptr<Provider> load(const PKCS11::ProviderInfo& info);
+    // Removes a provider from the list and ends its module. Refuses to remove the embedded provider.
     void unload(const PKCS11::ProviderInfo& info);
+    // Moves a provider one place towards the start of the list. The first one stays where it is.
     void raise(const PKCS11::ProviderInfo& info);
 
-    // Ends the processes of all modules at once, whatever they are doing. For the end of the service.
+    // Kills the processes of all modules, even while commands are running. Called when the service ends.
     void killModules() const;
 
     // Loads all modules again, which ends every log-in.
     void reload();
 
-    // Waits for the module of the token. Throws RefusedError, as Provider::hold() does.
+    // Waits until no other thread uses the module of the token, and returns the token. Throws RefusedError as
+    // Provider::hold() does, and when the token's provider is not in the list.
     HeldToken hold(const PKCS11::TokenInfo& token) const;
 
 private:

@@ -31,7 +31,7 @@ ProviderInfo readProvider(Call& call) {
     return provider;
 }
 
-// A refused PIN in the reply to a log-in.
+// Returns the title and the text about a refused PIN, for the reply to a log-in.
 PinStateMessage messageOf(const bridge::Remark& pin) {
     const char* head = title::wrongPin;
     if (pin.code == static_cast<std::uint32_t>(Refused::pinLocked)) head = title::locked;
@@ -76,7 +76,7 @@ std::string TokenCommands::enumProviderTokens(Call& call) {
     return encodeReply<Command::EnumProviderTokens>(tokens);
 }
 
-// A module that can't be loaded is answered with its record, which says why.
+// When a module can't be loaded, the reply has the provider's record, which says why.
 std::string TokenCommands::loadProvider(Call& call) {
     ProviderInfo info = readProvider(call);
     try {

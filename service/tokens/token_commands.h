@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Module 6: the commands on providers and tokens. Each handler reads its request, does the work, and gives the reply.
+// Module 6: the commands on providers and tokens. Each handler reads its request, does the work, and returns the
+// payload of the reply.
 #pragma once
 
 #include <service/base/call.h>

@@ -12,7 +12,8 @@ namespace field = vocabulary::token;
 
 namespace {
 
-// However a module reports events, it is listed whole this often: some report none of tokens in software.
+// All tokens are listed this often, even when a module reports events: some modules report no events for software
+// tokens.
 constexpr auto thoroughEvery = std::chrono::seconds(30);
 
 std::pair<std::string, std::string> keyOf(const TokenInfo& token) {
@@ -60,7 +61,8 @@ std::chrono::milliseconds TokenWatcher::look(bool thoroughly) {
     return pace_;
 }
 
-// A command that told what it did while we were looking makes what we saw doubtful: then we look again.
+// When a command has reported a change during the listing, the listing may be from before or after that change. Then it
+// is not used, and the tokens are listed again.
 void TokenWatcher::lookAt(Provider& provider, bool thoroughly) {
     std::unique_lock lock(mutex_);
     const std::uint64_t before = commands_;
@@ -74,7 +76,7 @@ void TokenWatcher::lookAt(Provider& provider, bool thoroughly) {
     logins_.see(provider, *now, [this](const TokenInfo& token) { loginChanged(token); });
 }
 
-// What follows is called with mutex_ held, so that announcements are in order.
+// The following functions are called with mutex_ held, so that announcements are in the right order.
 
 template <class Gone>
 void TokenWatcher::removeKnown(Gone gone) {

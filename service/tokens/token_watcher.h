@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The token watcher announces what becomes of tokens: that they come and go, and that the service's log-in to one
-// begins and ends. What commands do they tell it themselves; everything else it finds by asking the modules at a modest
-// pace: one call where a module reports events of its slots, else a listing.
+// The token watcher announces when tokens come and go, and when the service's log-in to a token begins or ends.
+// Commands report their own changes to it. It finds all other changes by asking the modules at intervals: with one call
+// when a module reports events of its slots, else with a listing.
 //
-// A token without a serial number is not announced: it is the empty place of a provider in software.
+// A token without a serial number is not announced. It is the place that a provider of software tokens keeps free for a
+// new token.
 #pragma once
 
 #include <service/base/rounds.h>
@@ -25,20 +26,22 @@ namespace panelkitd {
 // Thread-safe.
 class TokenWatcher {
 public:
-    // What is there now is not announced. `pace` is how often the modules are asked; `arrived` is called when a token
-    // has arrived, and must come back at once. What logs in to tokens by itself is told of those that are there.
+    // Tokens that are there now are not announced. `pace` is the time between two rounds of asking the modules.
+    // `arrived` is called when a token has arrived, on the watcher's thread or that of a command; it must return at
+    // once. `logins` logs in to the tokens with PIN files, also to those that are there now.
     TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
                  std::function<void()> arrived, UnattendedLogins logins);
 
-    // What a command did, with the token as it is now. To be told while the token is still held, so that what is
-    // announced of it is in order.
+    // Called by commands to report what they did, with the present record of the token. The caller must still hold the
+    // token, so that the announcements about it are in the right order.
     void initialized(const PKCS11::TokenInfo& token);
     void loginChanged(const PKCS11::TokenInfo& token);
 
-    // Providers were loaded or unloaded.
+    // Called after providers were loaded or unloaded. The tokens are listed again soon. Returns at once.
     void providersChanged() { rounds_.ask(); }
 
-    // Ends it. False when a module hangs, in a call that can't be interrupted.
+    // Ends the watcher. Returns false when its thread has not ended within `grace`, because it waits for a module that
+    // hangs.
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Log-ins of the service itself, with PINs from files, so that a service that has restarted needs nobody at the
-// keyboard.
+// Log-ins of the service itself, with PINs from files. After a restart of the service nobody needs to enter these PINs.
 //
 // A token is logged in to when it is first seen, when it comes back, and when the process of its module was started
 // again. After a log-out it stays logged out. A PIN that was wrong is not used again before the service restarts, since
@@ -20,7 +19,7 @@
 
 namespace panelkitd {
 
-// For one thread.
+// One thread uses it.
 class UnattendedLogins {
 public:
     // The paths of PIN files by the labels of their tokens.
@@ -28,8 +27,8 @@ public:
 
     using Tell = std::function<void(const PKCS11::TokenInfo&)>;
 
-    // Logs in to those of the provider's tokens whose turn it is. Calls `tell` with each of them as it is then, while
-    // it is held. What goes wrong is logged.
+    // Logs in to those of the provider's `tokens` that have a PIN file and are due by the rules above. After each
+    // log-in, calls `tell` with the new record of the token, while the token is held. Failures are logged, not thrown.
     void see(Provider& provider, const std::vector<PKCS11::TokenInfo>& tokens, const Tell& tell);
 
 private:
