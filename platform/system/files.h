@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Files and folders by UTF-8 name, with two properties that plain streams lack. Where the system can do that, no other
-// process can write a file while it is read. Writing replaces the whole file or changes nothing.
+// Files and folders by UTF-8 name, with two properties that plain streams lack. While a file is read, no other process
+// can write it, on systems that support this. Writing replaces the whole file or changes nothing.
 //
 // Functions that fail throw FileError, whose text names the file and the system's reason. A lock that one process at a
 // time can hold, and the current folder, are here too. Any thread may call these functions.

@@ -21,7 +21,8 @@ class Credentials {
 public:
     virtual ~Credentials() = default;
 
-    // Returns the present objects; nullopt when the service can't read tokens. May take long; from any thread.
+    // Returns the objects that are on tokens now; nullopt when the service can't read tokens. May take long. Any thread
+    // may call this.
     virtual std::optional<CredentialList> list() const = 0;
 };
 

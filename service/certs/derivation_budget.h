@@ -31,6 +31,8 @@ class ParseBudget {
 public:
     // Subtracts the rounds of a derivation. Throws ParseError when there are not enough left.
     void spendRounds(std::uint64_t rounds);
+    // The same for an algorithm, whose parameters state the number of rounds. `algorithm` may be null; then nothing is
+    // subtracted.
     void spendDerivation(const X509_ALGOR* algorithm);
 
     // Counts one more object. Throws ParseError when there are too many.

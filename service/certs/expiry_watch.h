@@ -27,7 +27,7 @@ struct WatchedCertificate {
 // of the settings or could not be read.
 std::optional<int> daysLeft(const CertInfo& certificate, std::int64_t now, const ExpirySettings& settings);
 
-// Thread-safe.
+// Any thread may call it.
 class ExpiryWatch {
 public:
     // `source` lists all certificates; it is called on the watch's thread. An exception from it is logged, and the call
@@ -36,11 +36,12 @@ public:
     ExpiryWatch(Source source, Announcer& announcer, ExpirySettings settings,
                 std::chrono::milliseconds firstPause = std::chrono::minutes(1));
 
-    // Changes the settings. If today's time is over, certificates that expire by the new settings are announced at
-    // once.
+    // Changes the settings. If the time of today's check has passed, the certificates to announce under the new
+    // settings are announced at once.
     void set(const ExpirySettings& settings);
 
-    // Ends the watch. Returns false when a module hangs in a call that can't be interrupted.
+    // Ends the watch. Returns false when its thread has not ended within `grace`, because it waits for a module that
+    // hangs.
     bool stop(std::chrono::milliseconds grace) { return rounds_.stop(grace); }
 
 private:

@@ -45,8 +45,9 @@ CrlFacts readCrlFacts(const std::string& der);
 using CertificateFactsPtr = std::shared_ptr<const CertificateFacts>;
 using CrlFactsPtr = std::shared_ptr<const CrlFacts>;
 
-// Thread-safe. Returned facts stay valid when the cache is cleared. The size is limited, because any user can send
-// files for import, whose objects are cached.
+// The facts that were read, so that the same bytes are parsed only once. Any thread may call it. Returned facts stay
+// valid when the cache is cleared. The size is limited, because any user can send files for import, whose objects are
+// cached.
 class FactsCache {
 public:
     CertificateFactsPtr certificate(const std::string& der);
@@ -54,7 +55,7 @@ public:
     void clear();
 
 private:
-    // By SHA-256 of the DER.
+    // The key of the maps is the SHA-256 of the DER.
     struct Crls {
         std::unordered_map<std::string, CrlFactsPtr> facts;
         std::size_t bytes = 0; // of the lists that they are of

@@ -36,14 +36,16 @@ struct ParsedFile {
     std::vector<FileCrl> crls;
     std::vector<FileKey> keys;
 
-    // The CAs of the file in the chain of a certificate, nearest first; at most `most`.
+    // Returns the CA certificates of the file that are in the chain of a certificate, as indexes. The issuer of the
+    // certificate comes first. There are at most `most`.
     std::vector<std::size_t> issuersOf(std::size_t certificate, std::size_t most = 16) const;
 
 private:
     std::optional<std::size_t> issuerOf(std::size_t certificate) const;
 };
 
-// Throws ParseError with the result and the reason. Duplicates are removed.
+// Returns the objects of a file, without duplicates. `password` is for encrypted keys and PKCS#12, and may be empty.
+// Throws ParseError with the result and the reason.
 ParsedFile parseFile(const std::string& content, const std::string& password, FactsCache& cache);
 
 // Collects the objects that the readers of the formats find.
@@ -57,7 +59,7 @@ public:
     const std::string& password() const { return password_; }
     ParseBudget& budget() { return budget_; }
 
-    // Throw ParseError when the bytes are not such an object.
+    // Add an object. Throw ParseError when the bytes are not an object of that kind.
     void addCertificate(std::string der, const std::string& name = {});
     void addCrl(std::string der);
     void addKey(KeyHandle key);
@@ -74,7 +76,7 @@ private:
     ParsedFile file_;
 };
 
-// The readers of the formats.
+// Readers for the file formats. They add what they find to `into`, and throw ParseError when the file can't be used.
 void readPem(const std::string& content, FileCollector& into);
 void readDerObjects(std::string_view content, FileCollector& into);
 void readPkcs12(PKCS12* container, FileCollector& into);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Keeps the file that each session parsed last, until the next parse, the end of the session, or ten minutes have
-// passed: it may hold private keys.
+// Keeps the file that each session has parsed last. It is deleted at the next parse, at the end of the session, or
+// after ten minutes, because it may hold private keys.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,7 @@ namespace panelkitd {
 
 struct ParsedFile;
 
-// Thread-safe.
+// Any thread may call it.
 class ParsedFiles {
 public:
     explicit ParsedFiles(std::chrono::milliseconds life = std::chrono::minutes(10));

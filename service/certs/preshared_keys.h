@@ -16,9 +16,11 @@ struct StoredPresharedKey {
     std::string name;
 };
 
+// Returns the keys that are visible now. Throws RefusedError when the token refuses.
 std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token);
 
-// Throws RefusedError when the name or value is not allowed, when the name is taken, and when the token refuses.
+// Stores a key on the token. Throws RefusedError when the name or value is not allowed, when the name is taken, and
+// when the token refuses.
 void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value);
 
 } // namespace panelkitd

@@ -18,9 +18,9 @@ struct Verdict {
     Remarks remarks;  // the same
 };
 
-// `how` is a purpose and the bits of vocabulary::verifyFlag. Throws RefusedError for an unknown value. If revocation is
-// not checked, the verdict still says which certificate of the chain is known to be revoked, with its subject and the
-// time in the wording `revokedAllTheSame`.
+// Verifies a certificate. `how` is a purpose with the bits of vocabulary::verifyFlag. Throws RefusedError for an
+// unknown value. If revocation is not checked, the verdict still says which certificate of the chain is known to be
+// revoked, with its subject and the time in the wording `revokedAllTheSame`.
 Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
                Loc::MarkedWording<'s', 's'> revokedAllTheSame);
 

@@ -24,10 +24,10 @@ std::string hexText(const ASN1_OCTET_STRING* bytes); // empty for null
 // Returns OpenSSL's name of an object identifier, or its numbers when it has no name.
 std::string objectText(const ASN1_OBJECT* object);
 
-// Returns nullopt when the time can't be read. A time before 1970 is 0.
+// Returns the seconds since 1970; 0 for an earlier time, nullopt when the time can't be read.
 std::optional<std::uint64_t> secondsOf(const ASN1_TIME* time);
 
-// Raw bytes.
+// Return the digest as raw bytes.
 std::string sha256(std::string_view bytes);
 std::string sha1(std::string_view bytes);
 

@@ -158,7 +158,7 @@ struct HostTemplate {
 };
 static_assert(RecordListsEveryMember<HostTemplate>);
 
-// What is to be read of the objects of a class.
+// The attributes to read of the objects of a class.
 struct HostReading {
     std::uint64_t objectClass{};
     std::vector<std::uint64_t> types;

@@ -13,8 +13,8 @@ namespace panelkitd {
 // Resolves `path` and returns the path of the file. Throws RefusedError when it breaks a rule, naming the rule and the
 // folder or file that breaks it:
 //   - the path is absolute and leads, all links resolved, to a regular file;
-//   - the file and every folder above it belong to root or to the service's account, and nobody else can write them
-//     (a sticky folder counts as one that can't be written; the file in it has an owner of its own);
+//   - the file and every folder above it belong to root or to the service's account, and other accounts can't write
+//     them (a folder with the sticky bit is allowed, because in it other accounts can't replace the file);
 //   - or the resolved path is one of `allowed`.
 std::string trustedPath(const std::string& path, const std::vector<std::string>& allowed);
 

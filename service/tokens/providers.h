@@ -22,10 +22,11 @@ struct ProviderOptions {
     ModuleLimits limits;
 };
 
-// Thread-safe.
+// Any thread may call it.
 class Providers {
 public:
-    // Loads the embedded provider and the remembered ones; what can't be loaded stays listed with its problem.
+    // Loads the embedded provider and the remembered ones. A provider that can't be loaded stays in the list, with its
+    // problem.
     Providers(const StateFolder& state, ProviderOptions options);
 
     std::vector<std::shared_ptr<Provider>> all() const;

@@ -23,7 +23,7 @@
 
 namespace panelkitd {
 
-// Thread-safe.
+// Any thread may call it.
 class TokenWatcher {
 public:
     // Tokens that are there now are not announced. `pace` is the time between two rounds of asking the modules.
