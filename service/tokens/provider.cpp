@@ -217,6 +217,8 @@ void HeldToken::requireNoOther(const std::optional<Account>& owner, const Accoun
 // whatever the PIN is.
 void HeldToken::login(const HostLogin& login, const Account& who) {
     if (loggedIn()) return requireNoOther(owner(), who);
+    // It can't be right, and the token would count it: it asks whether there is a log-in already.
+    if (login.pin.empty()) throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
     turn_.ask<HostToken>(HostCommand::login, name_, login);
     provider_->setOwner(key(), who, turn_.incarnation());
 }

@@ -110,6 +110,12 @@ TEST_F(TheTestToken, CountsTriesDownAndKeepsTheLastOneFromScripts) {
     EXPECT_EQ(refusal(), Refused::pinLocked);
 }
 
+TEST_F(TheTestToken, DoesNotCountAnEmptyPin) {
+    ASSERT_EQ(load(), "");
+    EXPECT_FALSE(controller.TokenLogin(office(), "", false, nullptr));
+    EXPECT_EQ(control.counters("office").userTriesLeft, 3U);
+}
+
 TEST_F(TheTestToken, ForgetsWrongTriesAfterAGoodOne) {
     ASSERT_EQ(load(), "");
     EXPECT_EQ(titleOfLogin("9999"), title::wrongPin);
