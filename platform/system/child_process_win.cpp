@@ -51,6 +51,27 @@ std::wstring blockOf(const std::map<std::string, std::string>& variables) {
     return block;
 }
 
+// Starts a program with inheritable handles. CreateProcess answers ERROR_INTERNAL_ERROR when the new process ended
+// before it reached its first instruction, which Wine does now and then under load; nothing of the program has run
+// then, so it is started again.
+PROCESS_INFORMATION createProcess(const std::vector<std::string>& arguments,
+                                  const std::map<std::string, std::string>& environment, DWORD flags,
+                                  STARTUPINFOW& startup) {
+    constexpr int mostAttempts = 3;
+    std::wstring block = blockOf(environment);
+    for (int attempt = 1;; ++attempt) {
+        std::wstring commandLine = commandLineOf(arguments); // which the call may change
+        PROCESS_INFORMATION started{};
+        if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, flags, block.data(), nullptr, &startup,
+                           &started)) {
+            return started;
+        }
+        const DWORD failed = GetLastError();
+        if (failed == ERROR_INTERNAL_ERROR && attempt < mostAttempts) continue;
+        throw std::runtime_error(arguments.at(0) + " can't be started: " + systemErrorText(failed));
+    }
+}
+
 void collect(HANDLE from, CollectedText& into) {
     std::array<char, 16384> buffer{};
     DWORD count = 0;
@@ -123,19 +144,14 @@ void ChildProcess::State::start(const ChildOptions& options) {
     Pipe::keepToOurselves(output.read);
     Pipe::keepToOurselves(error.read);
 
-    std::wstring commandLine = commandLineOf(options.arguments);
-    std::wstring environment = blockOf(environmentFor(options));
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
     startup.hStdInput = input.read.get();
     startup.hStdOutput = output.write.get();
     startup.hStdError = options.inheritError ? GetStdHandle(STD_ERROR_HANDLE) : error.write.get();
-    PROCESS_INFORMATION started{};
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
-                        environment.data(), nullptr, &startup, &started)) {
-        throw std::runtime_error(options.arguments.at(0) + " can't be started: " + systemErrorText(GetLastError()));
-    }
+    const PROCESS_INFORMATION started =
+        createProcess(options.arguments, environmentFor(options), CREATE_UNICODE_ENVIRONMENT, startup);
     CloseHandle(started.hThread);
     process.reset(started.hProcess);
     pid = started.dwProcessId;
@@ -207,19 +223,13 @@ private:
 
 StartedProcess startProcess(const std::vector<std::string>& arguments,
                             const std::map<std::string, std::string>& environment, std::span<const HANDLE> inherited) {
-    std::wstring commandLine = commandLineOf(arguments);
-    std::wstring block = blockOf(environment);
     InheritedHandles handles(inherited);
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES; // of which there are none
     startup.lpAttributeList = handles.list();
-    PROCESS_INFORMATION started{};
     constexpr DWORD flags = CREATE_UNICODE_ENVIRONMENT | EXTENDED_STARTUPINFO_PRESENT | CREATE_NO_WINDOW;
-    if (!CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, flags, block.data(), nullptr,
-                        &startup.StartupInfo, &started)) {
-        throw std::runtime_error(arguments.at(0) + " can't be started: " + systemErrorText(GetLastError()));
-    }
+    const PROCESS_INFORMATION started = createProcess(arguments, environment, flags, startup.StartupInfo);
     CloseHandle(started.hThread);
     return {Handle(started.hProcess), started.dwProcessId};
 }
