@@ -59,7 +59,7 @@ Daemon::Daemon(const Options& options)
 
 // Applies the service's own settings from the configuration, now and after each commit.
 void Daemon::listenToConfiguration() {
-    const auto act = [this](const Settings& settings, const std::vector<std::string>&) {
+    const auto act = [this](const ServiceSettings& settings, const std::vector<std::string>&) {
         setLogLevel(settings.logLevel);
         access_.setAdministratorsGroup(settings.administratorsGroup);
         expiryWatch_.set(settings.expiry);

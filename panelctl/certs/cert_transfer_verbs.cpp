@@ -56,7 +56,7 @@ struct CertImportVerb {
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const ParsedFile file = parseFile(*controller, path, *password);
+        const FileContents file = parseFile(*controller, path, *password);
         if (listOnly) return list(context, file);
         const std::vector<std::size_t> places = chosen(file);
         const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token)) : std::nullopt;
@@ -74,7 +74,7 @@ struct CertImportVerb {
 
 private:
     // Those with a key, since the others are in the file only for their chains; if none has a key, all.
-    std::vector<std::size_t> chosen(const ParsedFile& file) const {
+    std::vector<std::size_t> chosen(const FileContents& file) const {
         std::vector<CertInfo> certificates(file.certificates.size());
         std::transform(file.certificates.begin(), file.certificates.end(), certificates.begin(),
                        [](const CertImportOption& option) { return option.certificate; });
@@ -93,7 +93,7 @@ private:
     }
 
     static bool hasKey(const CertImportOption& option) { return offers(option, CertImport::withPrivateKey); }
-    static bool anyKey(const ParsedFile& file) {
+    static bool anyKey(const FileContents& file) {
         return std::any_of(file.certificates.begin(), file.certificates.end(), hasKey);
     }
 
@@ -107,7 +107,7 @@ private:
     }
 
     // The chain is imported with a chosen certificate; where all are imported, its members are among them.
-    CertImport modeFor(const CertImportOption& option, const ParsedFile& file) const {
+    CertImport modeFor(const CertImportOption& option, const FileContents& file) const {
         const bool key = hasKey(option) && !withoutKey;
         const bool meant = key || !only.empty() || file.certificates.size() == 1;
         const bool bringsUnwantedKey = hasKey(option) && withoutKey;
@@ -118,7 +118,7 @@ private:
     }
 
     // The token that was named; else the one that already holds the key, as after a request; else the only one.
-    TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const ParsedFile& file) const {
+    TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const FileContents& file) const {
         if (!token.empty()) return findToken(controller, token); // also one that the service does not propose
         if (option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
             return file.tokens[option.keyTokens[0]];
@@ -126,7 +126,7 @@ private:
         return findToken(file.tokens, {});
     }
 
-    void importOne(VpnCertsController& controller, const ParsedFile& file, std::size_t place, const char* secret,
+    void importOne(VpnCertsController& controller, const FileContents& file, std::size_t place, const char* secret,
                    Imports& imports) const {
         const CertImportOption& option = file.certificates[place];
         const TokenInfo target = tokenFor(controller, option, file);
@@ -146,7 +146,7 @@ private:
         imports.add(toJson(option.certificate, target), line, error);
     }
 
-    static void list(const Context& context, const ParsedFile& file) {
+    static void list(const Context& context, const FileContents& file) {
         auto all = nlohmann::ordered_json::array();
         Table table({say("NAME"), say("ISSUER"), say("SERIAL"), say("EXPIRES"), say("DAYS"), say("KEY")});
         for (const auto& [certificate, modes, keyTokens] : file.certificates) {

@@ -92,7 +92,7 @@ struct CrlImport {
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const ParsedFile file = parseFile(*controller, path, *password);
+        const FileContents file = parseFile(*controller, path, *password);
         if (file.crls.empty()) throw CommandError(Exit::badInput, say("%s holds no CRL", path));
         const TokenInfo target = token.empty() ? findToken(file.tokens, {}) : findToken(*controller, token);
         Imports imports(context.json);

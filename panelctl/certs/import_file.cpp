@@ -43,9 +43,9 @@ void requireImportable(const std::string& utf8Path) {
     const OpenedFile mayBeRead(utf8Path);
 }
 
-ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password) {
+FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password) {
     requireImportable(utf8Path);
-    ParsedFile file;
+    FileContents file;
     const auto parse = [&](const Secret& secret) {
         return controller.ParseCertFile(utf8Path.c_str(), secret.text().c_str(), file.tokens, file.certificates,
                                         file.crls);

@@ -18,7 +18,7 @@ namespace panelctl {
 
 // The contents of the file. Objects are imported by their positions in the lists, until the controller parses another
 // file.
-struct ParsedFile {
+struct FileContents {
     std::vector<PKCS11::TokenInfo> tokens;
     std::vector<CertImportOption> certificates;
     std::vector<CRLInfo> crls;
@@ -33,7 +33,7 @@ void requireImportable(const std::string& utf8Path);
 
 // Has the service open the file. When the file needs a password and no option gave one, it is asked for at the
 // terminal. Throws CommandError.
-ParsedFile parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password);
+FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password);
 
 // The objects of a file that are imported one after the other. One that the token already has does not stop the import,
 // and is an error only when nothing was imported.

@@ -16,12 +16,14 @@
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
 #include <platform/system/clock.h>
+#include <platform/text/join.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -45,10 +47,9 @@ Finding passedOver(std::string why) { return {Health::passedOver, std::move(why)
 
 // The first names, for one line.
 std::string someOf(const std::vector<std::string>& names) {
-    std::string list;
-    for (std::size_t i = 0; i < std::min(names.size(), namesShown); ++i) {
-        list += (i ? ", " : "") + ('"' + escaped(names[i]) + '"');
-    }
+    const auto first = std::span(names).first(std::min(names.size(), namesShown));
+    const std::string list =
+        platform::joined(first, ", ", [](const std::string& name) { return '"' + escaped(name) + '"'; });
     return names.size() > namesShown ? list + ", ..." : list;
 }
 

@@ -3,6 +3,7 @@
 
 #include <panelkit/bridge/send_command.h>
 #include <panelkit/format/ipv4.h>
+#include <platform/text/join.h>
 
 using panelkit::Command;
 using panelkit::DirectCommand;
@@ -17,10 +18,8 @@ bool InterfController::getInterfaces(std::vector<NetInterfaceInfo>& out) {
 }
 
 void InterfController::getLocalAddresses(const NetInterfaceInfo& info, std::string& text) {
-    const char* separator = "";
-    for (const std::uint32_t address : info.addresses) {
+    text += platform::joined(info.addresses, ", ", [](std::uint32_t address) {
         char buffer[panelkit::IPv4TextSize];
-        text.append(separator).append(panelkit::ipv4ToText(address, buffer));
-        separator = ", ";
-    }
+        return std::string(panelkit::ipv4ToText(address, buffer));
+    });
 }

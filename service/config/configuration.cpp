@@ -136,9 +136,9 @@ void Configuration::completeSecret(Bodies& bodies, const Bodies& before) const {
     replace(body, "QCD_SECRET", stored);
 }
 
-Settings Configuration::settings() const { return extract(present_.lock()->committed); }
+ServiceSettings Configuration::settings() const { return extract(present_.lock()->committed); }
 
-Settings Configuration::extract(const Bodies& bodies) const {
+ServiceSettings Configuration::extract(const Bodies& bodies) const {
     const SectionBody& certmon = bodyIn(bodies, "CERTMON");
     const LogLevel startLevel = choice(defaults_.at("LOG"), "LOG_LEVEL", LogLevel::debug, LogLevel::events);
     return {

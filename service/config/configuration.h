@@ -43,11 +43,11 @@ public:
     std::vector<std::string> commit();
 
     // Returns the settings as last committed.
-    Settings settings() const;
+    ServiceSettings settings() const;
 
     // Called after each commit, on the thread of the commit, with the names of the sections that changed. It must
     // neither commit nor throw. Add observers before the service accepts sessions.
-    using Observer = std::function<void(const Settings&, const std::vector<std::string>& changed)>;
+    using Observer = std::function<void(const ServiceSettings&, const std::vector<std::string>& changed)>;
     void observe(Observer observer) { observers_.push_back(std::move(observer)); }
 
 private:
@@ -59,7 +59,7 @@ private:
     const panelkit::SectionBody& bodyIn(const Bodies& bodies, std::string_view section) const;
     void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
-    Settings extract(const Bodies& bodies) const;
+    ServiceSettings extract(const Bodies& bodies) const;
 
     Bodies defaults_; // of all sections
     std::vector<Observer> observers_;

@@ -28,7 +28,7 @@ struct ExpirySettings {
     bool operator==(const ExpirySettings&) const = default;
 };
 
-struct Settings {
+struct ServiceSettings {
     ExpirySettings expiry;
     CrlProcessing crlProcessing = CrlProcessing::off;
     LogLevel logLevel = LogLevel::events;

@@ -8,13 +8,13 @@
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
 #include <platform/system/child_process.h>
+#include <platform/system/guarded.h>
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace panelkitd {
@@ -60,15 +60,18 @@ private:
     std::unique_ptr<HostedModule> owned_; // null until the service asks for it
     std::atomic<const HostedModule*> module_{nullptr};
 
-    std::mutex mutex_; // guards writing, and what follows
+    // The command that is being carried out. Whoever writes to the channel holds it, so that frames stay whole.
+    struct Current {
+        bool busy = false;
+        std::uint32_t tag = 0;
+    };
+    platform::Guarded<Current> current_;
     std::condition_variable changed_;
-    bool busy_ = false;
-    std::uint32_t tag_ = 0;
 };
 
 bool Host::send(const FrameHeader& request, FrameKind kind, std::string_view body) {
-    const std::scoped_lock lock(mutex_);
-    busy_ = kind == FrameKind::remarks; // one more frame follows
+    const auto current = current_.lock();
+    current->busy = kind == FrameKind::remarks; // one more frame follows
     FrameHeader header = request;
     header.kind = kind;
     return writeFrame(channel_, header, body, patience) == bridge::IoStatus::done;
@@ -103,12 +106,8 @@ bool Host::serveOne() {
     const platform::WipeOnExit wiped(payload);
     if (reader_.readHeader(request, bridge::never, patience) != FrameStatus::done) return false;
     if (reader_.readBody(request, payload, bridge::defaultFrameLimit, patience) != FrameStatus::done) return false;
-    {
-        const std::scoped_lock lock(mutex_);
-        busy_ = true;
-        tag_ = request.tag;
-        changed_.notify_all();
-    }
+    *current_.lock() = {true, request.tag};
+    changed_.notify_all();
     using bridge::RefusalReason;
     try {
         std::string reply = answer(request, payload);
@@ -126,17 +125,16 @@ bool Host::serveOne() {
 }
 
 void Host::tellProgress() {
-    std::unique_lock lock(mutex_);
-    std::uint64_t before = 0;
+    auto current = current_.lock();
     for (;;) {
-        changed_.wait(lock, [this] { return busy_; });
-        before = calls();
-        while (busy_) {
-            changed_.wait_for(lock, tick);
+        current.wait(changed_, [&] { return current->busy; });
+        std::uint64_t before = calls();
+        while (current->busy) {
+            current.waitUntil(changed_, std::chrono::steady_clock::now() + tick);
             const std::uint64_t now = calls();
-            if (!busy_ || now == before) continue;
+            if (!current->busy || now == before) continue;
             before = now;
-            writeFrame(channel_, {.kind = FrameKind::working, .tag = tag_}, {}, patience);
+            writeFrame(channel_, {.kind = FrameKind::working, .tag = current->tag}, {}, patience);
         }
     }
 }

@@ -50,21 +50,24 @@ Refused ofTokens(std::uint32_t reason) {
 
 // ---- turns
 
-// A place in the queue of threads that wait for a turn. It is constructed and destroyed with mutex_ held.
+// A place in the queue of threads that wait for a turn. It must not live longer than the access to the state.
 class ModuleHost::Waiting {
 public:
-    explicit Waiting(ModuleHost& host) : host_(host) { host_.waiting_.push_back(this); }
+    Waiting(State& state, std::condition_variable& changed) : state_(state), changed_(changed) {
+        state_.waiting.push_back(this);
+    }
     ~Waiting() {
-        std::erase(host_.waiting_, this);
-        host_.changed_.notify_all(); // another one may be the first now
+        std::erase(state_.waiting, this);
+        changed_.notify_all(); // another one may be the first now
     }
     Waiting(const Waiting&) = delete;
     Waiting& operator=(const Waiting&) = delete;
 
-    bool isFirst() const { return host_.waiting_.front() == this; }
+    bool isFirst() const { return state_.waiting.front() == this; }
 
 private:
-    ModuleHost& host_;
+    State& state_;
+    std::condition_variable& changed_;
 };
 
 RefusedError ModuleHost::busy() const {
@@ -73,30 +76,29 @@ RefusedError ModuleHost::busy() const {
 }
 
 ModuleHost::Turn ModuleHost::take(HostPatience patience) {
-    std::unique_lock lock(mutex_);
-    awaitTurn(lock, patience);
-    taken_ = true;
-    if (!running_->asked) running_->lastSign = Clock::now();
-    return {*this, running_, patience.silence, incarnation_};
+    auto state = state_.lock();
+    awaitTurn(state, patience);
+    state->taken = true;
+    if (!state->running->asked) state->running->lastSign = Clock::now();
+    return {*this, state->running, patience.silence, state->incarnation};
 }
 
-void ModuleHost::awaitTurn(std::unique_lock<std::mutex>& lock, HostPatience patience) {
+void ModuleHost::awaitTurn(LockedState& state, HostPatience patience) {
     const auto last = Clock::now() + patience.turn;
-    const Waiting place(*this);
+    const Waiting place(*state, changed_);
     for (;;) {
-        if (!running_) throw RefusedError({notRunning()});
-        if (!taken_ && place.isFirst()) return;
-        const auto until = std::min(last, running_->lastSign.load() + patience.silence);
+        if (!state->running) throw RefusedError({notRunning(*state)});
+        if (!state->taken && place.isFirst()) return;
+        const auto until = std::min(last, state->running->lastSign.load() + patience.silence);
         if (Clock::now() >= until) throw busy();
-        changed_.wait_until(lock, until);
+        state.waitUntil(changed_, until);
     }
 }
 
 ModuleHost::Turn::~Turn() = default;
 
 void ModuleHost::giveBack() {
-    const std::scoped_lock lock(mutex_);
-    taken_ = false;
+    state_.lock()->taken = false;
     changed_.notify_all();
 }
 

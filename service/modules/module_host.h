@@ -16,6 +16,7 @@
 
 #include <platform/bridge/channel_child.h>
 #include <platform/bridge/frame.h>
+#include <platform/system/guarded.h>
 
 #include <atomic>
 #include <chrono>
@@ -203,9 +204,25 @@ private:
         return reply;
     }
 
+    // What several threads use.
+    struct State {
+        bool taken = false;              // whether a thread has the turn
+        std::deque<const void*> waiting; // who waits for the turn, in order
+        std::shared_ptr<Running> running;
+        std::shared_ptr<Running> triedOut; // before it runs
+        ModuleFacts facts;
+        std::uint64_t incarnation = 0;
+        bool wanted = false;   // started, and not stopped since
+        bool reviving = false; // reviver_ is at work
+        unsigned failures = 0; // in a row
+        Clock::time_point notBefore{};
+        Clock::time_point lastFailure{};
+    };
+    using LockedState = platform::Guarded<State>::Access<State>;
+
     class Waiting;
 
-    void awaitTurn(std::unique_lock<std::mutex>& lock, HostPatience patience);
+    void awaitTurn(LockedState& state, HostPatience patience);
     void giveBack();
     std::string exchange(Running& process, HostCommand command, std::chrono::milliseconds silence,
                          const std::string& request);
@@ -222,33 +239,24 @@ private:
     void endIfHung();
     bool mayRevive();
     void revive();
+    bool noteRevival(bool succeeded);
     std::chrono::milliseconds limitOf(HostCommand command) const;
 
     [[noreturn]] void lose(Running& process, const Lost& lost);
     bool forget(const Running& process, const std::string& how);
+    std::optional<Clock::time_point> noteFailure(const Running& process);
     Lost hung(HostCommand command) const;
     Lost gone(const Running& process) const;
     Lost nonsense() const;
     RefusedError busy() const;
-    bridge::Remark notRunning() const; // mutex_ is held
+    bridge::Remark notRunning(const State& state) const;
 
     const Settings settings_;
 
-    std::mutex starting_;      // one start at a time
-    std::thread reviver_;      // of lookAfter()
-    mutable std::mutex mutex_; // guards what follows
+    std::mutex starting_; // one start at a time
+    std::thread reviver_; // of lookAfter()
+    platform::Guarded<State> state_;
     std::condition_variable changed_;
-    bool taken_ = false;              // whether somebody has the turn
-    std::deque<const void*> waiting_; // who waits for the turn, in order
-    std::shared_ptr<Running> running_;
-    std::shared_ptr<Running> triedOut_; // before it runs
-    ModuleFacts facts_;
-    std::uint64_t incarnation_ = 0;
-    bool wanted_ = false;   // started, and not stopped since
-    bool reviving_ = false; // reviver_ is at work
-    unsigned failures_ = 0; // in a row
-    Clock::time_point notBefore_{};
-    Clock::time_point lastFailure_{};
 };
 
 } // namespace panelkitd

@@ -56,25 +56,19 @@ void ModuleHost::start() {
     }
 }
 
-void ModuleHost::setWanted(bool wanted) {
-    const std::scoped_lock lock(mutex_);
-    wanted_ = wanted;
-}
+void ModuleHost::setWanted(bool wanted) { state_.lock()->wanted = wanted; }
 
 // Starts a process and stores it, so that stop() and kill() can end it while it is tried out.
 std::shared_ptr<ModuleHost::Running> ModuleHost::newProcess() {
     auto process = std::make_shared<Running>(settings_);
-    const std::scoped_lock lock(mutex_);
-    if (!wanted_) throw RefusedError({notRunning()}); // stopped meanwhile
-    triedOut_ = process;
+    const auto state = state_.lock();
+    if (!state->wanted) throw RefusedError({notRunning(*state)}); // stopped meanwhile
+    state->triedOut = process;
     return process;
 }
 
 void ModuleHost::refuseStart(const Remarks& why) {
-    {
-        const std::scoped_lock lock(mutex_);
-        triedOut_.reset();
-    }
+    state_.lock()->triedOut.reset();
     throw RefusedError(Refused::moduleUnfit, "the module %s does not work", settings_.path).because(why);
 }
 
@@ -90,12 +84,12 @@ void ModuleHost::startProcess() {
     } catch (const std::exception& error) { // a refusal of the module's, or no process can be started
         refuseStart(explained(error));
     }
-    const std::scoped_lock lock(mutex_);
-    triedOut_.reset();
-    if (!wanted_) throw RefusedError({notRunning()}); // stopped meanwhile
-    facts_ = std::move(facts);
-    running_ = std::move(started);
-    ++incarnation_;
+    const auto state = state_.lock();
+    state->triedOut.reset();
+    if (!state->wanted) throw RefusedError({notRunning(*state)}); // stopped meanwhile
+    state->facts = std::move(facts);
+    state->running = std::move(started);
+    ++state->incarnation;
     changed_.notify_all();
 }
 
@@ -111,10 +105,10 @@ ModuleFacts ModuleHost::tryOut(Running& process) {
 void ModuleHost::stop() {
     std::shared_ptr<Running> ending;
     {
-        const std::scoped_lock lock(mutex_);
-        wanted_ = false;
-        ending = running_;
-        if (triedOut_) triedOut_->child.kill();
+        const auto state = state_.lock();
+        state->wanted = false;
+        ending = state->running;
+        if (state->triedOut) state->triedOut->child.kill();
     }
     if (!ending) return;
     try {
@@ -123,16 +117,16 @@ void ModuleHost::stop() {
         logDetail("the module of provider " + settings_.name + " was ended before it was done");
     }
     ending->child.kill();
-    const std::scoped_lock lock(mutex_);
-    if (running_ == ending) running_.reset();
+    const auto state = state_.lock();
+    if (state->running == ending) state->running.reset();
     changed_.notify_all();
 }
 
 void ModuleHost::kill() {
-    const std::scoped_lock lock(mutex_);
-    wanted_ = false;
-    if (running_) running_->child.kill();
-    if (triedOut_) triedOut_->child.kill();
+    const auto state = state_.lock();
+    state->wanted = false;
+    if (state->running) state->running->child.kill();
+    if (state->triedOut) state->triedOut->child.kill();
 }
 
 void ModuleHost::lookAfter() {
@@ -155,9 +149,10 @@ void ModuleHost::endIfHung() {
 }
 
 bool ModuleHost::mayRevive() {
-    const std::scoped_lock lock(mutex_);
-    if (!wanted_ || running_ || triedOut_ || reviving_ || Clock::now() < notBefore_) return false;
-    reviving_ = true;
+    const auto state = state_.lock();
+    const bool atWork = state->running || state->triedOut || state->reviving;
+    if (!state->wanted || atWork || Clock::now() < state->notBefore) return false;
+    state->reviving = true;
     return true;
 }
 
@@ -169,50 +164,47 @@ void ModuleHost::revive() {
     } catch (const RefusedError& refused) {
         problem = refused.what();
     }
-    const std::scoped_lock lock(mutex_);
-    reviving_ = false;
-    if (!wanted_) return;
+    if (!noteRevival(!problem)) return;
     if (!problem) return logEvent("the module of provider " + settings_.name + " runs again");
-    lastFailure_ = Clock::now();
-    notBefore_ = lastFailure_ + settings_.limits.longestPause;
     logError("the module of provider " + settings_.name + " was not started again: " + *problem);
 }
 
-bool ModuleHost::isRunning() const {
-    const std::scoped_lock lock(mutex_);
-    return running_ != nullptr;
+// Returns false when the process is not wanted any more.
+bool ModuleHost::noteRevival(bool succeeded) {
+    const auto state = state_.lock();
+    state->reviving = false;
+    if (!state->wanted || succeeded) return state->wanted;
+    state->lastFailure = Clock::now();
+    state->notBefore = state->lastFailure + settings_.limits.longestPause;
+    return true;
 }
 
-ModuleFacts ModuleHost::facts() const {
-    const std::scoped_lock lock(mutex_);
-    return facts_;
-}
+bool ModuleHost::isRunning() const { return state_.lock()->running != nullptr; }
 
-std::uint64_t ModuleHost::incarnation() const {
-    const std::scoped_lock lock(mutex_);
-    return incarnation_;
-}
+ModuleFacts ModuleHost::facts() const { return state_.lock()->facts; }
+
+std::uint64_t ModuleHost::incarnation() const { return state_.lock()->incarnation; }
 
 std::optional<bridge::Remark> ModuleHost::problem() const {
-    const std::scoped_lock lock(mutex_);
-    if (running_) return std::nullopt;
-    return notRunning();
+    const auto state = state_.lock();
+    if (state->running) return std::nullopt;
+    return notRunning(*state);
 }
 
 // ---- what is known of it
 
-bridge::Remark ModuleHost::notRunning() const {
-    if (!wanted_) {
+bridge::Remark ModuleHost::notRunning(const State& state) const {
+    if (!state.wanted) {
         return remark(Refused::moduleFailed, "the module of provider \"%s\" is not loaded", settings_.name);
     }
     return remark(Refused::moduleFailed,
                   "the module of provider \"%s\" has stopped working; it is started again in %d s", settings_.name,
-                  secondsUntil(notBefore_));
+                  secondsUntil(state.notBefore));
 }
 
 HostPatience ModuleHost::forListing() const {
-    const std::scoped_lock lock(mutex_);
-    const bool suspect = failures_ > 0 && Clock::now() - lastFailure_ < recoveredAfter;
+    const auto state = state_.lock();
+    const bool suspect = state->failures > 0 && Clock::now() - state->lastFailure < recoveredAfter;
     const auto silence = suspect ? milliseconds(250) : milliseconds(3000);
     return {settings_.limits.turn, std::min(silence, settings_.limits.silence)};
 }
@@ -242,26 +234,32 @@ ModuleHost::Lost ModuleHost::nonsense() const {
 void ModuleHost::lose(Running& process, const Lost& lost) {
     process.child.kill();
     if (forget(process, lost.how)) throw RefusedError({lost.why});
-    const std::scoped_lock lock(mutex_);
-    throw RefusedError({notRunning()});
+    throw RefusedError({notRunning(*state_.lock())});
 }
 
-// Gives up the process. It is started again after a pause, which is longer after each failure. Returns false when the
-// process was meant to end.
+// Gives up the process. Returns false when it was meant to end; else it is started again after a pause.
 bool ModuleHost::forget(const Running& process, const std::string& how) {
-    const std::scoped_lock lock(mutex_);
-    if (running_.get() == &process) running_.reset();
+    const auto again = noteFailure(process);
     changed_.notify_all();
-    if (!wanted_) return false;
-    const auto now = Clock::now();
-    if (now - lastFailure_ > recoveredAfter) failures_ = 0;
-    const milliseconds pause = settings_.limits.firstPause * (1U << std::min(failures_, 10U));
-    ++failures_;
-    lastFailure_ = now;
-    notBefore_ = now + std::min(pause, settings_.limits.longestPause);
+    if (!again) return false;
     logError("the module of provider " + settings_.name + " (" + settings_.path + ") " + how +
-             "; it is started again in " + std::to_string(secondsUntil(notBefore_)) + " s");
+             "; it is started again in " + std::to_string(secondsUntil(*again)) + " s");
     return true;
+}
+
+// Returns the time from which the process may be started again: the pause is longer after each failure. Returns nullopt
+// when the process was meant to end.
+std::optional<ModuleHost::Clock::time_point> ModuleHost::noteFailure(const Running& process) {
+    const auto state = state_.lock();
+    if (state->running.get() == &process) state->running.reset();
+    if (!state->wanted) return std::nullopt;
+    const auto now = Clock::now();
+    if (now - state->lastFailure > recoveredAfter) state->failures = 0;
+    const milliseconds pause = settings_.limits.firstPause * (1U << std::min(state->failures, 10U));
+    ++state->failures;
+    state->lastFailure = now;
+    state->notBefore = now + std::min(pause, settings_.limits.longestPause);
+    return state->notBefore;
 }
 
 } // namespace panelkitd

@@ -39,11 +39,7 @@ bool Provider::load() {
         logError("provider " + settings_.name + ": " + refused.what());
         return false;
     }
-    const std::scoped_lock lock(mutex_);
-    loaded_ = true;
-    problem_.clear();
-    lastTokens_.clear();
-    logins_.clear();
+    *state_.lock() = {.loaded = true, .problem = {}};
     return true;
 }
 
@@ -52,17 +48,13 @@ void Provider::unload() {
     setProblem({remark(Refused::moduleUnfit, "unloaded")});
 }
 
-void Provider::setProblem(Remarks why) {
-    const std::scoped_lock lock(mutex_);
-    loaded_ = false;
-    problem_ = std::move(why);
-    lastTokens_.clear();
-    logins_.clear();
-}
+void Provider::setProblem(Remarks why) { *state_.lock() = {.loaded = false, .problem = std::move(why)}; }
 
 Remarks Provider::problem() const {
-    const std::scoped_lock lock(mutex_);
-    if (!loaded_) return problem_;
+    {
+        const auto state = state_.lock();
+        if (!state->loaded) return state->problem;
+    }
     const auto lost = host_.problem();
     return lost ? Remarks{*lost} : Remarks();
 }
@@ -111,9 +103,9 @@ std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
     if (!now.looked) return std::nullopt;
     std::vector<TokenInfo> tokens;
     for (const HostToken& token : now.tokens) tokens.push_back(record(token));
-    const std::scoped_lock lock(mutex_);
-    lastTokens_ = tokens;
-    lastIncarnation_ = turn.incarnation();
+    const auto state = state_.lock();
+    state->lastTokens = tokens;
+    state->lastIncarnation = turn.incarnation();
     return tokens;
 }
 
@@ -121,9 +113,10 @@ std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
 // tokens are shown as logged out.
 std::vector<TokenInfo> Provider::lastTokens() const {
     const bool running = host_.isRunning();
-    const std::scoped_lock lock(mutex_);
-    if (running && host_.incarnation() == lastIncarnation_) return lastTokens_;
-    return loggedOut(lastTokens_);
+    const std::uint64_t incarnation = host_.incarnation();
+    const auto state = state_.lock();
+    if (running && incarnation == state->lastIncarnation) return state->lastTokens;
+    return loggedOut(state->lastTokens);
 }
 
 Remarks Provider::unseen(const Remarks& why) const {
@@ -158,15 +151,14 @@ std::optional<std::vector<TokenInfo>> Provider::tokensIfChanged(bool lookAnyway)
 // ---- log-ins
 
 std::optional<Account> Provider::ownerOf(const LoginKey& token, std::uint64_t incarnation) const {
-    const std::scoped_lock lock(mutex_);
-    const auto login = logins_.find(token);
-    if (login == logins_.end() || login->second.incarnation != incarnation) return std::nullopt;
+    const auto state = state_.lock();
+    const auto login = state->logins.find(token);
+    if (login == state->logins.end() || login->second.incarnation != incarnation) return std::nullopt;
     return login->second.owner;
 }
 
 void Provider::setOwner(const LoginKey& token, Account owner, std::uint64_t incarnation) {
-    const std::scoped_lock lock(mutex_);
-    logins_[token] = {std::move(owner), incarnation};
+    state_.lock()->logins[token] = {std::move(owner), incarnation};
 }
 
 // ---- a token in the hand

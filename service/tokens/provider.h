@@ -8,10 +8,10 @@
 #include <service/modules/module_host.h>
 
 #include <panelkit/tokens/token_records.h>
+#include <platform/system/guarded.h>
 
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -89,6 +89,15 @@ private:
     };
     using LoginKey = std::pair<std::string, std::string>; // label and serial number
 
+    // What several threads use.
+    struct State {
+        bool loaded = false;
+        Remarks problem{remark(vocabulary::Refused::moduleUnfit, "not loaded yet")};
+        std::vector<PKCS11::TokenInfo> lastTokens;
+        std::uint64_t lastIncarnation = 0; // that they were seen in
+        std::map<LoginKey, Login> logins;
+    };
+
     std::optional<std::vector<PKCS11::TokenInfo>> look(SlotState& seen);
     std::vector<PKCS11::TokenInfo> lastTokens() const;
     Remarks unseen(const Remarks& why) const;
@@ -100,12 +109,7 @@ private:
     ModuleHost host_;
     SlotState watched_; // by the watcher, in its thread
 
-    mutable std::mutex mutex_; // guards what follows
-    bool loaded_ = false;
-    Remarks problem_{remark(vocabulary::Refused::moduleUnfit, "not loaded yet")};
-    std::vector<PKCS11::TokenInfo> lastTokens_;
-    std::uint64_t lastIncarnation_ = 0; // that they were seen in
-    std::map<LoginKey, Login> logins_;
+    platform::Guarded<State> state_;
 };
 
 // A token. While this object exists, no other thread can send commands to the token's module. All functions that use

@@ -119,7 +119,7 @@ TEST_F(ASection, HasItsSecretMadeWhenItIsCommitted) {
 
 TEST_F(ASection, TellsItsObserversWhatTheServiceActsOn) {
     std::vector<std::string> heard;
-    configuration.observe([&](const Settings& settings, const std::vector<std::string>& changed) {
+    configuration.observe([&](const ServiceSettings& settings, const std::vector<std::string>& changed) {
         heard.push_back(std::to_string(settings.expiry.days) + (settings.expiry.enabled ? " on " : " off ") +
                         std::to_string(settings.expiry.timeOfDay.count()) + ' ' +
                         std::to_string(static_cast<int>(settings.crlProcessing)));
