@@ -116,7 +116,7 @@ void plainEncode(const Listing& listing, std::string& bytes) {
     for (const Entry& entry : listing) plainFields(writer, entry);
 }
 
-// ---- ours
+// ---- panelkit's codec
 
 void decode(const std::string& bytes, Listing& listing) { CommandStreamIn(bytes) >> listing; }
 void encode(const Listing& listing, std::string& bytes) { CommandStreamOut(bytes) << listing; }

@@ -59,7 +59,7 @@ FileContents parseFile(VpnCertsController& controller, const std::string& utf8Pa
     return file;
 }
 
-// ---- one after the other
+// ---- several in a row
 
 void Imports::add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error) {
     if (error && error->code != Exit::alreadyThere) {

@@ -169,7 +169,7 @@ ChildProcess::ChildProcess(const ChildOptions& options) : state_(std::make_uniqu
     state.outputReader = std::thread([&state] { collect(state.output.ends[0], state.outputText); });
     state.errorReader = std::thread([&state] { collect(state.error.ends[0], state.errorText); });
     state.feeder = std::thread([&state] {
-        sigset_t pipeSignal; // a program that closes its input is no reason to die
+        sigset_t pipeSignal; // ignores SIGPIPE when the program closes its input
         sigemptyset(&pipeSignal);
         sigaddset(&pipeSignal, SIGPIPE);
         pthread_sigmask(SIG_BLOCK, &pipeSignal, nullptr);

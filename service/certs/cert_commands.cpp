@@ -124,7 +124,7 @@ std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
 
 } // namespace
 
-// ---- what there is
+// ---- listings
 
 std::string CertCommands::enumCertificates(Call& call) {
     std::int32_t selector = 0;
@@ -228,7 +228,7 @@ std::string CertCommands::importCrl(Call& call) {
     }
 }
 
-// ---- away
+// ---- deletion
 
 // The key pair is kept: it may belong to another certificate, or to one that will be imported later.
 std::string CertCommands::deleteCertificate(Call& call) {

@@ -191,7 +191,7 @@ std::optional<bridge::Remark> ModuleHost::problem() const {
     return notRunning(*state);
 }
 
-// ---- what is known of it
+// ---- the state
 
 bridge::Remark ModuleHost::notRunning(const State& state) const {
     if (!state.wanted) {
@@ -209,7 +209,7 @@ HostPatience ModuleHost::forListing() const {
     return {settings_.limits.turn, std::min(silence, settings_.limits.silence)};
 }
 
-// ---- what goes wrong
+// ---- failures
 
 ModuleHost::Lost ModuleHost::hung(HostCommand command) const {
     return {"hung" + numbered(command) + " and was stopped",

@@ -161,7 +161,7 @@ void Provider::setOwner(const LoginKey& token, Account owner, std::uint64_t inca
     state_.lock()->logins[token] = {std::move(owner), incarnation};
 }
 
-// ---- a token in the hand
+// ---- a token in use
 
 HeldToken Provider::hold(const TokenInfo& token, HostPatience patience) {
     const Remarks why = problem();

@@ -107,7 +107,7 @@ void TokenWatcher::compareOne(const TokenInfo& now) {
     if (!isLoggedIn(now) && wasIn) announcer_.announceTokenLoggedOut(now);
 }
 
-// ---- what commands tell
+// ---- reports from commands
 
 void TokenWatcher::initialized(const TokenInfo& token) {
     const std::scoped_lock lock(mutex_);

@@ -142,7 +142,7 @@ TEST_F(CertVerbs, DoNotTakeALostServiceForAMissingCertificate) {
     expectError(run({"cert", "delete", "no such label", "--yes"}), 6, "the connection to the service was lost");
 }
 
-// ---- one of them
+// ---- one certificate
 
 TEST_F(CertVerbs, ShowACertificateWithItsDetails) {
     const auto shown = run({"cert", "show", "0A1B"});

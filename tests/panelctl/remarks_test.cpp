@@ -145,7 +145,7 @@ TEST_F(Remarks, SayWhyATokenTookNoCertificateWhereTheResultDoesNot) {
                 HasSubstr("token \"Office\" is full\n"));
 }
 
-// ---- other versions, and lies
+// ---- other versions, and false claims
 
 TEST_F(Remarks, OfAServiceThatMakesNoneAreItsEnglishTexts) {
     service.greet({.version = 1});

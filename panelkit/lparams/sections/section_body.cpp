@@ -138,7 +138,7 @@ void SectionBody::replace(std::size_t index, string_view stored) {
     platform::wipe(bytes);
 }
 
-// ---- entering
+// ---- input
 
 namespace {
 

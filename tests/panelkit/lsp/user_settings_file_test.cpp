@@ -233,7 +233,7 @@ TEST_F(TheUserSettingsFile, RefusesSettingsThatItCannotHoldAndStaysAsItWas) {
     EXPECT_EQ(file(), before);
 }
 
-// ---- what the service receives of it
+// ---- what the service receives
 
 class TheCurrentUsersSettings : public WithScriptedService {
 protected:

@@ -157,7 +157,7 @@ TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
     EXPECT_TRUE(service->requests().empty());
 }
 
-// ---- lies
+// ---- false claims
 
 struct Lie {
     const char* name;

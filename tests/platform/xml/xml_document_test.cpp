@@ -81,7 +81,7 @@ TEST(AnXMLDocument, WritesMixedTextAsItStood) {
     EXPECT_EQ(written(XMLDocument::Read("<r>" + mixed + "\n\n</r>")), "<r>\n\t" + mixed + "\n</r>\n");
 }
 
-// ---- what is not well-formed
+// ---- errors in the form
 
 struct Damaged {
     const char* text;
