@@ -1,9 +1,10 @@
 # The installed files, by component:
 #
 #   library      libpanelkit and the service's texts; needed to run front ends
-#   development  headers and the CMake package: find_package(panelkit), target panelkit::panelkit
+#   development  headers, the CMake package (target panelkit::panelkit) and the pkg-config file
 #   service      panelkitd, its unit, its account and its manual page
 #   frontend     panelctl, its manual page and the completion scripts
+#   documentation  the documents and examples
 #
 # The components "testing" (testing/) and the translations (po/) are installed by their own CMakeLists.txt. The target
 # "product" builds everything that is installed, without tests.
@@ -80,11 +81,26 @@ install(EXPORT panelkitTargets NAMESPACE panelkit:: FILE panelkitConfig.cmake
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake DESTINATION ${package} COMPONENT development)
 
+# The same for pkg-config, with paths relative to the file, so that the whole tree can be moved.
+set(pkgconfig ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+file(RELATIVE_PATH to_prefix /${pkgconfig} /)
+configure_file(packaging/panelkit.pc.in ${PROJECT_BINARY_DIR}/packaging/panelkit.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkit.pc DESTINATION ${pkgconfig} COMPONENT development)
+
+# ---- documents
+
+install(FILES LICENSE README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+install(FILES packaging/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME INSTALL.md COMPONENT documentation)
+install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "examples/*" PATTERN man EXCLUDE)
+
 # ---- the programs
 
-# They find the library by a relative path, so the whole tree can be moved.
+# They find the library by a relative path, so the whole tree can be moved. The programs in the build folder have that
+# path too: CMake would otherwise fill the place for it with a colon, which makes the loader search the current folder.
 file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}"
+                                                    BUILD_RPATH "$ORIGIN/${to_library}")
 install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
 install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT frontend)
 

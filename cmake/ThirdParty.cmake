@@ -27,7 +27,8 @@ panelkit_headers(thirdparty_pkcs11 p11-kit-1/p11-kit)
 panelkit_headers(thirdparty_cli11 CLI)
 panelkit_headers(thirdparty_json nlohmann)
 
-# XML: there is no package for Windows, so it is built once and kept in the user's cache folder.
+# XML, linked statically: a front end may use another version of it beside the library. There is no package for
+# Windows, so it is built once and kept in the user's cache folder.
 if(WIN32)
     execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/build-for-mingw pugixml
                     OUTPUT_VARIABLE pugixml OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
@@ -36,7 +37,8 @@ if(WIN32)
     target_link_libraries(thirdparty_pugixml INTERFACE ${pugixml}/lib/libpugixml.a)
 else()
     panelkit_headers(thirdparty_pugixml pugixml.hpp pugiconfig.hpp)
-    target_link_libraries(thirdparty_pugixml INTERFACE pugixml)
+    find_package(pugixml REQUIRED)
+    target_link_libraries(thirdparty_pugixml INTERFACE pugixml::static)
 endif()
 
 # For the service's certificates; Debian has no package for the Windows build.

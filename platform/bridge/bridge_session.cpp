@@ -35,7 +35,7 @@ Failure malformedFrame() {
 
 } // namespace
 
-struct BridgeSession::State {
+struct PANELKIT_NO_EXPORT BridgeSession::State {
     // Set when the session is opened.
     std::string name;
     bridge::Role role{};

@@ -1,5 +1,5 @@
 # Installs the build into a folder of its own, builds the consumer against it, and runs what was installed.
-#   cmake -DBUILD=<build folder> -DSOURCE=<source folder> -DCOMPILER=<c++> [-DLAUNCHER=<ccache>] -P run.cmake
+#   cmake -DBUILD=<build folder> -DSOURCE=<source folder> [-DLAUNCHER=<ccache>] -P run.cmake
 set(work ${BUILD}/consumer)
 file(REMOVE_RECURSE ${work})
 
@@ -7,17 +7,35 @@ function(run)
     execute_process(COMMAND ${ARGN} COMMAND_ERROR_IS_FATAL ANY OUTPUT_QUIET)
 endfunction()
 
-foreach(component library development service frontend)
+foreach(component library development service frontend documentation)
     run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${work}/first --component ${component})
 endforeach()
 file(RENAME ${work}/first ${work}/installed) # nothing may depend on where it was installed
 
-run(${CMAKE_COMMAND} -S ${SOURCE}/tests/consumer -B ${work}/build -G Ninja -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}
-    -DCMAKE_PREFIX_PATH=${work}/installed -DEXAMPLE=${SOURCE}/docs/examples/list_tokens.cpp)
-run(${CMAKE_COMMAND} --build ${work}/build)
+# By CMake, with two compilers.
+set(example ${work}/installed/share/doc/panelkit/examples/list_tokens.cpp)
+foreach(compiler g++ clang++)
+    run(${CMAKE_COMMAND} -S ${SOURCE}/tests/consumer -B ${work}/${compiler} -G Ninja -DCMAKE_CXX_COMPILER=${compiler}
+        -DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER} -DCMAKE_PREFIX_PATH=${work}/installed -DEXAMPLE=${example})
+    run(${CMAKE_COMMAND} --build ${work}/${compiler})
+endforeach()
+
+# By pkg-config.
+file(GLOB_RECURSE pc ${work}/installed/panelkit.pc)
+cmake_path(GET pc PARENT_PATH pc_folder)
+set(ENV{PKG_CONFIG_PATH} ${pc_folder})
+execute_process(COMMAND pkg-config --cflags --libs panelkit OUTPUT_VARIABLE flags COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(flags UNIX_COMMAND ${flags})
+run(g++ -std=c++20 ${example} -o ${work}/by_pkg_config ${flags})
+
+# An older standard is refused, with the reason first.
+execute_process(COMMAND g++ -std=c++17 -fsyntax-only ${example} ${flags} RESULT_VARIABLE status ERROR_VARIABLE error)
+if(status EQUAL 0 OR NOT error MATCHES "error: #error \"panelkit needs C\\+\\+20: compile with -std=c\\+\\+20\"")
+    message(FATAL_ERROR "C++17 is not refused: ${error}")
+endif()
 
 set(ENV{PANELKIT_BRIDGE} /nobody/serves/this)
-execute_process(COMMAND ${work}/build/list_tokens RESULT_VARIABLE status ERROR_VARIABLE error)
+execute_process(COMMAND ${work}/g++/list_tokens RESULT_VARIABLE status ERROR_VARIABLE error)
 if(NOT status EQUAL 1 OR NOT error MATCHES "the service isn't running")
     message(FATAL_ERROR "the example ends with ${status}: ${error}")
 endif()
