@@ -6,13 +6,13 @@
 #   frontend     panelctl, its manual page and the completion scripts
 #   documentation  the documents and examples
 #
-# The components "testing" (testing/) and the translations (po/) are installed by their own CMakeLists.txt. The target
+# The component "testing" (testing/) and the translations (po/) are installed by their own CMakeLists.txt. The target
 # "product" builds everything that is installed, without tests.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 add_custom_target(product)
-add_dependencies(product panelkit panelkitd panelctl panelkit_testing panelkit_test_token catalogues)
+add_dependencies(product panelkit panelkitd panelctl testing_kit panelkit_test_token catalogues)
 
 # ---- the library
 
@@ -76,8 +76,10 @@ install(FILES ${PROJECT_BINARY_DIR}/generated/platform/export.h
         DESTINATION ${header_root}/platform COMPONENT development)
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/panelkit)
-install(EXPORT panelkitTargets NAMESPACE panelkit:: FILE panelkitConfig.cmake
-        DESTINATION ${package} COMPONENT development)
+install(EXPORT panelkitTargets NAMESPACE panelkit:: DESTINATION ${package} COMPONENT development)
+configure_package_config_file(packaging/panelkitConfig.cmake.in ${PROJECT_BINARY_DIR}/packaging/panelkitConfig.cmake
+                              INSTALL_DESTINATION ${package} PATH_VARS PANELKIT_TEST_MODULE_FOLDER)
+install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkitConfig.cmake DESTINATION ${package} COMPONENT development)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/panelkitConfigVersion.cmake DESTINATION ${package} COMPONENT development)
 
