@@ -11,6 +11,9 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
+option(PANELKIT_DEBIAN_FILES
+       "Install what Debian wants in each package: copyright, changelog, compressed manual pages" OFF)
+
 add_custom_target(product)
 add_dependencies(product panelkit panelkitd panelctl testing_kit panelkit_test_token catalogues)
 
@@ -106,8 +109,17 @@ set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_
 install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
 install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT frontend)
 
-install(FILES docs/man/panelkitd.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8 COMPONENT service)
-install(FILES docs/man/panelctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT frontend)
+function(install_manual page section component)
+    set(file ${PROJECT_SOURCE_DIR}/docs/man/${page}.${section})
+    if(PANELKIT_DEBIAN_FILES)
+        execute_process(COMMAND gzip -9nc ${file} OUTPUT_FILE ${PROJECT_BINARY_DIR}/packaging/${page}.${section}.gz
+                        COMMAND_ERROR_IS_FATAL ANY)
+        set(file ${PROJECT_BINARY_DIR}/packaging/${page}.${section}.gz)
+    endif()
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section} COMPONENT ${component})
+endfunction()
+install_manual(panelkitd 8 service)
+install_manual(panelctl 1 frontend)
 
 # Completion scripts, written by panelctl itself; a cross build can't run it.
 if(NOT CMAKE_CROSSCOMPILING)
