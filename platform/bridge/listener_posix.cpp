@@ -49,6 +49,16 @@ std::unique_ptr<platform::FileLock> takeLock(const std::string& path) {
     fail(path, "another service serves it");
 }
 
+// Everybody may connect: the service checks the credentials and answers a refused account with the reason. The mode is
+// set before the name exists: changed by name afterwards, it could be that of another file. Other threads of the
+// service state the modes of what they create, so an empty mask does not open their files.
+void bindForEverybody(stream_protocol::acceptor& acceptor, const std::string& endpoint, std::error_code& error) {
+    if (::fchmod(acceptor.native_handle(), 0666) != 0) return error.assign(errno, std::generic_category()), void();
+    const mode_t before = ::umask(0);
+    acceptor.bind(stream_protocol::endpoint(endpoint), error);
+    ::umask(before);
+}
+
 } // namespace
 
 Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(std::make_unique<Socket>()) {
@@ -59,9 +69,7 @@ Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(
 
     std::error_code error;
     socket_->acceptor.open(stream_protocol(), error);
-    if (!error) socket_->acceptor.bind(stream_protocol::endpoint(endpoint), error);
-    // Everybody may connect: the service checks the credentials and answers a refused account with the reason.
-    if (!error && ::chmod(endpoint.c_str(), 0666) != 0) error.assign(errno, std::generic_category());
+    if (!error) bindForEverybody(socket_->acceptor, endpoint, error);
     if (!error) socket_->acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
     if (error) fail(endpoint, error.message());
 }
