@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/defaults.h>
 
-#include <service/base/log.h>
+#include <service/state/state_folder.h>
 
 #include <platform/system/files.h>
 
@@ -20,24 +20,6 @@ namespace {
 std::string environment(const char* name) {
     const char* value = std::getenv(name);
     return value ? value : "";
-}
-
-bool holds(const std::string& path, const std::string& content) {
-    try {
-        return platform::readFile(path, content.size()) == content;
-    } catch (const platform::FileError&) {
-        return false;
-    }
-}
-
-// Written only when needed: a full disk must not keep the service from starting.
-void writeUnlessSame(const std::string& path, const std::string& content) {
-    if (holds(path, content)) return;
-    try {
-        platform::replaceFile(path, content, true);
-    } catch (const platform::FileError& error) {
-        logError(error.what());
-    }
 }
 
 } // namespace
@@ -71,10 +53,10 @@ std::string installedEmbeddedModule() {
 std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder) {
     const std::string tokens = folder + "/tokens";
     platform::makePrivateFolder(tokens);
-    const std::string configuration = folder + "/softhsm2.conf";
-    writeUnlessSame(configuration, "directories.tokendir = " + tokens +
-                                       "\nobjectstore.backend = file\nlog.level = ERROR\nslots.removable = false\n");
-    return {{"SOFTHSM2_CONF", configuration}};
+    provideFile(folder, "softhsm2.conf",
+                "directories.tokendir = " + tokens +
+                    "\nobjectstore.backend = file\nlog.level = ERROR\nslots.removable = false\n");
+    return {{"SOFTHSM2_CONF", folder + "/softhsm2.conf"}};
 }
 
 } // namespace panelkitd

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/defaults.h>
 
+#include <service/state/state_folder.h>
+
 #include <platform/system/files.h>
 #include <platform/text/utf16.h>
 
@@ -35,10 +37,9 @@ std::string installedEmbeddedModule() {
 std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder) {
     const std::string tokens = folder + "\\tokens";
     platform::makePrivateFolder(tokens);
-    const std::string configuration = folder + "\\softhsm2.conf";
-    platform::replaceFile(
-        configuration, "directories.tokendir = " + tokens + "\nobjectstore.backend = file\nlog.level = ERROR\n", true);
-    return {{"SOFTHSM2_CONF", configuration}};
+    provideFile(folder, "softhsm2.conf",
+                "directories.tokendir = " + tokens + "\nobjectstore.backend = file\nlog.level = ERROR\n");
+    return {{"SOFTHSM2_CONF", folder + "\\softhsm2.conf"}};
 }
 
 } // namespace panelkitd

@@ -50,6 +50,25 @@ With \fB\-\-pin\-file\fR the service logs in by itself: when it starts, when the
 module was started again, but not after a log-out. The file must belong to root or to the service's account, nobody else
 may read or write it or the folders above it, and a line feed at its end is not part of the PIN. A wrong PIN is tried
 once, until the service is started again.
+.SH STATE FILES
+The policy, the list of providers and the configuration are in the state folder as \fBpolicy.json\fR,
+\fBproviders.json\fR and \fBconfiguration.json\fR, which the service replaces as a whole. Beside each is its last good
+copy, for example \fBpolicy.last\-good.json\fR, which is replaced together with it.
+.PP
+A file that can't be used is never overwritten: one that is damaged, too large, made by a newer version or without
+permission, and a link, a folder, a pipe or a device with its name. The service starts with the last good copy. Without
+one it starts with defaults; for the policy, this is the driver policy that drops everything but DHCP. Changes of what
+the file holds are refused. The journal and \fBpanelctl doctor\fR name the file. An administrator then stops the
+service, does one of the following, and starts it again:
+.IP \(bu 2
+Repair the file.
+.IP \(bu 2
+Remove the file. The last good copy is used from then on, and changes are taken again.
+.IP \(bu 2
+Remove the file and its copy. The service starts as after its installation, with a policy that passes everything.
+.PP
+The service also starts with the last good copy when the file is missing. If a file was edited while the service ran,
+what it held is kept as \fBpolicy.json.kept\-1\fR and so on when the service writes the next change.
 .SH EXIT STATUS
 .TP
 \fB0\fR

@@ -81,6 +81,19 @@ target_compile_definitions(test_service_test_token PRIVATE
     PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
 add_dependencies(test_service_test_token panelkitd panelkit_test_token)
 
+# The files in the state folder.
+panelkit_test(test_service_state LINK panelkitd_parts SOURCES
+    support/state_damages_${PANELKIT_SYSTEM}.cpp
+    service/state_damage_test.cpp
+    service/state_file_test.cpp)
+if(NOT WIN32)
+    target_sources(test_service_state PRIVATE
+        service/state_store_posix_test.cpp)
+    target_compile_definitions(test_service_state PRIVATE
+        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+endif()
+add_dependencies(test_service_state panelkitd panelkit_test_token)
+
 # The configuration of panelkitd.
 panelkit_test(test_service_config LINK panelkitd_parts SOURCES
     service/config_file_test.cpp

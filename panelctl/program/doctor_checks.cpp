@@ -10,6 +10,8 @@
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/cli/console_setup.h>
+#include <panelkit/lparams/sections/sections.h>
+#include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <panelkit/version.h>
 #include <platform/bridge/bridge_session.h>
@@ -17,6 +19,7 @@
 #include <platform/bridge/failure.h>
 #include <platform/system/clock.h>
 #include <platform/text/join.h>
+#include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
@@ -185,6 +188,38 @@ Finding lookAtCertificates() {
     return good(say("valid for at least 30 more days: %d", listed.size()));
 }
 
+bool readProviders() {
+    VpnTokensController controller;
+    std::vector<ProviderInfo> listed;
+    return controller.EnumProviders(listed);
+}
+
+bool readPolicy() {
+    LSPController controller;
+    LSPinfo_t info;
+    LSPrequest_t required;
+    return controller.cmdGetPolicyInfo(info, required, nullptr, nullptr, false);
+}
+
+bool readConfiguration() { return LPARAMS::Client::PROXY().load(); }
+
+// The service remarks on its files with what it reads from them. It starts without a file that it can't read.
+Finding lookAtState() {
+    std::size_t answers = 0;
+    std::vector<bridge::Remark> problems;
+    for (const auto& read : {readProviders, readPolicy, readConfiguration}) {
+        if (!read()) continue;
+        ++answers;
+        for (const bridge::Remark& remark : bridge::lastRemarks()) {
+            if (remark.code == static_cast<std::uint32_t>(vocabulary::Refused::notStored)) problems.push_back(remark);
+        }
+    }
+    if (answers == 0) return passedOver(say("the service gives no information"));
+    if (problems.empty()) return good(say("all files of the service are in use"));
+    return bad(escaped(remarksText({problems.data(), 1}, {})),
+               say("repair or remove the file as the manual page panelkitd(8) says, and restart the service"));
+}
+
 Finding lookAtLanguage() {
     const Language& language = chosenLanguage();
     if (!language.problems.empty()) return warning(escaped(language.problems.front()), installTranslations());
@@ -217,6 +252,7 @@ constexpr std::array all = {
     Check{"providers",    N_("providers"),    true,  lookAtProviders},
     Check{"tokens",       N_("tokens"),       true,  lookAtTokens},
     Check{"certificates", N_("certificates"), true,  lookAtCertificates},
+    Check{"state",        N_("stored state"), true,  lookAtState},
     Check{"language",     N_("language"),     false, lookAtLanguage},
     Check{"locale",       N_("locale"),       false, lookAtLocale},
 };

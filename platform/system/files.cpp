@@ -1,21 +1,54 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
+#include <platform/system/wipe.h>
 #include <platform/text/utf8_path.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
 namespace platform {
 
-void removeUnfinished(const std::string& path) {
+namespace {
+
+constexpr std::size_t longestTail = 32; // letters and digits after the mark
+
+// Returns the name of the file that this one would have replaced; empty when it is not a temporary file.
+std::string replacedBy(const std::string& name) {
+    const std::size_t mark = name.rfind(unfinishedMark);
+    if (mark == std::string::npos) return {};
+    const std::string tail = name.substr(mark + std::string_view(unfinishedMark).size());
+    const bool isOurs =
+        !tail.empty() && tail.size() <= longestTail && std::all_of(tail.begin(), tail.end(), [](char c) {
+            return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        });
+    return isOurs ? name.substr(0, mark) : std::string();
+}
+
+} // namespace
+
+void replaceOwnFile(const std::string& path, const std::string& content) { OwnFileDraft(path, content).publish(); }
+
+void updateOwnFile(const std::string& path, const std::string& content) {
+    std::string present;
+    const WipeOnExit wiped(present);
+    try {
+        present = readOwnFile(path, content.size());
+        if (present == content) return;
+    } catch (const FileError&) {} // if it can't be replaced either, that says why
+    replaceOwnFile(path, content);
+}
+
+void removeUnfinished(const std::string& folder, const std::function<bool(const std::string& name)>& isOwn) {
     std::error_code ignored;
-    const std::filesystem::path file = toPath(path);
-    const std::string start = fromPath(file.filename()) + unfinishedMark;
     std::vector<std::filesystem::path> found;
-    for (const auto& entry : std::filesystem::directory_iterator(file.parent_path(), ignored)) {
-        if (fromPath(entry.path().filename()).starts_with(start)) found.push_back(entry.path());
+    for (const auto& entry : std::filesystem::directory_iterator(toPath(folder), ignored)) {
+        const std::string replaced = replacedBy(fromPath(entry.path().filename()));
+        const bool isRegular = entry.symlink_status(ignored).type() == std::filesystem::file_type::regular;
+        if (isRegular && !replaced.empty() && isOwn(replaced)) found.push_back(entry.path());
     }
     for (const auto& unfinished : found) std::filesystem::remove(unfinished, ignored);
 }

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -24,22 +25,56 @@ public:
     bool missing;       // there is no such file
 };
 
+// ---- files of users, which may be named by symbolic links; the links are followed and kept
+
 // Returns the content of a regular file of at most `limit` bytes. A file that turns out to be shorter than its size is
 // an error too.
 std::string readFile(const std::string& path, std::uint64_t limit);
 
 // Replaces the content of the file. The content is written to a new file in the same folder, flushed, and renamed, so
 // that after a crash the file has either its old or its new content. A new file gets mode 0600 (`onlyOwner`) or what
-// the process's mask allows; an existing one keeps its mode. A symbolic link is followed.
+// the process's mask allows; an existing one keeps its mode.
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner);
 
 // Like replaceFile, but a file that can be written in a folder that can't be is rewritten in place. Then a crash may
 // leave a mix of the old and new content.
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner);
 
-// Removes the temporary files that replaceFile has left in the folder of the file when the process was ended in the
-// middle of it. Call it only when no other process can be replacing the file.
-void removeUnfinished(const std::string& path);
+// ---- a program's own files: regular files of mode 0600. A link (on Windows any reparse point), a folder, a pipe or a
+// device that has the name of such a file is neither followed nor waited for nor replaced; that is an error.
+
+// Returns the content of an own file of at most `limit` bytes.
+std::string readOwnFile(const std::string& path, std::uint64_t limit);
+
+// The new content of an own file, written and flushed to another file beside it. Several drafts can be made before the
+// first one is published, so that a full disk changes none of their files.
+class OwnFileDraft {
+public:
+    // Throws FileError also when something that is not an own file has the path now.
+    OwnFileDraft(std::string path, const std::string& content);
+    ~OwnFileDraft(); // removes a draft that was not published
+    OwnFileDraft(const OwnFileDraft&) = delete;
+    OwnFileDraft& operator=(const OwnFileDraft&) = delete;
+
+    // Renames the draft, so that after a crash the file has either its old or its new content, and flushes the folder.
+    // Throws FileError when the file could not be replaced; it is then unchanged.
+    void publish();
+
+private:
+    const std::string path_;
+    std::string beside_; // empty once it is published
+};
+
+// Writes and publishes a draft.
+void replaceOwnFile(const std::string& path, const std::string& content);
+
+// The same, unless the file has this content already. So a full disk matters only when there is something to write.
+void updateOwnFile(const std::string& path, const std::string& content);
+
+// Removes drafts that were left in the folder when a process was ended. `isOwn` is asked with the name of the file that
+// a draft would have replaced. Only regular files are removed. Call it only when no other process can be replacing
+// these files.
+void removeUnfinished(const std::string& folder, const std::function<bool(const std::string& name)>& isOwn);
 
 // Creates a folder that only this account can enter, and the folders above it that are missing. If the folder exists,
 // it must belong to this account, and other accounts must not be able to write it.
@@ -76,7 +111,7 @@ private:
 
 // ---- for files*.cpp
 
-// The name of a temporary file is the name of the file that it will replace, then this mark, then more characters.
+// The name of a temporary file is the name of the file that it will replace, then this mark, then letters and digits.
 inline constexpr const char* unfinishedMark = ".new-";
 
 } // namespace platform

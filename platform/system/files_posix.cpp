@@ -17,6 +17,8 @@ namespace platform {
 
 namespace {
 
+constexpr mode_t ownMode = 0600;
+
 class Descriptor {
 public:
     explicit Descriptor(int number) : number_(number) {}
@@ -59,27 +61,14 @@ void writeAll(int file, const std::string& content, const std::string& path) {
     if (::fsync(file) != 0) fail(path, errno);
 }
 
-// Flushes the folder, so that the rename is not lost in a crash.
+// Flushes the folder, so that the rename is not lost in a crash. The new content is in place already, so a failure must
+// not be reported as if the old one were.
 void flushFolder(const std::string& folder) {
     const Descriptor directory(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (directory.get() >= 0) ::fsync(directory.get());
 }
 
-} // namespace
-
-std::string readFile(const std::string& path, std::uint64_t limit) {
-    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
-    if (file.get() < 0) fail(path, errno);
-    struct stat status {};
-    if (::fstat(file.get(), &status) != 0) fail(path, errno);
-    if (S_ISDIR(status.st_mode)) fail(path, EISDIR);
-    if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
-    if (static_cast<std::uint64_t>(status.st_size) > limit) {
-        throw FileError(path, "too large: " + std::to_string(status.st_size) + " bytes, at most " +
-                                  std::to_string(limit) + " are taken");
-    }
-    ::flock(file.get(), LOCK_SH | LOCK_NB); // shuts out writers that ask; the system offers no more
-    std::string content(static_cast<std::size_t>(status.st_size), '\0');
+std::string readAll(const Descriptor& file, std::string content, const std::string& path) {
     std::size_t filled = 0;
     while (filled < content.size()) {
         const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
@@ -91,28 +80,91 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
     return content;
 }
 
-void replaceFile(const std::string& path, const std::string& content, bool onlyOwner) {
-    const std::string target = followLink(path);
+// O_NONBLOCK: opening a pipe must not wait for a writer.
+std::string readOpened(const std::string& path, int noFollow, std::uint64_t limit) {
+    const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | noFollow));
+    if (file.get() < 0 && errno == ELOOP && noFollow) throw FileError(path, "is a symbolic link");
+    if (file.get() < 0 && errno == ENXIO) throw FileError(path, "not a regular file");
+    if (file.get() < 0) fail(path, errno);
+    struct stat status {};
+    if (::fstat(file.get(), &status) != 0) fail(path, errno);
+    if (S_ISDIR(status.st_mode)) fail(path, EISDIR);
+    if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
+    if (static_cast<std::uint64_t>(status.st_size) > limit) {
+        throw FileError(path, "too large: " + std::to_string(status.st_size) + " bytes, at most " +
+                                  std::to_string(limit) + " are taken");
+    }
+    ::flock(file.get(), LOCK_SH | LOCK_NB); // shuts out writers that ask; the system offers no more
+    return readAll(file, std::string(static_cast<std::size_t>(status.st_size), '\0'), path);
+}
+
+// Returns the mode for the new content of a user's file.
+mode_t modeFor(const std::string& target, bool onlyOwner) {
+    struct stat existing {};
+    if (::stat(target.c_str(), &existing) == 0) return existing.st_mode & 07777U;
+    if (onlyOwner) return ownMode;
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    return 0666U & ~mask;
+}
+
+// Writes and flushes a new file beside the target, and returns its name.
+std::string writeBeside(const std::string& target, const std::string& content, mode_t mode) {
     std::string beside = target + unfinishedMark + "XXXXXX";
     Descriptor file(::mkostemp(beside.data(), O_CLOEXEC));
     if (file.get() < 0) fail(beside, errno);
     try {
-        struct stat existing {};
-        if (::stat(target.c_str(), &existing) == 0) {
-            ::fchmod(file.get(), existing.st_mode & 07777U);
-        } else if (!onlyOwner) {
-            const mode_t mask = ::umask(0);
-            ::umask(mask);
-            ::fchmod(file.get(), 0666U & ~mask);
-        }
+        if (mode != ownMode) ::fchmod(file.get(), mode); // it was created with ownMode
         writeAll(file.get(), content, beside);
         if (::close(file.release()) != 0) fail(beside, errno);
-        if (::rename(beside.c_str(), target.c_str()) != 0) fail(target, errno);
     } catch (...) {
         ::unlink(beside.c_str());
         throw;
     }
+    return beside;
+}
+
+// Throws when something that must not be replaced has the name of an own file.
+void requireOwn(const std::string& path) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno != ENOENT) fail(path, errno);
+    } else if (!S_ISREG(status.st_mode)) {
+        throw FileError(path, "is not replaced, because it is not a regular file");
+    }
+}
+
+} // namespace
+
+std::string readFile(const std::string& path, std::uint64_t limit) { return readOpened(path, 0, limit); }
+
+std::string readOwnFile(const std::string& path, std::uint64_t limit) { return readOpened(path, O_NOFOLLOW, limit); }
+
+void replaceFile(const std::string& path, const std::string& content, bool onlyOwner) {
+    const std::string target = followLink(path);
+    const std::string beside = writeBeside(target, content, modeFor(target, onlyOwner));
+    if (::rename(beside.c_str(), target.c_str()) != 0) {
+        const int error = errno;
+        ::unlink(beside.c_str());
+        fail(target, error);
+    }
     flushFolder(folderOf(target));
+}
+
+OwnFileDraft::OwnFileDraft(std::string path, const std::string& content) : path_(std::move(path)) {
+    requireOwn(path_);
+    beside_ = writeBeside(path_, content, ownMode);
+}
+
+OwnFileDraft::~OwnFileDraft() {
+    if (!beside_.empty()) ::unlink(beside_.c_str());
+}
+
+void OwnFileDraft::publish() {
+    requireOwn(path_);
+    if (::rename(beside_.c_str(), path_.c_str()) != 0) fail(path_, errno);
+    beside_.clear();
+    flushFolder(folderOf(path_));
 }
 
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {
@@ -169,8 +221,11 @@ FileLock::~FileLock() = default;
 
 std::unique_ptr<FileLock> FileLock::take(const std::string& path) {
     const auto fail = [&path] { throw FileError(path, std::generic_category().message(errno)); };
-    auto held = std::make_unique<Held>(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
-    if (held->file < 0) fail();
+    auto held =
+        std::make_unique<Held>(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, ownMode));
+    struct stat status {};
+    if (held->file < 0 || ::fstat(held->file, &status) != 0) fail();
+    if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
     if (::flock(held->file, LOCK_EX | LOCK_NB) == 0) return std::unique_ptr<FileLock>(new FileLock(std::move(held)));
     if (errno != EWOULDBLOCK) fail();
     return nullptr;

@@ -7,6 +7,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
@@ -47,9 +48,12 @@ bool patiently(const Attempt& attempt) {
     return true;
 }
 
-// A temporary file in the folder of the file that it will replace.
+// Returns a name for a temporary file in the folder of the file that it will replace. An earlier process with the same
+// number may have left a file of this name.
 std::wstring nameBeside(const std::wstring& target) {
-    return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId());
+    static std::atomic<unsigned> counter{0};
+    return target + toUtf16(unfinishedMark) + std::to_wstring(GetCurrentProcessId()) + L"x" +
+           std::to_wstring(++counter);
 }
 
 bool writeAll(const Handle& file, const std::string& content) {
@@ -63,28 +67,15 @@ bool writeAll(const Handle& file, const std::string& content) {
     return FlushFileBuffers(file.get()) != 0;
 }
 
-} // namespace
+// Throws when something that is not an own file has the path. A file that is missing is accepted.
+void requireOwn(const std::string& path) {
+    const DWORD attributes = GetFileAttributesW(longName(path).c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return;
+    if (attributes & FILE_ATTRIBUTE_DIRECTORY) throw FileError(path, "is a folder");
+    if (attributes & FILE_ATTRIBUTE_REPARSE_POINT) throw FileError(path, "is a symbolic link or another reparse point");
+}
 
-std::string readFile(const std::string& path, std::uint64_t limit) {
-    const std::wstring name = longName(path);
-    const DWORD attributes = GetFileAttributesW(name.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY) {
-        throw FileError(path, "is a folder");
-    }
-    Handle file;
-    const bool opened = patiently([&] {
-        file.reset(CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                               FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-        return valid(file);
-    });
-    if (!opened) fail(path, GetLastError());
-    LARGE_INTEGER size{};
-    if (!GetFileSizeEx(file.get(), &size)) fail(path, GetLastError());
-    if (static_cast<std::uint64_t>(size.QuadPart) > limit) {
-        throw FileError(path, "too large: " + std::to_string(size.QuadPart) + " bytes, at most " +
-                                  std::to_string(limit) + " are taken");
-    }
-    std::string content(static_cast<std::size_t>(size.QuadPart), '\0');
+std::string readAll(const Handle& file, std::string content, const std::string& path) {
     std::size_t filled = 0;
     while (filled < content.size()) {
         DWORD count = 0;
@@ -96,22 +87,92 @@ std::string readFile(const std::string& path, std::uint64_t limit) {
     return content;
 }
 
-void replaceFile(const std::string& path, const std::string& content, bool) {
-    // Windows has no file modes. The access list of the folder decides who can read a new file.
+// Throws when the handle is that of a reparse point, which FILE_FLAG_OPEN_REPARSE_POINT opens instead of its target, or
+// not of a file on a disk.
+void requireRegular(const Handle& file, const std::string& path) {
+    BY_HANDLE_FILE_INFORMATION facts{};
+    if (GetFileType(file.get()) != FILE_TYPE_DISK) throw FileError(path, "not a regular file");
+    if (!GetFileInformationByHandle(file.get(), &facts)) fail(path, GetLastError());
+    if (facts.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) {
+        throw FileError(path, "is a symbolic link or another reparse point");
+    }
+}
+
+std::string readOpened(const std::string& path, DWORD noFollow, std::uint64_t limit) {
+    const std::wstring name = longName(path);
+    const DWORD attributes = GetFileAttributesW(name.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && attributes & FILE_ATTRIBUTE_DIRECTORY) {
+        throw FileError(path, "is a folder");
+    }
+    Handle file;
+    const bool opened = patiently([&] {
+        file.reset(CreateFileW(name.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                               FILE_FLAG_SEQUENTIAL_SCAN | noFollow, nullptr));
+        return valid(file);
+    });
+    if (!opened) fail(path, GetLastError());
+    if (noFollow) requireRegular(file, path);
+    LARGE_INTEGER size{};
+    if (!GetFileSizeEx(file.get(), &size)) fail(path, GetLastError());
+    if (static_cast<std::uint64_t>(size.QuadPart) > limit) {
+        throw FileError(path, "too large: " + std::to_string(size.QuadPart) + " bytes, at most " +
+                                  std::to_string(limit) + " are taken");
+    }
+    return readAll(file, std::string(static_cast<std::size_t>(size.QuadPart), '\0'), path);
+}
+
+// Writes and flushes a new file beside the target, and returns its name. Windows has no file modes: the access list of
+// the folder decides who can read it.
+std::wstring writeBeside(const std::string& path, const std::string& content) {
     const std::wstring target = longName(path);
-    const std::wstring beside = nameBeside(target);
-    Handle file(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    Handle file;
+    std::wstring beside;
+    do {
+        beside = nameBeside(target);
+        file.reset(CreateFileW(beside.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    } while (!valid(file) && GetLastError() == ERROR_FILE_EXISTS);
     if (!valid(file)) fail(path, GetLastError());
-    bool good = writeAll(file, content);
+    if (writeAll(file, content)) return beside;
+    const DWORD error = GetLastError();
     file.reset();
-    good =
-        good && patiently([&] {
-            return MoveFileExW(beside.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
-        });
-    if (good) return;
+    DeleteFileW(beside.c_str());
+    fail(path, error);
+}
+
+bool rename(const std::wstring& from, const std::wstring& to) {
+    return patiently(
+        [&] { return MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0; });
+}
+
+} // namespace
+
+std::string readFile(const std::string& path, std::uint64_t limit) { return readOpened(path, 0, limit); }
+
+std::string readOwnFile(const std::string& path, std::uint64_t limit) {
+    return readOpened(path, FILE_FLAG_OPEN_REPARSE_POINT, limit);
+}
+
+void replaceFile(const std::string& path, const std::string& content, bool) {
+    const std::wstring beside = writeBeside(path, content);
+    if (rename(beside, longName(path))) return;
     const DWORD error = GetLastError();
     DeleteFileW(beside.c_str());
     fail(path, error);
+}
+
+OwnFileDraft::OwnFileDraft(std::string path, const std::string& content) : path_(std::move(path)) {
+    requireOwn(path_);
+    beside_ = toUtf8(writeBeside(path_, content));
+}
+
+OwnFileDraft::~OwnFileDraft() {
+    if (!beside_.empty()) DeleteFileW(toUtf16(beside_).c_str());
+}
+
+void OwnFileDraft::publish() {
+    requireOwn(path_);
+    if (!rename(toUtf16(beside_), longName(path_))) fail(path_, GetLastError());
+    beside_.clear();
 }
 
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {

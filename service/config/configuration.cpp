@@ -68,7 +68,9 @@ std::vector<std::string> difference(const Bodies& before, const Bodies& after) {
 
 Configuration::Configuration(const StateFolder& state, const StartValues& start)
     : defaults_(defaultBodies(start)), file_(state) {
-    const Bodies loaded = file_.lock()->load();
+    const auto file = file_.lock();
+    const Bodies loaded = file->load();
+    storageRemarks_ = file->remarks();
     *present_.lock() = {loaded, loaded};
 }
 

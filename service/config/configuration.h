@@ -37,9 +37,12 @@ public:
     // Throws RefusedError for an unknown section, and for a body that does not match it or is larger than a mebibyte.
     void write(std::string_view section, std::string_view body);
 
+    // What is wrong with the stored configuration; empty when nothing is.
+    const Remarks& storageRemarks() const { return storageRemarks_; }
+
     // Makes everything permanent that was written, and makes a QCD secret that was left to the service. Throws
-    // RefusedError, with nothing changed, when the file can't be replaced. Returns the names of the sections that
-    // changed.
+    // RefusedError, with nothing changed, when the file can't be replaced or could not be read. Returns the names of
+    // the sections that changed.
     std::vector<std::string> commit();
 
     // Returns the settings as last committed.
@@ -64,6 +67,7 @@ private:
     Bodies defaults_; // of all sections
     std::vector<Observer> observers_;
 
+    Remarks storageRemarks_;                    // does not change after the start
     platform::Guarded<ConfigurationFile> file_; // locked by a commit to its end: one at a time
     platform::Guarded<Present> present_;
 };

@@ -27,8 +27,6 @@ const ParamGroup* findSection(string_view name) {
 
 namespace {
 
-constexpr std::uint32_t format = 1;
-
 std::size_t roomFor(const Bodies& bodies) {
     std::size_t room = 200;
     for (const auto& [name, body] : bodies) {
@@ -55,7 +53,7 @@ void printSection(const SectionBody& body, std::string& text) {
 std::string printConfiguration(const Bodies& bodies) {
     std::string text;
     text.reserve(roomFor(bodies)); // growing would leave copies of secrets in freed memory
-    text += "{\n  \"format\": " + std::to_string(format) + ",\n  \"sections\": {";
+    text += "{\n  \"format\": " + std::to_string(configurationFormat) + ",\n  \"sections\": {";
     const char* separator = "\n";
     for (const auto& [name, body] : bodies) {
         text += separator;
@@ -101,11 +99,6 @@ void Reader::read(const json::Value& whole) {
         if (member.name == "format" || member.name == "sections") continue;
         problem(member.line, member.name, R"(unknown; expected "format" and "sections")");
     }
-    const json::Member* const version = whole.find("format");
-    const auto number = version ? version->value.number<std::uint32_t>() : std::nullopt;
-    const int line = version ? version->line : 1;
-    if (!number || *number == 0) return problem(line, "format", "expected the number 1");
-    if (*number > format) return problem(line, "format", "written by a newer version of the service");
     const json::Member* const sections = whole.find("sections");
     if (!sections) return problem(1, "sections", "expected an object in braces");
     readSections(*sections);

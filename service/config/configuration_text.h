@@ -27,6 +27,9 @@
 
 namespace panelkitd {
 
+// The format that is written. The reader takes texts of this format; older ones are migrated before.
+inline constexpr int configurationFormat = 1;
+
 // The bodies of sections by the sections' names.
 using Bodies = std::map<std::string_view, panelkit::SectionBody>;
 

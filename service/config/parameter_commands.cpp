@@ -22,6 +22,7 @@ std::string readSection(Call& call) {
 std::string ParameterCommands::read(Call& call) {
     std::string body = configuration_.read(readSection(call));
     const platform::WipeOnExit wiped(body); // sections hold secrets
+    call.remarks = configuration_.storageRemarks();
     return panelkit::encodeReply<panelkit::Command::ReadGroup>(panelkit::Encoded{body});
 }
 

@@ -91,8 +91,8 @@ Policies::Policies(const StateFolder& folder, const Credentials& credentials,
     : credentials_(credentials), news_(std::move(news)), file_(policyFile(folder)), state_(loadPolicyState(file_)) {
     try {
         if (resume(state_, platform::secondsNow<std::int64_t>())) savePolicyState(file_, state_);
-    } catch (const platform::FileError& error) { // the next start resumes once more
-        logError(error.what());
+    } catch (const std::exception& error) { // the next start resumes once more
+        logFailure("the stored policy", error);
     }
     loader_ = std::thread([this] { waitForLoading(); });
 }
@@ -122,8 +122,10 @@ Policies::Report Policies::report() const {
     const bool settled = !report.info.isLoading && !state_.failed;
     lock.unlock();
     if (!settled) return report;
-    if (const auto diagnosis = diagnose(policy.text, credentials_, platform::secondsNow<std::int64_t>()))
-        takeDiagnosis(*diagnosis, report);
+    const auto diagnosis = diagnose(policy.text, credentials_, platform::secondsNow<std::int64_t>());
+    if (diagnosis) takeDiagnosis(*diagnosis, report);
+    if (!diagnosis || !diagnosis->problem) return report;
+    for (const auto& remark : file_.remarks()) report.remarks.push_back(remark);
     return report;
 }
 
@@ -141,21 +143,20 @@ WantedPolicy Policies::required() const {
 
 // Stored first: a change that could not be stored has no effect.
 void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
-    requireUsable();
+    file_.requireUsable();
     PolicyState next = state_;
     work(next);
     if (!account.empty()) requireShare(next, account);
     try {
         savePolicyState(file_, next);
-    } catch (const platform::FileError& error) {
-        logError(error.what());
+    } catch (const platform::FileError&) {
         throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
     }
     state_ = std::move(next);
 }
 
-void Policies::requireUsable() const {
-    if (file_.problem().empty()) return;
+void Policies::requireKnown() const {
+    if (isKnown(file_)) return;
     throw RefusedError(Refused::notStored,
                        "the stored policy can't be used, so nothing is known of its settings and nothing is changed; "
                        "repair or remove %s and restart the service",
@@ -231,7 +232,7 @@ Policies::Outcome Policies::activateRequired(const std::string& name, const std:
 
 LSPsettings_t Policies::systemSettings() const {
     const std::scoped_lock lock(mutex_);
-    requireUsable();
+    requireKnown();
     return state_.system;
 }
 
@@ -242,14 +243,14 @@ void Policies::setSystemSettings(const LSPsettings_t& settings) {
 
 LSPsettings_t Policies::userSettings(const std::string& userId) const {
     const std::scoped_lock lock(mutex_);
-    requireUsable();
+    requireKnown();
     const auto user = state_.users.find(userId);
     return user == state_.users.end() ? LSPsettings_t() : user->second.settings();
 }
 
 bool Policies::userSettingsAreSet(const std::string& userId) const {
     const std::scoped_lock lock(mutex_);
-    requireUsable();
+    requireKnown();
     const auto user = state_.users.find(userId);
     return user != state_.users.end() && user->second.set;
 }

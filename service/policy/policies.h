@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The local security policy of this host: settings, the required policy, and the one in force. Every change is on disk
-// before it is answered. A stored policy that can't be used is not overwritten: everything except DHCP is dropped, and
-// reading and changing settings is refused until an administrator has repaired or removed the file.
+// before it is answered. A stored policy that can't be used is not overwritten: its last good copy is in force, or the
+// driver policy drops everything except DHCP, and changes are refused until an administrator has repaired or removed
+// the file.
 #pragma once
 
 #include <service/certs/credentials.h>
@@ -70,7 +71,8 @@ public:
     // Loads the required policy again, from its stored copy.
     Outcome activateRequired(const std::string& name, const std::string& by);
 
-    // Throw RefusedError when the stored state can't be read.
+    // Functions that return settings throw RefusedError when neither the stored state nor its last good copy can be
+    // read.
     LSPcmd::LSPsettings_t systemSettings() const;
     void setSystemSettings(const LSPcmd::LSPsettings_t& settings);
 
@@ -85,7 +87,7 @@ private:
     // share of the file grows; empty for the system's.
     Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
     void change(const std::string& account, const std::function<void(PolicyState&)>& work);
-    void requireUsable() const;
+    void requireKnown() const;
     void requireShare(const PolicyState& next, const std::string& account) const;
     void waitForLoading();
     void finishDueLoading(std::unique_lock<std::mutex>& lock);

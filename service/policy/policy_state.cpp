@@ -11,7 +11,6 @@ namespace panelkitd {
 namespace {
 
 constexpr const char* fileName = "policy.json";
-constexpr int fileFormat = 1;
 
 using vocabulary::policyWarning;
 
@@ -161,31 +160,32 @@ void readTextOf(LoadedPolicy& policy) {
     }
 }
 
-StateFile policyFile(const StateFolder& folder) { return {folder, fileName, fileFormat}; }
-
-PolicyState loadPolicyState(StateFile& file) {
-    try {
-        if (const auto stored = file.read()) return stateFromJson(*stored);
-    } catch (const json::exception& error) {
-        file.reject(error.what());
-    } catch (const PolicyTextError& error) {
-        file.reject(error.what());
-    }
-    return file.problem().empty() ? firstState() : closedState();
+StateFile policyFile(const StateFolder& folder) {
+    return {folder, {.name = fileName, .check = [](const std::string& text) { stateFromJson(json::parse(text)); }}};
 }
 
-void savePolicyState(const StateFile& file, const PolicyState& state) {
+PolicyState loadPolicyState(StateFile& file) {
+    const std::string text = file.load();
+    if (file.origin() == StateFile::Origin::none) return file.problem().empty() ? firstState() : closedState();
+    PolicyState state = stateFromJson(json::parse(text));
+    for (const auto& remark : file.remarks()) state.remarks.push_back(remark);
+    return state;
+}
+
+bool isKnown(const StateFile& file) { return file.problem().empty() || file.origin() != StateFile::Origin::none; }
+
+void savePolicyState(StateFile& file, const PolicyState& state) {
     json users = json::object();
     for (const auto& [account, user] : state.users) users[account] = userToJson(user);
-    file.write({{"systemSettings", toJson(state.system)},
-                {"systemCopy", copyToJson(state.systemCopy)},
-                {"users", users},
-                {"required", wantedToJson(state.required)},
-                {"inForce", loadedToJson(state.inForce)},
-                {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
-                {"message", state.message()}, // for readers that do not use the remarks
-                {"remarks", remarksToJson(state.remarks)},
-                {"failed", state.failed}});
+    file.writeJson({{"systemSettings", toJson(state.system)},
+                    {"systemCopy", copyToJson(state.systemCopy)},
+                    {"users", users},
+                    {"required", wantedToJson(state.required)},
+                    {"inForce", loadedToJson(state.inForce)},
+                    {"loading", state.loading ? loadedToJson(*state.loading) : json(nullptr)},
+                    {"message", state.message()}, // for readers that do not use the remarks
+                    {"remarks", remarksToJson(state.remarks)},
+                    {"failed", state.failed}});
 }
 
 std::size_t storedSize(const UserPolicies& user) { return userToJson(user).dump(2).size(); }

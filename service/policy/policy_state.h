@@ -6,7 +6,7 @@
 #pragma once
 
 #include <service/policy/policy_text.h>
-#include <service/state/state_folder.h>
+#include <service/state/state_file.h>
 
 #include <panelkit/lsp/lsp_records.h>
 
@@ -71,12 +71,16 @@ void readTextOf(LoadedPolicy& policy);
 // The file with the state.
 StateFile policyFile(const StateFolder& folder);
 
-// Returns the stored state; at the first start the driver policy with default settings. If there is a file that can't
-// be used, the driver policy drops everything except DHCP, and file.problem() gives the reason.
+// Returns the stored state or its last good copy; at the first start the driver policy with default settings. If there
+// is a file that can't be used, and no copy, the driver policy drops everything except DHCP. If a file can't be used,
+// the state's remarks say so.
 PolicyState loadPolicyState(StateFile& file);
 
-// Throws platform::FileError; the old state is then unchanged.
-void savePolicyState(const StateFile& file, const PolicyState& state);
+// Whether the settings that were stored last are known.
+bool isKnown(const StateFile& file);
+
+// Throws as StateFile::write() does; the old state is then unchanged.
+void savePolicyState(StateFile& file, const PolicyState& state);
 
 // Returns the bytes that a user's data takes in the file.
 std::size_t storedSize(const UserPolicies& user);

@@ -27,7 +27,6 @@ namespace field = vocabulary::provider;
 namespace {
 
 constexpr const char* fileName = "providers.json";
-constexpr int fileFormat = 1;
 constexpr const char* embeddedName = "embedded";
 
 // Returns the path with all links resolved. Modules are compared by path, so each must have only one.
@@ -58,10 +57,28 @@ std::string freeName(const std::vector<std::shared_ptr<Provider>>& list, const s
     return name;
 }
 
+// Reads the file's list. Throws nlohmann::json::exception.
+std::vector<Provider::Settings> readList(const std::string& text) {
+    const nlohmann::json stored = nlohmann::json::parse(text);
+    std::vector<Provider::Settings> list;
+    for (const nlohmann::json& entry : stored.at("providers")) {
+        if (entry.value("embedded", false)) {
+            list.push_back({embeddedName, {}, true, true});
+        } else {
+            list.push_back({entry.at("name"), entry.at("path"), true, false});
+        }
+    }
+    return list;
+}
+
+StateForm listForm() {
+    return {.name = fileName, .check = [](const std::string& text) { readList(text); }};
+}
+
 } // namespace
 
 Providers::Providers(const StateFolder& state, ProviderOptions options)
-    : file_(state, fileName, fileFormat), options_(withResolvedPaths(std::move(options))), list_(listed()) {
+    : file_(state, listForm()), options_(withResolvedPaths(std::move(options))), list_(listed()) {
     loadAll(list_);
 }
 
@@ -75,24 +92,15 @@ std::shared_ptr<Provider> Providers::made(Provider::Settings settings) const {
 
 // The file keeps the order of the providers. The embedded provider is in it too, except at the first start.
 Providers::List Providers::listed() {
-    const auto embedded = [this] { return made({embeddedName, options_.embeddedModule, true, true}); };
+    const std::string stored = file_.load();
     bool embeddedListed = options_.embeddedModule.empty();
     List list;
-    try {
-        if (const auto stored = file_.read()) {
-            for (const nlohmann::json& entry : stored->at("providers")) {
-                if (!entry.value("embedded", false)) {
-                    const std::string name = entry.at("name"), path = entry.at("path");
-                    list.push_back(made({name, path, true, false}));
-                } else if (!std::exchange(embeddedListed, true)) {
-                    list.push_back(embedded());
-                }
-            }
-        }
-    } catch (const nlohmann::json::exception& error) {
-        file_.reject(error.what());
+    for (Provider::Settings& settings : stored.empty() ? std::vector<Provider::Settings>() : readList(stored)) {
+        if (settings.embedded && std::exchange(embeddedListed, true)) continue;
+        if (settings.embedded) settings.path = options_.embeddedModule;
+        list.push_back(made(std::move(settings)));
     }
-    if (!embeddedListed) list.push_back(embedded());
+    if (!embeddedListed) list.push_back(made({embeddedName, options_.embeddedModule, true, true}));
     return list;
 }
 
@@ -133,24 +141,12 @@ void Providers::adopt(List changed) {
         }
     }
     try {
-        file_.write({{"providers", entries}});
-    } catch (const platform::FileError& error) {
-        logError(error.what());
+        file_.writeJson({{"providers", entries}});
+    } catch (const platform::FileError&) {
         throw RefusedError(Refused::notStored, "the service can't store the list of providers; its log says why");
     }
     const std::scoped_lock lock(mutex_);
     list_ = std::move(changed);
-}
-
-// Throws RefusedError when the list can't be stored. Called first, so that no module is loaded or unloaded for such a
-// change.
-void Providers::requireStorable() const {
-    if (file_.problem().empty()) return;
-    throw RefusedError(
-        Refused::notStored,
-        "the list of providers can't be changed: %s can't be used and is kept as it is; repair or remove "
-        "it and restart the service",
-        file_.path());
 }
 
 std::vector<std::shared_ptr<Provider>> Providers::all() const {
@@ -173,7 +169,7 @@ std::shared_ptr<Provider> Providers::find(const ProviderInfo& info) const {
 
 std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
     const std::scoped_lock loading(loading_);
-    requireStorable();
+    file_.requireUsable(); // first, so that no module is loaded or unloaded for a change that can't be stored
     const std::string path = checkedModulePath(info.*field::path, options_.allowed);
     List changed = all();
     const auto same =
@@ -193,7 +189,7 @@ std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
 
 void Providers::unload(const ProviderInfo& info) {
     const std::scoped_lock loading(loading_);
-    requireStorable();
+    file_.requireUsable();
     const std::shared_ptr<Provider> provider = find(info);
     if (provider->settings().embedded) {
         throw RefusedError(Refused::embeddedProvider, "the embedded provider can't be unloaded");
@@ -206,7 +202,7 @@ void Providers::unload(const ProviderInfo& info) {
 
 void Providers::raise(const ProviderInfo& info) {
     const std::scoped_lock loading(loading_);
-    requireStorable();
+    file_.requireUsable();
     const std::shared_ptr<Provider> provider = find(info);
     List changed = all();
     const auto place = std::find(changed.begin(), changed.end(), provider);

@@ -4,7 +4,7 @@
 // the providers to remember are kept in the state folder. A change that can't be stored there is not carried out.
 #pragma once
 
-#include <service/state/state_folder.h>
+#include <service/state/state_file.h>
 #include <service/tokens/provider.h>
 
 #include <map>
@@ -30,6 +30,9 @@ public:
     Providers(const StateFolder& state, ProviderOptions options);
 
     std::vector<std::shared_ptr<Provider>> all() const;
+
+    // Returns what is wrong with the stored list; empty when nothing is.
+    Remarks storageRemarks() const { return file_.remarks(); }
 
     // Returns the provider with the path of the record, or with its name when the record has no path. Throws
     // RefusedError when there is none.
@@ -61,7 +64,6 @@ private:
     void loadOne(const std::shared_ptr<Provider>& provider) const;
     void loadAll(const List& list) const;
     void adopt(List changed);
-    void requireStorable() const;
 
     StateFile file_;
     const ProviderOptions options_;

@@ -49,6 +49,7 @@ bool isAboutPin(Refused reason) {
 
 std::string TokenCommands::enumProviders(Call& call) {
     std::vector<ProviderInfo> listed;
+    call.remarks = providers_.storageRemarks();
     for (const auto& provider : providers_.all()) {
         listed.push_back(provider->describe());
         const Remarks problem = provider->problem();

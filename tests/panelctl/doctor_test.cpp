@@ -7,6 +7,7 @@
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>
 #include <testing/scripted_service.h>
+#include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
@@ -87,6 +88,19 @@ TEST_F(TheDoctor, NamesWhatIsBrokenAndWhatWillBe) {
     expectSick("tokens", "warning", "no initialised token", 81);
     hasProviders({{"card", "/c.so", "", "", "", "", 0, false, true, false, "it \x1B crashed"}});
     expectSick("providers", "problem", "\"card\": not loaded: it \\x1B crashed", 80);
+}
+
+TEST_F(TheDoctor, NamesAFileThatTheServiceCantUse) {
+    EXPECT_EQ(finding("state")["state"], "ok");
+    const auto remark = Loc::makePhrase("%s can't be used; defaults are in use, and changes are refused until an "
+                                        "administrator repairs or removes the file and restarts the service",
+                                        std::string("/state/providers.json"));
+    service.on(
+        Command::EnumProviders,
+        Reaction::reply(encoded(std::vector<ProviderInfo>{{"card", "/c.so", "", "", "", "", 1, true, true, false, ""}}))
+            .remarking(static_cast<std::uint32_t>(vocabulary::Refused::notStored), remark));
+    EXPECT_EQ(finding("providers")["state"], "ok");
+    expectSick("state", "problem", "/state/providers.json can't be used; defaults are in use", 80);
 }
 
 TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {

@@ -235,9 +235,9 @@ TEST_F(TheConfiguration, ThatIsDamagedIsToldInTheLogAtTheStart) {
     platform::replaceFile(path, text.replace(text.find(": 0,"), 4, ": zero,"), true);
     service.start();
     EXPECT_THAT(service.log(), HasSubstr("error: " + path +
-                                         ": line 5: not valid JSON at or after "
+                                         " can't be used and is kept as it is: line 5: not valid JSON at or after "
                                          "sections.PROXY.HTTP_LISTEN_PORT"));
-    EXPECT_THAT(service.log(), HasSubstr("the last good state is used"));
+    EXPECT_THAT(service.log(), HasSubstr("the last good copy is used"));
 }
 
 } // namespace

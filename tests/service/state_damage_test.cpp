@@ -1,0 +1,234 @@
+// SPDX-License-Identifier: MIT
+//
+// The three state files, each through the class that uses it, with every kind of damage: the last good copy or the
+// defaults are in use, nothing is overwritten, and changes are refused until somebody has decided.
+#include "../support/places.h"
+#include "../support/running_service.h"
+#include "../support/state_damages.h"
+
+#include <service/config/configuration.h>
+#include <service/policy/policies.h>
+#include <service/tokens/providers.h>
+
+#include <platform/system/files.h>
+#include <platform/text/join.h>
+#include <platform/text/utf8_path.h>
+#include <vocabulary/tokens.h>
+
+#include <gmock/gmock.h>
+
+using namespace panelkitd;
+using vocabulary::Refused;
+
+namespace {
+
+class NothingToSee : public Credentials {
+public:
+    std::optional<CredentialList> list() const override { return std::nullopt; }
+};
+
+// What a start of the service makes of a file.
+struct Start {
+    std::string inUse;
+    bool warns = false;
+    Refused change = Refused::none; // why a change is refused
+};
+
+Refused refusalOf(const std::function<void()>& change) {
+    try {
+        change();
+    } catch (const RefusedError& refused) {
+        return refused.reason;
+    }
+    return Refused::none;
+}
+
+Start startPolicies(const StateFolder& state) {
+    const NothingToSee credentials;
+    Policies policies(state, credentials);
+    const Policies::Report report = policies.report();
+    const bool dhcp = report.info.Title.empty() || report.info.request.driverMode == LSPdropAllExceptDhcp;
+    return {report.info.request.type == LSPdriver ? (dhcp ? "dhcp only" : "open") : report.info.Title,
+            !report.remarks.empty(), refusalOf([&] { policies.activateRequired("again", "root"); })};
+}
+
+Start startProviders(const StateFolder& state) {
+    Providers providers(state, {});
+    std::vector<std::string> names;
+    for (const auto& provider : providers.all()) names.push_back(provider->settings().name);
+    const auto raise = [&](const std::string& name) {
+        PKCS11::ProviderInfo info;
+        info.*vocabulary::provider::name = name;
+        providers.raise(info);
+    };
+    return {platform::joined(names), !providers.storageRemarks().empty(), refusalOf([&] {
+                if (names.empty()) return raise("any");
+                raise(names.back());
+                raise(names.front()); // the order is as before
+            })};
+}
+
+Start startConfiguration(const StateFolder& state) {
+    Configuration configuration(state, {});
+    const panelkit::SectionBody proxy(*findSection("PROXY"), configuration.read("PROXY"));
+    return {proxy[proxy.indexOf("HTTP_LISTEN_PORT")].print(), !configuration.storageRemarks().empty(),
+            refusalOf([&] { configuration.commit(); })};
+}
+
+struct Subject {
+    const char* file; // its good content is the fixture, which an earlier service has written
+    const char* copy;
+    Start (*start)(const StateFolder&);
+    const char* good;
+    const char* defaults;
+    std::uint64_t limit;
+};
+
+const Subject subjects[] = {
+    {"policy.json", "policy.last-good.json", startPolicies, "Office", "dhcp only", std::uint64_t{16} << 20},
+    {"providers.json", "providers.last-good.json", startProviders, "vendor, other", "", std::uint64_t{16} << 20},
+    {"configuration.json", "configuration.last-good.json", startConfiguration, "8080", "0", std::uint64_t{256} << 20},
+};
+
+std::vector<StateDamage> damagesOf(const Subject& subject) {
+    namespace fs = std::filesystem;
+    const auto text = [](const std::string& name, const std::string& content) {
+        return StateDamage{
+            name, [content](const fs::path& file) { platform::replaceFile(platform::fromPath(file), content, true); }};
+    };
+    std::vector<StateDamage> damages = {
+        text("nothing in it", ""),
+        text("not JSON", "{ not JSON"),
+        text("zero bytes", std::string(4096, '\0')),
+        text("bytes that are not UTF-8", "{\"format\": 1, \"\xFF\": 1}"),
+        text("a list", "[]"),
+        text("a number", "7"),
+        text("only its format", R"({"format": 1})"),
+        text("a format in words", R"({"format": "one", "sections": {}, "providers": []})"),
+        text("format 0", R"({"format": 0, "sections": {}, "providers": []})"),
+        text("a newer format", R"({"format": 2, "sections": {}, "providers": []})"),
+        text("a format without end", R"({"format": 18446744073709551617, "sections": {}, "providers": []})"),
+        text("values of other kinds", R"({"format": 1, "sections": 7, "providers": 7, "systemSettings": 7})"),
+        text("nested without end", std::string(100'000, '[')),
+        {"cut in the middle", [](const fs::path& file) { fs::resize_file(file, fs::file_size(file) - 20); }},
+        {"too large", [&subject](const fs::path& file) { fs::resize_file(file, subject.limit + 1); }},
+        {"a folder",
+         [](const fs::path& file) {
+             fs::remove(file);
+             fs::create_directory(file);
+         }},
+    };
+    for (StateDamage& damage : damagesOfThisSystem()) damages.push_back(std::move(damage));
+    return damages;
+}
+
+// What is at the path, so that a change is seen.
+std::string look(const std::filesystem::path& path) {
+    const auto status = std::filesystem::symlink_status(path);
+    std::string seen = std::to_string(static_cast<int>(status.type()));
+    if (status.type() == std::filesystem::file_type::symlink) seen += std::filesystem::read_symlink(path).string();
+    if (status.type() != std::filesystem::file_type::regular) return seen;
+    seen += " " + std::to_string(std::filesystem::file_size(path));
+    const bool isShort = std::filesystem::file_size(path) < 1 << 20;
+    return seen + (isShort ? platform::readFile(platform::fromPath(path), 1 << 20) : "");
+}
+
+class AStateFile : public testing::TestWithParam<Subject> {
+protected:
+    std::filesystem::path path(const std::string& name) const { return platform::toPath(state.file(name)); }
+    // Makes the file as an earlier service wrote it, and its copy by a start.
+    void makeGood() const {
+        const std::string fixture = sourceFile(std::string("tests/fixtures/state/") + GetParam().file);
+        platform::replaceFile(state.file(GetParam().file), platform::readFile(fixture, 1 << 20), true);
+        std::filesystem::remove(path(GetParam().copy));
+        const Start start = GetParam().start(state);
+        EXPECT_EQ(start.inUse, GetParam().good);
+        EXPECT_FALSE(start.warns);
+        EXPECT_EQ(start.change, Refused::none);
+        EXPECT_EQ(look(path(GetParam().file)), look(path(GetParam().copy)));
+    }
+    void clear() const {
+        for (const char* name : {GetParam().file, GetParam().copy}) std::filesystem::remove_all(path(name));
+    }
+
+    TemporaryFolder folder;
+    StateFolder state{folder.file("state")};
+};
+
+TEST_P(AStateFile, ThatCantBeReadIsKeptAndItsLastGoodCopyIsInUse) {
+    for (const StateDamage& damage : damagesOf(GetParam())) {
+        SCOPED_TRACE(damage.name);
+        makeGood();
+        damage.put(path(GetParam().file));
+        const std::string before = look(path(GetParam().file)), copy = look(path(GetParam().copy));
+        const Start start = GetParam().start(state);
+        EXPECT_EQ(start.inUse, GetParam().good);
+        EXPECT_TRUE(start.warns);
+        EXPECT_EQ(start.change, Refused::notStored);
+        EXPECT_EQ(look(path(GetParam().file)), before);
+        EXPECT_EQ(look(path(GetParam().copy)), copy);
+
+        std::filesystem::remove(path(GetParam().file)); // the administrator takes the copy
+        const Start decided = GetParam().start(state);
+        EXPECT_EQ(decided.inUse, GetParam().good);
+        EXPECT_EQ(decided.change, Refused::none);
+        EXPECT_EQ(GetParam().start(state).warns, false);
+        clear();
+    }
+}
+
+TEST_P(AStateFile, ThatCantBeReadAndHasNoCopyIsKeptAndDefaultsAreInUse) {
+    for (const StateDamage& damage : damagesOf(GetParam())) {
+        SCOPED_TRACE(damage.name);
+        makeGood();
+        std::filesystem::remove(path(GetParam().copy));
+        damage.put(path(GetParam().file));
+        const std::string before = look(path(GetParam().file));
+        const Start start = GetParam().start(state);
+        EXPECT_EQ(start.inUse, GetParam().defaults);
+        EXPECT_TRUE(start.warns);
+        EXPECT_EQ(start.change, Refused::notStored);
+        EXPECT_EQ(look(path(GetParam().file)), before);
+        EXPECT_FALSE(std::filesystem::exists(path(GetParam().copy)));
+        clear();
+    }
+}
+
+// The copy may be all that is left of what an administrator wants back.
+TEST_P(AStateFile, ThatIsGoneAndWhoseCopyCantBeReadIsNotMadeAgain) {
+    for (const StateDamage& damage : damagesOf(GetParam())) {
+        SCOPED_TRACE(damage.name);
+        makeGood();
+        std::filesystem::remove(path(GetParam().file));
+        damage.put(path(GetParam().copy));
+        const std::string before = look(path(GetParam().copy));
+        const Start start = GetParam().start(state);
+        EXPECT_EQ(start.inUse, GetParam().defaults);
+        EXPECT_TRUE(start.warns);
+        EXPECT_EQ(start.change, Refused::notStored);
+        EXPECT_EQ(look(path(GetParam().copy)), before);
+        EXPECT_FALSE(std::filesystem::exists(path(GetParam().file)));
+        clear();
+    }
+}
+
+TEST_P(AStateFile, WithoutANumberIsOfTheFirstFormat) {
+    makeGood();
+    std::string text = platform::readFile(state.file(GetParam().file), 1 << 20);
+    const std::string number = "\"format\": 1,";
+    text.erase(text.find(number), number.size());
+    platform::replaceFile(state.file(GetParam().file), text, true);
+    const Start start = GetParam().start(state);
+    EXPECT_EQ(start.inUse, GetParam().good);
+    EXPECT_FALSE(start.warns);
+    EXPECT_EQ(start.change, Refused::none);
+    EXPECT_THAT(platform::readFile(state.file(GetParam().file), 1 << 20), testing::HasSubstr("\"format\": 1"));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheService, AStateFile, testing::ValuesIn(subjects),
+                         [](const testing::TestParamInfo<Subject>& subject) {
+                             const std::string name = subject.param.file;
+                             return name.substr(0, name.find('.'));
+                         });
+
+} // namespace

@@ -1,0 +1,254 @@
+// SPDX-License-Identifier: MIT
+//
+// A service whose state can't be stored, because its folder is gone or the disk is full: each command that changes
+// something is refused and audited, and the service goes on with what it had.
+#include "../support/running_service.h"
+#include "../support/service_fixture.h"
+#include "../support/user_folder.h"
+
+#include <panelkit/lparams/sections/sections.h>
+#include <panelkit/lsp/lsp_controller.h>
+#include <panelkit/tokens/tokens_controller.h>
+#include <platform/system/files.h>
+#include <vocabulary/policy.h>
+#include <vocabulary/refusals.h>
+#include <vocabulary/tokens.h>
+
+#include <gmock/gmock.h>
+
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <functional>
+
+using vocabulary::Refused;
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace providerField = vocabulary::provider;
+
+const std::string modulePath = "/usr/lib/x86_64-linux-gnu/pkcs11/opensc-pkcs11.so";
+const std::string otherModule = builtProgram(PANELKIT_TEST_TOKEN_FILE);
+
+Refused refusal() { return static_cast<Refused>(bridge::lastFailure().detail); }
+
+bool load(VpnTokensController& tokens, const std::string& path, const std::string& name) {
+    PKCS11::ProviderInfo info;
+    info.*providerField::path = path;
+    info.*providerField::name = name;
+    info.*providerField::isRemembered = true;
+    return tokens.ProviderLoad(info);
+}
+
+PKCS11::ProviderInfo named(const std::string& name) {
+    PKCS11::ProviderInfo info;
+    info.*providerField::name = name;
+    return info;
+}
+
+// A front end, and a service with something of everything.
+class Host {
+public:
+    Host() {
+        connect();
+        bool applied = false;
+        ready = load(tokens, modulePath, "opensc") && policy.cmdSetSettings(settings(file("system.lsp")), applied) &&
+                policy.cmdSetUserSettings("", settings(file("user.lsp")), applied) &&
+                policy.cmdActivateDDP("drop-all") && commit(8080);
+        platform::replaceFile(file("system.lsp"), "title = System\nversion = 1\n", true);
+        platform::replaceFile(file("user.lsp"), "title = User\nversion = 1\n", true);
+    }
+    ~Host() { closePooledSessions(); }
+
+    void restart() {
+        service.terminate();
+        service.start();
+        connect();
+    }
+
+    static LSPcmd::LSPsettings_t settings(const std::string& path) {
+        LSPcmd::LSPsettings_t settings;
+        settings.Source = 1;
+        settings.File = path;
+        return settings;
+    }
+    static bool commit(std::uint16_t port) {
+        LPARAMS::Client::PROXY proxy;
+        proxy.HTTP_LISTEN_PORT.value = port;
+        return proxy.save() && LPARAMS::Client::writeToDisk();
+    }
+    std::string file(const std::string& name) const { return files.file(name); }
+
+    // All that the commands could have changed.
+    std::string memory() {
+        std::vector<PKCS11::ProviderInfo> providers;
+        LSPinfo_t info;
+        LSPrequest_t required;
+        std::string text, all;
+        LSPrequest_t::InfoType type{};
+        LSPcmd::LSPsettings_t system, user;
+        tokens.EnumProviders(providers);
+        for (const auto& provider : providers) all += provider.*providerField::name + " ";
+        policy.cmdGetPolicyInfo(info, required, &text, &type, false);
+        policy.cmdGetSettings(&system);
+        policy.cmdGetUserSettings("", &user);
+        return all + "; " + text + "; " + system.File + "; " + user.File + "; " + std::to_string(moduleProcesses());
+    }
+    int moduleProcesses() const {
+        int count = 0;
+        for (const auto& entry : fs::directory_iterator("/proc")) {
+            std::ifstream stat(entry.path() / "stat");
+            std::string number, name, state;
+            long parent = 0;
+            if (stat >> number >> name >> state >> parent && parent == service.process().id() && state != "Z") ++count;
+        }
+        return count;
+    }
+
+    UserFolder userFolder;
+    TemporaryFolder files;
+    mutable RunningService service{{"--allow-module", otherModule}};
+    VpnTokensController tokens;
+    LSPController policy;
+    bool ready = false;
+
+private:
+    void connect() const {
+        closePooledSessions();
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+    }
+};
+
+struct Row {
+    const char* command;            // as the audit line names it
+    bool (*carriedOut)(Host& host); // what the front end is told
+};
+
+const Row rows[] = {
+    {"ProviderLoad", [](Host& host) { return load(host.tokens, otherModule, "other"); }},
+    {"ProviderUnload", [](Host& host) { return host.tokens.ProviderUnload(named("opensc")); }},
+    {"ProviderLevelUp", [](Host& host) { return host.tokens.ProviderLevelUp(named("opensc")); }},
+    {"ActivateDDP", [](Host& host) { return host.policy.cmdActivateDDP("pass-all"); }},
+    {"ActivateSystem",
+     [](Host& host) {
+         std::string message;
+         return host.policy.cmdActivateSystem(message, "");
+     }},
+    {"ActivateUser",
+     [](Host& host) {
+         std::string message;
+         return host.policy.cmdActivateUser("", message, "");
+     }},
+    {"ActivateCurrent",
+     [](Host& host) {
+         std::string message;
+         return host.policy.cmdActivateCurrent(message, "again");
+     }},
+    {"SetSettings",
+     [](Host& host) {
+         bool applied = false;
+         return host.policy.cmdSetSettings(Host::settings("/other.lsp"), applied) && applied;
+     }},
+    {"SetUserSettings",
+     [](Host& host) {
+         bool applied = false;
+         return host.policy.cmdSetUserSettings("", Host::settings("/other.lsp"), applied) && applied;
+     }},
+    {"CommitGroups", [](Host&) { return Host::commit(9090); }},
+};
+
+// Runs all rows; returns what is wrong.
+std::string tryAll(Host& host) {
+    std::string wrong;
+    for (const Row& row : rows) {
+        const std::string before = host.memory();
+        if (row.carriedOut(host)) wrong += std::string(row.command) + " was carried out\n";
+        if (bridge::lastFailure().code != bridge::FailureCode::none && refusal() != Refused::notStored) {
+            wrong +=
+                std::string(row.command) + " was refused for another reason: " + bridge::lastFailure().text() + "\n";
+        }
+        const std::string after = host.memory();
+        if (after != before) wrong += std::string(row.command) + " changed " + before + " to " + after + "\n";
+    }
+    return wrong;
+}
+
+std::string notAudited(Host& host) {
+    std::string missing;
+    const std::string log = host.service.terminate().error;
+    for (const Row& row : rows) {
+        bool found = false;
+        std::istringstream lines(log);
+        for (std::string line; std::getline(lines, line);) {
+            found |= line.find(row.command) != std::string::npos && line.find("audit: ") != std::string::npos &&
+                     (line.find(": refused") != std::string::npos || line.find(": failed") != std::string::npos);
+        }
+        if (!found) missing += std::string(row.command) + " is not audited\n";
+    }
+    return missing;
+}
+
+// While `broken` lasts, nothing changes; afterwards and after a restart everything is as before.
+std::string goThrough(Host& host, const std::function<void()>& breakIt, const std::function<void()>& mendIt) {
+    if (!host.ready) return "not ready: " + host.service.log();
+    const std::string before = host.memory();
+    breakIt();
+    std::string wrong = tryAll(host);
+    mendIt();
+    wrong += notAudited(host);
+    host.service.start();
+    closePooledSessions();
+    if (host.memory() != before) wrong += "after a restart: " + before + " became " + host.memory() + "\n";
+    LPARAMS::Client::PROXY proxy;
+    if (!proxy.load() || proxy.HTTP_LISTEN_PORT.value != 8080) wrong += "the configuration has changed\n";
+    return wrong;
+}
+
+TEST(AServiceWhoseStateFolderIsGone, ChangesNothingAndAuditsIt) {
+    Host host;
+    const std::string state = host.service.state();
+    EXPECT_EQ(goThrough(
+                  host, [&] { fs::rename(state, state + "-away"); }, [&] { fs::rename(state + "-away", state); }),
+              "");
+}
+
+TEST(AServiceOnAFullDisk, ChangesNothingAndAuditsIt) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can mount a file system";
+    const TemporaryFolder disk;
+    const std::string report = disk.file("report");
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const std::string inner = disk.file("disk");
+        fs::create_directory(inner);
+        const bool mounted = ::unshare(CLONE_NEWNS) == 0 &&
+                             ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                             ::mount("none", inner.c_str(), "tmpfs", 0, "size=2m,mode=0755") == 0;
+        if (!mounted) ::_exit(77);
+        ::setenv("TMPDIR", inner.c_str(), 1);
+        std::string wrong;
+        {
+            Host host;
+            const std::string filler = inner + "/filler";
+            wrong = goThrough(
+                host,
+                [&] {
+                    std::ofstream out(filler, std::ios::binary);
+                    while (out << std::string(1024, 'x') << std::flush) {}
+                },
+                [&] { fs::remove(filler); });
+        }
+        std::ofstream(report) << wrong;
+        ::_exit(0);
+    }
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) GTEST_SKIP() << "this system lets nobody mount";
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(platform::readFile(report, 1 << 20), "");
+}
+
+} // namespace
