@@ -6,6 +6,8 @@
 #include "../support/service_fixture.h"
 #include "../support/user_folder.h"
 
+#include <service/state/state_file.h>
+
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
@@ -214,6 +216,26 @@ TEST(AServiceWhoseStateFolderIsGone, ChangesNothingAndAuditsIt) {
     EXPECT_EQ(goThrough(
                   host, [&] { fs::rename(state, state + "-away"); }, [&] { fs::rename(state + "-away", state); }),
               "");
+}
+
+// Root may read everything, so this process is another account for a while.
+TEST(AStateFileWithoutPermission, IsKeptAndChangesAreRefused) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become another account";
+    constexpr uid_t nobody = 65534;
+    const TemporaryFolder folder;
+    const std::string path = folder.file("state/demo.json"), content = R"({"format": 1})";
+    fs::create_directory(folder.file("state"));
+    fs::permissions(folder.file("state"), fs::perms(0700));
+    platform::replaceOwnFile(path, content);
+    ASSERT_EQ(::chown(folder.file("state").c_str(), nobody, nobody), 0);
+    ASSERT_EQ(::seteuid(nobody), 0);
+    const panelkitd::StateFolder state(folder.file("state"));
+    panelkitd::StateFile file(state, {.name = "demo.json", .check = [](const std::string&) {}});
+    EXPECT_EQ(file.load(), "");
+    EXPECT_THAT(file.problem(), testing::HasSubstr("ermission denied"));
+    EXPECT_THROW(file.write(content), panelkitd::RefusedError);
+    ASSERT_EQ(::seteuid(0), 0);
+    EXPECT_EQ(platform::readOwnFile(path, 100), content);
 }
 
 TEST(AServiceOnAFullDisk, ChangesNothingAndAuditsIt) {

@@ -12,6 +12,7 @@ struct StateDamage {
     std::string name;
     // Puts it in the place of the file, which is there and good.
     std::function<void(const std::filesystem::path&)> put;
+    bool isText = false; // it can be read, but makes no sense
 };
 
 // Those that only this system has: links, pipes and devices.
