@@ -99,7 +99,7 @@ void Configuration::write(string_view section, string_view body) {
     }
 }
 
-std::vector<std::string> Configuration::commit() {
+std::vector<std::string> Configuration::commit(const Announce& announce) {
     const auto file = file_.lock();
     const auto [before, written] = *present_.lock(); // a copy: front ends may read and write while the disk works
     Bodies after = written;
@@ -112,6 +112,7 @@ std::vector<std::string> Configuration::commit() {
     adopt(written, after);
     std::vector<std::string> changed = difference(before, after);
     for (const Observer& observer : observers_) observer(extract(after), changed);
+    if (announce && !changed.empty()) announce(changed);
     return changed;
 }
 

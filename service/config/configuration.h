@@ -43,7 +43,10 @@ public:
     // Makes everything permanent that was written, and makes a QCD secret that was left to the service. Throws
     // RefusedError, with nothing changed, when the file can't be replaced or could not be read. Returns the names of
     // the sections that changed.
-    std::vector<std::string> commit();
+    // `announce` is called with them, if there are any, in the order of the commits; the next one waits for it, so it
+    // must not block.
+    using Announce = std::function<void(const std::vector<std::string>& changed)>;
+    std::vector<std::string> commit(const Announce& announce = nullptr);
 
     // Returns the settings as last committed.
     ServiceSettings settings() const;

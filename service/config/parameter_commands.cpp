@@ -33,10 +33,10 @@ std::string ParameterCommands::write(Call& call) {
 }
 
 std::string ParameterCommands::commit(Call& call) {
-    const std::vector<std::string> changed = configuration_.commit();
-    if (changed.empty()) return {};
-    call.subject = "of " + platform::joined(changed);
-    announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);
+    configuration_.commit([&](const std::vector<std::string>& changed) {
+        call.subject = "of " + platform::joined(changed);
+        announcer_.announceConfigurationCommitted(displayName(call.session.peer), changed);
+    });
     return {};
 }
 

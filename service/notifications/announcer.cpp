@@ -24,8 +24,9 @@ constexpr auto partingWait = std::chrono::seconds(1);
 
 void noteOutcome(Notification id, PushOutcome outcome) {
     const std::string number = std::to_string(static_cast<std::int32_t>(id));
-    if (outcome == PushOutcome::timedOut) logDetail("a front end did not answer notification " + number + " in time");
-    if (outcome == PushOutcome::lost) logDebug("a front end left with notification " + number + " under way");
+    // Most front ends handle only some kinds of notifications and refuse the others.
+    if (outcome == PushOutcome::notHandled) logDebug("a front end did not handle notification " + number);
+    if (outcome == PushOutcome::lost) logDetail("a front end left before it answered notification " + number);
 }
 
 } // namespace
@@ -84,14 +85,24 @@ void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertIn
 
 void Announcer::announceServiceStopping() {
     announce<Notification::serviceStopping>(vocabulary::StoppingNotice{});
-    const auto line = line_.lock();
-    if (line->server) line->server->drainPushes(partingWait);
+    auto line = line_.lock();
+    bridge::server::Server* const server = line->server;
+    if (!server || line->draining) return;
+    line->draining = true;
+    line.unlocked([&] { server->drainPushes(partingWait); });
+    line->draining = false;
+    drained_.notify_all();
 }
 
 AnnouncingThrough::AnnouncingThrough(Announcer& announcer, bridge::server::Server& server) : announcer_(announcer) {
     announcer_.line_.lock()->server = &server;
 }
 
-AnnouncingThrough::~AnnouncingThrough() { announcer_.line_.lock()->server = nullptr; }
+// The server ends after this object, and must not be in use then.
+AnnouncingThrough::~AnnouncingThrough() {
+    auto line = announcer_.line_.lock();
+    line.wait(announcer_.drained_, [&] { return !line->draining; });
+    line->server = nullptr;
+}
 
 } // namespace panelkitd

@@ -10,6 +10,7 @@
 #include <platform/system/guarded.h>
 #include <vocabulary/notifications.h>
 
+#include <condition_variable>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -53,8 +54,10 @@ private:
     struct Line {
         bridge::server::Server* server = nullptr; // not owned
         std::uint64_t lastNumber = 0;
+        bool draining = false; // the server is in use without the lock
     };
     platform::Guarded<Line> line_;
+    std::condition_variable drained_;
 };
 
 // Sends announcements through a server as long as this object exists.
