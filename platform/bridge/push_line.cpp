@@ -2,6 +2,7 @@
 #include <platform/bridge/push_line.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace bridge::server {
 
@@ -11,100 +12,82 @@ void tell(const Push& push, PushOutcome outcome, const std::string& reply = {}) 
     if (push.answered) push.answered(outcome, reply);
 }
 
-// A line with nothing to do waits this long at most; it is woken when something happens.
-constexpr auto idleWait = std::chrono::hours(1);
-
 } // namespace
 
 bool PushLine::add(const std::shared_ptr<const Push>& push) {
-    const std::scoped_lock lock(mutex_);
-    if (waiting_.size() >= limits_.waiting || waitingBytes_ + push->payload.size() > limits_.waitingBytes) return false;
-    waiting_.push_back(push);
-    waitingBytes_ += push->payload.size();
+    const auto queue = queue_.lock();
+    const std::size_t bytes = queue->waitingBytes + push->payload.size();
+    if (queue->waiting.size() >= limits_.waiting || bytes > limits_.waitingBytes) return false;
+    queue->waiting.push_back(push);
+    queue->waitingBytes = bytes;
     changed_.notify_all();
     return true;
 }
 
 void PushLine::answered(std::uint32_t tag, PushOutcome outcome, const std::string& reply) {
-    std::unique_lock lock(mutex_);
-    const auto found = underWay_.find(tag);
-    if (found == underWay_.end()) return; // it timed out before
-    const std::shared_ptr<const Push> push = found->second.push;
-    underWay_.erase(found);
-    changed_.notify_all();
-    lock.unlock();
+    PushPtr push;
+    {
+        const auto queue = queue_.lock();
+        const auto found = queue->underWay.find(tag);
+        if (found == queue->underWay.end()) return; // the line has ended, or the receiver made the tag up
+        push = std::move(found->second);
+        queue->underWay.erase(found);
+        changed_.notify_all();
+    }
     tell(*push, outcome, reply);
 }
 
-// Returns the first one whose id is not in progress; null when there is none. mutex_ is held.
-std::shared_ptr<const Push> PushLine::takeNext() {
-    const auto next = std::find_if(waiting_.begin(), waiting_.end(), [this](const auto& push) {
-        return std::none_of(underWay_.begin(), underWay_.end(), [&](const auto& entry) {
-            return entry.second.push->module == push->module && entry.second.push->id == push->id;
+// Returns the first one whose id is not in progress; null when there is none.
+PushLine::PushPtr PushLine::Queue::takeNext() {
+    const auto next = std::find_if(waiting.begin(), waiting.end(), [this](const PushPtr& push) {
+        return std::none_of(underWay.begin(), underWay.end(), [&](const auto& entry) {
+            return entry.second->module == push->module && entry.second->id == push->id;
         });
     });
-    if (next == waiting_.end()) return nullptr;
-    const std::shared_ptr<const Push> push = *next;
-    waiting_.erase(next);
-    waitingBytes_ -= push->payload.size();
-    underWay_[++lastTag_] = {push, Clock::now() + limits_.answerWait};
+    if (next == waiting.end()) return nullptr;
+    PushPtr push = std::move(*next);
+    waiting.erase(next);
+    waitingBytes -= push->payload.size();
+    underWay[++lastTag] = push;
     return push;
 }
 
-PushLine::Expired PushLine::takeExpired() {
-    Expired expired;
-    for (auto entry = underWay_.begin(); entry != underWay_.end();) {
-        const bool over = entry->second.deadline <= Clock::now();
-        if (over) expired.push_back(entry->second.push);
-        entry = over ? underWay_.erase(entry) : std::next(entry);
-    }
-    return expired;
-}
-
-Deadline PushLine::nextExpiry() const {
-    Deadline next = Clock::now() + idleWait;
-    for (const auto& [tag, entry] : underWay_) next = std::min(next, entry.deadline);
-    return next;
-}
-
 void PushLine::run() {
-    std::unique_lock lock(mutex_);
-    while (!ended_) {
-        const Expired expired = takeExpired();
-        const std::shared_ptr<const Push> push = takeNext();
-        const std::uint32_t tag = lastTag_;
-        if (expired.empty() && !push) {
-            changed_.wait_until(lock, nextExpiry());
+    auto queue = queue_.lock();
+    while (!queue->ended) {
+        const PushPtr push = queue->takeNext();
+        if (!push) {
+            queue.wait(changed_);
             continue;
         }
-        lock.unlock();
-        for (const auto& late : expired) tell(*late, PushOutcome::timedOut);
-        if (push) {
-            const FrameHeader header{0, FrameKind::push, push->module, static_cast<std::uint32_t>(push->id), tag};
-            const Patience patience{static_cast<std::uint32_t>(limits_.answerWait.count())};
-            if (writeFrame(channel_, header, push->payload, patience) != IoStatus::done) channel_.close();
-        }
-        lock.lock();
-        changed_.notify_all();
+        const std::uint32_t tag = queue->lastTag;
+        queue.unlocked([&] { send(*push, tag); });
     }
+}
+
+void PushLine::send(const Push& push, std::uint32_t tag) {
+    const FrameHeader header{0, FrameKind::push, push.module, static_cast<std::uint32_t>(push.id), tag};
+    const Patience patience{static_cast<std::uint32_t>(limits_.writeWait.count())};
+    if (writeFrame(channel_, header, push.payload, patience) != IoStatus::done) channel_.close();
 }
 
 void PushLine::end() {
-    std::unique_lock lock(mutex_);
-    if (ended_) return;
-    ended_ = true;
-    Expired lost = std::move(waiting_);
-    for (const auto& [tag, entry] : underWay_) lost.push_back(entry.push);
-    waiting_.clear();
-    underWay_.clear();
-    changed_.notify_all();
-    lock.unlock();
-    for (const auto& push : lost) tell(*push, PushOutcome::lost);
+    std::list<PushPtr> lost;
+    {
+        const auto queue = queue_.lock();
+        if (queue->ended) return;
+        queue->ended = true;
+        for (const auto& [tag, push] : queue->underWay) lost.push_back(push);
+        lost.splice(lost.end(), queue->waiting);
+        queue->underWay.clear();
+        changed_.notify_all();
+    }
+    for (const PushPtr& push : lost) tell(*push, PushOutcome::lost);
 }
 
 void PushLine::drain(std::chrono::milliseconds time) {
-    std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, time, [this] { return ended_ || (waiting_.empty() && underWay_.empty()); });
+    auto queue = queue_.lock();
+    queue.waitFor(changed_, time, [&] { return queue->ended || (queue->waiting.empty() && queue->underWay.empty()); });
 }
 
 } // namespace bridge::server

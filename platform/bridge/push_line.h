@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The notifications that wait to be sent to one receiver, and those that wait for its answer. A receiver handles one
-// notification of an id at a time and drops others of that id; so the next one of an id is sent when the one before was
-// answered or timed out. Used by the server.
+// notification of an id at a time and drops others of that id. So the next one of an id is sent only when the one
+// before was answered, however long that takes. A receiver whose queue is full is closed; it attaches again and reads
+// the state. Used by the server.
 #pragma once
 
 #include <platform/bridge/channel.h>
 #include <platform/bridge/frame.h>
+#include <platform/system/guarded.h>
 
 #include <condition_variable>
 #include <cstdint>
@@ -14,7 +16,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 namespace bridge::server {
@@ -22,8 +23,7 @@ namespace bridge::server {
 enum class PushOutcome : unsigned char {
     handled,
     notHandled, // nothing listens for the id, or the handler returned false
-    timedOut,
-    lost, // the connection ended first
+    lost,       // the connection ended first
 };
 
 struct Push {
@@ -37,7 +37,7 @@ struct Push {
 struct PushLimits {
     std::size_t waiting = 1000; // notifications
     std::size_t waitingBytes = std::size_t{8} << 20;
-    std::chrono::milliseconds answerWait{10'000};
+    std::chrono::milliseconds writeWait{10'000}; // for a receiver that does not read
 };
 
 class PushLine {
@@ -60,25 +60,24 @@ public:
     void drain(std::chrono::milliseconds time);
 
 private:
-    struct UnderWay {
-        std::shared_ptr<const Push> push;
-        Deadline deadline;
-    };
-    using Expired = std::list<std::shared_ptr<const Push>>;
+    using PushPtr = std::shared_ptr<const Push>;
 
-    std::shared_ptr<const Push> takeNext();
-    Expired takeExpired();
-    Deadline nextExpiry() const;
+    struct Queue {
+        std::list<PushPtr> waiting;
+        std::size_t waitingBytes = 0;
+        std::map<std::uint32_t, PushPtr> underWay; // by tag
+        std::uint32_t lastTag = 0;
+        bool ended = false;
+
+        PushPtr takeNext();
+    };
+
+    void send(const Push& push, std::uint32_t tag);
 
     Channel& channel_;
     const PushLimits limits_;
-    std::mutex mutex_; // guards what follows
+    platform::Guarded<Queue> queue_;
     std::condition_variable changed_;
-    std::list<std::shared_ptr<const Push>> waiting_;
-    std::size_t waitingBytes_ = 0;
-    std::map<std::uint32_t, UnderWay> underWay_; // by tag
-    std::uint32_t lastTag_ = 0;
-    bool ended_ = false;
 };
 
 } // namespace bridge::server
