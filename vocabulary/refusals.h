@@ -66,6 +66,7 @@ enum class Refused : std::uint32_t {
     policyLine       = 60, // an error or a remark on a line of a policy file; the line number comes first
     policyCopy       = 61, // a stored copy is in force, not the file
     credentials      = 62, // a certificate or preshared key that the policy needs is missing or unusable
+    policyReplaced   = 63, // it was accepted, and another activation came before it was in force
 
     // the service's own state
     notStored        = 70, // it can't be written to disk; nothing has changed

@@ -108,6 +108,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::chainLink:
     case Refused::notCounted:
     case Refused::policyCopy:
+    case Refused::policyReplaced:
     case Refused::credentials: return Exit::refused;
     }
     return Exit::refused; // from a newer service, which has more reasons

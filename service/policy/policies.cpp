@@ -50,16 +50,38 @@ LSPinfo_t describe(const LoadedPolicy& policy) {
     return info;
 }
 
-// The news of the last activation, which has ended.
-PolicyNews newsOf(const PolicyState& state, bool activated) {
-    const WantedPolicy& wanted = state.required;
+// What people know the policy by. The driver policy is known by its mode.
+std::string nameOf(const WantedPolicy& wanted) {
+    if (!wanted.name.empty()) return wanted.name;
+    if (!wanted.request.file.empty() || wanted.request.type != LSPdriver) return wanted.request.file;
+    const auto& names = vocabulary::driverModeNames;
+    return wanted.request.driverMode < names.size() ? names.at(wanted.request.driverMode) : std::string();
+}
+
+PolicyNews newsOf(const WantedPolicy& wanted, const Remarks& remarks, const std::string& message) {
     PolicyNews news;
-    news.activated = activated;
     news.source = isUserPolicy(wanted.request.type) ? "user" : wanted.request.type == LSPdriver ? "driver" : "system";
     news.user = wanted.request.user;
-    news.title = activated ? state.inForce.text.title : wanted.name.empty() ? wanted.request.file : wanted.name;
-    news.message = state.message();
-    news.remarks = state.remarks;
+    news.title = nameOf(wanted);
+    news.message = message;
+    news.remarks = remarks;
+    return news;
+}
+
+// The news of the last activation, which has ended.
+PolicyNews newsOf(const PolicyState& state, bool activated) {
+    PolicyNews news = newsOf(state.required, state.remarks, state.message());
+    news.activated = activated;
+    const bool isNamed = activated && state.required.request.type != LSPdriver;
+    if (isNamed && !state.inForce.text.title.empty()) news.title = state.inForce.text.title;
+    return news;
+}
+
+// It was accepted, and another activation came before it was in force.
+PolicyNews newsOfReplaced(const LoadedPolicy& policy) {
+    const Remarks why{remark(Refused::policyReplaced, "another activation came before the policy was in force")};
+    PolicyNews news = newsOf(policy.wanted, why, inEnglish(why));
+    if (!policy.text.title.empty()) news.title = policy.text.title;
     return news;
 }
 
@@ -141,7 +163,7 @@ WantedPolicy Policies::required() const {
 
 // ---- changes
 
-// Stored first: a change that could not be stored has no effect.
+// Stored first: a change that could not be stored has no effect. changing_ is held.
 void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
     file_.requireUsable();
     PolicyState next = state_;
@@ -152,7 +174,17 @@ void Policies::change(const std::string& account, const std::function<void(Polic
     } catch (const platform::FileError&) {
         throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
     }
+    const std::scoped_lock lock(mutex_);
     state_ = std::move(next);
+}
+
+// What was changed has been stored: only the news is lost if there is no memory for it.
+void Policies::tell(const PolicyNews& news) const {
+    try {
+        if (news_) news_(news);
+    } catch (const std::exception& error) {
+        logFailure("announcing a policy", error);
+    }
 }
 
 void Policies::requireKnown() const {
@@ -183,19 +215,19 @@ void Policies::requireShare(const PolicyState& next, const std::string& account)
 }
 
 Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {
-    PolicyNews news;
-    bool settled = false;
+    const std::scoped_lock changing(changing_);
+    const std::optional<LoadedPolicy> replaced = state_.loading;
+    bool activated = false;
+    change(account, [&](PolicyState& next) { activated = work(next); });
     {
         const std::scoped_lock lock(mutex_);
-        bool activated = false;
-        change(account, [&](PolicyState& next) { activated = work(next); });
         due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*settingsField::loadingDelay);
-        settled = !state_.loading;
-        news = newsOf(state_, activated);
     }
     changed_.notify_all();
-    if (settled && news_) news_(news);
-    return {news.activated, news.message, news.remarks};
+    if (replaced) tell(newsOfReplaced(*replaced));
+    const PolicyNews news = newsOf(state_, activated);
+    if (!state_.loading) tell(news);
+    return {activated, news.message, news.remarks};
 }
 
 Policies::Outcome Policies::activateDriver(std::uint32_t mode, const std::string& name, const std::string& by) {
@@ -237,7 +269,7 @@ LSPsettings_t Policies::systemSettings() const {
 }
 
 void Policies::setSystemSettings(const LSPsettings_t& settings) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock changing(changing_);
     change({}, [&](PolicyState& next) { next.system = settings; });
 }
 
@@ -256,7 +288,7 @@ bool Policies::userSettingsAreSet(const std::string& userId) const {
 }
 
 void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
-    const std::scoped_lock lock(mutex_);
+    const std::scoped_lock changing(changing_);
     change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].set = settings;
@@ -264,9 +296,12 @@ void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& sett
 }
 
 void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
-    const std::scoped_lock lock(mutex_);
-    const auto known = state_.users.find(user.id);
-    if (known != state_.users.end() && known->second.offered == settings) return; // this is called often
+    {
+        const std::scoped_lock lock(mutex_); // front ends offer the same settings again and again
+        const auto known = state_.users.find(user.id);
+        if (known != state_.users.end() && known->second.offered == settings) return;
+    }
+    const std::scoped_lock changing(changing_);
     change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].offered = settings;
@@ -283,26 +318,24 @@ void Policies::waitForLoading() {
         } else if (steady_clock::now() < due_) {
             changed_.wait_until(lock, due_);
         } else {
-            finishDueLoading(lock);
+            lock.unlock();
+            finishDueLoading();
+            lock.lock();
         }
     }
 }
 
-// The cause of a failure (a full disk, no memory) may be over after a while.
-
-void Policies::finishDueLoading(std::unique_lock<std::mutex>& lock) {
+void Policies::finishDueLoading() {
+    const std::scoped_lock changing(changing_);
+    if (!state_.loading || steady_clock::now() < due_) return; // another activation came first
     try {
         change({}, [](PolicyState& next) { finishLoading(next, platform::secondsNow<std::int64_t>()); });
-        const PolicyNews news = newsOf(state_, true);
-        lock.unlock();
-        if (news_) news_(news);
-    } catch (const std::exception& error) {
-        if (!lock) return lock.lock(); // it is loaded; only the news is lost
+        tell(newsOf(state_, true));
+    } catch (const std::exception& error) { // the cause (a full disk, no memory) may be over after a while
         logFailure("a policy that was loading is not in force yet", error);
+        const std::scoped_lock lock(mutex_);
         due_ = steady_clock::now() + retryInterval;
-        return;
     }
-    lock.lock();
 }
 
 } // namespace panelkitd

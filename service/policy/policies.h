@@ -37,8 +37,9 @@ struct PolicyNews {
 // Thread-safe.
 class Policies {
 public:
-    // `news` is called after each activation that has ended, on the thread of the command or on one of ours. State that
-    // can't be read or stored at the start is logged.
+    // `news` is called for each activation that has ended, in the order of the changes, on the thread of the command or
+    // on one of ours. The next change waits for it, so it must not block, or change something here. State that can't be
+    // read or stored at the start is logged.
     Policies(const StateFolder& folder, const Credentials& credentials,
              std::function<void(const PolicyNews&)> news = nullptr);
     ~Policies();
@@ -89,14 +90,20 @@ private:
     void change(const std::string& account, const std::function<void(PolicyState&)>& work);
     void requireKnown() const;
     void requireShare(const PolicyState& next, const std::string& account) const;
+    void tell(const PolicyNews& news) const;
     void waitForLoading();
-    void finishDueLoading(std::unique_lock<std::mutex>& lock);
+    void finishDueLoading();
 
     const Credentials& credentials_;
     const std::function<void(const PolicyNews&)> news_;
 
-    mutable std::mutex mutex_; // guards what follows
-    StateFile file_;
+    // Held by a change to its end: one at a time, and its news in the same order. Taken before mutex_.
+    std::mutex changing_;
+    StateFile file_; // written with changing_ held
+
+    // Guards what follows, and is held for moments only: readers do not wait for the disk. These are
+    // written with both held, so the thread that has changing_ may read them without mutex_.
+    mutable std::mutex mutex_;
     std::condition_variable changed_;
     PolicyState state_;
     std::chrono::steady_clock::time_point due_; // when the policy that is loading will be in force

@@ -12,7 +12,9 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <condition_variable>
+#include <thread>
 #include <vector>
 
 using namespace panelkitd;
@@ -21,6 +23,10 @@ namespace settingsField = vocabulary::policySettings;
 namespace {
 
 const std::string good = "title = Office\nversion = 1\n";
+
+std::string driverModeOf(const WantedPolicy& wanted) {
+    return vocabulary::driverModeNames.at(wanted.request.driverMode);
+}
 
 class NothingToSee : public Credentials {
 public:
@@ -37,6 +43,7 @@ protected:
         policies->setSystemSettings(settings);
     }
     void hear(const PolicyNews& news) {
+        if (policies && news.title != driverModeOf(policies->required())) ++othersRequired;
         const std::scoped_lock lock(mutex);
         heard.push_back(news);
         more.notify_all();
@@ -56,6 +63,7 @@ protected:
     std::mutex mutex; // guards the news
     std::condition_variable more;
     std::vector<PolicyNews> heard;
+    std::atomic<int> othersRequired{0}; // news of a driver policy while another one was the required one
     std::unique_ptr<Policies> policies =
         std::make_unique<Policies>(state, credentials, [this](const PolicyNews& news) { hear(news); });
 };
@@ -75,6 +83,7 @@ TEST_F(ThePolicies, TellOfEachActivationThatCameToItsEnd) {
     policies->activateDriver(LSPdropAll, "", "root");
     ASSERT_EQ(heardSoFar().size(), 3U);
     EXPECT_EQ(heard[2].source, "driver");
+    EXPECT_EQ(heard[2].title, "drop-all") << "which of the driver policies";
     LSPcmd::LSPsettings_t settings;
     settings.Source = 1;
     policies->setUserSettings({"1000", "anna"}, settings);
@@ -96,6 +105,33 @@ TEST_F(ThePolicies, TellOfOneThatTakesItsTimeWhenItIsInForce) {
     policies->activateSystem(good, "", "root");
     policies.reset(); // must not wait for the end of loading
     EXPECT_EQ(heardSoFar().size(), 1U);
+}
+
+TEST_F(ThePolicies, TellOfAnAcceptedOneThatAnotherReplaces) {
+    configure(60'000);
+    ASSERT_TRUE(policies->activateSystem(good, "", "root").activated);
+    configure(0);
+    policies->activateDriver(LSPpassAll, "", "root");
+    ASSERT_EQ(heardSoFar().size(), 2U);
+    EXPECT_FALSE(heard[0].activated);
+    EXPECT_EQ(heard[0].title, "Office");
+    ASSERT_EQ(heard[0].remarks.size(), 1U);
+    EXPECT_EQ(heard[0].remarks[0].code, static_cast<std::uint32_t>(vocabulary::Refused::policyReplaced));
+    EXPECT_TRUE(heard[1].activated);
+    EXPECT_EQ(heard[1].title, "pass-all");
+}
+
+TEST_F(ThePolicies, TellTheNewsInTheOrderOfTheChanges) {
+    constexpr std::size_t changes = 60;
+    configure(0);
+    const auto change = [this](std::uint32_t mode) {
+        for (std::size_t i = 0; i < changes / 2; ++i) policies->activateDriver(mode, "", "root");
+    };
+    std::thread other(change, LSPdropAll);
+    change(LSPpassAll);
+    other.join();
+    EXPECT_EQ(heardSoFar().size(), changes);
+    EXPECT_EQ(othersRequired, 0);
 }
 
 TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
