@@ -38,13 +38,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     bridge::FrameReader reader(*channel);
     bridge::FrameHeader header;
-    bridge::BufferBudget budget(2 * limit);
+    bridge::AccountBudget budget({.all = 2 * limit});
+    bridge::AccountBudget::Share share(budget, "0", false);
     std::string body;
     while (reader.readHeader(header, bridge::after(1000), {1000}) == bridge::FrameStatus::done) {
-        const bool whole = reader.readBody(header, body, limit, {1000}, &budget) == bridge::FrameStatus::done;
+        const bool whole = reader.readBody(header, body, limit, {1000}, &share) == bridge::FrameStatus::done;
         if (whole && (body.size() != header.length || body.size() > limit)) std::abort();
         if (body.size() > limit) std::abort();
-        budget.give(body.size());
+        share.giveBack(share.taken());
         if (!whole) break;
     }
     return 0;

@@ -4,11 +4,11 @@
 #include <platform/bridge/frame.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/messages.h>
+#include <platform/system/guarded.h>
 
 #include <condition_variable>
 #include <list>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -30,19 +30,21 @@ struct ScriptedService::State {
     bridge::Listener listener;
     std::thread accepting;
 
-    mutable std::mutex mutex; // guards what follows
-    mutable std::condition_variable changed;
-    std::map<std::uint64_t, Script> scripts;
-    Greeting greeting;
-    std::vector<Received> requests;
-    std::vector<std::string> opened;
-    std::vector<std::string> closed;
-    std::list<std::unique_ptr<bridge::Channel>> channels; // the open ones
-    bridge::Channel* receiver = nullptr;                  // the one that connected last
-    std::map<std::uint32_t, PushResult> answers;          // of notifications, by tag
-    std::uint32_t lastTag = 0;
-    std::list<std::thread> threads;
-    bool stopping = false;
+    struct Shared {
+        std::map<std::uint64_t, Script> scripts;
+        Greeting greeting;
+        std::vector<Received> requests;
+        std::vector<std::string> opened;
+        std::vector<std::string> closed;
+        std::list<std::unique_ptr<bridge::Channel>> channels; // the open ones
+        bridge::Channel* receiver = nullptr;                  // the one that connected last
+        std::map<std::uint32_t, PushResult> answers;          // of notifications, by tag
+        std::uint32_t lastTag = 0;
+        std::list<std::thread> threads;
+        bool stopping = false;
+    };
+    platform::Guarded<Shared> shared;
+    std::condition_variable changed;
 
     void acceptAll();
     void serve(bridge::Channel& channel);
@@ -57,13 +59,12 @@ struct ScriptedService::State {
 };
 
 void ScriptedService::State::acceptAll() {
-    while (std::unique_ptr<bridge::Channel> channel = listener.accept()) {
-        const std::scoped_lock lock(mutex);
-        const auto entry = channels.insert(channels.end(), std::move(channel));
-        threads.emplace_back([this, entry] {
+    while (std::unique_ptr<bridge::Channel> channel = listener.accept().channel) {
+        const auto now = shared.lock();
+        const auto entry = now->channels.insert(now->channels.end(), std::move(channel));
+        now->threads.emplace_back([this, entry] {
             serve(**entry);
-            const std::scoped_lock ending(mutex);
-            channels.erase(entry); // closes it
+            shared.lock()->channels.erase(entry); // closes it
         });
     }
 }
@@ -77,8 +78,7 @@ void ScriptedService::State::serve(bridge::Channel& channel) {
     } else {
         while (serveRequest(channel, reader, hello->name)) {}
     }
-    const std::scoped_lock lock(mutex);
-    closed.push_back(hello->name);
+    shared.lock()->closed.push_back(hello->name);
     changed.notify_all();
 }
 
@@ -90,21 +90,14 @@ std::optional<bridge::Hello> ScriptedService::State::greetClient(bridge::Channel
     if (reader.readBody(header, body, bridge::helloLimit, patience) != bridge::FrameStatus::done) return std::nullopt;
     std::optional<bridge::Hello> hello = bridge::decodeHello(body);
     if (!hello) return std::nullopt;
-    {
-        const std::scoped_lock lock(mutex);
-        opened.push_back(hello->name);
-    }
+    shared.lock()->opened.push_back(hello->name);
     welcomeClient(channel, *hello);
     return hello;
 }
 
 // Answers a hello as the test's greeting says.
 void ScriptedService::State::welcomeClient(bridge::Channel& channel, const bridge::Hello& hello) {
-    Greeting how;
-    {
-        const std::scoped_lock lock(mutex);
-        how = greeting;
-    }
+    const Greeting how = shared.lock()->greeting;
     if (how.silent) return;
     if (!how.raw.empty()) {
         channel.write(how.raw, {}, patience);
@@ -118,14 +111,11 @@ void ScriptedService::State::welcomeClient(bridge::Channel& channel, const bridg
 }
 
 void ScriptedService::State::serveReceiver(bridge::Channel& channel, bridge::FrameReader& reader) {
-    {
-        const std::scoped_lock lock(mutex);
-        receiver = &channel;
-        changed.notify_all();
-    }
+    shared.lock()->receiver = &channel;
+    changed.notify_all();
     while (takeAnswer(reader)) {}
-    const std::scoped_lock lock(mutex);
-    if (receiver == &channel) receiver = nullptr;
+    const auto now = shared.lock();
+    if (now->receiver == &channel) now->receiver = nullptr;
 }
 
 bool ScriptedService::State::takeAnswer(bridge::FrameReader& reader) {
@@ -137,8 +127,7 @@ bool ScriptedService::State::takeAnswer(bridge::FrameReader& reader) {
     }
     const bool handled = header.kind == bridge::FrameKind::pushAnswered;
     result.kind = handled ? PushResult::Kind::handled : PushResult::Kind::notHandled;
-    const std::scoped_lock lock(mutex);
-    answers[header.tag] = result;
+    shared.lock()->answers[header.tag] = result;
     changed.notify_all();
     return true;
 }
@@ -160,10 +149,10 @@ bool ScriptedService::State::serveRequest(bridge::Channel& channel, bridge::Fram
 Reaction ScriptedService::State::reactionTo(const Received& request) {
     Script script;
     {
-        const std::scoped_lock lock(mutex);
-        requests.push_back(request);
-        const auto found = scripts.find(key(request.module, request.command));
-        if (found != scripts.end()) script = found->second;
+        const auto now = shared.lock();
+        now->requests.push_back(request);
+        const auto found = now->scripts.find(key(request.module, request.command));
+        if (found != now->scripts.end()) script = found->second;
     }
     return script ? script(request) : Reaction::refuse("no script for this command");
 }
@@ -174,8 +163,8 @@ bool ScriptedService::State::pause(bridge::Channel& channel, const bridge::Frame
     const auto step = reaction.delay / (reaction.signsOfLife + 1);
     for (unsigned i = 0; i <= reaction.signsOfLife; ++i) {
         if (i > 0) writeFrame(channel, {.kind = bridge::FrameKind::working, .tag = request.tag}, {}, patience);
-        std::unique_lock lock(mutex);
-        if (changed.wait_for(lock, step, [this] { return stopping; })) return false;
+        auto now = shared.lock();
+        if (now.waitFor(changed, step, [&] { return now->stopping; })) return false;
     }
     return true;
 }
@@ -229,13 +218,12 @@ ScriptedService::ScriptedService(const std::string& endpoint) : state_(std::make
 ScriptedService::~ScriptedService() {
     state_->listener.stop();
     state_->accepting.join();
-    {
-        const std::scoped_lock lock(state_->mutex);
-        state_->stopping = true;
-        state_->changed.notify_all();
-    }
+    state_->shared.lock()->stopping = true;
+    state_->changed.notify_all();
     cutAll();
-    for (std::thread& thread : state_->threads) thread.join();
+    std::list<std::thread> threads;
+    threads.swap(state_->shared.lock()->threads); // they need the lock to end
+    for (std::thread& thread : threads) thread.join();
 }
 
 const std::string& ScriptedService::endpoint() const { return state_->endpoint; }
@@ -246,56 +234,43 @@ void ScriptedService::on(Command command, Reaction reaction) {
 
 void ScriptedService::on(Command command, Script script) {
     const CommandRow& row = commandRow(command);
-    const std::scoped_lock lock(state_->mutex);
-    state_->scripts[key(row.module, row.code)] = std::move(script);
+    state_->shared.lock()->scripts[key(row.module, row.code)] = std::move(script);
 }
 
-void ScriptedService::greet(Greeting greeting) {
-    const std::scoped_lock lock(state_->mutex);
-    state_->greeting = std::move(greeting);
-}
+void ScriptedService::greet(Greeting greeting) { state_->shared.lock()->greeting = std::move(greeting); }
 
-std::vector<Received> ScriptedService::requests() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->requests;
-}
+std::vector<Received> ScriptedService::requests() const { return state_->shared.lock()->requests; }
 
-std::vector<std::string> ScriptedService::opened() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->opened;
-}
+std::vector<std::string> ScriptedService::opened() const { return state_->shared.lock()->opened; }
 
-std::vector<std::string> ScriptedService::closed() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->closed;
-}
+std::vector<std::string> ScriptedService::closed() const { return state_->shared.lock()->closed; }
 
 bool ScriptedService::waitForClosed(std::size_t count) const {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::seconds(10), [&] { return state_->closed.size() >= count; });
+    auto now = state_->shared.lock();
+    return now.waitFor(state_->changed, std::chrono::seconds(10), [&] { return now->closed.size() >= count; });
 }
 
 bool ScriptedService::waitForReceiver() const {
-    std::unique_lock lock(state_->mutex);
-    return state_->changed.wait_for(lock, std::chrono::seconds(10), [this] { return state_->receiver != nullptr; });
+    auto now = state_->shared.lock();
+    return now.waitFor(state_->changed, std::chrono::seconds(10), [&] { return now->receiver != nullptr; });
 }
 
 PushResult ScriptedService::push(std::int32_t id, const std::string& payload, std::chrono::milliseconds limit) {
-    std::unique_lock lock(state_->mutex);
-    if (!state_->receiver) return {};
-    const std::uint32_t tag = ++state_->lastTag;
+    auto now = state_->shared.lock();
+    if (!now->receiver) return {};
+    const std::uint32_t tag = ++now->lastTag;
     const bridge::FrameHeader header{0, bridge::FrameKind::push, ModuleNotifications, static_cast<std::uint32_t>(id),
                                      tag};
     // Under the lock, so that senders write one after the other and the receiver is not destroyed.
-    if (writeFrame(*state_->receiver, header, payload, patience) != bridge::IoStatus::done) return {};
-    state_->changed.wait_for(lock, limit, [&] { return state_->answers.count(tag) != 0; });
-    const auto answer = state_->answers.extract(tag);
+    if (writeFrame(*now->receiver, header, payload, patience) != bridge::IoStatus::done) return {};
+    now.waitFor(state_->changed, limit, [&] { return now->answers.count(tag) != 0; });
+    const auto answer = now->answers.extract(tag);
     return answer.empty() ? PushResult{} : answer.mapped();
 }
 
 void ScriptedService::cutAll() {
-    const std::scoped_lock lock(state_->mutex);
-    for (const auto& channel : state_->channels) channel->close();
+    const auto now = state_->shared.lock();
+    for (const auto& channel : now->channels) channel->close();
 }
 
 } // namespace panelkit::testing

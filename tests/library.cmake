@@ -15,7 +15,9 @@ panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOUR
     platform/bridge/server_test.cpp
     platform/bridge/wire_document_test.cpp)
 if(NOT WIN32)
-    target_sources(test_bridge_server PRIVATE platform/bridge/channel_posix_test.cpp)
+    target_sources(test_bridge_server PRIVATE
+        platform/bridge/channel_posix_test.cpp
+        platform/bridge/limits_posix_test.cpp)
 endif()
 add_dependencies(test_bridge_server channel_echo)
 

@@ -37,13 +37,6 @@ IoStatus writeFrame(Channel& channel, FrameHeader header, std::string_view body,
     return channel.write({bytes.data(), bytes.size()}, body, patience);
 }
 
-bool BufferBudget::take(std::uint64_t bytes) {
-    const auto wanted = static_cast<std::int64_t>(bytes);
-    if (left_.fetch_sub(wanted) >= wanted) return true;
-    left_ += wanted;
-    return false;
-}
-
 FrameReader::~FrameReader() { platform::wipe(buffer_.data(), end_); }
 
 // Frames carry PINs, so bytes that were taken out of the buffer are wiped in it.
@@ -80,7 +73,7 @@ FrameStatus FrameReader::readHeader(FrameHeader& header, Deadline first, Patienc
 }
 
 FrameStatus FrameReader::readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
-                                  BufferBudget* budget) {
+                                  AccountBudget::Share* budget) {
     body.clear();
     if (header.length > limit) return FrameStatus::tooLarge;
     body.reserve(header.length); // address space only: pages are touched as the string grows

@@ -7,10 +7,10 @@
 //   body                length bytes
 #pragma once
 
+#include <platform/bridge/account_budget.h>
 #include <platform/bridge/channel.h>
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -58,23 +58,12 @@ FrameHeader decodeFrameHeader(const char* bytes);
 // Writes a frame; header.length is set from the body.
 IoStatus writeFrame(Channel& channel, FrameHeader header, std::string_view body, Patience patience);
 
-// Limits the bytes that several connections may buffer together. Bytes are counted as they arrive.
-class BufferBudget {
-public:
-    explicit BufferBudget(std::uint64_t limit) : left_(static_cast<std::int64_t>(limit)) {}
-    bool take(std::uint64_t bytes);
-    void give(std::uint64_t bytes) { left_ += static_cast<std::int64_t>(bytes); }
-
-private:
-    std::atomic<std::int64_t> left_;
-};
-
 enum class FrameStatus : unsigned char {
     done,
     timedOut,
     closed,
     tooLarge,   // the header announces a body above the limit
-    overBudget, // the buffers of all connections together are full
+    overBudget, // the account, or all accounts together, have too many bytes already
 };
 
 // Reads frames from a channel. A header and a small body come with one receive; a large body is received directly into
@@ -89,10 +78,10 @@ public:
     // Waits for the first byte of a header until `first`, and for the rest as long as `patience` allows.
     FrameStatus readHeader(FrameHeader& header, Deadline first, Patience patience);
 
-    // Reads the body announced by `header` into `body`, replacing it. Each byte that arrives is charged to `budget`, if
-    // given; the caller releases the bytes after it has used the body.
+    // Reads the body announced by `header` into `body`, replacing it. What arrives is charged to `budget`, if given, and
+    // the caller gives it back after it has used the body, also after a failure.
     FrameStatus readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
-                         BufferBudget* budget = nullptr);
+                         AccountBudget::Share* budget = nullptr);
 
 private:
     IoStatus fill(std::size_t wanted, Deadline first, Patience patience);

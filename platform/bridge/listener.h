@@ -26,8 +26,13 @@ public:
     Listener(const Listener&) = delete;
     Listener& operator=(const Listener&) = delete;
 
-    // Waits for the next connection; returns null after stop() was called.
-    std::unique_ptr<Channel> accept();
+    struct Accepted {
+        std::unique_ptr<Channel> channel; // null after stop() was called
+        bool isLast = false;              // no descriptor is left for another one, so it should be refused and closed
+    };
+
+    // Waits for the next connection.
+    Accepted accept();
 
     // Ends present and later calls of accept(); from any thread.
     void stop();

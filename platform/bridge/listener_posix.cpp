@@ -6,6 +6,7 @@
 
 #include <asio/executor_work_guard.hpp>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <stdexcept>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace bridge {
 
@@ -28,10 +30,39 @@ struct Listener::Socket {
     asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()}; // only stop() stops it
     stream_protocol::acceptor acceptor{io};
 
+    std::error_code result; // of the accept in progress
+    int spare = -1; // a descriptor that is given up for a client, so that it can be told that there are no others
+
     ~Socket() {
+        if (spare >= 0) ::close(spare);
         if (lock) ::unlink(path.c_str());
     }
+
+    void takeSpare() {
+        if (spare < 0) spare = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
+    }
+
+    std::error_code acceptOne(Channel::Stream& stream);
+    bool acceptWithSpare(Channel::Stream& stream);
 };
+
+// Returns would_block when the listener was stopped.
+std::error_code Listener::Socket::acceptOne(Channel::Stream& stream) {
+    takeSpare();
+    result = asio::error::would_block;
+    acceptor.async_accept(stream.socket, [this](const std::error_code& error) { result = error; });
+    while (result == asio::error::would_block && io.run_one() > 0) {}
+    return result;
+}
+
+// The client is waiting in the queue, so this does not block.
+bool Listener::Socket::acceptWithSpare(Channel::Stream& stream) {
+    if (spare < 0) return false;
+    ::close(std::exchange(spare, -1));
+    std::error_code error;
+    acceptor.accept(stream.socket, error);
+    return !error;
+}
 
 namespace {
 
@@ -71,23 +102,23 @@ Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(
     socket_->acceptor.open(stream_protocol(), error);
     if (!error) bindForEverybody(socket_->acceptor, endpoint, error);
     if (!error) socket_->acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
+    if (!error) socket_->acceptor.non_blocking(true, error);
     if (error) fail(endpoint, error.message());
 }
 
 Listener::~Listener() = default;
 
-std::unique_ptr<Channel> Listener::accept() {
+Listener::Accepted Listener::accept() {
     std::unique_ptr<Channel::Stream> stream;
-    std::error_code result;
     for (;;) {
         stream = std::make_unique<Channel::Stream>();
-        result = asio::error::would_block;
-        socket_->acceptor.async_accept(stream->socket, [&](const std::error_code& error) { result = error; });
-        while (result == asio::error::would_block && socket_->io.run_one() > 0) {}
+        const std::error_code result = socket_->acceptOne(*stream);
         if (result == asio::error::would_block) break;
-        if (!result) {
-            stream->socket.non_blocking(true, result);
-            return std::make_unique<Channel>(std::move(stream));
+        const bool isLast = result == asio::error::no_descriptors && socket_->acceptWithSpare(*stream);
+        if (!result || isLast) {
+            std::error_code ignored;
+            stream->socket.non_blocking(true, ignored);
+            return {std::make_unique<Channel>(std::move(stream)), isLast};
         }
         std::this_thread::sleep_for(pauseAfterFailure);
     }
@@ -97,7 +128,7 @@ std::unique_ptr<Channel> Listener::accept() {
     socket_->work.reset();
     socket_->io.restart();
     socket_->io.run();
-    return nullptr;
+    return {};
 }
 
 void Listener::stop() { socket_->io.stop(); }

@@ -68,7 +68,8 @@ Listener::Listener(const std::string& endpoint, const ListenOptions& options) : 
 
 Listener::~Listener() = default;
 
-std::unique_ptr<Channel> Listener::accept() {
+// Windows has handles as long as it has memory, so none is ever the last.
+Listener::Accepted Listener::accept() {
     for (;;) {
         if (!platform::valid(socket_->pending)) { // out of resources: the pause saves processor time
             Sleep(50);
@@ -88,14 +89,14 @@ std::unique_ptr<Channel> Listener::accept() {
             DWORD ignored = 0;
             connected = GetOverlappedResult(socket_->pending.get(), &operation, &ignored, TRUE) != 0;
         }
-        if (WaitForSingleObject(socket_->stopping.get(), 0) == WAIT_OBJECT_0) return nullptr;
+        if (WaitForSingleObject(socket_->stopping.get(), 0) == WAIT_OBJECT_0) return {};
 
         // The next instance is made before this one is returned, so that a pipe exists at every moment.
         auto stream = std::make_unique<Channel::Stream>();
         stream->acceptedHere = true;
         stream->pipe = std::move(socket_->pending);
         socket_->pending = socket_->makeInstance(false);
-        if (connected) return std::make_unique<Channel>(std::move(stream));
+        if (connected) return {std::make_unique<Channel>(std::move(stream))};
     }
 }
 

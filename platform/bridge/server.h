@@ -3,8 +3,8 @@
 // The service's side of the bridge: accepts sessions, identifies their accounts, runs their commands.
 //
 // Every session has a thread of its own, so a slow command, or a client that neither reads nor writes, does not delay
-// others; one command runs at a time per session. There are limits on what all sessions buffer together and on their
-// number, in total and per account.
+// others; one command runs at a time per session. There may be limits on the number of connections and on what they
+// transfer, for all accounts together and for each. A client beyond them hears so at once.
 //
 //   class Echo : public bridge::server::Service {
 //       bool admits(const bridge::Peer&) override { return true; }
@@ -15,6 +15,7 @@
 //   server.run(); // until another thread calls stop()
 #pragma once
 
+#include <platform/bridge/account_budget.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/messages.h>
@@ -75,6 +76,10 @@ public:
     // Whether this account may use the service. Called before any data from the client is evaluated.
     virtual bool admits(const Peer& peer) = 0;
 
+    // Whether this account may use what is reserved in the limits: an administrator, who must get in when others have
+    // taken all the rest.
+    virtual bool hasReserve(const Peer&) { return false; }
+
     virtual Answer handle(Session& session, const Request& request) = 0;
 
     // The grace at the end is over: commands that are still under way must end now. Called once at most, by run().
@@ -95,9 +100,9 @@ struct Options {
     ListenOptions listen;
     std::string service = "panelkitd"; // name and version, sent to clients
     std::uint32_t frameLimit = defaultFrameLimit;
-    std::uint64_t bufferLimit = std::uint64_t{256} << 20; // bytes of requests, all sessions together
-    std::size_t sessions = 256;
-    std::size_t sessionsPerUser = 64;
+    BudgetLimits connections; // number
+    BudgetLimits receivers;   // number of the receivers among them
+    BudgetLimits transfers;   // bytes of requests that have arrived, until they are answered, and of large replies
     std::uint32_t handshakeWait = 5'000;   // milliseconds for a whole hello
     std::uint32_t silence = 30'000;        // milliseconds without a byte within a frame
     std::uint32_t answerWait = 60'000;     // milliseconds in which a client must have read a whole answer
@@ -128,6 +133,13 @@ public:
 
     // Waits until all notifications are sent and answered, at most for that time.
     void drainPushes(std::chrono::milliseconds time);
+
+    // What the accounts have taken at present: connections before and after they were admitted, receivers, bytes.
+    struct Usage {
+        std::uint64_t arrivals = 0, connections = 0, receivers = 0, transfers = 0;
+        bool operator==(const Usage&) const = default;
+    };
+    Usage usage() const;
 
 private:
     struct State;

@@ -4,8 +4,6 @@
 #include <testing/token_module/failure.h>
 #include <testing/token_module/shared_files.h>
 
-#include <platform/system/guarded.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <exception>
@@ -51,20 +49,17 @@ void hang(const std::filesystem::path& folder, std::string_view function) {
 } // namespace
 
 LoadedModule::LoadedModule(std::filesystem::path folder, std::uint64_t slotSeed)
-    : folder_(std::move(folder)), module_(folder_, slotSeed) {}
+    : folder_(std::move(folder)), state_(folder_, slotSeed) {}
 
 void LoadedModule::run(const std::function<void(Module&)>& body) {
-    const std::scoped_lock lock(mutex_);
-    demand(!stopped_, CKR_CRYPTOKI_NOT_INITIALIZED);
+    const auto state = state_.lock();
+    demand(!state->stopped, CKR_CRYPTOKI_NOT_INITIALIZED);
     const FolderLock folderLock(folder_);
-    module_.refresh();
-    body(module_);
+    state->module.refresh();
+    body(state->module);
 }
 
-void LoadedModule::stop() {
-    const std::scoped_lock lock(mutex_);
-    stopped_ = true;
-}
+void LoadedModule::stop() { state_.lock()->stopped = true; }
 
 Faults recordAndReadFaults(const std::filesystem::path& folder, std::string_view function) {
     const FolderLock lock(folder);

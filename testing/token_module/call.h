@@ -7,12 +7,13 @@
 #include <testing/token_module/module.h>
 #include <testing/token_module/steering.h>
 
+#include <platform/system/guarded.h>
+
 #include <p11-kit/pkcs11.h>
 
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string_view>
 
 namespace panelkit::testing {
@@ -29,10 +30,15 @@ public:
     void stop();
 
 private:
+    struct State {
+        State(const std::filesystem::path& folder, std::uint64_t slotSeed) : module(folder, slotSeed) {}
+
+        Module module;
+        bool stopped = false;
+    };
+
     const std::filesystem::path folder_;
-    std::mutex mutex_;
-    Module module_;        // guarded by mutex_
-    bool stopped_ = false; // guarded by mutex_
+    platform::Guarded<State> state_;
 };
 
 // Runs before a call's own work. It records the call; then, as the folder's faults say, it hangs, waits, kills the

@@ -111,8 +111,8 @@ protected:
         small.handshakeWait = 300;
         small.silence = 500;
         small.workingInterval = 100;
-        small.sessionsPerUser = 20;
-        small.bufferLimit = 8U << 20;
+        small.connections = {.all = 256, .account = 20};
+        small.transfers = {.all = 8U << 20};
         return small;
     }
 
