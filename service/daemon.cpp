@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/daemon.h>
 
+#include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/defaults.h>
 
@@ -13,9 +14,6 @@
 namespace panelkitd {
 
 namespace {
-
-// The time to close what is open and to unload the modules, after the time that commands get to finish.
-constexpr auto timeToLeave = std::chrono::seconds(4);
 
 ProviderOptions withEmbeddedFolder(ProviderOptions options, const StateFolder& state) {
     options.embeddedEnvironment = configureEmbeddedModule(state.folder("softhsm"));
@@ -77,9 +75,12 @@ void Daemon::serve(TerminationRequest& termination) {
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;
     bridgeOptions.listen.users = options_.usersGroup;
     bridgeOptions.grace = options_.stopGrace;
+    bridgeOptions.connections = limits::connections;
+    bridgeOptions.receivers = limits::receivers;
+    bridgeOptions.transfers = limits::transfers;
     bridge::server::Server server(options_.endpoint, dispatcher_, bridgeOptions);
     const AnnouncingThrough announcing(announcer_, server);
-    termination.setLimit(options_.stopGrace + timeToLeave);
+    termination.setLimit(options_.stopGrace + limits::timeToLeave);
     std::atomic<Clock::time_point> deadline{Clock::time_point::max()};
     termination.whenAsked([&] {
         deadline = Clock::now() + options_.stopGrace;

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 namespace panelkitd {
 
@@ -23,6 +24,7 @@ using bridge::RefusalReason;
 using bridge::server::Answer;
 using panelkit::Command;
 using panelkit::CommandRow;
+using vocabulary::Refused;
 
 // Whether a command changes something. Commands that do have a line in the audit log.
 enum class Acts : bool { no, yes };
@@ -121,6 +123,28 @@ Answer unknown(const bridge::server::Request& request) {
                            Loc::makePhrase("module %d has no command %d", request.module, request.command));
 }
 
+// The commands whose requests carry a file or a section of the configuration.
+constexpr std::array carriers{Command::ParseCertFile, Command::ActivateSystem, Command::ActivateUser,
+                              Command::WriteGroup};
+
+Answer refusedFor(Refused why, Loc::Phrase phrase) {
+    const auto code = static_cast<std::uint32_t>(why);
+    return Answer::refused(RefusalReason::tooLarge, {{code, std::move(phrase)}}, code);
+}
+
+// Charges the memory that the request will take. Returns a refusal when that is too much.
+std::optional<Answer> charge(const Row& row, const bridge::server::Request& request,
+                             bridge::AccountBudget::Share& memory) {
+    const std::size_t size = request.payload.size();
+    const bool carries = std::find(carriers.begin(), carriers.end(), row.command) != carriers.end();
+    if (size > limits::largestPlainRequest && !carries) {
+        return refusedFor(Refused::badInput, Loc::makePhrase("the request is too large: %d bytes, the service takes %d",
+                                                             size, limits::largestPlainRequest));
+    }
+    if (memory.take(limits::memoryOfRequest(size))) return std::nullopt;
+    return refusedFor(Refused::overBudget, Loc::makePhrase("too much is under way for this account already"));
+}
+
 Loc::Phrase denial(Who who, const bridge::Peer& peer) {
     const std::string name = displayName(peer);
     if (who == Who::users) return Loc::makePhrase("%s may not use this service any more", name); // left the group
@@ -155,34 +179,42 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     if (!row) return unknown(request);
     const std::string_view name = panelkit::commandRow(row->command).name;
     if (!access_.allows(session.peer, row->who)) {
-        audit(displayName(session.peer) + " " + std::string(name) + ": denied");
+        note(session, std::string(name) + ": denied", false);
         return Answer::refused(RefusalReason::accessDenied, denial(row->who, session.peer));
     }
-    Call call{session,
-              access_.isAdministrator(session.peer),
-              CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit),
-              {},
-              {},
-              {}};
-    const Answer answer = run(*row, groups_, call);
+    const bool byAdministrator = access_.isAdministrator(session.peer);
+    bridge::AccountBudget::Share memory(requests_, session.peer.user, byAdministrator);
+    const std::optional<Answer> refusal = charge(*row, request, memory);
+    Call call{session, byAdministrator, CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit), {}, {}, {}};
+    const Answer answer = refusal ? *refusal : run(*row, groups_, call);
     if (row->acts == Acts::yes) {
         const std::string how = call.outcome.empty() ? outcome(answer) : call.outcome;
-        audit(displayName(session.peer) + " " + std::string(name) + " " + call.subject + ": " + how);
+        const std::string subject = call.subject.empty() ? "" : " " + call.subject;
+        note(session, std::string(name) + subject + ": " + how, how == "done");
     }
     return answer;
 }
 
+// What was done is always logged. What was not could be repeated for ever at no cost.
+void Dispatcher::note(const bridge::server::Session& session, const std::string& text, bool succeeded) {
+    const std::string account = displayName(session.peer);
+    if (succeeded) return audit(account + " " + text);
+    unsuccessful_.event(account, "audit: " + account + " " + text);
+}
+
 void Dispatcher::lagged(const bridge::Peer& peer) {
-    logEvent("a front end of " + displayName(peer) + " does not take its notifications and is disconnected");
+    const std::string account = displayName(peer);
+    unsuccessful_.event(account, "a front end of " + account + " does not take its notifications and is disconnected");
 }
 
 void Dispatcher::turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) {
     const std::string whose = "a connection of " + displayName(peer);
     switch (verdict) {
-    case bridge::Verdict::accessDenied: return turnedAway_.event(whose + " was refused: it may not use this service");
-    case bridge::Verdict::overloaded: return turnedAway_.event(whose + " was refused: too many sessions are open");
+    case bridge::Verdict::accessDenied:
+        return turnedAway_.event({}, whose + " was refused: it may not use this service");
+    case bridge::Verdict::overloaded: return turnedAway_.event({}, whose + " was refused: too many sessions are open");
     case bridge::Verdict::versionMismatch:
-        return turnedAway_.event(whose + " was refused: it speaks another version of the protocol");
+        return turnedAway_.event({}, whose + " was refused: it speaks another version of the protocol");
     case bridge::Verdict::malformed: return logDebug(whose + " did not say hello");
     case bridge::Verdict::accepted: return;
     }

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <service/base/access.h>
+#include <service/base/limits.h>
 #include <service/base/log.h>
 
 #include <platform/bridge/server.h>
@@ -39,6 +40,7 @@ public:
     Dispatcher(CommandGroups groups, Access& access) : groups_(groups), access_(access) {}
 
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
+    bool hasReserve(const bridge::Peer& peer) override { return access_.isAdministrator(peer); }
     bridge::server::Answer handle(bridge::server::Session& session, const bridge::server::Request& request) override;
     void lagged(const bridge::Peer& peer) override;
     void turnedAway(const bridge::Peer& peer, bridge::Verdict verdict) override;
@@ -46,9 +48,13 @@ public:
     void ended(bridge::server::Session& session) override;
 
 private:
+    void note(const bridge::server::Session& session, const std::string& text, bool succeeded);
+
     CommandGroups groups_;
     Access& access_;
+    bridge::AccountBudget requests_{limits::requests};
     ThrottledLog turnedAway_{10};
+    ThrottledLog unsuccessful_{limits::unsuccessfulLines};
 };
 
 } // namespace panelkitd

@@ -29,6 +29,7 @@ int main(int argc, char** argv) {
     forbidCoreDumps();
     setLogLevel(options.logLevel);
     TerminationRequest termination;
+    const LogThread logging;
     try {
         serve(options, termination);
         return static_cast<int>(ExitStatus::ended);

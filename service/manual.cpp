@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <service/manual.h>
 
+#include <service/base/limits.h>
+
 #include <CLI/CLI.hpp>
 
+#include <array>
+#include <string>
 #include <string_view>
 
 namespace panelkitd {
@@ -30,7 +34,7 @@ std::string entry(const CLI::Option& option) {
            plain(option.get_description()) + (isTime ? "; " + option.get_default_str() + " by default" : "") + "\n";
 }
 
-constexpr const char* surroundings = R"(.SH DEFAULTS
+constexpr const char* defaultsAndModules = R"(.SH DEFAULTS
 Run by root or as a system service it serves the system's endpoint and keeps its state in the system's folder; run by
 another account, it uses a socket and a folder of that account. \fBpanelkitd \-\-help\fR shows the defaults for the
 account that runs it.
@@ -70,6 +74,9 @@ Remove the file and its copy. The service starts as after its installation, with
 The service also starts with the last good copy when the file is missing. If a file was edited while the service ran,
 what it held is kept as \fBpolicy.json.kept\-1\fR and so on when the service writes the next change.
 .SH EXIT STATUS
+)";
+
+constexpr const char* rest = R"(.SH EXIT STATUS
 .TP
 \fB0\fR
 It was asked to end, and ended normally.
@@ -90,6 +97,41 @@ moment, even after SIGKILL.
 \fBpanelctl\fR(1)
 )";
 
+struct LimitRow {
+    const char* what;
+    bridge::BudgetLimits limits;
+    std::uint64_t unit = 1;
+};
+
+constexpr std::array limitRows{
+    LimitRow{"connections", limits::connections},
+    LimitRow{"connections that receive notifications", limits::receivers},
+    LimitRow{"MiB of requests that arrive and of replies that leave", limits::transfers, limits::mebibyte},
+    LimitRow{"MiB of memory for the requests of commands in progress", limits::requests, limits::mebibyte},
+    LimitRow{"MiB of files that were sent for import", limits::importFiles, limits::mebibyte},
+    LimitRow{"MiB of policies and settings that are stored",
+             {.all = limits::storedOfAllAccounts, .account = limits::storedOfAccount},
+             limits::mebibyte},
+};
+
+std::string limitsText() {
+    std::string text =
+        ".SH LIMITS\n"
+        "An account that asks for more is refused until it has given something back. What is reserved is\n"
+        "for administrators alone, so others can't lock them out.\n";
+    for (const auto& [what, limits, unit] : limitRows) {
+        text += ".TP\n\\fB" + std::to_string(limits.account / unit) + "\\fR " + what + "\nof " +
+                std::to_string(limits.all / unit) + " for all accounts together";
+        text += limits.reserve > 0 ? ", " + std::to_string(limits.reserve / unit) + " of them reserved\n" : "\n";
+    }
+    return text + ".PP\nA request that carries no file has at most " +
+           std::to_string(limits::largestPlainRequest / limits::mebibyte) +
+           " MiB. Of the commands of an account that\n" + "were refused or failed, " +
+           std::to_string(limits::unsuccessfulLines) +
+           " are logged in a minute and the others counted; what was done is\nalways logged. " +
+           "The unit file's limits (LimitNOFILE, TasksMax, MemoryMax) have room for all of this.\n";
+}
+
 } // namespace
 
 std::string manual(const CLI::App& program) {
@@ -102,7 +144,7 @@ std::string manual(const CLI::App& program) {
     for (const CLI::Option* option : program.get_options()) {
         if (!option->get_group().empty()) text += entry(*option);
     }
-    return text + surroundings;
+    return text + defaultsAndModules + limitsText() + rest;
 }
 
 } // namespace panelkitd

@@ -72,6 +72,7 @@ void TerminationRequest::whenAsked(std::function<void()> react) { state_->note.w
 // Not through the log: its reader may be what hangs.
 void abandonProcess() {
     constexpr std::string_view text = "error: something did not end in time and is abandoned\n";
+    drainLog(std::chrono::milliseconds(200));
     pollfd log{STDERR_FILENO, POLLOUT, 0};
     if (::poll(&log, 1, 0) == 1) {
         [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());

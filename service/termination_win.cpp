@@ -44,8 +44,10 @@ void TerminationRequest::setLimit(std::chrono::milliseconds limit) { note().setL
 
 void TerminationRequest::whenAsked(std::function<void()> react) { note().whenAsked(std::move(react)); }
 
+// Not through the log: its reader may be what hangs.
 void abandonProcess() {
     constexpr std::string_view text = "error: something did not end in time and is abandoned\r\n";
+    drainLog(std::chrono::milliseconds(200));
     DWORD written = 0;
     WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
     std::_Exit(static_cast<int>(ExitStatus::abandoned));

@@ -39,6 +39,9 @@ if(NOT WIN32)
 endif()
 
 if(NOT WIN32)
+    panelkit_test(test_service_crowd SOURCES
+        service/crowd_posix_test.cpp)
+    add_dependencies(test_service_crowd panelkitd)
     panelkit_test(test_service_resilience LABELS release SOURCES
         service/resilience_posix_test.cpp)
     target_compile_definitions(test_service_resilience PRIVATE
@@ -61,7 +64,11 @@ panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
     service/policies_test.cpp
     service/policy_diagnosis_test.cpp
     service/policy_text_test.cpp
-    service/token_credentials_test.cpp)
+    service/token_credentials_test.cpp
+    service/unit_test.cpp)
+if(NOT WIN32)
+    target_sources(test_service_policy_parts PRIVATE service/log_posix_test.cpp)
+endif()
 panelkit_test(test_service_options SOURCES
     service/options_test.cpp)
 add_dependencies(test_service_options panelkitd)

@@ -70,6 +70,7 @@ enum class Refused : std::uint32_t {
 
     // the service's own state
     notStored        = 70, // it can't be written to disk; nothing has changed
+    overBudget       = 71, // the account, or all together, would take more of the service than they may
     // clang-format on
 };
 

@@ -78,8 +78,8 @@ public:
     // Waits for the first byte of a header until `first`, and for the rest as long as `patience` allows.
     FrameStatus readHeader(FrameHeader& header, Deadline first, Patience patience);
 
-    // Reads the body announced by `header` into `body`, replacing it. What arrives is charged to `budget`, if given, and
-    // the caller gives it back after it has used the body, also after a failure.
+    // Reads the body announced by `header` into `body`, replacing it. What arrives is charged to `budget`, if given,
+    // and the caller gives it back after it has used the body, also after a failure.
     FrameStatus readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
                          AccountBudget::Share* budget = nullptr);
 

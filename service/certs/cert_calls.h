@@ -4,6 +4,7 @@
 #pragma once
 
 #include <service/base/call.h>
+#include <service/base/limits.h>
 #include <service/base/refused.h>
 #include <service/certs/cert_commands.h>
 #include <service/certs/holdings.h>
@@ -28,6 +29,7 @@ struct CertCommands::State {
     Providers& providers;
     const Configuration& configuration;
     FactsCache cache;
+    bridge::AccountBudget importFiles{limits::importFiles};
     ParsedFiles parsed;
 };
 

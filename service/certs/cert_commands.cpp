@@ -168,15 +168,30 @@ std::string CertCommands::reloadAll(Call& call) {
 
 // ---- from a file
 
+namespace {
+
+// Room for a file that is parsed and kept.
+ParsedFiles::Share roomFor(std::uint64_t bytes, bridge::AccountBudget& budget, const Call& call) {
+    const auto room =
+        std::make_shared<bridge::AccountBudget::Share>(budget, call.session.peer.user, call.byAdministrator);
+    if (room->take(bytes)) return room;
+    throw RefusedError(Refused::overBudget,
+                       "the files that accounts have sent for import take too much memory with this one, of %d bytes",
+                       bytes);
+}
+
+} // namespace
+
 std::string CertCommands::parseFile(Call& call) {
     std::string content, password;
     const WipeOnExit wipedContent(content), wipedPassword(password);
     call.in >> content >> password;
     state_->parsed.forget(call.session.number);
+    ParsedFiles::Share room = roomFor(content.size(), state_->importFiles, call);
     try {
-        auto file = std::make_shared<const ParsedFile>(panelkitd::parseFile(content, password, state_->cache));
+        auto file = std::make_shared<const ParsedFile>(panelkitd::parseFile(content, password));
         std::string reply = describeFile(*file, state_->look());
-        state_->parsed.keep(call.session.number, std::move(file));
+        state_->parsed.keep(call.session.number, std::move(file), std::move(room));
         return reply;
     } catch (const ParseError& error) {
         logDetail(std::string("a file was not parsed: ") + error.what());

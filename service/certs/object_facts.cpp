@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/object_facts.h>
 
+#include <service/base/limits.h>
 #include <service/certs/key_usages.h>
 #include <service/certs/x509_text.h>
 
@@ -17,7 +18,6 @@ namespace {
 
 // More would use megabytes for tokens that were removed long ago.
 constexpr std::size_t mostCertificates = 20'000;
-constexpr std::size_t mostCrlBytes = std::size_t{8} << 20; // a list takes up to ten times its size in memory
 
 std::uint32_t keyTypeOf(int algorithm) {
     switch (algorithm) {
@@ -173,9 +173,9 @@ CrlFactsPtr FactsCache::crl(const std::string& der) {
         if (found != known->facts.end()) return found->second;
     }
     auto facts = std::make_shared<const CrlFacts>(readCrlFacts(der));
-    if (der.size() > mostCrlBytes) return facts;
+    if (der.size() > limits::cachedCrlBytes) return facts;
     const auto known = crls_.lock();
-    if (known->bytes + der.size() > mostCrlBytes) *known = {};
+    if (known->bytes + der.size() > limits::cachedCrlBytes) *known = {};
     if (known->facts.emplace(key, facts).second) known->bytes += der.size();
     return facts;
 }

@@ -45,9 +45,8 @@ CrlFacts readCrlFacts(const std::string& der);
 using CertificateFactsPtr = std::shared_ptr<const CertificateFacts>;
 using CrlFactsPtr = std::shared_ptr<const CrlFacts>;
 
-// The facts that were read, so that the same bytes are parsed only once. Any thread may call it. Returned facts stay
-// valid when the cache is cleared. The size is limited, because any user can send files for import, whose objects are
-// cached.
+// The facts of objects on tokens, so that the same bytes are parsed only once. Any thread may call it. Returned facts
+// stay valid when the cache is cleared. The size is limited, because tokens come and go.
 class FactsCache {
 public:
     CertificateFactsPtr certificate(const std::string& der);

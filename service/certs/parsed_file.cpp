@@ -31,7 +31,7 @@ FileCollector::~FileCollector() { platform::wipe(password_); }
 
 void FileCollector::addCertificate(std::string der, const std::string& name) {
     budget_.spendObject();
-    CertificateFactsPtr facts = cache_.certificate(der);
+    CertificateFactsPtr facts = std::make_shared<const CertificateFacts>(readCertificateFacts(der));
     if (!facts->readable) throw ParseError(ParseResult::unknownFormat, "a certificate in it is damaged");
     const auto same = [&](const FileCertificate& other) { return other.der == der; };
     if (std::any_of(file_.certificates.begin(), file_.certificates.end(), same)) return;
@@ -40,7 +40,7 @@ void FileCollector::addCertificate(std::string der, const std::string& name) {
 
 void FileCollector::addCrl(std::string der) {
     budget_.spendObject();
-    CrlFactsPtr facts = cache_.crl(der);
+    CrlFactsPtr facts = std::make_shared<const CrlFacts>(readCrlFacts(der));
     if (!facts->readable) throw ParseError(ParseResult::unknownFormat, "a CRL in it is damaged");
     const auto same = [&](const FileCrl& other) { return other.der == der; };
     if (std::any_of(file_.crls.begin(), file_.crls.end(), same)) return;
@@ -115,8 +115,8 @@ std::vector<std::size_t> ParsedFile::issuersOf(std::size_t certificate, std::siz
     return found;
 }
 
-ParsedFile parseFile(const std::string& content, const std::string& password, FactsCache& cache) {
-    FileCollector collector(password, cache);
+ParsedFile parseFile(const std::string& content, const std::string& password) {
+    FileCollector collector(password);
     if (content.find("-----BEGIN ") != std::string::npos) {
         readPem(content, collector);
     } else {

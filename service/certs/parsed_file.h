@@ -45,13 +45,13 @@ private:
 };
 
 // Returns the objects of a file, without duplicates. `password` is for encrypted keys and PKCS#12, and may be empty.
-// Throws ParseError with the result and the reason.
-ParsedFile parseFile(const std::string& content, const std::string& password, FactsCache& cache);
+// Throws ParseError with the result and the reason. The facts of its objects are not cached: any user can send files.
+ParsedFile parseFile(const std::string& content, const std::string& password);
 
 // Collects the objects that the readers of the formats find.
 class FileCollector {
 public:
-    FileCollector(std::string password, FactsCache& cache) : password_(std::move(password)), cache_(cache) {}
+    explicit FileCollector(std::string password) : password_(std::move(password)) {}
     ~FileCollector();
     FileCollector(const FileCollector&) = delete;
     FileCollector& operator=(const FileCollector&) = delete;
@@ -71,7 +71,6 @@ public:
 
 private:
     std::string password_;
-    FactsCache& cache_;
     ParseBudget budget_;
     ParsedFile file_;
 };

@@ -15,8 +15,8 @@ ParsedFiles::~ParsedFiles() {
     sweeper_.join();
 }
 
-void ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file) {
-    state_.lock()->entries[session] = {std::move(file), Clock::now() + life_};
+void ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share) {
+    state_.lock()->entries[session] = {std::move(file), std::move(share), Clock::now() + life_};
     changed_.notify_one();
 }
 

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
 // Keeps the file that each session has parsed last. It is deleted at the next parse, at the end of the session, or
-// after ten minutes, because it may hold private keys.
+// after ten minutes, because it may hold private keys. Its bytes are charged to the account for that time.
 #pragma once
+
+#include <platform/bridge/account_budget.h>
+#include <platform/system/guarded.h>
 
 #include <chrono>
 
@@ -10,7 +13,6 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <platform/system/guarded.h>
 #include <thread>
 
 namespace panelkitd {
@@ -25,7 +27,9 @@ public:
     ParsedFiles(const ParsedFiles&) = delete;
     ParsedFiles& operator=(const ParsedFiles&) = delete;
 
-    void keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file);
+    using Share = std::shared_ptr<const bridge::AccountBudget::Share>;
+
+    void keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share);
     std::shared_ptr<const ParsedFile> find(std::uint64_t session) const; // null when there is none
     void forget(std::uint64_t session);
     void forgetAll();
@@ -34,6 +38,7 @@ private:
     using Clock = std::chrono::steady_clock;
     struct Entry {
         std::shared_ptr<const ParsedFile> file;
+        Share share;
         Clock::time_point end;
     };
 

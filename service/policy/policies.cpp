@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policies.h>
 
+#include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/base/refused.h>
 #include <service/policy/activation.h>
@@ -24,10 +25,6 @@ namespace settingsField = vocabulary::policySettings;
 namespace {
 
 constexpr auto retryInterval = std::chrono::seconds(5); // after a failed write
-
-// Bytes of the file; half of it is reserved for the system's policy.
-constexpr std::size_t mostOfAccount = std::size_t{3} << 20;
-constexpr std::size_t mostOfAllAccounts = std::size_t{8} << 20;
 
 WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::string& by) {
     wanted.name = name;
@@ -206,12 +203,12 @@ void Policies::requireShare(const PolicyState& next, const std::string& account)
     if (size <= kept(state_)) return;
     std::size_t all = 0;
     for (const auto& [id, user] : next.users) all += storedSize(user);
-    if (size <= mostOfAccount && all <= mostOfAllAccounts) return;
+    if (size <= limits::storedOfAccount && all <= limits::storedOfAllAccounts) return;
     throw RefusedError(
         Refused::notStored,
         "the policy and settings of this account would take %d bytes; at most %d are kept for an account "
         "and %d for all together",
-        size, mostOfAccount, mostOfAllAccounts);
+        size, limits::storedOfAccount, limits::storedOfAllAccounts);
 }
 
 Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {

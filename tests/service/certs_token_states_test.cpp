@@ -284,19 +284,27 @@ TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
 }
 
 TEST(AParsedFile, IsForgottenAfterItsTime) {
+    bridge::AccountBudget budget({.all = 10});
+    const auto share = [&budget] {
+        auto taken = std::make_shared<bridge::AccountBudget::Share>(budget, "1000", false);
+        EXPECT_TRUE(taken->take(10));
+        return taken;
+    };
     panelkitd::ParsedFiles files(100ms);
     const std::weak_ptr<const panelkitd::ParsedFile> watched = [&] {
         auto file = std::make_shared<const panelkitd::ParsedFile>();
-        files.keep(1, file);
+        files.keep(1, file, share());
         return std::weak_ptr<const panelkitd::ParsedFile>(file);
     }();
     EXPECT_TRUE(files.find(1));
     for (int i = 0; i < 500 && !watched.expired(); ++i) std::this_thread::sleep_for(10ms);
     EXPECT_TRUE(watched.expired()) << "without anybody asking";
     EXPECT_FALSE(files.find(1));
-    files.keep(2, std::make_shared<const panelkitd::ParsedFile>());
+    EXPECT_EQ(budget.used(), 0U);
+    files.keep(2, std::make_shared<const panelkitd::ParsedFile>(), share());
     files.forget(2);
     EXPECT_FALSE(files.find(2));
+    EXPECT_EQ(budget.used(), 0U);
 }
 
 // Any user can send lists for import; the parsed lists must not stay in memory for ever.

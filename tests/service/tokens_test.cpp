@@ -245,7 +245,8 @@ TEST_F(TheService, WritesAnAuditLineWithoutSecretsForWhatActs) {
 // Whoever names an object could write what he likes into the log.
 TEST_F(TheService, WritesNamesIntoTheLogSoThatNoneLooksLikeAnOutcome) {
     TokenInfo forged;
-    forged.*tokenField::label = "x\": done\n2026-01-01T00:00:00Z audit: root \u202E\u200B" + std::string(1 << 20, 'y');
+    forged.*tokenField::label =
+        "x\": done\n2026-01-01T00:00:00Z audit: root \u202E\u200B" + std::string(1000 << 10, 'y');
     EXPECT_FALSE(controller.TokenLogin(forged, "1234", false, nullptr));
     const std::string log = service.terminate().error;
     EXPECT_THAT(log,
