@@ -2,10 +2,10 @@
 #include <platform/bridge/bridge_session.h>
 
 #include <platform/bridge/connection.h>
+#include <platform/system/guarded.h>
 
 #include <algorithm>
 #include <atomic>
-#include <mutex>
 #include <optional>
 #include <utility>
 
@@ -46,26 +46,31 @@ struct PANELKIT_NO_EXPORT BridgeSession::State {
     std::atomic<std::uint32_t> lastFailure{0};
     std::atomic<std::uint32_t> wait{0};
 
-    std::mutex mutex; // one command at a time; guards what follows
-    std::unique_ptr<bridge::Connection> connection;
-    std::string service;
-    std::uint32_t tag = 0;
+    struct Link {
+        std::unique_ptr<bridge::Connection> connection;
+        std::string service;
+        std::uint32_t tag = 0;
+    };
+    platform::Guarded<Link> link; // locked by a command to its end: one at a time
 
     bridge::Patience patience() const { return {wait.load()}; }
 
-    Failure connect();
-    Failure exchange(const FrameHeader& request, std::string_view payload, std::string* reply, Outcome& outcome);
-    Failure awaitReply(const FrameHeader& request, std::string& reply, std::vector<bridge::Remark>& remarks);
-    Failure takeAnswer(const FrameHeader& header, std::string& reply, const std::vector<bridge::Remark>& remarks);
-    Failure takeRemarks(const FrameHeader& header, std::vector<bridge::Remark>& remarks);
-    bool conclude(Outcome outcome);
+    Failure connect(Link& to);
+    Failure exchange(Link& over, const FrameHeader& request, std::string_view payload, std::string* reply,
+                     Outcome& outcome);
+    Failure awaitReply(bridge::Connection& from, const FrameHeader& request, std::string& reply,
+                       std::vector<bridge::Remark>& remarks);
+    Failure takeAnswer(bridge::Connection& from, const FrameHeader& header, std::string& reply,
+                       const std::vector<bridge::Remark>& remarks);
+    Failure takeRemarks(bridge::Connection& from, const FrameHeader& header, std::vector<bridge::Remark>& remarks);
+    bool conclude(Link& of, Outcome outcome);
 };
 
 // Records the outcome of a send for the session and for the calling thread.
-bool BridgeSession::State::conclude(Outcome outcome) {
+bool BridgeSession::State::conclude(Link& of, Outcome outcome) {
     const FailureCode code = outcome.failure.code;
     if (bridge::breaksSession(code)) {
-        connection.reset();
+        of.connection.reset();
         broken = 1;
         outcome.remarks.clear(); // the answer to which they belong never came
     }
@@ -74,36 +79,37 @@ bool BridgeSession::State::conclude(Outcome outcome) {
     return code == FailureCode::none;
 }
 
-Failure BridgeSession::State::connect() {
+Failure BridgeSession::State::connect(Link& to) {
     if (broken != 0) return {FailureCode::connectionLost};
-    if (connection) return {};
+    if (to.connection) return {};
     const std::uint32_t limit = wait == 0 ? handshakeWait : std::min(wait.load(), handshakeWait);
-    Failure outcome = bridge::connectTo(endpoint, role, name, {limit, bridge::after(limit)}, connection);
-    if (connection) service = connection->welcome.service;
+    Failure outcome = bridge::connectTo(endpoint, role, name, {limit, bridge::after(limit)}, to.connection);
+    if (to.connection) to.service = to.connection->welcome.service;
     return outcome;
 }
 
-Failure BridgeSession::State::exchange(const FrameHeader& request, std::string_view payload, std::string* reply,
-                                       Outcome& outcome) {
-    if (Failure failed = connect(); failed.code != FailureCode::none) return failed;
-    const std::uint32_t limit = std::min(connection->welcome.frameLimit, bridge::defaultFrameLimit);
+Failure BridgeSession::State::exchange(Link& over, const FrameHeader& request, std::string_view payload,
+                                       std::string* reply, Outcome& outcome) {
+    if (Failure failed = connect(over); failed.code != FailureCode::none) return failed;
+    bridge::Connection& connection = *over.connection;
+    const std::uint32_t limit = std::min(connection.welcome.frameLimit, bridge::defaultFrameLimit);
     if (payload.size() > limit) {
         return {FailureCode::tooLarge,
                 {Loc::makePhrase("the request is too large: %d bytes, the service takes %d", payload.size(), limit)}};
     }
     FrameHeader header = request;
-    header.tag = ++tag;
-    if (Failure failed = bridge::failureOf(writeFrame(*connection->channel, header, payload, patience()));
+    header.tag = ++over.tag;
+    if (Failure failed = bridge::failureOf(writeFrame(*connection.channel, header, payload, patience()));
         failed.code != FailureCode::none) {
         return failed;
     }
     std::string unwanted;
-    return awaitReply(header, reply ? *reply : unwanted, outcome.remarks);
+    return awaitReply(connection, header, reply ? *reply : unwanted, outcome.remarks);
 }
 
-Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string& reply,
+Failure BridgeSession::State::awaitReply(bridge::Connection& from, const FrameHeader& request, std::string& reply,
                                          std::vector<bridge::Remark>& remarks) {
-    bridge::FrameReader& reader = connection->reader;
+    bridge::FrameReader& reader = from.reader;
     for (;;) {
         FrameHeader header;
         if (Failure failed = bridge::failureOf(reader.readHeader(header, patience().next(), patience()));
@@ -112,30 +118,30 @@ Failure BridgeSession::State::awaitReply(const FrameHeader& request, std::string
         }
         const bool mayWork = remarks.empty(); // remarks come once, right before the answer
         if (header.kind == FrameKind::working && header.length == 0 && mayWork) continue;
-        const bool mayRemark = mayWork && connection->welcome.version >= bridge::remarksSince;
+        const bool mayRemark = mayWork && from.welcome.version >= bridge::remarksSince;
         const bool answers = header.kind == FrameKind::reply || header.kind == FrameKind::refused;
         const bool isRemarks = header.kind == FrameKind::remarks && mayRemark;
         if (header.tag != request.tag || (!answers && !isRemarks)) {
             return bridge::lostBy(
                 N_("the connection to the service was lost: it sent a frame that does not answer the command"));
         }
-        if (answers) return takeAnswer(header, reply, remarks);
-        if (Failure failed = takeRemarks(header, remarks); failed.code != FailureCode::none) return failed;
+        if (answers) return takeAnswer(from, header, reply, remarks);
+        if (Failure failed = takeRemarks(from, header, remarks); failed.code != FailureCode::none) return failed;
     }
 }
 
-Failure BridgeSession::State::takeAnswer(const FrameHeader& header, std::string& reply,
+Failure BridgeSession::State::takeAnswer(bridge::Connection& from, const FrameHeader& header, std::string& reply,
                                          const std::vector<bridge::Remark>& remarks) {
-    Failure failed =
-        bridge::failureOf(connection->reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
+    Failure failed = bridge::failureOf(from.reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
     if (failed.code != FailureCode::none || header.kind == FrameKind::reply) return failed;
     const std::optional<bridge::Refusal> refusal = bridge::decodeRefusal(reply);
     return refusal ? failureOf(*refusal, remarks) : malformedFrame();
 }
 
-Failure BridgeSession::State::takeRemarks(const FrameHeader& header, std::vector<bridge::Remark>& remarks) {
+Failure BridgeSession::State::takeRemarks(bridge::Connection& from, const FrameHeader& header,
+                                          std::vector<bridge::Remark>& remarks) {
     std::string body;
-    Failure failed = bridge::failureOf(connection->reader.readBody(header, body, bridge::remarksLimit, patience()));
+    Failure failed = bridge::failureOf(from.reader.readBody(header, body, bridge::remarksLimit, patience()));
     if (failed.code != FailureCode::none) return failed;
     auto decoded = bridge::decodeRemarks(body);
     if (!decoded) return malformedFrame();
@@ -154,22 +160,21 @@ BridgeSession::~BridgeSession() = default;
 
 bool BridgeSession::__SendCommand(ModuleIdType module, long command, const void* data, unsigned size,
                                   std::string* reply) {
-    const std::scoped_lock lock(state_->mutex);
+    const auto link = state_->link.lock();
     const FrameHeader request{0, FrameKind::request, static_cast<std::uint32_t>(module),
                               static_cast<std::uint32_t>(command)};
     Outcome outcome;
-    outcome.failure = state_->exchange(request, {static_cast<const char*>(data), size}, reply, outcome);
-    return state_->conclude(std::move(outcome));
+    outcome.failure = state_->exchange(*link, request, {static_cast<const char*>(data), size}, reply, outcome);
+    return state_->conclude(*link, std::move(outcome));
 }
 
 bool BridgeSession::Connect() {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->conclude({state_->connect(), {}});
+    const auto link = state_->link.lock();
+    return state_->conclude(*link, {state_->connect(*link), {}});
 }
 
 void BridgeSession::close() {
-    const std::scoped_lock lock(state_->mutex);
-    state_->connection.reset();
+    state_->link.lock()->connection.reset();
     state_->broken = 1;
 }
 
@@ -184,7 +189,4 @@ std::uint32_t BridgeSession::waitSetting() const { return state_->wait; }
 void BridgeSession::setWaitSetting(std::uint32_t milliseconds) { state_->wait = milliseconds; }
 const std::string& BridgeSession::name() const { return state_->name; }
 
-std::string BridgeSession::service() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->service;
-}
+std::string BridgeSession::service() const { return state_->link.lock()->service; }

@@ -2,6 +2,7 @@
 #include <platform/bridge/channel_child.h>
 
 #include <platform/bridge/channel_posix.h>
+#include <platform/system/guarded.h>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,7 +14,6 @@
 
 #include <array>
 #include <cerrno>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <system_error>
@@ -84,15 +84,16 @@ private:
 } // namespace
 
 struct ChannelChild::Process {
+    using Status = std::optional<int>;
+
     const pid_t id;
-    mutable std::mutex mutex; // guards what follows
-    std::optional<int> status;
+    platform::Guarded<Status> ended; // the lock keeps the number from being reused between a look and a signal
 
     explicit Process(pid_t child) : id(child) {}
 
-    // Returns whether the child has ended. The caller holds mutex. The process stays a zombie until this has seen its
-    // end, so its number is not reused before.
-    bool reap(int flags) {
+    // Returns whether the child has ended. The process stays a zombie until this has seen its end, so its number is not
+    // reused before.
+    bool reap(Status& status, int flags) const {
         if (status) return true;
         int how = 0;
         pid_t got = 0;
@@ -120,26 +121,21 @@ ChannelChild::ChannelChild(std::vector<std::string> arguments, const std::map<st
 
 ChannelChild::~ChannelChild() {
     kill();
-    const std::scoped_lock lock(process_->mutex);
-    process_->reap(0);
+    process_->reap(*process_->ended.lock(), 0);
 }
 
 std::int64_t ChannelChild::id() const { return process_->id; }
 
 void ChannelChild::kill() {
-    const std::scoped_lock lock(process_->mutex);
-    if (!process_->reap(WNOHANG)) ::kill(process_->id, SIGKILL);
+    const auto status = process_->ended.lock();
+    if (!process_->reap(*status, WNOHANG)) ::kill(process_->id, SIGKILL);
     channel_->close(); // a process that the child has started may hold the other end
 }
 
-bool ChannelChild::ended() const {
-    const std::scoped_lock lock(process_->mutex);
-    return process_->reap(WNOHANG);
-}
+bool ChannelChild::ended() const { return process_->reap(*process_->ended.lock(), WNOHANG); }
 
 std::string ChannelChild::ending() const {
-    const std::scoped_lock lock(process_->mutex);
-    const int status = process_->status.value_or(0);
+    const int status = process_->ended.lock()->value_or(0);
     if (WIFSIGNALED(status)) return "was killed by signal " + std::to_string(WTERMSIG(status));
     return "exited with status " + std::to_string(WEXITSTATUS(status));
 }

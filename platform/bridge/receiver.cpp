@@ -4,11 +4,12 @@
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/connection.h>
 #include <platform/bridge/workers.h>
+#include <platform/system/guarded.h>
 
 #include <algorithm>
 #include <condition_variable>
 #include <exception>
-#include <mutex>
+#include <map>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -27,23 +28,27 @@ struct Line {
     explicit Line(std::unique_ptr<Connection> greeted) : connection(std::move(greeted)) {}
 
     void answer(std::uint32_t tag, bool handled, const std::string& reply) {
-        const std::scoped_lock lock(writing);
+        const auto turn = writing.lock();
         const FrameHeader header{0, handled ? FrameKind::pushAnswered : FrameKind::pushRefused, 0, 0, tag};
         writeFrame(*connection->channel, header, handled ? std::string_view(reply) : std::string_view(), patience);
     }
 
+    struct Turn {};
+
     std::unique_ptr<Connection> connection;
-    std::mutex writing;
+    platform::Guarded<Turn> writing; // one answer after the other; reading and closing need no turn
+};
+
+// To whom a notification is answered.
+struct Sender {
+    std::shared_ptr<Line> line;
+    std::uint32_t tag = 0;
 };
 
 } // namespace
 
-// The receiver's mutex guards the sender, since it may be exchanged.
-class RecvSession {
-public:
-    std::shared_ptr<Line> line;
-    std::uint32_t tag = 0;
-};
+// Only stands for a notification: the receiver knows its sender, which may be exchanged.
+class RecvSession {};
 
 namespace {
 
@@ -54,76 +59,70 @@ public:
         return *receiver;
     }
 
-    void add(CommandListener* listener) {
-        const std::scoped_lock lock(mutex_);
-        listeners_.push_back(listener);
-    }
-    void remove(CommandListener* listener) {
-        const std::scoped_lock lock(mutex_);
-        listeners_.erase(std::remove(listeners_.begin(), listeners_.end(), listener), listeners_.end());
-    }
+    void add(CommandListener* listener) { state_.lock()->listeners.push_back(listener); }
+    void remove(CommandListener* listener) { std::erase(state_.lock()->listeners, listener); }
 
     void start() {
-        const std::scoped_lock lock(mutex_);
-        if (thread_.joinable()) return;
-        stopping_ = false;
-        thread_ = std::thread([this] { run(); });
+        const auto state = state_.lock();
+        if (state->thread.joinable()) return;
+        state->stopping = false;
+        state->thread = std::thread([this] { run(); });
     }
 
     void stop() {
-        std::unique_lock lock(mutex_);
-        stopping_ = true;
+        auto state = state_.lock();
+        state->stopping = true;
         changed_.notify_all();
-        if (line_) line_->connection->channel->close();
-        std::thread thread = std::move(thread_);
-        lock.unlock();
-        if (thread.joinable()) thread.join();
-        lock.lock();
-        changed_.wait(lock, [this] { return underWay_ == 0; });
+        if (state->line) state->line->connection->channel->close();
+        std::thread thread = std::move(state->thread);
+        state.unlocked([&] {
+            if (thread.joinable()) thread.join();
+        });
+        state.wait(changed_, [&] { return state->underWay == 0; });
     }
 
-    void swap(RecvSession& one, RecvSession& other) {
-        const std::scoped_lock lock(mutex_);
-        std::swap(one.line, other.line);
-        std::swap(one.tag, other.tag);
+    void swap(const RecvSession& one, const RecvSession& other) {
+        const auto state = state_.lock();
+        std::swap(state->senders.at(&one), state->senders.at(&other));
     }
 
 private:
     void run();
     void receive(const std::shared_ptr<Line>& line);
     bool receiveOne(const std::shared_ptr<Line>& line);
-    void begin();
+    void begin(const RecvSession& session, Sender sender);
     void end();
     void deliver(const std::shared_ptr<RecvSession>& session, const FrameHeader& header, const std::string& payload);
     void answer(const RecvSession& session, bool handled, const std::string& reply);
     bool keepLine(const std::shared_ptr<Line>& line);
     bool pauseEnds(std::chrono::milliseconds time);
 
-    std::vector<CommandListener*> listeners() {
-        const std::scoped_lock lock(mutex_);
-        return listeners_;
-    }
+    std::vector<CommandListener*> listeners() { return state_.lock()->listeners; }
 
-    std::mutex mutex_; // guards what follows
+    struct State {
+        std::vector<CommandListener*> listeners;
+        std::thread thread;
+        std::shared_ptr<Line> line; // null while not connected
+        bool stopping = false;
+        int underWay = 0;                             // notifications
+        std::map<const RecvSession*, Sender> senders; // of those that are not answered yet
+    };
+
+    platform::Guarded<State> state_;
     std::condition_variable changed_;
-    std::vector<CommandListener*> listeners_;
-    std::thread thread_;
-    std::shared_ptr<Line> line_; // null while not connected
-    bool stopping_ = false;
-    int underWay_ = 0; // notifications
 };
 
 // Returns false when the receiver is stopping.
 bool Receiver::keepLine(const std::shared_ptr<Line>& line) {
-    const std::scoped_lock lock(mutex_);
-    line_ = line;
-    return !stopping_;
+    const auto state = state_.lock();
+    state->line = line;
+    return !state->stopping;
 }
 
 // Waits; returns false when the receiver is stopping.
 bool Receiver::pauseEnds(std::chrono::milliseconds time) {
-    std::unique_lock lock(mutex_);
-    return !changed_.wait_for(lock, time, [this] { return stopping_; });
+    auto state = state_.lock();
+    return !state.waitFor(changed_, time, [&] { return state->stopping; });
 }
 
 void Receiver::run() {
@@ -159,9 +158,7 @@ bool Receiver::receiveOne(const std::shared_ptr<Line>& line) {
     if (reader.readBody(header, payload, defaultFrameLimit, patience) != FrameStatus::done) return false;
 
     auto session = std::make_shared<RecvSession>();
-    session->line = line;
-    session->tag = header.tag;
-    begin();
+    begin(*session, {line, header.tag});
     try {
         runOnWorker([this, session, header, payload = std::move(payload)] { deliver(session, header, payload); },
                     [this] { end(); });
@@ -172,14 +169,15 @@ bool Receiver::receiveOne(const std::shared_ptr<Line>& line) {
     return true;
 }
 
-void Receiver::begin() {
-    const std::scoped_lock lock(mutex_);
-    ++underWay_;
+void Receiver::begin(const RecvSession& session, Sender sender) {
+    const auto state = state_.lock();
+    state->senders[&session] = std::move(sender);
+    ++state->underWay;
 }
 
 void Receiver::end() {
-    const std::scoped_lock lock(mutex_);
-    --underWay_;
+    const auto state = state_.lock();
+    --state->underWay;
     changed_.notify_all();
 }
 
@@ -202,11 +200,8 @@ void Receiver::deliver(const std::shared_ptr<RecvSession>& session, const FrameH
 }
 
 void Receiver::answer(const RecvSession& session, bool handled, const std::string& reply) {
-    std::unique_lock lock(mutex_);
-    const std::shared_ptr<Line> line = session.line;
-    const std::uint32_t tag = session.tag;
-    lock.unlock();
-    line->answer(tag, handled, reply);
+    const Sender sender = state_.lock()->senders.extract(&session).mapped();
+    sender.line->answer(sender.tag, handled, reply);
 }
 
 } // namespace

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <platform/bridge/workers.h>
 
+#include <platform/system/guarded.h>
+
 #include <condition_variable>
-#include <mutex>
 #include <optional>
 #include <thread>
 #include <utility>
@@ -21,20 +22,18 @@ struct Task {
 class Worker {
 public:
     void give(Task task) {
-        const std::scoped_lock lock(mutex_);
-        task_ = std::move(task);
+        *task_.lock() = std::move(task);
         given_.notify_one();
     }
     Task await() {
-        std::unique_lock lock(mutex_);
-        given_.wait(lock, [this] { return task_.has_value(); });
-        return *std::exchange(task_, std::nullopt);
+        auto task = task_.lock();
+        task.wait(given_, [&] { return task->has_value(); });
+        return *std::exchange(*task, std::nullopt);
     }
 
 private:
-    std::mutex mutex_;
+    platform::Guarded<std::optional<Task>> task_;
     std::condition_variable given_;
-    std::optional<Task> task_; // guarded by mutex_
 };
 
 // The idle threads of the process.
@@ -55,16 +54,13 @@ public:
 
 private:
     Worker* takeIdle() {
-        const std::scoped_lock lock(mutex_);
-        if (idle_.empty()) return nullptr;
-        Worker* worker = idle_.back();
-        idle_.pop_back();
+        const auto idle = idle_.lock();
+        if (idle->empty()) return nullptr;
+        Worker* worker = idle->back();
+        idle->pop_back();
         return worker;
     }
-    void enterIdle(Worker& worker) {
-        const std::scoped_lock lock(mutex_);
-        idle_.push_back(&worker);
-    }
+    void enterIdle(Worker& worker) { idle_.lock()->push_back(&worker); }
 
     // The loop of a thread: its first task, then further tasks. The thread is marked idle before `afterwards` reports
     // the end of the work, so a caller who comes back at once finds it.
@@ -79,8 +75,7 @@ private:
         }
     }
 
-    std::mutex mutex_;
-    std::vector<Worker*> idle_; // guarded by mutex_
+    platform::Guarded<std::vector<Worker*>> idle_;
 };
 
 } // namespace
@@ -90,27 +85,25 @@ void runOnWorker(std::function<void()> work, std::function<void()> afterwards) {
 }
 
 struct Job::State {
-    std::mutex mutex;
+    platform::Guarded<bool> done;
     std::condition_variable ended;
-    bool done = false; // guarded by mutex
 };
 
 Job::Job(std::function<void()> work) : state_(std::make_shared<State>()) {
     runOnWorker(std::move(work), [state = state_] {
-        const std::scoped_lock lock(state->mutex);
-        state->done = true;
+        *state->done.lock() = true;
         state->ended.notify_all();
     });
 }
 
 Job::~Job() {
-    std::unique_lock lock(state_->mutex);
-    state_->ended.wait(lock, [this] { return state_->done; });
+    auto done = state_->done.lock();
+    done.wait(state_->ended, [&] { return *done; });
 }
 
 bool Job::waitFor(std::chrono::milliseconds time) {
-    std::unique_lock lock(state_->mutex);
-    return state_->ended.wait_for(lock, time, [this] { return state_->done; });
+    auto done = state_->done.lock();
+    return done.waitFor(state_->ended, time, [&] { return *done; });
 }
 
 } // namespace bridge
