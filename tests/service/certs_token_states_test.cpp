@@ -283,6 +283,29 @@ TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
     EXPECT_EQ(import(), ImportCert::noSuchItem) << "it went with its session";
 }
 
+// Each session keeps the file that it parsed last, so that one account could fill the memory.
+TEST_F(TheSteeredToken, KeepsOnlySoMuchOfAnAccount) {
+    const auto parseIn = [](BridgeSession* session, const std::string& file) {
+        std::string request;
+        CommandStreamOut(request).append(file, std::string());
+        return session->__SendCommand(ModuleCertificates, 4, request.data(), static_cast<unsigned>(request.size()),
+                                      nullptr);
+    };
+    const std::string large = std::string(40U << 20, 'x') + "\n" + pem(middle.der); // an account may keep 64 MiB
+    CommandSender& sender = CommandSender::Instance();
+    BridgeSession* one = sender.OpenNewSession("One", 1);
+    BridgeSession* other = sender.OpenNewSession("Other", 1);
+    EXPECT_TRUE(parseIn(one, large)) << bridge::lastFailure().text();
+    EXPECT_FALSE(parseIn(other, large));
+    EXPECT_EQ(bridge::lastFailure().detail, static_cast<std::uint32_t>(Refused::overBudget));
+    EXPECT_TRUE(parseIn(one, large)) << "it takes the place of the former one";
+    sender.CloseSession(one);
+    bool parsed = false;
+    for (int i = 0; i < 100 && !parsed; ++i) parsed = parseIn(other, large);
+    EXPECT_TRUE(parsed) << "it was given back with its session";
+    sender.CloseSession(other);
+}
+
 TEST(AParsedFile, IsForgottenAfterItsTime) {
     bridge::AccountBudget budget({.all = 10});
     const auto share = [&budget] {
