@@ -73,7 +73,6 @@ Remove the file and its copy. The service starts as after its installation, with
 .PP
 The service also starts with the last good copy when the file is missing. If a file was edited while the service ran,
 what it held is kept as \fBpolicy.json.kept\-1\fR and so on when the service writes the next change.
-.SH EXIT STATUS
 )";
 
 constexpr const char* rest = R"(.SH EXIT STATUS
