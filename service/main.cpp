@@ -2,6 +2,7 @@
 //
 // panelkitd: reads its command line and serves front ends until it is asked to end.
 #include <service/base/log.h>
+#include <service/certs/openssl_memory.h>
 #include <service/daemon.h>
 #include <service/exit_status.h>
 #include <service/modules/host_process.h>
@@ -28,6 +29,7 @@ int main(int argc, char** argv) {
     if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
     forbidCoreDumps();
     setLogLevel(options.logLevel);
+    if (!wipeOpensslMemory()) logError("memory that OpenSSL releases can't be wiped");
     TerminationRequest termination;
     const LogThread logging;
     try {

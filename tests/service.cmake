@@ -10,7 +10,7 @@ if(NOT WIN32)
     if(NOT PANELKIT_SANITIZE)
         add_executable(pin_client support/pin_client.cpp)
         target_link_libraries(pin_client PRIVATE panelkit)
-        panelkit_test(test_service_secrets LABELS release SOURCES
+        panelkit_test(test_service_secrets LABELS release LINK certificate_maker SOURCES
             panelkit/certs/cert_secrets_test.cpp
             service/secrets_test.cpp
             support/memory_scan_posix.cpp)
@@ -117,6 +117,7 @@ endif()
 if(NOT WIN32) # where a program's operators new and delete are those of its libraries too
     panelkit_test(test_service_config_memory LINK panelkitd_parts SOURCES
         support/freed_memory.cpp
+        platform/system/secret_posix_test.cpp
         service/config_memory_test.cpp)
 endif()
 panelkit_test(test_service_config_threads LABELS threads LINK panelkitd_parts SOURCES

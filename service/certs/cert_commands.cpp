@@ -8,6 +8,7 @@
 #include <service/certs/parsed_file.h>
 #include <service/certs/preshared_keys.h>
 
+#include <platform/system/secret.h>
 #include <platform/system/wipe.h>
 #include <platform/text/escape.h>
 #include <vocabulary/certs.h>
@@ -183,8 +184,10 @@ ParsedFiles::Share roomFor(std::uint64_t bytes, bridge::AccountBudget& budget, c
 } // namespace
 
 std::string CertCommands::parseFile(Call& call) {
-    std::string content, password;
-    const WipeOnExit wipedContent(content), wipedPassword(password);
+    const platform::LockedPages request(call.in.rest());
+    std::string content; // it may hold private keys
+    platform::Secret password;
+    const WipeOnExit wiped(content);
     call.in >> content >> password;
     state_->parsed.forget(call.session.number);
     ParsedFiles::Share room = roomFor(content.size(), state_->importFiles, call);
@@ -203,8 +206,8 @@ std::string CertCommands::parseFile(Call& call) {
 std::string CertCommands::importCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     ImportWish wish;
-    std::string pin;
-    const WipeOnExit wiped(pin);
+    const platform::LockedPages request(call.in.rest());
+    platform::Secret pin;
     call.in >> wish.item >> wish.mode >> wish.extractable;
     const bool withPin = call.in.position() < call.in.size(); // an empty one is one too
     if (withPin) call.in >> pin;

@@ -8,7 +8,8 @@
 #include <service/certs/exporter.h>
 #include <service/certs/verification.h>
 
-#include <platform/system/wipe.h>
+#include <platform/system/clock.h>
+#include <platform/system/secret.h>
 
 namespace panelkitd {
 
@@ -83,13 +84,13 @@ std::string CertCommands::exportCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);
     ExportWish wish;
-    const platform::WipeOnExit wiped(wish.password);
     call.in >> wish.format >> wish.password >> wish.withChain >> wish.withKey;
     if (wish.withKey) call.subject += " with its private key";
     if (wish.withKey && !call.byAdministrator) {
         throw DeniedError("private keys are exported for administrators of the service only, and %s is not one of them",
                           displayName(call.session.peer));
     }
+    const platform::LockedPages request(call.in.rest());
     const auto answer = [&](const Outcome<ExportCert>& outcome) {
         return answered<Command::ExportCertificate>(call, outcome, inEnglish(outcome.why));
     };

@@ -73,7 +73,8 @@ Outcome<ExportCert> checkWish(const ExportWish& wish) {
     if (wish.withKey && wish.password.empty()) {
         return unfit(ExportCert::passwordUnfit, N_("A private key is exported under a password only."));
     }
-    const bool isText = platform::isValidUtf8(wish.password) && wish.password.find('\0') == std::string::npos;
+    const bool isText =
+        platform::isValidUtf8(wish.password) && wish.password.view().find('\0') == std::string_view::npos;
     if (!isText || wish.password.size() > longestPassword) {
         return unfit(ExportCert::passwordUnfit, N_("The password is not a text, or too long."));
     }

@@ -8,6 +8,8 @@
 
 #include <vocabulary/certs.h>
 
+#include <platform/system/secret.h>
+
 #include <string>
 #include <vector>
 
@@ -15,7 +17,7 @@ namespace panelkitd {
 
 struct ExportWish {
     vocabulary::CertExport format = vocabulary::CertExport::pem;
-    std::string password; // of a PKCS#12
+    platform::Secret password; // of a PKCS#12
     bool withChain = false;
     bool withKey = false;
 };

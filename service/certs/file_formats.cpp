@@ -55,22 +55,21 @@ bool nextBlock(BIO* bio, PemBlock& block) {
 }
 
 int givePassword(char* buffer, int size, int, void* context) {
-    const auto& password = *static_cast<const std::string*>(context);
+    const auto& password = *static_cast<const platform::Secret*>(context);
     if (password.size() > static_cast<std::size_t>(size)) return -1;
     std::memcpy(buffer, password.data(), password.size());
     return static_cast<int>(password.size());
 }
 
 // Decrypts a key with traditional encryption, which is described in the lines before the key.
-void decryptBlock(PemBlock& block, const std::string& password) {
+void decryptBlock(PemBlock& block, const platform::Secret& password) {
     EVP_CIPHER_INFO cipher{};
     if (PEM_get_EVP_CIPHER_INFO(block.header.data(), &cipher) != 1) {
         throw ParseError(ParseResult::unknownFormat, "the header of a PEM block in it is damaged");
     }
     if (!cipher.cipher) return;
     auto size = static_cast<long>(block.bytes.size());
-    std::string copy = password;
-    const platform::WipeOnExit wiped(copy);
+    platform::Secret copy = password; // the callback's context is not const
     if (PEM_do_header(&cipher, reinterpret_cast<unsigned char*>(block.bytes.data()), &size, givePassword, &copy) != 1) {
         throw ParseError(ParseResult::passwordWrong, "the password does not open its private key");
     }

@@ -95,7 +95,7 @@ bool has(std::uint32_t modes, CertImport mode) { return (modes >> static_cast<st
 
 } // namespace
 
-LoginForOnce::LoginForOnce(HeldToken& token, const std::string* pin, const Account& who) : token_(token) {
+LoginForOnce::LoginForOnce(HeldToken& token, const platform::Secret* pin, const Account& who) : token_(token) {
     if (pin) ours_ = token.loginForOnce(*pin, who);
 }
 

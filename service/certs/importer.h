@@ -39,7 +39,7 @@ struct ImportWish {
 class LoginForOnce {
 public:
     // `pin` may be null; then nothing is done. Throws RefusedError, also when another account is logged in.
-    LoginForOnce(HeldToken& token, const std::string* pin, const Account& who);
+    LoginForOnce(HeldToken& token, const platform::Secret* pin, const Account& who);
     ~LoginForOnce();
     LoginForOnce(const LoginForOnce&) = delete;
     LoginForOnce& operator=(const LoginForOnce&) = delete;

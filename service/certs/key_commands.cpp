@@ -9,7 +9,7 @@
 #include <service/certs/request_keys.h>
 #include <service/certs/request_maker.h>
 
-#include <platform/system/wipe.h>
+#include <platform/system/secret.h>
 #include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
 
@@ -58,8 +58,9 @@ std::string CertCommands::enumPresharedKeys(Call& call) {
 
 std::string CertCommands::createPresharedKey(Call& call) {
     const TokenInfo info = readToken(call);
-    std::string name, value;
-    const platform::WipeOnExit wiped(value);
+    const platform::LockedPages request(call.in.rest());
+    std::string name;
+    platform::Secret value;
     call.in >> name >> value;
     call.subject += ", preshared key " + platform::quotedName(name);
     HeldToken token = state_->providers.hold(info);

@@ -27,8 +27,6 @@ std::string keyIdOf(EVP_PKEY* key) {
 
 } // namespace
 
-FileCollector::~FileCollector() { platform::wipe(password_); }
-
 void FileCollector::addCertificate(std::string der, const std::string& name) {
     budget_.spendObject();
     CertificateFactsPtr facts = std::make_shared<const CertificateFacts>(readCertificateFacts(der));
@@ -115,7 +113,7 @@ std::vector<std::size_t> ParsedFile::issuersOf(std::size_t certificate, std::siz
     return found;
 }
 
-ParsedFile parseFile(const std::string& content, const std::string& password) {
+ParsedFile parseFile(const std::string& content, const platform::Secret& password) {
     FileCollector collector(password);
     if (content.find("-----BEGIN ") != std::string::npos) {
         readPem(content, collector);

@@ -7,6 +7,8 @@
 #include <service/certs/derivation_budget.h>
 #include <service/certs/object_facts.h>
 
+#include <platform/system/secret.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -46,17 +48,16 @@ private:
 
 // Returns the objects of a file, without duplicates. `password` is for encrypted keys and PKCS#12, and may be empty.
 // Throws ParseError with the result and the reason. The facts of its objects are not cached: any user can send files.
-ParsedFile parseFile(const std::string& content, const std::string& password);
+ParsedFile parseFile(const std::string& content, const platform::Secret& password);
 
 // Collects the objects that the readers of the formats find.
 class FileCollector {
 public:
-    explicit FileCollector(std::string password) : password_(std::move(password)) {}
-    ~FileCollector();
+    explicit FileCollector(const platform::Secret& password) : password_(password) {}
     FileCollector(const FileCollector&) = delete;
     FileCollector& operator=(const FileCollector&) = delete;
 
-    const std::string& password() const { return password_; }
+    const platform::Secret& password() const { return password_; }
     ParseBudget& budget() { return budget_; }
 
     // Add an object. Throw ParseError when the bytes are not an object of that kind.
@@ -70,7 +71,7 @@ public:
     ParsedFile finish();
 
 private:
-    std::string password_;
+    const platform::Secret password_;
     ParseBudget budget_;
     ParsedFile file_;
 };

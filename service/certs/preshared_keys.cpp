@@ -35,7 +35,7 @@ void checkName(const std::string& name) {
     }
 }
 
-void createKey(HeldToken& token, const std::string& name, const std::string& value) {
+void createKey(HeldToken& token, const std::string& name, const platform::Secret& value) {
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_SECRET_KEY).number(CKA_KEY_TYPE, CKK_GENERIC_SECRET).flag(CKA_TOKEN, true);
     object.flag(CKA_PRIVATE, true).flag(CKA_SENSITIVE, true).flag(CKA_EXTRACTABLE, false).flag(CKA_SIGN, true);
@@ -43,7 +43,7 @@ void createKey(HeldToken& token, const std::string& name, const std::string& val
     token.create({object});
 }
 
-void createData(HeldToken& token, const std::string& name, const std::string& value) {
+void createData(HeldToken& token, const std::string& name, const platform::Secret& value) {
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).flag(CKA_PRIVATE, true);
     object.bytes(CKA_LABEL, name).bytes(CKA_APPLICATION, mark).bytes(CKA_VALUE, value);
@@ -64,7 +64,7 @@ std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token) {
     return list;
 }
 
-void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value) {
+void createPresharedKey(HeldToken& token, const std::string& name, const platform::Secret& value) {
     checkName(name);
     if (value.empty() || value.size() > longestValue) {
         throw RefusedError(Refused::badInput, "a preshared key has 1 to %d bytes", longestValue);

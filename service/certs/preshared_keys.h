@@ -21,6 +21,6 @@ std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token);
 
 // Stores a key on the token. Throws RefusedError when the name or value is not allowed, when the name is taken, and
 // when the token refuses.
-void createPresharedKey(HeldToken& token, const std::string& name, const std::string& value);
+void createPresharedKey(HeldToken& token, const std::string& name, const platform::Secret& value);
 
 } // namespace panelkitd

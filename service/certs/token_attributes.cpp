@@ -14,8 +14,8 @@ std::string memoryOf(const T& value) {
 
 } // namespace
 
-ObjectTemplate& ObjectTemplate::bytes(CK_ATTRIBUTE_TYPE type, const std::string& value) {
-    host_.attributes.push_back({type, value});
+ObjectTemplate& ObjectTemplate::bytes(CK_ATTRIBUTE_TYPE type, std::string_view value) {
+    host_.attributes.push_back({type, platform::Secret(value)});
     return *this;
 }
 

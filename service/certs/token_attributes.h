@@ -17,7 +17,7 @@ class ObjectTemplate {
 public:
     ObjectTemplate() { host_.attributes.reserve(mostAttributes); } // no copies of secrets are left behind by growing
 
-    ObjectTemplate& bytes(CK_ATTRIBUTE_TYPE type, const std::string& value);
+    ObjectTemplate& bytes(CK_ATTRIBUTE_TYPE type, std::string_view value);
     ObjectTemplate& number(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
     ObjectTemplate& flag(CK_ATTRIBUTE_TYPE type, bool value);
 

@@ -3,7 +3,7 @@
 
 #include <service/base/refused.h>
 
-#include <platform/system/wipe.h>
+#include <platform/system/secret.h>
 
 #include <openssl/core_names.h>
 #include <openssl/err.h>
@@ -13,8 +13,6 @@
 #include <vector>
 
 namespace panelkitd {
-
-using platform::WipeOnExit;
 
 namespace {
 
@@ -43,9 +41,8 @@ void addNumber(const EVP_PKEY* key, const NumberRow& row, ObjectTemplate& object
     BIGNUM* number = nullptr;
     if (!EVP_PKEY_get_bn_param(key, row.parameter, &number)) return; // a key may come without its primes
     const NumberHandle owned(number);
-    std::string bytes(static_cast<std::size_t>(BN_num_bytes(number)), '\0');
-    const WipeOnExit wiped(bytes);
-    BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.data()));
+    platform::Secret bytes;
+    BN_bn2bin(number, reinterpret_cast<unsigned char*>(bytes.make(static_cast<std::size_t>(BN_num_bytes(number)))));
     object.bytes(row.attribute, bytes);
 }
 
@@ -86,9 +83,8 @@ void addSecretScalar(const EVP_PKEY* key, ObjectTemplate& object) {
     if (keyType(key) == CKK_EC) return addNumber(key, {CKA_VALUE, OSSL_PKEY_PARAM_PRIV_KEY}, object);
     std::size_t size = 0;
     EVP_PKEY_get_raw_private_key(key, nullptr, &size);
-    std::string bytes(size, '\0');
-    const WipeOnExit wiped(bytes);
-    EVP_PKEY_get_raw_private_key(key, reinterpret_cast<unsigned char*>(bytes.data()), &size);
+    platform::Secret bytes;
+    EVP_PKEY_get_raw_private_key(key, reinterpret_cast<unsigned char*>(bytes.make(size)), &size);
     object.bytes(CKA_VALUE, bytes);
 }
 

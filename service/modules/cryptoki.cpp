@@ -95,7 +95,7 @@ void check(CK_RV result, const char* function) {
     throw RefusedError(refusalOf(result), row ? row->text : unknownResult, function, resultName(result));
 }
 
-CK_UTF8CHAR* mutableBytes(const std::string& text) {
+CK_UTF8CHAR* mutableBytes(std::string_view text) {
     return reinterpret_cast<CK_UTF8CHAR*>(const_cast<char*>(text.data())); // NOLINT(*-const-cast): see the header
 }
 

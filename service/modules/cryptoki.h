@@ -24,7 +24,7 @@ vocabulary::Refused refusalOf(CK_RV result);
 
 // Returns the bytes of a text for a PKCS#11 function. Its parameters are not const, although the functions only read
 // them.
-CK_UTF8CHAR* mutableBytes(const std::string& text);
+CK_UTF8CHAR* mutableBytes(std::string_view text);
 
 // Returns the text with U+FFFD in place of each part that is not UTF-8.
 std::string utf8Only(std::string_view text);

@@ -106,6 +106,8 @@ bool Host::serveOne() {
     const platform::WipeOnExit wiped(payload);
     if (reader_.readHeader(request, bridge::never, patience) != FrameStatus::done) return false;
     if (reader_.readBody(request, payload, bridge::defaultFrameLimit, patience) != FrameStatus::done) return false;
+    const bool secret = carriesSecrets(static_cast<HostCommand>(request.command));
+    const platform::LockedPages locked(secret ? payload : std::string_view());
     *current_.lock() = {true, request.tag};
     changed_.notify_all();
     using bridge::RefusalReason;

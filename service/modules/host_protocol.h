@@ -9,10 +9,12 @@
 // one session with it, and carries out the whole command in that session. So a listing or an import needs only one or
 // two round trips.
 //
-// Types that may hold a PIN or a private key wipe it in their destructors.
+// PINs and the values of objects to create are Secrets. The values of objects that are read are too many to be locked
+// in memory; they are wiped.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
+#include <platform/system/secret.h>
 #include <platform/system/wipe.h>
 
 #include <cstdint>
@@ -39,6 +41,19 @@ enum class HostCommand : std::uint32_t {
     sign,         // HostTokenName, HostSigning -> string
     end,          // the module is finalised; the last command
 };
+
+// Whether requests of a command hold PINs, preshared keys or private keys.
+constexpr bool carriesSecrets(HostCommand command) {
+    switch (command) {
+    case HostCommand::login:
+    case HostCommand::initialize:
+    case HostCommand::changePin:
+    case HostCommand::seed:
+    case HostCommand::create:
+    case HostCommand::sign: return true;
+    default: return false;
+    }
+}
 
 // A reply with these fields.
 template <class... Fields>
@@ -107,35 +122,27 @@ static_assert(RecordListsEveryMember<HostTokenName>);
 enum class PinOf : std::uint32_t { user, securityOfficer };
 
 struct HostLogin {
-    std::string pin;
+    platform::Secret pin;
     bool mayBeFinal{}; // whether the last try of the PIN may be spent
 
-    ~HostLogin() { platform::wipe(pin); }
     static auto fields(auto& self, auto&& io) { return io(self.pin, self.mayBeFinal); }
 };
 static_assert(RecordListsEveryMember<HostLogin>);
 
 struct HostInitialization {
-    std::string label, soPin, userPin;
+    std::string label;
+    platform::Secret soPin, userPin;
     bool mayErase{}; // whether it may hold something
 
-    ~HostInitialization() {
-        platform::wipe(soPin);
-        platform::wipe(userPin);
-    }
     static auto fields(auto& self, auto&& io) { return io(self.label, self.soPin, self.userPin, self.mayErase); }
 };
 static_assert(RecordListsEveryMember<HostInitialization>);
 
 struct HostPinChange {
     PinOf whose{};
-    std::string oldPin, newPin;
+    platform::Secret oldPin, newPin;
     bool mayBeFinal{};
 
-    ~HostPinChange() {
-        platform::wipe(oldPin);
-        platform::wipe(newPin);
-    }
     static auto fields(auto& self, auto&& io) { return io(self.whose, self.oldPin, self.newPin, self.mayBeFinal); }
 };
 static_assert(RecordListsEveryMember<HostPinChange>);
@@ -144,9 +151,8 @@ static_assert(RecordListsEveryMember<HostPinChange>);
 
 struct HostAttribute {
     std::uint64_t type{};
-    std::string value; // the bytes as PKCS#11 has them in memory
+    platform::Secret value; // the bytes as PKCS#11 has them in memory
 
-    ~HostAttribute() { platform::wipe(value); }
     static auto fields(auto& self, auto&& io) { return io(self.type, self.value); }
 };
 static_assert(RecordListsEveryMember<HostAttribute>);
@@ -245,10 +251,9 @@ struct HostSigning {
     std::uint64_t key{};
     std::uint64_t mechanism{};
     std::string bytes;
-    bool withPin{};  // for a key that asks for the PIN at each use
-    std::string pin; // of the user
+    bool withPin{};       // for a key that asks for the PIN at each use
+    platform::Secret pin; // of the user
 
-    ~HostSigning() { platform::wipe(pin); }
     static auto fields(auto& self, auto&& io) {
         return io(self.generation, self.key, self.mechanism, self.bytes, self.withPin, self.pin);
     }

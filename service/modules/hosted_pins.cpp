@@ -28,11 +28,11 @@ std::array<CK_UTF8CHAR, labelSize> labelField(const std::string& label) {
     return field;
 }
 
-CK_ULONG length(const std::string& text) { return static_cast<CK_ULONG>(text.size()); }
+CK_ULONG length(std::string_view text) { return static_cast<CK_ULONG>(text.size()); }
 
 // Throws RefusedError when a new PIN is shorter or longer than the token allows, if the token reports its limits.
 // Called before anything is erased.
-void requireFit(const std::string& pin, PinOf whose, const HostToken& token) {
+void requireFit(const platform::Secret& pin, PinOf whose, const HostToken& token) {
     const std::size_t size = pin.size();
     const bool tooLong = token.longestPin > 0 && size > token.longestPin;
     if (size >= token.shortestPin && !tooLong) return;
@@ -47,7 +47,7 @@ void requireFit(const std::string& pin, PinOf whose, const HostToken& token) {
 // Logs in as the security officer for one operation.
 class SecurityOfficer {
 public:
-    SecurityOfficer(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::string& pin)
+    SecurityOfficer(const Pkcs11Library& library, CK_SESSION_HANDLE session, const platform::Secret& pin)
         : library_(library), session_(session) {
         check(library_->C_Login(session_, CKU_SO, mutableBytes(pin), length(pin)), "C_Login");
     }

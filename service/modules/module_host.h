@@ -136,6 +136,7 @@ public:
             request.reserve(roomForSecrets);
             const platform::WipeOnExit wiped(request);
             CommandStreamOut(request).append(fields...);
+            const platform::LockedPages locked(carriesSecrets(command) ? request : std::string_view());
             return host_->exchange(*process_, command, silence_, request);
         }
         // Requests with PINs and keys fit into this size. So the string does not grow, which would leave copies of them

@@ -18,14 +18,15 @@ std::string checkedModulePath(const std::string& path, const std::vector<std::st
 }
 
 // The file can't change between the check and the reading, because only trusted accounts can write it.
-std::string readPinFile(const std::string& path) {
+platform::Secret readPinFile(const std::string& path) {
     try {
         const std::string trusted = trustedPath(path, {});
         requirePrivate(trusted);
         std::string pin = platform::readFile(trusted, longestPinFile);
+        const platform::WipeOnExit wiped(pin);
         if (pin.ends_with('\n')) pin.pop_back();
         if (pin.empty()) throw RefusedError(Refused::badInput, "%s is empty", path);
-        return pin;
+        return platform::Secret(pin);
     } catch (const std::exception& why) {
         throw RefusedError(Refused::badInput, "the PIN can't be read").because(why);
     }

@@ -4,6 +4,8 @@
 // from. The checks make sure that only an administrator can have put them there. Any thread may call these functions.
 #pragma once
 
+#include <platform/system/secret.h>
+
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -26,9 +28,8 @@ std::string checkedModulePath(const std::string& path, const std::vector<std::st
 
 inline constexpr std::size_t longestPinFile = 1024; // bytes
 
-// Reads a file that holds a PIN; a line feed at its end is not part of it. The caller wipes the PIN. Throws
-// RefusedError when its path is not a trusted one, other accounts can read it, or it is empty or longer than
-// longestPinFile.
-std::string readPinFile(const std::string& path);
+// Reads a file that holds a PIN; a line feed at its end is not part of it. Throws RefusedError when its path is not a
+// trusted one, other accounts can read it, or it is empty or longer than longestPinFile.
+platform::Secret readPinFile(const std::string& path);
 
 } // namespace panelkitd

@@ -220,7 +220,7 @@ void HeldToken::logout(const Account& who) {
     turn_.ask<HostToken>(HostCommand::logout, name_);
 }
 
-bool HeldToken::loginForOnce(const std::string& pin, const Account& who) {
+bool HeldToken::loginForOnce(const platform::Secret& pin, const Account& who) {
     if (loggedIn()) {
         requireNoOther(owner(), who);
         return false;
@@ -239,7 +239,7 @@ void HeldToken::initialize(const HostInitialization& wish, const Account& who) {
 
 void HeldToken::changePin(const HostPinChange& change) { turn_.tell(HostCommand::changePin, name_, change); }
 
-void HeldToken::seed(const std::string& bytes) { turn_.tell(HostCommand::seed, name_, bytes); }
+void HeldToken::seed(const platform::Secret& bytes) { turn_.tell(HostCommand::seed, name_, bytes); }
 
 std::vector<HostMechanism> HeldToken::mechanisms() {
     return turn_.ask<std::vector<HostMechanism>>(HostCommand::mechanisms, name_);

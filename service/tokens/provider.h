@@ -128,7 +128,7 @@ public:
     void logout(const Account& who);
     // Logs in for one operation, unless `who` is logged in already. Returns whether it has logged in; if so, the caller
     // must call logoutAfterOnce().
-    bool loginForOnce(const std::string& pin, const Account& who);
+    bool loginForOnce(const platform::Secret& pin, const Account& who);
     void logoutAfterOnce();
     bool loggedIn();
 
@@ -140,7 +140,7 @@ public:
     // administrators may do this.
     void initialize(const HostInitialization& wish, const Account& who);
     void changePin(const HostPinChange& change);
-    void seed(const std::string& bytes);
+    void seed(const platform::Secret& bytes);
     std::vector<HostMechanism> mechanisms();
 
     // Objects are named by numbers, which are valid while this HeldToken exists.

@@ -5,7 +5,7 @@
 #include <service/base/refused.h>
 
 #include <panelkit/bridge/payload.h>
-#include <platform/system/wipe.h>
+#include <platform/system/secret.h>
 #include <platform/text/escape.h>
 #include <vocabulary/tokens.h>
 
@@ -17,7 +17,6 @@ using panelkit::Command;
 using panelkit::encodeReply;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using platform::WipeOnExit;
 using vocabulary::Refused;
 namespace title = vocabulary::pinTitle;
 
@@ -121,6 +120,7 @@ void TokenCommands::tell(void (TokenWatcher::*what)(const TokenInfo&), HeldToken
 
 std::string TokenCommands::login(Call& call) {
     const TokenInfo info = readToken(call);
+    const platform::LockedPages request(call.in.rest());
     HostLogin wish;
     call.in >> wish.pin >> wish.mayBeFinal;
     HeldToken token = providers_.hold(info);
@@ -144,6 +144,7 @@ std::string TokenCommands::logout(Call& call) {
 
 std::string TokenCommands::initialize(Call& call) {
     const TokenInfo info = readToken(call);
+    const platform::LockedPages request(call.in.rest());
     HostInitialization wish;
     call.in >> wish.label >> wish.soPin >> wish.userPin >> wish.mayErase;
     HeldToken token = providers_.hold(info);
@@ -160,6 +161,7 @@ std::string TokenCommands::initialize(Call& call) {
 
 std::string TokenCommands::changePin(Call& call) {
     const TokenInfo info = readToken(call);
+    const platform::LockedPages request(call.in.rest());
     HostPinChange change;
     bool ofSecurityOfficer = false;
     call.in >> change.oldPin >> change.newPin >> ofSecurityOfficer >> change.mayBeFinal;
@@ -170,8 +172,8 @@ std::string TokenCommands::changePin(Call& call) {
 
 std::string TokenCommands::seedRandom(Call& call) {
     const TokenInfo info = readToken(call);
-    std::string seed;
-    const WipeOnExit wiped(seed);
+    const platform::LockedPages request(call.in.rest());
+    platform::Secret seed;
     call.in >> seed;
     providers_.hold(info).seed(seed);
     return encodeReply<Command::InitTokenRNG>(true);

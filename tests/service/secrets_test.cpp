@@ -4,6 +4,7 @@
 #include "../support/memory_scan.h"
 #include "../support/service_fixture.h"
 #include "../support/standing_client.h"
+#include "certs_fixture.h"
 
 #include <panelkit/tokens/tokens_controller.h>
 #include <vocabulary/tokens.h>
@@ -57,6 +58,32 @@ TEST_F(Secrets, AreNowhereAfterAChange) {
     expectNoTrace(longPin, *client);
     expectNoTrace(shortPin, *client);
     expectNoTrace(shortPin, *run("login", shortPin + "\n"));
+}
+
+// OpenSSL derives keys from a password in UTF-16.
+std::string utf16(const std::string& text) {
+    std::string wide;
+    for (const char c : text) wide.append({'\0', c});
+    return wide;
+}
+
+class SecretsOfAnExport : public WithCertificates {};
+
+TEST_F(SecretsOfAnExport, AreNotInTheServiceAfterwards) {
+    initialize();
+    const Identity root = makeAuthority("Root");
+    const std::string given = plantedSecret("import#", 4);
+    const std::string wanted = plantedSecret("export#", 4);
+    ASSERT_EQ(
+        importFile(pkcs12(makeUser("user", root), {}, given), given, vocabulary::CertImport::withPrivateKey, true),
+        vocabulary::ImportCert::imported);
+    ASSERT_EQ(exportAs(vocabulary::CertExport::pkcs12, named("CN=user"), wanted, false, true),
+              vocabulary::ExportCert::exported)
+        << content;
+    for (const std::string& password : {given, wanted}) {
+        EXPECT_EQ(occurrencesInMemory(service.process().id(), password), 0U) << password;
+        EXPECT_EQ(occurrencesInMemory(service.process().id(), utf16(password)), 0U) << password << " as UTF-16";
+    }
 }
 
 // Without this the others could pass because the scan never finds anything.

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+//
+// Secrets in locked and wiped memory. Looks at the process as Linux shows it.
+#include "../../support/freed_memory.h"
+
+#include <platform/system/secret.h>
+
+#include <gtest/gtest.h>
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+using platform::LockedPages;
+using platform::Secret;
+
+namespace {
+
+// Kibibytes that are locked in memory now.
+long lockedNow() {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with("VmLck:")) return std::stol(line.substr(6));
+    }
+    return -1;
+}
+
+class ASecret : public testing::Test {
+protected:
+    void SetUp() override {
+        const Secret probe("x");
+        if (lockedNow() == before) GTEST_SKIP() << "this process may not lock memory";
+    }
+    const long before = lockedNow();
+};
+
+TEST_F(ASecret, IsInLockedMemoryWhileItExists) {
+    {
+        Secret pin("4711");
+        EXPECT_GT(lockedNow(), before);
+        const Secret copy = pin;
+        const Secret moved = std::move(pin);
+        EXPECT_EQ(copy.view(), "4711");
+        EXPECT_EQ(std::string(moved.c_str()), "4711");
+        pin.take(std::string(100'000, 'x'));
+        EXPECT_GE(lockedNow(), before + 96);
+    }
+    EXPECT_EQ(lockedNow(), before);
+}
+
+// The system unlocks a page for everybody.
+TEST_F(ASecret, KeepsItsPageLockedWhenANeighbourEnds) {
+    std::vector<char> memory(4 * platform::pageSize());
+    const LockedPages stays(memory.data(), memory.size());
+    const long locked = lockedNow();
+    { const LockedPages part(memory.data() + 10, memory.size() / 2); }
+    EXPECT_EQ(lockedNow(), locked);
+}
+
+TEST_F(ASecret, WorksWithoutAnyRightToLock) {
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const rlimit none{0, 0};
+        const bool limited = ::setrlimit(RLIMIT_MEMLOCK, &none) == 0 && (::geteuid() != 0 || ::setuid(65534) == 0);
+        const Secret pin("4711");
+        ::_exit(limited && lockedNow() <= 0 && pin.view() == "4711" ? 0 : 1);
+    }
+    int status = -1;
+    ::waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+}
+
+TEST(ASecretThatEnds, LeavesNothing) {
+    const std::string text = "a secret that is sought";
+    const FreedMemory freed(text);
+    {
+        Secret pin(text);
+        Secret copy = pin;
+        copy = Secret(text);
+        pin.take("other");
+    }
+    EXPECT_EQ(FreedMemory::found(), 0);
+}
+
+} // namespace
