@@ -11,6 +11,7 @@
 #include <panelctl/policy/policy_names.h>
 
 #include <panelkit/format/nearest.h>
+#include <panelkit/lsp/policy_file.h>
 #include <panelkit/lsp/policy_text.h>
 #include <vocabulary/policy.h>
 
@@ -175,9 +176,12 @@ private:
 // ---- activate
 
 // A policy file that can't be read would be sent as an empty one.
-void requireReadableFile(const LSPcmd::LSPsettings_t& settings) {
-    constexpr std::int32_t sourceFile = 1;
-    if (settings.Source == sourceFile) OpenedFile(settings.File);
+void requireReadableFile(const LSPcmd::LSPsettings_t& settings, const std::string& user = {}) {
+    try {
+        panelkit::readPolicyFile(settings, user);
+    } catch (const std::runtime_error& error) {
+        throw CommandError(Exit::badInput, error.what());
+    }
 }
 
 struct Activation {
@@ -196,7 +200,7 @@ struct Activation {
         LSPController controller;
         LSPcmd::LSPsettings_t settings;
         const bool known = controller.cmdGetUserSettings(user, &settings);
-        if (known) requireReadableFile(settings);
+        if (known) requireReadableFile(settings, user);
         const bool done = controller.cmdActivateUser(user, message, policy);
         // Where the settings are not known, the library says that in the message too.
         if (known) message = remarksText(bridge::lastRemarks(), message);

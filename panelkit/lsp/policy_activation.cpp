@@ -5,9 +5,11 @@
 
 #include <panelkit/bridge/send_command.h>
 #include <panelkit/loc/default_texts.h>
+#include <panelkit/lsp/policy_file.h>
 #include <panelkit/lsp/policy_lock.h>
 #include <panelkit/lsp/user_settings_file.h>
 
+#include <platform/system/account_files.h>
 #include <platform/system/files.h>
 
 #include <cstdint>
@@ -31,17 +33,21 @@ constexpr std::int32_t sourceFile = 1; // SOURCE_FILE of LSP_SOURCE_VARIANTS
 // its place would not be noticed.
 constexpr std::uint64_t largestPolicyFile = std::numeric_limits<std::int32_t>::max();
 
-// The policy file that the settings name; empty when they name none, nullopt when it can't be read.
-std::optional<std::string> readPolicyFile(const LSPsettings_t& settings) {
-    if (settings.Source != sourceFile) return std::string();
+// nullopt when it can't be read.
+std::optional<std::string> policyFileOf(const LSPsettings_t& settings, const std::string& user) {
     try {
-        return platform::readFile(settings.File, largestPolicyFile);
+        return readPolicyFile(settings, user);
     } catch (const platform::FileError&) {
         return std::nullopt;
     }
 }
 
 } // namespace
+
+std::string readPolicyFile(const LSPsettings_t& settings, const std::string& user) {
+    if (settings.Source != sourceFile) return {};
+    return platform::readFileAs(user, settings.File, largestPolicyFile);
+}
 
 } // namespace panelkit
 
@@ -60,7 +66,7 @@ bool LSPController::cmdActivateDDP(const std::string& policyName) {
 bool LSPController::cmdActivateSystem(std::string& message, const std::string& policyName) {
     LSPsettings_t settings;
     std::string content;
-    if (cmdGetSettings(&settings)) content = panelkit::readPolicyFile(settings).value_or("");
+    if (cmdGetSettings(&settings)) content = panelkit::policyFileOf(settings, {}).value_or("");
 
     const PolicyLock lock;
     const bool wasActive = panelkit::readActive();
@@ -82,7 +88,7 @@ bool LSPController::cmdActivateUser(const std::string& user, std::string& messag
         message += text(Text::cantGetUserLspSettings);
         settings = {}; // the file may have filled them
     }
-    const std::optional<std::string> content = panelkit::readPolicyFile(settings);
+    const std::optional<std::string> content = panelkit::policyFileOf(settings, user);
     if (!content) message.append(text(Text::cantReadUserLspFile)).append(settings.File).append("\n");
 
     const PolicyLock lock;

@@ -8,6 +8,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -171,6 +172,22 @@ TEST_F(AnotherUser, InTheUsersGroupMayLogInButNotInitialise) {
     EXPECT_EQ(runAs("nobody", groups, {"provider", "load", "/usr/lib/x.so"}).status, 4);
     EXPECT_EQ(runAs("nobody", groups, {"token", "reload"}).status, 4);
     EXPECT_THAT(service.log(), HasSubstr("audit: nobody TokenInitialize: denied"));
+}
+
+TEST_F(AnotherUser, HasItsPolicyReadWithItsOwnRights) {
+    const TemporaryFolder open;
+    ::chmod(open.path().c_str(), 0755);
+    std::ofstream(open.file("p.lsp")) << "title = T\nversion = 1\n[all]\naction = drop\n";
+    ::chmod(open.file("p.lsp").c_str(), 0600);
+    ASSERT_EQ(
+        run({"policy", "source", "set", "--user", "nobody", "--source", "File", "--file", open.file("p.lsp")}).status,
+        0);
+    const auto refused = run({"policy", "activate", "user", "--user", "nobody"});
+    EXPECT_EQ(refused.status, 12) << refused.error;
+    EXPECT_THAT(refused.error, HasSubstr("p.lsp: Permission denied"));
+    ::chmod(open.file("p.lsp").c_str(), 0644);
+    const auto done = run({"policy", "activate", "user", "--user", "nobody"});
+    EXPECT_EQ(done.status, 0) << done.error;
 }
 
 // The service runs under the account "nobody", which must not receive PINs.
