@@ -31,7 +31,8 @@ add_dependencies(test_panelctl_certs panelctl catalogues)
 if(NOT WIN32)
     target_sources(test_panelctl_certs PRIVATE
         support/pseudo_terminal_posix.cpp
-        panelctl/cert_terminal_test.cpp)
+        panelctl/cert_terminal_test.cpp
+        panelctl/hidden_characters_posix_test.cpp)
     target_link_libraries(test_panelctl_certs PRIVATE util) # openpty
 endif()
 panelkit_test(test_panelctl_policy LINK thirdparty_json SOURCES

@@ -38,6 +38,21 @@ std::string painted(const std::string& text, Mood mood) {
     return colours && mood != Mood::plain ? codeOf(mood) + text + "\033[0m" : text;
 }
 
+// The line may have our own colour codes.
+void writeLine(const std::string& line) { cli_printf("%s\n", line.c_str()); }
+
+// Sentences of ours have the names of tokens, files and accounts in them. Ends of lines are ours: callers escape texts
+// that may have some.
+std::string harmless(const std::string& text) {
+    std::string safe;
+    for (std::size_t begin = 0; begin <= text.size();) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        safe += (begin == 0 ? "" : "\n") + escaped(std::string_view(text).substr(begin, end - begin));
+        begin = end + 1;
+    }
+    return safe;
+}
+
 } // namespace
 
 void setColours(bool on) { colours = on; }
@@ -59,7 +74,7 @@ void Table::print() const {
             line += painted(text, row[i].mood);
             if (!last) line += std::string(static_cast<std::size_t>(widths[i] - displayWidth(text)) + 2, ' ');
         }
-        printLine(line);
+        writeLine(line);
     };
     std::vector<Cell> heading;
     for (const std::string& text : headings_) heading.push_back({text, Mood::faint});
@@ -75,15 +90,16 @@ void Sheet::print() const {
     for (const Line& line : lines_) {
         if (line.cell.text.empty()) continue;
         const std::string name = padded(line.name + ":", width + 3);
-        printLine(painted(name, Mood::faint) + painted(escaped(line.cell.text), line.cell.mood));
+        writeLine(painted(name, Mood::faint) + painted(escaped(line.cell.text), line.cell.mood));
     }
 }
 
-void printLine(const std::string& text) { cli_printf("%s\n", text.c_str()); }
+void printLine(const std::string& text) { writeLine(harmless(text)); }
 
 void printNote(const std::string& text) {
-    std::string converted = text + "\n"; // not changed when there is no code page to convert to
-    cli_sprintf(&converted, "%s\n", text.c_str());
+    const std::string line = harmless(text);
+    std::string converted = line + "\n"; // not changed when there is no code page to convert to
+    cli_sprintf(&converted, "%s\n", line.c_str());
     std::fflush(stdout); // so that notes and results appear in the order in which they were printed
     std::fwrite(converted.data(), 1, converted.size(), stderr);
     std::fflush(stderr); // some runtimes buffer it when it is not a console
@@ -94,21 +110,29 @@ void printLines(const std::string& text) {
         const std::size_t end = std::min(text.find('\n', begin), text.size());
         std::string line = text.substr(begin, end - begin);
         std::replace(line.begin(), line.end(), '\t', ' ');
-        printLine(escaped(line));
+        writeLine(escaped(line));
         begin = end + 1;
     }
 }
 
-void printJson(const nlohmann::ordered_json& value) {
-    printRaw(value.dump(2, ' ', false, nlohmann::json::error_handler_t::replace) + "\n");
+namespace {
+
+// JSON in one form for terminals and pipes: characters that act on a terminal or can't be seen are written as \u
+// escapes, so what tokens, certificates and files say has no effect on the reader. They occur only within texts.
+std::string jsonText(const nlohmann::ordered_json& value, int indent) {
+    return platform::escapedJson(value.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";
 }
+
+} // namespace
+
+void printJson(const nlohmann::ordered_json& value) { printRaw(jsonText(value, 2)); }
 
 nlohmann::ordered_json timeJson(std::uint64_t time) {
     return time == 0 ? nlohmann::ordered_json(nullptr) : nlohmann::ordered_json(platform::isoText(time));
 }
 
 void printJsonLine(const nlohmann::ordered_json& value) {
-    const std::string line = value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    const std::string line = jsonText(value, -1);
     useBinaryOutput();
     std::fwrite(line.data(), 1, line.size(), stdout);
 }

@@ -49,7 +49,8 @@ private:
 // Colours are used on a terminal unless NO_COLOR is set.
 void setColours(bool on);
 
-// A line of a result, and a line about progress or problems. Text from elsewhere must have been escaped before.
+// A line of a result, and a line about progress or problems. Characters that act on a terminal or can't be seen are
+// escaped, except for ends of lines: text from elsewhere that may have some must have been escaped before.
 void printLine(const std::string& text);
 void printNote(const std::string& text);
 

@@ -4,6 +4,7 @@
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/system.h>
+#include <panelctl/base/terminal_text.h>
 
 #include <panelkit/cli/cli_input.h>
 #include <panelkit/cli/cli_output.h>
@@ -38,8 +39,9 @@ bool readLine(int descriptor, std::string& line) {
 
 // The prompt goes to the terminal, wherever standard output goes.
 void printPrompt(const std::string& text) {
-    std::string converted = text; // not changed when there is no code page to convert to
-    cli_sprintf(&converted, "%s", text.c_str());
+    const std::string safe = escaped(text); // it names a token or a file
+    std::string converted = safe;           // not changed when there is no code page to convert to
+    cli_sprintf(&converted, "%s", safe.c_str());
     std::fputs(converted.c_str(), stderr);
     std::fflush(stderr);
 }

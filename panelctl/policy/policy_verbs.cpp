@@ -85,7 +85,7 @@ struct PolicyView {
         std::string text;
         if (!controller.cmdViewCurrent(text)) throw lastFailureError();
         if (context.json) return printJson({{"schema", 1}, {"text", text}});
-        printRaw(text);
+        outputIsTerminal() ? printLines(text) : printRaw(text);
     }
 };
 

@@ -21,12 +21,16 @@ constexpr bool isHidden(char32_t character) {
         char32_t first, last;
     };
     constexpr std::array hidden{
-        Range{0x0000, 0x001F},                        // control characters
-        Range{0x007F, 0x009F}, Range{0x00AD, 0x00AD}, // soft hyphen
-        Range{0x061C, 0x061C},                        // direction
-        Range{0x180E, 0x180E}, Range{0x200B, 0x200F}, // without width, direction
-        Range{0x2028, 0x202E},                        // ends of lines, direction
-        Range{0x2060, 0x206F}, Range{0xFEFF, 0xFEFF}, Range{0xFFF9, 0xFFFB}, Range{0xE0000, 0xE007F}, // tags
+        Range{0x0000, 0x001F},                            // control characters
+        Range{0x007F, 0x009F},   Range{0x00AD, 0x00AD},   // soft hyphen
+        Range{0x034F, 0x034F},   Range{0x061C, 0x061C},   // joins graphemes; direction
+        Range{0x115F, 0x1160},   Range{0x17B4, 0x17B5},   // fillers and vowels without width
+        Range{0x180B, 0x180F},   Range{0x200B, 0x200F},   // without width, direction
+        Range{0x2028, 0x202E},                            // ends of lines, direction
+        Range{0x2060, 0x206F},   Range{0x3164, 0x3164},   // without width, direction; filler
+        Range{0xFEFF, 0xFEFF},   Range{0xFFA0, 0xFFA0},   // without width; filler
+        Range{0xFFF9, 0xFFFB},   Range{0x1D173, 0x1D17A}, // notes between lines; music
+        Range{0xE0000, 0xE0FFF},                          // tags
     };
     return std::any_of(hidden.begin(), hidden.end(),
                        [=](const Range& range) { return range.first <= character && character <= range.last; });
@@ -47,6 +51,26 @@ inline std::string escaped(std::string_view text) {
             safe += "\\u{" + hexNumber(next.character, 2) + "}";
         }
         text.remove_prefix(next.bytes);
+    }
+    return safe;
+}
+
+// JSON with hidden characters shown as \u escapes, which means the same. It leaves control characters alone: JSON has
+// them only between values, as ends of lines.
+inline std::string escapedJson(std::string_view json) {
+    std::string safe;
+    while (!json.empty()) {
+        const Utf8Character next = firstCharacter(json);
+        const char32_t character = next.character;
+        if (character < 0x7F || !isHidden(character)) {
+            safe += json.substr(0, next.bytes);
+        } else if (character < 0x10000) {
+            safe += "\\u" + hexNumber(character, 4);
+        } else {
+            safe += "\\u" + hexNumber(0xD800 + ((character - 0x10000) >> 10), 4);
+            safe += "\\u" + hexNumber(0xDC00 + (character & 0x3FF), 4);
+        }
+        json.remove_prefix(next.bytes);
     }
     return safe;
 }
