@@ -67,7 +67,7 @@ namespace certFlag {
 // clang-format off
 inline constexpr std::uint32_t authority      = 0x01; // a CA: basic constraints say so
 inline constexpr std::uint32_t selfIssued     = 0x02; // subject and issuer are the same
-inline constexpr std::uint32_t trusted        = 0x04; // the object carries CKA_TRUSTED
+inline constexpr std::uint32_t trusted        = 0x04; // may be the end of a chain; a remark says why
 inline constexpr std::uint32_t privateObject  = 0x08; // visible only when logged in
 inline constexpr std::uint32_t canDelete      = 0x10;
 inline constexpr std::uint32_t keyExtractable = 0x20; // its private key may be exported from the token

@@ -61,6 +61,7 @@ enum class Refused : std::uint32_t {
     notVerified      = 54, // what is wrong with a certificate of the chain
     chainLink        = 55, // of a certificate that verifies: how its chain goes
     notCounted       = 56, // of a certificate that verifies: what was found and ignored
+    trusted          = 57, // why a certificate may be the end of a chain
 
     // policies
     policyLine       = 60, // an error or a remark on a line of a policy file; the line number comes first

@@ -108,6 +108,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::providerProblem: // remarks on answers, which are not refused
     case Refused::chainLink:
     case Refused::notCounted:
+    case Refused::trusted:
     case Refused::policyCopy:
     case Refused::policyReplaced:
     case Refused::credentials: return Exit::refused;

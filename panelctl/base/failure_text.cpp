@@ -21,7 +21,8 @@ bool standsAlone(const bridge::Remark& remark) {
     case Refused::policyCopy:
     case Refused::notVerified:
     case Refused::chainLink:
-    case Refused::notCounted: return true;
+    case Refused::notCounted:
+    case Refused::trusted: return true;
     default: return false;
     }
 }

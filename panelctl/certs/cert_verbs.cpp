@@ -9,7 +9,9 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 
+#include <platform/bridge/failure.h>
 #include <platform/system/clock.h>
+#include <vocabulary/refusals.h>
 
 #include <algorithm>
 #include <iterator>
@@ -126,6 +128,31 @@ std::string bytesFromHex(const std::string& digits) {
     return bytes;
 }
 
+// What the service remarked on the details of a certificate.
+struct Remarked {
+    std::string trust;   // why it is trusted
+    std::string warning; // a revocation that does not count everywhere
+
+    static Remarked last() { return {textOf(vocabulary::Refused::trusted), textOf(vocabulary::Refused::notCounted)}; }
+
+private:
+    static std::string textOf(vocabulary::Refused code) {
+        std::vector<bridge::Remark> those;
+        for (const bridge::Remark& remark : bridge::lastRemarks()) {
+            if (remark.code == static_cast<std::uint32_t>(code)) those.push_back(remark);
+        }
+        return inOneLine(remarksText(those, {}));
+    }
+};
+
+// Whether chains may end at it. Of a certificate that another one signed this is usually not asked, so then the text is
+// empty.
+Cell trustCell(const CertInfo& certificate, const Remarked& remarked) {
+    const auto has = [&](std::uint32_t flag) { return (certificate.flags & flag) != 0; };
+    if (has(vocabulary::certFlag::trusted)) return {remarked.trust.empty() ? say("yes") : remarked.trust, Mood::plain};
+    return {has(vocabulary::certFlag::selfIssued) ? say("no") : "", Mood::warning};
+}
+
 struct CertShow {
     ObjectName name;
     bool whole = false;
@@ -141,13 +168,14 @@ struct CertShow {
         CertExtentions details;
         std::string all;
         if (!controller->GetCertDetails(found.token, found.object, details, all)) throw lastFailureError();
-        if (context.json) return printJson(detailsJson(found, details));
+        const Remarked remarked = Remarked::last();
+        if (context.json) return printJson(detailsJson(found, details, remarked));
         if (whole) return printLines(all);
-        sheetOf(found, details).print();
+        sheetOf(found, details, remarked).print();
     }
 
 private:
-    static Sheet sheetOf(const Certificate& found, const CertExtentions& details) {
+    static Sheet sheetOf(const Certificate& found, const CertExtentions& details, const Remarked& remarked) {
         const CertInfo& certificate = found.object;
         Sheet sheet;
         sheet.add(say("Subject"), {certificate.subject});
@@ -155,6 +183,8 @@ private:
         sheet.add(say("Serial number"), {certificate.serialNumber});
         sheet.add(say("State"), stateCell(certificate));
         sheet.add(say("Revoked at"), {details.revokedAt ? timeText(details.revokedAt) : "", Mood::bad});
+        sheet.add(say("Revocation"), {remarked.warning, Mood::warning});
+        sheet.add(say("Trusted"), trustCell(certificate, remarked));
         sheet.add(say("Valid from"), {timeText(certificate.notBefore)});
         sheet.add(say("Valid to"), {withDaysLeft(certificate.notAfter), daysLeftCell(certificate.notAfter).mood});
         sheet.add(say("Token"), {nameOf(found.token)});
@@ -182,7 +212,8 @@ private:
         sheet.add(say("Authority at"), {details.authorityInfoAccess});
     }
 
-    static nlohmann::ordered_json detailsJson(const Certificate& found, const CertExtentions& details) {
+    static nlohmann::ordered_json detailsJson(const Certificate& found, const CertExtentions& details,
+                                              const Remarked& remarked) {
         nlohmann::ordered_json json = toJson(found.object, found.token);
         json["uri"] = uriOf(found.token, "cert", details.label, bytesFromHex(details.keyId));
         json["label"] = details.label;
@@ -194,6 +225,8 @@ private:
         json["subjectAlternativeNames"] = details.subjectAlternativeNames;
         json["sha1Fingerprint"] = details.sha1Fingerprint;
         json["revokedAt"] = timeJson(details.revokedAt);
+        json["trustReason"] = remarked.trust;
+        json["revocationNote"] = remarked.warning;
         json["extensions"] = nlohmann::ordered_json::array();
         for (const auto& [extension, value] : details.extensions) {
             json["extensions"].push_back({{"name", extension}, {"value", value}});

@@ -50,7 +50,15 @@ std::string CertCommands::certDetails(Call& call) {
     const Holdings holdings = state_->look();
     const PlacedCertificate certificate = holdings.find(token, record);
     CertExtentions details = describeFully(*certificate.certificate);
-    details.revokedAt = holdings.revokedAt(*certificate.certificate->facts);
+    const CertificateFacts& facts = *certificate.certificate->facts;
+    details.revokedAt = holdings.revokedAt(facts);
+    if (const auto trust = holdings.trustIn(facts)) call.remarks.push_back(trustRemark(facts.info.subject, *trust));
+    if (details.revokedAt != 0 && state_->configuration.settings().crlProcessing == CrlProcessing::off) {
+        call.remarks.push_back(remark(Refused::notCounted,
+                                      "Warning: \"%s\" is revoked since %s; for IKE this does not count, because "
+                                      "IKE.CRL_PROCESSING turns revocation off",
+                                      facts.info.subject, platform::dateText(details.revokedAt)));
+    }
     return encodeReply<Command::GetCertDetails>(holdings.describe(certificate), details,
                                                 printed(*certificate.certificate));
 }
@@ -83,6 +91,7 @@ std::string CertCommands::verifyCert(Call& call) {
 std::string CertCommands::exportCertificate(Call& call) {
     const TokenInfo info = readToken(call);
     const CertInfo record = readCertificate(call);
+    const platform::LockedPages request(call.in.rest());
     ExportWish wish;
     call.in >> wish.format >> wish.password >> wish.withChain >> wish.withKey;
     if (wish.withKey) call.subject += " with its private key";
@@ -90,7 +99,6 @@ std::string CertCommands::exportCertificate(Call& call) {
         throw DeniedError("private keys are exported for administrators of the service only, and %s is not one of them",
                           displayName(call.session.peer));
     }
-    const platform::LockedPages request(call.in.rest());
     const auto answer = [&](const Outcome<ExportCert>& outcome) {
         return answered<Command::ExportCertificate>(call, outcome, inEnglish(outcome.why));
     };

@@ -13,6 +13,7 @@ namespace panelkitd {
 
 struct CredentialList {
     bool anyToken = false;
+    bool revocationCounts = true;                          // false: IKE.CRL_PROCESSING turns it off
     std::vector<CertInfo> certificates;                    // of all tokens, with or without private key
     std::optional<std::vector<std::string>> presharedKeys; // their names; nullopt when the service can't read them
 };

@@ -36,10 +36,17 @@ bool signedBy(const StoredCertificate& certificate, const StoredCertificate& iss
 
 std::uint32_t objectFlags(const TokenObjects& token, const StoredCertificate& certificate) {
     std::uint32_t flags = 0;
-    if (certificate.trusted) flags |= certFlag::trusted;
     if (certificate.isPrivate) flags |= certFlag::privateObject;
     if (!(token.token.flags & vocabulary::tokenFlag::writeProtected)) flags |= certFlag::canDelete;
     return flags;
+}
+
+std::optional<Trust::Reason> trustOn(const TokenObjects& token, const StoredCertificate& certificate,
+                                     FactsCache& cache) {
+    if (!certificate.facts->readable) return std::nullopt;
+    if (certificate.trusted) return Trust::Reason::markedByToken;
+    if (token.isOwn && cache.isSelfSigned(certificate.der, *certificate.facts)) return Trust::Reason::onOwnToken;
+    return std::nullopt;
 }
 
 } // namespace
@@ -58,7 +65,15 @@ Holdings::Holdings(const Providers& providers, FactsCache& cache) {
     unseen_ = forEachToken(providers, [&](HeldToken& held, const TokenInfo& token) {
         tokens_.push_back(readObjects(held, cache));
         tokens_.back().token = token;
+        tokens_.back().isOwn = held.isOwn();
     });
+    for (const TokenObjects& token : tokens_) {
+        for (const StoredCertificate& certificate : token.certificates) {
+            const auto reason = trustOn(token, certificate, cache);
+            if (reason)
+                trusted_.emplace(certificate.facts->info.fingerprint, Trust{*reason, token.token.*field::label});
+        }
+    }
 }
 
 const TokenObjects& Holdings::token(const TokenInfo& named) const {
@@ -86,6 +101,7 @@ CertInfo Holdings::describe(const PlacedCertificate& placed) const {
     const StoredCertificate& certificate = *placed.certificate;
     CertInfo info = certificate.facts->info;
     info.flags |= objectFlags(*placed.place, certificate);
+    if (trustIn(*certificate.facts)) info.flags |= certFlag::trusted;
     if (!certificate.facts->readable) return info;
     info.state = stateOf(*certificate.facts);
     if (const StoredKey* key = placed.place->keyOf(*certificate.facts, certificate.id)) {
@@ -119,6 +135,11 @@ std::uint64_t Holdings::revokedAt(const CertificateFacts& certificate) const {
         }
     }
     return 0;
+}
+
+std::optional<Trust> Holdings::trustIn(const CertificateFacts& certificate) const {
+    const auto found = trusted_.find(certificate.info.fingerprint);
+    return found == trusted_.end() ? std::nullopt : std::optional(found->second);
 }
 
 bool Holdings::isSignedByItsIssuer(const CrlFacts& crl) const {

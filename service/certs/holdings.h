@@ -9,6 +9,9 @@
 #include <panelkit/certs/cert_records.h>
 
 #include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -18,6 +21,12 @@ namespace panelkitd {
 struct PlacedCertificate {
     const TokenObjects* place;
     const StoredCertificate* certificate;
+};
+
+// Why a certificate may be the end of a chain.
+struct Trust {
+    enum class Reason : unsigned char { markedByToken, onOwnToken } reason;
+    std::string token; // its label
 };
 
 class Holdings {
@@ -43,6 +52,11 @@ public:
     // Returns when a CRL on a token revokes the certificate, in seconds since 1970; 0 when none does.
     std::uint64_t revokedAt(const CertificateFacts& certificate) const;
 
+    // Returns why the certificate is trusted; nullopt when it is not. There is one rule: a token marks the certificate
+    // with CKA_TRUSTED, or it is signed with its own key and on a token of the embedded provider, which only
+    // administrators can write to.
+    std::optional<Trust> trustIn(const CertificateFacts& certificate) const;
+
     // Returns false when tokens have certificates with the name of the list's issuer, but none of them has signed the
     // list.
     bool isSignedByItsIssuer(const CrlFacts& crl) const;
@@ -54,6 +68,7 @@ public:
 
 private:
     std::vector<TokenObjects> tokens_;
+    std::map<std::string, Trust> trusted_; // by fingerprint
     std::vector<UnseenTokens> unseen_;
 };
 

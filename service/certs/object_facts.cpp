@@ -9,6 +9,7 @@
 #include <vocabulary/certs.h>
 
 #include <openssl/core_names.h>
+#include <openssl/err.h>
 
 #include <algorithm>
 
@@ -180,8 +181,23 @@ CrlFactsPtr FactsCache::crl(const std::string& der) {
     return facts;
 }
 
+bool FactsCache::isSelfSigned(const std::string& der, const CertificateFacts& facts) {
+    if (!facts.readable || !(facts.info.flags & vocabulary::certFlag::selfIssued)) return false;
+    {
+        const auto known = selfSigned_.lock();
+        const auto found = known->find(facts.info.fingerprint);
+        if (found != known->end()) return found->second;
+    }
+    const bool itIs = X509_self_signed(certificateFrom(der).get(), 1) == 1;
+    ERR_clear_error();
+    const auto known = selfSigned_.lock();
+    if (known->size() >= mostCertificates) known->clear();
+    return (*known)[facts.info.fingerprint] = itIs;
+}
+
 void FactsCache::clear() {
     certificates_.lock()->clear();
+    selfSigned_.lock()->clear();
     *crls_.lock() = {};
 }
 

@@ -53,6 +53,10 @@ public:
     CrlFactsPtr crl(const std::string& der);
     void clear();
 
+    // Returns whether a certificate is signed with its own key. Only certificates that count for trust are checked,
+    // since a strange key makes the check slow and any user can send files with such keys.
+    bool isSelfSigned(const std::string& der, const CertificateFacts& facts);
+
 private:
     // The key of the maps is the SHA-256 of the DER.
     struct Crls {
@@ -61,6 +65,7 @@ private:
     };
     platform::Guarded<std::unordered_map<std::string, CertificateFactsPtr>> certificates_;
     platform::Guarded<Crls> crls_;
+    platform::Guarded<std::unordered_map<std::string, bool>> selfSigned_; // the key is the fingerprint
 };
 
 } // namespace panelkitd

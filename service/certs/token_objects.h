@@ -56,6 +56,7 @@ struct StoredCrl {
 
 struct TokenObjects {
     PKCS11::TokenInfo token;
+    bool isOwn = false; // of the embedded provider
     std::vector<StoredCertificate> certificates;
     std::vector<StoredKey> keys;
     std::vector<StoredPublicKey> publicKeys;

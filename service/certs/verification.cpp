@@ -2,6 +2,7 @@
 #include <service/certs/verification.h>
 
 #include <service/base/refused.h>
+#include <service/certs/verification_purposes.h>
 #include <service/certs/x509_text.h>
 
 #include <platform/system/clock.h>
@@ -19,7 +20,6 @@ namespace panelkitd {
 
 using Loc::N_;
 using vocabulary::Refused;
-using vocabulary::VerifyPurpose;
 namespace verifyFlag = vocabulary::verifyFlag;
 
 namespace {
@@ -51,7 +51,7 @@ Participants gather(const Holdings& holdings, const std::vector<const StoredCert
     Participants all;
     for (const StoredCertificate* stored : certificates) {
         CertificateHandle certificate = certificateFrom(stored->der);
-        if (X509_self_signed(certificate.get(), 1) == 1) X509_STORE_add_cert(all.store.get(), certificate.get());
+        if (holdings.trustIn(*stored->facts)) X509_STORE_add_cert(all.store.get(), certificate.get());
         sk_X509_push(all.others.get(), certificate.release());
     }
     for (const TokenObjects& token : holdings.tokens()) {
@@ -68,52 +68,6 @@ Participants gather(const Holdings& holdings, const std::vector<const StoredCert
     return all;
 }
 
-// ---- purposes
-
-struct PurposeRow {
-    VerifyPurpose purpose;
-    int openssl; // X509_PURPOSE_..., 0 for none
-    Loc::MarkedWording<'s'> ifUnfit;
-};
-
-// clang-format off
-constexpr std::array purposes = {
-    PurposeRow{VerifyPurpose::any,       0,                       N_("\"%s\" must not be used for anything")},
-    PurposeRow{VerifyPurpose::ikePeer,   0,                       N_("\"%s\" must not be used for an IKE peer")},
-    PurposeRow{VerifyPurpose::tlsServer, X509_PURPOSE_SSL_SERVER, N_("\"%s\" must not be used for a TLS server")},
-    PurposeRow{VerifyPurpose::tlsClient, X509_PURPOSE_SSL_CLIENT, N_("\"%s\" must not be used for a TLS client")},
-    PurposeRow{VerifyPurpose::authority, 0,                       N_("\"%s\" must not be used for an authority")},
-};
-// clang-format on
-
-const PurposeRow& purposeOf(std::uint32_t how) {
-    const auto wanted = static_cast<VerifyPurpose>(how & verifyFlag::purposeMask);
-    const auto row = std::find_if(purposes.begin(), purposes.end(),
-                                  [&](const PurposeRow& candidate) { return candidate.purpose == wanted; });
-    const std::uint32_t known = verifyFlag::purposeMask | verifyFlag::crlRequired | verifyFlag::noRevocation;
-    const bool both = (how & verifyFlag::crlRequired) && (how & verifyFlag::noRevocation);
-    if (row == purposes.end() || (how & ~known) || both) {
-        throw RefusedError(Refused::badInput, "there is no way to verify with the number %d", how);
-    }
-    return *row;
-}
-
-// For purposes that OpenSSL lacks. An IKE peer signs; an extended key usage, if present, names IKE or any.
-bool fits(X509* certificate, VerifyPurpose purpose) {
-    const std::uint32_t present = X509_get_extension_flags(certificate);
-    const std::uint32_t usage = X509_get_key_usage(certificate); // all bits when it has none
-    if (purpose == VerifyPurpose::authority) return X509_check_ca(certificate) > 0 && (usage & KU_KEY_CERT_SIGN);
-    if (purpose != VerifyPurpose::ikePeer) return true;
-    if (!(usage & (KU_DIGITAL_SIGNATURE | KU_NON_REPUDIATION))) return false;
-    if (!(present & EXFLAG_XKUSAGE) || (X509_get_extended_key_usage(certificate) & XKU_ANYEKU)) return true;
-    const std::unique_ptr<EXTENDED_KEY_USAGE, Release<EXTENDED_KEY_USAGE_free>> extended(
-        static_cast<EXTENDED_KEY_USAGE*>(X509_get_ext_d2i(certificate, NID_ext_key_usage, nullptr, nullptr)));
-    for (int i = 0; extended && i < sk_ASN1_OBJECT_num(extended.get()); ++i) {
-        if (OBJ_obj2nid(sk_ASN1_OBJECT_value(extended.get(), i)) == NID_ipsec_IKE) return true;
-    }
-    return false;
-}
-
 // ---- reasons
 
 std::string subjectOf(const X509* certificate) {
@@ -121,6 +75,10 @@ std::string subjectOf(const X509* certificate) {
 }
 
 std::string dateOf(const ASN1_TIME* time) { return platform::dateText(secondsOf(time).value_or(0)); }
+
+constexpr Loc::MarkedWording<'s'> notTrusted =
+    N_("\"%s\" is signed with its own key and is not trusted: it is not on the service's own token, and no token marks "
+       "it with CKA_TRUSTED");
 
 struct ReasonRow {
     int error;
@@ -134,6 +92,8 @@ constexpr std::array reasons = {
     ReasonRow{X509_V_ERR_INVALID_CA,             N_("\"%s\" has issued a certificate and is not a CA")},
     ReasonRow{X509_V_ERR_PATH_LENGTH_EXCEEDED,   N_("\"%s\" is a CA for shorter chains than this")},
     ReasonRow{X509_V_ERR_INVALID_PURPOSE,        N_("\"%s\" must not be used for that purpose")},
+    ReasonRow{X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN,   notTrusted},
+    ReasonRow{X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT, notTrusted},
     ReasonRow{X509_V_ERR_UNABLE_TO_GET_CRL,      N_("\"%s\" can't be checked for revocation: no CRL of its issuer is on a token")},
     ReasonRow{X509_V_ERR_CRL_HAS_EXPIRED,        N_("\"%s\" can't be checked for revocation: the CRL of its issuer is out of date")},
     ReasonRow{X509_V_ERR_CRL_NOT_YET_VALID,      N_("\"%s\" can't be checked for revocation: the CRL of its issuer is not valid yet")},
@@ -204,38 +164,56 @@ std::string chainText(const STACK_OF(X509) * chain) {
     for (int i = 0; i < sk_X509_num(chain); ++i) {
         text += (i == 0 ? "\"" : ", issued by \"") + subjectOf(sk_X509_value(chain, i)) + "\"";
     }
-    return text + ", which is trusted.";
+    return text + ".";
 }
 
-Remarks chainRemarks(const STACK_OF(X509) * chain) {
+Remarks chainRemarks(const STACK_OF(X509) * chain, const bridge::Remark& trust) {
     Remarks links;
     const int last = sk_X509_num(chain) - 1;
     for (int i = 0; i < last; ++i) {
         links.push_back(remark(Refused::chainLink, "\"%s\" was issued by \"%s\"", subjectOf(sk_X509_value(chain, i)),
                                subjectOf(sk_X509_value(chain, i + 1))));
     }
-    links.push_back(remark(Refused::chainLink, "\"%s\" is trusted", subjectOf(sk_X509_value(chain, last))));
+    links.push_back(trust);
     return links;
 }
 
-// `certificates` are those of `others`, in the same order.
-void noteRevocations(const Holdings& holdings, const std::vector<const StoredCertificate*>& certificates,
-                     const STACK_OF(X509) * others, const STACK_OF(X509) * chain,
+// The certificates that a verification used, as they are on tokens.
+struct Used {
+    const std::vector<const StoredCertificate*>& certificates;
+    const STACK_OF(X509) * parsed; // the same, in the same order
+
+    // Null when it is none of them.
+    const StoredCertificate* find(const X509* wanted) const {
+        for (std::size_t k = 0; k < certificates.size(); ++k) {
+            if (X509_cmp(wanted, sk_X509_value(parsed, static_cast<int>(k))) == 0) return certificates[k];
+        }
+        return nullptr;
+    }
+};
+
+void noteRevocations(const Holdings& holdings, const Used& used, const STACK_OF(X509) * chain,
                      Loc::MarkedWording<'s', 's'> revokedAllTheSame, Progress& progress) {
     for (int i = 0; i < sk_X509_num(chain); ++i) {
-        for (std::size_t k = 0; k < certificates.size(); ++k) {
-            if (X509_cmp(sk_X509_value(chain, i), sk_X509_value(others, static_cast<int>(k))) != 0) continue;
-            const std::uint64_t time = holdings.revokedAt(*certificates[k]->facts);
-            if (time == 0) break;
-            progress.notes.push_back(remark(Refused::notCounted, revokedAllTheSame, subjectOf(sk_X509_value(chain, i)),
-                                            platform::dateText(time)));
-            break;
-        }
+        const StoredCertificate* const link = used.find(sk_X509_value(chain, i));
+        const std::uint64_t time = link ? holdings.revokedAt(*link->facts) : 0;
+        if (time == 0) continue;
+        progress.notes.push_back(remark(Refused::notCounted, revokedAllTheSame, subjectOf(sk_X509_value(chain, i)),
+                                        platform::dateText(time)));
     }
 }
 
-Verdict passed(const STACK_OF(X509) * chain, const Remarks& notes) {
-    Verdict verdict{true, chainText(chain), chainRemarks(chain)};
+// Why the last certificate of a chain is trusted.
+bridge::Remark whyTrusted(const Holdings& holdings, const Used& used, const STACK_OF(X509) * chain) {
+    const X509* const last = sk_X509_value(chain, sk_X509_num(chain) - 1);
+    const StoredCertificate* const root = used.find(last);
+    const std::optional<Trust> trust = root ? holdings.trustIn(*root->facts) : std::nullopt;
+    if (!trust) throw std::logic_error("a chain ends at a certificate that is not trusted");
+    return trustRemark(subjectOf(last), *trust);
+}
+
+Verdict passed(const STACK_OF(X509) * chain, const bridge::Remark& trust, const Remarks& notes) {
+    Verdict verdict{true, chainText(chain) + " " + textOf({trust}), chainRemarks(chain, trust)};
     if (!notes.empty()) verdict.text += " " + textOf(notes);
     verdict.remarks.insert(verdict.remarks.end(), notes.begin(), notes.end());
     return verdict;
@@ -243,6 +221,8 @@ Verdict passed(const STACK_OF(X509) * chain, const Remarks& notes) {
 
 void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose) {
     X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
+    // A token may mark a certificate that another one has signed. The store has only what is trusted.
+    X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_PARTIAL_CHAIN);
     if (purpose.openssl != 0) X509_VERIFY_PARAM_set_purpose(parameters, purpose.openssl);
     if (!(how & verifyFlag::noRevocation)) {
         X509_VERIFY_PARAM_set_flags(parameters, X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
@@ -261,7 +241,7 @@ Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, s
     const std::vector<const StoredCertificate*> certificates = relatives(holdings, *certificate.certificate);
     const Participants all = gather(holdings, certificates);
     X509* leaf = sk_X509_value(all.others.get(), 0);
-    if (!fits(leaf, purpose.purpose)) return failed({remark(Refused::notVerified, purpose.ifUnfit, subjectOf(leaf))});
+    if (!fits(leaf, purpose)) return failed(unfitness(leaf, purpose));
     Progress progress{(how & verifyFlag::crlRequired) != 0, {}};
     const std::unique_ptr<X509_STORE_CTX, Release<X509_STORE_CTX_free>> context(X509_STORE_CTX_new());
     X509_STORE_CTX_init(context.get(), all.store.get(), leaf, all.others.get());
@@ -272,13 +252,22 @@ Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, s
     if (!good) {
         const X509* at = X509_STORE_CTX_get_current_cert(context.get());
         const int error = X509_STORE_CTX_get_error(context.get());
+        if (error == X509_V_ERR_INVALID_PURPOSE && at == leaf) return failed(unfitness(leaf, purpose));
         return failed(withUnseen(reasonOf(Refused::notVerified, error, at ? at : leaf), holdings));
     }
     const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context.get());
-    if (how & verifyFlag::noRevocation) {
-        noteRevocations(holdings, certificates, all.others.get(), chain, revokedAllTheSame, progress);
+    const Used used{certificates, all.others.get()};
+    if (how & verifyFlag::noRevocation) noteRevocations(holdings, used, chain, revokedAllTheSame, progress);
+    return passed(chain, whyTrusted(holdings, used, chain), progress.notes);
+}
+
+bridge::Remark trustRemark(const std::string& subject, const Trust& trust) {
+    if (trust.reason == Trust::Reason::onOwnToken) {
+        return remark(Refused::trusted, "\"%s\" is trusted, because it is on the service's own token \"%s\"", subject,
+                      trust.token);
     }
-    return passed(chain, progress.notes);
+    return remark(Refused::trusted, "\"%s\" is trusted, because token \"%s\" marks it with CKA_TRUSTED", subject,
+                  trust.token);
 }
 
 } // namespace panelkitd

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Checks whether a certificate is valid for a purpose now, with the certificates and CRLs on tokens. Self-signed
-// certificates on tokens are trusted: only administrators can import them.
+// Checks whether a certificate is valid for a purpose now, with the certificates and CRLs on tokens. Which certificate
+// may be the end of a chain, Holdings::trustIn() decides.
 #pragma once
 
 #include <service/base/refused.h>
@@ -23,5 +23,8 @@ struct Verdict {
 // revoked, with its subject and the time in the wording `revokedAllTheSame`.
 Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
                Loc::MarkedWording<'s', 's'> revokedAllTheSame);
+
+// Says why the certificate with that subject is trusted.
+bridge::Remark trustRemark(const std::string& subject, const Trust& trust);
 
 } // namespace panelkitd

@@ -28,6 +28,10 @@ bool fitsIke(const CertInfo& certificate) {
     return (certificate.keyUsage & extended) == 0 || (certificate.keyUsage & usage::ipsecIke) != 0;
 }
 
+bool isRevoked(const CertInfo& certificate) {
+    return certificate.state == static_cast<std::uint32_t>(CertState::revoked);
+}
+
 struct Flaw {
     std::uint32_t state;
     bool frontEndKnows;
@@ -41,17 +45,17 @@ struct Flaw {
 // clang-format off
 constexpr Flaw flaws[] = {
     {state::noPrivateKey,  true,  [](const CertInfo& c, std::uint64_t) { return !c.hasPrivateKey; },                                              nullptr,              N_("the personal certificate \"%s\" has no private key on its token, or the token is not logged in")},
-    {state::revoked,       false, [](const CertInfo& c, std::uint64_t) { return c.state == static_cast<std::uint32_t>(CertState::revoked); },     nullptr,              N_("the personal certificate \"%s\" is revoked")},
+    {state::revoked,       false, [](const CertInfo& c, std::uint64_t) { return isRevoked(c); },                                                  nullptr,              N_("the personal certificate \"%s\" is revoked")},
     {state::expired,       true,  [](const CertInfo& c, std::uint64_t now) { return c.notAfter < now; },                                          &CertInfo::notAfter,  N_("the personal certificate \"%s\" has expired")},
-    {state::lacksIkeUsage, true,  [](const CertInfo& c, std::uint64_t) { return !fitsIke(c); },                                                   nullptr,              N_("the personal certificate \"%s\" may not be used for IKE")},
+    {state::lacksIkeUsage, true,  [](const CertInfo& c, std::uint64_t) { return !fitsIke(c); },                                                   nullptr,              N_("the personal certificate \"%s\" may not be used for IKE: the extended key usage \"ipsecIKE\" is missing")},
     {state::notYetValid,   true,  [](const CertInfo& c, std::uint64_t now) { return c.notBefore > now; },                                         &CertInfo::notBefore, N_("the personal certificate \"%s\" is not valid yet")},
 };
 // clang-format on
 
-const Flaw* flawOf(const CertInfo& certificate, std::uint64_t now) {
-    const auto* found = std::find_if(std::begin(flaws), std::end(flaws),
-                                     [&](const Flaw& flaw) { return flaw.found(certificate, now); });
-    return found == std::end(flaws) ? std::end(flaws) : found;
+const Flaw* flawOf(const CertInfo& certificate, std::uint64_t now, bool revocationCounts) {
+    return std::find_if(std::begin(flaws), std::end(flaws), [&](const Flaw& flaw) {
+        return flaw.found(certificate, now) && (revocationCounts || flaw.state != state::revoked);
+    });
 }
 
 // A CA's certificate is not a personal certificate, unless the policy names its subject.
@@ -76,8 +80,9 @@ void diagnoseCertificate(const std::string& subject, const CredentialList& list,
     const Flaw* flaw = nullptr;
     for (const CertInfo& certificate : list.certificates) {
         if (!isCandidate(certificate, subject)) continue;
-        const Flaw* const its = flawOf(certificate, now);
-        if (best && its <= flaw) continue;
+        const Flaw* const its = flawOf(certificate, now, list.revocationCounts);
+        const bool better = !best || its > flaw || (its == flaw && isRevoked(*best) && !isRevoked(certificate));
+        if (!better) continue;
         best = &certificate;
         flaw = its;
     }
@@ -91,6 +96,11 @@ void diagnoseCertificate(const std::string& subject, const CredentialList& list,
         into.frontEndKnows = flaw->frontEndKnows;
         if (flaw->date) into.date = localText(best->*flaw->date);
         into.problem = remark(Refused::credentials, flaw->text, best->subject);
+    } else if (isRevoked(*best)) {
+        into.note = remark(Refused::notCounted,
+                           "the personal certificate \"%s\" is revoked; this does not count, because "
+                           "IKE.CRL_PROCESSING turns revocation off",
+                           best->subject);
     }
 }
 
@@ -118,7 +128,7 @@ std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& c
             diagnoseCertificate(section.subject, *list, static_cast<std::uint64_t>(now), its);
         }
         if (its.problem) return its;
-        if (!first) first = its;
+        if (!first || (its.note && !first->note)) first = its;
     }
     return first;
 }

@@ -16,8 +16,10 @@ struct Diagnosis {
     std::string date;                      // of that state, in local time
     std::optional<bridge::Remark> problem; // nullopt when there is no problem
     bool frontEndKnows = false;            // front ends have a text for this state
+    std::optional<bridge::Remark> note;    // of a credential that can be used: what was found and does not count
 
-    // How the section with the problem authenticates; without a problem, the first section that protects.
+    // How the section with the problem authenticates; without a problem, the first section with a note or, without one,
+    // the first that protects.
     bool byPresharedKey = false;
     std::string presharedKey;
     std::string subject;

@@ -82,6 +82,16 @@ PolicyNews newsOfReplaced(const LoadedPolicy& policy) {
     return news;
 }
 
+// Every front end of the host hears the news. Why a user's policy failed, and its file, concern this user only, who
+// reads it in the answer and in the policy information.
+PolicyNews forEverybody(PolicyNews news) {
+    if (news.activated || news.source != "user") return news;
+    news.title = vocabulary::notShown;
+    news.remarks = {remark(Refused::none, "only %s and administrators of the service can see why", news.user)};
+    news.message = inEnglish(news.remarks);
+    return news;
+}
+
 // Front ends read how a section authenticates from the required policy, and the name of the key from the one in force.
 void takeCredentials(const Diagnosis& diagnosis, LSPserver_t& server) {
     server.authKind = diagnosis.byPresharedKey ? LSPauthPresharedKey : 0;
@@ -97,6 +107,10 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
     report.info.*field::certificate = diagnosis.subject;
     report.info.certificateState = diagnosis.state;
     report.info.certificateDate = diagnosis.date;
+    if (diagnosis.note) {
+        report.remarks.push_back(*diagnosis.note);
+        report.info.message = std::string(vocabulary::policyWarning) + inLines(report.remarks);
+    }
     if (!diagnosis.problem) return;
     report.remarks = {*diagnosis.problem};
     report.info.message = inEnglish(report.remarks);
@@ -131,7 +145,7 @@ Policies::~Policies() {
 Policies::Report Policies::report() const {
     std::unique_lock lock(mutex_);
     const LoadedPolicy policy = state_.inForce;
-    Report report{state_.required.request, describe(policy), {}};
+    Report report{state_.required.request, describe(policy), {}, state_.required.userId, policy.wanted.userId};
     report.info.isLoading = state_.loading.has_value();
     report.info.bareMessage = !report.info.isLoading;
     if (!report.info.isLoading) {
@@ -178,7 +192,7 @@ void Policies::change(const std::string& account, const std::function<void(Polic
 // What was changed has been stored: only the news is lost if there is no memory for it.
 void Policies::tell(const PolicyNews& news) const {
     try {
-        if (news_) news_(news);
+        if (news_) news_(forEverybody(news));
     } catch (const std::exception& error) {
         logFailure("announcing a policy", error);
     }

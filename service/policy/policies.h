@@ -49,7 +49,8 @@ public:
     struct Report {
         LSPrequest_t required;
         LSPinfo_t info;
-        Remarks remarks; // the info's message
+        Remarks remarks;                   // the info's message
+        std::string requiredOf, inForceOf; // the account of each policy; empty for one that is not a user's
     };
     Report report() const;
 

@@ -95,12 +95,56 @@ void refuseUnlessActivated(const Policies::Outcome& outcome) {
     if (!outcome.activated) throw RefusedError(Refused::badInput, outcome.remarks);
 }
 
+// ---- what other users see of a user's policy
+
+void hide(std::string& text) {
+    if (!text.empty()) text = vocabulary::notShown;
+}
+
+void hide(LSPserver_t& server) {
+    for (std::string LSPserver_t::*const text :
+         {&LSPserver_t::Server, &LSPserver_t::PmpIdValue, &LSPserver_t::Subject, &LSPserver_t::presharedKeyName}) {
+        hide(server.*text);
+    }
+}
+
+// Whether the policy belongs to another user than the caller, and is not for administrators either.
+bool isHiddenFrom(const Call& call, const std::string& owner) {
+    return !owner.empty() && owner != call.session.peer.user && !call.byAdministrator;
+}
+
+// The message and the server fields may come from either policy. A message stays a warning, or a problem.
+void hideShared(Policies::Report& report) {
+    hide(report.required.server);
+    hide(report.info.request.server);
+    if (report.info.message.empty()) return;
+    const bool warns = report.info.message.starts_with(vocabulary::policyWarning);
+    report.remarks = {remark(Refused::none, "the policy of another user has a diagnosis, which only this user and "
+                                            "administrators of the service can see")};
+    report.info.message = (warns ? std::string(vocabulary::policyWarning) : "") + inEnglish(report.remarks);
+    report.info.bareMessage = true;
+}
+
+void hideWhatIsOthers(const Call& call, Policies::Report& report) {
+    const bool required = isHiddenFrom(call, report.requiredOf);
+    const bool inForce = isHiddenFrom(call, report.inForceOf);
+    if (required || inForce) hideShared(report);
+    if (required) hide(report.required.file);
+    if (!inForce) return;
+    hide(report.info.request.file);
+    for (const auto field :
+         {vocabulary::policyInfo::name, vocabulary::policyInfo::certificate, vocabulary::policyInfo::sections}) {
+        hide(report.info.*field);
+    }
+}
+
 } // namespace
 
 // ---- reading
 
 std::string PolicyCommands::info(Call& call) {
-    const Policies::Report report = policies_.report();
+    Policies::Report report = policies_.report();
+    hideWhatIsOthers(call, report);
     call.remarks = report.remarks;
     return encodeReply<Command::GetPolicyInfo>(report.required, report.info);
 }

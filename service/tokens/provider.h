@@ -117,6 +117,8 @@ private:
 class HeldToken {
 public:
     const PKCS11::TokenInfo& named() const { return named_; }
+    // Whether it is a token of the embedded provider, which only this service writes to.
+    bool isOwn() const { return provider_->settings().embedded; }
 
     // Returns the record of the token in its present state, as in listings.
     PKCS11::TokenInfo info();

@@ -98,7 +98,10 @@ TEST_F(TheToken, BuildsChainsAndVerifies) {
     EXPECT_EQ(chain[2].subject, "CN=Root");
     EXPECT_EQ(places.size(), 3U);
     EXPECT_TRUE(verifies("CN=user")) << text;
-    EXPECT_THAT(text, HasSubstr("\"CN=user\", issued by \"CN=Middle\", issued by \"CN=Root\", which is trusted."));
+    EXPECT_THAT(text, HasSubstr("\"CN=user\", issued by \"CN=Middle\", issued by \"CN=Root\". \"CN=Root\" is trusted, "
+                                "because it is on the service's own token \"Office\"."));
+    EXPECT_EQ(named("CN=Root").flags & certFlag::trusted, certFlag::trusted);
+    EXPECT_EQ(named("CN=Middle").flags & certFlag::trusted, 0U) << "it is not the end of a chain";
     EXPECT_THAT(text, HasSubstr("no CRL of its issuer is on a token"));
     EXPECT_FALSE(verifies("CN=user", verifyFlag::crlRequired));
     EXPECT_TRUE(verifies("CN=user", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer)));
@@ -131,7 +134,10 @@ TEST_F(TheToken, SaysWhatIsExpiredAndWhatIsMadeForSomethingElse) {
     const auto purpose = [](vocabulary::VerifyPurpose what) { return static_cast<std::uint32_t>(what); };
     EXPECT_TRUE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::tlsServer))) << text;
     EXPECT_FALSE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::tlsClient)));
+    EXPECT_THAT(text, HasSubstr("The extended key usage \"clientAuth\" is missing; the certificate has serverAuth."));
     EXPECT_FALSE(verifies("CN=web", purpose(vocabulary::VerifyPurpose::ikePeer)));
+    EXPECT_EQ(text, "\"CN=web\" must not be used for an IKE peer. The extended key usage \"ipsecIKE\" is missing; the "
+                    "certificate has serverAuth.");
     EXPECT_TRUE(verifies("CN=ike", purpose(vocabulary::VerifyPurpose::ikePeer))) << text;
 }
 

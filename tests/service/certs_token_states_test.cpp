@@ -5,6 +5,8 @@
 #include "certs_fixture.h"
 
 #include <panelkit/lsp/lsp_controller.h>
+#include <platform/bridge/failure.h>
+#include <platform/text/ascii.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/parsed_files.h>
 #include <testing/token_module_control.h>
@@ -57,6 +59,17 @@ protected:
         ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
     }
     TokenModuleControl& steering() { return Steered::control; }
+    // What the token's own administrator does, as for instance "p11tool --mark-trusted".
+    void markTrusted(const Identity& identity) {
+        const std::string bytes = platform::hexText(identity.der);
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(steering().folder())) {
+            if (!entry.is_regular_file()) continue;
+            std::string object = platform::readFile(entry.path().string(), 1 << 20);
+            if (object.find(": " + bytes + "\n") == std::string::npos) continue;
+            object += std::to_string(0x86) + ": 01\n"; // CKA_TRUSTED
+            platform::replaceFile(entry.path().string(), object, true);
+        }
+    }
     std::uint64_t objects() { return steering().counters("office").objects; }
     ImportCert importTo(const TokenInfo& token, CertImport mode, const char* pin = nullptr) {
         return static_cast<ImportCert>(
@@ -85,6 +98,38 @@ TEST_F(TheSteeredToken, ThatRefusesACertificateKeepsNothingOfTheImport) {
     EXPECT_EQ(import(CertImport::withPrivateKey), ImportCert::refusedByToken);
     EXPECT_EQ(objects(), 0U);
     EXPECT_THAT(service.terminate().error, HasSubstr("failed (the token does not take this object"));
+}
+
+// Anybody can insert a token with a root of their own.
+TEST_F(TheSteeredToken, IsTrustedOnlyForWhatItMarksAsTrusted) {
+    login();
+    ASSERT_EQ(import(CertImport::withChain), ImportCert::imported);
+    CertExtentions details;
+    const auto shown = [&](const std::string& subject) {
+        CertInfo info = named(subject);
+        EXPECT_TRUE(controller->GetCertDetails(office, info, details, text));
+        const bool trusted = (info.flags & vocabulary::certFlag::trusted) != 0;
+        EXPECT_EQ(bridge::lastRemarks().size(), trusted ? 1U : 0U);
+        return trusted ? Loc::fill(bridge::lastRemarks().at(0).phrase) : "not trusted";
+    };
+    EXPECT_FALSE(verifies("CN=user"));
+    EXPECT_EQ(text,
+              "\"CN=Root\" is signed with its own key and is not trusted: it is not on the service's own token, and "
+              "no token marks it with CKA_TRUSTED.");
+    EXPECT_FALSE(verifies("CN=Root"));
+    EXPECT_EQ(shown("CN=Root"), "not trusted");
+
+    markTrusted(middle);
+    EXPECT_TRUE(verifies("CN=user")) << text;
+    EXPECT_THAT(text,
+                HasSubstr("\"CN=user\", issued by \"CN=Middle\". \"CN=Middle\" is trusted, because token \"Office\" "
+                          "marks it with CKA_TRUSTED."));
+    EXPECT_EQ(shown("CN=Middle"), "\"CN=Middle\" is trusted, because token \"Office\" marks it with CKA_TRUSTED");
+    EXPECT_FALSE(verifies("CN=Root"));
+    EXPECT_EQ(shown("CN=Root"), "not trusted");
+    markTrusted(root);
+    EXPECT_TRUE(verifies("CN=Root")) << text;
+    EXPECT_EQ(shown("CN=Root"), "\"CN=Root\" is trusted, because token \"Office\" marks it with CKA_TRUSTED");
 }
 
 TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {

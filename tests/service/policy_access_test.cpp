@@ -6,6 +6,7 @@
 #include <platform/system/host.h>
 
 #include <grp.h>
+#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,10 +14,12 @@ using bridge::FailureCode;
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
 using testing::HasSubstr;
+using testing::Not;
 
 namespace {
 
 gid_t groupNumber(const char* name) { return static_cast<gid_t>(std::stoul(platform::groupId(name))); }
+gid_t userGroup(const char* name) { return ::getpwnam(name)->pw_gid; }
 uid_t userNumber(const char* name) { return static_cast<uid_t>(std::stoul(platform::userId(name))); }
 
 // While this exists, the process and its new sessions run as another user, in the group "games".
@@ -104,6 +107,71 @@ TEST_F(APolicyOfSomebody, IsNotShownToOthers) {
     }
     connect();
     EXPECT_EQ(view(), policyFile("Nobody's")) << "the administrator may look";
+}
+
+// Neither the file of somebody else's policy nor its key, server, sections and problems.
+TEST_F(APolicyOfSomebody, IsDescribedToOthersWithoutItsDetails) {
+    const std::string secretPath = "/home/nobody/secret-path.lsp";
+    const std::string sections = "[secret-section]\naction = protect\ngateway = g\nauthentication = preshared-key\n"
+                                 "key = secret-key\n[twice]\naction = drop\n[secret-again]\naction = drop\n";
+    const auto activate = [&](const std::string& content) {
+        LSPsettings_t settings;
+        settings.Source = 1;
+        settings.File = secretPath;
+        settings.server.Server = "secret-server.example";
+        std::string reply;
+        ASSERT_TRUE(send(Command::SetUserSettings, encoded(std::string(), settings), &reply));
+        ASSERT_TRUE(send(Command::ActivateUser, encoded(std::string(), std::string("secret-name"), content), &reply));
+    };
+    const auto everything = [&] {
+        const Report all = report(true);
+        std::string remarks;
+        for (const auto& remark : bridge::lastRemarks()) remarks += Loc::fill(remark.phrase);
+        return encoded(all.required, all.info) + all.text + remarks;
+    };
+    for (const std::string& content : {policyFile("Nobody's", sections), std::string("secret mistake\n")}) {
+        {
+            const As nobody("nobody");
+            activate(content);
+            EXPECT_THAT(everything(), HasSubstr("secret-path.lsp")) << "it is their own";
+        }
+        {
+            const As daemon("daemon");
+            EXPECT_THAT(everything(), Not(HasSubstr("secret")));
+            EXPECT_THAT(report(true).text, HasSubstr("(nobody)"));
+            EXPECT_THAT(report(true).text, HasSubstr("(not shown)"));
+        }
+        connect();
+        EXPECT_THAT(everything(), HasSubstr("secret-path.lsp")) << "an administrator";
+    }
+    {
+        const As daemon("daemon");
+        EXPECT_EQ(report().info.message.find("#warn: "), std::string::npos) << "it failed";
+        EXPECT_THAT(report().text, HasSubstr("the policy of another user has a diagnosis"));
+    }
+}
+
+// The name of the file is chosen by the user, so root must not read more for them than they could themselves.
+TEST_F(APolicyOfSomebody, IsReadWithTheRightsOfItsUserWhenRootActivatesIt) {
+    ::chmod(std::filesystem::path(file()).parent_path().c_str(), 0755);
+    platform::replaceFile(file(), policyFile("For nobody"), true);
+    LSPsettings_t settings;
+    settings.Source = 1;
+    settings.File = file();
+    bool applied = false;
+    ASSERT_TRUE(controller.cmdSetUserSettings("nobody", settings, applied)) << bridge::lastFailure().text();
+    EXPECT_THAT(activateUser("nobody"), HasSubstr("can't read user lsp file: " + file())) << "root's, mode 0600";
+
+    ASSERT_EQ(::chown(file().c_str(), 0, userGroup("nobody")), 0);
+    ASSERT_EQ(::chmod(file().c_str(), 0640), 0);
+    EXPECT_EQ(activateUser("nobody"), "") << "their group may read it";
+    EXPECT_EQ(view(), policyFile("For nobody"));
+    ASSERT_EQ(::chown(file().c_str(), userNumber("nobody"), 0), 0);
+    ASSERT_EQ(::chmod(file().c_str(), 0400), 0);
+    EXPECT_EQ(activateUser("nobody"), "") << "their own file";
+    EXPECT_EQ(::geteuid(), 0U);
+    EXPECT_EQ(activateUser("nobody"), "") << "the rights of this process are unchanged";
+    EXPECT_THAT(activateUser("no such account"), HasSubstr("failed: "));
 }
 
 TEST_F(APolicyOfSomebody, IsSetByAnAdministratorForThem) {

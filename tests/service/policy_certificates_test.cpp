@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The diagnosis of a policy whose certificates and keys are on a real token, or missing.
+#include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../support/user_folder.h"
@@ -91,6 +92,15 @@ TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsRevoked) {
     activate("subject = CN=anna\n");
     EXPECT_EQ(diagnosis(), "");
     ASSERT_EQ(importCrl(makeCrl({.revoked = {77}}, authority)), vocabulary::ImportCrl::imported);
+    // By default the configuration turns revocation off.
+    EXPECT_THAT(diagnosis(), HasSubstr("the personal certificate \"CN=anna\" is revoked; this does not count"));
+    EXPECT_EQ(info.certificateState, state::fine);
+
+    LPARAMS::Client::IKE ike;
+    ASSERT_TRUE(ike.load()) << bridge::lastFailure().text();
+    ike.CRL_PROCESSING.value = 2;
+    ASSERT_TRUE(ike.save()) << bridge::lastFailure().text();
+    ASSERT_TRUE(LPARAMS::Client::writeToDisk()) << bridge::lastFailure().text();
     EXPECT_EQ(diagnosis(), "Diagnosis: the personal certificate \"CN=anna\" is revoked");
     EXPECT_EQ(info.certificateState, state::revoked);
 }

@@ -24,7 +24,7 @@ public:
         ++asked;
         return content;
     }
-    std::optional<CredentialList> content = CredentialList{true, {}, std::vector<std::string>{}};
+    std::optional<CredentialList> content = CredentialList{true, true, {}, std::vector<std::string>{}};
     mutable int asked = 0;
 };
 
@@ -99,6 +99,23 @@ TEST_F(ADiagnosis, SaysItselfWhatFrontEndsHaveNoWordsFor) {
     EXPECT_FALSE(diagnosis.frontEndKnows);
     EXPECT_EQ(Loc::fill(diagnosis.problem.value().phrase), "the personal certificate \"CN=anna\" is revoked");
     EXPECT_TRUE(withCertificates({expired("CN=anna")}).frontEndKnows);
+}
+
+TEST_F(ADiagnosis, TellsOfARevocationThatTheConfigurationTurnsOff) {
+    credentials.content->revocationCounts = false;
+    const Diagnosis diagnosis = withCertificates({revoked("CN=anna")});
+    EXPECT_FALSE(diagnosis.problem);
+    EXPECT_EQ(diagnosis.state, state::fine);
+    EXPECT_EQ(Loc::fill(diagnosis.note.value().phrase),
+              "the personal certificate \"CN=anna\" is revoked; this does not count, because IKE.CRL_PROCESSING turns "
+              "revocation off");
+    EXPECT_FALSE(withCertificates({revoked("CN=anna"), certificate("CN=anna")}).note) << "the good one is used";
+    const std::string ofTwo = "[x]\naction = protect\ngateway = g\nnetwork = 10.1.0.0/16\nsubject = CN=bob\n" + annas;
+    EXPECT_TRUE(withCertificates({certificate("CN=bob"), revoked("CN=anna")}, ofTwo).note);
+    EXPECT_TRUE(withCertificates({revoked("CN=anna")}, annas + "[x]\naction = protect\ngateway = g\nnetwork = "
+                                                               "10.1.0.0/16\nsubject = CN=bob\n")
+                    .problem)
+        << "a note does not hide the problem of a later section";
 }
 
 TEST_F(ADiagnosis, LooksAtTheBestOfSeveralCertificates) {

@@ -156,10 +156,12 @@ TEST_F(AnAnswer, OfTheCertificateModuleSaysWhatIsWrong) {
     expectRemarks(requesting(wish), Refused::badInput, "X.509 does not take this country (two letters).");
     EXPECT_FALSE(verifies("CN=Root", static_cast<std::uint32_t>(vocabulary::VerifyPurpose::ikePeer)));
     expectRemarks("", Refused::notVerified, "\"CN=Root\" must not be used for an IKE peer");
-    EXPECT_EQ(text, inEnglish() + ".");
+    EXPECT_EQ(text, "\"CN=Root\" must not be used for an IKE peer. Its key usage does not allow signatures.");
     EXPECT_TRUE(verifies("CN=Root"));
-    EXPECT_EQ(bridge::lastRemarks().at(0), (bridge::Remark{static_cast<std::uint32_t>(Refused::chainLink),
-                                                           Loc::makePhrase("\"%s\" is trusted", "CN=Root")}));
+    EXPECT_EQ(bridge::lastRemarks().at(0),
+              (bridge::Remark{static_cast<std::uint32_t>(Refused::trusted),
+                              Loc::makePhrase("\"%s\" is trusted, because it is on the service's own token \"%s\"",
+                                              "CN=Root", "Office")}));
     EXPECT_EQ(bridge::lastRemarks().at(1).code, static_cast<std::uint32_t>(Refused::notCounted)) << "no CRL is there";
 }
 

@@ -26,7 +26,7 @@ public:
         changed_.wait(lock, [this] { return !hangs_; });
         hanging_ = false;
         if (fails_) throw std::runtime_error("no");
-        return CredentialList{true, {}, {{key_}}};
+        return CredentialList{true, true, {}, {{key_}}};
     }
     void hold(const std::string& key) { set(key_, key); }
     void hang(bool hangs) { set(hangs_, hangs); }
