@@ -29,8 +29,8 @@ inline constexpr auto sections     = &LSPinfo_t::textG;  // names of its section
 // clang-format on
 } // namespace policyInfo
 
-// In the place of a text that the caller may not see: of another user's policy only the type, the user and the title are
-// shown to ordinary users.
+// In the place of a text that the caller may not see: of another user's policy only the type, the user and the title
+// are shown to ordinary users.
 inline constexpr std::string_view notShown = "(not shown)";
 
 // LSPinfo_t::message begins with it when it is a warning and not a failure.
