@@ -46,11 +46,13 @@ Daemon::Daemon(const Options& options)
       parameters_(configuration_, announcer_),
       policies_(state_, credentials_, [this](const PolicyNews& news) { announce(announcer_, news); }),
       policy_(policies_),
+      monitor_(providers_, certificates_, configuration_),
       dispatcher_({.tokens = tokens_,
                    .certificates = certificates_,
                    .parameters = parameters_,
                    .interfaces = interfaces_,
-                   .policy = policy_},
+                   .policy = policy_,
+                   .monitor = monitor_},
                   access_) {
     listenToConfiguration();
 }

@@ -9,6 +9,7 @@
 #include <service/certs/expiry_watch.h>
 #include <service/config/parameter_commands.h>
 #include <service/dispatcher.h>
+#include <service/monitor/monitor_commands.h>
 #include <service/net/interface_commands.h>
 #include <service/notifications/announcer.h>
 #include <service/options.h>
@@ -56,6 +57,7 @@ private:
     InterfaceCommands interfaces_;
     Policies policies_;
     PolicyCommands policy_;
+    MonitorCommands monitor_;
 
     Dispatcher dispatcher_;
 };

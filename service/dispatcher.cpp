@@ -6,6 +6,7 @@
 #include <service/base/refused.h>
 #include <service/certs/cert_commands.h>
 #include <service/config/parameter_commands.h>
+#include <service/monitor/monitor_commands.h>
 #include <service/net/interface_commands.h>
 #include <service/policy/policy_commands.h>
 #include <service/tokens/token_commands.h>
@@ -91,6 +92,17 @@ constexpr std::array table = {
     Row{Command::WriteGroup,                 Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.write(c); }},
     Row{Command::ReadGroup,                  Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.parameters.read(c); }},
     Row{Command::CommitGroups,               Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.commit(c); }},
+
+    // additions
+    Row{Command::GetStates,                  Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.states(c); }},
+    Row{Command::EnumKeys,                   Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.enumKeys(c); }},
+    Row{Command::GetPublicKey,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.publicKey(c); }},
+    Row{Command::GenerateKey,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.generateKey(c); }},
+    Row{Command::DeleteKey,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.deleteKey(c); }},
+    Row{Command::DeleteCertAndKey,           Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.deleteCertificateAndKey(c); }},
+    Row{Command::EnumCertLabels,             Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.enumLabels(c); }},
+    Row{Command::GetUncommitted,             Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.uncommitted(c); }},
+    Row{Command::RevertSettings,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.revert(c); }},
 };
 // clang-format on
 

@@ -17,6 +17,7 @@ namespace panelkitd {
 
 class CertCommands;
 class InterfaceCommands;
+class MonitorCommands;
 class ParameterCommands;
 class PolicyCommands;
 class TokenCommands;
@@ -29,6 +30,7 @@ struct CommandGroups {
     ParameterCommands& parameters;
     InterfaceCommands& interfaces;
     PolicyCommands& policy;
+    MonitorCommands& monitor;
 };
 
 // Carries out one command and returns the payload of the reply. Throws RefusedError to refuse the command. When the

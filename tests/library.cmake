@@ -59,6 +59,9 @@ endforeach()
 panelkit_test(test_tokens SOURCES
     panelkit/tokens/tokens_controller_test.cpp)
 
+panelkit_test(test_monitor SOURCES
+    panelkit/monitor/monitor_controller_test.cpp)
+
 panelkit_test(test_certs SOURCES
     panelkit/certs/cert_records_test.cpp
     panelkit/certs/certs_controller_test.cpp

@@ -55,6 +55,16 @@ if(NOT WIN32)
     add_dependencies(test_service_module_hosts panelctl panelkitd panelkit_test_token)
 endif()
 
+# The module for additions.
+panelkit_test(test_service_monitor SOURCES
+    service/monitor_states_test.cpp)
+if(NOT WIN32)
+    target_sources(test_service_monitor PRIVATE service/monitor_keys_test.cpp)
+    target_link_libraries(test_service_monitor PRIVATE certificate_maker)
+endif()
+target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_service_monitor panelkitd panelkit_test_token)
+
 panelkit_test(test_service_interfaces SOURCES
     service/interfaces_test.cpp)
 add_dependencies(test_service_interfaces panelkitd)

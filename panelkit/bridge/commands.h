@@ -43,6 +43,13 @@ enum class ImportCertResult : std::uint32_t;
 enum class ImportCRLResult : std::uint32_t;
 enum class MakeCertRequestResult : std::uint32_t;
 enum class ParseCertFileResult : std::uint32_t;
+namespace panelkit {
+struct KeyInfo;
+struct ProviderState;
+struct TokenLabels;
+struct TokenState;
+struct UncommittedValue;
+} // namespace panelkit
 
 // Modules of the service.
 enum ModuleIdType : std::uint32_t {
@@ -52,6 +59,10 @@ enum ModuleIdType : std::uint32_t {
     ModuleInterfaces = 12,
     ModuleParameters = 13,
     ModuleNotifications = 25, // the service sends, the front end listens
+    // The home of every further command. The numbers and payloads of the modules above are fixed: a command that is
+    // added to one of them, or a field at the end of one of its replies, would be misread by front ends and services
+    // that know other ones there. The number is far from theirs.
+    ModuleMonitor = 1000,
 };
 
 namespace panelkit {
@@ -67,6 +78,8 @@ enum class Command : std::uint8_t {
     GetPolicyInfo, GetSettings, SetSettings, ActivateCurrent, ActivateDDP, ActivateSystem, ViewCurrent,
     ActivateUser, OfferUserSettings, GetUserSettings, SetUserSettings, LoggedInUser,
     GetInterfaces,
+    GetStates, EnumKeys, GetPublicKey, GenerateKey, DeleteKey, DeleteCertAndKey, EnumCertLabels,
+    GetUncommitted, RevertSettings,
     // clang-format on
 };
 
@@ -181,6 +194,17 @@ template <> struct Entry<Command::SetUserSettings>       : Row<"SetUserSettings"
 template <> struct Entry<Command::LoggedInUser>          : Row<"LoggedInUser",          ModulePolicy,       15, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<std::string /* user */>> {};
 
 template <> struct Entry<Command::GetInterfaces>         : Row<"GetInterfaces",         ModuleInterfaces,    1, SessionInterfaces,   Run::direct,   Fields<>,                                                                                 Fields<std::vector<NetInterfaceInfo>>> {};
+
+// 1 to 9 are for states, 10 to 19 for keys, 20 to 29 for labels, 30 to 39 for settings; the numbers from 40 on are free.
+template <> struct Entry<Command::GetStates>             : Row<"GetStates",             ModuleMonitor,       1, SessionMonitor,      Run::progress, Fields<>,                                                                                 Fields<std::vector<ProviderState>, std::vector<TokenState>>> {};
+template <> struct Entry<Command::EnumKeys>              : Row<"EnumKeys",              ModuleMonitor,      10, SessionMonitor,      Run::progress, Fields<Optional<TokenInfo>>,                                                              Fields<Pairs<std::uint32_t, TokenInfo, KeyInfo>>> {};
+template <> struct Entry<Command::GetPublicKey>          : Row<"GetPublicKey",          ModuleMonitor,      11, SessionMonitor,      Run::progress, Fields<TokenInfo, KeyInfo>,                                                               Fields<std::string /* pem */>> {};
+template <> struct Entry<Command::GenerateKey>           : Row<"GenerateKey",           ModuleMonitor,      12, SessionMonitor,      Run::progress, Fields<TokenInfo, std::uint32_t, std::uint32_t, std::string /* label */>,                 Fields<KeyInfo>> {};
+template <> struct Entry<Command::DeleteKey>             : Row<"DeleteKey",             ModuleMonitor,      13, SessionMonitor,      Run::progress, Fields<TokenInfo, KeyInfo>,                                                               Unread> {};
+template <> struct Entry<Command::DeleteCertAndKey>      : Row<"DeleteCertAndKey",      ModuleMonitor,      14, SessionMonitor,      Run::progress, Fields<TokenInfo, CertInfo>,                                                              Unread> {};
+template <> struct Entry<Command::EnumCertLabels>        : Row<"EnumCertLabels",        ModuleMonitor,      20, SessionMonitor,      Run::progress, Fields<Optional<TokenInfo>>,                                                              Fields<std::vector<TokenLabels>>> {};
+template <> struct Entry<Command::GetUncommitted>        : Row<"GetUncommitted",        ModuleMonitor,      30, SessionMonitor,      Run::direct,   Fields<>,                                                                                 Fields<std::vector<UncommittedValue>>> {};
+template <> struct Entry<Command::RevertSettings>        : Row<"RevertSettings",        ModuleMonitor,      31, SessionMonitor,      Run::direct,   Fields<std::vector<std::string>>,                                                         Fields<std::vector<UncommittedValue>>> {};
 // clang-format on
 
 } // namespace commands
@@ -194,7 +218,7 @@ using ReplyOf = typename commands::Entry<command>::Reply;
 inline constexpr auto commandTable = []<std::size_t... place>(std::index_sequence<place...>) {
     return std::array{commands::Entry<static_cast<Command>(place)>::as(static_cast<Command>(place))...};
 }
-(std::make_index_sequence<static_cast<std::size_t>(Command::GetInterfaces) + 1>());
+(std::make_index_sequence<static_cast<std::size_t>(Command::RevertSettings) + 1>());
 
 constexpr const CommandRow& commandRow(Command command) { return commandTable[static_cast<std::size_t>(command)]; }
 

@@ -11,6 +11,7 @@
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/send_command_progress.h>
 
+#include <cstdint>
 #include <string>
 
 namespace panelkit {
@@ -78,6 +79,21 @@ public:
 private:
     SessionId_t id_;
     BridgeSession* session_;
+};
+
+// Removes the time limit of a session, and restores it at the end of the scope.
+class UnlimitedWait {
+public:
+    explicit UnlimitedWait(BridgeSession& session) : session_(session), saved_(session.waitSetting()) {
+        session_.setWaitSetting(0);
+    }
+    ~UnlimitedWait() { session_.setWaitSetting(saved_); }
+    UnlimitedWait(const UnlimitedWait&) = delete;
+    UnlimitedWait& operator=(const UnlimitedWait&) = delete;
+
+private:
+    BridgeSession& session_;
+    std::uint32_t saved_;
 };
 
 // A command that runs while `idle` is called. The session may be null: it then fails without sending.

@@ -14,6 +14,7 @@
 using panelkit::Command;
 using panelkit::ProgressCommand;
 using panelkit::ReplyOf;
+using panelkit::UnlimitedWait;
 using PKCS11::TokenInfo;
 
 namespace {
@@ -48,21 +49,6 @@ Result resultOf(ProgressCommand<command>& ready, Result notCarriedOut) {
     if (ready.execute()) ready.read(result);
     return result;
 }
-
-// Removes the time limit of a session, and restores it at the end of the scope.
-class UnlimitedWait {
-public:
-    explicit UnlimitedWait(BridgeSession& session) : session_(session), saved_(session.waitSetting()) {
-        session_.setWaitSetting(0);
-    }
-    ~UnlimitedWait() { session_.setWaitSetting(saved_); }
-    UnlimitedWait(const UnlimitedWait&) = delete;
-    UnlimitedWait& operator=(const UnlimitedWait&) = delete;
-
-private:
-    BridgeSession& session_;
-    std::uint32_t saved_;
-};
 
 } // namespace
 

@@ -34,6 +34,8 @@ CertCommands::CertCommands(Providers& providers, const Configuration& configurat
     : state_(std::make_unique<State>(providers, configuration)) {}
 CertCommands::~CertCommands() = default;
 
+FactsCache& CertCommands::facts() { return state_->cache; }
+
 void CertCommands::ended(const bridge::server::Session& session) { state_->parsed.forget(session.number); }
 
 namespace {

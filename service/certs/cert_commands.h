@@ -17,6 +17,8 @@
 
 namespace panelkitd {
 
+class FactsCache;
+
 class CertCommands {
 public:
     // `configuration` says how revocation is checked when the request for a verification does not say it.
@@ -52,6 +54,9 @@ public:
 
     // Returns the objects on tokens that a policy may need; nullopt in a build without OpenSSL, which can't read them.
     std::optional<CredentialList> credentials();
+
+    // What was parsed of certificates, for other modules; only in a build with OpenSSL.
+    FactsCache& facts();
 
     // Called when a session has ended. Deletes the file that it has parsed.
     void ended(const bridge::server::Session& session);

@@ -71,6 +71,8 @@ KeyHandle publicKeyOf(int algorithm, int parameterKind, void* parameter, const s
     return readDer<KeyHandle>(rest, d2i_PUBKEY);
 }
 
+} // namespace
+
 KeyHandle publicHalf(const StoredPublicKey& stored) {
     if (stored.type == CKK_RSA) return publicKeyOf(NID_rsaEncryption, V_ASN1_NULL, nullptr, rsaPublicKey(stored));
     if (stored.type != CKK_EC) return nullptr;
@@ -79,8 +81,6 @@ KeyHandle publicHalf(const StoredPublicKey& stored) {
     ASN1_OBJECT* curve = d2i_ASN1_OBJECT(nullptr, &at, static_cast<long>(der.size()));
     return curve ? publicKeyOf(NID_X9_62_id_ecPublicKey, V_ASN1_OBJECT, curve, stored.material) : nullptr;
 }
-
-} // namespace
 
 TokenKeyPair generatePair(HeldToken& token, const CertRequestInfo& wish, const std::string& label) {
     const std::string id = randomId();

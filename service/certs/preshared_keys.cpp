@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/preshared_keys.h>
 
+#include <service/base/plain_text.h>
 #include <service/base/refused.h>
 #include <service/modules/cryptoki.h>
-
-#include <platform/text/utf8_character.h>
 
 #include <algorithm>
 
@@ -19,19 +18,13 @@ constexpr std::size_t longestName = 64;      // characters
 constexpr std::size_t longestValue = 1024;   // bytes
 
 void checkName(const std::string& name) {
-    std::size_t characters = 0;
-    for (std::string_view rest = name; !rest.empty(); ++characters) {
-        const platform::Utf8Character next = platform::firstCharacter(rest);
-        const bool control = next.character < 0x20 || (next.character >= 0x7F && next.character < 0xA0);
-        if (!next.good || control) {
-            throw RefusedError(Refused::badInput,
-                               "the name of a preshared key is plain text without control characters");
-        }
-        rest.remove_prefix(next.bytes);
+    const auto characters = plainCharacters(name);
+    if (!characters) {
+        throw RefusedError(Refused::badInput, "the name of a preshared key is plain text without control characters");
     }
-    if (characters == 0 || characters > longestName) {
+    if (*characters == 0 || *characters > longestName) {
         throw RefusedError(Refused::badInput, "the name of a preshared key has 1 to %d characters; this one has %d",
-                           longestName, characters);
+                           longestName, *characters);
     }
 }
 

@@ -43,6 +43,9 @@ private:
 // Creates a pair on the token. The private key can't be exported.
 TokenKeyPair generatePair(HeldToken& token, const CertRequestInfo& wish, const std::string& label);
 
+// Returns the key for OpenSSL; null when it can't be read.
+KeyHandle publicHalf(const StoredPublicKey& stored);
+
 // Returns the pairs with that label of which the token has both the public and the private key.
 std::vector<TokenKeyPair> findPairs(const TokenObjects& keys, const std::string& label);
 

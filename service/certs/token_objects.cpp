@@ -41,9 +41,9 @@ const HostReading& certificateReading() {
 }
 
 const HostReading& keyReading() {
-    static const HostReading reading{
-        CKO_PRIVATE_KEY,
-        {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE, CKA_ALWAYS_AUTHENTICATE}};
+    static const HostReading reading{CKO_PRIVATE_KEY,
+                                     {CKA_KEY_TYPE, CKA_ID, CKA_LABEL, CKA_MODULUS, CKA_EXTRACTABLE, CKA_SENSITIVE,
+                                      CKA_ALWAYS_AUTHENTICATE, CKA_SIGN}};
     return reading;
 }
 
@@ -69,7 +69,8 @@ StoredKey keyFrom(const HostObject& object) {
             utf8Only(values.bytes(2)),
             withoutLeadingZeros(values.bytes(3)),
             values.flag(4) && !values.flag(5, true),
-            values.flag(6)};
+            values.flag(6),
+            values.flag(7, true)};
 }
 
 // Objects by class; data objects of other programs are left out.

@@ -37,6 +37,7 @@ struct StoredKey {
     std::string modulus; // RSA
     bool extractable;
     bool asksForPin;
+    bool signs; // the token lets it sign
 };
 
 struct StoredPublicKey {

@@ -8,6 +8,8 @@
 #include <platform/system/files.h>
 #include <platform/system/wipe.h>
 
+#include <algorithm>
+
 namespace panelkitd {
 
 using panelkit::SectionBody;
@@ -17,6 +19,7 @@ using vocabulary::Refused;
 namespace {
 
 constexpr std::size_t largestBody = std::size_t{1} << 20;
+constexpr std::size_t mostNames = 1000; // more than there are parameters
 constexpr std::chrono::seconds defaultTimeOfDay = std::chrono::hours(10);
 
 template <class T>
@@ -42,6 +45,30 @@ string_view shortened(string_view name) { return name.substr(0, 32); }
 const LPARAMS::Client::ParamGroup& existing(string_view section) {
     if (const auto* found = findSection(section)) return *found;
     throw RefusedError(Refused::noSuchObject, "there is no section \"%s\"", shortened(section));
+}
+
+// What a front end names: a section, or one parameter of it.
+struct Named {
+    const LPARAMS::Client::ParamGroup* section;
+    const LPARAMS::Client::Param* param; // null: all of them
+
+    bool covers(const panelkit::SectionValue& value) const {
+        return section == value.section && (!param || param == value.param);
+    }
+};
+
+Named named(const std::string& name) {
+    const std::size_t dot = name.find('.');
+    const bool whole = dot == std::string::npos;
+    const auto [section, param] =
+        panelkit::allGroups().find(name.substr(0, dot), whole ? std::string() : name.substr(dot + 1));
+    if (!section)
+        throw RefusedError(Refused::noSuchObject, "there is no section \"%s\"", shortened(name.substr(0, dot)));
+    if (!whole && !param) {
+        throw RefusedError(Refused::noSuchObject, "section \"%s\" has no parameter \"%s\"", section->name,
+                           shortened(string_view(name).substr(dot + 1)));
+    }
+    return {section, param};
 }
 
 // Front ends can write unknown levels and choices; they have no effect.
@@ -137,6 +164,42 @@ void Configuration::completeSecret(Bodies& bodies, const Bodies& before) const {
     const platform::WipeOnExit wipedDelivered(delivered), wipedCommitted(committed), wiped(history),
         wipedStored(stored);
     replace(body, "QCD_SECRET", stored);
+}
+
+std::vector<Configuration::Uncommitted> Configuration::uncommittedIn(const Present& present) const {
+    std::vector<Uncommitted> sections;
+    for (const auto& [section, written] : present.written) {
+        const SectionBody& committed = bodyIn(present.committed, section);
+        if (!(committed == written)) sections.push_back({committed, written});
+    }
+    return sections;
+}
+
+std::vector<Configuration::Uncommitted> Configuration::uncommitted() const { return uncommittedIn(*present_.lock()); }
+
+std::vector<Configuration::Uncommitted> Configuration::revert(const std::vector<std::string>& names) {
+    if (names.size() > mostNames) {
+        throw RefusedError(Refused::badInput, "%d names are given; at most %d are taken", names.size(), mostNames);
+    }
+    std::vector<Named> wanted;
+    for (const std::string& name : names) wanted.push_back(named(name));
+    const auto isWanted = [&](const panelkit::SectionValue& value) {
+        return wanted.empty() ||
+               std::any_of(wanted.begin(), wanted.end(), [&](const Named& one) { return one.covers(value); });
+    };
+    const auto file = file_.lock(); // no commit: it would make permanent what is taken back now
+    const auto present = present_.lock();
+    std::vector<Uncommitted> reverted;
+    for (Uncommitted& section : uncommittedIn(*present)) {
+        SectionBody after = section.written;
+        for (std::size_t i = 0; i < after.size(); ++i) {
+            if (isWanted(after[i])) after.replace(i, section.committed[i].stored);
+        }
+        if (after == section.written) continue;
+        reverted.push_back({after, section.written});
+        present->written.insert_or_assign(after.section().name, std::move(after));
+    }
+    return reverted;
 }
 
 ServiceSettings Configuration::settings() const { return extract(present_.lock()->committed); }

@@ -48,6 +48,18 @@ public:
     using Announce = std::function<void(const std::vector<std::string>& changed)>;
     std::vector<std::string> commit(const Announce& announce = nullptr);
 
+    // The bodies of a section that was written since the last commit, and differs from it.
+    struct Uncommitted {
+        panelkit::SectionBody committed, written;
+    };
+    std::vector<Uncommitted> uncommitted() const;
+
+    // Takes back what was written since the last commit: sections ("IKE"), parameters ("IKE.EXCHANGE_TIMEOUT"), or
+    // everything when there are no names. Returns each section that changed, with the values that it had before as
+    // `written` and only these different. Throws RefusedError, with nothing changed, for an unknown name. Waits for a
+    // commit that is under way.
+    std::vector<Uncommitted> revert(const std::vector<std::string>& names);
+
     // Returns the settings as last committed.
     ServiceSettings settings() const;
 
@@ -63,6 +75,7 @@ private:
     };
 
     const panelkit::SectionBody& bodyIn(const Bodies& bodies, std::string_view section) const;
+    std::vector<Uncommitted> uncommittedIn(const Present& present) const;
     void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
     ServiceSettings extract(const Bodies& bodies) const;

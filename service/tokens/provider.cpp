@@ -14,11 +14,22 @@ using PKCS11::TokenInfo;
 using vocabulary::Refused;
 namespace field = vocabulary::token;
 
+bool needsLogin(const TokenInfo& token) {
+    return (token.flags & vocabulary::tokenFlag::loginRequired) && !(token.flags & vocabulary::tokenFlag::loggedIn);
+}
+
 namespace {
 
 std::string modelText(const HostToken& token) {
     const bool both = !token.manufacturer.empty() && !token.model.empty();
     return token.manufacturer + (both ? ", " : "") + token.model;
+}
+
+constexpr std::size_t mostRemoved = 100;
+
+bool isIn(const std::vector<TokenInfo>& tokens, const TokenInfo& token) {
+    return std::any_of(tokens.begin(), tokens.end(),
+                       [&](const TokenInfo& other) { return other.*field::serial == token.*field::serial; });
 }
 
 std::vector<TokenInfo> loggedOut(std::vector<TokenInfo> tokens) {
@@ -104,9 +115,21 @@ std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
     std::vector<TokenInfo> tokens;
     for (const HostToken& token : now.tokens) tokens.push_back(record(token));
     const auto state = state_.lock();
-    state->lastTokens = tokens;
+    state->remember(tokens);
     state->lastIncarnation = turn.incarnation();
     return tokens;
+}
+
+// A token is recognised by its serial number, since its label may be changed. A blank token holds nothing, so nothing
+// is missing without it.
+void Provider::State::remember(std::vector<TokenInfo> tokens) {
+    std::erase_if(removed, [&](const TokenInfo& token) { return isIn(tokens, token); });
+    for (const TokenInfo& token : loggedOut(std::move(lastTokens))) {
+        const bool heldObjects = (token.flags & vocabulary::tokenFlag::initialized) != 0;
+        if (heldObjects && !isIn(tokens, token)) removed.push_back(token);
+    }
+    if (removed.size() > mostRemoved) removed.erase(removed.begin(), removed.end() - mostRemoved);
+    lastTokens = std::move(tokens);
 }
 
 // Returns the tokens that were last seen. When the module's process has ended since, its log-ins have ended too, so the
@@ -135,6 +158,12 @@ SeenTokens Provider::tokens() {
         logDetail("provider " + settings_.name + ": " + refused.what());
         return {lastTokens(), unseen(refused.remarks)};
     }
+}
+
+KnownTokens Provider::known() {
+    const SeenTokens seen = tokens();
+    std::vector<TokenInfo> present = seen.unseen.empty() ? seen.tokens : lastTokens();
+    return {std::move(present), state_.lock()->removed, seen.unseen};
 }
 
 std::optional<std::vector<TokenInfo>> Provider::tokensIfChanged(bool lookAnyway) {
@@ -186,11 +215,11 @@ TokenInfo HeldToken::info() { return provider_->record(turn_.ask<HostToken>(Host
 bool HeldToken::loggedIn() { return (info().flags & vocabulary::tokenFlag::loggedIn) != 0; }
 
 void HeldToken::requireWritable() {
-    const std::uint32_t flags = info().flags;
-    if (flags & vocabulary::tokenFlag::writeProtected) {
+    const TokenInfo now = info();
+    if (now.flags & vocabulary::tokenFlag::writeProtected) {
         throw RefusedError(Refused::writeProtected, "the token is write-protected");
     }
-    if ((flags & vocabulary::tokenFlag::loginRequired) && !(flags & vocabulary::tokenFlag::loggedIn)) {
+    if (needsLogin(now)) {
         throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
     }
 }

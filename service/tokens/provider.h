@@ -26,6 +26,16 @@ struct SeenTokens {
     Remarks unseen; // the first is `incomplete`
 };
 
+// The tokens of a provider as far as they are known.
+struct KnownTokens {
+    std::vector<PKCS11::TokenInfo> present;
+    std::vector<PKCS11::TokenInfo> removed; // since the module was loaded, the latest at the end; at most 100
+    Remarks why;                            // not empty when the tokens can't be listed now: all are as last listed
+};
+
+// Whether the token shows its private objects only after a log-in.
+bool needsLogin(const PKCS11::TokenInfo& token);
+
 class Provider : public std::enable_shared_from_this<Provider> {
 public:
     // Facts about a provider that do not come from its module.
@@ -62,6 +72,8 @@ public:
     // Returns the tokens that are there. When the module does not answer in time, returns the tokens that it listed
     // last. When the provider can't be used at all (see problem()), returns no tokens. In both cases `unseen` says why.
     SeenTokens tokens();
+    // The same, with the tokens that were removed, and those of a provider that can't be used now.
+    KnownTokens known();
 
     // For the token watcher, which calls it repeatedly on one thread. Returns the tokens if the module reports that a
     // slot has changed, if the module does not report such events, or if `lookAnyway` is true. Returns nullopt when
@@ -94,8 +106,12 @@ private:
         bool loaded = false;
         Remarks problem{remark(vocabulary::Refused::moduleUnfit, "not loaded yet")};
         std::vector<PKCS11::TokenInfo> lastTokens;
-        std::uint64_t lastIncarnation = 0; // that they were seen in
+        std::vector<PKCS11::TokenInfo> removed;
+        std::uint64_t lastIncarnation = 0; // that the last tokens were seen in
         std::map<LoginKey, Login> logins;
+
+        // Replaces the last tokens by a new listing.
+        void remember(std::vector<PKCS11::TokenInfo> tokens);
     };
 
     std::optional<std::vector<PKCS11::TokenInfo>> look(SlotState& seen);

@@ -6,6 +6,7 @@
 
 #include <panelkit/bridge/payload.h>
 #include <panelkit/lsp/lsp_records.h>
+#include <panelkit/monitor/monitor_records.h>
 
 #include <gmock/gmock.h>
 

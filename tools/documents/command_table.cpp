@@ -67,6 +67,11 @@ template <> constexpr std::string_view typeName<ParseCertFileResult>           =
 template <> constexpr std::string_view typeName<PinStateMessage>               = "PinStateMessage";
 template <> constexpr std::string_view typeName<PKCS11::ProviderInfo>          = "ProviderInfo";
 template <> constexpr std::string_view typeName<PKCS11::TokenInfo>             = "TokenInfo";
+template <> constexpr std::string_view typeName<panelkit::KeyInfo>             = "KeyInfo";
+template <> constexpr std::string_view typeName<panelkit::ProviderState>       = "ProviderState";
+template <> constexpr std::string_view typeName<panelkit::TokenLabels>         = "TokenLabels";
+template <> constexpr std::string_view typeName<panelkit::TokenState>          = "TokenState";
+template <> constexpr std::string_view typeName<panelkit::UncommittedValue>    = "UncommittedValue";
 template <> constexpr std::string_view typeName<PresharedKeyInfo>              = "PresharedKeyInfo";
 // clang-format on
 
@@ -118,6 +123,7 @@ constexpr Module modules[] = {
     {ModuleCertificates, "certificates, CRLs, preshared keys, requests"},
     {ModuleInterfaces, "network interfaces"},
     {ModuleParameters, "the configuration"},
+    {ModuleMonitor, "additions: states, keys, labels, uncommitted settings"},
 };
 
 template <Command command>

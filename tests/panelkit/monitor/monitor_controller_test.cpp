@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include <panelkit/monitor/monitor_controller.h>
+
+#include "../../support/bytes.h"
+#include "../../support/service_fixture.h"
+
+#include <gmock/gmock.h>
+
+#include <functional>
+#include <type_traits>
+
+using panelkit::CertLabel;
+using panelkit::Command;
+using panelkit::KeyInfo;
+using panelkit::MonitorController;
+using panelkit::ProviderCondition;
+using panelkit::ProviderState;
+using panelkit::TokenCondition;
+using panelkit::TokenLabels;
+using panelkit::TokenState;
+using panelkit::UncommittedValue;
+using panelkit::testing::Reaction;
+using PKCS11::TokenInfo;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+// Each record once, with its bytes.
+const TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
+const char* const tokenBytes = "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00 "
+                               "01 00 00 00 'P'  0d 04 00 00";
+const KeyInfo key{"gate", "0A", 3, 256, "F1", true, false, true, false, true, {"C1", "C2"}};
+const char* const keyBytes = "04 00 00 00 'gate'  02 00 00 00 '0A'  03 00 00 00  00 01 00 00  02 00 00 00 'F1' "
+                             "01 00 01 00 01  02 00 00 00  02 00 00 00 'C1'  02 00 00 00 'C2'";
+const ProviderState hung{"N", "/m.so", ProviderCondition::notAnswering, {{26, "at work: %s", {"x"}}}};
+const char* const hungBytes = "01 00 00 00 'N'  05 00 00 00 '/m.so'  03 00 00 00  01 00 00 00  1a 00 00 00 "
+                              "0b 00 00 00 'at work: %s'  01 00 00 00  01 00 00 00 'x'";
+const TokenState pulled{token, TokenCondition::removed};
+const TokenLabels labels{token, {{"F1", "gate", "0A"}, {"F2", "", ""}}};
+const char* const labelBytes = "02 00 00 00  02 00 00 00 'F1'  04 00 00 00 'gate'  02 00 00 00 '0A' "
+                               "02 00 00 00 'F2'  00 00 00 00  00 00 00 00";
+const UncommittedValue port{"PROXY", "P", false, {"\0\0", 2}, {"\x90\x1f", 2}};
+const char* const portBytes = "05 00 00 00 'PROXY'  01 00 00 00 'P'  00  02 00 00 00 00 00  02 00 00 00 90 1f";
+
+std::string joined(std::initializer_list<const char*> parts) {
+    std::string text;
+    for (const char* part : parts) text.append(part).append(" ");
+    return hex(text);
+}
+
+const char* const one = "01 00 00 00";
+
+// An operation with the bytes of its request, and a reply that it reads to its last byte.
+struct Case {
+    Command command;
+    unsigned code;
+    std::string request;
+    std::string reply; // empty for one that is not read
+    std::function<bool()> operation;
+};
+
+class AMonitorController : public WithScriptedService {
+protected:
+    MonitorController controller;
+    std::vector<ProviderState> providers;
+    std::vector<TokenState> states;
+    std::vector<KeyInfo> keys;
+    std::vector<TokenInfo> tokens;
+    std::vector<TokenLabels> labelled;
+    std::vector<UncommittedValue> values;
+    KeyInfo made;
+    std::string pem;
+    const CertInfo certificate{.fingerprint = "F1"};
+
+    // clang-format off
+    const std::vector<Case> cases{
+        {Command::GetStates,         1, "", joined({one, hungBytes, one, tokenBytes, "03 00 00 00"}),
+         [this] { return controller.GetStates(providers, states); }},
+        {Command::EnumKeys,         10, "", joined({one, tokenBytes, keyBytes}),
+         [this] { return controller.EnumKeys(nullptr, keys, tokens); }},
+        {Command::EnumKeys,         10, joined({tokenBytes}), joined({one, tokenBytes, keyBytes}),
+         [this] { return controller.EnumKeys(&token, keys, tokens); }},
+        {Command::GetPublicKey,     11, joined({tokenBytes, keyBytes}), joined({"03 00 00 00 'PEM'"}),
+         [this] { return controller.GetPublicKey(token, key, pem); }},
+        {Command::GenerateKey,      12, joined({tokenBytes, "03 00 00 00  00 01 00 00  04 00 00 00 'gate'"}), joined({keyBytes}),
+         [this] { return controller.GenerateKey(token, 3, 256, "gate", made); }},
+        {Command::DeleteKey,        13, joined({tokenBytes, keyBytes}), "",
+         [this] { return controller.DeleteKey(token, key); }},
+        {Command::DeleteCertAndKey, 14, joined({tokenBytes}) + encoded(certificate), "",
+         [this] { return controller.DeleteCertificateWithKey(token, certificate); }},
+        {Command::EnumCertLabels,   20, "", joined({one, tokenBytes, labelBytes}),
+         [this] { return controller.EnumCertLabels(nullptr, labelled); }},
+        {Command::EnumCertLabels,   20, joined({tokenBytes}), joined({one, tokenBytes, labelBytes}),
+         [this] { return controller.EnumCertLabels(&token, labelled); }},
+        {Command::GetUncommitted,   30, "", joined({one, portBytes}),
+         [this] { return controller.GetUncommitted(values); }},
+        {Command::RevertSettings,   31, joined({one, "03 00 00 00 'LOG'"}), joined({one, portBytes}),
+         [this] { return controller.RevertSettings({"LOG"}, values); }},
+    };
+    // clang-format on
+};
+
+TEST_F(AMonitorController, SendsEachRequestByteForByteOverItsOwnSession) {
+    for (const Case& row : cases) {
+        SCOPED_TRACE(panelkit::commandRow(row.command).name);
+        service->on(row.command, Reaction::reply(row.reply));
+        EXPECT_TRUE(row.operation());
+        const auto request = service->requests().back();
+        EXPECT_EQ(request.session, "Monitor");
+        EXPECT_EQ(request.module, 1000U);
+        EXPECT_EQ(request.command, row.code);
+        EXPECT_EQ(toHex(request.payload), toHex(row.request));
+    }
+    EXPECT_EQ(service->opened().size(), 1U);
+}
+
+TEST_F(AMonitorController, ReadsEachRecordFieldByField) {
+    keys.resize(3);
+    tokens.resize(2);
+    for (const Case& row : cases) {
+        service->on(row.command, Reaction::reply(row.reply));
+        row.operation();
+    }
+    EXPECT_THAT(providers, ElementsAre(hung));
+    EXPECT_THAT(states, ElementsAre(pulled));
+    EXPECT_THAT(keys, ElementsAre(key));
+    EXPECT_THAT(tokens, ElementsAre(token));
+    EXPECT_EQ(pem, "PEM");
+    EXPECT_EQ(made, key);
+    EXPECT_THAT(labelled, ElementsAre(labels));
+    EXPECT_THAT(values, ElementsAre(port));
+}
+
+TEST_F(AMonitorController, ThrowsOnEveryReplyThatEndsEarly) {
+    for (const Case& row : cases) {
+        for (std::size_t length = 0; length < row.reply.size(); ++length) {
+            service->on(row.command, Reaction::reply(row.reply.substr(0, length)));
+            EXPECT_TRUE(throwsStreamError([&] { row.operation(); }))
+                << panelkit::commandRow(row.command).name << " " << length;
+        }
+    }
+    service->on(Command::EnumKeys, Reaction::reply(encoded(std::uint32_t{0x00FFFFFF}) + std::string(0x00FFFFFF, '\0')));
+    keys.clear();
+    EXPECT_TRUE(throwsStreamError([&] { controller.EnumKeys(nullptr, keys, tokens); }));
+    EXPECT_THAT(keys, IsEmpty()) << "a count that can't be true allocates nothing";
+}
+
+TEST_F(AMonitorController, LeavesItsOutputsAloneWhenItIsRefused) {
+    pem = "kept";
+    keys.resize(3);
+    for (const Case& row : cases) {
+        service->on(row.command, Reaction::refuse());
+        EXPECT_FALSE(row.operation());
+    }
+    EXPECT_EQ(pem, "kept");
+    EXPECT_EQ(keys.size(), 3U);
+    closePooledSessions();
+    CommandSender::Instance().SetEndpoint("");
+    for (const Case& row : cases) EXPECT_FALSE(row.operation()) << "without a session";
+}
+
+// Making a key may take longer than the limit for silence.
+TEST_F(AMonitorController, WaitsForANewKeyWithoutALimit) {
+    using namespace std::chrono_literals;
+    CommandSender::Instance().SetWait(100);
+    service->on(Command::GenerateKey, Reaction::reply(joined({keyBytes})).after(400ms));
+    EXPECT_TRUE(controller.GenerateKey(token, 3, 256, "gate", made)) << bridge::lastFailure().text();
+    service->on(Command::DeleteKey, Reaction::reply("").after(400ms));
+    EXPECT_FALSE(controller.DeleteKey(token, key)) << "only for that one command";
+}
+
+// ---- what was not seen
+
+TEST_F(AMonitorController, TellsWhatTheLastListingDidNotSee) {
+    const auto reply = Reaction::reply(joined({one, tokenBytes, keyBytes}));
+    service->on(Command::EnumKeys, reply);
+    ASSERT_TRUE(controller.EnumKeys(nullptr, keys, tokens));
+    EXPECT_THAT(panelkit::lastUnseen(), IsEmpty());
+
+    // Remarks that come first are about something else.
+    service->on(Command::EnumKeys, reply.remarking(31, Loc::makePhrase("full"))
+                                       .remarking(16, Loc::makePhrase("no token \"%s\"", std::string("A")))
+                                       .remarking(25, Loc::makePhrase("it crashed"))
+                                       .remarking(16, Loc::makePhrase("no provider")));
+    ASSERT_TRUE(controller.EnumKeys(nullptr, keys, tokens));
+    const std::vector<panelkit::Unseen> unseen = panelkit::lastUnseen();
+    ASSERT_EQ(unseen.size(), 2U);
+    EXPECT_EQ(unseen[0].text(), "no token \"A\": it crashed");
+    EXPECT_EQ(unseen[1].text(), "no provider");
+
+    service->on(Command::GetUncommitted, Reaction::reply(joined({one, portBytes})));
+    ASSERT_TRUE(controller.GetUncommitted(values));
+    EXPECT_THAT(panelkit::lastUnseen(), IsEmpty()) << "that is about the last command alone";
+}
+
+TEST(MonitorControllers, AreIdleLoopsThatCopyFreely) {
+    static_assert(std::is_base_of_v<SendCommandProgress::IdleLoop, MonitorController>);
+    static_assert(std::is_copy_assignable_v<MonitorController> && std::is_move_constructible_v<MonitorController>);
+    static_assert(sizeof(MonitorController) == sizeof(void*), "nothing besides the virtual table");
+}
+
+} // namespace
