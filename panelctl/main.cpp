@@ -17,6 +17,7 @@ constexpr std::array groups = {
     Group{"provider",   panelctl::addProviderVerbs,   N_("PKCS#11 providers: the modules that give access to tokens")},
     Group{"token",      panelctl::addTokenVerbs,      N_("Tokens: smart cards, USB keys, and keys in software")},
     Group{"cert",       panelctl::addCertVerbs,       N_("Certificates on tokens and in files")},
+    Group{"key",        panelctl::addKeyVerbs,        N_("Key pairs on tokens")},
     Group{"crl",        panelctl::addCrlVerbs,        N_("Certificate revocation lists (CRLs)")},
     Group{"psk",        panelctl::addPskVerbs,        N_("Preshared keys")},
     Group{"config",     panelctl::addConfigVerbs,     N_("The service's configuration: typed parameters in sections")},

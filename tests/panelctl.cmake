@@ -26,6 +26,7 @@ panelkit_test(test_panelctl_certs LINK panelctl_parts SOURCES
     panelctl/cert_outcomes_test.cpp
     panelctl/cert_transfer_test.cpp
     panelctl/crl_psk_request_test.cpp
+    panelctl/key_test.cpp
     panelctl/remarks_test.cpp)
 add_dependencies(test_panelctl_certs panelctl catalogues)
 if(NOT WIN32)

@@ -62,6 +62,7 @@ enum class Refused : std::uint32_t {
     chainLink        = 55, // of a certificate that verifies: how its chain goes
     notCounted       = 56, // of a certificate that verifies: what was found and ignored
     trusted          = 57, // why a certificate may be the end of a chain
+    keyShared        = 58, // a private key that would be deleted belongs to another certificate too
 
     // policies
     policyLine       = 60, // an error or a remark on a line of a policy file; the line number comes first

@@ -94,6 +94,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::deviceError: return Exit::deviceError;
     case Refused::badInput: return Exit::badInput;
     case Refused::overBudget:
+    case Refused::keyShared:
     case Refused::notStored: return Exit::refused;
     case Refused::unknownFormat:
     case Refused::nothingUsable:

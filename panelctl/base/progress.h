@@ -8,6 +8,7 @@
 #include <panelctl/base/verbs.h>
 
 #include <panelkit/certs/certs_controller.h>
+#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 
 namespace panelctl {
@@ -37,5 +38,6 @@ private:
 
 using TokensWithDots = WithDots<CLIVpnTokensController>;
 using CertsWithDots = WithDots<VpnCertsSilentController>;
+using MonitorWithDots = WithDots<panelkit::MonitorController>;
 
 } // namespace panelctl

@@ -5,8 +5,7 @@
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
 
-#include <platform/bridge/failure.h>
-#include <vocabulary/refusals.h>
+#include <panelkit/monitor/unseen.h>
 
 #include <algorithm>
 
@@ -20,21 +19,12 @@ std::vector<std::string>& unseen() {
     return texts;
 }
 
-bool beginsOne(const bridge::Remark& remark) {
-    return remark.code == static_cast<std::uint32_t>(vocabulary::Refused::incomplete);
-}
-
 } // namespace
 
-// Each is followed by its reasons.
 void noteUnseen() {
-    const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
-    auto begin = std::find_if(remarks.begin(), remarks.end(), beginsOne);
-    while (begin != remarks.end()) {
-        const auto end = std::find_if(begin + 1, remarks.end(), beginsOne);
-        std::string text = inOneLine(remarksText({begin, end}, {}));
+    for (const panelkit::Unseen& part : panelkit::lastUnseen()) {
+        std::string text = inOneLine(remarksText(part.remarks, {}));
         if (std::find(unseen().begin(), unseen().end(), text) == unseen().end()) unseen().push_back(std::move(text));
-        begin = end;
     }
 }
 

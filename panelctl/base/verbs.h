@@ -38,6 +38,7 @@ void addVerb(CLI::App& group, const Context& context, const char* name, const st
 void addProviderVerbs(CLI::App& group, const Context& context);
 void addTokenVerbs(CLI::App& group, const Context& context);
 void addCertVerbs(CLI::App& group, const Context& context);
+void addKeyVerbs(CLI::App& group, const Context& context);
 void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
 void addConfigVerbs(CLI::App& group, const Context& context);
@@ -48,9 +49,11 @@ void addDoctor(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
 
 // Further verbs of a group, in other files; called by the functions above.
+void addTokenStatesVerb(CLI::App& group, const Context& context);
 void addCertTransferVerbs(CLI::App& group, const Context& context);
 void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context);
+void addConfigPendingVerbs(CLI::App& group, const Context& context);
 void addPolicySourceVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

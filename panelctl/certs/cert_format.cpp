@@ -212,6 +212,14 @@ Cell stateCell(const CertInfo& certificate) {
     return {say(row->text), row->mood};
 }
 
+std::string bytesFromHex(const std::string& digits) {
+    std::string bytes;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        bytes += static_cast<char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16));
+    }
+    return bytes;
+}
+
 // ---- records as JSON
 
 nlohmann::ordered_json certificateJson(const CertInfo& certificate) {

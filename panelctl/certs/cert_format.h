@@ -58,6 +58,9 @@ std::uint32_t parseKeyUsage(const std::string& names);
 
 Cell stateCell(const CertInfo& certificate);
 
+// The bytes that the digits of an identifier or a fingerprint stand for.
+std::string bytesFromHex(const std::string& digits);
+
 // ---- records as JSON
 
 // A certificate as JSON in every verb. The times and the days left of one that is not readable are null.

@@ -6,13 +6,15 @@
 #include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/choosing.h>
 
+#include <panelkit/monitor/monitor_controller.h>
 #include <platform/system/clock.h>
 #include <platform/text/ascii.h>
 
 #include <algorithm>
 #include <cctype>
-#include <functional>
+#include <map>
 #include <optional>
 
 namespace panelctl {
@@ -24,32 +26,12 @@ using PresharedKey = OnToken<PresharedKeyInfo>;
 
 namespace {
 
-constexpr std::size_t shortestFingerprint = 8; // digits from which on a number is read as a part of one
-
-// Each label needs a command, for which the service reads the token: more than this would take minutes.
-constexpr std::size_t mostLabels = 100;
-
-// Hexadecimal digits in the form of the records; people and other programs also write "0a:1B". Empty for other text.
-std::string hexDigits(const std::string& text) {
-    std::string digits;
-    for (const char c : text) {
-        if (c == ':' || c == ' ') continue;
-        if (!platform::hexValue(c)) return {};
-        digits += platform::asciiUpper(c);
-    }
-    return digits;
-}
-
 std::string withoutLeadingZeros(const std::string& digits) {
     return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
 }
 
 bool sameNumber(const std::string& digits, const std::string& number) {
     return !digits.empty() && withoutLeadingZeros(digits) == withoutLeadingZeros(hexDigits(number));
-}
-
-bool beginsFingerprint(const std::string& digits, const std::string& fingerprint) {
-    return digits.size() >= shortestFingerprint && fingerprint.rfind(digits, 0) == 0;
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -66,43 +48,6 @@ bool named(const CertInfo& certificate, const std::string& name) {
 bool named(const CRLInfo& crl, const std::string& name) {
     const std::string digits = hexDigits(name);
     return crl.issuer == name || commonName(crl.issuer) == name || beginsFingerprint(digits, crl.fingerprint);
-}
-
-template <class Object>
-using Test = std::function<bool(const OnToken<Object>&)>;
-
-// A text for each entry.
-template <class Object, class Teller>
-std::vector<std::string> textsOf(const std::vector<OnToken<Object>>& listed, const Teller& teller) {
-    std::vector<std::string> texts(listed.size());
-    std::transform(listed.begin(), listed.end(), texts.begin(), teller);
-    return texts;
-}
-
-template <class Object>
-std::vector<OnToken<Object>> matching(const std::vector<OnToken<Object>>& listed, const Test<Object>& test) {
-    std::vector<OnToken<Object>> found;
-    for (const OnToken<Object>& entry : listed) {
-        const bool again = std::any_of(found.begin(), found.end(), [&](const OnToken<Object>& other) {
-            return other.object == entry.object && sameToken(other.token, entry.token);
-        });
-        if (!again && test(entry)) found.push_back(entry); // two equal entries are one object to the service too
-    }
-    return found;
-}
-
-// The only entry that passes the first test which any entry passes. Nothing when none does.
-template <class Object>
-std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& listed,
-                                       const std::vector<Test<Object>>& tests, const std::string& name,
-                                       std::string (*candidateLine)(const OnToken<Object>&)) {
-    for (const Test<Object>& test : tests) {
-        const std::vector<OnToken<Object>> found = matching(listed, test);
-        if (found.size() == 1) return found.front();
-        if (found.empty()) continue;
-        failAmbiguous(name, textsOf(found, candidateLine));
-    }
-    return std::nullopt;
 }
 
 std::string certificateLine(const Certificate& entry) {
@@ -143,25 +88,57 @@ std::optional<CertExtentions> detailsOf(VpnCertsController& controller, const Ce
     return std::nullopt;
 }
 
-// A URI names the object by its label and identifier, which are in the details only.
-bool matchesUri(VpnCertsController& controller, const Certificate& entry, const std::string& uri) {
+// The labels of all certificates. They are read in one command, when they are first needed.
+class Labels {
+public:
+    // Whether an object of the certificate on its token has a label that passes the test.
+    template <class Passes>
+    bool any(const Certificate& entry, const Passes& passes) {
+        if (!isRead_) read();
+        const auto [begin, end] = byFingerprint_.equal_range(entry.object.fingerprint);
+        return std::any_of(begin, end, [&](const auto& found) {
+            return sameToken(found.second.token, entry.token) && passes(found.second.object);
+        });
+    }
+
+private:
+    void read() {
+        std::vector<panelkit::TokenLabels> tokens;
+        if (!panelkit::MonitorController().EnumCertLabels(nullptr, tokens)) throw lastFailureError();
+        noteUnseen();
+        for (const auto& [token, certificates] : tokens) {
+            for (const panelkit::CertLabel& label : certificates) {
+                byFingerprint_.emplace(label.fingerprint, OnToken<panelkit::CertLabel>{label, token});
+            }
+        }
+        isRead_ = true;
+    }
+
+    bool isRead_ = false;
+    std::multimap<std::string, OnToken<panelkit::CertLabel>> byFingerprint_;
+};
+
+// A URI names the object by its label and identifier.
+bool matchesUri(Labels& labels, const Certificate& entry, const std::string& uri) {
     if (!panelctl::matchesUri(entry.token, uri)) return false;
     const std::optional<std::string> label = uriAttribute(uri, "object");
     const std::optional<std::string> id = uriAttribute(uri, "id");
     if (!label && !id) return true;
-    const std::optional<CertExtentions> details = detailsOf(controller, entry);
-    return details && (!label || details->label == *label) && (!id || details->keyId == platform::hexText(*id));
+    return labels.any(entry, [&](const panelkit::CertLabel& its) {
+        return (!label || its.label == *label) && (!id || its.id == platform::hexText(*id));
+    });
 }
 
-std::vector<Test<CertInfo>> testsFor(VpnCertsController& controller, const ObjectName& wanted, std::size_t count) {
+std::vector<Test<CertInfo>> testsFor(const ObjectName& wanted) {
     const std::string& name = wanted.name;
+    const auto labels = std::make_shared<Labels>();
     if (isUri(name)) {
-        return {[&controller, name](const Certificate& entry) { return matchesUri(controller, entry, name); }};
+        return {[labels, name](const Certificate& entry) { return matchesUri(*labels, entry, name); }};
     }
+    const auto isIt = [name](const panelkit::CertLabel& its) { return its.label == name; };
     std::vector<Test<CertInfo>> tests{[name](const Certificate& entry) { return named(entry.object, name); }};
-    if (count <= mostLabels) {
-        tests.emplace_back(
-            [&controller, name](const Certificate& entry) { return labelOf(controller, entry) == name; });
+    if (!name.empty()) {
+        tests.emplace_back([labels, isIt](const Certificate& entry) { return labels->any(entry, isIt); });
     }
     if (!wanted.exactly) {
         tests.emplace_back([name](const Certificate& entry) { return contains(entry.object.subject, name); });
@@ -234,7 +211,7 @@ std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, cons
 
 Certificate findCertificate(VpnCertsController& controller, const ObjectName& name) {
     const auto listed = listCertificates(controller, vocabulary::CertSelector::all, name.token);
-    if (const auto found = onlyOne(listed, testsFor(controller, name, listed.size()), name.name, certificateLine)) {
+    if (const auto found = onlyOne(listed, testsFor(name), name.name, certificateLine)) {
         return *found;
     }
     const auto names = textsOf(listed, [](const Certificate& entry) { return nameOf(entry.object); });

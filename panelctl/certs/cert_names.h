@@ -2,8 +2,8 @@
 //
 // How people name certificates, CRLs and preshared keys, and how panelctl finds them: by a name that fits exactly
 // (subject, common name, serial number, fingerprint or its beginning, label, PKCS#11 URI), else by a part of the
-// subject. Labels are not in the listing, so they are compared only where there are up to 100 certificates; in a URI
-// always. The error for an unknown name suggests the nearest one, the error for an ambiguous name lists the candidates.
+// subject. Labels are not in the listing: they are read for all certificates in one command, when nothing else fits.
+// The error for an unknown name suggests the nearest one, the error for an ambiguous name lists the candidates.
 //
 //   const auto controller = certsController(context);
 //   const OnToken<CertInfo> found = findCertificate(*controller, {"gate.example", "Office"});
@@ -14,6 +14,7 @@
 #include <panelctl/tokens/token_names.h>
 
 #include <panelkit/certs/certs_controller.h>
+#include <panelkit/monitor/monitor_records.h>
 #include <vocabulary/certs.h>
 
 #include <memory>
@@ -77,6 +78,7 @@ std::vector<std::size_t> placesOf(const std::vector<CertInfo>& certificates, con
 inline bool sameObject(const CertInfo& one, const CertInfo& other) { return one.fingerprint == other.fingerprint; }
 inline bool sameObject(const CRLInfo& one, const CRLInfo& other) { return one.fingerprint == other.fingerprint; }
 inline bool sameObject(const PresharedKeyInfo& one, const PresharedKeyInfo& other) { return one == other; }
+inline bool sameObject(const panelkit::KeyInfo& one, const panelkit::KeyInfo& other) { return one == other; }
 
 // To be called just before a deletion: the token or the object may have been exchanged while the user read and typed.
 // `now` is a new listing. Throws CommandError.

@@ -8,133 +8,16 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
+#include <panelctl/certs/key_choice.h>
 
 #include <platform/text/join.h>
-
-#include <algorithm>
-#include <array>
-#include <charconv>
-#include <optional>
 
 namespace panelctl {
 
 using PKCS11::TokenInfo;
 using vocabulary::RequestFormat;
-namespace keyType = vocabulary::keyType;
-namespace digestNumber = vocabulary::digest;
 
 namespace {
-
-struct KeyTypeRow {
-    const char* name;
-    std::uint32_t type;
-    std::uint32_t usualBits; // when none are given
-};
-
-struct DigestRow {
-    const char* name;
-    std::uint32_t digest;
-};
-
-// clang-format off
-constexpr std::array keyTypes = {
-    KeyTypeRow{"rsa",   keyType::rsa,     2048},
-    KeyTypeRow{"ec",    keyType::ec,      256},
-    KeyTypeRow{"eddsa", keyType::edwards, 255},
-};
-
-constexpr std::array digests = { // the first is the default
-    DigestRow{"sha256", digestNumber::sha256},
-    DigestRow{"sha384", digestNumber::sha384},
-    DigestRow{"sha512", digestNumber::sha512},
-};
-// clang-format on
-
-std::string keyName(std::uint32_t type, std::uint32_t bits) {
-    std::string name = std::to_string(type);
-    for (const KeyTypeRow& row : keyTypes) {
-        if (row.type == type) name = row.name;
-    }
-    return bits == 0 ? name : name + ":" + std::to_string(bits);
-}
-
-std::string digestName(std::uint32_t digest) {
-    for (const DigestRow& row : digests) {
-        if (row.digest == digest) return row.name;
-    }
-    return std::to_string(digest);
-}
-
-bool has(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
-    return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
-}
-
-// "rsa:2048, ec:256, ..."
-std::string onOffer(const std::vector<CertRequestKeyInfo>& choices) {
-    std::vector<std::string> names;
-    for (const CertRequestKeyInfo& choice : choices) {
-        for (const std::uint32_t bits : choice.keyBits) names.push_back(keyName(choice.keyType, bits));
-    }
-    return platform::joined(names);
-}
-
-// Finds "rsa", "rsa:3072" and "sha256" among the keys and digests that the token offers; the default where nothing is
-// given.
-class KeyChoice {
-public:
-    KeyChoice(std::string key, std::string digest) : key_(std::move(key)), digest_(std::move(digest)) {}
-
-    // Throws CommandError, which lists what the token offers.
-    void applyTo(CertRequestInfo& info, const std::vector<CertRequestKeyInfo>& choices) const {
-        const std::size_t colon = key_.find(':');
-        const std::string name = key_.substr(0, colon);
-        for (const CertRequestKeyInfo& choice : choices) {
-            if (!name.empty() && keyName(choice.keyType, 0) != name) continue;
-            const std::optional<std::uint32_t> bits = bitsFor(choice, colon);
-            const std::optional<std::uint32_t> digest = digestFor(choice);
-            if (!bits) break;
-            if (!digest) failDigest(choice);
-            info.keyType = choice.keyType;
-            info.keyBits = *bits;
-            info.digest = *digest;
-            return;
-        }
-        throw CommandError(Exit::badInput, say("the token can't make a key \"%s\" for a request; it offers %s",
-                                               key_.empty() ? "-" : key_, onOffer(choices)));
-    }
-
-private:
-    std::optional<std::uint32_t> bitsFor(const CertRequestKeyInfo& choice, std::size_t colon) const {
-        const std::vector<std::uint32_t>& offered = choice.keyBits;
-        std::uint32_t bits = 0;
-        if (colon != std::string::npos) {
-            const char* const end = key_.data() + key_.size();
-            const auto [behind, error] = std::from_chars(key_.data() + colon + 1, end, bits);
-            if (error != std::errc() || behind != end || !has(offered, bits)) return std::nullopt;
-            return bits;
-        }
-        for (const KeyTypeRow& row : keyTypes) {
-            if (row.type == choice.keyType && has(offered, row.usualBits)) return row.usualBits;
-        }
-        if (offered.empty()) return std::nullopt;
-        return offered.front();
-    }
-
-    std::optional<std::uint32_t> digestFor(const CertRequestKeyInfo& choice) const {
-        for (const DigestRow& row : digests) {
-            if ((digest_.empty() || digest_ == row.name) && has(choice.digests, row.digest)) return row.digest;
-        }
-        if (!digest_.empty()) return std::nullopt;
-        return choice.digests.empty() ? 0 : choice.digests.front(); // an EdDSA key has its digest built in
-    }
-
-    [[noreturn]] void failDigest(const CertRequestKeyInfo& choice) const {
-        const std::string list = platform::joined(choice.digests, ", ", digestName);
-        throw CommandError(Exit::badInput, say("the token can't sign a request with %s; it offers %s", digest_, list));
-    }
-
-    const std::string key_, digest_;
-};
 
 struct CertRequest {
     std::string token, key, digest, existingKey, usage;

@@ -3,6 +3,7 @@
 // panelctl cert import, export, delete: the verbs that move certificates to and from tokens.
 #include <panelctl/base/confirm.h>
 #include <panelctl/base/mistakes.h>
+#include <panelctl/base/progress.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
@@ -221,10 +222,11 @@ private:
 
 struct CertDelete {
     ObjectName name;
-    bool yes = false;
+    bool yes = false, withKey = false;
 
     void options(CLI::App& verb) {
         name.ofCertificate(verb);
+        verb.add_flag("--with-key", withKey, say("Delete its key pair too"));
         addYes(verb, yes);
     }
 
@@ -236,15 +238,25 @@ struct CertDelete {
         const std::string label = labelOf(*controller, found);
         confirmDeletion(warning(found), label.empty() ? nameOf(found.object) : label, yes);
         requireStillThere(found, listCertificates(*controller, vocabulary::CertSelector::all), nameOf(found.object));
-        if (!controller->DeleteCertificate(found.token, found.object)) throw lastFailureError();
-        printLine(say("Certificate \"%s\" is deleted from token \"%s\".", escaped(nameOf(found.object)),
-                      escaped(nameOf(found.token))));
+        const bool done = withKey ? MonitorWithDots(context).DeleteCertificateWithKey(found.token, found.object)
+                                  : controller->DeleteCertificate(found.token, found.object);
+        if (!done) throw lastFailureError();
+        if (context.json) {
+            return printJson({{"schema", 1}, {"deleted", toJson(found.object, found.token)}, {"withKey", withKey}});
+        }
+        const std::string shown = escaped(nameOf(found.object)), on = escaped(nameOf(found.token));
+        printLine(withKey ? say("Certificate \"%s\" and its key are deleted from token \"%s\".", shown, on)
+                          : say("Certificate \"%s\" is deleted from token \"%s\".", shown, on));
     }
 
 private:
-    static std::string warning(const Certificate& found) {
+    std::string warning(const Certificate& found) const {
         const std::string& subject = found.object.subject;
         const std::string& number = found.object.serialNumber;
+        if (withKey) {
+            return say("Certificate %s (serial number %s) and its private key will be deleted from token \"%s\".",
+                       subject, number, nameOf(found.token));
+        }
         return found.object.hasPrivateKey ? say("Certificate %s (serial number %s) will be deleted from token \"%s\"; "
                                                 "its private key stays there.",
                                                 subject, number, nameOf(found.token))
@@ -259,7 +271,8 @@ void addCertTransferVerbs(CLI::App& group, const Context& context) {
     addVerb<CertImportVerb>(group, context, "import",
                             say("Import certificates from a file, with their private keys if there are any"));
     addVerb<CertExportVerb>(group, context, "export", say("Write a certificate to a file or to standard output"));
-    addVerb<CertDelete>(group, context, "delete", say("Delete a certificate from its token; its private key stays"));
+    addVerb<CertDelete>(group, context, "delete",
+                        say("Delete a certificate from its token; its private key stays unless --with-key is given"));
 }
 
 } // namespace panelctl

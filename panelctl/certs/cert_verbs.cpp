@@ -120,14 +120,6 @@ std::string privateKeyText(const CertInfo& certificate) {
 
 std::string withDaysLeft(std::uint64_t until) { return say("%s (days left: %d)", timeText(until), daysLeft(until)); }
 
-std::string bytesFromHex(const std::string& digits) {
-    std::string bytes;
-    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-        bytes += static_cast<char>(std::strtoul(digits.substr(i, 2).c_str(), nullptr, 16));
-    }
-    return bytes;
-}
-
 // What the service remarked on the details of a certificate.
 struct Remarked {
     std::string trust;   // why it is trusted

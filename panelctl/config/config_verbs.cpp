@@ -222,6 +222,7 @@ void addConfigVerbs(CLI::App& group, const Context& context) {
     addVerb<ConfigDiff>(group, context, "diff", say("Show what differs from the defaults"));
     addVerb<ConfigExport>(group, context, "export", say("Print the configuration as a file for 'apply'"));
     addConfigChangeVerbs(group, context);
+    addConfigPendingVerbs(group, context);
 }
 
 } // namespace panelctl

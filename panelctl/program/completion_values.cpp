@@ -2,10 +2,12 @@
 #include <panelctl/program/completion_values.h>
 
 #include <panelctl/certs/cert_format.h>
+#include <panelctl/keys/key_names.h>
 
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lparams/variants.h>
+#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/system/clock.h>
 #include <vocabulary/certs.h>
@@ -114,6 +116,17 @@ std::vector<Candidate> presharedKeys() {
     return candidates;
 }
 
+std::vector<Candidate> keys() {
+    std::vector<panelkit::KeyInfo> listed;
+    std::vector<TokenInfo> places;
+    panelkit::MonitorController().EnumKeys(nullptr, listed, places);
+    std::vector<Candidate> candidates;
+    for (const panelkit::KeyInfo& key : listed) {
+        candidates.push_back({nameOf(key), keyText(key.keyType, key.keyBits)});
+    }
+    return candidates;
+}
+
 // By symbolic name, which is the same in every language.
 std::vector<Candidate> choices(const LPARAMS::Variant* rows) {
     std::vector<Candidate> candidates;
@@ -147,6 +160,7 @@ constexpr std::array sources = {
     Source{"config",        "name",        parameters},
     Source{"config",        "names",       parameters},
     Source{"cert",          "certificate", certificates},
+    Source{"key",           "name",        keys},
     Source{"crl",           "crl",         crls},
     Source{"psk delete",    "name",        presharedKeys},
     Source{"policy",        "policy",      policies},

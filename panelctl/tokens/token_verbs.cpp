@@ -365,6 +365,7 @@ void addTokenVerbs(CLI::App& group, const Context& context) {
     addVerb<TokenSeed>(group, context, "seed",
                        say("Seed a token's random-number generator, from the system's generator or from a file"));
     addVerb<TokenReload>(group, context, "reload", say("Reload all providers (logs out of all tokens)"));
+    addTokenStatesVerb(group, context);
 }
 
 } // namespace panelctl

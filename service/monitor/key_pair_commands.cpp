@@ -202,7 +202,7 @@ std::string MonitorCommands::deleteCertificateAndKey(Call& call) {
     const KeyPair pair = pairOf(keyPairs(objects), found);
     for (const StoredCertificate* other : pair.certificates) {
         if (other->der == found->der) continue;
-        throw RefusedError(Refused::keyStays, "the private key belongs to another certificate too: %s",
+        throw RefusedError(Refused::keyShared, "the private key belongs to another certificate too: %s",
                            other->facts->info.subject);
     }
     for (const std::uint64_t number : pair.numbers()) numbers.push_back(number);

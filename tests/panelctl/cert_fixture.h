@@ -7,6 +7,7 @@
 #include "../support/panelctl.h"
 
 #include <panelkit/certs/cert_records.h>
+#include <panelkit/monitor/monitor_records.h>
 #include <testing/scripted_service.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/refusals.h>
@@ -30,6 +31,9 @@ protected:
         using panelkit::Command;
         service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{office, home});
         listCertificates({{office, gate}, {office, authority}, {home, old}});
+        service.answer<Command::EnumCertLabels>(std::vector<panelkit::TokenLabels>{
+            {office, {{gate.fingerprint, details.label, details.keyId}, {authority.fingerprint, "", ""}}},
+            {home, {{old.fingerprint, "", ""}}}});
         service.on(Command::GetCertDetails,
                    Reaction::reply(encoded(gate, details, std::string("line 1\nline\x1B 2\n"))));
     }

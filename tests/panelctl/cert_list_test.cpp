@@ -108,10 +108,6 @@ TEST_F(CertVerbs, TellAMonitorThatCertificatesAreAboutToExpire) {
 // ---- names
 
 TEST_F(CertVerbs, FindACertificateByWhateverAPersonHas) {
-    service.on(Command::GetCertDetails, [this](const panelkit::testing::Received& request) {
-        const bool isGate = request.payload == encoded(office, gate);
-        return Reaction::reply(encoded(isGate ? gate : old, isGate ? details : CertExtentions(), std::string()));
-    });
     service.answer<Command::VerifyCert>(true, std::string("good"));
     for (const char* name : {"gate, west", "CN=gate\\, west,O=Büro", "0a:1b", "A1B", "11111111aaaa", "gate key", "WEST",
                              "pkcs11:token=Office;object=gate%20key", "pkcs11:id=%C3%A4;type=cert"}) {
@@ -138,8 +134,32 @@ TEST_F(CertVerbs, TellOneOnTwoTokensApartByTheToken) {
 }
 
 TEST_F(CertVerbs, DoNotTakeALostServiceForAMissingCertificate) {
-    service.on(Command::GetCertDetails, Reaction::cutBefore());
+    service.on(Command::EnumCertLabels, Reaction::cutBefore());
     expectError(run({"cert", "delete", "no such label", "--yes"}), 6, "the connection to the service was lost");
+    service.on(Command::EnumCertLabels, Reaction::refuse("no such module"));
+    expectError(run({"cert", "delete", "no such label", "--yes"}), 40, "no such module");
+}
+
+TEST_F(CertVerbs, ReadTheLabelsOfAnyNumberOfCertificatesAtOnce) {
+    std::vector<std::pair<TokenInfo, CertInfo>> listed;
+    panelkit::TokenLabels labels{home, {}};
+    for (int i = 0; i < 2000; ++i) {
+        CertInfo certificate = old;
+        certificate.fingerprint = "F" + std::to_string(10000000 + i);
+        labels.certificates.push_back({certificate.fingerprint, "label " + std::to_string(i), ""});
+        listed.emplace_back(home, certificate);
+    }
+    listCertificates(listed);
+    service.answer<Command::EnumCertLabels>(std::vector{labels});
+    service.answer<Command::VerifyCert>(true, std::string("good"));
+    const std::size_t before = service.requests().size();
+    EXPECT_EQ(run({"cert", "verify", "label 1999"}).status, 0);
+    EXPECT_EQ(sent(Command::VerifyCert), encoded(home, listed[1999].second, 0));
+    EXPECT_EQ(service.requests().size() - before, 3U) << "the certificates, the labels, and the verification";
+    // A label on another token is not that of this certificate.
+    labels.token = office;
+    service.answer<Command::EnumCertLabels>(std::vector{labels});
+    expectError(run({"cert", "verify", "label 1999"}), 10, "there is no certificate");
 }
 
 // ---- one certificate

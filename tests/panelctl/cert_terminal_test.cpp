@@ -54,6 +54,16 @@ TEST_F(AtATerminal, ACertificateIsDeletedWhenItsLabelIsTyped) {
     EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, gate));
 }
 
+TEST_F(AtATerminal, ItIsSaidThatTheKeyGoesToo) {
+    service.on(Command::DeleteCertAndKey, Reaction::reply(""));
+    start({"cert", "delete", "west", "--with-key"});
+    waitFor("Type \"gate key\" to continue: ");
+    EXPECT_THAT(terminal.screen(), HasSubstr("and its private key will be deleted from token \"Office\"."));
+    terminal.type("gate key\n");
+    EXPECT_EQ(exitCode(), 0) << terminal.screen();
+    EXPECT_EQ(sent(Command::DeleteCertAndKey), encoded(office, gate));
+}
+
 TEST_F(AtATerminal, AnythingElseThatIsTypedDeletesNothing) {
     start({"cert", "delete", "west"});
     waitFor("to continue: ");

@@ -140,6 +140,21 @@ TEST_F(FileVerbs, SayWhyACertificateIsNotExported) {
 
 // ---- delete
 
+TEST_F(FileVerbs, DeleteACertificateWithItsKeyInOneCommand) {
+    service.on(Command::DeleteCertAndKey, Reaction::reply(""));
+    expectError(run({"cert", "delete", "0A1B", "--with-key"}), 26, "use --yes to delete it without confirmation");
+    EXPECT_EQ(run({"cert", "delete", "0A1B", "--with-key", "--yes"}).output,
+              "Certificate \"gate, west\" and its key are deleted from token \"Office\".\n");
+    EXPECT_EQ(sent(Command::DeleteCertAndKey), encoded(office, gate));
+    EXPECT_EQ(sent(Command::DeleteCertificate), "");
+    const auto json = nlohmann::json::parse(run({"cert", "delete", "0A1B", "--with-key", "--yes", "--json"}).output);
+    EXPECT_EQ(json["deleted"]["serial"], "0A1B");
+    EXPECT_EQ(json["withKey"], true);
+    service.on(Command::DeleteCertAndKey,
+               Reaction::refuse("shared", static_cast<std::uint32_t>(vocabulary::Refused::keyShared)));
+    expectError(run({"cert", "delete", "0A1B", "--with-key", "--yes"}), 40, "shared");
+}
+
 TEST_F(FileVerbs, DeleteNothingUnasked) {
     service.on(Command::DeleteCertificate, Reaction::reply(""));
     expectError(run({"cert", "delete", "0A1B"}), 26,

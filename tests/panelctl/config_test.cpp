@@ -6,6 +6,7 @@
 #include "../support/config_service.h"
 #include "../support/panelctl.h"
 
+#include <panelkit/monitor/monitor_records.h>
 #include <vocabulary/refusals.h>
 
 #include <nlohmann/json.hpp>
@@ -339,6 +340,57 @@ TEST_F(PanelctlConfig, SaysWhatIsWrittenWhenTheCommitFails) {
     const auto result = run({"set", "IKE.DPD_IDLE_TIME", "60", "--commit"});
     EXPECT_EQ(result.status, 40);
     EXPECT_THAT(result.error, HasSubstr("the changes are written, but could not be made permanent: the disk is full"));
+}
+
+// ---- written and not committed
+
+TEST_F(PanelctlConfig, ShowsAndTakesBackWhatIsNotCommitted) {
+    const std::vector<panelkit::UncommittedValue> values{
+        {"CERTMON", "SMTP_PASSWORD", true, "", ""},
+        {"IKE", "NATT_POLICY", false, encoded(std::int32_t{1}), encoded(std::int32_t{0})},
+        {"PROXY", "HTTP_LISTEN_PORT", false, encoded(std::uint16_t{0}), encoded(std::uint16_t{8080})}};
+    script.answer<Command::GetUncommitted>(values);
+    script.answer<Command::RevertSettings>(values);
+    const auto pending = run({"pending"});
+    EXPECT_EQ(pending.status, 0);
+    EXPECT_EQ(pending.output, "NAME                    PERMANENT   WRITTEN\n"
+                              "CERTMON.SMTP_PASSWORD   ***         ***\n"
+                              "IKE.NATT_POLICY         Autodetect  Disabled\n"
+                              "PROXY.HTTP_LISTEN_PORT  0           8080\n");
+    const auto checked = run({"pending", "proxy", "IKE.EXCHANGE_TIMEOUT", "--check", "--json"});
+    EXPECT_EQ(checked.status, 55);
+    EXPECT_THAT(checked.error, HasSubstr("1 parameter is written and not permanent"));
+    const json changes = json::parse(checked.output)["changes"];
+    ASSERT_EQ(changes.size(), 1U);
+    EXPECT_EQ(changes[0]["from"], 0);
+    EXPECT_EQ(changes[0]["to"], 8080);
+    EXPECT_EQ(run({"pending", "LOG", "--check"}).status, 0);
+
+    const auto reverted = run({"revert", "--all"});
+    EXPECT_THAT(reverted.output, HasSubstr("PROXY.HTTP_LISTEN_PORT  8080      0\n"));
+    EXPECT_EQ(script.requests().back().payload, encoded(std::vector<std::string>{}));
+    const json back = json::parse(run({"revert", "PROXY", "ike.natt_policy", "--json"}).output)["changes"];
+    EXPECT_EQ(back[1]["to"], json({{"value", 1}, {"name", "NATT_POLICY_STD"}}));
+    EXPECT_EQ(script.requests().back().payload, encoded(std::vector<std::string>{"PROXY", "ike.natt_policy"}));
+    const std::size_t before = script.requests().size();
+    expectError(run({"revert"}), 2, "say what to take back");
+    expectError(run({"revert", "PROXI"}), 10, "did you mean \"PROXY\"?");
+    EXPECT_EQ(script.requests().size(), before);
+}
+
+TEST_F(PanelctlConfig, SaysWhenNothingIsUncommittedOrNotKnown) {
+    script.answer<Command::GetUncommitted>(std::vector<panelkit::UncommittedValue>{});
+    script.answer<Command::RevertSettings>(std::vector<panelkit::UncommittedValue>{});
+    EXPECT_THAT(run({"pending"}).error, HasSubstr("Everything that was written is permanent."));
+    EXPECT_EQ(run({"pending", "--check"}).status, 0);
+    EXPECT_THAT(run({"revert", "--all"}).error, HasSubstr("Nothing changes."));
+    script.answer<Command::GetUncommitted>(std::vector<panelkit::UncommittedValue>{{"IKE", "NEW", false, "a", "b"}});
+    expectError(run({"pending"}), 8, "this panelctl does not know the parameter IKE.NEW");
+    script.answer<Command::GetUncommitted>(
+        std::vector<panelkit::UncommittedValue>{{"PROXY", "HTTP_LISTEN_PORT", false, "a", "b"}});
+    expectError(run({"pending"}), 6, "incomplete reply");
+    script.on(Command::RevertSettings, panelkit::testing::Reaction::refuse("not you"));
+    expectError(run({"revert", "--all"}), 40, "not you");
 }
 
 } // namespace

@@ -150,7 +150,7 @@ TEST_F(AKeyPair, KnowsItsCertificates) {
         EXPECT_THAT(info.certificates, testing::UnorderedElementsAre(first.fingerprint, second.fingerprint));
 
         EXPECT_FALSE(monitor.DeleteCertificateWithKey(token(), first)) << "the other one would lose its key";
-        EXPECT_EQ(refusal(), Refused::keyStays);
+        EXPECT_EQ(refusal(), Refused::keyShared);
         EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("CN=again"));
         EXPECT_EQ(list().size(), 2U);
         ASSERT_TRUE(controller->DeleteCertificate(token(), second));

@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#include <panelctl/certs/choosing.h>
+
+#include <platform/text/ascii.h>
+
+namespace panelctl {
+
+namespace {
+
+constexpr std::size_t shortestFingerprint = 8; // digits from which on a number is read as a part of one
+
+} // namespace
+
+std::string hexDigits(const std::string& text) {
+    std::string digits;
+    for (const char c : text) {
+        if (c == ':' || c == ' ') continue;
+        if (!platform::hexValue(c)) return {};
+        digits += platform::asciiUpper(c);
+    }
+    return digits;
+}
+
+bool beginsFingerprint(const std::string& digits, const std::string& fingerprint) {
+    return digits.size() >= shortestFingerprint && fingerprint.rfind(digits, 0) == 0;
+}
+
+} // namespace panelctl

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+//
+// panelctl token states: what the service can see of providers and tokens, and why not of the others.
+#include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
+#include <panelctl/base/output.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/terminal_text.h>
+#include <panelctl/base/verbs.h>
+#include <panelctl/tokens/token_names.h>
+
+#include <vocabulary/tokens.h>
+
+#include <array>
+
+namespace panelctl {
+
+using panelkit::ProviderCondition;
+using panelkit::ProviderState;
+using panelkit::TokenCondition;
+using panelkit::TokenState;
+
+namespace {
+
+template <class Condition>
+struct Row {
+    Condition condition;
+    const char* word; // in JSON
+    Mood mood;
+    Label text;
+};
+
+// clang-format off
+constexpr std::array providerRows = {
+    Row<ProviderCondition>{ProviderCondition::ready,        "ready",         Mood::good,    N_("ready")},
+    Row<ProviderCondition>{ProviderCondition::notLoaded,    "not-loaded",    Mood::bad,     N_("not loaded")},
+    Row<ProviderCondition>{ProviderCondition::restarting,   "restarting",    Mood::warning, N_("being started again")},
+    Row<ProviderCondition>{ProviderCondition::notAnswering, "not-answering", Mood::bad,     N_("does not answer")},
+};
+constexpr std::array tokenRows = {
+    Row<TokenCondition>{TokenCondition::seen,           "seen",            Mood::good,    N_("all objects are visible")},
+    Row<TokenCondition>{TokenCondition::loggedOut,      "logged-out",      Mood::warning, N_("private objects are not visible without log-in")},
+    Row<TokenCondition>{TokenCondition::notInitialised, "not-initialised", Mood::plain,   N_("not initialised")},
+    Row<TokenCondition>{TokenCondition::removed,        "removed",         Mood::warning, N_("removed")},
+    Row<TokenCondition>{TokenCondition::outOfReach,     "out-of-reach",    Mood::bad,     N_("out of reach")},
+};
+// clang-format on
+
+// A newer service may have more conditions: they are shown as the last one, which promises nothing.
+template <class Condition, std::size_t size>
+const Row<Condition>& rowOf(const std::array<Row<Condition>, size>& rows, Condition condition) {
+    for (const Row<Condition>& row : rows) {
+        if (row.condition == condition) return row;
+    }
+    return rows.back();
+}
+
+std::string whyOf(const ProviderState& state) {
+    std::vector<bridge::Remark> remarks;
+    for (const panelkit::StateRemark& remark : state.why) {
+        remarks.push_back({remark.code, {remark.wording, remark.arguments}});
+    }
+    return inOneLine(remarksText(remarks, {}));
+}
+
+std::string nameOf(const PKCS11::TokenInfo& token) {
+    const std::string& label = token.*vocabulary::token::label;
+    return label.empty() ? token.*vocabulary::token::serial : label;
+}
+
+struct TokenStates {
+    void options(CLI::App&) {}
+    void run(const Context& context) const {
+        MonitorWithDots controller(context);
+        std::vector<ProviderState> providers;
+        std::vector<TokenState> tokens;
+        if (!controller.GetStates(providers, tokens)) throw lastFailureError();
+        context.json ? printAsJson(providers, tokens) : print(providers, tokens);
+    }
+
+private:
+    static void printAsJson(const std::vector<ProviderState>& providers, const std::vector<TokenState>& tokens) {
+        nlohmann::ordered_json json{{"schema", 1}};
+        json["providers"] = json["tokens"] = nlohmann::ordered_json::array();
+        for (const ProviderState& state : providers) {
+            json["providers"].push_back({{"name", state.name},
+                                         {"path", state.path},
+                                         {"state", rowOf(providerRows, state.condition).word},
+                                         {"why", whyOf(state)}});
+        }
+        for (const TokenState& state : tokens) {
+            nlohmann::ordered_json token = tokenJson(state.token);
+            token["state"] = rowOf(tokenRows, state.condition).word;
+            json["tokens"].push_back(token);
+        }
+        printJson(json);
+    }
+
+    static void print(const std::vector<ProviderState>& providers, const std::vector<TokenState>& tokens) {
+        Table upper({say("PROVIDER"), say("STATE")});
+        for (const ProviderState& state : providers) {
+            const auto& row = rowOf(providerRows, state.condition);
+            upper.add({{state.name}, {say(row.text), row.mood}});
+        }
+        upper.print();
+        if (!providers.empty() && !tokens.empty()) printLine("");
+        Table lower({say("TOKEN"), say("PROVIDER"), say("STATE")});
+        for (const auto& [token, condition] : tokens) {
+            const auto& row = rowOf(tokenRows, condition);
+            lower.add({{nameOf(token)}, {token.*vocabulary::token::provider}, {say(row.text), row.mood}});
+        }
+        lower.print();
+        for (const ProviderState& state : providers) {
+            if (!state.why.empty()) printNote(escaped(whyOf(state)));
+        }
+    }
+};
+
+} // namespace
+
+void addTokenStatesVerb(CLI::App& group, const Context& context) {
+    addVerb<TokenStates>(group, context, "states", say("Show what the service can see of providers and tokens"));
+}
+
+} // namespace panelctl
