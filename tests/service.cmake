@@ -59,8 +59,12 @@ endif()
 panelkit_test(test_service_monitor SOURCES
     service/monitor_states_test.cpp)
 if(NOT WIN32)
-    target_sources(test_service_monitor PRIVATE service/monitor_keys_test.cpp)
+    target_sources(test_service_monitor PRIVATE
+        service/monitor_access_posix_test.cpp
+        service/monitor_keys_test.cpp
+        support/other_user_posix.cpp)
     target_link_libraries(test_service_monitor PRIVATE certificate_maker)
+    add_dependencies(test_service_monitor panelctl)
 endif()
 target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
 add_dependencies(test_service_monitor panelkitd panelkit_test_token)
