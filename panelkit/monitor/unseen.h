@@ -19,12 +19,12 @@ namespace panelkit {
 inline constexpr std::uint32_t incompleteRemark = 16;
 
 // A token or a provider that was not seen.
-struct PANELKIT_EXPORT Unseen {
+struct Unseen {
     std::vector<bridge::Remark> remarks; // at least one: the first names what was not seen, the others say why
 
     // Returns the remarks in English, for people. To show them in another language, translate the wording of each
     // remark's phrase and fill in the phrase's arguments.
-    std::string text() const;
+    PANELKIT_EXPORT std::string text() const;
 
     bool operator==(const Unseen&) const = default;
 };
