@@ -32,7 +32,7 @@ WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::st
     return wanted;
 }
 
-LSPinfo_t describe(const LoadedPolicy& policy) {
+LSPinfo_t infoOf(const LoadedPolicy& policy) {
     LSPinfo_t info;
     info.request = policy.wanted.request;
     info.activated = policy.activated;
@@ -121,9 +121,13 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
 
 Policies::Policies(const StateFolder& folder, const Credentials& credentials,
                    std::function<void(const PolicyNews&)> news)
-    : credentials_(credentials), news_(std::move(news)), file_(policyFile(folder)), state_(loadPolicyState(file_)) {
+    : credentials_(credentials),
+      news_(std::move(news)),
+      file_(policyFile(folder)),
+      memory_(Memory{loadPolicyState(file_)}) {
     try {
-        if (resume(state_, platform::secondsNow<std::int64_t>())) savePolicyState(file_, state_);
+        const auto memory = memory_.lock();
+        if (resume(memory->state, platform::secondsNow<std::int64_t>())) savePolicyState(file_, memory->state);
     } catch (const std::exception& error) { // the next start resumes once more
         logFailure("the stored policy", error);
     }
@@ -131,62 +135,57 @@ Policies::Policies(const StateFolder& folder, const Credentials& credentials,
 }
 
 Policies::~Policies() {
-    {
-        const std::scoped_lock lock(mutex_);
-        ending_ = true;
-    }
+    memory_.lock()->ending = true;
     changed_.notify_all();
     loader_.join();
 }
 
 // ---- reading
 
+// Returns the policy in force when it can be diagnosed: it is loaded, and the last activation did not fail.
+std::optional<PolicyText> Policies::describe(Report& report) const {
+    const auto memory = memory_.lock();
+    const PolicyState& state = memory->state;
+    const WantedPolicy& wanted = state.inForce.wanted;
+    report = {state.required.request, infoOf(state.inForce), {}, state.required.userId, wanted.userId};
+    report.info.isLoading = state.loading.has_value();
+    report.info.bareMessage = !report.info.isLoading;
+    if (report.info.isLoading) return std::nullopt;
+    report.info.message = state.message();
+    report.remarks = state.remarks;
+    return state.failed ? std::nullopt : std::optional(state.inForce.text);
+}
+
 // Tokens are read without the lock: a slow one must not delay other requests.
 Policies::Report Policies::report() const {
-    std::unique_lock lock(mutex_);
-    const LoadedPolicy policy = state_.inForce;
-    Report report{state_.required.request, describe(policy), {}, state_.required.userId, policy.wanted.userId};
-    report.info.isLoading = state_.loading.has_value();
-    report.info.bareMessage = !report.info.isLoading;
-    if (!report.info.isLoading) {
-        report.info.message = state_.message();
-        report.remarks = state_.remarks;
-    }
-    const bool settled = !report.info.isLoading && !state_.failed;
-    lock.unlock();
+    Report report;
+    const std::optional<PolicyText> settled = describe(report);
     if (!settled) return report;
-    const auto diagnosis = diagnose(policy.text, credentials_, platform::secondsNow<std::int64_t>());
+    const auto diagnosis = diagnose(*settled, credentials_, platform::secondsNow<std::int64_t>());
     if (diagnosis) takeDiagnosis(*diagnosis, report);
     if (!diagnosis || !diagnosis->problem) return report;
     for (const auto& remark : file_.remarks()) report.remarks.push_back(remark);
     return report;
 }
 
-LoadedPolicy Policies::inForce() const {
-    const std::scoped_lock lock(mutex_);
-    return state_.inForce;
-}
+LoadedPolicy Policies::inForce() const { return memory_.lock()->state.inForce; }
 
-WantedPolicy Policies::required() const {
-    const std::scoped_lock lock(mutex_);
-    return state_.required;
-}
+WantedPolicy Policies::required() const { return memory_.lock()->state.required; }
 
 // ---- changes
 
 // Stored first: a change that could not be stored has no effect. changing_ is held.
 void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
     file_.requireUsable();
-    PolicyState next = state_;
+    PolicyState next = memory_.lock()->state;
     work(next);
-    if (!account.empty()) requireShare(next, account);
+    if (!account.empty()) requireShare(memory_.lock()->state, next, account);
     try {
         savePolicyState(file_, next);
     } catch (const platform::FileError&) {
         throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
     }
-    const std::scoped_lock lock(mutex_);
-    state_ = std::move(next);
+    memory_.lock()->state = std::move(next);
 }
 
 // What was changed has been stored: only the news is lost if there is no memory for it.
@@ -208,13 +207,13 @@ void Policies::requireKnown() const {
 
 // Users share the file with the system's policy, so one account must leave room for it. Existing data beyond the limit
 // is not removed.
-void Policies::requireShare(const PolicyState& next, const std::string& account) const {
+void Policies::requireShare(const PolicyState& present, const PolicyState& next, const std::string& account) {
     const auto kept = [&account](const PolicyState& state) {
         const auto user = state.users.find(account);
         return user == state.users.end() ? 0 : storedSize(user->second);
     };
     const std::size_t size = kept(next);
-    if (size <= kept(state_)) return;
+    if (size <= kept(present)) return;
     std::size_t all = 0;
     for (const auto& [id, user] : next.users) all += storedSize(user);
     if (size <= limits::storedOfAccount && all <= limits::storedOfAllAccounts) return;
@@ -225,19 +224,23 @@ void Policies::requireShare(const PolicyState& next, const std::string& account)
         size, limits::storedOfAccount, limits::storedOfAllAccounts);
 }
 
+// Begins to wait for a policy that loads, and returns the news of the activation.
+PolicyNews Policies::startLoading(bool activated) {
+    const auto memory = memory_.lock();
+    const auto delay = std::chrono::milliseconds(memory->state.system.*settingsField::loadingDelay);
+    memory->due = steady_clock::now() + delay;
+    return newsOf(memory->state, activated);
+}
+
 Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {
     const std::scoped_lock changing(changing_);
-    const std::optional<LoadedPolicy> replaced = state_.loading;
+    const std::optional<LoadedPolicy> replaced = memory_.lock()->state.loading;
     bool activated = false;
     change(account, [&](PolicyState& next) { activated = work(next); });
-    {
-        const std::scoped_lock lock(mutex_);
-        due_ = steady_clock::now() + std::chrono::milliseconds(state_.system.*settingsField::loadingDelay);
-    }
+    const PolicyNews news = startLoading(activated);
     changed_.notify_all();
     if (replaced) tell(newsOfReplaced(*replaced));
-    const PolicyNews news = newsOf(state_, activated);
-    if (!state_.loading) tell(news);
+    if (!memory_.lock()->state.loading) tell(news);
     return {activated, news.message, news.remarks};
 }
 
@@ -274,9 +277,8 @@ Policies::Outcome Policies::activateRequired(const std::string& name, const std:
 // ---- settings
 
 LSPsettings_t Policies::systemSettings() const {
-    const std::scoped_lock lock(mutex_);
     requireKnown();
-    return state_.system;
+    return memory_.lock()->state.system;
 }
 
 void Policies::setSystemSettings(const LSPsettings_t& settings) {
@@ -285,17 +287,17 @@ void Policies::setSystemSettings(const LSPsettings_t& settings) {
 }
 
 LSPsettings_t Policies::userSettings(const std::string& userId) const {
-    const std::scoped_lock lock(mutex_);
     requireKnown();
-    const auto user = state_.users.find(userId);
-    return user == state_.users.end() ? LSPsettings_t() : user->second.settings();
+    const auto memory = memory_.lock();
+    const auto user = memory->state.users.find(userId);
+    return user == memory->state.users.end() ? LSPsettings_t() : user->second.settings();
 }
 
 bool Policies::userSettingsAreSet(const std::string& userId) const {
-    const std::scoped_lock lock(mutex_);
     requireKnown();
-    const auto user = state_.users.find(userId);
-    return user != state_.users.end() && user->second.set;
+    const auto memory = memory_.lock();
+    const auto user = memory->state.users.find(userId);
+    return user != memory->state.users.end() && user->second.set;
 }
 
 void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
@@ -308,9 +310,9 @@ void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& sett
 
 void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
     {
-        const std::scoped_lock lock(mutex_); // front ends offer the same settings again and again
-        const auto known = state_.users.find(user.id);
-        if (known != state_.users.end() && known->second.offered == settings) return;
+        const auto memory = memory_.lock(); // front ends offer the same settings again and again
+        const auto known = memory->state.users.find(user.id);
+        if (known != memory->state.users.end() && known->second.offered == settings) return;
     }
     const std::scoped_lock changing(changing_);
     change(user.id, [&](PolicyState& next) {
@@ -322,30 +324,31 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
 // ---- loading that takes time
 
 void Policies::waitForLoading() {
-    std::unique_lock lock(mutex_);
-    while (!ending_) {
-        if (!state_.loading) {
-            changed_.wait(lock);
-        } else if (steady_clock::now() < due_) {
-            changed_.wait_until(lock, due_);
+    auto memory = memory_.lock();
+    while (!memory->ending) {
+        if (!memory->state.loading) {
+            memory.wait(changed_);
+        } else if (steady_clock::now() < memory->due) {
+            memory.waitUntil(changed_, memory->due);
         } else {
-            lock.unlock();
-            finishDueLoading();
-            lock.lock();
+            memory.unlocked([this] { finishDueLoading(); });
         }
     }
 }
 
 void Policies::finishDueLoading() {
     const std::scoped_lock changing(changing_);
-    if (!state_.loading || steady_clock::now() < due_) return; // another activation came first
+    {
+        const auto memory = memory_.lock();
+        if (!memory->state.loading || steady_clock::now() < memory->due) return; // another activation came first
+    }
     try {
         change({}, [](PolicyState& next) { finishLoading(next, platform::secondsNow<std::int64_t>()); });
-        tell(newsOf(state_, true));
+        const PolicyNews news = newsOf(memory_.lock()->state, true);
+        tell(news);
     } catch (const std::exception& error) { // the cause (a full disk, no memory) may be over after a while
         logFailure("a policy that was loading is not in force yet", error);
-        const std::scoped_lock lock(mutex_);
-        due_ = steady_clock::now() + retryInterval;
+        memory_.lock()->due = steady_clock::now() + retryInterval;
     }
 }
 

@@ -9,10 +9,13 @@
 #include <service/certs/credentials.h>
 #include <service/policy/policy_state.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -85,30 +88,34 @@ public:
     void offerUserSettings(const PolicyUser& user, const LSPcmd::LSPsettings_t& settings);
 
 private:
+    struct Memory {
+        PolicyState state;
+        std::chrono::steady_clock::time_point due{}; // when the policy that is loading will be in force
+        bool ending = false;
+    };
+
     // `work` changes the state by an activation, and returns whether the policy was loaded. `account` is the user whose
     // share of the file grows; empty for the system's.
     Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
     void change(const std::string& account, const std::function<void(PolicyState&)>& work);
     void requireKnown() const;
-    void requireShare(const PolicyState& next, const std::string& account) const;
+    static void requireShare(const PolicyState& present, const PolicyState& next, const std::string& account);
     void tell(const PolicyNews& news) const;
+    PolicyNews startLoading(bool activated);
     void waitForLoading();
+    std::optional<PolicyText> describe(Report& report) const;
     void finishDueLoading();
 
     const Credentials& credentials_;
     const std::function<void(const PolicyNews&)> news_;
 
-    // Held by a change to its end: one at a time, and its news in the same order. Taken before mutex_.
+    // Held by a change to its end: one at a time, and its news in the same order. Taken before memory_.
     std::mutex changing_;
     StateFile file_; // written with changing_ held
 
-    // Guards what follows, and is held for moments only: readers do not wait for the disk. These are
-    // written with both held, so the thread that has changing_ may read them without mutex_.
-    mutable std::mutex mutex_;
+    // Locked for moments only: readers do not wait for the disk. Changed with changing_ held too.
+    platform::Guarded<Memory> memory_;
     std::condition_variable changed_;
-    PolicyState state_;
-    std::chrono::steady_clock::time_point due_; // when the policy that is loading will be in force
-    bool ending_ = false;
     std::thread loader_;
 };
 

@@ -79,7 +79,7 @@ StateForm listForm() {
 
 Providers::Providers(const StateFolder& state, ProviderOptions options)
     : file_(state, listForm()), options_(withResolvedPaths(std::move(options))), list_(listed()) {
-    loadAll(list_);
+    loadAll(all());
 }
 
 std::shared_ptr<Provider> Providers::made(Provider::Settings settings) const {
@@ -145,22 +145,18 @@ void Providers::adopt(List changed) {
     } catch (const platform::FileError&) {
         throw RefusedError(Refused::notStored, "the service can't store the list of providers; its log says why");
     }
-    const std::scoped_lock lock(mutex_);
-    list_ = std::move(changed);
+    *list_.lock() = std::move(changed);
 }
 
-std::vector<std::shared_ptr<Provider>> Providers::all() const {
-    const std::scoped_lock lock(mutex_);
-    return list_;
-}
+std::vector<std::shared_ptr<Provider>> Providers::all() const { return *list_.lock(); }
 
 std::shared_ptr<Provider> Providers::find(const ProviderInfo& info) const {
     const std::string& path = info.*field::path;
-    const std::scoped_lock lock(mutex_);
-    const auto found = std::find_if(list_.begin(), list_.end(), [&](const auto& provider) {
+    const auto list = list_.lock();
+    const auto found = std::find_if(list->begin(), list->end(), [&](const auto& provider) {
         return path.empty() ? provider->settings().name == info.*field::name : provider->settings().path == path;
     });
-    if (found == list_.end()) {
+    if (found == list->end()) {
         throw RefusedError(Refused::noSuchProvider, "there is no provider \"%s\"",
                            path.empty() ? info.*field::name : path);
     }

@@ -7,6 +7,8 @@
 #include <service/state/state_file.h>
 #include <service/tokens/provider.h>
 
+#include <platform/system/guarded.h>
+
 #include <map>
 #include <memory>
 #include <mutex>
@@ -67,9 +69,8 @@ private:
 
     StateFile file_;
     const ProviderOptions options_;
-    std::mutex loading_;       // one change of the list at a time: loading takes long
-    mutable std::mutex mutex_; // guards the list
-    List list_;
+    std::mutex loading_; // one change of the list at a time: loading takes long
+    platform::Guarded<List> list_;
 };
 
 } // namespace panelkitd

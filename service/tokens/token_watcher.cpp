@@ -40,10 +40,10 @@ TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chro
       pace_(pace),
       arrived_(std::move(arrived)),
       logins_(std::move(logins)),
-      known_([&providers] {
-          Tokens known;
-          for (const auto& provider : providers.all()) known.merge(byKey(provider->tokens().tokens));
-          return known;
+      state_([&providers] {
+          State state;
+          for (const auto& provider : providers.all()) state.known.merge(byKey(provider->tokens().tokens));
+          return state;
       }()),
       rounds_([this](bool wasAsked) { return look(wasAsked); }, pace) {}
 
@@ -56,47 +56,43 @@ std::chrono::milliseconds TokenWatcher::look(bool thoroughly) {
         provider->lookAfter();
         lookAt(*provider, thoroughly || due);
     }
-    const std::scoped_lock lock(mutex_);
-    removeKnown([&](const Key& key) { return listed.count(key.first) == 0; });
+    removeKnown(*state_.lock(), [&](const Key& key) { return listed.count(key.first) == 0; });
     return pace_;
 }
 
 // When a command has reported a change during the listing, the listing may be from before or after that change. Then it
 // is not used, and the tokens are listed again.
 void TokenWatcher::lookAt(Provider& provider, bool thoroughly) {
-    std::unique_lock lock(mutex_);
-    const std::uint64_t before = commands_;
-    lock.unlock();
+    const std::uint64_t before = state_.lock()->commands;
     const auto now = provider.tokensIfChanged(thoroughly);
-    lock.lock();
     if (!now) return;
-    if (commands_ != before) return rounds_.ask();
-    compare(provider.settings().name, byKey(*now));
-    lock.unlock();
+    {
+        const auto state = state_.lock();
+        if (state->commands != before) return rounds_.ask();
+        compare(*state, provider.settings().name, byKey(*now));
+    }
     logins_.see(provider, *now, [this](const TokenInfo& token) { loginChanged(token); });
 }
 
-// The following functions are called with mutex_ held, so that announcements are in the right order.
-
 template <class Gone>
-void TokenWatcher::removeKnown(Gone gone) {
-    for (auto known = known_.begin(); known != known_.end();) {
+void TokenWatcher::removeKnown(State& state, Gone gone) {
+    for (auto known = state.known.begin(); known != state.known.end();) {
         const bool removed = gone(known->first);
         if (removed) announcer_.announceTokenRemoved(known->second);
-        known = removed ? known_.erase(known) : std::next(known);
+        known = removed ? state.known.erase(known) : std::next(known);
     }
 }
 
-void TokenWatcher::compare(const std::string& provider, const Tokens& now) {
-    removeKnown([&](const Key& key) { return key.first == provider && now.count(key) == 0; });
-    for (const auto& [key, token] : now) compareOne(token);
+void TokenWatcher::compare(State& state, const std::string& provider, const Tokens& now) {
+    removeKnown(state, [&](const Key& key) { return key.first == provider && now.count(key) == 0; });
+    for (const auto& [key, token] : now) compareOne(state, token);
 }
 
-void TokenWatcher::compareOne(const TokenInfo& now) {
+void TokenWatcher::compareOne(State& state, const TokenInfo& now) {
     if ((now.*field::serial).empty()) return;
     TokenInfo loggedOut = now;
     loggedOut.flags &= ~vocabulary::tokenFlag::loggedIn;
-    const auto [known, arrived] = known_.emplace(keyOf(now), loggedOut);
+    const auto [known, arrived] = state.known.emplace(keyOf(now), loggedOut);
     if (arrived) {
         announcer_.announceTokenArrived(loggedOut);
         arrived_();
@@ -110,16 +106,16 @@ void TokenWatcher::compareOne(const TokenInfo& now) {
 // ---- reports from commands
 
 void TokenWatcher::initialized(const TokenInfo& token) {
-    const std::scoped_lock lock(mutex_);
-    ++commands_;
-    compareOne(token); // it may be a new one, and a log-in has ended
+    const auto state = state_.lock();
+    ++state->commands;
+    compareOne(*state, token); // it may be a new one, and a log-in has ended
     announcer_.announceTokenInitialized(token);
 }
 
 void TokenWatcher::loginChanged(const TokenInfo& token) {
-    const std::scoped_lock lock(mutex_);
-    ++commands_;
-    compareOne(token);
+    const auto state = state_.lock();
+    ++state->commands;
+    compareOne(*state, token);
 }
 
 } // namespace panelkitd

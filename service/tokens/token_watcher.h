@@ -13,10 +13,11 @@
 #include <service/tokens/providers.h>
 #include <service/tokens/unattended_logins.h>
 
+#include <platform/system/guarded.h>
+
 #include <chrono>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,12 +50,17 @@ private:
     using Key = std::pair<std::string, std::string>; // provider and serial number
     using Tokens = std::map<Key, PKCS11::TokenInfo>;
 
+    struct State {
+        Tokens known;               // as announced
+        std::uint64_t commands = 0; // how many have reported what they did
+    };
+
     std::chrono::milliseconds look(bool thoroughly);
     void lookAt(Provider& provider, bool thoroughly);
-    void compare(const std::string& provider, const Tokens& now);
-    void compareOne(const PKCS11::TokenInfo& now);
+    void compare(State& state, const std::string& provider, const Tokens& now);
+    void compareOne(State& state, const PKCS11::TokenInfo& now);
     template <class Gone>
-    void removeKnown(Gone gone);
+    void removeKnown(State& state, Gone gone);
 
     Providers& providers_;
     Announcer& announcer_;
@@ -62,9 +68,7 @@ private:
     const std::function<void()> arrived_;
     UnattendedLogins logins_;                       // of the rounds' thread
     Clock::time_point lastThorough_ = Clock::now(); // of the rounds' thread
-    std::mutex mutex_;                              // guards what follows
-    Tokens known_;                                  // as announced
-    std::uint64_t commands_ = 0;                    // how many have told what they did
+    platform::Guarded<State> state_;                // announcements are made with it, so they are in the right order
     Rounds rounds_;                                 // last: its thread uses all of it
 };
 
