@@ -73,6 +73,16 @@ constexpr bool fits(Fields<Field, Left...>, Fields<Given, More...>, Extent exten
     return isField<Field, Given> && fits(Fields<Left...>(), Fields<More...>(), extent);
 }
 
+// A row without its first `count` fields.
+template <std::size_t count, class First, class... Left>
+constexpr auto without(Fields<First, Left...> row) {
+    if constexpr (count == 0) {
+        return row;
+    } else {
+        return without<count - 1>(Fields<Left...>());
+    }
+}
+
 // Room is made once for all fields: growing would leave copies of secrets in freed memory.
 template <class... Given>
 void appendFields(std::string& payload, const Given&... given) {

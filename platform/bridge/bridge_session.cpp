@@ -15,7 +15,7 @@ using bridge::Failure;
 using bridge::FailureCode;
 using bridge::FrameHeader;
 using bridge::FrameKind;
-using bridge::Outcome;
+using bridge::SendOutcome;
 using Loc::N_;
 
 constexpr std::uint32_t handshakeWait = 10'000;
@@ -47,7 +47,7 @@ struct PANELKIT_NO_EXPORT BridgeSession::State {
     std::atomic<std::uint32_t> wait{0};
 
     struct Link {
-        std::unique_ptr<bridge::Connection> connection;
+        std::unique_ptr<bridge::ServiceConnection> connection;
         std::string service;
         std::uint32_t tag = 0;
     };
@@ -57,17 +57,18 @@ struct PANELKIT_NO_EXPORT BridgeSession::State {
 
     Failure connect(Link& to);
     Failure exchange(Link& over, const FrameHeader& request, std::string_view payload, std::string* reply,
-                     Outcome& outcome);
-    Failure awaitReply(bridge::Connection& from, const FrameHeader& request, std::string& reply,
+                     SendOutcome& outcome);
+    Failure awaitReply(bridge::ServiceConnection& from, const FrameHeader& request, std::string& reply,
                        std::vector<bridge::Remark>& remarks);
-    Failure takeAnswer(bridge::Connection& from, const FrameHeader& header, std::string& reply,
+    Failure takeAnswer(bridge::ServiceConnection& from, const FrameHeader& header, std::string& reply,
                        const std::vector<bridge::Remark>& remarks);
-    Failure takeRemarks(bridge::Connection& from, const FrameHeader& header, std::vector<bridge::Remark>& remarks);
-    bool conclude(Link& of, Outcome outcome);
+    Failure takeRemarks(bridge::ServiceConnection& from, const FrameHeader& header,
+                        std::vector<bridge::Remark>& remarks);
+    bool conclude(Link& of, SendOutcome outcome);
 };
 
 // Records the outcome of a send for the session and for the calling thread.
-bool BridgeSession::State::conclude(Link& of, Outcome outcome) {
+bool BridgeSession::State::conclude(Link& of, SendOutcome outcome) {
     const FailureCode code = outcome.failure.code;
     if (bridge::breaksSession(code)) {
         of.connection.reset();
@@ -89,9 +90,9 @@ Failure BridgeSession::State::connect(Link& to) {
 }
 
 Failure BridgeSession::State::exchange(Link& over, const FrameHeader& request, std::string_view payload,
-                                       std::string* reply, Outcome& outcome) {
+                                       std::string* reply, SendOutcome& outcome) {
     if (Failure failed = connect(over); failed.code != FailureCode::none) return failed;
-    bridge::Connection& connection = *over.connection;
+    bridge::ServiceConnection& connection = *over.connection;
     const std::uint32_t limit = std::min(connection.welcome.frameLimit, bridge::defaultFrameLimit);
     if (payload.size() > limit) {
         return {FailureCode::tooLarge,
@@ -107,8 +108,8 @@ Failure BridgeSession::State::exchange(Link& over, const FrameHeader& request, s
     return awaitReply(connection, header, reply ? *reply : unwanted, outcome.remarks);
 }
 
-Failure BridgeSession::State::awaitReply(bridge::Connection& from, const FrameHeader& request, std::string& reply,
-                                         std::vector<bridge::Remark>& remarks) {
+Failure BridgeSession::State::awaitReply(bridge::ServiceConnection& from, const FrameHeader& request,
+                                         std::string& reply, std::vector<bridge::Remark>& remarks) {
     bridge::FrameReader& reader = from.reader;
     for (;;) {
         FrameHeader header;
@@ -130,7 +131,7 @@ Failure BridgeSession::State::awaitReply(bridge::Connection& from, const FrameHe
     }
 }
 
-Failure BridgeSession::State::takeAnswer(bridge::Connection& from, const FrameHeader& header, std::string& reply,
+Failure BridgeSession::State::takeAnswer(bridge::ServiceConnection& from, const FrameHeader& header, std::string& reply,
                                          const std::vector<bridge::Remark>& remarks) {
     Failure failed = bridge::failureOf(from.reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
     if (failed.code != FailureCode::none || header.kind == FrameKind::reply) return failed;
@@ -138,7 +139,7 @@ Failure BridgeSession::State::takeAnswer(bridge::Connection& from, const FrameHe
     return refusal ? failureOf(*refusal, remarks) : malformedFrame();
 }
 
-Failure BridgeSession::State::takeRemarks(bridge::Connection& from, const FrameHeader& header,
+Failure BridgeSession::State::takeRemarks(bridge::ServiceConnection& from, const FrameHeader& header,
                                           std::vector<bridge::Remark>& remarks) {
     std::string body;
     Failure failed = bridge::failureOf(from.reader.readBody(header, body, bridge::remarksLimit, patience()));
@@ -163,7 +164,7 @@ bool BridgeSession::__SendCommand(ModuleIdType module, long command, const void*
     const auto link = state_->link.lock();
     const FrameHeader request{0, FrameKind::request, static_cast<std::uint32_t>(module),
                               static_cast<std::uint32_t>(command)};
-    Outcome outcome;
+    SendOutcome outcome;
     outcome.failure = state_->exchange(*link, request, {static_cast<const char*>(data), size}, reply, outcome);
     return state_->conclude(*link, std::move(outcome));
 }

@@ -48,7 +48,7 @@ Failure failureOf(ConnectStatus status, const std::string& endpoint) {
     }
 }
 
-Failure shakeHands(Connection& connection, const Hello& hello, Patience patience) {
+Failure shakeHands(ServiceConnection& connection, const Hello& hello, Patience patience) {
     // A service that refuses us may do so without reading: its welcome says more than a failed write.
     writeFrame(*connection.channel, {.kind = FrameKind::hello}, encode(hello), patience);
 
@@ -70,11 +70,11 @@ Failure shakeHands(Connection& connection, const Hello& hello, Patience patience
 
 // Sets `connection` also when the service answered with another version.
 Failure connectSpeaking(const std::string& endpoint, const Hello& hello, Patience patience,
-                        std::unique_ptr<Connection>& connection) {
+                        std::unique_ptr<ServiceConnection>& connection) {
     std::unique_ptr<Channel> channel;
     const ConnectStatus status = Channel::connect(endpoint, patience.overall, channel);
     if (status != ConnectStatus::connected) return failureOf(status, endpoint);
-    auto made = std::make_unique<Connection>(std::move(channel));
+    auto made = std::make_unique<ServiceConnection>(std::move(channel));
 
     // PINs are sent over this connection, so an account that is not trusted must not serve it.
     const Peer owner = made->channel->peer();
@@ -109,7 +109,7 @@ Failure failureOf(IoStatus status) {
 }
 
 Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
-                  std::unique_ptr<Connection>& connection) {
+                  std::unique_ptr<ServiceConnection>& connection) {
     Hello hello{protocolVersion, role, name};
     Failure outcome = connectSpeaking(endpoint, hello, patience, connection);
     if (outcome.code != FailureCode::versionMismatch || !connection) return outcome;

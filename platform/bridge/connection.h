@@ -13,8 +13,8 @@
 
 namespace bridge {
 
-struct Connection {
-    explicit Connection(std::unique_ptr<Channel> connected) : channel(std::move(connected)), reader(*channel) {}
+struct ServiceConnection {
+    explicit ServiceConnection(std::unique_ptr<Channel> connected) : channel(std::move(connected)), reader(*channel) {}
 
     std::unique_ptr<Channel> channel;
     FrameReader reader; // of `channel`
@@ -24,7 +24,7 @@ struct Connection {
 // Connects to the service at `endpoint` and exchanges hello and welcome with it, in the newest version that both
 // support. Nothing is sent to a service that runs under an account that is not trusted. `connection` is set on success.
 Failure connectTo(const std::string& endpoint, Role role, const std::string& name, Patience patience,
-                  std::unique_ptr<Connection>& connection);
+                  std::unique_ptr<ServiceConnection>& connection);
 
 // The failure of a connection that can't be used any more, with the reason.
 Failure lostBy(Loc::MarkedWording<> why);

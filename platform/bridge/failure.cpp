@@ -40,7 +40,7 @@ static_assert([] {
     return true;
 }());
 
-thread_local Outcome outcomeOfThread;
+thread_local SendOutcome outcomeOfThread;
 
 } // namespace
 
@@ -53,7 +53,7 @@ std::string Failure::text() const { return phrases.empty() ? describe(code) : Lo
 const Failure& lastFailure() { return outcomeOfThread.failure; }
 const std::vector<Remark>& lastRemarks() { return outcomeOfThread.remarks; }
 
-const Outcome& lastOutcome() { return outcomeOfThread; }
-void setLastOutcome(Outcome outcome) { outcomeOfThread = std::move(outcome); }
+const SendOutcome& lastOutcome() { return outcomeOfThread; }
+void setLastOutcome(SendOutcome outcome) { outcomeOfThread = std::move(outcome); }
 
 } // namespace bridge

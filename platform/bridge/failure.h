@@ -70,11 +70,11 @@ PANELKIT_EXPORT const Failure& lastFailure();
 PANELKIT_EXPORT const std::vector<Remark>& lastRemarks();
 
 // The outcome of a command, and how it is stored for the calling thread.
-struct Outcome {
+struct SendOutcome {
     Failure failure;
     std::vector<Remark> remarks;
 };
-const Outcome& lastOutcome();
-void setLastOutcome(Outcome outcome);
+const SendOutcome& lastOutcome();
+void setLastOutcome(SendOutcome outcome);
 
 } // namespace bridge

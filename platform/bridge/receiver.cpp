@@ -25,7 +25,7 @@ constexpr Patience patience{30'000};
 
 // A connection to which several threads write answers.
 struct Line {
-    explicit Line(std::unique_ptr<Connection> greeted) : connection(std::move(greeted)) {}
+    explicit Line(std::unique_ptr<ServiceConnection> greeted) : connection(std::move(greeted)) {}
 
     void answer(std::uint32_t tag, bool handled, const std::string& reply) {
         const auto turn = writing.lock();
@@ -35,7 +35,7 @@ struct Line {
 
     struct Turn {};
 
-    std::unique_ptr<Connection> connection;
+    std::unique_ptr<ServiceConnection> connection;
     platform::Guarded<Turn> writing; // one answer after the other; reading and closing need no turn
 };
 
@@ -128,7 +128,7 @@ bool Receiver::pauseEnds(std::chrono::milliseconds time) {
 void Receiver::run() {
     auto pause = firstPause;
     do {
-        std::unique_ptr<Connection> connection;
+        std::unique_ptr<ServiceConnection> connection;
         connectTo(CommandSender::Instance().Endpoint(), Role::receiver, "Notifications",
                   {handshakeWait, after(handshakeWait)}, connection);
         if (!connection) {

@@ -37,7 +37,7 @@ bool SendCommandProgress::Execute() {
     if (!session) return false;
 
     bool answered = false;
-    bridge::Outcome outcome;
+    bridge::SendOutcome outcome;
     std::exception_ptr thrownByWork;
     running = true;
     bridge::Job job([&] {

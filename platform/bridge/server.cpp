@@ -32,7 +32,7 @@ bool Server::State::Sessions::haveEnded() const {
     return std::all_of(members.begin(), members.end(), [](const Member& member) { return member.ended; });
 }
 
-std::vector<Server::State::Receiver> Server::State::receiversNow() {
+std::vector<Server::State::AttachedReceiver> Server::State::receiversNow() {
     const auto now = sessions.lock();
     return {now->receivers.begin(), now->receivers.end()};
 }
@@ -141,7 +141,7 @@ void Server::push(Push notification) {
     std::vector<Peer> lagging;
     {
         const auto now = state_->sessions.lock(); // so that no receiver ends in the meantime
-        for (const State::Receiver& receiver : now->receivers) {
+        for (const State::AttachedReceiver& receiver : now->receivers) {
             if (receiver.line->add(push)) continue;
             if (receiver.connection->lagged.exchange(true)) continue;
             lagging.push_back(receiver.connection->peer);
@@ -153,7 +153,7 @@ void Server::push(Push notification) {
 
 void Server::drainPushes(std::chrono::milliseconds time) {
     const Deadline over = Clock::now() + time; // one deadline for all of them
-    for (const State::Receiver& receiver : state_->receiversNow()) {
+    for (const State::AttachedReceiver& receiver : state_->receiversNow()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(over - Clock::now());
         receiver.line->drain(std::max(left, std::chrono::milliseconds(0)));
     }

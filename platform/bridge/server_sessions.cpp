@@ -212,7 +212,7 @@ void Server::State::enlist(Connection& connection) {
 }
 
 void Server::State::delist(const Connection& connection) {
-    sessions.lock()->receivers.remove_if([&](const Receiver& one) { return one.connection == &connection; });
+    sessions.lock()->receivers.remove_if([&](const AttachedReceiver& one) { return one.connection == &connection; });
 }
 
 // The session's own thread reads the answers; the line's thread sends the notifications.

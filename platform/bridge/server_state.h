@@ -47,13 +47,13 @@ struct Server::State {
         std::thread thread;
         bool ended = false;
     };
-    struct Receiver {
+    struct AttachedReceiver {
         std::shared_ptr<PushLine> line;
         Connection* connection;
     };
     struct Sessions {
         std::list<Member> members;
-        std::list<Receiver> receivers; // among them
+        std::list<AttachedReceiver> receivers; // among them
         std::uint64_t lastNumber = 0;
         bool stopping = false;
 
@@ -75,7 +75,7 @@ struct Server::State {
     void reap();
     void keepAlive();
     bool endAll();
-    std::vector<Receiver> receiversNow();
+    std::vector<AttachedReceiver> receiversNow();
 
     // ---- server_sessions.cpp: on the session's own thread
 

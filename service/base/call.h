@@ -7,11 +7,18 @@
 #include <service/base/access.h>
 #include <service/base/refused.h>
 
-#include <panelkit/bridge/command_stream.h>
+#include <panelkit/bridge/payload.h>
 #include <panelkit/tokens/token_records.h>
 #include <platform/bridge/server.h>
+#include <platform/system/secret.h>
 
 #include <string>
+
+// A secret is a text in locked memory.
+template <>
+inline constexpr bool panelkit::isField<std::string, platform::Secret> = true;
+template <>
+inline constexpr bool panelkit::isField<panelkit::Optional<std::string>, platform::Secret> = true;
 
 namespace panelkitd {
 
@@ -28,5 +35,19 @@ struct Call {
 
 // Reads the first record of most requests; the audit line names it.
 PKCS11::TokenInfo readToken(Call& call);
+
+// Reads fields of the command's request; `from` is the number of fields that were read before. The fields must be those
+// of the command's row, or the first of them; others don't compile.
+//
+//   const TokenInfo info = readToken(call);
+//   std::uint32_t item = 0;
+//   readRequest<Command::ImportCRL, 1>(call, item);
+template <panelkit::Command command, std::size_t from = 0, class... Given>
+void readRequest(Call& call, Given&... fields) {
+    using Row = panelkit::RequestOf<command>;
+    static_assert(panelkit::fits(panelkit::without<from>(Row()), panelkit::Fields<Given...>(), panelkit::Extent::first),
+                  "the row has another request");
+    (call.in >> ... >> fields);
+}
 
 } // namespace panelkitd

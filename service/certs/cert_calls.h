@@ -45,7 +45,7 @@ constexpr auto ofRow(vocabulary::MakeRequest result) { return static_cast<MakeCe
 
 // A reply that begins with a result. The reasons for the result are sent to the front end and to the audit line.
 template <panelkit::Command command, class Result, class... Fields>
-std::string answered(Call& call, const Outcome<Result>& outcome, const Fields&... fields) {
+std::string answered(Call& call, const CertOutcome<Result>& outcome, const Fields&... fields) {
     const bool done = outcome.result == Result{};
     call.outcome = done ? "done" : "failed (" + inEnglish(outcome.why) + ")";
     call.remarks = outcome.why;

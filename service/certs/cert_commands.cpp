@@ -131,7 +131,7 @@ std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
 
 std::string CertCommands::enumCertificates(Call& call) {
     std::int32_t selector = 0;
-    call.in >> selector;
+    readRequest<Command::EnumCertificates>(call, selector);
     const Holdings holdings = state_->look();
     tellUnseen(call, holdings.unseen());
     std::vector<panelkit::Pair<TokenInfo, CertInfo>> certificates;
@@ -160,7 +160,7 @@ std::string CertCommands::enumCrls(Call& call) {
 // that can't be read.
 std::string CertCommands::reloadAll(Call& call) {
     bool forget = false;
-    call.in >> forget;
+    readRequest<Command::CertsReloadAll>(call, forget);
     if (forget) {
         state_->parsed.forgetAll();
         state_->cache.clear();
@@ -190,7 +190,7 @@ std::string CertCommands::parseFile(Call& call) {
     std::string content; // it may hold private keys
     platform::Secret password;
     const WipeOnExit wiped(content);
-    call.in >> content >> password;
+    readRequest<Command::ParseCertFile>(call, content, password);
     state_->parsed.forget(call.session.number);
     ParsedFiles::Share room = roomFor(content.size(), state_->importFiles, call);
     try {
@@ -210,9 +210,11 @@ std::string CertCommands::importCertificate(Call& call) {
     ImportWish wish;
     const platform::LockedPages request(call.in.rest());
     platform::Secret pin;
-    call.in >> wish.item >> wish.mode >> wish.extractable;
+    CertImportMode mode{};
+    readRequest<Command::ImportCertificate, 1>(call, wish.item, mode, wish.extractable);
+    wish.mode = static_cast<vocabulary::CertImport>(mode);
     const bool withPin = call.in.position() < call.in.size(); // an empty one is one too
-    if (withPin) call.in >> pin;
+    if (withPin) readRequest<Command::ImportCertificate, 4>(call, pin);
     const auto file = state_->parsed.find(call.session.number);
     if (!file || wish.item >= file->certificates.size()) {
         return answered<Command::ImportCertificate, ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
@@ -232,7 +234,7 @@ std::string CertCommands::importCertificate(Call& call) {
 std::string CertCommands::importCrl(Call& call) {
     const TokenInfo info = readToken(call);
     std::uint32_t item = 0;
-    call.in >> item;
+    readRequest<Command::ImportCRL, 1>(call, item);
     const auto file = state_->parsed.find(call.session.number);
     if (!file || item >= file->crls.size()) {
         return answered<Command::ImportCRL, ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
@@ -264,7 +266,7 @@ std::string CertCommands::deleteCertificate(Call& call) {
 std::string CertCommands::deleteCrl(Call& call) {
     const TokenInfo info = readToken(call);
     CRLInfo record;
-    call.in >> record;
+    readRequest<Command::DeleteCRL, 1>(call, record);
     call.subject += ", CRL of " + platform::quotedName(record.issuer);
     HeldToken token = state_->providers.hold(info);
     token.requireWritable();

@@ -78,12 +78,13 @@ std::string CertCommands::certChain(Call& call) {
 std::string CertCommands::verifyCert(Call& call) {
     const TokenInfo token = readToken(call);
     const CertInfo record = readCertificate(call);
-    std::uint32_t how = 0;
-    call.in >> how;
+    std::int32_t asked = 0;
+    readRequest<Command::VerifyCert, 2>(call, asked);
     const Holdings holdings = state_->look();
+    auto how = static_cast<std::uint32_t>(asked);
     const auto& revokedAllTheSame = (how & verifyFlag::noRevocation) ? leftOutByCommand : leftOutByConfiguration;
     how = withRevocation(how, state_->configuration.settings().crlProcessing);
-    const Verdict verdict = verify(holdings, holdings.find(token, record), how, revokedAllTheSame);
+    const VerificationResult verdict = verify(holdings, holdings.find(token, record), how, revokedAllTheSame);
     call.remarks = verdict.remarks;
     return encodeReply<Command::VerifyCert>(verdict.verified, verdict.text);
 }
@@ -93,24 +94,26 @@ std::string CertCommands::exportCertificate(Call& call) {
     const CertInfo record = readCertificate(call);
     const platform::LockedPages request(call.in.rest());
     ExportWish wish;
-    call.in >> wish.format >> wish.password >> wish.withChain >> wish.withKey;
+    CertExportFormat format{};
+    readRequest<Command::ExportCertificate, 2>(call, format, wish.password, wish.withChain, wish.withKey);
+    wish.format = static_cast<vocabulary::CertExport>(format);
     if (wish.withKey) call.subject += " with its private key";
     if (wish.withKey && !call.byAdministrator) {
         throw DeniedError("private keys are exported for administrators of the service only, and %s is not one of them",
                           displayName(call.session.peer));
     }
-    const auto answer = [&](const Outcome<ExportCert>& outcome) {
+    const auto answer = [&](const CertOutcome<ExportCert>& outcome) {
         return answered<Command::ExportCertificate>(call, outcome, inEnglish(outcome.why));
     };
     try {
-        const Outcome<ExportCert> fit = checkWish(wish);
+        const CertOutcome<ExportCert> fit = checkWish(wish);
         if (fit.result != ExportCert::exported) return answer(fit);
         const Holdings holdings = state_->look();
         const PlacedCertificate placed = holdings.find(info, record);
         KeyHandle key;
         if (wish.withKey) {
             HeldToken token = state_->providers.hold(info);
-            const Outcome<ExportCert> taken = takeKey(token, *placed.certificate, key);
+            const CertOutcome<ExportCert> taken = takeKey(token, *placed.certificate, key);
             if (taken.result != ExportCert::exported) return answer(taken);
         }
         std::vector<PlacedCertificate> chain{placed};

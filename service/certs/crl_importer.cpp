@@ -13,7 +13,7 @@ namespace panelkitd {
 using vocabulary::ImportCrl;
 using vocabulary::Refused;
 
-Outcome<ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything, FactsCache& cache) {
+CertOutcome<ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything, FactsCache& cache) {
     if (!everything.isSignedByItsIssuer(*crl.facts)) {
         return {ImportCrl::signatureWrong,
                 remark(Refused::badSignature, "the list's issuer is on a token and did not sign it")};

@@ -57,11 +57,13 @@ std::string pkcs12(const ExportWish& wish, const std::vector<PlacedCertificate>&
     return container ? derOf(container.get(), i2d_PKCS12) : std::string();
 }
 
-Outcome<ExportCert> unfit(ExportCert how, Loc::MarkedWording<> why) { return {how, remark(Refused::badInput, why)}; }
+CertOutcome<ExportCert> unfit(ExportCert how, Loc::MarkedWording<> why) {
+    return {how, remark(Refused::badInput, why)};
+}
 
 } // namespace
 
-Outcome<ExportCert> checkWish(const ExportWish& wish) {
+CertOutcome<ExportCert> checkWish(const ExportWish& wish) {
     const bool isPkcs12 = wish.format == CertExport::pkcs12;
     if (wish.format > CertExport::pkcs12) return unfit(ExportCert::formatUnfit, N_("There is no such format."));
     if (wish.withKey && !isPkcs12) return unfit(ExportCert::formatUnfit, N_("Only a PKCS#12 holds a private key."));
@@ -81,7 +83,7 @@ Outcome<ExportCert> checkWish(const ExportWish& wish) {
     return ExportCert::exported;
 }
 
-Outcome<ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key) {
+CertOutcome<ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key) {
     if (!token.loggedIn()) {
         return {ExportCert::notLoggedIn,
                 remark(Refused::notLoggedIn, "Private keys are seen only after log-in to the token.")};

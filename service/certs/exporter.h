@@ -23,10 +23,10 @@ struct ExportWish {
 };
 
 // Checks that the parts of a wish can be combined. Returns `exported` if so, else the result that says what is wrong.
-Outcome<vocabulary::ExportCert> checkWish(const ExportWish& wish);
+CertOutcome<vocabulary::ExportCert> checkWish(const ExportWish& wish);
 
 // Reads the private key of a certificate from the token that holds both. Throws RefusedError when the token refuses.
-Outcome<vocabulary::ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key);
+CertOutcome<vocabulary::ExportCert> takeKey(HeldToken& token, const StoredCertificate& certificate, KeyHandle& key);
 
 // Returns the content of the file. `chain` begins with the certificate; `key` may be null.
 std::string exported(const ExportWish& wish, const std::vector<PlacedCertificate>& chain, EVP_PKEY* key);

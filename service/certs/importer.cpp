@@ -116,8 +116,8 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
     return modes;
 }
 
-Outcome<ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
-                                      FactsCache& cache) {
+CertOutcome<ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
+                                          FactsCache& cache) {
     if (!has(possibleModes(file, wish.item), wish.mode)) {
         return {ImportCert::modeUnfit,
                 remark(Refused::badInput, "the file does not have what this way of importing needs")};

@@ -20,10 +20,10 @@ namespace panelkitd {
 
 // The result of an operation, and the reasons for it.
 template <class Result>
-struct Outcome {
-    Outcome(Result how) : result(how) {} // NOLINT(google-explicit-constructor): success needs no reason
-    Outcome(Result how, Remarks reasons) : result(how), why(std::move(reasons)) {}
-    Outcome(Result how, bridge::Remark reason) : result(how), why{std::move(reason)} {}
+struct CertOutcome {
+    CertOutcome(Result how) : result(how) {} // NOLINT(google-explicit-constructor): success needs no reason
+    CertOutcome(Result how, Remarks reasons) : result(how), why(std::move(reasons)) {}
+    CertOutcome(Result how, bridge::Remark reason) : result(how), why{std::move(reason)} {}
 
     Result result;
     Remarks why;
@@ -53,13 +53,13 @@ private:
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
 // Imports a certificate, its key, or both. Throws RefusedError when the token refuses.
-Outcome<vocabulary::ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
-                                                  FactsCache& cache);
+CertOutcome<vocabulary::ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
+                                                      FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
 
 // Imports a CRL. `everything` has the objects of all tokens, because the issuer of the list may be on any of them.
-Outcome<vocabulary::ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything,
-                                         FactsCache& cache);
+CertOutcome<vocabulary::ImportCrl> importCrl(HeldToken& token, const FileCrl& crl, const Holdings& everything,
+                                             FactsCache& cache);
 vocabulary::ImportCrl importCrlResult(vocabulary::Refused reason);
 
 } // namespace panelkitd

@@ -30,7 +30,7 @@ CertRequestInfo readWish(Call& call) {
     std::uint32_t keyType = 0, keyBits = 0, digest = 0, format = 0;
     start >> keyType >> keyBits >> digest >> format;
     CertRequestInfo wish;
-    call.in >> wish; // its format from the second place
+    readRequest<Command::MakeCertRequest, 1>(call, wish); // its format from the second place
     if (format != wish.format) {
         throw RefusedError(Refused::badInput, "the request names two formats, at its start and at its end");
     }
@@ -61,7 +61,7 @@ std::string CertCommands::createPresharedKey(Call& call) {
     const platform::LockedPages request(call.in.rest());
     std::string name;
     platform::Secret value;
-    call.in >> name >> value;
+    readRequest<Command::CreatePresharedKey, 1>(call, name, value);
     call.subject += ", preshared key " + platform::quotedName(name);
     HeldToken token = state_->providers.hold(info);
     panelkitd::createPresharedKey(token, name, value);
@@ -71,7 +71,7 @@ std::string CertCommands::createPresharedKey(Call& call) {
 std::string CertCommands::deletePresharedKey(Call& call) {
     const TokenInfo info = readToken(call);
     PresharedKeyInfo record;
-    call.in >> record;
+    readRequest<Command::DeletePresharedKey, 1>(call, record);
     call.subject += ", preshared key " + platform::quotedName(record.name);
     HeldToken token = state_->providers.hold(info);
     token.requireWritable();

@@ -231,7 +231,7 @@ std::string written(X509_REQ* request, RequestFormat format) {
 
 } // namespace
 
-Outcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& content) {
+CertOutcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& content) {
     try {
         const RequestHandle request = drafted(wish);
         ERR_clear_error();

@@ -14,7 +14,7 @@
 namespace panelkitd {
 
 // Makes the request. When that fails, the token stays as it was. Throws RefusedError when the token refuses.
-Outcome<vocabulary::MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& request);
+CertOutcome<vocabulary::MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& request);
 vocabulary::MakeRequest requestResult(vocabulary::Refused reason);
 
 } // namespace panelkitd

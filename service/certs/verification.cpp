@@ -125,7 +125,7 @@ std::string textOf(const Remarks& remarks) {
     return text;
 }
 
-Verdict failed(Remarks why) {
+VerificationResult failed(Remarks why) {
     std::string text = textOf(why);
     return {false, std::move(text), std::move(why)};
 }
@@ -212,8 +212,8 @@ bridge::Remark whyTrusted(const Holdings& holdings, const Used& used, const STAC
     return trustRemark(subjectOf(last), *trust);
 }
 
-Verdict passed(const STACK_OF(X509) * chain, const bridge::Remark& trust, const Remarks& notes) {
-    Verdict verdict{true, chainText(chain) + " " + textOf({trust}), chainRemarks(chain, trust)};
+VerificationResult passed(const STACK_OF(X509) * chain, const bridge::Remark& trust, const Remarks& notes) {
+    VerificationResult verdict{true, chainText(chain) + " " + textOf({trust}), chainRemarks(chain, trust)};
     if (!notes.empty()) verdict.text += " " + textOf(notes);
     verdict.remarks.insert(verdict.remarks.end(), notes.begin(), notes.end());
     return verdict;
@@ -232,8 +232,8 @@ void setUp(X509_STORE_CTX* context, std::uint32_t how, const PurposeRow& purpose
 
 } // namespace
 
-Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
-               Loc::MarkedWording<'s', 's'> revokedAllTheSame) {
+VerificationResult verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
+                          Loc::MarkedWording<'s', 's'> revokedAllTheSame) {
     const PurposeRow& purpose = purposeOf(how);
     if (!certificate.certificate->facts->readable) {
         return failed({remark(Refused::notVerified, "The object is not an X.509 certificate")});

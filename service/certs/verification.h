@@ -12,7 +12,7 @@
 
 namespace panelkitd {
 
-struct Verdict {
+struct VerificationResult {
     bool verified = false;
     std::string text; // the reason, or the chain of a valid certificate
     Remarks remarks;  // the same
@@ -21,8 +21,8 @@ struct Verdict {
 // Verifies a certificate. `how` is a purpose with the bits of vocabulary::verifyFlag. Throws RefusedError for an
 // unknown value. If revocation is not checked, the verdict still says which certificate of the chain is known to be
 // revoked, with its subject and the time in the wording `revokedAllTheSame`.
-Verdict verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
-               Loc::MarkedWording<'s', 's'> revokedAllTheSame);
+VerificationResult verify(const Holdings& holdings, const PlacedCertificate& certificate, std::uint32_t how,
+                          Loc::MarkedWording<'s', 's'> revokedAllTheSame);
 
 // Says why the certificate with that subject is trusted.
 bridge::Remark trustRemark(const std::string& subject, const Trust& trust);

@@ -136,7 +136,7 @@ void requireFree(const TokenObjects& keys, const std::string& label) {
 std::string MonitorCommands::generateKey(Call& call) {
     const TokenInfo info = readToken(call);
     CertRequestInfo wish; // the part of it that describes a key
-    call.in >> wish.keyType >> wish.keyBits >> wish.keyLabel;
+    readRequest<Command::GenerateKey, 1>(call, wish.keyType, wish.keyBits, wish.keyLabel);
     call.subject += ", key " + platform::quotedName(wish.keyLabel);
     checkLabel(wish.keyLabel);
     HeldToken token = providers_.hold(info);
@@ -186,7 +186,7 @@ KeyPair pairOf(const std::vector<KeyPair>& pairs, const StoredCertificate* certi
 std::string MonitorCommands::deleteCertificateAndKey(Call& call) {
     const TokenInfo info = readToken(call);
     CertInfo record;
-    call.in >> record;
+    readRequest<Command::DeleteCertAndKey, 1>(call, record);
     call.subject += ", certificate " + platform::quotedName(record.fingerprint) + " and its key";
     HeldToken token = providers_.hold(info);
     token.requireWritable();

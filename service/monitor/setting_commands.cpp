@@ -43,7 +43,7 @@ std::string MonitorCommands::uncommitted(Call&) {
 
 std::string MonitorCommands::revert(Call& call) {
     std::vector<std::string> names;
-    call.in >> names;
+    readRequest<Command::RevertSettings>(call, names);
     const std::vector<UncommittedValue> reverted = recordsOf(configuration_.revert(names));
     const auto nameOf = [](const UncommittedValue& value) { return value.section + '.' + value.key; };
     call.subject = reverted.empty() ? "of nothing" : "of " + platform::joined(reverted, ", ", nameOf);

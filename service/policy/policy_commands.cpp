@@ -201,7 +201,7 @@ std::string PolicyCommands::activateDriver(Call& call) {
 std::string PolicyCommands::activateSystem(Call& call) {
     const std::string name = readName(call);
     std::string content;
-    call.in >> content;
+    readRequest<Command::ActivateSystem, 1>(call, content);
     const auto outcome = policies_.activateSystem(content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
     call.remarks = outcome.remarks;
@@ -212,7 +212,7 @@ std::string PolicyCommands::activateUser(Call& call) {
     const PolicyUser user = readUser(call);
     const std::string name = readName(call);
     std::string content;
-    call.in >> content;
+    readRequest<Command::ActivateUser, 2>(call, content);
     const auto outcome = policies_.activateUser(user, content, name, displayName(call.session.peer));
     describeInAudit(call, name, outcome);
     call.remarks = outcome.remarks;

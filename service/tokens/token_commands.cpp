@@ -122,7 +122,7 @@ std::string TokenCommands::login(Call& call) {
     const TokenInfo info = readToken(call);
     const platform::LockedPages request(call.in.rest());
     HostLogin wish;
-    call.in >> wish.pin >> wish.mayBeFinal;
+    readRequest<Command::TokenLogin, 1>(call, wish.pin, wish.mayBeFinal);
     HeldToken token = providers_.hold(info);
     try {
         token.login(wish, call.account());
@@ -146,7 +146,7 @@ std::string TokenCommands::initialize(Call& call) {
     const TokenInfo info = readToken(call);
     const platform::LockedPages request(call.in.rest());
     HostInitialization wish;
-    call.in >> wish.label >> wish.soPin >> wish.userPin >> wish.mayErase;
+    readRequest<Command::TokenInitialize, 1>(call, wish.label, wish.soPin, wish.userPin, wish.mayErase);
     HeldToken token = providers_.hold(info);
     try {
         token.initialize(wish, call.account());
@@ -164,7 +164,8 @@ std::string TokenCommands::changePin(Call& call) {
     const platform::LockedPages request(call.in.rest());
     HostPinChange change;
     bool ofSecurityOfficer = false;
-    call.in >> change.oldPin >> change.newPin >> ofSecurityOfficer >> change.mayBeFinal;
+    readRequest<Command::TokenChangePassword, 1>(call, change.oldPin, change.newPin, ofSecurityOfficer,
+                                                 change.mayBeFinal);
     if (ofSecurityOfficer) change.whose = PinOf::securityOfficer;
     providers_.hold(info).changePin(change);
     return encodeReply<Command::TokenChangePassword>(true);
@@ -174,7 +175,7 @@ std::string TokenCommands::seedRandom(Call& call) {
     const TokenInfo info = readToken(call);
     const platform::LockedPages request(call.in.rest());
     platform::Secret seed;
-    call.in >> seed;
+    readRequest<Command::InitTokenRNG, 1>(call, seed);
     providers_.hold(info).seed(seed);
     return encodeReply<Command::InitTokenRNG>(true);
 }
