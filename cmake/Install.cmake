@@ -52,7 +52,9 @@ install(DIRECTORY vocabulary/ DESTINATION ${header_root}/vocabulary COMPONENT de
 set(platform_headers
     printf_format.h
     bridge/bridge_session.h
+    bridge/call_limits.h
     bridge/command_sender.h
+    bridge/deadline.h
     bridge/failure.h
     bridge/receiver.h
     bridge/send_command_progress.h

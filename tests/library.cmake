@@ -4,6 +4,7 @@ panelkit_test(test_bridge INTERNAL LABELS threads SOURCES
     panelkit/bridge/command_stream_test.cpp
     panelkit/bridge/payload_test.cpp
     panelkit/bridge/sessions_pool_test.cpp
+    panelkit/bridge/call_limits_test.cpp
     panelkit/bridge/send_command_progress_test.cpp)
 
 add_executable(channel_echo support/channel_echo.cpp)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/bridge/bridge_session.h>
 
+#include <platform/bridge/call_limits.h>
 #include <platform/bridge/connection.h>
 #include <platform/system/guarded.h>
 
@@ -53,7 +54,10 @@ struct PANELKIT_NO_EXPORT BridgeSession::State {
     };
     platform::Guarded<Link> link; // locked by a command to its end: one at a time
 
-    bridge::Patience patience() const { return {wait.load()}; }
+    bridge::Patience patience() const {
+        const auto limits = bridge::CallLimits::inForce();
+        return {wait.load(), limits.until, limits.givenUp};
+    }
 
     Failure connect(Link& to);
     Failure exchange(Link& over, const FrameHeader& request, std::string_view payload, std::string* reply,
@@ -83,8 +87,10 @@ bool BridgeSession::State::conclude(Link& of, SendOutcome outcome) {
 Failure BridgeSession::State::connect(Link& to) {
     if (broken != 0) return {FailureCode::connectionLost};
     if (to.connection) return {};
-    const std::uint32_t limit = wait == 0 ? handshakeWait : std::min(wait.load(), handshakeWait);
-    Failure outcome = bridge::connectTo(endpoint, role, name, {limit, bridge::after(limit)}, to.connection);
+    bridge::Patience limit = patience();
+    limit.silence = limit.silence == 0 ? handshakeWait : std::min(limit.silence, handshakeWait);
+    limit.overall = limit.next();
+    Failure outcome = bridge::connectTo(endpoint, role, name, limit, to.connection);
     if (to.connection) to.service = to.connection->welcome.service;
     return outcome;
 }
@@ -118,7 +124,10 @@ Failure BridgeSession::State::awaitReply(bridge::ServiceConnection& from, const 
             return failed;
         }
         const bool mayWork = remarks.empty(); // remarks come once, right before the answer
-        if (header.kind == FrameKind::working && header.length == 0 && mayWork) continue;
+        if (header.kind == FrameKind::working && header.length == 0 && mayWork) {
+            if (patience().isOver()) return {FailureCode::timedOut};
+            continue;
+        }
         const bool mayRemark = mayWork && from.welcome.version >= bridge::remarksSince;
         const bool answers = header.kind == FrameKind::reply || header.kind == FrameKind::refused;
         const bool isRemarks = header.kind == FrameKind::remarks && mayRemark;
@@ -166,6 +175,9 @@ bool BridgeSession::__SendCommand(ModuleIdType module, long command, const void*
                               static_cast<std::uint32_t>(command)};
     SendOutcome outcome;
     outcome.failure = state_->exchange(*link, request, {static_cast<const char*>(data), size}, reply, outcome);
+    if (outcome.failure.code == FailureCode::timedOut && state_->patience().isOver()) {
+        outcome.failure.phrases = {Loc::makePhrase("the command was given up before the service had answered it")};
+    }
     return state_->conclude(*link, std::move(outcome));
 }
 

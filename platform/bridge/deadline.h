@@ -4,6 +4,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 
@@ -20,12 +21,14 @@ inline Deadline after(std::uint32_t milliseconds) {
 }
 
 // How long to wait for bytes that are expected: at most `silence` milliseconds without any (0 is no limit), and not
-// after `overall`.
+// after `overall`, or after `givenUp` has become true: readers look at it now and then, unless it is null.
 struct Patience {
     std::uint32_t silence = 0;
     Deadline overall = never;
+    const std::atomic<bool>* givenUp = nullptr;
 
     Deadline next() const { return std::min(overall, after(silence)); }
+    bool isOver() const { return Clock::now() >= overall || (givenUp && *givenUp); }
 };
 
 } // namespace bridge

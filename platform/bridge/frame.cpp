@@ -13,6 +13,7 @@ namespace bridge {
 namespace {
 
 constexpr std::size_t bodyStep = std::size_t{256} * 1024;
+constexpr auto givingUpPace = std::chrono::milliseconds(50);
 constexpr std::size_t hugePagesFrom = std::size_t{4} * 1024 * 1024;
 
 } // namespace
@@ -46,6 +47,17 @@ void FrameReader::consume(std::size_t bytes) {
     if (begin_ == end_) begin_ = end_ = 0;
 }
 
+// Waits in steps if the command can be given up.
+IoStatus FrameReader::receive(char* to, std::size_t size, std::size_t& got, Deadline until, const Patience& patience) {
+    if (!patience.givenUp) return channel_.readSome(to, size, got, until);
+    while (!*patience.givenUp) {
+        const Deadline step = std::min(until, Clock::now() + givingUpPace);
+        const IoStatus status = channel_.readSome(to, size, got, step);
+        if (status != IoStatus::timedOut || step == until) return status;
+    }
+    return IoStatus::timedOut;
+}
+
 IoStatus FrameReader::fill(std::size_t wanted, Deadline first, Patience patience) {
     if (begin_ + wanted > buffer_.size()) {
         const std::size_t held = buffered();
@@ -57,7 +69,7 @@ IoStatus FrameReader::fill(std::size_t wanted, Deadline first, Patience patience
     while (buffered() < wanted) {
         std::size_t got = 0;
         const Deadline until = buffered() == 0 ? first : patience.next();
-        const IoStatus status = channel_.readSome(buffer_.data() + end_, buffer_.size() - end_, got, until);
+        const IoStatus status = receive(buffer_.data() + end_, buffer_.size() - end_, got, until, patience);
         if (status != IoStatus::done) return status;
         end_ += got;
     }
@@ -89,7 +101,7 @@ FrameStatus FrameReader::readBody(const FrameHeader& header, std::string& body, 
         while (filled < step) {
             std::size_t got = 0;
             const IoStatus status =
-                channel_.readSome(body.data() + start + filled, step - filled, got, patience.next());
+                receive(body.data() + start + filled, step - filled, got, patience.next(), patience);
             if (status != IoStatus::done) {
                 return status == IoStatus::timedOut ? FrameStatus::timedOut : FrameStatus::closed;
             }

@@ -84,6 +84,7 @@ public:
                          AccountBudget::Share* budget = nullptr);
 
 private:
+    IoStatus receive(char* to, std::size_t size, std::size_t& got, Deadline until, const Patience& patience);
     IoStatus fill(std::size_t wanted, Deadline first, Patience patience);
     std::size_t buffered() const { return end_ - begin_; }
     void consume(std::size_t bytes);

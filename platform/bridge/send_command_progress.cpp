@@ -2,6 +2,7 @@
 #include <platform/bridge/send_command_progress.h>
 
 #include <platform/bridge/bridge_session.h>
+#include <platform/bridge/call_limits.h>
 #include <platform/bridge/failure.h>
 #include <platform/bridge/workers.h>
 #include <platform/system/wipe.h>
@@ -40,7 +41,9 @@ bool SendCommandProgress::Execute() {
     bridge::SendOutcome outcome;
     std::exception_ptr thrownByWork;
     running = true;
+    const auto limits = bridge::CallLimits::inForce();
     bridge::Job job([&] {
+        const bridge::CallLimits same(limits);
         try {
             answered = DoWork();
             outcome = bridge::lastOutcome();
