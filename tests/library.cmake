@@ -11,6 +11,7 @@ add_executable(channel_echo support/channel_echo.cpp)
 target_link_libraries(channel_echo PRIVATE platform_core)
 panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOURCES
     platform/bridge/channel_child_test.cpp
+    platform/bridge/frame_test.cpp
     platform/bridge/push_test.cpp
     platform/bridge/remarks_test.cpp
     platform/bridge/server_test.cpp
@@ -22,8 +23,9 @@ if(NOT WIN32)
 endif()
 add_dependencies(test_bridge_server channel_echo)
 
-# The memory that it gives back is searched, so all of it is in one program.
-panelkit_test(test_json INTERNAL SOURCES
+# The memory that they give back is searched, so all of it is in one program.
+panelkit_test(test_secrets INTERNAL LINK bridge_server SOURCES
+    panelkit/secrets_test.cpp
     support/freed_memory.cpp
     platform/json/json_test.cpp)
 

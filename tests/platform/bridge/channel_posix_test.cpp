@@ -2,6 +2,7 @@
 //
 // Connecting to a service that has more connections to accept than its queue holds. POSIX only: a pipe has no queue.
 #include <platform/bridge/channel.h>
+#include <platform/bridge/endpoint.h>
 
 #include <testing/scripted_service.h>
 
@@ -54,6 +55,15 @@ TEST_F(AFullQueue, IsWaitedForUntilThereIsRoom) {
     });
     EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(10'000), channel), bridge::ConnectStatus::connected);
     later.join();
+}
+
+TEST(AnEndpoint, IsAnAbsolutePathThatFitsIntoTheSystemsField) {
+    const auto isUsable = [](const std::string& path) { return bridge::endpointProblem(path).wording.empty(); };
+    EXPECT_TRUE(isUsable("/" + std::string(106, 'x')));
+    for (const std::string& path :
+         {"/" + std::string(107, 'x'), std::string("/a\0b", 4), std::string("a/b"), std::string()}) {
+        EXPECT_FALSE(isUsable(path)) << path;
+    }
 }
 
 } // namespace

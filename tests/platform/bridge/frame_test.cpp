@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+//
+// Frames, and the line of notifications to one receiver, over a channel of the test's own: limits to the byte, waiting,
+// and what stays in memory.
+#include <platform/bridge/frame.h>
+#include <platform/bridge/listener.h>
+#include <platform/bridge/push_line.h>
+
+#include <testing/scripted_service.h>
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+#include <thread>
+#include <vector>
+
+using bridge::BufferBudget;
+using bridge::FrameHeader;
+using bridge::FrameReader;
+using bridge::FrameStatus;
+using bridge::server::PushLine;
+using bridge::server::PushOutcome;
+
+namespace {
+
+constexpr bridge::Patience patience{5000};
+
+// The two ends of a connection.
+class AChannel : public testing::Test {
+protected:
+    AChannel() {
+        std::thread accepting([this] { near = listener.accept(); });
+        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), far), bridge::ConnectStatus::connected);
+        accepting.join();
+    }
+
+    void write(const std::string& bytes) { far->write(bytes, {}, patience); }
+    void writeFrame(std::uint32_t tag, const std::string& content) {
+        bridge::writeFrame(*far, {.kind = bridge::FrameKind::request, .tag = tag}, content, patience);
+    }
+    static FrameStatus read(FrameReader& from, FrameHeader& head, std::string& content, std::uint32_t limit,
+                            BufferBudget* budget = nullptr) {
+        const FrameStatus status = from.readHeader(head, bridge::after(5000), patience);
+        return status == FrameStatus::done ? from.readBody(head, content, limit, patience, budget) : status;
+    }
+
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    bridge::Listener listener{endpoint, {}};
+    std::unique_ptr<bridge::Channel> near, far;
+    FrameHeader header;
+    std::string body;
+};
+
+TEST_F(AChannel, CarriesBodiesUpToTheLimitAndTheBudgetToTheByte) {
+    struct Row {
+        std::size_t size;
+        std::uint32_t limit, budget;
+        FrameStatus status;
+    };
+    for (const Row& row : {Row{10, 10, 10, FrameStatus::done}, Row{10, 9, 10, FrameStatus::tooLarge},
+                           Row{10, 10, 9, FrameStatus::overBudget}, Row{0, 0, 0, FrameStatus::done}}) {
+        FrameReader reader(*near);
+        BufferBudget budget(row.budget);
+        writeFrame(1, std::string(row.size, 'x'));
+        EXPECT_EQ(read(reader, header, body, row.limit, &budget), row.status) << row.limit << ' ' << row.budget;
+        if (row.status == FrameStatus::overBudget) EXPECT_TRUE(budget.take(row.budget)) << "nothing was kept";
+    }
+}
+
+// The frames do not fit into the reader's buffer a whole number of times, so some headers lie across its end.
+TEST_F(AChannel, CarriesManyFramesOfEverySizeInOrder) {
+    constexpr std::uint32_t frames = 3000;
+    std::thread writer([this] {
+        for (std::uint32_t tag = 1; tag <= frames; ++tag)
+            writeFrame(tag, std::string(tag % 61, static_cast<char>(tag)));
+    });
+    FrameReader reader(*near);
+    for (std::uint32_t tag = 1; tag <= frames; ++tag) {
+        ASSERT_EQ(read(reader, header, body, 100), FrameStatus::done) << tag;
+        ASSERT_EQ(header.tag, tag);
+        ASSERT_EQ(body, std::string(tag % 61, static_cast<char>(tag)));
+    }
+    writer.join();
+}
+
+TEST_F(AChannel, IsNotWaitedForWithinAHeader) {
+    FrameReader reader(*near);
+    write("12345");
+    EXPECT_EQ(reader.readHeader(header, bridge::after(5000), {100}), FrameStatus::timedOut);
+}
+
+// How often the text is found in the memory of an object.
+std::size_t occurrences(const void* object, std::size_t size, std::string_view text) {
+    const std::string_view memory(static_cast<const char*>(object), size);
+    std::size_t found = 0;
+    for (std::size_t at = memory.find(text); at != std::string_view::npos; at = memory.find(text, at + 1)) ++found;
+    return found;
+}
+
+TEST_F(AChannel, LeavesNothingInItsReader) {
+    const std::string secret = "a secret of some length";
+    const auto in = [&](const void* reader) { return occurrences(reader, sizeof(FrameReader), secret); };
+    alignas(FrameReader) static char memory[sizeof(FrameReader)];
+    auto* const reader = new (memory) FrameReader(*near);
+
+    writeFrame(1, secret);
+    EXPECT_EQ(read(*reader, header, body, 100), FrameStatus::done);
+    EXPECT_EQ(in(memory), 0U) << "of a body that was taken out";
+
+    // A body is left over that ends with the buffer, but for the first bytes of the next header. To take the rest of
+    // it, the reader moves these bytes to the front.
+    constexpr std::size_t buffer = std::size_t{16} * 1024;
+    const std::string filler(buffer - 2 * bridge::frameHeaderSize - 4 - secret.size(), 'x');
+    std::string stream;
+    for (const auto& [tag, text] : {std::pair{2U, filler}, std::pair{3U, secret}, std::pair{4U, secret}}) {
+        const FrameHeader one{.length = static_cast<std::uint32_t>(text.size()), .tag = tag};
+        const auto bytes = encodeFrameHeader(one);
+        stream.append(bytes.data(), bytes.size()).append(text);
+    }
+    write(stream);
+    EXPECT_EQ(read(*reader, header, body, buffer), FrameStatus::done);
+    EXPECT_EQ(body, filler);
+    EXPECT_EQ(read(*reader, header, body, 100), FrameStatus::done);
+    EXPECT_EQ(reader->readHeader(header, bridge::after(5000), patience), FrameStatus::done);
+    EXPECT_EQ(header.tag, 4U);
+    reader->~FrameReader();
+    EXPECT_EQ(in(memory), 0U) << "of a body that nobody took out";
+}
+
+// What a move to the front leaves at its former place.
+TEST_F(AChannel, LeavesNothingWhereItsReaderMovedBytesFrom) {
+    alignas(FrameReader) static char memory[sizeof(FrameReader)];
+    auto* const reader = new (memory) FrameReader(*near);
+    constexpr std::size_t buffer = std::size_t{16} * 1024;
+    const FrameHeader first{.length = buffer - bridge::frameHeaderSize - 8, .tag = 1};
+    const auto head = encodeFrameHeader(first);
+    // The rest of the buffer is the first bytes of a header, which are looked for.
+    write(std::string(head.data(), head.size()) + std::string(first.length, 'x') + "mark-it!");
+    ASSERT_EQ(read(*reader, header, body, buffer), FrameStatus::done);
+    write(std::string(bridge::frameHeaderSize - 8, '\0'));
+    EXPECT_EQ(reader->readHeader(header, bridge::after(5000), patience), FrameStatus::done);
+    EXPECT_EQ(occurrences(memory, sizeof memory, "mark-it!"), 0U);
+    reader->~FrameReader();
+}
+
+TEST(ABudget, IsUsedToTheLastByteAndKeepsNothingOfWhatItRefused) {
+    BufferBudget budget(10);
+    EXPECT_TRUE(budget.take(4));
+    EXPECT_FALSE(budget.take(7));
+    EXPECT_TRUE(budget.take(6));
+    EXPECT_FALSE(budget.take(1));
+    budget.give(10);
+    EXPECT_TRUE(budget.take(10));
+}
+
+// ---- the line to a receiver
+
+class ALine : public AChannel {
+protected:
+    static constexpr bridge::server::PushLimits limits{.waiting = 3, .waitingBytes = 100};
+
+    ~ALine() override {
+        line.end();
+        if (sender.joinable()) sender.join();
+    }
+    void run() {
+        sender = std::thread([this] { line.run(); });
+    }
+    bool add(std::int32_t id, std::size_t bytes, std::uint32_t module = 25) {
+        return line.add(std::make_shared<const bridge::server::Push>(
+            bridge::server::Push{module, id, std::string(bytes, 'x'), [this](PushOutcome outcome, const std::string&) {
+                                     const std::scoped_lock lock(mutex);
+                                     outcomes.push_back(outcome);
+                                 }}));
+    }
+    // The ids of that many notifications, in the order in which they arrive; their tags are collected.
+    std::vector<std::uint32_t> arrived(int count) {
+        std::vector<std::uint32_t> ids;
+        for (int i = 0; i < count; ++i) {
+            EXPECT_EQ(read(reader, header, body, 1000), FrameStatus::done);
+            ids.push_back(header.command);
+            tags.push_back(header.tag);
+        }
+        return ids;
+    }
+    void answerAll() {
+        for (const std::uint32_t tag : tags) line.answered(tag, PushOutcome::handled, {});
+        tags.clear();
+    }
+
+    PushLine line{*near, limits};
+    FrameReader reader{*far};
+    std::vector<std::uint32_t> tags;
+    std::mutex mutex;
+    std::vector<PushOutcome> outcomes;
+    std::thread sender;
+};
+
+TEST_F(ALine, HoldsAsManyNotificationsAndBytesAsItsLimitsSay) {
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(add(i, 0));
+    EXPECT_FALSE(add(3, 0)) << "a fourth";
+    run();
+    EXPECT_EQ(arrived(3).size(), 3U);
+    EXPECT_TRUE(add(4, 100));
+    EXPECT_EQ(arrived(1).size(), 1U);
+    EXPECT_FALSE(add(5, 101));
+}
+
+TEST_F(ALine, HasTheBytesAgainOnceANotificationIsSent) {
+    run();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_TRUE(add(i, 90)) << i;
+        arrived(1);
+        answerAll();
+    }
+}
+
+TEST_F(ALine, HoldsUpOnlyTheIdThatIsInProgress) {
+    EXPECT_TRUE(add(1, 1));
+    EXPECT_TRUE(add(1, 2));
+    EXPECT_TRUE(add(2, 3));
+    run();
+    EXPECT_EQ(arrived(2), (std::vector<std::uint32_t>{1, 2})) << "the second of id 1 waits";
+    EXPECT_TRUE(add(1, 4, 26)) << "the same id of another module";
+    EXPECT_EQ(arrived(1), std::vector<std::uint32_t>{1});
+    EXPECT_EQ(header.module, 26U);
+    answerAll();
+    EXPECT_EQ(arrived(1), std::vector<std::uint32_t>{1});
+    EXPECT_EQ(body.size(), 2U);
+}
+
+TEST_F(ALine, TellsAtItsEndThatAllWereLost) {
+    EXPECT_TRUE(add(1, 1));
+    EXPECT_TRUE(add(1, 1));
+    run();
+    arrived(1);
+    line.end();
+    EXPECT_EQ(outcomes, (std::vector{PushOutcome::lost, PushOutcome::lost})) << "the one in progress and the other";
+}
+
+} // namespace
