@@ -3,6 +3,7 @@
 #include <panelkit/bridge/send_command.h>
 
 #include "../../support/service_fixture.h"
+#include "../../support/standard_output.h"
 
 #include <gmock/gmock.h>
 
@@ -123,6 +124,14 @@ TEST_F(ALongCommand, DrawsOneDotEvenWhenItEndsDuringTheFirstSecondAndNoneWhenItH
     panelkit::drawConsoleDots(work);
     ending.join();
     EXPECT_EQ(GetCapturedStdout(), "\n.\n");
+}
+
+TEST_F(ALongCommand, ShowsItsDotsAtOnce) {
+    Hook hook(nullptr);
+    Work work([] { return true; }, &hook);
+    work.running = true;
+    const std::string seen = seenWhile([&] { panelkit::drawConsoleDots(work); }, "\n.", [&] { work.running = false; });
+    EXPECT_EQ(seen, "\n.");
 }
 
 TEST_F(ALongCommand, WithoutASessionFailsAndLeavesTheHookAlone) {

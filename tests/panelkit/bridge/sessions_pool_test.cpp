@@ -8,8 +8,11 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <set>
+#include <thread>
 
 using panelkit::Command;
 using panelkit::DirectCommand;
@@ -27,6 +30,11 @@ namespace {
 SessionId_t id(std::uint32_t value) { return static_cast<SessionId_t>(value); }
 
 using ASessionsPool = WithScriptedService;
+
+bool sendTo(BridgeSession* session) {
+    const panelkit::CommandRow& row = panelkit::commandRow(Command::TokenLogout);
+    return session->__SendCommand(row.module, static_cast<long>(row.code), nullptr, 0, nullptr);
+}
 
 TEST_F(ASessionsPool, SelectsFourSlotsByIdentifier) {
     BridgeSession* common = SessionsPool::GetSession(id(0));
@@ -50,18 +58,40 @@ TEST_F(ASessionsPool, ConnectsASessionWithItsFirstCommand) {
     EXPECT_EQ(tokens->service(), "scripted service");
 }
 
+constexpr std::array ids{SessionParameters, SessionCertificates, SessionTokens, SessionMonitor};
+
+// The sessions of all slots, open.
+std::array<BridgeSession*, 4> openAll() {
+    std::array<BridgeSession*, 4> sessions{};
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        sessions[i] = SessionsPool::GetSession(ids[i]);
+        EXPECT_TRUE(sessions[i]->Connect());
+    }
+    return sessions;
+}
+
+int brokenOnes(const std::array<BridgeSession*, 4>& sessions) {
+    return static_cast<int>(std::count_if(sessions.begin(), sessions.end(), [](auto* one) { return one->broken(); }));
+}
+
 TEST_F(ASessionsPool, ClosesEverySessionWhenItFindsOneBroken) {
-    BridgeSession* certificates = SessionsPool::GetSession(SessionCertificates);
-    BridgeSession* tokens = SessionsPool::GetSession(SessionTokens);
-    ASSERT_TRUE(certificates->Connect());
+    const auto sessions = openAll();
     service->on(Command::TokenLogout, Reaction::cutBefore());
     EXPECT_FALSE(DirectCommand<Command::TokenLogout>().send());
-    EXPECT_NE(tokens->broken(), 0U);
-    EXPECT_EQ(certificates->broken(), 0U);
+    EXPECT_EQ(brokenOnes(sessions), 1);
+    EXPECT_NE(SessionsPool::GetSession(SessionTokens), sessions[2]);
+    EXPECT_EQ(brokenOnes(sessions), 4);
+    EXPECT_NE(SessionsPool::GetSession(SessionCertificates), sessions[1]);
+}
 
-    EXPECT_NE(SessionsPool::GetSession(SessionTokens), tokens);
-    EXPECT_NE(certificates->broken(), 0U);
-    EXPECT_NE(SessionsPool::GetSession(SessionCertificates), certificates);
+TEST_F(ASessionsPool, ClosesTheOneSessionThatIsNamed) {
+    for (const SessionId_t one : ids) {
+        const auto sessions = openAll();
+        SessionsPool::CloseSession(one);
+        EXPECT_EQ(brokenOnes(sessions), 1) << one;
+        EXPECT_NE(SessionsPool::GetSession(one)->Connect(), false);
+        EXPECT_EQ(brokenOnes(sessions), 1) << "the others serve on";
+    }
 }
 
 TEST_F(ASessionsPool, LendsASessionOutAndTakesItBack) {
@@ -85,8 +115,10 @@ TEST_F(ASessionsPool, ClosesAReturnedSessionWhosePlaceWasTaken) {
 TEST_F(ASessionsPool, ClosesAReturnedSessionThatBroke) {
     BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
     CommandSender::Instance().CloseSession(lent);
+    BridgeSession* other = SessionsPool::GetSession(SessionCertificates);
     SessionsPool::UnlockSession(SessionTokens, lent);
     EXPECT_NE(SessionsPool::GetSession(SessionTokens), lent);
+    EXPECT_EQ(other->broken(), 0U) << "the pool never held a broken session";
 }
 
 // Two controllers that are copies of each other unlock the same session. The second one closes the session that the
@@ -146,11 +178,23 @@ TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
             slots[i] = CommandSender::Instance().OpenNewSession(names[i], 1);
             ASSERT_TRUE(slots[i]->Connect());
         }
+        // A session is closed when its command has ended. So the end of the pool waits at the first one, and the others
+        // are open meanwhile.
+        const std::array<BridgeSession*, 7> sessions = slots;
+        service->on(Command::TokenLogout, Reaction::reply("").after(std::chrono::milliseconds(200)));
+        std::thread command([&] { sendTo(sessions[0]); });
+        while (service->requests().empty()) std::this_thread::yield();
+        std::thread end([&] {
+            SessionsPool ending = SessionsPoolProbe::make();
+            ending = pool;
+        });
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (BridgeSession* session : sessions) EXPECT_EQ(session->broken(), 0U) << session->name();
+        command.join();
+        end.join();
+        for (BridgeSession* session : sessions) EXPECT_NE(session->broken(), 0U) << session->name();
     }
-    // Connections end on threads of the service, so only the set of them is certain here; the sessions themselves
-    // ensure that each is closed before the next.
     ASSERT_TRUE(service->waitForClosed(7));
-    EXPECT_THAT(service->closed(), testing::UnorderedElementsAre("0", "1", "2", "3", "4", "5", "6"));
 }
 
 TEST_F(ASessionsPool, CopiesItsSevenPointersOnAssignment) {
@@ -194,9 +238,31 @@ INSTANTIATE_TEST_SUITE_P(
                     Fault{"cuts_in_header", Reaction::raw("0123456789"), FailureCode::timedOut},
                     Fault{"claims_much", Reaction::claim(0xFFFFFFFF), FailureCode::connectionLost},
                     Fault{"sends_short", Reaction::claim(10), FailureCode::timedOut},
+                    Fault{"sends_one_less_than_a_header", Reaction::raw(std::string(19, '\x07')),
+                          FailureCode::timedOut},
                     Fault{"is_silent", Reaction::silence(), FailureCode::timedOut},
                     Fault{"sends_nonsense", Reaction::raw(std::string(64, '\x07')), FailureCode::connectionLost}),
     [](const auto& fault) { return fault.param.name; });
+
+// The answer that each thread gets is its own.
+TEST_F(ASessionsPool, MayHaveASessionThatSeveralThreadsUse) {
+    service->on(Command::InitTokenRNG, [](const auto& request) { return Reaction::reply(request.payload); });
+    BridgeSession* const session = SessionsPool::GetSession(SessionTokens);
+    const panelkit::CommandRow& row = panelkit::commandRow(Command::InitTokenRNG);
+    std::atomic<int> answered = 0;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([&, sent = std::string(100, static_cast<char>('a' + i))] {
+            for (int round = 0; round < 100; ++round) {
+                std::string reply;
+                answered += session->__SendCommand(row.module, static_cast<long>(row.code), sent.data(), 100, &reply) &&
+                            reply == sent;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(answered, 400);
+}
 
 TEST_F(ASessionsPool, DeliversAReplyBehindWhichTheServiceDied) {
     service->on(Command::EnumProviders, Reaction::cutAfter("last words"));
@@ -230,6 +296,19 @@ TEST_F(ASessionsPool, SendsNothingThatIsAboveTheLimit) {
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::tooLarge);
     EXPECT_EQ(SessionsPool::GetSession(SessionCertificates)->broken(), 0U);
     EXPECT_TRUE(service->requests().empty());
+
+    service->greet({.frameLimit = 100}); // the service may take less
+    SessionsPool::CloseSession(SessionTokens);
+    service->on(Command::InitTokenRNG, Reaction::reply("\1"));
+    const auto send = [](std::size_t size) {
+        const panelkit::CommandRow& row = panelkit::commandRow(Command::InitTokenRNG);
+        const std::string bytes(size, 'x');
+        return SessionsPool::GetSession(SessionTokens)
+            ->__SendCommand(row.module, static_cast<long>(row.code), bytes.data(), static_cast<unsigned>(size),
+                            nullptr);
+    };
+    EXPECT_TRUE(send(100));
+    EXPECT_FALSE(send(101));
 }
 
 TEST_F(ASessionsPool, CarriesALargeReplyWhole) {
@@ -283,6 +362,13 @@ TEST_F(WithoutService, FailsForWantOfItAndConnectsOnceItIsThere) {
     late.on(Command::EnumProviders, Reaction::reply(""));
     EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(SessionsPool::GetSession(SessionTokens), session);
+    EXPECT_FALSE(session->failedForWantOfService());
+}
+
+TEST_F(WithoutService, IsNotMissedByASessionThatWasClosed) {
+    BridgeSession* session = SessionsPool::GetSession(SessionTokens);
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
+    SessionsPool::CloseSession(SessionTokens);
     EXPECT_FALSE(session->failedForWantOfService());
 }
 
