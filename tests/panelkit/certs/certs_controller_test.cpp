@@ -74,6 +74,19 @@ TEST_F(ACertsController, SendsEachChangeByteForByte) {
     EXPECT_EQ(text, "PEM") << "filled whatever the result";
 }
 
+TEST_F(ACertsController, LooksOnlyAtWhetherSomeCommandsWereAnswered) {
+    for (const char* reply : {"", "junk"}) {
+        for (const Command command :
+             {Command::DeleteCertificate, Command::DeletePresharedKey, Command::DeleteCRL, Command::CertsReloadAll}) {
+            answer(command, reply);
+        }
+        EXPECT_TRUE(controller.DeleteCertificate(token, certificate)) << reply;
+        EXPECT_TRUE(controller.DeletePresharedKey(token, {"office"})) << reply;
+        EXPECT_TRUE(controller.DeleteCRL(token, crl)) << reply;
+        EXPECT_TRUE(controller.ReloadAll(true)) << reply;
+    }
+}
+
 TEST_F(ACertsController, SendsImportsAndExportsByteForByte) {
     const auto import = [&](const char* pin) {
         return [&, pin] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, true, pin); };

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 #include <type_traits>
@@ -142,6 +143,42 @@ TEST_F(ACertsSession, BearsALongSilenceForARequestAndForNothingElse) {
     service->on(Command::CertsReloadAll, Reaction::reply("").after(milliseconds(400)));
     EXPECT_FALSE(controller.ReloadAll(false));
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::timedOut);
+}
+
+// Every operation waits with the hook, over the session that the controller took.
+TEST_F(ACertsSession, IsUsedByEveryOperationWithItsHook) {
+    class Hooked : public VpnCertsController {
+    public:
+        void OnExecuteCommand(const SendCommandProgress& progress) override { seen.push_back(progress.session); }
+        std::vector<BridgeSession*> seen;
+    };
+    BridgeSession* const session = pooled();
+    Hooked controller;
+    std::vector<PKCS11::TokenInfo> tokens;
+    std::vector<CertInfo> certificates;
+    std::vector<CRLInfo> crls;
+    std::vector<PresharedKeyInfo> keys;
+    CertExtentions read;
+    CertInfo record;
+    std::string text;
+    const std::pair<Command, std::function<void()>> operations[] = {
+        {Command::EnumCertificates, [&] { controller.EnumCertificates(0, certificates, tokens); }},
+        {Command::EnumCRLs, [&] { controller.EnumCRLs(crls, tokens); }},
+        {Command::EnumPresharedKeys, [&] { controller.EnumPresharedKeys(keys, tokens); }},
+        {Command::EnumProviderTokens, [&] { controller.GetTokensList(tokens); }},
+        {Command::ImportCertificate, [&] { controller.ImportCertificate(token, 0, {}, false, ""); }},
+        {Command::GetCertDetails, [&] { controller.GetCertDetails(token, record, read, text); }},
+        {Command::GetCertChain, [&] { controller.GetCertChain(token, certificate, tokens, certificates); }},
+        {Command::VerifyCert, [&] { controller.VerifyCert(token, certificate, 0, &text); }},
+        {Command::DeleteCertificate, [&] { controller.DeleteCertificate(token, certificate); }},
+    };
+    for (const auto& [command, operation] : operations) {
+        service->on(command, Reaction::refuse().after(milliseconds(80)));
+        controller.seen.clear();
+        operation();
+        ASSERT_FALSE(controller.seen.empty()) << service->requests().back().command;
+        EXPECT_EQ(controller.seen.front(), session) << service->requests().back().command;
+    }
 }
 
 // ---- without a session, or without a service

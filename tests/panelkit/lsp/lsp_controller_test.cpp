@@ -7,7 +7,14 @@
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
+#include <panelkit/lsp/policy_lock.h>
 #include <platform/paths/user_paths.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <thread>
 
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
@@ -148,6 +155,7 @@ TEST_F(AnLSPController, ThrowsAtRepliesThatEndEarlyAndCanBeUsedAgain) {
     EXPECT_TRUE(throwsStreamError([&] { controller.cmdActivateSystem(text, ""); }));
     EXPECT_EQ(text, "before");
     EXPECT_TRUE(throwsStreamError([&] { controller.cmdActivateUser("anna", text, ""); }));
+    EXPECT_EQ(text, "beforecan't get user lsp settings\n") << "what was there stays";
 
     const std::string whole = requestBytes + infoBytes;
     for (const std::size_t length : {std::size_t{3}, requestBytes.size(), whole.size() - 1}) {
@@ -156,6 +164,102 @@ TEST_F(AnLSPController, ThrowsAtRepliesThatEndEarlyAndCanBeUsedAgain) {
     }
     service->answer<Command::LoggedInUser>(std::string("boris"));
     EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("anna", text)) << "the lock is free";
+}
+
+// While another thread holds the lock, no operation sends anything or ends.
+TEST_F(AnLSPController, WaitsForItsTurnInEveryOperation) {
+    const std::pair<const char*, std::function<void()>> operations[] = {
+        {"ViewCurrent", [&] { controller.cmdViewCurrent(text); }},
+        {"GetPolicyInfo", [&] { controller.cmdGetPolicyInfo(info, required, nullptr, nullptr, false); }},
+        {"GetSettings", [&] { controller.cmdGetSettings(&read); }},
+        {"SetSettings", [&] { controller.cmdSetSettings(read, applied); }},
+        {"GetUserSettings", [&] { controller.cmdGetUserSettings("anna", &read); }},
+        {"SetUserSettings", [&] { controller.cmdSetUserSettings("anna", read, applied); }},
+        {"requestIsUser", [&] { LSPController::requestIsUser(); }},
+        {"LoggedInUser", [&] { controller.cmdIsOtherUserLoggedIn("anna", text); }},
+        {"ActivateCurrent", [&] { controller.cmdActivateCurrent(text, ""); }},
+        {"ActivateDDP", [&] { controller.cmdActivateDDP(""); }},
+        {"ActivateSystem", [&] { controller.cmdActivateSystem(text, ""); }},
+        {"ActivateUser", [&] { controller.cmdActivateUser("anna", text, ""); }},
+    };
+    for (const auto& [name, operation] : operations) {
+        const std::size_t before = service->requests().size();
+        std::future<void> done;
+        {
+            const panelkit::PolicyLock lock;
+            done = std::async(std::launch::async, operation);
+            EXPECT_EQ(done.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout) << name;
+            EXPECT_EQ(service->requests().size(), before) << name;
+        }
+        done.get();
+    }
+}
+
+// The last request of an activation is sent with the lock held, whatever it asked before.
+TEST_F(AnLSPController, ActivatesWithTheLockHeld) {
+    service->on(Command::GetSettings, Reaction::reply(settingsBytes));
+    service->on(Command::GetUserSettings, Reaction::reply(settingsBytes));
+    const std::pair<Command, std::function<void()>> activations[] = {
+        {Command::ActivateSystem, [&] { controller.cmdActivateSystem(text, ""); }},
+        {Command::ActivateUser, [&] { controller.cmdActivateUser("anna", text, ""); }},
+    };
+    for (const auto& [command, activate] : activations) {
+        service->on(command, Reaction::refuse().after(std::chrono::milliseconds(100)));
+        const std::size_t before = service->requests().size();
+        auto done = std::async(std::launch::async, activate);
+        while (service->requests().size() < before + 2) std::this_thread::yield();
+        auto other = std::async(std::launch::async, [] { const panelkit::PolicyLock lock; });
+        EXPECT_EQ(other.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout);
+        done.get();
+    }
+}
+
+// The file is read before the lock is taken, since it may take long: another thread has its turn meanwhile.
+TEST_F(AnLSPController, ReadsThePolicyFileWhileOthersHaveTheirTurn) {
+    const std::string path = platform::fromPath(folder.path() / "large.lsp");
+    UserFolder::put(path, std::string(std::size_t{4} << 20, 'x'));
+    LSPsettings_t named;
+    named.Source = 1;
+    named.File = path;
+    std::atomic<int> asked = 0, activated = 0;
+    for (const Command command : {Command::GetSettings, Command::GetUserSettings}) {
+        service->on(command, [&](const auto&) { return ++asked, Reaction::reply(encoded(named)); });
+    }
+    for (const Command command : {Command::ActivateSystem, Command::ActivateUser}) {
+        service->on(command, [&](const auto&) { return ++activated, Reaction::refuse(); });
+    }
+    const std::function<void()> activations[] = {[&] { controller.cmdActivateSystem(text, ""); },
+                                                 [&] { controller.cmdActivateUser("anna", text, ""); }};
+    for (const auto& activate : activations) {
+        bool hadItsTurn = false;
+        for (int attempt = 0; attempt < 20 && !hadItsTurn; ++attempt) { // the system decides who is next
+            asked = activated = 0;
+            auto done = std::async(std::launch::async, activate);
+            while (asked == 0) std::this_thread::yield();
+            {
+                const panelkit::PolicyLock lock; // free again when the settings are there
+                hadItsTurn = activated == 0;
+            }
+            done.get();
+        }
+        EXPECT_TRUE(hadItsTurn);
+    }
+}
+
+// Only the settings of the front end's own account are in its file.
+TEST_F(AnLSPController, OffersItsFileForItsOwnAccountAlone) {
+    UserFolder::put(folder.settings(), "<UserLSP><File>mine</File></UserLSP>");
+    service->on(Command::OfferUserSettings, Reaction::reply(""));
+    service->on(Command::GetUserSettings, Reaction::reply(settingsBytes));
+    const auto commandsFor = [&](const char* user) {
+        const std::size_t before = service->requests().size();
+        EXPECT_TRUE(controller.cmdGetUserSettings(user, &read));
+        return service->requests().size() - before;
+    };
+    EXPECT_EQ(commandsFor("anna"), 1U);
+    EXPECT_EQ(commandsFor(""), 2U);
+    service->on(Command::OfferUserSettings, Reaction::refuse());
+    EXPECT_EQ(commandsFor(""), 2U) << "the service may have settings of its own";
 }
 
 class AnLSPControllerWithoutService : public WithoutService {

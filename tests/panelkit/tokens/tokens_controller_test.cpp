@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <functional>
 #include <type_traits>
 
@@ -83,13 +84,45 @@ TEST_F(ATokensController, SendsEachRequestByteForByte) {
                       [&] { return controller.InitTokenRNG(token, std::string("\0\1\xfe\xff", 4)); }));
 }
 
-TEST_F(ATokensController, UsesTheCodesOfItsModule) {
-    const std::vector<std::pair<Command, unsigned>> codes{
-        {Command::EnumProviders, 0},    {Command::EnumProviderTokens, 1}, {Command::TokenLogin, 2},
-        {Command::TokenLogout, 3},      {Command::TokenInitialize, 4},    {Command::TokenChangePassword, 5},
-        {Command::ProviderLoad, 6},     {Command::ProviderUnload, 7},     {Command::ProviderLevelUp, 8},
-        {Command::TokensReloadAll, 14}, {Command::InitTokenRNG, 15}};
-    for (const auto& [command, code] : codes) EXPECT_EQ(panelkit::commandRow(command).code, code);
+// Whatever the service sends back.
+TEST_F(ATokensController, LooksOnlyAtWhetherSomeCommandsWereAnswered) {
+    for (const std::string reply : {"", "junk", "\1"}) {
+        for (const Command command :
+             {Command::TokenLogout, Command::ProviderUnload, Command::ProviderLevelUp, Command::TokensReloadAll}) {
+            service->on(command, Reaction::reply(reply));
+        }
+        EXPECT_TRUE(controller.TokenLogout(token)) << reply;
+        EXPECT_TRUE(controller.ProviderUnload(provider)) << reply;
+        EXPECT_TRUE(controller.ProviderLevelUp(provider)) << reply;
+        EXPECT_TRUE(controller.ReloadAll()) << reply;
+    }
+}
+
+// Looks at the session of the command in progress.
+class Watcher : public VpnTokensController {
+public:
+    void OnExecuteCommand(const SendCommandProgress& progress) override {
+        isLocked = SessionsPool::GetSession(SessionTokens) != progress.session;
+        ++calls;
+    }
+    bool isLocked = false;
+    int calls = 0;
+};
+
+TEST_F(ATokensController, CallsItsHookDuringLongCommandsOverASessionOfTheirOwn) {
+    Watcher watcher;
+    const std::pair<Command, std::function<bool()>> commands[] = {
+        {Command::TokenInitialize, [&] { return watcher.TokenInitialize(token, "a", "b", "c", false); }},
+        {Command::TokensReloadAll, [&] { return watcher.ReloadAll(); }},
+    };
+    for (const auto& [command, run] : commands) {
+        service->on(command, Reaction::reply(success).after(std::chrono::milliseconds(150)));
+        watcher.calls = 0;
+        EXPECT_TRUE(run());
+        EXPECT_GT(watcher.calls, 0);
+        EXPECT_TRUE(watcher.isLocked);
+        closePooledSessions();
+    }
 }
 
 TEST_F(ATokensController, ReadsListingsInPlace) {
