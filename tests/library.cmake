@@ -91,7 +91,9 @@ panelkit_test(test_xml_and_paths SOURCES
     platform/paths/user_paths_test.cpp
     platform/xml/xml_document_test.cpp)
 if(NOT WIN32)
-    target_sources(test_xml_and_paths PRIVATE platform/paths/user_paths_posix_test.cpp)
+    target_sources(test_xml_and_paths PRIVATE
+        platform/paths/user_paths_posix_test.cpp
+        platform/system/files_posix_test.cpp)
 endif()
 
 # The example of README.md: it compiles and links as an installed consumer's program does.

@@ -228,6 +228,7 @@ constexpr IPv4Range network{0x0A000000, 0x0A0000FF};
 TEST(AParsedRange, HasFiveFormsOfWhichAPieceOfTextLacksTheColon) {
     EXPECT_EQ(whole("10.0.0.7"), (IPv4Range{0x0A000007, 0x0A000007}));
     EXPECT_EQ(whole("10.0.0.1..10.0.0.5"), (IPv4Range{0x0A000001, 0x0A000005}));
+    EXPECT_EQ(whole("10.0.0.1..10.0.0.1"), (IPv4Range{0x0A000001, 0x0A000001}));
     EXPECT_EQ(whole("10.0.0.7/24"), network);
     EXPECT_EQ(whole("10.0.0.7/255.255.255.0"), network);
     EXPECT_EQ(whole("10.0.0.7:255.255.255.0"), network);

@@ -12,6 +12,7 @@ const std::vector<std::string> verbs{"list", "login", "logout", "init", "change-
 TEST(NearestName, IsTheOneWithTheFewestSlips) {
     EXPECT_EQ(nearest("lst", verbs), "list");
     EXPECT_EQ(nearest("ilst", verbs), "list") << "two letters in the wrong order are one slip";
+    EXPECT_EQ(nearest("teh", {"the"}), "the") << "in a short word too";
     EXPECT_EQ(nearest("LOGON", verbs), "login");
     EXPECT_EQ(nearest("Ofice", {"Home Дом", "Office Офис"}), "Office Офис");
     EXPECT_EQ(nearest("офйс", {"дом", "офис"}), "офис") << "a slip is a character, not a byte";

@@ -85,6 +85,10 @@ TEST(APackedTime, ReplacesInTwoFormsAndAppendsInTwo) {
     std::string text = "kept ";
     appendPackedTimeLocal({}, text);
     EXPECT_EQ(text, "kept Error time");
+    // No system converts the year 16777215 and beyond in all zones; where it does not, the text is UTC and says so.
+    const PackedTime last = packed(16777215, 12, 31, 23, 59, 59);
+    const bool converts = judgeLocalTime(packedTimeToPlain(last)).has_value();
+    EXPECT_EQ(made(appendPackedTimeLocal, last).ends_with(" UTC"), !converts);
 }
 
 TEST(APackedTime, HasNoPlainTimeWhenItIsNotValid) {
@@ -228,6 +232,15 @@ TEST(LocalTexts, ShowTheEpochInItsZone) {
     EXPECT_EQ(text, "Activated: Thu Jan  1 03:00:00 1970");
 }
 
+// The first second of 1900 is the first that is shown, where the system can convert it.
+TEST(LocalTexts, BeginWithTheYear1900) {
+    const ScopedTimeZone zone("UTC0");
+    constexpr PlainTime first = -2208988800;
+    EXPECT_EQ(localText(first), judgeLocalTime(first) ? "1900.01.01 00:00:00" : "0000.00.00 00:00:00");
+    EXPECT_EQ(made(appendCtime, first), judgeLocalTime(first) ? "Mon Jan  1 00:00:00 1900" : "Bad time");
+    EXPECT_EQ(localText(first - 1), "0000.00.00 00:00:00");
+}
+
 // Invalid times: unset, before 1900, and beyond any calendar. The C library of Linux would show the first two.
 TEST(LocalTexts, FallBackForATimeThatIsNotValid) {
     constexpr auto smallest = std::numeric_limits<PlainTime>::min();
@@ -265,6 +278,7 @@ TEST(ParsedTimes, AreTheirSixNumbers) {
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:05"), PackedTime{someTime});
     EXPECT_EQ(parsePackedTime("1900.1.1 0:0:0"), packed(1900, 1, 1));
     EXPECT_EQ(parsePackedTime("16777215.12.31 23:59:59"), packed(16777215, 12, 31, 23, 59, 59));
+    EXPECT_EQ(parsePackedTime("16777214.12.31 23:59:59"), packed(16777214, 12, 31, 23, 59, 59));
 }
 
 TEST(ParsedTimes, AreUnsetWhenANumberIsMissingOrOutOfItsBounds) {
@@ -281,6 +295,12 @@ TEST(ParsedTimes, AreUnsetWhenANumberIsMissingOrOutOfItsBounds) {
 TEST(ParsedTimes, IgnoreWhatStandsBehindTheSeconds) {
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:05 GMT"), PackedTime{someTime});
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:05:06"), PackedTime{someTime});
+}
+
+TEST(ParsedTimes, EndWithTheTextThatIsGiven) {
+    const std::string_view whole = "2020.01.02 03:04:059";
+    EXPECT_EQ(parsePackedTime(whole.substr(0, whole.size() - 1)), PackedTime{someTime});
+    EXPECT_EQ(parsePackedTime(whole.substr(0, 17)), PackedTime{}) << "the digits of the seconds are not part of it";
 }
 
 // As in scanf: blanks and a sign before each number, any or no blank between date and time.

@@ -4,6 +4,7 @@
 #include <panelkit/loc/registered_texts.h>
 #include <panelkit/loc/text_table.h>
 #include <panelkit/loc/ui_module.h>
+#include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lparams/variants.h>
 #include <platform/loccore/catalogue.h>
 #include <platform/loccore/mo_file.h>
@@ -16,7 +17,9 @@
 
 #include <gmock/gmock.h>
 
+#include <cstdio>
 #include <cstring>
+#include <memory>
 #include <random>
 #include <set>
 #include <type_traits>
@@ -87,6 +90,34 @@ TEST_F(TheRussianCatalogue, TranslatesEveryEntryAndEveryRegisteredText) {
     EXPECT_STREQ(force, "Принудительно");
     for (const auto& registered : panelkit::registeredTexts()) {
         EXPECT_NE(registerText(registered.wording), registered.wording) << registered.wording;
+    }
+}
+
+TEST_F(TheRussianCatalogue, MayTranslateOnlySomeTexts) {
+    const std::string partial = changed([](MoEntry& entry) {
+        if (entry.original.ends_with("Subject")) entry.translation.clear();
+    });
+    const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+    std::fwrite(partial.data(), 1, partial.size(), file.get());
+    std::rewind(file.get());
+    EXPECT_EQ(module.loadFile(file.get()), Loc::Loaded);
+    EXPECT_STREQ(text(Text::systemPolicy), "Системная политика");
+    EXPECT_STREQ(text(Text::emailSubject), "Subject");
+}
+
+// The message of a check is printed into a buffer of 2048 bytes with its zero byte.
+TEST_F(TheRussianCatalogue, HasItsMessageOfACheckCutToTheBuffer) {
+    for (const std::size_t added : {std::size_t{0}, std::size_t{3000}}) {
+        std::string error;
+        ASSERT_EQ(load(changed([&](MoEntry& entry) {
+                           if (entry.original.starts_with("Param malformed")) entry.translation.insert(4, added, 'x');
+                       }),
+                       error),
+                  Loc::Loaded)
+            << error;
+        const std::string message = LPARAMS::Client::PCAP().error875.message;
+        EXPECT_EQ(message.size() == 2047, added > 0) << message.size();
+        EXPECT_EQ(message.ends_with('x'), added > 0);
     }
 }
 

@@ -6,10 +6,12 @@
 
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <ctime>
 #include <random>
 #include <regex>
 #include <set>
+#include <thread>
 
 using LPARAMS::Client::CPUsParam;
 using LPARAMS::Client::IKE;
@@ -42,6 +44,9 @@ TEST(AQcdSecret, IsMadeFromTheClock) {
     EXPECT_EQ(one.size(), 40U);
     EXPECT_EQ(one.find_first_not_of("0123456789ABCDEF"), std::string::npos);
     EXPECT_TRUE(QcdSParam::checkFormat(one));
+    while (std::time(nullptr) <= before + 1) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    QcdSParam::genAuto(two);
+    EXPECT_NE(one, two) << "in another second";
 }
 
 std::string savedHistory(const std::string& value, const std::string& history) {

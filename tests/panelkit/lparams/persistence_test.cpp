@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <memory>
 #include <type_traits>
 
 using namespace LPARAMS::Client;
@@ -174,6 +175,14 @@ TEST(ATracker, IsMarkedWhileItIsTheCurrentOne) {
     EXPECT_FALSE(outer.changed);
 }
 
+TEST(ATracker, ThatEndsLeavesNoCurrentOneAlsoWhenAnotherWasCurrent) {
+    auto first = std::make_unique<TraceChanges_t>();
+    const TraceChanges_t second;
+    first.reset();
+    traceChange();
+    EXPECT_FALSE(second.changed);
+}
+
 // ---- against a service
 
 class AGroup : public WithScriptedService {
@@ -239,6 +248,21 @@ TEST_F(AGroup, IsAlwaysWrittenWhenItWasNeverLoadedOrLoadedTwice) {
     EXPECT_TRUE(admin.save());
     EXPECT_TRUE(admin.save());
     EXPECT_EQ(written().size(), 3U);
+}
+
+TEST_F(AGroup, IgnoresWhatFollowsItsLastParameter) {
+    answerRead(adminBody + "more");
+    EXPECT_TRUE(admin.load());
+    EXPECT_EQ(admin.SESSION_EXPTIME.value, 300U);
+    EXPECT_EQ(admin.snapshot, writeRequest("ADMIN", hex("2c 01 00 00  00  01 00 00 00 'g'  00 00 00 00")));
+}
+
+TEST_F(AGroup, IsNotSavedWithoutASessionAlsoWhenItDidNotChange) {
+    answerRead(adminBody);
+    EXPECT_TRUE(admin.load());
+    CommandSender::Instance().SetEndpoint("");
+    SessionsPool::CloseSession(SessionParameters);
+    EXPECT_FALSE(admin.save());
 }
 
 TEST_F(AGroup, IsMadePermanentWithoutAPayload) {

@@ -203,6 +203,21 @@ TEST(Convi, KnowsPagesByTheDigitsOfTheirNames) {
     }
 }
 
+// A long text is converted in parts, which end anywhere: here within a character of two bytes, for one of two
+// beginnings.
+TEST(Convi, CutsNoCharacterOfTwoBytes) {
+    if (convi::get_codepage_value("932") == 0) GTEST_SKIP() << "this system does not know the page";
+    for (const char* start : {"", "a"}) {
+        std::string text = start, expected = start;
+        for (int i = 0; i < 200; ++i) {
+            text += "日";
+            expected += "\x93\xfa";
+        }
+        EXPECT_EQ(converted(text, utf8, 932), expected);
+        EXPECT_EQ(converted(expected, 932, utf8), text);
+    }
+}
+
 TEST(Convi, IsExactForTextsOfAMegabyte) {
     std::string text, expected;
     for (int i = 0; i < 200'000; ++i) {

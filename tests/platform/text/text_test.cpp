@@ -34,6 +34,25 @@ TEST(HexDigits, AreReadInEitherCaseAndWrittenInUpperCase) {
 TEST(TextOfOthers, CanNotActOnAReader) {
     EXPECT_EQ(escaped("a\u200Bb\u2064\uFEFF\u00AD\U000E0041\u2029"),
               "a\\u{200B}b\\u{2064}\\u{FEFF}\\xAD\\u{E0041}\\u{2029}");
+    // The first and last of each range, and what is beside it.
+    const char32_t bounds[] = {0x1F,   0x20,   0x7E,   0x7F,   0x9F,    0xA0,    0xAC,    0xAD,   0xAE,   0x61B,
+                               0x61C,  0x61D,  0x180D, 0x180E, 0x180F,  0x200A,  0x200B,  0x200F, 0x2010, 0x2027,
+                               0x2028, 0x202E, 0x202F, 0x205F, 0x2060,  0x206F,  0x2070,  0xFEFE, 0xFEFF, 0xFF00,
+                               0xFFF8, 0xFFF9, 0xFFFB, 0xFFFC, 0xDFFFF, 0xE0000, 0xE007F, 0xE0080};
+    std::string hidden;
+    for (const char32_t one : bounds) hidden += isHidden(one) ? '1' : '0';
+    EXPECT_EQ(hidden, "10"
+                      "011"
+                      "0"
+                      "010"
+                      "010"
+                      "010"
+                      "0110"
+                      "0110"
+                      "0110"
+                      "010"
+                      "0110"
+                      "0110");
     EXPECT_EQ(quotedName("a\"b\\"), "\"a\\\"b\\\\\"");
     EXPECT_EQ(shortened("abc", 3), "abc");
     EXPECT_EQ(shortened("aüb", 2), "a...") << "characters stay whole";
