@@ -6,35 +6,15 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <optional>
-#include <regex>
 #include <string>
 
 using namespace panelkit;
 
 namespace {
 
-using Bits = std::array<bool, 32>; // the most significant first
-
-Bits bitsOf(IPv4Address address) {
-    Bits bits{};
-    for (std::size_t i = 0; i < 32; ++i) bits[i] = (address >> (31 - i) & 1) != 0;
-    return bits;
-}
-
-IPv4Address valueOf(const Bits& bits) {
-    IPv4Address address = 0;
-    for (const bool bit : bits) address = address * 2 + (bit ? 1 : 0);
-    return address;
-}
-
-IPv4Address maskOf(unsigned length) {
-    Bits bits{};
-    std::fill_n(bits.begin(), length, true);
-    return valueOf(bits);
-}
+// Its leading ones, without a shift by 32.
+IPv4Address maskOf(unsigned length) { return static_cast<IPv4Address>(0xFFFFFFFF'00000000 >> length); }
 
 std::string text(IPv4Address address) {
     char buffer[IPv4TextSize];
@@ -60,24 +40,11 @@ std::optional<IPv4Range> piece(std::string_view from) {
     return std::nullopt;
 }
 
-// Pairs of addresses that are equal, blocks, blocks with one bit changed, near each other, or anything.
-IPv4Range randomPair(Random& random) {
-    const IPv4Address a = random();
-    const IPv4Address mask = maskOf(random.below(33));
-    switch (random.below(5)) {
-    case 0: return {a, a};
-    case 1: return {a & mask, a | ~mask};
-    case 2: return {a & mask, (a | ~mask) ^ 1U << random.below(32)};
-    case 3: return {a, a + random.below(1000)};
-    default: return {a, random()};
-    }
-}
-
 // ---- texts
 
 TEST(AnIPv4Address, HasTheTextAndTheValueOfTheSystem) {
     Random random(1);
-    for (int round = 0; round < 100'000; ++round) {
+    for (int round = 0; round < 10'000; ++round) {
         IPv4Address address = 0;
         for (int octet = 0; octet < 4; ++octet) {
             const std::size_t ends[] = {10, 100, 256}; // one, two and three digits
@@ -133,51 +100,33 @@ TEST(AnIPv4Range, ShowsAsItsFirstAddressWhenTheLastIsZero) {
 
 // ---- blocks
 
-bool isBlockBitByBit(const IPv4Range& range) {
-    const Bits first = bitsOf(range.first), last = bitsOf(range.last);
-    std::size_t i = 0;
-    while (i < 32 && first[i] == last[i]) ++i;
-    while (i < 32 && !first[i] && last[i]) ++i;
-    return i == 32;
-}
-
-IPv4Prefix commonBitByBit(IPv4Address a, IPv4Address b) {
-    const Bits left = bitsOf(a), right = bitsOf(b);
-    Bits shared{}, mask{};
-    for (std::size_t i = 0; i < 32 && left[i] == right[i]; ++i) {
-        shared[i] = left[i];
-        mask[i] = true;
-    }
-    return {valueOf(shared), valueOf(mask)};
-}
-
-TEST(IPv4Ranges, AgreeWithABitByBitModelOverRandomPairs) {
-    Random random(2);
-    int blocks = 0;
-    for (int round = 0; round < 100'000; ++round) {
-        const IPv4Range range = randomPair(random);
-        SCOPED_TRACE(text(range.first) + " " + text(range.last));
-        const bool isBlock = isBlockBitByBit(range);
-        const IPv4Prefix common = commonBitByBit(range.first, range.last);
-        ASSERT_EQ(isIPv4Block(range), isBlock);
-        IPv4Address mask = 7;
-        ASSERT_EQ(ipv4BlockMask(range, mask), isBlock);
-        ASSERT_EQ(mask, isBlock ? common.mask : 7);
-        ASSERT_EQ(commonIPv4Prefix(range.first, range.last), common);
-        blocks += isBlock;
-
-        // A shown range can be read back, unless it runs backwards; of those only single addresses can.
-        const bool single = range.last == 0 || range.first == range.last;
-        const std::optional<IPv4Range> expected = single                      ? IPv4Range{range.first, range.first}
-                                                  : range.first <= range.last ? std::optional(range)
-                                                                              : std::nullopt;
+TEST(IPv4Ranges, AreBlocksOfEveryLengthAndNothingElse) {
+    for (unsigned length = 0; length <= 32; ++length) {
+        const IPv4Address mask = maskOf(length);
+        const IPv4Range block{0x9A55C3A7 & mask, 0x9A55C3A7 | ~mask};
+        IPv4Address found = 7;
+        EXPECT_TRUE(isIPv4Block(block)) << length;
+        EXPECT_TRUE(ipv4BlockMask(block, found));
+        EXPECT_EQ(found, mask);
+        EXPECT_EQ(commonIPv4Prefix(block.first, block.last), (IPv4Prefix{block.first, mask}));
         for (const MaskForm form : {MaskForm::Dotted, MaskForm::PrefixLength}) {
-            ASSERT_EQ(whole(text(range, form)), expected);
-            ASSERT_EQ(piece(text(range, form)), expected);
+            EXPECT_EQ(whole(text(block, form)), block);
+            EXPECT_EQ(piece(text(block, form)), block);
+        }
+        for (unsigned bit = 0; bit < 32 - length;
+             ++bit) { // a hole, which leaves two addresses alone when it is all there is
+            const IPv4Range other{block.first, block.last ^ 1U << bit};
+            EXPECT_EQ(isIPv4Block(other), bit + 1 == 32 - length) << length << ' ' << bit;
         }
     }
-    EXPECT_GT(blocks, 40'000);
-    EXPECT_LT(blocks, 60'000);
+    IPv4Address mask = 7;
+    for (const IPv4Range& other : {IPv4Range{1, 2}, IPv4Range{1, 255}, IPv4Range{255, 0}, IPv4Range{0, 0x80000000}}) {
+        EXPECT_FALSE(isIPv4Block(other)) << text(other, MaskForm::Dotted);
+        EXPECT_FALSE(ipv4BlockMask(other, mask));
+        EXPECT_EQ(mask, 7U) << "left alone";
+    }
+    EXPECT_EQ(commonIPv4Prefix(0x0A000001, 0x0A000002), (IPv4Prefix{0x0A000000, 0xFFFFFFFC}));
+    EXPECT_EQ(commonIPv4Prefix(0, 0x80000000), (IPv4Prefix{0, 0}));
 }
 
 // ---- parsing addresses
@@ -315,109 +264,6 @@ TEST(AParsedRange, LooksAtNothingBeyondThePiece) {
     EXPECT_TRUE(parseIPv4Range(list.data(), list.data() + 8, range));
     EXPECT_EQ(range, (IPv4Range{0x0A000001, 0x0A000001}));
     EXPECT_FALSE(parseIPv4Range(nullptr, nullptr, range));
-}
-
-// ---- the whole grammar against regular expressions
-
-std::optional<IPv4Address> modelAddress(const std::string& from) {
-    static const std::string octet = "0*([0-9]{1,3})";
-    static const std::regex form(octet + "\\." + octet + "\\." + octet + "\\." + octet);
-    std::smatch parts;
-    if (!std::regex_match(from, parts, form)) return std::nullopt;
-    IPv4Address address = 0;
-    for (std::size_t i = 1; i <= 4; ++i) {
-        const int value = std::stoi(parts[i]);
-        if (value > 255) return std::nullopt;
-        address = address * 256 + static_cast<IPv4Address>(value);
-    }
-    return address;
-}
-
-bool hasLeadingOnesOnly(IPv4Address mask) {
-    for (unsigned length = 0; length <= 32; ++length) {
-        if (mask == maskOf(length)) return true;
-    }
-    return false;
-}
-
-// The text after a slash or a colon.
-std::optional<IPv4Address> modelMask(const std::string& from, const std::string& delimiter, bool isPiece) {
-    static const std::regex length("0*([0-9]{1,2})");
-    std::smatch digits;
-    if (delimiter == "/" && std::regex_match(from, digits, length)) {
-        const int value = std::stoi(digits[1]);
-        return value <= 32 ? std::optional(maskOf(static_cast<unsigned>(value))) : std::nullopt;
-    }
-    const auto mask = modelAddress(from);
-    return mask && (isPiece || hasLeadingOnesOnly(*mask)) ? mask : std::nullopt;
-}
-
-std::optional<IPv4Range> modelRange(const std::string& from, bool isPiece) {
-    static const std::string address = "((?:[0-9]+\\.){3}[0-9]+)";
-    static const std::regex wholeForm(address + "(?:\\.\\." + address + "[\\s\\S]*|([/:])(.*))?");
-    static const std::regex pieceForm(address + "(?:\\.\\." + address + "|(/)(.*))?");
-    std::smatch parts;
-    if (!std::regex_match(from, parts, isPiece ? pieceForm : wholeForm)) return std::nullopt;
-    const auto first = modelAddress(parts[1]);
-    if (!first) return std::nullopt;
-    if (parts[2].matched) {
-        const auto last = modelAddress(parts[2]);
-        return last && *last >= *first ? std::optional(IPv4Range{*first, *last}) : std::nullopt;
-    }
-    if (!parts[3].matched) return IPv4Range{*first, *first};
-    const auto mask = modelMask(parts[4], parts[3], isPiece);
-    return mask ? std::optional(IPv4Range{*first & *mask, *first | ~*mask}) : std::nullopt;
-}
-
-std::string randomRangeText(Random& random) {
-    const char* const parts[] = {"10.0.0.7",
-                                 "10.0.0.9",
-                                 "0.0.0.0",
-                                 "255.255.255.255",
-                                 "010.1.2.003",
-                                 "255.255.0.0",
-                                 "255.0.255.0",
-                                 "24",
-                                 "0",
-                                 "32",
-                                 "33",
-                                 "008",
-                                 "256.1.1.1",
-                                 "1.2.3",
-                                 ""};
-    const char* const delimiters[] = {"..", "/", ":", ".", "...", "-", "", ",", " "};
-    std::string made = parts[random.below(5)];
-    for (unsigned more = random.below(8); more > 0 && more < 7; more /= 3) {
-        made += delimiters[random.below(random.below(4) ? 3 : std::size(delimiters))];
-        made += parts[random.below(std::size(parts))];
-    }
-    // Every second text gets a typing error.
-    if (random.below(2) && !made.empty()) {
-        const std::size_t at = random.below(made.size());
-        const char with = "0123456789./:. x\n-"[random.below(18)];
-        random.below(2) ? made.insert(at, 1, with) : made.replace(at, 1, 1, with);
-    }
-    return made;
-}
-
-TEST(AParsedRange, AgreesWithRegularExpressionsOverRandomTexts) {
-    Random random(5);
-    int accepted = 0, differing = 0;
-    constexpr int rounds = 10'000;
-    for (int round = 0; round < rounds; ++round) {
-        const std::string from = randomRangeText(random);
-        SCOPED_TRACE(from);
-        const auto inWhole = modelRange(from, false);
-        const auto inPiece = modelRange(from, true);
-        ASSERT_EQ(whole(from), inWhole);
-        ASSERT_EQ(piece(from), inPiece);
-        ASSERT_EQ(parseIPv4(from), modelAddress(from).value_or(0));
-        accepted += inWhole.has_value();
-        differing += inWhole != inPiece;
-    }
-    EXPECT_GT(accepted, rounds / 5);
-    EXPECT_LT(accepted, rounds * 4 / 5);
-    EXPECT_GT(differing, rounds / 50);
 }
 
 } // namespace

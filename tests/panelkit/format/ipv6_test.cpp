@@ -106,6 +106,8 @@ TEST(AParsedIPv6Address, FailsForAnythingElse) {
                              "::0x1",
                              "::1/64",
                              "1-2::",
+                             "1:2:3:4:5:6:7:8::9",
+                             "1:2:3:4::5:6:7:8:9",
                              "1.2.3.4"}) {
         EXPECT_EQ(parsed(from), std::nullopt) << from;
     }
@@ -142,60 +144,6 @@ TEST(AParsedIPv6Address, HasNoDottedPartAndNoZone) {
     EXPECT_TRUE(judgeIPv6("::ffff:10.0.0.1"));
     EXPECT_EQ(parsed("::ffff:10.0.0.1"), std::nullopt);
     EXPECT_EQ(parsed("fe80::1%1"), std::nullopt);
-}
-
-std::size_t groupsIn(const std::string& from) {
-    std::size_t groups = 0;
-    for (std::size_t i = 0; i < from.size(); ++i) groups += from[i] != ':' && (i == 0 || from[i - 1] == ':');
-    return groups;
-}
-
-// inet_pton with the differences above.
-std::optional<IPv6Address> modelAddress(std::string from) {
-    if (from.size() >= 2 && from.front() == '[' && from.back() == ']') from = from.substr(1, from.size() - 2);
-    if (from.find_first_not_of("0123456789abcdefABCDEF:") != std::string::npos) return std::nullopt;
-    if (from.starts_with(':') && !from.starts_with("::")) from.erase(0, 1);
-    const std::size_t gap = from.find("::");
-    if (gap != std::string::npos && groupsIn(from) == 8) {
-        const bool inside = gap != 0 && gap + 2 != from.size();
-        from.replace(gap, 2, inside ? ":" : "");
-    }
-    const auto judged = judgeIPv6(from);
-    return judged ? std::optional(IPv6Address{*judged}) : std::nullopt;
-}
-
-std::string randomAddressText(Random& random) {
-    const char* const groups[] = {"0", "1", "ab", "C0d", "ffff", "0000", "12345", "g", ""};
-    std::string made = random.below(6) ? "" : ":";
-    const unsigned count = random.below(3) ? 8 : random.below(10);
-    const unsigned gap = random.below(16);
-    for (unsigned i = 0; i < count; ++i) {
-        if (i == gap) made += made.ends_with(':') ? ":" : "::";
-        if (random.below(12) == 0) continue;
-        made += groups[random.below(random.below(30) ? 6 : std::size(groups))];
-        if (i + 1 < count) made += ':';
-    }
-    // Every third text gets a typing error.
-    if (random.below(3) == 0 && !made.empty()) {
-        const std::size_t at = random.below(made.size());
-        const char with = "0fA:.]%"[random.below(7)];
-        random.below(2) ? made.insert(at, 1, with) : made.replace(at, 1, 1, with);
-    }
-    return random.below(5) ? made : "[" + made + "]";
-}
-
-TEST(AParsedIPv6Address, AgreesWithTheSystemOverRandomTexts) {
-    Random random(2);
-    int accepted = 0;
-    constexpr int rounds = 100'000;
-    for (int round = 0; round < rounds; ++round) {
-        const std::string from = randomAddressText(random);
-        const auto expected = modelAddress(from);
-        ASSERT_EQ(parsed(from), expected) << from;
-        accepted += expected.has_value();
-    }
-    EXPECT_GT(accepted, rounds / 5);
-    EXPECT_LT(accepted, rounds * 4 / 5);
 }
 
 // ---- masks and ranges

@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <functional>
 #include <limits>
 
@@ -154,46 +153,6 @@ TEST(APackedTime, ConvertsEveryMonthEndFrom1900To2500) {
     EXPECT_GE(judged, 6372); // all from 1970 on
 }
 
-// Random fields within the calendar; strftime and timegm are the judges.
-TEST(APackedTime, AgreesWithTheCLibraryOverAMillionRandomTimes) {
-    Random random(1);
-    std::string text;
-    int judged = 0;
-    for (int round = 0; round < 1'000'000; ++round) {
-        const auto below = [&](unsigned most) { return static_cast<int>(random.below(most)); };
-        const PackedTime time =
-            packed(1900 + below(601), 1 + below(12), 1 + below(28), below(24), below(60), below(60));
-        const std::tm fields = fieldsOf(time);
-        packedTimeToText(time, text);
-        ASSERT_EQ(text, judgeText("%Y.%m.%d %H:%M:%S GMT", fields));
-        if (const auto seconds = judgeUtcSeconds(fields)) {
-            ASSERT_EQ(packedTimeToPlain(time), *seconds) << text;
-            ++judged;
-        }
-    }
-    EXPECT_GT(judged, 850'000); // 531 of 601 years
-}
-
-// Random bits in all fields. The library of Windows refuses most of them, ours none.
-TEST(APackedTime, AgreesWithTheCLibraryAlsoOutsideTheCalendar) {
-    Random random(2);
-    int judged = 0;
-    for (int round = 0; round < 50'000; ++round) {
-        const PackedTime time{random.wide() % (round % 2 ? std::uint64_t{3000} << 40 : ~std::uint64_t{0})};
-        if (!time.isValid()) continue;
-        const std::tm fields = fieldsOf(time);
-        if (const auto text = judgeText("%d.%m.%Y %H:%M:%S GMT", fields)) {
-            ASSERT_EQ(made(appendPackedTime, time), *text);
-            ASSERT_EQ(made(packedTimeToIsoText, time), judgeText("%Y-%m-%dT%H:%M:%S", fields));
-            ++judged;
-        }
-        if (const auto seconds = judgeUtcSeconds(fields)) {
-            ASSERT_EQ(packedTimeToPlain(time), *seconds) << time.bits;
-        }
-    }
-    RecordProperty("judged", judged);
-}
-
 // ---- local time
 
 void expectLocalTexts(PackedTime time, PlainTime seconds) {
@@ -213,7 +172,7 @@ TEST(LocalTexts, AgreeWithTheCLibraryInEveryZone) {
             // -1 has its own tests.
             if (seconds != NoPlainTime) expectLocalTexts(last, seconds);
         });
-        for (int round = 0; round < 10'000; ++round) {
+        for (int round = 0; round < 1'000; ++round) {
             const auto seconds = static_cast<PlainTime>(random.wide() % 16756761600); // to the year 2500
             const auto utc = judgeUtcTime(seconds);
             if (utc) expectLocalTexts(packed(*utc), seconds);
@@ -319,45 +278,13 @@ TEST(ParsedTimes, AreCutToBytesAndNotChecked) {
 }
 
 // The C standard does not define what scanf does with such numbers. These are the values of the C libraries of Linux
-// and of Windows; mingw's own has others, so the random texts below have no such number.
+// and of Windows.
 TEST(ParsedTimes, MayHaveNumbersBeyond32Bits) {
     EXPECT_EQ(parsePackedTime("4294969316.01.02 03:04:4294967301"), PackedTime{someTime}); // 2^32 + 2020, 2^32 + 5
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:99999999999999999999"), packed(2020, 1, 2, 3, 4, 255));
     EXPECT_EQ(parsePackedTime("2020.01.02 03:04:-99999999999999999999"), packed(2020, 1, 2, 3, 4, 255));
     EXPECT_EQ(parsePackedTime("99999999999999999999.01.02 03:04:05"), PackedTime{});
     EXPECT_EQ(parsePackedTime("000000000000000000000000002020.01.02 03:04:05"), PackedTime{someTime});
-}
-
-PackedTime scanned(const std::string& text) {
-    unsigned year{}, month{}, day{}, hour{}, minute{}, second{};
-    // NOLINTNEXTLINE(cert-err34-c): the reference, although it is lax
-    if (std::sscanf(text.c_str(), "%u.%u.%u %u:%u:%u", &year, &month, &day, &hour, &minute, &second) != 6 ||
-        year < 1900 || year >= 1 << 24 || month < 1 || day < 1) {
-        return {};
-    }
-    const auto byte = [](unsigned value) { return static_cast<int>(value & 0xFF); };
-    return packed(static_cast<int>(year), byte(month - 1) + 1, byte(day), byte(hour), byte(minute), byte(second));
-}
-
-TEST(ParsedTimes, AgreeWithScanfOverRandomTexts) {
-    const char* const numbers[] = {"2020",     "1900",     "1",    "02", "12", "31", "59", "0", "255", "256",
-                                   "16777215", "16777216", "1899", "-1", "+7", "-",  "",   "x", " 3",  "\n4"};
-    const char* const usual[] = {".", ".", " ", ":", ":", ""};
-    const char* const others[] = {"", " ", ".", ":", "  ", "-", "/", " GMT", "\t", "+"};
-    Random random(4);
-    int accepted = 0;
-    for (int round = 0; round < 100'000; ++round) {
-        std::string text = round % 4 ? "2020" : "";
-        for (int i = 0; i < 6; ++i) {
-            if (i != 0 || text.empty()) text += numbers[random.below(random.below(3) ? 11 : std::size(numbers))];
-            text += random.below(20) ? usual[i] : others[random.below(std::size(others))];
-        }
-        const PackedTime expected = scanned(text);
-        ASSERT_EQ(parsePackedTime(text), expected) << text;
-        accepted += expected.isValid();
-    }
-    EXPECT_GT(accepted, 10'000);
-    EXPECT_LT(accepted, 90'000);
 }
 
 TEST(ParsedTimes, ComeBackFromTheirText) {
