@@ -23,7 +23,10 @@ std::size_t count(const std::vector<char>& bytes, const std::string& needle) {
 
 } // namespace
 
-std::size_t occurrencesInMemory(std::int64_t process, const std::string& needle) {
+std::size_t occurrencesInMemory(std::int64_t process, const std::string& secret) {
+    constexpr std::size_t overwritten = 16, leastToBeFound = 8;
+    const bool isLong = secret.size() >= overwritten + leastToBeFound;
+    const std::string needle = isLong ? secret.substr(overwritten) : secret;
     std::ifstream maps(procFile(process, "maps"));
     const int memory = ::open(procFile(process, "mem").c_str(), O_RDONLY);
     if (!maps || memory < 0) throw std::runtime_error("the memory of another process can't be read here");

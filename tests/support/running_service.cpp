@@ -50,6 +50,7 @@ void RunningService::start() {
     options.arguments.insert(options.arguments.end(), moreArguments_.begin(), moreArguments_.end());
     options.environment = environment_;
     options.environment["JOURNAL_STREAM"] = std::nullopt;
+    options.environment["LD_BIND_NOW"] = "1"; // see memory_scan.h
     process_ = std::make_unique<platform::ChildProcess>(options);
     const auto deadline = std::chrono::steady_clock::now() + startLimit;
     while (log().find(" serves ") == std::string::npos) {

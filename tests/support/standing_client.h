@@ -18,6 +18,7 @@ inline std::unique_ptr<platform::ChildProcess> runStandingClient(const std::stri
     platform::ChildOptions options;
     options.arguments = {builtProgram("pin_client"), endpoint, label, what};
     options.input = input;
+    options.environment["LD_BIND_NOW"] = "1"; // see memory_scan.h
     auto client = std::make_unique<platform::ChildProcess>(options);
     for (int i = 0; i < 2000 && client->outputSoFar().empty() && !client->ended(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -246,6 +246,30 @@ TEST_F(Notifications, ThatDifferAreDroppedWhileTheirIdIsBusy) {
     EXPECT_EQ(busy.handled, 2);
 }
 
+// The newest of several counts: its payload, and its sender.
+TEST_F(Notifications, ThatComeAgainAreComparedWithTheNewest) {
+    Gate gate;
+    std::atomic<bool> waits{false};
+    Handler handler(1, [&](const std::string&) { return !waits || gate.pass(); });
+    listen();
+    EXPECT_EQ(push(1, "former"), answered(echo("former")));
+    waits = true;
+    std::vector<PushResult> results(3);
+    std::vector<std::thread> senders;
+    senders.emplace_back([&] { results[0] = push(1, "newest"); });
+    gate.awaitWaiting();
+    EXPECT_EQ(push(1, "former"), refused) << "its handling is over";
+    for (std::size_t i : {std::size_t{1}, std::size_t{2}}) {
+        senders.emplace_back([&, i] { results[i] = push(1, "newest"); });
+        senders[i - 1].join(); // refused, since the newer one takes its place
+        EXPECT_EQ(results[i - 1], refused);
+    }
+    gate.open();
+    senders[2].join();
+    EXPECT_EQ(results[2], answered(echo("newest")));
+    EXPECT_EQ(handler.handled, 2);
+}
+
 // A handler must be able to rely on running alone, and on not being destroyed during its call.
 TEST_F(Notifications, OfAllIdsRunOneAtATimeAndHoldUpWhoMakesHandlers) {
     Gate gate;
@@ -274,15 +298,20 @@ TEST_F(Notifications, EndByWayOfTheDispatcher) {
     public:
         void stopHandleNotifications() override {
             ++stopped;
+            wasListening = service->push(2, "").kind == PushResult::Kind::notHandled; // an answer, so it still listens
             VpnNotificationsDispatcher::stopHandleNotifications();
         }
+        panelkit::testing::ScriptedService* service = nullptr;
+        bool wasListening = false;
         int stopped = 0;
     } dispatcher;
+    dispatcher.service = service.get();
     Handler handler(1);
     listen(&dispatcher);
     EXPECT_EQ(dispatcher.stopped, 0);
     end();
     EXPECT_EQ(dispatcher.stopped, 1);
+    EXPECT_TRUE(dispatcher.wasListening) << "so that nothing is handled from then on";
 }
 
 TEST_F(Notifications, MayCreateAndDestroyHandlers) {
