@@ -26,7 +26,7 @@ add_dependencies(test_bridge_server channel_echo)
 
 # The memory that they give back is searched, so all of it is in one program.
 panelkit_test(test_secrets INTERNAL LINK bridge_server SOURCES
-    panelkit/secrets_test.cpp
+    secrets_test.cpp
     support/freed_memory.cpp
     platform/json/json_test.cpp)
 

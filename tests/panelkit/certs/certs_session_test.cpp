@@ -149,8 +149,8 @@ TEST_F(ACertsSession, BearsALongSilenceForARequestAndForNothingElse) {
 TEST_F(ACertsSession, IsUsedByEveryOperationWithItsHook) {
     class Hooked : public VpnCertsController {
     public:
-        void OnExecuteCommand(const SendCommandProgress& progress) override { seen.push_back(progress.session); }
-        std::vector<BridgeSession*> seen;
+        void OnExecuteCommand(const SendCommandProgress& progress) override { seen = progress.session; }
+        std::atomic<BridgeSession*> seen = nullptr;
     };
     BridgeSession* const session = pooled();
     Hooked controller;
@@ -173,11 +173,13 @@ TEST_F(ACertsSession, IsUsedByEveryOperationWithItsHook) {
         {Command::DeleteCertificate, [&] { controller.DeleteCertificate(token, certificate); }},
     };
     for (const auto& [command, operation] : operations) {
-        service->on(command, Reaction::refuse().after(milliseconds(80)));
-        controller.seen.clear();
+        controller.seen = nullptr;
+        service->on(command, [&](const auto&) { // answered when the hook was called
+            for (int i = 0; i < 200 && !controller.seen; ++i) std::this_thread::sleep_for(milliseconds(5));
+            return Reaction::refuse();
+        });
         operation();
-        ASSERT_FALSE(controller.seen.empty()) << service->requests().back().command;
-        EXPECT_EQ(controller.seen.front(), session) << service->requests().back().command;
+        EXPECT_EQ(controller.seen, session) << service->requests().back().command;
     }
 }
 

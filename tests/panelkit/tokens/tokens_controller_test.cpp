@@ -6,8 +6,10 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <chrono>
 #include <functional>
+#include <thread>
 #include <type_traits>
 
 using panelkit::Command;
@@ -106,7 +108,7 @@ public:
         ++calls;
     }
     bool isLocked = false;
-    int calls = 0;
+    std::atomic<int> calls = 0;
 };
 
 TEST_F(ATokensController, CallsItsHookDuringLongCommandsOverASessionOfTheirOwn) {
@@ -116,8 +118,13 @@ TEST_F(ATokensController, CallsItsHookDuringLongCommandsOverASessionOfTheirOwn) 
         {Command::TokensReloadAll, [&] { return watcher.ReloadAll(); }},
     };
     for (const auto& [command, run] : commands) {
-        service->on(command, Reaction::reply(success).after(std::chrono::milliseconds(150)));
         watcher.calls = 0;
+        service->on(command, [&](const auto&) { // answered when the hook was called
+            for (int i = 0; i < 200 && watcher.calls == 0; ++i) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+            return Reaction::reply(success);
+        });
         EXPECT_TRUE(run());
         EXPECT_GT(watcher.calls, 0);
         EXPECT_TRUE(watcher.isLocked);

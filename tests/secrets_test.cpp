@@ -7,9 +7,9 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/tokens/tokens_controller.h>
 
-#include "../support/bytes.h"
-#include "../support/freed_memory.h"
-#include "../support/service_fixture.h"
+#include "support/bytes.h"
+#include "support/freed_memory.h"
+#include "support/service_fixture.h"
 
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
