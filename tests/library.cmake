@@ -48,7 +48,8 @@ panelkit_test(test_lparams SOURCES
     panelkit/lparams/persistence_test.cpp
     panelkit/lparams/section_body_test.cpp
     panelkit/lparams/translation_test.cpp)
-add_dependencies(test_lparams catalogues)
+add_dependencies(test_lparams catalogues test_locales)
+target_compile_definitions(test_lparams PRIVATE TEST_LOCALES="${CMAKE_BINARY_DIR}/locales")
 
 # Generated files are current, and every text is translated.
 add_test(NAME documents_are_current COMMAND panelkit_documents check ${PROJECT_SOURCE_DIR})

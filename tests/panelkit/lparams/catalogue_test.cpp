@@ -5,7 +5,11 @@
 #include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections/sections.h>
 
+#include "../../support/environment.h"
+
 #include <gmock/gmock.h>
+
+#include <clocale>
 
 #include <string>
 
@@ -114,6 +118,21 @@ TEST(AVariantTable, TakesDisplayTextsOfAnyCaseAndNothingElse) {
             EXPECT_EQ(table.rows->getValue(*row->text, -77), row->value) << table.name;
         }
     }
+}
+
+// In both locales the two bytes are the same letter, in capitals and not. Tables are in UTF-8, where they are no letters.
+TEST(AVariantTable, KnowsNoCaseOfTheProgramsLocale) {
+    const char* text = "\xC1";
+    const Variant table[] = {{1, &text, nullptr}, {0, nullptr, nullptr}};
+    const std::string before = std::setlocale(LC_ALL, nullptr);
+    setEnvironmentVariable("LOCPATH", TEST_LOCALES);
+    bool known = false;
+    for (const char* name : {"ru_RU.KOI8-R", "Russian_Russia.1251"}) {
+        known |= std::setlocale(LC_ALL, name) != nullptr;
+        EXPECT_EQ(table->getValue("\xE1", -2), -2);
+    }
+    EXPECT_TRUE(known);
+    std::setlocale(LC_ALL, before.c_str());
 }
 
 } // namespace

@@ -248,6 +248,16 @@ TEST_F(ATransaction, ChangesNothingWhenTheFirstSectionIsRefusedOrValuesDoNotGoTo
     EXPECT_FALSE(tracker.changed);
 }
 
+// A section that contradicts itself already can be left alone.
+TEST_F(ATransaction, ChecksOnlyTheSectionsThatItChanges) {
+    SectionBody pcap(section("PCAP"), bodies["PCAP"]);
+    pcap.replace(pcap.indexOf("THREADS_MASK"), encoded(std::string("0,,1")));
+    bodies["PCAP"] = pcap.bytes();
+    ASSERT_NE(transaction.section("PCAP"), nullptr);
+    enter(transaction, "IKE", "DPD_IDLE_TIME", "60");
+    EXPECT_EQ(transaction.apply(Commit::no).outcome, Outcome::applied);
+}
+
 TEST_F(ATransaction, IsTakenBackWhenItsCallerDoesNotGoOn) {
     const auto before = bodies;
     for (const int last : {0, 1, 2, 3}) { // the questions before each of the three sections, and the one after them

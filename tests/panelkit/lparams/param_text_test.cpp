@@ -140,6 +140,9 @@ TEST_F(TextOfParameters, ReadsAddresses) {
                             "mail/x"}) {
         EXPECT_TRUE(parseParam(certmon, certmon.SMTP_SERVER_ADDR, bad)) << bad;
     }
+    const std::string label = std::string(63, 'a') + '.', three = label + label + label;
+    EXPECT_FALSE(parseParam(certmon, certmon.SMTP_SERVER_ADDR, three + std::string(61, 'a'))) << "253 in all";
+    EXPECT_TRUE(parseParam(certmon, certmon.SMTP_SERVER_ADDR, three + std::string(62, 'a')));
     EXPECT_TRUE(parseParam(certmon, certmon.SMTP_SERVER_ADDR, std::string(64, 'a')));
 }
 
