@@ -120,7 +120,8 @@ TEST(AVariantTable, TakesDisplayTextsOfAnyCaseAndNothingElse) {
     }
 }
 
-// In both locales the two bytes are the same letter, in capitals and not. Tables are in UTF-8, where they are no letters.
+// In both locales the two bytes are the same letter, in capitals and not. Tables are in UTF-8, where they are no
+// letters.
 TEST(AVariantTable, KnowsNoCaseOfTheProgramsLocale) {
     const char* text = "\xC1";
     const Variant table[] = {{1, &text, nullptr}, {0, nullptr, nullptr}};

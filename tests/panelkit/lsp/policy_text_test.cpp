@@ -75,6 +75,10 @@ struct Case {
 };
 
 #define AT "Thu Jan  1 00:00:00 1970"
+#define SYSTEM "System policy\n  Source: Local Host"
+#define NOW(type) "Current Policy:\n  Type: " type "\n  Title: Office\n  Activated: " AT
+#define DRIVER(type) "Current Policy:\n  Type: " type "\n  Activated: " AT
+#define SHORT "System policy 'Office' activated at " AT
 
 // clang-format off
 const LSPrequest_t host{.type = LSPsystemLocal};
@@ -85,124 +89,100 @@ const auto fromDb = [](LSPinfo_t& info) { info.fromConfigDb = true; };
 const Case cases[] = {
     // ---- types and driver modes, all in force as required
     {"driver, drop all", office(driver(0)), driver(0),
-     "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT, "", diagnosed,
-     "Default Driver Policy is active. (Drop All)", inForce},
+     DRIVER("Default Driver Policy (Drop All)"), "", diagnosed, "Default Driver Policy is active. (Drop All)", inForce},
     {"driver, DHCP", office(driver(1)), driver(1),
-     "Current Policy:\n  Type: Default Driver Policy (Drop All except DHCP)\n  Activated: " AT, "", diagnosed,
+     DRIVER("Default Driver Policy (Drop All except DHCP)"), "", diagnosed,
      "Default Driver Policy is active. (Drop All except DHCP)", inForce},
     {"driver, pass all, required otherwise", office(driver(2)), driver(0),
-     "Current Policy:\n  Type: Default Driver Policy (Pass All)\n  Activated: " AT, "", diagnosed,
-     "Default Driver Policy is active. (Pass All)", inForce},
+     DRIVER("Default Driver Policy (Pass All)"), "", diagnosed, "Default Driver Policy is active. (Pass All)", inForce},
     {"driver, unknown mode", office(driver(7)), driver(7),
-     "Current Policy:\n  Type: Default Driver PolicyUnknown\n  Activated: " AT, "", diagnosed,
-     "Default Driver Policy is active.Unknown", inForce},
+     DRIVER("Default Driver PolicyUnknown"), "", diagnosed, "Default Driver Policy is active.Unknown", inForce},
     {"1, system on this host", office(host), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
     {"2, system from a file", office(ofFile(2, "/etc/a")), ofFile(2, "/etc/a"),
-     "Current Policy:\n  Type: System policy\n  Source: File: /etc/a\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW("System policy\n  Source: File: /etc/a"), "", diagnosed, SHORT, inForce},
     {"3, system from a server", office(ofServer(3, "pmp")), ofServer(3, "other address"),
-     "Current Policy:\n  Type: System policy\n  Source: Server: pmp\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW("System policy\n  Source: Server: pmp"), "", diagnosed, SHORT, inForce},
     {"4, system from elsewhere", office({.type = 4, .user = "anna", .file = "f"}), {.type = 4},
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
     {"5, user from a file", office(ofFile(5, "/a", "anna")), ofFile(5, "/a", "anna"),
-     "Current Policy:\n  Type: User policy (anna)\n  Source: File: /a\n  Title: Office\n  Activated: " AT, "", diagnosed,
+     NOW("User policy (anna)\n  Source: File: /a"), "", diagnosed,
      "User policy (anna): 'Office' activated at " AT, inForce},
     {"6, user from a server, without a name", office(ofServer(6, "pmp")), ofServer(6, ""),
-     "Current Policy:\n  Type: User policy\n  Source: Server: pmp\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "User policy: 'Office' activated at " AT, inForce},
+     NOW("User policy\n  Source: Server: pmp"), "", diagnosed, "User policy: 'Office' activated at " AT, inForce},
     {"7, user on this host", office({.type = 7, .user = "anna"}), {.type = 7, .user = "anna"},
-     "Current Policy:\n  Type: User policy (anna)\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
+     NOW("User policy (anna)\n  Source: Local Host"), "", diagnosed,
      "User policy (anna): 'Office' activated at " AT, inForce},
     {"8, not known", office({.type = 8}), {.type = 8},
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
     {"a time that is none", changed(office(host), [](LSPinfo_t& info) { info.activated = -1; }), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: Bad time", "", diagnosed,
+     "Current Policy:\n  Type: " SYSTEM "\n  Title: Office\n  Activated: Bad time", "", diagnosed,
      "System policy 'Office' activated at Bad time", inForce},
 
     // ---- another policy than the required one
     {"driver instead of system", office(driver(0)), host,
-     "Error: Could not load policy.\nRequired policy:\n  Type: System policy\n  Source: Local Host\n"
-     "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT, "", diagnosed,
-     "Error: loading policy failed: ", diagnosed},
+     "Error: Could not load policy.\nRequired policy:\n  Type: " SYSTEM "\n"
+     DRIVER("Default Driver Policy (Drop All)"), "", diagnosed, "Error: loading policy failed: ", diagnosed},
     {"system instead of driver, with a message", changed(office(host), bare("why\tnot")), driver(1),
      "Error: Could not load policy.\nRequired policy:\n  Type: Default Driver Policy (Drop All except DHCP)\n"
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "why\tnot", diagnosed,
-     "Error: loading policy failed: why not", diagnosed},
+     NOW(SYSTEM), "why\tnot", diagnosed, "Error: loading policy failed: why not", diagnosed},
     {"another user", office({.type = 7, .user = "anna"}), {.type = 7, .user = "boris"},
      "Error: Could not load policy.\nRequired policy:\n  Type: User policy (boris)\n  Source: Local Host\n"
-     "Current Policy:\n  Type: User policy (anna)\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "Error: loading policy failed: ", diagnosed},
+     NOW("User policy (anna)\n  Source: Local Host"), "", diagnosed, "Error: loading policy failed: ", diagnosed},
     {"another file is no error", office(ofFile(2, "/etc/a")), ofFile(5, "/home/b", "anna"),
-     "Current Policy:\n  Type: System policy\n  Source: File: /etc/a\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW("System policy\n  Source: File: /etc/a"), "", diagnosed, SHORT, inForce},
     {"a file instead of a server", office(ofFile(2, "/etc/a")), ofServer(3, "pmp"),
      "Error: Could not load policy.\nRequired policy:\n  Type: System policy\n  Source: Server: pmp\n"
-     "Current Policy:\n  Type: System policy\n  Source: File: /etc/a\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "Error: loading policy failed: ", diagnosed},
+     NOW("System policy\n  Source: File: /etc/a"), "", diagnosed, "Error: loading policy failed: ", diagnosed},
 
     // ---- from the configuration database, which is never the required one
     {"file from the database", changed(office(ofFile(2, "/etc/a")), fromDb), ofFile(2, "/etc/a"),
-     "Current Policy:\n  Type: System policy\n  Source: File: /etc/a\n  Title: Office\n  Activated: " AT " from Config DB", "", diagnosed,
-     "System policy 'Office' activated at " AT " from Config DB", inForce},
+     NOW("System policy\n  Source: File: /etc/a") " from Config DB", "", diagnosed, SHORT " from Config DB", inForce},
     {"driver from the database", changed(office(driver(0)), fromDb), driver(0),
      "Error: Could not load policy.\nRequired policy:\n  Type: Default Driver Policy (Drop All)\n"
-     "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT " from Config DB", "", diagnosed,
+     DRIVER("Default Driver Policy (Drop All)") " from Config DB", "", diagnosed,
      "Default Driver Policy is active. (Drop All)", inForce},
     {"server from the database", changed(office(ofServer(3, "pmp")), fromDb), ofServer(3, "pmp"),
      "Error: Could not load policy.\nRequired policy:\n  Type: System policy\n  Source: Server: pmp\n"
-     "Current Policy:\n  Type: System policy\n  Source: Server: pmp\n  Title: Office\n  Activated: " AT " from Config DB", "", diagnosed,
+     NOW("System policy\n  Source: Server: pmp") " from Config DB", "", diagnosed,
      "Error: loading policy failed: ", diagnosed},
 
     // ---- loading
     {"loading", changed(office(host), load("")), host,
-     "Loading new policy:\n  Type: System policy\n  Source: Local Host\n"
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", loading,
-     "Policy loading...", loading},
+     "Loading new policy:\n  Type: " SYSTEM "\n"
+     NOW(SYSTEM), "", loading, "Policy loading...", loading},
     {"loading another, with a warning", changed(office(driver(0)), load("#WARN: a\tb")), host,
-     "Loading new policy:\n  Type: System policy\n  Source: Local Host\n"
-     "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT, " (a\tb)", loading,
-     "Policy loading...", loading},
+     "Loading new policy:\n  Type: " SYSTEM "\n"
+     DRIVER("Default Driver Policy (Drop All)"), " (a\tb)", loading, "Policy loading...", loading},
     {"loading, bare, with an error", changed(changed(office(host), load("")), bare("e")), driver(3),
      "Loading new policy:\n  Type: Default Driver PolicyUnknown\n"
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "e", loading,
-     "Policy loading...", loading},
+     NOW(SYSTEM), "e", loading, "Policy loading...", loading},
 
     // ---- messages
     {"bare and empty", changed(office(host), bare("")), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", inForce,
-     "System policy 'Office' activated at " AT, inForce},
+     NOW(SYSTEM), "", inForce, SHORT, inForce},
     {"bare error", changed(office(host), bare("no\troute")), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "no\troute", diagnosed,
-     "System policy 'Office' activated at " AT "\nDiagnosis: no route", diagnosed},
+     NOW(SYSTEM), "no\troute", diagnosed, SHORT "\nDiagnosis: no route", diagnosed},
     {"bare warning", changed(office(host), bare("#WaRn: dated")), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "dated", inForce,
-     "System policy 'Office' activated at " AT "\nDiagnosis: dated", diagnosed},
+     NOW(SYSTEM), "dated", inForce, SHORT "\nDiagnosis: dated", diagnosed},
     {"bare warning and no more", changed(office(host), bare("#warn: ")), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", inForce,
-     "System policy 'Office' activated at " AT "\nDiagnosis: ", diagnosed},
+     NOW(SYSTEM), "", inForce, SHORT "\nDiagnosis: ", diagnosed},
     {"nearly a warning", changed(office(host), bare("#warn:x")), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "#warn:x", diagnosed,
-     "System policy 'Office' activated at " AT "\nDiagnosis: #warn:x", diagnosed},
+     NOW(SYSTEM), "#warn:x", diagnosed, SHORT "\nDiagnosis: #warn:x", diagnosed},
     {"a message that is not shown", changed(office(host), [](LSPinfo_t& info) { info.message = "#warn: x"; info.certificateState = 10; }), host,
-     "Current Policy:\n  Type: System policy\n  Source: Local Host\n  Title: Office\n  Activated: " AT, "", diagnosed,
-     "System policy 'Office' activated at " AT "\nDiagnosis: ", diagnosed},
+     NOW(SYSTEM), "", diagnosed, SHORT "\nDiagnosis: ", diagnosed},
 
     // ---- preshared keys: the required policy says that there is one, the one in force which
     {"key missing", changed(office(withKey(ofServer(3, "pmp"), "mine")), [](LSPinfo_t& info) { info.message = "m"; }), withKey(ofServer(3, "pmp"), "mine"),
-     "Current Policy:\n  Type: System policy\n  Source: Server: pmp\n  Title: Office\n  Activated: " AT, "Preshared key is missing: mine", diagnosed,
-     "System policy 'Office' activated at " AT "\nDiagnosis: Preshared key is missing: mine", diagnosed},
+     NOW("System policy\n  Source: Server: pmp"), "Preshared key is missing: mine", diagnosed,
+     SHORT "\nDiagnosis: Preshared key is missing: mine", diagnosed},
     {"other key", office(withKey(ofServer(3, "pmp"), "mine")), withKey(ofServer(3, "pmp"), "yours"),
      "Error: Could not load policy.\nRequired policy:\n  Type: System policy\n  Source: Server: pmp\n"
-     "Current Policy:\n  Type: System policy\n  Source: Server: pmp\n  Title: Office\n  Activated: " AT, "Preshared key is missing: mine", diagnosed,
+     NOW("System policy\n  Source: Server: pmp"), "Preshared key is missing: mine", diagnosed,
      "Error: loading policy failed: Preshared key is missing: mine", diagnosed},
     {"key missing, and no name", office(driver(0)), withKey(ofServer(6, "pmp", "anna"), "mine"),
      "Error: Could not load policy.\nRequired policy:\n  Type: User policy (anna)\n  Source: Server: pmp\n"
-     "Current Policy:\n  Type: Default Driver Policy (Drop All)\n  Activated: " AT, "Preshared key is missing: ", diagnosed,
+     DRIVER("Default Driver Policy (Drop All)"), "Preshared key is missing: ", diagnosed,
      "Error: loading policy failed: Preshared key is missing: ", diagnosed},
 };
 // clang-format on
