@@ -35,6 +35,12 @@ TEST(AbsolutePath, GetsNoSecondSeparatorInTheRoot) {
     EXPECT_EQ(absolutePath("/a.cfg"), "/"); // the third character is past the end of "/"
 }
 
+// The last slash counts, so a backslash at the end of the name is none that separates.
+TEST(AbsolutePath, GetsASeparatorAfterADirectoryWhoseNameEndsWithABackslash) {
+    const ScratchDirectory directory("work\\");
+    EXPECT_EQ(absolutePath("a.cfg"), directory.path() + "\\a.cfg");
+}
+
 TEST(AbsolutePath, IsEmptyWhereTheDirectoryCannotBeRead) {
     const ScratchDirectory directory("work");
     directory.enterAndRemove("gone");

@@ -64,7 +64,9 @@ TEST_F(AChannel, CarriesBodiesUpToTheLimitAndTheBudgetToTheByte) {
         BufferBudget budget(row.budget);
         writeFrame(1, std::string(row.size, 'x'));
         EXPECT_EQ(read(reader, header, body, row.limit, &budget), row.status) << row.limit << ' ' << row.budget;
-        if (row.status == FrameStatus::overBudget) EXPECT_TRUE(budget.take(row.budget)) << "nothing was kept";
+        if (row.status == FrameStatus::overBudget) {
+            EXPECT_TRUE(budget.take(row.budget)) << "nothing was kept";
+        }
     }
 }
 
