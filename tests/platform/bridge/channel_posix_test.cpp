@@ -3,6 +3,7 @@
 // Connecting to a service that has more connections to accept than its queue holds. POSIX only: a pipe has no queue.
 #include <platform/bridge/channel.h>
 #include <platform/bridge/endpoint.h>
+#include <platform/bridge/listener.h>
 
 #include <testing/scripted_service.h>
 
@@ -55,6 +56,22 @@ TEST_F(AFullQueue, IsWaitedForUntilThereIsRoom) {
     });
     EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(10'000), channel), bridge::ConnectStatus::connected);
     later.join();
+}
+
+// With the primary group first, which the system reports apart from the others.
+TEST(APeer, HasAllItsGroups) {
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    bridge::Listener listener(endpoint, {});
+    std::unique_ptr<bridge::Channel> near, far;
+    ASSERT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), far), bridge::ConnectStatus::connected);
+    near = listener.accept();
+    std::vector<std::string> expected{std::to_string(::getegid())};
+    std::vector<gid_t> others(static_cast<std::size_t>(::getgroups(0, nullptr)));
+    ASSERT_GE(::getgroups(static_cast<int>(others.size()), others.data()), 0);
+    for (const gid_t group : others) expected.push_back(std::to_string(group));
+    EXPECT_EQ(near->peer().groups, expected);
+    EXPECT_EQ(near->peer().user, std::to_string(::geteuid()));
+    EXPECT_TRUE(near->peer().memberOf(expected[0]));
 }
 
 TEST(AnEndpoint, IsAnAbsolutePathThatFitsIntoTheSystemsField) {

@@ -2,8 +2,11 @@
 //
 // Frames, and the line of notifications to one receiver, over a channel of the test's own: limits to the byte, waiting,
 // and what stays in memory.
+#include <platform/bridge/bridge_session.h>
+#include <platform/bridge/command_sender.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/listener.h>
+#include <platform/bridge/messages.h>
 #include <platform/bridge/push_line.h>
 
 #include <testing/scripted_service.h>
@@ -154,6 +157,36 @@ TEST(ABudget, IsUsedToTheLastByteAndKeepsNothingOfWhatItRefused) {
     EXPECT_FALSE(budget.take(1));
     budget.give(10);
     EXPECT_TRUE(budget.take(10));
+}
+
+// ---- the commands of a session
+
+// The other end of a session, which reads frames and answers them.
+TEST(ASession, NumbersItsCommandsAndConnectsWithoutATimeLimitToo) {
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    bridge::Listener listener(endpoint, {});
+    std::vector<std::uint32_t> tags;
+    std::thread service([&] {
+        const auto channel = listener.accept();
+        FrameReader reader(*channel);
+        FrameHeader header;
+        std::string body;
+        for (int i = 0; i < 3; ++i) { // the hello and two commands
+            if (reader.readHeader(header, bridge::after(5000), patience) != FrameStatus::done) return;
+            reader.readBody(header, body, 1000, patience);
+            if (i > 0) tags.push_back(header.tag);
+            header.kind = i == 0 ? bridge::FrameKind::welcome : bridge::FrameKind::reply;
+            bridge::writeFrame(*channel, header, i == 0 ? encode(bridge::Welcome{2, {}, 1000, "", ""}) : "r", patience);
+        }
+    });
+    CommandSender::Instance().SetEndpoint(endpoint);
+    BridgeSession* const session = CommandSender::Instance().OpenNewSession("Test", 1);
+    session->setWaitSetting(0);
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(session->__SendCommand(ModuleTokens, 1, "", 0, nullptr));
+    service.join();
+    ASSERT_EQ(tags.size(), 2U);
+    EXPECT_NE(tags[0], tags[1]);
+    CommandSender::Instance().CloseSession(session);
 }
 
 // ---- the line to a receiver
