@@ -17,7 +17,6 @@
 #include <platform/codepage/convi.h>
 #include <platform/system/wipe.h>
 
-#include <algorithm>
 #include <functional>
 #include <thread>
 
@@ -98,10 +97,26 @@ void loadAndSaveSection() {
     IKE ike;
     EXPECT_TRUE(ike.load());
     EXPECT_EQ(ike.QCD_SECRET.value, secret);
-    std::reverse(ike.QCD_SECRET.value.begin(), ike.QCD_SECRET.value.end());
+    ike.QCD_SECRET.value.replace(0, 2, "77"); // a new one, with the same end
     EXPECT_TRUE(ike.save());
     EXPECT_NE(ike.QCD_SECRET.history.find(sought), std::string::npos);
     forget(ike);
+}
+
+// The secret of this section has other parameters after it.
+void readSectionThatGoesOnAfterItsSecret() {
+    CERTMON from, into;
+    from.SMTP_PASSWORD.value = secret;
+    std::string body;
+    const platform::WipeOnExit wiped(body);
+    body.reserve(1000);
+    CommandStreamOut out(body);
+    from.save(out);
+    CommandStreamIn in(body);
+    into.load(in);
+    EXPECT_EQ(into.SMTP_PASSWORD.value, secret);
+    platform::wipe(from.SMTP_PASSWORD.value);
+    platform::wipe(into.SMTP_PASSWORD.value);
 }
 
 void changeSectionInTransaction() {
@@ -144,6 +159,7 @@ TEST(Secrets, AreInNoMemoryThatIsFreed) {
         {"certificates", useCertificates},
         {"never sent", keepRequestThatIsNeverSent},
         {"section", loadAndSaveSection},
+        {"section that goes on", readSectionThatGoesOnAfterItsSecret},
         {"transaction", changeSectionInTransaction},
         {"code pages", convertTypedSecret},
         {"half a request", [&] { sendHalfARequest(endpoint); }},

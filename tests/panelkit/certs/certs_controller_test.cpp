@@ -181,6 +181,10 @@ TEST_F(ACertsController, KeepsEveryRevocationListBehindTheCount) {
     }
     answer(Command::EnumCRLs, joined({"01 00 00 00", tokenBytes, crlBytes, tokenBytes, "0c 00"}));
     EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*) << "half a pair is no pair";
+    answer(Command::EnumCRLs, joined({"00 00 00 00", tokenBytes, crlBytes, tokenBytes, "0c 00"}));
+    EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*);
+    EXPECT_THAT(crls, ElementsAre(crl));
+    EXPECT_THAT(tokens, ElementsAre(token));
 }
 
 TEST_F(ACertsController, TakesAnAnswerWithoutAByteForNone) {

@@ -182,18 +182,21 @@ TEST_P(ALyingService, LosesTheConnectionAndNothingElse) {
 }
 
 constexpr std::uint32_t remarksKind = 10, workingKind = 6;
+const std::string answerBytes = hex("01 00 00 00  04 00 00 00  00 00 00 00  00 00 00 00  01 00 00 00 'r'");
 
-INSTANTIATE_TEST_SUITE_P(
-    Bridge, ALyingService,
-    testing::Values(Lie{"remarks_nonsense", {remarksKind, std::string(64, '\x07')}},
-                    Lie{"remarks_nothing", {remarksKind, ""}}, Lie{"remarks_none", {remarksKind, number(0)}},
-                    Lie{"remarks_too_many", {remarksKind, manyBytes(101, "w")}},
-                    Lie{"remarks_too_much", {remarksKind, std::string((1U << 20) + 1, 'x')}},
-                    Lie{"remarks_with_another_tag", {remarksKind, number(1) + goneBytes, 1}},
-                    Lie{"remarks_twice", {remarksKind, number(1) + goneBytes}, true},
-                    Lie{"works_after_remarks", {workingKind, ""}, true}, Lie{"works_with_a_body", {workingKind, "x"}},
-                    Lie{"answers_another_command", {4, "r", 1}}, Lie{"sends_an_unknown_kind", {11, ""}}),
-    [](const auto& lie) { return lie.param.name; });
+INSTANTIATE_TEST_SUITE_P(Bridge, ALyingService,
+                         testing::Values(Lie{"remarks_nonsense", {remarksKind, std::string(64, '\x07')}},
+                                         Lie{"remarks_nothing", {remarksKind, ""}},
+                                         Lie{"remarks_none", {remarksKind, number(0)}},
+                                         Lie{"remarks_too_many", {remarksKind, manyBytes(101, "w")}},
+                                         Lie{"remarks_too_much", {remarksKind, std::string((1U << 20) + 1, 'x')}},
+                                         Lie{"remarks_with_another_tag", {remarksKind, number(1) + goneBytes, 1}},
+                                         Lie{"remarks_twice", {remarksKind, number(1) + goneBytes}, true},
+                                         Lie{"works_after_remarks", {workingKind, ""}, true},
+                                         Lie{"works_with_an_answer_as_its_body", {workingKind, answerBytes}},
+                                         Lie{"answers_another_command", {4, "r", 1}},
+                                         Lie{"sends_an_unknown_kind", {11, ""}}),
+                         [](const auto& lie) { return lie.param.name; });
 
 // Remarks of the largest size, whose wordings repeat their arguments again and again, become a bounded text.
 TEST_F(ACaller, FillsWordingsOfAnySizeWithinBounds) {
