@@ -132,10 +132,10 @@ TEST_F(ACaller, SpeaksToAServiceOfTheFirstVersion) {
 
 // Whatever versions a service claims, the client never uses an unknown one and never tries for ever.
 TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
-    const auto welcome = [](std::uint32_t version, bridge::Verdict verdict) {
+    using bridge::FrameKind;
+    const auto welcome = [](std::uint32_t version, bridge::Verdict verdict, FrameKind kind = FrameKind::welcome) {
         const std::string body = encode(bridge::Welcome{version, verdict, 1000, "s", ""});
-        const auto header =
-            bridge::encodeFrameHeader({static_cast<std::uint32_t>(body.size()), bridge::FrameKind::welcome});
+        const auto header = bridge::encodeFrameHeader({static_cast<std::uint32_t>(body.size()), kind});
         return std::string(header.data(), header.size()) + body;
     };
     struct Claim {
@@ -154,6 +154,8 @@ TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
         EXPECT_EQ(bridge::lastFailure().code, FailureCode::versionMismatch) << claim.version;
         EXPECT_EQ(service->opened().size() - before, claim.attempts) << claim.version;
     }
+    service->greet({.raw = welcome(2, Verdict::accepted, FrameKind::reply)});
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send()) << "a frame of another kind is no welcome";
     EXPECT_TRUE(service->requests().empty());
 }
 
