@@ -270,6 +270,24 @@ TEST_F(ALine, HoldsUpOnlyTheIdThatIsInProgress) {
     EXPECT_EQ(body.size(), 2U);
 }
 
+TEST_F(AChannel, IsClosedWhenItsReceiverTakesNothing) {
+    PushLine slow{*near, {.waitingBytes = 16U << 20, .answerWait = std::chrono::milliseconds(50)}};
+    std::promise<PushOutcome> told;
+    slow.add(std::make_shared<const bridge::server::Push>(
+        bridge::server::Push{25, 1, std::string(std::size_t{10} << 20, 'x'),
+                             [&](PushOutcome outcome, const auto&) { told.set_value(outcome); }}));
+    std::thread sender([&] { slow.run(); });
+    EXPECT_EQ(told.get_future().get(), PushOutcome::timedOut);
+    std::string bytes(65536, '\0');
+    bridge::IoStatus status{};
+    std::size_t got = 0;
+    do status = far->readSome(bytes.data(), bytes.size(), got, bridge::after(2000));
+    while (status == bridge::IoStatus::done);
+    EXPECT_EQ(status, bridge::IoStatus::closed);
+    slow.end();
+    sender.join();
+}
+
 TEST_F(ALine, TellsAtItsEndThatAllWereLost) {
     EXPECT_TRUE(add(1, 1));
     EXPECT_TRUE(add(1, 1));
