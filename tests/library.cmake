@@ -34,6 +34,7 @@ panelkit_test(test_loc INTERNAL SOURCES
     panelkit/loc/default_texts_test.cpp
     panelkit/loc/russian_test.cpp
     panelkit/loc/ui_module_test.cpp
+    platform/codepage/utf8_test.cpp
     platform/loccore/catalogue_test.cpp
     platform/loccore/mo_file_test.cpp
     platform/loccore/module_test.cpp

@@ -144,6 +144,7 @@ TEST(APluralRule, IsRefusedWhenItCantBeEvaluated) {
          {std::string("nplurals=INTEGER; plural=EXPRESSION;"), std::string("plural=n"), std::string("nplurals=2"),
           std::string("nplurals=0; plural=0"), std::string("nplurals=9; plural=0"),
           std::string("nplurals=2; plural=n"),     // beyond the forms
+          std::string("nplurals=2; plural=2"),     //
           std::string("nplurals=2; plural=1%n"),   // no result for 0
           std::string("nplurals=2; plural=(n>1"),  //
           std::string("nplurals=2; plural=n>1)"),  //
