@@ -107,6 +107,7 @@ void loadAndSaveSection() {
 void readSectionThatGoesOnAfterItsSecret() {
     CERTMON from, into;
     from.SMTP_PASSWORD.value = secret;
+    from.EMAIL_TO.value.assign(500, 'x');
     std::string body;
     const platform::WipeOnExit wiped(body);
     body.reserve(1000);
