@@ -12,7 +12,7 @@ target_link_libraries(channel_echo PRIVATE platform_core)
 panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOURCES
     platform/bridge/channel_child_test.cpp
     platform/bridge/frame_test.cpp
-    platform/bridge/limits_test.cpp
+    platform/bridge/listeners_test.cpp
     platform/bridge/push_test.cpp
     platform/bridge/remarks_test.cpp
     platform/bridge/server_test.cpp

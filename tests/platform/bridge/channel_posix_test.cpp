@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Connecting to a service that has more connections to accept than its queue holds. POSIX only: a pipe has no queue.
+// Sockets: a queue of connections that is full, and the accounts at their ends. POSIX only.
 #include <platform/bridge/channel.h>
+#include <platform/bridge/connection.h>
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
 
@@ -11,10 +12,13 @@
 
 #include <fcntl.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <thread>
 #include <vector>
 
@@ -64,7 +68,7 @@ TEST(APeer, HasAllItsGroups) {
     bridge::Listener listener(endpoint, {});
     std::unique_ptr<bridge::Channel> near, far;
     ASSERT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), far), bridge::ConnectStatus::connected);
-    near = listener.accept();
+    near = listener.accept().channel;
     std::vector<std::string> expected{std::to_string(::getegid())};
     std::vector<gid_t> others(static_cast<std::size_t>(::getgroups(0, nullptr)));
     ASSERT_GE(::getgroups(static_cast<int>(others.size()), others.data()), 0);
@@ -72,6 +76,47 @@ TEST(APeer, HasAllItsGroups) {
     EXPECT_EQ(near->peer().groups, expected);
     EXPECT_EQ(near->peer().user, std::to_string(::geteuid()));
     EXPECT_TRUE(near->peer().memberOf(expected[0]));
+}
+
+TEST(AServicesAccount, IsTrustedOnlyIfItIsKnown) {
+    EXPECT_FALSE(bridge::trustsService({}));
+    EXPECT_FALSE(bridge::trustsService({.user = "65534"}));
+    EXPECT_TRUE(bridge::trustsService({.user = "65534", .superuser = true}));
+    EXPECT_TRUE(bridge::trustsService(bridge::self()));
+}
+
+// The service of a thread that has taken another account: the system reports who listens.
+TEST(AServicesAccount, IsJudgedBeforeAnythingIsSent) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become another account";
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    ASSERT_EQ(::chmod(std::filesystem::path(endpoint).parent_path().c_str(), 0777), 0);
+    std::unique_ptr<bridge::Listener> listener;
+    std::thread([&] {
+        ::syscall(SYS_setresuid, -1, 65534, -1);
+        listener = std::make_unique<bridge::Listener>(endpoint, bridge::ListenOptions{});
+    }).join();
+    std::unique_ptr<bridge::Connection> connection;
+    const bridge::Failure failure =
+        bridge::connectTo(endpoint, bridge::Role::commandSession, "x", {1000, bridge::after(1000)}, connection);
+    EXPECT_EQ(failure.code, bridge::FailureCode::strangeService);
+    EXPECT_EQ(connection, nullptr);
+    char byte = 0;
+    std::size_t got = 0;
+    EXPECT_EQ(listener->accept().channel->readSome(&byte, 1, got, bridge::after(1000)), bridge::IoStatus::closed);
+}
+
+// Everybody may connect, whatever the mask; the service goes on with its own.
+TEST(ASocket, IsOpenToEverybodyAndGoneWithItsListener) {
+    const std::string endpoint = panelkit::testing::uniqueEndpoint();
+    const mode_t mask = ::umask(027);
+    {
+        const bridge::Listener listener(endpoint, {});
+        struct stat status {};
+        ASSERT_EQ(::stat(endpoint.c_str(), &status), 0);
+        EXPECT_EQ(status.st_mode & 07777U, 0666U);
+    }
+    EXPECT_EQ(::umask(mask), mode_t{027});
+    EXPECT_FALSE(std::filesystem::exists(endpoint));
 }
 
 TEST(AnEndpoint, IsAnAbsolutePathThatFitsIntoTheSystemsField) {

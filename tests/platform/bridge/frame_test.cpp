@@ -2,12 +2,14 @@
 //
 // Frames, and the line of notifications to one receiver, over a channel of the test's own: limits to the byte, waiting,
 // and what stays in memory.
+#include <platform/bridge/account_budget.h>
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/messages.h>
 #include <platform/bridge/push_line.h>
+#include <platform/bridge/server_connection.h>
 
 #include <testing/scripted_service.h>
 
@@ -20,7 +22,7 @@
 #include <thread>
 #include <vector>
 
-using bridge::BufferBudget;
+using bridge::AccountBudget;
 using bridge::FrameHeader;
 using bridge::FrameReader;
 using bridge::FrameStatus;
@@ -35,7 +37,7 @@ constexpr bridge::Patience patience{5000};
 class AChannel : public testing::Test {
 protected:
     AChannel() {
-        std::thread accepting([this] { near = listener.accept(); });
+        std::thread accepting([this] { near = listener.accept().channel; });
         EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), far), bridge::ConnectStatus::connected);
         accepting.join();
     }
@@ -45,7 +47,7 @@ protected:
         bridge::writeFrame(*far, {.kind = bridge::FrameKind::request, .tag = tag}, content, patience);
     }
     static FrameStatus read(FrameReader& from, FrameHeader& head, std::string& content, std::uint32_t limit,
-                            BufferBudget* budget = nullptr) {
+                            AccountBudget::Share* budget = nullptr) {
         const FrameStatus status = from.readHeader(head, bridge::after(5000), patience);
         return status == FrameStatus::done ? from.readBody(head, content, limit, patience, budget) : status;
     }
@@ -66,7 +68,8 @@ TEST_F(AChannel, CarriesBodiesUpToTheLimitAndTheBudgetToTheByte) {
     for (const Row& row : {Row{10, 10, 10, FrameStatus::done}, Row{10, 9, 10, FrameStatus::tooLarge},
                            Row{10, 10, 9, FrameStatus::overBudget}, Row{0, 0, 0, FrameStatus::done}}) {
         FrameReader reader(*near);
-        BufferBudget budget(row.budget);
+        AccountBudget all({.all = row.budget});
+        AccountBudget::Share budget(all, "1", false);
         writeFrame(1, std::string(row.size, 'x'));
         EXPECT_EQ(read(reader, header, body, row.limit, &budget), row.status) << row.limit << ' ' << row.budget;
         if (row.status == FrameStatus::overBudget) {
@@ -154,25 +157,108 @@ TEST_F(AChannel, LeavesNothingWhereItsReaderMovedBytesFrom) {
     reader->~FrameReader();
 }
 
-TEST(ABudget, IsUsedToTheLastByteAndKeepsNothingOfWhatItRefused) {
-    BufferBudget budget(10);
-    EXPECT_TRUE(budget.take(4));
-    EXPECT_FALSE(budget.take(7));
-    EXPECT_TRUE(budget.take(6));
-    EXPECT_FALSE(budget.take(1));
-    budget.give(10);
-    EXPECT_TRUE(budget.take(10));
+// ---- the server's end of a connection
+
+class AConnection : public AChannel {
+protected:
+    // The kinds of the frames that have arrived, up to the first answer; all must have the tag 7.
+    std::vector<bridge::FrameKind> arrived() {
+        std::vector<bridge::FrameKind> kinds;
+        do {
+            if (read(reader, header, body, 16U << 20) != FrameStatus::done) break;
+            EXPECT_EQ(header.tag, 7U);
+            kinds.push_back(header.kind);
+        } while (header.kind != bridge::FrameKind::reply);
+        return kinds;
+    }
+    bool answer(std::string_view content) {
+        return connection.answer({.kind = bridge::FrameKind::reply, .tag = 7}, content, {}, patience);
+    }
+
+    bridge::server::Connection connection{std::move(near), false};
+    FrameReader reader{*far};
+    const std::string much = std::string(std::size_t{8} << 20, 'x');
+};
+
+TEST_F(AConnection, ShowsThatACommandWorksOnceInEachIntervalUntilItIsAnswered) {
+    using bridge::FrameKind;
+    constexpr std::chrono::milliseconds now(0), later(std::chrono::hours(1));
+    connection.showWorking(now); // nothing is under way
+    EXPECT_TRUE(connection.beginCommand(7));
+    connection.showWorking(later);
+    connection.showWorking(now);
+    connection.showWorking(later);
+    EXPECT_TRUE(answer(""));
+    connection.showWorking(now);
+    EXPECT_EQ(arrived(), (std::vector{FrameKind::working, FrameKind::reply}));
+    EXPECT_TRUE(connection.beginCommand(7));
+    EXPECT_TRUE(answer(""));
+    EXPECT_EQ(arrived(), std::vector{FrameKind::reply});
+}
+
+TEST_F(AConnection, IsClosedAtOnceWhenItHasNoRoomForASignOfLife) {
+    connection.channel->write(much, {}, {50});
+    connection.beginCommand(7);
+    auto shown = std::async(std::launch::async, [&] { connection.showWorking(std::chrono::milliseconds(0)); });
+    EXPECT_EQ(shown.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    far->close();
+    shown.get();
+    EXPECT_EQ(connection.channel->write("x", {}, {100}), bridge::IoStatus::closed);
+}
+
+TEST_F(AConnection, EndsACommandWithItsWholeAnswerBeforeItStops) {
+    EXPECT_TRUE(connection.beginCommand(7));
+    connection.stop();
+    auto answered = std::async(std::launch::async, [&] { return answer(much); });
+    EXPECT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::done);
+    connection.stop();
+    EXPECT_EQ(reader.readBody(header, body, 16U << 20, patience), FrameStatus::done);
+    EXPECT_EQ(body, much);
+    EXPECT_FALSE(answered.get()) << "the session is over";
+    EXPECT_FALSE(connection.beginCommand(7));
+    connection.stop();
+    EXPECT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::closed);
+}
+
+// ---- budgets
+
+TEST(ABudget, IsSharedByAccountsAndKeepsAReserve) {
+    AccountBudget budget({.all = 10, .account = 4, .reserve = 3});
+    AccountBudget::Share one(budget, "1", false), alsoOne(budget, "1", false), two(budget, "2", false);
+    AccountBudget::Share root(budget, "0", true);
+    EXPECT_TRUE(one.take(3));
+    EXPECT_FALSE(alsoOne.take(2)) << "five of an account";
+    EXPECT_TRUE(alsoOne.take(1));
+    EXPECT_FALSE(two.take(4)) << "eight of ten, of which three are reserved";
+    EXPECT_TRUE(two.take(3));
+    EXPECT_FALSE(root.take(5)) << "an administrator is an account too";
+    EXPECT_TRUE(root.take(3));
+    EXPECT_FALSE(root.take(~std::uint64_t{0})) << "no sum overflows";
+    EXPECT_EQ(budget.used(), 10U);
+}
+
+TEST(ABudget, TakesEverythingBackAndForgetsTheAccount) {
+    AccountBudget budget({.all = 10, .account = 10});
+    {
+        AccountBudget::Share share(budget, "1", false);
+        EXPECT_TRUE(share.take(7));
+        share.giveBack(3);
+        EXPECT_EQ(share.taken(), 4U);
+        EXPECT_FALSE(share.take(7)) << "and nothing is taken";
+        EXPECT_EQ(budget.used(), 4U);
+    }
+    EXPECT_EQ(budget.used(), 0U);
+    EXPECT_EQ(budget.accounts(), 0U);
 }
 
 // ---- the commands of a session
 
-// The other end of a session, which reads frames and answers them.
 TEST(ASession, NumbersItsCommandsAndConnectsWithoutATimeLimitToo) {
     const std::string endpoint = panelkit::testing::uniqueEndpoint();
     bridge::Listener listener(endpoint, {});
     std::vector<std::uint32_t> tags;
     std::thread service([&] {
-        const auto channel = listener.accept();
+        const auto channel = listener.accept().channel;
         FrameReader reader(*channel);
         FrameHeader header;
         std::string body;
@@ -271,20 +357,17 @@ TEST_F(ALine, HoldsUpOnlyTheIdThatIsInProgress) {
 }
 
 TEST_F(AChannel, IsClosedWhenItsReceiverTakesNothing) {
-    PushLine slow{*near, {.waitingBytes = 16U << 20, .answerWait = std::chrono::milliseconds(50)}};
+    PushLine slow{*near, {.waitingBytes = 16U << 20, .writeWait = std::chrono::milliseconds(50)}};
     std::promise<PushOutcome> told;
     slow.add(std::make_shared<const bridge::server::Push>(
         bridge::server::Push{25, 1, std::string(std::size_t{10} << 20, 'x'),
                              [&](PushOutcome outcome, const auto&) { told.set_value(outcome); }}));
     std::thread sender([&] { slow.run(); });
-    EXPECT_EQ(told.get_future().get(), PushOutcome::timedOut);
-    std::string bytes(65536, '\0');
-    bridge::IoStatus status{};
+    char byte = 0;
     std::size_t got = 0;
-    do status = far->readSome(bytes.data(), bytes.size(), got, bridge::after(2000));
-    while (status == bridge::IoStatus::done);
-    EXPECT_EQ(status, bridge::IoStatus::closed);
+    EXPECT_EQ(near->readSome(&byte, 1, got, bridge::after(10'000)), bridge::IoStatus::closed);
     slow.end();
+    EXPECT_EQ(told.get_future().get(), PushOutcome::lost);
     sender.join();
 }
 

@@ -3,7 +3,6 @@
 // What accounts may take of a server: that it is bounded, and that all of it is given back however a session ends.
 #include <platform/bridge/server.h>
 
-#include <platform/bridge/account_budget.h>
 #include <platform/bridge/messages.h>
 #include <testing/scripted_service.h>
 
@@ -20,7 +19,6 @@
 #include <thread>
 #include <vector>
 
-using bridge::AccountBudget;
 using bridge::FrameHeader;
 using bridge::FrameKind;
 using bridge::FrameStatus;
@@ -37,37 +35,6 @@ using Client = std::unique_ptr<bridge::Channel>;
 bool soon(const std::function<bool()>& condition) {
     for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds(5));
     return condition();
-}
-
-// ---- the class
-
-TEST(ABudget, IsSharedByAccountsAndKeepsAReserve) {
-    AccountBudget budget({.all = 10, .account = 4, .reserve = 3});
-    AccountBudget::Share one(budget, "1", false), alsoOne(budget, "1", false), two(budget, "2", false);
-    AccountBudget::Share root(budget, "0", true);
-    EXPECT_TRUE(one.take(3));
-    EXPECT_FALSE(alsoOne.take(2)) << "five of an account";
-    EXPECT_TRUE(alsoOne.take(1));
-    EXPECT_FALSE(two.take(4)) << "eight of ten, of which three are reserved";
-    EXPECT_TRUE(two.take(3));
-    EXPECT_FALSE(root.take(5)) << "an administrator is an account too";
-    EXPECT_TRUE(root.take(3));
-    EXPECT_FALSE(root.take(~std::uint64_t{0})) << "no sum overflows";
-    EXPECT_EQ(budget.used(), 10U);
-}
-
-TEST(ABudget, TakesEverythingBackAndForgetsTheAccount) {
-    AccountBudget budget({.all = 10, .account = 10});
-    {
-        AccountBudget::Share share(budget, "1", false);
-        EXPECT_TRUE(share.take(7));
-        share.giveBack(3);
-        EXPECT_EQ(share.taken(), 4U);
-        EXPECT_FALSE(share.take(7)) << "and nothing is taken";
-        EXPECT_EQ(budget.used(), 4U);
-    }
-    EXPECT_EQ(budget.used(), 0U);
-    EXPECT_EQ(budget.accounts(), 0U);
 }
 
 // ---- a server
@@ -246,6 +213,20 @@ TEST_F(AShare, IsHeldByAReplyThatNobodyReads) {
     FrameHeader header;
     ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::done);
     EXPECT_EQ(header.kind, FrameKind::refused) << "two replies of 8 MiB, and 10 MiB for the account";
+}
+
+// The request is given back before its reply is charged: both together are more than the account may take.
+TEST_F(AShare, IsFreeAgainAfterEachRequest) {
+    const Client client = greeted();
+    bridge::FrameReader reader(*client);
+    FrameHeader header;
+    std::string body;
+    for (int i = 0; i < 3; ++i) {
+        request(*client, 1, 4U << 20, std::string(4U << 20, 'x'));
+        ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::done);
+        EXPECT_EQ(header.kind, FrameKind::reply) << i;
+        ASSERT_EQ(reader.readBody(header, body, 8U << 20, patience), FrameStatus::done);
+    }
 }
 
 // ---- descriptors

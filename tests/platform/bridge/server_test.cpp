@@ -15,7 +15,6 @@
 #include <array>
 #include <atomic>
 #include <condition_variable>
-#include <deque>
 #include <mutex>
 #include <random>
 #include <thread>
@@ -209,16 +208,6 @@ TEST_F(AServer, TellsAStrangerThatHeIsRefused) {
     EXPECT_EQ(bridge::lastFailure().phrases[1].wording, "%s may not use this service");
 }
 
-TEST_F(AServer, BoundsTheSessionsOfOneAccount) {
-    std::vector<std::unique_ptr<bridge::Channel>> greedy;
-    for (int i = 0; i < 20; ++i) greedy.push_back(greetedRaw());
-    EXPECT_FALSE(send(open(), 1));
-    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::overloaded);
-    greedy.clear();
-    for (int attempt = 0; attempt < 50 && !answersEcho(); ++attempt) std::this_thread::sleep_for(milliseconds(20));
-    EXPECT_TRUE(answersEcho());
-}
-
 TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
     const auto silent = connectRaw();
     const auto halfway = greetedRaw();
@@ -321,37 +310,6 @@ TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
     EXPECT_EQ(bridge::lastFailure().text(), "the reply is too large");
     EXPECT_TRUE(send(session, 5, "1000000", &reply));
     EXPECT_EQ(reply.size(), 1000000U);
-}
-
-// An announced size uses no memory until the bytes arrive, and all clients together can't buffer more than the limit.
-TEST_F(AServer, BoundsWhatAllSessionsBufferTogether) {
-    std::vector<std::unique_ptr<bridge::Channel>> clients;
-    int refused = 0;
-    for (int i = 0; i < 4; ++i) {
-        clients.push_back(greetedRaw());
-        const FrameHeader header{4U << 20, FrameKind::request, 6, 1, 1};
-        const auto bytes = encodeFrameHeader(header);
-        clients.back()->write({bytes.data(), bytes.size()}, {}, patience);
-        std::string most((4U << 20) - 1, 'x');
-        clients.back()->write(most, {}, {2000});
-    }
-    std::deque<bridge::FrameReader> readers;
-    for (const auto& client : clients) readers.emplace_back(*client);
-    for (int attempt = 0; attempt < 50 && refused < 2; ++attempt) {
-        for (bridge::FrameReader& reader : readers) {
-            FrameHeader header;
-            if (reader.readHeader(header, bridge::after(50), patience) != FrameStatus::done) continue;
-            refused += header.kind == FrameKind::refused ? 1 : 0;
-        }
-    }
-    EXPECT_GE(refused, 2);
-    readers.clear();
-    clients.clear();
-    for (int attempt = 0; attempt < 50 && !answersEcho(); ++attempt) std::this_thread::sleep_for(milliseconds(20));
-    BridgeSession* session = open();
-    std::string reply;
-    EXPECT_TRUE(send(session, 1, std::string(7U << 20, 'y'), &reply)) << "the budget was given back";
-    EXPECT_EQ(reply.size(), 7U << 20);
 }
 
 TEST_F(AServer, SurvivesRandomFramesAndAbruptDisconnects) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // Files as only POSIX systems have them: rights, links, devices, and what stays when something fails.
+#include <platform/system/account_files.h>
 #include <platform/system/files.h>
 
 #include "../../support/running_service.h"
 
 #include <gtest/gtest.h>
 
+#include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,6 +35,14 @@ protected:
     }
     static bool isLink(const std::string& path) { return std::filesystem::is_symlink(path); }
     auto count() const { return std::distance(std::filesystem::directory_iterator(folder.path()), {}); }
+
+    struct Descriptor {
+        explicit Descriptor(const std::string& path) : number(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+        ~Descriptor() { ::close(number); }
+        Descriptor(const Descriptor&) = delete;
+        Descriptor& operator=(const Descriptor&) = delete;
+        const int number;
+    };
 
     const TemporaryFolder folder;
 };
@@ -76,6 +86,89 @@ TEST_F(Files, AreCutToTheirNewLengthWhenTheyAreRewrittenInPlace) {
     platform::replaceOrRewriteFile(path, "short", true);
     ::chmod(folder.path().c_str(), 0755);
     EXPECT_EQ(platform::readFile(path, 100), "short");
+}
+
+// Files of the service's own state: no link is followed or replaced, and nothing is left half done.
+TEST_F(Files, OfAServicesOwnAreReadAndReplacedOnlyIfTheyAreFiles) {
+    const std::string own = folder.file("own"), link = folder.file("link"), target = make("target", "secret");
+    const mode_t mask = ::umask(0);
+    platform::replaceOwnFile(own, "state");
+    ::umask(mask);
+    EXPECT_EQ(modeOf(own), 0600U);
+    EXPECT_EQ(platform::readOwnFile(own, 5), "state");
+    EXPECT_THROW(platform::readOwnFile(own, 4), FileError);
+
+    std::filesystem::create_symlink(target, link);
+    EXPECT_THROW(platform::readOwnFile(link, 100), FileError);
+    EXPECT_THROW(platform::replaceOwnFile(link, "x"), FileError);
+    platform::OwnFileDraft draft(own, "newer");
+    EXPECT_EQ(platform::readOwnFile(own, 5), "state");
+    std::filesystem::remove(own);
+    std::filesystem::create_symlink(target, own);
+    EXPECT_THROW(draft.publish(), FileError) << "what took its place meanwhile";
+    EXPECT_TRUE(isLink(own) && isLink(link));
+    EXPECT_EQ(platform::readFile(target, 100), "secret");
+    EXPECT_EQ(count(), 4);
+    std::filesystem::remove(own);
+    draft.publish();
+    EXPECT_EQ(platform::readOwnFile(own, 5), "newer");
+    { const platform::OwnFileDraft dropped(own, "dropped"); }
+    EXPECT_EQ(count(), 3);
+}
+
+TEST_F(Files, OfAServicesOwnAreWrittenOnlyWhenTheyChange) {
+    const std::string own = folder.file("own");
+    const auto number = [&] {
+        struct stat status {};
+        EXPECT_EQ(::stat(own.c_str(), &status), 0);
+        return status.st_ino;
+    };
+    platform::updateOwnFile(own, "one");
+    const Descriptor first(own); // so that its number is not used again
+    const auto before = number();
+    platform::updateOwnFile(own, "one");
+    EXPECT_EQ(number(), before);
+    platform::updateOwnFile(own, "two");
+    EXPECT_NE(number(), before);
+    EXPECT_EQ(platform::readOwnFile(own, 3), "two");
+}
+
+TEST_F(Files, ThatWereNeverFinishedAreRemovedIfTheyAreOurs) {
+    const std::string mark = platform::unfinishedMark;
+    const std::vector<std::string> stay{"a",         "a" + mark,         "other" + mark + "x1",
+                                        mark + "x1", "a" + mark + "x.1", "a" + mark + std::string(33, 'x')};
+    for (const std::string& name : stay) make(name);
+    std::filesystem::create_symlink("a", folder.file("a" + mark + "link"));
+    make("a" + mark + "aZ09");
+    make("a" + mark + std::string(32, 'x'));
+    platform::removeUnfinished(folder.path().string(), [](const std::string& name) { return name == "a"; });
+    for (const std::string& name : stay) EXPECT_TRUE(std::filesystem::exists(folder.file(name))) << name;
+    EXPECT_EQ(count(), static_cast<std::ptrdiff_t>(stay.size() + 1)) << "and the link";
+}
+
+// As root: with the rights of another account, its groups, and none of root's.
+TEST_F(Files, AreReadWithTheRightsOfTheAccountThatNamedThem) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can become another account";
+    ::chmod(folder.path().c_str(), 0755);
+    struct Row {
+        uid_t user;
+        gid_t group;
+        mode_t mode;
+        bool isRead;
+    };
+    const passwd account = *::getpwnam("daemon");
+    for (const Row& row : {Row{0, 0, 0600, false}, Row{0, 0, 0640, false}, Row{0, account.pw_gid, 0640, true},
+                           Row{account.pw_uid, 0, 0600, true}, Row{0, 0, 0604, true}}) {
+        const std::string path = make("f", "x", row.mode);
+        ASSERT_EQ(::chown(path.c_str(), row.user, row.group), 0);
+        if (row.isRead) {
+            EXPECT_EQ(platform::readFileAs("daemon", path, 1), "x") << row.group << ' ' << row.mode;
+        } else {
+            EXPECT_THROW(platform::readFileAs("daemon", path, 1), FileError) << row.group << ' ' << row.mode;
+        }
+        EXPECT_EQ(platform::readFileAs("", path, 1), "x");
+        std::filesystem::remove(path);
+    }
 }
 
 TEST_F(Files, HaveOneHolderOfTheirLock) {

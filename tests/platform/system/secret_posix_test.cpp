@@ -52,6 +52,19 @@ TEST_F(ASecret, IsInLockedMemoryWhileItExists) {
     EXPECT_EQ(lockedNow(), before);
 }
 
+TEST_F(ASecret, IsLockedToItsLastByte) {
+    const std::size_t page = platform::pageSize();
+    std::vector<char> memory(4 * page);
+    char* const start = memory.data() + page - reinterpret_cast<std::uintptr_t>(memory.data()) % page;
+    for (const auto& [from, size, pages] :
+         {std::tuple{page - 1, std::size_t{1}, 1}, std::tuple{page - 1, std::size_t{2}, 2},
+          std::tuple{std::size_t{0}, page, 1}, std::tuple{std::size_t{0}, page + 1, 2}}) {
+        const LockedPages locked(start + from, size);
+        EXPECT_EQ(lockedNow() - before, pages * static_cast<long>(page / 1024)) << from << ' ' << size;
+    }
+    EXPECT_EQ(lockedNow(), before);
+}
+
 // The system unlocks a page for everybody.
 TEST_F(ASecret, KeepsItsPageLockedWhenANeighbourEnds) {
     std::vector<char> memory(4 * platform::pageSize());
@@ -82,6 +95,9 @@ TEST(ASecretThatEnds, LeavesNothing) {
         Secret copy = pin;
         copy = Secret(text);
         pin.take("other");
+        auto& same = copy;
+        copy = same;
+        EXPECT_EQ(copy.view(), text);
     }
     EXPECT_EQ(FreedMemory::found(), 0);
 }

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What a server gives back: budgets, places of sessions and of receivers, and what a listener or a job holds.
-#include <platform/bridge/server.h>
-
-#include <platform/bridge/bridge_session.h>
+// Who hears a notification, and what a job holds.
 #include <platform/bridge/command_sender.h>
-#include <platform/bridge/failure.h>
 #include <platform/bridge/receiver.h>
 #include <platform/bridge/workers.h>
 #include <testing/scripted_service.h>
@@ -15,93 +11,15 @@
 #include <atomic>
 #include <chrono>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
 
-using bridge::server::Answer;
 using namespace std::chrono_literals;
 
 namespace {
 
 constexpr auto module = static_cast<ModuleIdType>(25);
-
-class Echo : public bridge::server::Service {
-public:
-    bool admits(const bridge::Peer&) override { return true; }
-    Answer handle(bridge::server::Session&, const bridge::server::Request& request) override {
-        return Answer::reply(request.payload);
-    }
-};
-
-class Limits : public testing::Test {
-protected:
-    ~Limits() override { stop(); }
-    void serve(bridge::server::Options options) {
-        server = std::make_unique<bridge::server::Server>(endpoint, service, std::move(options));
-        running = std::thread([this] { server->run(); });
-        CommandSender::Instance().SetEndpoint(endpoint);
-    }
-    void stop() {
-        if (!running.joinable()) return;
-        server->stop();
-        running.join();
-        server.reset();
-    }
-    static BridgeSession* open() { return CommandSender::Instance().OpenNewSession("Test", 1); }
-    static bool send(BridgeSession* session, const std::string& payload) {
-        std::string reply;
-        return session->__SendCommand(ModuleTokens, 1, payload.data(), static_cast<unsigned>(payload.size()), &reply) &&
-               reply == payload;
-    }
-
-    const std::string endpoint = panelkit::testing::uniqueEndpoint();
-    Echo service;
-    std::unique_ptr<bridge::server::Server> server;
-    std::thread running;
-};
-
-TEST_F(Limits, OfBufferedBytesAreFreeAgainAfterEachRequest) {
-    bridge::server::Options options;
-    options.bufferLimit = 1000;
-    serve(options);
-    BridgeSession* const session = open();
-    for (int i = 0; i < 10; ++i) EXPECT_TRUE(send(session, std::string(900, 'x'))) << i;
-    EXPECT_FALSE(send(open(), std::string(1001, 'x')));
-    EXPECT_TRUE(send(session, std::string(1000, 'x'))) << "also after one that was refused";
-    CommandSender::Instance().CloseSession(session);
-}
-
-// All, and those of one account: as many as the limit says, and one more when one has ended.
-TEST_F(Limits, OfSessionsAreReached) {
-    for (const auto& [all, own] : {std::pair{3U, 10U}, std::pair{10U, 3U}}) {
-        bridge::server::Options options;
-        options.sessions = all;
-        options.sessionsPerUser = own;
-        serve(options);
-        std::vector<BridgeSession*> sessions;
-        for (int i = 0; i < 3; ++i) {
-            sessions.push_back(open());
-            EXPECT_TRUE(sessions.back()->Connect()) << i;
-        }
-        EXPECT_FALSE(open()->Connect());
-        EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::overloaded);
-        CommandSender::Instance().CloseSession(sessions[0]);
-        bool isFree = false; // once the server has noticed
-        for (int i = 0; i < 1000 && !isFree; ++i) {
-            BridgeSession* const next = open();
-            isFree = next->Connect();
-            if (!isFree) std::this_thread::sleep_for(5ms);
-            CommandSender::Instance().CloseSession(next);
-        }
-        EXPECT_TRUE(isFree);
-        for (BridgeSession* session : sessions) CommandSender::Instance().CloseSession(session);
-        stop();
-    }
-}
-
-// ---- listeners
 
 class Listener : public bridge::client::CommandListener {
 public:
