@@ -218,9 +218,11 @@ class AFaultyService : public WithScriptedService, public testing::WithParamInte
 TEST_P(AFaultyService, FailsTheCommandAndIsUsableForTheNext) {
     service->on(Command::EnumProviders, GetParam().reaction);
     service->on(Command::TokenLogout, Reaction::reply("fine"));
-    SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
+    BridgeSession* const session = SessionsPool::GetSession(SessionTokens);
+    session->setWaitSetting(300);
     std::string reply;
     EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send(&reply));
+    EXPECT_EQ(session->broken() == 0, GetParam().code == bridge::FailureCode::refused);
     EXPECT_EQ(bridge::lastFailure().code, GetParam().code) << bridge::lastFailure().text();
     EXPECT_FALSE(bridge::lastFailure().text().empty());
 

@@ -245,22 +245,6 @@ TEST_F(AnLSPController, ReadsThePolicyFileWhileOthersHaveTheirTurn) {
     }
 }
 
-// Only the settings of the front end's own account are in its file.
-TEST_F(AnLSPController, OffersItsFileForItsOwnAccountAlone) {
-    UserFolder::put(folder.settings(), "<UserLSP><File>mine</File></UserLSP>");
-    service->on(Command::OfferUserSettings, Reaction::reply(""));
-    service->on(Command::GetUserSettings, Reaction::reply(settingsBytes));
-    const auto commandsFor = [&](const char* user) {
-        const std::size_t before = service->requests().size();
-        EXPECT_TRUE(controller.cmdGetUserSettings(user, &read));
-        return service->requests().size() - before;
-    };
-    EXPECT_EQ(commandsFor("anna"), 1U);
-    EXPECT_EQ(commandsFor(""), 2U);
-    service->on(Command::OfferUserSettings, Reaction::refuse());
-    EXPECT_EQ(commandsFor(""), 2U) << "the service may have settings of its own";
-}
-
 class AnLSPControllerWithoutService : public WithoutService {
 protected:
     UserFolder folder;

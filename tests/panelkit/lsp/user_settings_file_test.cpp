@@ -282,6 +282,8 @@ TEST_F(TheCurrentUsersSettings, AreAskedForAlsoWithoutAFileOrAnOffer) {
     read = settings;
     EXPECT_FALSE(get());
     EXPECT_EQ(sent().back(), both.back()) << "the service does not want it";
+    EXPECT_FALSE(controller.cmdGetUserSettings("anna", &read));
+    EXPECT_EQ(sent().size(), 2 * both.size() + 1) << "another account's settings are not in this file";
     EXPECT_EQ(read, settings);
 
     service->on(Command::OfferUserSettings, Reaction::cutBefore());

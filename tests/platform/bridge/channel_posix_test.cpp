@@ -95,7 +95,7 @@ TEST(AServicesAccount, IsJudgedBeforeAnythingIsSent) {
         ::syscall(SYS_setresuid, -1, 65534, -1);
         listener = std::make_unique<bridge::Listener>(endpoint, bridge::ListenOptions{});
     }).join();
-    std::unique_ptr<bridge::Connection> connection;
+    std::unique_ptr<bridge::ServiceConnection> connection;
     const bridge::Failure failure =
         bridge::connectTo(endpoint, bridge::Role::commandSession, "x", {1000, bridge::after(1000)}, connection);
     EXPECT_EQ(failure.code, bridge::FailureCode::strangeService);

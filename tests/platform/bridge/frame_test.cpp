@@ -273,11 +273,21 @@ TEST(ASession, NumbersItsCommandsAndConnectsWithoutATimeLimitToo) {
     CommandSender::Instance().SetEndpoint(endpoint);
     BridgeSession* const session = CommandSender::Instance().OpenNewSession("Test", 1);
     session->setWaitSetting(0);
-    for (int i = 0; i < 2; ++i) EXPECT_TRUE(session->__SendCommand(ModuleTokens, 1, "", 0, nullptr));
+    const std::string most(1000, 'x'); // as much as the service takes
+    for (int i = 0; i < 2; ++i) EXPECT_TRUE(session->__SendCommand(ModuleTokens, 1, most.data(), 1000, nullptr));
     service.join();
     ASSERT_EQ(tags.size(), 2U);
     EXPECT_NE(tags[0], tags[1]);
     CommandSender::Instance().CloseSession(session);
+}
+
+TEST(ASession, FoundNoServiceOnlyUntilItIsClosed) {
+    CommandSender::Instance().SetEndpoint(panelkit::testing::uniqueEndpoint());
+    BridgeSession* const session = CommandSender::Instance().OpenNewSession("Test", 1);
+    EXPECT_FALSE(session->Connect());
+    EXPECT_TRUE(session->failedForWantOfService());
+    CommandSender::Instance().CloseSession(session);
+    EXPECT_FALSE(session->failedForWantOfService());
 }
 
 // ---- the line to a receiver
@@ -351,9 +361,13 @@ TEST_F(ALine, HoldsUpOnlyTheIdThatIsInProgress) {
     EXPECT_TRUE(add(1, 4, 26)) << "the same id of another module";
     EXPECT_EQ(arrived(1), std::vector<std::uint32_t>{1});
     EXPECT_EQ(header.module, 26U);
+    line.answered(77, PushOutcome::handled, {}); // a tag that the receiver made up
     answerAll();
     EXPECT_EQ(arrived(1), std::vector<std::uint32_t>{1});
     EXPECT_EQ(body.size(), 2U);
+    auto drained = std::async(std::launch::async, [this] { line.drain(std::chrono::seconds(10)); });
+    EXPECT_EQ(drained.wait_for(std::chrono::milliseconds(50)), std::future_status::timeout) << "one is in progress";
+    answerAll();
 }
 
 TEST_F(AChannel, IsClosedWhenItsReceiverTakesNothing) {

@@ -245,6 +245,8 @@ TEST_F(ALimitedServer, UsesOneDescriptorForAConnection) {
         clients.push_back(greeted(Role::receiver));
     }
     EXPECT_EQ(openDescriptors() - before, 2 * clients.size()) << "the client's and the server's";
+    clients.clear();
+    EXPECT_TRUE(soon([&] { return openDescriptors() == before; })) << "also when nobody else comes";
 }
 
 // All descriptors of this process, in use.

@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -83,6 +84,31 @@ TEST(Listeners, AnswerAtTheSameTime) {
     for (std::thread& sender : senders) sender.join();
     EXPECT_EQ(answered, 400);
     bridge::client::CommandReceiver_fini();
+}
+
+TEST(Listeners, HaveEndedWhenTheReceiverHas) {
+    class Slow : public Listener {
+    public:
+        using Listener::Listener;
+        bool onCommand(bridge::client::RecvSession*, std::int32_t, const std::string&, std::string&) override {
+            begun.set_value();
+            goesOn.get_future().wait();
+            return true;
+        }
+        std::promise<void> begun, goesOn;
+    };
+    panelkit::testing::ScriptedService service;
+    CommandSender::Instance().SetEndpoint(service.endpoint());
+    Slow listener(module, true);
+    bridge::client::CommandReceiver_init();
+    ASSERT_TRUE(service.waitForReceiver());
+    auto pushed = std::async(std::launch::async, [&] { service.push(1, "x"); });
+    listener.begun.get_future().wait();
+    auto ended = std::async(std::launch::async, [] { bridge::client::CommandReceiver_fini(); });
+    EXPECT_EQ(ended.wait_for(50ms), std::future_status::timeout);
+    listener.goesOn.set_value();
+    ended.get();
+    pushed.get();
 }
 
 // What a job holds is free when its end is reported, and does not live on in the idle thread.

@@ -68,6 +68,7 @@ public:
         ++endedSessions;
         if (throwsAtEnd) throw std::runtime_error("the end threw");
     }
+    void hurry() override { hurried = true; }
     void turnedAway(const bridge::Peer&, bridge::Verdict verdict) override { turnedAwayFor = verdict; }
 
     void release() {
@@ -81,7 +82,7 @@ public:
     }
 
     std::atomic<bool> admitsAll{true};
-    std::atomic<bool> throwsAtEnd{false};
+    std::atomic<bool> throwsAtEnd{false}, hurried{false};
     std::atomic<int> endedSessions{0};
     std::atomic<bridge::Verdict> turnedAwayFor{bridge::Verdict::accepted};
     std::mutex mutex;
@@ -380,6 +381,7 @@ protected:
         : AServer([] {
               bridge::server::Options impatient = options();
               impatient.grace = milliseconds(100);
+              impatient.answerWait = 300;
               return impatient;
           }()) {}
 };
@@ -389,10 +391,25 @@ TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
     service.awaitWaiting(1);
     stop();
     EXPECT_FALSE(endedInTime);
+    EXPECT_TRUE(service.hurried);
     service.release();
     stuck.join();
     while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
     server.run(); // joins the threads that have ended
+}
+
+TEST_F(AnImpatientServer, CutsOffAClientThatReadsTooSlowly) {
+    const auto slow = greetedRaw();
+    constexpr std::size_t much = 8U << 20;
+    writeFrame(*slow, {.kind = FrameKind::request, .module = 6, .command = 5, .tag = 1}, std::to_string(much),
+               patience);
+    std::array<char, 4096> bytes{};
+    std::size_t read = 0, got = 0;
+    while (read < much && slow->readSome(bytes.data(), bytes.size(), got, bridge::after(5000)) == IoStatus::done) {
+        read += got;
+        std::this_thread::sleep_for(milliseconds(read < much / 2 ? 5 : 0)); // now and then, so there is no silence
+    }
+    EXPECT_LT(read, much);
 }
 
 // ---- a client that does not read its answer

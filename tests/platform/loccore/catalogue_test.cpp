@@ -29,17 +29,20 @@ TEST(Placeholders, AreTheConversionsOfAFormat) {
 }
 
 TEST(Placeholders, MustBeTheSameInATranslation) {
-    EXPECT_TRUE(samePlaceholders("%s: %u", "%s = %u!"));
-    EXPECT_FALSE(samePlaceholders("%s: %u", "%u: %s"));
-    EXPECT_FALSE(samePlaceholders("%s: %u", "%s"));
-    EXPECT_FALSE(samePlaceholders("%s", "%s %s"));
-    EXPECT_FALSE(samePlaceholders("%s", "%n"));
-    EXPECT_FALSE(samePlaceholders("plain", "%s"));
-    EXPECT_FALSE(samePlaceholders("plain", "100 %"));
-    EXPECT_TRUE(samePlaceholders("a %else% Do b", "x %else% y"));
-    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x % else % y"));
-    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x y"));
-    EXPECT_FALSE(samePlaceholders("a %else% Do b", "x %else% y %else% z"));
+    const std::string choice = "a %else% Do b";
+    EXPECT_TRUE(samePlaceholders("%s: %u", "%s = %u!") && samePlaceholders(choice, "x %else% y"));
+    for (const auto& [text, other] :
+         std::vector<std::pair<std::string, const char*>>{{"%s: %u", "%u: %s"},
+                                                          {"%s: %u", "%s"},
+                                                          {"%s", "%s %s"},
+                                                          {"%s", "%n"},
+                                                          {"plain", "%s"},
+                                                          {"plain", "100 %"},
+                                                          {choice, "x % else % y"},
+                                                          {choice, "x y"},
+                                                          {choice, "x %else% y %else% z"}}) {
+        EXPECT_FALSE(samePlaceholders(text, other)) << text << ' ' << other;
+    }
 }
 
 TEST(Edges, AreTheBlanksAndLineFeedsThatLeadAndEnd) {
@@ -96,16 +99,19 @@ TEST_F(ACatalogue, LeavesOutWhatIsNotTranslated) {
 }
 
 TEST_F(ACatalogue, IsRefusedForAnotherModuleOrEdition) {
-    EXPECT_EQ(check({moHeader("other", "42", "4")}), Loc::OtherModule);
-    EXPECT_THAT(error, AllOf(HasSubstr("\"other\""), HasSubstr("\"demo\"")));
-    EXPECT_EQ(check({moHeader("demo", "43", "4")}), Loc::OtherEdition);
-    EXPECT_THAT(error, AllOf(HasSubstr("\"43\""), HasSubstr("\"42\"")));
-    EXPECT_EQ(check({moHeader("demo", "42", "5")}), Loc::OtherEdition);
-    EXPECT_THAT(error, AllOf(HasSubstr("\"5\""), HasSubstr("\"4\"")));
-    EXPECT_EQ(check({header, {"gone\4Hello ", "Hallo "}}), Loc::OtherEdition);
-    EXPECT_THAT(error, HasSubstr("\"gone\""));
-    EXPECT_EQ(check({header, {"greeting\4Hi ", "Hallo "}}), Loc::OtherEdition);
-    EXPECT_THAT(error, HasSubstr("\"Hi \""));
+    struct Row {
+        std::vector<MoEntry> entries;
+        Loc::Status status;
+        const char *named, *expected;
+    };
+    for (const Row& row : {Row{{moHeader("other", "42", "4")}, Loc::OtherModule, "\"other\"", "\"demo\""},
+                           Row{{moHeader("demo", "43", "4")}, Loc::OtherEdition, "\"43\"", "\"42\""},
+                           Row{{moHeader("demo", "42", "5")}, Loc::OtherEdition, "\"5\"", "\"4\""},
+                           Row{{header, {"gone\4Hello ", "Hallo "}}, Loc::OtherEdition, "\"gone\"", ""},
+                           Row{{header, {"greeting\4Hi ", "Hallo "}}, Loc::OtherEdition, "\"Hi \"", ""}}) {
+        EXPECT_EQ(check(row.entries), row.status);
+        EXPECT_THAT(error, AllOf(HasSubstr(row.named), HasSubstr(row.expected)));
+    }
 }
 
 TEST_F(ACatalogue, IsRefusedForTextsThatCantStandForTheirOriginal) {

@@ -2,7 +2,9 @@
 //
 // Secrets in locked and wiped memory. Looks at the process as Linux shows it.
 #include "../../support/freed_memory.h"
+#include "../../support/running_service.h"
 
+#include <platform/system/files.h>
 #include <platform/system/secret.h>
 
 #include <gtest/gtest.h>
@@ -88,8 +90,8 @@ TEST_F(ASecret, WorksWithoutAnyRightToLock) {
 }
 
 TEST(ASecretThatEnds, LeavesNothing) {
-    const std::string text = "a secret that is sought";
-    const FreedMemory freed(text);
+    const std::string text = "a secret whose last byte is sought\xFE";
+    const FreedMemory freed({"\xFE\0", 2}); // with the zero byte that follows it
     {
         Secret pin(text);
         Secret copy = pin;
@@ -99,6 +101,15 @@ TEST(ASecretThatEnds, LeavesNothing) {
         copy = same;
         EXPECT_EQ(copy.view(), text);
     }
+    EXPECT_EQ(FreedMemory::found(), 0);
+}
+
+TEST(AStateFile, LeavesNothingOfTheContentWithWhichItIsCompared) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("state"), text = "a secret of a state file, which is sought";
+    platform::replaceOwnFile(path, text);
+    const FreedMemory freed("which is sought");
+    platform::updateOwnFile(path, text);
     EXPECT_EQ(FreedMemory::found(), 0);
 }
 
