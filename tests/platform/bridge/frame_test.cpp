@@ -381,8 +381,10 @@ TEST_F(AChannel, IsClosedWhenItsReceiverTakesNothing) {
     std::size_t got = 0;
     EXPECT_EQ(near->readSome(&byte, 1, got, bridge::after(10'000)), bridge::IoStatus::closed);
     slow.end();
-    EXPECT_EQ(told.get_future().get(), PushOutcome::lost);
     sender.join();
+    auto outcome = told.get_future();
+    ASSERT_EQ(outcome.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    EXPECT_EQ(outcome.get(), PushOutcome::lost);
 }
 
 TEST_F(ALine, TellsAtItsEndThatAllWereLost) {
