@@ -10,9 +10,6 @@
 #include <string>
 #include <vector>
 
-// timegm: the seconds since 1970 of a calendar time in UTC.
-std::optional<std::int64_t> judgeUtcSeconds(std::tm fields);
-
 // gmtime and localtime.
 std::optional<std::tm> judgeUtcTime(std::int64_t seconds);
 std::optional<std::tm> judgeLocalTime(std::int64_t seconds);

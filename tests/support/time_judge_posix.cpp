@@ -1,15 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "time_judge.h"
 
-#include <cerrno>
 #include <cstdlib>
-
-std::optional<std::int64_t> judgeUtcSeconds(std::tm fields) {
-    errno = 0;
-    const time_t seconds = timegm(&fields);
-    if (seconds == -1 && errno != 0) return std::nullopt;
-    return seconds;
-}
 
 std::optional<std::tm> judgeUtcTime(std::int64_t seconds) {
     std::tm fields{};

@@ -3,12 +3,6 @@
 
 #include <cstdlib>
 
-std::optional<std::int64_t> judgeUtcSeconds(std::tm fields) {
-    const __time64_t seconds = _mkgmtime64(&fields);
-    if (seconds == -1) return std::nullopt;
-    return seconds;
-}
-
 std::optional<std::tm> judgeUtcTime(std::int64_t seconds) {
     std::tm fields{};
     if (_gmtime64_s(&fields, &seconds) != 0) return std::nullopt;
