@@ -89,6 +89,21 @@ TokenCounters TokenModuleControl::counters(const std::string& token) const {
     return {state.user.triesLeft(tries), state.so.triesLeft(tries), objects, state.seededBytes};
 }
 
+void TokenModuleControl::storeCertificate(const std::string& token, const std::string& label,
+                                          const std::string& value) {
+    checkName(token);
+    const auto number = [](CK_ULONG n) { return std::string(reinterpret_cast<const char*>(&n), sizeof n); };
+    Attributes object;
+    object.set(CKA_CLASS, number(CKO_CERTIFICATE));
+    object.set(CKA_CERTIFICATE_TYPE, number(CKC_X_509));
+    object.set(CKA_TOKEN, std::string(1, '\1'));
+    object.set(CKA_PRIVATE, std::string(1, '\0'));
+    object.set(CKA_LABEL, label);
+    object.set(CKA_VALUE, value);
+    const FolderLock lock(folder_);
+    ObjectStore(folder_, token).add(object);
+}
+
 void TokenModuleControl::addSlot(const std::string& slot) {
     changeSlot(folder_, slot, [](SlotLine&) {});
 }
@@ -119,13 +134,18 @@ void TokenModuleControl::hang(const std::string& function) { addFault("hang", fu
 void TokenModuleControl::crash(const std::string& function, Crash how) {
     addFault("crash", function, how == Crash::abort ? "abort" : "null-write");
 }
-void TokenModuleControl::fail(const std::string& function, std::uint32_t result) {
+void TokenModuleControl::fail(const std::string& function, std::uint64_t result) {
     addFault("fail", function, std::to_string(result));
 }
 void TokenModuleControl::garbage(const std::string& function) { addFault("garbage", function, ""); }
-void TokenModuleControl::count(const std::string& function, std::uint32_t absurd) {
+void TokenModuleControl::count(const std::string& function, std::uint64_t absurd) {
     addFault("count", function, std::to_string(absurd));
 }
+void TokenModuleControl::handle(const std::string& function, std::uint64_t number) {
+    addFault("handle", function, std::to_string(number));
+}
+void TokenModuleControl::repeat(const std::string& function) { addFault("repeat", function, ""); }
+void TokenModuleControl::large(std::uint32_t bytes) { addFault("large", "C_GetAttributeValue", std::to_string(bytes)); }
 void TokenModuleControl::version(const std::string& function, unsigned char major, unsigned char minor) {
     addFault("version", function, std::to_string(major) + "." + std::to_string(minor));
 }

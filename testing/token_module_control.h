@@ -60,6 +60,8 @@ public:
     void createToken(const std::string& token, const TokenSetup& setup = {});
     void setTraits(const std::string& token, const TokenTraits& traits);
     TokenCounters counters(const std::string& token) const;
+    // Stores a public certificate object, whose value may be any bytes.
+    void storeCertificate(const std::string& token, const std::string& label, const std::string& value);
 
     void addSlot(const std::string& slot);                          // an empty one
     void insert(const std::string& slot, const std::string& token); // adds the slot when it is missing
@@ -70,9 +72,12 @@ public:
     void slow(const std::string& function, std::chrono::milliseconds delay);
     void hang(const std::string& function); // until the fault is cleared
     void crash(const std::string& function, Crash how = Crash::abort);
-    void fail(const std::string& function, std::uint32_t result); // returns that CKR_ value and does nothing
+    void fail(const std::string& function, std::uint64_t result); // returns that CKR_ value and does nothing
     void garbage(const std::string& function); // fills texts with bytes that are not text; the README lists the calls
-    void count(const std::string& function, std::uint32_t absurd); // returns that number instead of the right one
+    void count(const std::string& function, std::uint64_t absurd);  // returns that number instead of the right one
+    void handle(const std::string& function, std::uint64_t number); // returns that number for each handle or slot
+    void repeat(const std::string& function); // a list that has entries again and again, or never ends
+    void large(std::uint32_t bytes);          // C_GetAttributeValue: every value but the class has so many bytes
     void version(const std::string& function, unsigned char major, unsigned char minor);
     // Removes the entry, or for C_GetFunctionList the list. An entry is missing for programs that load the module
     // later.

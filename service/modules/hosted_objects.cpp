@@ -20,9 +20,13 @@ using vocabulary::Refused;
 
 namespace {
 
-constexpr std::size_t usualSize = 2048;               // of an attribute; a larger one takes two calls more
-constexpr CK_ULONG largestSize = CK_ULONG{32} << 20U; // a module that announces more is not believed
-constexpr std::size_t mostObjects = 100'000;
+constexpr std::size_t usualSize = 2048; // of an attribute; a larger one takes two calls more
+
+// A module that announces larger values is not believed: they are treated as missing. Only certificates, revocation
+// lists and the like are large; labels and numbers end up together in the replies of listings.
+constexpr CK_ULONG largestValue = CK_ULONG{32} << 20U;
+constexpr CK_ULONG largestOther = CK_ULONG{64} << 10U;
+constexpr std::size_t mostObjects = 100'000; // of a search; a module that finds more is not believed
 constexpr CK_ULONG mostMechanisms = 4096;
 constexpr CK_ULONG absentSize = ~CK_ULONG{0}; // what PKCS#11 says of a value that is not there
 
@@ -49,6 +53,7 @@ std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HA
     CK_RV result = CKR_OK;
     // When the module returns fewer objects than there is room for, they are the last ones.
     for (CK_ULONG count = some.size(); count == some.size() && found.size() < mostObjects;) {
+        count = 0; // for a module that returns success and sets nothing
         result = library->C_FindObjects(session, some.data(), some.size(), &count);
         if (result == CKR_OK && count > some.size()) result = CKR_GENERAL_ERROR; // more than it had room for
         if (result != CKR_OK) break;
@@ -56,6 +61,9 @@ std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HA
     }
     library->C_FindObjectsFinal(session);
     check(result, "C_FindObjects");
+    if (found.size() >= mostObjects) { // to leave some out would say that they are not there
+        throw RefusedError(Refused::deviceError, "the token has more than %d objects", mostObjects);
+    }
     return found;
 }
 
@@ -112,7 +120,8 @@ private:
         library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
         for (std::size_t i = 0; i < fetched_.size(); ++i) {
             const CK_ULONG size = fetched_[i].ulValueLen;
-            if (size != absentSize && size > buffers_[i].size() && size <= largestSize) buffers_[i].resize(size);
+            const CK_ULONG largest = types_[i] == CKA_VALUE ? largestValue : largestOther;
+            if (size != absentSize && size > buffers_[i].size() && size <= largest) buffers_[i].resize(size);
         }
     }
 

@@ -287,6 +287,19 @@ namespace {
 
 bool isUnread(const HostObject& object) { return object.values.empty(); }
 
+// The limit for the values of all objects of a listing. The service keeps them at the same time, so a module that makes
+// them up must not be able to use up its memory.
+constexpr std::size_t mostMebibytes = 192;
+
+void requireThatItFits(const std::vector<HostObject>& objects) {
+    std::size_t bytes = 0;
+    for (const HostObject& object : objects) {
+        for (const HostValue& value : object.values) bytes += sizeof value + value.bytes.size();
+    }
+    if (bytes <= mostMebibytes << 20) return;
+    throw RefusedError(Refused::deviceError, "the objects on the token have more than %d MiB", mostMebibytes);
+}
+
 const std::vector<std::uint64_t>& typesOf(std::uint64_t objectClass, const std::vector<HostQuery>& queries) {
     for (const HostQuery& query : queries) {
         for (const HostReading& reading : query.readings) {
@@ -320,6 +333,7 @@ void HeldToken::readRest(std::vector<HostObject>& objects, const std::vector<Hos
             const auto values = read.find(object.object);
             if (values != read.end() && isMeant(object)) object.values = std::move(values->second);
         }
+        requireThatItFits(objects);
     }
 }
 

@@ -70,7 +70,7 @@ void suffer(const Faults& faults, const std::filesystem::path& folder, std::stri
     if (faults.hang) hang(folder, function);
     std::this_thread::sleep_for(faults.delay);
     if (faults.crash) die(*faults.crash);
-    if (faults.result) refuse(*faults.result);
+    if (faults.result) refuse(static_cast<CK_RV>(*faults.result));
 }
 
 // Any other exception than a Failure means a folder that can't be read or written. The reason is printed for the author

@@ -17,6 +17,7 @@ namespace panelkit::testing::entry {
 namespace {
 
 constexpr std::string_view manufacturer = "panelkit";
+constexpr std::size_t repetitions = 200; // of a slot in a list that repeats
 
 // Fills a text of fixed size as in the standard, padded with blanks.
 template <std::size_t size>
@@ -31,7 +32,7 @@ void fill(unsigned char (&field)[size], std::string_view text, bool garbage) {
 void handOut(const std::vector<CK_ULONG>& list, CK_ULONG* to, CK_ULONG* count, const Faults& faults) {
     demand(count, CKR_ARGUMENTS_BAD);
     const CK_ULONG room = *count;
-    *count = faults.count.value_or(static_cast<CK_ULONG>(list.size()));
+    *count = static_cast<CK_ULONG>(faults.count.value_or(list.size()));
     if (!to) return;
     demand(room >= list.size(), CKR_BUFFER_TOO_SMALL);
     std::ranges::copy(list, to);
@@ -95,7 +96,8 @@ CK_RV getSlotList(CK_BBOOL tokenPresent, CK_SLOT_ID* slots, CK_ULONG* count) {
     return call("C_GetSlotList", [&](Module& module, const Faults& faults) {
         std::vector<CK_SLOT_ID> ids;
         for (const Slot& slot : module.slots().all()) {
-            if (!tokenPresent || slot.hasToken()) ids.push_back(slot.id);
+            const CK_SLOT_ID id = faults.handle ? static_cast<CK_SLOT_ID>(*faults.handle) : slot.id;
+            if (!tokenPresent || slot.hasToken()) ids.insert(ids.end(), faults.repeat ? repetitions : 1, id);
         }
         handOut(ids, slots, count, faults);
     });

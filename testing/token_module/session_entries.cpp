@@ -41,9 +41,10 @@ CK_RV setPin(CK_SESSION_HANDLE session, unsigned char* oldPin, CK_ULONG oldSize,
 }
 
 CK_RV openSession(CK_SLOT_ID slot, CK_FLAGS flags, void*, CK_NOTIFY, CK_SESSION_HANDLE* session) {
-    return call("C_OpenSession", [&](Module& module, const Faults&) {
+    return call("C_OpenSession", [&](Module& module, const Faults& faults) {
         demand(session, CKR_ARGUMENTS_BAD);
         *session = module.openSession(slot, flags);
+        if (faults.handle) *session = static_cast<CK_SESSION_HANDLE>(*faults.handle);
     });
 }
 
@@ -59,9 +60,10 @@ CK_RV closeAllSessions(CK_SLOT_ID slot) {
 }
 
 CK_RV getSessionInfo(CK_SESSION_HANDLE session, CK_SESSION_INFO* info) {
-    return call("C_GetSessionInfo", [&](Module& module, const Faults&) {
+    return call("C_GetSessionInfo", [&](Module& module, const Faults& faults) {
         demand(info, CKR_ARGUMENTS_BAD);
         *info = module.sessionInfo(session);
+        if (faults.garbage) fillWithGarbage(info, sizeof *info);
     });
 }
 

@@ -50,19 +50,24 @@ using Text = std::string_view;
 
 constexpr Text allFunctions;
 constexpr Text withVersion = "C_GetFunctionList C_GetInfo";
-constexpr Text withTexts = "C_GetInfo C_GetSlotInfo C_GetTokenInfo C_GetAttributeValue";
+constexpr Text withTexts = "C_GetInfo C_GetSlotInfo C_GetTokenInfo C_GetSessionInfo C_GetAttributeValue";
 constexpr Text withCount = "C_GetSlotList C_GetMechanismList C_FindObjects C_GetAttributeValue";
+constexpr Text withHandles = "C_GetSlotList C_OpenSession C_CreateObject C_FindObjects";
+constexpr Text withLists = "C_GetSlotList C_FindObjects";
 
 // clang-format off
 constexpr FaultKind faultKinds[] = {
     {"hang",     false, allFunctions,   [](Faults& f, Text)   { f.hang = true; }},
     {"slow",     true,  allFunctions,   [](Faults& f, Text a) { f.delay = std::chrono::milliseconds(bounded<std::uint32_t>(a)); }},
     {"crash",    true,  allFunctions,   [](Faults& f, Text a) { f.crash = crashNamed(a); }},
-    {"fail",     true,  allFunctions,   [](Faults& f, Text a) { f.result = bounded<std::uint32_t>(a); }},
+    {"fail",     true,  allFunctions,   [](Faults& f, Text a) { f.result = number(a); }},
     {"null",     false, allFunctions,   [](Faults& f, Text)   { f.null = true; }},
     {"version",  true,  withVersion,    [](Faults& f, Text a) { f.version = versionNamed(a); }},
     {"garbage",  false, withTexts,      [](Faults& f, Text)   { f.garbage = true; }},
-    {"count",    true,  withCount,      [](Faults& f, Text a) { f.count = bounded<std::uint32_t>(a); }},
+    {"count",    true,  withCount,      [](Faults& f, Text a) { f.count = number(a); }},
+    {"handle",   true,  withHandles,    [](Faults& f, Text a) { f.handle = number(a); }},
+    {"repeat",   false, withLists,      [](Faults& f, Text)   { f.repeat = true; }},
+    {"large",    true,  "C_GetAttributeValue", [](Faults& f, Text a) { f.large = bounded<std::uint32_t>(a); }},
     {"renumber", false, "C_Initialize", [](Faults& f, Text)   { f.renumber = true; }},
 };
 // clang-format on

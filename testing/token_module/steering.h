@@ -34,9 +34,12 @@ struct Faults {
     bool hang = false;
     std::chrono::milliseconds delay{0};
     std::optional<Crash> crash;
-    std::optional<std::uint32_t> result;
+    std::optional<std::uint64_t> result;
     bool garbage = false;
-    std::optional<std::uint32_t> count;
+    std::optional<std::uint64_t> count;
+    std::optional<std::uint64_t> handle;
+    std::optional<std::uint32_t> large; // bytes
+    bool repeat = false;
     std::optional<std::uint16_t> version; // major in the upper byte
     bool null = false;
     bool renumber = false;

@@ -260,6 +260,22 @@ TEST_F(AnUntrustedModule, IsNamedByListsAndLookUpsOfTheConsole) {
     EXPECT_THAT(removal.error, HasSubstr("as far as the tokens could be read"));
 }
 
+// A search without end, and values that together would take all of the service's memory.
+TEST_F(AnUntrustedModule, ThatReturnsTooMuchIsNotBelieved) {
+    constexpr int certificates = 20;
+    for (int i = 0; i < certificates; ++i) control.storeCertificate("office", "certificate", "no certificate");
+    loadAgain();
+    control.repeat("C_FindObjects");
+    const auto endless = panelctl(service.endpoint(), {"cert", "list"});
+    EXPECT_EQ(endless.status, 14);
+    EXPECT_THAT(endless.error, HasSubstr("the token has more than 100000 objects"));
+    control.clearFaults();
+    control.large(11U << 20);
+    const auto large = panelctl(service.endpoint(), {"cert", "list"});
+    EXPECT_EQ(large.status, 14);
+    EXPECT_THAT(large.error, HasSubstr("the objects on the token have more than 192 MiB"));
+}
+
 // ---- log-ins
 
 TEST_F(AnUntrustedModule, IsLoggedInToByTheServiceWithAPinFromAFile) {
