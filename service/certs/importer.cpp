@@ -91,7 +91,10 @@ bool Import::store() {
     return !objects_.empty();
 }
 
-bool has(std::uint32_t modes, CertImport mode) { return (modes >> static_cast<std::uint32_t>(mode) & 1U) != 0; }
+// The mode of a request can be any number; 0 for one that does not exist.
+std::uint32_t bitOf(CertImport mode) {
+    return mode <= CertImport::withChain ? std::uint32_t{1} << static_cast<std::uint32_t>(mode) : 0;
+}
 
 } // namespace
 
@@ -109,16 +112,15 @@ LoginForOnce::~LoginForOnce() {
 }
 
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
-    const auto bit = [](CertImport mode) { return std::uint32_t{1} << static_cast<std::uint32_t>(mode); };
-    std::uint32_t modes = bit(CertImport::certificateOnly);
-    if (file.certificates[item].key) modes |= bit(CertImport::withPrivateKey);
-    if (!file.issuersOf(item, 1).empty()) modes |= bit(CertImport::withChain);
+    std::uint32_t modes = bitOf(CertImport::certificateOnly);
+    if (file.certificates[item].key) modes |= bitOf(CertImport::withPrivateKey);
+    if (!file.issuersOf(item, 1).empty()) modes |= bitOf(CertImport::withChain);
     return modes;
 }
 
 CertOutcome<ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
                                           FactsCache& cache) {
-    if (!has(possibleModes(file, wish.item), wish.mode)) {
+    if ((possibleModes(file, wish.item) & bitOf(wish.mode)) == 0) {
         return {ImportCert::modeUnfit,
                 remark(Refused::badInput, "the file does not have what this way of importing needs")};
     }

@@ -312,7 +312,9 @@ TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
 TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
     login();
     EXPECT_EQ(import(CertImport::certificateOnly, 3), ImportCert::noSuchItem);
-    EXPECT_EQ(import(static_cast<CertImport>(7)), ImportCert::modeUnfit);
+    for (const std::uint32_t number : {3U, 7U, 31U, 32U, 8192U}) {
+        EXPECT_EQ(import(static_cast<CertImport>(number)), ImportCert::modeUnfit) << number;
+    }
     BridgeSession* other = CommandSender::Instance().OpenNewSession("Other", 1);
     std::string request, reply;
     CommandStreamOut(request).append(token(), std::uint32_t{0}, std::uint32_t{0}, false);
