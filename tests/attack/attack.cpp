@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "attack.h"
+
+#include <platform/bridge/frame.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+namespace attack {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::size_t entriesOf(const fs::path& folder) {
+    std::error_code none;
+    const fs::directory_iterator all(folder, none);
+    return static_cast<std::size_t>(std::distance(begin(all), end(all)));
+}
+
+std::size_t childrenOf(const fs::path& process) {
+    std::size_t children = 0;
+    std::error_code none;
+    for (const auto& thread : fs::directory_iterator(process / "task", none)) {
+        std::ifstream file(thread.path() / "children");
+        for (std::string child; file >> child;) ++children;
+    }
+    return children;
+}
+
+// A number of the process's status, in bytes.
+std::uint64_t memoryOf(const fs::path& process, const std::string& what) {
+    std::ifstream status(process / "status");
+    for (std::string name; status >> name;) {
+        std::uint64_t kibibytes = 0;
+        if (name == what + ":" && status >> kibibytes) return kibibytes << 10;
+    }
+    return 0;
+}
+
+} // namespace
+
+int times(int usual) {
+    const char* const percent = std::getenv("PANELKIT_ATTACK_PERCENT");
+    return percent ? std::max(1, usual * std::atoi(percent) / 100) : usual;
+}
+
+void report(const std::string& what, const std::string& figure) {
+    std::cout << "figure: " << what << ": " << figure << std::endl;
+}
+
+void report(const std::string& what, double figure) {
+    std::string text = std::to_string(figure);
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.ends_with('.')) text.pop_back();
+    report(what, text);
+}
+
+Usage usageOf(RunningService& service) {
+    const fs::path process = "/proc/" + std::to_string(service.process().id());
+    return {entriesOf(process / "task"), entriesOf(process / "fd"), childrenOf(process), memoryOf(process, "VmRSS"),
+            memoryOf(process, "VmHWM")};
+}
+
+void expectUsage(RunningService& service, const Usage& before, std::uint64_t moreBytes) {
+    Usage now;
+    const auto isBack = [&] {
+        now = usageOf(service);
+        return now.threads <= before.threads && now.descriptors <= before.descriptors &&
+               now.processes <= before.processes;
+    };
+    for (int look = 0; look < 300 && !isBack(); ++look) std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_LE(now.threads, before.threads);
+    EXPECT_LE(now.descriptors, before.descriptors);
+    EXPECT_LE(now.processes, before.processes);
+    report("threads, before and after", std::to_string(before.threads) + ", " + std::to_string(now.threads));
+    report("descriptors, before and after",
+           std::to_string(before.descriptors) + ", " + std::to_string(now.descriptors));
+    report("resident KiB, before and after",
+           std::to_string(before.residentBytes >> 10) + ", " + std::to_string(now.residentBytes >> 10));
+    report("highest resident KiB", std::to_string(now.mostResidentBytes >> 10));
+#ifndef PANELKIT_ATTACK_SANITIZED
+    EXPECT_LE(now.residentBytes, before.residentBytes + moreBytes);
+#else
+    static_cast<void>(moreBytes);
+#endif
+}
+
+Client::Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
+Client::~Client() { CommandSender::Instance().CloseSession(session_); }
+
+bool Client::send(panelkit::Command command, const std::string& payload, std::string* reply) {
+    const panelkit::CommandRow& row = panelkit::commandRow(command);
+    return session_->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
+                                   static_cast<unsigned>(payload.size()), reply);
+}
+
+RawClient::RawClient(const std::string& endpoint) {
+    if (bridge::Channel::connect(endpoint, bridge::after(10'000), channel_) != bridge::ConnectStatus::connected) {
+        channel_.reset();
+    }
+}
+
+bool RawClient::send(std::string_view bytes, std::chrono::milliseconds limit) {
+    return channel_ &&
+           channel_->write(bytes, {}, {static_cast<std::uint32_t>(limit.count())}) == bridge::IoStatus::done;
+}
+
+bool RawClient::closedWithin(std::chrono::milliseconds limit) {
+    if (!channel_) return true;
+    const bridge::Deadline until = bridge::after(static_cast<std::uint32_t>(limit.count()));
+    bridge::FrameReader reader(*channel_);
+    for (;;) {
+        bridge::FrameHeader header;
+        std::string body;
+        bridge::FrameStatus status = reader.readHeader(header, until, {static_cast<std::uint32_t>(limit.count())});
+        if (status == bridge::FrameStatus::done) {
+            status =
+                reader.readBody(header, body, bridge::defaultFrameLimit, {static_cast<std::uint32_t>(limit.count())});
+        }
+        if (status != bridge::FrameStatus::done) return status == bridge::FrameStatus::closed;
+    }
+}
+
+std::uint32_t RawClient::answerWithin(std::chrono::milliseconds limit) {
+    if (!channel_) return 0;
+    bridge::FrameReader reader(*channel_);
+    bridge::FrameHeader header;
+    std::string body;
+    const bridge::Patience patience{static_cast<std::uint32_t>(limit.count())};
+    if (reader.readHeader(header, bridge::after(static_cast<std::uint32_t>(limit.count())), patience) !=
+        bridge::FrameStatus::done) {
+        return 0;
+    }
+    reader.readBody(header, body, bridge::defaultFrameLimit, patience);
+    return static_cast<std::uint32_t>(header.kind);
+}
+
+std::string frame(std::uint32_t kind, std::uint32_t module, std::uint32_t command, std::string_view body) {
+    const auto header = bridge::encodeFrameHeader(
+        {static_cast<std::uint32_t>(body.size()), static_cast<bridge::FrameKind>(kind), module, command, 1});
+    return std::string(header.data(), header.size()).append(body);
+}
+
+std::string helloFrame(bridge::Role role) {
+    return frame(static_cast<std::uint32_t>(bridge::FrameKind::hello), 0, 0,
+                 encode(bridge::Hello{bridge::protocolVersion, role, "raw"}));
+}
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double medianOf(std::vector<double> values) {
+    if (values.empty()) return 0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace attack

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// What the attacks have in common: clients, what the service uses of the machine, and how often each attack is
+// repeated. Linux only: the figures come from /proc.
+#pragma once
+
+#include "../support/running_service.h"
+#include "../support/service_fixture.h"
+
+#include <panelkit/bridge/command_stream.h>
+#include <panelkit/bridge/commands.h>
+#include <platform/bridge/channel.h>
+#include <platform/bridge/messages.h>
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace attack {
+
+// The number of repetitions: a per cent of the usual one when PANELKIT_ATTACK_PERCENT says so.
+int times(int usual);
+
+// Prints a figure for docs/robustness.md.
+void report(const std::string& what, const std::string& figure);
+void report(const std::string& what, double figure);
+
+// What a process and its children, the hosts of modules, use.
+struct Usage {
+    std::size_t threads = 0, descriptors = 0, processes = 0;
+    std::uint64_t residentBytes = 0, mostResidentBytes = 0; // of the process itself: now, and so far
+};
+Usage usageOf(RunningService& service);
+
+// Expects that the service soon uses no more threads, descriptors and processes than before, and about the memory.
+// Freed memory may stay with the allocator, so `moreBytes` are allowed. Under a sanitizer, which keeps freed memory,
+// memory is not compared.
+void expectUsage(RunningService& service, const Usage& before, std::uint64_t moreBytes);
+
+// A front end with a connection of its own, used by one thread.
+class Client {
+public:
+    Client();
+    ~Client();
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr);
+
+private:
+    BridgeSession* session_;
+};
+
+template <class... Fields>
+std::string payloadOf(const Fields&... fields) {
+    std::string payload;
+    CommandStreamOut(payload).append(fields...);
+    return payload;
+}
+
+// A connection that sends bytes of its own.
+class RawClient {
+public:
+    explicit RawClient(const std::string& endpoint);
+
+    bool isConnected() const { return channel_ != nullptr; }
+    // Returns false when the service does not take them.
+    bool send(std::string_view bytes, std::chrono::milliseconds limit = std::chrono::milliseconds(1000));
+    // Reads until the service closes the connection. Returns false when it does not do so in time.
+    bool closedWithin(std::chrono::milliseconds limit);
+    // Reads one frame's kind; 0 when none comes in time.
+    std::uint32_t answerWithin(std::chrono::milliseconds limit);
+
+private:
+    std::unique_ptr<bridge::Channel> channel_;
+};
+
+std::string helloFrame(bridge::Role role);
+std::string frame(std::uint32_t kind, std::uint32_t module, std::uint32_t command, std::string_view body);
+
+double millisecondsSince(std::chrono::steady_clock::time_point start);
+double medianOf(std::vector<double> values);
+
+} // namespace attack
