@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Listing a token with thousands of certificates, against reading that token directly.
+#include <bench/bare_token.h>
 #include <bench/side_by_side.h>
 
 #include <panelkit/bridge/sessions_pool.h>
@@ -8,8 +9,6 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/bridge/command_sender.h>
 #include <service/certs/object_facts.h>
-#include <service/certs/token_attributes.h>
-#include <service/tokens/cryptoki.h>
 #include <tests/support/certificate_maker.h>
 #include <tests/support/running_service.h>
 #include <vocabulary/certs.h>
@@ -41,49 +40,27 @@ public:
     explicit OwnLook(const std::string& state) {
         ::setenv("SOFTHSM2_CONF", (state + "/softhsm/softhsm2.conf").c_str(), 1);
         library_ = std::make_unique<Pkcs11Library>(softHsm);
-        session_ =
-            std::make_unique<TokenSession>(*library_, library_->slotsWithToken().at(0), TokenSession::Mode::readWrite);
-        std::string pin = "user-1";
-        check((*library_)->C_Login(session_->handle(), CKU_USER, mutableBytes(pin), pin.size()), "C_Login");
+        token_ = std::make_unique<bench::BareToken>(*library_, library_->slotsWithToken().at(0));
+        token_->login("user-1");
     }
 
     void store(const std::string& der) {
         const CertificateFacts facts = readCertificateFacts(der);
-        ObjectTemplate object;
-        object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509);
+        const CK_ULONG kind = CKO_CERTIFICATE, type = CKC_X_509;
+        bench::BareTemplate object;
+        object.number(CKA_CLASS, kind).number(CKA_CERTIFICATE_TYPE, type);
         object.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false).bytes(CKA_LABEL, facts.shortName);
         object.bytes(CKA_ID, facts.info.fingerprint).bytes(CKA_SUBJECT, facts.subject);
         object.bytes(CKA_ISSUER, facts.issuer).bytes(CKA_SERIAL_NUMBER, facts.serial).bytes(CKA_VALUE, der);
-        auto attributes = object.attributes();
-        CK_OBJECT_HANDLE handle = 0;
-        check((*library_)->C_CreateObject(session_->handle(), attributes.data(), attributes.size(), &handle),
-              "C_CreateObject");
+        token_->create(object);
     }
 
-    // The calls that any program needs to list them; returns their number.
-    std::size_t pass() const {
-        CK_OBJECT_CLASS kind = CKO_CERTIFICATE;
-        CK_ATTRIBUTE wanted{CKA_CLASS, &kind, sizeof kind};
-        check((*library_)->C_FindObjectsInit(session_->handle(), &wanted, 1), "C_FindObjectsInit");
-        std::vector<CK_OBJECT_HANDLE> found(2 * certificates);
-        CK_ULONG count = 0;
-        check((*library_)->C_FindObjects(session_->handle(), found.data(), found.size(), &count), "C_FindObjects");
-        (*library_)->C_FindObjectsFinal(session_->handle());
-        std::array<std::array<char, 2048>, 5> room{};
-        for (CK_ULONG i = 0; i < count; ++i) {
-            std::array attributes{CK_ATTRIBUTE{CKA_VALUE, room[0].data(), room[0].size()},
-                                  CK_ATTRIBUTE{CKA_ID, room[1].data(), room[1].size()},
-                                  CK_ATTRIBUTE{CKA_LABEL, room[2].data(), room[2].size()},
-                                  CK_ATTRIBUTE{CKA_TRUSTED, room[3].data(), room[3].size()},
-                                  CK_ATTRIBUTE{CKA_PRIVATE, room[4].data(), room[4].size()}};
-            (*library_)->C_GetAttributeValue(session_->handle(), found[i], attributes.data(), attributes.size());
-        }
-        return count;
-    }
+    // What any program needs to list them; returns their number.
+    std::size_t pass() const { return token_->certificates().size(); }
 
 private:
     std::unique_ptr<Pkcs11Library> library_;
-    std::unique_ptr<TokenSession> session_;
+    std::unique_ptr<bench::BareToken> token_;
 };
 
 // The service, logged in to a token.
