@@ -38,7 +38,10 @@ private:
         const std::string& honest = replies_[static_cast<std::size_t>(command)];
         const unsigned kind = (random_() >> 4U) % 40;
         if (kind == 0) return Reaction::cutInside(honest, static_cast<std::uint32_t>(honest.size() / 2));
-        if (kind == 1) return Reaction::raw(attack::mutated(attack::frame(4, 6, 0, honest), random_));
+        // A false size is waited for, and that command waits without a limit, because it may take a person at the
+        // token.
+        const bool waitsForEver = command == Command::MakeCertRequest;
+        if (kind == 1 && !waitsForEver) return Reaction::raw(attack::mutated(attack::frame(4, 6, 0, honest), random_));
         Reaction reaction = Reaction::reply(attack::mutated(honest, random_));
         if (kind == 2) reaction = reaction.behind({10, attack::mutated(remarks_, random_)});
         if (kind == 3) reaction = Reaction::refuse(attack::mutated("no", random_)).behind({6, ""});
