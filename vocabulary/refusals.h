@@ -52,6 +52,7 @@ enum class Refused : std::uint32_t {
     wrongPassword    = 42, // the password of a file is wrong or missing
     nothingUsable    = 43, // a file is understood, but has nothing that can be imported
     tooCostly        = 44, // reading a file would take too long
+    damagedBlock     = 45, // of a PEM file; its number in the file comes first, counted from 1, then its line
 
     // certificates
     alreadyThere     = 50,

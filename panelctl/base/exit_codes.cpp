@@ -13,54 +13,62 @@ using vocabulary::Refused;
 
 // clang-format off
 const ExitRow exitRows[] = {
-    {Exit::ok,                 "ok"},
-    {Exit::failed,             "failed"},
-    {Exit::usage,              "usage"},
-    {Exit::noService,          "no-service"},
-    {Exit::accessDenied,       "access-denied"},
-    {Exit::timedOut,           "timed-out"},
-    {Exit::connectionLost,     "connection-lost"},
-    {Exit::versionMismatch,    "version-mismatch"},
-    {Exit::strangeService,     "strange-service"},
-    {Exit::overloaded,         "overloaded"},
-    {Exit::notFound,           "not-found"},
-    {Exit::ambiguous,          "ambiguous"},
-    {Exit::badInput,           "bad-input"},
-    {Exit::tooLarge,           "too-large"},
-    {Exit::incomplete,         "incomplete"},
-    {Exit::wrongPin,           "wrong-pin"},
-    {Exit::pinLocked,          "pin-locked"},
-    {Exit::finalTry,           "final-try"},
-    {Exit::unfitPin,           "unfit-pin"},
-    {Exit::notLoggedIn,        "not-logged-in"},
-    {Exit::otherUserIsIn,      "other-user-is-in"},
-    {Exit::notConfirmed,       "not-confirmed"},
-    {Exit::notInitialised,     "not-initialised"},
-    {Exit::providerRefused,    "provider-refused"},
-    {Exit::writeProtected,     "write-protected"},
-    {Exit::tokenFull,          "token-full"},
-    {Exit::notSupported,       "not-supported"},
-    {Exit::deviceError,        "device-error"},
-    {Exit::refused,            "refused"},
-    {Exit::outOfBounds,        "out-of-bounds"},
-    {Exit::unknownChoice,      "unknown-choice"},
-    {Exit::malformedValue,     "malformed-value"},
-    {Exit::restored,           "restored"},
-    {Exit::notRestored,        "not-restored"},
-    {Exit::wouldChange,        "would-change"},
-    {Exit::interrupted,        "interrupted"},
-    {Exit::notVerified,        "not-verified"},
-    {Exit::expiring,           "expiring"},
-    {Exit::alreadyThere,       "already-there"},
-    {Exit::wrongPassword,      "wrong-password"},
-    {Exit::keyStays,           "key-stays"},
-    {Exit::policyNotActivated, "policy-not-activated"},
-    {Exit::settingsNotApplied, "settings-not-applied"},
-    {Exit::unhealthy,          "unhealthy"},
-    {Exit::attention,          "attention"},
+    {Exit::ok,                 "ok",                    "success"},
+    {Exit::failed,             "failed",                "something that has no code of its own"},
+    {Exit::usage,              "usage",                 "the command line is wrong"},
+    {Exit::noService,          "no-service",            "the service is not running"},
+    {Exit::accessDenied,       "access-denied",         "this account may not do it"},
+    {Exit::timedOut,           "timed-out",             "the service did not answer in time"},
+    {Exit::connectionLost,     "connection-lost",       "the connection broke, or a reply ended early"},
+    {Exit::versionMismatch,    "version-mismatch",      "the service speaks no version of the protocol that panelctl knows"},
+    {Exit::strangeService,     "strange-service",       "another account than expected runs the service"},
+    {Exit::overloaded,         "overloaded",            "the service has too much to do, or too many connections"},
+    {Exit::notFound,           "not-found",             "nothing has that name"},
+    {Exit::ambiguous,          "ambiguous",             "several things have that name"},
+    {Exit::badInput,           "bad-input",             "a file or a value that the command was given is unusable"},
+    {Exit::tooLarge,           "too-large",             "a file or a value is too large"},
+    {Exit::incomplete,         "incomplete",            "a token could not be read, so the answer would leave something out"},
+    {Exit::wrongPin,           "wrong-pin",             "the PIN is wrong"},
+    {Exit::pinLocked,          "pin-locked",            "the PIN is locked"},
+    {Exit::finalTry,           "final-try",             "one PIN try remains, and the command does not allow it to be used"},
+    {Exit::unfitPin,           "unfit-pin",             "the token does not accept the new PIN"},
+    {Exit::notLoggedIn,        "not-logged-in",         "nobody is logged in to the token"},
+    {Exit::otherUserIsIn,      "other-user-is-in",      "somebody else is logged in to the token"},
+    {Exit::notConfirmed,       "not-confirmed",         "something would be erased, and it was not confirmed"},
+    {Exit::notInitialised,     "not-initialised",       "the token is not initialised"},
+    {Exit::providerRefused,    "provider-refused",      "the provider can't be loaded, or must not be unloaded"},
+    {Exit::writeProtected,     "write-protected",       "the token is write-protected"},
+    {Exit::tokenFull,          "token-full",            "the token is full"},
+    {Exit::notSupported,       "not-supported",         "the token or its module can't do it"},
+    {Exit::deviceError,        "device-error",          "the token or its module failed"},
+    {Exit::refused,            "refused",               "the service refused for another reason"},
+    {Exit::outOfBounds,        "out-of-bounds",         "not a number, or a number out of bounds"},
+    {Exit::unknownChoice,      "unknown-choice",        "not one of the choices"},
+    {Exit::malformedValue,     "malformed-value",       "not in the parameter's format"},
+    {Exit::restored,           "restored",              "a change failed half-way; everything is as it was before"},
+    {Exit::notRestored,        "not-restored",          "a change failed half-way, and could not be undone"},
+    {Exit::wouldChange,        "would-change",          "--check found a difference"},
+    {Exit::interrupted,        "interrupted",           "interrupted before anything was changed"},
+    {Exit::interruptedPartly,  "interrupted-partly",    "interrupted after a part was done; the message says which"},
+    {Exit::notVerified,        "not-verified",          "a certificate, or the signature of a CRL, does not verify"},
+    {Exit::expiring,           "expiring",              "certificates expire within the time that was asked about"},
+    {Exit::alreadyThere,       "already-there",         "the token already has the object, or a newer one"},
+    {Exit::wrongPassword,      "wrong-password",        "the password of a file is wrong"},
+    {Exit::keyStays,           "key-stays",             "the token does not allow the private key to be exported"},
+    {Exit::policyNotActivated, "policy-not-activated",  "the service did not activate the policy"},
+    {Exit::settingsNotApplied, "settings-not-applied",  "the service rejected the settings"},
+    {Exit::unhealthy,          "unhealthy",             "doctor: something does not work"},
+    {Exit::attention,          "attention",             "doctor: everything works, but something will stop working soon"},
 };
 // clang-format on
 const std::size_t exitRowCount = std::size(exitRows);
+
+const char* nameOf(Exit code) {
+    for (const ExitRow& row : exitRows) {
+        if (row.code == code) return row.name;
+    }
+    return nameOf(Exit::failed);
+}
 
 namespace {
 
@@ -99,6 +107,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::unknownFormat:
     case Refused::nothingUsable:
     case Refused::tooCostly:
+    case Refused::damagedBlock:
     case Refused::policyLine: return Exit::badInput;
     case Refused::wrongPassword: return Exit::wrongPassword;
     case Refused::alreadyThere:

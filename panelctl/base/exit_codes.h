@@ -61,6 +61,7 @@ enum class Exit : int {
     notRestored        = 54, // a change failed half-way, and could not be undone
     wouldChange        = 55, // --check found a difference
     interrupted        = 56, // by Ctrl-C, before anything was changed
+    interruptedPartly  = 57, // by Ctrl-C, after a part was done; the message says which
 
     // certificates
     notVerified        = 60, // a certificate, or the signature of a CRL, does not verify
@@ -81,12 +82,16 @@ enum class Exit : int {
 
 struct ExitRow {
     Exit code;
-    const char* name; // for the documents and for scripts
+    const char* name;    // for scripts
+    const char* meaning; // for the manual page, in English
 };
 
 // Every exit code, in order.
 extern const ExitRow exitRows[];
 extern const std::size_t exitRowCount;
+
+// Its name in the table; "failed" for a code that is not there.
+const char* nameOf(Exit code);
 
 Exit exitFor(bridge::FailureCode failure, vocabulary::Refused detail);
 // For an answer that says no: the remark that comes first.

@@ -18,6 +18,7 @@ std::string shown(const Loc::Phrase& phrase) {
 bool standsAlone(const bridge::Remark& remark) {
     switch (static_cast<Refused>(remark.code)) {
     case Refused::policyLine:
+    case Refused::damagedBlock:
     case Refused::policyCopy:
     case Refused::notVerified:
     case Refused::chainLink:

@@ -90,6 +90,16 @@ bool isSelected(CertSelector selector, const CertInfo& certificate) {
     throw RefusedError(Refused::badInput, "there is no selection %d", static_cast<int>(selector));
 }
 
+// Returns the tokens that nobody is logged in to, where the selection depends on private keys.
+std::vector<TokenInfo> closedTokens(CertSelector selector, const Holdings& holdings) {
+    std::vector<TokenInfo> closed;
+    if (selector != CertSelector::withPrivateKey && selector != CertSelector::others) return closed;
+    for (const TokenObjects& token : holdings.tokens()) {
+        if (needsLogin(token.token)) closed.push_back(token.token);
+    }
+    return closed;
+}
+
 // Returns the tokens to which objects can be imported.
 std::vector<const TokenObjects*> targets(const Holdings& holdings) {
     std::vector<const TokenObjects*> list;
@@ -134,6 +144,7 @@ std::string CertCommands::enumCertificates(Call& call) {
     readRequest<Command::EnumCertificates>(call, selector);
     const Holdings holdings = state_->look();
     tellUnseen(call, holdings.unseen());
+    tellClosed(call, closedTokens(static_cast<CertSelector>(selector), holdings));
     std::vector<panelkit::Pair<TokenInfo, CertInfo>> certificates;
     for (const TokenObjects& token : holdings.tokens()) {
         for (const StoredCertificate& certificate : token.certificates) {

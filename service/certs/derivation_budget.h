@@ -21,6 +21,9 @@ public:
                         const Arguments&... arguments)
         : ExplainedError({remark(numberOf(why), wording, arguments...)}), result(why) {}
 
+    // With other remarks.
+    ParseError(vocabulary::ParseResult why, Remarks reasons) : ExplainedError(std::move(reasons)), result(why) {}
+
     vocabulary::ParseResult result;
 
 private:

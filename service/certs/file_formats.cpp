@@ -17,8 +17,12 @@
 namespace panelkitd {
 
 using vocabulary::ParseResult;
+using vocabulary::Refused;
 
 namespace {
+
+constexpr std::size_t mostDamaged = 1000; // damaged blocks that an answer names
+constexpr char bomEnd = '\xBF';           // the last byte of the mark with which some editors begin UTF-8 files
 
 using EncryptedKeyHandle = std::unique_ptr<X509_SIG, Release<X509_SIG_free>>;
 
@@ -34,15 +38,15 @@ struct PemBlock {
     PemBlock& operator=(const PemBlock&) = delete;
 };
 
-// Returns false at the end of the file.
-bool nextBlock(BIO* bio, PemBlock& block) {
+// Reads the one block of the text.
+void readBlock(std::string_view text, PemBlock& block) {
+    const BioHandle bio = readingBio(text);
     char* name = nullptr;
     char* header = nullptr;
     unsigned char* bytes = nullptr;
     long size = 0;
     ERR_clear_error();
-    if (PEM_read_bio(bio, &name, &header, &bytes, &size) != 1) {
-        if (ERR_GET_REASON(ERR_peek_last_error()) == PEM_R_NO_START_LINE) return false;
+    if (PEM_read_bio(bio.get(), &name, &header, &bytes, &size) != 1) {
         throw ParseError(ParseResult::unknownFormat, "a PEM block in it is damaged");
     }
     block.name = name;
@@ -51,7 +55,6 @@ bool nextBlock(BIO* bio, PemBlock& block) {
     OPENSSL_free(name);
     OPENSSL_free(header);
     OPENSSL_clear_free(bytes, static_cast<std::size_t>(size));
-    return true;
 }
 
 int givePassword(char* buffer, int size, int, void* context) {
@@ -157,17 +160,49 @@ bool takeDerObject(std::string_view& text, FileCollector& into) {
     return true;
 }
 
+// The place of the next line that begins a PEM block, from `from` on; npos when there is none.
+std::size_t nextBegin(std::string_view content, std::size_t from) {
+    constexpr std::string_view begin = "-----BEGIN ";
+    for (std::size_t at = content.find(begin, from); at != content.npos; at = content.find(begin, at + 1)) {
+        if (at == 0 || content[at - 1] == '\n' || content[at - 1] == '\r' || content[at - 1] == bomEnd) return at;
+    }
+    return content.npos;
+}
+
+// Returns false when the block is damaged. Parameters, requests and the like are skipped.
+bool isTaken(std::string_view text, FileCollector& into) {
+    try {
+        PemBlock block;
+        readBlock(text, block);
+        const auto kind = std::find_if(blockKinds.begin(), blockKinds.end(),
+                                       [&](const BlockKind& candidate) { return block.name == candidate.name; });
+        if (kind != blockKinds.end()) kind->take(block, into);
+        return true;
+    } catch (const ParseError& error) {
+        if (error.result != ParseResult::unknownFormat) throw;
+        return false;
+    }
+}
+
 } // namespace
 
 void readPem(const std::string& content, FileCollector& into) {
-    const BioHandle bio = readingBio(content);
-    for (;;) {
-        PemBlock block;
-        if (!nextBlock(bio.get(), block)) return;
-        const auto kind = std::find_if(blockKinds.begin(), blockKinds.end(),
-                                       [&](const BlockKind& candidate) { return block.name == candidate.name; });
-        if (kind != blockKinds.end()) kind->take(block, into); // parameters, requests and the like are skipped
+    const std::string_view all = content;
+    Remarks damaged;
+    std::size_t number = 0, line = 1, counted = 0;
+    for (std::size_t begin = nextBegin(all, 0); begin != all.npos && damaged.size() < mostDamaged;) {
+        const std::size_t end = nextBegin(all, begin + 1);
+        const std::string_view before = all.substr(counted, begin - counted);
+        line += static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n'));
+        counted = begin;
+        ++number;
+        if (!isTaken(all.substr(begin, end - begin), into)) {
+            damaged.push_back(
+                remark(Refused::damagedBlock, "PEM block %d, which begins on line %d, is damaged", number, line));
+        }
+        begin = end;
     }
+    if (!damaged.empty()) throw ParseError(ParseResult::unknownFormat, std::move(damaged));
 }
 
 void readDerObjects(std::string_view content, FileCollector& into) {

@@ -47,12 +47,15 @@ CertRequestInfo readWish(Call& call) {
 
 std::string CertCommands::enumPresharedKeys(Call& call) {
     std::vector<panelkit::Pair<TokenInfo, PresharedKeyInfo>> keys;
+    std::vector<TokenInfo> closed;
     const auto unseen = forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo& info) {
         for (StoredPresharedKey& key : readPresharedKeys(token)) {
             keys.push_back({info, {std::move(key.name)}});
         }
+        if (needsLogin(info)) closed.push_back(info);
     });
     tellUnseen(call, unseen);
+    tellClosed(call, closed);
     return encodeReply<Command::EnumPresharedKeys>(keys);
 }
 

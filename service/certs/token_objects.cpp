@@ -215,6 +215,16 @@ void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen) {
     }
 }
 
+void tellClosed(Call& call, const std::vector<TokenInfo>& closed) {
+    if (call.session.version < bridge::remarksSince) return;
+    for (const TokenInfo& token : closed) {
+        call.remarks.push_back(remark(vocabulary::Refused::incomplete,
+                                      "the private objects on token \"%s\" are not seen",
+                                      token.*vocabulary::token::label));
+        call.remarks.push_back(remark(vocabulary::Refused::notLoggedIn, "nobody is logged in to it"));
+    }
+}
+
 const StoredKey* TokenObjects::keyOf(const CertificateFacts& certificate, const std::string& id) const {
     // An EC private key does not have its point as an attribute, but the public key with the same CKA_ID has it.
     const auto publicKey = std::find_if(publicKeys.begin(), publicKeys.end(), [&](const StoredPublicKey& key) {

@@ -100,4 +100,8 @@ void requireAllSeen(const std::vector<UnseenTokens>& unseen);
 // receive remarks would think that the listing is complete, so for it the command is refused.
 void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen);
 
+// For a listing of private objects. Adds a remark for each token of `closed`: nobody is logged in to it, so its private
+// objects are not in the list. Such a list is not refused to any front end: a token at rest is no fault.
+void tellClosed(Call& call, const std::vector<PKCS11::TokenInfo>& closed);
+
 } // namespace panelkitd

@@ -18,7 +18,6 @@
 #include <openssl/pem.h>
 
 #include <algorithm>
-#include <iterator>
 
 namespace panelkitd {
 
@@ -47,11 +46,6 @@ std::vector<UnseenTokens> forTokens(Call& call, const Providers& providers, cons
     return {};
 }
 
-UnseenTokens loggedOut(const TokenInfo& token) {
-    return {{remark(Refused::incomplete, "nobody is logged in to the token \"%s\", so its private keys can't be seen",
-                    token.*vocabulary::token::label)}};
-}
-
 KeyInfo readKey(Call& call) {
     KeyInfo key;
     call.in >> key;
@@ -65,14 +59,14 @@ KeyInfo readKey(Call& call) {
 
 std::string MonitorCommands::enumKeys(Call& call) {
     std::vector<panelkit::Pair<TokenInfo, KeyInfo>> keys;
-    std::vector<UnseenTokens> closed;
-    auto unseen = forTokens(call, providers_, [&](HeldToken& held, const TokenInfo& token) {
+    std::vector<TokenInfo> closed;
+    const auto unseen = forTokens(call, providers_, [&](HeldToken& held, const TokenInfo& token) {
         const TokenObjects objects = readObjects(held, certificates_.facts());
         for (const KeyPair& pair : keyPairs(objects)) keys.push_back({token, describe(pair)});
-        if (needsLogin(token)) closed.push_back(loggedOut(token));
+        if (needsLogin(token)) closed.push_back(token);
     });
-    std::move(closed.begin(), closed.end(), std::back_inserter(unseen));
     tellUnseen(call, unseen);
+    tellClosed(call, closed);
     return encodeReply<Command::EnumKeys>(keys);
 }
 

@@ -121,7 +121,7 @@ TEST_F(AKeyPair, ShowsOnlyItsPublicHalfWithoutLogIn) {
     const KeyInfo half = keyCalled("gate");
     const auto unseen = panelkit::lastUnseen();
     ASSERT_EQ(unseen.size(), 1U);
-    EXPECT_EQ(unseen[0].text(), "nobody is logged in to the token \"Office\", so its private keys can't be seen");
+    EXPECT_EQ(unseen[0].text(), "the private objects on token \"Office\" are not seen: nobody is logged in to it");
     EXPECT_FALSE(half.hasPrivateKey || half.usable);
     EXPECT_EQ(half.fingerprint, whole.fingerprint);
     const TokenInfo office = token();
