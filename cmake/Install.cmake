@@ -127,7 +127,7 @@ install_manual(panelctl 1 frontend)
 if(NOT CMAKE_CROSSCOMPILING)
     set(completion ${PROJECT_BINARY_DIR}/completion)
     file(MAKE_DIRECTORY ${completion})
-    foreach(shell bash zsh)
+    foreach(shell bash fish zsh)
         add_custom_command(OUTPUT ${completion}/${shell}
             COMMAND panelctl completion ${shell} > ${completion}/${shell} DEPENDS panelctl VERBATIM)
         list(APPEND scripts ${completion}/${shell})
@@ -136,6 +136,8 @@ if(NOT CMAKE_CROSSCOMPILING)
     add_dependencies(product completion_scripts)
     install(FILES ${completion}/bash DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
             RENAME panelctl COMPONENT frontend)
+    install(FILES ${completion}/fish DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d
+            RENAME panelctl.fish COMPONENT frontend)
     install(FILES ${completion}/zsh DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions
             RENAME _panelctl COMPONENT frontend)
 endif()

@@ -9,6 +9,7 @@
 #include <panelctl/base/output.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/program/completion.h>
 #include <panelctl/program/manual.h>
@@ -37,10 +38,13 @@ struct GlobalOptions {
     std::string language;          // was chosen before, since the texts of the options are in it
     bool noColour = false;
     bool version = false;
+    bool strict = false;
+    std::vector<std::string> helpFor; // of the verb "help"
 };
 
 void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
-    app.fallthrough(); // global options are also accepted after the verb
+    app.fallthrough();            // global options are also accepted after the verb
+    app.require_subcommand(0, 1); // a later word is never read as another group: "help cert delete" deletes nothing
     app.set_help_flag("-h,--help", say("Print this help"));
     app.option_defaults()->take_last();
     app.add_option("--endpoint", options.endpoint,
@@ -54,12 +58,15 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
                    say("Language of the texts, \"en\" or \"ru\" (default: that of the system)"))
         ->type_name("LANGUAGE");
     app.add_flag("--no-color", options.noColour, say("Do not use colours"));
+    app.add_flag("--strict", options.strict,
+                 say("Exit with code 14 also when a list lacks only what needs a log-in to a token"));
     app.add_flag("--version", options.version, say("Print the versions of the library, the protocol and the service"));
 }
 
 // Called before the verb runs.
 void applyGlobalOptions(const GlobalOptions& options) {
     setColours(!options.noColour && !std::getenv("NO_COLOR") && coloursWork());
+    setStrict(options.strict);
     CommandSender& sender = CommandSender::Instance();
     if (!options.endpoint.empty()) sender.SetEndpoint(options.endpoint);
     if (options.timeout) sender.SetWait(static_cast<std::uint32_t>(*options.timeout * 1000));
@@ -90,6 +97,10 @@ void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, 
                    "verb. Global options are accepted before and after the verb."));
     addGlobalOptions(app, options, context);
     app.parse_complete_callback([&options] { applyGlobalOptions(options); });
+    app.add_subcommand("help", say("Print the help of the program, a group or a verb"))
+        ->add_option("words", options.helpFor, say("A group, or a group and a verb"))
+        ->required(false);
+    app.add_subcommand("version", say("Print the versions of the library, the protocol and the service"));
     for (const Group& group : groups) {
         CLI::App* const made = app.add_subcommand(group.name, say(group.description));
         made->require_subcommand(1);
@@ -103,6 +114,17 @@ void printHelp(const CLI::App& app) {
     printLine(help);
 }
 
+// Throws CommandError for words that name nothing.
+void printHelpFor(const CLI::App& app, const std::vector<std::string>& words) {
+    const CLI::App* at = &app;
+    for (const std::string& word : words) {
+        const auto named = at->get_subcommands([&](const CLI::App* inner) { return inner->get_name() == word; });
+        if (named.empty()) throw CommandError(Exit::usage, say("\"%s\" is not understood", word));
+        at = named.front();
+    }
+    printHelp(*at);
+}
+
 // Reverses the arguments.
 void perform(CLI::App& app, std::vector<std::string>& arguments, const GlobalOptions& options, const Context& context) {
     const std::string first = arguments.empty() ? "" : arguments.front();
@@ -114,30 +136,42 @@ void perform(CLI::App& app, std::vector<std::string>& arguments, const GlobalOpt
     } catch (const CLI::CallForHelp&) {
         return printHelp(deepest(app));
     }
-    if (options.version) {
+    if (options.version || app.got_subcommand("version")) {
         printVersions(context);
+    } else if (app.got_subcommand("help")) {
+        printHelpFor(app, options.helpFor);
     } else if (app.get_subcommands().empty()) {
         printHelp(app);
     }
 }
 
-int report(Exit code, const std::string& text) {
-    printNote("panelctl: " + text);
-    return static_cast<int>(code);
+// The words of the verb, such as "cert delete".
+std::string placeOf(const CLI::App& app) {
+    std::string place;
+    for (const CLI::App* at = &deepest(app); at->get_parent(); at = at->get_parent()) {
+        place = at->get_name() + (place.empty() ? "" : " ") + place;
+    }
+    return place;
 }
 
-int report(const CommandError& error) {
-    std::string lines = escaped(error.what());
-    for (const std::string& line : error.below) lines += "\n" + escaped(line);
-    return report(error.code, lines);
+int report(const CLI::App& app, const CommandError& error) {
+    printError(error, placeOf(app));
+    return static_cast<int>(error.code);
+}
+
+// Known before the command line is parsed, for its mistakes.
+bool asksForJson(const std::vector<std::string>& arguments) {
+    const auto end = std::find(arguments.begin(), arguments.end(), "--");
+    return std::find(arguments.begin(), end, "--json") != end;
 }
 
 } // namespace
 
 int runCommandLine(std::vector<std::string> arguments, std::span<const Group> groups) {
+    setJsonNotes(asksForJson(arguments));
     const bool completes = !arguments.empty() && arguments.front() == completionRequest;
     for (const std::string& problem : chooseLanguage(arguments).problems) {
-        if (!completes) report(Exit::ok, say("some texts stay in English: %s", escaped(problem)));
+        if (!completes) printNote("panelctl: " + say("some texts stay in English: %s", escaped(problem)));
     }
     GlobalOptions options;
     Context context;
@@ -150,13 +184,13 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
         flushOutput(); // a full disk is noticed here if not before
         return static_cast<int>(Exit::ok);
     } catch (const CLI::ParseError& error) {
-        return report(Exit::usage, explain(app, error, lastArgument));
+        return report(app, {Exit::usage, explain(app, error, lastArgument)});
     } catch (const CommandError& error) {
-        return report(error);
+        return report(app, error);
     } catch (const char* /* the stream's error */) {
-        return report(Exit::connectionLost, incompleteReplyText());
+        return report(app, {Exit::connectionLost, incompleteReplyText()});
     } catch (const std::exception& error) {
-        return report(Exit::failed, escaped(error.what()));
+        return report(app, {Exit::failed, error.what()});
     }
 }
 

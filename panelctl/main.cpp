@@ -24,6 +24,7 @@ constexpr std::array groups = {
     Group{"policy",     panelctl::addPolicyVerbs,     N_("The local security policy: what is in force, and where it comes from")},
     Group{"net",        panelctl::addNetVerbs,        N_("The network interfaces of the host")},
     Group{"watch",      panelctl::addWatchVerbs,      N_("Report events in the service until Ctrl-C is pressed")},
+    Group{"status",     panelctl::addStatus,          N_("Show the state of the service on one screen")},
     Group{"doctor",     panelctl::addDoctor,          N_("Find problems and suggest remedies")},
     Group{"completion", panelctl::addCompletionVerbs, N_("Completion of command lines in shells")},
 };

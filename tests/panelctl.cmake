@@ -44,6 +44,7 @@ if(NOT WIN32)
         panelctl/cert_real_test.cpp
         panelctl/completion_bash_test.cpp
         panelctl/real_service_test.cpp
+        panelctl/unseen_real_test.cpp
         support/other_user_posix.cpp)
     add_dependencies(test_panelctl_real panelctl panelkitd)
 endif()

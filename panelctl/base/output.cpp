@@ -20,6 +20,7 @@ namespace panelctl {
 namespace {
 
 bool colours = false;
+bool jsonNotes = false;
 
 const char* codeOf(Mood mood) {
     switch (mood) {
@@ -53,6 +54,26 @@ std::string harmless(const std::string& text) {
     return safe;
 }
 
+// JSON in one form for terminals and pipes: characters that act on a terminal or can't be seen are written as \u
+// escapes, so what tokens, certificates and files say has no effect on the reader. They occur only within texts.
+std::string jsonText(const nlohmann::ordered_json& value, int indent) {
+    return platform::escapedJson(value.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";
+}
+
+// Makes the widest columns narrower, until the table fits. 0 stands for any width. What is narrow already stays: a
+// table that can't fit is cut by nobody.
+void fit(std::vector<int>& widths, int most) {
+    constexpr int narrow = 12, between = 2;
+    int all = -between;
+    for (const int width : widths) all += width + between;
+    while (most > 0 && all > most) {
+        const auto widest = std::max_element(widths.begin(), widths.end());
+        if (*widest <= narrow) return;
+        --*widest;
+        --all;
+    }
+}
+
 } // namespace
 
 void setColours(bool on) { colours = on; }
@@ -66,10 +87,11 @@ void Table::print() const {
             widths[i] = std::max(widths[i], displayWidth(escaped(row[i].text)));
         }
     }
+    fit(widths, terminalWidth());
     const auto printRow = [&](const auto& row) {
         std::string line;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            const std::string text = escaped(row[i].text);
+            const std::string text = cut(escaped(row[i].text), widths[i]);
             const bool last = i + 1 == row.size();
             line += painted(text, row[i].mood);
             if (!last) line += std::string(static_cast<std::size_t>(widths[i] - displayWidth(text)) + 2, ' ');
@@ -96,7 +118,51 @@ void Sheet::print() const {
 
 void printLine(const std::string& text) { writeLine(harmless(text)); }
 
+namespace {
+
+// `code` is that with which the program ends.
+nlohmann::ordered_json toJson(const CommandError& error, Exit code) {
+    nlohmann::ordered_json json{{"schema", 1}, {"code", static_cast<int>(code)}};
+    json["name"] = nameOf(error.code);
+    json["message"] = error.what();
+    auto below = nlohmann::ordered_json::array();
+    for (const std::string& line : error.below)
+        below.push_back(line.substr(std::min(line.find_first_not_of(' '), line.size())));
+    if (!below.empty()) json[error.code == Exit::incomplete ? "incomplete" : "details"] = std::move(below);
+    return json;
+}
+
+std::string linesOf(const CommandError& error) {
+    std::string lines = escaped(error.what());
+    for (const std::string& line : error.below) lines += "\n" + escaped(line);
+    return lines;
+}
+
+// Not converted: JSON is UTF-8.
+void writeNote(const nlohmann::ordered_json& json) {
+    const std::string line = jsonText(json, -1);
+    std::fflush(stdout);
+    std::fwrite(line.data(), 1, line.size(), stderr);
+    std::fflush(stderr);
+}
+
+} // namespace
+
+void setJsonNotes(bool on) { jsonNotes = on; }
+
+void noteError(const CommandError& error) {
+    jsonNotes ? writeNote(toJson(error, Exit::ok)) : printNote(linesOf(error));
+}
+
+void printError(const CommandError& error, const std::string& place) {
+    if (!jsonNotes) return printNote("panelctl: " + linesOf(error));
+    nlohmann::ordered_json json = toJson(error, error.code);
+    json["place"] = place;
+    writeNote(json);
+}
+
 void printNote(const std::string& text) {
+    if (jsonNotes) return writeNote({{"schema", 1}, {"note", text}});
     const std::string line = harmless(text);
     std::string converted = line + "\n"; // not changed when there is no code page to convert to
     cli_sprintf(&converted, "%s\n", line.c_str());
@@ -114,16 +180,6 @@ void printLines(const std::string& text) {
         begin = end + 1;
     }
 }
-
-namespace {
-
-// JSON in one form for terminals and pipes: characters that act on a terminal or can't be seen are written as \u
-// escapes, so what tokens, certificates and files say has no effect on the reader. They occur only within texts.
-std::string jsonText(const nlohmann::ordered_json& value, int indent) {
-    return platform::escapedJson(value.dump(indent, ' ', false, nlohmann::json::error_handler_t::replace)) + "\n";
-}
-
-} // namespace
 
 void printJson(const nlohmann::ordered_json& value) { printRaw(jsonText(value, 2)); }
 

@@ -12,6 +12,8 @@
 
 namespace panelctl {
 
+class CommandError;
+
 // Whether something is good or bad, shown by a colour where the terminal has colours.
 enum class Mood : unsigned char { plain, good, warning, bad, faint };
 
@@ -53,6 +55,16 @@ void setColours(bool on);
 // escaped, except for ends of lines: text from elsewhere that may have some must have been escaped before.
 void printLine(const std::string& text);
 void printNote(const std::string& text);
+
+// With --json, what goes to standard error is JSON too: one object in each line.
+void setJsonNotes(bool on);
+
+// What an error says, as a note: the verb goes on, or has done its work. With --json an object with "code", "name",
+// "message", and "incomplete" or "details" for the lines below.
+void noteError(const CommandError& error);
+
+// The error that ends the program. `place` is the verb.
+void printError(const CommandError& error, const std::string& place);
 
 // Lines from elsewhere: each is escaped, and tabs become blanks.
 void printLines(const std::string& text);

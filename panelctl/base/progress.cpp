@@ -39,4 +39,25 @@ void Dots::draw(const SendCommandProgress& progress) const {
     if (drawn) std::fputc('\n', stderr);
 }
 
+ProgressBar::ProgressBar(const Context& context, std::size_t count)
+    : count_(count), draws_(count > 1 && !context.json && errorIsTerminal()) {}
+
+void ProgressBar::show(std::size_t done) {
+    constexpr std::size_t width = 40;
+    if (!draws_ || done >= count_ || Clock::now() < began_ + perDot) return;
+    const std::size_t filled = width * done / count_;
+    std::fprintf(stderr, "\r[%s%s] %zu/%zu", std::string(filled, '#').c_str(), std::string(width - filled, ' ').c_str(),
+                 done, count_);
+    std::fflush(stderr);
+    shown_ = true;
+}
+
+void ProgressBar::hide() {
+    constexpr std::size_t widest = 79;
+    if (!shown_) return;
+    std::fprintf(stderr, "\r%s\r", std::string(widest, ' ').c_str());
+    std::fflush(stderr);
+    shown_ = false;
+}
+
 } // namespace panelctl

@@ -11,6 +11,9 @@
 #include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 
+#include <chrono>
+#include <cstddef>
+
 namespace panelctl {
 
 class Dots {
@@ -23,6 +26,25 @@ public:
 
 private:
     bool draws_;
+};
+
+// How many of a known number are done: a line on the terminal's last line, from one second on. It is on standard error.
+class ProgressBar {
+public:
+    ProgressBar(const Context& context, std::size_t count);
+    ~ProgressBar() { hide(); }
+    ProgressBar(const ProgressBar&) = delete;
+    ProgressBar& operator=(const ProgressBar&) = delete;
+
+    void show(std::size_t done);
+    // Removes it, before another line is printed.
+    void hide();
+
+private:
+    std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
+    std::size_t count_;
+    bool draws_;
+    bool shown_ = false;
 };
 
 template <class Controller>

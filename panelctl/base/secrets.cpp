@@ -104,8 +104,8 @@ Secret SecretSource::fromDescriptor(int descriptor, const std::string& whenUnrea
     std::string line;
     const bool read = readLine(descriptor, line);
     Secret secret(line);
-    if (!read) throw CommandError(Exit::badInput, whenUnreadable);
-    if (secret.text().empty()) throw CommandError(Exit::badInput, say("the %s is empty", what_));
+    if (!read && (!mayBeEmpty_ || descriptor == standardInput)) throw CommandError(Exit::badInput, whenUnreadable);
+    if (secret.text().empty() && !mayBeEmpty_) throw CommandError(Exit::badInput, say("the %s is empty", what_));
     if (secret.text().size() > longestSecret) {
         throw CommandError(Exit::badInput, say("the %s is longer than %d bytes", what_, longestSecret));
     }
@@ -122,6 +122,10 @@ Secret SecretSource::prompt(const std::string& ofWhat, bool asksTwice) const {
         }
     }
     return secret;
+}
+
+Secret askSecret(const std::string& what, const std::string& ofWhat) {
+    return promptOnce(say(SecretQuestion(N_("%s of token \"%s\": ")), what, ofWhat), what);
 }
 
 std::string ask(const std::string& question) {

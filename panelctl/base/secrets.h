@@ -40,6 +40,12 @@ public:
     SecretSource(CLI::App& verb, std::string name, std::string what);
     SecretSource(CLI::App& verb, std::string name, std::string what, SecretQuestion question);
 
+    // Accepts an empty secret from an option, also an empty file: the password of a file may be empty.
+    SecretSource& mayBeEmpty() {
+        mayBeEmpty_ = true;
+        return *this;
+    }
+
     // Whether one of the options was given.
     bool isGiven() const { return ways() > 0; }
 
@@ -58,7 +64,11 @@ private:
     bool fromStandardInput_ = false;
     int descriptor_ = -1;
     std::string file_;
+    bool mayBeEmpty_ = false;
 };
+
+// Asks for a secret of a token at the terminal.
+Secret askSecret(const std::string& what, const std::string& ofWhat);
 
 // Asks a question at the terminal. Returns the line that was typed.
 std::string ask(const std::string& question);

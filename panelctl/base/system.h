@@ -20,6 +20,9 @@ bool inputIsTerminal();
 bool outputIsTerminal();
 bool errorIsTerminal();
 
+// The columns of the terminal on standard output; 0 when it is none, or does not say.
+int terminalWidth();
+
 // Whether escape sequences for colours work on standard output; switches them on where that is needed.
 bool coloursWork();
 
@@ -32,7 +35,8 @@ bool readerLeft(int error);
 // Text that was typed at the console, converted to UTF-8.
 std::string typedToUtf8(std::string typed);
 
-// A file opened for reading, closed with the object. Throws CommandError when it can't be opened.
+// A file opened for reading, or standard input for "-"; closed with the object. Throws CommandError when it can't be
+// opened.
 class OpenedFile {
 public:
     explicit OpenedFile(const std::string& utf8Path);
@@ -47,6 +51,9 @@ private:
 
 // Reads one byte from a descriptor without a buffer, in which a part of a secret could remain. Returns -1 at the end.
 int readByte(int descriptor);
+
+// Reads up to `size` bytes from a descriptor, without a buffer. Returns 0 at the end, and when it can't be read.
+std::size_t readSome(int descriptor, char* into, std::size_t size);
 
 // ---- the program and its surroundings
 

@@ -4,6 +4,7 @@
 #include <panelctl/base/exit_codes.h>
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +23,11 @@ bool inputIsTerminal() { return ::isatty(STDIN_FILENO) == 1; }
 bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
 bool errorIsTerminal() { return ::isatty(STDERR_FILENO) == 1; }
 
+int terminalWidth() {
+    struct winsize size {};
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 bool coloursWork() {
     const char* terminal = std::getenv("TERM");
     return outputIsTerminal() && terminal && std::string_view(terminal) != "dumb";
@@ -33,7 +39,9 @@ bool readerLeft(int error) { return error == EPIPE; }
 
 std::string typedToUtf8(std::string typed) { return typed; }
 
-OpenedFile::OpenedFile(const std::string& utf8Path) : descriptor_(::open(utf8Path.c_str(), O_RDONLY | O_CLOEXEC)) {
+OpenedFile::OpenedFile(const std::string& utf8Path)
+    : descriptor_(utf8Path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                                  : ::open(utf8Path.c_str(), O_RDONLY | O_CLOEXEC)) {
     if (descriptor_ < 0) {
         throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
     }
@@ -52,6 +60,14 @@ int readByte(int descriptor) {
         count = ::read(descriptor, &byte, 1);
     } while (count < 0 && errno == EINTR);
     return count == 1 ? byte : -1;
+}
+
+std::size_t readSome(int descriptor, char* into, std::size_t size) {
+    ssize_t count = 0;
+    do {
+        count = ::read(descriptor, into, size);
+    } while (count < 0 && errno == EINTR);
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 // ---- the program and its surroundings

@@ -11,6 +11,7 @@
 #include <io.h>
 #include <shellapi.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <system_error>
@@ -52,6 +53,12 @@ bool inputIsTerminal() { return _isatty(0) != 0; }
 bool outputIsTerminal() { return _isatty(1) != 0; }
 bool errorIsTerminal() { return _isatty(2) != 0; }
 
+int terminalWidth() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info)) return 0;
+    return info.srWindow.Right - info.srWindow.Left + 1;
+}
+
 bool coloursWork() {
     HANDLE const output = GetStdHandle(STD_OUTPUT_HANDLE);
     DWORD mode = 0;
@@ -67,7 +74,7 @@ bool readerLeft(int error) { return error == EPIPE || error == EINVAL; }
 std::string typedToUtf8(std::string typed) { return toUtf8(decode(GetConsoleCP(), typed)); }
 
 OpenedFile::OpenedFile(const std::string& utf8Path)
-    : descriptor_(_wopen(platform::toPath(utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
+    : descriptor_(utf8Path == "-" ? _dup(0) : _wopen(platform::toPath(utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
     if (descriptor_ < 0) {
         throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
     }
@@ -78,6 +85,12 @@ OpenedFile::~OpenedFile() { _close(descriptor_); }
 int readByte(int descriptor) {
     unsigned char byte = 0;
     return _read(descriptor, &byte, 1) == 1 ? byte : -1;
+}
+
+std::size_t readSome(int descriptor, char* into, std::size_t size) {
+    constexpr std::size_t most = 1U << 30; // the function takes an unsigned int and returns an int
+    const int count = _read(descriptor, into, static_cast<unsigned>(std::min(size, most)));
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 // ---- the program and its surroundings

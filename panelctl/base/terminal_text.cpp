@@ -49,6 +49,20 @@ int displayWidth(std::string_view utf8) {
     return width;
 }
 
+std::string cut(const std::string& utf8, int width) {
+    constexpr std::string_view dots = "...";
+    if (displayWidth(utf8) <= width) return utf8;
+    std::string_view rest = utf8;
+    std::string text;
+    while (!rest.empty()) {
+        const std::string_view next = rest.substr(0, platform::firstCharacter(rest).bytes);
+        if (displayWidth(text) + displayWidth(next) + static_cast<int>(dots.size()) > width) break;
+        text += next;
+        rest.remove_prefix(next.size());
+    }
+    return text + std::string(dots);
+}
+
 std::string padded(std::string_view utf8, int width) {
     const int missing = width - displayWidth(utf8);
     return std::string(utf8) + std::string(static_cast<std::size_t>(std::max(missing, 0)), ' ');

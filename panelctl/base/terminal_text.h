@@ -16,6 +16,9 @@ int displayWidth(std::string_view utf8);
 // The text, followed by blanks up to `width` columns. A longer text is not cut.
 std::string padded(std::string_view utf8, int width);
 
+// The text, or its beginning and "..." when it is wider than `width` columns.
+std::string cut(const std::string& utf8, int width);
+
 // For text that comes from tokens, certificates and files.
 using platform::escaped;
 

@@ -45,6 +45,7 @@ void addConfigVerbs(CLI::App& group, const Context& context);
 void addPolicyVerbs(CLI::App& group, const Context& context);
 void addNetVerbs(CLI::App& group, const Context& context);
 void addWatchVerbs(CLI::App& group, const Context& context);
+void addStatus(CLI::App& group, const Context& context);
 void addDoctor(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
 

@@ -3,6 +3,7 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
+#include <panelctl/tokens/log_in.h>
 #include <panelctl/tokens/token_names.h>
 
 #include <panelkit/format/nearest.h>
@@ -254,6 +255,7 @@ nlohmann::ordered_json toJson(const CertInfo& certificate) {
 
 nlohmann::ordered_json toJson(const CertInfo& certificate, const PKCS11::TokenInfo& token) {
     nlohmann::ordered_json json = toJson(certificate);
+    if (!certificate.hasPrivateKey && needsLogin(token)) json["hasPrivateKey"] = nullptr; // not known
     json["token"] = tokenJson(token);
     return json;
 }

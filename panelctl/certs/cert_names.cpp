@@ -67,7 +67,7 @@ std::string keyLine(const PresharedKey& entry) {
 // Pairs the two vectors of a listing. When a token is named, only its objects are kept.
 template <class Object>
 std::vector<OnToken<Object>> paired(VpnCertsController& controller, std::vector<Object> objects,
-                                    std::vector<TokenInfo> tokens, const std::string& token) {
+                                    std::vector<TokenInfo> tokens, const TokenName& token) {
     std::optional<TokenInfo> wanted;
     if (!token.empty()) wanted = findToken(controller, token);
     std::vector<OnToken<Object>> listed;
@@ -120,7 +120,7 @@ private:
 
 // A URI names the object by its label and identifier.
 bool matchesUri(Labels& labels, const Certificate& entry, const std::string& uri) {
-    if (!panelctl::matchesUri(entry.token, uri)) return false;
+    if (uriAttribute(uri, "type").value_or("cert") != "cert" || !panelctl::matchesUri(entry.token, uri)) return false;
     const std::optional<std::string> label = uriAttribute(uri, "object");
     const std::optional<std::string> id = uriAttribute(uri, "id");
     if (!label && !id) return true;
@@ -156,7 +156,7 @@ void failAmbiguous(const std::string& name, std::vector<std::string> candidates)
 
 void ObjectName::options(CLI::App& verb, const char* object, const std::string& description) {
     verb.add_option(object, name, description)->required();
-    verb.add_option("--token", token, say("Label, serial number or PKCS#11 URI of the token"));
+    token.options(verb, say("Label, serial number or PKCS#11 URI of the token"));
 }
 
 void ObjectName::ofCertificate(CLI::App& verb) {
@@ -164,26 +164,26 @@ void ObjectName::ofCertificate(CLI::App& verb) {
             say("The certificate: its label, subject or a part of it, serial number, fingerprint, or PKCS#11 URI"));
 }
 
-void addOnToken(CLI::App& verb, std::string& token) {
-    verb.add_option("--token", token, say("Only those on this token: label, serial number or PKCS#11 URI"));
+void addOnToken(CLI::App& verb, TokenName& token) {
+    token.options(verb, say("Only those on this token: label, serial number or PKCS#11 URI"));
 }
 
-void addToToken(CLI::App& verb, std::string& token) {
-    verb.add_option("--token", token, say("The token to store it on: label, serial number or PKCS#11 URI"));
+void addToToken(CLI::App& verb, TokenName& token) {
+    token.options(verb, say("The token to store it on: label, serial number or PKCS#11 URI"));
 }
 
 std::unique_ptr<VpnCertsController> certsController(const Context& context) {
     return std::make_unique<CertsWithDots>(context);
 }
 
-TokenInfo findToken(VpnCertsController& controller, const std::string& name) {
+TokenInfo findToken(VpnCertsController& controller, const TokenName& name) {
     std::vector<TokenInfo> tokens;
     if (!controller.GetTokensList(tokens)) throw lastFailureError();
     return findToken(tokens, name);
 }
 
 std::vector<Certificate> listCertificates(VpnCertsController& controller, vocabulary::CertSelector selector,
-                                          const std::string& token) {
+                                          const TokenName& token) {
     std::vector<CertInfo> certificates;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(static_cast<std::int32_t>(selector), certificates, tokens)) {
@@ -193,7 +193,7 @@ std::vector<Certificate> listCertificates(VpnCertsController& controller, vocabu
     return paired(controller, std::move(certificates), std::move(tokens), token);
 }
 
-std::vector<Crl> listCrls(VpnCertsController& controller, const std::string& token) {
+std::vector<Crl> listCrls(VpnCertsController& controller, const TokenName& token) {
     std::vector<CRLInfo> crls;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCRLs(crls, tokens)) throw lastFailureError();
@@ -201,7 +201,7 @@ std::vector<Crl> listCrls(VpnCertsController& controller, const std::string& tok
     return paired(controller, std::move(crls), std::move(tokens), token);
 }
 
-std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, const std::string& token) {
+std::vector<PresharedKey> listPresharedKeys(VpnCertsController& controller, const TokenName& token) {
     std::vector<PresharedKeyInfo> keys;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumPresharedKeys(keys, tokens)) throw lastFailureError();

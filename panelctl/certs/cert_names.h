@@ -39,10 +39,10 @@ struct OnToken {
 // The name of an object from the command line, and the name of its token if given.
 struct ObjectName {
     std::string name;
-    std::string token;
+    TokenName token;
     bool exactly = false; // a part of the subject is not enough
 
-    // Adds the argument, called `object`, and --token to a verb.
+    // Adds the argument, called `object`, --token and --provider to a verb.
     void options(CLI::App& verb, const char* object, const std::string& description);
     void ofCertificate(CLI::App& verb);
 };
@@ -50,21 +50,21 @@ struct ObjectName {
 // Ends the verb: several objects have that name. Each candidate is a line that begins with a unique name.
 [[noreturn]] void failAmbiguous(const std::string& name, std::vector<std::string> candidates);
 
-// Adds --token to a verb: the token whose objects are listed, and the token that receives an object.
-void addOnToken(CLI::App& verb, std::string& token);
-void addToToken(CLI::App& verb, std::string& token);
+// Adds --token and --provider to a verb: the token whose objects are listed, and the token that receives an object.
+void addOnToken(CLI::App& verb, TokenName& token);
+void addToToken(CLI::App& verb, TokenName& token);
 
 // Draws dots while the service works where a person looks on, and nothing where the output is read by a program.
 std::unique_ptr<VpnCertsController> certsController(const Context& context);
 
 // By label, serial number or PKCS#11 URI. An empty name means the only token. Throws CommandError.
-PKCS11::TokenInfo findToken(VpnCertsController& controller, const std::string& name);
+PKCS11::TokenInfo findToken(VpnCertsController& controller, const TokenName& name);
 
 // All objects, or those on the token of that name.
 std::vector<OnToken<CertInfo>> listCertificates(VpnCertsController& controller, vocabulary::CertSelector selector,
-                                                const std::string& token = {});
-std::vector<OnToken<CRLInfo>> listCrls(VpnCertsController& controller, const std::string& token = {});
-std::vector<OnToken<PresharedKeyInfo>> listPresharedKeys(VpnCertsController& controller, const std::string& token = {});
+                                                const TokenName& token = {});
+std::vector<OnToken<CRLInfo>> listCrls(VpnCertsController& controller, const TokenName& token = {});
+std::vector<OnToken<PresharedKeyInfo>> listPresharedKeys(VpnCertsController& controller, const TokenName& token = {});
 
 // The object of that name. Throws CommandError.
 OnToken<CertInfo> findCertificate(VpnCertsController& controller, const ObjectName& name);

@@ -7,6 +7,8 @@
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
 
+#include <vocabulary/refusals.h>
+
 namespace panelctl {
 
 using vocabulary::ExportCert;
@@ -129,6 +131,13 @@ CommandError explained(LibraryResult result, const Answered& answered) {
 CommandError errorOf(ParseCertFileResult result, const Answered& answered) {
     if (result == ParseCertFileResult::fileUnreadable) {
         return {Exit::badInput, say("%s can't be read", answered.object)};
+    }
+    const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
+    if (!remarks.empty() && remarks.front().code == static_cast<std::uint32_t>(vocabulary::Refused::damagedBlock)) {
+        std::vector<std::string> blocks;
+        for (const bridge::Remark& remark : remarks) blocks.push_back("  " + remarksText({&remark, 1}, {}));
+        blocks.push_back(say("--skip-damaged imports the rest"));
+        return {Exit::badInput, say("%s is damaged; nothing was imported:", answered.object), std::move(blocks)};
     }
     return explained<ParseResult>(result, answered);
 }

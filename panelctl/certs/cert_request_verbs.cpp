@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
+#include <panelctl/base/endings.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
@@ -9,8 +10,13 @@
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
 #include <panelctl/certs/key_choice.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/text/join.h>
+#include <vocabulary/refusals.h>
+
+#include <algorithm>
+#include <atomic>
 
 namespace panelctl {
 
@@ -20,14 +26,15 @@ using vocabulary::RequestFormat;
 namespace {
 
 struct CertRequest {
-    std::string token, key, digest, existingKey, usage;
+    TokenName token;
+    std::string key, digest, existingKey, usage;
     std::vector<std::string> alternativeNames;
     CertRequestInfo info;
     Destination destination;
     bool listKeys = false, der = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("--token", token, say("Label, serial number or PKCS#11 URI of the token"));
+        token.options(verb, say("Label, serial number or PKCS#11 URI of the token"));
         verb.add_flag("--list-keys", listKeys, say("List the keys that the token can make for a request"));
         verb.add_option("--cn", info.commonName, say("Common name"));
         verb.add_option("--ou", info.organizationalUnit, say("Organizational unit"));
@@ -66,7 +73,8 @@ struct CertRequest {
         std::vector<CertRequestKeyInfo> choices;
         if (!controller->GetCertRequestKeyInfo(target, choices)) throw lastFailureError();
         if (listKeys) return list(context, choices);
-        make(*controller, target, wanted, choices);
+        logInFor(target);
+        make(context, *controller, target, wanted, choices);
     }
 
 private:
@@ -82,25 +90,47 @@ private:
         return wanted;
     }
 
-    void make(VpnCertsController& controller, const TokenInfo& target, CertRequestInfo wanted,
+    void make(const Context& context, VpnCertsController& controller, const TokenInfo& target, CertRequestInfo wanted,
               const std::vector<CertRequestKeyInfo>& choices) const {
         KeyChoice(key, digest).applyTo(wanted, choices);
         std::string content;
+        const std::string keyStays =
+            say("the key pair \"%s\" stays on token \"%s\": use --existing-key to make the request again",
+                wanted.keyLabel, nameOf(target));
+        std::atomic<bool> interrupted = false;
+        const Endings endings([&] {
+            interrupted = true;
+            printNote(say("The token is still at work. After another Ctrl-C, %s.", escaped(keyStays)));
+        });
         const MakeCertRequestResult result = controller.MakeCertRequest(target, wanted, content);
         if (result != static_cast<MakeCertRequestResult>(vocabulary::MakeRequest::made)) {
-            throw errorOf(result, {wanted.keyLabel, nameOf(target), content});
+            throw withAdvice(errorOf(result, {wanted.keyLabel, nameOf(target), content}));
         }
+        if (interrupted) throw CommandError(Exit::interruptedPartly, say("interrupted"), {keyStays});
         try {
             destination.write(content);
         } catch (const CommandError& error) { // the request is lost, but its key remains
-            throw CommandError(
-                error.code, error.what(),
-                {say("the key pair \"%s\" stays on token \"%s\": use --existing-key to make the request again",
-                     wanted.keyLabel, nameOf(target))});
+            throw CommandError(error.code, error.what(), {keyStays});
         }
         if (destination.file.empty()) return;
+        if (context.json) {
+            return printJson(
+                {{"schema", 1}, {"file", destination.file}, {"key", wanted.keyLabel}, {"token", tokenJson(target)}});
+        }
         printLine(say("The request is written to %s; its key pair \"%s\" is on token \"%s\".",
                       escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))));
+    }
+
+    // For a label that a key has already.
+    static CommandError withAdvice(CommandError error) {
+        const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
+        const bool taken = std::any_of(remarks.begin(), remarks.end(), [](const bridge::Remark& remark) {
+            return remark.code == static_cast<std::uint32_t>(vocabulary::Refused::alreadyThere);
+        });
+        if (!taken) return error;
+        return {Exit::alreadyThere,
+                error.what(),
+                {say("--existing-key makes the request with that key; --label names a new one")}};
     }
 
     static void list(const Context& context, const std::vector<CertRequestKeyInfo>& choices) {

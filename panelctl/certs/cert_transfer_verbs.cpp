@@ -10,7 +10,8 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/destination.h>
-#include <panelctl/certs/import_file.h>
+#include <panelctl/certs/import_source.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/system/clock.h>
 #include <platform/system/wipe.h>
@@ -18,6 +19,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <set>
 
 namespace panelctl {
 
@@ -35,13 +37,23 @@ bool offers(const CertImportOption& option, CertImport mode) {
 
 // ---- import
 
+// One certificate of the file, and where it goes.
+struct PlannedImport {
+    std::size_t place = 0; // in the file
+    TokenInfo target;
+    CertImport mode = CertImport::certificateOnly;
+};
+
 struct CertImportVerb {
-    std::string path, token, only;
-    std::optional<SecretSource> password, pin;
+    ImportSource source;
+    std::string only;
+    TokenName token;
+    std::optional<SecretSource> pin;
     bool listOnly = false, withoutKey = false, withoutChain = false, extractable = false;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", path, say("File: PEM, DER, PKCS#7 or PKCS#12"))->required();
+        source.options(verb);
+        source.keyOption(verb);
         addToToken(verb, token);
         verb.add_option(
                 "--only", only,
@@ -51,29 +63,40 @@ struct CertImportVerb {
         verb.add_flag("--no-key", withoutKey, say("Do not import private keys"));
         verb.add_flag("--no-chain", withoutChain, say("Do not import the authorities of the certificate's chain"));
         verb.add_flag("--extractable", extractable, say("Allow the private key to be exported from the token later"));
-        password.emplace(verb, "password", say("password"), questionForFile);
         pin.emplace(verb, "pin", say("PIN"));
     }
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const FileContents file = parseFile(*controller, path, *password);
+        const FileContents file = source.parse(*controller);
         if (listOnly) return list(context, file);
-        const std::vector<std::size_t> places = chosen(file);
-        const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token)) : std::nullopt;
-        Imports imports(context.json);
-        for (const std::size_t place : places) {
-            importOne(*controller, file, place, secret ? secret->text().c_str() : nullptr, imports);
+        const std::vector<PlannedImport> plan = planned(*controller, file);
+        const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token.name)) : std::nullopt;
+        if (!secret) logInFor(plan.front().target);
+        Imports imports(context, plan.size());
+        for (const PlannedImport& one : plan) {
+            importOne(*controller, file, one, secret ? secret->text().c_str() : nullptr, imports);
         }
         imports.finish();
         if (!file.crls.empty()) {
             printNote(sayPlural("%s also holds %d CRL: \"panelctl crl import\" imports it.",
                                 "%s also holds %d CRLs: \"panelctl crl import\" imports them.", file.crls.size(),
-                                escaped(path), file.crls.size()));
+                                escaped(source.name()), file.crls.size()));
         }
     }
 
 private:
+    // Decided for all before anything is written, so that nothing is half done when one of them has no place.
+    std::vector<PlannedImport> planned(VpnCertsController& controller, const FileContents& file) const {
+        const std::optional<TokenInfo> common = commonTarget(controller, file);
+        std::vector<PlannedImport> plan;
+        for (const std::size_t place : chosen(file)) {
+            const CertImportOption& option = file.certificates[place];
+            plan.push_back({place, common ? *common : tokenFor(option, file), modeFor(option, file)});
+        }
+        return plan;
+    }
+
     // Those with a key, since the others are in the file only for their chains; if none has a key, all.
     std::vector<std::size_t> chosen(const FileContents& file) const {
         std::vector<CertInfo> certificates(file.certificates.size());
@@ -82,10 +105,10 @@ private:
         std::vector<std::size_t> places = placesOf(certificates, only);
         if (!only.empty() && places.size() > 1) failAmbiguous(certificates, places);
         if (places.empty()) {
-            throw CommandError(Exit::notFound,
-                               only.empty()
-                                   ? say("%s holds no certificate; \"panelctl crl import\" imports its CRLs", path)
-                                   : say("%s holds no certificate \"%s\"", path, only));
+            throw CommandError(
+                Exit::notFound,
+                only.empty() ? say("%s holds no certificate; \"panelctl crl import\" imports its CRLs", source.name())
+                             : say("%s holds no certificate \"%s\"", source.name(), only));
         }
         if (only.empty() && !withoutKey && anyKey(file)) {
             std::erase_if(places, [&](std::size_t at) { return !hasKey(file.certificates[at]); });
@@ -118,20 +141,29 @@ private:
         return key ? CertImport::withPrivateKey : CertImport::certificateOnly;
     }
 
-    // The token that was named; else the one that already holds the key, as after a request; else the only one.
-    TokenInfo tokenFor(VpnCertsController& controller, const CertImportOption& option, const FileContents& file) const {
+    // The token that was named; else, of a file with one key, the token that already holds that key, as after a
+    // request.
+    std::optional<TokenInfo> commonTarget(VpnCertsController& controller, const FileContents& file) const {
         if (!token.empty()) return findToken(controller, token); // also one that the service does not propose
+        std::set<std::uint32_t> holders;
+        for (const CertImportOption& option : file.certificates) {
+            holders.insert(option.keyTokens.begin(), option.keyTokens.end());
+        }
+        if (holders.size() != 1 || *holders.begin() >= file.tokens.size()) return std::nullopt;
+        return file.tokens[*holders.begin()];
+    }
+
+    static TokenInfo tokenFor(const CertImportOption& option, const FileContents& file) {
         if (option.keyTokens.size() == 1 && option.keyTokens[0] < file.tokens.size()) {
             return file.tokens[option.keyTokens[0]];
         }
         return findToken(file.tokens, {});
     }
 
-    void importOne(VpnCertsController& controller, const FileContents& file, std::size_t place, const char* secret,
-                   Imports& imports) const {
+    void importOne(VpnCertsController& controller, const FileContents& file, const PlannedImport& planned,
+                   const char* secret, Imports& imports) const {
+        const auto& [place, target, mode] = planned;
         const CertImportOption& option = file.certificates[place];
-        const TokenInfo target = tokenFor(controller, option, file);
-        const CertImport mode = modeFor(option, file);
         const ImportCertResult result = controller.ImportCertificate(
             target, static_cast<std::uint32_t>(place), static_cast<CertImportMode>(mode), extractable, secret);
         const std::string name = nameOf(option.certificate);
@@ -144,7 +176,7 @@ private:
             mode == CertImport::withChain
                 ? say("Certificate \"%s\" is imported to token \"%s\", with the authorities of its chain.", shown, on)
                 : say("Certificate \"%s\" is imported to token \"%s\".", shown, on);
-        imports.add(toJson(option.certificate, target), line, error);
+        imports.add(toJson(option.certificate, target), name, line, error);
     }
 
     static void list(const Context& context, const FileContents& file) {
@@ -190,6 +222,7 @@ struct CertExportVerb {
         const auto controller = certsController(context);
         const Certificate found = findCertificate(*controller, name);
         const std::string shown = escaped(nameOf(found.object));
+        if (withKey) logInFor(found.token);
         const bool secretKey = format == CertExport::pkcs12 && (withKey || password->isGiven());
         const Secret secret = secretKey ? password->read(shown, true) : Secret();
         std::string content;
@@ -202,6 +235,10 @@ struct CertExportVerb {
         }
         destination.write(content);
         if (!destination.file.empty()) {
+            if (context.json) {
+                return printJson(
+                    {{"schema", 1}, {"exported", toJson(found.object, found.token)}, {"file", destination.file}});
+            }
             printLine(say("Certificate \"%s\" is written to %s.", shown, escaped(destination.file)));
         }
     }
@@ -238,6 +275,7 @@ struct CertDelete {
         const std::string label = labelOf(*controller, found);
         confirmDeletion(warning(found), label.empty() ? nameOf(found.object) : label, yes);
         requireStillThere(found, listCertificates(*controller, vocabulary::CertSelector::all), nameOf(found.object));
+        logInFor(found.token);
         const bool done = withKey ? MonitorWithDots(context).DeleteCertificateWithKey(found.token, found.object)
                                   : controller->DeleteCertificate(found.token, found.object);
         if (!done) throw lastFailureError();

@@ -8,9 +8,11 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/bridge/failure.h>
 #include <platform/system/clock.h>
+#include <platform/text/ascii.h>
 #include <vocabulary/refusals.h>
 
 #include <algorithm>
@@ -31,13 +33,14 @@ nlohmann::ordered_json listJson(const std::vector<Certificate>& certificates) {
     return list;
 }
 
-Cell keyCell(const CertInfo& certificate) {
-    if (!certificate.hasPrivateKey) return {"", Mood::plain};
-    return {say("present"), Mood::good};
+Cell keyCell(const Certificate& entry) {
+    if (entry.object.hasPrivateKey) return {say("present"), Mood::good};
+    return needsLogin(entry.token) ? Cell{say("not visible"), Mood::faint} : Cell{};
 }
 
 struct CertList {
-    std::string token, expiring;
+    TokenName token;
+    std::string expiring;
     bool withKey = false, authorities = false, others = false, expired = false;
 
     void options(CLI::App& verb) {
@@ -63,6 +66,7 @@ struct CertList {
         const auto controller = certsController(context);
         std::vector<Certificate> listed = listCertificates(*controller, selector(), token);
         std::erase_if(listed, [&](const Certificate& entry) { return !isWanted(entry.object, deadline); });
+        sort(listed);
         if (context.json) {
             printJson(listJson(listed));
         } else if (listed.empty()) {
@@ -86,6 +90,17 @@ private:
         return others ? CertSelector::others : CertSelector::all;
     }
 
+    // What ends first comes first where that was asked for; else by token and name.
+    void sort(std::vector<Certificate>& listed) const {
+        std::stable_sort(listed.begin(), listed.end(), [this](const Certificate& one, const Certificate& other) {
+            if (!expiring.empty()) return one.object.notAfter < other.object.notAfter;
+            const auto key = [](const Certificate& entry) {
+                return std::pair(nameOf(entry.token), platform::asciiLowered(nameOf(entry.object)));
+            };
+            return key(one) < key(other);
+        });
+    }
+
     // Those that have already expired are listed too.
     bool isWanted(const CertInfo& certificate, std::uint64_t deadline) const {
         if (!expiring.empty()) return isReadable(certificate) && certificate.notAfter <= deadline;
@@ -101,7 +116,7 @@ private:
                        {entry.object.serialNumber},
                        {isReadable(entry.object) ? platform::dateText(entry.object.notAfter) : ""},
                        isReadable(entry.object) ? daysLeftCell(entry.object.notAfter) : Cell{},
-                       keyCell(entry.object),
+                       keyCell(entry),
                        {nameOf(entry.token)},
                        stateCell(entry.object)});
         }
@@ -112,8 +127,11 @@ private:
 // ---- one certificate
 
 // Whether the private key is on the token, and whether it can be exported.
-std::string privateKeyText(const CertInfo& certificate) {
-    if (!certificate.hasPrivateKey) return say("not on the token");
+std::string privateKeyText(const Certificate& found) {
+    const CertInfo& certificate = found.object;
+    if (!certificate.hasPrivateKey) {
+        return needsLogin(found.token) ? say("not visible without log-in") : say("not on the token");
+    }
     const bool leaves = (certificate.flags & vocabulary::certFlag::keyExtractable) != 0;
     return leaves ? say("on the token, can be exported") : say("on the token, can't be exported");
 }
@@ -183,7 +201,7 @@ private:
         sheet.add(say("Label"), {details.label});
         sheet.add(say("Key identifier"), {details.keyId});
         sheet.add(say("Key"), {keyText(certificate.keyType, certificate.keyBits)});
-        sheet.add(say("Private key"), {privateKeyText(certificate)});
+        sheet.add(say("Private key"), {privateKeyText(found)});
         addExtensions(sheet, details);
         sheet.add("SHA-256", {certificate.fingerprint});
         sheet.add("SHA-1", {details.sha1Fingerprint});

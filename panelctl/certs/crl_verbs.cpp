@@ -8,11 +8,10 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/certs/cert_outcomes.h>
-#include <panelctl/certs/import_file.h>
+#include <panelctl/certs/import_source.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/system/clock.h>
-
-#include <optional>
 
 namespace panelctl {
 
@@ -40,7 +39,7 @@ nlohmann::ordered_json toJson(const Crl& entry) {
 }
 
 struct CrlList {
-    std::string token;
+    TokenName token;
     bool outdated = false;
 
     void options(CLI::App& verb) {
@@ -81,21 +80,21 @@ private:
 };
 
 struct CrlImport {
-    std::string path, token;
-    std::optional<SecretSource> password;
+    ImportSource source;
+    TokenName token;
 
     void options(CLI::App& verb) {
-        verb.add_option("file", path, say("File: PEM, DER, PKCS#7 or PKCS#12"))->required();
+        source.options(verb);
         addToToken(verb, token);
-        password.emplace(verb, "password", say("password"), questionForFile);
     }
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const FileContents file = parseFile(*controller, path, *password);
-        if (file.crls.empty()) throw CommandError(Exit::badInput, say("%s holds no CRL", path));
+        const FileContents file = source.parse(*controller);
+        if (file.crls.empty()) throw CommandError(Exit::badInput, say("%s holds no CRL", source.name()));
         const TokenInfo target = token.empty() ? findToken(file.tokens, {}) : findToken(*controller, token);
-        Imports imports(context.json);
+        logInFor(target);
+        Imports imports(context, file.crls.size());
         for (std::size_t place = 0; place < file.crls.size(); ++place) {
             importOne(*controller, {file.crls[place], target}, place, imports);
         }
@@ -111,7 +110,7 @@ private:
             error = errorOf(result, {issuer, nameOf(entry.token)});
         }
         imports.add(
-            toJson(entry),
+            toJson(entry), issuer,
             say("The CRL of \"%s\" is imported to token \"%s\".", escaped(issuer), escaped(nameOf(entry.token))),
             error);
     }
@@ -139,7 +138,9 @@ struct CrlDelete {
                                   crl.revokedCount, crl.issuer, crl.revokedCount, nameOf(token)),
                         issuer, yes);
         requireStillThere({crl, token}, listCrls(*controller), issuer);
+        logInFor(token);
         if (!controller->DeleteCRL(token, crl)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"deleted", toJson({crl, token})}});
         printLine(say("The CRL of \"%s\" is deleted from token \"%s\".", escaped(issuer), escaped(nameOf(token))));
     }
 };

@@ -6,8 +6,10 @@
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/certs/cert_outcomes.h>
 
+#include <platform/system/wipe.h>
 #include <platform/text/utf8_path.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <filesystem>
 
@@ -17,8 +19,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A frame of the bridge holds 64 MiB, for the file and its password.
-constexpr std::uintmax_t largestFile = (64U << 20) - 8192;
 constexpr std::uintmax_t mebibyte = 1U << 20;
 
 [[noreturn]] void refuse(const std::string& why) { throw CommandError(Exit::badInput, why); }
@@ -35,15 +35,38 @@ void requireImportable(const std::string& utf8Path) {
     const std::uintmax_t size = fs::file_size(platform::toPath(utf8Path), error);
     if (error) refuse(utf8Path + ": " + error.message());
     if (size == 0) refuse(say("%s is empty", utf8Path));
-    if (size > largestFile) {
+    if (size > largestImport) {
         throw CommandError(Exit::tooLarge,
                            say("%s is too large to be sent to the service: %d MiB, and the limit is %d MiB", utf8Path,
-                               size / mebibyte, largestFile / mebibyte));
+                               size / mebibyte, largestImport / mebibyte));
     }
     const OpenedFile mayBeRead(utf8Path);
 }
 
-FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password) {
+std::string readWhole(int descriptor, std::size_t limit) {
+    std::string text;
+    std::size_t size = 0;
+    for (;;) {
+        if (size == text.size()) {
+            std::string larger;
+            larger.resize(std::min(2 * size + 65536, limit + 1));
+            std::copy(text.begin(), text.end(), larger.begin());
+            platform::wipe(text);
+            text.swap(larger);
+        }
+        const std::size_t count = readSome(descriptor, text.data() + size, text.size() - size);
+        size += count;
+        if (count == 0) break;
+        if (size <= limit) continue;
+        platform::wipe(text);
+        throw CommandError(Exit::tooLarge, say("the input is larger than %d bytes", limit));
+    }
+    text.resize(size);
+    return text;
+}
+
+FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const std::string& name,
+                       const SecretSource& password) {
     requireImportable(utf8Path);
     FileContents file;
     const auto parse = [&](const Secret& secret) {
@@ -51,38 +74,55 @@ FileContents parseFile(VpnCertsController& controller, const std::string& utf8Pa
                                         file.crls);
     };
     const auto needsPassword = static_cast<ParseCertFileResult>(vocabulary::ParseResult::passwordWrong);
-    ParseCertFileResult result = parse(password.isGiven() ? password.read(escaped(utf8Path)) : Secret());
+    ParseCertFileResult result = parse(password.isGiven() ? password.read(escaped(name)) : Secret());
     if (result == needsPassword && !password.isGiven() && inputIsTerminal()) {
-        result = parse(password.read(escaped(utf8Path)));
+        result = parse(password.read(escaped(name)));
     }
-    if (result != ParseCertFileResult::success) throw errorOf(result, {utf8Path, {}});
+    if (result != ParseCertFileResult::success) throw errorOf(result, {name, {}});
     return file;
 }
 
 // ---- several in a row
 
-void Imports::add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error) {
-    if (error && error->code != Exit::alreadyThere) {
-        print(); // what was imported before
-        throw CommandError(*error);
-    }
+Imports::Imports(const Context& context, std::size_t count)
+    : asJson_(context.json), count_(count), bar_(context, count), endings_([this] { interrupted_ = true; }) {}
+
+void Imports::add(nlohmann::ordered_json object, const std::string& name, const std::string& line,
+                  const std::optional<CommandError>& error) {
+    bar_.hide();
+    if (error && error->code != Exit::alreadyThere) stop(*error);
     object["imported"] = !error;
     all_.push_back(std::move(object));
     if (error) {
         wereThere_.emplace_back(error->what());
-        return;
+    } else {
+        imported_.push_back(name);
+        if (!asJson_) printLine(line);
+        flushOutput(); // a line that was printed is not lost, however the program ends
     }
-    any_ = true;
-    if (!asJson_) printLine(line);
+    if (interrupted_ && all_.size() < count_) {
+        stop({imported_.empty() ? Exit::interrupted : Exit::interruptedPartly, say("interrupted")});
+    }
+    bar_.show(all_.size());
 }
 
-void Imports::print() const {
+void Imports::stop(const CommandError& error) {
+    print(); // what was imported before
+    std::vector<std::string> below = error.below;
+    if (count_ > 1) {
+        below.push_back(say("%d of %d were imported before", imported_.size(), count_));
+        for (const std::string& name : imported_) below.push_back("  " + name);
+    }
+    throw CommandError(error.code, error.what(), std::move(below));
+}
+
+void Imports::print() {
     if (asJson_) printJson(all_);
     for (const std::string& line : wereThere_) printNote(escaped(line));
 }
 
-void Imports::finish() const {
-    if (any_ || wereThere_.empty()) return print();
+void Imports::finish() {
+    if (!imported_.empty() || wereThere_.empty()) return print();
     if (asJson_) printJson(all_);
     throw CommandError(Exit::alreadyThere, wereThere_.front(), {wereThere_.begin() + 1, wereThere_.end()});
 }

@@ -3,13 +3,16 @@
 // A file with certificates or CRLs that is sent to the service: checked before, and opened with its password.
 #pragma once
 
+#include <panelctl/base/endings.h>
 #include <panelctl/base/exit_codes.h>
+#include <panelctl/base/progress.h>
 #include <panelctl/base/secrets.h>
 
 #include <panelkit/certs/certs_controller.h>
 
 #include <nlohmann/json.hpp>
 
+#include <atomic>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,28 +34,44 @@ inline constexpr SecretQuestion questionForFile = N_("%s of %s: ");
 // user, or larger than what can be sent.
 void requireImportable(const std::string& utf8Path);
 
+// The largest file that can be sent, in bytes.
+inline constexpr std::size_t largestImport = (std::size_t{64} << 20) - 8192;
+
+// Everything that can be read from a descriptor. It may have private keys: there are no copies of it in freed memory.
+// Throws CommandError (Exit::tooLarge) above the limit.
+std::string readWhole(int descriptor, std::size_t limit);
+
 // Has the service open the file. When the file needs a password and no option gave one, it is asked for at the
-// terminal. Throws CommandError.
-FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const SecretSource& password);
+// terminal. `name` is the file for people. Throws CommandError.
+FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const std::string& name,
+                       const SecretSource& password);
 
 // The objects of a file that are imported one after the other. One that the token already has does not stop the import,
-// and is an error only when nothing was imported.
+// and is an error only when nothing was imported. On a terminal, an import that takes longer than a second shows how
+// far it is. Ctrl-C ends it after the object at hand, and the error says which are done.
 class Imports {
 public:
-    explicit Imports(bool asJson) : asJson_(asJson) {}
+    Imports(const Context& context, std::size_t count);
 
-    // Adds an object, with its JSON and its line for people. Throws its error when the import has to stop.
-    void add(nlohmann::ordered_json object, const std::string& line, const std::optional<CommandError>& error);
+    // Adds an object, with its JSON, its name and its line for people. Throws its error when the import has to stop, or
+    // that of the interruption.
+    void add(nlohmann::ordered_json object, const std::string& name, const std::string& line,
+             const std::optional<CommandError>& error);
 
     // Throws CommandError when nothing was imported.
-    void finish() const;
+    void finish();
 
 private:
-    void print() const;
+    void print();
+    [[noreturn]] void stop(const CommandError& error);
 
     bool asJson_;
-    bool any_ = false;
+    std::size_t count_;
+    ProgressBar bar_;
+    std::atomic<bool> interrupted_{false};
+    const Endings endings_;
     nlohmann::ordered_json all_ = nlohmann::ordered_json::array();
+    std::vector<std::string> imported_; // names
     std::vector<std::string> wereThere_;
 };
 

@@ -8,6 +8,7 @@
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <optional>
 
@@ -18,8 +19,12 @@ using PresharedKey = OnToken<PresharedKeyInfo>;
 
 namespace {
 
+nlohmann::ordered_json toJson(const PresharedKey& entry) {
+    return {{"schema", 1}, {"name", entry.object.name}, {"token", tokenJson(entry.token)}};
+}
+
 struct PskList {
-    std::string token;
+    TokenName token;
 
     void options(CLI::App& verb) { addOnToken(verb, token); }
     void run(const Context& context) const {
@@ -32,9 +37,7 @@ struct PskList {
 private:
     static void printAsJson(const std::vector<PresharedKey>& listed) {
         auto list = nlohmann::ordered_json::array();
-        for (const auto& [key, on] : listed) {
-            list.push_back({{"schema", 1}, {"name", key.name}, {"token", tokenJson(on)}});
-        }
+        for (const PresharedKey& entry : listed) list.push_back(toJson(entry));
         printJson(list);
     }
     static void print(const std::vector<PresharedKey>& listed) {
@@ -46,7 +49,8 @@ private:
 };
 
 struct PskCreate {
-    std::string name, token;
+    std::string name;
+    TokenName token;
     std::optional<SecretSource> value;
 
     void options(CLI::App& verb) {
@@ -58,7 +62,9 @@ struct PskCreate {
         const auto controller = certsController(context);
         const TokenInfo target = findToken(*controller, token);
         const Secret secret = value->read(escaped(name), true);
+        logInFor(target);
         if (!controller->CreatePresharedKey(target, name, secret.text())) throw lastFailureError();
+        if (context.json) return printJson(toJson({{name}, target}));
         printLine(say("Preshared key \"%s\" is created on token \"%s\".", escaped(name), escaped(nameOf(target))));
     }
 };
@@ -74,12 +80,13 @@ struct PskDelete {
 
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const PresharedKey found = findPresharedKey(*controller, name);
+        const PresharedKey found = openedFor(name.token, [&] { return findPresharedKey(*controller, name); });
         const std::string& key = found.object.name;
         confirmDeletion(say("Preshared key \"%s\" will be deleted from token \"%s\".", key, nameOf(found.token)), key,
                         yes);
         requireStillThere(found, listPresharedKeys(*controller), key);
         if (!controller->DeletePresharedKey(found.token, found.object)) throw lastFailureError();
+        if (context.json) return printJson({{"schema", 1}, {"deleted", toJson(found)}});
         printLine(
             say("Preshared key \"%s\" is deleted from token \"%s\".", escaped(key), escaped(nameOf(found.token))));
     }

@@ -87,6 +87,9 @@ struct ConfigDiff {
             if (!value.isDefault()) differing.push_back(value);
         }
         print(differing, context);
+        // A secret that the service makes itself always differs.
+        std::erase_if(differing,
+                      [](const SectionValue& value) { return panelkit::kindOf(*value.param).isLeftToService; });
         if (check && !differing.empty()) {
             throw CommandError(Exit::wouldChange, sayPlural("%d parameter differs from its default",
                                                             "%d parameters differ from their defaults",

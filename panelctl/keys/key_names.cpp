@@ -5,15 +5,14 @@
 #include <panelctl/base/unseen.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/choosing.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/text/ascii.h>
-#include <vocabulary/tokens.h>
 
 namespace panelctl {
 
 using panelkit::KeyInfo;
 using PKCS11::TokenInfo;
-namespace tokenFlag = vocabulary::tokenFlag;
 
 namespace {
 
@@ -23,6 +22,8 @@ bool named(const KeyInfo& key, const std::string& name) {
 }
 
 bool isOfUri(const KeyOnToken& key, const std::string& uri) {
+    const std::optional<std::string> type = uriAttribute(uri, "type");
+    if (type && *type != (key.object.hasPrivateKey ? "private" : "public")) return false;
     if (!matchesUri(key.token, uri)) return false;
     const std::optional<std::string> label = uriAttribute(uri, "object");
     const std::optional<std::string> id = uriAttribute(uri, "id");
@@ -35,10 +36,6 @@ std::string keyLine(const KeyOnToken& entry) {
                escaped(key.label), keyText(key.keyType, key.keyBits), escaped(nameOf(entry.token)));
 }
 
-bool needsLogin(const TokenInfo& token) {
-    return (token.flags & tokenFlag::loginRequired) && !(token.flags & tokenFlag::loggedIn);
-}
-
 } // namespace
 
 std::string nameOf(const KeyInfo& key) {
@@ -46,7 +43,7 @@ std::string nameOf(const KeyInfo& key) {
     return key.id.empty() ? key.fingerprint.substr(0, 16) : key.id;
 }
 
-std::vector<KeyOnToken> listKeys(panelkit::MonitorController& controller, const std::string& token) {
+std::vector<KeyOnToken> listKeys(panelkit::MonitorController& controller, const TokenName& token) {
     std::vector<KeyInfo> keys;
     std::vector<TokenInfo> tokens;
     TokenInfo wanted;
@@ -95,6 +92,7 @@ nlohmann::ordered_json toJson(const KeyOnToken& entry) {
                                 {"extractable", key.extractable},
                                 {"asksForPin", key.asksForPin},
                                 {"certificates", key.certificates}};
+    if (!key.hasPrivateKey && needsLogin(entry.token)) json["hasPrivateKey"] = nullptr; // not known
     json["uri"] = uriOf(entry.token, key.hasPrivateKey ? "private" : "public", key.label, bytesFromHex(key.id));
     json["token"] = tokenJson(entry.token);
     return json;

@@ -19,7 +19,7 @@ namespace panelctl {
 using KeyOnToken = OnToken<panelkit::KeyInfo>;
 
 // All key pairs, or those on the token of that name. Throws CommandError.
-std::vector<KeyOnToken> listKeys(panelkit::MonitorController& controller, const std::string& token = {});
+std::vector<KeyOnToken> listKeys(panelkit::MonitorController& controller, const TokenName& token = {});
 
 // The pair of that name. Throws CommandError.
 KeyOnToken findKey(panelkit::MonitorController& controller, const ObjectName& name);

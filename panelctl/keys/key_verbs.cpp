@@ -9,6 +9,7 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/key_choice.h>
 #include <panelctl/keys/key_names.h>
+#include <panelctl/tokens/log_in.h>
 
 #include <platform/text/join.h>
 
@@ -28,7 +29,7 @@ std::string keyText(const KeyInfo& key) {
 }
 
 struct KeyList {
-    std::string token;
+    TokenName token;
 
     void options(CLI::App& verb) { addOnToken(verb, token); }
     void run(const Context& context) const {
@@ -122,7 +123,8 @@ private:
 };
 
 struct KeyGenerate {
-    std::string label, token, kind;
+    std::string label, kind;
+    TokenName token;
 
     void options(CLI::App& verb) {
         verb.add_option("label", label, say("Label of the new key, 1 to 64 characters"))->required();
@@ -139,6 +141,7 @@ struct KeyGenerate {
         if (!certificates->GetCertRequestKeyInfo(target, choices)) throw lastFailureError();
         CertRequestInfo wish;
         KeyChoice(kind, {}).applyTo(wish, choices);
+        logInFor(target);
         KeyInfo made;
         if (!controller.GenerateKey(target, wish.keyType, wish.keyBits, label, made)) throw lastFailureError();
         if (context.json) return printJson(toJson({made, target}));
@@ -158,10 +161,11 @@ struct KeyDelete {
 
     void run(const Context& context) const {
         MonitorWithDots controller(context);
-        const KeyOnToken found = findKey(controller, name);
+        const KeyOnToken found = openedFor(name.token, [&] { return findKey(controller, name); });
         const std::string key = nameOf(found.object);
         confirmDeletion(warning(found), key, yes);
         requireStillThere(found, listKeys(controller), key);
+        logInFor(found.token);
         if (!controller.DeleteKey(found.token, found.object)) throw lastFailureError();
         if (context.json) return printJson({{"schema", 1}, {"deleted", toJson(found)}});
         printLine(say("Key \"%s\" is deleted from token \"%s\".", escaped(key), escaped(nameOf(found.token))));

@@ -24,6 +24,7 @@ struct Position {
     const CLI::App* at = nullptr;
     const CLI::Option* awaiting = nullptr; // the option whose value comes next
     std::size_t arguments = 0;             // number of the verb's plain arguments before it
+    std::string before = {};               // the last of these
 };
 
 bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
@@ -65,6 +66,7 @@ void step(Position& position, const std::string& word) {
         position = {verb, nullptr, 0};
     } else {
         ++position.arguments;
+        position.before = word;
     }
 }
 
@@ -88,7 +90,20 @@ std::vector<Candidate> optionsOf(const CLI::App& app) {
     return options;
 }
 
+// "pem|der" for an option that takes one of a few words.
+std::vector<Candidate> choicesOf(const CLI::Option& option) {
+    const std::string words = option.get_type_name();
+    std::vector<Candidate> choices;
+    for (std::size_t begin = 0; words.find('|') != words.npos && begin <= words.size();) {
+        const std::size_t end = std::min(words.find('|', begin), words.size());
+        choices.push_back({words.substr(begin, end - begin), {}});
+        begin = end + 1;
+    }
+    return choices;
+}
+
 std::vector<Candidate> valuesOf(const CLI::App& app, const CLI::Option& option) {
+    if (std::vector<Candidate> choices = choicesOf(option); !choices.empty()) return choices;
     const std::string command = commandOf(app); // "panelctl token login"
     return panelctl::valuesOf(std::string_view(command).substr(std::min(command.find(' ') + 1, command.size())),
                               option.get_single_name());
@@ -99,6 +114,7 @@ std::vector<Candidate> argumentsOf(const Position& position) {
     if (arguments.empty()) return {};
     const bool many = arguments.back()->get_items_expected_max() > 1; // the last one takes all further words
     if (position.arguments >= arguments.size() && !many) return {};
+    if (commandOf(*position.at).ends_with("config set") && position.arguments == 1) return legalValues(position.before);
     return valuesOf(*position.at, *arguments[std::min(position.arguments, arguments.size() - 1)]);
 }
 

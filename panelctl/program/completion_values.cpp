@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/program/completion_values.h>
 
+#include <panelctl/base/exit_codes.h>
 #include <panelctl/certs/cert_format.h>
+#include <panelctl/config/config_values.h>
 #include <panelctl/keys/key_names.h>
 
 #include <panelkit/certs/certs_controller.h>
@@ -74,7 +76,7 @@ std::vector<Candidate> certificates() {
     for (const CertInfo& certificate : listed) {
         const std::string name = commonName(certificate.subject);
         const bool itsOwn = !name.empty() && uses[name] == 1;
-        candidates.push_back({itsOwn ? name : certificate.fingerprint, certificate.subject});
+        candidates.push_back({itsOwn ? name : certificate.fingerprint.substr(0, 16), certificate.subject});
     }
     return candidates;
 }
@@ -99,7 +101,7 @@ std::vector<Candidate> crls() {
     std::vector<Candidate> candidates;
     for (const CRLInfo& crl : listed) {
         candidates.push_back(
-            {uses[crl.issuer] == 1 ? crl.issuer : crl.fingerprint, platform::dateText(crl.thisUpdate)});
+            {uses[crl.issuer] == 1 ? crl.issuer : crl.fingerprint.substr(0, 16), platform::dateText(crl.thisUpdate)});
     }
     return candidates;
 }
@@ -180,6 +182,17 @@ bool isWithin(std::string_view command, std::string_view group) {
 }
 
 } // namespace
+
+std::vector<Candidate> legalValues(const std::string& parameter) {
+    try {
+        const LPARAMS::Client::Param& param = *findParameter(parameter).param;
+        const auto list = panelkit::kindOf(param).choices;
+        const LPARAMS::Variant* const rows = list ? list(param) : nullptr;
+        return rows ? choices(rows) : std::vector<Candidate>{};
+    } catch (const CommandError&) {
+        return {};
+    }
+}
 
 std::vector<Candidate> valuesOf(std::string_view command, std::string_view argument) {
     const auto source = std::find_if(sources.begin(), sources.end(), [&](const Source& row) {

@@ -15,4 +15,7 @@ namespace panelctl {
 // that is not in the table.
 std::vector<Candidate> valuesOf(std::string_view command, std::string_view argument);
 
+// The values that the configuration's parameter of that name may have, if they are few.
+std::vector<Candidate> legalValues(const std::string& parameter);
+
 } // namespace panelctl

@@ -41,6 +41,16 @@ _panelctl() {
 if [[ $funcstack[1] == _panelctl ]]; then _panelctl "$@"; else compdef _panelctl panelctl; fi
 )";
 
+constexpr const char fish[] =
+    R"fish(# fish completion of panelctl; to have it at once:  panelctl completion fish | source
+function __panelctl
+    set -l words (commandline -opc)
+    $words[1] --complete $words[2..-1] (commandline -ct) 2>/dev/null
+end
+complete -c panelctl -f -a '(__panelctl)'
+complete -c panelctl -n 'test -z "(__panelctl)"' -F
+)fish";
+
 template <const char* script>
 struct Script {
     void options(CLI::App&) {}
@@ -51,6 +61,7 @@ struct Script {
 
 void addCompletionVerbs(CLI::App& group, const Context& context) {
     addVerb<Script<bash>>(group, context, "bash", say("Print the script for bash: source <(panelctl completion bash)"));
+    addVerb<Script<fish>>(group, context, "fish", say("Print the script for fish: panelctl completion fish | source"));
     addVerb<Script<zsh>>(group, context, "zsh", say("Print the script for zsh: source <(panelctl completion zsh)"));
 }
 

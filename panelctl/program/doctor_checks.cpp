@@ -19,6 +19,7 @@
 #include <platform/bridge/failure.h>
 #include <platform/system/clock.h>
 #include <platform/text/join.h>
+#include <vocabulary/certs.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
@@ -175,17 +176,34 @@ std::vector<std::string> ending(const std::vector<CertInfo>& certificates, std::
     return subjects;
 }
 
+// Removes the certificates of authorities and returns them: nobody here can renew these.
+std::vector<CertInfo> takeAuthorities(std::vector<CertInfo>& certificates) {
+    const auto authorities = std::stable_partition(certificates.begin(), certificates.end(), [](const CertInfo& one) {
+        return (one.flags & vocabulary::certFlag::authority) == 0;
+    });
+    std::vector<CertInfo> taken(authorities, certificates.end());
+    certificates.erase(authorities, certificates.end());
+    return taken;
+}
+
 Finding lookAtCertificates() {
     VpnCertsSilentController controller;
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(0, listed, tokens)) return failed();
+    const std::vector<CertInfo> authorities = takeAuthorities(listed);
     const auto now = platform::secondsNow();
     const auto expired = ending(listed, 1, now); // 0: the object is not a certificate
     if (!expired.empty()) return bad(say("expired: %s", someOf(expired)), renewCertificate());
     const auto expiring = ending(listed, now, now + soon * 86400);
     if (!expiring.empty()) return warning(say("expiring within 30 days: %s", someOf(expiring)), renewCertificate());
-    return good(say("valid for at least 30 more days: %d", listed.size()));
+    const auto endedAuthorities = ending(authorities, 1, now + soon * 86400);
+    if (!endedAuthorities.empty()) {
+        return warning(
+            say("authorities that have expired or expire within 30 days: %s", someOf(endedAuthorities)),
+            say("import the new certificate of the authority, and delete the old one: panelctl cert delete"));
+    }
+    return good(say("valid for at least 30 more days: %d", listed.size() + authorities.size()));
 }
 
 bool readProviders() {

@@ -84,14 +84,16 @@ std::string group(const CLI::App& app) {
     return text;
 }
 
+// Numbers, the names that --json has, and what they mean.
 std::string exitCodes() {
-    std::string text = ".SH EXIT STATUS\nScripts may depend on the numbers; none changes its meaning.\n";
+    std::string text =
+        ".SH EXIT STATUS\nScripts may depend on the numbers; none changes its meaning. With \\fB\\-\\-json\\fR "
+        "an error is an object on standard error, with number and name.\n.TS\nl l l.\n";
     for (std::size_t i = 0; i < exitRowCount; ++i) {
-        std::string meaning = exitRows[i].name;
-        std::replace(meaning.begin(), meaning.end(), '-', ' ');
-        text += entry(bold(std::to_string(static_cast<int>(exitRows[i].code))), meaning);
+        const auto& [code, name, meaning] = exitRows[i];
+        text += std::to_string(static_cast<int>(code)) + '\t' + plain(name) + "\tT{\n" + plain(meaning) + "\nT}\n";
     }
-    return text;
+    return text + ".TE\n";
 }
 
 constexpr const char* surroundings = R"(.SH ENVIRONMENT
@@ -107,13 +109,40 @@ The language of the texts, unless \fB\-\-lang\fR says another.
 .SH NOTES
 The result goes to standard output, everything else to standard error. PINs, passwords and keys are never taken from
 arguments, which every user of the host can read: they come from a prompt, standard input, a descriptor or a file.
+Several secrets on standard input are lines: the password of a file before a PIN, the SO PIN before the PIN, and the
+present PIN before the new one.
+.PP
+A list that leaves out what needs a log\-in to a token says so on standard error.
+With \fB\-\-json\fR standard error has one JSON object in each line.
+.SH FILES
+.TP
+\fI/run/panelkit/bridge.sock\fR
+The socket of the system's service.
+.TP
+\fI~/.config/panelkit\fR
+The user's own settings for the source of the policy.
+.SH EXAMPLES
+.nf
+panelctl status
+panelctl token init \-\-label Office
+panelctl token login Office
+panelctl cert import gate.p12 \-\-token Office
+panelctl cert request \-\-cn gate.example \-\-output gate.csr
+panelctl cert list \-\-expiring 30d \-\-json
+panelctl config set IKE.DPD_IDLE_TIME 90 \-\-commit
+panelctl \-\-lang ru doctor
+.fi
+.SH SEE ALSO
+.BR panelkitd (8),
+.BR openssl (1),
+.BR pkcs11\-tool (1)
 )";
 
 } // namespace
 
 std::string manual(const CLI::App& program) {
     std::string text =
-        ".\\\" Made by panelctl \\-\\-manual; do not edit.\n"
+        "'\\\" t\n.\\\" Made by panelctl \\-\\-manual; do not edit.\n"
         ".TH PANELCTL 1 \"\" \"panelkit\" \"User Commands\"\n"
         ".SH NAME\npanelctl \\- administers the VPN service on this host\n"
         ".SH SYNOPSIS\n\\fBpanelctl\\fR [\\fIOPTIONS\\fR] \\fIGROUP\\fR \\fIVERB\\fR [\\fIARGUMENTS\\fR]\n"

@@ -9,11 +9,15 @@
 
 #include <panelkit/format/nearest.h>
 #include <platform/text/ascii.h>
+#include <platform/text/utf8_path.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 
 namespace panelctl {
 
@@ -26,19 +30,55 @@ namespace {
 
 constexpr std::string_view scheme = "pkcs11:";
 
-[[noreturn]] void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
-    std::vector<std::string> lines(candidates.size());
-    std::transform(candidates.begin(), candidates.end(), lines.begin(),
-                   [](const TokenInfo& token) { return "  " + uriOf(token); });
-    throw CommandError(Exit::ambiguous, message, std::move(lines));
+// The controller that holds the session for tokens while a token is searched for; null when nobody holds it.
+VpnTokensController* ofCaller = nullptr;
+
+// What the service tells of its providers; read when a name first needs it.
+const std::vector<ProviderInfo>& knownProviders() {
+    static std::optional<std::vector<ProviderInfo>> known;
+    if (!known) {
+        std::vector<ProviderInfo> listed;
+        const bool told = ofCaller ? ofCaller->EnumProviders(listed) : VpnTokensController().EnumProviders(listed);
+        if (!told) throw lastFailureError();
+        known = std::move(listed);
+    }
+    return *known;
 }
 
-std::string percentEncoded(const std::string& text) {
-    constexpr std::string_view plain = "-._~:[]@!$'()*+,=&";
+// Without links, as the service stores it.
+std::string resolved(const std::string& path) {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::weakly_canonical(platform::toPath(path), error);
+    return error ? path : platform::fromPath(whole);
+}
+
+const ProviderInfo& providerNamed(const std::vector<ProviderInfo>& listed, const std::string& name) {
+    std::vector<std::string> names;
+    const std::string path = resolved(name);
+    for (const ProviderInfo& provider : listed) {
+        if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
+        names.push_back(provider.*providerField::name);
+    }
+    for (const ProviderInfo& provider : listed) {
+        if (!(provider.*providerField::path).empty() && provider.*providerField::path == path) return provider;
+    }
+    failUnknown(say("there is no provider \"%s\"", name), name, names);
+}
+
+const ProviderInfo& providerOf(const TokenInfo& token) {
+    static const ProviderInfo none;
+    for (const ProviderInfo& provider : knownProviders()) {
+        if (provider.*providerField::name == token.*tokenField::provider) return provider;
+    }
+    return none;
+}
+
+std::string percentEncoded(const std::string& text, std::string_view also = {}) {
+    const std::string plain = "-._~:[]@!$'()*+,=&" + std::string(also);
     std::string encoded;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != std::string_view::npos)) {
+        if (byte < 0x80 && (std::isalnum(byte) != 0 || plain.find(c) != std::string::npos)) {
             encoded += c;
         } else {
             encoded += {'%', platform::hexDigit(byte >> 4U), platform::hexDigit(byte)};
@@ -71,16 +111,45 @@ std::pair<std::string, std::string> makeAndModel(const TokenInfo& token) {
     return {both.substr(0, comma), both.substr(comma + 2)};
 }
 
+// "opensc-pkcs11" for "/usr/lib/opensc-pkcs11.so"; the "lib" of a name may be left out.
+bool isModuleName(const std::string& path, const std::string& name) {
+    const std::string stem = platform::fromPath(platform::toPath(path).stem());
+    return stem == name || stem == "lib" + name;
+}
+
+struct UriRow {
+    std::string_view attribute;
+    bool (*fits)(const TokenInfo& token, const std::string& value);
+};
+
+// clang-format off
+constexpr UriRow uriRows[] = {
+    {"token",                [](const TokenInfo& t, const std::string& v) { return t.*tokenField::label == v; }},
+    {"serial",               [](const TokenInfo& t, const std::string& v) { return t.*tokenField::serial == v; }},
+    {"manufacturer",         [](const TokenInfo& t, const std::string& v) { return makeAndModel(t).first == v; }},
+    {"model",                [](const TokenInfo& t, const std::string& v) { return makeAndModel(t).second == v; }},
+    {"slot-id",              [](const TokenInfo& t, const std::string& v) { return std::to_string(t.slotId) == v; }},
+    {"library-manufacturer", [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::manufacturer == v; }},
+    {"library-description",  [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::description == v; }},
+    {"library-version",      [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::moduleVersion == v; }},
+    {"module-path",          [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::path == resolved(v); }},
+    {"module-name",          [](const TokenInfo& t, const std::string& v) { return isModuleName(providerOf(t).*providerField::path, v); }},
+    {"object",               [](const TokenInfo&, const std::string&) { return true; }}, // of objects on the token
+    {"type",                 [](const TokenInfo&, const std::string&) { return true; }},
+    {"id",                   [](const TokenInfo&, const std::string&) { return true; }},
+};
+// clang-format on
+
 bool attributeMatches(const TokenInfo& token, std::string_view attribute) {
     const std::size_t equals = attribute.find('=');
     const std::string name(attribute.substr(0, equals));
     const std::string value = equals == std::string_view::npos ? "" : percentDecoded(attribute.substr(equals + 1));
-    if (name == "token") return token.*tokenField::label == value;
-    if (name == "serial") return token.*tokenField::serial == value;
-    if (name == "manufacturer") return makeAndModel(token).first == value;
-    if (name == "model") return makeAndModel(token).second == value;
-    if (name == "slot-id") return std::to_string(token.slotId) == value;
-    if (name == "object" || name == "type" || name == "id") return true; // of objects on the token
+    for (const UriRow& row : uriRows) {
+        if (row.attribute == name) return row.fits(token, value);
+    }
+    if (name == "pin-value" || name == "pin-source") {
+        throw CommandError(Exit::usage, say("a PIN is not taken from a URI, which other users of the host can read"));
+    }
     throw CommandError(Exit::usage, say("the PKCS#11 URI has an attribute that tokens do not have: \"%s\"", name));
 }
 
@@ -94,18 +163,33 @@ std::vector<TokenInfo> matching(const std::vector<TokenInfo>& tokens, const std:
     return found;
 }
 
-// The parts of a URI between its scheme and its query.
+// The attributes of a URI, those of its query too.
 std::vector<std::string_view> attributesOf(std::string_view uri) {
     std::string_view rest = uri.substr(scheme.size());
-    rest = rest.substr(0, rest.find('?'));
     std::vector<std::string_view> attributes;
-    while (!rest.empty()) {
-        const std::size_t end = rest.find(';');
+    for (const char* separators = ";?"; !rest.empty();) {
+        const std::size_t end = rest.find_first_of(separators);
         if (end != 0) attributes.push_back(rest.substr(0, end));
         if (end == std::string_view::npos) break;
+        if (rest[end] == '?') separators = "&"; // the query begins
         rest.remove_prefix(end + 1);
     }
     return attributes;
+}
+
+// Tells two tokens apart that are the same to their modules: by the module, else by the slot.
+std::string uriAmong(const TokenInfo& token, const std::vector<TokenInfo>& all) {
+    const std::string uri = uriOf(token);
+    bool module = false, slot = false;
+    for (const TokenInfo& other : all) {
+        if (uriOf(other) != uri ||
+            (other.*tokenField::provider == token.*tokenField::provider && other.slotId == token.slotId)) {
+            continue;
+        }
+        (other.*tokenField::provider == token.*tokenField::provider ? slot : module) = true;
+    }
+    return uri + (slot ? ";slot-id=" + std::to_string(token.slotId) : "") +
+           (module ? "?module-path=" + percentEncoded(providerOf(token).*providerField::path, "/") : "");
 }
 
 } // namespace
@@ -136,12 +220,24 @@ std::string problemText(const ProviderInfo& provider, std::span<const bridge::Re
 ProviderInfo findProvider(VpnTokensController& controller, const std::string& name) {
     std::vector<ProviderInfo> listed;
     if (!controller.EnumProviders(listed)) throw lastFailureError();
-    std::vector<std::string> names;
-    for (const ProviderInfo& provider : listed) {
-        if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
-        names.push_back(provider.*providerField::name);
-    }
-    failUnknown(say("there is no provider \"%s\"", name), name, names);
+    return providerNamed(listed, name);
+}
+
+void failAmbiguous(const std::string& message, const std::vector<TokenInfo>& candidates) {
+    std::vector<std::string> lines(candidates.size());
+    std::transform(candidates.begin(), candidates.end(), lines.begin(),
+                   [&](const TokenInfo& token) { return "  " + uriAmong(token, candidates); });
+    throw CommandError(Exit::ambiguous, message, std::move(lines));
+}
+
+void TokenName::argument(CLI::App& verb) {
+    verb.add_option("token", name, say("Label, serial number or PKCS#11 URI of the token"));
+    verb.add_option("--provider", provider, say("Provider of the token: its name or path"));
+}
+
+void TokenName::options(CLI::App& verb, const std::string& description) {
+    verb.add_option("--token", name, description);
+    verb.add_option("--provider", provider, say("Provider of the token: its name or path"));
 }
 
 std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider) {
@@ -153,17 +249,26 @@ std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::st
     return tokens;
 }
 
-TokenInfo findToken(VpnTokensController& controller, const std::string& name) {
-    return findToken(listTokens(controller), name);
+TokenInfo findToken(VpnTokensController& controller, const TokenName& name) {
+    const std::vector<TokenInfo> tokens = listTokens(controller);
+    struct Lent {
+        explicit Lent(VpnTokensController& lent) { ofCaller = &lent; }
+        ~Lent() { ofCaller = nullptr; }
+    } const lent(controller);
+    return findToken(tokens, name);
 }
 
-TokenInfo findToken(const std::vector<TokenInfo>& tokens, const std::string& name) {
+TokenInfo findToken(const std::vector<TokenInfo>& all, const TokenName& wanted) {
+    const std::string& name = wanted.name;
+    std::vector<TokenInfo> tokens = all;
+    if (!wanted.provider.empty()) {
+        const std::string provider = providerNamed(knownProviders(), wanted.provider).*providerField::name;
+        std::erase_if(tokens, [&](const TokenInfo& token) { return token.*tokenField::provider != provider; });
+    }
     std::vector<TokenInfo> found = name.empty() ? tokens : matching(tokens, name);
     if (name.empty()) { // without a name, a token that can be used is meant
-        found.erase(
-            std::remove_if(found.begin(), found.end(),
-                           [](const TokenInfo& token) { return !(token.flags & vocabulary::tokenFlag::initialized); }),
-            found.end());
+        std::erase_if(found,
+                      [](const TokenInfo& token) { return !(token.flags & vocabulary::tokenFlag::initialized); });
     }
     if (found.size() == 1) return found[0];
     if (found.empty() && name.empty()) {

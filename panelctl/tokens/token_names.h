@@ -15,20 +15,39 @@
 #include <string_view>
 #include <vector>
 
+namespace CLI {
+class App;
+}
+
 namespace panelctl {
+
+// How the command line names a token. Without name and provider, the only token is meant.
+struct TokenName {
+    std::string name;     // label, serial number or PKCS#11 URI
+    std::string provider; // name or path; empty for any
+
+    bool empty() const { return name.empty() && provider.empty(); }
+    // Adds the argument "token", or --token with its description; and --provider.
+    void argument(CLI::App& verb);
+    void options(CLI::App& verb, const std::string& description);
+};
 
 // Why a provider of a listing is not loaded, in the user's language; `remarks` are those on the listing.
 std::string problemText(const PKCS11::ProviderInfo& provider, std::span<const bridge::Remark> remarks);
 
-// By name or path. Throws CommandError.
+// By name or path, also by another path of the same file. Throws CommandError.
 PKCS11::ProviderInfo findProvider(VpnTokensController& controller, const std::string& name);
 
 // All tokens, or those of a provider by name.
 std::vector<PKCS11::TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider = {});
 
-// By label, serial number or PKCS#11 URI. An empty name means the only token. Throws CommandError.
-PKCS11::TokenInfo findToken(VpnTokensController& controller, const std::string& name);
-PKCS11::TokenInfo findToken(const std::vector<PKCS11::TokenInfo>& tokens, const std::string& name);
+// An empty name means the only token that is initialised. Throws CommandError. Who has a
+// VpnTokensController gives it, since it holds the only session of its kind.
+PKCS11::TokenInfo findToken(VpnTokensController& controller, const TokenName& name);
+PKCS11::TokenInfo findToken(const std::vector<PKCS11::TokenInfo>& tokens, const TokenName& name);
+
+// Ends the verb: the name fits several tokens. Each is a line with a URI that no other token has.
+[[noreturn]] void failAmbiguous(const std::string& message, const std::vector<PKCS11::TokenInfo>& candidates);
 
 // Ends the verb: `message`, and the nearest of the candidates.
 [[noreturn]] void failUnknown(const std::string& message, const std::string& name,
@@ -53,7 +72,8 @@ bool isUri(const std::string& name);
 // An attribute of the URI, such as "object" or "id", decoded. Nothing when the URI does not have it.
 std::optional<std::string> uriAttribute(const std::string& uri, std::string_view name);
 
-// Whether the token matches the URI. Throws CommandError for a URI with an attribute that tokens do not have.
+// Whether the token matches all attributes of the URI. Throws CommandError for a URI with an attribute that can't be
+// compared.
 bool matchesUri(const PKCS11::TokenInfo& token, const std::string& uri);
 
 } // namespace panelctl

@@ -11,6 +11,7 @@
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
+#include <panelctl/tokens/log_in.h>
 #include <panelctl/tokens/token_names.h>
 
 #include <platform/system/wipe.h>
@@ -89,23 +90,6 @@ Cell stateOf(const TokenInfo& token) {
     return cell;
 }
 
-// Whether the last try may be spent: a script must say so, a person is asked.
-bool mayBeFinalTry(const TokenInfo& token, std::uint32_t finalTryFlag, bool allowedByOption) {
-    if (!(token.flags & finalTryFlag) || allowedByOption) return allowedByOption;
-    if (inputIsTerminal()) {
-        printNote(say("One try remains for token \"%s\": a wrong PIN locks it.", labelOf(token)));
-        if (ask(say("Type \"yes\" to try: ")) == say("yes")) return true;
-    }
-    throw CommandError(
-        Exit::finalTry,
-        say("one try remains for token \"%s\", and a wrong PIN would lock it; use --final-try to try anyway",
-            token.*field::label));
-}
-
-void addTokenArgument(CLI::App& verb, std::string& token) {
-    verb.add_option("token", token, say("Label, serial number or PKCS#11 URI of the token"));
-}
-
 void addFinalTry(CLI::App& verb, bool& finalTry) {
     verb.add_flag("--final-try", finalTry, say("Try the PIN even if a wrong one would lock the token"));
 }
@@ -155,27 +139,13 @@ private:
     }
 };
 
-// A service that speaks an older version of the protocol says it by the title alone.
-Exit exitForTitle(const std::string& title) {
-    if (title == vocabulary::pinTitle::wrongPin) return Exit::wrongPin;
-    if (title == vocabulary::pinTitle::locked) return Exit::pinLocked;
-    if (title == vocabulary::pinTitle::finalTry) return Exit::finalTry;
-    return Exit::refused;
-}
-
-CommandError notLoggedIn(const PinStateMessage& message) {
-    const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
-    const Exit code = remarks.empty() ? exitForTitle(message.title) : exitFor(remarks.front());
-    return {code, remarksText(remarks, message.text)};
-}
-
 struct TokenLogin {
-    std::string token;
+    TokenName token;
     std::optional<SecretSource> pin;
     bool finalTry = false;
 
     void options(CLI::App& verb) {
-        addTokenArgument(verb, token);
+        token.argument(verb);
         pin.emplace(verb, "pin", say("PIN"));
         addFinalTry(verb, finalTry);
     }
@@ -190,19 +160,15 @@ struct TokenLogin {
         }
         const bool mayBeFinal = mayBeFinalTry(found, flag::userPinFinalTry, finalTry);
         const Secret secret = pin->read(labelOf(found));
-        PinStateMessage message;
-        if (!controller.TokenLogin(found, secret.text(), mayBeFinal, &message)) {
-            if (message.title.empty()) throw lastFailureError();
-            throw notLoggedIn(message);
-        }
+        logIn(controller, found, secret.text(), mayBeFinal);
         printDone(controller, context, found, say("Logged in to token \"%s\".", labelOf(found)));
     }
 };
 
 struct TokenLogout {
-    std::string token;
+    TokenName token;
 
-    void options(CLI::App& verb) { addTokenArgument(verb, token); }
+    void options(CLI::App& verb) { token.argument(verb); }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
         const TokenInfo found = findToken(controller, token);
@@ -212,13 +178,14 @@ struct TokenLogout {
 };
 
 struct TokenInit {
-    std::string token, label;
+    TokenName token;
+    std::string label;
     std::optional<SecretSource> soPin, pin;
     bool yes = false;
     bool finalTry = false;
 
     void options(CLI::App& verb) {
-        addTokenArgument(verb, token);
+        token.argument(verb);
         verb.add_option("--label", label, say("The token's new label, 1 to 32 bytes"))->required();
         soPin.emplace(verb, "so-pin", say("SO PIN"));
         pin.emplace(verb, "pin", say("PIN"));
@@ -227,26 +194,49 @@ struct TokenInit {
     }
 
     void run(const Context& context) const {
+        requireFitLabel();
         TokensWithDots controller(context);
-        const TokenInfo found = token.empty() ? findUninitialized(controller) : findToken(controller, token);
+        const TokenInfo found = token.name.empty() ? findUninitialized(controller) : findToken(controller, token);
         const bool erases = (found.flags & flag::initialized) != 0;
         if (erases && !yes) confirm(found);
         mayBeFinalTry(found, flag::soPinFinalTry, finalTry);
-        const Secret officer = soPin->read(labelOf(found), !erases);
+        const Secret officer = soPin->read(nameOf(found), !erases);
         const Secret user = pin->read(escaped(label), true);
         if (erases) requireUnchanged(controller, found);
         if (!controller.TokenInitialize(found, label, officer.text(), user.text(), erases)) throw lastFailureError();
         TokenInfo made = found;
         made.*field::label = label;
-        printDone(controller, context, made, say("Token \"%s\" is initialised.", escaped(label)));
+        printDone(controller, context, made,
+                  say("Token \"%s\" is initialised, in slot %d of provider \"%s\".", escaped(label),
+                      static_cast<std::int64_t>(found.slotId), escaped(found.*field::provider)));
     }
 
 private:
-    static TokenInfo findUninitialized(VpnTokensController& controller) {
-        for (const TokenInfo& candidate : listTokens(controller)) {
-            if (!(candidate.flags & flag::initialized)) return candidate;
+    static constexpr std::size_t longestLabel = 32; // bytes, as PKCS#11 has it
+
+    // Before anybody types PINs for nothing.
+    void requireFitLabel() const {
+        if (!label.empty() && label.size() <= longestLabel) return;
+        throw CommandError(Exit::badInput, say("a token's label has 1 to 32 bytes; this one has %d", label.size()));
+    }
+
+    // A blank token has no label: its place says which it is.
+    static std::string nameOf(const TokenInfo& token) {
+        if (!(token.*field::label).empty()) return labelOf(token);
+        const std::string provider = escaped(token.*field::provider), serial = escaped(token.*field::serial);
+        const auto slot = static_cast<std::int64_t>(token.slotId);
+        return serial.empty() ? say("blank, slot %d of provider %s", slot, provider)
+                              : say("blank, slot %d of provider %s, serial number %s", slot, provider, serial);
+    }
+
+    TokenInfo findUninitialized(VpnTokensController& controller) const {
+        std::vector<TokenInfo> blank = listTokens(controller, token.provider);
+        std::erase_if(blank, [](const TokenInfo& candidate) { return (candidate.flags & flag::initialized) != 0; });
+        if (blank.size() > 1) {
+            failAmbiguous(say("there are several uninitialised tokens; choose one by URI, or with --provider:"), blank);
         }
-        throw CommandError(Exit::notFound, say("there is no uninitialised token; name the token to erase"));
+        if (blank.empty()) throw notFoundError(say("there is no uninitialised token; name the token to erase"));
+        return blank.front();
     }
 
     static void confirm(const TokenInfo& token) {
@@ -274,13 +264,13 @@ private:
 };
 
 struct TokenChangePin {
-    std::string token;
+    TokenName token;
     std::optional<SecretSource> oldPin, newPin;
     bool ofSecurityOfficer = false;
     bool finalTry = false;
 
     void options(CLI::App& verb) {
-        addTokenArgument(verb, token);
+        token.argument(verb);
         oldPin.emplace(verb, "pin", say("PIN"));
         newPin.emplace(verb, "new-pin", say("new PIN"));
         verb.add_flag("--so", ofSecurityOfficer, say("Change the SO PIN instead"));
@@ -301,10 +291,11 @@ struct TokenChangePin {
 };
 
 struct TokenSeed {
-    std::string token, file;
+    TokenName token;
+    std::string file;
 
     void options(CLI::App& verb) {
-        addTokenArgument(verb, token);
+        token.argument(verb);
         verb.add_option("--seed-file", file, say("Read the seed from this file"))->type_name("FILE");
     }
     void run(const Context& context) const {

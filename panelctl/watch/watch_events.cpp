@@ -264,7 +264,7 @@ Heard readHeard(Notification id, CommandStreamIn& payload) {
 }
 
 WatchEvent describe(const Heard& heard) {
-    WatchEvent event{nameOf(heard.id), heard.moment().time, {}, ordered_json::object(), false};
+    WatchEvent event{nameOf(heard.id), heard.moment().time, {}, ordered_json::object(), false, heard.moment().number};
     std::visit(Describe{event, heard.id, heard.remarks}, heard.notice);
     return event;
 }
@@ -311,6 +311,7 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
 ordered_json toJson(const WatchEvent& event) {
     ordered_json json{
         {"schema", 1}, {"time", platform::isoText(event.time)}, {"event", event.name}, {"missed", event.missed}};
+    json["number"] = event.number == 0 ? ordered_json(nullptr) : ordered_json(event.number);
     json.update(event.details);
     return json;
 }

@@ -27,6 +27,7 @@ struct WatchEvent {
     std::string text;               // one line, escaped
     nlohmann::ordered_json details; // an object
     bool missed = false;            // it happened while notifications were missed; `time` is when it was noticed
+    std::uint64_t number = 0;       // of the notification; 0 for an event that was noticed without one
 };
 
 // A notification as it arrived.

@@ -85,7 +85,7 @@ TEST(ATokenUri, NamesTheTokenAndIsFoundByIt) {
     EXPECT_TRUE(matchesUri(token, uri));
     EXPECT_TRUE(matchesUri(token, "pkcs11:serial=A1%20B2"));
     EXPECT_TRUE(matchesUri(token, "pkcs11:"));
-    EXPECT_TRUE(matchesUri(token, "pkcs11:manufacturer=Acme;object=cert;type=cert?pin-value=1"));
+    EXPECT_TRUE(matchesUri(token, "pkcs11:manufacturer=Acme;object=cert;type=cert"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:token=B"));
     EXPECT_THROW(matchesUri(token, "pkcs11:colour=red"), CommandError);

@@ -135,7 +135,7 @@ TEST_F(PanelctlWatch, WritesOneJsonObjectALine) {
     ASSERT_EQ(all.size(), 3U);
     EXPECT_EQ(nlohmann::json::parse(all[0]),
               nlohmann::json::parse(R"({"schema": 1, "time": "2027-01-15T08:00:00Z", "event": "token-arrived",
-                  "missed": false, "token": {"label": "東京\u001b[2J", "serial": "B2", "model": "", "provider": "card",
+                  "missed": false, "number": 1, "token": {"label": "東京\u001b[2J", "serial": "B2", "model": "", "provider": "card",
                   "uri": "pkcs11:model=;manufacturer=;serial=B2;token=%E6%9D%B1%E4%BA%AC%1B[2J"}})"));
     const auto failed = nlohmann::json::parse(all[1]);
     EXPECT_EQ(failed["source"], "user");
