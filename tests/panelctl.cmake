@@ -73,3 +73,11 @@ if(NOT WIN32)
     target_link_libraries(test_panelctl_dots PRIVATE util) # openpty
     add_dependencies(test_panelctl_dots panelctl)
 endif()
+
+# The forms of --json; python3-jsonschema judges.
+if(NOT WIN32)
+    find_package(Python3 COMPONENTS Interpreter REQUIRED)
+    add_test(NAME panelctl_json_schema
+             COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/panelctl/json_schema_test.py
+                     $<TARGET_FILE_DIR:panelctl> ${PROJECT_SOURCE_DIR}/docs/panelctl.schema.json)
+endif()

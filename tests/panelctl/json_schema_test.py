@@ -1,0 +1,122 @@
+#!/usr/bin/env python3
+"""What panelctl prints with --json, for each verb, against docs/panelctl.schema.json. It runs a panelkitd of its own.
+
+    json_schema_test.py FOLDER_OF_PROGRAMS SCHEMA
+"""
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import time
+
+import jsonschema
+
+PROGRAMS, SCHEMA = sys.argv[1], sys.argv[2]
+
+# The verb, its arguments, standard input, and its exit code. Each row uses what the rows before it have made.
+ROWS = [
+    ("version", [], "", 0),
+    ("provider list", [], "", 0),
+    ("provider raise", ["embedded"], "", 0),
+    ("token init", ["--label", "Office", "--so-pin-stdin", "--pin-stdin"], "so-pin-1\nuser-1\n", 0),
+    ("token login", ["Office", "--pin-stdin"], "user-1\n", 0),
+    ("token list", [], "", 0),
+    ("token states", [], "", 0),
+    ("token seed", ["Office"], "", 0),
+    ("key generate", ["gate", "--key", "ec:256"], "", 0),
+    ("key list", [], "", 0),
+    ("key show", ["gate"], "", 0),
+    ("psk create", ["site", "--value-stdin"], "secret\n", 0),
+    ("psk list", [], "", 0),
+    ("psk delete", ["site", "--yes"], "", 0),
+    ("cert request", ["--cn", "gate", "--existing-key", "gate", "--output", "{folder}/gate.csr"], "", 0),
+    ("cert import", ["{folder}/one.pem", "--key-file", "{folder}/one.key"], "", 0),
+    ("cert list", [], "", 0),
+    ("cert show", ["one"], "", 0),
+    ("cert chain", ["one"], "", 0),
+    ("cert verify", ["one"], "", 0),
+    ("cert export", ["one", "--output", "{folder}/again.pem"], "", 0),
+    ("cert reload", [], "", 0),
+    ("crl list", [], "", 0),
+    ("config get", ["IKE.DPD_IDLE_TIME"], "", 0),
+    ("config list", ["IKE"], "", 0),
+    ("config diff", [], "", 0),
+    ("config set", ["IKE.DPD_IDLE_TIME", "77"], "", 0),
+    ("config pending", [], "", 0),
+    ("config revert", ["--all"], "", 0),
+    ("config commit", [], "", 0),
+    ("policy status", [], "", 0),
+    ("config describe", ["IKE.DPD_IDLE_TIME"], "", 0),
+    ("config reset", ["IKE.DPD_IDLE_TIME"], "", 0),
+    ("policy show", [], "", 0),
+    ("policy explain", [], "", 0),
+    ("policy source get", [], "", 0),
+    ("net list", [], "", 0),
+    ("status", [], "", 0),
+    ("doctor", [], "", None),
+    ("cert delete", ["one", "--yes", "--with-key"], "", 0),
+    ("key delete", ["gate", "--yes"], "", 0),
+    ("token logout", ["Office"], "", 0),
+    ("error", ["cert", "show", "none"], "", 10),
+    ("error", ["cert", "lisst"], "", 2),
+    ("error", ["psk", "list", "--strict"], "", 14),
+    ("note", ["psk", "list"], "", 0),
+    ("token change-pin", ["Office", "--pin-stdin", "--new-pin-stdin"], "user-1\nuser-2\n", 0),
+    ("token reload", [], "", 0),
+]
+
+
+def started(folder):
+    """A panelkitd that serves; its log goes to a file."""
+    log = os.path.join(folder, "log")
+    with open(log, "w", encoding="utf-8") as stream:
+        service = subprocess.Popen([f"{PROGRAMS}/panelkitd", "--endpoint", f"{folder}/s", "--state", f"{folder}/state"],
+                                   stderr=stream)
+    for _ in range(600):
+        with open(log, encoding="utf-8") as stream:
+            if " serves " in stream.read():
+                return service
+        time.sleep(0.05)
+    service.kill()
+    sys.exit("panelkitd does not start")
+
+
+def output_of(row, folder):
+    verb, arguments, typed, status = row
+    on_error_stream = verb in ("error", "note")
+    words = [] if on_error_stream else verb.split()
+    command = [f"{PROGRAMS}/panelctl", "--endpoint", f"{folder}/s", "--json", *words,
+               *(argument.format(folder=folder) for argument in arguments)]
+    done = subprocess.run(command, input=typed, capture_output=True, text=True, timeout=120, check=False)
+    if status is not None and done.returncode != status:
+        raise ValueError(f"exit code {done.returncode}: {done.stderr}")
+    return json.loads(done.stderr if on_error_stream else done.stdout)
+
+
+def main():
+    with open(SCHEMA, encoding="utf-8") as stream:
+        schema = json.load(stream)
+    jsonschema.Draft202012Validator.check_schema(schema)
+    validator = jsonschema.Draft202012Validator(schema)
+    problems = []
+    with tempfile.TemporaryDirectory() as folder:
+        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", f"{folder}/one.key", "-out",
+                        f"{folder}/one.pem", "-days", "99", "-subj", "/CN=one"], check=True, capture_output=True)
+        service = started(folder)
+        try:
+            for row in ROWS:
+                try:
+                    for error in validator.iter_errors({row[0]: output_of(row, folder)}):
+                        problems.append(f"{row[0]}: {error.json_path}: {error.message[:200]}")
+                except ValueError as error:
+                    problems.append(f"{row[0]} {row[1]}: {error}")
+        finally:
+            service.terminate()
+            service.wait()
+    problems += [f"{verb}: has a schema, but no row" for verb in schema["properties"] if verb not in {row[0] for row in ROWS}]
+    if problems:
+        sys.exit("\n".join(problems))
+
+
+main()
