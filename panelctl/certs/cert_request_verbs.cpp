@@ -2,6 +2,7 @@
 //
 // panelctl cert request: a certificate request, signed with a key pair that never leaves its token.
 #include <panelctl/base/endings.h>
+#include <panelctl/base/failure_text.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
@@ -129,7 +130,7 @@ private:
         });
         if (!taken) return error;
         return {Exit::alreadyThere,
-                error.what(),
+                inOneLine(remarksText(remarks, error.what())),
                 {say("--existing-key makes the request with that key; --label names a new one")}};
     }
 
