@@ -39,6 +39,14 @@ if(NOT WIN32)
 endif()
 
 if(NOT WIN32)
+    # Rules of the service's parts, at their boundaries.
+    panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
+        service/certs_rules_test.cpp
+        service/config_rules_test.cpp
+        service/trust_rules_posix_test.cpp)
+    panelkit_test(test_service_rights SOURCES
+        service/rights_posix_test.cpp)
+    add_dependencies(test_service_rights panelkitd)
     panelkit_test(test_service_crowd SOURCES
         service/crowd_posix_test.cpp)
     add_dependencies(test_service_crowd panelkitd)
@@ -60,11 +68,8 @@ panelkit_test(test_service_monitor SOURCES
     service/monitor_states_test.cpp)
 if(NOT WIN32)
     target_sources(test_service_monitor PRIVATE
-        service/monitor_access_posix_test.cpp
-        service/monitor_keys_test.cpp
-        support/other_user_posix.cpp)
+        service/monitor_keys_test.cpp)
     target_link_libraries(test_service_monitor PRIVATE certificate_maker)
-    add_dependencies(test_service_monitor panelctl)
 endif()
 target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
 add_dependencies(test_service_monitor panelkitd panelkit_test_token)
@@ -91,6 +96,8 @@ panelkit_test(test_service_policy LABELS threads SOURCES
 add_dependencies(test_service_policy panelkitd)
 if(NOT WIN32)
     panelkit_test(test_service_policy_host LINK certificate_maker SOURCES
+        support/heard_notices.cpp
+        service/notices_posix_test.cpp
         service/policy_access_test.cpp
         service/policy_certificates_test.cpp)
     add_dependencies(test_service_policy_host panelkitd)

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Certificate requests: made on a SoftHSM2 token, checked by the openssl program, and answered with a certificate.
+#include "../support/bytes.h"
 #include "certs_fixture.h"
+
+#include <panelkit/bridge/commands.h>
 
 #include <gmock/gmock.h>
 
@@ -64,6 +67,7 @@ TEST_F(Request, IsSignedByEachKindOfKeyThatTheTokenMakes) {
     }
     EXPECT_THAT(judged(), HasSubstr("DNS:gate.example, IP Address:192.0.2.1, IP Address:2001:DB8:0:0:0:0:0:1"));
     EXPECT_THAT(judged(), HasSubstr("ipsec Internet Key Exchange"));
+    EXPECT_THAT(judged(), HasSubstr("X509v3 Key Usage: critical"));
 }
 
 TEST_F(Request, LeadsToACertificateWithItsKey) {
@@ -87,6 +91,32 @@ TEST_F(Request, LeadsToACertificateWithItsKey) {
     EXPECT_EQ(content[0], '\x30');
     wish.keyLabel = "another";
     EXPECT_EQ(make(wish), MakeRequest::noSuchKey);
+}
+
+TEST_F(Request, NamesOneKeyAndOneFormat) {
+    for (const char* name : {"one", "two"}) {
+        ASSERT_EQ(importFile(pkcs12(makeUser(name, root), {}, "secret", 2048, "same"), "secret",
+                             vocabulary::CertImport::withPrivateKey),
+                  ImportCert::imported);
+    }
+    CertRequestInfo wish = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
+    wish.useExistingKey = true;
+    wish.keyLabel = "same";
+    EXPECT_EQ(make(wish), MakeRequest::noSuchKey);
+    EXPECT_EQ(content, "Several key pairs are called \"same\".");
+
+    const std::string head = encoded(token()), body = encoded(wish);
+    const panelkit::CommandRow& row = panelkit::commandRow(panelkit::Command::MakeCertRequest);
+    for (const std::size_t place : {std::size_t{12}, body.size() - 4}) { // the format's first and second place
+        for (const char format : {'\1', '\2'}) {
+            std::string request = head + body;
+            request[head.size() + place] = format;
+            EXPECT_FALSE(SessionsPool::GetSession(row.session)
+                             ->__SendCommand(row.module, static_cast<long>(row.code), request.data(),
+                                             static_cast<unsigned>(request.size()), nullptr));
+            EXPECT_EQ(refusal(), Refused::badInput);
+        }
+    }
 }
 
 TEST_F(Request, ThatCanNotBeMadeSaysWhyAndLeavesNoKey) {

@@ -181,6 +181,75 @@ TEST_F(TheToken, KeepsTheNewestCrlAndRevokesByIt) {
     EXPECT_EQ(stateOf("CN=gate"), CertState::valid);
 }
 
+// A list can be stored before its issuer's certificate, when nobody can tell whether it is forged.
+TEST_F(TheToken, RevokesByNoListThatItsIssuerDidNotSign) {
+    const Identity stranger = makeAuthority("Root"), other = makeAuthority("Other");
+    ASSERT_EQ(importCrl(makeCrl({.revoked = {42, 100}}, stranger)), ImportCrl::imported);
+    ASSERT_EQ(importCrl(makeCrl({}, other)), ImportCrl::imported);
+    ASSERT_EQ(listCrls().size(), 2U) << "one of each issuer";
+    const Identity gate = makeCertificate({.subject = {{"CN", "gate"}}, .serial = "42"}, ecKey(), &root);
+    for (const Identity& one : {root, gate}) ASSERT_EQ(importFile(one.der), ImportCert::imported);
+    EXPECT_EQ(stateOf("CN=gate"), CertState::valid);
+    EXPECT_TRUE(verifies("CN=gate")) << text;
+
+    EXPECT_EQ(importCrl(makeCrl({.revoked = {100}}, root)), ImportCrl::imported) << "of the same day";
+    ASSERT_EQ(listCrls().size(), 2U);
+    for (const Identity& one : {middle, user}) ASSERT_EQ(importFile(one.der), ImportCert::imported);
+    EXPECT_FALSE(verifies("CN=user"));
+    EXPECT_EQ(text, "\"CN=Middle\" is revoked.");
+    const auto lists = listCrls();
+    ASSERT_TRUE(controller->DeleteCRL(token(), lists[0]));
+    EXPECT_THAT(listCrls(), ElementsAre(lists[1]));
+}
+
+TEST_F(TheToken, BuildsChainsBySignaturesAndNotByNames) {
+    for (const Identity& one : {makeAuthority("Middle", &root), root, user}) {
+        ASSERT_EQ(importFile(one.der), ImportCert::imported);
+    }
+    std::vector<PKCS11::TokenInfo> places;
+    std::vector<CertInfo> chain;
+    ASSERT_TRUE(controller->GetCertChain(token(), named("CN=user"), places, chain));
+    EXPECT_EQ(chain.size(), 1U);
+    ASSERT_EQ(importFile(middle.der), ImportCert::imported);
+    ASSERT_TRUE(controller->GetCertChain(token(), named("CN=user"), places, chain));
+    EXPECT_EQ(chain.size(), 3U);
+}
+
+// As another program on this host sees them.
+TEST_F(TheToken, KeepsItsKeysFromLeaving) {
+    ASSERT_EQ(importFile(pkcs12(user, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+    ASSERT_TRUE(controller->CreatePresharedKey(token(), "office", std::string(1024, 'x')));
+    EXPECT_FALSE(controller->CreatePresharedKey(token(), "too long", std::string(1025, 'x')));
+    EXPECT_TRUE(controller->CreatePresharedKey(token(), std::string(64, 'n'), "x"));
+    CertRequestInfo wish;
+    wish.keyType = vocabulary::keyType::ec;
+    wish.keyBits = 256;
+    wish.digest = vocabulary::digest::sha256;
+    wish.commonName = "gate";
+    ASSERT_EQ(controller->MakeCertRequest(token(), wish, content), MakeCertRequestResult{}) << content;
+    const auto objects = [&](std::vector<std::string> logIn) {
+        platform::ChildOptions child;
+        child.arguments = {"pkcs11-tool",   "--module", "/usr/lib/softhsm/libsofthsm2.so",
+                           "--token-label", "Office",   "-O"};
+        child.arguments.insert(child.arguments.end(), logIn.begin(), logIn.end());
+        child.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
+        return platform::runChild(child, std::chrono::seconds(30)).output;
+    };
+    const auto count = [](const std::string& text, const std::string& part) {
+        int number = 0;
+        for (std::size_t at = 0; (at = text.find(part, at)) != std::string::npos; ++at) ++number;
+        return number;
+    };
+    const std::string all = objects({"--login", "--pin", "user-1"});
+    EXPECT_EQ(count(all, "Private Key Object"), 2) << all;
+    EXPECT_EQ(count(all, "Secret Key Object"), 2) << all;
+    EXPECT_EQ(count(all, "  Access:     sensitive"), 4) << all;
+    EXPECT_EQ(count(all, " extractable"), count(all, "never extractable")) << all;
+    const std::string open = objects({});
+    EXPECT_EQ(count(open, "Private Key Object") + count(open, "Secret Key Object"), 0) << open;
+    EXPECT_EQ(count(open, "Public Key Object"), 2) << open;
+}
+
 TEST_F(TheToken, GivesCertificatesOutInEveryFormat) {
     ASSERT_EQ(importFile(pkcs12(user, {middle.der, root.der}, "secret"), "secret", CertImport::withChain, true),
               ImportCert::imported);

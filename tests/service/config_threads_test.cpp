@@ -24,14 +24,19 @@ std::string proxyBody(unsigned number) {
     return encoded(static_cast<std::uint16_t>(number), std::string(number, static_cast<char>('a' + number % 26)));
 }
 
+std::string bodyOf(LPARAMS::Client::IKE& ike) {
+    std::string body;
+    CommandStreamOut out(body);
+    ike.save(out);
+    return body;
+}
+
 TEST(TheConfigurationInMemory, LosesNoWriteToACommitThatIsUnderWay) {
     const TemporaryFolder folder;
     const StateFolder state(folder.file("state"));
     Configuration configuration(state, {});
     LPARAMS::Client::IKE ike;
-    std::string blank;
-    CommandStreamOut out(blank);
-    ike.save(out);
+    const std::string blank = bodyOf(ike);
     std::atomic<bool> done = false;
     std::atomic<unsigned> torn = 0;
     std::vector<std::thread> threads;
@@ -53,8 +58,15 @@ TEST(TheConfigurationInMemory, LosesNoWriteToACommitThatIsUnderWay) {
     unsigned lost = 0;
     for (unsigned number = 1; number <= rounds; ++number) {
         configuration.write("PROXY", proxyBody(number));
-        configuration.write("IKE", blank);
+        ike.EXCHANGE_TIMEOUT.value = number; // its secret is made by a commit, which must leave this alone
+        configuration.write("IKE", bodyOf(ike));
         lost += configuration.read("PROXY") != proxyBody(number);
+        std::this_thread::yield();
+        const std::string now = configuration.read("IKE");
+        CommandStreamIn in(now);
+        LPARAMS::Client::IKE read;
+        read.load(in);
+        lost += read.EXCHANGE_TIMEOUT.value != number;
     }
     done = true;
     for (std::thread& thread : threads) thread.join();

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <sstream>
 #include <string>
@@ -32,6 +33,8 @@ public:
     PipedLog(const PipedLog&) = delete;
     PipedLog& operator=(const PipedLog&) = delete;
 
+    // What is there now.
+    ssize_t readSome(std::array<char, 65536>& bytes) const { return ::read(ends_[0], bytes.data(), bytes.size()); }
     std::string readAll() const {
         std::string text;
         std::array<char, 65536> bytes{};
@@ -87,6 +90,49 @@ TEST(TheLog, HasSoManyEventsOfAnAccountAndAllOfAnother) {
     };
     EXPECT_EQ(linesWith("eve"), 10);
     EXPECT_EQ(linesWith("bob"), 5);
+}
+
+TEST(TheLog, HasLinesOfItsLevelAndOneLineForEachEvent) {
+    PipedLog pipe;
+    for (const auto& [level, expected] : {std::pair(panelkitd::LogLevel::disabled, ""),
+                                          {panelkitd::LogLevel::events, "e"},
+                                          {panelkitd::LogLevel::details, "ed"},
+                                          {panelkitd::LogLevel::debug, "edb"}}) {
+        panelkitd::setLogLevel(level);
+        panelkitd::logEvent("(e)");
+        panelkitd::logDetail("(d)");
+        panelkitd::logDebug("(b)");
+        std::string seen;
+        const std::string log = pipe.readAll();
+        for (const char one : {'e', 'd', 'b'}) {
+            if (log.find(std::string("(") + one + ")") != std::string::npos) seen += one;
+        }
+        EXPECT_EQ(seen, expected);
+    }
+    panelkitd::setLogLevel(panelkitd::LogLevel::events);
+    panelkitd::logEvent("a name\naudit: root\r\x1B[2J\x7F\u202E");
+    panelkitd::logEvent(std::string(100'000, 'x'));
+    const std::string log = pipe.readAll();
+    EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 2);
+    EXPECT_EQ(std::count_if(log.begin(), log.end(), [](unsigned char c) { return c < 0x20 || c == 0x7F; }), 2);
+    EXPECT_EQ(log.find("\u202E"), std::string::npos);
+    EXPECT_LT(log.size(), 10'000U);
+}
+
+TEST(TheLog, IsWrittenToItsEnd) {
+    constexpr int lines = 1000;
+    PipedLog pipe;
+    for (int round = 0; round < 20; ++round) {
+        {
+            const panelkitd::LogThread thread;
+            for (int i = 0; i < lines / 10; ++i) panelkitd::logEvent("a line");
+        }
+        std::string log;
+        std::array<char, 65536> bytes{};
+        for (ssize_t got = 0; (got = pipe.readSome(bytes)) > 0;)
+            log.append(bytes.data(), static_cast<std::size_t>(got));
+        ASSERT_EQ(std::count(log.begin(), log.end(), '\n'), lines / 10) << "when the thread is told to end";
+    }
 }
 
 } // namespace

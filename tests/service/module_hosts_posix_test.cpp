@@ -170,7 +170,7 @@ protected:
     TokenModuleControl control;
     RunningService service{
         {"--allow-module", module, "--users-group", "games", "--module-timeout", "1", "--token-poll", "1"},
-        {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}}};
+        {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}, {"CREDENTIALS_DIRECTORY", "/of the service"}}};
     VpnTokensController controller;
 };
 
@@ -232,6 +232,45 @@ TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
     EXPECT_EQ(refusal, "");
     EXPECT_GT(done, 100U);
     EXPECT_TRUE(token("Safe").flags & flag::loggedIn);
+}
+
+// The processes that the service has started.
+std::vector<std::filesystem::path> hostsOf(std::int64_t service) {
+    std::vector<std::filesystem::path> hosts;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::ifstream stat(entry.path() / "stat");
+        std::string number, name, state;
+        std::int64_t parent = 0;
+        if (stat >> number >> name >> state >> parent && parent == service && state != "Z")
+            hosts.push_back(entry.path());
+    }
+    return hosts;
+}
+
+TEST_F(AnUntrustedModule, HasNoRightsAndNoSecretsOfTheServiceAndEndsWithIt) {
+    loadAgain();
+    const auto hosts = hostsOf(service.process().id());
+    ASSERT_EQ(hosts.size(), 2U);
+    for (const auto& host : hosts) {
+        std::string status, variables;
+        std::getline(std::ifstream(host / "status"), status, '\0');
+        std::getline(std::ifstream(host / "environ"), variables, '\1');
+        for (const char* line : {"CapEff:\t0000000000000000", "CapPrm:\t0000000000000000", "CapBnd:\t0000000000000000",
+                                 "NoNewPrivs:\t1"}) {
+            EXPECT_THAT(status, HasSubstr(line));
+        }
+        EXPECT_THAT(variables, testing::Not(HasSubstr("CREDENTIALS_DIRECTORY")));
+    }
+    control.recordCalls();
+    control.hang("C_SeedRandom");
+    std::thread stuck([this] { controller.InitTokenRNG(token("Office"), "seed"); });
+    EXPECT_TRUE(control.waitForCalls("C_SeedRandom", 1));
+    service.kill();
+    stuck.join();
+    for (const auto& host : hosts) {
+        EXPECT_TRUE(waitFor([&] { return !std::filesystem::exists(host / "exe"); })) << "even in a function that hangs";
+    }
+    service.start();
 }
 
 TEST_F(AnUntrustedModule, ThatCrashesAtEachStartIsTriedLessAndLessOften) {

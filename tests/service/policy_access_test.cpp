@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Access to policies: the service's user, a user of its group, and another user. Needs root, to switch users.
+#include "../support/as_user_posix.h"
 #include "policy_fixture.h"
 
-#include <platform/system/host.h>
-
-#include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,27 +16,7 @@ using testing::Not;
 
 namespace {
 
-gid_t groupNumber(const char* name) { return static_cast<gid_t>(std::stoul(platform::groupId(name))); }
 gid_t userGroup(const char* name) { return ::getpwnam(name)->pw_gid; }
-uid_t userNumber(const char* name) { return static_cast<uid_t>(std::stoul(platform::userId(name))); }
-
-// While this exists, the process and its new sessions run as another user, in the group "games".
-class As {
-public:
-    explicit As(const char* name) {
-        closePooledSessions();
-        const gid_t games = groupNumber("games");
-        if (::setgroups(1, &games) != 0 || ::setegid(groupNumber("nogroup")) != 0 || ::seteuid(userNumber(name)) != 0) {
-            throw std::runtime_error("can't become somebody else");
-        }
-    }
-    ~As() {
-        closePooledSessions();
-        if (::seteuid(0) != 0 || ::setegid(0) != 0 || ::setgroups(0, nullptr) != 0) std::abort();
-    }
-    As(const As&) = delete;
-    As& operator=(const As&) = delete;
-};
 
 class APolicyOfSomebody : public WithPolicyService {
 protected:

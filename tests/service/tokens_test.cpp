@@ -190,6 +190,14 @@ TEST_F(TheService, LoadsRaisesRemembersAndUnloadsProviders) {
     EXPECT_EQ(refusal(), vocabulary::Refused::noSuchProvider);
     EXPECT_FALSE(controller.ProviderUnload(providers()[0]));
     EXPECT_EQ(refusal(), vocabulary::Refused::embeddedProvider);
+
+    info.*providerField::isRemembered = false;
+    ASSERT_TRUE(controller.ProviderLoad(info));
+    EXPECT_TRUE(controller.ProviderLevelUp(info)) << "which stores the list";
+    service.terminate();
+    service.start();
+    connect();
+    EXPECT_EQ(providers().size(), 1U);
 }
 
 // Whatever is wrong with the list, the service starts with what it can read, and leaves the file to an administrator.

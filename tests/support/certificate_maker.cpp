@@ -132,17 +132,32 @@ std::string makeCrl(const CrlSpec& spec, const Identity& issuer) {
     ASN1_TIME_set_string_X509(time, spec.thisUpdate.c_str());
     X509_CRL_set1_lastUpdate(crl.get(), time);
     ASN1_INTEGER* number = ASN1_INTEGER_new();
-    for (const long serial : spec.revoked) {
+    const auto add = [&](long serial, long reason) {
         X509_REVOKED* entry = X509_REVOKED_new();
         ASN1_INTEGER_set(number, serial);
         X509_REVOKED_set_serialNumber(entry, number);
         X509_REVOKED_set_revocationDate(entry, time);
+        if (reason != 0) {
+            ASN1_ENUMERATED* value = ASN1_ENUMERATED_new();
+            ASN1_ENUMERATED_set(value, reason);
+            X509_REVOKED_add1_ext_i2d(entry, NID_crl_reason, value, 0, 0);
+            ASN1_ENUMERATED_free(value);
+        }
         X509_CRL_add0_revoked(crl.get(), entry);
-    }
+    };
+    for (const long serial : spec.revoked) add(serial, 0);
+    for (const long serial : spec.released) add(serial, CRL_REASON_REMOVE_FROM_CRL);
     ASN1_TIME_set_string_X509(time, spec.nextUpdate.c_str());
     X509_CRL_set1_nextUpdate(crl.get(), time);
     ASN1_INTEGER_set(number, spec.number);
     X509_CRL_add1_ext_i2d(crl.get(), NID_crl_number, number, 0, 0);
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, parent.get(), nullptr, nullptr, crl.get(), 0);
+    for (const auto& [name, value] : spec.extensions) {
+        X509_EXTENSION* extension = made(X509V3_EXT_conf(nullptr, &context, name.c_str(), value.c_str()), name.c_str());
+        X509_CRL_add_ext(crl.get(), extension, -1);
+        X509_EXTENSION_free(extension);
+    }
     ASN1_INTEGER_free(number);
     ASN1_TIME_free(time);
     X509_CRL_sort(crl.get());

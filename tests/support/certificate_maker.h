@@ -45,6 +45,8 @@ struct CrlSpec {
     long number = 1;
     std::string thisUpdate = "20250601000000Z";
     std::string nextUpdate = "20390101000000Z";
+    std::vector<long> released;                                  // serial numbers whose hold has ended
+    std::vector<std::pair<std::string, std::string>> extensions; // as in OpenSSL's configuration
 };
 std::string makeCrl(const CrlSpec& spec, const Identity& issuer);
 

@@ -46,9 +46,10 @@ struct HeardNotices::State {
     public:
         Handler(State& state, Notification id) : VpnNotificationHandler(vocabulary::idOf(id)), state_(state), id_(id) {}
         bool handle(CommandStreamIn& payload, CommandStreamOut&) override {
-            Notice notice{id_, {}, {}};
+            Notice notice{id_, {}, {}, {}};
             if (id_ <= Notification::tokenLoggedOut) payload >> notice.token;
             if (id_ == Notification::certificateExpiring) payload >> notice.certificate;
+            if (id_ == Notification::policyActivated || id_ == Notification::policyFailed) payload >> notice.policy;
             state_.add(std::move(notice));
             return true;
         }

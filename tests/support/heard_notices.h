@@ -15,6 +15,7 @@ public:
         vocabulary::Notification id;
         vocabulary::TokenNotice token; // of notifications with a token
         vocabulary::CertificateNotice certificate;
+        vocabulary::PolicyNotice policy;
     };
 
     HeardNotices(); // begins to listen

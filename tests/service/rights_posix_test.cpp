@@ -1,0 +1,151 @@
+// SPDX-License-Identifier: MIT
+//
+// Who may give which command, and which commands have a line in the audit log: the whole table of commands, for every
+// kind of account. Needs root, to become these accounts.
+#include "../support/as_user_posix.h"
+#include "../support/bytes.h"
+#include "../support/running_service.h"
+
+#include <panelkit/bridge/commands.h>
+#include <panelkit/certs/cert_records.h>
+#include <platform/bridge/failure.h>
+
+#include <gmock/gmock.h>
+
+#include <sys/stat.h>
+
+#include <fstream>
+#include <set>
+#include <thread>
+
+using bridge::FailureCode;
+using panelkit::Command;
+using testing::HasSubstr;
+
+namespace {
+
+const std::set<Command> forAdministrators{
+    Command::TokenInitialize, Command::ProviderLoad,       Command::ProviderUnload,     Command::ProviderLevelUp,
+    Command::TokensReloadAll, Command::DeleteCertificate,  Command::ImportCertificate,  Command::ImportCRL,
+    Command::MakeCertRequest, Command::CreatePresharedKey, Command::DeletePresharedKey, Command::DeleteCRL,
+    Command::CertsReloadAll,  Command::SetSettings,        Command::ActivateDDP,        Command::ActivateSystem,
+    Command::WriteGroup,      Command::ReadGroup,          Command::CommitGroups,       Command::GenerateKey,
+    Command::DeleteKey,       Command::DeleteCertAndKey,   Command::GetUncommitted,     Command::RevertSettings,
+};
+// Those that change nothing, so that they are not audited; and those of users that do.
+const std::set<Command> readByAdministrators{Command::ReadGroup, Command::GetUncommitted};
+const std::set<Command> actsOfUsers{
+    Command::TokenLogin,        Command::TokenLogout,     Command::TokenChangePassword, Command::InitTokenRNG,
+    Command::ExportCertificate, Command::ActivateCurrent, Command::ActivateUser,        Command::SetUserSettings,
+};
+
+struct Kind {
+    const char* name;
+    const char* user;
+    std::vector<std::string> groups;
+    bool admitted, administers;
+};
+
+const Kind kinds[] = {
+    {"a stranger", "daemon", {}, false, false},
+    {"a user", "nobody", {"games"}, true, false},
+    {"another user", "daemon", {"games"}, true, false},
+    {"an administrator", "nobody", {"staff"}, true, true},
+    {"an administrator who is a user too", "daemon", {"games", "staff"}, true, true},
+    {"root", "root", {}, true, true},
+};
+
+class TheTableOfCommands : public testing::Test {
+protected:
+    TheTableOfCommands() {
+        ::chmod(std::filesystem::path(service.endpoint()).parent_path().c_str(), 0755);
+        CommandSender::Instance().SetEndpoint(service.endpoint());
+    }
+    void SetUp() override {
+        if (!As::canBecome()) GTEST_SKIP() << "only root can become somebody else";
+    }
+    static FailureCode send(const panelkit::CommandRow& row, const std::string& payload = {}) {
+        const bool answered = SessionsPool::GetSession(row.session)
+                                  ->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
+                                                  static_cast<unsigned>(payload.size()), nullptr);
+        return answered ? FailureCode::none : bridge::lastFailure().code;
+    }
+
+    RunningService service{{"--embedded-module", "", "--users-group", "games", "--admin-group", "staff"}};
+};
+
+TEST_F(TheTableOfCommands, IsOpenToEveryKindOfAccountAsFarAsItMay) {
+    for (const Kind& kind : kinds) {
+        const As somebody(kind.user, kind.groups);
+        for (std::size_t i = 0; i < panelkit::commandTable.size(); ++i) {
+            const panelkit::CommandRow& row = panelkit::commandTable[i];
+            const bool may = kind.admitted && (kind.administers || !forAdministrators.contains(row.command));
+            EXPECT_EQ(send(row) != FailureCode::accessDenied, may) << row.name << " for " << kind.name;
+        }
+    }
+    const std::string log = service.terminate().error;
+    const auto holds = [&](const std::string& line) { return log.find("audit: " + line) != std::string::npos; };
+    for (const panelkit::CommandRow& row : panelkit::commandTable) {
+        const std::string name(row.name);
+        const bool administers = forAdministrators.contains(row.command);
+        const bool acts =
+            actsOfUsers.contains(row.command) || (administers && !readByAdministrators.contains(row.command));
+        EXPECT_EQ(holds("root " + name + ": ") || holds("root " + name + " "), acts) << name;
+        EXPECT_EQ(holds("nobody " + name + ": denied"), administers) << name;
+    }
+}
+
+// The command is open to users, this use of it is not.
+TEST_F(TheTableOfCommands, KeepsPrivateKeysFromUsers) {
+    const auto request = [](bool withKey) {
+        return encoded(PKCS11::TokenInfo(), CertInfo(), std::uint32_t{4}, std::string("password"), false, withKey);
+    };
+    const panelkit::CommandRow& row = panelkit::commandRow(Command::ExportCertificate);
+    {
+        const As user("nobody");
+        EXPECT_EQ(send(row, request(true)), FailureCode::accessDenied);
+        EXPECT_NE(send(row, request(false)), FailureCode::accessDenied);
+    }
+    const As administrator("nobody", {"staff"});
+    EXPECT_NE(send(row, request(true)), FailureCode::accessDenied);
+    EXPECT_THAT(service.terminate().error, HasSubstr("with its private key: refused ("));
+}
+
+// Other processes of that account must not read PINs.
+TEST(AServiceOfAnOrdinaryAccount, HasMemoryThatNobodyButRootReads) {
+    if (!As::canBecome()) GTEST_SKIP() << "only root can become somebody else";
+    const TemporaryFolder folder;
+    for (const char* name : {"panelkitd", "libpanelkit.so.0"}) {
+        std::filesystem::copy_file(builtProgram(name), folder.file(name));
+    }
+    const std::string own = folder.file("own");
+    std::filesystem::create_directory(own);
+    ASSERT_EQ(::chown(own.c_str(), userNumber("nobody"), 0), 0);
+    platform::ChildOptions options;
+    options.arguments = {
+        "setpriv",    "--reuid",       "nobody",  "--regid",     "nogroup", "--clear-groups", folder.file("panelkitd"),
+        "--endpoint", own + "/socket", "--state", own + "/state"};
+    options.environment["LD_LIBRARY_PATH"] = folder.path().string();
+    platform::ChildProcess service(options);
+    for (int i = 0; i < 2000 && service.errorSoFar().find(" serves ") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    ASSERT_THAT(service.errorSoFar(), HasSubstr(" serves "));
+    int processes = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::string status;
+        std::getline(std::ifstream(entry.path() / "status"), status, '\0');
+        const std::string id = std::to_string(service.id());
+        if (entry.path().filename() != id && status.find("\nPPid:\t" + id + "\n") == std::string::npos) continue;
+        ++processes;
+        struct stat owner {};
+        ASSERT_EQ(::stat((entry.path() / "mem").c_str(), &owner), 0);
+        EXPECT_EQ(owner.st_uid, 0U) << status;
+        EXPECT_THAT(status, HasSubstr("\nUid:\t65534\t"));
+    }
+    EXPECT_EQ(processes, 2) << "the service, and the host of its module";
+    service.terminate();
+    service.wait(std::chrono::seconds(30));
+}
+
+} // namespace
