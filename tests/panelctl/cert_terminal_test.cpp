@@ -155,6 +155,21 @@ TEST_F(AtATerminal, AnExportedFileIsItsOwnersAlone) {
     ASSERT_EQ(::stat(file.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
     EXPECT_EQ(run({"cert", "export", "0A1B", "--output", "/dev/full"}).status, 12);
+    std::filesystem::create_symlink(folder.file("elsewhere"), folder.file("link"));
+    EXPECT_EQ(run({"cert", "export", "0A1B", "--output", folder.file("link")}).status, 12);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("elsewhere"))) << "a link that leads nowhere is a file too";
+}
+
+TEST_F(AtATerminal, ColoursAreShownUnlessTheyAreNotWanted) {
+    for (const char* wanted : {"1", "0"}) {
+        PseudoTerminal screen;
+        std::map<std::string, std::string> environment{{"LC_ALL", "C.UTF-8"}, {"TERM", "xterm"}};
+        if (*wanted == '0') environment["NO_COLOR"] = "1";
+        screen.run({builtProgram("panelctl"), "--endpoint", service.endpoint(), "cert", "list"},
+                   {.environment = environment});
+        EXPECT_EQ(WEXITSTATUS(screen.waitForStatus()), 0);
+        EXPECT_EQ(screen.screen().find("\033[") != std::string::npos, *wanted == '1') << screen.screen();
+    }
 }
 
 } // namespace

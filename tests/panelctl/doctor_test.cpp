@@ -75,7 +75,9 @@ TEST_F(TheDoctor, FindsNothingWrongWhereNothingIs) {
 }
 
 TEST_F(TheDoctor, NamesWhatIsBrokenAndWhatWillBe) {
-    hasCertificate(12);
+    hasCertificate(30);
+    EXPECT_EQ(finding("certificates")["state"], "ok");
+    hasCertificate(29);
     expectSick("certificates", "warning", "\"CN=Alice\"", 81);
     hasCertificate(-2);
     expectSick("certificates", "problem", "expired: \"CN=Alice\"", 80);
@@ -107,6 +109,9 @@ TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {
     service.on(Command::EnumCertificates, Reaction::refuse("this service has no module 8"));
     EXPECT_EQ(finding("certificates")["state"], "not-checked");
     EXPECT_THAT(finding("certificates")["found"].get<std::string>(), HasSubstr("no module 8"));
+    service.on(Command::EnumCertificates,
+               Reaction::refuse("it broke", static_cast<std::uint32_t>(vocabulary::Refused::deviceError)));
+    EXPECT_EQ(finding("certificates")["state"], "problem") << "a refusal with a reason is an answer";
     service.on(Command::EnumCertificates, Reaction::reply("x"));
     EXPECT_EQ(finding("certificates")["state"], "problem") << "a reply that ends early is no answer";
 }

@@ -2,9 +2,15 @@
 //
 // What panelctl is made of, piece by piece.
 #include <panelctl/base/exit_codes.h>
+#include <panelctl/base/mistakes.h>
+#include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/terminal_text.h>
+#include <panelctl/certs/cert_format.h>
+#include <panelctl/certs/choosing.h>
 #include <panelctl/tokens/token_names.h>
+
+#include <platform/system/clock.h>
 
 #include <gmock/gmock.h>
 
@@ -76,6 +82,41 @@ TEST(ExitCodes, AreThereForEveryFailureAndEveryReasonToRefuse) {
     EXPECT_EQ(exitFor(FailureCode::noService, vocabulary::Refused::none), Exit::noService);
 }
 
+// ---- numbers and periods
+
+TEST(ANumber, IsTakenFromItsLeastToItsLargest) {
+    const CLI::Validator validator = numberBetween(0, 86400);
+    const auto takes = [&](std::string text) { return validator(text).empty(); };
+    for (const char* good : {"0", "0.5", "86400"}) EXPECT_TRUE(takes(good)) << good;
+    for (const char* bad : {"-1", "86400.5", "86401", "1x", "", "nan", "inf"}) EXPECT_FALSE(takes(bad)) << bad;
+}
+
+TEST(DaysLeft, CountWholeDaysAndAreAWarningBeforeThirty) {
+    const auto cell = [](std::int64_t seconds) {
+        return daysLeftCell(static_cast<std::uint64_t>(platform::secondsNow<std::int64_t>() + seconds));
+    };
+    constexpr std::int64_t day = 86'400;
+    const struct {
+        std::int64_t seconds;
+        const char* text;
+        Mood mood;
+    } rows[] = {{30 * day + 60, "30", Mood::plain},
+                {30 * day - 60, "29", Mood::warning},
+                {60, "0", Mood::warning},
+                {-60, "-1", Mood::bad},
+                {-day - 60, "-2", Mood::bad}};
+    for (const auto& [seconds, text, mood] : rows) {
+        EXPECT_EQ(cell(seconds).text, text);
+        EXPECT_EQ(cell(seconds).mood, mood) << text;
+    }
+}
+
+TEST(AFingerprint, IsNamedByEightDigitsOrMore) {
+    EXPECT_TRUE(beginsFingerprint("01234567", "0123456789"));
+    EXPECT_FALSE(beginsFingerprint("0123456", "0123456789"));
+    EXPECT_FALSE(beginsFingerprint("12345678", "0123456789"));
+}
+
 // ---- names of tokens
 
 TEST(ATokenUri, NamesTheTokenAndIsFoundByIt) {
@@ -88,6 +129,9 @@ TEST(ATokenUri, NamesTheTokenAndIsFoundByIt) {
     EXPECT_TRUE(matchesUri(token, "pkcs11:manufacturer=Acme;object=cert;type=cert"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:token=B"));
+    EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3;manufacturer=Acme")) << "every attribute counts";
+    EXPECT_TRUE(matchesUri(token, "pkcs11:serial=A1%20B2?pin-value=1")) << "the query is about something else";
+    EXPECT_TRUE(matchesUri({7, "1%4z%", "", "", "", 0}, "pkcs11:token=1%4z%"));
     EXPECT_THROW(matchesUri(token, "pkcs11:colour=red"), CommandError);
 }
 

@@ -14,6 +14,7 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -137,6 +138,12 @@ TEST_F(Panelctl, LogsInWithThePinFromStandardInput) {
     EXPECT_EQ(service.requests().back().payload, encoded(tokens[0], std::string("12 34"), false));
 }
 
+TEST_F(Panelctl, TakesSecretsUpToTheirLongest) {
+    service.answer<Command::TokenLogin>(true);
+    EXPECT_EQ(run({"token", "login", "A1", "--pin-stdin"}, std::string(1024, '1') + "\n").status, 0);
+    expectError(run({"token", "login", "A1", "--pin-stdin"}, std::string(1025, '1') + "\n"), 12, "longer than 1024");
+}
+
 TEST_F(Panelctl, SaysWhyALogInIsRefused) {
     const auto refusal = [&](const char* title) {
         service.answer<Command::TokenLogin>(false, PinStateMessage{title, "Because."});
@@ -162,6 +169,40 @@ TEST_F(Panelctl, ErasesNoTokenWithoutConfirmation) {
     EXPECT_EQ(run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin", "--yes"}, pins).status, 0);
     EXPECT_EQ(service.requests().back().payload,
               encoded(tokens[0], std::string("New"), std::string("so-pin-1"), std::string("user-1"), true));
+}
+
+// The guard of each PIN, and the state of each in JSON.
+TEST_F(Panelctl, KnowsTheTriesOfBothPins) {
+    const auto listed = [&](std::uint32_t flags) {
+        service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}});
+        const auto token = nlohmann::json::parse(run({"--json", "token", "list"}).output).at(0);
+        return token["pin"].dump() + token["soPin"].dump();
+    };
+    EXPECT_EQ(listed(0), "nullnull");
+    EXPECT_EQ(listed(ready), R"("ok""ok")");
+    EXPECT_EQ(listed(ready | flag::userPinCountLow | flag::soPinLocked), R"("wrong-before""locked")");
+    EXPECT_EQ(listed(ready | flag::userPinLocked | flag::userPinFinalTry), R"("locked""ok")");
+    EXPECT_EQ(listed(ready | flag::soPinFinalTry | flag::soPinCountLow), R"("ok""final-try")");
+    service.answer<Command::TokenChangePassword>(true);
+    const std::vector<std::string> change{"token", "change-pin", "A1", "--pin-stdin", "--new-pin-stdin"};
+    EXPECT_EQ(run(change, "so-pin-1\nso-pin-2\n").status, 0) << "of the user";
+    std::vector<std::string> ofOfficer = change;
+    ofOfficer.emplace_back("--so");
+    expectError(run(ofOfficer, "so-pin-1\nso-pin-2\n"), 22, "use --final-try to try anyway");
+}
+
+TEST_F(Panelctl, ErasesNoTokenThatWasExchangedMeanwhile) {
+    std::atomic<int> listings = 0;
+    service.on(Command::EnumProviderTokens, [&](const panelkit::testing::Received&) {
+        return Reaction::reply(
+            encoded(std::vector<TokenInfo>{{1, "Office", ++listings == 1 ? "A1" : "B2", "", "card", ready}}));
+    });
+    service.answer<Command::TokenInitialize>(true);
+    expectError(
+        run({"token", "init", "A1", "--label", "New", "--so-pin-stdin", "--pin-stdin", "--yes"}, "so-pin-1\nuser-1\n"),
+        10, "the token has been replaced by another one; nothing was done");
+    EXPECT_NE(service.requests().back().command,
+              static_cast<long>(panelkit::commandRow(Command::TokenInitialize).code));
 }
 
 TEST_F(Panelctl, SaysWhomAReloadLogsOut) {

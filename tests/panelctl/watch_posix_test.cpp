@@ -34,6 +34,20 @@ TEST(PanelctlWatchOnPosix, EndsWellOnCtrlCAndOnTheRequestToTerminate) {
     }
 }
 
+// As under nohup.
+TEST(PanelctlWatchOnPosix, IsNotEndedByASignalThatWasIgnoredBefore) {
+    ScriptedService service;
+    platform::ChildOptions options = watchOf(service.endpoint());
+    options.arguments.insert(options.arguments.begin(), {"/bin/sh", "-c", "trap '' HUP; exec \"$@\"", "sh"});
+    platform::ChildProcess watch(options);
+    for (int i = 0; i < 1000 && watch.errorSoFar().empty(); ++i) std::this_thread::sleep_for(5ms);
+    ::kill(static_cast<pid_t>(watch.id()), SIGHUP);
+    std::this_thread::sleep_for(200ms);
+    EXPECT_FALSE(watch.ended());
+    ::kill(static_cast<pid_t>(watch.id()), SIGTERM);
+    EXPECT_EQ(watch.wait(10s).status, 0);
+}
+
 // head ends after the first line; there are no further events, and watch must end all the same.
 TEST(PanelctlWatchOnPosix, EndsWhenNobodyReadsItAnyMore) {
     const std::string endpoint = panelkit::testing::uniqueEndpoint();
