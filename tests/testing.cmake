@@ -5,14 +5,10 @@ add_library(module_library STATIC
 target_link_libraries(module_library PUBLIC platform_core thirdparty_pkcs11)
 target_compile_definitions(module_library PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
 
-# What loads the module is beside it in the build's one folder of programs.
-add_executable(token_module_probe testing/token_module_probe.cpp)
-target_link_libraries(token_module_probe PRIVATE module_library)
-
 panelkit_test(test_token_module LABELS threads LINK module_library SOURCES
     testing/token_consumer.cpp
     testing/token_module_test.cpp)
-add_dependencies(test_token_module panelkit_test_token token_module_probe)
+add_dependencies(test_token_module panelkit_test_token)
 
 # Other programs load the module, and its own memory is looked into.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
@@ -20,5 +16,5 @@ if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
         testing/token_consumer.cpp
         testing/token_module_memory_test.cpp
         testing/token_module_opensc_test.cpp)
-    add_dependencies(test_token_module_outside panelkit_test_token token_module_probe)
+    add_dependencies(test_token_module_outside panelkit_test_token)
 endif()

@@ -51,16 +51,6 @@ protected:
         file.load();
         file.save(bodies);
     }
-    // The files of the configuration; the folder's lock is there too.
-    std::vector<std::string> names() const {
-        std::vector<std::string> found;
-        for (const auto& entry : std::filesystem::directory_iterator(state.path())) {
-            const std::string name = entry.path().filename().string();
-            if (name.starts_with("configuration")) found.push_back(name);
-        }
-        std::sort(found.begin(), found.end());
-        return found;
-    }
 
     TemporaryFolder folder;
     StateFolder state{folder.file("state")};
@@ -128,23 +118,13 @@ std::string apply(const Damage& damage, std::string text) {
     return text == "@" ? std::string(4096, '\0') : text;
 }
 
-TEST_F(TheFile, ThatIsDamagedIsToldWithItsLineAndTheLastGoodCopyIsUsedAndNothingIsChanged) {
-    save(first);
+// What happens to a damaged file and its last good copy: state_damage_test.cpp.
+TEST_F(TheFile, ThatIsDamagedIsToldWithItsLine) {
     for (const Damage& damage : damages) {
         const std::string damaged = apply(damage, whole);
         ASSERT_NE(damaged, whole) << damage.name;
-        const auto problems = readConfiguration(damaged).problems;
-        EXPECT_THAT(problems, Contains(HasSubstr(damage.problem))) << damage.name;
-
-        write("configuration.json", damaged);
-        EXPECT_TRUE(load() == first) << damage.name;
-        EXPECT_THROW(save(second), RefusedError) << damage.name;
-        EXPECT_EQ(read("configuration.json"), damaged) << "left to be repaired";
+        EXPECT_THAT(readConfiguration(damaged).problems, Contains(HasSubstr(damage.problem))) << damage.name;
     }
-    EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
-    write("configuration.json", whole);
-    save(second);
-    EXPECT_TRUE(load() == second) << "and when it is repaired, everything goes on";
 }
 
 TEST_F(TheFile, NamesAllItsProblems) {
@@ -176,43 +156,6 @@ TEST_F(TheFile, MayBeEditedWithinItsRules) {
         std::regex_replace(whole, std::regex(R"("DAYS_TO_EXPIRE": 30)"), R"("DAYS_TO_EXPIRE": 9999)"));
     EXPECT_TRUE(outside.bodies);
     EXPECT_THAT(outside.notes, ElementsAre("line 6: CERTMON.DAYS_TO_EXPIRE: 9999 is outside 1..366"));
-}
-
-TEST_F(TheFile, ThatIsGoneComesBackFromItsLastGoodState) {
-    EXPECT_TRUE(load().empty()) << "a first start";
-    save(first);
-    std::filesystem::remove(state.file("configuration.json"));
-    EXPECT_TRUE(load() == first);
-    std::filesystem::create_directory(state.file("configuration.json"));
-    EXPECT_TRUE(load() == first);
-    std::filesystem::remove(state.file("configuration.json"));
-    write("configuration.last-good.json", "{");
-    EXPECT_TRUE(load().empty());
-    EXPECT_THROW(save(second), RefusedError) << "there was a configuration, and it can't be read";
-    EXPECT_EQ(read("configuration.last-good.json"), "{");
-    std::filesystem::remove(state.file("configuration.last-good.json"));
-    save(second);
-    EXPECT_TRUE(load() == second);
-}
-
-TEST_F(TheFile, KeepsWhatSomebodyEditedWhileTheServiceRan) {
-    ConfigurationFile file(state);
-    file.load();
-    file.save(first);
-    file.save(second);
-    EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
-    write("configuration.json", "edited");
-    file.save(first);
-    EXPECT_EQ(read("configuration.json.kept-1"), "edited");
-    EXPECT_TRUE(load() == first);
-}
-
-TEST_F(TheFile, RemovesWhatAnInterruptedWriteLeft) {
-    save(first);
-    write("configuration.json.new-a1B2c3", "half");
-    write("configuration.last-good.json.new-4242", "half");
-    load();
-    EXPECT_THAT(names(), ElementsAre("configuration.json", "configuration.last-good.json"));
 }
 
 TEST_F(TheFile, AndBodiesAreRefusedOrComeBackTheSameWhateverHappensToThem) {

@@ -168,20 +168,6 @@ TEST_F(TheConfiguration, HasNoOtherSections) {
     EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("ends early"));
 }
 
-TEST_F(TheConfiguration, StaysAsItIsWhenTheDiskRefuses) {
-    std::filesystem::create_directory(service.state() + "/configuration.json");
-    PROXY proxy;
-    ASSERT_TRUE(proxy.load());
-    proxy.HTTP_LISTEN_PORT.value = 8080;
-    ASSERT_TRUE(proxy.save());
-    EXPECT_FALSE(writeToDisk());
-    expectRefused(Refused::notStored, "configuration.json");
-    EXPECT_EQ(toHex(readBytes("PROXY")), toHex(hex("90 1f  00 00 00 00"))) << "written, and not committed";
-    std::filesystem::remove(service.state() + "/configuration.json");
-    EXPECT_TRUE(writeToDisk());
-    EXPECT_THAT(file(), HasSubstr("\"HTTP_LISTEN_PORT\": 8080"));
-}
-
 TEST_F(TheConfiguration, IsAReadableFileWithWhatWasWritten) {
     POLICY policy;
     policy.SYSTEM_LSP_SOURCE.value = 3;
@@ -224,20 +210,6 @@ TEST_F(TheConfiguration, SetsTheLevelOfTheLogWhenItIsCommittedAndFromTheNextStar
         << "the others met a log that is off";
     restart();
     EXPECT_THAT(service.log(), HasSubstr(" serves "));
-}
-
-TEST_F(TheConfiguration, ThatIsDamagedIsToldInTheLogAtTheStart) {
-    PROXY proxy;
-    ASSERT_TRUE(proxy.save() && writeToDisk());
-    service.terminate();
-    const std::string path = service.state() + "/configuration.json";
-    std::string text = file();
-    platform::replaceFile(path, text.replace(text.find(": 0,"), 4, ": zero,"), true);
-    service.start();
-    EXPECT_THAT(service.log(), HasSubstr("error: " + path +
-                                         " can't be used and is kept as it is: line 5: not valid JSON at or after "
-                                         "sections.PROXY.HTTP_LISTEN_PORT"));
-    EXPECT_THAT(service.log(), HasSubstr("the last good copy is used"));
 }
 
 } // namespace

@@ -221,20 +221,4 @@ TEST_F(TheTestToken, ThatWritesGarbageIsShownAsTextAllTheSame) {
     EXPECT_THAT(bridge::lastRemarks()[1].phrase.arguments, testing::Contains("1000000000"));
 }
 
-// A module that hangs when the service is asked to end can't be waited for.
-TEST_F(TheTestToken, ThatHangsDoesNotKeepTheServiceFromEnding) {
-    ASSERT_EQ(load(), "");
-    control.recordCalls();
-    control.hang("C_Login");
-    const TokenInfo token = office();
-    std::thread stuck([token] {
-        VpnTokensController other;
-        other.TokenLogin(token, "1234", false, nullptr);
-    });
-    ASSERT_TRUE(control.waitForCalls("C_Login", 1));
-    service->terminate();
-    EXPECT_TRUE(service->process().ended());
-    stuck.join();
-}
-
 } // namespace

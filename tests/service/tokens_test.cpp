@@ -200,33 +200,6 @@ TEST_F(TheService, LoadsRaisesRemembersAndUnloadsProviders) {
     EXPECT_EQ(providers().size(), 1U);
 }
 
-// Whatever is wrong with the list, the service starts with what it can read, and leaves the file to an administrator.
-TEST_F(TheService, StartsWithAListOfProvidersThatIsDamagedAndKeepsIt) {
-    const std::string stored = service.state() + "/providers.json";
-    for (const std::string& damage :
-         {std::string(), std::string("{ not JSON"), std::string("[]"), std::string("7"), std::string("{}"),
-          std::string(R"({"format": 1})"), std::string(R"({"format": "1", "providers": []})"),
-          std::string(R"({"format": 1, "providers": 7})"), std::string(R"({"format": 1, "providers": [7]})"),
-          std::string(R"({"format": 1, "providers": [{"embedded": true}, {"name": 7, "path": "/x"}]})"),
-          std::string(R"({"format": 1, "providers": [{"name": "a"}]})"), std::string(R"({"format": 99})"),
-          std::string("\xFF\xFE"), std::string(100'000, '['), std::string((16U << 20) + 1, ' ')}) {
-        SCOPED_TRACE(damage.substr(0, 60));
-        service.terminate();
-        platform::replaceFile(stored, damage, true);
-        ASSERT_NO_THROW(service.start());
-        connect();
-        EXPECT_THAT(service.log(), HasSubstr("providers.json can't be used and is kept as it is: "));
-        EXPECT_EQ(providers().size(), 1U);
-        EXPECT_FALSE(controller.ProviderLevelUp(providers()[0]));
-        EXPECT_EQ(refusal(), vocabulary::Refused::notStored);
-        ProviderInfo info;
-        info.*providerField::path = "/usr/lib/x86_64-linux-gnu/opensc-pkcs11.so";
-        EXPECT_FALSE(controller.ProviderLoad(info));
-        EXPECT_EQ(providers().size(), 1U) << "what can't be stored is not carried out";
-        EXPECT_EQ(platform::readFile(stored, damage.size()), damage);
-    }
-}
-
 TEST_F(TheService, AnswersUnknownCommandsByName) {
     BridgeSession* session = SessionsPool::GetSession(SessionTokens);
     EXPECT_FALSE(session->__SendCommand(static_cast<ModuleIdType>(99), 1, nullptr, 0, nullptr));

@@ -31,8 +31,3 @@ ProgramRun runProgram(const std::vector<std::string>& arguments) {
     run.output.erase(std::remove(run.output.begin(), run.output.end(), '\r'), run.output.end());
     return run;
 }
-
-ProgramRun probe(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), beside("token_module_probe"));
-    return runProgram(arguments);
-}

@@ -29,6 +29,3 @@ struct ProgramRun {
 };
 // Runs a program of the system's and waits for its end.
 ProgramRun runProgram(const std::vector<std::string>& arguments);
-
-// Runs token_module_probe.
-ProgramRun probe(std::vector<std::string> arguments);

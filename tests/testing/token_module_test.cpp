@@ -15,7 +15,6 @@
 #include <thread>
 
 using namespace std::chrono_literals;
-using panelkit::testing::Crash;
 using panelkit::testing::TokenModuleControl;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -109,62 +108,6 @@ TEST_F(TheTestToken, RecordsAndFailsEveryFunctionThatItSays) {
     EXPECT_EQ(p11->C_GenerateKey(0, nullptr, nullptr, 0, nullptr), CKR_FUNCTION_NOT_SUPPORTED);
 }
 
-TEST_F(TheTestToken, IsInitialisedByAConsumerFromABlankOne) {
-    control.insert("reader", "blank");
-    EXPECT_EQ(tokenFlags(CKF_TOKEN_INITIALIZED | CKF_USER_PIN_INITIALIZED), 0U);
-    CK_SESSION_HANDLE session = 0;
-    EXPECT_EQ(p11->C_OpenSession(slot(), readWrite, nullptr, nullptr, &session), CKR_TOKEN_NOT_RECOGNIZED);
-
-    std::string soPin = "87654321";
-    std::string label = "Branch office                   ";
-    EXPECT_EQ(p11->C_InitToken(slot(), bytes(soPin), 3, bytes(label)), CKR_PIN_LEN_RANGE);
-    ASSERT_EQ(p11->C_InitToken(slot(), bytes(soPin), 8, bytes(label)), CKR_OK);
-    EXPECT_EQ(fieldText(tokenInfo().label), label);
-    EXPECT_EQ(tokenFlags(CKF_TOKEN_INITIALIZED | CKF_USER_PIN_INITIALIZED), CKF_TOKEN_INITIALIZED);
-
-    session = open();
-    EXPECT_EQ(login(session, "1234"), CKR_USER_PIN_NOT_INITIALIZED);
-    std::string pin = "4321";
-    EXPECT_EQ(p11->C_InitPIN(session, bytes(pin), 4), CKR_USER_NOT_LOGGED_IN);
-    EXPECT_EQ(login(session, soPin, CKU_SO), CKR_OK);
-    EXPECT_EQ(p11->C_InitPIN(session, bytes(pin), 4), CKR_OK);
-    EXPECT_EQ(p11->C_InitToken(slot(), bytes(soPin), 8, bytes(label)), CKR_SESSION_EXISTS);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    EXPECT_EQ(login(session, pin), CKR_OK);
-    EXPECT_EQ(create(session, certificate("lost")), CKR_OK);
-
-    // Initialising again wipes it, and needs the same security officer's PIN.
-    EXPECT_EQ(p11->C_CloseAllSessions(slot()), CKR_OK);
-    EXPECT_EQ(p11->C_InitToken(slot(), bytes(label), 13, bytes(label)), CKR_PIN_INCORRECT);
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_SO_PIN_COUNT_LOW);
-    EXPECT_EQ(p11->C_InitToken(slot(), bytes(soPin), 8, bytes(label)), CKR_OK);
-    EXPECT_EQ(tokenFlags(pinTrouble | CKF_USER_PIN_INITIALIZED), 0U);
-    EXPECT_EQ(control.counters("blank").objects, 0U);
-}
-
-TEST_F(TheTestToken, CountsTriesDownToTheLock) {
-    const CK_SESSION_HANDLE session = open();
-    EXPECT_EQ(tokenFlags(pinTrouble), 0U);
-    EXPECT_EQ(login(session, "wrong"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW);
-    EXPECT_EQ(login(session, "1"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY);
-    EXPECT_EQ(login(session, "1234"), CKR_OK); // a correct one resets the count
-    EXPECT_EQ(tokenFlags(pinTrouble), 0U);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-
-    EXPECT_EQ(login(session, "12345"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(setPin(session, "wrong", "5678"), CKR_PIN_INCORRECT); // counts as a try
-    EXPECT_EQ(setPin(session, "1234", "123"), CKR_PIN_LEN_RANGE);   // costs no try
-    EXPECT_EQ(control.counters("office").userTriesLeft, 1U);
-    EXPECT_EQ(login(session, "123"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(login(session, "1234"), CKR_PIN_LOCKED);
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_LOCKED);
-    restart(); // it is the token that is locked, not the module
-    EXPECT_EQ(login(open(), "1234"), CKR_PIN_LOCKED);
-    EXPECT_EQ(control.counters("office").soTriesLeft, 3U);
-}
-
 TEST_F(TheTestToken, IsUnlockedByTheSecurityOfficerWhoHasTriesOfHisOwn) {
     control.setTraits("office", {.tries = 2});
     const CK_SESSION_HANDLE session = open();
@@ -217,67 +160,6 @@ TEST_F(TheTestToken, KeepsTheRulesOfSessionsAndLogIns) {
     EXPECT_EQ(login(officer, "so-secret", CKU_SO), CKR_OK);
     EXPECT_EQ(state(officer), CKS_RW_SO_FUNCTIONS);
     EXPECT_EQ(p11->C_OpenSession(slot(), readOnly, nullptr, nullptr, &parallel), CKR_SESSION_READ_WRITE_SO_EXISTS);
-}
-
-TEST_F(TheTestToken, KeepsObjectsAndShowsPrivateOnesToTheUser) {
-    const CK_SESSION_HANDLE session = open();
-    CK_OBJECT_HANDLE open = 0;
-    CK_OBJECT_HANDLE secret = 0;
-    EXPECT_EQ(create(session, certificate("gateway"), &open), CKR_OK);
-    EXPECT_EQ(create(session, presharedKey("between us")), CKR_USER_NOT_LOGGED_IN);
-    ASSERT_EQ(login(session, "1234"), CKR_OK);
-    EXPECT_EQ(create(session, presharedKey("between us"), &secret), CKR_OK);
-    EXPECT_THAT(find(session), ElementsAre(open, secret));
-    EXPECT_THAT(find(session, Template().number(CKA_CLASS, CKO_SECRET_KEY)), ElementsAre(secret));
-    EXPECT_THAT(find(session, Template().text(CKA_LABEL, "gate")), ElementsAre());
-
-    Template read;
-    read.room(CKA_LABEL, 20).room(CKA_VALUE, 4).room(CKA_ID, 20).room(CKA_PRIVATE, 1);
-    EXPECT_NE(p11->C_GetAttributeValue(session, secret, read.data(), read.size()), CKR_OK);
-    EXPECT_EQ(read.value(0), "preshared");
-    EXPECT_EQ(read.claimed(1), CK_UNAVAILABLE_INFORMATION); // no room
-    EXPECT_EQ(read.claimed(2), CK_UNAVAILABLE_INFORMATION); // no such attribute
-    EXPECT_EQ(read.value(3), "\1");
-    CK_ATTRIBUTE size{CKA_VALUE, nullptr, 0};
-    EXPECT_EQ(p11->C_GetAttributeValue(session, secret, &size, 1), CKR_OK);
-    EXPECT_EQ(size.ulValueLen, 10U);
-
-    Template sensitive;
-    sensitive.text(CKA_LABEL, "the other").truth(CKA_SENSITIVE, true);
-    EXPECT_EQ(p11->C_SetAttributeValue(session, secret, sensitive.data(), sensitive.size()), CKR_OK);
-    EXPECT_EQ(p11->C_GetAttributeValue(session, secret, &size, 1), CKR_ATTRIBUTE_SENSITIVE);
-    Template fixed;
-    fixed.truth(CKA_PRIVATE, false);
-    EXPECT_EQ(p11->C_SetAttributeValue(session, secret, fixed.data(), 1), CKR_ATTRIBUTE_READ_ONLY);
-
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    EXPECT_THAT(find(session), ElementsAre(open));
-    EXPECT_EQ(p11->C_DestroyObject(session, secret), CKR_OBJECT_HANDLE_INVALID);
-    EXPECT_EQ(p11->C_DestroyObject(session, open), CKR_OK);
-    EXPECT_EQ(control.counters("office").objects, 1U);
-}
-
-TEST_F(TheTestToken, RefusesTemplatesAndObjectsThatCantBe) {
-    const CK_SESSION_HANDLE session = open();
-    EXPECT_EQ(create(session, Template().text(CKA_LABEL, "of no class")), CKR_TEMPLATE_INCOMPLETE);
-    EXPECT_EQ(create(session, Template().text(CKA_CLASS, "short")), CKR_ATTRIBUTE_VALUE_INVALID);
-    EXPECT_EQ(create(session, certificate("twice").text(CKA_LABEL, "twice")), CKR_TEMPLATE_INCONSISTENT);
-    EXPECT_EQ(create(open(readOnly), certificate("unwritable")), CKR_SESSION_READ_ONLY);
-    CK_OBJECT_HANDLE lasting = 0;
-    ASSERT_EQ(create(session, certificate("lasting").truth(CKA_DESTROYABLE, false), &lasting), CKR_OK);
-    EXPECT_EQ(p11->C_DestroyObject(session, lasting), CKR_ACTION_PROHIBITED);
-
-    control.setTraits("office", {.capacity = 2, .largestCertificate = 100});
-    EXPECT_EQ(create(session, certificate("large", 101)), CKR_ATTRIBUTE_VALUE_INVALID);
-    EXPECT_EQ(create(session, certificate("just so", 100)), CKR_OK);
-    EXPECT_EQ(create(session, certificate("one too many")), CKR_DEVICE_MEMORY);
-
-    control.setTraits("office", {.writeProtected = true});
-    EXPECT_EQ(tokenFlags(CKF_WRITE_PROTECTED), CKF_WRITE_PROTECTED);
-    EXPECT_EQ(create(session, certificate("late")), CKR_TOKEN_WRITE_PROTECTED);
-    EXPECT_EQ(setPin(session, "1234", "5678"), CKR_TOKEN_WRITE_PROTECTED);
-    CK_SESSION_HANDLE another = 0;
-    EXPECT_EQ(p11->C_OpenSession(slot(), readWrite, nullptr, nullptr, &another), CKR_TOKEN_WRITE_PROTECTED);
 }
 
 TEST_F(TheTestToken, LetsSessionObjectsGoWithTheirSession) {
@@ -375,21 +257,6 @@ TEST_F(TheTestToken, ListsSlotsUnderOddNumbersThatMayChange) {
     EXPECT_EQ(fieldText(tokenInfo().label).substr(0, 6), "Office");
 }
 
-TEST_F(TheTestToken, IsSlowOrHangsInOneCallOnly) {
-    control.recordCalls();
-    control.slow("C_Login", 200ms);
-    control.hang("C_Logout");
-    const CK_SESSION_HANDLE session = open();
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(login(session, "1234"), CKR_OK);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 200ms);
-    std::thread other([&] { EXPECT_EQ(p11->C_Logout(session), CKR_OK); });
-    EXPECT_TRUE(control.waitForCalls("C_Logout", 1));
-    EXPECT_EQ(login(session, "1234"), CKR_USER_ALREADY_LOGGED_IN); // other calls are not delayed
-    control.clear("C_Logout");
-    other.join();
-}
-
 TEST_F(TheTestToken, AnswersNonsenseWhenItIsTold) {
     const CK_SESSION_HANDLE session = open();
     CK_OBJECT_HANDLE object = 0;
@@ -451,40 +318,6 @@ TEST_F(TheTestToken, DoesNotTakeAMisspeltFaultForNone) {
     }
     panelkit::testing::replaceFile(std::filesystem::path(control.folder()) / "faults", "# slow: C_GetInfo 3\r\n\n");
     EXPECT_EQ(p11->C_GetInfo(&info), CKR_OK);
-}
-
-TEST_F(TheTestToken, IsTheSameInAnotherProcess) {
-    const CK_SESSION_HANDLE session = open();
-    EXPECT_EQ(create(session, certificate("seen by all")), CKR_OK);
-    EXPECT_THAT(probe({"objects"}).output, HasSubstr("objects 1\n"));
-    EXPECT_THAT(probe({"login", "wrong"}).output, HasSubstr("login a0\n")); // CKR_PIN_INCORRECT
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_USER_PIN_COUNT_LOW);
-    EXPECT_EQ(login(session, "wrong"), CKR_PIN_INCORRECT);
-    EXPECT_EQ(login(session, "wrong"), CKR_PIN_INCORRECT);
-    EXPECT_THAT(probe({"login", "1234"}).output, HasSubstr("login a4\n")); // CKR_PIN_LOCKED
-
-    std::ostringstream id;
-    id << "slot " << std::hex << slot() << "\n";
-    EXPECT_THAT(probe({"list"}).output, HasSubstr(id.str()));
-    control.renumberSlots();
-    EXPECT_THAT(probe({"list"}).output, Not(HasSubstr(id.str())));
-}
-
-TEST_F(TheTestToken, KillsTheProcessThatLoadsItWhenItIsTold) {
-    const auto outputOfTheDying = [&] {
-        const ProgramRun run = probe({"login", "1234"});
-        EXPECT_FALSE(run.succeeded);
-        EXPECT_THAT(run.output, Not(HasSubstr("finalised")));
-        control.clearFaults();
-        return run.output;
-    };
-    control.crash("C_GetFunctionList");
-    EXPECT_THAT(outputOfTheDying(), Not(HasSubstr("loaded")));
-    control.crash("C_Initialize", Crash::nullWrite);
-    EXPECT_THAT(outputOfTheDying(), AllOf(HasSubstr("loaded 0\n"), Not(HasSubstr("initialised"))));
-    control.crash("C_Login");
-    EXPECT_THAT(outputOfTheDying(), AllOf(HasSubstr("session 0\n"), Not(HasSubstr("login"))));
-    EXPECT_TRUE(probe({"login", "1234"}).succeeded);
 }
 
 TEST_F(TheTestToken, GivesRandomBytesAndCountsThoseOfASeed) {
