@@ -248,6 +248,19 @@ TEST(AFile, CostsNoMoreThanItMay) {
     EXPECT_THROW(objects.spendObject(), ParseError);
 }
 
+// Its key alone, since it has no MAC and its certificate is not encrypted.
+TEST(AFile, CostsTheDerivationForEachOfItsKeys) {
+    const Identity user = makeUser("user", root);
+    const Pkcs12Handle container(PKCS12_create("secret", nullptr, user.key.get(), certificateFrom(user.der).get(),
+                                               nullptr, 0, -1, 65537, -1, 0));
+    std::string file = derOf(container.get(), i2d_PKCS12);
+    EXPECT_EQ(parsed(file, "secret"), ParseResult::parsed);
+    const std::string rounds("\x02\x03\x01\x00\x01", 5); // 65537, and then eight million
+    const std::size_t place = file.find(rounds);
+    ASSERT_NE(place, std::string::npos);
+    EXPECT_EQ(parsed(file.replace(place, rounds.size(), "\x02\x03\x7F\xFF\xFF"), "secret"), ParseResult::tooCostly);
+}
+
 // What scrypt is asked for; the numbers may be larger than 64 bits hold.
 std::unique_ptr<X509_ALGOR, Release<X509_ALGOR_free>> scrypt(int costBits, int blockBits) {
     const auto powerOfTwo = [](int bits) {
