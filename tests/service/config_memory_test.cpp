@@ -8,8 +8,10 @@
 
 #include <service/certs/parsed_file.h>
 #include <service/config/configuration.h>
+#include <service/modules/trusted_file.h>
 
 #include <panelkit/lparams/sections/sections.h>
+#include <platform/system/files.h>
 #include <platform/system/wipe.h>
 
 #include <openssl/evp.h>
@@ -100,6 +102,14 @@ TEST(ThePrivateKeyOfAFile, LeavesNothingInFreedMemory) {
     } catch (const ParseError& error) {
         EXPECT_EQ(error.result, vocabulary::ParseResult::nothingUsable) << "the key is read";
     }
+    EXPECT_EQ(memory.found(), 0);
+}
+
+TEST(ThePinOfAFile, LeavesNothingInFreedMemory) {
+    const TemporaryFolder folder;
+    platform::replaceOwnFile(folder.file("pin"), password + "\n");
+    const FreedMemory memory(mark);
+    EXPECT_EQ(readPinFile(folder.file("pin")).view(), password);
     EXPECT_EQ(memory.found(), 0);
 }
 
