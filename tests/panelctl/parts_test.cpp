@@ -130,7 +130,9 @@ TEST(ATokenUri, NamesTheTokenAndIsFoundByIt) {
     EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:token=B"));
     EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B3;manufacturer=Acme")) << "every attribute counts";
-    EXPECT_TRUE(matchesUri(token, "pkcs11:serial=A1%20B2?pin-value=1")) << "the query is about something else";
+    EXPECT_TRUE(matchesUri(token, "pkcs11:serial=A1%20B2;slot-id=7"));
+    EXPECT_FALSE(matchesUri(token, "pkcs11:serial=A1%20B2;slot-id=8"));
+    EXPECT_THROW(matchesUri(token, "pkcs11:serial=A1%20B2?pin-value=1"), CommandError);
     EXPECT_TRUE(matchesUri({7, "1%4z%", "", "", "", 0}, "pkcs11:token=1%4z%"));
     EXPECT_THROW(matchesUri(token, "pkcs11:colour=red"), CommandError);
 }

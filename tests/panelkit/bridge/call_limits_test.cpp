@@ -23,9 +23,8 @@ namespace {
 
 // Without limits, none of these would end within the test's time.
 const Reaction endless[] = {
-    Reaction::silence(),
-    Reaction::reply("").after(minutes(10), 60'000), // a sign of life every 10 ms
-    Reaction::claim(1000),                          // a reply that never comes
+    Reaction::silence(), Reaction::reply("").after(minutes(10), 60'000), // a sign of life every 10 ms
+    Reaction::claim(1000),                                               // a reply that never comes
 };
 
 class CallLimitsOf : public WithScriptedService, public testing::WithParamInterface<int> {
