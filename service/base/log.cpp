@@ -34,7 +34,11 @@ std::string oneLine(const std::string& text) {
     return platform::escaped(platform::shortened(text, longest));
 }
 
-void put(const std::string& lines) { (void)std::fwrite(lines.data(), 1, lines.size(), stderr); }
+// Windows may keep in a buffer what fwrite() gets, also for standard error.
+void put(const std::string& lines) {
+    (void)std::fwrite(lines.data(), 1, lines.size(), stderr);
+    (void)std::fflush(stderr);
+}
 
 // The lines between those who log and the thread that writes. It is never freed: that thread may hang in a write while
 // the process ends.

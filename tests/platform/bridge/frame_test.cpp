@@ -196,6 +196,7 @@ TEST_F(AConnection, ShowsThatACommandWorksOnceInEachIntervalUntilItIsAnswered) {
     EXPECT_EQ(arrived(), std::vector{FrameKind::reply});
 }
 
+#ifndef _WIN32 // there a pipe is closed as a whole, with what is in it; the server's tests show how sessions end there
 TEST_F(AConnection, IsClosedAtOnceWhenItHasNoRoomForASignOfLife) {
     connection.channel->write(much, {}, {50});
     connection.beginCommand(7);
@@ -219,6 +220,7 @@ TEST_F(AConnection, EndsACommandWithItsWholeAnswerBeforeItStops) {
     connection.stop();
     EXPECT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::closed);
 }
+#endif
 
 // ---- budgets
 
