@@ -66,13 +66,18 @@ public:
     }
 
     void start() {
-        std::thread([this] { run(); }).detach();
-        state_.lock()->threaded = true;
+        const auto state = state_.lock();
+        if (!std::exchange(state->hasThread, true)) {
+            try {
+                std::thread([this] { run(); }).detach();
+            } catch (...) {
+                state->hasThread = false;
+                throw;
+            }
+        }
+        state->threaded = true;
     }
-    void stop() {
-        state_.lock()->threaded = false;
-        changed_.notify_all();
-    }
+    void stop() { state_.lock()->threaded = false; }
     bool drain(std::chrono::milliseconds time) {
         auto state = state_.lock();
         return state.waitFor(changed_, time, [&] { return state->isEmpty(); });
@@ -85,7 +90,8 @@ private:
         std::string lines;
         unsigned dropped = 0;
         bool writing = false;
-        bool threaded = false; // the thread takes lines
+        bool hasThread = false; // there is at most one, so `writing` is its own
+        bool threaded = false;  // lines go to the thread
 
         bool isEmpty() const { return lines.empty() && dropped == 0 && !writing; }
     };
