@@ -2,11 +2,13 @@
 #include <platform/bridge/bridge_session.h>
 
 #include <platform/bridge/call_limits.h>
+#include <platform/bridge/command_tap.h>
 #include <platform/bridge/connection.h>
 #include <platform/system/guarded.h>
 
 #include <algorithm>
 #include <atomic>
+#include <exception>
 #include <optional>
 #include <utility>
 
@@ -60,8 +62,9 @@ struct PANELKIT_NO_EXPORT BridgeSession::State {
     }
 
     Failure connect(Link& to);
-    Failure exchange(Link& over, const FrameHeader& request, std::string_view payload, std::string* reply,
-                     SendOutcome& outcome);
+    SendOutcome send(Link& over, const FrameHeader& request, std::string_view payload, std::string& reply);
+    Failure exchange(Link& over, const FrameHeader& request, std::string_view payload, std::string& reply,
+                     std::vector<bridge::Remark>& remarks);
     Failure awaitReply(bridge::ServiceConnection& from, const FrameHeader& request, std::string& reply,
                        std::vector<bridge::Remark>& remarks);
     Failure takeAnswer(bridge::ServiceConnection& from, const FrameHeader& header, std::string& reply,
@@ -96,22 +99,33 @@ Failure BridgeSession::State::connect(Link& to) {
 }
 
 Failure BridgeSession::State::exchange(Link& over, const FrameHeader& request, std::string_view payload,
-                                       std::string* reply, SendOutcome& outcome) {
+                                       std::string& reply, std::vector<bridge::Remark>& remarks) {
     if (Failure failed = connect(over); failed.code != FailureCode::none) return failed;
     bridge::ServiceConnection& connection = *over.connection;
     const std::uint32_t limit = std::min(connection.welcome.frameLimit, bridge::defaultFrameLimit);
-    if (payload.size() > limit) {
-        return {FailureCode::tooLarge,
-                {Loc::makePhrase("the request is too large: %d bytes, the service takes %d", payload.size(), limit)}};
-    }
+    if (payload.size() > limit) return bridge::requestTooLarge(payload.size(), limit);
     FrameHeader header = request;
     header.tag = ++over.tag;
     if (Failure failed = bridge::failureOf(writeFrame(*connection.channel, header, payload, patience()));
         failed.code != FailureCode::none) {
         return failed;
     }
-    std::string unwanted;
-    return awaitReply(connection, header, reply ? *reply : unwanted, outcome.remarks);
+    return awaitReply(connection, header, reply, remarks);
+}
+
+SendOutcome BridgeSession::State::send(Link& over, const FrameHeader& request, std::string_view payload,
+                                       std::string& reply) {
+    SendOutcome outcome;
+    try {
+        outcome.failure = exchange(over, request, payload, reply, outcome.remarks);
+    } catch (const std::exception&) { // no memory is left; what the service sends after this belongs to no command
+        over.connection.reset();
+        outcome = {{FailureCode::exhausted, {}}, {}};
+    }
+    if (outcome.failure.code == FailureCode::timedOut && patience().isOver()) {
+        outcome.failure.phrases = {Loc::makePhrase("the command was given up before the service had answered it")};
+    }
+    return outcome;
 }
 
 Failure BridgeSession::State::awaitReply(bridge::ServiceConnection& from, const FrameHeader& request,
@@ -173,17 +187,30 @@ bool BridgeSession::__SendCommand(ModuleIdType module, long command, const void*
     const auto link = state_->link.lock();
     const FrameHeader request{0, FrameKind::request, static_cast<std::uint32_t>(module),
                               static_cast<std::uint32_t>(command)};
-    SendOutcome outcome;
-    outcome.failure = state_->exchange(*link, request, {static_cast<const char*>(data), size}, reply, outcome);
-    if (outcome.failure.code == FailureCode::timedOut && state_->patience().isOver()) {
-        outcome.failure.phrases = {Loc::makePhrase("the command was given up before the service had answered it")};
-    }
+    const std::string_view payload(static_cast<const char*>(data), size);
+    std::string unwanted;
+    std::string& answer = reply ? *reply : unwanted;
+    const bridge::CommandTap tap = bridge::commandTap();
+    if (!tap) [[likely]]
+        return state_->conclude(*link, state_->send(*link, request, payload, answer));
+
+    const auto begin = bridge::Clock::now();
+    SendOutcome outcome = state_->send(*link, request, payload, answer);
+    const auto time = std::chrono::duration_cast<std::chrono::milliseconds>(bridge::Clock::now() - begin);
+    const bool answered = outcome.failure.code == FailureCode::none;
+    tap({state_->name, request.module, request.command, payload, answered ? answer : std::string_view(),
+         outcome.failure, outcome.remarks, time});
     return state_->conclude(*link, std::move(outcome));
 }
 
 bool BridgeSession::Connect() {
     const auto link = state_->link.lock();
-    return state_->conclude(*link, {state_->connect(*link), {}});
+    try {
+        return state_->conclude(*link, {state_->connect(*link), {}});
+    } catch (const std::exception&) {
+        link->connection.reset();
+        return state_->conclude(*link, {{FailureCode::exhausted, {}}, {}});
+    }
 }
 
 void BridgeSession::close() {

@@ -25,7 +25,8 @@ public:
     //   data, size        the request payload, at most 64 MiB; not changed
     //   reply             receives the reply payload (replaced when the module answered, else unspecified);
     //                     null to ignore the answer; the call waits for it all the same
-    // Returns true when the module answered. Otherwise lastFailure() says why.
+    // Returns true when the module answered. Otherwise lastFailure() says why. Throws nothing: when memory runs out,
+    // the failure is `exhausted`, and the next command connects again.
     // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): callers know it by this name
     bool __SendCommand(ModuleIdType module, long command, const void* data, unsigned size, std::string* reply);
 

@@ -8,9 +8,17 @@
 //   controller.ReloadAll();            // returns false after 60 s, and soon after givenUp was set
 //   bridge::lastFailure().code;        // then it is timedOut
 //
-// A command that was ended like this may still be carried out by the service: it finishes what it has begun. The
-// session is broken, since the answer may still come: the pool opens its sessions again with the next command, and a
-// certificate controller, which keeps a session, must be made again.
+// What follows from a command that was given up:
+//
+// - The service does not learn of it before it answers. It carries out a command that it has read whole, and its answer
+//   is lost; so after a change, read the state again to see what was done. A request that was only sent in part is not
+//   carried out. A long command goes on to take the service's time, and its place among the sessions that one account
+//   may have, until it ends.
+// - The session is broken, since the answer may still come and must not be taken for that of the next command. The next
+//   command over the pool (panelkit/bridge/sessions_pool.h) closes all its sessions and opens them again.
+// - A VpnCertsController keeps its session, so each of its further commands fails: make a new one. A file that was
+//   parsed in the old session must be parsed again, since the service keeps it for its session alone. Log-ins to tokens
+//   stay, because they belong to the account.
 #pragma once
 
 #include <platform/bridge/deadline.h>

@@ -24,6 +24,7 @@ enum class IoStatus : unsigned char {
 enum class ConnectStatus : unsigned char {
     connected,
     noService,    // nothing listens there
+    exhausted,    // this process, or the system, has no descriptor or memory left for a connection
     accessDenied, // the operating system refuses
     timedOut,
 };

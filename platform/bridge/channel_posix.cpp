@@ -62,7 +62,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
     auto stream = std::make_unique<Stream>();
     std::error_code error;
     stream->socket.open(stream_protocol(), error);
-    if (error) return ConnectStatus::noService;
+    if (error) return ConnectStatus::exhausted;
     // A blocking connect could wait for ever for a service that no longer accepts.
     stream->socket.native_non_blocking(true, error);
     for (;;) {

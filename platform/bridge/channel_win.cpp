@@ -60,6 +60,15 @@ Channel::Channel(std::unique_ptr<Stream> stream) : stream_(std::move(stream)) {}
 // Only the handle is closed: disconnecting the pipe would throw away what the peer has not read yet.
 Channel::~Channel() = default;
 
+namespace {
+
+bool isExhausted(DWORD error) {
+    return error == ERROR_TOO_MANY_OPEN_FILES || error == ERROR_NOT_ENOUGH_MEMORY || error == ERROR_OUTOFMEMORY ||
+           error == ERROR_NO_SYSTEM_RESOURCES;
+}
+
+} // namespace
+
 ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, std::unique_ptr<Channel>& channel) {
     const std::wstring name = platform::toUtf16(endpoint);
     auto stream = std::make_unique<Stream>();
@@ -71,6 +80,7 @@ ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, s
         if (platform::valid(stream->pipe)) break;
         const DWORD error = GetLastError();
         if (error == ERROR_ACCESS_DENIED) return ConnectStatus::accessDenied;
+        if (isExhausted(error)) return ConnectStatus::exhausted;
         if (error != ERROR_PIPE_BUSY) return ConnectStatus::noService;
         if (Clock::now() >= deadline) return ConnectStatus::timedOut;
         WaitNamedPipeW(name.c_str(), std::min<DWORD>(waitTime(deadline), 100));

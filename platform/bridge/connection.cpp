@@ -43,6 +43,10 @@ Failure failureOf(ConnectStatus status, const std::string& endpoint) {
         return {FailureCode::accessDenied, {Loc::makePhrase("access denied: %s", endpoint)}};
     case ConnectStatus::timedOut:
         return {FailureCode::timedOut, {Loc::makePhrase("the service does not answer: %s", endpoint)}};
+    case ConnectStatus::exhausted:
+        return {FailureCode::noService,
+                {Loc::makePhrase("no connection to the service can be opened: this program has too many files open, or "
+                                 "memory is short")}};
     default:
         return {FailureCode::noService, {Loc::makePhrase("the service isn't running: nobody listens at %s", endpoint)}};
     }
@@ -102,6 +106,11 @@ Failure failureOf(FrameStatus status) {
 }
 
 Failure lostBy(Loc::MarkedWording<> why) { return {FailureCode::connectionLost, {Loc::makePhrase(why)}}; }
+
+Failure requestTooLarge(std::uint64_t size, std::uint64_t limit) {
+    return {FailureCode::tooLarge,
+            {Loc::makePhrase("the request is too large: %d bytes, the service takes %d", size, limit)}};
+}
 
 Failure failureOf(IoStatus status) {
     if (status == IoStatus::done) return {};

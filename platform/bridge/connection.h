@@ -28,6 +28,7 @@ Failure connectTo(const std::string& endpoint, Role role, const std::string& nam
 
 // The failure of a connection that can't be used any more, with the reason.
 Failure lostBy(Loc::MarkedWording<> why);
+Failure requestTooLarge(std::uint64_t size, std::uint64_t limit);
 
 // The failure of a command whose read or write failed.
 Failure failureOf(FrameStatus status);

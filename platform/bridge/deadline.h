@@ -10,6 +10,7 @@
 
 namespace bridge {
 
+// The clock for all waiting: setting the time of day does not change it.
 using Clock = std::chrono::steady_clock;
 using Deadline = Clock::time_point;
 

@@ -30,6 +30,7 @@ constexpr std::array rows = {
     Row{FailureCode::strangeService,  false,  N_("the service is run by an account that is not trusted")},
     Row{FailureCode::overloaded,      false,  N_("the service accepts no more sessions")},
     Row{FailureCode::badEndpoint,     false,  N_("the endpoint can't be used")},
+    Row{FailureCode::exhausted,       false,  N_("this program has no memory or thread left for the command")},
 };
 // clang-format on
 

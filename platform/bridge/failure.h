@@ -26,12 +26,13 @@ enum class FailureCode : std::uint32_t {
     versionMismatch = 2, // the service speaks another version of the protocol
     timedOut = 3,        // connected, but without a sign of life for longer than the session's wait setting
     connectionLost = 4,  // the service disconnected, or sent a malformed frame
-    noService = 5,       // nothing listens at the endpoint
+    noService = 5,       // nothing listens at the endpoint, or no connection can be made to it
     refused = 6,         // the module, or the dispatcher, refused the command
     tooLarge = 7,        // the request is above the frame limit; nothing was sent
     strangeService = 8,  // the endpoint is served by an account that is not trusted; nothing was sent
     overloaded = 9,      // the service has too many sessions already, or is stopping
     badEndpoint = 10,    // the endpoint setting can't be used
+    exhausted = 11,      // this program has no memory or thread left; the service may carry the command out
 };
 
 struct Failure {

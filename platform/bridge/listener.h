@@ -15,6 +15,10 @@ struct ListenOptions {
     // On POSIX the socket's mode is 0666 and its folder limits access; on Windows these accounts (SIDs) may open the
     // pipe beside the service's own account, the system and the administrators. Empty: no others.
     std::string users;
+
+    // POSIX: a socket that listens at the endpoint already, for example one of the service manager's. The listener owns
+    // it from now on, but not the file, which stays when the listener ends. -1: none.
+    int inherited = -1;
 };
 
 class Listener {

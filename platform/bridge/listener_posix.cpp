@@ -25,6 +25,7 @@ constexpr auto pauseAfterFailure = std::chrono::milliseconds(50);
 
 struct Listener::Socket {
     std::string path;
+    bool ownsPath = false;                    // the file is removed at the end
     std::unique_ptr<platform::FileLock> lock; // held while we serve the endpoint
     asio::io_context io;
     asio::executor_work_guard<asio::io_context::executor_type> work{io.get_executor()}; // only stop() stops it
@@ -35,7 +36,7 @@ struct Listener::Socket {
 
     ~Socket() {
         if (spare >= 0) ::close(spare);
-        if (lock) ::unlink(path.c_str());
+        if (ownsPath) ::unlink(path.c_str());
     }
 
     void takeSpare() {
@@ -90,18 +91,28 @@ void bindForEverybody(stream_protocol::acceptor& acceptor, const std::string& en
     ::umask(before);
 }
 
+// A socket file that a killed service left is removed: we hold the lock, so no other process serves it.
+void listenAt(stream_protocol::acceptor& acceptor, const std::string& endpoint, std::error_code& error) {
+    ::unlink(endpoint.c_str());
+    acceptor.open(stream_protocol(), error);
+    if (!error) bindForEverybody(acceptor, endpoint, error);
+    if (!error) acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
+}
+
 } // namespace
 
-Listener::Listener(const std::string& endpoint, const ListenOptions&) : socket_(std::make_unique<Socket>()) {
+Listener::Listener(const std::string& endpoint, const ListenOptions& options) : socket_(std::make_unique<Socket>()) {
     if (const std::string problem = Loc::fill(endpointProblem(endpoint)); !problem.empty()) fail(endpoint, problem);
     socket_->path = endpoint;
     socket_->lock = takeLock(endpoint);
-    ::unlink(endpoint.c_str()); // left by a service that was killed: we hold the lock, so no other process serves it
 
     std::error_code error;
-    socket_->acceptor.open(stream_protocol(), error);
-    if (!error) bindForEverybody(socket_->acceptor, endpoint, error);
-    if (!error) socket_->acceptor.listen(stream_protocol::acceptor::max_listen_connections, error);
+    if (options.inherited >= 0) {
+        socket_->acceptor.assign(stream_protocol(), options.inherited, error);
+    } else {
+        socket_->ownsPath = true;
+        listenAt(socket_->acceptor, endpoint, error);
+    }
     if (!error) socket_->acceptor.non_blocking(true, error);
     if (error) fail(endpoint, error.message());
 }

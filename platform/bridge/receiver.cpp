@@ -60,7 +60,13 @@ public:
     }
 
     void add(CommandListener* listener) { state_.lock()->listeners.push_back(listener); }
-    void remove(CommandListener* listener) { std::erase(state_.lock()->listeners, listener); }
+
+    void remove(CommandListener* listener) {
+        auto state = state_.lock();
+        std::erase(state->listeners, listener);
+        const auto others = [&] { return callsOf(*state, listener) > Visit::callsHere(listener); };
+        state.wait(changed_, [&] { return !others(); });
+    }
 
     void start() {
         const auto state = state_.lock();
@@ -87,6 +93,33 @@ public:
     }
 
 private:
+    // A call of a listener's functions, on the stack of the thread that calls them. While it exists, DelCommandListener
+    // does not return in other threads.
+    class Visit {
+    public:
+        explicit Visit(CommandListener* listener) : listener_(listener), outer_(innermost) { innermost = this; }
+        ~Visit() { innermost = outer_; }
+        Visit(const Visit&) = delete;
+        Visit& operator=(const Visit&) = delete;
+
+        static int callsHere(const CommandListener* listener) {
+            int calls = 0;
+            for (const Visit* visit = innermost; visit; visit = visit->outer_) {
+                if (visit->listener_ == listener) ++calls;
+            }
+            return calls;
+        }
+
+    private:
+        static thread_local Visit* innermost;
+        CommandListener* listener_;
+        Visit* outer_;
+    };
+
+    template <class Call>
+    void visit(CommandListener* listener, const Call& call);
+    void tellAll(void (CommandListener::*event)());
+    static std::unique_ptr<ServiceConnection> connect();
     void run();
     void receive(const std::shared_ptr<Line>& line);
     bool receiveOne(const std::shared_ptr<Line>& line);
@@ -101,6 +134,7 @@ private:
 
     struct State {
         std::vector<CommandListener*> listeners;
+        std::vector<CommandListener*> visited; // once for each call that is under way
         std::thread thread;
         std::shared_ptr<Line> line; // null while not connected
         bool stopping = false;
@@ -108,9 +142,53 @@ private:
         std::map<const RecvSession*, Sender> senders; // of those that are not answered yet
     };
 
+    static int callsOf(const State& state, const CommandListener* listener) {
+        return static_cast<int>(std::count(state.visited.begin(), state.visited.end(), listener));
+    }
+
     platform::Guarded<State> state_;
     std::condition_variable changed_;
 };
+
+thread_local Receiver::Visit* Receiver::Visit::innermost = nullptr;
+
+// Calls functions of the listener unless it was removed meanwhile. Whatever they throw stays here.
+template <class Call>
+void Receiver::visit(CommandListener* listener, const Call& call) {
+    {
+        const auto state = state_.lock();
+        const auto& listed = state->listeners;
+        if (std::find(listed.begin(), listed.end(), listener) == listed.end()) return;
+        state->visited.push_back(listener);
+    }
+    {
+        const Visit visit(listener);
+        try {
+            call();
+        } catch (...) {} // a front end's mistake must not end the process
+    }
+    const auto state = state_.lock();
+    state->visited.erase(std::find(state->visited.begin(), state->visited.end(), listener));
+    changed_.notify_all();
+}
+
+void Receiver::tellAll(void (CommandListener::*event)()) {
+    for (CommandListener* listener : listeners()) {
+        visit(listener, [&] { (listener->*event)(); });
+    }
+}
+
+// Null when there is no service, or no memory for a connection.
+std::unique_ptr<ServiceConnection> Receiver::connect() {
+    std::unique_ptr<ServiceConnection> connection;
+    try {
+        connectTo(CommandSender::Instance().Endpoint(), Role::receiver, "Notifications",
+                  {handshakeWait, after(handshakeWait)}, connection);
+    } catch (const std::exception&) {
+        connection.reset();
+    }
+    return connection;
+}
 
 // Returns false when the receiver is stopping.
 bool Receiver::keepLine(const std::shared_ptr<Line>& line) {
@@ -128,25 +206,28 @@ bool Receiver::pauseEnds(std::chrono::milliseconds time) {
 void Receiver::run() {
     auto pause = firstPause;
     do {
-        std::unique_ptr<ServiceConnection> connection;
-        connectTo(CommandSender::Instance().Endpoint(), Role::receiver, "Notifications",
-                  {handshakeWait, after(handshakeWait)}, connection);
+        std::unique_ptr<ServiceConnection> connection = connect();
         if (!connection) {
             pause = std::min(pause * 2, longestPause);
             continue;
         }
         pause = firstPause;
-        receive(std::make_shared<Line>(std::move(connection)));
+        try {
+            receive(std::make_shared<Line>(std::move(connection)));
+        } catch (const std::exception&) {} // no memory is left; tried again after the pause
     } while (pauseEnds(pause));
 }
 
 // From attach to detach.
 void Receiver::receive(const std::shared_ptr<Line>& line) {
     if (!keepLine(line)) return;
-    for (CommandListener* listener : listeners()) listener->onServerAttach();
-    while (receiveOne(line)) {}
+    tellAll(&CommandListener::onServerAttach);
+    try {
+        while (receiveOne(line)) {}
+    } catch (const std::exception&) {} // no memory is left for a notification; the sender learns it from the lost line
     keepLine(nullptr);
-    for (CommandListener* listener : listeners()) listener->onServerDetach();
+    line->connection->channel->close(); // also when handlers of it still run
+    tellAll(&CommandListener::onServerDetach);
 }
 
 bool Receiver::receiveOne(const std::shared_ptr<Line>& line) {
@@ -160,8 +241,14 @@ bool Receiver::receiveOne(const std::shared_ptr<Line>& line) {
     auto session = std::make_shared<RecvSession>();
     begin(*session, {line, header.tag});
     try {
-        runOnWorker([this, session, header, payload = std::move(payload)] { deliver(session, header, payload); },
-                    [this] { end(); });
+        auto work = [this, line, session, header, payload = std::move(payload)] {
+            try {
+                deliver(session, header, payload);
+            } catch (const std::exception&) {
+                line->connection->channel->close();
+            }
+        };
+        runOnWorker(std::move(work), [this] { end(); });
     } catch (const std::exception&) { // no thread or memory is left for it
         answer(*session, false, {});
         end();
@@ -181,20 +268,22 @@ void Receiver::end() {
     changed_.notify_all();
 }
 
-// Runs on a worker: passes a notification to the listeners of its module until one handles it.
+// Runs on a worker: passes a notification to the listeners of its module until one handles it. When there is no memory
+// for the answer, the connection ends, so that the sender does not wait for it.
 void Receiver::deliver(const std::shared_ptr<RecvSession>& session, const FrameHeader& header,
                        const std::string& payload) {
     bool handled = false;
     std::string reply;
     for (CommandListener* listener : listeners()) {
         if (listener->module() != header.module || handled) continue;
-        listener->onSessionOpened(session.get());
-        try {
-            handled = listener->onCommand(session.get(), static_cast<std::int32_t>(header.command), payload, reply);
-        } catch (...) { // the sender is only told that the notification was not handled
-            handled = false;
-        }
-        listener->onSessionClosed(session.get());
+        visit(listener, [&] {
+            reply.clear();
+            listener->onSessionOpened(session.get());
+            try {
+                handled = listener->onCommand(session.get(), static_cast<std::int32_t>(header.command), payload, reply);
+            } catch (...) {} // the sender is only told that the notification was not handled
+            listener->onSessionClosed(session.get());
+        });
     }
     answer(*session, handled, reply);
 }

@@ -20,7 +20,8 @@ namespace bridge::client {
 // has returned.
 class RecvSession;
 
-// Receives the notifications of one module. The caller owns it; it must exist until DelCommandListener.
+// Receives the notifications of one module. The caller owns it; it must exist until DelCommandListener has returned. An
+// exception from any of its functions goes no further than that function.
 class PANELKIT_EXPORT CommandListener {
 public:
     explicit CommandListener(ModuleIdType module);
@@ -50,9 +51,13 @@ private:
 // Any thread may call these. A listener that is added while the service is attached is not told of it until the next
 // attach.
 PANELKIT_EXPORT void AddCommandListener(CommandListener* listener);
+
+// Returns when no function of the listener runs any more, and none will. So do not hold a lock that one of them waits
+// for. A function of the listener may call it too: then its own call is not waited for.
 PANELKIT_EXPORT void DelCommandListener(CommandListener* listener);
 
-// Starts the receiver; does nothing when it is already started. It connects to CommandSender's endpoint.
+// Starts the receiver; does nothing when it is already started. It connects to CommandSender's endpoint. Throws
+// std::system_error when no thread is left; it is then not started.
 PANELKIT_EXPORT void CommandReceiver_init();
 
 // Ends it, and returns when no function of a listener runs any more. Must not be called from a function of a listener:

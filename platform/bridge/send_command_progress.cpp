@@ -9,6 +9,8 @@
 
 #include <chrono>
 #include <exception>
+#include <functional>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -17,6 +19,17 @@ namespace {
 // pause between two calls waits for the command, so its end wakes us at once.
 constexpr auto grace = std::chrono::milliseconds(50);
 constexpr auto pace = std::chrono::milliseconds(20);
+
+// Returns false when no thread or memory is left for the work, which then has not begun.
+bool begin(std::optional<bridge::Job>& job, const std::function<void()>& work) {
+    try {
+        job.emplace(work);
+        return true;
+    } catch (const std::exception&) {
+        bridge::setLastOutcome({{bridge::FailureCode::exhausted, {}}, {}});
+        return false;
+    }
+}
 
 } // namespace
 
@@ -42,7 +55,7 @@ bool SendCommandProgress::Execute() {
     std::exception_ptr thrownByWork;
     running = true;
     const auto limits = bridge::CallLimits::inForce();
-    bridge::Job job([&] {
+    const auto work = [&] {
         const bridge::CallLimits same(limits);
         try {
             answered = DoWork();
@@ -51,10 +64,15 @@ bool SendCommandProgress::Execute() {
             thrownByWork = std::current_exception();
         }
         running = false;
-    });
+    };
+    std::optional<bridge::Job> job;
+    if (!begin(job, work)) {
+        running = false;
+        return false;
+    }
 
     std::exception_ptr thrownByHook;
-    for (auto wait = grace; !job.waitFor(wait); wait = pace) {
+    for (auto wait = grace; !job->waitFor(wait); wait = pace) {
         if (!idle || thrownByHook) continue;
         try {
             idle->OnExecuteCommand(*this);

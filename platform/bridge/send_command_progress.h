@@ -46,7 +46,8 @@ public:
     virtual bool DoWork();
 
     // Runs DoWork and returns its result; while it works, calls the idle loop. With a null session it returns false at
-    // once, without calling the hook. Exceptions from DoWork are thrown here. Commands may be nested (a hook may
+    // once, without calling the hook; the same when no thread is left in this process (bridge::FailureCode::exhausted).
+    // Exceptions from the DoWork of a derived class are thrown here. Commands may be nested (a hook may
     // execute another one, over another session) and may run on several threads.
     bool Execute();
 

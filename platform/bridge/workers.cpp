@@ -7,7 +7,6 @@
 #include <optional>
 #include <thread>
 #include <utility>
-#include <vector>
 
 namespace bridge {
 
@@ -30,6 +29,8 @@ public:
         task.wait(given_, [&] { return task->has_value(); });
         return *std::exchange(*task, std::nullopt);
     }
+
+    Worker* nextIdle = nullptr; // guarded by Workers
 
 private:
     platform::Guarded<std::optional<Task>> task_;
@@ -55,12 +56,12 @@ public:
 private:
     Worker* takeIdle() {
         const auto idle = idle_.lock();
-        if (idle->empty()) return nullptr;
-        Worker* worker = idle->back();
-        idle->pop_back();
-        return worker;
+        return *idle ? std::exchange(*idle, (*idle)->nextIdle) : nullptr;
     }
-    void enterIdle(Worker& worker) { idle_.lock()->push_back(&worker); }
+    void enterIdle(Worker& worker) {
+        const auto idle = idle_.lock();
+        worker.nextIdle = std::exchange(*idle, &worker);
+    }
 
     // The loop of a thread: its first task, then further tasks. The thread is marked idle before `afterwards` reports
     // the end of the work, so a caller who comes back at once finds it.
@@ -75,7 +76,7 @@ private:
         }
     }
 
-    platform::Guarded<std::vector<Worker*>> idle_;
+    platform::Guarded<Worker*> idle_; // a chain, so that entering it needs no memory
 };
 
 } // namespace

@@ -29,6 +29,7 @@ namespace platform::json {
 
 inline constexpr std::size_t deepest = 16; // objects and lists within each other
 
+// What a value is. An integer has at most 64 bits; other numbers are real.
 enum class Kind : unsigned char { null, flag, integer, real, text, list, object };
 
 struct Member;
@@ -60,6 +61,7 @@ struct Value {
     PANELKIT_EXPORT const Member* find(std::string_view name) const;
 };
 
+// A member of an object.
 struct Member {
     std::string_view name;
     int line = 1; // of the name
@@ -79,6 +81,7 @@ public:
     std::string path; // of the last member that was begun, "sections.USER.LSP_GATES[0].GATE_ADDRESS"; may be empty
 };
 
+// A text that was read, with its values. Wipes its copy of the text when it is destroyed.
 class PANELKIT_EXPORT Document {
 public:
     // Reads a whole text. Throws Error.

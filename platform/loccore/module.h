@@ -40,6 +40,7 @@ protected:
     Module& operator=(Module&&) = default;
 };
 
+// A module with a table of texts and catalogues as plain output of msgfmt.
 class PANELKIT_EXPORT CCModule : public Module {
 public:
     // A module called `name` with the table that `localization` describes; both must live as long as the process.

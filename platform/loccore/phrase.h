@@ -88,6 +88,7 @@ concept Argument = Number<T> || Text<T>;
 template <Argument T>
 inline constexpr char kindOf = Number<T> ? 'd' : 's';
 
+// Returns the argument as it is filled in.
 template <Argument T>
 std::string argumentText(const T& argument) {
     if constexpr (Number<T>) {
@@ -103,6 +104,7 @@ std::string argumentText(const T& argument) {
 struct Marked {
     const char* literal;
 };
+// Marks a literal for translation.
 consteval Marked N_(const char* literal) { return {literal}; }
 
 // Never defined. A wording that does not fit its arguments does not compile, with this name in the error.
@@ -141,6 +143,7 @@ struct Phrase {
     bool operator==(const Phrase&) const = default;
 };
 
+// Returns a phrase. Arguments that do not fit the wording do not compile.
 template <Argument... Arguments>
 Phrase makePhrase(Wording<kindOf<Arguments>...> wording, const Arguments&... arguments) {
     return {wording.text(), {argumentText(arguments)...}};
@@ -177,6 +180,7 @@ inline std::string fill(std::string_view wording, std::span<const std::string> a
     return filled;
 }
 
+// The same for a phrase.
 inline std::string fill(const Phrase& phrase) { return fill(phrase.wording, phrase.arguments); }
 
 // Returns several phrases as one text: what happened, and after each colon why. Bounded in the same way.

@@ -19,8 +19,10 @@
 #pragma once
 
 #include <platform/stream/little_endian.h>
+#include <platform/system/wipe.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -44,7 +46,8 @@ concept WirePrimitive = WireInteger<T> || std::is_same_v<T, bool> || std::is_sam
     throw streamError;
 }
 
-// Appends primitives to a byte string that the caller owns. Throws only std::bad_alloc.
+// Appends primitives to a byte string that the caller owns. Throws only std::bad_alloc. A field may be the byte string
+// itself, or a view of it: its content before the call is appended then.
 class StreamOut {
 public:
     explicit StreamOut(std::string& bytes) : bytes_(bytes) {}
@@ -84,10 +87,21 @@ public:
     }
     static void put(char*& place, const std::string& text) { put(place, std::string_view(text)); }
 
+    // Whether a field lies in `bytes`, so that it changes while they grow.
+    template <class T>
+    requires WireInteger<T> || std::is_same_v<T, bool>
+    static constexpr bool liesIn(const std::string& /*bytes*/, T) { return false; }
+    static bool liesIn(const std::string& bytes, std::string_view text) {
+        const std::less_equal<> notAfter;
+        return notAfter(bytes.data(), text.data()) && notAfter(text.data(), bytes.data() + bytes.size());
+    }
+    static bool liesIn(const std::string& bytes, const std::string& text) { return &text == &bytes; }
+
 protected:
-    // Appends fields with the sizeOf and put of a class that knows more kinds of fields.
+    // Appends fields with the sizeOf, put and liesIn of a class that knows more kinds of fields.
     template <class Codec, class... Fields>
     void appendAs(const Fields&... fields) {
+        if ((false || ... || Codec::liesIn(bytes_, fields))) return appendCopyOf<Codec>(fields...);
         const std::size_t start = bytes_.size();
         bytes_.resize(start + (std::size_t{0} + ... + Codec::sizeOf(fields)));
         [[maybe_unused]] char* place = bytes_.data() + start; // unused without fields
@@ -95,6 +109,14 @@ protected:
     }
 
 private:
+    template <class Codec, class... Fields>
+    void appendCopyOf(const Fields&... fields) {
+        std::string copy;
+        const WipeOnExit wiped(copy);
+        StreamOut(copy).appendAs<Codec>(fields...);
+        bytes_ += copy;
+    }
+
     std::string& bytes_;
 };
 
@@ -105,10 +127,12 @@ private:
 // again. Trailing bytes are ignored.
 class StreamIn {
 public:
-    // How a count of elements is checked before memory is allocated for them. `asTheyStand`, for replies: at most one
-    // element for each remaining byte. `mustFit`, for a service that reads requests: not more elements than can fit
-    // into the remaining bytes.
+    // How a count of elements is checked before memory is allocated for them. `asTheyStand`, for replies: a count that
+    // can't fit into the remaining bytes is refused only when its elements would take more than `mostForUnfit` bytes of
+    // memory; else they are made, and those that did arrive are read. `mustFit`, for a service that reads requests: not
+    // more elements than can fit into the remaining bytes.
     enum class Counts : unsigned char { asTheyStand, mustFit };
+    static constexpr std::uint64_t mostForUnfit = std::uint64_t{16} << 20;
 
     StreamIn(const void* bytes, std::uint64_t size, std::uint64_t position = 0)
         : size_(size),
@@ -157,16 +181,21 @@ public:
 
     void skip(std::uint32_t bytes) { take(bytes); }
 
-    // Reads a count of elements, each of which takes at least `elementSize` bytes. A count above the number of bytes
-    // after it can't be valid and is refused before memory is allocated. Some counts have a sign:
-    // readCount<std::int32_t>; a negative one means 0.
+    // Reads a count of elements and refuses it, before memory is allocated, as `Counts` says. `elementSize` is the
+    // least size of an element in the stream, `elementMemory` what the caller allocates for each at once: 0 when it
+    // makes an element only when the element is read, and then a count above the number of bytes after it is refused.
+    // Some counts have a sign: readCount<std::int32_t>; a negative one means 0.
     template <WireInteger Count = std::uint32_t>
-    std::uint32_t readCount(std::size_t elementSize = 1) {
-        Count count = 0;
-        read(count);
-        const std::int64_t least = counts_ == Counts::mustFit ? static_cast<std::int64_t>(elementSize) : 1;
-        if (count > left_ / least) throwStreamError();
-        return count > 0 ? static_cast<std::uint32_t>(count) : 0;
+    std::uint32_t readCount(std::size_t elementSize = 1, std::size_t elementMemory = 0) {
+        Count number = 0;
+        read(number);
+        const std::uint32_t count = number > 0 ? static_cast<std::uint32_t>(number) : 0;
+        const auto left = static_cast<std::uint64_t>(left_);
+        const bool fits = count <= left / elementSize;
+        const bool isLenient = counts_ == Counts::asTheyStand;
+        const bool isSmall = elementMemory == 0 ? count <= left : count * std::uint64_t{elementMemory} <= mostForUnfit;
+        if (!fits && !(isLenient && isSmall)) throwStreamError();
+        return count;
     }
 
 private:

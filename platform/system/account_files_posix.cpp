@@ -70,14 +70,19 @@ std::string readFileAs(const std::string& userName, const std::string& path, std
     if (!rights || rights->user == ::geteuid()) return readFile(path, limit);
     std::string content;
     std::exception_ptr failure;
-    std::thread([&] {
+    const auto read = [&] {
         try {
             take(*rights, path);
             content = readFile(path, limit);
         } catch (...) {
             failure = std::current_exception();
         }
-    }).join();
+    };
+    try {
+        std::thread(read).join();
+    } catch (const std::system_error& error) {
+        throw FileError(path, error.what());
+    }
     if (failure) std::rethrow_exception(failure);
     return content;
 }

@@ -30,6 +30,13 @@ std::string replacedBy(const std::string& name) {
 
 } // namespace
 
+FileError tooLargeFile(const std::string& path, std::uint64_t size, std::uint64_t limit) {
+    FileError error(path,
+                    "too large: " + std::to_string(size) + " bytes, at most " + std::to_string(limit) + " are taken");
+    error.tooLarge = size;
+    return error;
+}
+
 void replaceOwnFile(const std::string& path, const std::string& content) { OwnFileDraft(path, content).publish(); }
 
 void updateOwnFile(const std::string& path, const std::string& content) {

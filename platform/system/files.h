@@ -13,6 +13,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace platform {
@@ -21,8 +22,9 @@ class FileError : public std::runtime_error {
 public:
     FileError(const std::string& path, std::string why, bool isMissing = false)
         : std::runtime_error(path + ": " + why), reason(std::move(why)), missing(isMissing) {}
-    std::string reason; // without the path
-    bool missing;       // there is no such file
+    std::string reason;         // without the path
+    bool missing;               // there is no such file
+    std::uint64_t tooLarge = 0; // the size of a file that is not read because it is above the limit
 };
 
 // ---- files of users, which may be named by symbolic links; the links are followed and kept
@@ -31,9 +33,10 @@ public:
 // an error too.
 std::string readFile(const std::string& path, std::uint64_t limit);
 
-// Replaces the content of the file. The content is written to a new file in the same folder, flushed, and renamed, so
-// that after a crash the file has either its old or its new content. A new file gets mode 0600 (`onlyOwner`) or what
-// the process's mask allows; an existing one keeps its mode.
+// Replaces the content of the file; one that may not be written is an error, also where its folder may be. The content
+// is written to a new file in the same folder, flushed, and renamed, so that after a crash the file has either its old
+// or its new content. A new file gets mode 0600 (`onlyOwner`) or what the process's mask allows; an existing one keeps
+// its mode.
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner);
 
 // Like replaceFile, but a file that can be written in a folder that can't be is rewritten in place. Then a crash may
@@ -70,6 +73,24 @@ void replaceOwnFile(const std::string& path, const std::string& content);
 
 // The same, unless the file has this content already. So a full disk matters only when there is something to write.
 void updateOwnFile(const std::string& path, const std::string& content);
+
+// An own file to whose end lines are added, by several processes at once too.
+class OwnFileLog {
+public:
+    // Creates the file if needed. Throws FileError, also when other accounts may read the file (on Windows, a file that
+    // exists keeps its access list).
+    explicit OwnFileLog(const std::string& path);
+    ~OwnFileLog();
+    OwnFileLog(const OwnFileLog&) = delete;
+    OwnFileLog& operator=(const OwnFileLog&) = delete;
+
+    // Adds all of it in one piece; false when the disk is full or the like. Any thread may call it.
+    bool add(std::string_view lines) noexcept;
+
+private:
+    struct Opened;
+    std::unique_ptr<Opened> opened_;
+};
 
 // Removes drafts that were left in the folder when a process was ended. `isOwn` is asked with the name of the file that
 // a draft would have replaced. Only regular files are removed. Call it only when no other process can be replacing
@@ -110,6 +131,8 @@ private:
 };
 
 // ---- for files*.cpp
+
+FileError tooLargeFile(const std::string& path, std::uint64_t size, std::uint64_t limit);
 
 // The name of a temporary file is the name of the file that it will replace, then this mark, then letters and digits.
 inline constexpr const char* unfinishedMark = ".new-";

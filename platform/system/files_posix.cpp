@@ -90,12 +90,10 @@ std::string readOpened(const std::string& path, int noFollow, std::uint64_t limi
     if (::fstat(file.get(), &status) != 0) fail(path, errno);
     if (S_ISDIR(status.st_mode)) fail(path, EISDIR);
     if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
-    if (static_cast<std::uint64_t>(status.st_size) > limit) {
-        throw FileError(path, "too large: " + std::to_string(status.st_size) + " bytes, at most " +
-                                  std::to_string(limit) + " are taken");
-    }
+    const auto size = static_cast<std::uint64_t>(status.st_size);
+    if (size > limit) throw tooLargeFile(path, size, limit);
     ::flock(file.get(), LOCK_SH | LOCK_NB); // shuts out writers that ask; the system offers no more
-    return readAll(file, std::string(static_cast<std::size_t>(status.st_size), '\0'), path);
+    return readAll(file, std::string(static_cast<std::size_t>(size), '\0'), path);
 }
 
 // Returns the mode for the new content of a user's file.
@@ -107,6 +105,9 @@ mode_t modeFor(const std::string& target, bool onlyOwner) {
     ::umask(mask);
     return 0666U & ~mask;
 }
+
+// With the rights that the process has now, not those with which it was started.
+bool may(const std::string& path, int mode) { return ::faccessat(AT_FDCWD, path.c_str(), mode, AT_EACCESS) == 0; }
 
 // Writes and flushes a new file beside the target, and returns its name.
 std::string writeBeside(const std::string& target, const std::string& content, mode_t mode) {
@@ -142,6 +143,8 @@ std::string readOwnFile(const std::string& path, std::uint64_t limit) { return r
 
 void replaceFile(const std::string& path, const std::string& content, bool onlyOwner) {
     const std::string target = followLink(path);
+    // Renaming needs rights on the folder alone, so it would replace a file that its owner has made read-only.
+    if (!may(target, W_OK) && errno != ENOENT) fail(target, errno);
     const std::string beside = writeBeside(target, content, modeFor(target, onlyOwner));
     if (::rename(beside.c_str(), target.c_str()) != 0) {
         const int error = errno;
@@ -167,11 +170,35 @@ void OwnFileDraft::publish() {
     flushFolder(folderOf(path_));
 }
 
+struct OwnFileLog::Opened {
+    explicit Opened(int number) : file(number) {}
+    Descriptor file;
+};
+
+OwnFileLog::OwnFileLog(const std::string& path) {
+    constexpr int flags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NOFOLLOW | O_NONBLOCK;
+    opened_ = std::make_unique<Opened>(::open(path.c_str(), flags, ownMode));
+    const int file = opened_->file.get();
+    struct stat status {};
+    if (file < 0 && errno == ELOOP) throw FileError(path, "is a symbolic link");
+    if (file < 0 || ::fstat(file, &status) != 0) fail(path, errno);
+    if (!S_ISREG(status.st_mode)) throw FileError(path, "not a regular file");
+    if (status.st_uid != ::geteuid()) throw FileError(path, "belongs to another account");
+    if (status.st_mode & 077U) throw FileError(path, "may be read or written by other accounts");
+}
+
+OwnFileLog::~OwnFileLog() = default;
+
+bool OwnFileLog::add(std::string_view lines) noexcept {
+    ssize_t written = 0;
+    do {
+        written = ::write(opened_->file.get(), lines.data(), lines.size());
+    } while (written < 0 && errno == EINTR);
+    return written == static_cast<ssize_t>(lines.size());
+}
+
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {
     const std::string target = followLink(path);
-    const auto may = [](const std::string& what, int mode) {
-        return ::faccessat(AT_FDCWD, what.c_str(), mode, AT_EACCESS) == 0;
-    };
     const bool onlyInPlace = !may(folderOf(target), W_OK | X_OK) && may(target, W_OK);
     if (!onlyInPlace) return replaceFile(path, content, onlyOwner);
     const Descriptor file(::open(target.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY));

@@ -6,6 +6,8 @@
 
 #include <windows.h>
 
+#include <sddl.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstring>
@@ -115,8 +117,7 @@ std::string readOpened(const std::string& path, DWORD noFollow, std::uint64_t li
     LARGE_INTEGER size{};
     if (!GetFileSizeEx(file.get(), &size)) fail(path, GetLastError());
     if (static_cast<std::uint64_t>(size.QuadPart) > limit) {
-        throw FileError(path, "too large: " + std::to_string(size.QuadPart) + " bytes, at most " +
-                                  std::to_string(limit) + " are taken");
+        throw tooLargeFile(path, static_cast<std::uint64_t>(size.QuadPart), limit);
     }
     return readAll(file, std::string(static_cast<std::size_t>(size.QuadPart), '\0'), path);
 }
@@ -173,6 +174,34 @@ void OwnFileDraft::publish() {
     requireOwn(path_);
     if (!rename(toUtf16(beside_), longName(path_))) fail(path_, GetLastError());
     beside_.clear();
+}
+
+struct OwnFileLog::Opened {
+    Handle file;
+};
+
+// A new file is for its owner and the system alone. Without FILE_WRITE_DATA, each write goes to the end.
+OwnFileLog::OwnFileLog(const std::string& path) : opened_(std::make_unique<Opened>()) {
+    PSECURITY_DESCRIPTOR made = nullptr;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1, &made,
+                                                              nullptr)) {
+        fail(path, GetLastError());
+    }
+    const LocalMemory<void> descriptor(made);
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
+    opened_->file.reset(CreateFileW(longName(path).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &attributes, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
+    if (!valid(opened_->file)) fail(path, GetLastError());
+    requireRegular(opened_->file, path);
+}
+
+OwnFileLog::~OwnFileLog() = default;
+
+bool OwnFileLog::add(std::string_view lines) noexcept {
+    DWORD written = 0;
+    return WriteFile(opened_->file.get(), lines.data(), static_cast<DWORD>(lines.size()), &written, nullptr) &&
+           written == lines.size();
 }
 
 void replaceOrRewriteFile(const std::string& path, const std::string& content, bool onlyOwner) {

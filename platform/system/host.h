@@ -28,6 +28,12 @@ std::string userHome(const std::string& userId); // a folder; on Windows a profi
 // from the environment once; a program that changes TZ calls tzset (_tzset on Windows) itself.
 std::optional<std::tm> localTime(std::int64_t seconds);
 
+// ---- environment
+
+// Returns a variable of the environment in UTF-8. Empty when it is not set, and also in a program that runs with more
+// rights than the account that started it: there the variables are that account's.
+std::string trustedVariable(const char* name);
+
 // ---- random bytes, for secrets
 
 // Fills `size` bytes at `bytes` from the system's generator. Throws std::system_error if it fails.
@@ -38,5 +44,10 @@ void fillRandom(void* bytes, std::size_t size);
 // Asks for large pages under a big buffer that is about to be filled; it halves the cost of the page faults.
 // Only a hint.
 void adviseHugePages(void* bytes, std::size_t size);
+
+// Makes large blocks of memory go back to the system as soon as they are freed, for the rest of the process's life.
+// Some allocators otherwise keep ever more for themselves after a block of many MiB was freed. A program that lives for
+// months calls it once, before it starts a thread.
+void returnFreedMemory();
 
 } // namespace platform

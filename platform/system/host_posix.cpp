@@ -2,6 +2,7 @@
 #include <platform/system/host.h>
 
 #include <grp.h>
+#include <malloc.h>
 #include <pwd.h>
 #include <sys/mman.h>
 #include <sys/random.h>
@@ -75,6 +76,13 @@ std::optional<std::tm> localTime(std::int64_t seconds) {
     return local;
 }
 
+// ---- environment
+
+std::string trustedVariable(const char* name) {
+    const char* value = ::secure_getenv(name);
+    return value ? value : "";
+}
+
 // ---- random bytes
 
 void fillRandom(void* bytes, std::size_t size) {
@@ -95,6 +103,13 @@ void adviseHugePages(void* bytes, std::size_t size) {
     const auto start = (reinterpret_cast<std::uintptr_t>(bytes) + page - 1) / page * page;
     const auto end = (reinterpret_cast<std::uintptr_t>(bytes) + size) / page * page;
     if (start < end) madvise(reinterpret_cast<void*>(start), end - start, MADV_HUGEPAGE);
+}
+
+// By default glibc raises both limits to the size of the largest block that was freed, up to 32 and 64 MiB, and each
+// thread's arena keeps that much. Limits that were set stay as they are. Usual replies stay below them.
+void returnFreedMemory() {
+    mallopt(M_MMAP_THRESHOLD, 2 << 20);
+    mallopt(M_TRIM_THRESHOLD, 4 << 20);
 }
 
 } // namespace platform

@@ -59,6 +59,15 @@ std::optional<std::tm> localTime(std::int64_t seconds) {
     return local;
 }
 
+// ---- environment
+
+std::string trustedVariable(const char* name) {
+    const std::wstring wide = toUtf16(name);
+    std::wstring value(GetEnvironmentVariableW(wide.c_str(), nullptr, 0), L'\0'); // with its zero
+    value.resize(GetEnvironmentVariableW(wide.c_str(), value.data(), static_cast<DWORD>(value.size())));
+    return toUtf8(value);
+}
+
 // ---- random bytes
 
 void fillRandom(void* bytes, std::size_t size) {
@@ -71,5 +80,8 @@ void fillRandom(void* bytes, std::size_t size) {
 
 // Windows has no such hint for ordinary memory.
 void adviseHugePages(void*, std::size_t) {}
+
+// The heap of Windows returns large blocks in any case.
+void returnFreedMemory() {}
 
 } // namespace platform

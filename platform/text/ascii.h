@@ -14,6 +14,7 @@ namespace platform {
 
 // ---- case
 
+// The letters A to Z and a to z change case; all other bytes stay as they are.
 constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 constexpr char asciiUpper(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
 
@@ -23,6 +24,7 @@ inline std::string asciiLowered(std::string text) {
     return text;
 }
 
+// Whether two texts differ only in the case of such letters.
 constexpr bool equalIgnoringCase(std::string_view a, std::string_view b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(),
                       [](char x, char y) { return asciiLower(x) == asciiLower(y); });

@@ -35,6 +35,7 @@ inline Utf8Character firstCharacter(std::string_view text) {
     return {character, length, true};
 }
 
+// Whether the text is UTF-8 from its beginning to its end.
 inline bool isValidUtf8(std::string_view text) {
     while (!text.empty()) {
         const Utf8Character next = firstCharacter(text);
