@@ -137,6 +137,7 @@ enum class ImportCrl : std::uint32_t {
 // chain; flag2: with its private key (only PKCS#12). The reply's string is the content, or the reason. 3 is the
 // library's.
 enum class CertExport : std::uint32_t { pem = 0, der = 1, pkcs7Pem = 2, pkcs7Der = 3, pkcs12 = 4 };
+// The result of ExportCertificate.
 enum class ExportCert : std::uint32_t {
     exported = 0,
     noSuchCertificate = 1,

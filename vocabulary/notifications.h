@@ -28,6 +28,7 @@
 
 namespace vocabulary {
 
+// The ids of the notifications of panelkitd; their payloads are in the table below.
 enum class Notification : std::int32_t {
     // clang-format off
     tokenArrived           = 1,
@@ -43,6 +44,7 @@ enum class Notification : std::int32_t {
     // clang-format on
 };
 
+// Returns the id as handlers are made with it.
 constexpr NotificationIdType idOf(Notification notification) { return static_cast<NotificationIdType>(notification); }
 
 // When it happened; every payload begins with it. Notifications of one id arrive in order; those of different ids may
@@ -56,6 +58,7 @@ struct Moment {
 };
 static_assert(RecordListsEveryMember<Moment>);
 
+// That a token came, went or changed.
 struct TokenNotice {
     Moment moment;
     PKCS11::TokenInfo token;
@@ -65,6 +68,7 @@ struct TokenNotice {
 };
 static_assert(RecordListsEveryMember<TokenNotice>);
 
+// That the configuration was committed.
 struct ConfigurationNotice {
     Moment moment;
     std::string user;                  // who committed it, as text for people
@@ -75,6 +79,7 @@ struct ConfigurationNotice {
 };
 static_assert(RecordListsEveryMember<ConfigurationNotice>);
 
+// That a policy is in force, or failed.
 struct PolicyNotice {
     Moment moment;
     std::string source; // "system", "user" or "driver"
@@ -101,6 +106,7 @@ struct NoticeRemark {
 };
 static_assert(RecordListsEveryMember<NoticeRemark>);
 
+// That a certificate expires soon, or has expired.
 struct CertificateNotice {
     Moment moment;
     PKCS11::TokenInfo token;
@@ -112,6 +118,7 @@ struct CertificateNotice {
 };
 static_assert(RecordListsEveryMember<CertificateNotice>);
 
+// That the service is about to end.
 struct StoppingNotice {
     Moment moment;
 
@@ -143,6 +150,7 @@ using Notifications = NotificationTable<
     NotificationRow<Notification::serviceStopping,        StoppingNotice>>;
 // clang-format on
 
+// Returns the ids of the rows of a table, in their order.
 template <class... Rows>
 constexpr auto idsOf(NotificationTable<Rows...>) {
     return std::array{Rows::id...};

@@ -9,6 +9,7 @@
 
 namespace vocabulary {
 
+// Why a command was refused, or what an answer leaves out: the number of a refusal and of a remark.
 enum class Refused : std::uint32_t {
     // clang-format off
     none             = 0,

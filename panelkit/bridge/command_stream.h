@@ -25,6 +25,7 @@
 #include <panelkit/bridge/record.h>
 #include <platform/stream/stream.h>
 
+#include <algorithm>
 #include <list>
 #include <utility>
 #include <vector>
@@ -34,7 +35,8 @@ using StringPairs = std::list<std::pair<std::string, std::string>>;
 
 using platform::WireInteger;
 
-// Appends primitives and records to a byte string that the caller owns. Throws only std::bad_alloc.
+// Appends primitives and records to a byte string that the caller owns. Throws only std::bad_alloc. A field may be the
+// byte string itself, or contain it: its content before the call is appended then.
 class CommandStreamOut : private platform::StreamOut {
 public:
     using StreamOut::StreamOut;
@@ -53,8 +55,9 @@ public:
     }
 
 private:
-    friend StreamOut; // calls sizeOf and put
+    friend StreamOut; // calls sizeOf, put and liesIn
 
+    using StreamOut::liesIn;
     using StreamOut::put;
     using StreamOut::sizeOf;
 
@@ -102,6 +105,27 @@ private:
     static void put(char*& place, const R& record) {
         R::fields(record, [&](const auto&... field) { (put(place, field), ...); });
     }
+
+    template <class T>
+    static bool liesIn(const std::string& bytes, const std::vector<T>& elements) {
+        if constexpr (WireInteger<T>) return false;
+        return anyLiesIn(bytes, elements);
+    }
+    template <Record R>
+    static bool liesIn(const std::string& bytes, const std::list<R>& records) {
+        return anyLiesIn(bytes, records);
+    }
+    static bool liesIn(const std::string& bytes, const StringPairs& pairs) {
+        return std::any_of(pairs.begin(), pairs.end(),
+                           [&](const auto& pair) { return liesIn(bytes, pair.first) || liesIn(bytes, pair.second); });
+    }
+    template <Record R>
+    static bool liesIn(const std::string& bytes, const R& record) {
+        return R::fields(record, [&](const auto&... field) { return (false || ... || liesIn(bytes, field)); });
+    }
+    static bool anyLiesIn(const std::string& bytes, const auto& elements) {
+        return std::any_of(elements.begin(), elements.end(), [&](const auto& e) { return liesIn(bytes, e); });
+    }
 };
 
 // Walks a byte string, which must outlive it, and fills the caller's variables in place.
@@ -124,10 +148,12 @@ public:
         return *this;
     }
 
-    // Resizes to the count first, then fills in place: existing elements are reused.
+    // Resizes to the count first, then fills in place: existing elements are reused. When the reply ends early, those
+    // that did arrive are filled and the others have default values. A count that can't fit is refused at once when its
+    // elements would take more than 16 MiB; the vector then keeps its content.
     template <class T>
     CommandStreamIn& operator>>(std::vector<T>& elements) {
-        elements.resize(countOf<T>());
+        elements.resize(countOf<T>(sizeof(T)));
         for (T& element : elements) *this >> element;
         return *this;
     }
@@ -135,7 +161,7 @@ public:
     // As a vector: the list is cut or lengthened at its end to the count, then filled in place.
     template <Record R>
     CommandStreamIn& operator>>(std::list<R>& records) {
-        records.resize(countOf<R>());
+        records.resize(countOf<R>(sizeof(R) + 2 * sizeof(void*)));
         for (R& record : records) *this >> record;
         return *this;
     }
@@ -160,7 +186,7 @@ public:
 
 private:
     template <class T>
-    std::uint32_t countOf() {
-        return readCount<std::uint32_t>(leastWireSize<T>());
+    std::uint32_t countOf(std::size_t memory) {
+        return readCount<std::uint32_t>(leastWireSize<T>(), memory);
     }
 };

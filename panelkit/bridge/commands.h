@@ -48,6 +48,7 @@ struct KeyInfo;
 struct ProviderState;
 struct TokenLabels;
 struct TokenState;
+struct PolicyContent;
 struct UncommittedValue;
 } // namespace panelkit
 
@@ -67,6 +68,7 @@ enum ModuleIdType : std::uint32_t {
 
 namespace panelkit {
 
+// All commands, by the names that they have everywhere. The order is that of the table; the numbers are not sent.
 enum class Command : std::uint8_t {
     // clang-format off
     EnumProviders, EnumProviderTokens, TokenLogin, TokenLogout, TokenInitialize, TokenChangePassword,
@@ -79,7 +81,7 @@ enum class Command : std::uint8_t {
     ActivateUser, OfferUserSettings, GetUserSettings, SetUserSettings, LoggedInUser,
     GetInterfaces,
     GetStates, EnumKeys, GetPublicKey, GenerateKey, DeleteKey, DeleteCertAndKey, EnumCertLabels,
-    GetUncommitted, RevertSettings,
+    GetUncommitted, RevertSettings, CheckPolicy, MakeCertRequestWithPin,
     // clang-format on
 };
 
@@ -110,6 +112,13 @@ struct Pairs {}; // a count of that type, then as many pairs
 template <class First, class Second>
 struct MorePairs {}; // pairs without a count, to the end
 struct Bytes {};     // to the end, as they are: without a length
+
+// A string that is a secret: a PIN, a password, a key, a file that may hold one. A transcript (transcript.h) does not
+// show it. It is sent and read as a string, and the service reads it only into memory that is wiped.
+struct SecretText {
+    std::string text;
+    static auto fields(auto& self, auto&& io) { return io(self.text); }
+};
 
 // In place of a reply that the library does not read.
 struct Unread {};
@@ -148,25 +157,25 @@ struct Entry;
 //                       command                         name                      module               code session              run            request    reply
 template <> struct Entry<Command::EnumProviders>         : Row<"EnumProviders",         ModuleTokens,        0, SessionTokens,       Run::direct,   Fields<>,                                                                                 Fields<std::vector<ProviderInfo>>> {};
 template <> struct Entry<Command::EnumProviderTokens>    : Row<"EnumProviderTokens",    ModuleTokens,        1, SessionTokens,       Run::direct,   Fields<Optional<ProviderInfo>>,                                                           Fields<std::vector<TokenInfo>>> {};
-template <> struct Entry<Command::TokenLogin>            : Row<"TokenLogin",            ModuleTokens,        2, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* pin */, bool>,                                           Fields<bool, Optional<PinStateMessage>>> {};
+template <> struct Entry<Command::TokenLogin>            : Row<"TokenLogin",            ModuleTokens,        2, SessionTokens,       Run::direct,   Fields<TokenInfo, SecretText /* pin */, bool>,                                            Fields<bool, Optional<PinStateMessage>>> {};
 template <> struct Entry<Command::TokenLogout>           : Row<"TokenLogout",           ModuleTokens,        3, SessionTokens,       Run::direct,   Fields<TokenInfo>,                                                                        Unread> {};
-template <> struct Entry<Command::TokenInitialize>       : Row<"TokenInitialize",       ModuleTokens,        4, SessionTokens,       Run::progress, Fields<TokenInfo, std::string, std::string, std::string, bool>,                           Fields<bool>> {};
-template <> struct Entry<Command::TokenChangePassword>   : Row<"TokenChangePassword",   ModuleTokens,        5, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* oldPin */, std::string /* newPin */, bool, bool>,        Fields<bool>> {};
+template <> struct Entry<Command::TokenInitialize>       : Row<"TokenInitialize",       ModuleTokens,        4, SessionTokens,       Run::progress, Fields<TokenInfo, std::string, SecretText, SecretText, bool>,                             Fields<bool>> {};
+template <> struct Entry<Command::TokenChangePassword>   : Row<"TokenChangePassword",   ModuleTokens,        5, SessionTokens,       Run::direct,   Fields<TokenInfo, SecretText /* oldPin */, SecretText /* newPin */, bool, bool>,          Fields<bool>> {};
 template <> struct Entry<Command::ProviderLoad>          : Row<"ProviderLoad",          ModuleTokens,        6, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Fields<bool, ProviderInfo>> {};
 template <> struct Entry<Command::ProviderUnload>        : Row<"ProviderUnload",        ModuleTokens,        7, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Unread> {};
 template <> struct Entry<Command::ProviderLevelUp>       : Row<"ProviderLevelUp",       ModuleTokens,        8, SessionTokens,       Run::direct,   Fields<ProviderInfo>,                                                                     Unread> {};
 template <> struct Entry<Command::TokensReloadAll>       : Row<"TokensReloadAll",       ModuleTokens,       14, SessionTokens,       Run::progress, Fields<>,                                                                                 Unread> {};
-template <> struct Entry<Command::InitTokenRNG>          : Row<"InitTokenRNG",          ModuleTokens,       15, SessionTokens,       Run::direct,   Fields<TokenInfo, std::string /* seed */>,                                                Fields<bool>> {};
+template <> struct Entry<Command::InitTokenRNG>          : Row<"InitTokenRNG",          ModuleTokens,       15, SessionTokens,       Run::direct,   Fields<TokenInfo, SecretText /* seed */>,                                                 Fields<bool>> {};
 
 template <> struct Entry<Command::DeleteCertificate>     : Row<"DeleteCertificate",     ModuleCertificates,  3, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo>,                                                              Unread> {};
-template <> struct Entry<Command::ParseCertFile>         : Row<"ParseCertFile",         ModuleCertificates,  4, SessionCertificates, Run::progress, Fields<std::string /* file */, std::string>,                                              Fields<ParseCertFileResult, Optional<std::vector<TokenInfo>>, Optional<std::vector<CertImportOption>>, Optional<std::vector<CRLInfo>>>> {};
-template <> struct Entry<Command::ImportCertificate>     : Row<"ImportCertificate",     ModuleCertificates,  5, SessionCertificates, Run::progress, Fields<TokenInfo, std::uint32_t /* item */, CertImportMode, bool, Optional<std::string>>, Fields<ImportCertResult>> {};
+template <> struct Entry<Command::ParseCertFile>         : Row<"ParseCertFile",         ModuleCertificates,  4, SessionCertificates, Run::progress, Fields<SecretText /* file */, SecretText>,                                                Fields<ParseCertFileResult, Optional<std::vector<TokenInfo>>, Optional<std::vector<CertImportOption>>, Optional<std::vector<CRLInfo>>>> {};
+template <> struct Entry<Command::ImportCertificate>     : Row<"ImportCertificate",     ModuleCertificates,  5, SessionCertificates, Run::progress, Fields<TokenInfo, std::uint32_t /* item */, CertImportMode, bool, Optional<SecretText>>,  Fields<ImportCertResult>> {};
 template <> struct Entry<Command::ImportCRL>             : Row<"ImportCRL",             ModuleCertificates,  6, SessionCertificates, Run::progress, Fields<TokenInfo, std::uint32_t /* item */>,                                              Fields<ImportCRLResult>> {};
-template <> struct Entry<Command::ExportCertificate>     : Row<"ExportCertificate",     ModuleCertificates,  7, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo, CertExportFormat, std::string, bool, bool>,                   Fields<ExportCertResult, std::string>> {};
+template <> struct Entry<Command::ExportCertificate>     : Row<"ExportCertificate",     ModuleCertificates,  7, SessionCertificates, Run::progress, Fields<TokenInfo, CertInfo, CertExportFormat, SecretText, bool, bool>,                    Fields<ExportCertResult, SecretText>> {};
 template <> struct Entry<Command::GetCertRequestKeyInfo> : Row<"GetCertRequestKeyInfo", ModuleCertificates,  8, SessionCertificates, Run::progress, Fields<TokenInfo>,                                                                        Fields<std::vector<CertRequestKeyInfo>>> {};
 template <> struct Entry<Command::MakeCertRequest>       : Row<"MakeCertRequest",       ModuleCertificates,  9, SessionCertificates, Run::progress, Fields<TokenInfo, CertRequestInfo>,                                                       Fields<MakeCertRequestResult, std::string>> {};
 template <> struct Entry<Command::EnumPresharedKeys>     : Row<"EnumPresharedKeys",     ModuleCertificates, 10, SessionCertificates, Run::progress, Fields<>,                                                                                 Fields<Pairs<std::int32_t, TokenInfo, PresharedKeyInfo>>> {};
-template <> struct Entry<Command::CreatePresharedKey>    : Row<"CreatePresharedKey",    ModuleCertificates, 11, SessionCertificates, Run::progress, Fields<TokenInfo, std::string, std::string>,                                              Fields<bool>> {};
+template <> struct Entry<Command::CreatePresharedKey>    : Row<"CreatePresharedKey",    ModuleCertificates, 11, SessionCertificates, Run::progress, Fields<TokenInfo, std::string, SecretText>,                                               Fields<bool>> {};
 template <> struct Entry<Command::DeletePresharedKey>    : Row<"DeletePresharedKey",    ModuleCertificates, 12, SessionCertificates, Run::progress, Fields<TokenInfo, PresharedKeyInfo>,                                                      Unread> {};
 template <> struct Entry<Command::EnumCRLs>              : Row<"EnumCRLs",              ModuleCertificates, 13, SessionCertificates, Run::progress, Fields<>,                                                                                 Fields<Pairs<std::uint32_t, TokenInfo, CRLInfo>, MorePairs<TokenInfo, CRLInfo>>> {};
 template <> struct Entry<Command::DeleteCRL>             : Row<"DeleteCRL",             ModuleCertificates, 14, SessionCertificates, Run::progress, Fields<TokenInfo, CRLInfo>,                                                               Unread> {};
@@ -185,9 +194,9 @@ template <> struct Entry<Command::GetSettings>           : Row<"GetSettings",   
 template <> struct Entry<Command::SetSettings>           : Row<"SetSettings",           ModulePolicy,        4, SessionPolicy,       Run::direct,   Fields<LSPsettings_t>,                                                                    Fields<bool>> {};
 template <> struct Entry<Command::ActivateCurrent>       : Row<"ActivateCurrent",       ModulePolicy,        5, SessionPolicy,       Run::direct,   Fields<std::string /* policy */>,                                                         Fields<Bytes>> {};
 template <> struct Entry<Command::ActivateDDP>           : Row<"ActivateDDP",           ModulePolicy,        6, SessionPolicy,       Run::direct,   Fields<std::string /* policy */>,                                                         Unread> {};
-template <> struct Entry<Command::ActivateSystem>        : Row<"ActivateSystem",        ModulePolicy,        7, SessionPolicy,       Run::direct,   Fields<std::string /* policy */, std::string /* file */>,                                 Fields<bool, std::string>> {};
+template <> struct Entry<Command::ActivateSystem>        : Row<"ActivateSystem",        ModulePolicy,        7, SessionPolicy,       Run::direct,   Fields<std::string /* policy */, SecretText /* file */>,                                  Fields<bool, std::string>> {};
 template <> struct Entry<Command::ViewCurrent>           : Row<"ViewCurrent",           ModulePolicy,        9, SessionPolicy,       Run::direct,   Fields<>,                                                                                 Fields<Bytes>> {};
-template <> struct Entry<Command::ActivateUser>          : Row<"ActivateUser",          ModulePolicy,       10, SessionPolicy,       Run::direct,   Fields<std::string /* user */, std::string /* policy */, std::string /* file */>,         Fields<bool, std::string>> {};
+template <> struct Entry<Command::ActivateUser>          : Row<"ActivateUser",          ModulePolicy,       10, SessionPolicy,       Run::direct,   Fields<std::string /* user */, std::string /* policy */, SecretText /* file */>,          Fields<bool, std::string>> {};
 template <> struct Entry<Command::OfferUserSettings>     : Row<"OfferUserSettings",     ModulePolicy,       12, SessionPolicy,       Run::direct,   Fields<std::string /* user */>,                                                           Unread> {};
 template <> struct Entry<Command::GetUserSettings>       : Row<"GetUserSettings",       ModulePolicy,       13, SessionPolicy,       Run::direct,   Fields<std::string /* user */, Optional<LSPsettings_t>>,                                  Fields<LSPsettings_t>> {};
 template <> struct Entry<Command::SetUserSettings>       : Row<"SetUserSettings",       ModulePolicy,       14, SessionPolicy,       Run::direct,   Fields<std::string /* user */, LSPsettings_t>,                                            Fields<bool>> {};
@@ -195,7 +204,8 @@ template <> struct Entry<Command::LoggedInUser>          : Row<"LoggedInUser",  
 
 template <> struct Entry<Command::GetInterfaces>         : Row<"GetInterfaces",         ModuleInterfaces,    1, SessionInterfaces,   Run::direct,   Fields<>,                                                                                 Fields<std::vector<NetInterfaceInfo>>> {};
 
-// 1 to 9 are for states, 10 to 19 for keys, 20 to 29 for labels, 30 to 39 for settings; the numbers from 40 on are free.
+// 1 to 9 are for states, 10 to 19 for keys, 20 to 29 for labels, 30 to 39 for settings, 40 to 49 for policies; the
+// numbers from 50 on are free.
 template <> struct Entry<Command::GetStates>             : Row<"GetStates",             ModuleMonitor,       1, SessionMonitor,      Run::progress, Fields<>,                                                                                 Fields<std::vector<ProviderState>, std::vector<TokenState>>> {};
 template <> struct Entry<Command::EnumKeys>              : Row<"EnumKeys",              ModuleMonitor,      10, SessionMonitor,      Run::progress, Fields<Optional<TokenInfo>>,                                                              Fields<Pairs<std::uint32_t, TokenInfo, KeyInfo>>> {};
 template <> struct Entry<Command::GetPublicKey>          : Row<"GetPublicKey",          ModuleMonitor,      11, SessionMonitor,      Run::progress, Fields<TokenInfo, KeyInfo>,                                                               Fields<std::string /* pem */>> {};
@@ -205,10 +215,13 @@ template <> struct Entry<Command::DeleteCertAndKey>      : Row<"DeleteCertAndKey
 template <> struct Entry<Command::EnumCertLabels>        : Row<"EnumCertLabels",        ModuleMonitor,      20, SessionMonitor,      Run::progress, Fields<Optional<TokenInfo>>,                                                              Fields<std::vector<TokenLabels>>> {};
 template <> struct Entry<Command::GetUncommitted>        : Row<"GetUncommitted",        ModuleMonitor,      30, SessionMonitor,      Run::direct,   Fields<>,                                                                                 Fields<std::vector<UncommittedValue>>> {};
 template <> struct Entry<Command::RevertSettings>        : Row<"RevertSettings",        ModuleMonitor,      31, SessionMonitor,      Run::direct,   Fields<std::vector<std::string>>,                                                         Fields<std::vector<UncommittedValue>>> {};
+template <> struct Entry<Command::CheckPolicy>           : Row<"CheckPolicy",           ModuleMonitor,      40, SessionMonitor,      Run::direct,   Fields<SecretText /* file */>,                                                            Fields<PolicyContent>> {};
+template <> struct Entry<Command::MakeCertRequestWithPin>: Row<"MakeCertRequestWithPin",ModuleMonitor,      15, SessionMonitor,      Run::progress, Fields<TokenInfo, CertRequestInfo, SecretText /* pin */>,                                Fields<MakeCertRequestResult, std::string>> {};
 // clang-format on
 
 } // namespace commands
 
+// The fields of a command's request and reply.
 template <Command command>
 using RequestOf = typename commands::Entry<command>::Request;
 template <Command command>
@@ -218,8 +231,9 @@ using ReplyOf = typename commands::Entry<command>::Reply;
 inline constexpr auto commandTable = []<std::size_t... place>(std::index_sequence<place...>) {
     return std::array{commands::Entry<static_cast<Command>(place)>::as(static_cast<Command>(place))...};
 }
-(std::make_index_sequence<static_cast<std::size_t>(Command::RevertSettings) + 1>());
+(std::make_index_sequence<static_cast<std::size_t>(Command::MakeCertRequestWithPin) + 1>());
 
+// Returns the row of a command.
 constexpr const CommandRow& commandRow(Command command) { return commandTable[static_cast<std::size_t>(command)]; }
 
 } // namespace panelkit

@@ -44,6 +44,11 @@ template <>
 inline constexpr bool isField<std::string, std::string_view> = true;
 template <>
 inline constexpr bool isField<Optional<std::string>, std::string_view> = true;
+template <class Text>
+inline constexpr bool isField<SecretText, Text> =
+    std::is_same_v<Text, std::string> || std::is_same_v<Text, std::string_view>;
+template <class Text>
+inline constexpr bool isField<Optional<SecretText>, Text> = isField<SecretText, Text>;
 template <>
 inline constexpr bool isField<Bytes, Encoded> = true;
 template <class Count, class First, class Second>
@@ -57,9 +62,10 @@ inline constexpr bool mayBeMissing<Optional<Type>> = true;
 template <class First, class Second>
 inline constexpr bool mayBeMissing<MorePairs<First, Second>> = true;
 
-// Whether values of the types are the fields of a row: all but those that may be missing, or the first of them.
+// How much of a row values are: all its fields but those that may be missing, or the first of them.
 enum class Extent : unsigned char { all, first };
 
+// Whether values of the types are the fields of a row to that extent.
 template <class... Left>
 constexpr bool fits(Fields<Left...>, Fields<>, Extent extent) {
     return extent == Extent::first || (mayBeMissing<Left> && ...);
@@ -95,12 +101,14 @@ inline void appendFields(std::string& payload, const std::string_view& section, 
 }
 inline void appendFields(std::string& payload, const Encoded& all) { payload += all.bytes; }
 
+// Appends the request of a command: all its fields but those that may be missing, or these too.
 template <Command command, class... Given>
 void appendRequest(std::string& payload, const Given&... given) {
     static_assert(fits(RequestOf<command>(), Fields<Given...>(), Extent::all), "the row has another request");
     appendFields(payload, given...);
 }
 
+// Returns the reply to a command.
 template <Command command, class... Given>
 std::string encodeReply(const Given&... given) {
     static_assert(fits(ReplyOf<command>(), Fields<Given...>(), Extent::all), "the row has another reply");

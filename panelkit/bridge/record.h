@@ -47,6 +47,7 @@ concept Record = std::is_class_v<T> && requires(T& record) {
     T::fields(record, panelkit::detail::CountFields{});
 };
 
+// The number of fields that a record lists.
 template <class R>
 constexpr std::size_t listedFields = decltype(R::fields(std::declval<R&>(), panelkit::detail::CountFields{}))::value;
 
@@ -76,6 +77,7 @@ constexpr std::size_t leastWireSize() {
     }
 }
 
+// Whether a record lists as many fields as it has members, apart from `fieldsBeyondMembers`.
 template <class R>
 constexpr bool RecordListsEveryMember = [] {
     if constexpr (requires { R::fieldsBeyondMembers; }) {

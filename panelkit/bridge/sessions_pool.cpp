@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/bridge/sessions_pool.h>
 
+#include <panelkit/bridge/transcript.h>
+
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/command_sender.h>
 
@@ -21,6 +23,7 @@ constexpr std::size_t slotOf(SessionId_t id) {
 } // namespace
 
 SessionsPool& SessionsPool::instance() {
+    [[maybe_unused]] static const bool obeyed = (panelkit::obeyTranscriptVariable(), true);
     static SessionsPool pool;
     return pool;
 }

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/certs/cert_file.h>
 
+#include <platform/bridge/connection.h>
+#include <platform/bridge/frame.h>
 #include <platform/system/files.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <string_view>
+#include <utility>
 
 namespace panelkit {
 
@@ -15,6 +18,7 @@ namespace {
 
 constexpr std::size_t longestPath = 4095; // UTF-16 units, on every system
 constexpr std::uint64_t largestFile = std::numeric_limits<std::int32_t>::max();
+constexpr std::uint64_t largestSent = bridge::defaultFrameLimit;
 
 // How many UTF-16 units a text takes: one for each character, two for those of four bytes in UTF-8.
 std::size_t utf16Units(std::string_view utf8) {
@@ -27,16 +31,24 @@ std::size_t utf16Units(std::string_view utf8) {
     return units;
 }
 
+CertFile unsendable(bridge::Failure failure) {
+    bridge::setLastOutcome({std::move(failure), {}});
+    return CertFile::unsendable;
+}
+
 } // namespace
 
-bool readCertFile(const char* path, std::string& content) {
-    if (!path || utf16Units(path) > longestPath) return false;
+CertFile readCertFile(const char* path, std::string& content) {
+    if (!path || utf16Units(path) > longestPath) return CertFile::unreadable;
     try {
-        content = platform::readFile(path, largestFile);
-    } catch (const platform::FileError&) {
-        return false;
+        content = platform::readFile(path, largestSent);
+        return content.empty() ? CertFile::unreadable : CertFile::read;
+    } catch (const platform::FileError& error) {
+        const bool isOnlyLarge = error.tooLarge > 0 && error.tooLarge <= largestFile;
+        return isOnlyLarge ? unsendable(bridge::requestTooLarge(error.tooLarge, largestSent)) : CertFile::unreadable;
+    } catch (const std::bad_alloc&) {
+        return unsendable({bridge::FailureCode::exhausted, {}});
     }
-    return !content.empty();
 }
 
 } // namespace panelkit

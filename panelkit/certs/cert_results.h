@@ -10,12 +10,14 @@
 
 #include <cstdint>
 
+// Of VpnCertsController::ParseCertFile.
 enum class ParseCertFileResult : std::uint32_t {
     success = 0,        // from the service; the only value with which lists are read
     notCarriedOut = 1,  // the command
     fileUnreadable = 3, // the file is missing, empty or too large, or could not be read; nothing was sent
 };
 
+// Of the other operations of VpnCertsController, each named after its operation.
 enum class ImportCertResult : std::uint32_t { notCarriedOut = 3 };
 enum class ImportCRLResult : std::uint32_t { notCarriedOut = 2 };
 enum class ExportCertResult : std::uint32_t { notCarriedOut = 3 };

@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <utility>
 
+using panelkit::CertFile;
 using panelkit::Command;
 using panelkit::ProgressCommand;
 using panelkit::ReplyOf;
@@ -26,7 +27,8 @@ using panelkit::Pairs;
 template <class Count, class Object, class... More>
 void readPairs(CommandStreamIn& in, Fields<Pairs<Count, TokenInfo, Object>, More...>, std::vector<Object>& objects,
                std::vector<TokenInfo>& tokens) {
-    const std::uint32_t count = in.readCount<Count>();
+    const std::uint32_t count =
+        in.readCount<Count>(leastWireSize<TokenInfo>() + leastWireSize<Object>(), sizeof(TokenInfo) + sizeof(Object));
     objects.resize(count);
     tokens.resize(count);
     for (std::uint32_t i = 0; i < count; ++i) in >> tokens[i] >> objects[i];
@@ -117,7 +119,9 @@ ParseCertFileResult VpnCertsController::ParseCertFile(const char* path, const ch
                                                       std::vector<CRLInfo>& crls) {
     std::string content;
     const platform::WipeOnExit wiped(content); // it may hold a private key
-    if (!panelkit::readCertFile(path, content)) return ParseCertFileResult::fileUnreadable;
+    const CertFile file = panelkit::readCertFile(path, content);
+    if (file == CertFile::unreadable) return ParseCertFileResult::fileUnreadable;
+    if (file == CertFile::unsendable) return ParseCertFileResult::notCarriedOut;
 
     ProgressCommand<Command::ParseCertFile> command(session_, *this);
     if (!command.with(content, std::string_view(text)).execute()) return ParseCertFileResult::notCarriedOut;

@@ -36,7 +36,9 @@
 
 class PANELKIT_EXPORT VpnCertsController : public SendCommandProgress::IdleLoop {
 public:
-    // Locks the "Certificates" session. If none can be opened (an unusable endpoint), every operation fails.
+    // Locks the "Certificates" session. If none can be opened (an unusable endpoint), every operation fails. Once the
+    // session is broken (the service went away, or a command was given up: platform/bridge/call_limits.h), every
+    // operation fails too: make a new controller.
     VpnCertsController();
 
     // A copy uses the same session as the original. Each of the two gives it back when it is destroyed; when the second
@@ -75,8 +77,8 @@ public:
     //   path   of the file; at most 4095 UTF-16 units. Null returns fileUnreadable
     //   text   for the service, the file's password for instance; "" for none, never null
     // The file is read with other writers locked out where the system can do this. The content and the text are wiped
-    // after they were sent. The lists are filled on success and otherwise left unchanged. A file above 64 MiB is read,
-    // but a request of that size cannot be sent: the result is notCarriedOut.
+    // after they were sent. The lists are filled on success and otherwise left unchanged. A file above 64 MiB
+    // can't be sent and is not read: the result is notCarriedOut, and bridge::lastFailure() says why.
     ParseCertFileResult ParseCertFile(const char* path, const char* text, std::vector<PKCS11::TokenInfo>& tokens,
                                       std::vector<CertImportOption>& certificates, std::vector<CRLInfo>& crls);
 

@@ -23,6 +23,7 @@
 
 namespace panelkit {
 
+// The first octet is in the most significant byte.
 using IPv4Address = std::uint32_t;
 
 // Both ends are part of the range.

@@ -24,6 +24,7 @@ struct PortRange {
     bool operator==(const PortRange&) const = default;
 };
 
+// Both ends are part of the range.
 struct SmallNumberRange {
     std::uint8_t first{};
     std::uint8_t last{};

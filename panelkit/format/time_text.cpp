@@ -89,12 +89,14 @@ PlainTime utcSeconds(const std::tm& time) {
     using namespace std::chrono;
     // The calendar repeats itself every 400 years; std::chrono ends at the year 32767, the packed year at 16777215.
     constexpr int cycle = 400;
-    constexpr days daysOfCycle{146097};
+    constexpr std::int64_t daysOfCycle = 146097;
     const int fullYear = time.tm_year + 1900 + time.tm_mon / 12;
     const auto month = std::chrono::month(static_cast<unsigned>(time.tm_mon % 12 + 1));
     const sys_days first = year(fullYear % cycle) / month / day(1);
-    const sys_days today = first + fullYear / cycle * daysOfCycle + days(time.tm_mday - 1);
-    return (today.time_since_epoch() + hours(time.tm_hour) + minutes(time.tm_min) + seconds(time.tm_sec)).count();
+    // Counted in 64 bits: the days of a standard library may have 32, which end at the year 5.8 million.
+    const std::int64_t today =
+        std::int64_t{first.time_since_epoch().count()} + fullYear / cycle * daysOfCycle + time.tm_mday - 1;
+    return ((today * 24 + time.tm_hour) * 60 + time.tm_min) * 60 + time.tm_sec;
 }
 
 // The local time of a valid plain time, if the system can convert it.

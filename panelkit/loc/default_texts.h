@@ -78,6 +78,7 @@ struct DefaultText {
     const char* name;    // the enumerator; identifies the entry in translations
     const char* wording; // the English default
 };
+// Returns the table of all default texts, in the order of Text.
 PANELKIT_EXPORT std::span<const DefaultText, defaultTextCount> defaultTexts();
 
 } // namespace panelkit

@@ -51,6 +51,7 @@ struct ParamTexts {
     const char* const& help;
 };
 
+// What all parameters have in common.
 class PANELKIT_EXPORT Param {
 public:
     virtual ~Param();
@@ -74,6 +75,7 @@ protected:
     Param(ParamGroup& group, const char* paramKey, ParamTexts texts);
 };
 
+// A parameter with one value of a type, and its type code. `dflt` is its value at first.
 template <class T, int TypeCode>
 class PANELKIT_EXPORT SimpleParam : public Param {
 public:
@@ -95,6 +97,7 @@ extern template class SimpleParam<int, 4>;
 extern template class SimpleParam<std::string, 6>;
 extern template class SimpleParam<std::string, 10>;
 
+// A yes or no.
 class PANELKIT_EXPORT BoolParam : public SimpleParam<bool, 0> {
 public:
     using SimpleParam::SimpleParam;
@@ -106,9 +109,11 @@ public:
     static const char* HelpMarkerReplaceBy();
 };
 
+// A number with bounds, which people's input must keep; a loaded value may be outside.
 template <class T, int TypeCode>
 class PANELKIT_EXPORT NumericParam : public SimpleParam<T, TypeCode> {
 public:
+    // Both are legal values.
     struct Bounds {
         T min;
         T max;
@@ -137,6 +142,7 @@ public:
     ~UIntParam() override;
 };
 
+// One of the choices of a table.
 class PANELKIT_EXPORT EnumParam : public SimpleParam<int, 4> {
 public:
     EnumParam(ParamGroup& group, const char* paramKey, ParamTexts texts, int dflt, const Variant* table);
@@ -145,6 +151,7 @@ public:
     const Variant* variants; // the legal values; a loaded value need not be one of them
 };
 
+// A text.
 class PANELKIT_EXPORT StStParam : public SimpleParam<std::string, 6> {
 public:
     using SimpleParam::SimpleParam;

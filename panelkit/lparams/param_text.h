@@ -51,6 +51,7 @@ struct ParamError {
 
     bool operator==(const ParamError&) const = default;
 };
+// Returns the error as a text for people, in the current language.
 PANELKIT_EXPORT std::string describe(const ParamError& error);
 
 // Returns the value as text. A secret is printed like any other value; to mask it, use showParam.

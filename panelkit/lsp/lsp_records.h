@@ -5,8 +5,8 @@
 // LSPrequest_t or LSPinfo_t holds zeros, false and empty texts; the defaults of LSPsettings_t differ, see there. Texts
 // are UTF-8.
 //
-// Only settings are sent; the other two are only received. Some fields are only carried by the library:
-// docs/service-api.md describes what the service puts into them.
+// Only settings are sent; the other two are only received. Some fields are only carried by the library: the comments
+// say what panelkitd puts into them, and the names that vocabulary/policy.h has for it.
 #pragma once
 
 #include <panelkit/bridge/record.h>
@@ -23,7 +23,7 @@ struct LSPserver_t {
     std::string Server;       // address, as the user typed it
     std::int32_t LogLevel{};  // of the policy exchange; LPARAMS::LOG_LEVEL_VARIANTS
     std::uint32_t authKind{}; // LSPauthPresharedKey, or a certificate
-    std::uint32_t reserved{}; // carried unchanged
+    std::uint32_t reserved{}; // carried unchanged: kept and returned as it was set
     std::int32_t PmpIdType{}; // LPARAMS::PMP_ID_TYPE_VARIANTS
     std::string PmpIdValue;
     std::string Subject;          // of the certificate for the server; may be empty
@@ -51,6 +51,7 @@ enum LSPtype : std::uint32_t {
     LSPuserLocal = 7,
 };
 
+// What kind of policy a type stands for.
 constexpr bool isUserPolicy(std::uint32_t type) { return type >= LSPuserFile && type <= LSPuserLocal; }
 constexpr bool isFilePolicy(std::uint32_t type) { return type == LSPsystemFile || type == LSPuserFile; }
 constexpr bool isServerPolicy(std::uint32_t type) { return type == LSPsystemServer || type == LSPuserServer; }
@@ -119,17 +120,17 @@ struct LSPinfo_t {
     LSPrequest_t request;             // the policy in force
     std::int64_t activated{};         // time: seconds since 1970-01-01 00:00 UTC
     bool fromConfigDb{};              // it was taken from the service's configuration database
-    bool flag1{};                     // carried
+    bool flag1{};                     // carried; not used, false
     bool bareMessage{};               // the message is shown without brackets
     bool isLoading{};                 // a new policy is being loaded
     std::string Title;                // of the policy in force
-    std::string textB;                // carried
+    std::string textB;                // carried; name: the caller's name for the policy
     std::string message;              // of the policy module; one that begins with "#warn: " is a warning
-    std::string textC;                // carried; the last text on the wire but one
-    std::string textD;                // carried
-    std::uint32_t valueE{};           // carried
-    std::string textF;                // carried
-    std::string textG;                // carried
+    std::string textC;                // carried; activatedBy: the account that asked for it. Sent after textG
+    std::string textD;                // carried; version, from the policy file
+    std::uint32_t valueE{};           // carried; sectionCount
+    std::string textF;                // carried; certificate: subject of the one that the diagnosis is about
+    std::string textG;                // carried; sections: the names of its sections, separated by ", "
     std::uint32_t certificateState{}; // LSPcertificateState
     std::string certificateDate;      // the date that belongs to certificateState
 
@@ -143,11 +144,12 @@ static_assert(RecordListsEveryMember<LSPinfo_t>);
 
 namespace LSPcmd {
 
-// Carried with the settings, in their order; the library does not interpret them.
+// Carried with the settings, in their order; the library does not interpret them. For panelkitd an entry is a gateway
+// (policyGate) of SOURCE_GATE.
 struct LSPentry_t {
-    std::string first;
-    std::string second;
-    std::string third;
+    std::string first;  // address
+    std::string second; // subject of its certificate
+    std::string third;  // destination
 
     static auto fields(auto& self, auto&& io) { return io(self.first, self.second, self.third); }
     bool operator==(const LSPentry_t&) const = default;
@@ -157,7 +159,7 @@ static_assert(RecordListsEveryMember<LSPentry_t>);
 // Where the policy is taken from. The defaults are those of a front end before anything was set.
 struct LSPsettings_t {
     std::int32_t Source{};   // LPARAMS::LSP_SOURCE_VARIANTS
-    std::uint32_t value1{2}; // carried
+    std::uint32_t value1{2}; // carried; driverMode (LSPdriverMode), only in the system's settings
     std::string File;        // path of the policy file (SOURCE_FILE)
     // The policy server (SOURCE_PMP).
     LSPserver_t server{.Server = {},
@@ -169,7 +171,7 @@ struct LSPsettings_t {
                        .Subject = {},
                        .presharedKeyName = {},
                        .PmpTimeout = 10};
-    std::uint32_t value2{};        // carried
+    std::uint32_t value2{};        // carried; loadingDelay: milliseconds up to 60000, only in the system's settings
     std::list<LSPentry_t> entries; // reading reuses existing entries and removes surplus ones
 
     static auto fields(auto& self, auto&& io) {

@@ -9,12 +9,15 @@
 #include <panelkit/lsp/policy_lock.h>
 #include <panelkit/lsp/user_settings_file.h>
 
+#include <platform/bridge/connection.h>
+#include <platform/bridge/frame.h>
 #include <platform/system/account_files.h>
 #include <platform/system/files.h>
 
 #include <cstdint>
 #include <limits>
-#include <optional>
+#include <new>
+#include <string>
 
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
@@ -29,24 +32,41 @@ namespace {
 
 constexpr std::int32_t sourceFile = 1; // SOURCE_FILE of LSP_SOURCE_VARIANTS
 
-// A file that is too large for a request is read too: the request then fails with an error, while an empty policy in
-// its place would not be noticed.
-constexpr std::uint64_t largestPolicyFile = std::numeric_limits<std::int32_t>::max();
+// A file that is too large for a request is not read, and the command fails: an empty policy in its place would not be
+// noticed. One that is larger still counts as unreadable.
+constexpr std::uint64_t largestSent = bridge::defaultFrameLimit;
+constexpr std::uint64_t largestFile = std::numeric_limits<std::int32_t>::max();
 
-// nullopt when it can't be read.
-std::optional<std::string> policyFileOf(const LSPsettings_t& settings, const std::string& user) {
+// The policy file of settings, as far as it is sent.
+struct PolicyFile {
+    std::string content;     // empty when it can't be read
+    bool unreadable = false; // not set for a file that is only too large
+    bridge::Failure unsendable;
+};
+
+PolicyFile policyFileOf(const LSPsettings_t& settings, const std::string& user) {
     try {
-        return readPolicyFile(settings, user);
-    } catch (const platform::FileError&) {
-        return std::nullopt;
+        return {readPolicyFile(settings, user), false, {}};
+    } catch (const platform::FileError& error) {
+        if (error.tooLarge == 0 || error.tooLarge > largestFile) return {{}, true, {}};
+        return {{}, false, bridge::requestTooLarge(error.tooLarge, largestSent)};
+    } catch (const std::bad_alloc&) {
+        return {{}, false, {bridge::FailureCode::exhausted, {}}};
     }
+}
+
+// Sends the command unless the policy file can't be sent with it.
+bool send(DirectRequest& command, const PolicyFile& file, std::string& reply) {
+    if (file.unsendable.code == bridge::FailureCode::none) return command.send(&reply);
+    bridge::setLastOutcome({file.unsendable, {}});
+    return false;
 }
 
 } // namespace
 
 std::string readPolicyFile(const LSPsettings_t& settings, const std::string& user) {
     if (settings.Source != sourceFile) return {};
-    return platform::readFileAs(user, settings.File, largestPolicyFile);
+    return platform::readFileAs(user, settings.File, largestSent);
 }
 
 } // namespace panelkit
@@ -65,15 +85,15 @@ bool LSPController::cmdActivateDDP(const std::string& policyName) {
 
 bool LSPController::cmdActivateSystem(std::string& message, const std::string& policyName) {
     LSPsettings_t settings;
-    std::string content;
-    if (cmdGetSettings(&settings)) content = panelkit::policyFileOf(settings, {}).value_or("");
+    panelkit::PolicyFile file;
+    if (cmdGetSettings(&settings)) file = panelkit::policyFileOf(settings, {});
 
     const PolicyLock lock;
     const bool wasActive = panelkit::readActive();
     if (wasActive) panelkit::writeActive(false);
     DirectCommand<Command::ActivateSystem> command;
     std::string reply;
-    if (command.with(policyName, content).send(&reply)) {
+    if (panelkit::send(command.with(policyName, file.content), file, reply)) {
         bool success = false;
         command.read(reply, success, message);
         return success;
@@ -88,8 +108,8 @@ bool LSPController::cmdActivateUser(const std::string& user, std::string& messag
         message += text(Text::cantGetUserLspSettings);
         settings = {}; // the file may have filled them
     }
-    const std::optional<std::string> content = panelkit::policyFileOf(settings, user);
-    if (!content) message.append(text(Text::cantReadUserLspFile)).append(settings.File).append("\n");
+    const panelkit::PolicyFile file = panelkit::policyFileOf(settings, user);
+    if (file.unreadable) message.append(text(Text::cantReadUserLspFile)).append(settings.File).append("\n");
 
     const PolicyLock lock;
     panelkit::writeActive(true);
@@ -99,7 +119,7 @@ bool LSPController::cmdActivateUser(const std::string& user, std::string& messag
         return false;
     }
     std::string reply;
-    if (command.with(user, policyName, content.value_or("")).send(&reply)) {
+    if (panelkit::send(command.with(user, policyName, file.content), file, reply)) {
         bool success = false;
         std::string words;
         command.read(reply, success, words);

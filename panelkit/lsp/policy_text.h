@@ -19,6 +19,7 @@ namespace panelkit {
 PANELKIT_EXPORT LSPrequest_t::InfoType longPolicyText(const LSPinfo_t& info, const LSPrequest_t& required,
                                                       std::string& out, std::string& diagnosis);
 
+// Writes the form for a status line.
 PANELKIT_EXPORT LSPrequest_t::InfoType shortPolicyText(const LSPinfo_t& info, const LSPrequest_t& required,
                                                        std::string& out);
 

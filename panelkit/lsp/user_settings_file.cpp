@@ -93,14 +93,31 @@ void setChild(XMLDeclaration root, const char* name, std::string_view body) {
 
 // ---- the file
 
-std::optional<XMLDocument> readDocument(const std::string& folder) {
-    if (folder.empty()) return std::nullopt;
+struct Found {
+    std::optional<XMLDocument> document; // nullopt when there is no file, and when it is damaged
+    bool damaged = false;
+};
+
+// Throws FileError when there is a file that can't be read now.
+Found find(const std::string& folder) {
+    if (folder.empty()) return {};
     try {
         XMLDocument document = XMLDocument::Read(platform::readFile(folder + fileName, largestFile));
-        if (document.root().name() == rootName) return document;
-    } catch (const platform::FileError&) { // a file that can't be read counts as missing
+        if (document.root().name() == rootName) return {std::move(document), false};
+    } catch (const platform::FileError& error) {
+        if (!error.missing) throw;
+        return {};
     } catch (const XMLError&) {}
-    return std::nullopt;
+    return {std::nullopt, true};
+}
+
+// For reading, where a file that can't be read counts as missing.
+std::optional<XMLDocument> readDocument(const std::string& folder) {
+    try {
+        return find(folder).document;
+    } catch (const platform::FileError&) {
+        return std::nullopt;
+    }
 }
 
 std::optional<XMLDocument> findDocument() {
@@ -108,17 +125,19 @@ std::optional<XMLDocument> findDocument() {
     return document ? std::move(document) : readDocument(userDataBaseDir_utf8());
 }
 
+// For writing, where a file that can't be read must not be replaced by one without its settings.
 XMLDocument documentToChange() {
-    std::optional<XMLDocument> document = findDocument();
-    return document ? std::move(*document) : XMLDocument(rootName);
+    Found found = find(userDataDir_utf8());
+    if (!found.document) found = find(userDataBaseDir_utf8());
+    return found.document ? std::move(*found.document) : XMLDocument(rootName);
 }
 
-// An unreadable file may still be the user's work, so it is kept.
+// A damaged file may still be the user's work, so it is kept.
 void keepDamaged(const std::string& folder) {
-    const std::filesystem::path path = platform::toPath(folder + fileName);
+    if (!find(folder).damaged) return;
     std::error_code error;
-    if (!std::filesystem::exists(path, error) || readDocument(folder)) return;
-    std::filesystem::rename(path, platform::toPath(folder + fileName + ".damaged"), error);
+    std::filesystem::rename(platform::toPath(folder + fileName), platform::toPath(folder + fileName + ".damaged"),
+                            error);
     if (error) throw platform::FileError(folder + fileName, "damaged, and can't be put aside: " + error.message());
 }
 

@@ -13,8 +13,9 @@
 //
 // Settings are children of the root, found by name, in any order; everything else in the file is kept when it is
 // written. The file is replaced as a whole, so after a crash there is either the old file or the new one; a damaged
-// file is then kept as "usersettings.xml.damaged". LSPController reads the file and writes `Active`, under its lock; a
-// front end writes the other settings.
+// file is then kept as "usersettings.xml.damaged". A file that exists but can't be read now is not damaged: reading it
+// gives the defaults, and writing fails and changes nothing, as it does for a read-only file. LSPController reads the
+// file and writes `Active`, under its lock; a front end writes the other settings.
 #pragma once
 
 #include <panelkit/lsp/lsp_records.h>
@@ -31,8 +32,8 @@ namespace panelkit {
 PANELKIT_EXPORT std::string userSettingsPath();
 
 // Writes the source, file and server settings that the file can hold, and does not change `Active`. Throws
-// std::runtime_error, whose text names the file or the setting, when the file can't be written or a value has no name
-// in the file; the file is then unchanged. Only one thread at a time, and not while an LSPController works.
+// std::runtime_error, whose text names the file or the setting, when the file can't be read or written or a value has
+// no name in the file; the file is then unchanged. Only one thread at a time, and not while an LSPController works.
 PANELKIT_EXPORT void storeUserSettings(const LSPcmd::LSPsettings_t& settings);
 
 // ---- for LSPController
@@ -42,7 +43,7 @@ PANELKIT_EXPORT void storeUserSettings(const LSPcmd::LSPsettings_t& settings);
 // hold keep their values.
 bool readUserSettings(LSPcmd::LSPsettings_t& settings);
 
-// Returns whether `Active` is set; false when there is no file.
+// Returns whether `Active` is set; false when there is no file that can be read.
 bool readActive();
 
 // Sets `Active`. Errors are not reported: the next activation tries again.

@@ -77,6 +77,18 @@ bool MonitorController::DeleteCertificateWithKey(const TokenInfo& token, const C
     return command.with(token, certificate).execute();
 }
 
+bool MonitorController::MakeCertRequestWithPin(const TokenInfo& token, const CertRequestInfo& info,
+                                               const std::string& pin, MakeCertRequestResult& result,
+                                               std::string& request) {
+    const LockedSession session(SessionMonitor);
+    if (!session.get()) return false;
+    const UnlimitedWait waiting(*session.get());
+    ProgressCommand<Command::MakeCertRequestWithPin> command(session.get(), *this);
+    if (!command.with(token, info, pin).execute()) return false;
+    command.read(result, request);
+    return true;
+}
+
 // ---- labels
 
 bool MonitorController::EnumCertLabels(const TokenInfo* token, std::vector<TokenLabels>& labels) {
@@ -102,6 +114,16 @@ bool MonitorController::RevertSettings(const std::vector<std::string>& names, st
     std::string reply;
     if (!command.with(names).send(&reply)) return false;
     command.read(reply, reverted);
+    return true;
+}
+
+// ---- policies
+
+bool MonitorController::CheckPolicy(const std::string& content, PolicyContent& policy) {
+    DirectCommand<Command::CheckPolicy> command;
+    std::string reply;
+    if (!command.with(content).send(&reply)) return false;
+    command.read(reply, policy);
     return true;
 }
 

@@ -33,6 +33,8 @@
 #include <string>
 #include <vector>
 
+enum class MakeCertRequestResult : std::uint32_t;
+
 namespace panelkit {
 
 class PANELKIT_EXPORT MonitorController : public SendCommandProgress::IdleLoop {
@@ -79,6 +81,16 @@ public:
     // when the private key is not on the token or belongs to another certificate there as well.
     bool DeleteCertificateWithKey(const PKCS11::TokenInfo& token, const CertInfo& certificate);
 
+    // Makes a certificate request as VpnCertsController::MakeCertRequest does, also with a key that asks for the PIN at
+    // each use (KeyInfo::asksForPin), which that operation refuses.
+    //   pin       the user's, also of a token that is logged in; not looked at for other keys. It is wiped from all
+    //             buffers of the library after it was sent; the caller must wipe its own copy.
+    //   result    as that operation returns it (panelkit/certs/cert_results.h)
+    //   request   the request, or the reason in English why there is none
+    // There is no time limit for this one command, as with GenerateKey.
+    bool MakeCertRequestWithPin(const PKCS11::TokenInfo& token, const CertRequestInfo& info, const std::string& pin,
+                                MakeCertRequestResult& result, std::string& request);
+
     // ---- labels
 
     // Lists the labels and identifiers of all certificates on a token, or on all tokens when it is null, in one
@@ -94,6 +106,15 @@ public:
     //   names   sections ("IKE") and parameters ("IKE.EXCHANGE_TIMEOUT"), in upper or lower case; none means all
     // `reverted` is replaced by what was taken back. An unknown name is refused, with nothing changed.
     bool RevertSettings(const std::vector<std::string>& names, std::vector<UncommittedValue>& reverted);
+
+    // ---- policies
+
+    // Has the service read a policy file as an activation would. Nothing is stored, activated or announced.
+    //   content   of the file, up to 1 MiB
+    // Refused when the file has mistakes: bridge::lastRemarks() then has each of them, in the order of the lines. After
+    // success it has what is legal and probably not intended. The first argument of such a remark is the line. Whether
+    // the certificates and preshared keys of the policy exist is not looked at.
+    bool CheckPolicy(const std::string& content, PolicyContent& policy);
 };
 
 } // namespace panelkit

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// The records of MonitorController: the state of providers and tokens, key pairs, labels, and settings that are not
-// committed. Plain values: default construction makes empty strings, zeros and false. Identifiers and fingerprints are
-// hexadecimal digits in capitals, without separators; texts are UTF-8.
+// The records of MonitorController: the state of providers and tokens, key pairs, labels, settings that are not
+// committed, and the content of policy files. Plain values: default construction makes empty strings, zeros and false.
+// Identifiers and fingerprints are hexadecimal digits in capitals, without separators; texts are UTF-8.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
@@ -17,6 +17,7 @@ namespace panelkit {
 
 // ---- states
 
+// What a provider's module is doing.
 enum class ProviderCondition : std::uint32_t {
     ready = 0,
     notLoaded = 1,    // its module could not be loaded; it stays so until an administrator acts
@@ -24,6 +25,7 @@ enum class ProviderCondition : std::uint32_t {
     notAnswering = 3, // its module hangs, or has been at work on another command for too long
 };
 
+// What can be seen of a token.
 enum class TokenCondition : std::uint32_t {
     seen = 0,           // all its objects can be listed
     loggedOut = 1,      // it needs a log-in: private keys and other private objects are not visible
@@ -43,6 +45,7 @@ struct StateRemark {
 };
 static_assert(RecordListsEveryMember<StateRemark>);
 
+// A provider and its condition.
 struct ProviderState {
     std::string name; // as in the listing of providers
     std::string path; // of the module
@@ -54,6 +57,7 @@ struct ProviderState {
 };
 static_assert(RecordListsEveryMember<ProviderState>);
 
+// A token and its condition.
 struct TokenState {
     PKCS11::TokenInfo token; // names its provider
     TokenCondition condition{};
@@ -100,6 +104,7 @@ struct CertLabel {
 };
 static_assert(RecordListsEveryMember<CertLabel>);
 
+// A token and how the objects of its certificates are labelled.
 struct TokenLabels {
     PKCS11::TokenInfo token;
     std::vector<CertLabel> certificates; // in the order of the listing of certificates
@@ -126,5 +131,41 @@ struct UncommittedValue {
     bool operator==(const UncommittedValue&) const = default;
 };
 static_assert(RecordListsEveryMember<UncommittedValue>);
+
+// ---- policies
+
+// A section of a policy file. Texts are as in the file; what the file leaves out has its default, or is empty where the
+// key has no meaning.
+struct PolicyRule {
+    std::string name;
+    std::uint32_t line{};       // of its heading, from 1
+    std::string action;         // "protect", "pass" or "drop"
+    std::string network;        // "any" for every address
+    std::string protocol;       // "any" for every protocol
+    std::string port;           // empty for every port
+    std::string gateway;        // of "protect"
+    std::string authentication; // of "protect": "certificate" or "preshared-key"
+    std::string subject;        // of the certificate; empty for any personal certificate
+    std::string key;            // name of the preshared key
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.name, self.line, self.action, self.network, self.protocol, self.port, self.gateway,
+                  self.authentication, self.subject, self.key);
+    }
+    bool operator==(const PolicyRule&) const = default;
+};
+static_assert(RecordListsEveryMember<PolicyRule>);
+
+// What a policy file says. The first rule that matches a packet decides.
+struct PolicyContent {
+    std::string title;
+    std::string version;
+    std::string description;
+    std::vector<PolicyRule> rules;
+
+    static auto fields(auto& self, auto&& io) { return io(self.title, self.version, self.description, self.rules); }
+    bool operator==(const PolicyContent&) const = default;
+};
+static_assert(RecordListsEveryMember<PolicyContent>);
 
 } // namespace panelkit

@@ -21,7 +21,8 @@ public:
     // one runs, no handler is destroyed except by that one.
     virtual bool handleNotification(NotificationIdType id, CommandStreamIn& payload, CommandStreamOut& reply);
 
-    // Called on the receiver's thread when the service can be reached, or no longer. The base class does nothing.
+    // Called on the receiver's thread when the service can be reached, or no longer. The base class does nothing. An
+    // exception from an override is dropped, and receiving goes on.
     virtual void handleServerAttachNotification();
     virtual void handleServerDetachNotification();
 

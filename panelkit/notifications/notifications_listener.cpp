@@ -18,8 +18,8 @@ std::unique_ptr<VpnNotificationsCommandListener> theListener;
 void VpnNotificationsListener::init(VpnNotificationsDispatcher* dispatcher) {
     auto listener = std::make_unique<VpnNotificationsCommandListener>(dispatcher ? *dispatcher : ownDispatcher);
     bridge::client::AddCommandListener(listener.get());
-    theListener = std::move(listener);
     bridge::client::CommandReceiver_init();
+    theListener = std::move(listener);
 }
 
 void VpnNotificationsListener::fini() {

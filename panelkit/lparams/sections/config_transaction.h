@@ -45,6 +45,7 @@ struct SectionFailure {
     std::string text{};
 };
 
+// How a transaction ended.
 struct TransactionResult {
     enum class Outcome : unsigned char {
         nothingToDo,  // nothing was changed, and nothing was written
@@ -63,6 +64,7 @@ struct TransactionResult {
     bool isDone() const { return outcome == Outcome::nothingToDo || outcome == Outcome::applied; }
 };
 
+// Whether the changes are made permanent.
 enum class Commit : bool { no, yes };
 
 class PANELKIT_EXPORT ConfigTransaction {
