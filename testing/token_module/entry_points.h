@@ -42,6 +42,14 @@ CK_RV findObjectsInit(CK_SESSION_HANDLE session, CK_ATTRIBUTE* attributes, CK_UL
 CK_RV findObjects(CK_SESSION_HANDLE session, CK_OBJECT_HANDLE* objects, CK_ULONG most, CK_ULONG* count);
 CK_RV findObjectsFinal(CK_SESSION_HANDLE session);
 
+// key_entries.cpp
+CK_RV generateKeyPair(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_ATTRIBUTE* publicKey, CK_ULONG publicCount,
+                      CK_ATTRIBUTE* privateKey, CK_ULONG privateCount, CK_OBJECT_HANDLE* publicHandle,
+                      CK_OBJECT_HANDLE* privateHandle);
+CK_RV signInit(CK_SESSION_HANDLE session, CK_MECHANISM* mechanism, CK_OBJECT_HANDLE key);
+CK_RV sign(CK_SESSION_HANDLE session, unsigned char* bytes, CK_ULONG size, unsigned char* signature,
+           CK_ULONG* signatureSize);
+
 // Writes bytes that are not text: not UTF-8, with control characters and zeros, and without blanks at the end.
 void fillWithGarbage(void* bytes, CK_ULONG size);
 

@@ -130,8 +130,7 @@ CK_RV getTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO* info) {
 
 CK_RV getMechanismList(CK_SLOT_ID slot, CK_MECHANISM_TYPE* mechanisms, CK_ULONG* count) {
     return call("C_GetMechanismList", [&](Module& module, const Faults& faults) {
-        module.slots().withToken(slot);
-        handOut({}, mechanisms, count, faults);
+        handOut(module.mechanisms(slot), mechanisms, count, faults);
     });
 }
 

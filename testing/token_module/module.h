@@ -23,8 +23,13 @@ struct Session {
     CK_SLOT_ID slot = 0;
     CK_FLAGS flags = 0;
     std::optional<std::vector<CK_OBJECT_HANDLE>> search; // objects still to be returned, the next one last
+    std::optional<CK_ULONG> signatureSize;               // of the signature that was begun, in bytes
 
     bool readWrite() const { return (flags & CKF_RW_SESSION) != 0; }
+};
+
+struct KeyPair {
+    CK_OBJECT_HANDLE publicKey = 0, privateKey = 0;
 };
 
 class Module {
@@ -61,6 +66,13 @@ public:
     void startSearch(CK_SESSION_HANDLE handle, const Attributes& wanted);
     std::vector<CK_OBJECT_HANDLE> continueSearch(CK_SESSION_HANDLE handle, CK_ULONG most);
     void endSearch(CK_SESSION_HANDLE handle);
+
+    // Pretended keys: module_keys.cpp. Only tokens with the trait have mechanisms.
+    std::vector<CK_MECHANISM_TYPE> mechanisms(CK_SLOT_ID slot) const;
+    KeyPair generateKeyPair(CK_SESSION_HANDLE handle, Attributes publicKey, Attributes privateKey);
+    void startSigning(CK_SESSION_HANDLE handle, CK_OBJECT_HANDLE key);
+    CK_ULONG signatureSize(CK_SESSION_HANDLE handle) const;
+    void endSigning(CK_SESSION_HANDLE handle);
 
 private:
     struct SessionObject {

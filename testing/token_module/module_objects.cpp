@@ -123,6 +123,7 @@ void Module::demandRoom(const Session& session, const Attributes& object) const 
     const TokenTraits traits = readTraits(folder_, tokenOf(session));
     const std::string* value = object.find(CKA_VALUE);
     const bool certificate = object.number(CKA_CLASS) == CKO_CERTIFICATE;
+    demand(!traits.noSecretKeys || object.number(CKA_CLASS) != CKO_SECRET_KEY, CKR_TEMPLATE_INCONSISTENT);
     if (certificate && value && traits.largestCertificate) {
         demand(value->size() <= *traits.largestCertificate, CKR_ATTRIBUTE_VALUE_INVALID);
     }

@@ -3,8 +3,9 @@
 
 #include <testing/token_module/call.h>
 #include <testing/token_module/failure.h>
+#include <testing/token_module/random.h>
 
-#include <random>
+#include <algorithm>
 
 namespace panelkit::testing::entry {
 
@@ -86,8 +87,7 @@ CK_RV generateRandom(CK_SESSION_HANDLE session, unsigned char* bytes, CK_ULONG s
     return call("C_GenerateRandom", [&](Module& module, const Faults&) {
         demand(bytes, CKR_ARGUMENTS_BAD);
         module.session(session);
-        std::random_device device;
-        for (CK_ULONG i = 0; i < size; ++i) bytes[i] = static_cast<unsigned char>(device() & 0xFF);
+        std::ranges::copy(randomBytes(size), bytes);
     });
 }
 

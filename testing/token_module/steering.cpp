@@ -51,8 +51,8 @@ using Text = std::string_view;
 constexpr Text allFunctions;
 constexpr Text withVersion = "C_GetFunctionList C_GetInfo";
 constexpr Text withTexts = "C_GetInfo C_GetSlotInfo C_GetTokenInfo C_GetSessionInfo C_GetAttributeValue";
-constexpr Text withCount = "C_GetSlotList C_GetMechanismList C_FindObjects C_GetAttributeValue";
-constexpr Text withHandles = "C_GetSlotList C_OpenSession C_CreateObject C_FindObjects";
+constexpr Text withCount = "C_GetSlotList C_GetMechanismList C_FindObjects C_GetAttributeValue C_Sign";
+constexpr Text withHandles = "C_GetSlotList C_OpenSession C_CreateObject C_GenerateKeyPair C_FindObjects";
 constexpr Text withLists = "C_GetSlotList C_FindObjects";
 
 // clang-format off
@@ -143,10 +143,14 @@ TokenTraits readTraits(const fs::path& folder, std::string_view token) {
             traits.tries = bounded<std::uint32_t>(value);
         else if (key == "write-protected")
             traits.writeProtected = value == "yes";
+        else if (key == "pretends-keys")
+            traits.pretendsKeys = value == "yes";
         else if (key == "capacity")
             traits.capacity = bounded<std::uint32_t>(value);
         else if (key == "largest-certificate")
             traits.largestCertificate = bounded<std::uint32_t>(value);
+        else if (key == "no-secret-keys")
+            traits.noSecretKeys = value == "yes";
         else
             throw std::invalid_argument("no such trait: " + std::string(key));
     }
@@ -156,6 +160,8 @@ TokenTraits readTraits(const fs::path& folder, std::string_view token) {
 void writeTraits(const fs::path& folder, std::string_view token, const TokenTraits& traits) {
     std::string text = formatLine("tries", std::to_string(traits.tries));
     text += formatLine("write-protected", traits.writeProtected ? "yes" : "no");
+    text += formatLine("pretends-keys", traits.pretendsKeys ? "yes" : "no");
+    text += formatLine("no-secret-keys", traits.noSecretKeys ? "yes" : "no");
     if (traits.capacity) text += formatLine("capacity", std::to_string(*traits.capacity));
     if (traits.largestCertificate)
         text += formatLine("largest-certificate", std::to_string(*traits.largestCertificate));
@@ -220,6 +226,9 @@ const std::vector<FunctionRow>& steerableFunctions() {
         {"C_FindObjectsInit",   offsetof(CK_FUNCTION_LIST, C_FindObjectsInit)},
         {"C_FindObjects",       offsetof(CK_FUNCTION_LIST, C_FindObjects)},
         {"C_FindObjectsFinal",  offsetof(CK_FUNCTION_LIST, C_FindObjectsFinal)},
+        {"C_GenerateKeyPair",   offsetof(CK_FUNCTION_LIST, C_GenerateKeyPair)},
+        {"C_SignInit",          offsetof(CK_FUNCTION_LIST, C_SignInit)},
+        {"C_Sign",              offsetof(CK_FUNCTION_LIST, C_Sign)},
         {"C_SeedRandom",        offsetof(CK_FUNCTION_LIST, C_SeedRandom)},
         {"C_GenerateRandom",    offsetof(CK_FUNCTION_LIST, C_GenerateRandom)},
         {"C_WaitForSlotEvent",  offsetof(CK_FUNCTION_LIST, C_WaitForSlotEvent)},

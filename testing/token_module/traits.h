@@ -12,8 +12,10 @@ namespace panelkit::testing {
 struct TokenTraits {
     unsigned tries = 3; // wrong PINs until a PIN is locked; each of the two PINs has its own count
     bool writeProtected = false;
-    std::optional<std::uint32_t> capacity;           // objects that it holds
+    bool pretendsKeys = false;             // makes RSA key pairs and signatures that are random bytes of the right size
+    std::optional<std::uint32_t> capacity; // objects that it holds
     std::optional<std::uint32_t> largestCertificate; // bytes; larger ones are refused
+    bool noSecretKeys = false;                       // they are refused as a template that is not supported
     bool operator==(const TokenTraits&) const = default;
 };
 
