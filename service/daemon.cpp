@@ -4,6 +4,7 @@
 #include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/defaults.h>
+#include <service/service_manager.h>
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
@@ -76,6 +77,7 @@ void Daemon::serve(TerminationRequest& termination) {
     bridge::server::Options bridgeOptions;
     bridgeOptions.service = std::string("panelkitd ") + PANELKIT_VERSION;
     bridgeOptions.listen.users = options_.usersGroup;
+    bridgeOptions.listen.inherited = options_.inheritedSocket;
     bridgeOptions.grace = options_.stopGrace;
     bridgeOptions.connections = limits::connections;
     bridgeOptions.receivers = limits::receivers;
@@ -87,10 +89,12 @@ void Daemon::serve(TerminationRequest& termination) {
     termination.whenAsked([&] {
         deadline = Clock::now() + options_.stopGrace;
         logEvent("asked to end");
+        tellServiceManager(ServicePhase::stopping);
         announcer_.announceServiceStopping();
         server.stop();
     });
     logEvent(bridgeOptions.service + " serves " + options_.endpoint);
+    tellServiceManager(ServicePhase::serving);
     const bool ended = server.run();
     if (!ended || !stopWatches(deadline)) abandonProcess(); // the server must not be destroyed under a command
     termination.awaitReaction();

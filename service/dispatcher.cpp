@@ -103,6 +103,8 @@ constexpr std::array table = {
     Row{Command::EnumCertLabels,             Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.enumLabels(c); }},
     Row{Command::GetUncommitted,             Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.uncommitted(c); }},
     Row{Command::RevertSettings,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.revert(c); }},
+    Row{Command::CheckPolicy,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.checkPolicy(c); }},
+    Row{Command::MakeCertRequestWithPin,     Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.makeRequestWithPin(c); }},
 };
 // clang-format on
 
@@ -157,10 +159,13 @@ std::optional<Answer> charge(const Row& row, const bridge::server::Request& requ
     return refusedFor(Refused::overBudget, Loc::makePhrase("too much is under way for this account already"));
 }
 
-Loc::Phrase denial(Who who, const bridge::Peer& peer) {
+Remarks denial(Who who, const bridge::Peer& peer, const std::string& administrators) {
     const std::string name = displayName(peer);
-    if (who == Who::users) return Loc::makePhrase("%s may not use this service any more", name); // left the group
-    return Loc::makePhrase("this is for administrators of the service, and %s is not one of them", name);
+    if (who == Who::users)
+        return {remark(Refused::none, "%s may not use this service any more", name)}; // left the group
+    Remarks why{remark(Refused::none, "this is for administrators of the service, and %s is not one of them", name)};
+    if (!administrators.empty()) why.push_back(remark(Refused::none, "their group is \"%s\"", administrators));
+    return why;
 }
 
 Answer run(const Row& row, CommandGroups& groups, Call& call) {
@@ -192,7 +197,8 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     const std::string_view name = panelkit::commandRow(row->command).name;
     if (!access_.allows(session.peer, row->who)) {
         note(session, std::string(name) + ": denied", false);
-        return Answer::refused(RefusalReason::accessDenied, denial(row->who, session.peer));
+        return Answer::refused(RefusalReason::accessDenied,
+                               denial(row->who, session.peer, access_.administratorsGroup()));
     }
     const bool byAdministrator = access_.isAdministrator(session.peer);
     bridge::AccountBudget::Share memory(requests_, session.peer.user, byAdministrator);

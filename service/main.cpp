@@ -7,7 +7,10 @@
 #include <service/exit_status.h>
 #include <service/modules/host_process.h>
 #include <service/options.h>
+#include <service/service_manager.h>
 #include <service/termination.h>
+
+#include <platform/system/host.h>
 
 #include <exception>
 
@@ -15,7 +18,8 @@ namespace {
 
 using namespace panelkitd;
 
-void serve(const Options& options, TerminationRequest& termination) {
+void serve(Options options, TerminationRequest& termination) {
+    options.inheritedSocket = inheritedSocket(options.endpoint).value_or(-1);
     Daemon daemon(options);
     daemon.serve(termination);
     logEvent("ended");
@@ -26,6 +30,7 @@ void serve(const Options& options, TerminationRequest& termination) {
 int main(int argc, char** argv) {
     Options options;
     if (const auto status = readOptions(argc, argv, options)) return *status;
+    platform::returnFreedMemory();
     if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
     forbidCoreDumps();
     setLogLevel(options.logLevel);

@@ -42,10 +42,14 @@ account that runs it.
 .TP
 \fBSOFTHSM2_CONF\fR
 Set by the service for the embedded module, which keeps its tokens in the state folder.
+.SH SERVICE MANAGER
+The package has two units. systemd listens at the endpoint for \fBpanelkitd.socket\fR and passes the socket on, so front
+ends that come while the service starts or restarts wait for it. The service says when it can be used (\fIType=notify\fR).
+Without systemd it makes the socket itself.
 .SH PKCS#11 MODULES
 Each module runs in a process of its own, which the service starts as \fBpanelkitd \-\-host\-module\fR. It has no
 capabilities and no other files than the channel to the service. A module that crashes, or whose function takes longer
-than \fB\-\-module\-timeout\fR (five minutes for making a key or erasing a token), loses its process: its tokens are
+than \fB\-\-module\-timeout\fR (\fB\-\-making\-timeout\fR for making a key or erasing a token), loses its process: its tokens are
 logged out, commands to them are refused, lists name them as not read, and the journal says what happened. It is started
 again after a second, and after up to a minute when that fails again. All other tokens stay in use.
 .PP

@@ -93,6 +93,8 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
         app, "--module-timeout", limits.silence,
         "Seconds that a function of a PKCS#11 module may take; a module that takes longer is stopped and started "
         "again");
+    addSeconds(app, "--making-timeout", limits.making,
+               "The same for a function that makes a key or erases a token, which can take minutes on a smart card");
     addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
     addSeconds(app, "--stop-grace", options.stopGrace,
                "Seconds to wait for commands under way when it is asked to end");

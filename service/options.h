@@ -23,6 +23,7 @@ struct Options {
     std::chrono::seconds stopGrace{10};          // for commands under way when it is asked to end
     std::string hostedModule;                    // not empty: this process hosts the module at that path
     std::string channel;                         // to the service whose module it hosts
+    int inheritedSocket = -1;                    // a descriptor that listens at the endpoint already; see main.cpp
 };
 
 // Reads the command line. If nothing is left to do (help, version, or a mistake, which is then reported), returns the

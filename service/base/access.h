@@ -37,6 +37,9 @@ public:
         return who == Who::users ? admits(peer) : isAdministrator(peer);
     }
 
+    // The name of their group; may be empty.
+    std::string administratorsGroup() const { return *administrators_.lock(); }
+
     // Sets the group of administrators from the configuration.
     void setAdministratorsGroup(const std::string& name);
 

@@ -16,9 +16,9 @@
 
 // A secret is a text in locked memory.
 template <>
-inline constexpr bool panelkit::isField<std::string, platform::Secret> = true;
+inline constexpr bool panelkit::isField<panelkit::SecretText, platform::Secret> = true;
 template <>
-inline constexpr bool panelkit::isField<panelkit::Optional<std::string>, platform::Secret> = true;
+inline constexpr bool panelkit::isField<panelkit::Optional<panelkit::SecretText>, platform::Secret> = true;
 
 namespace panelkitd {
 

@@ -54,7 +54,7 @@ std::vector<WatchedCertificate> allOf(const Holdings& holdings) {
 
 std::vector<WatchedCertificate> CertCommands::watched() { return allOf(state_->look()); }
 
-std::optional<CredentialList> CertCommands::credentials() {
+CredentialList CertCommands::credentials() {
     CredentialList list{false, state_->configuration.settings().crlProcessing != CrlProcessing::off, {}, {{}}};
     const Holdings holdings = state_->look();
     requireAllSeen(holdings.unseen());

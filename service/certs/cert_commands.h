@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Module 8: the commands on certificates, CRLs, preshared keys and certificate requests. Each handler reads its
-// request, does the work, and returns the payload of the reply. A build without OpenSSL refuses them all.
+// request, does the work, and returns the payload of the reply.
 #pragma once
 
 #include <service/base/call.h>
@@ -48,14 +48,15 @@ public:
 
     std::string requestKeyInfo(Call& call);
     std::string makeRequest(Call& call);
+    std::string makeRequestWithPin(Call& call);
 
     // Returns all certificates on tokens, for the expiry watch.
     std::vector<WatchedCertificate> watched();
 
-    // Returns the objects on tokens that a policy may need; nullopt in a build without OpenSSL, which can't read them.
-    std::optional<CredentialList> credentials();
+    // Returns the objects on tokens that a policy may need.
+    CredentialList credentials();
 
-    // What was parsed of certificates, for other modules; only in a build with OpenSSL.
+    // What was parsed of certificates, for other modules.
     FactsCache& facts();
 
     // Called when a session has ended. Deletes the file that it has parsed.

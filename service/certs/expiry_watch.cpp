@@ -17,9 +17,6 @@ namespace {
 
 constexpr std::int64_t day = 86'400;
 
-// The clock may be changed and laptops may sleep, so a pause is short enough to notice both.
-constexpr auto longestPause = std::chrono::hours(1);
-
 std::int64_t secondOfDay(const std::tm& time) { return (time.tm_hour * 60 + time.tm_min) * 60 + time.tm_sec; }
 
 } // namespace
@@ -33,9 +30,10 @@ std::optional<int> daysLeft(const CertInfo& certificate, std::int64_t now, const
 }
 
 ExpiryWatch::ExpiryWatch(Source source, Announcer& announcer, ExpirySettings settings,
-                         std::chrono::milliseconds firstPause)
+                         std::chrono::milliseconds firstPause, std::chrono::milliseconds longestPause)
     : source_(std::move(source)),
       announcer_(announcer),
+      longestPause_(longestPause),
       plan_(Plan{settings}),
       rounds_([this](bool) { return look(); }, firstPause) {}
 
@@ -48,7 +46,7 @@ void ExpiryWatch::set(const ExpirySettings& settings) {
 
 std::chrono::milliseconds ExpiryWatch::look() {
     const auto local = platform::localTime(platform::secondsNow<std::int64_t>());
-    if (!local) return longestPause;
+    if (!local) return longestPause_;
     auto plan = plan_.lock();
     const ExpirySettings settings = plan->settings;
     const std::int64_t untilTime = settings.timeOfDay.count() - secondOfDay(*local);
@@ -58,7 +56,7 @@ std::chrono::milliseconds ExpiryWatch::look() {
     plan.unlocked([&] { announced = !due || announceAll(settings); });
     if (!announced) plan->doneOn = -1; // after the next pause again
     const std::chrono::seconds next(untilTime > 0 ? untilTime : untilTime + day);
-    return std::min<std::chrono::milliseconds>(next, longestPause);
+    return std::min<std::chrono::milliseconds>(next, longestPause_);
 }
 
 bool ExpiryWatch::announceAll(const ExpirySettings& settings) const {

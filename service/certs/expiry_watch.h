@@ -32,9 +32,11 @@ class ExpiryWatch {
 public:
     // `source` lists all certificates; it is called on the watch's thread. An exception from it is logged, and the call
     // is repeated later. The first check is after `firstPause`, so that front ends can connect again after a restart.
+    // The clock may be changed and laptops may sleep, so `longestPause` is short enough to notice both.
     using Source = std::function<std::vector<WatchedCertificate>()>;
     ExpiryWatch(Source source, Announcer& announcer, ExpirySettings settings,
-                std::chrono::milliseconds firstPause = std::chrono::minutes(1));
+                std::chrono::milliseconds firstPause = std::chrono::minutes(1),
+                std::chrono::milliseconds longestPause = std::chrono::hours(1));
 
     // Changes the settings. If the time of today's check has passed, the certificates to announce under the new
     // settings are announced at once.
@@ -55,6 +57,7 @@ private:
 
     const Source source_;
     Announcer& announcer_;
+    const std::chrono::milliseconds longestPause_;
     platform::Guarded<Plan> plan_;
     Rounds rounds_; // last: its thread uses all of it
 };

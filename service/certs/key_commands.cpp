@@ -90,21 +90,45 @@ std::string CertCommands::requestKeyInfo(Call& call) {
         RequestChoices(state_->providers.hold(readToken(call)).mechanisms()).list());
 }
 
+namespace {
+
+void describeRequest(Call& call, const CertRequestInfo& wish) {
+    call.subject +=
+        ", request for " + platform::quotedName(wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
+}
+
+// `command` is one of the two that make a request; their replies are the same.
+template <Command command>
+std::string madeRequest(Call& call, const Providers& providers, const TokenInfo& info, const CertRequestInfo& wish,
+                        const platform::Secret* pin) {
+    std::string request;
+    try {
+        HeldToken token = providers.hold(info);
+        const auto outcome = makeRequest(token, wish, pin, request);
+        return answered<command>(call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
+    } catch (const RefusedError& refused) {
+        return answered<command, MakeRequest>(call, {requestResult(refused.reason), refused.remarks},
+                                              inEnglish(refused.remarks));
+    }
+}
+
+} // namespace
+
 std::string CertCommands::makeRequest(Call& call) {
     const TokenInfo info = readToken(call);
     const CertRequestInfo wish = readWish(call);
-    call.subject +=
-        ", request for " + platform::quotedName(wish.commonName.empty() ? wish.alternativeNames : wish.commonName);
-    std::string request;
-    try {
-        HeldToken token = state_->providers.hold(info);
-        const auto outcome = panelkitd::makeRequest(token, wish, request);
-        return answered<Command::MakeCertRequest>(
-            call, outcome, outcome.result == MakeRequest::made ? request : inEnglish(outcome.why));
-    } catch (const RefusedError& refused) {
-        return answered<Command::MakeCertRequest, MakeRequest>(call, {requestResult(refused.reason), refused.remarks},
-                                                               inEnglish(refused.remarks));
-    }
+    describeRequest(call, wish);
+    return madeRequest<Command::MakeCertRequest>(call, state_->providers, info, wish, nullptr);
+}
+
+std::string CertCommands::makeRequestWithPin(Call& call) {
+    const platform::LockedPages request(call.in.rest());
+    const TokenInfo info = readToken(call);
+    const CertRequestInfo wish = readWish(call);
+    platform::Secret pin;
+    readRequest<Command::MakeCertRequestWithPin, 2>(call, pin);
+    describeRequest(call, wish);
+    return madeRequest<Command::MakeCertRequestWithPin>(call, state_->providers, info, wish, &pin);
 }
 
 } // namespace panelkitd

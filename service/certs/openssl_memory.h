@@ -7,7 +7,7 @@
 namespace panelkitd {
 
 // From now on, all memory that OpenSSL releases is wiped. Must be called before OpenSSL is used. Returns false when
-// that is too late, and nothing has changed. Does nothing in a build without OpenSSL.
+// that is too late, and nothing has changed.
 bool wipeOpensslMemory();
 
 } // namespace panelkitd

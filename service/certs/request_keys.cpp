@@ -135,10 +135,12 @@ bool RequestChoices::offersDigest(CK_KEY_TYPE keyType, std::uint32_t digest) con
 }
 
 std::string signOnToken(HeldToken& token, const TokenKeyPair& pair, const Mechanisms& mechanisms, std::uint32_t digest,
-                        const std::string& bytes) {
+                        const std::string& bytes, const platform::Secret* pin) {
     const DigestRow& row = *rowOf(digest);
     const auto signatureBy = [&](CK_MECHANISM_TYPE mechanism, const std::string& input) {
-        return token.sign({0, pair.privateKey, mechanism, input, false, {}});
+        HostSigning wish{0, pair.privateKey, mechanism, input, pin != nullptr, {}};
+        if (pin) wish.pin = *pin;
+        return token.sign(std::move(wish));
     };
     if (pair.type == CKK_EC) return ecSignature(signatureBy(CKM_ECDSA, hashed(row.openssl(), bytes)));
     if (has(mechanisms, row.withRsa)) return signatureBy(row.withRsa, bytes);

@@ -8,6 +8,7 @@
 #include <service/certs/token_objects.h>
 
 #include <panelkit/certs/cert_records.h>
+#include <platform/system/secret.h>
 
 #include <cstdint>
 #include <optional>
@@ -49,9 +50,10 @@ KeyHandle publicHalf(const StoredPublicKey& stored);
 // Returns the pairs with that label of which the token has both the public and the private key.
 std::vector<TokenKeyPair> findPairs(const TokenObjects& keys, const std::string& label);
 
-// Returns the signature of some bytes, in the form that X.509 uses.
+// Returns the signature of some bytes, in the form that X.509 uses. `pin` is the user's, for a key that asks for it at
+// each use; null for other keys.
 std::string signOnToken(HeldToken& token, const TokenKeyPair& pair, const std::vector<HostMechanism>& mechanisms,
-                        std::uint32_t digest, const std::string& bytes);
+                        std::uint32_t digest, const std::string& bytes, const platform::Secret* pin);
 
 // Returns OpenSSL's digest for that number; null for a number that has no digest here.
 const EVP_MD* digestOf(std::uint32_t digest);

@@ -207,11 +207,26 @@ void setAlgorithm(X509_REQ* request, const TokenKeyPair& pair, const EVP_MD* dig
     X509_REQ_set1_signature_algo(request, algorithm.get());
 }
 
+// A token may also make each new key one that asks for the PIN, so that is looked up here.
+bool asksForPin(HeldToken& token, const TokenKeyPair& pair) {
+    const std::vector<HostValue> values = token.read(pair.privateKey, {CKA_ALWAYS_AUTHENTICATE});
+    return !values.empty() && ObjectValues(values).flag(0);
+}
+
+// Returns the PIN if the key needs it. Throws RefusedError when there is none.
+const platform::Secret* pinFor(HeldToken& token, const TokenKeyPair& pair, const std::string& label,
+                               const platform::Secret* pin) {
+    if (!asksForPin(token, pair)) return nullptr;
+    if (pin) return pin;
+    throw RefusedError(Refused::notLoggedIn, "the token asks for the PIN at each use of the key \"%s\"", label);
+}
+
 void sign(X509_REQ* request, HeldToken& token, const TokenKeyPair& pair, const std::vector<HostMechanism>& mechanisms,
-          std::uint32_t digest) {
+          std::uint32_t digest, const platform::Secret* pin) {
     X509_REQ_set_pubkey(request, pair.key.get());
     setAlgorithm(request, pair, digestOf(digest));
-    const std::string signature = signOnToken(token, pair, mechanisms, digest, derOf(request, i2d_re_X509_REQ_tbs));
+    const std::string signature =
+        signOnToken(token, pair, mechanisms, digest, derOf(request, i2d_re_X509_REQ_tbs), pin);
     ASN1_BIT_STRING* bits = ASN1_BIT_STRING_new();
     ASN1_BIT_STRING_set(bits, const_cast<unsigned char*>(bytesOf(signature)), // NOLINT(*-const-cast): it only reads
                         static_cast<int>(signature.size()));
@@ -231,7 +246,8 @@ std::string written(X509_REQ* request, RequestFormat format) {
 
 } // namespace
 
-CertOutcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, std::string& content) {
+CertOutcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wish, const platform::Secret* pin,
+                                     std::string& content) {
     try {
         const RequestHandle request = drafted(wish);
         ERR_clear_error();
@@ -241,7 +257,7 @@ CertOutcome<MakeRequest> makeRequest(HeldToken& token, const CertRequestInfo& wi
         const TokenObjects keys = readKeys(token);
         const bool makes = !wish.useExistingKey;
         RequestPair pair(token, makes ? newPair(token, keys, choices, wish) : existingPair(keys, choices, wish), makes);
-        sign(request.get(), token, *pair, mechanisms, wish.digest);
+        sign(request.get(), token, *pair, mechanisms, wish.digest, pinFor(token, *pair, wish.keyLabel, pin));
         content = written(request.get(), static_cast<RequestFormat>(wish.format));
         pair.keep();
         return MakeRequest::made;

@@ -186,7 +186,8 @@ KeyHandle readPrivateKey(HeldToken& token, std::uint64_t object, const X509* cer
     if (!publicKey) return nullptr;
     const bool isRsa = EVP_PKEY_get_base_id(publicKey) == EVP_PKEY_RSA;
     KeyHandle key = isRsa ? rsaKey(token, object) : curveKey(token, object, publicKey);
-    const bool belongs = key && X509_check_private_key(certificate, key.get()) == 1;
+    // The public half of a key on a curve is that of the certificate, so only a signature shows that it belongs.
+    const bool belongs = key && X509_check_private_key(certificate, key.get()) == 1 && keyWorks(key.get());
     ERR_clear_error();
     return belongs ? std::move(key) : nullptr;
 }

@@ -49,6 +49,7 @@ private:
     std::string end();
     bool send(const FrameHeader& request, FrameKind kind, std::string_view body);
     bool refuse(const FrameHeader& request, bridge::RefusalReason why, const RefusedError& refused);
+    void begin(const FrameHeader& request);
     std::uint64_t calls() const {
         const HostedModule* const module = module_;
         return module ? module->calls() : 0;
@@ -63,6 +64,7 @@ private:
     // The command that is being carried out. Whoever writes to the channel holds it, so that frames stay whole.
     struct Current {
         bool busy = false;
+        bool unwatched = true; // the progress thread waits for a command; else it looks again at its next tick
         std::uint32_t tag = 0;
     };
     platform::Guarded<Current> current_;
@@ -100,6 +102,14 @@ std::string Host::end() {
     return {};
 }
 
+// Wakes the progress thread only when it waits for a command. Most commands take less than a switch of threads does.
+void Host::begin(const FrameHeader& request) {
+    const auto current = current_.lock();
+    current->busy = true;
+    current->tag = request.tag;
+    if (current->unwatched) changed_.notify_all();
+}
+
 bool Host::serveOne() {
     FrameHeader request;
     std::string payload;
@@ -108,8 +118,7 @@ bool Host::serveOne() {
     if (reader_.readBody(request, payload, bridge::defaultFrameLimit, patience) != FrameStatus::done) return false;
     const bool secret = carriesSecrets(static_cast<HostCommand>(request.command));
     const platform::LockedPages locked(secret ? payload : std::string_view());
-    *current_.lock() = {true, request.tag};
-    changed_.notify_all();
+    begin(request);
     using bridge::RefusalReason;
     try {
         std::string reply = answer(request, payload);
@@ -129,7 +138,9 @@ bool Host::serveOne() {
 void Host::tellProgress() {
     auto current = current_.lock();
     for (;;) {
+        current->unwatched = true;
         current.wait(changed_, [&] { return current->busy; });
+        current->unwatched = false;
         std::uint64_t before = calls();
         while (current->busy) {
             current.waitUntil(changed_, std::chrono::steady_clock::now() + tick);

@@ -27,8 +27,8 @@ enum class HostCommand : std::uint32_t {
     describe = 1, // -> ModuleFacts; the module is loaded with it
     tokens,       // bool lookAnyway -> HostTokens
     token,        // HostTokenName -> HostToken
-    login,        // HostTokenName, HostLogin -> HostToken
-    logout,       // HostTokenName -> HostToken
+    login,        // HostTokenName, HostLogin
+    logout,       // HostTokenName
     initialize,   // HostTokenName, HostInitialization -> HostToken
     changePin,    // HostTokenName, HostPinChange
     seed,         // HostTokenName, string

@@ -68,9 +68,8 @@ std::string HostedModule::handle(HostCommand command, CommandStreamIn& in) {
         return encoded(tokens(seen));
     }
     case HostCommand::token: return answer.operator()<>([&](const Name& n) { return token(n); });
-    case HostCommand::login:
-        return answer.operator()<HostLogin>([&](const Name& n, const HostLogin& l) { return login(n, l); });
-    case HostCommand::logout: return answer.operator()<>([&](const Name& n) { return logout(n); });
+    case HostCommand::login: return obey.operator()<HostLogin>([&](const Name& n, const HostLogin& l) { login(n, l); });
+    case HostCommand::logout: return obey.operator()<>([&](const Name& n) { logout(n); });
     case HostCommand::initialize:
         return answer.operator()<HostInitialization>(
             [&](const Name& n, const HostInitialization& i) { return initialize(n, i); });

@@ -58,8 +58,8 @@ private:
 
     HostTokens tokens(std::uint64_t seen);
     HostToken token(const HostTokenName& name);
-    HostToken login(const HostTokenName& name, const HostLogin& request);
-    HostToken logout(const HostTokenName& name);
+    void login(const HostTokenName& name, const HostLogin& request);
+    void logout(const HostTokenName& name);
     HostToken initialize(const HostTokenName& name, const HostInitialization& request);
     void changePin(const HostTokenName& name, const HostPinChange& request);
     void seed(const HostTokenName& name, const std::string& bytes);
@@ -71,6 +71,7 @@ private:
     void destroy(const HostTokenName& name, std::uint64_t generation, const std::vector<std::uint64_t>& objects);
     HostKeyPair generate(const HostTokenName& name, const HostGeneration& request);
     std::string sign(const HostTokenName& name, const HostSigning& request);
+    std::string signature(const Token& token, const HostSigning& request) const;
 
     const Pkcs11Library library_;
     std::map<CK_SLOT_ID, Session> sessions_;

@@ -5,6 +5,7 @@
 
 #include <service/base/refused.h>
 #include <service/modules/cryptoki.h>
+#include <service/modules/pin_tries.h>
 
 #include <algorithm>
 #include <array>
@@ -315,6 +316,14 @@ HostKeyPair HostedModule::generate(const HostTokenName& name, const HostGenerati
 std::string HostedModule::sign(const HostTokenName& name, const HostSigning& request) {
     const Token token = open(name);
     requireGeneration(token, request.generation);
+    if (!request.withPin) return signature(token, request);
+    guardFinalTry(library_.tokenInfo(token.slot).flags, PinOf::user, false); // its flags as they are now
+    std::string made;
+    tryPin(library_, token.slot, PinOf::user, [&] { made = signature(token, request); });
+    return made;
+}
+
+std::string HostedModule::signature(const Token& token, const HostSigning& request) const {
     const CK_SESSION_HANDLE session = token.session->handle;
     CK_MECHANISM mechanism{static_cast<CK_MECHANISM_TYPE>(request.mechanism), nullptr, 0};
     check(library_->C_SignInit(session, &mechanism, static_cast<CK_OBJECT_HANDLE>(request.key)), "C_SignInit");
@@ -325,14 +334,14 @@ std::string HostedModule::sign(const HostTokenName& name, const HostSigning& req
     }
     // This is called after a wrong PIN too. An operation that was begun must be ended, otherwise the session refuses
     // all others.
-    std::string signature(2048, '\0'); // larger than that of any key that can be made
-    auto size = static_cast<CK_ULONG>(signature.size());
+    std::string bytes(2048, '\0'); // larger than that of any key that can be made
+    auto size = static_cast<CK_ULONG>(bytes.size());
     const CK_RV result = library_->C_Sign(session, mutableBytes(request.bytes),
-                                          static_cast<CK_ULONG>(request.bytes.size()), mutableBytes(signature), &size);
+                                          static_cast<CK_ULONG>(request.bytes.size()), mutableBytes(bytes), &size);
     check(allowed, "C_Login");
     check(result, "C_Sign");
-    signature.resize(std::min<std::size_t>(size, signature.size()));
-    return signature;
+    bytes.resize(std::min<std::size_t>(size, bytes.size()));
+    return bytes;
 }
 
 } // namespace panelkitd

@@ -62,7 +62,7 @@ private:
 
 } // namespace
 
-HostToken HostedModule::login(const HostTokenName& name, const HostLogin& request) {
+void HostedModule::login(const HostTokenName& name, const HostLogin& request) {
     Token token = locate(name); // its flags as they are now
     token.session = &sessionWith(token.slot, token.info);
     guardFinalTry(token.info.flags, PinOf::user, request.mayBeFinal);
@@ -70,14 +70,12 @@ HostToken HostedModule::login(const HostTokenName& name, const HostLogin& reques
         check(library_->C_Login(token.session->handle, CKU_USER, mutableBytes(request.pin), length(request.pin)),
               "C_Login");
     });
-    return describe(token.slot, library_.tokenInfo(token.slot));
 }
 
-HostToken HostedModule::logout(const HostTokenName& name) {
+void HostedModule::logout(const HostTokenName& name) {
     const Token token = open(name);
     if (!token.session->loggedIn) throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
     check(library_->C_Logout(token.session->handle), "C_Logout");
-    return describe(token.slot, library_.tokenInfo(token.slot));
 }
 
 // Everything that can be checked is checked before the token is erased.

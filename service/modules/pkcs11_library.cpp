@@ -46,7 +46,8 @@ void initialize(const CK_FUNCTION_LIST* functions) {
     CK_RV result = functions->C_Initialize(&arguments);
     if (result == CKR_CANT_LOCK) result = functions->C_Initialize(nullptr);
     if (result == CKR_CRYPTOKI_ALREADY_INITIALIZED) {
-        throw RefusedError(Refused::alreadyLoaded, "the module is loaded under another path");
+        throw RefusedError(Refused::alreadyLoaded,
+                           "the module says that it is initialised already, although only this process uses it");
     }
     check(result, "C_Initialize");
 }

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The module for commands that the other modules do not have: the state of providers and tokens, key pairs, labels in
-// bulk, and settings that are written and not committed. Each handler reads its request, does the work, and returns the
-// payload of the reply. A build without OpenSSL refuses the commands on keys and labels.
+// bulk, settings that are written and not committed, and the check of policy files. Each handler reads its request,
+// does the work, and returns the payload of the reply.
 #pragma once
 
 #include <service/base/call.h>
@@ -32,6 +32,8 @@ public:
 
     std::string uncommitted(Call& call);
     std::string revert(Call& call);
+
+    static std::string checkPolicy(Call& call);
 
 private:
     Providers& providers_;

@@ -147,6 +147,12 @@ constexpr KeyRow<PolicySection> sectionKeys[] = {
 };
 // clang-format on
 
+template <class Meaning, std::size_t count>
+const char* wordOf(Meaning meaning, const Word<Meaning> (&words)[count]) {
+    const auto has = [meaning](const Word<Meaning>& word) { return word.meaning == meaning; };
+    return std::find_if(words, words + count, has)->text;
+}
+
 template <class Part, std::size_t count>
 Wrong takeKey(Part& part, const KeyRow<Part> (&rows)[count], Loc::MarkedWording<'d', 's', 's'> unknown,
               const KeyLine& at, const std::string& value) {
@@ -181,6 +187,10 @@ constexpr Rule rules[] = {
 // clang-format on
 
 } // namespace
+
+const char* wordOf(PolicyAction action) { return wordOf(action, actions); }
+
+const char* wordOf(PolicyAuthentication authentication) { return wordOf(authentication, authentications); }
 
 std::string shortened(const std::string& text) {
     constexpr std::size_t longest = 80;

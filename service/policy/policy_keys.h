@@ -20,6 +20,10 @@ struct KeyLine {
 std::optional<bridge::Remark> takePolicyKey(PolicyText& head, const KeyLine& at, const std::string& value);
 std::optional<bridge::Remark> takePolicyKey(PolicySection& section, const KeyLine& at, const std::string& value);
 
+// The word for it in a file.
+const char* wordOf(PolicyAction action);
+const char* wordOf(PolicyAuthentication authentication);
+
 // A piece of a file for a message; a long one is cut and ends with "...".
 std::string shortened(const std::string& text);
 

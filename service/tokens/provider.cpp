@@ -240,13 +240,13 @@ void HeldToken::login(const HostLogin& login, const Account& who) {
     if (loggedIn()) return requireNoOther(owner(), who);
     // It can't be right, and the token would count it: it asks whether there is a log-in already.
     if (login.pin.empty()) throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
-    turn_.ask<HostToken>(HostCommand::login, name_, login);
+    turn_.tell(HostCommand::login, name_, login);
     provider_->setOwner(key(), who, turn_.incarnation());
 }
 
 void HeldToken::logout(const Account& who) {
     if (!who.administrator && loggedIn()) requireNoOther(owner(), who);
-    turn_.ask<HostToken>(HostCommand::logout, name_);
+    turn_.tell(HostCommand::logout, name_);
 }
 
 bool HeldToken::loginForOnce(const platform::Secret& pin, const Account& who) {
@@ -254,11 +254,11 @@ bool HeldToken::loginForOnce(const platform::Secret& pin, const Account& who) {
         requireNoOther(owner(), who);
         return false;
     }
-    turn_.ask<HostToken>(HostCommand::login, name_, HostLogin{pin, false});
+    turn_.tell(HostCommand::login, name_, HostLogin{pin, false});
     return true;
 }
 
-void HeldToken::logoutAfterOnce() { turn_.ask<HostToken>(HostCommand::logout, name_); }
+void HeldToken::logoutAfterOnce() { turn_.tell(HostCommand::logout, name_); }
 
 void HeldToken::initialize(const HostInitialization& wish, const Account& who) {
     if (!who.administrator && loggedIn()) requireNoOther(owner(), who);

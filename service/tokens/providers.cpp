@@ -171,8 +171,8 @@ std::shared_ptr<Provider> Providers::load(const ProviderInfo& info) {
     const auto same =
         std::find_if(changed.begin(), changed.end(), [&](const auto& p) { return p->settings().path == path; });
     if (same != changed.end() && (*same)->describe().*field::isLoaded) {
-        throw RefusedError(Refused::alreadyLoaded, "the module is loaded already, as provider \"%s\"",
-                           (*same)->settings().name);
+        throw RefusedError(Refused::alreadyLoaded, "the module is loaded already, as provider \"%s\", from %s",
+                           (*same)->settings().name, path);
     }
     if (same != changed.end()) changed.erase(same); // it could not be loaded before; this is a new attempt
     const std::string name = freeName(changed, info.*field::name, path);
