@@ -17,12 +17,14 @@
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/version.h>
 #include <platform/bridge/bridge_session.h>
+#include <platform/bridge/call_limits.h>
 #include <platform/bridge/command_sender.h>
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <optional>
@@ -34,8 +36,8 @@ namespace {
 
 struct GlobalOptions {
     std::string endpoint;
-    std::optional<double> timeout; // seconds
-    std::string language;          // was chosen before, since the texts of the options are in it
+    std::optional<double> timeout, timeLimit; // seconds
+    std::string language;                     // was chosen before, since the texts of the options are in it
     bool noColour = false;
     bool version = false;
     bool strict = false;
@@ -54,6 +56,10 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
     app.add_option("--timeout", options.timeout, say("Seconds to wait while the service is silent (0: no limit)"))
         ->type_name("SECONDS")
         ->check(numberBetween(0, 86400));
+    app.add_option("--time-limit", options.timeLimit,
+                   say("Seconds for the whole run, also while the service says that it is at work (default: no limit)"))
+        ->type_name("SECONDS")
+        ->check(numberBetween(0, 86400));
     app.add_option("--lang", options.language,
                    say("Language of the texts, \"en\" or \"ru\" (default: that of the system)"))
         ->type_name("LANGUAGE");
@@ -63,13 +69,18 @@ void addGlobalOptions(CLI::App& app, GlobalOptions& options, Context& context) {
     app.add_flag("--version", options.version, say("Print the versions of the library, the protocol and the service"));
 }
 
-// Called before the verb runs.
-void applyGlobalOptions(const GlobalOptions& options) {
+std::chrono::milliseconds milliseconds(double seconds) {
+    return std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+}
+
+// Called before the verb runs. `limits` are for the rest of the run.
+void applyGlobalOptions(const GlobalOptions& options, std::optional<bridge::CallLimits>& limits) {
     setColours(!options.noColour && !std::getenv("NO_COLOR") && coloursWork());
     setStrict(options.strict);
     CommandSender& sender = CommandSender::Instance();
     if (!options.endpoint.empty()) sender.SetEndpoint(options.endpoint);
-    if (options.timeout) sender.SetWait(static_cast<std::uint32_t>(*options.timeout * 1000));
+    if (options.timeLimit) limits.emplace(milliseconds(*options.timeLimit));
+    if (options.timeout) sender.SetWait(static_cast<std::uint32_t>(milliseconds(*options.timeout).count()));
 }
 
 void printVersions(const Context& context) {
@@ -91,12 +102,13 @@ void printVersions(const Context& context) {
     }
 }
 
-void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, Context& context) {
+void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, Context& context,
+          std::optional<bridge::CallLimits>& limits) {
     app.formatter(std::make_shared<HelpFormatter>());
     app.footer(say("'panelctl GROUP --help' lists the verbs of a group, 'panelctl GROUP VERB --help' the options of a "
                    "verb. Global options are accepted before and after the verb."));
     addGlobalOptions(app, options, context);
-    app.parse_complete_callback([&options] { applyGlobalOptions(options); });
+    app.parse_complete_callback([&] { applyGlobalOptions(options, limits); });
     app.add_subcommand("help", say("Print the help of the program, a group or a verb"))
         ->add_option("words", options.helpFor, say("A group, or a group and a verb"))
         ->required(false);
@@ -177,7 +189,8 @@ int runCommandLine(std::vector<std::string> arguments, std::span<const Group> gr
     Context context;
     CLI::App app(say("Administers the VPN service on this host: its tokens, certificates, configuration and policy."),
                  "panelctl");
-    fill(app, groups, options, context);
+    std::optional<bridge::CallLimits> limits;
+    fill(app, groups, options, context, limits);
     const std::string lastArgument = arguments.empty() ? "" : arguments.back();
     try {
         perform(app, arguments, options, context);

@@ -26,6 +26,7 @@ constexpr std::array groups = {
     Group{"watch",      panelctl::addWatchVerbs,      N_("Report events in the service until Ctrl-C is pressed")},
     Group{"status",     panelctl::addStatus,          N_("Show the state of the service on one screen")},
     Group{"doctor",     panelctl::addDoctor,          N_("Find problems and suggest remedies")},
+    Group{"transcript", panelctl::addTranscript,      N_("Print what a front end and the service said to each other")},
     Group{"completion", panelctl::addCompletionVerbs, N_("Completion of command lines in shells")},
 };
 // clang-format on

@@ -141,6 +141,7 @@ Exit exitFor(FailureCode failure, Refused detail) {
     case FailureCode::strangeService: return Exit::strangeService;
     case FailureCode::overloaded: return Exit::overloaded;
     case FailureCode::badEndpoint: return Exit::usage;
+    case FailureCode::exhausted: break;
     }
     return Exit::failed;
 }

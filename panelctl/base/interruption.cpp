@@ -3,6 +3,8 @@
 
 #include <panelctl/base/say.h>
 
+#include <atomic>
+#include <chrono>
 #include <csignal>
 
 namespace panelctl {
@@ -11,7 +13,11 @@ namespace {
 
 volatile std::sig_atomic_t cameMeanwhile = 0;
 
+std::atomic<bool> cameAgain = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
 extern "C" void noteInterruption(int signal) {
+    if (cameMeanwhile != 0) cameAgain = true;
     cameMeanwhile = 1;
     (void)std::signal(signal, noteInterruption); // some systems reset the handler with every signal
 }
@@ -19,8 +25,11 @@ extern "C" void noteInterruption(int signal) {
 } // namespace
 
 HeldInterruption::HeldInterruption()
-    : onInterrupt_(std::signal(SIGINT, noteInterruption)), onTerminate_(std::signal(SIGTERM, noteInterruption)) {
+    : onInterrupt_(std::signal(SIGINT, noteInterruption)),
+      onTerminate_(std::signal(SIGTERM, noteInterruption)),
+      limits_(std::chrono::milliseconds(0), &cameAgain) {
     cameMeanwhile = 0;
+    cameAgain = false;
 }
 
 HeldInterruption::~HeldInterruption() {

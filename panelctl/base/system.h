@@ -13,7 +13,8 @@ namespace panelctl {
 
 // ---- terminals and command lines
 
-// The arguments in UTF-8, without the program's name.
+// The arguments in UTF-8, without the program's name; they come in the character set of the locale. The name of a file
+// that exists stays as it is.
 std::vector<std::string> utf8Arguments(int argc, char** argv);
 
 bool inputIsTerminal();
@@ -32,7 +33,7 @@ void useBinaryOutput();
 // Whether this error of a failed write (errno) means that the reader of standard output has gone.
 bool readerLeft(int error);
 
-// Text that was typed at the console, converted to UTF-8.
+// Text that was typed at the console, converted to UTF-8. It may be a secret.
 std::string typedToUtf8(std::string typed);
 
 // A file opened for reading, or standard input for "-"; closed with the object. Throws CommandError when it can't be

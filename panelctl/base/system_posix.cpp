@@ -3,21 +3,88 @@
 
 #include <panelctl/base/exit_codes.h>
 
+#include <platform/system/wipe.h>
+
 #include <fcntl.h>
+#include <iconv.h>
+#include <langinfo.h>
+#include <locale.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace panelctl {
 
 // ---- terminals and command lines
 
-std::vector<std::string> utf8Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+namespace {
+
+bool isPlain(std::string_view text) {
+    return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+// From the character set of the environment's locale.
+class ToUtf8 {
+public:
+    ToUtf8() {
+        const locale_t locale = ::newlocale(LC_CTYPE_MASK, "", nullptr);
+        if (!locale) return; // not installed
+        const std::string_view charset = ::nl_langinfo_l(CODESET, locale);
+        if (charset != "UTF-8" && charset != "ANSI_X3.4-1968") converter_ = ::iconv_open("UTF-8", charset.data());
+        ::freelocale(locale);
+    }
+    ~ToUtf8() {
+        if (works()) ::iconv_close(converter_);
+    }
+    ToUtf8(const ToUtf8&) = delete;
+    ToUtf8& operator=(const ToUtf8&) = delete;
+
+    // Bytes that are not text in the character set stay as they are. The text may be a secret.
+    std::string operator()(std::string text) const {
+        if (!works() || isPlain(text)) return text;
+        std::string converted(4 * text.size(), '\0');
+        char* from = text.data();
+        char* into = converted.data();
+        std::size_t left = text.size(), room = converted.size();
+        ::iconv(converter_, nullptr, nullptr, nullptr, nullptr); // to the initial state
+        if (::iconv(converter_, &from, &left, &into, &room) == static_cast<std::size_t>(-1)) return text;
+        platform::wipe(text);
+        converted.resize(converted.size() - room);
+        return converted;
+    }
+
+private:
+    bool works() const { return converter_ != none(); }
+    static iconv_t none() {
+        return reinterpret_cast<iconv_t>(-1);
+    } // NOLINT(performance-no-int-to-ptr): as POSIX has it
+
+    iconv_t converter_ = none();
+};
+
+bool isFile(const char* path) {
+    struct stat status {};
+    return ::lstat(path, &status) == 0;
+}
+
+} // namespace
+
+// Names of files are bytes, whatever the locale: one that exists stays as it is, so that it can be opened.
+std::vector<std::string> utf8Arguments(int argc, char** argv) {
+    const ToUtf8 toUtf8;
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    for (std::string& argument : arguments) {
+        if (!isFile(argument.c_str())) argument = toUtf8(argument);
+    }
+    return arguments;
+}
 
 bool inputIsTerminal() { return ::isatty(STDIN_FILENO) == 1; }
 bool outputIsTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
@@ -37,7 +104,7 @@ void useBinaryOutput() {}
 
 bool readerLeft(int error) { return error == EPIPE; }
 
-std::string typedToUtf8(std::string typed) { return typed; }
+std::string typedToUtf8(std::string typed) { return ToUtf8()(std::move(typed)); }
 
 OpenedFile::OpenedFile(const std::string& utf8Path)
     : descriptor_(utf8Path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)

@@ -47,6 +47,7 @@ void addNetVerbs(CLI::App& group, const Context& context);
 void addWatchVerbs(CLI::App& group, const Context& context);
 void addStatus(CLI::App& group, const Context& context);
 void addDoctor(CLI::App& group, const Context& context);
+void addTranscript(CLI::App& group, const Context& context);
 void addCompletionVerbs(CLI::App& group, const Context& context);
 
 // Further verbs of a group, in other files; called by the functions above.
@@ -55,6 +56,7 @@ void addCertTransferVerbs(CLI::App& group, const Context& context);
 void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context);
 void addConfigPendingVerbs(CLI::App& group, const Context& context);
+void addPolicyCheckVerb(CLI::App& group, const Context& context);
 void addPolicySourceVerbs(CLI::App& group, const Context& context);
 
 } // namespace panelctl

@@ -11,14 +11,18 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
+#include <panelctl/certs/cert_format.h>
 #include <panelctl/tokens/token_names.h>
 
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/monitor/monitor_records.h>
+#include <platform/text/ascii.h>
 #include <vocabulary/certs.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace CLI {
@@ -35,6 +39,17 @@ struct OnToken {
     Object object;
     PKCS11::TokenInfo token;
 };
+
+// Sorts a list for people and scripts: by token, then by name, whatever the case of Latin letters. `name` returns the
+// name of an object.
+template <class Object, class Name>
+void sortByName(std::vector<OnToken<Object>>& listed, const Name& name) {
+    const auto key = [&](const OnToken<Object>& entry) {
+        return std::pair(nameOf(entry.token), platform::asciiLowered(name(entry.object)));
+    };
+    std::stable_sort(listed.begin(), listed.end(),
+                     [&](const auto& one, const auto& other) { return key(one) < key(other); });
+}
 
 // The name of an object from the command line, and the name of its token if given.
 struct ObjectName {

@@ -4,6 +4,9 @@
 #include <panelctl/base/endings.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/mistakes.h>
+#include <panelctl/base/progress.h>
+#include <panelctl/base/secrets.h>
+#include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
@@ -18,6 +21,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <optional>
 
 namespace panelctl {
 
@@ -26,12 +30,22 @@ using vocabulary::RequestFormat;
 
 namespace {
 
+// Whether the token asks for the PIN at each use of the key.
+bool asksForPin(const Context& context, const TokenInfo& token, const std::string& label) {
+    std::vector<panelkit::KeyInfo> keys;
+    std::vector<TokenInfo> tokens;
+    if (!MonitorWithDots(context).EnumKeys(&token, keys, tokens)) return false; // of an older service
+    return std::any_of(keys.begin(), keys.end(),
+                       [&](const panelkit::KeyInfo& key) { return key.label == label && key.asksForPin; });
+}
+
 struct CertRequest {
     TokenName token;
     std::string key, digest, existingKey, usage;
     std::vector<std::string> alternativeNames;
     CertRequestInfo info;
     Destination destination;
+    std::optional<SecretSource> pin;
     bool listKeys = false, der = false;
 
     void options(CLI::App& verb) {
@@ -64,6 +78,7 @@ struct CertRequest {
             ->excludes(label);
         verb.add_flag("--der", der, say("Write DER instead of PEM"));
         destination.options(verb);
+        pin.emplace(verb, "pin", say("PIN"));
     }
 
     void run(const Context& context) const {
@@ -103,7 +118,7 @@ private:
             interrupted = true;
             printNote(say("The token is still at work. After another Ctrl-C, %s.", escaped(keyStays)));
         });
-        const MakeCertRequestResult result = controller.MakeCertRequest(target, wanted, content);
+        const MakeCertRequestResult result = send(context, controller, target, wanted, content);
         if (result != static_cast<MakeCertRequestResult>(vocabulary::MakeRequest::made)) {
             throw withAdvice(errorOf(result, {wanted.keyLabel, nameOf(target), content}));
         }
@@ -122,9 +137,24 @@ private:
                       escaped(destination.file), escaped(wanted.keyLabel), escaped(nameOf(target))));
     }
 
-    // For a label that a key has already.
+    // The PIN is read for a key that is known to ask for it, and when an option has it: a token may also ask for the
+    // PIN of each key that it makes.
+    MakeCertRequestResult send(const Context& context, VpnCertsController& controller, const TokenInfo& target,
+                               const CertRequestInfo& wanted, std::string& content) const {
+        const bool asks = wanted.useExistingKey && asksForPin(context, target, wanted.keyLabel);
+        if (!asks && !pin->isGiven()) return controller.MakeCertRequest(target, wanted, content);
+        if (!pin->isGiven() && inputIsTerminal()) printNote(say("The token asks for the PIN at each use of this key."));
+        const Secret given = pin->read(escaped(nameOf(target)));
+        auto result = MakeCertRequestResult::notCarriedOut;
+        MonitorWithDots(context).MakeCertRequestWithPin(target, wanted, given.text(), result, content);
+        return result;
+    }
+
+    // For a PIN that was refused, and for a label that a key has already.
     static CommandError withAdvice(CommandError error) {
         const std::vector<bridge::Remark>& remarks = bridge::lastRemarks();
+        const Exit first = remarks.empty() ? error.code : exitFor(remarks.front());
+        if (first == Exit::wrongPin || first == Exit::pinLocked || first == Exit::finalTry) error.code = first;
         const bool taken = std::any_of(remarks.begin(), remarks.end(), [](const bridge::Remark& remark) {
             return remark.code == static_cast<std::uint32_t>(vocabulary::Refused::alreadyThere);
         });

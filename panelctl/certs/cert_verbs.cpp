@@ -92,12 +92,10 @@ private:
 
     // What ends first comes first where that was asked for; else by token and name.
     void sort(std::vector<Certificate>& listed) const {
-        std::stable_sort(listed.begin(), listed.end(), [this](const Certificate& one, const Certificate& other) {
-            if (!expiring.empty()) return one.object.notAfter < other.object.notAfter;
-            const auto key = [](const Certificate& entry) {
-                return std::pair(nameOf(entry.token), platform::asciiLowered(nameOf(entry.object)));
-            };
-            return key(one) < key(other);
+        sortByName(listed, [](const CertInfo& certificate) { return nameOf(certificate); });
+        if (expiring.empty()) return;
+        std::stable_sort(listed.begin(), listed.end(), [](const Certificate& one, const Certificate& other) {
+            return one.object.notAfter < other.object.notAfter;
         });
     }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/certs/choosing.h>
 
+#include <panelctl/base/terminal_text.h>
+
 #include <platform/text/ascii.h>
 
 namespace panelctl {
@@ -23,6 +25,15 @@ std::string hexDigits(const std::string& text) {
 
 bool beginsFingerprint(const std::string& digits, const std::string& fingerprint) {
     return digits.size() >= shortestFingerprint && fingerprint.rfind(digits, 0) == 0;
+}
+
+std::vector<std::string> toldApart(std::vector<std::string> lines, const std::vector<std::string>& providers) {
+    const std::vector<std::string> plain = lines;
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        if (std::count(plain.begin(), plain.end(), plain[i]) < 2) continue;
+        lines[i] = say("%s of provider \"%s\" (--provider)", plain[i], escaped(providers[i]));
+    }
+    return lines;
 }
 
 } // namespace panelctl

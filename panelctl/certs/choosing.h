@@ -6,6 +6,8 @@
 
 #include <panelctl/certs/cert_names.h>
 
+#include <vocabulary/tokens.h>
+
 #include <algorithm>
 #include <functional>
 #include <optional>
@@ -44,6 +46,10 @@ std::vector<OnToken<Object>> matching(const std::vector<OnToken<Object>>& listed
     return found;
 }
 
+// A line for each candidate, told apart. An object that comes twice, since two providers show its token, has the same
+// line twice: to these the provider is added.
+std::vector<std::string> toldApart(std::vector<std::string> lines, const std::vector<std::string>& providers);
+
 // The only entry that passes the first test which any entry passes. Nothing when none does.
 template <class Object>
 std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& listed,
@@ -53,7 +59,9 @@ std::optional<OnToken<Object>> onlyOne(const std::vector<OnToken<Object>>& liste
         const std::vector<OnToken<Object>> found = matching(listed, test);
         if (found.size() == 1) return found.front();
         if (found.empty()) continue;
-        failAmbiguous(name, textsOf(found, candidateLine));
+        failAmbiguous(name, toldApart(textsOf(found, candidateLine), textsOf(found, [](const OnToken<Object>& entry) {
+                                          return entry.token.*vocabulary::token::provider;
+                                      })));
     }
     return std::nullopt;
 }

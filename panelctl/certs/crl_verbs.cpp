@@ -51,6 +51,7 @@ struct CrlList {
         const auto controller = certsController(context);
         std::vector<Crl> listed = listCrls(*controller, token);
         if (outdated) std::erase_if(listed, [](const Crl& entry) { return !isOutdated(entry.object); });
+        sortByName(listed, [](const CRLInfo& crl) { return commonName(crl.issuer); });
         context.json ? printAsJson(listed) : print(listed);
         requireAllSeen();
     }

@@ -43,28 +43,6 @@ void requireImportable(const std::string& utf8Path) {
     const OpenedFile mayBeRead(utf8Path);
 }
 
-std::string readWhole(int descriptor, std::size_t limit) {
-    std::string text;
-    std::size_t size = 0;
-    for (;;) {
-        if (size == text.size()) {
-            std::string larger;
-            larger.resize(std::min(2 * size + 65536, limit + 1));
-            std::copy(text.begin(), text.end(), larger.begin());
-            platform::wipe(text);
-            text.swap(larger);
-        }
-        const std::size_t count = readSome(descriptor, text.data() + size, text.size() - size);
-        size += count;
-        if (count == 0) break;
-        if (size <= limit) continue;
-        platform::wipe(text);
-        throw CommandError(Exit::tooLarge, say("the input is larger than %d bytes", limit));
-    }
-    text.resize(size);
-    return text;
-}
-
 FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const std::string& name,
                        const SecretSource& password) {
     requireImportable(utf8Path);

@@ -37,10 +37,6 @@ void requireImportable(const std::string& utf8Path);
 // The largest file that can be sent, in bytes.
 inline constexpr std::size_t largestImport = (std::size_t{64} << 20) - 8192;
 
-// Everything that can be read from a descriptor. It may have private keys: there are no copies of it in freed memory.
-// Throws CommandError (Exit::tooLarge) above the limit.
-std::string readWhole(int descriptor, std::size_t limit);
-
 // Has the service open the file. When the file needs a password and no option gave one, it is asked for at the
 // terminal. `name` is the file for people. Throws CommandError.
 FileContents parseFile(VpnCertsController& controller, const std::string& utf8Path, const std::string& name,

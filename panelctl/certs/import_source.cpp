@@ -2,8 +2,8 @@
 #include <panelctl/certs/import_source.h>
 
 #include <panelctl/base/failure_text.h>
+#include <panelctl/base/input.h>
 #include <panelctl/base/output.h>
-#include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 
 #include <platform/system/wipe.h>
@@ -25,10 +25,8 @@ bool isPem(const std::string& content) { return content.find(beginning) != std::
 
 // Whole, in one piece of memory, so that no copy of a key stays in memory that was freed.
 std::string contentOf(const std::string& path) {
-    if (path == "-") return readWhole(0, largestImport);
-    requireImportable(path);
-    const OpenedFile file(path);
-    return readWhole(file.descriptor(), largestImport);
+    if (path != "-") requireImportable(path);
+    return readInput(path, largestImport);
 }
 
 // The blocks that the service found damaged, by their numbers in the file. The remarks are those on its answer.
@@ -88,7 +86,7 @@ void ImportSource::keyOption(CLI::App& verb) {
         ->type_name("FILE");
 }
 
-std::string ImportSource::name() const { return path == "-" ? say("standard input") : path; }
+std::string ImportSource::name() const { return inputName(path); }
 
 FileContents ImportSource::parse(VpnCertsController& controller) const {
     if (path != "-" && keyPath.empty() && !skipDamaged) return parseFile(controller, path, name(), *password);

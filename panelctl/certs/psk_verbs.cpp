@@ -29,7 +29,8 @@ struct PskList {
     void options(CLI::App& verb) { addOnToken(verb, token); }
     void run(const Context& context) const {
         const auto controller = certsController(context);
-        const std::vector<PresharedKey> listed = listPresharedKeys(*controller, token);
+        std::vector<PresharedKey> listed = listPresharedKeys(*controller, token);
+        sortByName(listed, [](const PresharedKeyInfo& key) { return key.name; });
         context.json ? printAsJson(listed) : print(listed);
         requireAllSeen();
     }

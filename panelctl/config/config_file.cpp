@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/config/config_file.h>
 
+#include <panelctl/base/input.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
-#include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/config/config_json.h>
 
@@ -24,38 +24,7 @@ constexpr std::uint32_t version = 1;
 
 // ---- the file's text
 
-constexpr int standardInput = 0;
 constexpr std::size_t largestFile = std::size_t{4} << 20;
-
-// Appends, and leaves no copies of secrets in freed memory.
-void append(std::string& text, char c) {
-    if (text.size() == text.capacity()) {
-        std::string larger;
-        larger.reserve(2 * text.size() + 65536);
-        larger = text;
-        platform::wipe(text);
-        text.swap(larger);
-    }
-    text += c;
-}
-
-std::string readAll(int descriptor, const std::string& name) {
-    std::string text;
-    for (int byte = readByte(descriptor); byte >= 0; byte = readByte(descriptor)) {
-        if (text.size() == largestFile) {
-            platform::wipe(text);
-            throw CommandError(Exit::tooLarge, say("%s is larger than %d bytes", name, largestFile));
-        }
-        append(text, static_cast<char>(byte));
-    }
-    return text;
-}
-
-std::string readWholeFile(const std::string& path, const std::string& name) {
-    if (path == "-") return readAll(standardInput, name);
-    const OpenedFile file(path);
-    return readAll(file.descriptor(), name);
-}
 
 // ---- from JSON to the draft
 
@@ -150,8 +119,8 @@ CommandError unreadable(const std::string& name, const json::Error& error) {
 } // namespace
 
 void readConfigFile(const std::string& path, ConfigDraft& draft) {
-    const std::string name = path == "-" ? say("standard input") : path;
-    std::string content = readWholeFile(path, name);
+    const std::string name = inputName(path);
+    std::string content = readInput(path, largestFile);
     const platform::WipeOnExit wiped(content);
     try {
         const json::Document document(content);

@@ -34,7 +34,8 @@ struct KeyList {
     void options(CLI::App& verb) { addOnToken(verb, token); }
     void run(const Context& context) const {
         MonitorWithDots controller(context);
-        const std::vector<KeyOnToken> listed = listKeys(controller, token);
+        std::vector<KeyOnToken> listed = listKeys(controller, token);
+        sortByName(listed, [](const KeyInfo& key) { return nameOf(key); });
         context.json ? printAsJson(listed) : print(listed);
         requireAllSeen();
     }

@@ -11,6 +11,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
+
 namespace panelctl {
 
 namespace field = vocabulary::netInterface;
@@ -58,6 +60,8 @@ struct NetList {
     void run(const Context& context) const {
         std::vector<NetInterfaceInfo> interfaces;
         if (!InterfController().getInterfaces(interfaces)) throw lastFailureError();
+        std::stable_sort(interfaces.begin(), interfaces.end(),
+                         [](const auto& one, const auto& other) { return one.*field::name < other.*field::name; });
         if (context.json) {
             auto list = nlohmann::ordered_json::array();
             for (const NetInterfaceInfo& info : interfaces) list.push_back(toJson(info));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// panelctl policy ...; its "source" verbs are in policy_source_verbs.cpp.
+// panelctl policy ...; "check" is in policy_check_verb.cpp, the "source" verbs in policy_source_verbs.cpp.
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
@@ -276,6 +276,7 @@ void addPolicyVerbs(CLI::App& group, const Context& context) {
     addVerb<PolicyActivate>(
         group, context, "activate",
         say("Activate the system policy, a user's policy or the default driver policy, or the current one again"));
+    addPolicyCheckVerb(group, context);
     addPolicySourceVerbs(group, context);
 }
 

@@ -12,6 +12,7 @@
 #include <panelkit/cli/console_setup.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
+#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <panelkit/version.h>
 #include <platform/bridge/bridge_session.h>
@@ -115,7 +116,14 @@ Finding lookAtVersions() {
 Finding lookAtRights() {
     VpnTokensController controller;
     std::vector<ProviderInfo> listed;
-    return controller.EnumProviders(listed) ? good(say("this account may use the service")) : failed();
+    if (!controller.EnumProviders(listed)) return failed();
+    std::vector<panelkit::UncommittedValue> values; // for administrators, and changes nothing
+    if (panelkit::MonitorController().GetUncommitted(values)) {
+        return good(say("this account may use and administer the service"));
+    }
+    if (bridge::lastFailure().code != FailureCode::accessDenied) return good(say("this account may use the service"));
+    return good(say("this account may use the service, and not administer it: %s",
+                    escaped(failureText(bridge::lastFailure()))));
 }
 
 Finding lookAtProviders() {
@@ -157,7 +165,7 @@ Finding lookAtTokens() {
     const auto locked = labelsWith(listed, flag::userPinLocked);
     if (!locked.empty()) {
         return bad(say("PIN locked: %s", someOf(locked)),
-                   say("have the token unlocked with its SO PIN, or re-initialise it"));
+                   say("unlock the token with the program of its maker, or erase it: panelctl token init"));
     }
     const auto finalTry = labelsWith(listed, flag::userPinFinalTry);
     if (!finalTry.empty()) {

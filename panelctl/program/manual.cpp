@@ -101,6 +101,10 @@ constexpr const char* surroundings = R"(.SH ENVIRONMENT
 \fBPANELKIT_BRIDGE\fR
 Socket (named pipe) of the service, unless \fB\-\-endpoint\fR names one.
 .TP
+\fBPANELKIT_TRANSCRIPT\fR
+A file, for this account only, to which each command to the service and its reply are added, field by field and without
+secrets. \fBpanelctl transcript\fR prints it.
+.TP
 \fBNO_COLOR\fR
 When it is set, no colours are used.
 .TP

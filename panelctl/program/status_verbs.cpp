@@ -20,6 +20,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <optional>
 
 namespace panelctl {
 
@@ -36,7 +37,7 @@ struct Status {
     std::size_t providers = 0, providersNotLoaded = 0;
     std::size_t tokens = 0, tokensLoggedOut = 0;
     std::size_t certificates = 0, expired = 0, expiring = 0;
-    std::size_t uncommitted = 0;
+    std::optional<std::size_t> uncommitted;
 };
 
 std::string serviceText() {
@@ -83,10 +84,17 @@ std::string policyText() {
     return text;
 }
 
-std::size_t uncommitted() {
+// Nothing for an account that may not see them.
+std::optional<std::size_t> uncommitted() {
     std::vector<panelkit::UncommittedValue> values;
-    if (!panelkit::MonitorController().GetUncommitted(values)) throw lastFailureError();
-    return values.size();
+    if (panelkit::MonitorController().GetUncommitted(values)) return values.size();
+    if (bridge::lastFailure().code == bridge::FailureCode::accessDenied) return std::nullopt;
+    throw lastFailureError();
+}
+
+std::string configurationText(const std::optional<std::size_t>& uncommitted) {
+    if (!uncommitted) return say("only administrators see whether everything is committed");
+    return *uncommitted == 0 ? say("everything is committed") : say("not committed: %d", *uncommitted);
 }
 
 Status look(const Context& context) {
@@ -105,7 +113,7 @@ ordered_json toJson(const Status& status) {
         {"providers", {{"count", status.providers}, {"notLoaded", status.providersNotLoaded}}},
         {"tokens", {{"count", status.tokens}, {"loggedOut", status.tokensLoggedOut}}},
         {"certificates", {{"count", status.certificates}, {"expired", status.expired}, {"expiring", status.expiring}}},
-        {"uncommitted", status.uncommitted}};
+        {"uncommitted", status.uncommitted ? ordered_json(*status.uncommitted) : ordered_json(nullptr)}};
 }
 
 Mood moodIf(bool attention) { return attention ? Mood::warning : Mood::plain; }
@@ -121,8 +129,7 @@ void print(const Status& status) {
                                         status.expired, status.expiring),
                                     moodIf(status.expired + status.expiring > 0)});
     sheet.add(say("Configuration"),
-              {status.uncommitted == 0 ? say("everything is committed") : say("not committed: %d", status.uncommitted),
-               moodIf(status.uncommitted > 0)});
+              {configurationText(status.uncommitted), moodIf(status.uncommitted.value_or(0) > 0)});
     sheet.print();
 }
 

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
+#include <tuple>
 
 namespace panelctl {
 
@@ -238,6 +239,15 @@ void TokenName::argument(CLI::App& verb) {
 void TokenName::options(CLI::App& verb, const std::string& description) {
     verb.add_option("--token", name, description);
     verb.add_option("--provider", provider, say("Provider of the token: its name or path"));
+}
+
+bool comesBefore(const TokenInfo& one, const TokenInfo& other) {
+    const auto key = [](const TokenInfo& token) {
+        const std::string& label = token.*vocabulary::token::label;
+        return std::tuple(label.empty(), platform::asciiLowered(label), token.*vocabulary::token::provider,
+                          token.*vocabulary::token::serial);
+    };
+    return key(one) < key(other);
 }
 
 std::vector<TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider) {

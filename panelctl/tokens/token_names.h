@@ -41,6 +41,10 @@ PKCS11::ProviderInfo findProvider(VpnTokensController& controller, const std::st
 // All tokens, or those of a provider by name.
 std::vector<PKCS11::TokenInfo> listTokens(VpnTokensController& controller, const std::string& provider = {});
 
+// By label, then by provider and serial number; blank tokens come last. Providers stay in their order, which says in
+// which one the service looks first.
+bool comesBefore(const PKCS11::TokenInfo& one, const PKCS11::TokenInfo& other);
+
 // An empty name means the only token that is initialised. Throws CommandError. Who has a
 // VpnTokensController gives it, since it holds the only session of its kind.
 PKCS11::TokenInfo findToken(VpnTokensController& controller, const TokenName& name);

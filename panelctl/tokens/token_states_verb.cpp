@@ -11,6 +11,7 @@
 
 #include <vocabulary/tokens.h>
 
+#include <algorithm>
 #include <array>
 
 namespace panelctl {
@@ -75,6 +76,9 @@ struct TokenStates {
         std::vector<ProviderState> providers;
         std::vector<TokenState> tokens;
         if (!controller.GetStates(providers, tokens)) throw lastFailureError();
+        std::stable_sort(tokens.begin(), tokens.end(), [](const TokenState& one, const TokenState& other) {
+            return comesBefore(one.token, other.token);
+        });
         context.json ? printAsJson(providers, tokens) : print(providers, tokens);
     }
 

@@ -20,6 +20,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 
@@ -119,7 +120,8 @@ struct TokenList {
     void options(CLI::App& verb) { verb.add_option("--provider", provider, say("Only tokens of this provider")); }
     void run(const Context& context) const {
         CLIVpnTokensController controller;
-        const std::vector<TokenInfo> tokens = listTokens(controller, provider);
+        std::vector<TokenInfo> tokens = listTokens(controller, provider);
+        std::stable_sort(tokens.begin(), tokens.end(), comesBefore);
         context.json ? printTokens(tokens) : print(tokens);
         requireAllSeen();
     }
