@@ -8,6 +8,9 @@
 #
 # The component "testing" (testing/) and the translations (po/) are installed by their own CMakeLists.txt. The target
 # "product" builds everything that is installed, without tests.
+if(WIN32)
+    set(CMAKE_INSTALL_SBINDIR bin) # programs find the library in their own folder only
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -40,7 +43,9 @@ set(internal_headers
     lparams/kind_row
     lsp/policy_lock
     notifications/command_listener
-    notifications/handler_registry)
+    notifications/handler_registry
+    transcript/field_names
+    transcript/transcript_fields)
 list(JOIN internal_headers "|" internal_headers)
 install(DIRECTORY panelkit/ DESTINATION ${header_root}/panelkit COMPONENT development
         FILES_MATCHING PATTERN "*.h"
@@ -101,6 +106,9 @@ install(FILES packaging/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} RENAME INS
 install(DIRECTORY docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
         FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "examples/*" PATTERN man EXCLUDE)
 
+# The reference of the headers, when scripts/api-reference has made it in this build folder.
+install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation OPTIONAL)
+
 # ---- the programs
 
 # They find the library by a relative path, so the whole tree can be moved. The programs in the build folder have that
@@ -144,6 +152,7 @@ endif()
 
 if(NOT WIN32)
     configure_file(packaging/panelkitd.service.in ${PROJECT_BINARY_DIR}/packaging/panelkitd.service @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkitd.service DESTINATION lib/systemd/system COMPONENT service)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkitd.service packaging/panelkitd.socket
+            DESTINATION lib/systemd/system COMPONENT service)
     install(FILES packaging/panelkit.sysusers DESTINATION lib/sysusers.d RENAME panelkit.conf COMPONENT service)
 endif()

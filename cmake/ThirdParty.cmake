@@ -41,11 +41,24 @@ else()
     target_link_libraries(thirdparty_pugixml INTERFACE pugixml::static)
 endif()
 
-# For the service's certificates; Debian has no package for the Windows build.
-if(NOT WIN32)
+# For the service's certificates. There is no package for Windows, so it is built once and kept, as above.
+add_library(thirdparty_openssl INTERFACE)
+if(WIN32)
+    execute_process(COMMAND ${PROJECT_SOURCE_DIR}/scripts/build-for-mingw openssl
+                    OUTPUT_VARIABLE openssl OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+    target_include_directories(thirdparty_openssl SYSTEM INTERFACE ${openssl}/include)
+    target_link_libraries(thirdparty_openssl INTERFACE ${openssl}/lib/libcrypto.a ws2_32 crypt32)
+else()
     find_package(OpenSSL 3 REQUIRED COMPONENTS Crypto)
-    add_library(thirdparty_openssl INTERFACE)
     target_link_libraries(thirdparty_openssl INTERFACE OpenSSL::Crypto)
+endif()
+
+# The protocol between the service and systemd.
+if(NOT WIN32)
+    find_package(PkgConfig REQUIRED)
+    pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
+    add_library(thirdparty_systemd INTERFACE)
+    target_link_libraries(thirdparty_systemd INTERFACE PkgConfig::systemd)
 endif()
 
 if(PANELKIT_TESTS)
