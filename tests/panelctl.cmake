@@ -6,10 +6,10 @@ panelkit_test(test_panelctl_language LINK panelctl_parts SOURCES
     panelctl/language_test.cpp)
 add_dependencies(test_panelctl_language catalogues)
 panelkit_test(test_panelctl LINK thirdparty_json SOURCES
-    panelctl/net_test.cpp
     panelctl/completion_test.cpp
     panelctl/doctor_test.cpp
-    panelctl/scripted_test.cpp)
+    panelctl/scripted_test.cpp
+    panelctl/transcript_test.cpp)
 add_dependencies(test_panelctl panelctl)
 panelkit_test(test_panelctl_config LINK thirdparty_json SOURCES
     panelctl/config_test.cpp)
@@ -23,7 +23,6 @@ endif()
 # panelctl cert, crl, psk
 panelkit_test(test_panelctl_certs LINK panelctl_parts SOURCES
     panelctl/cert_list_test.cpp
-    panelctl/cert_outcomes_test.cpp
     panelctl/cert_transfer_test.cpp
     panelctl/crl_psk_request_test.cpp
     panelctl/key_test.cpp
@@ -41,6 +40,7 @@ panelkit_test(test_panelctl_policy LINK thirdparty_json SOURCES
 add_dependencies(test_panelctl_policy panelctl)
 if(NOT WIN32)
     panelkit_test(test_panelctl_real LABELS release LINK thirdparty_json SOURCES
+        panelctl/answers_real_test.cpp
         panelctl/cert_real_test.cpp
         panelctl/completion_bash_test.cpp
         panelctl/real_service_test.cpp
@@ -57,21 +57,10 @@ if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
 endif()
 
 panelkit_test(test_panelctl_watch LINK thirdparty_json SOURCES
-    panelctl/watch_live_test.cpp
     panelctl/watch_test.cpp)
-target_compile_definitions(test_panelctl_watch PRIVATE
-    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_panelctl_watch panelctl panelkitd panelkit_test_token)
+add_dependencies(test_panelctl_watch panelctl catalogues)
 if(NOT WIN32)
     target_sources(test_panelctl_watch PRIVATE panelctl/watch_posix_test.cpp)
-endif()
-
-if(NOT WIN32)
-    panelkit_test(test_panelctl_dots SOURCES
-        support/pseudo_terminal_posix.cpp
-        panelctl/dots_posix_test.cpp)
-    target_link_libraries(test_panelctl_dots PRIVATE util) # openpty
-    add_dependencies(test_panelctl_dots panelctl)
 endif()
 
 # The forms of --json; python3-jsonschema judges.

@@ -19,31 +19,33 @@ if(NOT WIN32)
 endif()
 
 # Certificates, with what OpenSSL makes for them.
+add_library(certificate_maker STATIC support/certificate_maker.cpp)
+target_link_libraries(certificate_maker PUBLIC panelkit_options thirdparty_openssl)
+panelkit_test(test_service_certs LINK certificate_maker SOURCES
+    service/certs_files_test.cpp
+    service/certs_requests_test.cpp
+    service/certs_test.cpp
+    service/command_fields_test.cpp)
+add_dependencies(test_service_certs panelkitd panelkit_test_token)
 if(NOT WIN32)
-    add_library(certificate_maker STATIC support/certificate_maker.cpp)
-    target_link_libraries(certificate_maker PUBLIC panelkit_options thirdparty_openssl)
-    panelkit_test(test_service_certs LINK certificate_maker SOURCES
-        service/certs_files_test.cpp
-        service/certs_requests_test.cpp
-        service/certs_test.cpp
-        service/command_fields_test.cpp
-        service/remarks_test.cpp)
-    add_dependencies(test_service_certs panelkitd catalogues)
+    target_sources(test_service_certs PRIVATE service/remarks_test.cpp)
+    add_dependencies(test_service_certs catalogues)
 
     # These look into the service's parts.
     panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
-        service/certs_token_states_test.cpp)
+        service/certs_token_states_test.cpp
+        service/hosted_module_test.cpp)
     target_compile_definitions(test_service_certs_tokens PRIVATE
         PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
     add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
 endif()
 
+# Rules of the service's parts, at their boundaries.
+panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
+    service/certs_rules_test.cpp
+    service/config_rules_test.cpp)
 if(NOT WIN32)
-    # Rules of the service's parts, at their boundaries.
-    panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
-        service/certs_rules_test.cpp
-        service/config_rules_test.cpp
-        service/trust_rules_posix_test.cpp)
+    target_sources(test_service_rules PRIVATE service/trust_rules_posix_test.cpp)
     panelkit_test(test_service_rights SOURCES
         service/rights_posix_test.cpp)
     add_dependencies(test_service_rights panelkitd)
@@ -64,13 +66,9 @@ if(NOT WIN32)
 endif()
 
 # The module for additions.
-panelkit_test(test_service_monitor SOURCES
+panelkit_test(test_service_monitor LINK certificate_maker SOURCES
+    service/monitor_keys_test.cpp
     service/monitor_states_test.cpp)
-if(NOT WIN32)
-    target_sources(test_service_monitor PRIVATE
-        service/monitor_keys_test.cpp)
-    target_link_libraries(test_service_monitor PRIVATE certificate_maker)
-endif()
 target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
 add_dependencies(test_service_monitor panelkitd panelkit_test_token)
 
@@ -161,4 +159,12 @@ if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
         support/heard_notices.cpp
         service/notifications_posix_test.cpp)
     add_dependencies(test_service_notifications_posix panelctl panelkitd)
+endif()
+
+# systemd's protocol; the test plays the service manager.
+if(NOT WIN32)
+    find_package(Python3 COMPONENTS Interpreter REQUIRED)
+    add_test(NAME socket_activation
+             COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/service/socket_activation_test.py
+                     $<TARGET_FILE_DIR:panelkitd>)
 endif()

@@ -54,164 +54,90 @@ private:
     std::minstd_rand random_{20261121};
 };
 
-// Calls of every controller.
+// What the calls fill; each call has its own.
+struct Filled {
+    std::vector<PKCS11::ProviderInfo> providers;
+    std::vector<TokenInfo> tokens;
+    std::vector<CertInfo> certificates;
+    std::vector<CRLInfo> crls;
+    std::vector<PresharedKeyInfo> presharedKeys;
+    std::vector<CertRequestKeyInfo> choices;
+    std::vector<NetInterfaceInfo> interfaces;
+    std::vector<panelkit::ProviderState> providerStates;
+    std::vector<panelkit::TokenState> tokenStates;
+    std::vector<panelkit::KeyInfo> keys;
+    std::vector<panelkit::TokenLabels> labels;
+    std::vector<panelkit::UncommittedValue> values;
+    PKCS11::ProviderInfo provider;
+    PinStateMessage why;
+    CertInfo certificate;
+    CertExtentions details;
+    LSPcmd::LSPsettings_t settings;
+    LSPinfo_t info;
+    LSPrequest_t required;
+    std::string text;
+    bool applied = false;
+};
+
+// Calls of every controller. One of certificates is made for each call, since a session that was lost is not used
+// again.
 std::vector<std::function<void()>> allCalls() {
+    using Certs = VpnCertsSilentController;
     static VpnTokensController tokens;
     static LSPController policy;
     static InterfController net;
     static panelkit::MonitorController monitor;
     static const TokenInfo token{};
-    std::vector<std::function<void()>> calls = {
-        [] {
-            std::vector<PKCS11::ProviderInfo> all;
-            tokens.EnumProviders(all);
-        },
-        [] {
-            std::vector<TokenInfo> all;
-            tokens.EnumProviderTokens(nullptr, all);
-        },
-        [] {
-            PinStateMessage why;
-            tokens.TokenLogin(token, "1234", false, &why);
-        },
+    // clang-format off
+    return {
+        [](Filled f = {}) { tokens.EnumProviders(f.providers); },
+        [](Filled f = {}) { tokens.EnumProviderTokens(nullptr, f.tokens); },
+        [](Filled f = {}) { tokens.TokenLogin(token, "1234", false, &f.why); },
         [] { tokens.TokenLogout(token); },
         [] { tokens.TokenInitialize(token, "a", "b", "c", false); },
         [] { tokens.TokenChangePassword(token, "1234", "5678", false, false); },
-        [] {
-            PKCS11::ProviderInfo info;
-            tokens.ProviderLoad(info);
-        },
+        [](Filled f = {}) { tokens.ProviderLoad(f.provider); },
         [] { tokens.ProviderUnload({}); },
         [] { tokens.ProviderLevelUp({}); },
         [] { tokens.ReloadAll(); },
         [] { tokens.InitTokenRNG(token, "seed"); },
-        [] {
-            std::string text;
-            policy.cmdActivateCurrent(text, "p");
-        },
+        [](Filled f = {}) { policy.cmdActivateCurrent(f.text, "p"); },
         [] { policy.cmdActivateDDP("p"); },
-        [] {
-            std::string text;
-            policy.cmdViewCurrent(text);
-        },
-        [] {
-            LSPinfo_t info;
-            LSPrequest_t wanted;
-            policy.cmdGetPolicyInfo(info, wanted, nullptr, nullptr, true);
-        },
-        [] {
-            LSPcmd::LSPsettings_t settings;
-            policy.cmdGetSettings(&settings);
-        },
-        [] {
-            bool applied = false;
-            policy.cmdSetSettings({}, applied);
-        },
-        [] {
-            bool applied = false;
-            policy.cmdSetUserSettings("u", {}, applied);
-        },
-        [] {
-            std::string user;
-            policy.cmdIsOtherUserLoggedIn("u", user);
-        },
-        [] {
-            std::vector<NetInterfaceInfo> all;
-            net.getInterfaces(all);
-        },
-        [] {
-            std::vector<panelkit::ProviderState> p;
-            std::vector<panelkit::TokenState> t;
-            monitor.GetStates(p, t);
-        },
-        [] {
-            std::vector<panelkit::KeyInfo> k;
-            std::vector<TokenInfo> t;
-            monitor.EnumKeys(nullptr, k, t);
-        },
-        [] {
-            std::string pem;
-            monitor.GetPublicKey(token, {}, pem);
-        },
+        [](Filled f = {}) { policy.cmdViewCurrent(f.text); },
+        [](Filled f = {}) { policy.cmdGetPolicyInfo(f.info, f.required, nullptr, nullptr, true); },
+        [](Filled f = {}) { policy.cmdGetSettings(&f.settings); },
+        [](Filled f = {}) { policy.cmdSetSettings({}, f.applied); },
+        [](Filled f = {}) { policy.cmdSetUserSettings("u", {}, f.applied); },
+        [](Filled f = {}) { policy.cmdIsOtherUserLoggedIn("u", f.text); },
+        [](Filled f = {}) { net.getInterfaces(f.interfaces); },
+        [](Filled f = {}) { monitor.GetStates(f.providerStates, f.tokenStates); },
+        [](Filled f = {}) { monitor.EnumKeys(nullptr, f.keys, f.tokens); },
+        [](Filled f = {}) { monitor.GetPublicKey(token, {}, f.text); },
         [] { monitor.DeleteKey(token, {}); },
         [] { monitor.DeleteCertificateWithKey(token, {}); },
-        [] {
-            std::vector<panelkit::TokenLabels> all;
-            monitor.EnumCertLabels(nullptr, all);
-        },
-        [] {
-            std::vector<panelkit::UncommittedValue> all;
-            monitor.GetUncommitted(all);
-        },
-        [] {
-            std::vector<panelkit::UncommittedValue> all;
-            monitor.RevertSettings({"a"}, all);
-        },
+        [](Filled f = {}) { monitor.EnumCertLabels(nullptr, f.labels); },
+        [](Filled f = {}) { monitor.GetUncommitted(f.values); },
+        [](Filled f = {}) { monitor.RevertSettings({"a"}, f.values); },
         [] { LPARAMS::Client::IKE().load(); },
         [] { LPARAMS::Client::POLICY().load(); },
         [] { LPARAMS::Client::LOG().load(); },
         [] { LPARAMS::Client::ADMIN().save(); },
         [] { LPARAMS::Client::writeToDisk(); },
+        [](Certs c = {}, Filled f = {}) { c.EnumCertificates(0, f.certificates, f.tokens); },
+        [](Certs c = {}, Filled f = {}) { c.EnumCRLs(f.crls, f.tokens); },
+        [](Certs c = {}, Filled f = {}) { c.EnumPresharedKeys(f.presharedKeys, f.tokens); },
+        [](Certs c = {}, Filled f = {}) { c.GetTokensList(f.tokens); },
+        [](Certs c = {}) { c.ReloadAll(false); },
+        [](Certs c = {}) { c.ImportCertificate(token, 0, CertImportMode(), false, ""); },
+        [](Certs c = {}) { c.ImportCRL(token, 0); },
+        [](Certs c = {}, Filled f = {}) { c.ExportCertificate(token, {}, CertExportFormat(), "", false, false, f.text); },
+        [](Certs c = {}, Filled f = {}) { c.GetCertDetails(token, f.certificate, f.details, f.text); },
+        [](Certs c = {}, Filled f = {}) { c.GetCertChain(token, {}, f.tokens, f.certificates); },
+        [](Certs c = {}, Filled f = {}) { c.VerifyCert(token, {}, 0, &f.text); },
+        [](Certs c = {}, Filled f = {}) { c.GetCertRequestKeyInfo(token, f.choices); },
+        [](Certs c = {}, Filled f = {}) { c.MakeCertRequest(token, {}, f.text); },
     };
-    using Certs = VpnCertsSilentController;
-    const std::vector<std::function<void(Certs&)>> ofCertificates = {
-        [](Certs& c) {
-            std::vector<CertInfo> all;
-            std::vector<TokenInfo> t;
-            c.EnumCertificates(0, all, t);
-        },
-        [](Certs& c) {
-            std::vector<CRLInfo> all;
-            std::vector<TokenInfo> t;
-            c.EnumCRLs(all, t);
-        },
-        [](Certs& c) {
-            std::vector<PresharedKeyInfo> all;
-            std::vector<TokenInfo> t;
-            c.EnumPresharedKeys(all, t);
-        },
-        [](Certs& c) {
-            std::vector<TokenInfo> t;
-            c.GetTokensList(t);
-        },
-        [](Certs& c) { c.ReloadAll(false); },
-        [](Certs& c) { c.ImportCertificate(token, 0, CertImportMode(), false, ""); },
-        [](Certs& c) { c.ImportCRL(token, 0); },
-        [](Certs& c) {
-            std::string out;
-            c.ExportCertificate(token, {}, CertExportFormat(), "", false, false, out);
-        },
-        [](Certs& c) {
-            CertInfo info;
-            CertExtentions more;
-            std::string text;
-            c.GetCertDetails(token, info, more, text);
-        },
-        [](Certs& c) {
-            std::vector<TokenInfo> t;
-            std::vector<CertInfo> all;
-            c.GetCertChain(token, {}, t, all);
-        },
-        [](Certs& c) {
-            std::string text;
-            c.VerifyCert(token, {}, 0, &text);
-        },
-        [](Certs& c) {
-            std::vector<CertRequestKeyInfo> all;
-            c.GetCertRequestKeyInfo(token, all);
-        },
-        [](Certs& c) {
-            std::string out;
-            c.MakeCertRequest(token, {}, out);
-        },
-    };
-    for (const auto& call : ofCertificates) {
-        calls.push_back([call] {
-            Certs controller;
-            call(controller);
-        }); // a session that was lost is not used again
-    }
-    return calls;
+    // clang-format on
 }
 
 TEST(HostileReplies, AreReadOrRefused) {

@@ -3,32 +3,24 @@
 // A scripted service with two tokens and a few certificates, for panelctl's certificate verbs.
 #pragma once
 
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/monitor/monitor_records.h>
-#include <testing/scripted_service.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
-
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
 
 #include <chrono>
 #include <fstream>
 #include <iterator>
 
-class CertVerbs : public testing::Test {
+class CertVerbs : public PanelctlTest {
 protected:
-    using Reaction = panelkit::testing::Reaction;
     using TokenInfo = PKCS11::TokenInfo;
     static constexpr std::uint64_t day = 86400;
 
     CertVerbs() {
-        using panelkit::Command;
         service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{office, home});
         listCertificates({{office, gate}, {office, authority}, {home, old}});
         service.answer<Command::EnumCertLabels>(std::vector<panelkit::TokenLabels>{
@@ -47,27 +39,6 @@ protected:
     }
     void listCertificates(const std::vector<std::pair<TokenInfo, CertInfo>>& listed) {
         service.on(panelkit::Command::EnumCertificates, Reaction::reply(pairs(listed)));
-    }
-
-    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input);
-    }
-    void expectError(const platform::ChildResult& result, int status, const std::string& text) {
-        EXPECT_EQ(result.status, status) << result.error;
-        EXPECT_THAT(result.error, testing::HasSubstr(text));
-        EXPECT_EQ(result.output, "");
-    }
-
-    // The payload of the last request for a command; "" when there was none.
-    std::string sent(panelkit::Command command) {
-        std::string payload;
-        for (const auto& request : service.requests()) {
-            if (request.command == panelkit::commandRow(command).code &&
-                request.module == panelkit::commandRow(command).module) {
-                payload = request.payload;
-            }
-        }
-        return payload;
     }
 
     static std::uint64_t now() {
@@ -113,13 +84,11 @@ protected:
         made.extensions = {{"basicConstraints", "CA:FALSE"}};
         return made;
     }();
-    panelkit::testing::ScriptedService service;
 };
 
 // With a file; the test sets the content that the service reports.
 class FileVerbs : public CertVerbs {
 protected:
-    using Command = panelkit::Command;
     using CertImport = vocabulary::CertImport;
     static constexpr std::uint32_t bit(CertImport mode) { return 1U << static_cast<std::uint32_t>(mode); }
 

@@ -6,7 +6,6 @@
 #include <array>
 #include <ctime>
 
-using panelkit::Command;
 using testing::HasSubstr;
 using testing::Not;
 using vocabulary::CertSelector;
@@ -36,19 +35,11 @@ TEST_F(CertVerbs, ListCertificatesInAlignedColumnsWithDaysAndKeys) {
 }
 
 TEST_F(CertVerbs, ListCertificatesAsJson) {
-    const auto list = nlohmann::json::parse(run({"cert", "list", "--json"}).output);
-    ASSERT_EQ(list.size(), 3U);
-    EXPECT_EQ(list[0]["schema"], 1);
-    EXPECT_EQ(list[0]["subject"], "CN=gate\\, west,O=Büro");
-    EXPECT_EQ(list[0]["notBefore"], "2001-09-09T01:46:40Z");
-    EXPECT_EQ(list[0]["daysLeft"], 10);
-    EXPECT_EQ(list[0]["keyType"], "RSA");
-    EXPECT_EQ(list[0]["keyUsage"], nlohmann::json({"digitalSignature", "ipsecIKE"}));
-    EXPECT_EQ(list[0]["hasPrivateKey"], true);
-    EXPECT_EQ(list[1]["authority"], true);
-    EXPECT_EQ(list[2]["state"], "expired");
-    EXPECT_EQ(list[2]["token"]["label"], "東京");
-    const auto tokens = nlohmann::json::parse(run({"token", "list", "--json"}).output);
+    const auto list = json({"cert", "list"});
+    expectHolds(list, R"([{"schema": 1, "subject": "CN=gate\\, west,O=Büro", "notBefore": "2001-09-09T01:46:40Z",
+         "daysLeft": 10, "keyType": "RSA", "keyUsage": ["digitalSignature", "ipsecIKE"], "hasPrivateKey": true},
+        {"authority": true}, {"state": "expired", "token": {"label": "東京"}}])");
+    const auto tokens = json({"token", "list"});
     for (const auto& [key, value] : list[2]["token"].items()) EXPECT_EQ(tokens[1][key], value) << key;
     listCertificates({});
     EXPECT_EQ(run({"cert", "list", "--json"}).output, "[]\n");
@@ -63,8 +54,8 @@ TEST_F(CertVerbs, ListWhatIsNoCertificateByItsFingerprint) {
     EXPECT_THAT(result.output,
                 HasSubstr("\nfingerprint 99999999AAAAAAAA                                      Office  unreadable"));
     EXPECT_EQ(run({"cert", "list", "--expiring", "30d"}).status, 0) << "it does not expire";
-    const auto json = nlohmann::json::parse(run({"cert", "list", "--json"}).output)[0];
-    for (const char* key : {"notBefore", "notAfter", "daysLeft"}) EXPECT_TRUE(json[key].is_null()) << key;
+    const auto read = json({"cert", "list"})[0];
+    for (const char* key : {"notBefore", "notAfter", "daysLeft"}) EXPECT_TRUE(read[key].is_null()) << key;
     service.on(Command::DeleteCertificate, Reaction::reply(""));
     EXPECT_EQ(run({"cert", "delete", "99999999AA", "--yes"}).status, 0);
     EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, broken));
@@ -96,7 +87,7 @@ TEST_F(CertVerbs, TellAMonitorThatCertificatesAreAboutToExpire) {
     EXPECT_THAT(soon.output, HasSubstr("gate east")) << "what has expired is missed even more";
     EXPECT_THAT(soon.output, Not(HasSubstr("4000")));
     EXPECT_THAT(soon.error, HasSubstr("2 certificates expire within 30d"));
-    EXPECT_EQ(nlohmann::json::parse(run({"cert", "list", "--expiring", "1h", "--json"}).output).size(), 1U);
+    EXPECT_EQ(json({"cert", "list", "--expiring", "1h"}).size(), 1U);
     listCertificates({{office, gate}, {office, authority}});
     EXPECT_EQ(run({"cert", "list", "--expiring", "1w"}).status, 0);
     EXPECT_EQ(run({"cert", "list", "--expiring", "2w"}).status, 61);
@@ -175,11 +166,11 @@ TEST_F(CertVerbs, ShowACertificateWithItsDetails) {
     EXPECT_THAT(shown.output, HasSubstr("DNS:gate.example\\x1B[31m\n"));
     EXPECT_THAT(shown.output, Not(HasSubstr("Policies"))) << "what it lacks is left out";
     EXPECT_EQ(run({"cert", "show", "0A1B", "--text"}).output, "line 1\nline\\x1B 2\n");
-    const auto json = nlohmann::json::parse(run({"cert", "show", "0A1B", "--json"}).output);
-    EXPECT_EQ(json["uri"],
+    const auto read = json({"cert", "show", "0A1B"});
+    EXPECT_EQ(read["uri"],
               "pkcs11:model=X;manufacturer=Acme;serial=A1;token=Office;id=%C3%A4;object=gate%20key;type=cert");
-    EXPECT_EQ(json["extensions"][0], nlohmann::json({{"name", "basicConstraints"}, {"value", "CA:FALSE"}}));
-    EXPECT_EQ(json["revokedAt"], nullptr);
+    EXPECT_EQ(read["extensions"][0], nlohmann::json({{"name", "basicConstraints"}, {"value", "CA:FALSE"}}));
+    EXPECT_EQ(read["revokedAt"], nullptr);
 }
 
 TEST_F(CertVerbs, ShowTheChainAndSayWhereItBreaksOff) {
@@ -192,7 +183,7 @@ TEST_F(CertVerbs, ShowTheChainAndSayWhereItBreaksOff) {
     EXPECT_THAT(whole.output, HasSubstr("\n  Root      01  "));
     EXPECT_EQ(whole.error, "");
     EXPECT_THAT(chain(encoded(office, gate), 1).error, HasSubstr("The chain is incomplete"));
-    EXPECT_EQ(nlohmann::json::parse(run({"cert", "chain", "0A1B", "--json"}).output)[0]["serial"], "0A1B");
+    EXPECT_EQ(json({"cert", "chain", "0A1B"})[0]["serial"], "0A1B");
 }
 
 TEST_F(CertVerbs, VerifyWithAPurposeAndSayWhyNot) {

@@ -12,7 +12,6 @@
 #include <atomic>
 #include <fstream>
 
-using panelkit::Command;
 using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
@@ -98,10 +97,18 @@ TEST_F(AtATerminal, AKeysValueIsTypedTwice) {
 
 TEST_F(AtATerminal, DotsAreDrawnForPeopleAndNotForPrograms) {
     service.on(Command::CertsReloadAll, Reaction::reply("").after(std::chrono::milliseconds(1300)));
+    service.on(Command::TokensReloadAll, Reaction::reply("").after(std::chrono::milliseconds(2500)));
     start({"cert", "reload"});
     EXPECT_EQ(exitCode(), 0);
     EXPECT_THAT(terminal.screen(), StartsWith(".\r\n"));
     EXPECT_THAT(run({"cert", "reload"}).error, Not(HasSubstr(".\n")));
+    for (const char* option : {"--lang=en", "--json"}) {
+        PseudoTerminal other;
+        other.run({builtProgram("panelctl"), "--endpoint", service.endpoint(), option, "token", "reload"}, {});
+        EXPECT_EQ(other.waitForStatus(), 0);
+        const bool drawn = other.screen().find("..\r\nAll providers have been reloaded") != std::string::npos;
+        EXPECT_EQ(drawn, std::string_view(option) != "--json") << other.screen();
+    }
 }
 
 // A hook that sleeps for a second would draw a dot for every short command.

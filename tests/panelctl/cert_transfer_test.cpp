@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <fstream>
 
-using panelkit::Command;
 using testing::HasSubstr;
 using testing::Not;
 using vocabulary::CertImport;
@@ -69,9 +68,9 @@ TEST_F(FileVerbs, ImportAllOfAFileWithoutKeysAndGoOnOverWhatIsThere) {
     EXPECT_THAT(result.error, HasSubstr("certificate \"Root\" is already on token \"Office\""));
     EXPECT_THAT(result.error, HasSubstr("also holds 1 CRL: "));
     EXPECT_EQ(result.output, "Certificate \"gate east\\x1B[2J\" is imported to token \"Office\".\n");
-    const auto json = nlohmann::json::parse(run({"cert", "import", path, "--token", "A1", "--json"}).output);
-    EXPECT_EQ(json[0]["imported"], false);
-    EXPECT_EQ(json[1]["imported"], true);
+    const auto read = json({"cert", "import", path, "--token", "A1"});
+    EXPECT_EQ(read[0]["imported"], false);
+    EXPECT_EQ(read[1]["imported"], true);
     answer(Command::ImportCertificate, vocabulary::ImportCert::alreadyThere);
     expectError(run({"cert", "import", path, "--token", "A1"}), 62,
                 "panelctl: certificate \"Root\" is already on token \"Office\"\ncertificate \"gate east\\x1B[2J\"");
@@ -90,8 +89,7 @@ TEST_F(FileVerbs, ShowWhatIsInAFileAndImportNothing) {
     const auto result = run({"cert", "import", path, "--list"});
     EXPECT_THAT(result.output, HasSubstr("\ngate, west  Root    0A1B"));
     EXPECT_THAT(result.output, HasSubstr("and a CRL of CN=Root,O=Büro\n"));
-    EXPECT_EQ(nlohmann::json::parse(run({"cert", "import", path, "--list", "--json"}).output)[1]["hasPrivateKey"],
-              true);
+    EXPECT_EQ(json({"cert", "import", path, "--list"})[1]["hasPrivateKey"], true);
     EXPECT_EQ(sent(Command::ImportCertificate), "");
 }
 
@@ -147,9 +145,9 @@ TEST_F(FileVerbs, DeleteACertificateWithItsKeyInOneCommand) {
               "Certificate \"gate, west\" and its key are deleted from token \"Office\".\n");
     EXPECT_EQ(sent(Command::DeleteCertAndKey), encoded(office, gate));
     EXPECT_EQ(sent(Command::DeleteCertificate), "");
-    const auto json = nlohmann::json::parse(run({"cert", "delete", "0A1B", "--with-key", "--yes", "--json"}).output);
-    EXPECT_EQ(json["deleted"]["serial"], "0A1B");
-    EXPECT_EQ(json["withKey"], true);
+    const auto read = json({"cert", "delete", "0A1B", "--with-key", "--yes"});
+    EXPECT_EQ(read["deleted"]["serial"], "0A1B");
+    EXPECT_EQ(read["withKey"], true);
     service.on(Command::DeleteCertAndKey,
                Reaction::refuse("shared", static_cast<std::uint32_t>(vocabulary::Refused::keyShared)));
     expectError(run({"cert", "delete", "0A1B", "--with-key", "--yes"}), 40, "shared");

@@ -1,27 +1,20 @@
 // SPDX-License-Identifier: MIT
 //
 // The script for bash, in a bash: words as bash splits them, quotes, and names with blanks.
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 
 #include <panelkit/tokens/token_records.h>
-#include <testing/scripted_service.h>
 #include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
 
 namespace {
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using PKCS11::TokenInfo;
 
-class Bash : public testing::Test {
+class Bash : public PanelctlTest {
 protected:
     Bash() {
-        service.on(Command::EnumProviderTokens,
-                   Reaction::reply(encoded(std::vector<TokenInfo>{
-                       {1, "Office North", "A1", "", "card", vocabulary::tokenFlag::initialized}})));
+        service.answer<Command::EnumProviderTokens>(
+            std::vector<TokenInfo>{{1, "Office North", "A1", "", "card", vocabulary::tokenFlag::initialized}});
     }
 
     // The text that bash would put in place of the last word.
@@ -37,8 +30,6 @@ protected:
         EXPECT_EQ(result.error, "");
         return result.output;
     }
-
-    panelkit::testing::ScriptedService service;
 };
 
 TEST_F(Bash, CompletesACommandLine) {

@@ -1,21 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
 // The completions that panelctl offers to a shell, word by word. Runs under Wine too.
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>
-#include <testing/scripted_service.h>
 #include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
 
 #include <sstream>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-using panelkit::testing::ScriptedService;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using testing::Contains;
@@ -27,16 +20,15 @@ using testing::UnorderedElementsAre;
 
 namespace {
 
-class ACommandLineBeingTyped : public testing::Test {
+class ACommandLineBeingTyped : public PanelctlTest {
 protected:
     ACommandLineBeingTyped() {
         const std::uint32_t ready = vocabulary::tokenFlag::initialized;
-        service.on(Command::EnumProviderTokens,
-                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office North", "A1", "", "card", ready},
-                                                                  {2, "Офис", "B2", "", "card", ready},
-                                                                  {3, "bad\nlabel", "C3", "", "card", ready}})));
-        service.on(Command::EnumProviders, Reaction::reply(encoded(std::vector<ProviderInfo>{
-                                               {"card", "/c.so", "", "", "", "", 3, true, true, false, ""}})));
+        service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{{1, "Office North", "A1", "", "card", ready},
+                                                                           {2, "Офис", "B2", "", "card", ready},
+                                                                           {3, "bad\nlabel", "C3", "", "card", ready}});
+        service.answer<Command::EnumProviders>(
+            std::vector<ProviderInfo>{{"card", "/c.so", "", "", "", "", 3, true, true, false, ""}});
     }
 
     // The words that are offered, without their descriptions.
@@ -57,8 +49,6 @@ protected:
         for (std::string line; std::getline(lines, line);) words.push_back(line.substr(0, line.find('\t')));
         return words;
     }
-
-    ScriptedService service;
 };
 
 TEST_F(ACommandLineBeingTyped, IsContinuedWithGroupsVerbsAndOptions) {

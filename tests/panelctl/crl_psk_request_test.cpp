@@ -3,7 +3,6 @@
 // panelctl crl, psk and cert request against the scripted service. Runs under Wine too.
 #include "cert_fixture.h"
 
-using panelkit::Command;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -18,9 +17,9 @@ TEST_F(FileVerbs, ListImportAndDeleteCrls) {
     service.on(Command::EnumCRLs, Reaction::reply(pairs<CRLInfo>({{office, crl}, {home, current}})));
     EXPECT_THAT(run({"crl", "list"}).output, HasSubstr("Root    7           2023-11-14  2023-11-21  "));
     EXPECT_THAT(run({"crl", "list", "--token", "B2"}).output, HasSubstr("Root    7           2023-11-14  never"));
-    const auto json = nlohmann::json::parse(run({"crl", "list", "--outdated", "--json"}).output);
-    ASSERT_EQ(json.size(), 1U);
-    EXPECT_EQ(json[0]["revoked"], 3);
+    const auto read = json({"crl", "list", "--outdated"});
+    ASSERT_EQ(read.size(), 1U);
+    EXPECT_EQ(read[0]["revoked"], 3);
 
     fileHolds({}, {crl});
     answer(Command::ImportCRL, vocabulary::ImportCrl::imported);
@@ -123,8 +122,8 @@ TEST_F(RequestVerb, TakesWhatIsAskedForIfTheTokenOffersIt) {
 TEST_F(RequestVerb, ListsTheKeysOnOffer) {
     const auto result = run({"cert", "request", "--list-keys", "--token", "A1"});
     EXPECT_THAT(result.output, HasSubstr("rsa:4096  sha256, sha512\n"));
-    const auto json = nlohmann::json::parse(run({"cert", "request", "--list-keys", "--token", "A1", "--json"}).output);
-    EXPECT_EQ(json[1], nlohmann::json({{"schema", 1}, {"type", "ec"}, {"bits", {256, 384}}, {"digests", {"sha384"}}}));
+    const auto read = json({"cert", "request", "--list-keys", "--token", "A1"});
+    EXPECT_EQ(read[1], nlohmann::json({{"schema", 1}, {"type", "ec"}, {"bits", {256, 384}}, {"digests", {"sha384"}}}));
     EXPECT_EQ(sent(Command::MakeCertRequest), "");
     service.on(Command::MakeCertRequest,
                Reaction::reply(encoded(vocabulary::MakeRequest::subjectUnfit, std::string("C is two letters"))));

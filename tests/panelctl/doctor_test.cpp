@@ -1,25 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl doctor against services with and without problems. Runs under Wine too.
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>
-#include <testing/scripted_service.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
-
 #include <ctime>
 
-using panelkit::Command;
-using panelkit::testing::Greeting;
-using panelkit::testing::Reaction;
-using panelkit::testing::ScriptedService;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using testing::HasSubstr;
@@ -28,7 +18,7 @@ namespace flag = vocabulary::tokenFlag;
 namespace {
 
 // A service without problems.
-class TheDoctor : public testing::Test {
+class TheDoctor : public PanelctlTest {
 protected:
     TheDoctor() {
         hasProviders({{"card", "/c.so", "", "", "", "", 1, true, true, false, ""}});
@@ -37,8 +27,7 @@ protected:
     }
     void hasProviders(const std::vector<ProviderInfo>& providers) { service.answer<Command::EnumProviders>(providers); }
     void hasTokens(std::uint32_t flags) {
-        service.on(Command::EnumProviderTokens,
-                   Reaction::reply(encoded(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}})));
+        service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}});
     }
     void hasCertificate(int daysLeft) {
         CertInfo certificate;
@@ -49,21 +38,18 @@ protected:
 
     // The finding of one check.
     nlohmann::json finding(const std::string& check) {
-        for (const auto& one : nlohmann::json::parse(doctor().output)) {
+        for (const auto& one : json({"doctor"})) {
             if (one["check"] == check) return one;
         }
         return {};
     }
-    platform::ChildResult doctor() { return panelctl(service.endpoint(), {"doctor", "--json"}); }
     void expectSick(const std::string& check, const std::string& state, const std::string& found, int status) {
         const nlohmann::json one = finding(check);
         EXPECT_EQ(one["state"], state) << one;
         EXPECT_THAT(one["found"].get<std::string>(), HasSubstr(found));
         EXPECT_NE(one["remedy"], "") << check;
-        EXPECT_EQ(doctor().status, status);
+        EXPECT_EQ(run({"doctor", "--json"}).status, status);
     }
-
-    ScriptedService service;
 };
 
 TEST_F(TheDoctor, FindsNothingWrongWhereNothingIs) {

@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// The library's exports and how a front end uses them: exported_operations.txt against the symbols of the library and
-// of panelctl. An operation is a function with all its overloads; constructors, destructors, operators and functions
-// that are only used within a class are left out.
-#include "../support/panelctl.h"
+// Every operation that the library exports is called by panelctl, or exported_operations.txt says why not. An operation
+// is a function with all its overloads; constructors, destructors, operators and functions that are only used within a
+// class are left out.
 #include "../support/places.h"
+#include "../support/running_service.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,7 +20,7 @@
 namespace {
 
 const std::filesystem::path sources = sourceFile("");
-const std::filesystem::path tableFile = sources / "tests/panelctl/exported_operations.txt";
+const std::filesystem::path listFile = sources / "tests/panelctl/exported_operations.txt";
 
 // "panelkit::printParam[abi:cxx11](LPARAMS::Client::Param const&)" without what follows its name.
 std::string nameOf(const std::string& symbol) { return symbol.substr(0, symbol.find_first_of("([")); }
@@ -53,68 +54,40 @@ std::set<std::string> symbols(const std::string& program, const std::string& whi
     return names;
 }
 
-// From an operation to the way in which it is used.
-std::map<std::string, std::string> table() {
-    std::map<std::string, std::string> rows;
-    std::ifstream file(tableFile);
+// From an operation that panelctl does not call to the reason.
+std::map<std::string, std::string> reasons() {
+    std::map<std::string, std::string> found;
+    std::ifstream file(listFile);
+    std::string reason;
     for (std::string line; std::getline(file, line);) {
         if (line.empty() || line.front() == '#') continue;
-        const std::size_t end = line.find(' ');
-        const std::size_t how = line.find_first_not_of(' ', end);
-        if (how == std::string::npos) {
-            ADD_FAILURE() << line << ": it does not say how";
+        if (line.back() == ':') {
+            reason = line;
             continue;
         }
-        EXPECT_TRUE(rows.emplace(line.substr(0, end), line.substr(how)).second) << line << ": twice";
+        std::istringstream names(line);
+        for (std::string name; names >> name;) EXPECT_TRUE(found.emplace(name, reason).second) << name << ": twice";
     }
-    return rows;
+    return found;
 }
 
-bool takes(const std::string& how, const std::string& kind, std::string& rest) {
-    if (!how.starts_with(kind)) return false;
-    rest = how.substr(kind.size());
-    return true;
-}
-
-bool panelctlKnows(const std::string& words) {
-    std::istringstream parts(words);
-    std::vector<std::string> arguments{std::istream_iterator<std::string>(parts), {}};
-    arguments.emplace_back("--help");
-    if (arguments.front().starts_with("--")) { // a global option
-        return panelctl("x", {"--help"}).output.find(arguments.front() + ' ') != std::string::npos;
+TEST(EveryExportedOperation, IsCalledByPanelctlOrNotForAReason) {
+    const auto notCalled = reasons();
+    const auto exported = symbols("libpanelkit.so.0", "--defined-only", 'T');
+    const auto called = symbols("panelctl", "--undefined-only", 'U');
+    for (const std::string& name : exported) {
+        if (!isOperation(name)) continue;
+        EXPECT_NE(called.contains(name), notCalled.contains(name))
+            << name << (called.contains(name) ? " is called by panelctl after all" : " has no reason") << ": "
+            << listFile;
     }
-    return panelctl("x", arguments).status == 0;
-}
-
-TEST(TheLibrary, ExportsNothingThatTheTableDoesNotTell) {
-    const auto rows = table();
-    const auto defined = symbols("libpanelkit.so.0", "--defined-only", 'T');
-    for (const std::string& name : defined) {
-        EXPECT_TRUE(!isOperation(name) || rows.contains(name)) << name << " has no row in " << tableFile;
-    }
-    for (const auto& [name, how] : rows) EXPECT_TRUE(defined.contains(name)) << name << " is not exported (any more)";
-}
-
-TEST(EveryOperation, IsReachedAsTheTableSays) {
-    const auto rows = table();
-    const auto needed = symbols("panelctl", "--undefined-only", 'U');
-    std::map<std::string, bool> known; // the command words of panelctl that were tested
-    for (const auto& [name, how] : rows) {
-        std::string rest;
-        if (takes(how, "panelctl ", rest)) {
-            EXPECT_TRUE(needed.contains(name)) << name << " is not called by panelctl";
-            if (!known.contains(rest)) known[rest] = panelctlKnows(rest);
-            EXPECT_TRUE(known[rest]) << name << ": there is no \"panelctl " << rest << '"';
-        } else if (takes(how, "by ", rest)) {
-            EXPECT_TRUE(rows.contains(rest)) << name << ": there is no operation " << rest;
-        } else if (takes(how, "example ", rest)) {
-            std::ifstream file(sources / rest);
-            const std::string text{std::istreambuf_iterator<char>(file), {}};
-            EXPECT_NE(text.find(lastOf(name)), std::string::npos) << rest << " does not call " << name;
-        } else {
-            EXPECT_TRUE(takes(how, "none: ", rest)) << name << ": " << how;
-            EXPECT_FALSE(needed.contains(name)) << name << " is called by panelctl after all";
-        }
+    for (const auto& [name, reason] : notCalled) {
+        EXPECT_TRUE(exported.contains(name)) << name << " is not exported (any more)";
+        const std::string by = "called by ";
+        if (!reason.starts_with(by)) continue;
+        std::ifstream file(sources / reason.substr(by.size(), reason.size() - by.size() - 1));
+        const std::string text{std::istreambuf_iterator<char>(file), {}};
+        EXPECT_NE(text.find(lastOf(name)), std::string::npos) << name << " is not " << reason;
     }
 }
 

@@ -123,7 +123,11 @@ TEST_F(HiddenCharacters, AreEscapedInJsonAndMeanTheSame) {
     }
 }
 
-TEST_F(HiddenCharacters, AreEscapedInQuestionsAndErrors) {
+TEST_F(HiddenCharacters, AreEscapedInQuestionsAnswersAndErrors) {
+    service.on(Command::DeletePresharedKey, Reaction::reply(""));
+    const auto deleted = run({"psk", "delete", nasty, "--yes"});
+    EXPECT_EQ(deleted.status, 0) << deleted.error;
+    expectHarmless(deleted.output);
     expectHarmless(run({"cert", "show", "no" + nasty}).error);
     service.on(Command::GetPolicyInfo, Reaction::refuse("refused" + nasty));
     expectHarmless(run({"policy", "show"}).error);

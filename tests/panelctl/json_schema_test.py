@@ -5,6 +5,7 @@
 """
 import json
 import os
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -13,6 +14,7 @@ import time
 import jsonschema
 
 PROGRAMS, SCHEMA = sys.argv[1], sys.argv[2]
+MODULE = "/usr/lib/softhsm/libsofthsm2.so"
 
 # The verb, its arguments, standard input, and its exit code. Each row uses what the rows before it have made.
 ROWS = [
@@ -27,18 +29,24 @@ ROWS = [
     ("key generate", ["gate", "--key", "ec:256"], "", 0),
     ("key list", [], "", 0),
     ("key show", ["gate"], "", 0),
-    ("psk create", ["site", "--value-stdin"], "secret\n", 0),
+    ("psk create", ["site", "--value-stdin"], "psk-value-1\n", 0),
     ("psk list", [], "", 0),
     ("psk delete", ["site", "--yes"], "", 0),
     ("cert request", ["--cn", "gate", "--existing-key", "gate", "--output", "{folder}/gate.csr"], "", 0),
     ("cert import", ["{folder}/one.pem", "--key-file", "{folder}/one.key"], "", 0),
     ("cert list", [], "", 0),
+    ("cert list", ["--with-key"], "", 0),
+    ("cert list", ["--expiring", "2y"], "", 61),
+    ("cert list", ["--expired"], "", 0),
     ("cert show", ["one"], "", 0),
     ("cert chain", ["one"], "", 0),
     ("cert verify", ["one"], "", 0),
     ("cert export", ["one", "--output", "{folder}/again.pem"], "", 0),
     ("cert reload", [], "", 0),
+    ("cert import", ["{folder}/ca.pem"], "", 0),
+    ("crl import", ["{folder}/ca.crl"], "", 0),
     ("crl list", [], "", 0),
+    ("crl delete", ["ca", "--yes"], "", 0),
     ("config get", ["IKE.DPD_IDLE_TIME"], "", 0),
     ("config list", ["IKE"], "", 0),
     ("config diff", [], "", 0),
@@ -47,6 +55,14 @@ ROWS = [
     ("config revert", ["--all"], "", 0),
     ("config commit", [], "", 0),
     ("policy status", [], "", 0),
+    ("policy check", ["{folder}/policy.conf"], "", 0),
+    ("policy source set", ["--source", "SOURCE_FILE", "--file", "{folder}/policy.conf"], "", 0),
+    ("policy activate", ["system"], "", 0),
+    ("policy view", [], "", 0),
+    ("policy activate", ["driver"], "", 0),
+    ("config export", ["LOG"], "", 0),
+    ("config plan", ["{folder}/plan.json"], "", 0),
+    ("config apply", ["{folder}/plan.json"], "", 0),
     ("config describe", ["IKE.DPD_IDLE_TIME"], "", 0),
     ("config reset", ["IKE.DPD_IDLE_TIME"], "", 0),
     ("policy show", [], "", 0),
@@ -64,6 +80,9 @@ ROWS = [
     ("note", ["psk", "list"], "", 0),
     ("token change-pin", ["Office", "--pin-stdin", "--new-pin-stdin"], "user-1\nuser-2\n", 0),
     ("token reload", [], "", 0),
+    ("transcript", ["{folder}/transcript"], "", 0),
+    ("provider load", ["{folder}/second.so", "--name", "second"], "", 0),
+    ("provider unload", ["second"], "", 0),
 ]
 
 
@@ -88,10 +107,58 @@ def output_of(row, folder):
     words = [] if on_error_stream else verb.split()
     command = [f"{PROGRAMS}/panelctl", "--endpoint", f"{folder}/s", "--json", *words,
                *(argument.format(folder=folder) for argument in arguments)]
-    done = subprocess.run(command, input=typed, capture_output=True, text=True, timeout=120, check=False)
+    done = subprocess.run(command, input=typed, capture_output=True, text=True, timeout=120, check=False,
+                          env={**os.environ, "PANELKIT_TRANSCRIPT": f"{folder}/transcript"})
     if status is not None and done.returncode != status:
         raise ValueError(f"exit code {done.returncode}: {done.stderr}")
     return json.loads(done.stderr if on_error_stream else done.stdout)
+
+
+def secrets_in_transcript(folder):
+    """What was typed, and the lines of the private key that was imported, as far as the transcript of all rows has it."""
+    with open(f"{folder}/transcript", encoding="utf-8") as stream:
+        transcript = stream.read()
+    with open(f"{folder}/one.key", encoding="utf-8") as stream:
+        secrets = stream.read().splitlines()
+    secrets += [line for row in ROWS for line in row[2].splitlines()]
+    for command in ("TokenLogin", "TokenInitialize", "TokenChangePassword", "InitTokenRNG", "CreatePresharedKey",
+                    "ParseCertFile", "WriteGroup", "ReadGroup"):
+        if f'"command":"{command}"' not in transcript:
+            yield f"transcript: no {command}"
+    for secret in secrets:
+        if secret in transcript:
+            yield f"transcript: holds {secret}"
+
+
+def make_files(folder):
+    """A certificate with its key, an authority with a CRL, a policy, a configuration and a second PKCS#11 module."""
+    def openssl(*words):
+        subprocess.run(["openssl", *words], check=True, capture_output=True, cwd=folder)
+
+    for name in ("one", "ca"):
+        openssl("req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", f"{name}.key", "-out", f"{name}.pem", "-days", "99",
+                "-subj", f"/CN={name}")
+    texts = {
+        "ca.conf": "[ca]\ndefault_ca=a\n[a]\ndatabase=index\ndefault_md=sha256\ndefault_crl_days=9\n",
+        "index": "",
+        "policy.conf": "title = Office\nversion = 1\n[a]\naction = drop\n[b]\naction = pass\n",
+        "plan.json": '{"IKE": {"DPD_IDLE_TIME": 78}}',
+    }
+    for name, text in texts.items():
+        with open(os.path.join(folder, name), "w", encoding="utf-8") as stream:
+            stream.write(text)
+    openssl("ca", "-gencrl", "-config", "ca.conf", "-cert", "ca.pem", "-keyfile", "ca.key", "-out", "ca.crl")
+    shutil.copy(MODULE, os.path.join(folder, "second.so"))
+
+
+def watched(folder):
+    """The lines of "watch" while a policy is activated."""
+    panelctl = [f"{PROGRAMS}/panelctl", "--endpoint", f"{folder}/s", "--json"]
+    with subprocess.Popen([*panelctl, "watch", "--count", "1", "--for", "60"], stdout=subprocess.PIPE, text=True) as watch:
+        while watch.poll() is None:
+            subprocess.run([*panelctl, "policy", "activate", "driver"], capture_output=True, check=True)
+            time.sleep(0.2)
+        return [json.loads(line) for line in watch.stdout]
 
 
 def main():
@@ -101,8 +168,7 @@ def main():
     validator = jsonschema.Draft202012Validator(schema)
     problems = []
     with tempfile.TemporaryDirectory() as folder:
-        subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", f"{folder}/one.key", "-out",
-                        f"{folder}/one.pem", "-days", "99", "-subj", "/CN=one"], check=True, capture_output=True)
+        make_files(folder)
         service = started(folder)
         try:
             for row in ROWS:
@@ -111,10 +177,13 @@ def main():
                         problems.append(f"{row[0]}: {error.json_path}: {error.message[:200]}")
                 except ValueError as error:
                     problems.append(f"{row[0]} {row[1]}: {error}")
+            problems += secrets_in_transcript(folder)
+            for line in watched(folder):
+                problems += [f"watch: {error.message[:200]}" for error in validator.iter_errors({"watch": line})]
         finally:
             service.terminate()
             service.wait()
-    problems += [f"{verb}: has a schema, but no row" for verb in schema["properties"] if verb not in {row[0] for row in ROWS}]
+    problems += [f"{verb}: has a schema, but no row" for verb in schema["properties"] if verb not in {row[0] for row in ROWS} | {"watch"}]
     if problems:
         sys.exit("\n".join(problems))
 

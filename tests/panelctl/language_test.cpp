@@ -3,6 +3,7 @@
 // panelctl's texts in another language: the Russian catalogue as it was built, and the choice of a language.
 #include <panelctl/base/language.h>
 #include <panelctl/base/say.h>
+#include <panelkit/cli/console_setup.h>
 
 #include "../support/fake_console.h"
 #include "../support/places.h"
@@ -11,6 +12,13 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
+
+// The setup is made once per process; a test repeats it for its own console.
+namespace panelkit {
+struct ConsoleSetupProbe {
+    static void forget() { ConsoleSetup::instance() = {}; }
+};
+} // namespace panelkit
 
 using namespace panelctl;
 using testing::HasSubstr;
@@ -58,16 +66,21 @@ TEST(TheLanguageOption, IsFoundWhereverItStandsBeforeThePlainWords) {
     EXPECT_EQ(said({"token", "list"}), "");
     EXPECT_EQ(said({"--lang", "ru", "token", "list"}), "ru");
     EXPECT_EQ(said({"token", "list", "--lang=ru", "--lang=en"}), "en");
+    EXPECT_EQ(said({"--lang", "en", "--lang", "ru"}), "ru");
     EXPECT_EQ(said({"token", "list", "--", "--lang=ru"}), "");
     EXPECT_EQ(said({"token", "list", "--lang"}), "");
 }
 
-// The console's page is determined once per process, so only this test may cause that.
-TEST(TheUsersLanguage, IsRussianAtARussianConsole) {
-    FakeConsole console; // page 866
-    EXPECT_EQ(usersLanguage(), "en");
-    console.language = 0x0419;
-    EXPECT_EQ(usersLanguage(), "ru");
+TEST(TheUsersLanguage, IsRussianAtARussianConsoleThatHasItsLetters) {
+    FakeConsole console;
+    for (const auto& [page, language, wanted] :
+         {std::tuple(866U, 0x0409, "en"), {866U, 0x0419, "ru"}, {437U, 0x0419, "en"}}) {
+        panelkit::ConsoleSetupProbe::forget();
+        console.page = page;
+        console.language = static_cast<std::uint16_t>(language);
+        EXPECT_EQ(usersLanguage(), wanted) << page;
+    }
+    panelkit::ConsoleSetupProbe::forget();
 }
 
 TEST(ADamagedCatalogue, LeavesItsTextsInEnglishAndSaysSo) {

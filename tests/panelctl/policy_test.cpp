@@ -1,42 +1,27 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl policy against the scripted service. Runs under Wine too.
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 #include "../support/user_folder.h"
 
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/lsp/user_settings_file.h>
-#include <testing/scripted_service.h>
-
 #include <vocabulary/policy.h>
 
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
-
 using LSPcmd::LSPsettings_t;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using testing::HasSubstr;
 
 namespace {
 
-class PanelctlPolicy : public testing::Test {
+class PanelctlPolicy : public PanelctlTest {
 protected:
-    platform::ChildResult run(std::vector<std::string> arguments) {
+    platform::ChildResult run(Arguments arguments) {
         arguments.insert(arguments.begin(), "policy");
-        return panelctl(service.endpoint(), std::move(arguments), {},
-                        {{"PANELKIT_USER_DIR", folder.utf8()}, {"TZ", "UTC0"}});
+        return PanelctlTest::run(std::move(arguments));
     }
-    nlohmann::json json(std::vector<std::string> arguments) {
-        arguments.emplace_back("--json");
-        return nlohmann::json::parse(run(std::move(arguments)).output);
-    }
-    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
-        EXPECT_EQ(result.status, status) << result.error;
-        EXPECT_THAT(result.error, HasSubstr(text));
-        EXPECT_EQ(result.output, "");
+    nlohmann::json json(Arguments arguments) {
+        arguments.insert(arguments.begin(), "policy");
+        return PanelctlTest::json(std::move(arguments));
     }
     void answerPolicy(const LSPrequest_t& required, const LSPinfo_t& info) {
         service.answer<Command::GetPolicyInfo>(required, info);
@@ -69,7 +54,7 @@ protected:
     }
 
     UserFolder folder;
-    panelkit::testing::ScriptedService service;
+    const ScopedVariable zone{"TZ", "UTC0"};
 };
 
 TEST_F(PanelctlPolicy, SaysWhatIsInForceInBothForms) {
@@ -79,19 +64,10 @@ TEST_F(PanelctlPolicy, SaysWhatIsInForceInBothForms) {
     EXPECT_EQ(run({"show"}).output, "Current Policy:\n  Type: User policy (anna)\n  Source: File: /p\n"
                                     "  Title: Office\\x1B[2J\n  Activated: Fri Jan 15 08:00:00 2027\n"
                                     "  Diagnosis: two days\nleft\n");
-    const auto status = json({"status"});
-    EXPECT_EQ(status["state"], "diagnosed");
-    EXPECT_EQ(status["title"], "Office\x1B[2J");
-    EXPECT_EQ(status["message"], "#warn: two\tdays\nleft");
-    EXPECT_EQ(status["asRequired"], true);
-    EXPECT_EQ(status["inForce"]["kind"], "user-file");
-    EXPECT_EQ(status["name"], "mine");
-    EXPECT_EQ(status["activatedBy"], "root");
-    EXPECT_EQ(status["activated"], "2027-01-15T08:00:00Z");
-    EXPECT_EQ(status["version"], "1.7");
-    EXPECT_EQ(status["sectionCount"], 2);
-    EXPECT_EQ(status["sections"], nlohmann::json::array({"lan", "mail"}));
-    EXPECT_EQ(status["certificate"], "CN=Anna");
+    expectHolds(json({"status"}), R"({"state": "diagnosed", "title": "Office\u001b[2J", "asRequired": true,
+        "message": "#warn: two\tdays\nleft", "inForce": {"kind": "user-file"}, "name": "mine", "activatedBy": "root",
+        "activated": "2027-01-15T08:00:00Z", "version": "1.7", "sectionCount": 2, "sections": ["lan", "mail"],
+        "certificate": "CN=Anna"})");
     EXPECT_EQ(json({"show"})["state"], "in-force") << "a warning is nothing to act on";
     EXPECT_EQ(json({"show"})["message"], "two\tdays\nleft");
 }
@@ -131,11 +107,7 @@ TEST_F(PanelctlPolicy, ExplainsInWhatThePolicyInForceIsAnother) {
     EXPECT_THAT(result.output, HasSubstr("The policy in force is not the required one.\n"));
     EXPECT_THAT(result.output, HasSubstr("configuration database"));
     EXPECT_THAT(result.output, HasSubstr("Diagnosis: why\n"));
-    const auto explained = json({"explain"});
-    ASSERT_EQ(explained["differences"].size(), 2U);
-    EXPECT_EQ(explained["differences"][1]["inForce"], "new");
-    EXPECT_EQ(explained["differences"][1]["counts"], true);
-    EXPECT_EQ(explained["asRequired"], false);
+    expectHolds(json({"explain"}), R"({"asRequired": false, "differences": [{}, {"inForce": "new", "counts": true}]})");
 
     info.isLoading = true;
     required.type = LSPdriver;

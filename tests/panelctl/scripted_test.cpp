@@ -1,49 +1,34 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl against the scripted service: what it prints, and how it fails. Runs under Wine too.
-#include "../support/bytes.h"
-#include "../support/panelctl.h"
+#include "../support/panelctl_fixture.h"
 #include "../support/places.h"
 
+#include <panelkit/net/interface_records.h>
 #include <panelkit/tokens/token_records.h>
-#include <testing/scripted_service.h>
+#include <vocabulary/interfaces.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
-
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
 
 #include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-using panelkit::testing::ScriptedService;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using testing::HasSubstr;
 namespace flag = vocabulary::tokenFlag;
+namespace state = vocabulary::interfaceState;
 
 namespace {
 
-class Panelctl : public testing::Test {
+class Panelctl : public PanelctlTest {
 protected:
     Panelctl() {
         service.answer<Command::EnumProviderTokens>(tokens);
         service.answer<Command::EnumProviders>(providers);
     }
-    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input);
-    }
-    static void expectError(const platform::ChildResult& result, int status, const std::string& text) {
-        EXPECT_EQ(result.status, status) << result.error;
-        EXPECT_THAT(result.error, HasSubstr(text));
-        EXPECT_EQ(result.output, "");
-    }
-
     const std::uint32_t ready = flag::initialized | flag::userPinInitialized;
     const std::vector<TokenInfo> tokens{{1, "Office", "A1", "Acme, X", "embedded", ready},
                                         {2, "東京 %s\x1B[2J", "B2", "", "card", ready | flag::loggedIn},
@@ -51,27 +36,23 @@ protected:
     const std::vector<ProviderInfo> providers{
         {"embedded", "/m.so", "M", "Soft", "2.6", "2.40", 2, true, true, true, ""},
         {"card", "/c.so", "", "", "", "", 0, false, true, false, "it crashed"}};
-    ScriptedService service;
 };
 
 TEST_F(Panelctl, ListsTokensInAlignedColumnsAndEscapesTheirTexts) {
     const auto result = run({"token", "list"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, "LABEL           SERIAL  PROVIDER  MODEL    STATE\n"
+                             "Office          C3      card               ready, one PIN try remains\n"
                              "Office          A1      embedded  Acme, X  ready\n"
-                             "東京 %s\\x1B[2J  B2      card               logged in\n"
-                             "Office          C3      card               ready, one PIN try remains\n");
+                             "東京 %s\\x1B[2J  B2      card               logged in\n");
     EXPECT_EQ(result.error, "");
 }
 
 TEST_F(Panelctl, ListsTokensAsJsonAsTheyAre) {
-    const auto list = nlohmann::json::parse(run({"--json", "token", "list"}).output);
-    ASSERT_EQ(list.size(), 3U);
-    EXPECT_EQ(list[1]["schema"], 1);
-    EXPECT_EQ(list[1]["label"], "東京 %s\x1B[2J");
-    EXPECT_EQ(list[1]["loggedIn"], true);
-    EXPECT_EQ(list[2]["pin"], "final-try");
-    EXPECT_EQ(nlohmann::json::parse(run({"token", "list", "--json"}).output), list) << "options go behind the verb too";
+    const auto list = json({"token", "list"});
+    expectHolds(list, R"([{"pin": "final-try"}, {}, {"schema": 1, "label": "東京 %s\u001b[2J", "loggedIn": true}])");
+    EXPECT_EQ(nlohmann::json::parse(run({"--json", "token", "list"}).output), list)
+        << "options go before the verb, too";
 }
 
 TEST_F(Panelctl, ListsProvidersWithTheirProblems) {
@@ -79,7 +60,7 @@ TEST_F(Panelctl, ListsProvidersWithTheirProblems) {
     EXPECT_EQ(result.output, "NAME      TOKENS  MODULE    PATH   STATE\n"
                              "embedded  2       Soft 2.6  /m.so  embedded\n"
                              "card      0                 /c.so  not loaded: it crashed\n");
-    EXPECT_EQ(nlohmann::json::parse(run({"provider", "list", "--json"}).output)[1]["problem"], "it crashed");
+    EXPECT_EQ(json({"provider", "list"})[1]["problem"], "it crashed");
 }
 
 TEST_F(Panelctl, TellsEachUsualMistakeInOneLineWithACodeOfItsOwn) {
@@ -175,7 +156,7 @@ TEST_F(Panelctl, ErasesNoTokenWithoutConfirmation) {
 TEST_F(Panelctl, KnowsTheTriesOfBothPins) {
     const auto listed = [&](std::uint32_t flags) {
         service.answer<Command::EnumProviderTokens>(std::vector<TokenInfo>{{1, "Office", "A1", "", "card", flags}});
-        const auto token = nlohmann::json::parse(run({"--json", "token", "list"}).output).at(0);
+        const auto token = json({"token", "list"}).at(0);
         return token["pin"].dump() + token["soPin"].dump();
     };
     EXPECT_EQ(listed(0), "nullnull");
@@ -213,11 +194,10 @@ TEST_F(Panelctl, SaysWhomAReloadLogsOut) {
 }
 
 TEST_F(Panelctl, SpeaksRussianToRussiansAndWhenAsked) {
-    const std::string table =
-        "МЕТКА           НОМЕР  ПРОВАЙДЕР  МОДЕЛЬ   СОСТОЯНИЕ\n"
-        "Office          A1     embedded   Acme, X  готов\n"
-        "東京 %s\\x1B[2J  B2     card                вход выполнен\n"
-        "Office          C3     card                готов, осталась одна попытка ввода PIN-кода\n";
+    const std::string table = "МЕТКА           НОМЕР  ПРОВАЙДЕР  МОДЕЛЬ   СОСТОЯНИЕ\n"
+                              "Office          C3     card                готов, осталась одна попытка ввода PIN-кода\n"
+                              "Office          A1     embedded   Acme, X  готов\n"
+                              "東京 %s\\x1B[2J  B2     card                вход выполнен\n";
     EXPECT_EQ(run({"token", "list", "--lang", "ru"}).output, table);
     EXPECT_EQ(run({"--lang=ru_RU.UTF-8", "token", "list"}).output, table);
     expectError(run({"--lang=ru", "tokn"}), 2, "непонятное слово \"tokn\"; возможно, имелось в виду \"token\"?");
@@ -242,6 +222,55 @@ TEST_F(Panelctl, PrintsTheManualPageThatIsInTheTree) {
     options.environment["LC_ALL"] = "C.UTF-8";
     EXPECT_EQ(platform::runChild(options, std::chrono::seconds(60)).output,
               std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+// ---- network interfaces
+
+class PanelctlNet : public PanelctlTest {
+protected:
+    platform::ChildResult list(const std::vector<NetInterfaceInfo>& interfaces,
+                               const std::vector<std::string>& more = {}) {
+        service.answer<Command::GetInterfaces>(interfaces);
+        std::vector<std::string> arguments{"net", "list"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return panelctl(service.endpoint(), arguments);
+    }
+
+    const std::vector<NetInterfaceInfo> several{
+        {"lo", "Loopback", "", {0x7F000001}, {0xFF000000}, state::up | state::running | state::loopback},
+        {"Сеть\x1B[2J", "", "02:42:AC:11:00:02", {0xC0A80001, 0x0A000001}, {0xFFFFFF00}, state::up},
+        {"tun0", "Tunnel", "", {}, {}, state::pointToPoint}};
+};
+
+TEST_F(PanelctlNet, ListsInterfacesInAlignedColumns) {
+    const auto result = list(several);
+    EXPECT_EQ(result.status, 0) << result.error;
+    EXPECT_EQ(result.output, "NAME         ADDRESSES              HARDWARE ADDRESS   DESCRIPTION  STATE\n"
+                             "lo           127.0.0.1                                 Loopback     up\n"
+                             "tun0                                                   Tunnel       down\n"
+                             "Сеть\\x1B[2J  192.168.0.1, 10.0.0.1  02:42:AC:11:00:02               up, no link\n");
+}
+
+TEST_F(PanelctlNet, ListsInterfacesAsJson) {
+    const auto json = nlohmann::json::parse(list(several, {"--json"}).output);
+    ASSERT_EQ(json.size(), 3U);
+    EXPECT_EQ(json[0], nlohmann::json::parse(R"({"schema": 1, "name": "lo", "description": "Loopback",
+        "hardwareAddress": "", "addresses": [{"address": "127.0.0.1", "mask": "255.0.0.0"}], "up": true,
+        "running": true, "loopback": true, "pointToPoint": false})"));
+    EXPECT_EQ(json[2]["name"], "Сеть\x1B[2J");
+    EXPECT_EQ(json[2]["addresses"][1], nlohmann::json::parse(R"({"address": "10.0.0.1", "mask": null})"));
+    EXPECT_EQ(json[1]["addresses"], nlohmann::json::array());
+}
+
+TEST_F(PanelctlNet, SaysThatThereIsNothingAndWhatWentWrong) {
+    const auto none = list({});
+    EXPECT_EQ(none.status, 0);
+    EXPECT_EQ(none.output, "");
+    EXPECT_THAT(none.error, HasSubstr("no network interfaces"));
+    EXPECT_EQ(list({}, {"--json"}).output, "[]\n");
+    service.on(Command::GetInterfaces, Reaction::reply("short"));
+    EXPECT_THAT(panelctl(service.endpoint(), {"net", "list"}).error, HasSubstr("incomplete reply"));
+    EXPECT_EQ(panelctl(panelkit::testing::uniqueEndpoint(), {"net", "list"}).status, 3);
 }
 
 } // namespace

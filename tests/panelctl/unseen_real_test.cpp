@@ -1,24 +1,18 @@
 // SPDX-License-Identifier: MIT
 //
 // What panelctl says of a real token while nobody is logged in to it, and of files that are damaged or come in pieces.
-#include "../support/panelctl.h"
-
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
+#include "../support/panelctl_fixture.h"
 
 #include <fstream>
 
-using nlohmann::json;
 using testing::HasSubstr;
 
 namespace {
 
-class AClosedToken : public testing::Test {
+class AClosedToken : public PanelctlForReal {
 protected:
     AClosedToken() {
-        good({"token", "init", "--label", "Office", "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
-        good({"token", "login", "Office", "--pin-stdin"}, "user-1\n");
+        login();
         good({"key", "generate", "gate", "--key", "ec:256"});
         good({"psk", "create", "site", "--value-stdin"}, "secret\n");
         for (const char* name : {"one", "two"}) {
@@ -27,32 +21,15 @@ protected:
         }
     }
 
-    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input);
-    }
-    void good(std::vector<std::string> arguments, const std::string& input = {}) {
-        const auto result = run(std::move(arguments), input);
-        EXPECT_EQ(result.status, 0) << result.error;
-    }
-    static void openssl(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), "openssl");
-        platform::ChildOptions options;
-        options.arguments = std::move(arguments);
-        EXPECT_EQ(platform::runChild(options, std::chrono::seconds(60)).status, 0);
-    }
-    std::string file(const std::string& name) const { return folder.file(name); }
     std::string content(const std::string& name) const {
         std::ifstream in(file(name));
         return {std::istreambuf_iterator<char>(in), {}};
     }
-
-    TemporaryFolder folder;
-    RunningService service;
 };
 
 TEST_F(AClosedToken, IsNamedByWhatCouldNotLookIntoIt) {
     good({"cert", "import", file("one.pem"), "--key-file", file("one.key")});
-    EXPECT_EQ(json::parse(run({"cert", "show", "one", "--json"}).output)["hasPrivateKey"], true);
+    EXPECT_EQ(json({"cert", "show", "one"})["hasPrivateKey"], true);
     good({"token", "logout", "Office"});
     const struct {
         std::vector<std::string> arguments;
@@ -77,13 +54,13 @@ TEST_F(AClosedToken, IsNamedByWhatCouldNotLookIntoIt) {
         EXPECT_EQ(run(arguments).status, strict) << verb;
         if (!named) continue;
         arguments.back() = "--json";
-        const json error = json::parse(run(arguments).error);
+        const nlohmann::json error = nlohmann::json::parse(run(arguments).error);
         EXPECT_EQ(error["code"], status) << verb;
         EXPECT_EQ(error["incomplete"].size(), 1U) << verb;
     }
-    EXPECT_EQ(json::parse(run({"cert", "show", "one", "--json"}).output)["hasPrivateKey"], nullptr);
+    EXPECT_EQ(json({"cert", "show", "one"})["hasPrivateKey"], nullptr);
     EXPECT_THAT(run({"cert", "show", "one"}).output, HasSubstr("not visible without log-in"));
-    good({"token", "login", "Office", "--pin-stdin"}, "user-1\n");
+    login();
     EXPECT_EQ(run({"psk", "delete", "none", "--yes"}).status, 10) << "now it is known";
     good({"psk", "delete", "site", "--yes", "--json"});
 }
@@ -95,23 +72,23 @@ TEST_F(AClosedToken, DamagedBlocksAreNamedAndLeftOutOnlyOnDemand) {
     const auto refused = run({"cert", "import", file("bundle.pem")});
     EXPECT_EQ(refused.status, 12);
     EXPECT_THAT(refused.error, HasSubstr("PEM block 2, which begins on line 2"));
-    EXPECT_EQ(json::parse(run({"cert", "list", "--json"}).output).size(), 0U) << "nothing is half done";
+    EXPECT_EQ(json({"cert", "list"}).size(), 0U) << "nothing is half done";
     const auto skipped = run({"cert", "import", file("bundle.pem"), "--skip-damaged", "--json"});
     EXPECT_EQ(skipped.status, 0) << skipped.error;
-    EXPECT_EQ(json::parse(skipped.output).size(), 2U);
-    EXPECT_EQ(json::parse(skipped.error)["details"].size(), 1U);
+    EXPECT_EQ(nlohmann::json::parse(skipped.output).size(), 2U);
+    EXPECT_EQ(nlohmann::json::parse(skipped.error)["details"].size(), 1U);
 }
 
 TEST_F(AClosedToken, FilesComeFromStandardInputAndInTwoParts) {
     good({"cert", "import", "-"}, content("two.pem"));
     EXPECT_EQ(run({"cert", "import", "-"}, content("two.pem")).status, 62);
     good({"cert", "import", file("one.pem"), "--key-file", file("one.key")});
-    EXPECT_EQ(json::parse(run({"cert", "list", "--with-key", "--json"}).output).size(), 1U);
+    EXPECT_EQ(json({"cert", "list", "--with-key"}).size(), 1U);
     EXPECT_EQ(run({"cert", "import", file("one.pem"), "--key-file", file("none.key")}).status, 12);
 }
 
 TEST_F(AClosedToken, IsFoundByEveryAttributeOfItsUri) {
-    const json provider = json::parse(run({"provider", "list", "--json"}).output)[0];
+    const nlohmann::json provider = json({"provider", "list"})[0];
     const std::string path = provider["path"], uri = "pkcs11:token=Office";
     const struct {
         std::vector<std::string> arguments;

@@ -42,7 +42,7 @@ TEST(PanelctlWatchOnPosix, IsNotEndedByASignalThatWasIgnoredBefore) {
     platform::ChildProcess watch(options);
     for (int i = 0; i < 1000 && watch.errorSoFar().empty(); ++i) std::this_thread::sleep_for(5ms);
     ::kill(static_cast<pid_t>(watch.id()), SIGHUP);
-    std::this_thread::sleep_for(200ms);
+    for (int i = 0; i < 200 && !watch.ended(); ++i) std::this_thread::sleep_for(5ms);
     EXPECT_FALSE(watch.ended());
     ::kill(static_cast<pid_t>(watch.id()), SIGTERM);
     EXPECT_EQ(watch.wait(10s).status, 0);

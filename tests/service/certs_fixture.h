@@ -4,15 +4,12 @@
 #pragma once
 
 #include <panelkit/certs/certs_controller.h>
-#include <panelkit/tokens/tokens_controller.h>
 
 #include "../support/certificate_maker.h"
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include "../support/embedded_tokens.h"
+#include "with_service.h"
 
 #include <vocabulary/certs.h>
-#include <vocabulary/refusals.h>
-#include <vocabulary/tokens.h>
 
 #include <platform/system/files.h>
 
@@ -20,27 +17,13 @@
 #include <string>
 #include <vector>
 
-class WithCertificates : public testing::Test {
+class WithCertificates : private EmbeddedTokens, public WithService {
 protected:
-    explicit WithCertificates(std::vector<std::string> arguments = {},
-                              std::map<std::string, std::optional<std::string>> environment = {})
-        : service(std::move(arguments), std::move(environment)) {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-        controller = std::make_unique<VpnCertsSilentController>();
-    }
-    ~WithCertificates() override { closePooledSessions(); }
+    using EmbeddedTokens::keysSign;
+    using WithService::Environment;
+    explicit WithCertificates(std::vector<std::string> arguments = {}, Environment environment = {})
+        : WithService(EmbeddedTokens::with(std::move(arguments)), EmbeddedTokens::with(std::move(environment))) {}
 
-    // The present record of the token with that label.
-    PKCS11::TokenInfo token(const std::string& label = "Office") {
-        std::vector<PKCS11::TokenInfo> listed;
-        EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
-        for (const auto& candidate : listed) {
-            if (candidate.*vocabulary::token::label == label) return candidate;
-        }
-        ADD_FAILURE() << "no token \"" << label << "\"";
-        return {};
-    }
     void initialize(const std::string& label = "Office") {
         ASSERT_TRUE(tokens.TokenInitialize(token(""), label, "so-pin-1", "user-1", false));
         login(label);
@@ -104,11 +87,8 @@ protected:
         return static_cast<vocabulary::ExportCert>(controller->ExportCertificate(
             token(), certificate, static_cast<CertExportFormat>(format), password, withChain, withKey, content));
     }
-    static vocabulary::Refused refusal() { return static_cast<vocabulary::Refused>(bridge::lastFailure().detail); }
 
-    RunningService service;
-    VpnTokensController tokens;
-    std::unique_ptr<VpnCertsSilentController> controller;
+    std::unique_ptr<VpnCertsSilentController> controller = std::make_unique<VpnCertsSilentController>();
 
     // The outputs of the last call.
     std::vector<PKCS11::TokenInfo> targets;

@@ -3,10 +3,13 @@
 // Rules on certificates, CRLs and files for import, each at its boundary: what revokes, what may be used for what, what
 // opens, what is too costly, and what may be exported.
 #include <service/certs/exporter.h>
+#include <service/certs/holdings.h>
 #include <service/certs/key_usages.h>
 #include <service/certs/parsed_file.h>
+#include <service/certs/request_keys.h>
 #include <service/certs/token_objects.h>
 #include <service/certs/verification_purposes.h>
+#include <service/monitor/key_records.h>
 
 #include "../support/certificate_maker.h"
 
@@ -138,6 +141,74 @@ TEST(TheKeyOfACertificate, IsOfItsTypeAndHasItsIdentifierOrModulus) {
     EXPECT_FALSE(found(numbers, key(CKK_RSA, "id", "another modulus"), "id"));
 }
 
+TEST(ARecordOfACertificate, NamesItByFingerprintOrElseByIssuerAndSerialNumber) {
+    const CertificateFacts facts =
+        readCertificateFacts(makeCertificate({.subject = {{"CN", "x"}}, .serial = "42"}, ecKey(), &root).der);
+    const auto named = [&](auto change) {
+        CertInfo record{.issuer = facts.info.issuer, .serialNumber = facts.info.serialNumber};
+        change(record);
+        return names(record, facts);
+    };
+    EXPECT_TRUE(named([](CertInfo&) {}));
+    EXPECT_FALSE(named([](CertInfo& record) { record.issuer = "CN=Other"; }));
+    EXPECT_FALSE(named([](CertInfo& record) { record.serialNumber = "43"; }));
+    EXPECT_FALSE(named([](CertInfo& record) { record.fingerprint = "00"; }));
+    EXPECT_TRUE(named([&](CertInfo& record) { record = {.fingerprint = facts.info.fingerprint}; }));
+}
+
+TEST(ARecordOfAKey, MeansTheOneKeyThatItDescribes) {
+    TokenObjects objects;
+    const auto add = [&] { objects.keys.push_back({1, CKK_EC, "id", "gate", "", false, false, true}); };
+    const auto refused = [&](const panelkit::KeyInfo& record) {
+        try {
+            findPair(objects, record);
+        } catch (const RefusedError& error) {
+            return error.reason;
+        }
+        return vocabulary::Refused::none;
+    };
+    add();
+    const panelkit::KeyInfo record = describe(keyPairs(objects).at(0));
+    EXPECT_EQ(refused(record), vocabulary::Refused::none);
+    panelkit::KeyInfo exchanged = record;
+    exchanged.fingerprint = "00";
+    EXPECT_EQ(refused(exchanged), vocabulary::Refused::noSuchObject);
+    add();
+    EXPECT_EQ(refused(record), vocabulary::Refused::badInput) << "two that can't be told apart";
+}
+
+// ---- keys of requests
+
+TEST(TheChoicesOfARequest, AreWhatTheTokenMakesAndSignsWith) {
+    const auto sizes = [](const std::vector<HostMechanism>& mechanisms) {
+        std::vector<std::uint32_t> all;
+        const RequestChoices choices(mechanisms);
+        for (const CertRequestKeyInfo& choice : choices.list())
+            all.insert(all.end(), choice.keyBits.begin(), choice.keyBits.end());
+        return all;
+    };
+    const HostMechanism ecdsa{CKM_ECDSA}, rsa{CKM_RSA_PKCS};
+    EXPECT_THAT(sizes({{CKM_EC_KEY_PAIR_GEN, 256, 384}, ecdsa}), ElementsAre(256U, 384U));
+    EXPECT_THAT(sizes({{CKM_EC_KEY_PAIR_GEN, 257, 520}, ecdsa}), ElementsAre(384U));
+    EXPECT_THAT(sizes({{CKM_EC_KEY_PAIR_GEN, 0, 0}, ecdsa}), ElementsAre(256U, 384U, 521U)) << "it does not say";
+    EXPECT_THAT(sizes({{CKM_EC_KEY_PAIR_GEN, 256, 521}, rsa}), IsEmpty());
+    EXPECT_THAT(sizes({{CKM_RSA_PKCS_KEY_PAIR_GEN, 1024, 3072}, rsa}), ElementsAre(2048U, 3072U));
+    EXPECT_THAT(sizes({ecdsa, rsa}), IsEmpty()) << "it makes none";
+}
+
+// ---- listings
+
+TEST(AListing, ThatIsIncompleteIsRefusedToFrontEndsThatReadNoRemarks) {
+    const std::vector<UnseenTokens> unseen{{{remark(vocabulary::Refused::incomplete, "the tokens can't be read")}}};
+    bridge::server::Session session{.version = bridge::remarksSince};
+    Call call{session, false, CommandStreamIn("", 0), {}, {}, {}};
+    tellUnseen(call, unseen);
+    EXPECT_EQ(call.remarks, unseen[0].why);
+    session.version = bridge::remarksSince - 1;
+    EXPECT_THROW(tellUnseen(call, unseen), RefusedError);
+    EXPECT_NO_THROW(tellUnseen(call, {}));
+}
+
 // ---- files
 
 ParseResult parsed(const std::string& content, const std::string& password = {}) {
@@ -248,17 +319,21 @@ TEST(AFile, CostsNoMoreThanItMay) {
     EXPECT_THROW(objects.spendObject(), ParseError);
 }
 
-// Its key alone, since it has no MAC and its certificate is not encrypted.
-TEST(AFile, CostsTheDerivationForEachOfItsKeys) {
+TEST(AFile, CostsTheDerivationOfItsMacAndOfEachOfItsKeys) {
     const Identity user = makeUser("user", root);
-    const Pkcs12Handle container(PKCS12_create("secret", nullptr, user.key.get(), certificateFrom(user.der).get(),
-                                               nullptr, 0, -1, 65537, -1, 0));
-    std::string file = derOf(container.get(), i2d_PKCS12);
-    EXPECT_EQ(parsed(file, "secret"), ParseResult::parsed);
+    const auto container = [&](int keyCipher, int keyRounds, int macRounds) {
+        const Pkcs12Handle made(PKCS12_create("secret", nullptr, user.key.get(), certificateFrom(user.der).get(),
+                                              nullptr, keyCipher, -1, keyRounds, macRounds, 0));
+        return derOf(made.get(), i2d_PKCS12);
+    };
     const std::string rounds("\x02\x03\x01\x00\x01", 5); // 65537, and then eight million
-    const std::size_t place = file.find(rounds);
-    ASSERT_NE(place, std::string::npos);
-    EXPECT_EQ(parsed(file.replace(place, rounds.size(), "\x02\x03\x7F\xFF\xFF"), "secret"), ParseResult::tooCostly);
+    for (std::string file :
+         {container(0, 65537, -1), container(-1, 0, 65537), encryptedKey(user.key, "secret", 65537)}) {
+        EXPECT_NE(parsed(file, "secret"), ParseResult::tooCostly);
+        const std::size_t place = file.find(rounds);
+        ASSERT_NE(place, std::string::npos);
+        EXPECT_EQ(parsed(file.replace(place, rounds.size(), "\x02\x03\x7F\xFF\xFF"), "secret"), ParseResult::tooCostly);
+    }
 }
 
 // What scrypt is asked for; the numbers may be larger than 64 bits hold.

@@ -3,21 +3,18 @@
 // Tokens that are full, removed, locked or do not support a command, controlled from outside; and the lifetime of a
 // parsed file.
 #include "certs_fixture.h"
+#include "steered_token.h"
 
-#include <panelkit/lsp/lsp_controller.h>
 #include <platform/bridge/failure.h>
 #include <platform/text/ascii.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/parsed_files.h>
-#include <testing/token_module_control.h>
-#include <vocabulary/policy.h>
 
 #include <gmock/gmock.h>
 
 #include <numeric>
 #include <thread>
 
-using panelkit::testing::TokenModuleControl;
 using PKCS11::TokenInfo;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -34,43 +31,39 @@ const Identity root = makeAuthority("Root");
 const Identity middle = makeAuthority("Middle", &root);
 const Identity user = makeUser("user", middle);
 const std::string container = pkcs12(user, {middle.der, root.der}, "secret");
-const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
 
-class Steered {
+class TheSteeredToken : public Steered<WithCertificates> {
 protected:
-    Steered() {
-        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "user-1"});
-        control.insert("reader", "office");
-    }
-    TokenModuleControl control;
-};
-
-class TheSteeredToken : private Steered, public WithCertificates {
-protected:
-    TheSteeredToken()
-        : WithCertificates({"--embedded-module", "", "--allow-module", module},
-                           {{"PANELKIT_TEST_TOKEN_DIR", Steered::control.folder()}}) {}
     void SetUp() override {
-        PKCS11::ProviderInfo info;
-        info.*vocabulary::provider::path = module;
-        info.*vocabulary::provider::name = "card";
-        ASSERT_TRUE(tokens.ProviderLoad(info)) << info.*vocabulary::provider::problem;
+        load();
         office = token();
         ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
     }
-    TokenModuleControl& steering() { return Steered::control; }
     // What the token's own administrator does, as for instance "p11tool --mark-trusted".
     void markTrusted(const Identity& identity) {
-        const std::string bytes = platform::hexText(identity.der);
-        for (const auto& entry : std::filesystem::recursive_directory_iterator(steering().folder())) {
-            if (!entry.is_regular_file()) continue;
-            std::string object = platform::readFile(entry.path().string(), 1 << 20);
-            if (object.find(": " + bytes + "\n") == std::string::npos) continue;
+        edit(": " + platform::hexText(identity.der) + "\n", [](std::string& object) {
             object += std::to_string(0x86) + ": 01\n"; // CKA_TRUSTED
-            platform::replaceFile(entry.path().string(), object, true);
+        });
+    }
+    // Changes the files of the objects that have the text.
+    void edit(const std::string& part, const std::function<void(std::string&)>& change) {
+        for (const auto& entry : std::filesystem::recursive_directory_iterator(control.folder())) {
+            if (!entry.is_regular_file()) continue;
+            std::string object = "\n" + platform::readFile(entry.path().string(), 1 << 20);
+            if (object.find(part) == std::string::npos) continue;
+            change(object);
+            platform::replaceFile(entry.path().string(), object.substr(1), true);
         }
     }
-    std::uint64_t objects() { return steering().counters("office").objects; }
+    // Changes the digits of an attribute of the private keys.
+    void changePrivateKeys(unsigned type, const std::function<std::string(const std::string&)>& change) {
+        edit("\n0: 0300000000000000\n", [&](std::string& object) { // CKA_CLASS is CKO_PRIVATE_KEY
+            const std::string name = "\n" + std::to_string(type) + ": ";
+            const std::size_t begin = object.find(name) + name.size(), end = object.find('\n', begin);
+            object.replace(begin, end - begin, change(object.substr(begin, end - begin)));
+        });
+    }
+    std::uint64_t objects() { return control.counters("office").objects; }
     ImportCert importTo(const TokenInfo& token, CertImport mode, const char* pin = nullptr) {
         return static_cast<ImportCert>(
             controller->ImportCertificate(token, 0, static_cast<CertImportMode>(mode), false, pin));
@@ -82,11 +75,11 @@ protected:
 TEST_F(TheSteeredToken, ThatIsFullKeepsNothingOfAnImport) {
     login();
     for (std::uint32_t room = 0; room < 5; ++room) {
-        steering().setTraits("office", {.capacity = room});
+        control.setTraits("office", {.capacity = room});
         EXPECT_EQ(import(CertImport::withChain), ImportCert::tokenFull) << room;
         EXPECT_EQ(objects(), 0U) << room;
     }
-    steering().setTraits("office", {.capacity = 5});
+    control.setTraits("office", {.capacity = 5});
     EXPECT_EQ(import(CertImport::withChain), ImportCert::imported);
     EXPECT_EQ(objects(), 5U) << "a key pair and three certificates";
     EXPECT_EQ(importCrl(makeCrl({}, root)), ImportCrl::tokenFull);
@@ -94,7 +87,7 @@ TEST_F(TheSteeredToken, ThatIsFullKeepsNothingOfAnImport) {
 
 TEST_F(TheSteeredToken, ThatRefusesACertificateKeepsNothingOfTheImport) {
     login();
-    steering().setTraits("office", {.largestCertificate = 100});
+    control.setTraits("office", {.largestCertificate = 100});
     EXPECT_EQ(import(CertImport::withPrivateKey), ImportCert::refusedByToken);
     EXPECT_EQ(objects(), 0U);
     EXPECT_THAT(service.terminate().error, HasSubstr("failed (the token does not take this object"));
@@ -132,6 +125,48 @@ TEST_F(TheSteeredToken, IsTrustedOnlyForWhatItMarksAsTrusted) {
     EXPECT_EQ(shown("CN=Root"), "\"CN=Root\" is trusted, because token \"Office\" marks it with CKA_TRUSTED");
 }
 
+TEST_F(TheSteeredToken, KeepsASensitiveKeyAndOneThatIsOfAnotherCertificate) {
+    login();
+    ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
+    ASSERT_EQ(static_cast<ImportCert>(controller->ImportCertificate(
+                  office, 0, static_cast<CertImportMode>(CertImport::withPrivateKey), true, nullptr)),
+              ImportCert::imported);
+    const auto exportKey = [this] {
+        return exportAs(vocabulary::CertExport::pkcs12, named("CN=user"), "pass", false, true);
+    };
+    EXPECT_EQ(exportKey(), vocabulary::ExportCert::exported) << content;
+    changePrivateKeys(0x11, [](const auto&) { return std::string(64, '1'); }); // CKA_VALUE: another private number
+    EXPECT_EQ(exportKey(), vocabulary::ExportCert::keyNotExtractable);
+    changePrivateKeys(0x103, [](const auto&) { return "01"; }); // CKA_SENSITIVE
+    EXPECT_FALSE(named("CN=user").flags & vocabulary::certFlag::keyExtractable);
+}
+
+TEST_F(TheSteeredToken, FindsAnRsaKeyByItsModulusThoughTheTokenStoresZerosBeforeIt) {
+    login();
+    const Identity numbers = makeCertificate({.subject = {{"CN", "numbers"}}}, rsaKey(2048), &root);
+    ASSERT_EQ(importFile(pkcs12(numbers, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+    changePrivateKeys(0x102, [](const auto&) { return "4242"; });                        // CKA_ID
+    changePrivateKeys(0x120, [](const std::string& modulus) { return "00" + modulus; }); // CKA_MODULUS
+    EXPECT_TRUE(named("CN=numbers").hasPrivateKey);
+    changePrivateKeys(0x120, [](const std::string& modulus) { return "0001" + modulus.substr(4); });
+    EXPECT_FALSE(named("CN=numbers").hasPrivateKey);
+}
+
+TEST_F(TheSteeredToken, WithoutSecretKeysKeepsPresharedKeysAsPrivateData) {
+    control.setTraits("office", {.noSecretKeys = true});
+    login();
+    const auto count = [this] {
+        std::vector<PresharedKeyInfo> keys;
+        std::vector<TokenInfo> places;
+        EXPECT_TRUE(controller->EnumPresharedKeys(keys, places));
+        return keys.size();
+    };
+    EXPECT_TRUE(controller->CreatePresharedKey(office, "key", "value")) << bridge::lastFailure().text();
+    EXPECT_EQ(count(), 1U);
+    logout();
+    EXPECT_EQ(count(), 0U);
+}
+
 TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {
     EXPECT_EQ(import(), ImportCert::notLoggedIn);
     EXPECT_EQ(importCrl(makeCrl({}, root)), ImportCrl::notLoggedIn);
@@ -151,7 +186,10 @@ TEST_F(TheSteeredToken, WantsALogInOrThePinForTheImport) {
 }
 
 TEST_F(TheSteeredToken, ThatIsWriteProtectedIsNoTarget) {
-    steering().setTraits("office", {.writeProtected = true});
+    control.storeCertificate("office", "root", root.der);
+    EXPECT_TRUE(named("CN=Root").flags & vocabulary::certFlag::canDelete);
+    control.setTraits("office", {.writeProtected = true});
+    EXPECT_FALSE(named("CN=Root").flags & vocabulary::certFlag::canDelete);
     login();
     EXPECT_EQ(import(), ImportCert::writeProtected);
     EXPECT_EQ(parse(container, "secret"), ParseResult::parsed);
@@ -164,7 +202,7 @@ TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
     login();
     ASSERT_EQ(import(CertImport::withPrivateKey), ImportCert::imported);
     const CertInfo info = named("CN=user");
-    steering().remove("reader");
+    control.remove("reader");
     EXPECT_THAT(list(), IsEmpty());
     EXPECT_EQ(importTo(office, CertImport::withChain), ImportCert::noSuchToken);
     EXPECT_EQ(static_cast<ImportCrl>(controller->ImportCRL(office, 0)), ImportCrl::noSuchItem);
@@ -185,45 +223,18 @@ TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
     wish.commonName = "gate";
     EXPECT_EQ(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
               vocabulary::MakeRequest::noSuchToken);
-    steering().insert("reader", "office");
+    control.insert("reader", "office");
     EXPECT_EQ(importTo(office, CertImport::withChain), ImportCert::notLoggedIn);
-}
-
-TEST_F(TheSteeredToken, ThatHangsDoesNotHoldUpThePolicysState) {
-    const std::string file = service.folder().file("policy.lsp");
-    platform::replaceFile(file, "title = T\nversion = 1\n[a]\naction = protect\ngateway = g\nsubject = CN=nobody\n",
-                          true);
-    LSPController policy;
-    LSPcmd::LSPsettings_t settings;
-    settings.Source = 1;
-    settings.File = file;
-    bool applied = false;
-    std::string message;
-    ASSERT_TRUE(policy.cmdSetSettings(settings, applied));
-    ASSERT_TRUE(policy.cmdActivateSystem(message, "")) << message;
-    const auto certificateState = [&] {
-        LSPinfo_t info;
-        LSPrequest_t required;
-        EXPECT_TRUE(policy.cmdGetPolicyInfo(info, required, nullptr, nullptr, false)) << bridge::lastFailure().text();
-        return info.certificateState;
-    };
-    EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing);
-    steering().hang("C_FindObjectsInit");
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 60; ++i)
-        EXPECT_EQ(certificateState(), vocabulary::policyCertificate::missing) << "as last seen";
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 20s) << "if each waited as the first one does: a minute";
-    steering().clearFaults();
 }
 
 // The token is removed between one object and the next.
 TEST_F(TheSteeredToken, ThatIsPulledOutMeanwhileIsToldSo) {
     login();
-    steering().recordCalls();
-    steering().slow("C_CreateObject", 300ms);
+    control.recordCalls();
+    control.slow("C_CreateObject", 300ms);
     std::thread hand([&] {
-        EXPECT_TRUE(steering().waitForCalls("C_CreateObject", 2));
-        steering().remove("reader");
+        EXPECT_TRUE(control.waitForCalls("C_CreateObject", 2));
+        control.remove("reader");
     });
     EXPECT_EQ(import(CertImport::withChain), ImportCert::noSuchToken);
     hand.join();
@@ -240,17 +251,34 @@ TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
               vocabulary::MakeRequest::keyUnfit);
 }
 
+// Its signatures are random bytes.
+TEST_F(TheSteeredToken, ThatSignsWronglyMakesNoRequestAndKeepsNoKey) {
+    control.setTraits("office", {.pretendsKeys = true});
+    login();
+    CertRequestInfo wish;
+    wish.keyType = vocabulary::keyType::rsa;
+    wish.keyBits = 2048;
+    wish.digest = vocabulary::digest::sha256;
+    wish.commonName = "gate";
+    EXPECT_NE(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
+              vocabulary::MakeRequest::made);
+    EXPECT_EQ(objects(), 0U);
+    std::vector<CertRequestKeyInfo> choices;
+    EXPECT_TRUE(controller->GetCertRequestKeyInfo(office, choices));
+    EXPECT_FALSE(choices.empty()) << "it was tried";
+}
+
 TEST_F(TheSteeredToken, ThatAnswersNonsenseIsListedAsItIs) {
     login();
     ASSERT_EQ(import(CertImport::withChain), ImportCert::imported);
-    steering().garbage("C_GetAttributeValue");
+    control.garbage("C_GetAttributeValue");
     for (const CertInfo& info : list()) {
         EXPECT_EQ(info.state, static_cast<std::uint32_t>(vocabulary::CertState::unreadable));
     }
-    steering().clearFaults();
-    steering().count("C_GetAttributeValue", 1'000'000'000);
+    control.clearFaults();
+    control.count("C_GetAttributeValue", 1'000'000'000);
     list();
-    steering().clearFaults();
+    control.clearFaults();
     EXPECT_EQ(list().size(), 3U);
 }
 
@@ -271,23 +299,30 @@ TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
     std::vector<CRLInfo> lists;
     std::vector<PresharedKeyInfo> keys;
     CertExtentions details;
-    steering().fail("C_FindObjectsInit", deviceError);
+    control.fail("C_FindObjectsInit", deviceError);
     expectIncomplete(controller->EnumCertificates(0, certificates, places));
     expectIncomplete(controller->EnumCRLs(lists, places));
     expectIncomplete(controller->EnumPresharedKeys(keys, places));
     EXPECT_FALSE(controller->GetCertDetails(office, info, details, text));
     EXPECT_EQ(refusal(), Refused::incomplete);
-    steering().clearFaults();
-    steering().fail("C_FindObjects", deviceRemoved);
+    control.clearFaults();
+    control.fail("C_FindObjects", deviceRemoved);
     expectIncomplete(controller->EnumCertificates(0, certificates, places));
-    steering().clearFaults();
-    steering().fail("C_GetAttributeValue", deviceRemoved);
+    control.clearFaults();
+    control.fail("C_GetAttributeValue", deviceRemoved);
     expectIncomplete(controller->EnumCertificates(0, certificates, places));
-    steering().clearFaults();
-    steering().count("C_FindObjects", 1'000'000'000);
+    control.clearFaults();
+    control.count("C_FindObjects", 1'000'000'000);
     expectIncomplete(controller->EnumCertificates(0, certificates, places));
-    steering().clearFaults();
+    control.clearFaults();
     EXPECT_EQ(list().size(), 3U);
+    // Nothing is known yet of what is in the reader.
+    control.remove("reader");
+    EXPECT_THAT(list(), IsEmpty());
+    control.insert("reader", "office");
+    control.fail("C_GetSlotList", deviceError);
+    EXPECT_THAT(list(), IsEmpty());
+    EXPECT_EQ(static_cast<Refused>(bridge::lastRemarks().at(0).code), Refused::incomplete);
     EXPECT_THAT(service.terminate().error, HasSubstr("the token reports an error"));
 }
 
@@ -295,15 +330,15 @@ TEST_F(TheSteeredToken, ThatCantBeReadMakesEveryListIncomplete) {
 // of objects.
 TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
     login();
-    steering().recordCalls();
+    control.recordCalls();
     std::size_t stored = 0;
     for (const std::size_t many : {20U, 40U}) {
         for (; stored < many; ++stored) {
             ASSERT_EQ(importFile(makeUser("user " + std::to_string(stored), middle).der), ImportCert::imported);
         }
-        const std::uint64_t before = steering().calls("C_GetAttributeValue");
+        const std::uint64_t before = control.calls("C_GetAttributeValue");
         EXPECT_EQ(list().size(), many);
-        EXPECT_LE(steering().calls("C_GetAttributeValue") - before, many);
+        EXPECT_LE(control.calls("C_GetAttributeValue") - before, many);
     }
 }
 
@@ -315,13 +350,10 @@ TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
     for (const std::uint32_t number : {3U, 7U, 31U, 32U, 8192U}) {
         EXPECT_EQ(import(static_cast<CertImport>(number)), ImportCert::modeUnfit) << number;
     }
-    BridgeSession* other = CommandSender::Instance().OpenNewSession("Other", 1);
     std::string request, reply;
     CommandStreamOut(request).append(token(), std::uint32_t{0}, std::uint32_t{0}, false);
-    ASSERT_TRUE(
-        other->__SendCommand(ModuleCertificates, 5, request.data(), static_cast<unsigned>(request.size()), &reply));
+    ASSERT_TRUE(Client().send(panelkit::Command::ImportCertificate, request, &reply));
     EXPECT_EQ(reply, std::string("\2\0\0\0", 4));
-    CommandSender::Instance().CloseSession(other);
     EXPECT_EQ(import(), ImportCert::imported) << "the session that parsed it still has it";
 
     controller.reset();
@@ -332,25 +364,21 @@ TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
 
 // Each session keeps the file that it parsed last, so that one account could fill the memory.
 TEST_F(TheSteeredToken, KeepsOnlySoMuchOfAnAccount) {
-    const auto parseIn = [](BridgeSession* session, const std::string& file) {
+    const auto parseIn = [](Client& client, const std::string& file) {
         std::string request;
         CommandStreamOut(request).append(file, std::string());
-        return session->__SendCommand(ModuleCertificates, 4, request.data(), static_cast<unsigned>(request.size()),
-                                      nullptr);
+        return client.send(panelkit::Command::ParseCertFile, request);
     };
     const std::string large = std::string(40U << 20, 'x') + "\n" + pem(middle.der); // an account may keep 64 MiB
-    CommandSender& sender = CommandSender::Instance();
-    BridgeSession* one = sender.OpenNewSession("One", 1);
-    BridgeSession* other = sender.OpenNewSession("Other", 1);
-    EXPECT_TRUE(parseIn(one, large)) << bridge::lastFailure().text();
-    EXPECT_FALSE(parseIn(other, large));
-    EXPECT_EQ(bridge::lastFailure().detail, static_cast<std::uint32_t>(Refused::overBudget));
-    EXPECT_TRUE(parseIn(one, large)) << "it takes the place of the former one";
-    sender.CloseSession(one);
-    bool parsed = false;
-    for (int i = 0; i < 100 && !parsed; ++i) parsed = parseIn(other, large);
-    EXPECT_TRUE(parsed) << "it was given back with its session";
-    sender.CloseSession(other);
+    Client other;
+    {
+        Client one;
+        EXPECT_TRUE(parseIn(one, large)) << bridge::lastFailure().text();
+        EXPECT_FALSE(parseIn(other, large));
+        EXPECT_EQ(refusal(), Refused::overBudget);
+        EXPECT_TRUE(parseIn(one, large)) << "it takes the place of the former one";
+    }
+    EXPECT_TRUE(waitFor([&] { return parseIn(other, large); })) << "it was given back with its session";
 }
 
 TEST(AParsedFile, IsForgottenAfterItsTime) {

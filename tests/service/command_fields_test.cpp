@@ -10,6 +10,7 @@
 
 #include <gmock/gmock.h>
 
+#include <set>
 #include <utility>
 
 using panelkit::Command;
@@ -40,10 +41,7 @@ private:
 
 // Whether the service misses a field of the request.
 bool endsEarly(const panelkit::CommandRow& row, const std::string& request) {
-    std::string reply;
-    const bool answered = SessionsPool::GetSession(row.session)
-                              ->__SendCommand(row.module, static_cast<long>(row.code), request.data(),
-                                              static_cast<unsigned>(request.size()), &reply);
+    const bool answered = sendOver(SessionsPool::GetSession(row.session), row, request);
     return !answered && bridge::lastFailure().phrases == std::vector{Loc::makePhrase("the request ends early")};
 }
 
@@ -68,6 +66,20 @@ TEST_F(TheServicesHandlers, ReadTheFieldsOfTheirRow) {
                                   EmptyValues(panelkit::RequestOf<static_cast<Command>(place)>()).requests));
     };
     EXPECT_GT(readAll(std::make_index_sequence<panelkit::commandTable.size()>()), 30);
+}
+
+// The others would only keep the service busy.
+TEST_F(TheServicesHandlers, TakeMoreThanAMebibyteOnlyWhereARequestCarriesAFile) {
+    const std::set<Command> carriers{Command::ParseCertFile, Command::ActivateSystem, Command::ActivateUser,
+                                     Command::WriteGroup};
+    const auto isTooLarge = [](const panelkit::CommandRow& row, std::size_t size) {
+        if (send(row, std::string(size, '\xFF'))) return false;
+        return bridge::lastFailure().text().starts_with("the request is too large");
+    };
+    for (const panelkit::CommandRow& row : panelkit::commandTable) {
+        EXPECT_FALSE(isTooLarge(row, 1 << 20)) << row.name;
+        EXPECT_EQ(isTooLarge(row, (1 << 20) + 1), !carriers.contains(row.command)) << row.name;
+    }
 }
 
 } // namespace

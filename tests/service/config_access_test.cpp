@@ -2,11 +2,9 @@
 //
 // ADMIN.ADMIN_GROUP: who administers the service changes with the commit, and not before.
 #include "../support/other_user_posix.h"
-#include "../support/service_fixture.h"
+#include "with_service.h"
 
 #include <panelkit/lparams/sections/sections.h>
-
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 
@@ -15,13 +13,9 @@ using testing::HasSubstr;
 
 namespace {
 
-class TheAdministratorsGroup : public testing::Test {
+class TheAdministratorsGroup : public WithService {
 protected:
-    TheAdministratorsGroup() {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-    }
-    ~TheAdministratorsGroup() override { closePooledSessions(); }
+    TheAdministratorsGroup() : WithService({"--users-group", "games", "--admin-group", "staff"}) {}
     void SetUp() override {
         if (!OtherUser::canBecome()) GTEST_SKIP() << "only root can become somebody else";
     }
@@ -32,7 +26,6 @@ protected:
         return result.status == 0;
     }
 
-    RunningService service{{"--users-group", "games", "--admin-group", "staff"}};
     const OtherUser other{service.endpoint()};
 };
 
@@ -77,12 +70,10 @@ TEST(TheFolderOfTheDefaultEndpoint, IsMadeForEverybodyToEnter) {
     EXPECT_FALSE(std::filesystem::exists(runtime.file("elsewhere")));
 }
 
-TEST(TheFileOfTheConfiguration, IsForTheServiceAlone) {
-    RunningService service;
-    closePooledSessions();
-    CommandSender::Instance().SetEndpoint(service.endpoint());
+class TheFileOfTheConfiguration : public WithService {};
+
+TEST_F(TheFileOfTheConfiguration, IsForTheServiceAlone) {
     ASSERT_TRUE(CERTMON().save() && writeToDisk());
-    closePooledSessions();
     for (const char* name : {"/configuration.json", "/configuration.last-good.json"}) {
         struct stat status {};
         ASSERT_EQ(::stat((service.state() + name).c_str(), &status), 0);

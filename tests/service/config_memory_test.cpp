@@ -3,11 +3,13 @@
 // Secrets of the configuration are not left in freed memory when they are entered, written, committed, and read from
 // disk, and private keys not when a file for import is read. A program of its own, because it replaces the operators
 // new and delete.
+#include "../support/bytes.h"
 #include "../support/freed_memory.h"
 #include "../support/running_service.h"
 
 #include <service/certs/parsed_file.h>
 #include <service/config/configuration.h>
+#include <service/config/parameter_commands.h>
 #include <service/modules/trusted_file.h>
 
 #include <panelkit/lparams/sections/sections.h>
@@ -78,10 +80,15 @@ TEST(TheSecretsOfTheConfiguration, LeaveNothingInFreedMemoryWhenTheyAreCommitted
     }
     EXPECT_EQ(memory.found(), 0) << "written and committed";
     {
-        const Configuration restarted(state, {});
-        std::string held = restarted.read("IKE");
+        Configuration configuration(state, {});
+        std::string held = configuration.read("IKE");
         EXPECT_EQ(held, ike.bytes());
         wipe(std::move(held));
+        Announcer announcer;
+        bridge::server::Session session;
+        const std::string request = encoded(std::string("IKE"));
+        Call call{session, true, CommandStreamIn(request), {}, {}, {}};
+        wipe(ParameterCommands(configuration, announcer).read(call));
     }
     EXPECT_EQ(memory.found(), 0) << "read from disk";
 }

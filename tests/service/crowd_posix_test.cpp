@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Many connections of several accounts at once: they must lock nobody out. Only root can become these accounts.
+#include "../platform/bridge/raw_client.h"
 #include "../support/running_service.h"
-#include "../support/service_fixture.h"
-
-#include <panelkit/bridge/commands.h>
-#include <platform/bridge/frame.h>
-#include <platform/bridge/messages.h>
 
 #include <grp.h>
 #include <sys/resource.h>
@@ -23,7 +19,6 @@
 #include <thread>
 #include <vector>
 
-using bridge::FrameStatus;
 using bridge::Verdict;
 
 namespace {
@@ -32,21 +27,9 @@ constexpr gid_t usersGroup = 65534; // nogroup
 constexpr gid_t otherGroup = 64999;
 constexpr uid_t firstUser = 64000; // accounts need no name
 
-using Client = std::unique_ptr<bridge::Channel>;
-
-Verdict greet(const std::string& endpoint, Client& client) {
-    if (bridge::Channel::connect(endpoint, bridge::after(5000), client) != bridge::ConnectStatus::connected) {
-        return Verdict::malformed;
-    }
-    writeFrame(*client, {.kind = bridge::FrameKind::hello},
-               encode(bridge::Hello{1, bridge::Role::commandSession, "crowd"}), {5000});
-    bridge::FrameReader reader(*client);
-    bridge::FrameHeader header;
-    std::string body;
-    if (reader.readHeader(header, bridge::after(5000), {5000}) != FrameStatus::done) return Verdict::malformed;
-    reader.readBody(header, body, bridge::helloLimit, {5000});
-    const auto welcome = bridge::decodeWelcome(body);
-    return welcome ? welcome->verdict : Verdict::malformed;
+Verdict greet(const std::string& endpoint, raw::Client& client) {
+    client = raw::connected(endpoint);
+    return client ? raw::verdictFor(*client) : Verdict::malformed;
 }
 
 // A process of another account, which does its work, reports a number, and waits until this object ends it.
@@ -100,7 +83,7 @@ protected:
         return condition();
     }
     // Opens so many connections and keeps them. Returns the number of those that were accepted.
-    int fill(std::list<Client>& into, int most) const {
+    int fill(std::list<raw::Client>& into, int most) const {
         int accepted = 0;
         for (int i = 0; i < most; ++i) accepted += greet(service->endpoint(), into.emplace_back()) == Verdict::accepted;
         return accepted;
@@ -112,14 +95,14 @@ protected:
 TEST_F(ACrowd, LeavesRoomForRootAndFitsTheUsualDescriptors) {
     const std::size_t before = descriptors();
     std::list<OtherAccount> users;
-    std::list<Client> inChild;
+    std::list<raw::Client> inChild;
     for (uid_t i = 0; i < 4; ++i) {
         users.emplace_back(firstUser + i, usersGroup, [&] { return fill(inChild, 70); });
     }
     int accepted = 0;
     for (const OtherAccount& user : users) accepted += user.reported();
     EXPECT_EQ(accepted, 224) << "all but what is reserved";
-    std::list<Client> ofRoot;
+    std::list<raw::Client> ofRoot;
     EXPECT_EQ(fill(ofRoot, 40), 32) << service->log();
     EXPECT_TRUE(soon([&] { return descriptors() == before + 256; })) << "one for each connection: " << descriptors();
     users.clear();
@@ -133,7 +116,7 @@ TEST_F(ACrowd, OfStrangersKeepsNobodyOut) {
     const auto flood = [&] {
         int denied = 0;
         for (int i = 0; i < 500; ++i) {
-            Client read, unread;
+            raw::Client read, unread;
             denied += greet(service->endpoint(), read) == Verdict::accessDenied;
             bridge::Channel::connect(service->endpoint(), bridge::after(5000), unread);
         }
@@ -144,7 +127,7 @@ TEST_F(ACrowd, OfStrangersKeepsNobodyOut) {
     OtherAccount user(firstUser + 10, usersGroup, [&] {
         int accepted = 0;
         for (int i = 0; i < 200; ++i) {
-            Client client;
+            raw::Client client;
             accepted += greet(service->endpoint(), client) == Verdict::accepted;
         }
         return accepted;

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <ctime>
+#include <future>
 #include <memory>
 #include <stdexcept>
 #include <thread>
@@ -65,14 +66,14 @@ public:
     }
 };
 
-class AnExpiryWatch : public testing::Test {
+class WithAListener : public testing::Test {
 protected:
-    AnExpiryWatch() {
+    WithAListener() {
         CommandSender::Instance().SetEndpoint(endpoint);
         heard = std::make_unique<HeardNotices>();
         EXPECT_TRUE(heard->waitForAttached(1));
     }
-    ~AnExpiryWatch() override {
+    ~WithAListener() override {
         heard.reset();
         server.stop();
         serving.join();
@@ -92,11 +93,14 @@ protected:
     std::unique_ptr<HeardNotices> heard;
 };
 
+using AnExpiryWatch = WithAListener;
+using AnAnnouncer = WithAListener;
+
 TEST_F(AnExpiryWatch, AnnouncesWhatEndsSoonOnceADayAndAnewWithOtherSettings) {
     ExpirySettings settings{true, 30, 0s};
     const std::vector<WatchedCertificate> all{
         {{}, endingIn(10.5)}, {{}, endingIn(-2.5)}, {{}, endingIn(100.5)}, {{}, endingIn(5000)}};
-    ExpiryWatch watch([&] { return all; }, announcer, settings, 1ms);
+    ExpiryWatch watch([&] { return all; }, announcer, settings, 1ms, 10ms);
     EXPECT_EQ(nextDaysLeft(), 10);
     EXPECT_EQ(nextDaysLeft(), -3);
     watch.set(settings);
@@ -119,17 +123,33 @@ TEST_F(AnExpiryWatch, WaitsForItsTimeOfTheDay) {
 }
 
 TEST_F(AnExpiryWatch, OutlivesASourceThatFails) {
-    ExpirySettings settings{true, 30, 0s};
     std::atomic<bool> fails{true};
     const auto source = [&] {
         if (fails.exchange(false)) throw std::runtime_error("no token");
         return std::vector<WatchedCertificate>{{{}, endingIn(1.5)}};
     };
-    ExpiryWatch watch(source, announcer, settings, 1ms);
-    while (fails) std::this_thread::sleep_for(1ms);
-    settings.days = 2;
-    watch.set(settings);
+    const ExpiryWatch watch(source, announcer, {true, 30, 0s}, 1ms, 10ms);
     EXPECT_EQ(nextDaysLeft(), 1);
+}
+
+TEST_F(AnAnnouncer, WaitsUntilThoseWhoListenHaveHeardTheEnd) {
+    heard->holdAnswers();
+    auto told = std::async(std::launch::async, [this] { announcer.announceServiceStopping(); });
+    EXPECT_EQ(told.wait_for(50ms), std::future_status::timeout);
+    heard->letAnswersGo();
+    told.get();
+}
+
+TEST(Rounds, GoOnAfterOneThatFails) {
+    std::atomic<int> begun{0};
+    const panelkitd::Rounds rounds(
+        [&](bool) -> std::chrono::milliseconds {
+            if (++begun == 1) throw std::runtime_error("no");
+            return 1h;
+        },
+        1ms);
+    for (int i = 0; i < 1000 && begun < 2; ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_EQ(begun, 2);
 }
 
 TEST(Rounds, SayWhenTheOneUnderWayDoesNotEnd) {

@@ -3,12 +3,9 @@
 // The host's interfaces as a real service lists them. Runs under Wine too.
 #include <panelkit/net/interf_controller.h>
 
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include "with_service.h"
 
 #include <vocabulary/interfaces.h>
-
-#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <fstream>
@@ -19,16 +16,10 @@ namespace state = vocabulary::interfaceState;
 
 namespace {
 
-class TheHostsInterfaces : public testing::Test {
+class TheHostsInterfaces : public WithService {
 protected:
-    TheHostsInterfaces() {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-        EXPECT_TRUE(InterfController().getInterfaces(interfaces)) << bridge::lastFailure().text();
-    }
-    ~TheHostsInterfaces() override { closePooledSessions(); }
+    TheHostsInterfaces() { EXPECT_TRUE(InterfController().getInterfaces(interfaces)) << bridge::lastFailure().text(); }
 
-    RunningService service{{"--embedded-module", ""}};
     std::vector<NetInterfaceInfo> interfaces;
 };
 

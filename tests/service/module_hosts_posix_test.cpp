@@ -2,20 +2,14 @@
 //
 // A PKCS#11 module that crashes, hangs or lies in one of its functions: only its own tokens notice, and they come back.
 // Who is logged in to a token is one account.
-#include <panelkit/bridge/command_stream.h>
-#include <panelkit/tokens/tokens_controller.h>
-
+#include "../support/bytes.h"
 #include "../support/other_user_posix.h"
 #include "../support/panelctl.h"
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include "hosts_posix.h"
+#include "steered_token.h"
+#include "with_service.h"
 
 #include <panelkit/certs/cert_records.h>
-#include <testing/token_module_control.h>
-#include <vocabulary/refusals.h>
-#include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 
@@ -25,43 +19,13 @@
 #include <vector>
 
 using panelkit::Command;
-using panelkit::testing::TokenModuleControl;
-using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using testing::HasSubstr;
 using vocabulary::Refused;
 using namespace std::chrono_literals;
-namespace tokenField = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;
 
 namespace {
-
-const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
-
-template <class... Fields>
-std::string payloadOf(const Fields&... fields) {
-    std::string payload;
-    CommandStreamOut(payload).append(fields...);
-    return payload;
-}
-
-// A front end with a connection of its own.
-class Client {
-public:
-    Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
-    ~Client() { CommandSender::Instance().CloseSession(session_); }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    bool send(Command command, const std::string& payload, std::string* reply = nullptr) {
-        const panelkit::CommandRow& row = panelkit::commandRow(command);
-        return session_->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
-                                       static_cast<unsigned>(payload.size()), reply);
-    }
-
-private:
-    BridgeSession* session_;
-};
 
 // Clients that work on one token until they are asked to end; what they are refused is kept.
 class Workers {
@@ -88,9 +52,9 @@ private:
         const PresharedKeyInfo key{name};
         while (!ended_) {
             note(client.send(Command::EnumProviderTokens, ""));
-            note(client.send(Command::CreatePresharedKey, payloadOf(token, name, std::string("secret value"))));
+            note(client.send(Command::CreatePresharedKey, encoded(token, name, std::string("secret value"))));
             note(client.send(Command::EnumPresharedKeys, ""));
-            note(client.send(Command::DeletePresharedKey, payloadOf(token, key)));
+            note(client.send(Command::DeletePresharedKey, encoded(token, key)));
             std::this_thread::sleep_for(200ms);
         }
     }
@@ -110,68 +74,40 @@ private:
     std::vector<std::thread> threads_;
 };
 
-class AnUntrustedModule : public testing::Test {
+class AnUntrustedModule : public Steered<WithService> {
 protected:
-    AnUntrustedModule() {
-        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "1234"});
-        control.insert("reader", "office");
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-    }
-    ~AnUntrustedModule() override { closePooledSessions(); }
+    AnUntrustedModule()
+        : Steered({"--users-group", "games", "--module-timeout", "1", "--token-poll", "1"},
+                  {{"CREDENTIALS_DIRECTORY", "/of the service"}}) {}
 
     // A fresh process, which has not failed yet, and is logged in to its token.
     void loadAgain() {
         control.clearFaults();
-        ProviderInfo info;
-        info.*vocabulary::provider::path = module;
+        PKCS11::ProviderInfo info;
         info.*vocabulary::provider::name = "card";
-        controller.ProviderUnload(info);
-        ASSERT_TRUE(controller.ProviderLoad(info)) << bridge::lastFailure().text();
-        ASSERT_TRUE(controller.TokenLogin(token("Office"), "1234", false, nullptr)) << bridge::lastFailure().text();
-    }
-    TokenInfo token(const std::string& label) {
-        std::vector<TokenInfo> listed;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
-        for (const TokenInfo& candidate : listed) {
-            if (candidate.*tokenField::label == label) return candidate;
-        }
-        ADD_FAILURE() << "no token \"" << label << "\"";
-        return {};
+        tokens.ProviderUnload(info);
+        load();
+        ASSERT_TRUE(tokens.TokenLogin(token(), "user-1", false, nullptr)) << bridge::lastFailure().text();
     }
     // A token of the embedded provider that is logged in.
     TokenInfo safe() {
-        EXPECT_TRUE(controller.TokenInitialize(token(""), "Safe", "so-pin-1", "user-1", false));
-        EXPECT_TRUE(controller.TokenLogin(token("Safe"), "user-1", false, nullptr)) << bridge::lastFailure().text();
+        EXPECT_TRUE(tokens.TokenInitialize(token(""), "Safe", "so-pin-1", "user-1", false));
+        EXPECT_TRUE(tokens.TokenLogin(token("Safe"), "user-1", false, nullptr)) << bridge::lastFailure().text();
         return token("Safe");
     }
-    std::vector<TokenInfo> listed() {
-        std::vector<TokenInfo> tokens;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, tokens)) << bridge::lastFailure().text();
-        std::erase_if(tokens, [](const TokenInfo& token) { return token.*tokenField::label != "Office"; });
-        return tokens;
+    std::vector<TokenInfo> offices() {
+        auto all = listed();
+        std::erase_if(all, [](const TokenInfo& token) { return token.*vocabulary::token::label != "Office"; });
+        return all;
     }
     bool isLoggedIn() {
-        const auto tokens = listed();
-        return !tokens.empty() && (tokens[0].flags & flag::loggedIn) != 0;
-    }
-    template <class Condition>
-    static bool waitFor(Condition holds) {
-        for (int i = 0; i < 200; ++i, std::this_thread::sleep_for(100ms)) {
-            if (holds()) return true;
-        }
-        return false;
+        const auto all = offices();
+        return !all.empty() && (all[0].flags & flag::loggedIn) != 0;
     }
     // Waits until the module runs again.
     bool comesBack() {
-        return waitFor([this] { return !listed().empty() && bridge::lastRemarks().empty(); });
+        return waitFor([this] { return !offices().empty() && bridge::lastRemarks().empty(); });
     }
-
-    TokenModuleControl control;
-    RunningService service{
-        {"--allow-module", module, "--users-group", "games", "--module-timeout", "1", "--token-poll", "1"},
-        {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}, {"CREDENTIALS_DIRECTORY", "/of the service"}}};
-    VpnTokensController controller;
 };
 
 // A function of the module, and what makes the service call it.
@@ -193,13 +129,13 @@ constexpr Reached reachedBy[] = {
 
 std::string payloadFor(Command command, const TokenInfo& office) {
     switch (command) {
-    case Command::CreatePresharedKey: return payloadOf(office, std::string("new"), std::string("secret value"));
-    case Command::DeletePresharedKey: return payloadOf(office, PresharedKeyInfo{"there"});
-    case Command::InitTokenRNG: return payloadOf(office, std::string("seed"));
-    case Command::TokenChangePassword: return payloadOf(office, std::string("1234"), std::string("5678"), false, false);
-    case Command::TokenLogout: return payloadOf(office);
+    case Command::CreatePresharedKey: return encoded(office, std::string("new"), std::string("secret value"));
+    case Command::DeletePresharedKey: return encoded(office, PresharedKeyInfo{"there"});
+    case Command::InitTokenRNG: return encoded(office, std::string("seed"));
+    case Command::TokenChangePassword: return encoded(office, std::string("user-1"), std::string("5678"), false, false);
+    case Command::TokenLogout: return encoded(office);
     case Command::TokenInitialize:
-        return payloadOf(office, std::string("Office"), std::string("so-secret"), std::string("1234"), true);
+        return encoded(office, std::string("Office"), std::string("so-secret"), std::string("user-1"), true);
     default: return {};
     }
 }
@@ -212,8 +148,8 @@ TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
             if (!crash && row.command == Command::TokenInitialize) continue; // it may take minutes
             SCOPED_TRACE(std::string(row.function) + (crash ? " crashes" : " hangs"));
             loadAgain();
-            const TokenInfo office = token("Office");
-            client.send(Command::CreatePresharedKey, payloadOf(office, std::string("there"), std::string("value")));
+            const TokenInfo office = token();
+            client.send(Command::CreatePresharedKey, encoded(office, std::string("there"), std::string("value")));
             crash ? control.crash(row.function) : control.hang(row.function);
             const bool answered = client.send(row.command, payloadFor(row.command, office));
             EXPECT_EQ(answered, row.isListing);
@@ -221,7 +157,7 @@ TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
                 ASSERT_FALSE(bridge::lastRemarks().empty());
                 EXPECT_EQ(static_cast<Refused>(bridge::lastRemarks()[0].code), Refused::incomplete);
             } else {
-                EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::moduleFailed);
+                EXPECT_EQ(refusal(), Refused::moduleFailed);
                 EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("the module of provider \"card\""));
             }
         }
@@ -234,24 +170,12 @@ TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
     EXPECT_TRUE(token("Safe").flags & flag::loggedIn);
 }
 
-// The processes that the service has started.
-std::vector<std::filesystem::path> hostsOf(std::int64_t service) {
-    std::vector<std::filesystem::path> hosts;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::ifstream stat(entry.path() / "stat");
-        std::string number, name, state;
-        std::int64_t parent = 0;
-        if (stat >> number >> name >> state >> parent && parent == service && state != "Z")
-            hosts.push_back(entry.path());
-    }
-    return hosts;
-}
-
 TEST_F(AnUntrustedModule, HasNoRightsAndNoSecretsOfTheServiceAndEndsWithIt) {
     loadAgain();
     const auto hosts = hostsOf(service.process().id());
     ASSERT_EQ(hosts.size(), 2U);
-    for (const auto& host : hosts) {
+    for (const std::int64_t process : hosts) {
+        const std::filesystem::path host = folderOf(process);
         std::string status, variables;
         std::getline(std::ifstream(host / "status"), status, '\0');
         std::getline(std::ifstream(host / "environ"), variables, '\1');
@@ -263,12 +187,13 @@ TEST_F(AnUntrustedModule, HasNoRightsAndNoSecretsOfTheServiceAndEndsWithIt) {
     }
     control.recordCalls();
     control.hang("C_SeedRandom");
-    std::thread stuck([this] { controller.InitTokenRNG(token("Office"), "seed"); });
+    std::thread stuck([this] { tokens.InitTokenRNG(token(), "seed"); });
     EXPECT_TRUE(control.waitForCalls("C_SeedRandom", 1));
     service.kill();
     stuck.join();
-    for (const auto& host : hosts) {
-        EXPECT_TRUE(waitFor([&] { return !std::filesystem::exists(host / "exe"); })) << "even in a function that hangs";
+    for (const std::int64_t host : hosts) {
+        EXPECT_TRUE(waitFor([&] { return !std::filesystem::exists(folderOf(host) / "exe"); }))
+            << "even in a function that hangs";
     }
     service.start();
 }
@@ -278,25 +203,11 @@ TEST_F(AnUntrustedModule, ThatCrashesAtEachStartIsTriedLessAndLessOften) {
     control.recordCalls();
     control.crash("C_Initialize");
     control.crash("C_Logout");
-    EXPECT_FALSE(controller.TokenLogout(token("Office")));
+    EXPECT_FALSE(tokens.TokenLogout(token()));
     const std::uint64_t before = control.calls("C_Initialize");
     std::this_thread::sleep_for(5s); // a second's pause, and then a minute's
     EXPECT_EQ(control.calls("C_Initialize") - before, 1U);
     EXPECT_THAT(service.log(), HasSubstr("the module of provider card was not started again"));
-}
-
-// "There are none" would be the wrong answer.
-TEST_F(AnUntrustedModule, IsNamedByListsAndLookUpsOfTheConsole) {
-    loadAgain();
-    control.hang("C_FindObjectsInit");
-    const auto list = panelctl(service.endpoint(), {"psk", "list"});
-    EXPECT_EQ(list.status, 14);
-    EXPECT_EQ(list.output, "");
-    EXPECT_THAT(list.error, HasSubstr("this list is incomplete"));
-    EXPECT_THAT(list.error, HasSubstr("could not be read: the module of provider \"card\""));
-    const auto removal = panelctl(service.endpoint(), {"psk", "delete", "key", "--yes"});
-    EXPECT_EQ(removal.status, 14) << "not that there is no such key";
-    EXPECT_THAT(removal.error, HasSubstr("as far as the tokens could be read"));
 }
 
 // A search without end, and values that together would take all of the service's memory.
@@ -319,38 +230,35 @@ TEST_F(AnUntrustedModule, ThatReturnsTooMuchIsNotBelieved) {
 
 TEST_F(AnUntrustedModule, IsLoggedInToByTheServiceWithAPinFromAFile) {
     const std::string path = service.folder().file("pin");
-    std::ofstream(path) << "1234\n";
+    std::ofstream(path) << "user-1\n";
     service.terminate();
     RunningService own(
-        {"--allow-module", module, "--token-poll", "1", "--module-timeout", "1", "--pin-file", "Office=" + path},
+        {"--allow-module", testModule, "--token-poll", "1", "--module-timeout", "1", "--pin-file", "Office=" + path},
         {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}});
     closePooledSessions();
     CommandSender::Instance().SetEndpoint(own.endpoint());
-    ProviderInfo info;
-    info.*vocabulary::provider::path = module;
-    info.*vocabulary::provider::name = "card";
     ::chmod(path.c_str(), 0640);
-    ASSERT_TRUE(controller.ProviderLoad(info));
+    load();
     EXPECT_TRUE(waitFor([&] { return own.log().find("can be read by other accounts") != std::string::npos; }));
     EXPECT_FALSE(isLoggedIn());
 
     ::chmod(path.c_str(), 0600);
     control.remove("reader");
-    EXPECT_TRUE(waitFor([&] { return listed().empty(); }));
+    EXPECT_TRUE(waitFor([&] { return offices().empty(); }));
     std::this_thread::sleep_for(1500ms); // until the service has seen it, too
     control.insert("reader", "office");
     EXPECT_TRUE(waitFor([&] { return isLoggedIn(); })) << own.log();
     control.crash("C_SeedRandom");
-    EXPECT_FALSE(controller.InitTokenRNG(token("Office"), "seed"));
+    EXPECT_FALSE(tokens.InitTokenRNG(token(), "seed"));
     control.clearFaults();
     EXPECT_TRUE(waitFor([&] { return isLoggedIn(); })) << "after the module was started again\n" << own.log();
-    EXPECT_TRUE(controller.TokenLogout(token("Office")));
+    EXPECT_TRUE(tokens.TokenLogout(token()));
     std::this_thread::sleep_for(1500ms);
     EXPECT_FALSE(isLoggedIn()) << "somebody wanted that";
 
     std::ofstream(path) << "wrong\n";
     for (int i = 0; i < 3; ++i) { // as often as would lock it
-        ASSERT_TRUE(controller.ReloadAll());
+        ASSERT_TRUE(tokens.ReloadAll());
         EXPECT_TRUE(waitFor([&] { return own.log().find("The PIN is wrong") != std::string::npos; }));
     }
     EXPECT_EQ(control.counters("office").userTriesLeft, 2U);
@@ -364,14 +272,14 @@ TEST_F(AnUntrustedModule, IsLoggedInToByOneAccount) {
     };
     loadAgain(); // which logs in as root
     EXPECT_THAT(asNobody({"token", "logout", "Office"}, "").error, HasSubstr("in use"));
-    EXPECT_THAT(asNobody({"token", "login", "Office", "--pin-stdin"}, "1234\n").error, HasSubstr("in use"))
+    EXPECT_THAT(asNobody({"token", "login", "Office", "--pin-stdin"}, "user-1\n").error, HasSubstr("in use"))
         << "that the PIN is right is not told";
-    EXPECT_TRUE(token("Office").flags & flag::loggedIn);
-    EXPECT_TRUE(controller.TokenLogout(token("Office")));
-    EXPECT_EQ(asNobody({"token", "login", "Office", "--pin-stdin"}, "1234\n").status, 0);
-    EXPECT_FALSE(controller.TokenLogin(token("Office"), "1234", false, nullptr));
-    EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::inUseByAnother);
-    EXPECT_TRUE(controller.TokenLogout(token("Office"))) << "an administrator may";
+    EXPECT_TRUE(token().flags & flag::loggedIn);
+    EXPECT_TRUE(tokens.TokenLogout(token()));
+    EXPECT_EQ(asNobody({"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 0);
+    EXPECT_FALSE(tokens.TokenLogin(token(), "user-1", false, nullptr));
+    EXPECT_EQ(refusal(), Refused::inUseByAnother);
+    EXPECT_TRUE(tokens.TokenLogout(token())) << "an administrator may";
 }
 
 } // namespace

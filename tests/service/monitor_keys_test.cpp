@@ -2,16 +2,16 @@
 //
 // Key pairs and labels, on SoftHSM2 and on the test token.
 #include "certs_fixture.h"
+#include "steered_token.h"
 
 #include <panelkit/monitor/monitor_controller.h>
-#include <testing/token_module_control.h>
+#include <service/certs/openssl_handles.h>
 
 #include <gmock/gmock.h>
 
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
 using panelkit::TokenLabels;
-using panelkit::testing::TokenModuleControl;
 using PKCS11::TokenInfo;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -64,6 +64,7 @@ protected:
 };
 
 TEST_F(AKeyPair, IsMadeListedShownAndDeleted) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     for (const auto& [type, bits] : {std::pair(keyType::rsa, 2048U), std::pair(keyType::ec, 384U)}) {
         ASSERT_TRUE(generate(type, bits, "gate")) << bridge::lastFailure().text();
         EXPECT_EQ(made.label, "gate");
@@ -91,6 +92,7 @@ TEST_F(AKeyPair, IsMadeListedShownAndDeleted) {
 }
 
 TEST_F(AKeyPair, IsNotMadeFromBadInput) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_TRUE(generate(keyType::ec, 256, "taken"));
     const struct {
         std::uint32_t type, bits;
@@ -115,6 +117,7 @@ TEST_F(AKeyPair, IsNotMadeFromBadInput) {
 }
 
 TEST_F(AKeyPair, ShowsOnlyItsPublicHalfWithoutLogIn) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_TRUE(generate(keyType::ec, 256, "gate"));
     const KeyInfo whole = made;
     logout();
@@ -161,6 +164,7 @@ TEST_F(AKeyPair, KnowsItsCertificates) {
 }
 
 TEST_F(AKeyPair, MustBeThereToBeDeletedWithItsCertificate) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_EQ(importFile(makeUser("alone", root).der), ImportCert::imported);
     ASSERT_TRUE(generate(keyType::ec, 256, "of nobody"));
     EXPECT_FALSE(monitor.DeleteCertificateWithKey(token(), named("CN=alone")));
@@ -208,36 +212,56 @@ TEST_F(AKeyPair, SharesItsLabelAndIdentifierWithItsCertificate) {
     EXPECT_EQ(listKeys().at(0).id, labels[0].certificates[0].id);
 }
 
-// ---- a token that can be steered
-
-const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
-
-class Steered {
+// What another program has stored on the token.
+class AnObjectOfAnother : public AKeyPair {
 protected:
-    Steered() {
-        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "user-1"});
-        control.insert("reader", "office");
+    bool store(const std::string& der, std::vector<std::string> how) {
+        const std::string file = service.folder().file("object.der");
+        platform::replaceFile(file, der, true);
+        platform::ChildOptions other;
+        other.arguments = {"pkcs11-tool",
+                           "--module",
+                           "/usr/lib/softhsm/libsofthsm2.so",
+                           "--token-label",
+                           "Office",
+                           "--login",
+                           "--pin",
+                           "user-1",
+                           "--write-object",
+                           file};
+        other.arguments.insert(other.arguments.end(), how.begin(), how.end());
+        other.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
+        return platform::runChild(other, std::chrono::seconds(30)).status == 0;
     }
-    TokenModuleControl control;
 };
 
-class KeysOnTheSteeredToken : private Steered, public WithCertificates, protected Keys {
+TEST_F(AnObjectOfAnother, GivesItsIdentifierToTheKeyOfACertificate) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
+    const Identity gate = makeUser("gate", root);
+    ASSERT_TRUE(store(gate.der, {"--type", "cert", "--id", "4242"}));
+    EXPECT_EQ(importFile(pkcs12(gate, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+    ASSERT_EQ(listKeys().size(), 1U);
+    EXPECT_EQ(listKeys()[0].id, "4242");
+}
+
+TEST_F(AnObjectOfAnother, KeepsItsLabelForItself) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
+    ASSERT_TRUE(store(panelkitd::derOf(ecKey().get(), i2d_PUBKEY), {"--type", "pubkey", "--label", "taken"}));
+    EXPECT_FALSE(generate(keyType::ec, 256, "taken"));
+    EXPECT_EQ(refusal(), Refused::alreadyThere);
+}
+
+// ---- a token that can be steered
+
+class KeysOnTheSteeredToken : public Steered<WithCertificates>, protected Keys {
 protected:
-    KeysOnTheSteeredToken()
-        : WithCertificates({"--embedded-module", "", "--allow-module", module},
-                           {{"PANELKIT_TEST_TOKEN_DIR", Steered::control.folder()}}) {}
     void SetUp() override {
-        PKCS11::ProviderInfo info;
-        info.*vocabulary::provider::path = module;
-        info.*vocabulary::provider::name = "card";
-        ASSERT_TRUE(tokens.ProviderLoad(info)) << info.*vocabulary::provider::problem;
+        load();
         login();
         ASSERT_EQ(importFile(pkcs12(makeUser("user", root), {}, "secret"), "secret", CertImport::withPrivateKey),
                   ImportCert::imported);
         office = token();
     }
-    TokenModuleControl& steering() { return Steered::control; }
-
     TokenInfo office;
 };
 
@@ -253,23 +277,23 @@ TEST_F(KeysOnTheSteeredToken, AreIncompleteWhenItCantBeRead) {
     const auto listLabels = [&] { return monitor.EnumCertLabels(nullptr, labels); };
     EXPECT_EQ(count(listKeys) + count(listLabels), 0U);
     constexpr std::uint32_t deviceError = 0x30;
-    steering().fail("C_FindObjectsInit", deviceError);
+    control.fail("C_FindObjectsInit", deviceError);
     EXPECT_EQ(count(listKeys), 1U);
     EXPECT_THAT(panelkit::lastUnseen()[0].text(), HasSubstr("the token \"Office\" could not be read: "));
     EXPECT_EQ(count(listLabels), 1U);
     EXPECT_FALSE(monitor.EnumKeys(&office, keys, places)) << "one that is asked for by name";
     EXPECT_EQ(refusal(), Refused::deviceError);
-    steering().clearFaults();
+    control.clearFaults();
 
-    steering().hang("C_FindObjectsInit");
+    control.hang("C_FindObjectsInit");
     EXPECT_EQ(count(listKeys), 1U);
     EXPECT_FALSE(monitor.EnumCertLabels(&office, labels));
-    steering().clearFaults();
+    control.clearFaults();
 }
 
 TEST_F(KeysOnTheSteeredToken, AreGoneWithIt) {
     const KeyInfo key = listKeys().at(0);
-    steering().remove("reader");
+    control.remove("reader");
     EXPECT_THAT(listKeys(), IsEmpty());
     EXPECT_THAT(panelkit::lastUnseen(), IsEmpty()) << "that it is removed is a state";
     std::vector<KeyInfo> keys;
@@ -284,12 +308,12 @@ TEST_F(KeysOnTheSteeredToken, AreGoneWithIt) {
 
 TEST_F(KeysOnTheSteeredToken, StayWhenTheTokenIsWriteProtected) {
     const KeyInfo key = listKeys().at(0);
-    steering().setTraits("office", {.writeProtected = true});
+    control.setTraits("office", {.writeProtected = true});
     EXPECT_FALSE(monitor.DeleteKey(office, key));
     EXPECT_EQ(refusal(), Refused::writeProtected);
     EXPECT_FALSE(monitor.DeleteCertificateWithKey(office, named("CN=user")));
     EXPECT_EQ(refusal(), Refused::writeProtected);
-    steering().setTraits("office", {});
+    control.setTraits("office", {});
     EXPECT_THAT(listKeys(), ElementsAre(key));
 }
 
@@ -297,15 +321,15 @@ TEST_F(KeysOnTheSteeredToken, StayWhenTheTokenIsWriteProtected) {
 TEST_F(KeysOnTheSteeredToken, OutliveTheirCertificateWhenTheTokenFailsInBetween) {
     const CertInfo certificate = named("CN=user");
     const KeyInfo key = listKeys().at(0);
-    steering().recordCalls();
-    steering().slow("C_DestroyObject", std::chrono::milliseconds(300));
+    control.recordCalls();
+    control.slow("C_DestroyObject", std::chrono::milliseconds(300));
     std::thread hand([&] {
-        EXPECT_TRUE(steering().waitForCalls("C_DestroyObject", 2));
-        steering().fail("C_DestroyObject", 0x30);
+        EXPECT_TRUE(control.waitForCalls("C_DestroyObject", 2));
+        control.fail("C_DestroyObject", 0x30);
     });
     EXPECT_FALSE(monitor.DeleteCertificateWithKey(office, certificate));
     hand.join();
-    steering().clearFaults();
+    control.clearFaults();
     EXPECT_THAT(list(), IsEmpty());
     ASSERT_EQ(listKeys().size(), 1U);
     EXPECT_EQ(listKeys()[0].fingerprint, key.fingerprint);

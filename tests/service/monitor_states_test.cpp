@@ -1,20 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The state of providers and tokens, and settings that are not committed, as the service tells them.
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include "steered_token.h"
+#include "with_service.h"
 
 #include <panelkit/lparams/sections/config_transaction.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/monitor/monitor_controller.h>
-#include <panelkit/tokens/tokens_controller.h>
-#include <testing/token_module_control.h>
-#include <vocabulary/refusals.h>
-#include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
-
-#include <thread>
 
 using panelkit::MonitorController;
 using panelkit::ProviderCondition;
@@ -22,37 +14,20 @@ using panelkit::ProviderState;
 using panelkit::TokenCondition;
 using panelkit::TokenState;
 using panelkit::UncommittedValue;
-using panelkit::testing::TokenModuleControl;
 using PKCS11::TokenInfo;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using vocabulary::Refused;
-using namespace std::chrono_literals;
 
 namespace {
 
 static_assert(panelkit::incompleteRemark == static_cast<std::uint32_t>(Refused::incomplete));
 
-const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
-
-class TheStates : public testing::Test {
+class TheStates : public Steered<WithService> {
 protected:
-    TheStates() {
-        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "user-1"});
-        control.insert("reader", "office");
-        control.insert("second", "blank");
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-    }
-    ~TheStates() override { closePooledSessions(); }
-    void SetUp() override {
-        PKCS11::ProviderInfo info;
-        info.*vocabulary::provider::path = module;
-        info.*vocabulary::provider::name = "card";
-        info.*vocabulary::provider::isRemembered = true;
-        ASSERT_TRUE(tokens.ProviderLoad(info)) << info.*vocabulary::provider::problem;
-    }
+    TheStates() { control.insert("second", "blank"); }
+    void SetUp() override { ASSERT_EQ(WithService::load(testModule, "card", true), ""); }
 
     void look() { ASSERT_TRUE(monitor.GetStates(providers, states)) << bridge::lastFailure().text(); }
     ProviderState provider() {
@@ -79,10 +54,6 @@ protected:
         return {};
     }
 
-    TokenModuleControl control;
-    RunningService service{{"--embedded-module", "", "--allow-module", module},
-                           {{"PANELKIT_TEST_TOKEN_DIR", control.folder()}}};
-    VpnTokensController tokens;
     MonitorController monitor;
     std::vector<ProviderState> providers;
     std::vector<TokenState> states;
@@ -91,7 +62,7 @@ protected:
 TEST_F(TheStates, TellWhetherATokensObjectsAreVisible) {
     EXPECT_EQ(provider().condition, ProviderCondition::ready);
     EXPECT_THAT(provider().why, IsEmpty());
-    EXPECT_EQ(provider().path, std::filesystem::canonical(module));
+    EXPECT_EQ(provider().path, std::filesystem::canonical(testModule));
     EXPECT_THAT(conditionsOf("Office"), ElementsAre(TokenCondition::loggedOut));
     EXPECT_THAT(conditionsOf(""), ElementsAre(TokenCondition::notInitialised));
     ASSERT_TRUE(tokens.TokenLogin(office(), "user-1", false, nullptr));
@@ -129,25 +100,36 @@ TEST_F(TheStates, NameAModuleThatHangs) {
     control.clearFaults();
 }
 
+TEST_F(TheStates, NameTheLastHundredTokensThatWereRemoved) {
+    for (int i = 0; i < 102; ++i) { // the first takes the place of "Office"
+        const std::string name = "token-" + std::to_string(i);
+        control.createToken(name, {.label = name});
+        control.insert("reader", name);
+        look();
+    }
+    EXPECT_THAT(conditionsOf("Office"), IsEmpty());
+    EXPECT_THAT(conditionsOf("token-0"), IsEmpty());
+    EXPECT_THAT(conditionsOf("token-1"), ElementsAre(TokenCondition::removed));
+    EXPECT_EQ(states.size(), 102U) << "the removed ones, the one in its place, and the blank one";
+}
+
 TEST_F(TheStates, NameAModuleThatCrashedAndIsStartedAgain) {
+    ASSERT_TRUE(tokens.TokenLogin(office(), "user-1", false, nullptr));
     look();
     control.crash("C_GetSlotList");
-    for (int i = 0; i < 500 && provider().condition == ProviderCondition::ready; ++i) std::this_thread::sleep_for(10ms);
+    waitFor([this] { return provider().condition != ProviderCondition::ready; });
     EXPECT_EQ(provider().condition, ProviderCondition::restarting);
     EXPECT_EQ(provider().why.at(1).code, static_cast<std::uint32_t>(Refused::moduleFailed));
     EXPECT_THAT(conditionsOf("Office"), ElementsAre(TokenCondition::outOfReach)) << "its record is the last one";
+    EXPECT_FALSE(office().flags & vocabulary::tokenFlag::loggedIn) << "the log-in ended with the process";
     control.clearFaults();
-    for (int i = 0; i < 2000 && provider().condition != ProviderCondition::ready; ++i) {
-        std::this_thread::sleep_for(10ms);
-    }
+    waitFor([this] { return provider().condition == ProviderCondition::ready; });
     EXPECT_THAT(conditionsOf("Office"), ElementsAre(TokenCondition::loggedOut));
 }
 
 TEST_F(TheStates, NameAModuleThatCantBeLoaded) {
     control.crash("C_Initialize");
-    service.terminate();
-    service.start();
-    closePooledSessions();
+    restart();
     const ProviderState state = provider();
     EXPECT_EQ(state.condition, ProviderCondition::notLoaded);
     EXPECT_THAT(conditionsOf("Office"), IsEmpty()) << "nothing is known of its tokens";
@@ -159,14 +141,8 @@ TEST_F(TheStates, NameAModuleThatCantBeLoaded) {
 
 // ---- settings
 
-class UncommittedSettings : public testing::Test {
+class UncommittedSettings : public WithService {
 protected:
-    UncommittedSettings() {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-    }
-    ~UncommittedSettings() override { closePooledSessions(); }
-
     void set(const char* section, const char* key, const char* text, panelkit::Commit commit = panelkit::Commit::no) {
         panelkit::ConfigTransaction transaction;
         panelkit::SectionBody* const body = transaction.section(section);
@@ -204,7 +180,6 @@ protected:
         return lines(values);
     }
 
-    RunningService service;
     MonitorController monitor;
 };
 
@@ -251,10 +226,10 @@ TEST_F(UncommittedSettings, StayWhenANameIsUnknown) {
     std::vector<UncommittedValue> values;
     for (const char* unknown : {"NONE", "PROXY.NONE", "", ".", "PROXY."}) {
         EXPECT_FALSE(monitor.RevertSettings({"PROXY", unknown}, values)) << unknown;
-        EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::noSuchObject);
+        EXPECT_EQ(refusal(), Refused::noSuchObject);
     }
     EXPECT_FALSE(monitor.RevertSettings(std::vector<std::string>(1001, "PROXY"), values));
-    EXPECT_EQ(static_cast<Refused>(bridge::lastFailure().detail), Refused::badInput);
+    EXPECT_EQ(refusal(), Refused::badInput);
     EXPECT_EQ(listed().size(), 1U);
 }
 

@@ -2,24 +2,17 @@
 //
 // The notifications of panelkitd, end to end: the service loads the test token module, the test controls it from
 // outside and listens as a front end does. Runs under Wine too.
-#include <panelkit/notifications/notifications_listener.h>
-#include <panelkit/tokens/tokens_controller.h>
-
 #include "../support/bytes.h"
 #include "../support/heard_notices.h"
 #include "../support/run_speed.h"
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include "steered_token.h"
+#include "with_service.h"
 
-#include <testing/token_module_control.h>
+#include <panelkit/notifications/notifications_listener.h>
 #include <vocabulary/notifications.h>
-#include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
 
 #include <ctime>
 
-using panelkit::testing::TokenModuleControl;
 using PKCS11::TokenInfo;
 using vocabulary::Notification;
 using namespace std::chrono_literals;
@@ -28,40 +21,17 @@ namespace flag = vocabulary::tokenFlag;
 
 namespace {
 
-const std::string module = builtProgram(PANELKIT_TEST_TOKEN_FILE);
-
-class ServiceNotifications : public testing::Test {
+class ServiceNotifications : public Steered<WithService> {
 protected:
-    ServiceNotifications() {
-        control.createToken("office", {.label = "Office", .soPin = "so-secret", .userPin = "1234"});
-        control.insert("reader", "office");
-        control.addSlot("other");
-        service = std::make_unique<RunningService>(
-            std::vector<std::string>{"--embedded-module", "", "--allow-module", module, "--token-poll", "1"},
-            std::map<std::string, std::optional<std::string>>{{"PANELKIT_TEST_TOKEN_DIR", control.folder()}});
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service->endpoint());
-    }
-    ~ServiceNotifications() override {
-        heard.reset();
-        closePooledSessions();
-        service.reset(); // before the folder is removed
-    }
+    ServiceNotifications() : Steered({"--embedded-module", "", "--token-poll", "1"}) { control.addSlot("other"); }
 
     void listen() {
         heard = std::make_unique<HeardNotices>();
         ASSERT_TRUE(heard->waitForAttached(1));
     }
-    void load() {
-        PKCS11::ProviderInfo info;
-        info.*vocabulary::provider::path = module;
-        info.*vocabulary::provider::name = "card";
-        ASSERT_TRUE(controller.ProviderLoad(info)) << info.*vocabulary::provider::problem;
-    }
     TokenInfo office() {
-        std::vector<TokenInfo> listed;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, listed)) << bridge::lastFailure().text();
-        return listed.empty() ? TokenInfo() : listed[0];
+        const auto all = listed();
+        return all.empty() ? TokenInfo() : all[0];
     }
     // Returns the token of the next notification of that kind.
     TokenInfo next(Notification expected) {
@@ -73,10 +43,7 @@ protected:
         return payload.token;
     }
 
-    TokenModuleControl control;
-    std::unique_ptr<RunningService> service;
     std::unique_ptr<HeardNotices> heard;
-    VpnTokensController controller;
     std::uint64_t lastNumber = 0;
 };
 
@@ -90,7 +57,7 @@ TEST_F(ServiceNotifications, TellOfTokensThatComeAndGo) {
     EXPECT_EQ(next(Notification::tokenArrived), office()) << "as it is listed";
     PKCS11::ProviderInfo card;
     card.*vocabulary::provider::name = "card";
-    ASSERT_TRUE(controller.ProviderUnload(card));
+    ASSERT_TRUE(tokens.ProviderUnload(card));
     EXPECT_EQ(next(Notification::tokenRemoved).*field::label, "Office") << "with its provider";
     EXPECT_TRUE(heard->silentFor(1500ms));
 }
@@ -100,27 +67,27 @@ TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
     load();
     next(Notification::tokenArrived);
     const auto logIn = [&] {
-        ASSERT_TRUE(controller.TokenLogin(office(), "1234", false, nullptr));
+        ASSERT_TRUE(tokens.TokenLogin(office(), "user-1", false, nullptr));
         EXPECT_TRUE(next(Notification::tokenLoggedIn).flags & flag::loggedIn);
     };
     logIn();
-    ASSERT_TRUE(controller.TokenLogin(office(), "1234", false, nullptr)) << "which is nothing new";
-    ASSERT_TRUE(controller.TokenLogout(office()));
+    ASSERT_TRUE(tokens.TokenLogin(office(), "user-1", false, nullptr)) << "which is nothing new";
+    ASSERT_TRUE(tokens.TokenLogout(office()));
     EXPECT_FALSE(next(Notification::tokenLoggedOut).flags & flag::loggedIn);
-    EXPECT_FALSE(controller.TokenLogin(office(), "wrong", false, nullptr));
+    EXPECT_FALSE(tokens.TokenLogin(office(), "wrong", false, nullptr));
 
     logIn();
-    ASSERT_TRUE(controller.ReloadAll());
+    ASSERT_TRUE(tokens.ReloadAll());
     next(Notification::tokenLoggedOut);
 
     logIn();
-    ASSERT_TRUE(controller.TokenInitialize(office(), "New", "so-secret", "5678", true));
+    ASSERT_TRUE(tokens.TokenInitialize(office(), "New", "so-secret", "5678", true));
     EXPECT_EQ(next(Notification::tokenLoggedOut).*field::label, "New");
     const TokenInfo fresh = next(Notification::tokenInitialized);
     EXPECT_EQ(fresh.*field::label, "New");
     EXPECT_EQ(fresh, office());
 
-    ASSERT_TRUE(controller.TokenLogin(office(), "5678", false, nullptr));
+    ASSERT_TRUE(tokens.TokenLogin(office(), "5678", false, nullptr));
     next(Notification::tokenLoggedIn);
     control.remove("reader");
     next(Notification::tokenRemoved);
@@ -133,12 +100,12 @@ TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
     load();
     next(Notification::tokenArrived);
     const TokenInfo token = office();
-    ASSERT_TRUE(controller.TokenLogin(token, "1234", false, nullptr));
+    ASSERT_TRUE(tokens.TokenLogin(token, "user-1", false, nullptr));
     next(Notification::tokenLoggedIn);
     constexpr int times = slowRun ? 20 : 100;
     for (int i = 0; i < times; ++i) {
-        ASSERT_TRUE(controller.TokenLogout(token));
-        ASSERT_TRUE(controller.TokenLogin(token, "1234", false, nullptr));
+        ASSERT_TRUE(tokens.TokenLogout(token));
+        ASSERT_TRUE(tokens.TokenLogin(token, "user-1", false, nullptr));
     }
     for (int i = 0; i < times; ++i) {
         const std::uint64_t before = lastNumber;
@@ -148,33 +115,6 @@ TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
         EXPECT_EQ(lastNumber, before + 2);
     }
     EXPECT_TRUE(heard->silentFor(100ms));
-}
-
-// A front end that hangs delays neither the service nor other front ends.
-TEST_F(ServiceNotifications, AreNotHeldUpByAFrontEndThatDoesNotAnswer) {
-    listen();
-    load();
-    next(Notification::tokenArrived);
-    heard->holdAnswers();
-    ASSERT_TRUE(controller.TokenLogin(office(), "1234", false, nullptr));
-    ASSERT_TRUE(controller.TokenLogout(office()));
-    EXPECT_NE(service->terminate().status, 3) << "as one that had to leave something behind";
-    heard->letAnswersGo();
-}
-
-TEST_F(ServiceNotifications, ComeAgainAfterEachRestartWithoutANewBeginning) {
-    constexpr int times = slowRun ? 5 : 50;
-    listen();
-    for (int i = 1; i <= times; ++i) {
-        service->kill();
-        ASSERT_TRUE(heard->waitForDetached(i)) << i;
-        service->start();
-        ASSERT_TRUE(heard->waitForAttached(i + 1)) << i;
-    }
-    EXPECT_EQ(heard->attached(), times + 1);
-    EXPECT_EQ(heard->detached(), times);
-    load();
-    EXPECT_EQ(next(Notification::tokenArrived).*field::label, "Office");
 }
 
 // Front ends read these bytes: changing the payloads breaks those that are not rebuilt.

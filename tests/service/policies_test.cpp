@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The class Policies without a service: its news of activations, and a disk on which nothing can be written.
+#include <service/policy/activation.h>
 #include <service/policy/policies.h>
 
 #include "../support/running_service.h"
 
+#include <service/base/log.h>
 #include <service/base/refused.h>
 
 #include <platform/system/files.h>
@@ -14,10 +16,13 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <functional>
+#include <future>
 #include <thread>
 #include <vector>
 
 using namespace panelkitd;
+using testing::ElementsAre;
 namespace settingsField = vocabulary::policySettings;
 
 namespace {
@@ -28,9 +33,14 @@ std::string driverModeOf(const WantedPolicy& wanted) {
     return vocabulary::driverModeNames.at(wanted.request.driverMode);
 }
 
-class NothingToSee : public Credentials {
+class Tokens : public Credentials {
 public:
-    std::optional<CredentialList> list() const override { return std::nullopt; }
+    std::optional<CredentialList> list() const override {
+        if (looked) looked();
+        return content;
+    }
+    std::optional<CredentialList> content; // nothing to see
+    std::function<void()> looked;
 };
 
 class ThePolicies : public testing::Test {
@@ -52,6 +62,15 @@ protected:
         const std::scoped_lock lock(mutex);
         return heard;
     }
+    // The news in short.
+    std::vector<std::string> told() {
+        std::vector<std::string> lines;
+        for (const PolicyNews& news : heardSoFar()) {
+            lines.push_back((news.activated ? "" : "failed: ") + news.source + ' ' + news.title +
+                            (news.user.empty() ? "" : ' ' + news.user));
+        }
+        return lines;
+    }
     bool waitForNews(std::size_t count) {
         std::unique_lock lock(mutex);
         return more.wait_for(lock, std::chrono::seconds(10), [&] { return heard.size() >= count; });
@@ -59,7 +78,7 @@ protected:
 
     TemporaryFolder folder;
     StateFolder state{folder.file("state")};
-    NothingToSee credentials;
+    Tokens credentials;
     std::mutex mutex; // guards the news
     std::condition_variable more;
     std::vector<PolicyNews> heard;
@@ -71,35 +90,26 @@ protected:
 TEST_F(ThePolicies, TellOfEachActivationThatCameToItsEnd) {
     configure(0);
     policies->activateSystem(good, "", "root");
-    ASSERT_EQ(heardSoFar().size(), 1U);
-    EXPECT_TRUE(heard[0].activated);
-    EXPECT_EQ(heard[0].source, "system");
-    EXPECT_EQ(heard[0].title, "Office");
     policies->activateSystem("nonsense", "", "root");
-    ASSERT_EQ(heardSoFar().size(), 2U);
-    EXPECT_FALSE(heard[1].activated);
-    EXPECT_EQ(heard[1].title, "/office.lsp");
-    EXPECT_THAT(heard[1].message, testing::HasSubstr("line 1: "));
     policies->activateDriver(LSPdropAll, "", "root");
-    ASSERT_EQ(heardSoFar().size(), 3U);
-    EXPECT_EQ(heard[2].source, "driver");
-    EXPECT_EQ(heard[2].title, "drop-all") << "which of the driver policies";
     LSPcmd::LSPsettings_t settings;
     settings.Source = 1;
     policies->setUserSettings({"1000", "anna"}, settings);
     policies->activateUser({"1000", "anna"}, good, "", "anna");
-    ASSERT_EQ(heardSoFar().size(), 4U);
-    EXPECT_EQ(heard[3].source, "user");
-    EXPECT_EQ(heard[3].user, "anna");
+    policies->activateUser({"1000", "anna"}, "nonsense", "", "anna");
+    EXPECT_THAT(told(), ElementsAre("system Office", "failed: system /office.lsp", "driver drop-all",
+                                    "user Office anna", "failed: user (not shown) anna"));
+    EXPECT_EQ(heardSoFar().at(4).message, "only anna and administrators of the service can see why");
+    EXPECT_THAT(heardSoFar().at(1).message, testing::HasSubstr("line 1: "));
 }
 
 TEST_F(ThePolicies, TellOfOneThatTakesItsTimeWhenItIsInForce) {
     configure(200);
     policies->activateSystem(good, "", "root");
-    EXPECT_TRUE(heardSoFar().empty());
+    EXPECT_THAT(told(), ElementsAre());
     EXPECT_TRUE(policies->report().info.isLoading);
     ASSERT_TRUE(waitForNews(1));
-    EXPECT_EQ(heardSoFar()[0].title, "Office");
+    EXPECT_THAT(told(), ElementsAre("system Office"));
     EXPECT_FALSE(policies->report().info.isLoading);
     configure(60'000);
     policies->activateSystem(good, "", "root");
@@ -112,13 +122,9 @@ TEST_F(ThePolicies, TellOfAnAcceptedOneThatAnotherReplaces) {
     ASSERT_TRUE(policies->activateSystem(good, "", "root").activated);
     configure(0);
     policies->activateDriver(LSPpassAll, "", "root");
-    ASSERT_EQ(heardSoFar().size(), 2U);
-    EXPECT_FALSE(heard[0].activated);
-    EXPECT_EQ(heard[0].title, "Office");
+    ASSERT_THAT(told(), ElementsAre("failed: system Office", "driver pass-all"));
     ASSERT_EQ(heard[0].remarks.size(), 1U);
     EXPECT_EQ(heard[0].remarks[0].code, static_cast<std::uint32_t>(vocabulary::Refused::policyReplaced));
-    EXPECT_TRUE(heard[1].activated);
-    EXPECT_EQ(heard[1].title, "pass-all");
 }
 
 TEST_F(ThePolicies, TellTheNewsInTheOrderOfTheChanges) {
@@ -146,6 +152,44 @@ TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
     EXPECT_TRUE(heardSoFar().empty());
     std::filesystem::remove_all(file);
     EXPECT_TRUE(policies->activateSystem(good, "", "root").activated) << "and it goes on when there is room again";
+}
+
+// Without a pause between its attempts the service would do nothing else.
+TEST_F(ThePolicies, AreTriedAgainAfterAWhileWhenOneThatLoadsCantBeStored) {
+    configure(100);
+    policies->activateSystem(good, "", "root");
+    const std::string file = state.file("policy.json");
+    std::filesystem::remove(file);
+    testing::internal::CaptureStderr();
+    std::filesystem::create_directories(file + "/in the way");
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    policies.reset();
+    drainLog(std::chrono::seconds(1));
+    const std::string log = testing::internal::GetCapturedStderr(), failure = "is not in force yet";
+    const std::size_t first = log.find(failure);
+    EXPECT_NE(first, std::string::npos);
+    EXPECT_EQ(log.find(failure, first + 1), std::string::npos);
+}
+
+TEST_F(ThePolicies, AreLookedIntoWithoutHoldingUpOthersAndNotAfterAFailure) {
+    configure(0);
+    const std::string protects = good + "[a]\naction = protect\ngateway = g\nsubject = CN=anna\n";
+    policies->activateSystem(protects, "the name", "root");
+    policies->activateRequired("", "root");
+    EXPECT_EQ(policies->report().info.*vocabulary::policyInfo::name, "the name") << "that it had before";
+
+    credentials.content = CredentialList{true, true, {}, {}};
+    std::future<WantedPolicy> other;
+    credentials.looked = [&] {
+        other = std::async(std::launch::async, [&] { return policies->required(); });
+        EXPECT_EQ(other.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    };
+    EXPECT_EQ(policies->report().info.certificateState, vocabulary::policyCertificate::missing);
+    ASSERT_TRUE(other.valid());
+    other = {};
+    policies->activateSystem("nonsense", "", "root");
+    EXPECT_THAT(policies->report().info.message, testing::HasSubstr("line 1: "));
+    EXPECT_FALSE(other.valid());
 }
 
 LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {
@@ -185,6 +229,70 @@ TEST_F(ThePolicies, KeepOfAccountsNoMoreThanTheirShare) {
     const Policies again(state, credentials);
     EXPECT_EQ(again.systemSettings().File.size(), 5 * mebibyte);
     EXPECT_EQ(again.userSettings("1001").File.size(), 2 * mebibyte);
+}
+
+// ---- settings and activations
+
+using Settings = LSPcmd::LSPsettings_t;
+
+struct SettingRow {
+    const char* field; // as the refusal names it
+    void (*taken)(Settings&);
+    void (*refused)(Settings&);
+};
+
+std::string text(std::size_t size) { return std::string(size, 'x'); }
+void addEntries(Settings& settings, std::size_t count, std::size_t size) {
+    settings.entries.assign(count, {text(size), "", ""});
+}
+
+// clang-format off
+const SettingRow settingRows[] = {
+    {"Source",        [](Settings& s) { s.Source = 5; },                              [](Settings& s) { s.Source = 6; }},
+    {"Source",        [](Settings& s) { s.Source = 0; },                              [](Settings& s) { s.Source = -1; }},
+    {"File",          [](Settings& s) { s.File = text(4096); },                       [](Settings& s) { s.File = text(4097); }},
+    {"File",          [](Settings& s) { s.File = "a b"; },                            [](Settings& s) { s.File = "a\nb"; }},
+    {"Server",        [](Settings& s) { s.server.Server = text(1024); },              [](Settings& s) { s.server.Server = text(1025); }},
+    {"Server",        [](Settings& s) { s.server.Server = "\xC3\xBC"; },              [](Settings& s) { s.server.Server = "\xFF"; }},
+    {"LogLevel",      [](Settings& s) { s.server.LogLevel = 3; },                     [](Settings& s) { s.server.LogLevel = 4; }},
+    {"LogLevel",      [](Settings& s) { s.server.LogLevel = 0; },                     [](Settings& s) { s.server.LogLevel = -1; }},
+    {"PmpIdType",     [](Settings& s) { s.server.PmpIdType = 5; },                    [](Settings& s) { s.server.PmpIdType = 6; }},
+    {"PmpTimeout",    [](Settings& s) { s.server.PmpTimeout = 0; },                   [](Settings& s) { s.server.PmpTimeout = -1; }},
+    {"driver mode",   [](Settings& s) { s.*settingsField::driverMode = 2; },          [](Settings& s) { s.*settingsField::driverMode = 3; }},
+    {"loading delay", [](Settings& s) { s.*settingsField::loadingDelay = 60'000; },   [](Settings& s) { s.*settingsField::loadingDelay = 60'001; }},
+    {"1000 entries",  [](Settings& s) { addEntries(s, 1000, 1); },                    [](Settings& s) { addEntries(s, 1001, 1); }},
+    {"an entry",      [](Settings& s) { addEntries(s, 1, 1024); },                    [](Settings& s) { addEntries(s, 1, 1025); }},
+    {"256 KiB",       [](Settings& s) { addEntries(s, 256, 1024); },                  [](Settings& s) { addEntries(s, 257, 1024); }},
+};
+// clang-format on
+
+TEST(TheSettings, AreTakenUpToTheirLimits) {
+    for (const SettingRow& row : settingRows) {
+        Settings settings;
+        row.taken(settings);
+        EXPECT_NO_THROW(requireTakeable(settings)) << row.field;
+        row.refused(settings);
+        try {
+            requireTakeable(settings);
+            ADD_FAILURE() << row.field;
+        } catch (const RefusedError& error) {
+            EXPECT_THAT(error.what(), testing::HasSubstr(row.field));
+        }
+    }
+}
+
+TEST(AnActivation, HasItsTimeAndEndsTheOneThatWasLoadingEvenIfItFails) {
+    PolicyState state;
+    state.system.Source = 1;
+    state.system.File = "/office.lsp";
+    state.system.*settingsField::loadingDelay = 60'000;
+    EXPECT_TRUE(activate(state, systemPolicyOf(state), good, 1000));
+    EXPECT_TRUE(state.loading);
+    EXPECT_FALSE(activate(state, systemPolicyOf(state), "nonsense", 2000));
+    EXPECT_FALSE(state.loading);
+    state.system.*settingsField::loadingDelay = 0;
+    EXPECT_TRUE(activate(state, systemPolicyOf(state), good, 3000));
+    EXPECT_EQ(state.inForce.activated, 3000);
 }
 
 } // namespace

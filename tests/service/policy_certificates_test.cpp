@@ -72,19 +72,6 @@ TEST_F(APolicyWithCredentials, IsFineWithAGoodCertificateAndItsKey) {
     EXPECT_EQ(info.certificateState, state::noPrivateKey) << "nobody sees it without log-in";
 }
 
-TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsNotValidNow) {
-    initialize();
-    store("late", {.subject = {}, .notBefore = "20200101000000Z", .notAfter = "20200601120000Z"});
-    store("early", {.subject = {}, .notBefore = "20390601120000Z", .notAfter = "20400101000000Z"});
-    activate("subject = CN=late\n");
-    EXPECT_THAT(diagnosis(), HasSubstr("Diagnosis: Personal certificate not valid after 2020.06.01 "));
-    EXPECT_EQ(word, LSPrequest_t::diagnosed);
-    EXPECT_EQ(info.certificateState, state::expired);
-    activate("subject = CN=early\n");
-    EXPECT_THAT(diagnosis(), HasSubstr("Diagnosis: Personal certificate will be valid from 2039.06.01 "));
-    EXPECT_EQ(info.certificateState, state::notYetValid);
-}
-
 TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsRevoked) {
     initialize();
     ASSERT_EQ(importFile(pem(authority.der)), ImportCert::imported);
@@ -103,18 +90,6 @@ TEST_F(APolicyWithCredentials, TellsThatTheCertificateIsRevoked) {
     ASSERT_TRUE(LPARAMS::Client::writeToDisk()) << bridge::lastFailure().text();
     EXPECT_EQ(diagnosis(), "Diagnosis: the personal certificate \"CN=anna\" is revoked");
     EXPECT_EQ(info.certificateState, state::revoked);
-}
-
-TEST_F(APolicyWithCredentials, TellsThatTheCertificateHasNoKeyOrIsForSomethingElse) {
-    initialize();
-    ASSERT_EQ(importFile(pem(makeUser("keyless", authority).der)), ImportCert::imported);
-    const std::string subject = list().back().subject;
-    activate("subject = " + subject + "\n");
-    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
-    EXPECT_EQ(info.certificateState, state::noPrivateKey);
-    store("server", {.subject = {}, .extensions = {{"extendedKeyUsage", "serverAuth"}}});
-    activate("subject = CN=server\n");
-    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate does not contain IKE/IPsec Extended Key Usage");
 }
 
 TEST_F(APolicyWithCredentials, TellsThatThePresharedKeyIsMissing) {

@@ -6,44 +6,23 @@
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../support/bytes.h"
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
 #include "../support/user_folder.h"
+#include "with_service.h"
 
-#include <panelkit/bridge/commands.h>
 #include <platform/paths/user_paths.h>
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>
-#include <vocabulary/refusals.h>
 
-#include <gmock/gmock.h>
-
-#include <chrono>
 #include <string>
-#include <thread>
 
 // A valid policy file, for tests that need one.
 inline std::string policyFile(const std::string& title, const std::string& sections = "[all]\naction = drop\n") {
     return "title = " + title + "\nversion = 1.0\n" + sections;
 }
 
-class WithPolicyService : public testing::Test {
+class WithPolicyService : public WithService {
 protected:
-    explicit WithPolicyService(std::vector<std::string> arguments = {"--embedded-module", ""})
-        : service(std::move(arguments)) {
-        connect();
-    }
-    ~WithPolicyService() override { closePooledSessions(); }
-
-    void connect() const {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-    }
-    void restart() {
-        service.terminate();
-        service.start();
-        connect();
-    }
+    using WithService::WithService;
 
     // Sets the service's settings to the defaults, changed by `change`.
     template <class Change>
@@ -96,25 +75,7 @@ protected:
         return text;
     }
 
-    // The service's log may arrive a little after its answer.
-    void expectLogged(const std::string& text) {
-        for (int i = 0; i < 200 && service.log().find(text) == std::string::npos; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        }
-        EXPECT_THAT(service.log(), testing::HasSubstr(text));
-    }
-
-    // Sends raw bytes that the controller would not send. Returns whether the request was answered.
-    static bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr) {
-        const panelkit::CommandRow& row = panelkit::commandRow(command);
-        BridgeSession* const session = SessionsPool::GetSession(row.session);
-        return session->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
-                                      static_cast<unsigned>(payload.size()), reply);
-    }
-    static vocabulary::Refused refusal() { return static_cast<vocabulary::Refused>(bridge::lastFailure().detail); }
-
     UserFolder userFolder;
     TemporaryFolder folder;
-    RunningService service;
     LSPController controller;
 };

@@ -18,19 +18,7 @@ namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
-class ThePolicy : public WithPolicyService {
-protected:
-    // Waits for the end of loading.
-    Report settled() {
-        Report now = report();
-        for (int i = 0; i < 200 && now.info.isLoading; ++i) {
-            std::this_thread::sleep_for(20ms);
-            now = report();
-        }
-        EXPECT_FALSE(now.info.isLoading);
-        return now;
-    }
-};
+using ThePolicy = WithPolicyService;
 
 TEST_F(ThePolicy, IsTheDriversAtFirst) {
     const Report first = report();
@@ -57,6 +45,8 @@ TEST_F(ThePolicy, IsActivatedFromAFile) {
     EXPECT_EQ(now.info.*infoField::sections, "a, b");
     EXPECT_EQ(now.info.*infoField::activatedBy, curproc_userName());
     EXPECT_EQ(view(), content) << "byte for byte";
+    EXPECT_EQ(activateSystem(std::string(200, 'n')), "");
+    EXPECT_EQ(activateSystem(std::string(201, 'n')), "failed: ");
     EXPECT_EQ(activateSystem("the name"), "");
     EXPECT_EQ(report().info.*infoField::name, "the name");
 }
@@ -112,38 +102,27 @@ TEST_F(ThePolicy, IsActivatedAgainWithoutItsFile) {
     EXPECT_EQ(report().info.message, "");
 }
 
-struct SourceRow {
-    std::int32_t source;
-    std::uint32_t type;
-    const char* message;
-};
-
-// clang-format off
-const SourceRow unreachable[] = {
-    {2, LSPsystemServer, "this service has no client for PMP policy servers (SOURCE_PMP)"},
-    {3, LSPsystemOther,  "this service has no client for TROM servers (SOURCE_TPN)"},
-    {4, LSPsystemOther,  "this service has no client for HTTP servers (SOURCE_HTTP)"},
-    {5, LSPsystemOther,  "this service has no client for security gateways (SOURCE_GATE)"},
-};
-// clang-format on
-
 TEST_F(ThePolicy, IsNotFetchedFromServers) {
     ASSERT_EQ(activate(policyFile("Local")), "");
-    for (const SourceRow& row : unreachable) {
-        configure([&](LSPsettings_t& settings) {
-            settings.Source = row.source;
-            settings.server.Server = "pmp.example";
-        });
-        EXPECT_EQ(activateSystem(), std::string("failed: ") + row.message);
+    const std::pair<std::uint32_t, std::string> unreachable[] = {
+        {LSPsystemServer, "PMP policy servers (SOURCE_PMP)"},
+        {LSPsystemOther, "TROM servers (SOURCE_TPN)"},
+        {LSPsystemOther, "HTTP servers (SOURCE_HTTP)"},
+        {LSPsystemOther, "security gateways (SOURCE_GATE)"},
+    };
+    std::int32_t source = 1;
+    for (const auto& [type, servers] : unreachable) {
+        configure([&](LSPsettings_t& settings) { settings.Source = ++source; });
+        const std::string message = "this service has no client for " + servers;
+        EXPECT_EQ(activateSystem(), "failed: " + message);
         const Report now = report();
-        EXPECT_EQ(now.required.type, row.type);
+        EXPECT_EQ(now.required.type, type);
         EXPECT_EQ(now.info.Title, "Local");
-        EXPECT_EQ(now.text, std::string("Error: loading policy failed: ") + row.message);
+        EXPECT_EQ(now.text, "Error: loading policy failed: " + message);
+        std::string reply;
+        EXPECT_FALSE(controller.cmdActivateCurrent(reply, "")) << "it can't be loaded a second time either";
+        EXPECT_EQ(bridge::lastFailure().text(), message);
     }
-    EXPECT_THAT(report(true).text, HasSubstr("Error: Could not load policy.\nRequired policy:\n"));
-    std::string reply;
-    EXPECT_FALSE(controller.cmdActivateCurrent(reply, "")) << "the required one can't be loaded a second time either";
-    EXPECT_EQ(bridge::lastFailure().text(), unreachable[3].message);
 }
 
 TEST_F(ThePolicy, OfTheDriverHasModes) {
@@ -160,21 +139,6 @@ TEST_F(ThePolicy, OfTheDriverHasModes) {
     EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("there are: drop-all, drop-all-except-dhcp, pass-all"));
 }
 
-TEST_F(ThePolicy, TakesItsTimeToLoadWhenAskedTo) {
-    ASSERT_EQ(activate(policyFile("Old")), "");
-    EXPECT_EQ(activate(policyFile("New"), 700), "") << "answered at once";
-    const Report loading = report();
-    EXPECT_EQ(loading.text, "Policy loading...");
-    EXPECT_EQ(loading.state, LSPrequest_t::loading);
-    EXPECT_EQ(loading.info.Title, "Old") << "in force until then";
-    EXPECT_THAT(report(true).text, HasSubstr("Loading new policy:\n"));
-    EXPECT_EQ(settled().info.Title, "New");
-
-    EXPECT_EQ(activate(policyFile("Never"), 60'000), "");
-    EXPECT_EQ(activate(policyFile("Instead"), 100), "") << "it takes the place of the one that loads";
-    EXPECT_EQ(settled().info.Title, "Instead");
-}
-
 TEST_F(ThePolicy, SurvivesARestart) {
     ASSERT_EQ(activate(policyFile("Office")), "");
     const Report before = report();
@@ -189,9 +153,7 @@ TEST_F(ThePolicy, SurvivesARestart) {
     EXPECT_EQ(settings.File, file());
 
     EXPECT_EQ(activate(policyFile("Half-way"), 60'000), "");
-    service.kill();
-    service.start();
-    connect();
+    restart(false);
     EXPECT_EQ(report().info.Title, "Half-way") << "what was loading is loaded";
     std::string reply;
     EXPECT_TRUE(controller.cmdActivateDDP("drop-all"));
@@ -200,56 +162,24 @@ TEST_F(ThePolicy, SurvivesARestart) {
     EXPECT_FALSE(report().info.fromConfigDb);
 }
 
-// A policy that may have dropped traffic must not become one that passes it because its file can't be read.
-TEST_F(ThePolicy, ClosesTheHostAndKeepsTheFileWhenWhatWasStoredCantBeUsed) {
+// What is damaged, and what is in use then: state_damage_test.cpp.
+TEST_F(ThePolicy, ClosesTheHostAndHasNoSettingsWhenWhatWasStoredCantBeUsed) {
     const std::string stored = service.state() + "/policy.json";
-    const std::string nested(100'000, '[');
-    for (const std::string& damage :
-         {std::string("{ not JSON"), std::string(R"({"format": 1, "systemSettings": 7})"),
-          std::string(R"({"format": 99})"), std::string(), nested, std::string((16U << 20) + 1, ' ')}) {
-        SCOPED_TRACE(damage.substr(0, 40));
-        service.terminate();
-        platform::replaceFile(stored, damage, true);
-        service.start();
-        connect();
-        EXPECT_EQ(report().info.request.driverMode, LSPdropAllExceptDhcp);
-        EXPECT_THAT(report().info.message, HasSubstr("the stored policy can't be used"));
-        expectLogged("policy.json can't be used and is kept as it is: ");
-
-        EXPECT_FALSE(controller.cmdActivateDDP("pass-all"));
-        EXPECT_EQ(refusal(), vocabulary::Refused::notStored);
-        LSPsettings_t settings;
-        bool applied = false;
-        EXPECT_FALSE(controller.cmdGetSettings(&settings)) << "nobody knows them";
-        EXPECT_FALSE(controller.cmdSetSettings(settings, applied) && applied);
-        EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied) && applied);
-        EXPECT_EQ(platform::readFile(stored, damage.size()), damage);
-    }
+    platform::replaceFile(stored, "{ not JSON", true);
+    restart();
+    EXPECT_EQ(report().info.request.driverMode, LSPdropAllExceptDhcp);
+    EXPECT_THAT(report().info.message, HasSubstr("the stored policy can't be used"));
+    expectLogged("policy.json can't be used and is kept as it is: ");
+    EXPECT_FALSE(controller.cmdActivateDDP("pass-all"));
+    EXPECT_EQ(refusal(), Refused::notStored);
+    LSPsettings_t settings;
+    bool applied = false;
+    EXPECT_FALSE(controller.cmdGetSettings(&settings)) << "nobody knows them";
+    EXPECT_FALSE(controller.cmdSetSettings(settings, applied) && applied);
+    EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied) && applied);
     std::filesystem::remove(stored);
     restart();
     EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)");
-    EXPECT_EQ(activate(policyFile("Office")), "");
-}
-
-// Three requests of one account could make the file larger than the next start would read.
-TEST_F(ThePolicy, IsNotWipedByWhatAnAccountStores) {
-    ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
-    LSPsettings_t huge;
-    huge.Source = 1;
-    huge.entries.assign(1000, {std::string(1024, '"'), std::string(1024, '"'), std::string(1024, '"')});
-    std::string offered;
-    CommandStreamOut(offered).append(std::string(), huge);
-    EXPECT_FALSE(send(Command::GetUserSettings, offered));
-    EXPECT_EQ(refusal(), vocabulary::Refused::badInput);
-    EXPECT_FALSE(send(Command::SetUserSettings, offered));
-    huge.entries.resize(50);
-    bool applied = false;
-    EXPECT_TRUE(controller.cmdSetUserSettings("", huge, applied) && applied) << bridge::lastFailure().text();
-    platform::replaceFile(file(), policyFile("Mine") + std::string(1000 << 10, '\n'), true);
-    activateUser();
-    ASSERT_TRUE(controller.cmdActivateDDP("drop-all"));
-    restart();
-    EXPECT_EQ(report().text, "Default Driver Policy is active. (Drop All)");
 }
 
 // ---- users
@@ -304,12 +234,15 @@ TEST_F(ThePolicy, SettingsOfAUserComeFromTheUsersFileUntilTheyAreSet) {
     EXPECT_EQ(settings.server.PmpTimeout, 42);
     EXPECT_EQ(activateUser(), "");
     EXPECT_EQ(report().info.Title, "Offered");
+    EXPECT_TRUE(send(Command::OfferUserSettings, encoded(std::string())));
 
     settings.File = folder.file("set.lsp");
     bool applied = false;
     ASSERT_TRUE(controller.cmdSetUserSettings("", settings, applied));
     ASSERT_TRUE(controller.cmdGetUserSettings("", &settings));
-    EXPECT_EQ(settings.File, folder.file("set.lsp")) << "the file is not asked for any more";
+    EXPECT_EQ(settings.File, folder.file("set.lsp"));
+    EXPECT_FALSE(send(Command::OfferUserSettings, encoded(std::string()))) << "the file is not asked for any more";
+    EXPECT_EQ(refusal(), Refused::badInput);
 }
 
 TEST_F(ThePolicy, OfNobodyIsRefused) {
@@ -321,58 +254,22 @@ TEST_F(ThePolicy, OfNobodyIsRefused) {
 
 // ---- invalid requests
 
-const std::vector<std::pair<std::string, void (*)(LSPsettings_t&)>> unfit{
-    {"Source", [](LSPsettings_t& s) { s.Source = 6; }},
-    {"File", [](LSPsettings_t& s) { s.File = "a\nb"; }},
-    {"Server", [](LSPsettings_t& s) { s.server.Server = "\xFF"; }},
-    {"LogLevel", [](LSPsettings_t& s) { s.server.LogLevel = -1; }},
-    {"PmpIdType", [](LSPsettings_t& s) { s.server.PmpIdType = 6; }},
-    {"PmpTimeout", [](LSPsettings_t& s) { s.server.PmpTimeout = -5; }},
-    {"driver mode", [](LSPsettings_t& s) { s.*settingsField::driverMode = 3; }},
-    {"loading delay", [](LSPsettings_t& s) { s.*settingsField::loadingDelay = 60'001; }},
-    {"entry",
-     [](LSPsettings_t& s) {
-         s.entries.push_back({"g", std::string(2000, 'x'), ""});
-     }},
-};
-
+// Which settings are refused: policies_test.cpp.
 TEST_F(ThePolicy, SettingsAreTakenWholeOrNotAtAll) {
     configure([](LSPsettings_t& settings) { settings.entries = {{"gate", "CN=g", "10.0.0.0/8"}, {"h", "", ""}}; });
     LSPsettings_t before, after;
     ASSERT_TRUE(controller.cmdGetSettings(&before));
     EXPECT_EQ(before.entries.size(), 2U);
-    for (const auto& [field, change] : unfit) {
-        LSPsettings_t settings = before;
-        change(settings);
-        bool applied = false;
-        EXPECT_FALSE(controller.cmdSetSettings(settings, applied)) << field;
-        EXPECT_EQ(refusal(), Refused::badInput);
-        EXPECT_THAT(bridge::lastFailure().text(), HasSubstr(field));
-        EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied)) << field;
-    }
+    LSPsettings_t settings = before;
+    settings.File = "/another.lsp";
+    settings.Source = 6;
+    bool applied = false;
+    EXPECT_FALSE(controller.cmdSetSettings(settings, applied));
+    EXPECT_EQ(refusal(), Refused::badInput);
+    EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("Source"));
+    EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied));
     ASSERT_TRUE(controller.cmdGetSettings(&after));
     EXPECT_EQ(after, before);
-}
-
-TEST_F(ThePolicy, RequestsThatEndEarlyAreRefused) {
-    const std::string texts = encoded(std::string(), std::string("n"), std::string("title = T\nversion = 1\n"));
-    const std::string settings = encoded(std::string(), LSPsettings_t());
-    const std::pair<Command, std::string> requests[] = {
-        {Command::SetSettings, settings.substr(4)},
-        {Command::ActivateCurrent, encoded(std::string("n"))},
-        {Command::ActivateSystem, texts.substr(4)},
-        {Command::ActivateUser, texts},
-        {Command::ActivateDDP, encoded(std::string("drop-all"))},
-        {Command::SetUserSettings, settings},
-    };
-    for (const auto& [command, whole] : requests) {
-        for (std::size_t length = 0; length < whole.size(); ++length) {
-            std::string reply;
-            EXPECT_FALSE(send(command, whole.substr(0, length), &reply))
-                << panelkit::commandRow(command).name << length;
-        }
-    }
-    EXPECT_EQ(report().text, "Default Driver Policy is active. (Pass All)") << "nothing was done";
 }
 
 // A policy that is not from a file: other front ends may send one.
@@ -394,18 +291,13 @@ TEST_F(ThePolicy, MayBeHandedOverWithoutAFile) {
 
 // Activates a policy repeatedly over a session of its own. Returns how often that succeeded.
 int activateOften(const std::string& title, int times) {
-    const panelkit::CommandRow& row = panelkit::commandRow(Command::ActivateSystem);
-    BridgeSession* const session = CommandSender::Instance().OpenNewSession("Common", 1);
-    const std::string payload = encoded(title, policyFile(title));
+    Client client;
     int done = 0;
     for (int i = 0; i < times; ++i) {
         std::string reply;
-        const bool answered =
-            session->__SendCommand(row.module, row.code, payload.data(), static_cast<unsigned>(payload.size()), &reply);
-        EXPECT_TRUE(answered) << bridge::lastFailure().text();
-        if (answered && reply[0] == 1) ++done;
+        EXPECT_TRUE(client.send(Command::ActivateSystem, encoded(title, policyFile(title)), &reply));
+        done += reply.starts_with('\1');
     }
-    CommandSender::Instance().CloseSession(session);
     return done;
 }
 

@@ -135,6 +135,21 @@ TEST(ADamagedPolicyFile, IsRefusedWithTheLine) {
     EXPECT_THAT(problemsOf(head + std::string("description = a\0b\n", 18)), HasSubstr("line 3: it has a control"));
 }
 
+TEST(AValue, IsTakenUpToItsLimit) {
+    const std::string pass = head + "[a]\naction = pass\n", protect = head + "[a]\naction = protect\n";
+    const std::pair<std::string, std::string> rows[] = {
+        {pass + "network = fd00::/128", pass + "network = fd00::/129"},
+        {pass + "network = 10.0.0.1..10.0.0.1", pass + "network = 10.0.0.2..10.0.0.1"},
+        {pass + "protocol = 255", pass + "protocol = 256"},
+        {pass + "protocol = tcp\nport = 65535", pass + "protocol = tcp\nport = 65536"},
+        {protect + "gateway = " + std::string(253, 'g'), protect + "gateway = " + std::string(254, 'g')},
+    };
+    for (const auto& [taken, refused] : rows) {
+        EXPECT_EQ(problemsOf(taken), "");
+        EXPECT_NE(problemsOf(refused), "") << refused;
+    }
+}
+
 TEST(ADamagedPolicyFile, IsRefusedWithAllThatIsWrong) {
     EXPECT_EQ(problemsOf("[a]\naction = go\nport = x\n[b]\naction = pass\n"),
               "line 1: the head before it has no title\n"
@@ -142,6 +157,8 @@ TEST(ADamagedPolicyFile, IsRefusedWithAllThatIsWrong) {
               "line 2: action: \"go\" is not one of: protect, pass, drop\n"
               "line 3: port: \"x\" is not a port, such as 443 or 67..68")
         << "what the section lacks may be where the mistakes are";
+    EXPECT_THAT(problemsOf(head + "[a]\naction = go\n[b]\naction = protect\n"),
+                HasSubstr("section [b] protects and names no gateway"));
     std::string many = head;
     for (int i = 0; i < 50; ++i) many += "nonsense\n";
     EXPECT_THAT(problemsOf(many), HasSubstr("line 22: this is neither"));
@@ -151,7 +168,8 @@ TEST(ADamagedPolicyFile, IsRefusedWithAllThatIsWrong) {
 TEST(APolicyFile, HasLimitsToItsSize) {
     EXPECT_EQ(problemsOf(head + "#" + std::string(4095, 'x')), "");
     EXPECT_EQ(problemsOf(head + "#" + std::string(4096, 'x')), "line 3: it is longer than 4096 bytes");
-    EXPECT_EQ(problemsOf(head + std::string(1U << 20, '\n')), "it is larger than 1 MiB");
+    EXPECT_EQ(problemsOf(head + std::string((1U << 20) - head.size(), '\n')), "");
+    EXPECT_EQ(problemsOf(head + std::string((1U << 20) - head.size() + 1, '\n')), "it is larger than 1 MiB");
     std::string sections = head;
     for (int i = 0; i < 1001; ++i) {
         sections += "[s" + std::to_string(i) + "]\naction = pass\nnetwork = 10.0.0." + std::to_string(i % 256) + "\n";

@@ -30,17 +30,6 @@ std::string inEnglish() {
     return Loc::fill(phrases);
 }
 
-// Sends raw bytes that controllers would not send.
-bool send(const panelkit::CommandRow& row, const std::string& payload, std::string* reply = nullptr) {
-    return SessionsPool::GetSession(row.session)
-        ->__SendCommand(row.module, static_cast<long>(row.code), payload.data(), static_cast<unsigned>(payload.size()),
-                        reply);
-}
-
-bool send(Command command, const std::string& payload, std::string* reply = nullptr) {
-    return send(panelkit::commandRow(command), payload, reply);
-}
-
 class TheServiceRemarks : public WithCertificates {};
 
 // A wording that xgettext did not find would stay in English for ever.
@@ -91,12 +80,6 @@ protected:
         EXPECT_THAT(inEnglish(), testing::HasSubstr(english));
         EXPECT_TRUE(answered.empty() || answered == inEnglish()) << answered;
     }
-    std::string loading(const std::string& path) {
-        PKCS11::ProviderInfo provider;
-        provider.*vocabulary::provider::path = path;
-        EXPECT_FALSE(tokens.ProviderLoad(provider));
-        return provider.*vocabulary::provider::problem;
-    }
     static std::string activating(const std::string& content) {
         std::string reply, message;
         EXPECT_TRUE(send(Command::ActivateSystem, encoded(std::string(), content), &reply));
@@ -116,14 +99,14 @@ protected:
 };
 
 TEST_F(AnAnswer, OfProvidersSaysWhyTheyAreNotLoaded) {
-    expectRemarks(loading("/etc/passwd"), Refused::moduleUnfit, "the module /etc/passwd does not work: ");
-    expectRemarks(loading("nowhere.so"), Refused::modulePath, "the module can't be loaded: its path is not absolute");
+    expectRemarks(load("/etc/passwd"), Refused::moduleUnfit, "the module /etc/passwd does not work: ");
+    expectRemarks(load("nowhere.so"), Refused::modulePath, "the module can't be loaded: its path is not absolute");
 
     service.terminate();
     platform::replaceFile(service.state() + "/providers.json",
                           R"({"format": 1, "providers": [{"name": "lost", "path": "/nowhere/lost.so"}]})", true);
     service.start();
-    closePooledSessions();
+    connect();
     std::vector<PKCS11::ProviderInfo> providers;
     ASSERT_TRUE(tokens.EnumProviders(providers));
     const auto lost = std::find_if(providers.begin(), providers.end(), [](const PKCS11::ProviderInfo& provider) {
@@ -182,9 +165,7 @@ TEST_F(AnAnswer, OfThePolicyModuleSaysEachProblemWithItsLine) {
     EXPECT_EQ(static_cast<Refused>(remarks[2].code), Refused::policyLine);
     ASSERT_TRUE(send(Command::GetPolicyInfo, {}));
     EXPECT_EQ(bridge::lastRemarks(), remarks) << "why the last activation failed";
-    service.terminate();
-    service.start();
-    closePooledSessions();
+    restart();
     ASSERT_TRUE(send(Command::GetPolicyInfo, {}));
     EXPECT_EQ(bridge::lastRemarks(), remarks) << "also after a restart";
 

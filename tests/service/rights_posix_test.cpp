@@ -4,13 +4,11 @@
 // kind of account. Needs root, to become these accounts.
 #include "../support/as_user_posix.h"
 #include "../support/bytes.h"
-#include "../support/running_service.h"
+#include "hosts_posix.h"
+#include "with_service.h"
 
-#include <panelkit/bridge/commands.h>
 #include <panelkit/certs/cert_records.h>
 #include <platform/bridge/failure.h>
-
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 
@@ -18,19 +16,21 @@
 #include <set>
 #include <thread>
 
-using bridge::FailureCode;
 using panelkit::Command;
 using testing::HasSubstr;
 
 namespace {
 
 const std::set<Command> forAdministrators{
-    Command::TokenInitialize, Command::ProviderLoad,       Command::ProviderUnload,     Command::ProviderLevelUp,
-    Command::TokensReloadAll, Command::DeleteCertificate,  Command::ImportCertificate,  Command::ImportCRL,
-    Command::MakeCertRequest, Command::CreatePresharedKey, Command::DeletePresharedKey, Command::DeleteCRL,
-    Command::CertsReloadAll,  Command::SetSettings,        Command::ActivateDDP,        Command::ActivateSystem,
-    Command::WriteGroup,      Command::ReadGroup,          Command::CommitGroups,       Command::GenerateKey,
-    Command::DeleteKey,       Command::DeleteCertAndKey,   Command::GetUncommitted,     Command::RevertSettings,
+    Command::TokenInitialize,        Command::ProviderLoad,       Command::ProviderUnload,
+    Command::ProviderLevelUp,        Command::TokensReloadAll,    Command::DeleteCertificate,
+    Command::ImportCertificate,      Command::ImportCRL,          Command::MakeCertRequest,
+    Command::CreatePresharedKey,     Command::DeletePresharedKey, Command::DeleteCRL,
+    Command::CertsReloadAll,         Command::SetSettings,        Command::ActivateDDP,
+    Command::ActivateSystem,         Command::WriteGroup,         Command::ReadGroup,
+    Command::CommitGroups,           Command::GenerateKey,        Command::DeleteKey,
+    Command::DeleteCertAndKey,       Command::GetUncommitted,     Command::RevertSettings,
+    Command::MakeCertRequestWithPin,
 };
 // Those that change nothing, so that they are not audited; and those of users that do.
 const std::set<Command> readByAdministrators{Command::ReadGroup, Command::GetUncommitted};
@@ -55,23 +55,17 @@ const Kind kinds[] = {
     {"root", "root", {}, true, true},
 };
 
-class TheTableOfCommands : public testing::Test {
+class TheTableOfCommands : public WithService {
 protected:
-    TheTableOfCommands() {
+    TheTableOfCommands() : WithService({"--embedded-module", "", "--users-group", "games", "--admin-group", "staff"}) {
         ::chmod(std::filesystem::path(service.endpoint()).parent_path().c_str(), 0755);
-        CommandSender::Instance().SetEndpoint(service.endpoint());
     }
     void SetUp() override {
         if (!As::canBecome()) GTEST_SKIP() << "only root can become somebody else";
     }
-    static FailureCode send(const panelkit::CommandRow& row, const std::string& payload = {}) {
-        const bool answered = SessionsPool::GetSession(row.session)
-                                  ->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
-                                                  static_cast<unsigned>(payload.size()), nullptr);
-        return answered ? FailureCode::none : bridge::lastFailure().code;
+    static bool isDenied(const panelkit::CommandRow& row, const std::string& payload = {}) {
+        return !send(row, payload) && bridge::lastFailure().code == bridge::FailureCode::accessDenied;
     }
-
-    RunningService service{{"--embedded-module", "", "--users-group", "games", "--admin-group", "staff"}};
 };
 
 TEST_F(TheTableOfCommands, IsOpenToEveryKindOfAccountAsFarAsItMay) {
@@ -80,7 +74,7 @@ TEST_F(TheTableOfCommands, IsOpenToEveryKindOfAccountAsFarAsItMay) {
         for (std::size_t i = 0; i < panelkit::commandTable.size(); ++i) {
             const panelkit::CommandRow& row = panelkit::commandTable[i];
             const bool may = kind.admitted && (kind.administers || !forAdministrators.contains(row.command));
-            EXPECT_EQ(send(row) != FailureCode::accessDenied, may) << row.name << " for " << kind.name;
+            EXPECT_EQ(!isDenied(row), may) << row.name << " for " << kind.name;
         }
     }
     const std::string log = service.terminate().error;
@@ -103,11 +97,11 @@ TEST_F(TheTableOfCommands, KeepsPrivateKeysFromUsers) {
     const panelkit::CommandRow& row = panelkit::commandRow(Command::ExportCertificate);
     {
         const As user("nobody");
-        EXPECT_EQ(send(row, request(true)), FailureCode::accessDenied);
-        EXPECT_NE(send(row, request(false)), FailureCode::accessDenied);
+        EXPECT_TRUE(isDenied(row, request(true)));
+        EXPECT_FALSE(isDenied(row, request(false)));
     }
     const As administrator("nobody", {"staff"});
-    EXPECT_NE(send(row, request(true)), FailureCode::accessDenied);
+    EXPECT_FALSE(isDenied(row, request(true)));
     EXPECT_THAT(service.terminate().error, HasSubstr("with its private key: refused ("));
 }
 
@@ -131,19 +125,17 @@ TEST(AServiceOfAnOrdinaryAccount, HasMemoryThatNobodyButRootReads) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
     ASSERT_THAT(service.errorSoFar(), HasSubstr(" serves "));
-    int processes = 0;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+    std::vector<std::int64_t> processes = hostsOf(service.id());
+    EXPECT_EQ(processes.size(), 1U) << "the host of its module";
+    processes.push_back(service.id());
+    for (const std::int64_t process : processes) {
         std::string status;
-        std::getline(std::ifstream(entry.path() / "status"), status, '\0');
-        const std::string id = std::to_string(service.id());
-        if (entry.path().filename() != id && status.find("\nPPid:\t" + id + "\n") == std::string::npos) continue;
-        ++processes;
-        struct stat owner {};
-        ASSERT_EQ(::stat((entry.path() / "mem").c_str(), &owner), 0);
-        EXPECT_EQ(owner.st_uid, 0U) << status;
+        std::getline(std::ifstream(folderOf(process) / "status"), status, '\0');
         EXPECT_THAT(status, HasSubstr("\nUid:\t65534\t"));
+        struct stat owner {};
+        ASSERT_EQ(::stat((folderOf(process) / "mem").c_str(), &owner), 0);
+        EXPECT_EQ(owner.st_uid, 0U) << status;
     }
-    EXPECT_EQ(processes, 2) << "the service, and the host of its module";
     service.terminate();
     service.wait(std::chrono::seconds(30));
 }

@@ -2,26 +2,26 @@
 //
 // A PIN leaves no trace: not in the memory of front end and service, not in the process list, not in the log.
 #include "../support/memory_scan.h"
-#include "../support/service_fixture.h"
 #include "../support/standing_client.h"
 #include "certs_fixture.h"
+#include "hosts_posix.h"
 
-#include <panelkit/tokens/tokens_controller.h>
-#include <vocabulary/tokens.h>
+#include <service/certs/openssl_handles.h>
 
 #include <gmock/gmock.h>
 
 namespace {
 
-class Secrets : public testing::Test {
+void expectNotIn(RunningService& service, const std::string& secret) {
+    EXPECT_EQ(occurrencesInMemory(service.process().id(), secret), 0U) << secret << " in the service";
+    for (const std::int64_t host : hostsOf(service.process().id()))
+        EXPECT_EQ(occurrencesInMemory(host, secret), 0U) << secret << " in the host of its module";
+}
+
+class Secrets : public WithService {
 protected:
-    Secrets() {
-        closePooledSessions();
-        CommandSender::Instance().SetEndpoint(service.endpoint());
-        VpnTokensController controller;
-        std::vector<PKCS11::TokenInfo> tokens;
-        EXPECT_TRUE(controller.EnumProviderTokens(nullptr, tokens));
-        EXPECT_TRUE(controller.TokenInitialize(tokens.at(0), "scanned", soPin, longPin, false));
+    Secrets() : WithService({"--log-level", "debug"}) {
+        EXPECT_TRUE(tokens.TokenInitialize(token(""), "scanned", soPin, longPin, false));
         closePooledSessions();
     }
 
@@ -34,7 +34,7 @@ protected:
 
     void expectNoTrace(const std::string& secret, const platform::ChildProcess& client) {
         EXPECT_EQ(occurrencesInMemory(client.id(), secret), 0U) << "in the front end";
-        EXPECT_EQ(occurrencesInMemory(service.process().id(), secret), 0U) << "in the service";
+        expectNotIn(service, secret);
         EXPECT_FALSE(shownInProcessList(client.id(), secret));
         EXPECT_FALSE(shownInProcessList(service.process().id(), secret));
         EXPECT_THAT(service.log(), Not(testing::HasSubstr(secret)));
@@ -43,12 +43,11 @@ protected:
     const std::string soPin = plantedSecret("so#", 5);
     const std::string longPin = plantedSecret("long-pin#", 4);
     const std::string shortPin = plantedSecret("pX#", 2); // is stored inside the string object
-    RunningService service{{"--log-level", "debug"}};
 };
 
 TEST_F(Secrets, AreNotInTheServiceAfterATokenWasInitialized) {
-    EXPECT_EQ(occurrencesInMemory(service.process().id(), soPin), 0U);
-    EXPECT_EQ(occurrencesInMemory(service.process().id(), longPin), 0U);
+    expectNotIn(service, soPin);
+    expectNotIn(service, longPin);
 }
 
 TEST_F(Secrets, AreNowhereAfterALogIn) { expectNoTrace(longPin, *run("login", longPin + "\n")); }
@@ -71,18 +70,17 @@ class SecretsOfAnExport : public WithCertificates {};
 
 TEST_F(SecretsOfAnExport, AreNotInTheServiceAfterwards) {
     initialize();
-    const Identity root = makeAuthority("Root");
+    const Identity root = makeAuthority("Root"), user = makeUser("user", root);
     const std::string given = plantedSecret("import#", 4);
     const std::string wanted = plantedSecret("export#", 4);
-    ASSERT_EQ(
-        importFile(pkcs12(makeUser("user", root), {}, given), given, vocabulary::CertImport::withPrivateKey, true),
-        vocabulary::ImportCert::imported);
+    ASSERT_EQ(importFile(pkcs12(user, {}, given), given, vocabulary::CertImport::withPrivateKey, true),
+              vocabulary::ImportCert::imported);
     ASSERT_EQ(exportAs(vocabulary::CertExport::pkcs12, named("CN=user"), wanted, false, true),
               vocabulary::ExportCert::exported)
         << content;
-    for (const std::string& password : {given, wanted}) {
-        EXPECT_EQ(occurrencesInMemory(service.process().id(), password), 0U) << password;
-        EXPECT_EQ(occurrencesInMemory(service.process().id(), utf16(password)), 0U) << password << " as UTF-16";
+    const std::string privateNumber = panelkitd::derOf(user.key.get(), i2d_PrivateKey).substr(7, 32);
+    for (const std::string& secret : {given, utf16(given), wanted, utf16(wanted), privateNumber}) {
+        expectNotIn(service, secret);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 #include "../support/user_folder.h"
+#include "hosts_posix.h"
 
 #include <service/state/state_file.h>
 
@@ -98,19 +99,9 @@ public:
         policy.cmdGetPolicyInfo(info, required, &text, &type, false);
         policy.cmdGetSettings(&system);
         policy.cmdGetUserSettings("", &user);
-        return all + "; " + text + "; " + system.File + "; " + user.File + "; " + std::to_string(moduleProcesses());
+        return all + "; " + text + "; " + system.File + "; " + user.File + "; " +
+               std::to_string(hostsOf(service.process().id()).size());
     }
-    int moduleProcesses() const {
-        int count = 0;
-        for (const auto& entry : fs::directory_iterator("/proc")) {
-            std::ifstream stat(entry.path() / "stat");
-            std::string number, name, state;
-            long parent = 0;
-            if (stat >> number >> name >> state >> parent && parent == service.process().id() && state != "Z") ++count;
-        }
-        return count;
-    }
-
     UserFolder userFolder;
     TemporaryFolder files;
     mutable RunningService service{{"--allow-module", otherModule}};
@@ -238,39 +229,61 @@ TEST(AStateFileWithoutPermission, IsKeptAndChangesAreRefused) {
     EXPECT_EQ(platform::readOwnFile(path, 100), content);
 }
 
-TEST(AServiceOnAFullDisk, ChangesNothingAndAuditsIt) {
-    if (::geteuid() != 0) GTEST_SKIP() << "only root can mount a file system";
+const std::string noDisk = "this system lets nobody mount";
+
+// Runs `work` in a child process, with temporary files on a small disk of its own that `fill` fills and `empty`
+// empties. Returns what `work` says is wrong.
+template <class Work>
+std::string onASmallDisk(const Work& work) {
     const TemporaryFolder disk;
-    const std::string report = disk.file("report");
+    const std::string report = disk.file("report"), inner = disk.file("disk"), filler = inner + "/filler";
     const pid_t child = ::fork();
     if (child == 0) {
-        const std::string inner = disk.file("disk");
         fs::create_directory(inner);
         const bool mounted = ::unshare(CLONE_NEWNS) == 0 &&
                              ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
                              ::mount("none", inner.c_str(), "tmpfs", 0, "size=2m,mode=0755") == 0;
         if (!mounted) ::_exit(77);
         ::setenv("TMPDIR", inner.c_str(), 1);
-        std::string wrong;
-        {
-            Host host;
-            const std::string filler = inner + "/filler";
-            wrong = goThrough(
-                host,
-                [&] {
-                    std::ofstream out(filler, std::ios::binary);
-                    while (out << std::string(1024, 'x') << std::flush) {}
-                },
-                [&] { fs::remove(filler); });
-        }
+        const auto fill = [&] {
+            std::ofstream out(filler, std::ios::binary);
+            while (out << std::string(1024, 'x') << std::flush) {}
+        };
+        const std::string wrong = work(fill, [&] { fs::remove(filler); });
         std::ofstream(report) << wrong;
         ::_exit(0);
     }
     int status = 0;
     ::waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) GTEST_SKIP() << "this system lets nobody mount";
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(platform::readFile(report, 1 << 20), "");
+    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) return noDisk;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return "status " + std::to_string(status);
+    return platform::readFile(report, 1 << 20);
+}
+
+TEST(AServiceOnAFullDisk, ChangesNothingAndAuditsIt) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can mount a file system";
+    const std::string wrong = onASmallDisk([](const auto& fill, const auto& empty) {
+        Host host;
+        return goThrough(host, fill, empty);
+    });
+    if (wrong == noDisk) GTEST_SKIP() << wrong;
+    EXPECT_EQ(wrong, "");
+}
+
+TEST(AServiceOnAFullDisk, StartsWithWhatIsThere) {
+    if (::geteuid() != 0) GTEST_SKIP() << "only root can mount a file system";
+    const std::string wrong = onASmallDisk([](const auto& fill, const auto& empty) {
+        RunningService service;
+        service.terminate();
+        fill();
+        fs::remove(service.state() + "/softhsm/softhsm2.conf"); // it can't be written again either
+        service.start();
+        service.terminate();
+        empty();
+        return "";
+    });
+    if (wrong == noDisk) GTEST_SKIP() << wrong;
+    EXPECT_EQ(wrong, "");
 }
 
 } // namespace

@@ -82,6 +82,8 @@ TEST(TheCredentialsOfTokens, AreAsLastSeenWhileATokenHangs) {
     tokens.hang(false);
     for (int i = 0; i < 1000 && keyOf(credentials.list()) == "first"; ++i) std::this_thread::sleep_for(10ms);
     EXPECT_EQ(keyOf(credentials.list()), "second");
+    tokens.hold("third");
+    EXPECT_EQ(keyOf(credentials.list()), "third") << "a look is waited for again";
 }
 
 TEST(TheCredentialsOfTokens, AreLookedAtBeforeSomebodyAsksAndWhenATokenArrives) {

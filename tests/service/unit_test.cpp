@@ -16,22 +16,26 @@ namespace limits = panelkitd::limits;
 
 namespace {
 
+// The text of a line "KEY=TEXT".
+std::string unitText(const std::string& file, const std::string& key) {
+    std::ifstream unit(sourceFile("packaging/" + file));
+    for (std::string line; std::getline(unit, line);) {
+        if (line.rfind(key + "=", 0) == 0) return line.substr(key.size() + 1);
+    }
+    ADD_FAILURE() << "no " << key << " in " << file;
+    return "0";
+}
+
 // The number of a line "KEY=NUMBER", with the multiplier of a letter after it.
 std::uint64_t unitValue(const std::string& key) {
-    std::ifstream unit(sourceFile("packaging/panelkitd.service.in"));
-    for (std::string line; std::getline(unit, line);) {
-        if (line.rfind(key + "=", 0) != 0) continue;
-        std::size_t end = 0;
-        const std::string value = line.substr(key.size() + 1);
-        const std::uint64_t number = std::stoull(value, &end);
-        const std::string letter = value.substr(end);
-        if (letter == "G") return number << 30U;
-        if (letter == "M") return number << 20U;
-        EXPECT_TRUE(letter.empty() || letter == "s") << line;
-        return number;
-    }
-    ADD_FAILURE() << "no " << key;
-    return 0;
+    std::size_t end = 0;
+    const std::string value = unitText("panelkitd.service.in", key);
+    const std::uint64_t number = std::stoull(value, &end);
+    const std::string letter = value.substr(end);
+    if (letter == "G") return number << 30U;
+    if (letter == "M") return number << 20U;
+    EXPECT_TRUE(letter.empty() || letter == "s") << key << "=" << value;
+    return number;
 }
 
 // What the service and sixteen modules need besides.
@@ -47,6 +51,12 @@ TEST(TheUnitFile, HasRoomForTheLimitsOfTheService) {
     const std::uint64_t memory = limits::transfers.all + limits::requests.all + 10 * limits::importFiles.all +
                                  10 * limits::cachedCrlBytes + 4 * limits::storedOfAllAccounts;
     EXPECT_GE(unitValue("MemoryMax"), memory + otherMemory);
+}
+
+TEST(TheUnitFile, NamesTheEndpointOfTheSocketUnit) {
+    const std::string endpoint = unitText("panelkitd.socket", "ListenStream");
+    EXPECT_NE((unitText("panelkitd.service.in", "ExecStart") + " ").find(" --endpoint " + endpoint + " "),
+              std::string::npos);
 }
 
 TEST(TheUnitFile, WaitsLongerThanTheServiceTakesToEnd) {

@@ -1,82 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "heard_notices.h"
 
-#include <panelkit/notifications/notifications_listener.h>
-
 #include <algorithm>
-#include <condition_variable>
-#include <list>
-#include <mutex>
-#include <vector>
 
 using vocabulary::Notification;
+using namespace std::chrono_literals;
 
-namespace {
-
-constexpr auto patience = std::chrono::seconds(10);
-
-} // namespace
-
-struct HeardNotices::State {
-    std::mutex mutex; // guards what follows
-    std::condition_variable changed;
-    std::list<Notice> notices;
-    int attached = 0;
-    int detached = 0;
-    bool held = false;
-
-    void add(Notice notice) {
-        std::unique_lock lock(mutex);
-        notices.push_back(std::move(notice));
-        changed.notify_all();
-        changed.wait(lock, [this] { return !held; });
-    }
-    void count(int& counter) {
-        const std::scoped_lock lock(mutex);
-        ++counter;
-        changed.notify_all();
-    }
-    template <class Condition>
-    bool waitFor(Condition condition, std::chrono::milliseconds time = patience) {
-        std::unique_lock lock(mutex);
-        return changed.wait_for(lock, time, condition);
+class HeardNotices::Handler : public VpnNotificationHandler {
+public:
+    Handler(HeardNotices& heard, Notification id)
+        : VpnNotificationHandler(vocabulary::idOf(id)), heard_(heard), id_(id) {}
+    bool handle(CommandStreamIn& payload, CommandStreamOut&) override {
+        Notice notice{id_, {}, {}, {}};
+        if (id_ <= Notification::tokenLoggedOut) payload >> notice.token;
+        if (id_ == Notification::certificateExpiring) payload >> notice.certificate;
+        if (id_ == Notification::policyActivated || id_ == Notification::policyFailed) payload >> notice.policy;
+        std::unique_lock lock(heard_.mutex_);
+        heard_.notices_.push_back(std::move(notice));
+        heard_.changed_.notify_all();
+        heard_.changed_.wait(lock, [this] { return !heard_.held_; });
+        return true;
     }
 
-    class Handler : public VpnNotificationHandler {
-    public:
-        Handler(State& state, Notification id) : VpnNotificationHandler(vocabulary::idOf(id)), state_(state), id_(id) {}
-        bool handle(CommandStreamIn& payload, CommandStreamOut&) override {
-            Notice notice{id_, {}, {}, {}};
-            if (id_ <= Notification::tokenLoggedOut) payload >> notice.token;
-            if (id_ == Notification::certificateExpiring) payload >> notice.certificate;
-            if (id_ == Notification::policyActivated || id_ == Notification::policyFailed) payload >> notice.policy;
-            state_.add(std::move(notice));
-            return true;
-        }
-
-    private:
-        State& state_;
-        Notification id_;
-    };
-    class Dispatcher final : public VpnNotificationsDispatcher {
-    public:
-        explicit Dispatcher(State& state) : state_(state) {}
-        void handleServerAttachNotification() override { state_.count(state_.attached); }
-        void handleServerDetachNotification() override { state_.count(state_.detached); }
-
-    private:
-        State& state_;
-    };
-
-    std::vector<std::unique_ptr<Handler>> handlers;
-    Dispatcher dispatcher{*this};
+private:
+    HeardNotices& heard_;
+    Notification id_;
 };
 
-HeardNotices::HeardNotices() : state_(std::make_unique<State>()) {
+HeardNotices::HeardNotices() {
     for (const Notification id : vocabulary::allNotifications) {
-        state_->handlers.push_back(std::make_unique<State::Handler>(*state_, id));
+        handlers_.push_back(std::make_unique<Handler>(*this, id));
     }
-    VpnNotificationsListener::init(&state_->dispatcher);
+    VpnNotificationsListener::init(this);
 }
 
 HeardNotices::~HeardNotices() {
@@ -85,48 +40,57 @@ HeardNotices::~HeardNotices() {
 }
 
 std::optional<HeardNotices::Notice> HeardNotices::next(Notification kind) {
-    std::list<Notice>& notices = state_->notices;
-    auto found = notices.end();
-    const bool came = state_->waitFor([&] {
-        found = std::find_if(notices.begin(), notices.end(), [&](const Notice& notice) { return notice.id == kind; });
-        return found != notices.end();
+    std::unique_lock lock(mutex_);
+    auto found = notices_.end();
+    const bool came = changed_.wait_for(lock, 10s, [&] {
+        found = std::ranges::find(notices_, kind, &Notice::id);
+        return found != notices_.end();
     });
     if (!came) return std::nullopt;
-    const std::scoped_lock lock(state_->mutex);
     Notice notice = std::move(*found);
-    notices.erase(found);
+    notices_.erase(found);
     return notice;
 }
 
 bool HeardNotices::silentFor(std::chrono::milliseconds time) {
-    return !state_->waitFor([this] { return !state_->notices.empty(); }, time);
+    std::unique_lock lock(mutex_);
+    return !changed_.wait_for(lock, time, [this] { return !notices_.empty(); });
 }
 
 int HeardNotices::attached() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->attached;
+    const std::scoped_lock lock(mutex_);
+    return attached_;
 }
 
 int HeardNotices::detached() const {
-    const std::scoped_lock lock(state_->mutex);
-    return state_->detached;
+    const std::scoped_lock lock(mutex_);
+    return detached_;
 }
 
 bool HeardNotices::waitForAttached(int count) {
-    return state_->waitFor([&] { return state_->attached >= count; });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 10s, [&] { return attached_ >= count; });
 }
 
 bool HeardNotices::waitForDetached(int count) {
-    return state_->waitFor([&] { return state_->detached >= count; });
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 10s, [&] { return detached_ >= count; });
 }
 
-void HeardNotices::holdAnswers() {
-    const std::scoped_lock lock(state_->mutex);
-    state_->held = true;
+void HeardNotices::handleServerAttachNotification() {
+    const std::scoped_lock lock(mutex_);
+    ++attached_;
+    changed_.notify_all();
 }
 
-void HeardNotices::letAnswersGo() {
-    const std::scoped_lock lock(state_->mutex);
-    state_->held = false;
-    state_->changed.notify_all();
+void HeardNotices::handleServerDetachNotification() {
+    const std::scoped_lock lock(mutex_);
+    ++detached_;
+    changed_.notify_all();
+}
+
+void HeardNotices::hold(bool answers) {
+    const std::scoped_lock lock(mutex_);
+    held_ = answers;
+    changed_.notify_all();
 }

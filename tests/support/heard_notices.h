@@ -3,13 +3,18 @@
 // A listening front end: records every notification of panelkitd, and counts attaches and detaches.
 #pragma once
 
+#include <panelkit/notifications/notifications_listener.h>
 #include <vocabulary/notifications.h>
 
 #include <chrono>
+#include <condition_variable>
+#include <list>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <vector>
 
-class HeardNotices {
+class HeardNotices : private VpnNotificationsDispatcher {
 public:
     struct Notice {
         vocabulary::Notification id;
@@ -20,8 +25,6 @@ public:
 
     HeardNotices(); // begins to listen
     ~HeardNotices();
-    HeardNotices(const HeardNotices&) = delete;
-    HeardNotices& operator=(const HeardNotices&) = delete;
 
     // Returns the next one of that kind; nullopt after ten seconds. Those of other kinds stay.
     std::optional<Notice> next(vocabulary::Notification kind);
@@ -34,10 +37,20 @@ public:
     bool waitForDetached(int count);
 
     // From now on handlers do not return until they are released.
-    void holdAnswers();
-    void letAnswersGo();
+    void holdAnswers() { hold(true); }
+    void letAnswersGo() { hold(false); }
 
 private:
-    struct State;
-    std::unique_ptr<State> state_;
+    class Handler;
+    void handleServerAttachNotification() override;
+    void handleServerDetachNotification() override;
+    void hold(bool answers);
+
+    mutable std::mutex mutex_; // guards what follows
+    std::condition_variable changed_;
+    std::list<Notice> notices_;
+    int attached_ = 0;
+    int detached_ = 0;
+    bool held_ = false;
+    std::vector<std::unique_ptr<Handler>> handlers_;
 };

@@ -12,10 +12,6 @@ Template& Template::number(CK_ATTRIBUTE_TYPE type, CK_ULONG value) {
     return text(type, {reinterpret_cast<const char*>(&value), sizeof value});
 }
 
-Template& Template::truth(CK_ATTRIBUTE_TYPE type, bool value) { return text(type, {value ? '\1' : '\0'}); }
-
-Template& Template::room(CK_ATTRIBUTE_TYPE type, std::size_t size) { return text(type, std::string(size, '?')); }
-
 CK_ATTRIBUTE* Template::data() {
     attributes_.clear();
     for (auto& [type, value] : fields_) {
@@ -26,20 +22,6 @@ CK_ATTRIBUTE* Template::data() {
 
 std::string Template::value(std::size_t index) const {
     return fields_.at(index).second.substr(0, attributes_.at(index).ulValueLen);
-}
-
-Template certificate(const std::string& label, std::size_t size) {
-    Template attributes;
-    attributes.number(CKA_CLASS, CKO_CERTIFICATE).truth(CKA_TOKEN, true).number(CKA_CERTIFICATE_TYPE, CKC_X_509);
-    attributes.text(CKA_LABEL, label).text(CKA_VALUE, std::string(size, 'c'));
-    return attributes;
-}
-
-Template presharedKey(const std::string& value) {
-    Template attributes;
-    attributes.number(CKA_CLASS, CKO_SECRET_KEY).truth(CKA_TOKEN, true).number(CKA_KEY_TYPE, CKK_GENERIC_SECRET);
-    attributes.text(CKA_LABEL, "preshared").text(CKA_VALUE, value);
-    return attributes;
 }
 
 TheTestToken::TheTestToken() {
@@ -91,14 +73,4 @@ CK_RV TheTestToken::setPin(CK_SESSION_HANDLE session, std::string oldPin, std::s
 CK_RV TheTestToken::create(CK_SESSION_HANDLE session, Template attributes, CK_OBJECT_HANDLE* object) {
     CK_OBJECT_HANDLE ignored = 0;
     return p11->C_CreateObject(session, attributes.data(), attributes.size(), object ? object : &ignored);
-}
-
-std::vector<CK_OBJECT_HANDLE> TheTestToken::find(CK_SESSION_HANDLE session, Template wanted) {
-    std::vector<CK_OBJECT_HANDLE> all(100);
-    CK_ULONG count = 0;
-    EXPECT_EQ(p11->C_FindObjectsInit(session, wanted.data(), wanted.size()), CKR_OK);
-    EXPECT_EQ(p11->C_FindObjects(session, all.data(), 100, &count), CKR_OK);
-    EXPECT_EQ(p11->C_FindObjectsFinal(session), CKR_OK);
-    all.resize(count);
-    return all;
 }

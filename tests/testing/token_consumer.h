@@ -4,11 +4,14 @@
 // slot "reader", and short forms of the calls.
 #pragma once
 
-#include "module_library.h"
+#include "../support/running_service.h"
+
+#include <platform/system/dynamic_library.h>
 
 #include <testing/token_module_control.h>
 
 #include <gtest/gtest.h>
+#include <p11-kit/pkcs11.h>
 
 #include <string>
 #include <utility>
@@ -19,9 +22,6 @@ class Template {
 public:
     Template& text(CK_ATTRIBUTE_TYPE type, std::string value);
     Template& number(CK_ATTRIBUTE_TYPE type, CK_ULONG value);
-    Template& truth(CK_ATTRIBUTE_TYPE type, bool value);
-    // Adds room for a value to be read.
-    Template& room(CK_ATTRIBUTE_TYPE type, std::size_t size);
 
     CK_ATTRIBUTE* data(); // made again at each call, valid until the next one
     CK_ULONG size() const { return static_cast<CK_ULONG>(fields_.size()); }
@@ -34,9 +34,15 @@ private:
     std::vector<CK_ATTRIBUTE> attributes_;
 };
 
-// A certificate and a preshared key as a consumer stores them on a token.
-Template certificate(const std::string& label, std::size_t size = 100);
-Template presharedKey(const std::string& value);
+// The test token module, loaded like any other.
+class ModuleLibrary {
+public:
+    CK_C_GetFunctionList getFunctionList() const { return entry_; }
+
+private:
+    platform::DynamicLibrary library_{builtProgram(PANELKIT_TEST_TOKEN_FILE)};
+    CK_C_GetFunctionList entry_ = library_.function<CK_C_GetFunctionList>("C_GetFunctionList");
+};
 
 class TheTestToken : public ::testing::Test {
 protected:
@@ -50,13 +56,11 @@ protected:
     std::vector<CK_SLOT_ID> slots(bool withToken = true);
     CK_SLOT_ID slot() { return slots().at(0); }
     CK_TOKEN_INFO tokenInfo();
-    CK_FLAGS tokenFlags(CK_FLAGS among) { return tokenInfo().flags & among; }
 
     CK_SESSION_HANDLE open(CK_FLAGS flags = readWrite);
     CK_RV login(CK_SESSION_HANDLE session, std::string pin, CK_USER_TYPE user = CKU_USER);
     CK_RV setPin(CK_SESSION_HANDLE session, std::string oldPin, std::string newPin);
     CK_RV create(CK_SESSION_HANDLE session, Template attributes, CK_OBJECT_HANDLE* object = nullptr);
-    std::vector<CK_OBJECT_HANDLE> find(CK_SESSION_HANDLE session, Template wanted = {});
 
     panelkit::testing::TokenModuleControl control; // outlives the module
     ModuleLibrary library;

@@ -6,26 +6,16 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <chrono>
-#include <functional>
 #include <map>
 #include <set>
-#include <sstream>
 #include <thread>
 
 using namespace std::chrono_literals;
 using panelkit::testing::TokenModuleControl;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 namespace {
-
-constexpr CK_FLAGS pinTrouble = CKF_USER_PIN_COUNT_LOW | CKF_USER_PIN_FINAL_TRY | CKF_USER_PIN_LOCKED |
-                                CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_FINAL_TRY | CKF_SO_PIN_LOCKED;
-
-unsigned char* bytes(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
 // Calls every function of the list, with arguments that do no harm.
 std::map<std::string, CK_RV> callEverything(CK_C_GetFunctionList getFunctionList, CK_FUNCTION_LIST& p11) {
@@ -57,6 +47,9 @@ std::map<std::string, CK_RV> callEverything(CK_C_GetFunctionList getFunctionList
         {"C_FindObjectsInit",   p11.C_FindObjectsInit(0, nullptr, 1)},
         {"C_FindObjects",       p11.C_FindObjects(0, nullptr, 0, nullptr)},
         {"C_FindObjectsFinal",  p11.C_FindObjectsFinal(0)},
+        {"C_GenerateKeyPair",   p11.C_GenerateKeyPair(0, nullptr, nullptr, 0, nullptr, 0, nullptr, nullptr)},
+        {"C_SignInit",          p11.C_SignInit(0, nullptr, 0)},
+        {"C_Sign",              p11.C_Sign(0, nullptr, 0, nullptr, nullptr)},
         {"C_SeedRandom",        p11.C_SeedRandom(0, nullptr, 0)},
         {"C_GenerateRandom",    p11.C_GenerateRandom(0, nullptr, 0)},
         {"C_WaitForSlotEvent",  p11.C_WaitForSlotEvent(CKF_DONT_BLOCK, nullptr, nullptr)},
@@ -65,30 +58,6 @@ std::map<std::string, CK_RV> callEverything(CK_C_GetFunctionList getFunctionList
 }
 
 } // namespace
-
-TEST(ATestTokenModule, OffersOneEmptySlotWithoutAFolder) {
-    panelkit::testing::setFolderInEnvironment({});
-    const ModuleLibrary library;
-    CK_FUNCTION_LIST* p11 = nullptr;
-    ASSERT_EQ(library.getFunctionList()(&p11), CKR_OK);
-    CK_ULONG count = 99;
-    EXPECT_EQ(p11->C_GetSlotList(0, nullptr, &count), CKR_CRYPTOKI_NOT_INITIALIZED);
-
-    CK_C_INITIALIZE_ARGS arguments{};
-    arguments.flags = CKF_OS_LOCKING_OK;
-    ASSERT_EQ(p11->C_Initialize(&arguments), CKR_OK);
-    EXPECT_EQ(p11->C_Initialize(&arguments), CKR_CRYPTOKI_ALREADY_INITIALIZED);
-    EXPECT_EQ(p11->C_GetSlotList(1, nullptr, &count), CKR_OK);
-    EXPECT_EQ(count, 0U);
-    CK_SLOT_ID slot = 0;
-    count = 1;
-    EXPECT_EQ(p11->C_GetSlotList(0, &slot, &count), CKR_OK);
-    EXPECT_GE(slot, 0x10000U);
-    CK_TOKEN_INFO info;
-    EXPECT_EQ(p11->C_GetTokenInfo(slot, &info), CKR_TOKEN_NOT_PRESENT);
-    EXPECT_EQ(p11->C_GetTokenInfo(0, &info), CKR_SLOT_ID_INVALID);
-    EXPECT_EQ(p11->C_Finalize(nullptr), CKR_OK);
-}
 
 TEST_F(TheTestToken, RecordsAndFailsEveryFunctionThatItSays) {
     control.recordCalls();
@@ -106,28 +75,6 @@ TEST_F(TheTestToken, RecordsAndFailsEveryFunctionThatItSays) {
     }
     control.clearFaults();
     EXPECT_EQ(p11->C_GenerateKey(0, nullptr, nullptr, 0, nullptr), CKR_FUNCTION_NOT_SUPPORTED);
-}
-
-TEST_F(TheTestToken, IsUnlockedByTheSecurityOfficerWhoHasTriesOfHisOwn) {
-    control.setTraits("office", {.tries = 2});
-    const CK_SESSION_HANDLE session = open();
-    while (login(session, "wrong") != CKR_PIN_LOCKED) {}
-    EXPECT_EQ(login(session, "wrong", CKU_SO), CKR_PIN_INCORRECT);
-    EXPECT_EQ(tokenFlags(CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_FINAL_TRY), CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_FINAL_TRY);
-    ASSERT_EQ(login(session, "so-secret", CKU_SO), CKR_OK);
-    std::string pin = "new pin";
-    EXPECT_EQ(p11->C_InitPIN(session, bytes(pin), 7), CKR_OK);
-    EXPECT_EQ(setPin(session, "so-secret", "so-other"), CKR_OK);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    EXPECT_EQ(login(session, "new pin"), CKR_OK);
-    EXPECT_EQ(setPin(session, "new pin", std::string(64, 'x')), CKR_OK);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    EXPECT_EQ(login(session, std::string(64, 'x')), CKR_OK);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    EXPECT_EQ(login(session, "so-other", CKU_SO), CKR_OK);
-    EXPECT_EQ(p11->C_Logout(session), CKR_OK);
-    while (login(session, "wrong", CKU_SO) != CKR_PIN_LOCKED) {}
-    EXPECT_EQ(tokenFlags(pinTrouble), CKF_SO_PIN_COUNT_LOW | CKF_SO_PIN_LOCKED);
 }
 
 TEST_F(TheTestToken, KeepsTheRulesOfSessionsAndLogIns) {
@@ -160,17 +107,6 @@ TEST_F(TheTestToken, KeepsTheRulesOfSessionsAndLogIns) {
     EXPECT_EQ(login(officer, "so-secret", CKU_SO), CKR_OK);
     EXPECT_EQ(state(officer), CKS_RW_SO_FUNCTIONS);
     EXPECT_EQ(p11->C_OpenSession(slot(), readOnly, nullptr, nullptr, &parallel), CKR_SESSION_READ_WRITE_SO_EXISTS);
-}
-
-TEST_F(TheTestToken, LetsSessionObjectsGoWithTheirSession) {
-    const CK_SESSION_HANDLE maker = open(readOnly);
-    const CK_SESSION_HANDLE other = open(readOnly);
-    CK_OBJECT_HANDLE object = 0;
-    EXPECT_EQ(create(maker, Template().number(CKA_CLASS, CKO_DATA).text(CKA_VALUE, "a list"), &object), CKR_OK);
-    EXPECT_THAT(find(other), ElementsAre(object));
-    EXPECT_EQ(control.counters("office").objects, 0U);
-    EXPECT_EQ(p11->C_CloseSession(maker), CKR_OK);
-    EXPECT_THAT(find(other), ElementsAre());
 }
 
 TEST_F(TheTestToken, TakesItsSessionsWithItWhenItIsRemoved) {
@@ -260,7 +196,7 @@ TEST_F(TheTestToken, ListsSlotsUnderOddNumbersThatMayChange) {
 TEST_F(TheTestToken, AnswersNonsenseWhenItIsTold) {
     const CK_SESSION_HANDLE session = open();
     CK_OBJECT_HANDLE object = 0;
-    ASSERT_EQ(create(session, certificate("gateway"), &object), CKR_OK);
+    ASSERT_EQ(create(session, Template().number(CKA_CLASS, CKO_DATA).text(CKA_LABEL, "gateway"), &object), CKR_OK);
 
     control.garbage("C_GetTokenInfo");
     const std::string label = fieldText(tokenInfo().label);
@@ -275,7 +211,7 @@ TEST_F(TheTestToken, AnswersNonsenseWhenItIsTold) {
     control.count("C_GetAttributeValue", 77777);
     control.garbage("C_GetAttributeValue");
     Template read;
-    read.room(CKA_LABEL, 20);
+    read.text(CKA_LABEL, std::string(20, '?')); // room for a value
     EXPECT_EQ(p11->C_GetAttributeValue(session, object, read.data(), 1), CKR_OK);
     EXPECT_EQ(read.claimed(0), 77777U);
     EXPECT_THAT(read.value(0), HasSubstr("\x1B[31m"));
@@ -320,37 +256,26 @@ TEST_F(TheTestToken, DoesNotTakeAMisspeltFaultForNone) {
     EXPECT_EQ(p11->C_GetInfo(&info), CKR_OK);
 }
 
-TEST_F(TheTestToken, GivesRandomBytesAndCountsThoseOfASeed) {
-    const CK_SESSION_HANDLE session = open(readOnly);
-    std::string one(32, '\0');
-    std::string other(32, '\0');
-    EXPECT_EQ(p11->C_GenerateRandom(session, bytes(one), 32), CKR_OK);
-    EXPECT_EQ(p11->C_GenerateRandom(session, bytes(other), 32), CKR_OK);
-    EXPECT_NE(one, other);
-    EXPECT_EQ(p11->C_SeedRandom(session, bytes(one), 32), CKR_OK);
-    EXPECT_EQ(p11->C_SeedRandom(session, bytes(one), 8), CKR_OK);
-    EXPECT_EQ(control.counters("office").seededBytes, 40U);
-}
-
-TEST_F(TheTestToken, ServesEightThreadsAtOnceWhileTokensComeAndGo) {
-    constexpr int rounds = 10;
-    const auto work = [&](std::size_t number) {
-        const std::string label = "of thread " + std::to_string(number);
-        for (int round = 0; round < rounds; ++round) {
-            const CK_SESSION_HANDLE session = open();
-            CK_OBJECT_HANDLE object = 0;
-            EXPECT_EQ(create(session, certificate(label), &object), CKR_OK);
-            EXPECT_THAT(find(session, Template().text(CKA_LABEL, label)), ElementsAre(object));
-            EXPECT_EQ(p11->C_DestroyObject(session, object), CKR_OK);
-            EXPECT_EQ(p11->C_CloseSession(session), CKR_OK);
-        }
+TEST_F(TheTestToken, PretendsKeysOnRequest) {
+    const CK_SESSION_HANDLE session = open();
+    ASSERT_EQ(login(session, "1234"), CKR_OK);
+    CK_ULONG bits = 2048;
+    CK_BBOOL kept = CK_TRUE;
+    CK_ATTRIBUTE publicKey{CKA_MODULUS_BITS, &bits, sizeof bits}, privateKey{CKA_TOKEN, &kept, sizeof kept};
+    CK_MECHANISM making{CKM_RSA_PKCS_KEY_PAIR_GEN, nullptr, 0}, signing{CKM_RSA_PKCS, nullptr, 0};
+    CK_OBJECT_HANDLE verifier = 0, signer = 0;
+    const auto make = [&] {
+        return p11->C_GenerateKeyPair(session, &making, &publicKey, 1, &privateKey, 1, &verifier, &signer);
     };
-    std::vector<std::thread> threads(8);
-    for (std::size_t i = 0; i < threads.size(); ++i) threads[i] = std::thread(work, i);
-    for (int round = 0; round < rounds; ++round) {
-        control.insert("second", "branch");
-        control.remove("second");
-    }
-    for (std::thread& thread : threads) thread.join();
-    EXPECT_EQ(control.counters("office").objects, 0U);
+    EXPECT_EQ(make(), CKR_MECHANISM_INVALID);
+    control.setTraits("office", {.pretendsKeys = true});
+    ASSERT_EQ(make(), CKR_OK);
+    EXPECT_EQ(p11->C_SignInit(session, &signing, verifier), CKR_KEY_TYPE_INCONSISTENT);
+    ASSERT_EQ(p11->C_SignInit(session, &signing, signer), CKR_OK);
+    unsigned char digest[32]{}, signature[256]{};
+    CK_ULONG size = 255;
+    EXPECT_EQ(p11->C_Sign(session, digest, 32, signature, &size), CKR_BUFFER_TOO_SMALL);
+    EXPECT_EQ(size, 256U);
+    EXPECT_EQ(p11->C_Sign(session, digest, 32, signature, &size), CKR_OK);
+    EXPECT_EQ(p11->C_Sign(session, digest, 32, signature, &size), CKR_OPERATION_NOT_INITIALIZED);
 }

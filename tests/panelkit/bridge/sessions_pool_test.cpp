@@ -121,18 +121,6 @@ TEST_F(ASessionsPool, ClosesAReturnedSessionThatBroke) {
     EXPECT_EQ(other->broken(), 0U) << "the pool never held a broken session";
 }
 
-// Two controllers that are copies of each other unlock the same session. The second one closes the session that the
-// first one put back, and the pool finds a broken session, not a freed one.
-TEST_F(ASessionsPool, BearsASessionThatIsUnlockedTwice) {
-    BridgeSession* lent = SessionsPool::LockSession(SessionTokens);
-    SessionsPool::UnlockSession(SessionTokens, lent);
-    SessionsPool::UnlockSession(SessionTokens, lent);
-    EXPECT_NE(lent->broken(), 0U);
-    BridgeSession* next = SessionsPool::GetSession(SessionTokens);
-    EXPECT_NE(next, lent);
-    EXPECT_TRUE(next->Connect());
-}
-
 TEST_F(ASessionsPool, ClosesNothingTwiceWithoutHarm) {
     SessionsPool::CloseSession(SessionTokens);
     BridgeSession* session = SessionsPool::GetSession(SessionTokens);
@@ -154,19 +142,6 @@ TEST_F(ASessionsPool, GivesNullOnlyForAnUnusableEndpoint) {
 
     CommandSender::Instance().SetEndpoint(endpoint);
     EXPECT_NE(SessionsPool::GetSession(SessionTokens), nullptr);
-}
-
-// The first command after a restart uses a dead connection; it fails and breaks the session, and the next command opens
-// a new one.
-TEST_F(ASessionsPool, RecoversFromARestartWithTheSecondCommand) {
-    service->on(Command::TokenLogout, Reaction::reply(""));
-    ASSERT_TRUE(DirectCommand<Command::TokenLogout>().send());
-    killService();
-    restartService();
-    service->on(Command::TokenLogout, Reaction::reply(""));
-    EXPECT_FALSE(DirectCommand<Command::TokenLogout>().send());
-    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::connectionLost);
-    EXPECT_TRUE(DirectCommand<Command::TokenLogout>().send());
 }
 
 TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
@@ -195,14 +170,6 @@ TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
         for (BridgeSession* session : sessions) EXPECT_NE(session->broken(), 0U) << session->name();
     }
     ASSERT_TRUE(service->waitForClosed(7));
-}
-
-TEST_F(ASessionsPool, CopiesItsSevenPointersOnAssignment) {
-    SessionsPool from = SessionsPoolProbe::make();
-    SessionsPool to = SessionsPoolProbe::make();
-    SessionsPoolProbe::slots(from)[3] = CommandSender::Instance().OpenNewSession("LSP", 1);
-    to = from;
-    EXPECT_EQ(SessionsPoolProbe::slots(to), SessionsPoolProbe::slots(from));
 }
 
 // ---- failures of a send, and their effects
@@ -311,15 +278,6 @@ TEST_F(ASessionsPool, SendsNothingThatIsAboveTheLimit) {
     };
     EXPECT_TRUE(send(100));
     EXPECT_FALSE(send(101));
-}
-
-TEST_F(ASessionsPool, CarriesALargeReplyWhole) {
-    std::string large(20U << 20, 'x');
-    for (std::size_t i = 0; i < large.size(); i += 4096) large[i] = static_cast<char>(i >> 12);
-    service->on(Command::EnumProviders, Reaction::reply(large));
-    std::string reply;
-    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
-    EXPECT_EQ(reply, large);
 }
 
 TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {

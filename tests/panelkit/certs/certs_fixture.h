@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Shared by the tests of certificates: each record once, with its bytes by hand, and a controller that uses a scripted
-// service.
+// Shared by the tests of certificates: each record once, with its bytes by hand.
 #pragma once
 
 #include <panelkit/certs/certs_controller.h>
 
-#include "../../support/bytes.h"
-#include "../../support/service_fixture.h"
-
-#include <initializer_list>
-#include <string>
+#include "../../support/operations.h"
 
 // clang-format off
 inline const PKCS11::TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
@@ -66,16 +61,60 @@ inline const CertExtentions details = [] {
 }();
 // clang-format on
 
-inline std::string joined(std::initializer_list<const char*> parts) {
-    std::string text;
-    for (const char* part : parts) text.append(part).append(" ");
-    return hex(text);
-}
-
-class WithCertsController : public WithScriptedService {
+class WithCertsController : public WithOperations {
 protected:
-    using Command = panelkit::Command;
-    using Reaction = panelkit::testing::Reaction;
+    BridgeSession* const session = SessionsPool::GetSession(SessionCertificates); // the controller takes it
+    Hooked<VpnCertsController> controller;
 
-    VpnCertsController controller;
+    // The outputs of the operations.
+    std::vector<PKCS11::TokenInfo> tokens, tokensOfCrls, tokensOfKeys, tokensOfChain, tokensAlone;
+    std::vector<CertInfo> certificates, chain;
+    std::vector<CRLInfo> crls;
+    std::vector<PresharedKeyInfo> keys;
+    std::vector<CertRequestKeyInfo> choices;
+    CertInfo record;
+    CertExtentions read;
+    std::string text, verdict, pem;
+
+    // clang-format off
+    const Operations operations{
+        {Command::EnumCertificates,      hex("fe ff ff ff"), joined({"02 00 00 00", tokenBytes, certificateBytes, tokenBytes, certificateBytes}),
+         [this] { return controller.EnumCertificates(-2, certificates, tokens); }, 1},
+        {Command::EnumCRLs,              "", joined({"01 00 00 00", tokenBytes, crlBytes}),
+         [this] { return controller.EnumCRLs(crls, tokensOfCrls); }, 1},
+        {Command::EnumPresharedKeys,     "", joined({"02 00 00 00", tokenBytes, "03 00 00 00 'key'", tokenBytes, "00 00 00 00"}),
+         [this] { return controller.EnumPresharedKeys(keys, tokensOfKeys); }, 1},
+        {Command::EnumProviderTokens,    "", joined({"01 00 00 00", tokenBytes}), // for another module, over the session of this one
+         [this] { return controller.GetTokensList(tokensAlone); }},
+        {Command::CertsReloadAll,        hex("01"), "", [this] { return controller.ReloadAll(true); }},
+        {Command::CertsReloadAll,        hex("00"), "", [this] { return controller.ReloadAll(false); }},
+        {Command::DeleteCertificate,     joined({tokenBytes, certificateBytes}), "",
+         [this] { return controller.DeleteCertificate(token, certificate); }},
+        {Command::DeletePresharedKey,    joined({tokenBytes, "06 00 00 00 'office'"}), "",
+         [this] { return controller.DeletePresharedKey(token, {"office"}); }},
+        {Command::DeleteCRL,             joined({tokenBytes, crlBytes}), "", [this] { return controller.DeleteCRL(token, crl); }},
+        {Command::CreatePresharedKey,    joined({tokenBytes, "06 00 00 00 'office'  03 00 00 00 00 01 ff"}), hex("01"),
+         [this] { return controller.CreatePresharedKey(token, "office", std::string("\0\1\xff", 3)); }},
+        {Command::GetCertRequestKeyInfo, joined({tokenBytes}), joined({"01 00 00 00", keyChoiceBytes}),
+         [this] { return controller.GetCertRequestKeyInfo(token, choices); }},
+        {Command::MakeCertRequest,       joined({tokenBytes, wantedBytes}), hex("07 00 00 00  03 00 00 00 'PEM'"),
+         [this] { return controller.MakeCertRequest(token, wanted, pem) == MakeCertRequestResult{7}; }},
+        {Command::ImportCertificate,     joined({tokenBytes, "02 00 00 00  0c 00 00 00  01"}), hex("09 00 00 80"),
+         [this] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, true, nullptr) == ImportCertResult{0x80000009}; }},
+        {Command::ImportCertificate,     joined({tokenBytes, "02 00 00 00  0c 00 00 00  01  00 00 00 00"}), hex("00 00 00 00"),
+         [this] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, true, "") == ImportCertResult{0}; }},
+        {Command::ImportCertificate,     joined({tokenBytes, "02 00 00 00  0c 00 00 00  00  04 00 00 00 '1234'"}), hex("00 00 00 00"),
+         [this] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, false, "1234") == ImportCertResult{0}; }},
+        {Command::ImportCRL,             joined({tokenBytes, "ff ff ff ff"}), hex("05 00 00 00"),
+         [this] { return controller.ImportCRL(token, 0xFFFFFFFF) == ImportCRLResult{5}; }},
+        {Command::ExportCertificate,     joined({tokenBytes, certificateBytes, "03 00 00 00  06 00 00 00 'secret'  01  00"}), hex("06 00 00 00  03 00 00 00 00 'x' 00"),
+         [this] { return controller.ExportCertificate(token, certificate, CertExportFormat{3}, "secret", true, false, text) == ExportCertResult{6}; }},
+        {Command::GetCertChain,          joined({tokenBytes, certificateBytes}), joined({"ff ff ff ff  01 00 00 00", tokenBytes, certificateBytes}), // the first word is not looked at
+         [this] { return controller.GetCertChain(token, certificate, tokensOfChain, chain); }, 1},
+        {Command::GetCertDetails,        joined({tokenBytes, certificateBytes}), joined({certificateBytes, detailsBytes, "04 00 00 00 'text'"}),
+         [this] { record = certificate; return controller.GetCertDetails(token, record, read, text); }, 1},
+        {Command::VerifyCert,            joined({tokenBytes, certificateBytes, "ff ff ff ff"}), hex("01  03 00 00 00 'why'"),
+         [this] { return controller.VerifyCert(token, certificate, -1, &verdict); }, 1},
+    };
+    // clang-format on
 };

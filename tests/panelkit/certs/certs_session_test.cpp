@@ -5,11 +5,8 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <chrono>
-#include <functional>
 #include <stdexcept>
-#include <thread>
 #include <type_traits>
 
 using panelkit::Command;
@@ -145,124 +142,54 @@ TEST_F(ACertsSession, BearsALongSilenceForARequestAndForNothingElse) {
     EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::timedOut);
 }
 
-// Every operation waits with the hook, over the session that the controller took.
-TEST_F(ACertsSession, IsUsedByEveryOperationWithItsHook) {
-    class Hooked : public VpnCertsController {
-    public:
-        void OnExecuteCommand(const SendCommandProgress& progress) override { seen = progress.session; }
-        std::atomic<BridgeSession*> seen = nullptr;
-    };
-    BridgeSession* const session = pooled();
-    Hooked controller;
-    std::vector<PKCS11::TokenInfo> tokens;
-    std::vector<CertInfo> certificates;
-    std::vector<CRLInfo> crls;
-    std::vector<PresharedKeyInfo> keys;
-    CertExtentions read;
-    CertInfo record;
-    std::string text;
-    const std::pair<Command, std::function<void()>> operations[] = {
-        {Command::EnumCertificates, [&] { controller.EnumCertificates(0, certificates, tokens); }},
-        {Command::EnumCRLs, [&] { controller.EnumCRLs(crls, tokens); }},
-        {Command::EnumPresharedKeys, [&] { controller.EnumPresharedKeys(keys, tokens); }},
-        {Command::EnumProviderTokens, [&] { controller.GetTokensList(tokens); }},
-        {Command::ImportCertificate, [&] { controller.ImportCertificate(token, 0, {}, false, ""); }},
-        {Command::GetCertDetails, [&] { controller.GetCertDetails(token, record, read, text); }},
-        {Command::GetCertChain, [&] { controller.GetCertChain(token, certificate, tokens, certificates); }},
-        {Command::VerifyCert, [&] { controller.VerifyCert(token, certificate, 0, &text); }},
-        {Command::DeleteCertificate, [&] { controller.DeleteCertificate(token, certificate); }},
-    };
-    for (const auto& [command, operation] : operations) {
-        controller.seen = nullptr;
-        service->on(command, [&](const auto&) { // answered when the hook was called
-            for (int i = 0; i < 200 && !controller.seen; ++i) std::this_thread::sleep_for(milliseconds(5));
-            return Reaction::refuse();
-        });
-        operation();
-        EXPECT_EQ(controller.seen, session) << service->requests().back().command;
-    }
-}
-
 // ---- without a session, or without a service
 
-void expectEveryOperationFails(VpnCertsController& controller) {
-    std::vector<PKCS11::TokenInfo> tokens(2);
-    std::vector<CertInfo> certificates(2);
-    std::vector<CRLInfo> crls(2);
-    std::vector<PresharedKeyInfo> keys(2);
-    std::vector<CertRequestKeyInfo> choices(2);
-    CertInfo record = certificate;
-    CertExtentions read = details;
-    std::string text = "kept";
-    EXPECT_FALSE(controller.EnumCertificates(0, certificates, tokens));
-    EXPECT_FALSE(controller.EnumCRLs(crls, tokens));
-    EXPECT_FALSE(controller.EnumPresharedKeys(keys, tokens));
-    EXPECT_FALSE(controller.GetTokensList(tokens));
-    EXPECT_FALSE(controller.ReloadAll(true));
-    EXPECT_EQ(controller.ImportCertificate(token, 0, {}, false, ""), ImportCertResult{3});
-    EXPECT_EQ(controller.ImportCRL(token, 0), ImportCRLResult{2});
-    EXPECT_EQ(controller.ExportCertificate(token, record, {}, "", false, false, text), ExportCertResult{3});
-    EXPECT_FALSE(controller.GetCertDetails(token, record, read, text));
-    EXPECT_FALSE(controller.VerifyCert(token, record, 0, &text));
-    EXPECT_FALSE(controller.CreatePresharedKey(token, "", ""));
-    EXPECT_FALSE(controller.DeletePresharedKey(token, {}));
-    EXPECT_FALSE(controller.DeleteCertificate(token, record));
-    EXPECT_FALSE(controller.DeleteCRL(token, crl));
-    EXPECT_FALSE(controller.GetCertRequestKeyInfo(token, choices));
-    EXPECT_EQ(controller.MakeCertRequest(token, wanted, text), MakeCertRequestResult{4});
-    EXPECT_TRUE(tokens.size() == 2 && certificates.size() == 2 && crls.size() == 2 && keys.size() == 2);
-    EXPECT_EQ(choices.size(), 2U);
-    EXPECT_EQ(record, certificate);
-    EXPECT_EQ(read, details);
-    EXPECT_EQ(text, "kept");
-    EXPECT_FALSE(controller.GetCertChain(token, record, tokens, certificates));
-    EXPECT_TRUE(tokens.empty() && certificates.empty()) << "a chain that fails is empty";
-}
+class FailingOperations : public WithCertsController {
+protected:
+    FailingOperations() {
+        tokens.resize(2);
+        certificates.resize(2);
+        crls.resize(2);
+        keys.resize(2);
+        choices.resize(2);
+        chain.resize(2);
+        read = details;
+        text = pem = verdict = "kept";
+    }
+    void expectOutputsKept() {
+        EXPECT_TRUE(tokens.size() == 2 && certificates.size() == 2 && crls.size() == 2 && keys.size() == 2);
+        EXPECT_EQ(choices.size(), 2U);
+        EXPECT_EQ(record, certificate);
+        EXPECT_EQ(read, details);
+        EXPECT_EQ(text + pem + verdict, "keptkeptkept");
+        EXPECT_TRUE(chain.empty()) << "a chain that fails is empty";
+    }
+    static void expectResults(VpnCertsController& controller) {
+        std::string kept;
+        EXPECT_EQ(controller.ImportCertificate(token, 0, {}, false, ""), ImportCertResult{3});
+        EXPECT_EQ(controller.ImportCRL(token, 0), ImportCRLResult{2});
+        EXPECT_EQ(controller.ExportCertificate(token, certificate, {}, "", false, false, kept), ExportCertResult{3});
+        EXPECT_EQ(controller.MakeCertRequest(token, wanted, kept), MakeCertRequestResult{4});
+    }
+};
 
-TEST_F(WithoutService, CertificateOperationsFailAndLeaveTheirOutputsAlone) {
-    VpnCertsController controller;
-    expectEveryOperationFails(controller);
-    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::noService);
-
+TEST_F(FailingOperations, LeaveTheirOutputsAlone) {
+    expectFailures(operations);
+    expectResults(controller);
+    expectOutputsKept();
+    killService();
+    for (const Operation& row : operations) EXPECT_FALSE(row.run()) << "without a service";
+    expectOutputsKept();
     CommandSender::Instance().SetEndpoint("");
     closePooledSessions();
     VpnCertsController withoutSession;
-    expectEveryOperationFails(withoutSession);
-}
-
-TEST_F(ACertsSession, FailsOperationsThatTheServiceRefuses) {
-    VpnCertsController controller;
-    service->on(Command::MakeCertRequest, Reaction::refuse()); // like all others
-    service->on(Command::CertsReloadAll, Reaction::refuse());
-    expectEveryOperationFails(controller);
+    EXPECT_FALSE(withoutSession.EnumCertificates(0, certificates, tokens));
+    EXPECT_FALSE(withoutSession.ReloadAll(true));
+    EXPECT_FALSE(withoutSession.GetCertChain(token, certificate, tokensOfChain, chain));
+    expectResults(withoutSession);
 }
 
 // ---- output of the variants
-
-// Returns the output of a controller while a command runs for that time.
-std::string drawn(VpnCertsController& controller, milliseconds time) {
-    SendCommandProgress progress(nullptr, ModuleCertificates, 0, &controller);
-    progress.running = true;
-    std::thread ending([&] {
-        std::this_thread::sleep_for(time);
-        progress.running = false;
-    });
-    CaptureStdout();
-    do controller.OnExecuteCommand(progress);
-    while (progress.running);
-    std::string text = GetCapturedStdout();
-    ending.join();
-    return text;
-}
-
-TEST_F(ACertsSession, IsWaitedForWithDotsOnTheConsoleOnly) {
-    VpnCertsCLIController console;
-    EXPECT_EQ(drawn(console, milliseconds(1500)), "\n..\n");
-    VpnCertsSilentController silent;
-    EXPECT_EQ(drawn(silent, milliseconds(50)), "");
-    VpnCertsController plain;
-    EXPECT_EQ(drawn(plain, milliseconds(50)), "");
-}
 
 TEST_F(ACertsSession, DrawsDotsForALongCommandAndNoneForAShortOne) {
     VpnCertsCLIController console;
@@ -277,6 +204,10 @@ TEST_F(ACertsSession, DrawsDotsForALongCommandAndNoneForAShortOne) {
     CaptureStdout();
     EXPECT_TRUE(console.ReloadAll(false));
     EXPECT_EQ(GetCapturedStdout(), "\n.\n");
+    CaptureStdout();
+    EXPECT_TRUE(VpnCertsController().ReloadAll(false));
+    EXPECT_TRUE(VpnCertsSilentController().ReloadAll(false));
+    EXPECT_EQ(GetCapturedStdout(), "");
 }
 
 } // namespace

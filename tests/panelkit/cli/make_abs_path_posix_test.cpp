@@ -9,7 +9,7 @@ namespace {
 
 TEST(AbsolutePath, FollowsTheRulesOfWindowsOnTheStringsAsTheyAre) {
     const ScratchDirectory directory("work");
-    const std::string here = directory.path();
+    const std::string here = ScratchDirectory::path();
     ASSERT_TRUE(here.starts_with("/"));
     const std::string start = here.substr(0, 2);
     // clang-format off
@@ -30,7 +30,7 @@ TEST(AbsolutePath, FollowsTheRulesOfWindowsOnTheStringsAsTheyAre) {
 
 TEST(AbsolutePath, GetsNoSecondSeparatorInTheRoot) {
     const ScratchDirectory directory("work");
-    directory.enter("/");
+    std::filesystem::current_path("/");
     EXPECT_EQ(absolutePath("a.cfg"), "/a.cfg");
     EXPECT_EQ(absolutePath("/a.cfg"), "/"); // the third character is past the end of "/"
 }
@@ -38,22 +38,26 @@ TEST(AbsolutePath, GetsNoSecondSeparatorInTheRoot) {
 // The last slash counts, so a backslash at the end of the name is none that separates.
 TEST(AbsolutePath, GetsASeparatorAfterADirectoryWhoseNameEndsWithABackslash) {
     const ScratchDirectory directory("work\\");
-    EXPECT_EQ(absolutePath("a.cfg"), directory.path() + "\\a.cfg");
+    EXPECT_EQ(absolutePath("a.cfg"), ScratchDirectory::path() + "\\a.cfg");
 }
 
 TEST(AbsolutePath, IsEmptyWhereTheDirectoryCannotBeRead) {
     const ScratchDirectory directory("work");
-    directory.enterAndRemove("gone");
+    std::filesystem::remove(std::filesystem::current_path());
     EXPECT_EQ(absolutePath("a.cfg"), "");
     EXPECT_EQ(absolutePath("D:\\a.cfg"), "");
 }
 
 TEST(AbsolutePath, HasRoomForADirectoryOf1023Bytes) {
     const ScratchDirectory directory("work");
-    const std::string longest = directory.enterDeep(1023);
-    EXPECT_EQ(absolutePath("a.cfg"), longest + "\\a.cfg");
-    directory.enterDeep(1024);
-    EXPECT_EQ(absolutePath("a.cfg"), "");
+    std::string path = ScratchDirectory::path();
+    while (path.size() < 1000) path += "/d";
+    path += "/" + std::string(1023 - path.size() - 1, 'd');
+    for (const std::string& one : {path, path + "d"}) {
+        std::filesystem::create_directories(one);
+        std::filesystem::current_path(one);
+        EXPECT_EQ(absolutePath("a.cfg"), one == path ? path + "\\a.cfg" : "");
+    }
 }
 
 } // namespace

@@ -6,7 +6,6 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -15,8 +14,6 @@
 #include <vector>
 
 using panelkit::Text;
-using testing::Pair;
-using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -62,13 +59,6 @@ TEST(TheTableOfDefaultTexts, BeginsWithThreeAndGoesOnInAlphabeticalOrder) {
     for (std::size_t i = 4; i < rows.size(); ++i) {
         EXPECT_LE(lower(rows[i - 1].wording), lower(rows[i].wording)) << i;
     }
-}
-
-TEST(TheTableOfDefaultTexts, RepeatsAWordingOnlyWhereItIsSaidOfDifferentThings) {
-    std::map<std::string, int> repeated;
-    for (const auto& row : panelkit::defaultTexts()) ++repeated[row.wording];
-    std::erase_if(repeated, [](const auto& wording) { return wording.second == 1; });
-    EXPECT_THAT(repeated, UnorderedElementsAre(Pair("Disabled", 4), Pair("Subject", 2)));
 }
 
 TEST(TheTableOfDefaultTexts, HoldsNoTextThatIsRegistered) {

@@ -34,23 +34,6 @@ TEST(TheCatalogue, IsMadeOfGroupsThatHoldTheirDefaults) {
     EXPECT_EQ(withSharedCell, 16);
 }
 
-TEST(TheCatalogue, GivesEveryKindItsTypeCode) {
-    CERTMON certmon;
-    IKE ike;
-    PCAP pcap;
-    USER user;
-    EXPECT_EQ(certmon.ENABLE.type(), 0);
-    EXPECT_EQ(certmon.SMTP_SERVER_PORT.type(), 1);
-    EXPECT_EQ(certmon.DAYS_TO_EXPIRE.type(), 2);
-    EXPECT_EQ(certmon.SMTP_SERVER_ADDR.type(), 3);
-    EXPECT_EQ(ike.NATT_POLICY.type(), 4);
-    EXPECT_EQ(certmon.SMTP_USER.type(), 6);
-    EXPECT_EQ(pcap.THREADS_MASK.type(), 6);
-    EXPECT_EQ(user.LSP_GATES.type(), 8);
-    EXPECT_EQ(certmon.CHECKING_TIME.type(), 9);
-    EXPECT_EQ(ike.QCD_SECRET.type(), 10);
-}
-
 TEST(TheCatalogue, MarksTheTwoSecrets) {
     std::vector<std::string> secrets;
     for (const auto& group : panelkit::AllGroups()) {

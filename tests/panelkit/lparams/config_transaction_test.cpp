@@ -121,86 +121,58 @@ TEST_F(ATransaction, TellsWhyASectionCannotBeRead) {
 
 // ---- failures half-way
 
-enum class Reacts { does, refusesButTakes, cutsConnection, takesOther };
+enum class Reacts { refusesButTakes, cutsConnection, takesOther };
 
 struct Failing {
     const char* name;
-    std::function<Reacts(const std::string& section, int nth)> service; // at the nth write of a section
+    const char* at; // the section whose write fails; "" for PCAP and every one that is taken back
+    Reacts reaction;
+    bool always; // or the first time only
     Outcome outcome;
     Why why;
     const char* section;
     std::vector<std::string> restored, lost;
 };
 
+// clang-format off
 const Failing failures[] = {
-    {"the second is refused, but taken",
-     [](const std::string& section, int nth) {
-         return section == "IKE" && nth == 1 ? Reacts::refusesButTakes : Reacts::does;
-     },
-     Outcome::restored,
-     Why::command,
-     "IKE",
-     {"IKE", "ADMIN"},
-     {}},
-    {"the connection is lost at the last",
-     [](const std::string& section, int nth) {
-         return section == "PCAP" && nth == 1 ? Reacts::cutsConnection : Reacts::does;
-     },
-     Outcome::restored,
-     Why::command,
-     "PCAP",
-     {"PCAP", "IKE", "ADMIN"},
-     {}},
-    {"the last is taken in another form",
-     [](const std::string& section, int nth) {
-         return section == "PCAP" && nth == 1 ? Reacts::takesOther : Reacts::does;
-     },
-     Outcome::restored,
-     Why::otherValue,
-     "PCAP",
-     {"PCAP", "IKE", "ADMIN"},
-     {}},
-    {"what is refused can't be taken back either",
-     [](const std::string& section, int) { return section == "IKE" ? Reacts::refusesButTakes : Reacts::does; },
-     Outcome::notRestored,
-     Why::command,
-     "IKE",
-     {"ADMIN"},
-     {"IKE"}},
-    {"nothing can be taken back",
-     [](const std::string& section, int nth) {
-         return section == "PCAP" || nth > 1 ? Reacts::refusesButTakes : Reacts::does;
-     },
-     Outcome::notRestored,
-     Why::command,
-     "PCAP",
-     {},
-     {"PCAP", "IKE", "ADMIN"}},
+    {"the second is refused, but taken", "IKE", Reacts::refusesButTakes, false,
+     Outcome::restored, Why::command, "IKE", {"IKE", "ADMIN"}, {}},
+    {"the connection is lost at the last", "PCAP", Reacts::cutsConnection, false,
+     Outcome::restored, Why::command, "PCAP", {"PCAP", "IKE", "ADMIN"}, {}},
+    {"the last is taken in another form", "PCAP", Reacts::takesOther, false,
+     Outcome::restored, Why::otherValue, "PCAP", {"PCAP", "IKE", "ADMIN"}, {}},
+    {"what is refused can't be taken back either", "IKE", Reacts::refusesButTakes, true,
+     Outcome::notRestored, Why::command, "IKE", {"ADMIN"}, {"IKE"}},
+    {"nothing can be taken back", "", Reacts::refusesButTakes, true,
+     Outcome::notRestored, Why::command, "PCAP", {}, {"PCAP", "IKE", "ADMIN"}},
 };
+// clang-format on
 
 TEST_F(ATransaction, ThatFailsHalfWayTellsPreciselyWhatBecameOfEachSection) {
     const auto before = bodies;
     for (const Failing& failing : failures) {
+        SCOPED_TRACE(failing.name);
         bodies = before;
         std::map<std::string, int> times;
         onWrite = [&](const std::string& section) {
-            switch (failing.service(section, ++times[section])) {
-            case Reacts::refusesButTakes: return Reaction::refuse("no");
-            case Reacts::cutsConnection: return Reaction::cutBefore();
-            case Reacts::takesOther: bodies[section].back() = '\1'; break; // FWD_PKT_NO_QUEUE
-            case Reacts::does: break;
-            }
+            const int nth = ++times[section];
+            const bool fails =
+                *failing.at ? section == failing.at && (failing.always || nth == 1) : section == "PCAP" || nth > 1;
+            if (fails && failing.reaction == Reacts::refusesButTakes) return Reaction::refuse("no");
+            if (fails && failing.reaction == Reacts::cutsConnection) return Reaction::cutBefore();
+            if (fails) bodies[section].back() = '\1'; // FWD_PKT_NO_QUEUE
             return Reaction::reply("");
         };
         ConfigTransaction fresh;
         enterThree(fresh);
         const TransactionResult result = fresh.apply(Commit::yes);
-        EXPECT_EQ(result.outcome, failing.outcome) << failing.name;
-        EXPECT_EQ(result.cause.why, failing.why) << failing.name;
-        EXPECT_EQ(result.cause.section, failing.section) << failing.name;
-        EXPECT_EQ(result.restored, failing.restored) << failing.name;
-        EXPECT_EQ(result.lost, failing.lost) << failing.name;
-        EXPECT_EQ(bodies, before) << failing.name << ": what is refused is taken here, which the library can't know";
+        EXPECT_EQ(result.outcome, failing.outcome);
+        EXPECT_EQ(result.cause.why, failing.why);
+        EXPECT_EQ(result.cause.section, failing.section);
+        EXPECT_EQ(result.restored, failing.restored);
+        EXPECT_EQ(result.lost, failing.lost);
+        EXPECT_EQ(bodies, before) << "what is refused is taken here, which the library can't know";
     }
     EXPECT_EQ(commands().find('c'), std::string::npos) << "what failed is not committed";
 }

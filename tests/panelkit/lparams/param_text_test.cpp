@@ -33,20 +33,6 @@ protected:
     }
 };
 
-TEST_F(TextOfParameters, PrintsTheDefaultsOfEveryKind) {
-    EXPECT_EQ(printParam(certmon.ENABLE), "on");
-    EXPECT_EQ(printParam(certmon.SEND_EMAIL), "off");
-    EXPECT_EQ(printParam(certmon.DAYS_TO_EXPIRE), "30");
-    EXPECT_EQ(printParam(certmon.SMTP_SERVER_PORT), "465");
-    EXPECT_EQ(printParam(certmon.SMTP_SERVER_ADDR), "127.0.0.1");
-    EXPECT_EQ(printParam(certmon.CHECKING_TIME), "10:00:00");
-    EXPECT_EQ(printParam(ike.NATT_POLICY), "Autodetect");
-    EXPECT_EQ(printParam(ike.NATT_POLICY, TextForm::stored), "1 NATT_POLICY_STD");
-    EXPECT_EQ(printParam(ike.REDIRECT_POLICY, TextForm::stored), "2"); // it has no symbolic name
-    EXPECT_EQ(printParam(pcap.THREADS_MASK), "ALL");
-    EXPECT_EQ(printParam(user.LSP_GATES), "");
-}
-
 TEST_F(TextOfParameters, ReadsFlags) {
     for (const char* yes : {"on", "ON", "true", "yes", "1"}) EXPECT_EQ(set(log, log.SYSLOG_ON, yes), "on") << yes;
     for (const char* no : {"off", "False", "no", "0"}) EXPECT_EQ(set(log, log.SYSLOG_ON, no), "off") << no;
@@ -55,15 +41,15 @@ TEST_F(TextOfParameters, ReadsFlags) {
 }
 
 TEST_F(TextOfParameters, ReadsNumbersWithinTheirBounds) {
-    EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, "300"), "300");
-    EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, "5"), "5");
-    EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, "301"),
-              "IKE.EXCHANGE_TIMEOUT: \"301\" is not legal; legal: 5..300; nearest: 300");
-    EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, "4"),
-              "IKE.EXCHANGE_TIMEOUT: \"4\" is not legal; legal: 5..300; nearest: 5");
+    const auto timeout = [this](const std::string& text) { return set(ike, ike.EXCHANGE_TIMEOUT, text); };
+    EXPECT_EQ(timeout("300"), "300");
+    EXPECT_EQ(timeout("5"), "5");
+    const std::string refusal = "IKE.EXCHANGE_TIMEOUT: \"%\" is not legal; legal: 5..300";
+    const auto refused = [&](std::string text) { return std::string(refusal).replace(refusal.find('%'), 1, text); };
+    EXPECT_EQ(timeout("301"), refused("301") + "; nearest: 300");
+    EXPECT_EQ(timeout("4"), refused("4") + "; nearest: 5");
     for (const char* bad : {"", "-1", "+7", " 7", "7 ", "0x7", "seven", "7.0", "1e1"}) {
-        EXPECT_EQ(set(ike, ike.EXCHANGE_TIMEOUT, bad),
-                  "IKE.EXCHANGE_TIMEOUT: \"" + std::string(bad) + "\" is not legal; legal: 5..300");
+        EXPECT_EQ(timeout(bad), refused(bad));
     }
     EXPECT_EQ(ike.EXCHANGE_TIMEOUT.value, 5U); // refused texts did not change it
     EXPECT_EQ(set(log, log.MAX_LOG_SIZE, "4294967295"), "4294967295");
@@ -104,15 +90,14 @@ TEST_F(TextOfParameters, ReadsChoicesAsFilesHoldThem) {
 }
 
 TEST_F(TextOfParameters, ReadsTimesOfDay) {
-    for (const auto& [text, printed] : std::vector<std::pair<const char*, const char*>>{{"10:00", "10:00:00"},
-                                                                                        {"9:05", "09:05:00"},
-                                                                                        {"00:00:00", "00:00:00"},
-                                                                                        {"23:59:59", "23:59:59"},
-                                                                                        {"36000s", "10:00:00"},
-                                                                                        {"86400s", "86400s"},
-                                                                                        {"-1s", "-1s"}}) {
-        EXPECT_EQ(set(certmon, certmon.CHECKING_TIME, text), printed);
-    }
+    const std::pair<const char*, const char*> times[] = {{"10:00", "10:00:00"},
+                                                         {"9:05", "09:05:00"},
+                                                         {"00:00:00", "00:00:00"},
+                                                         {"23:59:59", "23:59:59"},
+                                                         {"36000s", "10:00:00"},
+                                                         {"86400s", "86400s"},
+                                                         {"-1s", "-1s"}};
+    for (const auto& [text, printed] : times) EXPECT_EQ(set(certmon, certmon.CHECKING_TIME, text), printed);
     for (const char* bad : {"", "10", "24:00", "10:60", "10:00:60", "1:2", "10:0:00", "10:00:", ":10", "100:00",
                             "1x:00", "-1:00", "s", "+1s", "1:00:00:00", "9223372036854775808s"}) {
         EXPECT_TRUE(parseParam(certmon, certmon.CHECKING_TIME, bad)) << bad;
@@ -126,18 +111,18 @@ TEST_F(TextOfParameters, ReadsAddresses) {
           "::", "::1", "fe80::1%eth0", "1:2:3:4:5:6:7:8", "::ffff:10.0.0.1", "1::", "2001:DB8::"}) {
         EXPECT_EQ(set(certmon, certmon.SMTP_SERVER_ADDR, good), good);
     }
-    for (const char* bad : {"10.0.0.300", "1.2.3",
-                            "1.2.3.4.5",  "1..2",
-                            "host name",  ".",
-                            "a..b",       "-a",
-                            "a-",         "a.-b",
-                            ":",          ":::",
-                            "1:2:3",      "1:2:3:4:5:6:7:8:9",
-                            "::1::2",     "1:2:3:4:5:6:7::8",
-                            "12345::",    "g::1",
-                            "fe80::1%",   "::1.2.3",
-                            "1.2.3.4::",  "1.2.3.4:25",
-                            "mail/x"}) {
+    for (const std::string_view bad : {"10.0.0.300", "1.2.3",
+                                       "1.2.3.4.5",  "1..2",
+                                       "host name",  ".",
+                                       "a..b",       "-a",
+                                       "a-",         "a.-b",
+                                       ":",          ":::",
+                                       "1:2:3",      "1:2:3:4:5:6:7:8:9",
+                                       "::1::2",     "1:2:3:4:5:6:7::8",
+                                       "12345::",    "g::1",
+                                       "fe80::1%",   "::1.2.3",
+                                       "1.2.3.4::",  "1.2.3.4:25",
+                                       "mail/x"}) {
         EXPECT_TRUE(parseParam(certmon, certmon.SMTP_SERVER_ADDR, bad)) << bad;
     }
     const std::string label = std::string(63, 'a') + '.', three = label + label + label;
@@ -182,30 +167,6 @@ TEST_F(TextOfParameters, NeverShowsASecret) {
     EXPECT_EQ(showParam(ike, ike.QCD_SECRET), "auto");
     EXPECT_EQ(showParam(certmon, certmon.SMTP_PASSWORD), "");
     EXPECT_EQ(showParam(ike, ike.EXCHANGE_TIMEOUT), "60");
-}
-
-// Values from the service are neither checked nor lost.
-TEST_F(TextOfParameters, ReadsBackWhatItPrintsWhateverAParameterHolds) {
-    ike.EXCHANGE_TIMEOUT.value = 100000;
-    ike.NATT_POLICY.value = 3;
-    pcap.THREADS_MASK.value = "0,,1";
-    certmon.SMTP_SERVER_ADDR.value = "no host";
-    certmon.CHECKING_TIME.value = INT64_MIN;
-    EXPECT_EQ(printParam(ike.NATT_POLICY), "=3");
-    EXPECT_EQ(printParam(ike.NATT_POLICY, TextForm::stored), "3");
-    for (const TextForm form : {TextForm::display, TextForm::stored}) {
-        for (const auto& [group, param] :
-             std::vector<std::pair<ParamGroup*, Param*>>{{&ike, &ike.EXCHANGE_TIMEOUT},
-                                                         {&ike, &ike.NATT_POLICY},
-                                                         {&pcap, &pcap.THREADS_MASK},
-                                                         {&certmon, &certmon.SMTP_SERVER_ADDR},
-                                                         {&certmon, &certmon.CHECKING_TIME}}) {
-            const std::string printed = printParam(*param, form);
-            EXPECT_FALSE(parseParam(*group, *param, printed, form)) << param->key;
-            EXPECT_EQ(printParam(*param, form), printed);
-        }
-    }
-    EXPECT_TRUE(parseParam(ike, ike.NATT_POLICY, "=5"));
 }
 
 TEST_F(TextOfParameters, PrintsAndRestoresDefaults) {

@@ -54,17 +54,11 @@ std::string body(const ParamGroup& group) {
 // The name as a string, then the body.
 std::string writeRequest(const char* name, const std::string& bytes) { return encoded(std::string(name)) + bytes; }
 
-TEST(ASection, HasItsHandWrittenBytes) {
+TEST(ASection, HasItsHandWrittenBytesComesBackFromThemAndRefusesEveryTruncation) {
     EXPECT_EQ(defaults.size(), panelkit::sections().size());
     for (const panelkit::Section& section : panelkit::sections()) {
-        const auto group = section.make();
-        EXPECT_EQ(toHex(body(*group)), toHex(hex(defaults.at(section.name)))) << section.name;
-    }
-}
-
-TEST(ASection, ComesBackFromItsBytesAndRefusesEveryTruncation) {
-    for (const panelkit::Section& section : panelkit::sections()) {
         const std::string whole = hex(defaults.at(section.name));
+        EXPECT_EQ(toHex(body(*section.make())), toHex(whole)) << section.name;
         CommandStreamIn in(whole);
         const auto group = section.make();
         group->load(in);
@@ -76,15 +70,6 @@ TEST(ASection, ComesBackFromItsBytesAndRefusesEveryTruncation) {
             EXPECT_THROW(section.make()->load(cut), const char*) << section.name << ' ' << length;
         }
     }
-}
-
-TEST(AParameter, KeepsItsValueWhenTheStreamEnds) {
-    PROXY proxy;
-    proxy.HTTP_LISTEN_PORT.value = 7;
-    const std::string bytes = "x";
-    CommandStreamIn in(bytes);
-    EXPECT_THROW(proxy.HTTP_LISTEN_PORT.load(in), const char*);
-    EXPECT_EQ(proxy.HTTP_LISTEN_PORT.value, 7);
 }
 
 TEST(AParameter, IsNotCheckedAgainstItsBoundsWhenItIsRead) {
@@ -274,10 +259,15 @@ TEST_F(AGroup, IsMadePermanentWithoutAPayload) {
     EXPECT_FALSE(changes.changed);
 }
 
-TEST_F(AGroup, KeepsItsValuesWhenTheServiceRefuses) {
-    EXPECT_FALSE(admin.load());
-    EXPECT_FALSE(admin.save());
-    EXPECT_FALSE(writeToDisk());
+TEST_F(AGroup, KeepsItsValuesWhenItIsRefusedOrThereIsNoServiceOrSession) {
+    for (const char* what : {"it is refused", "there is no service", "there is no session"}) {
+        EXPECT_FALSE(admin.load()) << what;
+        EXPECT_FALSE(admin.save()) << what;
+        EXPECT_FALSE(writeToDisk()) << what;
+        if (!service) CommandSender::Instance().SetEndpoint("");
+        killService();
+        closePooledSessions();
+    }
     EXPECT_FALSE(changes.changed);
     EXPECT_EQ(admin.SESSION_EXPTIME.value, 10U);
     EXPECT_EQ(admin.snapshot, "");
@@ -295,64 +285,6 @@ TEST_F(AGroup, KeepsWhatWasReadBeforeAReplyThatEndsEarly) {
     EXPECT_FALSE(admin.LOGIN_ON_SAVE_TOKEN_PASSWORD.value);
     EXPECT_EQ(admin.ADMIN_GROUP.value, "admin");
     EXPECT_EQ(admin.snapshot, "");
-}
-
-TEST_F(AGroup, IsReadEditedAndWrittenForEverySection) {
-    service->on(Command::ReadGroup,
-                [](const Received& request) { return Reaction::reply(hex(defaults.at(request.payload.substr(4)))); });
-    acceptWrites();
-    panelkit::AllGroups groups;
-    for (const auto& group : groups) {
-        EXPECT_TRUE(group->load()) << group->name;
-        EXPECT_TRUE(group->save()) << group->name;
-    }
-    EXPECT_TRUE(written().empty());
-    auto& ike = static_cast<IKE&>(*groups.find("IKE", "").group);
-    ike.QCD_SECRET.value = "00112233445566778899AABB";
-    EXPECT_TRUE(ike.save());
-    EXPECT_THAT(written().at(0), testing::HasSubstr(encoded(std::string("00112233445566778899AABB:"))));
-}
-
-// After a series of saves there are at most four secrets, the newest first.
-TEST_F(AGroup, CarriesTheHistoryOfItsSecretFromSaveToSave) {
-    std::string stored = hex(defaults.at("IKE"));
-    service->on(Command::ReadGroup, [&](const Received&) { return Reaction::reply(stored); });
-    service->on(Command::WriteGroup, [&](const Received& request) {
-        stored = request.payload.substr(7);
-        return Reaction::reply("");
-    });
-    const auto save = [](const std::string& secret) {
-        IKE ike;
-        EXPECT_TRUE(ike.load());
-        ike.QCD_SECRET.value = secret;
-        EXPECT_TRUE(ike.save());
-        return ike.QCD_SECRET.history;
-    };
-    EXPECT_EQ(save("1111111111111111"), "1111111111111111:");
-    EXPECT_EQ(save("2222222222222222"), "2222222222222222:1111111111111111:");
-    EXPECT_EQ(save("2222222222222222"), "2222222222222222:1111111111111111:");
-    EXPECT_EQ(save("3333333333333333"), "3333333333333333:2222222222222222:1111111111111111:");
-    EXPECT_EQ(save("4444444444444444"), "4444444444444444:3333333333333333:2222222222222222:1111111111111111");
-    EXPECT_EQ(save("5555555555555555"), "5555555555555555:4444444444444444:3333333333333333:2222222222222222");
-    EXPECT_EQ(save("no"), "no");
-    EXPECT_EQ(save("6666666666666666"), "6666666666666666");
-}
-
-class AGroupWithoutService : public WithoutService {};
-
-TEST_F(AGroupWithoutService, AnswersFalseAndKeepsItsValues) {
-    TraceChanges_t changes;
-    ADMIN admin;
-    EXPECT_FALSE(admin.load());
-    EXPECT_FALSE(admin.save());
-    EXPECT_FALSE(writeToDisk());
-    EXPECT_EQ(admin.SESSION_EXPTIME.value, 10U);
-    EXPECT_FALSE(changes.changed);
-    CommandSender::Instance().SetEndpoint(std::string(5000, 'x')); // no session can be opened
-    SessionsPool::CloseSession(SessionParameters);
-    EXPECT_FALSE(admin.load());
-    EXPECT_FALSE(admin.save());
-    EXPECT_FALSE(writeToDisk());
 }
 
 } // namespace

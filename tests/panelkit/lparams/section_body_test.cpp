@@ -27,33 +27,34 @@ const LPARAMS::Client::Param& param(const char* section, const char* key) {
 
 struct Row {
     const char *section, *key, *kind;
+    int type;
     const char *stored, *text, *json; // as bytes, as shown to people, as in a file
 };
 
 // Values of each kind, legal or not: values from a service are neither checked nor lost.
 const Row rows[] = {
     // clang-format off
-    {"CERTMON", "ENABLE",            "flag",       "01",                                    "on",              "true"},
-    {"CERTMON", "ENABLE",            "flag",       "00",                                    "off",             "false"},
-    {"CERTMON", "ENABLE",            "flag",       "02",                                    "off",             "2"},
-    {"CERTMON", "SMTP_SERVER_PORT",  "port",       "d1 01",                                 "465",             "465"},
-    {"CERTMON", "SMTP_SERVER_PORT",  "port",       "00 00",                                 "0",               "0"},
-    {"IKE",     "EXCHANGE_TIMEOUT",  "number",     "ff ff ff ff",                           "4294967295",      "4294967295"},
-    {"CERTMON", "SMTP_SERVER_ADDR",  "address",    "04 00 00 00 'mail'",                    "mail",            "\"mail\""},
-    {"IKE",     "NATT_POLICY",       "choice",     "01 00 00 00",                           "Autodetect",      "{\"value\": 1, \"name\": \"NATT_POLICY_STD\"}"},
-    {"IKE",     "REDIRECT_POLICY",   "choice",     "02 00 00 00",                           "Always process Redirects", "{\"value\": 2}"},
-    {"IKE",     "NATT_POLICY",       "choice",     "fe ff ff ff",                           "=-2",             "{\"value\": -2}"},
-    {"ADMIN",   "ADMIN_GROUP",       "text",       "00 00 00 00",                           "",                "\"\""},
-    {"ADMIN",   "ADMIN_GROUP",       "text",       "05 00 00 00 'a' 22 '\\' 0a 7f",         "a\"\\\n\x7F",     "\"a\\\"\\\\\\u000A\\u007F\""},
-    {"ADMIN",   "ADMIN_GROUP",       "text",       "02 00 00 00 c3 a9",                     "é",               "\"é\""},
-    {"ADMIN",   "ADMIN_GROUP",       "text",       "02 00 00 00 ff fe",                     "\xFF\xFE",        "{\"hex\": \"FFFE\"}"},
-    {"PCAP",    "THREADS_MASK",      "processors", "04 00 00 00 '0,,1'",                    "0,,1",            "\"0,,1\""},
-    {"IKE",     "QCD_SECRET",        "qcd-secret", "05 00 00 00 'A:B:C'",                   "A",               "\"A:B:C\""},
-    {"IKE",     "QCD_SECRET",        "qcd-secret", "02 00 00 00 ':A'",                      ":A",              "\":A\""},
-    {"CERTMON", "CHECKING_TIME",     "time",       "a0 8c 00 00 00 00 00 00",               "10:00:00",        "\"10:00:00\""},
-    {"CERTMON", "CHECKING_TIME",     "time",       "ff ff ff ff ff ff ff ff",               "-1s",             "\"-1s\""},
-    {"USER",    "LSP_GATES",         "gateways",   "00 00 00 00",                           "",                "[]"},
-    {"USER",    "LSP_GATES",         "gateways",   "01 00 00 00 02 00 00 00 'gw' 00 00 00 00 01 00 00 00 ff",
+    {"CERTMON", "ENABLE",            "flag",       0,  "01",                                    "on",              "true"},
+    {"CERTMON", "ENABLE",            "flag",       0,  "00",                                    "off",             "false"},
+    {"CERTMON", "ENABLE",            "flag",       0,  "02",                                    "off",             "2"},
+    {"CERTMON", "SMTP_SERVER_PORT",  "port",       1,  "d1 01",                                 "465",             "465"},
+    {"CERTMON", "SMTP_SERVER_PORT",  "port",       1,  "00 00",                                 "0",               "0"},
+    {"IKE",     "EXCHANGE_TIMEOUT",  "number",     2,  "ff ff ff ff",                           "4294967295",      "4294967295"},
+    {"CERTMON", "SMTP_SERVER_ADDR",  "address",    3,  "04 00 00 00 'mail'",                    "mail",            "\"mail\""},
+    {"IKE",     "NATT_POLICY",       "choice",     4,  "01 00 00 00",                           "Autodetect",      "{\"value\": 1, \"name\": \"NATT_POLICY_STD\"}"},
+    {"IKE",     "REDIRECT_POLICY",   "choice",     4,  "02 00 00 00",                           "Always process Redirects", "{\"value\": 2}"},
+    {"IKE",     "NATT_POLICY",       "choice",     4,  "fe ff ff ff",                           "=-2",             "{\"value\": -2}"},
+    {"ADMIN",   "ADMIN_GROUP",       "text",       6,  "00 00 00 00",                           "",                "\"\""},
+    {"ADMIN",   "ADMIN_GROUP",       "text",       6,  "05 00 00 00 'a' 22 '\\' 0a 7f",         "a\"\\\n\x7F",     "\"a\\\"\\\\\\u000A\\u007F\""},
+    {"ADMIN",   "ADMIN_GROUP",       "text",       6,  "02 00 00 00 c3 a9",                     "é",               "\"é\""},
+    {"ADMIN",   "ADMIN_GROUP",       "text",       6,  "02 00 00 00 ff fe",                     "\xFF\xFE",        "{\"hex\": \"FFFE\"}"},
+    {"PCAP",    "THREADS_MASK",      "processors", 6,  "04 00 00 00 '0,,1'",                    "0,,1",            "\"0,,1\""},
+    {"IKE",     "QCD_SECRET",        "qcd-secret", 10, "05 00 00 00 'A:B:C'",                   "A",               "\"A:B:C\""},
+    {"IKE",     "QCD_SECRET",        "qcd-secret", 10, "02 00 00 00 ':A'",                      ":A",              "\":A\""},
+    {"CERTMON", "CHECKING_TIME",     "time",       9,  "a0 8c 00 00 00 00 00 00",               "10:00:00",        "\"10:00:00\""},
+    {"CERTMON", "CHECKING_TIME",     "time",       9,  "ff ff ff ff ff ff ff ff",               "-1s",             "\"-1s\""},
+    {"USER",    "LSP_GATES",         "gateways",   8,  "00 00 00 00",                           "",                "[]"},
+    {"USER",    "LSP_GATES",         "gateways",   8,  "01 00 00 00 02 00 00 00 'gw' 00 00 00 00 01 00 00 00 ff",
                                                             "gw \"\" \xFF", "[{\"GATE_ADDRESS\": \"gw\", \"CERT_SUBJECT\": \"\", \"DST_SELECTOR\": {\"hex\": \"FF\"}}]"},
     // clang-format on
 };
@@ -64,6 +65,7 @@ TEST(AValue, HasOneTextAndOneJsonForItsBytes) {
         const ParamKind& kind = panelkit::kindOf(one);
         const std::string stored = hex(row.stored);
         EXPECT_STREQ(kind.name, row.kind);
+        EXPECT_EQ(one.type(), row.type) << row.key;
         const SectionValue value{&section(row.section), &one, stored};
         EXPECT_EQ(value.print(), row.text) << row.key << ' ' << row.stored;
         std::string json;

@@ -9,8 +9,6 @@
 
 #include <gmock/gmock.h>
 
-#include <set>
-
 using namespace LPARAMS::Client;
 using panelkit::parseParam;
 using panelkit::printParam;
@@ -55,13 +53,6 @@ TEST_F(ATranslation, IsTheLanguageInWhichChoicesArePrintedAndRead) {
     EXPECT_EQ(printParam(early.MIXED_TRANSPORT_MODE, panelkit::TextForm::stored), "2 MIXED_TRANSPORT_AUTO");
 }
 
-TEST_F(ATranslation, LeavesTheHelpMarkerInItsPlace) {
-    const std::string_view help = UPDATE().VERIFY_DOWNLOADS.help;
-    const std::size_t marker = help.find(BoolParam::HelpMarker());
-    ASSERT_NE(marker, std::string_view::npos);
-    EXPECT_TRUE(help.starts_with("Всегда проверять"));
-}
-
 TEST_F(ATranslation, SaysWhatIsLegal) {
     EXPECT_EQ(panelkit::legalValues(admin.ADMIN_GROUP), "любой текст");
     const auto timeout = parseParam(early, early.EXCHANGE_TIMEOUT, "601");
@@ -76,23 +67,6 @@ TEST_F(ATranslation, SaysWhatIsLegal) {
             EXPECT_TRUE(isData || legal.find_first_of("\xD0\xD1") != std::string::npos) << legal;
         }
     }
-}
-
-TEST_F(ATranslation, LeavesNoTextOfAnyGroupInEnglish) {
-    const panelkit::AllGroups groups;
-    std::set<std::string> untranslated;
-    for (const auto& group : groups) {
-        for (const Param* param : group->params) {
-            for (const char* text : {param->label, param->help}) {
-                const bool cyrillic = std::string_view(text).find_first_of("\xD0\xD1") != std::string_view::npos;
-                if (*text && !cyrillic) untranslated.insert(text);
-            }
-        }
-    }
-    EXPECT_THAT(untranslated, // names that are the same in every language
-                testing::ElementsAre("MOBIKE", "SSL/TLS", "SysLog", "fcache_always_invalidate", "fcache_icmp",
-                                     "fcache_lines", "fwd_pkt_no_queue", "pkcs11_module", "pkcs11_slotid",
-                                     "pkcs11_tokenid", "pkt_list", "pkt_order", "pkt_queue", "threads_mask"));
 }
 
 } // namespace

@@ -3,7 +3,7 @@
 // The bytes that each operation sends and reads. The texts of the policy and the user's file have tests of their own.
 #include <panelkit/lsp/lsp_controller.h>
 
-#include "../../support/service_fixture.h"
+#include "../../support/operations.h"
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
@@ -12,82 +12,65 @@
 
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <future>
 #include <thread>
 
 using LSPcmd::LSPsettings_t;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 
 namespace {
 
-class AnLSPController : public WithScriptedService {
+class AnLSPController : public WithOperations {
 protected:
-    // Runs an operation against the reply, and checks the command and the bytes that were sent.
-    template <class Operation>
-    auto sends(Command command, unsigned code, const std::string& payload, const std::string& reply,
-               Operation operation) {
-        service->on(command, Reaction::reply(reply));
-        const auto result = operation();
-        const auto requests = service->requests();
-        EXPECT_FALSE(requests.empty());
-        if (requests.empty()) return result;
-        EXPECT_EQ(requests.back().session, "Common");
-        EXPECT_EQ(requests.back().module, 5U);
-        EXPECT_EQ(requests.back().command, code);
-        EXPECT_EQ(toHex(requests.back().payload), toHex(payload));
-        return result;
-    }
-
     UserFolder folder;
     LSPController controller;
-    std::string text = "before";
+    std::string text = "before", viewed = "before";
     bool applied = false;
     LSPsettings_t read;
     LSPinfo_t info;
     LSPrequest_t required;
     LSPrequest_t::InfoType state{};
+
+    // clang-format off
+    const Operations operations{
+        {Command::ActivateCurrent, hex("03 00 00 00 'lsp'"), "", [this] { return controller.cmdActivateCurrent(text, "lsp"); }},
+        {Command::ActivateDDP,     hex("03 00 00 00 'lsp'"), "", [this] { return controller.cmdActivateDDP("lsp"); }},
+        {Command::ViewCurrent,     "", std::string("a\0b", 3),   [this] { return controller.cmdViewCurrent(viewed); }, 3},
+        {Command::GetSettings,     "", settingsBytes,            [this] { return controller.cmdGetSettings(&read); }},
+        {Command::SetSettings,     settingsBytes, hex("01"),     [this] { return controller.cmdSetSettings(settings, applied); }},
+        {Command::SetUserSettings, hex("04 00 00 00 'anna'") + settingsBytes, hex("01"),
+         [this] { return controller.cmdSetUserSettings("anna", settings, applied); }},
+        {Command::GetUserSettings, hex("04 00 00 00 'anna'"), settingsBytes,
+         [this] { return controller.cmdGetUserSettings("anna", &read); }},
+        {Command::LoggedInUser,    "", encoded(std::string("boris")),
+         [this] { std::string other; return controller.cmdIsOtherUserLoggedIn("anna", other); }},
+        {Command::GetPolicyInfo,   "", requestBytes + infoBytes,
+         [this] { return controller.cmdGetPolicyInfo(info, required, nullptr, nullptr, true); }},
+    };
+    // clang-format on
 };
 
-TEST_F(AnLSPController, SendsEachCommandByteForByte) {
-    EXPECT_TRUE(sends(Command::ActivateCurrent, 5, hex("03 00 00 00 'lsp'"), "whatever",
-                      [&] { return controller.cmdActivateCurrent(text, "lsp"); }));
-    EXPECT_EQ(text, "before") << "the reply is discarded";
-    EXPECT_TRUE(
-        sends(Command::ActivateDDP, 6, hex("03 00 00 00 'lsp'"), "", [&] { return controller.cmdActivateDDP("lsp"); }));
-    EXPECT_TRUE(
-        sends(Command::ViewCurrent, 9, "", std::string("a\0b", 3), [&] { return controller.cmdViewCurrent(text); }));
-    EXPECT_EQ(text, std::string("a\0b", 3));
-    EXPECT_TRUE(sends(Command::GetSettings, 3, "", settingsBytes, [&] { return controller.cmdGetSettings(&read); }));
+TEST_F(AnLSPController, SendsEachRequestByteForByteAndReadsItsReply) {
+    expectRequests(operations, "Common");
+    EXPECT_EQ(text, "before") << "the reply of an activation is discarded";
+    EXPECT_EQ(viewed, std::string("a\0b", 3));
     EXPECT_EQ(read, settings);
-    EXPECT_TRUE(sends(Command::SetSettings, 4, settingsBytes, hex("01"),
-                      [&] { return controller.cmdSetSettings(settings, applied); }));
-    EXPECT_TRUE(applied);
-    EXPECT_TRUE(sends(Command::SetUserSettings, 14, hex("04 00 00 00 'anna'") + settingsBytes, hex("02 07"),
-                      [&] { return controller.cmdSetUserSettings("anna", settings, applied); }));
-    EXPECT_FALSE(applied) << "only 1 says yes";
-    EXPECT_TRUE(sends(Command::GetUserSettings, 13, hex("04 00 00 00 'anna'"), settingsBytes,
-                      [&] { return controller.cmdGetUserSettings("anna", &read); }));
+    EXPECT_EQ(encoded(required), requestBytes);
+    for (const std::string& reply : {hex("01 07"), hex("02 07")}) {
+        answer(Command::SetSettings, reply);
+        EXPECT_TRUE(controller.cmdSetSettings(settings, applied));
+        EXPECT_EQ(applied, reply[0] == 1) << "only 1 says yes";
+    }
 }
 
-TEST_F(AnLSPController, AnswersFalseAndLeavesEverythingAloneWhenTheModuleRefuses) {
+TEST_F(AnLSPController, LeavesEverythingAloneWhenTheModuleRefuses) {
     read = settings;
     required = request;
     applied = true;
-    EXPECT_FALSE(controller.cmdActivateCurrent(text, ""));
-    EXPECT_FALSE(controller.cmdActivateDDP(""));
+    expectFailures(operations);
     EXPECT_FALSE(controller.cmdActivateSystem(text, ""));
-    EXPECT_FALSE(controller.cmdViewCurrent(text));
-    EXPECT_FALSE(controller.cmdGetSettings(&read));
-    EXPECT_FALSE(controller.cmdSetSettings(read, applied));
-    EXPECT_FALSE(controller.cmdGetUserSettings("anna", &read));
-    EXPECT_FALSE(controller.cmdSetUserSettings("", read, applied));
-    EXPECT_FALSE(controller.cmdIsOtherUserLoggedIn("anna", text));
-    EXPECT_EQ(text, "before");
+    EXPECT_EQ(text + viewed, "beforebefore");
     EXPECT_EQ(read, settings);
     EXPECT_TRUE(applied);
-    EXPECT_FALSE(controller.cmdGetPolicyInfo(info, required, nullptr, nullptr, true));
     EXPECT_EQ(encoded(required), requestBytes);
 }
 
@@ -118,8 +101,8 @@ TEST_F(AnLSPController, TellsOfThePolicyInForceInTheFormThatIsAskedFor) {
 
 TEST_F(AnLSPController, SaysWhoElseIsLoggedIn) {
     const auto other = [&](const std::string& loggedIn, const std::string& user) {
-        return sends(Command::LoggedInUser, 15, "", encoded(loggedIn),
-                     [&] { return controller.cmdIsOtherUserLoggedIn(user, text); });
+        answer(Command::LoggedInUser, encoded(loggedIn));
+        return controller.cmdIsOtherUserLoggedIn(user, text);
     };
     EXPECT_TRUE(other("boris", "anna"));
     EXPECT_EQ(text, "boris");
@@ -134,62 +117,34 @@ TEST_F(AnLSPController, SaysWhoElseIsLoggedIn) {
 }
 
 TEST_F(AnLSPController, ThrowsAtRepliesThatEndEarlyAndCanBeUsedAgain) {
-    const auto answerAll = [&](const std::string& bytes) {
-        for (const Command command :
-             {Command::GetPolicyInfo, Command::GetSettings, Command::SetSettings, Command::GetUserSettings,
-              Command::SetUserSettings, Command::LoggedInUser, Command::ActivateSystem, Command::ActivateUser}) {
-            service->on(command, Reaction::reply(bytes));
-        }
-    };
-    answerAll("");
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdGetPolicyInfo(info, required, &text, &state, true); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdGetSettings(&read); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdSetSettings(read, applied); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdGetUserSettings("anna", &read); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdSetUserSettings("anna", read, applied); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdIsOtherUserLoggedIn("anna", text); }));
-    EXPECT_TRUE(throwsStreamError([&] { controller.cmdActivateSystem(text, ""); }));
-    answerAll(hex("01 05 00 00 00 'four'"));
+    expectThrowAtEveryCut(operations);
+    for (const Command command : {Command::ActivateSystem, Command::ActivateUser}) {
+        answer(command, hex("01 05 00 00 00 'four'"));
+    }
     service->on(Command::GetSettings, Reaction::refuse());
     service->on(Command::GetUserSettings, Reaction::refuse());
     EXPECT_TRUE(throwsStreamError([&] { controller.cmdActivateSystem(text, ""); }));
     EXPECT_EQ(text, "before");
     EXPECT_TRUE(throwsStreamError([&] { controller.cmdActivateUser("anna", text, ""); }));
     EXPECT_EQ(text, "beforecan't get user lsp settings\n") << "what was there stays";
-
-    const std::string whole = requestBytes + infoBytes;
-    for (const std::size_t length : {std::size_t{3}, requestBytes.size(), whole.size() - 1}) {
-        service->on(Command::GetPolicyInfo, Reaction::reply(whole.substr(0, length)));
-        EXPECT_TRUE(throwsStreamError([&] { controller.cmdGetPolicyInfo(info, required, &text, &state, true); }));
-    }
-    service->answer<Command::LoggedInUser>(std::string("boris"));
+    answer(Command::LoggedInUser, encoded(std::string("boris")));
     EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("anna", text)) << "the lock is free";
 }
 
 // While another thread holds the lock, no operation sends anything or ends.
 TEST_F(AnLSPController, WaitsForItsTurnInEveryOperation) {
-    const std::pair<const char*, std::function<void()>> operations[] = {
-        {"ViewCurrent", [&] { controller.cmdViewCurrent(text); }},
-        {"GetPolicyInfo", [&] { controller.cmdGetPolicyInfo(info, required, nullptr, nullptr, false); }},
-        {"GetSettings", [&] { controller.cmdGetSettings(&read); }},
-        {"SetSettings", [&] { controller.cmdSetSettings(read, applied); }},
-        {"GetUserSettings", [&] { controller.cmdGetUserSettings("anna", &read); }},
-        {"SetUserSettings", [&] { controller.cmdSetUserSettings("anna", read, applied); }},
-        {"requestIsUser", [&] { LSPController::requestIsUser(); }},
-        {"LoggedInUser", [&] { controller.cmdIsOtherUserLoggedIn("anna", text); }},
-        {"ActivateCurrent", [&] { controller.cmdActivateCurrent(text, ""); }},
-        {"ActivateDDP", [&] { controller.cmdActivateDDP(""); }},
-        {"ActivateSystem", [&] { controller.cmdActivateSystem(text, ""); }},
-        {"ActivateUser", [&] { controller.cmdActivateUser("anna", text, ""); }},
-    };
-    for (const auto& [name, operation] : operations) {
+    std::vector<std::function<void()>> all{[&] { LSPController::requestIsUser(); },
+                                           [&] { controller.cmdActivateSystem(text, ""); },
+                                           [&] { controller.cmdActivateUser("anna", text, ""); }};
+    for (const Operation& row : operations) all.emplace_back(row.run);
+    for (std::size_t i = 0; i < all.size(); ++i) {
         const std::size_t before = service->requests().size();
         std::future<void> done;
         {
             const panelkit::PolicyLock lock;
-            done = std::async(std::launch::async, operation);
-            EXPECT_EQ(done.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout) << name;
-            EXPECT_EQ(service->requests().size(), before) << name;
+            done = std::async(std::launch::async, all[i]);
+            EXPECT_EQ(done.wait_for(std::chrono::milliseconds(30)), std::future_status::timeout) << i;
+            EXPECT_EQ(service->requests().size(), before) << i;
         }
         done.get();
     }
@@ -214,12 +169,11 @@ TEST_F(AnLSPController, ActivatesWithTheLockHeld) {
     }
 }
 
-// The file is read before the lock is taken, since it may take long: another thread has its turn meanwhile. The file is
-// too large for a request, so nothing else takes long.
+// The file is read before the lock is taken, since it may take long: another thread has its turn meanwhile.
 TEST_F(AnLSPController, ReadsThePolicyFileWhileOthersHaveTheirTurn) {
     const std::filesystem::path path = folder.path() / "large.lsp";
     UserFolder::put(platform::fromPath(path), "");
-    std::filesystem::resize_file(path, (std::uintmax_t{64} << 20) + 1);
+    std::filesystem::resize_file(path, std::uintmax_t{60} << 20);
     LSPsettings_t named;
     named.Source = 1;
     named.File = platform::fromPath(path);

@@ -17,12 +17,6 @@ R decoded(const std::string& bytes) {
     return record;
 }
 
-TEST(PolicyRecords, HaveTheirHandWrittenBytes) {
-    EXPECT_EQ(toHex(encoded(server)), toHex(serverBytes));
-    EXPECT_EQ(toHex(encoded(settings)), toHex(settingsBytes));
-    EXPECT_EQ(toHex(encoded(request)), toHex(requestBytes));
-}
-
 TEST(PolicyRecords, ReadAnInformationFieldByField) {
     const auto info = decoded<LSPinfo_t>(infoBytes);
     EXPECT_EQ(encoded(info.request), requestBytes);

@@ -5,7 +5,7 @@
 #include <panelkit/lsp/policy_text.h>
 
 #include "../../support/places.h"
-#include "../../support/time_judge.h"
+#include "../../support/time_zone.h"
 
 #include <gtest/gtest.h>
 
@@ -64,13 +64,12 @@ LSPinfo_t changed(LSPinfo_t info, Change change) {
 }
 
 struct Case {
-    const char* what;
+    std::string what;
     LSPinfo_t info;
     LSPrequest_t required;
-    const char* longText;
-    const char* diagnosis;
+    std::string longText, diagnosis;
     InfoType longState;
-    const char* shortText;
+    std::string shortText;
     InfoType shortState;
 };
 
@@ -86,38 +85,34 @@ const auto bare = [](const char* message) { return [message](LSPinfo_t& info) { 
 const auto load = [](const char* message) { return [message](LSPinfo_t& info) { info.isLoading = true; info.message = message; }; };
 const auto fromDb = [](LSPinfo_t& info) { info.fromConfigDb = true; };
 
+// In force as required.
+Case asRequired(const LSPrequest_t& request, const std::string& type, const char* shortText) {
+    const char* const title = request.type == LSPdriver ? "" : "\n  Title: Office";
+    return {type, office(request), request, "Current Policy:\n  Type: " + type + title + "\n  Activated: " AT, "", diagnosed, shortText, inForce};
+}
+Case withMessage(const char* message, const char* diagnosis, InfoType longState, const char* suffix, InfoType shortState) {
+    return {message, changed(office(host), bare(message)), host, NOW(SYSTEM), diagnosis, longState, std::string(SHORT) + suffix, shortState};
+}
+
 const Case cases[] = {
-    // ---- types and driver modes, all in force as required
-    {"driver, drop all", office(driver(0)), driver(0),
-     DRIVER("Default Driver Policy (Drop All)"), "", diagnosed, "Default Driver Policy is active. (Drop All)", inForce},
-    {"driver, DHCP", office(driver(1)), driver(1),
-     DRIVER("Default Driver Policy (Drop All except DHCP)"), "", diagnosed,
-     "Default Driver Policy is active. (Drop All except DHCP)", inForce},
-    {"driver, pass all, required otherwise", office(driver(2)), driver(0),
-     DRIVER("Default Driver Policy (Pass All)"), "", diagnosed, "Default Driver Policy is active. (Pass All)", inForce},
-    {"driver, unknown mode", office(driver(7)), driver(7),
-     DRIVER("Default Driver PolicyUnknown"), "", diagnosed, "Default Driver Policy is active.Unknown", inForce},
-    {"1, system on this host", office(host), host,
-     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
-    {"2, system from a file", office(ofFile(2, "/etc/a")), ofFile(2, "/etc/a"),
-     NOW("System policy\n  Source: File: /etc/a"), "", diagnosed, SHORT, inForce},
-    {"3, system from a server", office(ofServer(3, "pmp")), ofServer(3, "other address"),
-     NOW("System policy\n  Source: Server: pmp"), "", diagnosed, SHORT, inForce},
-    {"4, system from elsewhere", office({.type = 4, .user = "anna", .file = "f"}), {.type = 4},
-     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
-    {"5, user from a file", office(ofFile(5, "/a", "anna")), ofFile(5, "/a", "anna"),
-     NOW("User policy (anna)\n  Source: File: /a"), "", diagnosed,
-     "User policy (anna): 'Office' activated at " AT, inForce},
-    {"6, user from a server, without a name", office(ofServer(6, "pmp")), ofServer(6, ""),
-     NOW("User policy\n  Source: Server: pmp"), "", diagnosed, "User policy: 'Office' activated at " AT, inForce},
-    {"7, user on this host", office({.type = 7, .user = "anna"}), {.type = 7, .user = "anna"},
-     NOW("User policy (anna)\n  Source: Local Host"), "", diagnosed,
-     "User policy (anna): 'Office' activated at " AT, inForce},
-    {"8, not known", office({.type = 8}), {.type = 8},
-     NOW(SYSTEM), "", diagnosed, SHORT, inForce},
+    // ---- types and driver modes
+    asRequired(driver(0), "Default Driver Policy (Drop All)",                      "Default Driver Policy is active. (Drop All)"),
+    asRequired(driver(1), "Default Driver Policy (Drop All except DHCP)",          "Default Driver Policy is active. (Drop All except DHCP)"),
+    asRequired(driver(7), "Default Driver PolicyUnknown",                          "Default Driver Policy is active.Unknown"),
+    asRequired(host, SYSTEM,                                                       SHORT),
+    asRequired(ofFile(2, "/etc/a"), "System policy\n  Source: File: /etc/a",       SHORT),
+    asRequired({.type = 4, .user = "anna", .file = "f"}, SYSTEM,                   SHORT),
+    asRequired(ofFile(5, "/a", "anna"), "User policy (anna)\n  Source: File: /a",  "User policy (anna): 'Office' activated at " AT),
+    asRequired(ofServer(6, "pmp"), "User policy\n  Source: Server: pmp",           "User policy: 'Office' activated at " AT),
+    asRequired({.type = 7, .user = "anna"}, "User policy (anna)\n  Source: Local Host", "User policy (anna): 'Office' activated at " AT),
+    asRequired({.type = 8}, SYSTEM,                                                SHORT),
     {"a time that is none", changed(office(host), [](LSPinfo_t& info) { info.activated = -1; }), host,
      "Current Policy:\n  Type: " SYSTEM "\n  Title: Office\n  Activated: Bad time", "", diagnosed,
      "System policy 'Office' activated at Bad time", inForce},
+    {"another mode of the driver is no error", office(driver(2)), driver(0),
+     DRIVER("Default Driver Policy (Pass All)"), "", diagnosed, "Default Driver Policy is active. (Pass All)", inForce},
+    {"another address of the server is no error", office(ofServer(3, "pmp")), ofServer(3, "other address"),
+     NOW("System policy\n  Source: Server: pmp"), "", diagnosed, SHORT, inForce},
 
     // ---- another policy than the required one
     {"driver instead of system", office(driver(0)), host,
@@ -159,16 +154,11 @@ const Case cases[] = {
      NOW(SYSTEM), "e", loading, "Policy loading...", loading},
 
     // ---- messages
-    {"bare and empty", changed(office(host), bare("")), host,
-     NOW(SYSTEM), "", inForce, SHORT, inForce},
-    {"bare error", changed(office(host), bare("no\troute")), host,
-     NOW(SYSTEM), "no\troute", diagnosed, SHORT "\nDiagnosis: no route", diagnosed},
-    {"bare warning", changed(office(host), bare("#WaRn: dated")), host,
-     NOW(SYSTEM), "dated", inForce, SHORT "\nDiagnosis: dated", diagnosed},
-    {"bare warning and no more", changed(office(host), bare("#warn: ")), host,
-     NOW(SYSTEM), "", inForce, SHORT "\nDiagnosis: ", diagnosed},
-    {"nearly a warning", changed(office(host), bare("#warn:x")), host,
-     NOW(SYSTEM), "#warn:x", diagnosed, SHORT "\nDiagnosis: #warn:x", diagnosed},
+    withMessage("",             "",          inForce,   "",                      inForce),
+    withMessage("no\troute",    "no\troute", diagnosed, "\nDiagnosis: no route", diagnosed),
+    withMessage("#WaRn: dated", "dated",     inForce,   "\nDiagnosis: dated",    diagnosed),
+    withMessage("#warn: ",      "",          inForce,   "\nDiagnosis: ",         diagnosed),
+    withMessage("#warn:x",      "#warn:x",   diagnosed, "\nDiagnosis: #warn:x",  diagnosed),
     {"a message that is not shown", changed(office(host), [](LSPinfo_t& info) { info.message = "#warn: x"; info.certificateState = 10; }), host,
      NOW(SYSTEM), "", diagnosed, SHORT "\nDiagnosis: ", diagnosed},
 

@@ -1,17 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// Controllers in several threads and processes at once.
+// Controllers in several threads at once.
 #include <panelkit/lsp/lsp_controller.h>
 
 #include "../../support/service_fixture.h"
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
-#include <platform/system/child_process.h>
-
 #include <atomic>
-#include <chrono>
-#include <random>
 #include <thread>
 #include <vector>
 
@@ -33,19 +29,6 @@ protected:
         service->answer<Command::LoggedInUser>(std::string("boris"));
         UserFolder::put(folder.settings(), whole);
     }
-    platform::ChildOptions client(int count) const {
-        platform::ChildOptions options;
-        options.arguments = {builtProgram("policy_client"), endpoint, std::to_string(count)};
-        options.environment["PANELKIT_USER_DIR"] = folder.utf8();
-        return options;
-    }
-    // The file as it was made, except for its flag.
-    void expectWholeFile() {
-        std::string text = UserFolder::read(folder.settings());
-        if (const std::size_t flag = text.find("<Active>1"); flag != std::string::npos) text[flag + 8] = '0';
-        EXPECT_EQ(text, whole);
-    }
-
     UserFolder folder;
     const std::string whole = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UserLSP>\n\t<Keep>" +
                               std::string(200'000, 'x') + "</Keep>\n\t<Active>0</Active>\n</UserLSP>\n";
@@ -72,41 +55,19 @@ int useOnce() {
     return wrong;
 }
 
-TEST_F(ManyPolicyControllers, TakeTurnsInOneProcessAndBesideAnother) {
-    platform::ChildProcess other(client(20));
+TEST_F(ManyPolicyControllers, TakeTurns) {
     std::atomic<int> wrong{0};
-    {
-        std::vector<std::jthread> threads;
-        threads.reserve(8);
-        for (int i = 0; i < 8; ++i) {
-            threads.emplace_back([&] {
-                for (int turn = 0; turn < 10; ++turn) wrong += useOnce();
-            });
-        }
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 8; ++i) {
+        threads.emplace_back([&] {
+            for (int turn = 0; turn < 10; ++turn) wrong += useOnce();
+        });
     }
+    for (std::thread& thread : threads) thread.join();
     EXPECT_EQ(wrong, 0);
-    const platform::ChildResult result = other.wait(std::chrono::seconds(60));
-    EXPECT_EQ(result.status, 0) << result.error;
-    expectWholeFile();
-}
-
-// If a writer is killed at any moment, the file is the old one or the new one.
-TEST_F(ManyPolicyControllers, LeaveAWholeFileWhenTheyAreKilled) {
-    std::mt19937 random(7);
-    for (int i = 0; i < 15; ++i) {
-        const std::size_t before = service->requests().size();
-        platform::ChildProcess writer(client(0));
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (service->requests().size() < before + 4 && std::chrono::steady_clock::now() < deadline) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_GE(service->requests().size(), before + 4) << "it is at work";
-        std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
-        EXPECT_FALSE(writer.ended());
-        writer.kill();
-        writer.wait(std::chrono::seconds(10));
-        expectWholeFile();
-    }
+    std::string text = UserFolder::read(folder.settings()); // as it was made, except for its flag
+    if (const std::size_t flag = text.find("<Active>1"); flag != std::string::npos) text[flag + 8] = '0';
+    EXPECT_EQ(text, whole);
 }
 
 } // namespace

@@ -57,4 +57,40 @@ TEST_F(TheUserSettingsFileOnPosix, IsRewrittenInPlaceWhereOnlyItCanBeWritten) {
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UserLSP>\n\t<Active>0</Active>\n</UserLSP>\n");
 }
 
+// As another account where this one is the superuser, who may read and write everything.
+class AsNobody {
+public:
+    AsNobody() { EXPECT_EQ(::seteuid(self_ == 0 ? 65534 : self_), 0); }
+    ~AsNobody() { EXPECT_EQ(::seteuid(self_), 0); }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+private:
+    const uid_t self_ = ::geteuid();
+};
+
+TEST_F(TheUserSettingsFileOnPosix, IsNeitherReplacedNorPutAsideWhenItCannotBeReadOrWrittenNow) {
+    ASSERT_EQ(::chmod(folder.utf8().c_str(), 0777), 0);
+    ASSERT_EQ(::chmod((folder.utf8() + "/base").c_str(), 0777), 0);
+    struct Row {
+        std::string file;
+        mode_t mode;
+    };
+    // Unreadable, read-only, and unreadable in the place that is read when the first has no file.
+    for (const Row& row : {Row{folder.settings(), 0}, Row{folder.settings(), 0444}, Row{folder.baseSettings(), 0}}) {
+        UserFolder::put(row.file, whole);
+        ASSERT_EQ(::chmod(row.file.c_str(), row.mode), 0);
+        {
+            const AsNobody notRoot;
+            panelkit::writeActive(true);
+            EXPECT_THROW(panelkit::storeUserSettings({}), std::runtime_error);
+        }
+        EXPECT_EQ(UserFolder::read(row.file), whole);
+        EXPECT_EQ(modeOf(row.file), row.mode);
+        EXPECT_FALSE(UserFolder::exists(folder.settings() + ".damaged"));
+        EXPECT_EQ(UserFolder::exists(folder.settings()), row.file == folder.settings());
+        ASSERT_EQ(::unlink(row.file.c_str()), 0);
+    }
+}
+
 } // namespace

@@ -1,25 +1,22 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/monitor/monitor_controller.h>
 
-#include "../../support/bytes.h"
-#include "../../support/service_fixture.h"
+#include "../../support/operations.h"
 
 #include <gmock/gmock.h>
 
-#include <functional>
 #include <type_traits>
 
 using panelkit::CertLabel;
-using panelkit::Command;
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
+using panelkit::PolicyContent;
 using panelkit::ProviderCondition;
 using panelkit::ProviderState;
 using panelkit::TokenCondition;
 using panelkit::TokenLabels;
 using panelkit::TokenState;
 using panelkit::UncommittedValue;
-using panelkit::testing::Reaction;
 using PKCS11::TokenInfo;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -43,24 +40,9 @@ const char* const labelBytes = "02 00 00 00  02 00 00 00 'F1'  04 00 00 00 'gate
 const UncommittedValue port{"PROXY", "P", false, {"\0\0", 2}, {"\x90\x1f", 2}};
 const char* const portBytes = "05 00 00 00 'PROXY'  01 00 00 00 'P'  00  02 00 00 00 00 00  02 00 00 00 90 1f";
 
-std::string joined(std::initializer_list<const char*> parts) {
-    std::string text;
-    for (const char* part : parts) text.append(part).append(" ");
-    return hex(text);
-}
-
 const char* const one = "01 00 00 00";
 
-// An operation with the bytes of its request, and a reply that it reads to its last byte.
-struct Case {
-    Command command;
-    unsigned code;
-    std::string request;
-    std::string reply; // empty for one that is not read
-    std::function<bool()> operation;
-};
-
-class AMonitorController : public WithScriptedService {
+class AMonitorController : public WithOperations {
 protected:
     MonitorController controller;
     std::vector<ProviderState> providers;
@@ -71,57 +53,50 @@ protected:
     std::vector<UncommittedValue> values;
     KeyInfo made;
     std::string pem;
+    PolicyContent checked;
+    MakeCertRequestResult signing{};
+    const PolicyContent policy{"T", "1", "D", {{"n", 7, "drop", "any", "tcp", "1", "g", "a", "s", "k"}}};
+    const CertRequestInfo wish{.commonName = "gate"};
     const CertInfo certificate{.fingerprint = "F1"};
 
     // clang-format off
-    const std::vector<Case> cases{
-        {Command::GetStates,         1, "", joined({one, hungBytes, one, tokenBytes, "03 00 00 00"}),
+    const Operations operations{
+        {Command::GetStates,         "", joined({one, hungBytes, one, tokenBytes, "03 00 00 00"}),
          [this] { return controller.GetStates(providers, states); }},
-        {Command::EnumKeys,         10, "", joined({one, tokenBytes, keyBytes}),
+        {Command::EnumKeys,         "", joined({one, tokenBytes, keyBytes}),
          [this] { return controller.EnumKeys(nullptr, keys, tokens); }},
-        {Command::EnumKeys,         10, joined({tokenBytes}), joined({one, tokenBytes, keyBytes}),
+        {Command::EnumKeys,         joined({tokenBytes}), joined({one, tokenBytes, keyBytes}),
          [this] { return controller.EnumKeys(&token, keys, tokens); }},
-        {Command::GetPublicKey,     11, joined({tokenBytes, keyBytes}), joined({"03 00 00 00 'PEM'"}),
+        {Command::GetPublicKey,     joined({tokenBytes, keyBytes}), joined({"03 00 00 00 'PEM'"}),
          [this] { return controller.GetPublicKey(token, key, pem); }},
-        {Command::GenerateKey,      12, joined({tokenBytes, "03 00 00 00  00 01 00 00  04 00 00 00 'gate'"}), joined({keyBytes}),
+        {Command::GenerateKey,      joined({tokenBytes, "03 00 00 00  00 01 00 00  04 00 00 00 'gate'"}), joined({keyBytes}),
          [this] { return controller.GenerateKey(token, 3, 256, "gate", made); }},
-        {Command::DeleteKey,        13, joined({tokenBytes, keyBytes}), "",
+        {Command::DeleteKey,        joined({tokenBytes, keyBytes}), "",
          [this] { return controller.DeleteKey(token, key); }},
-        {Command::DeleteCertAndKey, 14, joined({tokenBytes}) + encoded(certificate), "",
+        {Command::DeleteCertAndKey, joined({tokenBytes}) + encoded(certificate), "",
          [this] { return controller.DeleteCertificateWithKey(token, certificate); }},
-        {Command::EnumCertLabels,   20, "", joined({one, tokenBytes, labelBytes}),
+        {Command::EnumCertLabels,   "", joined({one, tokenBytes, labelBytes}),
          [this] { return controller.EnumCertLabels(nullptr, labelled); }},
-        {Command::EnumCertLabels,   20, joined({tokenBytes}), joined({one, tokenBytes, labelBytes}),
+        {Command::EnumCertLabels,   joined({tokenBytes}), joined({one, tokenBytes, labelBytes}),
          [this] { return controller.EnumCertLabels(&token, labelled); }},
-        {Command::GetUncommitted,   30, "", joined({one, portBytes}),
+        {Command::GetUncommitted,   "", joined({one, portBytes}),
          [this] { return controller.GetUncommitted(values); }},
-        {Command::RevertSettings,   31, joined({one, "03 00 00 00 'LOG'"}), joined({one, portBytes}),
+        {Command::RevertSettings,   joined({one, "03 00 00 00 'LOG'"}), joined({one, portBytes}),
          [this] { return controller.RevertSettings({"LOG"}, values); }},
+        {Command::CheckPolicy,      joined({"03 00 00 00 'abc'"}), encoded(policy),
+         [this] { return controller.CheckPolicy("abc", checked); }},
+        {Command::MakeCertRequestWithPin, joined({tokenBytes}) + encoded(wish) + joined({"03 00 00 00 'pin'"}),
+         joined({"00 00 00 00", "03 00 00 00 'PEM'"}),
+         [this] { return controller.MakeCertRequestWithPin(token, wish, "pin", signing, pem); }},
     };
     // clang-format on
 };
 
-TEST_F(AMonitorController, SendsEachRequestByteForByteOverItsOwnSession) {
-    for (const Case& row : cases) {
-        SCOPED_TRACE(panelkit::commandRow(row.command).name);
-        service->on(row.command, Reaction::reply(row.reply));
-        EXPECT_TRUE(row.operation());
-        const auto request = service->requests().back();
-        EXPECT_EQ(request.session, "Monitor");
-        EXPECT_EQ(request.module, 1000U);
-        EXPECT_EQ(request.command, row.code);
-        EXPECT_EQ(toHex(request.payload), toHex(row.request));
-    }
-    EXPECT_EQ(service->opened().size(), 1U);
-}
-
-TEST_F(AMonitorController, ReadsEachRecordFieldByField) {
+TEST_F(AMonitorController, SendsEachRequestByteForByteAndReadsItsReply) {
     keys.resize(3);
     tokens.resize(2);
-    for (const Case& row : cases) {
-        service->on(row.command, Reaction::reply(row.reply));
-        row.operation();
-    }
+    expectRequests(operations, "Monitor");
+    EXPECT_EQ(service->opened().size(), 1U);
     EXPECT_THAT(providers, ElementsAre(hung));
     EXPECT_THAT(states, ElementsAre(pulled));
     EXPECT_THAT(keys, ElementsAre(key));
@@ -130,34 +105,26 @@ TEST_F(AMonitorController, ReadsEachRecordFieldByField) {
     EXPECT_EQ(made, key);
     EXPECT_THAT(labelled, ElementsAre(labels));
     EXPECT_THAT(values, ElementsAre(port));
+    EXPECT_EQ(checked, policy);
 }
 
 TEST_F(AMonitorController, ThrowsOnEveryReplyThatEndsEarly) {
-    for (const Case& row : cases) {
-        for (std::size_t length = 0; length < row.reply.size(); ++length) {
-            service->on(row.command, Reaction::reply(row.reply.substr(0, length)));
-            EXPECT_TRUE(throwsStreamError([&] { row.operation(); }))
-                << panelkit::commandRow(row.command).name << " " << length;
-        }
-    }
-    service->on(Command::EnumKeys, Reaction::reply(encoded(std::uint32_t{0x00FFFFFF}) + std::string(0x00FFFFFF, '\0')));
+    expectThrowAtEveryCut(operations);
+    answer(Command::EnumKeys, encoded(std::uint32_t{0x00FFFFFF}) + std::string(0x00FFFFFF, '\0'));
     keys.clear();
     EXPECT_TRUE(throwsStreamError([&] { controller.EnumKeys(nullptr, keys, tokens); }));
     EXPECT_THAT(keys, IsEmpty()) << "a count that can't be true allocates nothing";
 }
 
-TEST_F(AMonitorController, LeavesItsOutputsAloneWhenItIsRefused) {
+TEST_F(AMonitorController, LeavesItsOutputsAloneWhenItFails) {
     pem = "kept";
     keys.resize(3);
-    for (const Case& row : cases) {
-        service->on(row.command, Reaction::refuse());
-        EXPECT_FALSE(row.operation());
-    }
+    expectFailures(operations);
     EXPECT_EQ(pem, "kept");
     EXPECT_EQ(keys.size(), 3U);
     closePooledSessions();
     CommandSender::Instance().SetEndpoint("");
-    for (const Case& row : cases) EXPECT_FALSE(row.operation()) << "without a session";
+    for (const Operation& row : operations) EXPECT_FALSE(row.run()) << "without a session";
 }
 
 // Making a key may take longer than the limit for silence.

@@ -6,8 +6,6 @@
 
 #include <gmock/gmock.h>
 
-#include <type_traits>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
 
@@ -88,13 +86,8 @@ std::string textOf(const std::vector<std::uint32_t>& addresses, std::string text
     return text;
 }
 
-struct TextRow {
-    std::vector<std::uint32_t> addresses;
-    const char* text;
-};
-
 // clang-format off
-const TextRow textRows[] = {
+const std::pair<std::vector<std::uint32_t>, const char*> textRows[] = {
     {{},                                   ""},
     {{0xC0A80001},                         "192.168.0.1"},
     {{0xC0A80001, 0x0A000001},             "192.168.0.1, 10.0.0.1"},
@@ -105,16 +98,10 @@ const TextRow textRows[] = {
 // clang-format on
 
 TEST(LocalAddresses, StandBehindEachOther) {
-    for (const TextRow& row : textRows) {
-        EXPECT_EQ(textOf(row.addresses), row.text);
-        EXPECT_EQ(textOf(row.addresses, "kept"), std::string("kept") + row.text) << "no separator before the first";
+    for (const auto& [addresses, text] : textRows) {
+        EXPECT_EQ(textOf(addresses), text);
+        EXPECT_EQ(textOf(addresses, "kept"), std::string("kept") + text) << "no separator before the first";
     }
-}
-
-TEST(InterfControllers, HaveNoState) {
-    static_assert(std::is_empty_v<InterfController>);
-    static_assert(std::is_copy_assignable_v<InterfController> && std::is_default_constructible_v<InterfController>);
-    EXPECT_EQ(NetInterfaceInfo(), (NetInterfaceInfo{"", "", "", {}, {}, 0}));
 }
 
 } // namespace

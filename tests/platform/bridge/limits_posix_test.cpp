@@ -3,7 +3,8 @@
 // What accounts may take of a server: that it is bounded, and that all of it is given back however a session ends.
 #include <platform/bridge/server.h>
 
-#include <platform/bridge/messages.h>
+#include "raw_client.h"
+
 #include <testing/scripted_service.h>
 
 #include <gmock/gmock.h>
@@ -29,8 +30,10 @@ using std::chrono::milliseconds;
 
 namespace {
 
-constexpr bridge::Patience patience{5000};
-using Client = std::unique_ptr<bridge::Channel>;
+using raw::Client;
+using raw::patience;
+using raw::request;
+using raw::verdictFor;
 
 bool soon(const std::function<bool()>& condition) {
     for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds(5));
@@ -82,31 +85,9 @@ protected:
         return options;
     }
 
-    Client connect() const {
-        Client channel;
-        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
-        return channel;
-    }
-    static Verdict verdictFor(bridge::Channel& channel, Role role = Role::commandSession) {
-        writeFrame(channel, {.kind = FrameKind::hello}, encode(bridge::Hello{1, role, "x"}), patience);
-        bridge::FrameReader reader(channel);
-        FrameHeader header;
-        std::string body;
-        if (reader.readHeader(header, bridge::after(5000), patience) != FrameStatus::done) return Verdict::malformed;
-        reader.readBody(header, body, bridge::helloLimit, patience);
-        const auto welcome = bridge::decodeWelcome(body);
-        return welcome ? welcome->verdict : Verdict::malformed;
-    }
-    Client greeted(Role role = Role::commandSession) const {
-        Client client = connect();
-        EXPECT_EQ(verdictFor(*client, role), Verdict::accepted);
-        return client;
-    }
-    static void request(bridge::Channel& channel, std::uint32_t command, std::uint32_t claimed,
-                        const std::string& sent) {
-        const auto bytes = bridge::encodeFrameHeader({claimed, FrameKind::request, 6, command, 1});
-        channel.write({bytes.data(), bytes.size()}, sent, {200});
-    }
+    Client connect() const { return raw::connected(endpoint); }
+    Client greeted(Role role = Role::commandSession) const { return raw::greeted(endpoint, role); }
+    static FrameKind answerKind(const Client& client) { return raw::readFrame(*client).first.kind; }
     bool nothingIsTaken() {
         return soon([this] { return server.usage() == bridge::server::Server::Usage{}; });
     }
@@ -180,10 +161,7 @@ protected:
             {"a receiver that sends nonsense", Role::receiver,
              [](auto& c) { writeFrame(c, {.kind = FrameKind::request}, "x", patience); }},
             {"a receiver with half an answer", Role::receiver,
-             [](auto& c) {
-                 const auto bytes = bridge::encodeFrameHeader({4U << 20, FrameKind::pushAnswered, 0, 0, 1});
-                 c.write({bytes.data(), bytes.size()}, std::string(3U << 20, 'x'), {200});
-             }},
+             [](auto& c) { request(c, 0, 4U << 20, std::string(3U << 20, 'x'), FrameKind::pushAnswered); }},
         };
         return all;
     }
@@ -209,10 +187,7 @@ TEST_F(AShare, IsHeldByAReplyThatNobodyReads) {
     request(*deaf, 1, 1, "x");
     ASSERT_TRUE(soon([this] { return server.usage().transfers >= 8U << 20; }));
     request(*other, 1, 1, "x");
-    bridge::FrameReader reader(*other);
-    FrameHeader header;
-    ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::done);
-    EXPECT_EQ(header.kind, FrameKind::refused) << "two replies of 8 MiB, and 10 MiB for the account";
+    EXPECT_EQ(answerKind(other), FrameKind::refused) << "two replies of 8 MiB, and 10 MiB for the account";
 }
 
 // The request is given back before its reply is charged: both together are more than the account may take.
@@ -282,10 +257,7 @@ TEST_F(ALimitedServer, TellsAClientForWhomNoDescriptorIsLeft) {
         none.freeOne(); // for the client's end
         EXPECT_EQ(verdictFor(*connect()), Verdict::overloaded);
         request(*guest, 2, 1, "x"); // those who are in are served
-        bridge::FrameReader reader(*guest);
-        FrameHeader header;
-        ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), FrameStatus::done);
-        EXPECT_EQ(header.kind, FrameKind::refused);
+        EXPECT_EQ(answerKind(guest), FrameKind::refused);
     }
     EXPECT_EQ(verdictFor(*connect()), Verdict::accepted);
 }

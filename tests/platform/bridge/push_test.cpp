@@ -5,12 +5,11 @@
 #include <platform/bridge/server.h>
 
 #include <platform/bridge/command_sender.h>
-#include <platform/bridge/frame.h>
-#include <platform/bridge/messages.h>
 #include <platform/bridge/receiver.h>
 #include <testing/scripted_service.h>
 
 #include "../../support/run_speed.h"
+#include "raw_client.h"
 
 #include <gtest/gtest.h>
 
@@ -24,8 +23,6 @@
 #include <thread>
 #include <vector>
 
-using bridge::FrameHeader;
-using bridge::FrameKind;
 using bridge::server::Push;
 using bridge::server::PushOutcome;
 using namespace std::chrono_literals;
@@ -33,7 +30,6 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto notifications = static_cast<ModuleIdType>(25);
-constexpr bridge::Patience patience{5000};
 
 class Quiet : public bridge::server::Service {
 public:
@@ -111,18 +107,7 @@ protected:
         server.push(std::move(one));
     }
     // A receiver that is welcomed and then does nothing.
-    std::unique_ptr<bridge::Channel> idleReceiver() const {
-        std::unique_ptr<bridge::Channel> channel;
-        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
-        writeFrame(*channel, {.kind = FrameKind::hello},
-                   encode(bridge::Hello{bridge::protocolVersion, bridge::Role::receiver, "Idle"}), patience);
-        bridge::FrameReader reader(*channel);
-        FrameHeader header;
-        std::string body;
-        EXPECT_EQ(reader.readHeader(header, bridge::after(5000), patience), bridge::FrameStatus::done);
-        EXPECT_EQ(reader.readBody(header, body, bridge::helloLimit, patience), bridge::FrameStatus::done);
-        return channel;
-    }
+    raw::Client idleReceiver() const { return raw::greeted(endpoint, bridge::Role::receiver); }
 
     const std::string endpoint = panelkit::testing::uniqueEndpoint();
     Quiet service;
@@ -158,10 +143,7 @@ TEST_F(Pushes, ReachAReceiverFromTheMomentThatItKnowsOfTheService) {
     for (int i = 0; i < 20; ++i) {
         const auto receiver = idleReceiver();
         push(1, "at once");
-        bridge::FrameReader reader(*receiver);
-        FrameHeader header;
-        ASSERT_EQ(reader.readHeader(header, bridge::after(5000), patience), bridge::FrameStatus::done) << i;
-        EXPECT_EQ(header.kind, FrameKind::push);
+        EXPECT_EQ(raw::readFrame(*receiver).first.kind, bridge::FrameKind::push) << i;
     }
 }
 
@@ -220,7 +202,7 @@ TEST_F(ImpatientPushes, CloseAReceiverThatDoesNotKeepUpAndSayItOnce) {
 }
 
 TEST_F(Pushes, AreDrainedForAllReceiversTogetherInTheGivenTime) {
-    std::vector<std::unique_ptr<bridge::Channel>> receivers;
+    std::vector<raw::Client> receivers;
     for (int i = 0; i < 8; ++i) receivers.push_back(idleReceiver());
     push(1, "x");
     const auto start = std::chrono::steady_clock::now();

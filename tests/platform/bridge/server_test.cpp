@@ -2,6 +2,7 @@
 #include <platform/bridge/server.h>
 
 #include <platform/bridge/bridge_session.h>
+#include <platform/bridge/call_limits.h>
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
 #include <platform/bridge/frame.h>
@@ -9,6 +10,7 @@
 
 #include "../../support/bytes.h"
 #include "../../support/run_speed.h"
+#include "raw_client.h"
 
 #include <gmock/gmock.h>
 
@@ -26,11 +28,11 @@ using bridge::IoStatus;
 using bridge::server::Answer;
 using bridge::server::Request;
 using bridge::server::Session;
+using raw::patience;
+using raw::readFrame;
 using std::chrono::milliseconds;
 
 namespace {
-
-constexpr bridge::Patience patience{5000};
 
 // Command 1 echoes; 2 counts per session; 3 waits until it is released; 4 throws; 5 returns as many bytes as requested;
 // 6 remarks on its reply; 7 refuses for two reasons, one of them the payload.
@@ -51,6 +53,7 @@ public:
             ++waiting;
             changed.notify_all();
             changed.wait(lock, [this] { return letGo; });
+            ++carriedOut;
             return Answer::reply("let go");
         }
         case 4: throw std::runtime_error("the handler threw");
@@ -89,6 +92,7 @@ public:
     std::condition_variable changed;
     bool letGo = false;
     int waiting = 0;
+    int carriedOut = 0;
 };
 
 class AServer : public testing::Test {
@@ -121,27 +125,6 @@ protected:
                      std::string* reply = nullptr) {
         return session->__SendCommand(ModuleTokens, command, payload.data(), static_cast<unsigned>(payload.size()),
                                       reply);
-    }
-    // A connection that need not follow the protocol.
-    std::unique_ptr<bridge::Channel> connectRaw() const {
-        std::unique_ptr<bridge::Channel> channel;
-        EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), channel), bridge::ConnectStatus::connected);
-        return channel;
-    }
-    std::unique_ptr<bridge::Channel> greetedRaw(std::uint32_t version = 1) const {
-        auto channel = connectRaw();
-        writeFrame(*channel, {.kind = FrameKind::hello},
-                   encode(bridge::Hello{version, bridge::Role::commandSession, "raw"}), patience);
-        EXPECT_EQ(readFrame(*channel).first.kind, FrameKind::welcome);
-        return channel;
-    }
-    static std::pair<FrameHeader, std::string> readFrame(bridge::Channel& channel) {
-        bridge::FrameReader reader(channel);
-        FrameHeader header;
-        std::string body;
-        if (reader.readHeader(header, bridge::after(5000), patience) != FrameStatus::done) return {};
-        reader.readBody(header, body, 1U << 20, patience);
-        return {header, body};
     }
     // Reads all remaining bytes.
     static bool endsWithin(bridge::Channel& channel, unsigned time) {
@@ -210,8 +193,8 @@ TEST_F(AServer, TellsAStrangerThatHeIsRefused) {
 }
 
 TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
-    const auto silent = connectRaw();
-    const auto halfway = greetedRaw();
+    const auto silent = raw::connected(endpoint);
+    const auto halfway = raw::greeted(endpoint);
     halfway->write("only a part of a hea", {}, patience);
     std::thread slow([] {
         std::string reply;
@@ -230,11 +213,8 @@ TEST_F(AServer, ShowsSignsOfLifeWhileACommandRuns) { showsSignsOfLife(); }
 
 TEST_F(AServer, WelcomesEveryVersionThatItSpeaksAndNoOther) {
     const auto welcomeTo = [this](const std::string& hello) {
-        auto channel = connectRaw();
-        writeFrame(*channel, {.kind = FrameKind::hello}, hello, patience);
-        const auto [header, body] = readFrame(*channel);
-        EXPECT_EQ(header.kind, FrameKind::welcome);
-        const bridge::Welcome welcome = bridge::decodeWelcome(body).value();
+        const auto channel = raw::connected(endpoint);
+        const bridge::Welcome welcome = raw::welcomeTo(*channel, hello);
         EXPECT_TRUE(welcome.verdict == bridge::Verdict::accepted || endsWithin(*channel, 2000));
         return std::pair(welcome.verdict, welcome.version);
     };
@@ -266,7 +246,7 @@ TEST_F(AServer, RemarksToThoseWhoUnderstandIt) {
         } while (frames.back().first.kind == FrameKind::remarks);
         return frames;
     };
-    const auto old = greetedRaw(1), current = greetedRaw(2);
+    const auto old = raw::greeted(endpoint), current = raw::greeted(endpoint, bridge::Role::commandSession, 2);
     const auto reply = framesOf(*current, 6);
     ASSERT_EQ(reply.size(), 2U);
     EXPECT_EQ(bridge::decodeRemarks(reply[0].second).value(),
@@ -297,10 +277,8 @@ TEST_F(AServer, RemarksNoMoreThanFits) {
 }
 
 TEST_F(AServer, RefusesWhatIsTooLargeToTakeOrToGive) {
-    const auto channel = greetedRaw();
-    const FrameHeader huge{0xFFFFFFF0, FrameKind::request, 6, 1, 7};
-    const auto bytes = bridge::encodeFrameHeader(huge);
-    channel->write({bytes.data(), bytes.size()}, "some of the body", patience);
+    const auto channel = raw::greeted(endpoint);
+    raw::request(*channel, 1, 0xFFFFFFF0, "some of the body");
     const auto [header, body] = readFrame(*channel);
     EXPECT_EQ(header.kind, FrameKind::refused);
     EXPECT_EQ(bridge::decodeRefusal(body).value().reason, bridge::RefusalReason::tooLarge);
@@ -329,7 +307,7 @@ TEST_F(AServer, SurvivesRandomFramesAndAbruptDisconnects) {
     constexpr int connections = slowRun ? 300 : 1000;
     for (int connection = 0; connection < connections; ++connection) {
         const bool greeted = random() % 2 == 0;
-        auto channel = greeted ? greetedRaw() : connectRaw();
+        auto channel = greeted ? raw::greeted(endpoint) : raw::connected(endpoint);
         for (int i = 0; i < 10; ++i, ++sent) {
             const std::string frame = randomFrame();
             const std::size_t cut = random() % 8 == 0 ? random() % frame.size() : frame.size();
@@ -375,6 +353,25 @@ TEST_F(AServer, FinishesWhatIsUnderWayWhenItStops) {
     EXPECT_TRUE(endedInTime);
 }
 
+TEST_F(AServer, CarriesOutTheCommandOfAClientThatHasLeftAndThenEndsItsSession) {
+    BridgeSession* session = open();
+    std::atomic<bool> givenUp{false};
+    std::thread user([&] {
+        service.awaitWaiting(1);
+        givenUp = true;
+    });
+    {
+        const bridge::CallLimits limits(std::chrono::seconds(10), &givenUp);
+        EXPECT_FALSE(send(session, 3));
+    }
+    user.join();
+    EXPECT_NE(session->broken(), 0U);
+    EXPECT_EQ(service.endedSessions, 0) << "it still has its place";
+    service.release();
+    while (service.endedSessions == 0) std::this_thread::yield();
+    EXPECT_EQ(service.carriedOut, 1);
+}
+
 class AnImpatientServer : public AServer {
 protected:
     AnImpatientServer()
@@ -399,7 +396,7 @@ TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
 }
 
 TEST_F(AnImpatientServer, CutsOffAClientThatReadsTooSlowly) {
-    const auto slow = greetedRaw();
+    const auto slow = raw::greeted(endpoint);
     constexpr std::size_t much = 8U << 20;
     writeFrame(*slow, {.kind = FrameKind::request, .module = 6, .command = 5, .tag = 1}, std::to_string(much),
                patience);
@@ -426,7 +423,7 @@ protected:
         ASSERT_EQ(reader.readHeader(reply, bridge::after(5000), patience), FrameStatus::done) << "it is being written";
     }
     using FrameReader = bridge::FrameReader;
-    std::unique_ptr<bridge::Channel> deaf = greetedRaw();
+    std::unique_ptr<bridge::Channel> deaf = raw::greeted(endpoint);
 };
 
 TEST_F(AServerWithADeafClient, ShowsOthersSignsOfLife) {
@@ -452,14 +449,9 @@ TEST_F(AServerWithADeafClient, StopsInTime) {
 // ---- exceptions and missing resources end only one session
 
 TEST_F(AServer, OutlivesWhatThrowsInAReceiversSession) {
-    auto receiver = connectRaw();
-    writeFrame(*receiver, {.kind = FrameKind::hello}, encode(bridge::Hello{1, bridge::Role::receiver, "raw"}),
-               patience);
-    ASSERT_EQ(readFrame(*receiver).first.kind, FrameKind::welcome);
+    const auto receiver = raw::greeted(endpoint, bridge::Role::receiver);
     server.push({6, 1, "payload", [](auto, const auto&) { throw std::runtime_error("no memory"); }});
-    bridge::FrameReader reader(*receiver);
-    FrameHeader push;
-    ASSERT_EQ(reader.readHeader(push, bridge::after(5000), patience), FrameStatus::done);
+    const FrameHeader push = readFrame(*receiver).first;
     writeFrame(*receiver, {.kind = FrameKind::pushAnswered, .tag = push.tag}, {}, patience);
     EXPECT_TRUE(endsWithin(*receiver, 5000));
     EXPECT_TRUE(answersEcho());
@@ -474,10 +466,8 @@ TEST_F(AServer, OutlivesASessionWhoseEndThrows) {
 }
 
 TEST_F(AServer, StopsAtOnceWhenAClientHasSentHalfARequest) {
-    const auto halfway = greetedRaw();
-    const FrameHeader header{100, FrameKind::request, 6, 1, 1};
-    const auto bytes = bridge::encodeFrameHeader(header);
-    halfway->write({bytes.data(), bytes.size()}, "not all", patience);
+    const auto halfway = raw::greeted(endpoint);
+    raw::request(*halfway, 1, 100, "not all");
     ASSERT_TRUE(answersEcho());
     stop();
     EXPECT_TRUE(endedInTime);
@@ -485,7 +475,7 @@ TEST_F(AServer, StopsAtOnceWhenAClientHasSentHalfARequest) {
 
 TEST_F(AServer, TellsWhomItTurnedAway) {
     service.admitsAll = false;
-    const auto client = connectRaw(); // a client that leaves at once is not checked
+    const auto client = raw::connected(endpoint); // a client that leaves at once is not checked
     while (service.turnedAwayFor == bridge::Verdict::accepted) std::this_thread::sleep_for(milliseconds(5));
     EXPECT_EQ(service.turnedAwayFor, bridge::Verdict::accessDenied);
 }

@@ -53,25 +53,39 @@ protected:
     termios before = terminal.modes();
 };
 
-TEST_F(TerminalConsole, ReadsASecretWithoutEcho) {
-    EXPECT_EQ(typed({"passgets", "16"}, "\x7f"
-                                        "ab\x7f"
-                                        "c\r"),
-              started + "7\n'61 63 '\n7\n");
-    EXPECT_EQ(terminal.screen(), "**\b \b*\r\n");
-}
+struct TypedRow {
+    const char* name;
+    const char* locale;
+    const char* room;
+    const char* keys;
+    const char *secret, *screen;
+    char eraseKey = 0x7F;
+    bool driverKnowsUtf8 = false; // which counts if the locale has no character set
+};
 
-TEST_F(TerminalConsole, TakesTheEraseKeyThatTheTerminalHasSet) {
-    before.c_cc[VERASE] = '#';
+class ASecret : public TerminalConsole, public testing::WithParamInterface<TypedRow> {};
+
+TEST_P(ASecret, IsReadWithoutEcho) {
+    surroundings.environment["LC_ALL"] = GetParam().locale;
+    before.c_cc[VERASE] = static_cast<cc_t>(GetParam().eraseKey);
+    if (GetParam().driverKnowsUtf8) before.c_iflag |= IUTF8;
     terminal.setModes(before);
-    EXPECT_EQ(typed({"passgets", "16"}, "ab#\x7f\bc\r"), started + "7\n'63 '\n7\n");
-    EXPECT_EQ(terminal.screen(), "**\b \b\b \b*\r\n");
+    EXPECT_EQ(typed({"passgets", GetParam().room}, GetParam().keys), started + "7\n" + GetParam().secret + "\n7\n");
+    EXPECT_EQ(terminal.screen(), GetParam().screen);
 }
 
-TEST_F(TerminalConsole, RefusesASecretThatFillsTheBuffer) {
-    EXPECT_EQ(typed({"passgets", "4"}, "abc"), started + "7\nnull\n7\n");
-    EXPECT_EQ(terminal.screen(), "***");
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Typed, ASecret, testing::Values(
+    TypedRow{"plain",        "ru_RU.UTF-8",  "16", "\x7f" "ab\x7f" "c\r",   "'61 63 '",             "**\b \b*\r\n"},
+    TypedRow{"own_erase",    "ru_RU.UTF-8",  "16", "ab#\x7f\bc\r",         "'63 '",                "**\b \b\b \b*\r\n", '#'},
+    TypedRow{"too_long",     "ru_RU.UTF-8",  "4",  "abc",                   "null",                 "***"},
+    TypedRow{"at_the_end",   "ru_RU.UTF-8",  "16", "ab\x04",                "null",                 "**"},
+    TypedRow{"utf8",         "ru_RU.UTF-8",  "16", "Пин\x7fк\r",            "'d0 9f d0 b8 d0 ba '", "***\b \b*\r\n"},
+    TypedRow{"koi8",         "ru_RU.KOI8-R", "16", "\xf0\xc9\x7f\xc4\r",    "'f0 c4 '",             "**\b \b*\r\n"},
+    TypedRow{"c_and_utf8",   "C",            "16", "П\x7fк\r",              "'d0 ba '",             "*\b \b*\r\n", 0x7F, true},
+    TypedRow{"c_and_bytes",  "C",            "16", "П\r",                   "'d0 9f '",             "**\r\n"}),
+    [](const auto& row) { return row.param.name; });
+// clang-format on
 
 TEST_F(TerminalConsole, DoesNotReadIntoNoRoom) {
     start({"passgets", "1"});
@@ -79,41 +93,11 @@ TEST_F(TerminalConsole, DoesNotReadIntoNoRoom) {
     EXPECT_EQ(report(), started + "7\nnull\n7\n");
 }
 
-TEST_F(TerminalConsole, HasOneStarForALetterOfUtf8) {
-    EXPECT_EQ(typed({"passgets", "16"}, "Пин\x7fк\r"), started + "7\n'd0 9f d0 b8 d0 ba '\n7\n");
-    EXPECT_EQ(terminal.screen(), "***\b \b*\r\n");
-}
-
-TEST_F(TerminalConsole, ReadsRussianInAPageOfOneByte) {
-    surroundings.environment["LC_ALL"] = "ru_RU.KOI8-R";
-    EXPECT_EQ(typed({"passgets", "16"}, "\xf0\xc9\x7f\xc4\r"), started + "7\n'f0 c4 '\n7\n");
-    EXPECT_EQ(terminal.screen(), "**\b \b*\r\n");
-}
-
-// If the locale has no character set, the terminal's driver may know it.
-TEST_F(TerminalConsole, TakesTheDriversWordForUtf8InTheCLocale) {
-    surroundings.environment["LC_ALL"] = "C";
-    before.c_iflag |= IUTF8;
-    terminal.setModes(before);
-    EXPECT_EQ(typed({"passgets", "16"}, "П\x7fк\r"), started + "7\n'd0 ba '\n7\n");
-    EXPECT_EQ(terminal.screen(), "*\b \b*\r\n");
-}
-
-TEST_F(TerminalConsole, CountsBytesInTheCLocaleOtherwise) {
-    surroundings.environment["LC_ALL"] = "C";
-    EXPECT_EQ(typed({"passgets", "16"}, "П\r"), started + "7\n'd0 9f '\n7\n");
-    EXPECT_EQ(terminal.screen(), "**\r\n");
-}
-
 TEST_F(TerminalConsole, ReadsWhatWasTypedAhead) {
     terminal.type("ab\n");
     start({"passgets", "16"});
     expectGoodEnd();
     EXPECT_EQ(report(), started + "7\n'61 62 '\n7\n");
-}
-
-TEST_F(TerminalConsole, EndsASecretAtTheEndOfInput) {
-    EXPECT_EQ(typed({"passgets", "16"}, "ab\x04"), started + "7\nnull\n7\n");
 }
 
 TEST_F(TerminalConsole, EndsASecretWhenTheTerminalIsGone) {

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+//
+// The commands to a module as its host carries them out, in this process: which token and which object a name means,
+// and what the module is asked.
+#include "steered_token.h"
+
+#include <service/base/refused.h>
+#include <service/certs/token_attributes.h>
+#include <service/modules/hosted_module.h>
+
+#include <gmock/gmock.h>
+
+using namespace panelkitd;
+using vocabulary::Refused;
+
+namespace {
+
+struct Inserted : SteeredToken {
+    Inserted() { control.enter(); }
+};
+
+class AHostedModule : protected Inserted, public testing::Test {
+protected:
+    template <class Reply, class... Fields>
+    Reply ask(HostCommand command, const Fields&... fields) {
+        const std::string request = encoded(fields...);
+        CommandStreamIn in(request);
+        const std::string answer = module.handle(command, in);
+        Reply reply;
+        CommandStreamIn(answer) >> reply;
+        return reply;
+    }
+    template <class... Fields>
+    Refused refusalOf(HostCommand command, const Fields&... fields) {
+        try {
+            const std::string request = encoded(fields...);
+            CommandStreamIn in(request);
+            module.handle(command, in);
+        } catch (const RefusedError& refused) {
+            return refused.reason;
+        }
+        return Refused::none;
+    }
+    std::vector<HostToken> tokens() { return ask<HostTokens>(HostCommand::tokens, std::uint64_t{0}).tokens; }
+    HostTokenName nameOf(const std::string& label) {
+        for (const HostToken& token : tokens()) {
+            if (token.label == label) return {token.label, token.serial, token.slot};
+        }
+        ADD_FAILURE() << label;
+        return {};
+    }
+    HostToken login(const HostTokenName& name) {
+        EXPECT_EQ(refusalOf(HostCommand::login, name, HostLogin{platform::Secret("user-1"), false}), Refused::none);
+        return ask<HostToken>(HostCommand::token, name);
+    }
+    static HostTemplate data(const std::string& label) {
+        ObjectTemplate object;
+        object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).bytes(CKA_LABEL, label);
+        return object;
+    }
+    HostFound find(const HostTokenName& name) {
+        ObjectTemplate all;
+        all.number(CKA_CLASS, CKO_DATA);
+        const HostQuery query{all, {{CKO_DATA, {CKA_LABEL}}}};
+        return ask<HostFound>(HostCommand::find, name, std::vector{query, query});
+    }
+
+    HostedModule module{testModule};
+};
+
+TEST_F(AHostedModule, KnowsATokenByLabelAndSerialNumberAndNotByItsSlotAlone) {
+    control.createToken("other", {.label = "Office", .userPin = "user-1"});
+    control.insert("second", "other");
+    const auto both = tokens();
+    ASSERT_EQ(both.size(), 2U);
+    HostTokenName name{"Office", both[0].serial, both[1].slot};
+    EXPECT_EQ(ask<HostToken>(HostCommand::token, name).slot, both[0].slot);
+    name.serial = "of none";
+    EXPECT_EQ(refusalOf(HostCommand::token, name), Refused::noSuchToken);
+    control.insert("second", "office"); // now both slots say the same
+    name = {"Office", both[0].serial, 12345};
+    EXPECT_EQ(refusalOf(HostCommand::token, name), Refused::ambiguousToken);
+}
+
+TEST_F(AHostedModule, TakesNoTokenForTheOneThatWasInItsSlot) {
+    control.createToken("other", {.label = "Other", .userPin = "user-1"});
+    const HostTokenName office = nameOf("Office");
+    EXPECT_TRUE(login(office).loggedIn);
+    control.insert("reader", "other");
+    EXPECT_FALSE(tokens().at(0).loggedIn);
+    EXPECT_EQ(refusalOf(HostCommand::create, office, std::vector{data("x")}), Refused::noSuchToken);
+    EXPECT_EQ(refusalOf(HostCommand::create, nameOf("Other"), std::vector{data("x")}), Refused::notLoggedIn);
+}
+
+TEST_F(AHostedModule, MeansNoObjectOfATokenThatCameBack) {
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    ask<std::vector<std::uint64_t>>(HostCommand::create, office, std::vector{data("one"), data("two")});
+    const HostFound before = find(office);
+    ASSERT_EQ(before.objects.size(), 2U) << "each once, though two searches find it";
+    control.remove("reader");
+    control.insert("reader", "office");
+    login(office);
+    const std::vector<std::uint64_t> first{before.objects[0].object};
+    EXPECT_EQ(refusalOf(HostCommand::destroy, office, before.generation, first), Refused::noSuchObject);
+    EXPECT_EQ(refusalOf(HostCommand::read, office, before.generation, first, std::vector<std::uint64_t>{CKA_LABEL}),
+              Refused::noSuchObject);
+    EXPECT_EQ(find(office).objects.size(), 2U);
+}
+
+TEST_F(AHostedModule, EndsItsSearchesAndAsksNothingThatCanNotBe) {
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    control.recordCalls();
+    find(office);
+    EXPECT_EQ(control.calls("C_FindObjectsInit"), 2U);
+    EXPECT_EQ(control.calls("C_FindObjectsFinal"), 2U);
+    control.setTraits("office", {.writeProtected = true});
+    control.remove("reader");
+    control.insert("reader", "office");
+    EXPECT_EQ(refusalOf(HostCommand::create, office, std::vector{data("x")}), Refused::writeProtected);
+    EXPECT_EQ(control.calls("C_CreateObject"), 0U);
+}
+
+TEST_F(AHostedModule, ListsTokensOnlyWhenOneMayHaveComeOrGone) {
+    const auto look = [this](std::uint64_t seen) { return ask<HostTokens>(HostCommand::tokens, seen); };
+    std::uint64_t state = look(0).state;
+    for (int i = 0; i < 3 && look(state).looked; ++i) state = look(state).state;
+    control.remove("reader");
+    const HostTokens after = look(state);
+    EXPECT_TRUE(after.looked);
+    EXPECT_EQ(after.tokens.size(), 0U);
+}
+
+} // namespace
