@@ -113,8 +113,8 @@ public:
         }
         require(!name_.label.empty(), "finding the token");
     }
-    void login() { turn_.ask<HostToken>(HostCommand::login, name_, HostLogin{platform::Secret(userPin), false}); }
-    void logout() { turn_.ask<HostToken>(HostCommand::logout, name_); }
+    void login() { turn_.tell(HostCommand::login, name_, HostLogin{platform::Secret(userPin), false}); }
+    void logout() { turn_.tell(HostCommand::logout, name_); }
     HostFound find(CK_ULONG objectClass) {
         HostQuery query{numbered(CKA_CLASS, objectClass), {{objectClass, {}}}};
         query.readings[0].types.assign(bench::listedTypes.begin(), bench::listedTypes.end());

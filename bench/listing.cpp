@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Listing a token with thousands of certificates, against reading that token directly.
+// Importing certificates and listing a token with thousands of them, against using that token directly.
 #include <bench/bare_token.h>
 #include <bench/side_by_side.h>
 
@@ -8,6 +8,8 @@
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/bridge/command_sender.h>
+#include <platform/system/child_process.h>
+#include <platform/system/files.h>
 #include <service/certs/object_facts.h>
 #include <tests/support/certificate_maker.h>
 #include <tests/support/running_service.h>
@@ -107,15 +109,53 @@ private:
     std::unique_ptr<VpnCertsSilentController> controller_;
 };
 
-void fill(OwnLook& look) {
-    const Identity issuer = makeAuthority("Root");
-    const Key key = ecKey();
-    for (int i = 0; i < certificates; ++i) {
-        CertificateSpec spec{.subject = {{"CN", "user " + std::to_string(i)}, {"O", "Example"}},
-                             .serial = std::to_string(i + 1),
+// Makes certificates that differ.
+class Maker {
+public:
+    std::string next() {
+        const std::string number = std::to_string(++made_);
+        CertificateSpec spec{.subject = {{"CN", "user " + number}, {"O", "Example"}},
+                             .serial = number,
                              .extensions = {{"keyUsage", "digitalSignature"}, {"basicConstraints", "CA:FALSE"}}};
-        look.store(makeCertificate(spec, key, &issuer).der);
+        return makeCertificate(spec, key_, &issuer_).der;
     }
+    std::vector<std::string> next(int count) {
+        std::vector<std::string> all;
+        for (int i = 0; i < count; ++i) all.push_back(next());
+        return all;
+    }
+    int made() const { return made_; }
+
+private:
+    const Identity issuer_ = makeAuthority("Root");
+    const Key key_ = ecKey();
+    int made_ = 0;
+};
+
+double secondsOfPanelctl(const RunningService& service, std::vector<std::string> verb) {
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelctl"), "--endpoint", service.endpoint()};
+    options.arguments.insert(options.arguments.end(), verb.begin(), verb.end());
+    return bench::secondsOf(
+        [&] { require(platform::runChild(options, std::chrono::seconds(120)).status == 0, verb[1].c_str()); });
+}
+
+void compareImports(const Office& office, OwnLook& look, Maker& maker) {
+    constexpr int bundle = 200;
+    const auto ours = [&] {
+        std::string file;
+        for (const std::string& der : maker.next(bundle)) file += pem(der);
+        const std::string path = office.service().folder().file("bundle.pem");
+        platform::replaceFile(path, file, true);
+        return secondsOfPanelctl(office.service(), {"cert", "import", path, "--token", "Office"});
+    };
+    const auto theirs = [&] {
+        const std::vector<std::string> all = maker.next(bundle);
+        return bench::secondsOf([&] {
+            for (const std::string& der : all) look.store(der);
+        });
+    };
+    bench::compare("panelctl imports 200 certificates", "writing them directly, in one session", 4, ours, theirs);
 }
 
 } // namespace
@@ -125,13 +165,17 @@ int main() {
     if (std::filesystem::is_directory("/dev/shm")) ::setenv("TMPDIR", "/dev/shm", 1);
     Office office;
     OwnLook look(office.service().state());
-    fill(look);
+    Maker maker;
+    compareImports(office, look, maker);
+    while (maker.made() < certificates) look.store(maker.next());
     const auto bare = [&] { return bench::secondsOf([&] { require(look.pass() == certificates, "the pass"); }); };
     const auto listing = [&] { return bench::secondsOf([&] { office.list(); }); };
     const std::string many = std::to_string(certificates) + " certificates";
     const double first = listing();
     bench::printRow("first listing of " + many, "a bare pass over the token", {first / bare()});
     bench::compare("listing " + many, "a bare pass over the token", 21, listing, bare);
+    const double named = secondsOfPanelctl(office.service(), {"cert", "show", "user 1234"});
+    bench::printRow("panelctl shows one of them by name", "0.3 seconds", {named / 0.3});
     office.restart();
     const double afterStart = listing();
     bench::printRow("first listing after a start", "a bare pass over the token", {afterStart / bare()});

@@ -27,6 +27,7 @@ Every command of the service, with the fields of its request and its reply in th
 |---|---|
 | `bool`, `u32`, `i32` | 1 byte, 4 bytes, 4 bytes with a sign |
 | `string` | its length as `u32`, then its bytes |
+| `secret` | a `string` that is a PIN, a password, a key or a file that may hold one; transcripts do not show it |
 | a name that ends in `Result`, `Mode` or `Format` | an enumeration: 4 bytes |
 | another name | a record |
 | `list of X` | their number as `u32`, then each X |
@@ -46,6 +47,7 @@ template <> constexpr std::string_view typeName<bool>                          =
 template <> constexpr std::string_view typeName<std::int32_t>                  = "i32";
 template <> constexpr std::string_view typeName<std::uint32_t>                 = "u32";
 template <> constexpr std::string_view typeName<std::string>                   = "string";
+template <> constexpr std::string_view typeName<panelkit::SecretText>          = "secret";
 template <> constexpr std::string_view typeName<panelkit::Bytes>               = "bytes";
 template <> constexpr std::string_view typeName<CertExportFormat>              = "CertExportFormat";
 template <> constexpr std::string_view typeName<CertExtentions>                = "CertExtentions";
@@ -68,6 +70,7 @@ template <> constexpr std::string_view typeName<PinStateMessage>               =
 template <> constexpr std::string_view typeName<PKCS11::ProviderInfo>          = "ProviderInfo";
 template <> constexpr std::string_view typeName<PKCS11::TokenInfo>             = "TokenInfo";
 template <> constexpr std::string_view typeName<panelkit::KeyInfo>             = "KeyInfo";
+template <> constexpr std::string_view typeName<panelkit::PolicyContent>       = "PolicyContent";
 template <> constexpr std::string_view typeName<panelkit::ProviderState>       = "ProviderState";
 template <> constexpr std::string_view typeName<panelkit::TokenLabels>         = "TokenLabels";
 template <> constexpr std::string_view typeName<panelkit::TokenState>          = "TokenState";
