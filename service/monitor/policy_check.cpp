@@ -3,8 +3,8 @@
 // Reads a policy file for a user who wants to know what it says before activating it.
 #include <service/monitor/monitor_commands.h>
 
-#include <service/policy/policy_keys.h>
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_keys.h>
+#include <service/policyfile/policy_text.h>
 
 #include <panelkit/bridge/payload.h>
 #include <panelkit/monitor/monitor_records.h>

@@ -4,7 +4,7 @@
 #pragma once
 
 #include <service/certs/credentials.h>
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_text.h>
 
 #include <cstdint>
 #include <string>

@@ -5,7 +5,7 @@
 // replaces the old value.
 #pragma once
 
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_text.h>
 #include <service/state/state_file.h>
 
 #include <panelkit/lsp/lsp_records.h>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Policy files, valid and damaged.
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_text.h>
 
 #include "../support/places.h"
 

@@ -3,7 +3,7 @@
 // The keys of a policy file: their values, and which may be combined. For policy_text.cpp.
 #pragma once
 
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_text.h>
 
 #include <optional>
 #include <string>

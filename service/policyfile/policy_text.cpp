@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <service/policy/policy_text.h>
+#include <service/policyfile/policy_text.h>
 
-#include <service/policy/policy_keys.h>
+#include <service/policyfile/policy_keys.h>
 
 #include <platform/text/utf8_character.h>
 #include <vocabulary/policy.h>

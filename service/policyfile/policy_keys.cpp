@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <service/policy/policy_keys.h>
+#include <service/policyfile/policy_keys.h>
 
 #include <panelkit/format/ipv4.h>
 #include <panelkit/format/ipv6.h>

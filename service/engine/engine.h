@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+//
+// What puts a policy into force on this host. There are two engines: `record` only remembers it (the default, and the
+// only one on Windows); `charon` drives an IKE daemon and the packet filter of the kernel.
+#pragma once
+
+#include <service/base/refused.h>
+#include <service/policyfile/policy_text.h>
+
+#include <panelkit/monitor/tunnel_records.h>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+// What is to be in force: the sections of a policy file, or one of the driver policies.
+struct EnginePolicy {
+    std::uint32_t driverMode = 0; // LSPdropAll, LSPdropAllExceptDHCP or LSPpassAll; used without sections
+    std::optional<PolicyText> text;
+};
+
+// Thrown when a policy can't be put into force. The remarks say why; where a section is the reason, they name it and
+// its line.
+class EngineError : public ExplainedError {
+public:
+    using ExplainedError::ExplainedError;
+};
+
+// Any thread may call any function.
+class Engine {
+public:
+    virtual ~Engine() = default;
+
+    // As in the service's option --engine.
+    virtual const char* name() const = 0;
+
+    // Whether it filters and protects traffic. If it does not, it only remembers the policy.
+    virtual bool protectsTraffic() const = 0;
+
+    // Puts the whole policy into force in place of the present one. Throws EngineError if that is not possible; the
+    // present one is then in force as before, its filter and its tunnels. At no moment does traffic that the old or the
+    // new policy protects leave in clear.
+    virtual void apply(const EnginePolicy& policy) = 0;
+
+    // The tunnels that the policy in force asks for, in the order of its sections, with their present state.
+    virtual std::vector<panelkit::TunnelInfo> tunnels() const = 0;
+
+    // Acts on the tunnel of a section. Returns when the daemon has accepted or refused the request. Throws EngineError
+    // if there is no such tunnel, or the daemon refuses.
+    virtual void act(panelkit::TunnelAction action, const std::string& section) = 0;
+};
+
+} // namespace panelkitd
