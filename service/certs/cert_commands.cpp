@@ -226,7 +226,7 @@ std::string CertCommands::importCertificate(Call& call) {
     wish.mode = static_cast<vocabulary::CertImport>(mode);
     const bool withPin = call.in.position() < call.in.size(); // an empty one is one too
     if (withPin) readRequest<Command::ImportCertificate, 4>(call, pin);
-    const auto file = state_->parsed.find(call.session.number);
+    const auto [file, target] = state_->parsed.find(call.session.number);
     if (!file || wish.item >= file->certificates.size()) {
         return answered<Command::ImportCertificate, ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
     }
@@ -234,8 +234,8 @@ std::string CertCommands::importCertificate(Call& call) {
     try {
         HeldToken token = state_->providers.hold(info);
         const LoginForOnce login(token, withPin ? &pin : nullptr, call.account());
-        return answered<Command::ImportCertificate>(call,
-                                                    panelkitd::importCertificate(token, *file, wish, state_->cache));
+        return answered<Command::ImportCertificate>(
+            call, panelkitd::importCertificate(token, *target, *file, wish, state_->cache));
     } catch (const RefusedError& refused) {
         if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
         return answered<Command::ImportCertificate, ImportCert>(call, {importResult(refused.reason), refused.remarks});
@@ -246,7 +246,7 @@ std::string CertCommands::importCrl(Call& call) {
     const TokenInfo info = readToken(call);
     std::uint32_t item = 0;
     readRequest<Command::ImportCRL, 1>(call, item);
-    const auto file = state_->parsed.find(call.session.number);
+    const auto file = state_->parsed.find(call.session.number).file;
     if (!file || item >= file->crls.size()) {
         return answered<Command::ImportCRL, ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
     }

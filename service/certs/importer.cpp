@@ -19,76 +19,58 @@ namespace {
 // The objects that one import creates, and the identifier that links them.
 class Import {
 public:
-    Import(HeldToken& token, const ParsedFile& file, FactsCache& cache) : token_(token), file_(file), cache_(cache) {}
+    Import(HeldToken& token, ImportTarget& target, FactsCache& cache) : token_(token), target_(target), cache_(cache) {
+        target_.begin(token_);
+    }
 
     void addCertificate(const FileCertificate& certificate);
-    void addKey(const FileCertificate& certificate, bool extractable);
+    void addKey(const FileCertificate& certificate, const EVP_PKEY* key, bool extractable);
 
     // Stores the objects that were added and are not on the token yet. Returns false when there are none.
     bool store();
 
 private:
-    // Returns the objects of a certificate that are on the token already.
-    struct There {
-        TokenObjects objects;
-        const StoredCertificate* same;
-
-        // Certificate and key must have the same CKA_ID. If the token has one of them already, its CKA_ID is used.
-        std::string idFor(const FileCertificate& certificate) const;
-    };
-    There there(const FileCertificate& certificate) const;
     static std::string labelOf(const FileCertificate& certificate) {
         return certificate.name.empty() ? certificate.facts->shortName : certificate.name;
     }
 
     HeldToken& token_;
-    const ParsedFile& file_;
+    ImportTarget& target_;
     FactsCache& cache_;
     std::vector<HostTemplate> objects_;
+    std::vector<ImportTarget::Made> made_;
 };
 
-Import::There Import::there(const FileCertificate& certificate) const {
-    There found{readRelated(token_, certificate.der, *certificate.facts, cache_), nullptr};
-    for (const StoredCertificate& other : found.objects.certificates) {
-        if (other.der == certificate.der) found.same = &other;
-    }
-    return found;
-}
-
-std::string Import::There::idFor(const FileCertificate& certificate) const {
-    if (same && !same->id.empty()) return same->id;
-    const StoredKey* key = objects.keyOf(*certificate.facts, {});
-    return key && !key->id.empty() ? key->id : certificate.facts->keyId;
-}
-
 void Import::addCertificate(const FileCertificate& certificate) {
-    const There present = there(certificate);
-    if (present.same) return;
+    const ImportTarget::Present present = target_.of(token_, certificate, cache_);
+    if (present.certificate) return;
     ObjectTemplate object;
     object.number(CKA_CLASS, CKO_CERTIFICATE).number(CKA_CERTIFICATE_TYPE, CKC_X_509);
     object.flag(CKA_TOKEN, true).flag(CKA_PRIVATE, false);
-    object.bytes(CKA_LABEL, labelOf(certificate)).bytes(CKA_ID, present.idFor(certificate));
+    object.bytes(CKA_LABEL, labelOf(certificate)).bytes(CKA_ID, present.id);
     object.bytes(CKA_SUBJECT, certificate.facts->subject).bytes(CKA_ISSUER, certificate.facts->issuer);
     object.bytes(CKA_SERIAL_NUMBER, certificate.facts->serial).bytes(CKA_VALUE, certificate.der);
     objects_.push_back(object);
+    made_.push_back({certificate.facts, present.id, false});
 }
 
-void Import::addKey(const FileCertificate& certificate, bool extractable) {
-    const There present = there(certificate);
-    const std::string id = present.idFor(certificate);
-    if (present.objects.keyOf(*certificate.facts, id)) return;
-    const EVP_PKEY* key = file_.keys[*certificate.key].key.get();
-    const KeyNames names{labelOf(certificate), id, certificate.facts->subject};
+void Import::addKey(const FileCertificate& certificate, const EVP_PKEY* key, bool extractable) {
+    const ImportTarget::Present present = target_.of(token_, certificate, cache_);
+    if (present.key) return;
+    const KeyNames names{labelOf(certificate), present.id, certificate.facts->subject};
     ObjectTemplate privateKey, publicKey;
     describePrivateKey(key, names, extractable, privateKey);
     describePublicKey(key, names, publicKey);
     objects_.push_back(privateKey);
     objects_.push_back(publicKey);
+    made_.push_back({certificate.facts, present.id, true});
 }
 
 bool Import::store() {
-    if (!objects_.empty()) token_.create(objects_);
-    return !objects_.empty();
+    if (objects_.empty()) return false;
+    token_.create(objects_);
+    target_.made(token_, made_);
+    return true;
 }
 
 // The mode of a request can be any number; 0 for one that does not exist.
@@ -118,19 +100,20 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
     return modes;
 }
 
-CertOutcome<ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
-                                          FactsCache& cache) {
+CertOutcome<ImportCert> importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file,
+                                          const ImportWish& wish, FactsCache& cache) {
     if ((possibleModes(file, wish.item) & bitOf(wish.mode)) == 0) {
         return {ImportCert::modeUnfit,
                 remark(Refused::badInput, "the file does not have what this way of importing needs")};
     }
     const FileCertificate& certificate = file.certificates[wish.item];
     const bool withKey = certificate.key && wish.mode != CertImport::certificateOnly;
-    if (withKey && !keyWorks(file.keys[*certificate.key].key.get())) {
+    EVP_PKEY* const key = withKey ? file.keys[*certificate.key].key.get() : nullptr;
+    if (withKey && !keyWorks(key)) {
         return {ImportCert::modeUnfit, remark(Refused::unknownFormat, "the file's private key is damaged")};
     }
-    Import import(token, file, cache);
-    if (withKey) import.addKey(certificate, wish.extractable);
+    Import import(token, target, cache);
+    if (withKey) import.addKey(certificate, key, wish.extractable);
     import.addCertificate(certificate);
     if (wish.mode == CertImport::withChain) {
         for (const std::size_t issuer : file.issuersOf(wish.item)) import.addCertificate(file.certificates[issuer]);

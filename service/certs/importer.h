@@ -5,6 +5,7 @@
 
 #include <service/base/refused.h>
 #include <service/certs/holdings.h>
+#include <service/certs/import_target.h>
 #include <service/certs/parsed_file.h>
 #include <service/certs/token_objects.h>
 
@@ -52,9 +53,9 @@ private:
 // Returns the ways in which the certificate can be imported, as the bits of CertImportOption::modes.
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
-// Imports a certificate, its key, or both. Throws RefusedError when the token refuses.
-CertOutcome<vocabulary::ImportCert> importCertificate(HeldToken& token, const ParsedFile& file, const ImportWish& wish,
-                                                      FactsCache& cache);
+// Imports a certificate, its key, or both. `target` belongs to the session. Throws RefusedError when the token refuses.
+CertOutcome<vocabulary::ImportCert> importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file,
+                                                      const ImportWish& wish, FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
 
 // Imports a CRL. `everything` has the objects of all tokens, because the issuer of the list may be on any of them.

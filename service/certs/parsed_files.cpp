@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/certs/parsed_files.h>
 
+#include <service/certs/import_target.h>
 #include <service/certs/parsed_file.h>
 
 #include <algorithm>
@@ -16,14 +17,15 @@ ParsedFiles::~ParsedFiles() {
 }
 
 void ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share) {
-    state_.lock()->entries[session] = {std::move(file), std::move(share), Clock::now() + life_};
+    Kept kept{std::move(file), std::make_shared<ImportTarget>()};
+    state_.lock()->entries[session] = {std::move(kept), std::move(share), Clock::now() + life_};
     changed_.notify_one();
 }
 
-std::shared_ptr<const ParsedFile> ParsedFiles::find(std::uint64_t session) const {
+ParsedFiles::Kept ParsedFiles::find(std::uint64_t session) const {
     const auto state = state_.lock();
     const auto entry = state->entries.find(session);
-    return entry == state->entries.end() ? nullptr : entry->second.file;
+    return entry == state->entries.end() ? Kept() : entry->second.kept;
 }
 
 void ParsedFiles::forget(std::uint64_t session) { state_.lock()->entries.erase(session); }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Keeps the file that each session has parsed last. It is deleted at the next parse, at the end of the session, or
-// after ten minutes, because it may hold private keys. Its bytes are charged to the account for that time.
+// Keeps the file that each session has parsed last, with what its imports know of their token. It is deleted at the
+// next parse, at the end of the session, or after ten minutes, because it may hold private keys. Its bytes are charged
+// to the account for that time.
 #pragma once
 
 #include <platform/bridge/account_budget.h>
@@ -17,6 +18,7 @@
 
 namespace panelkitd {
 
+class ImportTarget;
 struct ParsedFile;
 
 // Any thread may call it.
@@ -29,15 +31,20 @@ public:
 
     using Share = std::shared_ptr<const bridge::AccountBudget::Share>;
 
+    struct Kept {
+        std::shared_ptr<const ParsedFile> file; // null when there is none
+        std::shared_ptr<ImportTarget> target;   // only this session uses it
+    };
+
     void keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share);
-    std::shared_ptr<const ParsedFile> find(std::uint64_t session) const; // null when there is none
+    Kept find(std::uint64_t session) const;
     void forget(std::uint64_t session);
     void forgetAll();
 
 private:
     using Clock = std::chrono::steady_clock;
     struct Entry {
-        std::shared_ptr<const ParsedFile> file;
+        Kept kept;
         Share share;
         Clock::time_point end;
     };

@@ -234,18 +234,26 @@ void HeldToken::requireNoOther(const std::optional<Account>& owner, const Accoun
                        owner->name);
 }
 
+// Counted before the command: one that fails half-way may have changed something too.
+void HeldToken::countChange() {
+    static std::atomic<std::uint64_t> changes{0};
+    provider_->lastChange_ = ++changes;
+}
+
 // A module can't check a PIN while its user is logged in. So a log-in while another account is logged in is refused
 // whatever the PIN is.
 void HeldToken::login(const HostLogin& login, const Account& who) {
     if (loggedIn()) return requireNoOther(owner(), who);
     // It can't be right, and the token would count it: it asks whether there is a log-in already.
     if (login.pin.empty()) throw RefusedError(Refused::notLoggedIn, "not logged in to the token");
+    countChange();
     turn_.tell(HostCommand::login, name_, login);
     provider_->setOwner(key(), who, turn_.incarnation());
 }
 
 void HeldToken::logout(const Account& who) {
     if (!who.administrator && loggedIn()) requireNoOther(owner(), who);
+    countChange();
     turn_.tell(HostCommand::logout, name_);
 }
 
@@ -262,6 +270,7 @@ void HeldToken::logoutAfterOnce() { turn_.tell(HostCommand::logout, name_); }
 
 void HeldToken::initialize(const HostInitialization& wish, const Account& who) {
     if (!who.administrator && loggedIn()) requireNoOther(owner(), who);
+    countChange();
     const auto made = turn_.ask<HostToken>(HostCommand::initialize, name_, wish);
     name_ = {made.label, made.serial, made.slot};
 }
@@ -343,14 +352,17 @@ std::vector<HostValue> HeldToken::read(std::uint64_t object, const std::vector<s
 }
 
 std::vector<std::uint64_t> HeldToken::create(const std::vector<HostTemplate>& objects) {
+    countChange();
     return turn_.ask<std::vector<std::uint64_t>>(HostCommand::create, name_, objects);
 }
 
 void HeldToken::destroy(const std::vector<std::uint64_t>& objects) {
+    countChange();
     turn_.tell(HostCommand::destroy, name_, generation_, objects);
 }
 
 HostKeyPair HeldToken::generate(const HostGeneration& wish) {
+    countChange();
     auto pair = turn_.ask<HostKeyPair>(HostCommand::generate, name_, wish);
     generation_ = pair.generation;
     return pair;

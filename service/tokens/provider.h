@@ -10,6 +10,7 @@
 #include <panelkit/tokens/token_records.h>
 #include <platform/system/guarded.h>
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <optional>
@@ -124,6 +125,7 @@ private:
     const Settings settings_;
     ModuleHost host_;
     SlotState watched_; // by the watcher, in its thread
+    std::atomic<std::uint64_t> lastChange_{0};
 
     platform::Guarded<State> state_;
 };
@@ -169,11 +171,16 @@ public:
     HostKeyPair generate(const HostGeneration& wish);
     std::string sign(HostSigning wish);
 
+    // Returns the number of the last command of this service that may have changed which objects the provider's tokens
+    // have or show. No two such commands of the process have the same number.
+    std::uint64_t lastChange() const { return provider_->lastChange_; }
+
 private:
     friend class Provider;
     HeldToken(std::shared_ptr<Provider> provider, ModuleHost::Turn turn, const PKCS11::TokenInfo& token);
 
     void readRest(std::vector<HostObject>& objects, const std::vector<HostQuery>& queries);
+    void countChange();
     void requireNoOther(const std::optional<Account>& owner, const Account& who) const;
     Provider::LoginKey key() const { return {name_.label, name_.serial}; }
     std::optional<Account> owner() const { return provider_->ownerOf(key(), turn_.incarnation()); }

@@ -342,6 +342,51 @@ TEST_F(TheSteeredToken, IsAskedOnceForEachOfManyCertificates) {
     }
 }
 
+// Each search takes some tokens as long as reading everything.
+TEST_F(TheSteeredToken, IsReadOnceForTheImportsOfABundle) {
+    login();
+    control.recordCalls();
+    std::string bundle;
+    for (int i = 0; i < 30; ++i) {
+        const Identity one = makeUser("user " + std::to_string(i), middle);
+        bundle += pem(one.der) + (i % 10 == 5 ? keyPem(one.key) : "");
+    }
+    ASSERT_EQ(parse(bundle), ParseResult::parsed);
+    const std::uint64_t before = control.calls("C_FindObjectsInit");
+    for (std::uint32_t item = 0; item < 30; ++item) {
+        const bool withKey = options[item].certificate.hasPrivateKey;
+        EXPECT_EQ(import(withKey ? CertImport::withPrivateKey : CertImport::certificateOnly, item),
+                  ImportCert::imported);
+    }
+    EXPECT_LE(control.calls("C_FindObjectsInit") - before, 12U) << "also on a machine that is slow at this moment";
+    EXPECT_EQ(list().size(), 30U);
+    EXPECT_EQ(list(vocabulary::CertSelector::withPrivateKey).size(), 3U);
+}
+
+TEST_F(TheSteeredToken, IsSeenAsItIsBetweenTheImportsOfABundle) {
+    control.createToken("second", {.label = "Second", .soPin = "so-secret", .userPin = "user-1"});
+    control.insert("second-reader", "second");
+    login();
+    login("Second");
+    const Identity first = makeUser("first", middle), keyed = makeUser("keyed", middle);
+    ASSERT_EQ(parse(pem(first.der) + pem(user.der) + pem(keyed.der) + keyPem(keyed.key)), ParseResult::parsed);
+    const auto importItem = [&](std::uint32_t item, CertImport mode = CertImport::certificateOnly) {
+        return static_cast<ImportCert>(
+            controller->ImportCertificate(office, item, static_cast<CertImportMode>(mode), false, nullptr));
+    };
+    ASSERT_EQ(importItem(0), ImportCert::imported);
+    ASSERT_EQ(importItem(1), ImportCert::imported);
+    EXPECT_EQ(importItem(0), ImportCert::alreadyThere) << "it was imported by a search";
+    EXPECT_EQ(importItem(1), ImportCert::alreadyThere) << "the token had been read before";
+    EXPECT_EQ(importTo(token("Second"), CertImport::certificateOnly), ImportCert::imported) << "another token";
+    EXPECT_EQ(importItem(2), ImportCert::imported);
+    EXPECT_EQ(importItem(2, CertImport::withPrivateKey), ImportCert::imported) << "its key is new";
+    EXPECT_EQ(importItem(2, CertImport::withPrivateKey), ImportCert::alreadyThere);
+    EXPECT_TRUE(named("CN=keyed").hasPrivateKey) << "one identifier links them";
+    ASSERT_TRUE(controller->DeleteCertificate(office, named("CN=user")));
+    EXPECT_EQ(importItem(1), ImportCert::imported) << "it was deleted meanwhile";
+}
+
 // ---- parsed files
 
 TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
@@ -394,14 +439,14 @@ TEST(AParsedFile, IsForgottenAfterItsTime) {
         files.keep(1, file, share());
         return std::weak_ptr<const panelkitd::ParsedFile>(file);
     }();
-    EXPECT_TRUE(files.find(1));
+    EXPECT_TRUE(files.find(1).file);
     for (int i = 0; i < 500 && !watched.expired(); ++i) std::this_thread::sleep_for(10ms);
     EXPECT_TRUE(watched.expired()) << "without anybody asking";
-    EXPECT_FALSE(files.find(1));
+    EXPECT_FALSE(files.find(1).file);
     EXPECT_EQ(budget.used(), 0U);
     files.keep(2, std::make_shared<const panelkitd::ParsedFile>(), share());
     files.forget(2);
-    EXPECT_FALSE(files.find(2));
+    EXPECT_FALSE(files.find(2).file);
     EXPECT_EQ(budget.used(), 0U);
 }
 
