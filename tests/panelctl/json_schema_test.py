@@ -161,12 +161,26 @@ def watched(folder):
         return [json.loads(line) for line in watch.stdout]
 
 
+def untyped_arrays(schema, place="schema"):
+    """The arrays whose elements the schema does not describe."""
+    if isinstance(schema, dict):
+        if schema.get("type") == "array" and "items" not in schema:
+            yield f"{place}: an array without \"items\""
+        schema = schema.items()
+    elif isinstance(schema, list):
+        schema = enumerate(schema)
+    else:
+        return
+    for name, part in schema:
+        yield from untyped_arrays(part, f"{place}/{name}")
+
+
 def main():
     with open(SCHEMA, encoding="utf-8") as stream:
         schema = json.load(stream)
     jsonschema.Draft202012Validator.check_schema(schema)
     validator = jsonschema.Draft202012Validator(schema)
-    problems = []
+    problems = list(untyped_arrays(schema))
     with tempfile.TemporaryDirectory() as folder:
         make_files(folder)
         service = started(folder)
