@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "attack.h"
 
+#include "../support/processes_posix.h"
+
 #include <platform/bridge/frame.h>
 
 #include <algorithm>
@@ -22,26 +24,6 @@ std::size_t entriesOf(const fs::path& folder) {
     return static_cast<std::size_t>(std::distance(begin(all), end(all)));
 }
 
-std::size_t childrenOf(const fs::path& process) {
-    std::size_t children = 0;
-    std::error_code none;
-    for (const auto& thread : fs::directory_iterator(process / "task", none)) {
-        std::ifstream file(thread.path() / "children");
-        for (std::string child; file >> child;) ++children;
-    }
-    return children;
-}
-
-// A number of the process's status, in bytes.
-std::uint64_t memoryOf(const fs::path& process, const std::string& what) {
-    std::ifstream status(process / "status");
-    for (std::string name; status >> name;) {
-        std::uint64_t kibibytes = 0;
-        if (name == what + ":" && status >> kibibytes) return kibibytes << 10;
-    }
-    return 0;
-}
-
 } // namespace
 
 int times(int usual) {
@@ -61,9 +43,10 @@ void report(const std::string& what, double figure) {
 }
 
 Usage usageOf(RunningService& service) {
-    const fs::path process = "/proc/" + std::to_string(service.process().id());
-    return {entriesOf(process / "task"), entriesOf(process / "fd"), childrenOf(process), memoryOf(process, "VmRSS"),
-            memoryOf(process, "VmHWM")};
+    const std::int64_t id = service.process().id();
+    const fs::path process = folderOf(id);
+    return {entriesOf(process / "task"), entriesOf(process / "fd"), hostsOf(id).size(), memoryOf(id, "VmRSS"),
+            memoryOf(id, "VmHWM")};
 }
 
 void expectUsage(RunningService& service, const Usage& before, std::uint64_t moreBytes) {
@@ -88,15 +71,6 @@ void expectUsage(RunningService& service, const Usage& before, std::uint64_t mor
 #else
     static_cast<void>(moreBytes);
 #endif
-}
-
-Client::Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
-Client::~Client() { CommandSender::Instance().CloseSession(session_); }
-
-bool Client::send(panelkit::Command command, const std::string& payload, std::string* reply) {
-    const panelkit::CommandRow& row = panelkit::commandRow(command);
-    return session_->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
-                                   static_cast<unsigned>(payload.size()), reply);
 }
 
 RawClient::RawClient(const std::string& endpoint) {

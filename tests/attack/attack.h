@@ -4,11 +4,10 @@
 // repeated. Linux only: the figures come from /proc.
 #pragma once
 
+#include "../support/bytes.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 
-#include <panelkit/bridge/command_stream.h>
-#include <panelkit/bridge/commands.h>
 #include <platform/bridge/channel.h>
 #include <platform/bridge/messages.h>
 
@@ -39,27 +38,6 @@ Usage usageOf(RunningService& service);
 // Freed memory may stay with the allocator, so `moreBytes` are allowed. Under a sanitizer, which keeps freed memory,
 // memory is not compared.
 void expectUsage(RunningService& service, const Usage& before, std::uint64_t moreBytes);
-
-// A front end with a connection of its own, used by one thread.
-class Client {
-public:
-    Client();
-    ~Client();
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr);
-
-private:
-    BridgeSession* session_;
-};
-
-template <class... Fields>
-std::string payloadOf(const Fields&... fields) {
-    std::string payload;
-    CommandStreamOut(payload).append(fields...);
-    return payload;
-}
 
 // A connection that sends bytes of its own.
 class RawClient {

@@ -10,7 +10,6 @@
 #include <atomic>
 #include <thread>
 
-using attack::payloadOf;
 using panelkit::Command;
 
 namespace {
@@ -20,21 +19,21 @@ constexpr int clients = 8;
 // What is sent in turn: reading and changing commands, and such that are refused.
 std::vector<std::pair<Command, std::string>> requests() {
     LPARAMS::Client::ADMIN admin;
-    std::string section = payloadOf(std::string("ADMIN"));
+    std::string section = encoded(std::string("ADMIN"));
     CommandStreamOut body(section);
     admin.save(body);
     return {
         {Command::EnumProviders, ""},
         {Command::EnumProviderTokens, ""},
-        {Command::ReadGroup, payloadOf(std::string("IKE"))},
+        {Command::ReadGroup, encoded(std::string("IKE"))},
         {Command::GetPolicyInfo, ""},
         {Command::GetSettings, ""},
         {Command::GetInterfaces, ""},
         {Command::GetStates, ""},
         {Command::WriteGroup, section},
-        {Command::EnumCertificates, payloadOf(std::int32_t{0})},
+        {Command::EnumCertificates, encoded(std::int32_t{0})},
         {Command::EnumPresharedKeys, ""},
-        {Command::ReadGroup, payloadOf(std::string("NOTHING"))},
+        {Command::ReadGroup, encoded(std::string("NOTHING"))},
         {Command::SetSettings, "short"},
     };
 }
@@ -43,7 +42,7 @@ void send(int count) {
     std::vector<std::thread> all;
     for (int i = 0; i < clients; ++i) {
         all.emplace_back([count] {
-            attack::Client client;
+            Client client;
             const auto all = requests();
             std::string reply;
             for (int sent = 0; sent < count / clients; ++sent) {

@@ -95,7 +95,7 @@ public:
 
 private:
     void run() {
-        attack::Client client;
+        Client client;
         while (!ended_) {
             const auto start = std::chrono::steady_clock::now();
             client.send(Command::EnumProviders, "") ? ++done_ : ++refused_;
@@ -112,7 +112,7 @@ private:
 
 TEST_F(AnEndpointUnderAttack, ServesOnAndKeepsNothing) {
     const int perThread = attack::times(12'000) / threads;
-    attack::Client().send(Command::EnumProviders, "");
+    Client().send(Command::EnumProviders, "");
     const attack::Usage before = attack::usageOf(service);
     std::atomic<unsigned> connected{0};
     {
@@ -132,7 +132,7 @@ TEST_F(AnEndpointUnderAttack, ServesOnAndKeepsNothing) {
     EXPECT_EQ(connected, static_cast<unsigned>(perThread * threads));
     attack::report("hostile connections", connected);
     attack::expectUsage(service, before, 8U << 20);
-    EXPECT_TRUE(attack::Client().send(Command::EnumProviders, ""));
+    EXPECT_TRUE(Client().send(Command::EnumProviders, ""));
 }
 
 TEST_F(AnEndpointUnderAttack, GivesNobodyMoreThanFiveSecondsForAHello) {

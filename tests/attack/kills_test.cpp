@@ -14,8 +14,6 @@
 #include <random>
 #include <thread>
 
-using attack::Client;
-using attack::payloadOf;
 using panelkit::Command;
 using namespace LPARAMS::Client;
 
@@ -33,7 +31,7 @@ Place inConfiguration(Parameter parameter) {
     const auto write = [parameter](Client& client, std::uint32_t value) {
         Group group;
         (group.*parameter).value = value;
-        std::string request = payloadOf(std::string(group.name));
+        std::string request = encoded(std::string(group.name));
         CommandStreamOut out(request);
         group.save(out);
         return client.send(Command::WriteGroup, request) && client.send(Command::CommitGroups, "");
@@ -41,7 +39,7 @@ Place inConfiguration(Parameter parameter) {
     const auto read = [parameter](Client& client) {
         Group group;
         std::string reply;
-        EXPECT_TRUE(client.send(Command::ReadGroup, payloadOf(std::string(group.name)), &reply));
+        EXPECT_TRUE(client.send(Command::ReadGroup, encoded(std::string(group.name)), &reply));
         CommandStreamIn in(reply);
         group.load(in);
         return static_cast<std::uint32_t>((group.*parameter).value);
@@ -54,11 +52,11 @@ Place inPolicySettings(const std::string& user) {
         LSPcmd::LSPsettings_t settings;
         settings.value2 = value;
         settings.File = std::string(4000, 'x');
-        return client.send(Command::SetUserSettings, payloadOf(user, settings));
+        return client.send(Command::SetUserSettings, encoded(user, settings));
     };
     const auto read = [user](Client& client) {
         std::string reply;
-        EXPECT_TRUE(client.send(Command::GetUserSettings, payloadOf(user), &reply)) << bridge::lastFailure().text();
+        EXPECT_TRUE(client.send(Command::GetUserSettings, encoded(user), &reply)) << bridge::lastFailure().text();
         LSPcmd::LSPsettings_t settings;
         panelkit::readReply<Command::GetUserSettings>(reply, settings);
         return settings.value2;

@@ -2,9 +2,9 @@
 //
 // A PKCS#11 module that lies, crashes or hangs in each of its functions, while eight clients work on the token of
 // another module: their commands are carried out, and take at most twice as long as without it.
+#include "../support/token_workers.h"
 #include "attack.h"
 
-#include <panelkit/certs/cert_records.h>
 #include <panelkit/monitor/monitor_records.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <testing/token_module_control.h>
@@ -13,13 +13,9 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <functional>
-#include <mutex>
 #include <thread>
 
-using attack::Client;
-using attack::payloadOf;
 using panelkit::Command;
 using panelkit::testing::TokenModuleControl;
 using PKCS11::ProviderInfo;
@@ -103,57 +99,6 @@ std::vector<Lie> allLies() {
     return lies;
 }
 
-// Clients that work on one token. The times of their commands are kept apart for each phase.
-class Workers {
-public:
-    Workers(const TokenInfo& token, unsigned count) {
-        for (unsigned i = 0; i < count; ++i) {
-            threads_.emplace_back([this, token, name = "key " + std::to_string(i)] { work(token, name); });
-        }
-    }
-    ~Workers() {
-        ended_ = true;
-        for (std::thread& thread : threads_) thread.join();
-    }
-    Workers(const Workers&) = delete;
-    Workers& operator=(const Workers&) = delete;
-
-    // The times since the last call, in milliseconds.
-    std::vector<double> takeTimes() {
-        const std::scoped_lock lock(mutex_);
-        return std::exchange(times_, {});
-    }
-    std::string refusal() {
-        const std::scoped_lock lock(mutex_);
-        return refusal_;
-    }
-
-private:
-    void work(const TokenInfo& token, const std::string& name) {
-        Client client;
-        while (!ended_) {
-            run(client, Command::CreatePresharedKey, payloadOf(token, name, std::string("secret value")));
-            run(client, Command::EnumKeys, payloadOf(token));
-            run(client, Command::DeletePresharedKey, payloadOf(token, PresharedKeyInfo{name}));
-            std::this_thread::sleep_for(60ms);
-        }
-    }
-    void run(Client& client, Command command, const std::string& payload) {
-        const auto start = std::chrono::steady_clock::now();
-        const bool carriedOut = client.send(command, payload);
-        const double time = attack::millisecondsSince(start);
-        const std::scoped_lock lock(mutex_);
-        times_.push_back(time);
-        if (!carriedOut && refusal_.empty()) refusal_ = bridge::lastFailure().text();
-    }
-
-    std::atomic<bool> ended_{false};
-    std::mutex mutex_;
-    std::vector<double> times_;
-    std::string refusal_;
-    std::vector<std::thread> threads_;
-};
-
 void append(std::vector<double>& all, const std::vector<double>& more) {
     all.insert(all.end(), more.begin(), more.end());
 }
@@ -215,7 +160,7 @@ protected:
         EXPECT_TRUE(controller.TokenLogin(office, "1234", false, nullptr)) << bridge::lastFailure().text();
         for (int i = 0; i < 4; ++i) {
             client.send(Command::CreatePresharedKey,
-                        payloadOf(office, "key " + std::to_string(i), std::string("secret value")));
+                        encoded(office, "key " + std::to_string(i), std::string("secret value")));
         }
         return office;
     }
@@ -224,25 +169,24 @@ protected:
         const std::pair<Command, std::string> requests[] = {
             {Command::EnumProviderTokens, ""},
             {Command::EnumPresharedKeys, ""},
-            {Command::EnumCertificates, payloadOf(std::int32_t{0})},
+            {Command::EnumCertificates, encoded(std::int32_t{0})},
             {Command::EnumCRLs, ""},
-            {Command::EnumKeys, payloadOf(office)},
-            {Command::EnumCertLabels, payloadOf(office)},
+            {Command::EnumKeys, encoded(office)},
+            {Command::EnumCertLabels, encoded(office)},
             {Command::GetStates, ""},
-            {Command::GetCertRequestKeyInfo, payloadOf(office)},
-            {Command::CreatePresharedKey, payloadOf(office, std::string("new"), std::string("secret value"))},
-            {Command::DeletePresharedKey, payloadOf(office, PresharedKeyInfo{"key 1"})},
-            {Command::MakeCertRequest, payloadOf(office, request())},
-            {Command::GenerateKey,
-             payloadOf(office, vocabulary::keyType::rsa, std::uint32_t{2048}, std::string("made"))},
-            {Command::InitTokenRNG, payloadOf(office, std::string("seed"))},
-            {Command::TokenChangePassword, payloadOf(office, std::string("1234"), std::string("5678"), false, false)},
-            {Command::TokenLogout, payloadOf(office)},
-            {Command::TokenLogin, payloadOf(office, std::string("5678"), false)},
+            {Command::GetCertRequestKeyInfo, encoded(office)},
+            {Command::CreatePresharedKey, encoded(office, std::string("new"), std::string("secret value"))},
+            {Command::DeletePresharedKey, encoded(office, PresharedKeyInfo{"key 1"})},
+            {Command::MakeCertRequest, encoded(office, request())},
+            {Command::GenerateKey, encoded(office, vocabulary::keyType::rsa, std::uint32_t{2048}, std::string("made"))},
+            {Command::InitTokenRNG, encoded(office, std::string("seed"))},
+            {Command::TokenChangePassword, encoded(office, std::string("1234"), std::string("5678"), false, false)},
+            {Command::TokenLogout, encoded(office)},
+            {Command::TokenLogin, encoded(office, std::string("5678"), false)},
             {Command::TokenInitialize,
-             payloadOf(office, std::string("Office"), std::string("so-secret"), std::string("1234"), true)},
-            {Command::ProviderUnload, payloadOf(card())},
-            {Command::ProviderLoad, payloadOf(card())},
+             encoded(office, std::string("Office"), std::string("so-secret"), std::string("1234"), true)},
+            {Command::ProviderUnload, encoded(card())},
+            {Command::ProviderLoad, encoded(card())},
             {Command::EnumProviderTokens, ""},
         };
         double longest = 0;
@@ -273,7 +217,7 @@ void ALyingModule::harmsNobody(const std::vector<Lie>& lies) {
     double worst = 0, longest = 0;
     std::vector<double> undisturbed, disturbed;
     {
-        Workers workers(mine, 8);
+        TokenWorkers workers(mine, 8, {{Command::EnumKeys, encoded(mine)}}, 60ms);
         std::this_thread::sleep_for(1s);
         before = attack::usageOf(service);
         int number = 0;

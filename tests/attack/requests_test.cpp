@@ -15,7 +15,6 @@
 #include <atomic>
 #include <thread>
 
-using attack::payloadOf;
 using panelkit::Command;
 using PKCS11::TokenInfo;
 using testing::HasSubstr;
@@ -59,10 +58,10 @@ std::vector<Request> seeds(const TokenInfo& token) {
         all.push_back({row.command, samples[static_cast<std::size_t>(row.command)]});
     }
     const std::string certificate = makeAuthority("Root").der;
-    all.push_back({Command::ParseCertFile, payloadOf(certificate, std::string())});
-    all.push_back({Command::ImportCertificate, payloadOf(token, std::uint32_t{0}, std::uint32_t{0}, false)});
+    all.push_back({Command::ParseCertFile, encoded(certificate, std::string())});
+    all.push_back({Command::ImportCertificate, encoded(token, std::uint32_t{0}, std::uint32_t{0}, false)});
     LPARAMS::Client::IKE group;
-    std::string section = payloadOf(std::string(group.name));
+    std::string section = encoded(std::string(group.name));
     CommandStreamOut out(section);
     group.save(out);
     all.push_back({Command::WriteGroup, section});
@@ -78,7 +77,7 @@ TEST(MutatedRequests, AreAnsweredOrRefused) {
     std::vector<std::thread> threads;
     for (int i = 0; i < clients; ++i) {
         threads.emplace_back([&, i] {
-            attack::Client client;
+            Client client;
             std::minstd_rand random(static_cast<unsigned>(i) + 77);
             for (int sent = 0; sent < attack::times(30'000) / clients;) {
                 const Request& seed = all[(random() >> 4U) % all.size()];
@@ -102,7 +101,7 @@ TEST(MutatedRequests, AreAnsweredOrRefused) {
     attack::report("of these because they end early", early);
     EXPECT_EQ(lost, 0);
     EXPECT_GT(answered, 0);
-    EXPECT_TRUE(attack::Client().send(Command::EnumProviders, ""));
+    EXPECT_TRUE(Client().send(Command::EnumProviders, ""));
     closePooledSessions();
     const platform::ChildResult result = service.terminate();
     EXPECT_EQ(result.ending, platform::Ending::exited);

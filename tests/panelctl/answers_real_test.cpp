@@ -4,13 +4,7 @@
 // another character set, what an account may do; and the limit of a run, with a service that never comes to an end.
 #include "../support/config_service.h"
 #include "../support/other_user_posix.h"
-#include "../support/panelctl.h"
-
-#include <testing/scripted_service.h>
-
-#include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
+#include "../support/panelctl_fixture.h"
 
 #include <algorithm>
 #include <chrono>
@@ -25,42 +19,18 @@ using testing::Not;
 
 namespace {
 
-platform::ChildResult program(std::vector<std::string> arguments, const std::string& softhsm = {}) {
-    platform::ChildOptions options;
-    options.arguments = std::move(arguments);
-    if (!softhsm.empty()) options.environment["SOFTHSM2_CONF"] = softhsm;
-    return platform::runChild(options, std::chrono::seconds(60));
-}
-
-class ARealService : public testing::Test {
-protected:
-    explicit ARealService(std::vector<std::string> options = {}) : service(std::move(options)) {}
-
-    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {},
-                              std::map<std::string, std::optional<std::string>> environment = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input, std::move(environment));
-    }
-    void makeToken(const std::string& label) {
-        const auto made =
-            run({"token", "init", "--label", label, "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
-        EXPECT_EQ(made.status, 0) << made.error;
-        EXPECT_EQ(run({"token", "login", label, "--pin-stdin"}, "user-1\n").status, 0);
-    }
-
-    TemporaryFolder folder;
-    RunningService service;
-};
+using ARealService = PanelctlAndPanelkitd;
 
 // ---- keys that ask for the PIN
 
 class AKeyThatAsksForThePin : public ARealService {
 protected:
     AKeyThatAsksForThePin() {
-        makeToken("Office");
-        const auto made = program({"pkcs11-tool", "--module", "/usr/lib/softhsm/libsofthsm2.so", "--token-label",
-                                   "Office", "--login", "--pin", "user-1", "--keypairgen", "--key-type",
-                                   "EC:prime256v1", "--label", "careful", "--id", "01", "--always-auth"},
-                                  service.state() + "/softhsm/softhsm2.conf");
+        initialize("Office");
+        login();
+        const auto made =
+            pkcs11Tool(service, {"--token-label", "Office", "--login", "--pin", "user-1", "--keypairgen", "--key-type",
+                                 "EC:prime256v1", "--label", "careful", "--id", "01", "--always-auth"});
         EXPECT_EQ(made.status, 0) << made.output << made.error;
     }
     platform::ChildResult request(std::vector<std::string> more, const std::string& input) {
@@ -150,14 +120,14 @@ TEST_F(APolicyCheck, ReportsEveryMistakeAndActivatesNothing) {
 // ---- lists and arguments
 
 TEST_F(ARealService, ListsTokensAndTheirObjectsInOrder) {
-    for (const char* label : {"middle", "Zebra", "anna"}) makeToken(label);
+    for (const char* label : {"middle", "Zebra", "anna"}) initialize(label);
+    login("anna");
     for (const char* name : {"two", "One"}) {
         EXPECT_EQ(run({"psk", "create", name, "--token", "anna", "--value-stdin"}, "secret\n").status, 0);
     }
     const auto names = [&](std::vector<std::string> arguments, const char* member) {
         std::string all;
-        arguments.emplace_back("--json");
-        for (const json& entry : json::parse(run(std::move(arguments)).output)) {
+        for (const auto& entry : json(std::move(arguments))) {
             all += entry[member].get<std::string>() + ' ';
         }
         return all;
@@ -168,12 +138,12 @@ TEST_F(ARealService, ListsTokensAndTheirObjectsInOrder) {
 
 // localedef makes the locale, since few systems have it.
 TEST_F(ARealService, TakesArgumentsInTheCharacterSetOfTheLocale) {
-    makeToken("Офис");
+    initialize("Офис");
+    login("Офис");
     const std::string koi8 = "\xEF\xC6\xC9\xD3"; // the same in KOI8-R
     program({"localedef", "-i", "ru_RU", "-f", "KOI8-R", folder.file("ru_RU.KOI8-R")});
     if (!std::filesystem::exists(folder.file("ru_RU.KOI8-R"))) GTEST_SKIP() << "there is no localedef";
-    const std::map<std::string, std::optional<std::string>> environment{{"LC_ALL", "ru_RU.KOI8-R"},
-                                                                        {"LOCPATH", folder.file("")}};
+    const Environment environment{{"LC_ALL", "ru_RU.KOI8-R"}, {"LOCPATH", folder.file("")}};
     const auto result = run({"token", "logout", koi8, "--json"}, {}, environment);
     EXPECT_EQ(result.status, 0) << result.error;
     EXPECT_EQ(json::parse(result.output)["label"], "Офис");

@@ -3,7 +3,6 @@
 // panelctl's texts in another language: the Russian catalogue as it was built, and the choice of a language.
 #include <panelctl/base/language.h>
 #include <panelctl/base/say.h>
-#include <panelkit/cli/console_setup.h>
 
 #include "../support/fake_console.h"
 #include "../support/places.h"
@@ -12,13 +11,6 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-
-// The setup is made once per process; a test repeats it for its own console.
-namespace panelkit {
-struct ConsoleSetupProbe {
-    static void forget() { ConsoleSetup::instance() = {}; }
-};
-} // namespace panelkit
 
 using namespace panelctl;
 using testing::HasSubstr;

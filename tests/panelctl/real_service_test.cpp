@@ -12,18 +12,9 @@ using testing::HasSubstr;
 
 namespace {
 
-class TheAdministrator : public testing::Test {
+class TheAdministrator : public PanelctlAndPanelkitd {
 protected:
-    platform::ChildResult run(std::vector<std::string> arguments, const std::string& input = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input);
-    }
-    void initialize(const std::string& label) {
-        const auto result =
-            run({"token", "init", "--label", label, "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
-        ASSERT_EQ(result.status, 0) << result.error;
-    }
-
-    RunningService service{{"--users-group", "games"}};
+    TheAdministrator() : PanelctlAndPanelkitd({"--users-group", "games"}) {}
 };
 
 TEST_F(TheAdministrator, GetsThroughTheDay) {
@@ -44,7 +35,7 @@ TEST_F(TheAdministrator, GetsThroughTheDay) {
     expect(0, {"token", "change-pin", "Office", "--so", "--pin-stdin", "--new-pin-stdin"}, "so-pin-1\nso-pin-2\n");
     expect(20, erase, "so-pin-1\nuser-1\n");
     expect(0, erase, "so-pin-2\nuser-1\n");
-    EXPECT_EQ(nlohmann::json::parse(run({"token", "list", "--json"}).output)[0]["label"], "Home");
+    EXPECT_EQ(json({"token", "list"})[0]["label"], "Home");
 }
 
 TEST_F(TheAdministrator, WatchesWhatHappens) {
@@ -64,8 +55,8 @@ TEST_F(TheAdministrator, WatchesWhatHappens) {
 }
 
 TEST_F(TheAdministrator, IsSpokenToInTheLanguageOfTheEnvironment) {
-    const auto note = [&](std::map<std::string, std::optional<std::string>> environment) {
-        return panelctl(service.endpoint(), {"token", "list", "--provider", "x"}, {}, std::move(environment)).error;
+    const auto note = [&](Environment environment) {
+        return run({"token", "list", "--provider", "x"}, {}, std::move(environment)).error;
     };
     const auto russian = HasSubstr("нет провайдера \"x\"");
     EXPECT_THAT(note({{"LC_ALL", std::nullopt}, {"LC_MESSAGES", std::nullopt}, {"LANG", "ru_RU.UTF-8"}}), russian);
@@ -75,11 +66,8 @@ TEST_F(TheAdministrator, IsSpokenToInTheLanguageOfTheEnvironment) {
 
 TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
     const auto written = [&](const std::string& redirection, const std::string& command) {
-        platform::ChildOptions options;
-        options.arguments = {"/bin/sh", "-c",
-                             builtProgram("panelctl") + " --endpoint " + service.endpoint() + " " + command +
-                                 redirection};
-        return platform::runChild(options, std::chrono::seconds(30));
+        return program({"/bin/sh", "-c",
+                        builtProgram("panelctl") + " --endpoint " + service.endpoint() + " " + command + redirection});
     };
     for (const char* redirection : {" >/dev/full", " >&-"}) {
         for (const char* command : {"--help", "provider list", "provider list --json", "config list"}) {
@@ -90,11 +78,11 @@ TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
     }
     EXPECT_EQ(written(" <&- 2>&-", "provider list").status, 0);
     // A reader that has left has seen enough. The trap keeps the signal from ending panelctl.
-    platform::ChildOptions left;
-    left.arguments = {"/bin/sh", "-c",
-                      "{ trap '' PIPE; sleep 0.3; " + builtProgram("panelctl") + " --endpoint " + service.endpoint() +
-                          " provider list; echo $? >&2; } | true"};
-    EXPECT_EQ(platform::runChild(left, std::chrono::seconds(30)).error, "0\n");
+    EXPECT_EQ(program({"/bin/sh", "-c",
+                       "{ trap '' PIPE; sleep 0.3; " + builtProgram("panelctl") + " --endpoint " + service.endpoint() +
+                           " provider list; echo $? >&2; } | true"})
+                  .error,
+              "0\n");
 }
 
 TEST_F(TheAdministrator, IsToldInTheirLanguageWhatTheServiceDoesNotDo) {
@@ -124,10 +112,7 @@ TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
 // Another program, with the same module and folder, sees the changes.
 TEST_F(TheAdministrator, LeavesTokensThatOpenScSeesToo) {
     initialize("Office");
-    platform::ChildOptions options;
-    options.arguments = {"pkcs11-tool", "--module", "/usr/lib/softhsm/libsofthsm2.so", "-L"};
-    options.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
-    const auto seen = platform::runChild(options, std::chrono::seconds(30));
+    const auto seen = pkcs11Tool(service, {"-L"});
     EXPECT_EQ(seen.status, 0) << seen.error;
     EXPECT_THAT(seen.output, HasSubstr("Office"));
 }

@@ -12,9 +12,9 @@
 #include <service/monitor/key_records.h>
 
 #include "../support/certificate_maker.h"
+#include "refusal_of.h"
 
 #include <service/base/plain_text.h>
-#include <service/base/refused.h>
 
 #include <openssl/kdf.h>
 #include <openssl/pem.h>
@@ -159,14 +159,7 @@ TEST(ARecordOfACertificate, NamesItByFingerprintOrElseByIssuerAndSerialNumber) {
 TEST(ARecordOfAKey, MeansTheOneKeyThatItDescribes) {
     TokenObjects objects;
     const auto add = [&] { objects.keys.push_back({1, CKK_EC, "id", "gate", "", false, false, true}); };
-    const auto refused = [&](const panelkit::KeyInfo& record) {
-        try {
-            findPair(objects, record);
-        } catch (const RefusedError& error) {
-            return error.reason;
-        }
-        return vocabulary::Refused::none;
-    };
+    const auto refused = [&](const panelkit::KeyInfo& record) { return refusalOf([&] { findPair(objects, record); }); };
     add();
     const panelkit::KeyInfo record = describe(keyPairs(objects).at(0));
     EXPECT_EQ(refused(record), vocabulary::Refused::none);

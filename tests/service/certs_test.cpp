@@ -253,12 +253,8 @@ TEST_F(TheToken, KeepsItsKeysFromLeaving) {
     wish.commonName = "gate";
     ASSERT_EQ(controller->MakeCertRequest(token(), wish, content), MakeCertRequestResult{}) << content;
     const auto objects = [&](std::vector<std::string> logIn) {
-        platform::ChildOptions child;
-        child.arguments = {"pkcs11-tool",   "--module", "/usr/lib/softhsm/libsofthsm2.so",
-                           "--token-label", "Office",   "-O"};
-        child.arguments.insert(child.arguments.end(), logIn.begin(), logIn.end());
-        child.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
-        return platform::runChild(child, std::chrono::seconds(30)).output;
+        logIn.insert(logIn.end(), {"--token-label", "Office", "-O"});
+        return pkcs11Tool(service, std::move(logIn)).output;
     };
     const auto count = [](const std::string& list, const std::string& part) {
         int number = 0;

@@ -71,7 +71,7 @@ protected:
     WithAListener() {
         CommandSender::Instance().SetEndpoint(endpoint);
         heard = std::make_unique<HeardNotices>();
-        EXPECT_TRUE(heard->waitForAttached(1));
+        EXPECT_TRUE(heard->attached.reaches(1));
     }
     ~WithAListener() override {
         heard.reset();

@@ -2,9 +2,9 @@
 //
 // The commands to a module as its host carries them out, in this process: which token and which object a name means,
 // and what the module is asked.
+#include "refusal_of.h"
 #include "steered_token.h"
 
-#include <service/base/refused.h>
 #include <service/certs/token_attributes.h>
 #include <service/modules/hosted_module.h>
 
@@ -32,14 +32,11 @@ protected:
     }
     template <class... Fields>
     Refused refusalOf(HostCommand command, const Fields&... fields) {
-        try {
+        return ::refusalOf([&] {
             const std::string request = encoded(fields...);
             CommandStreamIn in(request);
             module.handle(command, in);
-        } catch (const RefusedError& refused) {
-            return refused.reason;
-        }
-        return Refused::none;
+        });
     }
     std::vector<HostToken> tokens() { return ask<HostTokens>(HostCommand::tokens, std::uint64_t{0}).tokens; }
     HostTokenName nameOf(const std::string& label) {

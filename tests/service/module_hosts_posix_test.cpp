@@ -2,21 +2,17 @@
 //
 // A PKCS#11 module that crashes, hangs or lies in one of its functions: only its own tokens notice, and they come back.
 // Who is logged in to a token is one account.
-#include "../support/bytes.h"
 #include "../support/other_user_posix.h"
 #include "../support/panelctl.h"
-#include "hosts_posix.h"
+#include "../support/processes_posix.h"
+#include "../support/token_workers.h"
 #include "steered_token.h"
 #include "with_service.h"
 
-#include <panelkit/certs/cert_records.h>
-
 #include <sys/stat.h>
 
-#include <atomic>
 #include <fstream>
 #include <thread>
-#include <vector>
 
 using panelkit::Command;
 using PKCS11::TokenInfo;
@@ -26,53 +22,6 @@ using namespace std::chrono_literals;
 namespace flag = vocabulary::tokenFlag;
 
 namespace {
-
-// Clients that work on one token until they are asked to end; what they are refused is kept.
-class Workers {
-public:
-    Workers(const TokenInfo& token, unsigned count) {
-        for (unsigned i = 0; i < count; ++i) {
-            threads_.emplace_back([this, token, name = "key " + std::to_string(i)] { work(token, name); });
-        }
-    }
-    // The first refusal, and how many commands were carried out.
-    std::pair<std::string, unsigned> end() {
-        ended_ = true;
-        for (std::thread& thread : threads_) thread.join();
-        threads_.clear();
-        return {refusal_, done_};
-    }
-    ~Workers() { end(); }
-    Workers(const Workers&) = delete;
-    Workers& operator=(const Workers&) = delete;
-
-private:
-    void work(const TokenInfo& token, const std::string& name) {
-        Client client;
-        const PresharedKeyInfo key{name};
-        while (!ended_) {
-            note(client.send(Command::EnumProviderTokens, ""));
-            note(client.send(Command::CreatePresharedKey, encoded(token, name, std::string("secret value"))));
-            note(client.send(Command::EnumPresharedKeys, ""));
-            note(client.send(Command::DeletePresharedKey, encoded(token, key)));
-            std::this_thread::sleep_for(200ms);
-        }
-    }
-    void note(bool carriedOut) {
-        if (carriedOut) {
-            ++done_;
-            return;
-        }
-        const std::scoped_lock lock(mutex_);
-        if (refusal_.empty()) refusal_ = bridge::lastFailure().text();
-    }
-
-    std::atomic<bool> ended_{false};
-    std::atomic<unsigned> done_{0};
-    std::mutex mutex_;
-    std::string refusal_;
-    std::vector<std::thread> threads_;
-};
 
 class AnUntrustedModule : public Steered<WithService> {
 protected:
@@ -141,7 +90,7 @@ std::string payloadFor(Command command, const TokenInfo& office) {
 }
 
 TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
-    Workers workers(safe(), 8);
+    TokenWorkers workers(safe(), 8, {{Command::EnumProviderTokens, ""}, {Command::EnumPresharedKeys, ""}}, 200ms);
     Client client;
     for (const bool crash : {true, false}) {
         for (const Reached& row : reachedBy) {
@@ -164,9 +113,9 @@ TEST_F(AnUntrustedModule, ThatCrashesOrHangsHarmsNobodyElseAndComesBack) {
         control.clearFaults();
         EXPECT_TRUE(comesBack());
     }
-    const auto [refusal, done] = workers.end();
-    EXPECT_EQ(refusal, "");
-    EXPECT_GT(done, 100U);
+    workers.end();
+    EXPECT_EQ(workers.refusal(), "");
+    EXPECT_GT(workers.takeTimes().size(), 100U);
     EXPECT_TRUE(token("Safe").flags & flag::loggedIn);
 }
 

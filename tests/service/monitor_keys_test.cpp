@@ -218,20 +218,8 @@ protected:
     bool store(const std::string& der, std::vector<std::string> how) {
         const std::string file = service.folder().file("object.der");
         platform::replaceFile(file, der, true);
-        platform::ChildOptions other;
-        other.arguments = {"pkcs11-tool",
-                           "--module",
-                           "/usr/lib/softhsm/libsofthsm2.so",
-                           "--token-label",
-                           "Office",
-                           "--login",
-                           "--pin",
-                           "user-1",
-                           "--write-object",
-                           file};
-        other.arguments.insert(other.arguments.end(), how.begin(), how.end());
-        other.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
-        return platform::runChild(other, std::chrono::seconds(30)).status == 0;
+        how.insert(how.end(), {"--token-label", "Office", "--login", "--pin", "user-1", "--write-object", file});
+        return pkcs11Tool(service, std::move(how)).status == 0;
     }
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 class TheNoticesOfAService : public WithCertificates {
 protected:
-    TheNoticesOfAService() { EXPECT_TRUE(heard->waitForAttached(1)); }
+    TheNoticesOfAService() { EXPECT_TRUE(heard->attached.reaches(1)); }
     vocabulary::PolicyNotice next(Notification kind) {
         const auto notice = heard->next(kind);
         EXPECT_TRUE(notice);

@@ -24,7 +24,7 @@ struct Listening {
         closePooledSessions();
         CommandSender::Instance().SetEndpoint(service.endpoint());
         heard = std::make_unique<HeardNotices>();
-        EXPECT_TRUE(heard->waitForAttached(1));
+        EXPECT_TRUE(heard->attached.reaches(1));
     }
     RunningService service{{"--embedded-module", ""}};
     std::unique_ptr<HeardNotices> heard;
@@ -34,7 +34,7 @@ TEST(AServiceThatIsAskedToEnd, SaysSoToThoseWhoListen) {
     Listening listening;
     EXPECT_EQ(listening.service.terminate().status, 0);
     EXPECT_TRUE(listening.heard->next(Notification::serviceStopping));
-    EXPECT_TRUE(listening.heard->waitForDetached(1));
+    EXPECT_TRUE(listening.heard->detached.reaches(1));
 }
 
 TEST(AServiceThatIsAskedToEnd, WaitsOnlyAMomentForAFrontEndThatDoesNotAnswer) {

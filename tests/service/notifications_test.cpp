@@ -27,7 +27,7 @@ protected:
 
     void listen() {
         heard = std::make_unique<HeardNotices>();
-        ASSERT_TRUE(heard->waitForAttached(1));
+        ASSERT_TRUE(heard->attached.reaches(1));
     }
     TokenInfo office() {
         const auto all = listed();

@@ -5,9 +5,9 @@
 #include <service/policy/policies.h>
 
 #include "../support/running_service.h"
+#include "refusal_of.h"
 
 #include <service/base/log.h>
-#include <service/base/refused.h>
 
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>
@@ -196,15 +196,6 @@ LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {
     LSPcmd::LSPsettings_t settings;
     settings.File.assign(bytes, 'f');
     return settings;
-}
-
-vocabulary::Refused refusalOf(const std::function<void()>& change) {
-    try {
-        change();
-    } catch (const RefusedError& refused) {
-        return refused.reason;
-    }
-    return vocabulary::Refused::none;
 }
 
 // Stored data must be readable at the next start, and accounts must leave room for the system's policy.

@@ -3,6 +3,7 @@
 // Events that must not end the service: clients that claim or send much, modules that hang when it must end,
 // no more threads. POSIX only.
 #include "../platform/bridge/raw_client.h"
+#include "../support/processes_posix.h"
 #include "steered_token.h"
 #include "with_service.h"
 
@@ -21,16 +22,6 @@ using vocabulary::Refused;
 using namespace std::chrono_literals;
 
 namespace {
-
-// A number of /proc/PID/status, in bytes.
-std::uint64_t memoryOf(std::int64_t process, const std::string& what) {
-    std::ifstream status("/proc/" + std::to_string(process) + "/status");
-    for (std::string name; status >> name;) {
-        std::uint64_t kibibytes = 0;
-        if (name == what + ":" && status >> kibibytes) return kibibytes << 10;
-    }
-    return 0;
-}
 
 class TheServiceUnderLoad : public WithService {
 protected:

@@ -4,7 +4,7 @@
 // kind of account. Needs root, to become these accounts.
 #include "../support/as_user_posix.h"
 #include "../support/bytes.h"
-#include "hosts_posix.h"
+#include "../support/processes_posix.h"
 #include "with_service.h"
 
 #include <panelkit/certs/cert_records.h>

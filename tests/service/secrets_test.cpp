@@ -2,9 +2,9 @@
 //
 // A PIN leaves no trace: not in the memory of front end and service, not in the process list, not in the log.
 #include "../support/memory_scan.h"
+#include "../support/processes_posix.h"
 #include "../support/standing_client.h"
 #include "certs_fixture.h"
-#include "hosts_posix.h"
 
 #include <service/certs/openssl_handles.h>
 

@@ -5,6 +5,7 @@
 #include "../support/places.h"
 #include "../support/running_service.h"
 #include "../support/state_damages.h"
+#include "refusal_of.h"
 
 #include <service/config/configuration.h>
 #include <service/policy/policies.h>
@@ -33,15 +34,6 @@ struct Start {
     bool warns = false;
     Refused change = Refused::none; // why a change is refused
 };
-
-Refused refusalOf(const std::function<void()>& change) {
-    try {
-        change();
-    } catch (const RefusedError& refused) {
-        return refused.reason;
-    }
-    return Refused::none;
-}
 
 // Called before the change is tried.
 using Meanwhile = std::function<void()>;

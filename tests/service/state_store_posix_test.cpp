@@ -2,10 +2,10 @@
 //
 // A service whose state can't be stored, because its folder is gone or the disk is full: each command that changes
 // something is refused and audited, and the service goes on with what it had.
+#include "../support/processes_posix.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 #include "../support/user_folder.h"
-#include "hosts_posix.h"
 
 #include <service/state/state_file.h>
 

@@ -7,6 +7,7 @@
 #include <service/modules/trusted_file.h>
 
 #include "../support/running_service.h"
+#include "refusal_of.h"
 
 #include <platform/bridge/peer.h>
 #include <platform/system/files.h>
@@ -21,16 +22,6 @@ using namespace panelkitd;
 using vocabulary::Refused;
 
 namespace {
-
-template <class Work>
-Refused refusalOf(const Work& work) {
-    try {
-        work();
-    } catch (const RefusedError& refused) {
-        return refused.reason;
-    }
-    return Refused::none;
-}
 
 TEST(AnAccount, IsKnownByItsGroups) {
     Access access("games", "staff");

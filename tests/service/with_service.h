@@ -7,7 +7,6 @@
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 
-#include <panelkit/bridge/commands.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
@@ -18,29 +17,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-// Sends bytes that a controller would perhaps not send. Returns whether they were answered.
-inline bool sendOver(BridgeSession* session, const panelkit::CommandRow& row, const std::string& payload,
-                     std::string* reply = nullptr) {
-    return session->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
-                                  static_cast<unsigned>(payload.size()), reply);
-}
-
-// A front end with a connection of its own, for one thread.
-class Client {
-public:
-    Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
-    ~Client() { CommandSender::Instance().CloseSession(session_); }
-    Client(const Client&) = delete;
-    Client& operator=(const Client&) = delete;
-
-    bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr) {
-        return sendOver(session_, panelkit::commandRow(command), payload, reply);
-    }
-
-private:
-    BridgeSession* session_;
-};
 
 class WithService : public testing::Test {
 protected:

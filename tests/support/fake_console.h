@@ -4,11 +4,17 @@
 // process's console as long as it exists.
 #pragma once
 
+#include <panelkit/cli/console_setup.h>
 #include <platform/console/console.h>
 
 #include <deque>
 #include <string>
 #include <vector>
+
+// The setup is made once per process; a test repeats it for its own console.
+struct panelkit::ConsoleSetupProbe {
+    static void forget() { ConsoleSetup::instance() = {}; }
+};
 
 class FakeConsole : public platform::Console {
 public:

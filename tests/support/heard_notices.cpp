@@ -57,38 +57,6 @@ bool HeardNotices::silentFor(std::chrono::milliseconds time) {
     return !changed_.wait_for(lock, time, [this] { return !notices_.empty(); });
 }
 
-int HeardNotices::attached() const {
-    const std::scoped_lock lock(mutex_);
-    return attached_;
-}
-
-int HeardNotices::detached() const {
-    const std::scoped_lock lock(mutex_);
-    return detached_;
-}
-
-bool HeardNotices::waitForAttached(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 10s, [&] { return attached_ >= count; });
-}
-
-bool HeardNotices::waitForDetached(int count) {
-    std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 10s, [&] { return detached_ >= count; });
-}
-
-void HeardNotices::handleServerAttachNotification() {
-    const std::scoped_lock lock(mutex_);
-    ++attached_;
-    changed_.notify_all();
-}
-
-void HeardNotices::handleServerDetachNotification() {
-    const std::scoped_lock lock(mutex_);
-    ++detached_;
-    changed_.notify_all();
-}
-
 void HeardNotices::hold(bool answers) {
     const std::scoped_lock lock(mutex_);
     held_ = answers;

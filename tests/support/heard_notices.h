@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// A listening front end: records every notification of panelkitd, and counts attaches and detaches.
+// A listening front end: records every notification of panelkitd.
 #pragma once
+
+#include "waiting.h"
 
 #include <panelkit/notifications/notifications_listener.h>
 #include <vocabulary/notifications.h>
 
-#include <chrono>
-#include <condition_variable>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -31,10 +30,7 @@ public:
     // Whether none is left and none arrives for that time.
     bool silentFor(std::chrono::milliseconds time);
 
-    int attached() const;
-    int detached() const;
-    bool waitForAttached(int count);
-    bool waitForDetached(int count);
+    Count attached, detached;
 
     // From now on handlers do not return until they are released.
     void holdAnswers() { hold(true); }
@@ -42,15 +38,13 @@ public:
 
 private:
     class Handler;
-    void handleServerAttachNotification() override;
-    void handleServerDetachNotification() override;
+    void handleServerAttachNotification() override { attached.add(); }
+    void handleServerDetachNotification() override { detached.add(); }
     void hold(bool answers);
 
-    mutable std::mutex mutex_; // guards what follows
+    std::mutex mutex_; // guards what follows
     std::condition_variable changed_;
     std::list<Notice> notices_;
-    int attached_ = 0;
-    int detached_ = 0;
     bool held_ = false;
     std::vector<std::unique_ptr<Handler>> handlers_;
 };

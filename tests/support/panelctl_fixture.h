@@ -37,9 +37,13 @@ template <class Service>
 class PanelctlWith : public testing::Test {
 protected:
     using Arguments = std::vector<std::string>;
+    using Environment = std::map<std::string, std::optional<std::string>>;
 
-    platform::ChildResult run(Arguments arguments, const std::string& input = {}) {
-        return panelctl(service.endpoint(), std::move(arguments), input);
+    template <class... How>
+    explicit PanelctlWith(How&&... how) : service(std::forward<How>(how)...) {}
+
+    platform::ChildResult run(Arguments arguments, const std::string& input = {}, Environment environment = {}) {
+        return panelctl(service.endpoint(), std::move(arguments), input, std::move(environment));
     }
     void good(Arguments arguments, const std::string& input = {}) {
         const auto result = run(std::move(arguments), input);
@@ -71,24 +75,36 @@ protected:
     }
 };
 
-// Each test has a panelkitd, the token "Office" and a folder.
-class PanelctlForReal : public PanelctlWith<RunningService> {
+// Each test has a panelkitd and a folder.
+class PanelctlAndPanelkitd : public PanelctlWith<RunningService> {
 protected:
-    PanelctlForReal() {
-        good({"token", "init", "--label", "Office", "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
+    explicit PanelctlAndPanelkitd(Arguments options = {}) : PanelctlWith(std::move(options)) {}
+
+    void initialize(const std::string& label) {
+        good({"token", "init", "--label", label, "--so-pin-stdin", "--pin-stdin"}, "so-pin-1\nuser-1\n");
     }
-    void login() { good({"token", "login", "Office", "--pin-stdin"}, "user-1\n"); }
+    void login(const std::string& label = "Office") { good({"token", "login", label, "--pin-stdin"}, "user-1\n"); }
     std::string file(const std::string& name) const { return folder.file(name); }
-    // Runs OpenSSL; returns its output. The variable FILE_PASSWORD is "päss".
-    static std::string openssl(Arguments arguments) {
-        arguments.insert(arguments.begin(), "openssl");
+    // Runs another program. The variable FILE_PASSWORD is "päss".
+    static platform::ChildResult program(Arguments arguments) {
         platform::ChildOptions options;
         options.arguments = std::move(arguments);
         options.environment["FILE_PASSWORD"] = "päss";
-        const auto result = platform::runChild(options, std::chrono::seconds(60));
-        EXPECT_EQ(result.status, 0) << result.error;
-        return result.output + result.error;
+        return platform::runChild(options, std::chrono::seconds(60));
     }
 
     TemporaryFolder folder;
+};
+
+// Each test has the token "Office", too.
+class PanelctlForReal : public PanelctlAndPanelkitd {
+protected:
+    PanelctlForReal() { initialize("Office"); }
+    // Returns OpenSSL's output.
+    static std::string openssl(Arguments arguments) {
+        arguments.insert(arguments.begin(), "openssl");
+        const auto result = program(std::move(arguments));
+        EXPECT_EQ(result.status, 0) << result.error;
+        return result.output + result.error;
+    }
 };

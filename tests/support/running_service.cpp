@@ -70,3 +70,11 @@ platform::ChildResult RunningService::terminate() {
     process_->terminate();
     return process_->wait(endLimit);
 }
+
+platform::ChildResult pkcs11Tool(const RunningService& service, std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), {"pkcs11-tool", "--module", "/usr/lib/softhsm/libsofthsm2.so"});
+    platform::ChildOptions options;
+    options.arguments = std::move(arguments);
+    options.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
+    return platform::runChild(options, std::chrono::seconds(60));
+}

@@ -28,6 +28,10 @@ private:
 // The path of a program or library of the build that the test belongs to.
 std::string builtProgram(const std::string& name);
 
+class RunningService;
+// Runs pkcs11-tool with the service's embedded provider: another program of this host.
+platform::ChildResult pkcs11Tool(const RunningService& service, std::vector<std::string> arguments);
+
 class RunningService {
 public:
     // Starts it and waits until it serves. Throws std::runtime_error, with its log, when it does not.

@@ -3,6 +3,7 @@
 // A test that talks to a scripted service over a real socket or pipe, with a session pool that starts empty.
 #pragma once
 
+#include <panelkit/bridge/commands.h>
 #include <panelkit/bridge/sessions_pool.h>
 #include <testing/scripted_service.h>
 
@@ -20,6 +21,29 @@ inline void closePooledSessions() {
         SessionsPool::CloseSession(id);
     }
 }
+
+// Sends bytes that a controller would perhaps not send. Returns whether they were answered.
+inline bool sendOver(BridgeSession* session, const panelkit::CommandRow& row, const std::string& payload,
+                     std::string* reply = nullptr) {
+    return session->__SendCommand(row.module, static_cast<long>(row.code), payload.data(),
+                                  static_cast<unsigned>(payload.size()), reply);
+}
+
+// A front end with a connection of its own, for one thread.
+class Client {
+public:
+    Client() : session_(CommandSender::Instance().OpenNewSession("client", 1)) {}
+    ~Client() { CommandSender::Instance().CloseSession(session_); }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    bool send(panelkit::Command command, const std::string& payload, std::string* reply = nullptr) {
+        return sendOver(session_, panelkit::commandRow(command), payload, reply);
+    }
+
+private:
+    BridgeSession* session_;
+};
 
 class WithScriptedService : public testing::Test {
 protected:

@@ -265,19 +265,6 @@ TEST_F(ASessionsPool, SendsNothingThatIsAboveTheLimit) {
     EXPECT_EQ(bridge::lastFailure().code, FailureCode::tooLarge);
     EXPECT_EQ(SessionsPool::GetSession(SessionCertificates)->broken(), 0U);
     EXPECT_TRUE(service->requests().empty());
-
-    service->greet({.frameLimit = 100}); // the service may take less
-    SessionsPool::CloseSession(SessionTokens);
-    service->on(Command::InitTokenRNG, Reaction::reply("\1"));
-    const auto send = [](std::size_t size) {
-        const panelkit::CommandRow& row = panelkit::commandRow(Command::InitTokenRNG);
-        const std::string bytes(size, 'x');
-        return SessionsPool::GetSession(SessionTokens)
-            ->__SendCommand(row.module, static_cast<long>(row.code), bytes.data(), static_cast<unsigned>(size),
-                            nullptr);
-    };
-    EXPECT_TRUE(send(100));
-    EXPECT_FALSE(send(101));
 }
 
 TEST_F(ASessionsPool, SaysWhyAServiceDoesNotWelcomeIt) {
@@ -322,13 +309,6 @@ TEST_F(WithoutService, FailsForWantOfItAndConnectsOnceItIsThere) {
     late.on(Command::EnumProviders, Reaction::reply(""));
     EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send());
     EXPECT_EQ(SessionsPool::GetSession(SessionTokens), session);
-    EXPECT_FALSE(session->failedForWantOfService());
-}
-
-TEST_F(WithoutService, IsNotMissedByASessionThatWasClosed) {
-    BridgeSession* session = SessionsPool::GetSession(SessionTokens);
-    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send());
-    SessionsPool::CloseSession(SessionTokens);
     EXPECT_FALSE(session->failedForWantOfService());
 }
 

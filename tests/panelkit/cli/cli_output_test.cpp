@@ -1,20 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/cli/argv_and_paths.h>
 #include <panelkit/cli/cli_output.h>
-#include <panelkit/cli/console_setup.h>
 
 #include "../../support/bytes.h"
 #include "../../support/fake_console.h"
 #include "../../support/standard_output.h"
 
 #include <gmock/gmock.h>
-
-// The setup is made once per process; each test here repeats it for its own console.
-namespace panelkit {
-struct ConsoleSetupProbe {
-    static void forget() { ConsoleSetup::instance() = {}; }
-};
-} // namespace panelkit
 
 namespace {
 

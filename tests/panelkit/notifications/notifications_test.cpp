@@ -3,14 +3,13 @@
 
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"
+#include "../../support/waiting.h"
 
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <functional>
 #include <future>
-#include <mutex>
 #include <random>
 #include <thread>
 
@@ -42,55 +41,12 @@ public:
     std::atomic<int> handled{0};
 };
 
-// A handler waits here until the test lets it go on.
-class Gate {
-public:
-    bool pass() {
-        std::unique_lock lock(mutex_);
-        ++waiting_;
-        changed_.notify_all();
-        changed_.wait(lock, [this] { return open_; });
-        return true;
-    }
-    void open() {
-        const std::scoped_lock lock(mutex_);
-        open_ = true;
-        changed_.notify_all();
-    }
-    void awaitWaiting(int count = 1) {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return waiting_ >= count; });
-    }
-
-private:
-    std::mutex mutex_;
-    std::condition_variable changed_;
-    int waiting_ = 0;
-    bool open_ = false;
-};
-
-// Records when the service attaches and detaches.
+// Counts how often the service attaches and detaches.
 class Attentive final : public VpnNotificationsDispatcher {
 public:
-    void handleServerAttachNotification() override { note(attached); }
-    void handleServerDetachNotification() override { note(detached); }
-    bool waitForAttached(int count) { return waitFor(attached, count); }
-    bool waitForDetached(int count) { return waitFor(detached, count); }
-    int attached = 0;
-    int detached = 0;
-
-private:
-    void note(int& counter) {
-        const std::scoped_lock lock(mutex_);
-        ++counter;
-        changed_.notify_all();
-    }
-    bool waitFor(const int& counter, int count) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(10), [&] { return counter >= count; });
-    }
-    std::mutex mutex_;
-    std::condition_variable changed_;
+    void handleServerAttachNotification() override { attached.add(); }
+    void handleServerDetachNotification() override { detached.add(); }
+    Count attached, detached;
 };
 
 class Notifications : public WithScriptedService {
@@ -375,17 +331,17 @@ TEST_F(Notifications, TellOnceForEachTimeThatTheServiceComesAndGoes) {
     listen(&dispatcher);
     constexpr int times = 50;
     for (int i = 1; i <= times; ++i) {
-        ASSERT_TRUE(dispatcher.waitForAttached(i)) << i;
+        ASSERT_TRUE(dispatcher.attached.reaches(i)) << i;
         killService();
-        ASSERT_TRUE(dispatcher.waitForDetached(i)) << i;
+        ASSERT_TRUE(dispatcher.detached.reaches(i)) << i;
         restartService();
     }
-    ASSERT_TRUE(dispatcher.waitForAttached(times + 1));
+    ASSERT_TRUE(dispatcher.attached.reaches(times + 1));
     ASSERT_TRUE(service->waitForReceiver());
     EXPECT_EQ(push(1, "still here"), answered(echo("still here")));
     end();
-    EXPECT_EQ(dispatcher.attached, times + 1);
-    EXPECT_EQ(dispatcher.detached, times + 1);
+    EXPECT_EQ(dispatcher.attached.value(), times + 1);
+    EXPECT_EQ(dispatcher.detached.value(), times + 1);
 }
 
 TEST_F(WithoutService, TheListenerWaitsForItAndEndsWithoutIt) {
@@ -393,13 +349,13 @@ TEST_F(WithoutService, TheListenerWaitsForItAndEndsWithoutIt) {
     const Handler handler(1);
     VpnNotificationsListener::init(&dispatcher);
     std::this_thread::sleep_for(milliseconds(50));
-    EXPECT_EQ(dispatcher.attached, 0);
+    EXPECT_EQ(dispatcher.attached.value(), 0);
     {
         panelkit::testing::ScriptedService late(CommandSender::Instance().Endpoint());
-        EXPECT_TRUE(dispatcher.waitForAttached(1));
+        EXPECT_TRUE(dispatcher.attached.reaches(1));
     }
     VpnNotificationsListener::fini();
-    EXPECT_EQ(dispatcher.detached, 1);
+    EXPECT_EQ(dispatcher.detached.value(), 1);
 }
 
 // Two ids for eight senders, so there are duplicates and busy ids, while handlers come and go. Every push has exactly

@@ -5,6 +5,7 @@
 #include <platform/bridge/account_budget.h>
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/command_sender.h>
+#include <platform/bridge/failure.h>
 #include <platform/bridge/frame.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/messages.h>
@@ -275,8 +276,10 @@ TEST(ASession, NumbersItsCommandsAndConnectsWithoutATimeLimitToo) {
     CommandSender::Instance().SetEndpoint(endpoint);
     BridgeSession* const session = CommandSender::Instance().OpenNewSession("Test", 1);
     session->setWaitSetting(0);
-    const std::string most(1000, 'x'); // as much as the service takes
+    const std::string most(1001, 'x'); // a byte more than the service takes
     for (int i = 0; i < 2; ++i) EXPECT_TRUE(session->__SendCommand(ModuleTokens, 1, most.data(), 1000, nullptr));
+    EXPECT_FALSE(session->__SendCommand(ModuleTokens, 1, most.data(), 1001, nullptr));
+    EXPECT_EQ(bridge::lastFailure().code, bridge::FailureCode::tooLarge);
     service.join();
     ASSERT_EQ(tags.size(), 2U);
     EXPECT_NE(tags[0], tags[1]);

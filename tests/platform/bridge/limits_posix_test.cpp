@@ -3,16 +3,12 @@
 // What accounts may take of a server: that it is bounded, and that all of it is given back however a session ends.
 #include <platform/bridge/server.h>
 
+#include "../../support/no_descriptors_posix.h"
 #include "raw_client.h"
 
 #include <testing/scripted_service.h>
 
 #include <gmock/gmock.h>
-
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <sys/resource.h>
 
 #include <atomic>
 #include <filesystem>
@@ -223,32 +219,6 @@ TEST_F(ALimitedServer, UsesOneDescriptorForAConnection) {
     clients.clear();
     EXPECT_TRUE(soon([&] { return openDescriptors() == before; })) << "also when nobody else comes";
 }
-
-// All descriptors of this process, in use.
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit few{256, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &few);
-        for (int one = 0; (one = ::open("/dev/null", O_RDONLY)) >= 0;) taken_.push_back(one);
-    }
-    ~NoDescriptors() {
-        while (!taken_.empty()) freeOne();
-        ::setrlimit(RLIMIT_NOFILE, &before_);
-    }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-    void freeOne() {
-        ::close(taken_.back());
-        taken_.pop_back();
-    }
-
-private:
-    rlimit before_{};
-    std::vector<int> taken_;
-};
 
 TEST_F(ALimitedServer, TellsAClientForWhomNoDescriptorIsLeft) {
     const Client guest = greeted();

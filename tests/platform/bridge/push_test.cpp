@@ -9,16 +9,14 @@
 #include <testing/scripted_service.h>
 
 #include "../../support/run_speed.h"
+#include "../../support/waiting.h"
 #include "raw_client.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
 #include <functional>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -39,29 +37,6 @@ public:
     }
     void lagged(const bridge::Peer&) override { ++laggards; }
     std::atomic<int> laggards{0};
-};
-
-// A counter that can be waited for.
-class Count {
-public:
-    void add() {
-        const std::scoped_lock lock(mutex_);
-        ++value_;
-        changed_.notify_all();
-    }
-    int value() const {
-        const std::scoped_lock lock(mutex_);
-        return value_;
-    }
-    bool reaches(int wanted, std::chrono::milliseconds limit = 60s) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, limit, [&] { return value_ >= wanted; });
-    }
-
-private:
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    int value_ = 0;
 };
 
 class Listener : public bridge::client::CommandListener {

@@ -9,14 +9,12 @@
 #include <platform/bridge/workers.h>
 
 #include "../../support/bytes.h"
+#include "../../support/no_descriptors_posix.h"
 #include "../../support/service_fixture.h"
 
 #include <gmock/gmock.h>
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/resource.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <future>
@@ -50,26 +48,6 @@ public:
 
 private:
     pthread_attr_t before_{};
-};
-
-class NoDescriptors {
-public:
-    NoDescriptors() {
-        ::getrlimit(RLIMIT_NOFILE, &before_);
-        const rlimit few{256, before_.rlim_max};
-        ::setrlimit(RLIMIT_NOFILE, &few);
-        for (int one = 0; (one = ::open("/dev/null", O_RDONLY | O_CLOEXEC)) >= 0;) taken_.push_back(one);
-    }
-    ~NoDescriptors() {
-        for (const int one : taken_) ::close(one);
-        ::setrlimit(RLIMIT_NOFILE, &before_);
-    }
-    NoDescriptors(const NoDescriptors&) = delete;
-    NoDescriptors& operator=(const NoDescriptors&) = delete;
-
-private:
-    rlimit before_{};
-    std::vector<int> taken_;
 };
 
 std::uint64_t addressesInUse() {

@@ -10,14 +10,13 @@
 
 #include "../../support/bytes.h"
 #include "../../support/run_speed.h"
+#include "../../support/waiting.h"
 #include "raw_client.h"
 
 #include <gmock/gmock.h>
 
 #include <array>
 #include <atomic>
-#include <condition_variable>
-#include <mutex>
 #include <random>
 #include <thread>
 
@@ -48,14 +47,10 @@ public:
             session.state = count;
             return Answer::reply(std::to_string(count));
         }
-        case 3: {
-            std::unique_lock lock(mutex);
-            ++waiting;
-            changed.notify_all();
-            changed.wait(lock, [this] { return letGo; });
+        case 3:
+            gate.pass();
             ++carriedOut;
             return Answer::reply("let go");
-        }
         case 4: throw std::runtime_error("the handler threw");
         case 5: return Answer::reply(std::string(std::stoul(request.payload), 'x'));
         case 6: return Answer::reply("fine", {{30, Loc::makePhrase("but %s", request.payload)}});
@@ -74,25 +69,12 @@ public:
     void hurry() override { hurried = true; }
     void turnedAway(const bridge::Peer&, bridge::Verdict verdict) override { turnedAwayFor = verdict; }
 
-    void release() {
-        const std::scoped_lock lock(mutex);
-        letGo = true;
-        changed.notify_all();
-    }
-    void awaitWaiting(int count) {
-        std::unique_lock lock(mutex);
-        changed.wait(lock, [&] { return waiting >= count; });
-    }
-
     std::atomic<bool> admitsAll{true};
     std::atomic<bool> throwsAtEnd{false}, hurried{false};
     std::atomic<int> endedSessions{0};
     std::atomic<bridge::Verdict> turnedAwayFor{bridge::Verdict::accepted};
-    std::mutex mutex;
-    std::condition_variable changed;
-    bool letGo = false;
-    int waiting = 0;
-    int carriedOut = 0;
+    std::atomic<int> carriedOut{0};
+    Gate gate;
 };
 
 class AServer : public testing::Test {
@@ -102,7 +84,7 @@ protected:
         CommandSender::Instance().SetEndpoint(endpoint);
     }
     ~AServer() override {
-        service.release();
+        service.gate.open();
         stop();
     }
     void stop() {
@@ -140,9 +122,9 @@ protected:
         BridgeSession* session = open();
         session->setWaitSetting(300);
         std::thread later([this] {
-            service.awaitWaiting(1);
+            service.gate.awaitWaiting(1);
             std::this_thread::sleep_for(milliseconds(900));
-            service.release();
+            service.gate.open();
         });
         std::string reply;
         EXPECT_TRUE(send(session, 3, "", &reply)) << bridge::lastFailure().text();
@@ -201,11 +183,11 @@ TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
         EXPECT_TRUE(send(open(), 3, "", &reply));
         EXPECT_EQ(reply, "let go");
     });
-    service.awaitWaiting(1);
+    service.gate.awaitWaiting(1);
     EXPECT_TRUE(answersEcho());
     EXPECT_TRUE(endsWithin(*silent, 2000)) << "a hello that never comes";
     EXPECT_TRUE(endsWithin(*halfway, 2000)) << "a frame that is not finished";
-    service.release();
+    service.gate.open();
     slow.join();
 }
 
@@ -342,11 +324,11 @@ TEST_F(AServer, FinishesWhatIsUnderWayWhenItStops) {
     std::thread slow([&reply] { EXPECT_TRUE(send(open(), 3, "", &reply)) << bridge::lastFailure().text(); });
     BridgeSession* idle = open();
     ASSERT_TRUE(idle->Connect());
-    service.awaitWaiting(1);
+    service.gate.awaitWaiting(1);
     server.stop();
     std::this_thread::sleep_for(milliseconds(50));
     EXPECT_FALSE(send(idle, 1)) << "no new command is begun";
-    service.release();
+    service.gate.open();
     slow.join();
     EXPECT_EQ(reply, "let go");
     stop();
@@ -357,7 +339,7 @@ TEST_F(AServer, CarriesOutTheCommandOfAClientThatHasLeftAndThenEndsItsSession) {
     BridgeSession* session = open();
     std::atomic<bool> givenUp{false};
     std::thread user([&] {
-        service.awaitWaiting(1);
+        service.gate.awaitWaiting(1);
         givenUp = true;
     });
     {
@@ -367,7 +349,7 @@ TEST_F(AServer, CarriesOutTheCommandOfAClientThatHasLeftAndThenEndsItsSession) {
     user.join();
     EXPECT_NE(session->broken(), 0U);
     EXPECT_EQ(service.endedSessions, 0) << "it still has its place";
-    service.release();
+    service.gate.open();
     while (service.endedSessions == 0) std::this_thread::yield();
     EXPECT_EQ(service.carriedOut, 1);
 }
@@ -385,11 +367,11 @@ protected:
 
 TEST_F(AnImpatientServer, SaysThatACommandDidNotEndInTime) {
     std::thread stuck([] { EXPECT_FALSE(send(open(), 3)) << "its connection is cut off"; });
-    service.awaitWaiting(1);
+    service.gate.awaitWaiting(1);
     stop();
     EXPECT_FALSE(endedInTime);
     EXPECT_TRUE(service.hurried);
-    service.release();
+    service.gate.open();
     stuck.join();
     while (service.endedSessions == 0) std::this_thread::sleep_for(milliseconds(5));
     server.run(); // joins the threads that have ended

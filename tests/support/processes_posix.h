@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// The processes in which the service runs modules.
+// The processes in which the service runs modules, and what /proc says of a process.
 #pragma once
 
 #include <cstdint>
@@ -22,3 +22,13 @@ inline std::vector<std::int64_t> hostsOf(std::int64_t service) {
 }
 
 inline std::filesystem::path folderOf(std::int64_t process) { return "/proc/" + std::to_string(process); }
+
+// A number of /proc/PID/status, in bytes.
+inline std::uint64_t memoryOf(std::int64_t process, const std::string& what) {
+    std::ifstream status(folderOf(process) / "status");
+    for (std::string name; status >> name;) {
+        std::uint64_t kibibytes = 0;
+        if (name == what + ":" && status >> kibibytes) return kibibytes << 10;
+    }
+    return 0;
+}
