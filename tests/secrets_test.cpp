@@ -17,9 +17,6 @@
 #include <platform/codepage/convi.h>
 #include <platform/system/wipe.h>
 
-#include <functional>
-#include <thread>
-
 using namespace LPARAMS::Client;
 using bridge::server::Answer;
 using panelkit::Command;

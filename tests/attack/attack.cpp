@@ -5,12 +5,8 @@
 
 #include <platform/bridge/frame.h>
 
-#include <algorithm>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <thread>
 
 namespace attack {
 

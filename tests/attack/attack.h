@@ -11,13 +11,6 @@
 #include <platform/bridge/channel.h>
 #include <platform/bridge/messages.h>
 
-#include <chrono>
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
-
 namespace attack {
 
 // The number of repetitions: a per cent of the usual one when PANELKIT_ATTACK_PERCENT says so.

@@ -7,9 +7,6 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_records.h>
 
-#include <atomic>
-#include <thread>
-
 using panelkit::Command;
 
 namespace {

@@ -7,10 +7,7 @@
 
 #include <platform/bridge/frame.h>
 
-#include <array>
-#include <atomic>
 #include <random>
-#include <thread>
 
 using attack::RawClient;
 using bridge::FrameKind;

@@ -8,11 +8,7 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_records.h>
 
-#include <atomic>
-#include <filesystem>
-#include <functional>
 #include <random>
-#include <thread>
 
 using panelkit::Command;
 using namespace LPARAMS::Client;

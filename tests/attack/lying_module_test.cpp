@@ -11,11 +11,6 @@
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
-#include <gmock/gmock.h>
-
-#include <functional>
-#include <thread>
-
 using panelkit::Command;
 using panelkit::testing::TokenModuleControl;
 using PKCS11::ProviderInfo;

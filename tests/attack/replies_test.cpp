@@ -13,9 +13,6 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <testing/scripted_service.h>
 
-#include <functional>
-#include <mutex>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
 using panelkit::testing::ScriptedService;

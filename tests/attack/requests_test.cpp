@@ -10,15 +10,8 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <vocabulary/tokens.h>
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <thread>
-
 using panelkit::Command;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

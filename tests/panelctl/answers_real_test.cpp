@@ -6,16 +6,9 @@
 #include "../support/other_user_posix.h"
 #include "../support/panelctl_fixture.h"
 
-#include <algorithm>
-#include <chrono>
-#include <fstream>
-#include <thread>
-
 using nlohmann::json;
 using panelkit::Command;
 using panelkit::testing::Reaction;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

@@ -11,8 +11,6 @@
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
-#include <chrono>
-#include <fstream>
 #include <iterator>
 
 class CertVerbs : public PanelctlTest {

@@ -3,11 +3,8 @@
 // panelctl cert list, show, chain, verify: what they print, and how certificates are named. Runs under Wine too.
 #include "cert_fixture.h"
 
-#include <array>
 #include <ctime>
 
-using testing::HasSubstr;
-using testing::Not;
 using vocabulary::CertSelector;
 
 namespace {

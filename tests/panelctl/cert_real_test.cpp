@@ -3,8 +3,6 @@
 // An administrator's certificates: panelctl, panelkitd, SoftHSM2, and OpenSSL as an authority and as a judge.
 #include "../support/panelctl_fixture.h"
 
-using testing::HasSubstr;
-
 namespace {
 
 class CertificatesForReal : public PanelctlForReal {

@@ -9,13 +9,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <fstream>
-
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
-
 namespace {
 
 class AtATerminal : public CertVerbs {

@@ -3,11 +3,6 @@
 // panelctl cert import, export, delete: what is sent to the service, and what is not. Runs under Wine too.
 #include "cert_fixture.h"
 
-#include <filesystem>
-#include <fstream>
-
-using testing::HasSubstr;
-using testing::Not;
 using vocabulary::CertImport;
 using vocabulary::Refused;
 

@@ -7,15 +7,9 @@
 #include <panelkit/tokens/token_records.h>
 #include <vocabulary/tokens.h>
 
-#include <sstream>
-
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using testing::Contains;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using testing::UnorderedElementsAre;
 
 namespace {

@@ -4,11 +4,6 @@
 #include "../support/config_service.h"
 #include "../support/panelctl_fixture.h"
 
-#include <thread>
-
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 using namespace std::chrono_literals;
 
 namespace {

@@ -8,14 +8,9 @@
 #include <panelkit/monitor/monitor_records.h>
 #include <vocabulary/refusals.h>
 
-#include <fstream>
-
 using namespace LPARAMS::Client;
 using nlohmann::json;
 using panelkit::Command;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

@@ -3,9 +3,6 @@
 // panelctl crl, psk and cert request against the scripted service. Runs under Wine too.
 #include "cert_fixture.h"
 
-using testing::HasSubstr;
-using testing::Not;
-
 namespace {
 
 // ---- CRLs and preshared keys

@@ -12,7 +12,6 @@
 
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 namespace flag = vocabulary::tokenFlag;
 
 namespace {

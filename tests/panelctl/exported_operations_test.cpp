@@ -5,17 +5,9 @@
 // class are left out.
 #include "../support/places.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <map>
-#include <set>
-#include <sstream>
 
 namespace {
 

@@ -9,8 +9,6 @@
 #include <panelkit/net/interface_records.h>
 
 using panelkit::Command;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

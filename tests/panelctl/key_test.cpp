@@ -8,10 +8,6 @@ using panelkit::ProviderCondition;
 using panelkit::ProviderState;
 using panelkit::TokenCondition;
 using panelkit::TokenState;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 using vocabulary::Refused;
 
 namespace {

@@ -7,13 +7,9 @@
 #include "../support/fake_console.h"
 #include "../support/places.h"
 #include "../support/running_service.h"
-
-#include <gmock/gmock.h>
-
-#include <filesystem>
+#include "../support/test.h"
 
 using namespace panelctl;
-using testing::HasSubstr;
 
 namespace {
 

@@ -11,17 +11,13 @@
 #include <panelctl/certs/choosing.h>
 #include <panelctl/tokens/token_names.h>
 
+#include "../support/test.h"
+
 #include <platform/system/clock.h>
-
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <set>
 
 using namespace panelctl;
 using PKCS11::TokenInfo;
 using testing::AnyOf;
-using testing::HasSubstr;
 
 namespace {
 

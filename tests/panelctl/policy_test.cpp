@@ -9,7 +9,6 @@
 #include <vocabulary/policy.h>
 
 using LSPcmd::LSPsettings_t;
-using testing::HasSubstr;
 
 namespace {
 

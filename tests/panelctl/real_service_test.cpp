@@ -4,11 +4,8 @@
 #include "../support/other_user_posix.h"
 #include "../support/panelctl_fixture.h"
 
-#include <fstream>
 #include <sys/stat.h>
 #include <unistd.h>
-
-using testing::HasSubstr;
 
 namespace {
 

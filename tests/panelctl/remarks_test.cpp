@@ -10,9 +10,6 @@ using Loc::makePhrase;
 using panelkit::Command;
 using panelkit::testing::Reaction;
 using PKCS11::ProviderInfo;
-using testing::HasSubstr;
-using testing::Not;
-using testing::StartsWith;
 using vocabulary::Refused;
 
 namespace {

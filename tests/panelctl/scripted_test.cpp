@@ -10,14 +10,10 @@
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <iterator>
 
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 namespace flag = vocabulary::tokenFlag;
 namespace state = vocabulary::interfaceState;
 

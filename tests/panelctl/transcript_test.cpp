@@ -5,19 +5,14 @@
 #include "../support/environment.h"
 #include "../support/panelctl.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <panelkit/tokens/token_records.h>
 #include <platform/text/utf8_path.h>
 #include <testing/scripted_service.h>
 
-#include <gmock/gmock.h>
-
-#include <fstream>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
-using testing::AllOf;
-using testing::HasSubstr;
 
 namespace {
 

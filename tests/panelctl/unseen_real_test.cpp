@@ -3,10 +3,6 @@
 // What panelctl says of a real token while nobody is logged in to it, and of files that are damaged or come in pieces.
 #include "../support/panelctl_fixture.h"
 
-#include <fstream>
-
-using testing::HasSubstr;
-
 namespace {
 
 class AClosedToken : public PanelctlForReal {

@@ -2,16 +2,13 @@
 //
 // What ends panelctl watch on POSIX: signals, and a standard output that is no longer read.
 #include "../support/panelctl.h"
+#include "../support/test.h"
 
 #include <testing/scripted_service.h>
 
-#include <gmock/gmock.h>
-
 #include <csignal>
-#include <thread>
 
 using panelkit::testing::ScriptedService;
-using testing::HasSubstr;
 using namespace std::chrono_literals;
 
 namespace {

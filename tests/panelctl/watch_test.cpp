@@ -8,17 +8,12 @@
 #include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
-#include <sstream>
-#include <thread>
-
 using panelkit::Command;
 using panelkit::testing::PushResult;
 using panelkit::testing::Reaction;
 using panelkit::testing::ScriptedService;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using vocabulary::Notification;
 using namespace std::chrono_literals;
 namespace flag = vocabulary::tokenFlag;

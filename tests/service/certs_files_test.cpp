@@ -5,10 +5,7 @@
 
 #include "../support/places.h"
 
-#include <gmock/gmock.h>
-
 using testing::AnyOf;
-using testing::HasSubstr;
 using testing::SizeIs;
 using vocabulary::CertExport;
 using vocabulary::CertImport;

@@ -13,10 +13,6 @@
 
 #include <platform/system/files.h>
 
-#include <algorithm>
-#include <string>
-#include <vector>
-
 class WithCertificates : private EmbeddedTokens, public WithService {
 protected:
     using EmbeddedTokens::keysSign;

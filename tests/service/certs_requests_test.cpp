@@ -4,10 +4,6 @@
 #include "../support/bytes.h"
 #include "certs_fixture.h"
 
-#include <gmock/gmock.h>
-
-using testing::ElementsAre;
-using testing::HasSubstr;
 using vocabulary::CertSelector;
 using vocabulary::ImportCert;
 using vocabulary::MakeRequest;

@@ -12,6 +12,7 @@
 #include <service/monitor/key_records.h>
 
 #include "../support/certificate_maker.h"
+#include "../support/test.h"
 #include "refusal_of.h"
 
 #include <service/base/plain_text.h>
@@ -21,11 +22,7 @@
 #include <openssl/pkcs12.h>
 #include <openssl/x509v3.h>
 
-#include <gmock/gmock.h>
-
 using namespace panelkitd;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using vocabulary::CertExport;
 using vocabulary::ExportCert;
 using vocabulary::ParseResult;

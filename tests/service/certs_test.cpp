@@ -6,11 +6,6 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <service/certs/openssl_handles.h>
 
-#include <gmock/gmock.h>
-
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using vocabulary::CertExport;
 using vocabulary::CertImport;
 using vocabulary::CertSelector;

@@ -10,14 +10,9 @@
 #include <service/certs/parsed_file.h>
 #include <service/certs/parsed_files.h>
 
-#include <gmock/gmock.h>
-
 #include <numeric>
-#include <thread>
 
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using vocabulary::CertImport;
 using vocabulary::ImportCert;
 using vocabulary::ImportCrl;

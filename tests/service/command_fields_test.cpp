@@ -8,11 +8,6 @@
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
 
-#include <gmock/gmock.h>
-
-#include <set>
-#include <utility>
-
 using panelkit::Command;
 
 namespace {

@@ -9,7 +9,6 @@
 #include <sys/stat.h>
 
 using namespace LPARAMS::Client;
-using testing::HasSubstr;
 
 namespace {
 

@@ -5,6 +5,7 @@
 #include "../support/random.h"
 #include "../support/run_speed.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/config/configuration_file.h>
 #include <service/config/configuration_text.h>
@@ -12,13 +13,9 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 
-#include <gmock/gmock.h>
-
 #include <regex>
 
 using namespace panelkitd;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 // fuzz/configuration.cpp: aborts when stored data is not read back unchanged.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);

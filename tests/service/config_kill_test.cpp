@@ -11,11 +11,7 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <platform/system/files.h>
 
-#include <gmock/gmock.h>
-
-#include <atomic>
 #include <random>
-#include <thread>
 
 using namespace LPARAMS::Client;
 

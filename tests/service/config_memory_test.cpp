@@ -6,6 +6,7 @@
 #include "../support/bytes.h"
 #include "../support/freed_memory.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/certs/parsed_file.h>
 #include <service/config/configuration.h>
@@ -17,8 +18,6 @@
 #include <platform/system/wipe.h>
 
 #include <openssl/evp.h>
-
-#include <gmock/gmock.h>
 
 using namespace panelkitd;
 using panelkit::SectionBody;

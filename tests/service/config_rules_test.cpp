@@ -5,15 +5,13 @@
 
 #include "../support/bytes.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/base/refused.h>
 
 #include <panelkit/lparams/sections/sections.h>
 
-#include <gmock/gmock.h>
-
 using namespace panelkitd;
-using testing::ElementsAre;
 
 namespace {
 

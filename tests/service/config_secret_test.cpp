@@ -2,13 +2,12 @@
 //
 // IKE.QCD_SECRET, which the service makes on request, and its history.
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/config/configuration.h>
 #include <service/config/qcd_secret.h>
 
 #include <panelkit/lparams/sections/sections.h>
-
-#include <gmock/gmock.h>
 
 #include <regex>
 

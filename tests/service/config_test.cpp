@@ -10,7 +10,6 @@
 
 using namespace LPARAMS::Client;
 using panelkit::Command;
-using testing::HasSubstr;
 using vocabulary::Refused;
 
 namespace {

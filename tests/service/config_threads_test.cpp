@@ -4,15 +4,11 @@
 #include "../support/bytes.h"
 #include "../support/run_speed.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/config/configuration.h>
 
 #include <panelkit/lparams/sections/sections.h>
-
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <thread>
 
 using namespace panelkitd;
 

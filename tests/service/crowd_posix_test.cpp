@@ -10,14 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <filesystem>
-#include <functional>
 #include <list>
-#include <thread>
-#include <vector>
 
 using bridge::Verdict;
 

@@ -9,14 +9,7 @@
 #include <platform/bridge/server.h>
 #include <vocabulary/certs.h>
 
-#include <gtest/gtest.h>
-
-#include <atomic>
 #include <ctime>
-#include <future>
-#include <memory>
-#include <stdexcept>
-#include <thread>
 
 using panelkitd::Announcer;
 using panelkitd::AnnouncingThrough;

@@ -8,8 +8,6 @@
 #include <service/certs/token_attributes.h>
 #include <service/modules/hosted_module.h>
 
-#include <gmock/gmock.h>
-
 using namespace panelkitd;
 using vocabulary::Refused;
 

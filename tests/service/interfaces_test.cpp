@@ -7,10 +7,6 @@
 
 #include <vocabulary/interfaces.h>
 
-#include <algorithm>
-#include <fstream>
-#include <set>
-
 namespace field = vocabulary::netInterface;
 namespace state = vocabulary::interfaceState;
 

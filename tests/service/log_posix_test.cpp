@@ -3,16 +3,10 @@
 // A log whose reader has stopped reading delays nobody, and no account can fill the log with what it was refused.
 #include <service/base/log.h>
 
-#include <gmock/gmock.h>
+#include "../support/test.h"
 
 #include <fcntl.h>
 #include <unistd.h>
-
-#include <algorithm>
-#include <array>
-#include <sstream>
-#include <string>
-#include <thread>
 
 using namespace std::chrono_literals;
 

@@ -11,12 +11,8 @@
 
 #include <sys/stat.h>
 
-#include <fstream>
-#include <thread>
-
 using panelkit::Command;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 using vocabulary::Refused;
 using namespace std::chrono_literals;
 namespace flag = vocabulary::tokenFlag;

@@ -7,17 +7,11 @@
 #include <panelkit/monitor/monitor_controller.h>
 #include <service/certs/openssl_handles.h>
 
-#include <gmock/gmock.h>
-
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
 using panelkit::TokenLabels;
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::MatchesRegex;
-using testing::StartsWith;
 using vocabulary::CertImport;
 using vocabulary::ImportCert;
 using vocabulary::ParseResult;

@@ -15,9 +15,6 @@ using panelkit::TokenCondition;
 using panelkit::TokenState;
 using panelkit::UncommittedValue;
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsEmpty;
 using vocabulary::Refused;
 
 namespace {

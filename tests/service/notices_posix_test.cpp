@@ -7,8 +7,6 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
 
-#include <gmock/gmock.h>
-
 #include <ctime>
 
 using vocabulary::Notification;

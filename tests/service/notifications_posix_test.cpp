@@ -7,13 +7,6 @@
 
 #include <unistd.h>
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <filesystem>
-#include <fstream>
-#include <thread>
-
 using vocabulary::Notification;
 using namespace std::chrono_literals;
 

@@ -3,13 +3,9 @@
 // panelkitd's command line. Runs under Wine too.
 #include "../support/places.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <platform/system/child_process.h>
-
-#include <gmock/gmock.h>
-
-#include <filesystem>
-#include <fstream>
 
 namespace {
 

@@ -11,10 +11,6 @@
 #include <platform/loccore/messages.h>
 #include <vocabulary/policy.h>
 
-#include <gmock/gmock.h>
-
-#include <functional>
-
 using bridge::FailureCode;
 using panelkit::Command;
 using vocabulary::CertExport;

@@ -13,11 +13,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <thread>
-
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 using vocabulary::Refused;
 using namespace std::chrono_literals;
 

@@ -12,12 +12,7 @@
 
 #include <sys/stat.h>
 
-#include <fstream>
-#include <set>
-#include <thread>
-
 using panelkit::Command;
-using testing::HasSubstr;
 
 namespace {
 

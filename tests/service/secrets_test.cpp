@@ -8,8 +8,6 @@
 
 #include <service/certs/openssl_handles.h>
 
-#include <gmock/gmock.h>
-
 namespace {
 
 void expectNotIn(RunningService& service, const std::string& secret) {

@@ -5,6 +5,7 @@
 #include "../support/places.h"
 #include "../support/running_service.h"
 #include "../support/state_damages.h"
+#include "../support/test.h"
 #include "refusal_of.h"
 
 #include <service/config/configuration.h>
@@ -15,8 +16,6 @@
 #include <platform/text/join.h>
 #include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>
-
-#include <gmock/gmock.h>
 
 using namespace panelkitd;
 using vocabulary::Refused;

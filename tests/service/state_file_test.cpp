@@ -4,6 +4,7 @@
 // older formats are migrated.
 #include "../support/places.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <service/state/state_file.h>
 
@@ -12,12 +13,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <gmock/gmock.h>
-
 using namespace panelkitd;
 using nlohmann::json;
-using testing::ElementsAre;
-using testing::HasSubstr;
 
 namespace {
 

@@ -17,15 +17,10 @@
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
-#include <gmock/gmock.h>
-
 #include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <fstream>
-#include <functional>
 
 using vocabulary::Refused;
 

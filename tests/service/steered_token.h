@@ -5,15 +5,9 @@
 #pragma once
 
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <testing/token_module_control.h>
-
-#include <gmock/gmock.h>
-
-#include <map>
-#include <optional>
-#include <string>
-#include <vector>
 
 inline const std::string testModule = builtProgram(PANELKIT_TEST_TOKEN_FILE);
 

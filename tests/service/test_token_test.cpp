@@ -8,13 +8,8 @@
 #include <panelkit/bridge/command_stream.h>
 #include <platform/text/utf8_character.h>
 
-#include <atomic>
-#include <functional>
-#include <thread>
-
 using panelkit::testing::Crash;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 using vocabulary::Refused;
 namespace tokenField = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;

@@ -3,11 +3,7 @@
 // Reading tokens on a separate thread: up to date as long as they answer, and never delayed by one that hangs.
 #include <service/policy/token_credentials.h>
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <stdexcept>
-#include <thread>
+#include "../support/test.h"
 
 using panelkitd::CredentialList;
 using panelkitd::TokenCredentials;

@@ -5,7 +5,6 @@
 
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using testing::HasSubstr;
 using vocabulary::Refused;
 namespace providerField = vocabulary::provider;
 namespace tokenField = vocabulary::token;

@@ -7,13 +7,12 @@
 #include <service/modules/trusted_file.h>
 
 #include "../support/running_service.h"
+#include "../support/test.h"
 #include "refusal_of.h"
 
 #include <platform/bridge/peer.h>
 #include <platform/system/files.h>
 #include <platform/system/host.h>
-
-#include <gmock/gmock.h>
 
 #include <sys/stat.h>
 #include <unistd.h>

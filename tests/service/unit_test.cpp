@@ -3,14 +3,10 @@
 // The unit file has room for what the service's own limits allow: otherwise the system would end or refuse what the
 // service has accepted.
 #include "../support/places.h"
+#include "../support/test.h"
 
 #include <service/base/limits.h>
 #include <service/options.h>
-
-#include <gtest/gtest.h>
-
-#include <fstream>
-#include <string>
 
 namespace limits = panelkitd::limits;
 

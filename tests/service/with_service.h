@@ -11,13 +11,6 @@
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
-#include <gmock/gmock.h>
-
-#include <chrono>
-#include <string>
-#include <thread>
-#include <vector>
-
 class WithService : public testing::Test {
 protected:
     using Environment = std::map<std::string, std::optional<std::string>>;

@@ -11,9 +11,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
 inline gid_t groupNumber(const std::string& name) { return static_cast<gid_t>(std::stoul(platform::groupId(name))); }
 inline uid_t userNumber(const std::string& name) { return static_cast<uid_t>(std::stoul(platform::userId(name))); }

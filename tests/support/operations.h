@@ -8,13 +8,7 @@
 
 #include <panelkit/bridge/send_command.h>
 
-#include <atomic>
-#include <chrono>
-#include <functional>
 #include <initializer_list>
-#include <string>
-#include <thread>
-#include <vector>
 
 // The bytes of several parts in the form of hex().
 inline std::string joined(std::initializer_list<const char*> parts) {

@@ -5,12 +5,11 @@
 
 #include "bytes.h"
 #include "panelctl.h"
+#include "test.h"
 
 #include <testing/scripted_service.h>
 
 #include <nlohmann/json.hpp>
-
-#include <gmock/gmock.h>
 
 inline void expectError(const platform::ChildResult& result, int status, const std::string& text) {
     EXPECT_EQ(result.status, status) << result.error;

@@ -4,8 +4,7 @@
 #pragma once
 
 #include "bytes.h"
-
-#include <gtest/gtest.h>
+#include "test.h"
 
 // Reading a record's bytes returns an equal record, and every shorter part of them is refused.
 template <class R>

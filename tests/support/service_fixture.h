@@ -7,14 +7,11 @@
 #include <panelkit/bridge/sessions_pool.h>
 #include <testing/scripted_service.h>
 
+#include "test.h"
+
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
-
-#include <gtest/gtest.h>
-
-#include <memory>
-#include <string>
 
 inline void closePooledSessions() {
     for (const SessionId_t id : {SessionParameters, SessionCertificates, SessionTokens, SessionMonitor}) {

@@ -10,11 +10,6 @@
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/tokens/token_records.h>
 
-#include <atomic>
-#include <chrono>
-#include <mutex>
-#include <thread>
-
 class TokenWorkers {
 public:
     using Requests = std::vector<std::pair<panelkit::Command, std::string>>;

@@ -3,18 +3,14 @@
 // The test token module, loaded by this process over a folder with the token "office" in the slot "reader": what the
 // service's tests do not use of it, or take for granted.
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <platform/system/dynamic_library.h>
 #include <testing/token_module/shared_files.h>
 #include <testing/token_module/steering.h>
 #include <testing/token_module_control.h>
 
-#include <gmock/gmock.h>
 #include <p11-kit/pkcs11.h>
-
-#include <map>
-#include <set>
-#include <thread>
 
 using namespace std::chrono_literals;
 

@@ -4,14 +4,6 @@
 
 #include "../../support/service_fixture.h"
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <string>
-#include <thread>
-
 using bridge::CallLimits;
 using bridge::FailureCode;
 using panelkit::Command;

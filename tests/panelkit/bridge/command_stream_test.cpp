@@ -5,11 +5,8 @@
 #include "../../support/bytes.h"
 #include "../../support/records.h"
 
-#include <gmock/gmock.h>
-
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
 
 namespace {
 

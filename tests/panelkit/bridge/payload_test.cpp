@@ -7,9 +7,8 @@
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/tokens/token_records.h>
 
-#include <gmock/gmock.h>
-
 #include "../../support/bytes.h"
+#include "../../support/test.h"
 
 using namespace panelkit;
 using LSPcmd::LSPsettings_t;

@@ -5,15 +5,6 @@
 #include "../../support/service_fixture.h"
 #include "../../support/standard_output.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <atomic>
-#include <chrono>
-#include <functional>
-#include <stdexcept>
-#include <thread>
-
 using panelkit::Command;
 using panelkit::LockedSession;
 using panelkit::ProgressCommand;

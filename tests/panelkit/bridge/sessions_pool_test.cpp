@@ -6,18 +6,9 @@
 
 #include <platform/bridge/bridge_session.h>
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <set>
-#include <thread>
-
 using panelkit::Command;
 using panelkit::DirectCommand;
 using panelkit::testing::Reaction;
-using testing::ElementsAre;
 
 // Access to the pool's private state.
 struct SessionsPoolProbe {

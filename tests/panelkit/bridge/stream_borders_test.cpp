@@ -6,10 +6,7 @@
 #include <panelkit/tokens/token_records.h>
 
 #include "../../support/bytes.h"
-
-#include <gtest/gtest.h>
-
-#include <functional>
+#include "../../support/test.h"
 
 namespace {
 

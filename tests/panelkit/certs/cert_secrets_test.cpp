@@ -5,10 +5,6 @@
 #include "../../support/service_fixture.h"
 #include "../../support/standing_client.h"
 
-#include <gmock/gmock.h>
-
-#include <fstream>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
 

@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "certs_fixture.h"
 
-#include <gmock/gmock.h>
-
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
 
 namespace {
 

@@ -3,16 +3,11 @@
 // The session of a certificate controller: taken, shared, given back, broken, and its wait setting.
 #include "certs_fixture.h"
 
-#include <gmock/gmock.h>
-
-#include <chrono>
-#include <stdexcept>
 #include <type_traits>
 
 using panelkit::Command;
 using panelkit::testing::Reaction;
 using std::chrono::milliseconds;
-using testing::ElementsAre;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;
 

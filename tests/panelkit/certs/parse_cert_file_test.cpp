@@ -5,12 +5,6 @@
 
 #include <platform/text/utf8_path.h>
 
-#include <gmock/gmock.h>
-
-#include <fstream>
-
-using testing::ElementsAre;
-
 namespace {
 
 class ParsingACertFile : public WithCertsController {

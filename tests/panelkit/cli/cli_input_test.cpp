@@ -2,12 +2,7 @@
 #include <panelkit/cli/cli_input.h>
 
 #include "../../support/fake_console.h"
-
-#include <gmock/gmock.h>
-
-#include <memory>
-
-using testing::ElementsAre;
+#include "../../support/test.h"
 
 namespace {
 

@@ -5,8 +5,7 @@
 #include "../../support/bytes.h"
 #include "../../support/fake_console.h"
 #include "../../support/standard_output.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 namespace {
 

@@ -2,8 +2,7 @@
 #include <panelkit/cli/argv_and_paths.h>
 
 #include "../../support/current_directory.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 namespace {
 

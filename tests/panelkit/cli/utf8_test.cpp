@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/cli/utf8.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 #include <limits>
-#include <memory>
 
 namespace {
 

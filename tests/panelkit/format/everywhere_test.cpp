@@ -9,14 +9,10 @@
 #include <panelkit/format/number_range.h>
 #include <panelkit/format/time_text.h>
 
+#include "../../support/test.h"
 #include "../../support/time_zone.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
 #include <clocale>
-#include <thread>
-#include <vector>
 
 using namespace panelkit;
 

@@ -2,7 +2,7 @@
 #include <panelkit/format/hex_text.h>
 #include <panelkit/format/log_level.h>
 
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
 using namespace panelkit;
 

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/host_lookup.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 using namespace panelkit;
 using testing::Contains;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

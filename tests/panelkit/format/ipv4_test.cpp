@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/ipv4.h>
 
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
+#include "../../support/test.h"
 
 using namespace panelkit;
 

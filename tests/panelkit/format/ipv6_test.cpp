@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/ipv6.h>
 
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
-#include <array>
 #include <cstring>
-#include <optional>
 
 using namespace panelkit;
 

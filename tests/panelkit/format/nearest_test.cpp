@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/nearest.h>
 
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
 using panelkit::nearest;
 

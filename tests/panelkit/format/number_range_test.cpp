@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/number_range.h>
 
-#include <gtest/gtest.h>
-
-#include <string>
+#include "../../support/test.h"
 
 using namespace panelkit;
 

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/format/time_text.h>
 
+#include "../../support/test.h"
 #include "../../support/time_zone.h"
-
-#include <gmock/gmock.h>
 
 #include <ctime>
 #include <limits>

@@ -3,15 +3,9 @@
 #include <panelkit/loc/text_table.h>
 #include <platform/text/ascii.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
-#include <algorithm>
-#include <set>
-#include <string>
-#include <string_view>
 #include <type_traits>
-#include <utility>
-#include <vector>
 
 using panelkit::Text;
 

@@ -7,14 +7,9 @@
 #include <platform/system/files.h>
 
 #include "../../support/places.h"
+#include "../../support/test.h"
 
-#include <gmock/gmock.h>
-
-#include <algorithm>
 #include <regex>
-#include <sstream>
-#include <string>
-#include <vector>
 
 namespace {
 

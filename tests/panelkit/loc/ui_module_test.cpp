@@ -13,17 +13,13 @@
 
 #include "../../support/mo_writer.h"
 #include "../../support/places.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 #include <cstdio>
-#include <memory>
-#include <set>
 #include <type_traits>
 
 using panelkit::Text;
 using panelkit::text;
-using testing::HasSubstr;
 
 namespace {
 

@@ -6,12 +6,9 @@
 #include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/environment.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 #include <clocale>
-
-#include <string>
 
 using namespace LPARAMS::Client;
 using LPARAMS::Variant;

@@ -7,8 +7,6 @@
 #include "../../support/config_service.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
 using namespace LPARAMS::Client;
 using panelkit::Command;
 using panelkit::Commit;
@@ -17,7 +15,6 @@ using panelkit::SectionBody;
 using panelkit::TransactionResult;
 using Outcome = panelkit::TransactionResult::Outcome;
 using Why = panelkit::SectionFailure::Why;
-using testing::ElementsAre;
 
 namespace {
 

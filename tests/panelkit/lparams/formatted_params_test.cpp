@@ -3,13 +3,9 @@
 #include <panelkit/lparams/sections/ike.h>
 
 #include "../../support/bytes.h"
+#include "../../support/test.h"
 
-#include <gmock/gmock.h>
-
-#include <chrono>
 #include <ctime>
-#include <set>
-#include <thread>
 
 using LPARAMS::Client::CPUsParam;
 using LPARAMS::Client::IKE;

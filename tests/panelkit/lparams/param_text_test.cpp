@@ -2,7 +2,7 @@
 #include <panelkit/lparams/param_text.h>
 #include <panelkit/lparams/sections/sections.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 using namespace LPARAMS::Client;
 using panelkit::ParamError;
@@ -10,7 +10,6 @@ using panelkit::parseParam;
 using panelkit::printParam;
 using panelkit::showParam;
 using panelkit::TextForm;
-using testing::HasSubstr;
 
 namespace {
 

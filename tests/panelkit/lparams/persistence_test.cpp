@@ -4,10 +4,6 @@
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
-#include <map>
-#include <memory>
 #include <type_traits>
 
 using namespace LPARAMS::Client;

@@ -5,8 +5,7 @@
 #include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/bytes.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 using panelkit::BodyError;
 using panelkit::JsonMisfit;
@@ -15,7 +14,6 @@ using panelkit::ParamKind;
 using panelkit::SectionBody;
 using panelkit::SectionValue;
 using platform::json::Document;
-using testing::HasSubstr;
 
 namespace {
 

@@ -6,8 +6,7 @@
 #include <panelkit/lparams/sections/sections.h>
 
 #include "../../support/places.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 using namespace LPARAMS::Client;
 using panelkit::parseParam;

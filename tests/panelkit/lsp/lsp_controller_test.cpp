@@ -10,11 +10,6 @@
 #include <panelkit/lsp/policy_lock.h>
 #include <platform/paths/user_paths.h>
 
-#include <atomic>
-#include <chrono>
-#include <future>
-#include <thread>
-
 using LSPcmd::LSPsettings_t;
 
 namespace {

@@ -2,11 +2,8 @@
 #include "../../support/records.h"
 #include "lsp_fixture.h"
 
-#include <gmock/gmock.h>
-
 using LSPcmd::LSPentry_t;
 using LSPcmd::LSPsettings_t;
-using testing::ElementsAre;
 
 namespace {
 

@@ -5,12 +5,8 @@
 #include <panelkit/lsp/policy_text.h>
 
 #include "../../support/places.h"
+#include "../../support/test.h"
 #include "../../support/time_zone.h"
-
-#include <gtest/gtest.h>
-
-#include <optional>
-#include <string>
 
 namespace {
 

@@ -7,10 +7,6 @@
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
-#include <atomic>
-#include <thread>
-#include <vector>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
 

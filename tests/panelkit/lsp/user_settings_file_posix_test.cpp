@@ -3,9 +3,8 @@
 // Further tests on a file system with links and modes.
 #include <panelkit/lsp/user_settings_file.h>
 
+#include "../../support/test.h"
 #include "../../support/user_folder.h"
-
-#include <gtest/gtest.h>
 
 #include <sys/stat.h>
 #include <unistd.h>

@@ -8,13 +8,10 @@
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
-#include <gmock/gmock.h>
-
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
 using panelkit::readUserSettings;
 using panelkit::testing::Reaction;
-using testing::HasSubstr;
 
 namespace {
 

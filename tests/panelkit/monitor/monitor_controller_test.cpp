@@ -3,8 +3,6 @@
 
 #include "../../support/operations.h"
 
-#include <gmock/gmock.h>
-
 #include <type_traits>
 
 using panelkit::CertLabel;
@@ -18,8 +16,6 @@ using panelkit::TokenLabels;
 using panelkit::TokenState;
 using panelkit::UncommittedValue;
 using PKCS11::TokenInfo;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -4,8 +4,6 @@
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
 using panelkit::Command;
 using panelkit::testing::Reaction;
 

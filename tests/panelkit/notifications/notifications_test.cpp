@@ -5,17 +5,10 @@
 #include "../../support/service_fixture.h"
 #include "../../support/waiting.h"
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <functional>
-#include <future>
 #include <random>
-#include <thread>
 
 using panelkit::testing::PushResult;
 using std::chrono::milliseconds;
-using testing::ElementsAre;
 
 namespace {
 

@@ -3,8 +3,6 @@
 
 #include "../../support/operations.h"
 
-#include <gmock/gmock.h>
-
 #include <type_traits>
 
 using panelkit::Command;

@@ -5,8 +5,7 @@
 
 #include "../../support/environment.h"
 #include "../../support/running_service.h"
-
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -14,8 +13,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 
 namespace {
 

@@ -18,15 +18,10 @@
 #include "../../support/running_service.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
-#include <fstream>
 #include <iterator>
 
 using panelkit::Command;
 using panelkit::testing::Reaction;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

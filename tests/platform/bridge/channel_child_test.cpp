@@ -4,14 +4,11 @@
 #include <platform/bridge/channel_child.h>
 
 #include "../../support/running_service.h"
+#include "../../support/test.h"
 
 #include <platform/bridge/frame.h>
 
-#include <gmock/gmock.h>
-
-#include <chrono>
 #include <cstdlib>
-#include <thread>
 
 using bridge::FrameHeader;
 using bridge::FrameKind;

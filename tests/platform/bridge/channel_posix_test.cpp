@@ -6,9 +6,9 @@
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
 
-#include <testing/scripted_service.h>
+#include "../../support/test.h"
 
-#include <gtest/gtest.h>
+#include <testing/scripted_service.h>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -18,9 +18,6 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <filesystem>
-#include <thread>
-#include <vector>
 
 namespace {
 

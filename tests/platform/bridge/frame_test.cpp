@@ -12,16 +12,11 @@
 #include <platform/bridge/push_line.h>
 #include <platform/bridge/server_connection.h>
 
+#include "../../support/test.h"
+
 #include <testing/scripted_service.h>
 
-#include <gtest/gtest.h>
-
-#include <chrono>
-#include <future>
 #include <new>
-#include <string>
-#include <thread>
-#include <vector>
 
 using bridge::AccountBudget;
 using bridge::FrameHeader;

@@ -8,14 +8,6 @@
 
 #include <testing/scripted_service.h>
 
-#include <gmock/gmock.h>
-
-#include <atomic>
-#include <filesystem>
-#include <functional>
-#include <thread>
-#include <vector>
-
 using bridge::FrameHeader;
 using bridge::FrameKind;
 using bridge::FrameStatus;

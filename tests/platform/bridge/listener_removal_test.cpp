@@ -4,15 +4,10 @@
 #include <panelkit/bridge/commands.h>
 #include <testing/scripted_service.h>
 
+#include "../../support/test.h"
+
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/receiver.h>
-
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <future>
-#include <thread>
 
 namespace {
 

@@ -6,15 +6,7 @@
 #include <platform/bridge/workers.h>
 #include <testing/scripted_service.h>
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
-#include <future>
-#include <memory>
-#include <string>
-#include <thread>
-#include <vector>
+#include "../../support/test.h"
 
 using namespace std::chrono_literals;
 

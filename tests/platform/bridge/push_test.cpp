@@ -12,15 +12,6 @@
 #include "../../support/waiting.h"
 #include "raw_client.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <atomic>
-#include <functional>
-#include <string>
-#include <thread>
-#include <vector>
-
 using bridge::server::Push;
 using bridge::server::PushOutcome;
 using namespace std::chrono_literals;

@@ -7,12 +7,7 @@
 #include <platform/bridge/frame.h>
 #include <platform/bridge/messages.h>
 
-#include <gtest/gtest.h>
-
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <utility>
+#include "../../support/test.h"
 
 namespace raw {
 

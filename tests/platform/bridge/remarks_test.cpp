@@ -9,8 +9,6 @@
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
 using bridge::FailureCode;
 using bridge::Remark;
 using Loc::makePhrase;

@@ -12,15 +12,10 @@
 #include "../../support/no_descriptors_posix.h"
 #include "../../support/service_fixture.h"
 
-#include <gmock/gmock.h>
-
 #include <pthread.h>
 
-#include <fstream>
-#include <future>
 #include <list>
 #include <system_error>
-#include <vector>
 
 using bridge::FailureCode;
 using panelkit::Command;

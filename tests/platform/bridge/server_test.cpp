@@ -13,12 +13,7 @@
 #include "../../support/waiting.h"
 #include "raw_client.h"
 
-#include <gmock/gmock.h>
-
-#include <array>
-#include <atomic>
 #include <random>
-#include <thread>
 
 using bridge::FrameHeader;
 using bridge::FrameKind;

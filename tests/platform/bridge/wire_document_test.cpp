@@ -7,10 +7,7 @@
 
 #include "../../support/bytes.h"
 #include "../../support/places.h"
-
-#include <gtest/gtest.h>
-
-#include <fstream>
+#include "../../support/test.h"
 
 using bridge::FrameKind;
 

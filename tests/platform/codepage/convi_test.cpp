@@ -6,10 +6,7 @@
 #include <platform/codepage/convi.h>
 
 #include "../../support/bytes.h"
-
-#include <gmock/gmock.h>
-
-#include <map>
+#include "../../support/test.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/codepage/utf8.h>
 
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
 namespace {
 

@@ -2,14 +2,11 @@
 //
 // The console functions on a real terminal: each test runs console_probe at one end and holds the other.
 #include "../../support/pseudo_terminal_posix.h"
+#include "../../support/test.h"
 
-#include <gmock/gmock.h>
 #include <sys/wait.h>
 
 #include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace {
 

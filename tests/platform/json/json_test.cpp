@@ -2,10 +2,7 @@
 #include <platform/json/json.h>
 
 #include "../../support/freed_memory.h"
-
-#include <gmock/gmock.h>
-
-#include <memory>
+#include "../../support/test.h"
 
 using platform::json::Document;
 using platform::json::Error;

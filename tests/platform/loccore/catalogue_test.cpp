@@ -4,14 +4,9 @@
 #include <platform/text/utf8_character.h>
 
 #include "../../support/mo_writer.h"
-
-#include <gmock/gmock.h>
-
-#include <array>
+#include "../../support/test.h"
 
 using Loc::samePlaceholders;
-using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::Pair;
 using testing::StrEq;
 using testing::UnorderedElementsAre;

@@ -3,8 +3,7 @@
 
 #include "../../support/bytes.h"
 #include "../../support/mo_writer.h"
-
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 namespace {
 

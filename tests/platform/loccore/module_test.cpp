@@ -9,14 +9,9 @@
 #include <platform/system/files.h>
 
 #include "../../support/mo_writer.h"
+#include "../../support/test.h"
 
-#include <gmock/gmock.h>
-
-#include <array>
-#include <filesystem>
 #include <random>
-
-using testing::HasSubstr;
 
 namespace {
 

@@ -4,9 +4,8 @@
 #include <platform/loccore/phrase.h>
 #include <platform/loccore/plural_rule.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
-#include <cstdint>
 #include <limits>
 
 using Loc::argumentKinds;

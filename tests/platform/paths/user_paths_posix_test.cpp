@@ -2,11 +2,10 @@
 #include <platform/paths/user_paths.h>
 
 #include "../../support/environment.h"
+#include "../../support/test.h"
 
 #include <platform/bridge/peer.h>
 #include <platform/system/host.h>
-
-#include <gtest/gtest.h>
 
 namespace {
 

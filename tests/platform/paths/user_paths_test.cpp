@@ -3,11 +3,10 @@
 
 #include "../../support/environment.h"
 #include "../../support/running_service.h"
+#include "../../support/test.h"
 
 #include <platform/bridge/peer.h>
 #include <platform/text/utf8_path.h>
-
-#include <gmock/gmock.h>
 
 using testing::EndsWith;
 

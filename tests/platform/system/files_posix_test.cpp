@@ -5,8 +5,7 @@
 #include <platform/system/files.h>
 
 #include "../../support/running_service.h"
-
-#include <gtest/gtest.h>
+#include "../../support/test.h"
 
 #include <grp.h>
 #include <pwd.h>
@@ -15,7 +14,6 @@
 #include <unistd.h>
 
 #include <fcntl.h>
-#include <fstream>
 
 using platform::FileError;
 

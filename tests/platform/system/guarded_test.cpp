@@ -1,10 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/guarded.h>
 
-#include <gtest/gtest.h>
-
-#include <stdexcept>
-#include <thread>
+#include "../../support/test.h"
 
 using platform::Guarded;
 

@@ -3,19 +3,14 @@
 // Secrets in locked and wiped memory. Looks at the process as Linux shows it.
 #include "../../support/freed_memory.h"
 #include "../../support/running_service.h"
+#include "../../support/test.h"
 
 #include <platform/system/files.h>
 #include <platform/system/secret.h>
 
-#include <gtest/gtest.h>
-
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <fstream>
-#include <string>
-#include <vector>
 
 using platform::LockedPages;
 using platform::Secret;

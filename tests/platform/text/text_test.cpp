@@ -4,9 +4,7 @@
 #include <platform/text/escape.h>
 #include <platform/text/join.h>
 
-#include <gtest/gtest.h>
-
-#include <sstream>
+#include "../../support/test.h"
 
 using namespace platform;
 

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <platform/xml/xml_document.h>
 
-#include <gmock/gmock.h>
+#include "../../support/test.h"
 
 #include <random>
-#include <string>
-#include <vector>
-
-using testing::HasSubstr;
 
 namespace {
 
