@@ -116,8 +116,7 @@ panelkit_test(test_net SOURCES
     panelkit/net/interf_controller_test.cpp)
 
 panelkit_test(test_notifications LABELS threads SOURCES
-    panelkit/notifications/notifications_test.cpp
-    platform/bridge/listener_removal_test.cpp)
+    panelkit/notifications/notifications_test.cpp)
 
 panelkit_test(test_format SOURCES
     panelkit/format/hex_text_test.cpp

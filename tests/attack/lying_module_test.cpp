@@ -29,20 +29,14 @@ struct Lie {
 };
 
 // Those that the service calls; C_CloseSession only after a token was removed.
-constexpr const char* functions[] = {"C_Initialize",       "C_Finalize",
-                                     "C_GetInfo",          "C_GetFunctionList",
-                                     "C_GetSlotList",      "C_GetTokenInfo",
-                                     "C_GetMechanismList", "C_GetMechanismInfo",
-                                     "C_InitToken",        "C_InitPIN",
-                                     "C_SetPIN",           "C_OpenSession",
-                                     "C_CloseSession",     "C_CloseAllSessions",
-                                     "C_GetSessionInfo",   "C_Login",
-                                     "C_Logout",           "C_CreateObject",
-                                     "C_DestroyObject",    "C_GetAttributeValue",
-                                     "C_FindObjectsInit",  "C_FindObjects",
-                                     "C_FindObjectsFinal", "C_GenerateKeyPair",
-                                     "C_SignInit",         "C_Sign",
-                                     "C_SeedRandom",       "C_WaitForSlotEvent"};
+// clang-format off
+constexpr const char* functions[] = {
+    "C_Initialize", "C_Finalize", "C_GetInfo", "C_GetFunctionList", "C_GetSlotList", "C_GetTokenInfo",
+    "C_GetMechanismList", "C_GetMechanismInfo", "C_InitToken", "C_InitPIN", "C_SetPIN", "C_OpenSession",
+    "C_CloseSession", "C_CloseAllSessions", "C_GetSessionInfo", "C_Login", "C_Logout", "C_CreateObject",
+    "C_DestroyObject", "C_GetAttributeValue", "C_FindObjectsInit", "C_FindObjects", "C_FindObjectsFinal",
+    "C_GenerateKeyPair", "C_SignInit", "C_Sign", "C_SeedRandom", "C_WaitForSlotEvent"};
+// clang-format on
 
 // Every function returns success and does nothing, or a result that no standard has.
 std::vector<Lie> liesOfAllFunctions() {

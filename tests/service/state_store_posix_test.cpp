@@ -116,38 +116,20 @@ struct Row {
     bool (*carriedOut)(Host& host); // what the front end is told
 };
 
+// clang-format off
 const Row rows[] = {
-    {"ProviderLoad", [](Host& host) { return load(host.tokens, otherModule, "other"); }},
-    {"ProviderUnload", [](Host& host) { return host.tokens.ProviderUnload(named("opensc")); }},
+    {"ProviderLoad",    [](Host& host) { return load(host.tokens, otherModule, "other"); }},
+    {"ProviderUnload",  [](Host& host) { return host.tokens.ProviderUnload(named("opensc")); }},
     {"ProviderLevelUp", [](Host& host) { return host.tokens.ProviderLevelUp(named("opensc")); }},
-    {"ActivateDDP", [](Host& host) { return host.policy.cmdActivateDDP("pass-all"); }},
-    {"ActivateSystem",
-     [](Host& host) {
-         std::string message;
-         return host.policy.cmdActivateSystem(message, "");
-     }},
-    {"ActivateUser",
-     [](Host& host) {
-         std::string message;
-         return host.policy.cmdActivateUser("", message, "");
-     }},
-    {"ActivateCurrent",
-     [](Host& host) {
-         std::string message;
-         return host.policy.cmdActivateCurrent(message, "again");
-     }},
-    {"SetSettings",
-     [](Host& host) {
-         bool applied = false;
-         return host.policy.cmdSetSettings(Host::settings("/other.lsp"), applied) && applied;
-     }},
-    {"SetUserSettings",
-     [](Host& host) {
-         bool applied = false;
-         return host.policy.cmdSetUserSettings("", Host::settings("/other.lsp"), applied) && applied;
-     }},
-    {"CommitGroups", [](Host&) { return Host::commit(9090); }},
+    {"ActivateDDP",     [](Host& host) { return host.policy.cmdActivateDDP("pass-all"); }},
+    {"ActivateSystem",  [](Host& host) { std::string why; return host.policy.cmdActivateSystem(why, ""); }},
+    {"ActivateUser",    [](Host& host) { std::string why; return host.policy.cmdActivateUser("", why, ""); }},
+    {"ActivateCurrent", [](Host& host) { std::string why; return host.policy.cmdActivateCurrent(why, "again"); }},
+    {"SetSettings",     [](Host& host) { bool done = false; return host.policy.cmdSetSettings(Host::settings("/other.lsp"), done) && done; }},
+    {"SetUserSettings", [](Host& host) { bool done = false; return host.policy.cmdSetUserSettings("", Host::settings("/other.lsp"), done) && done; }},
+    {"CommitGroups",    [](Host&) { return Host::commit(9090); }},
 };
+// clang-format on
 
 // Runs all rows; returns what is wrong.
 std::string tryAll(Host& host) {

@@ -185,22 +185,14 @@ TEST_F(ThePolicyText, IsThatOfTheCase) {
 }
 
 TEST_F(ThePolicyText, SaysWhatIsWrongWithTheCertificate) {
+    // clang-format off
     const std::string missing = "Personal certificate is missing";
     const std::string diagnoses[] = {
-        missing,
-        "",
-        "Personal certificate will be valid from 1 May",
-        "Personal certificate not valid after 1 May",
-        "Private key of personal certificate not valid after 1 May",
-        missing,
-        missing,
-        "User does not select a local certificate(cancel pressed)",
-        missing,
-        "Personal certificate does not contain IKE/IPsec Extended Key Usage",
-        "",
-        missing,
-        "",
-    };
+        missing, "", "Personal certificate will be valid from 1 May", "Personal certificate not valid after 1 May",
+        "Private key of personal certificate not valid after 1 May", missing, missing,
+        "User does not select a local certificate(cancel pressed)", missing,
+        "Personal certificate does not contain IKE/IPsec Extended Key Usage", "", missing, ""};
+    // clang-format on
     for (std::uint32_t state = 0; state < std::size(diagnoses); ++state) {
         LSPinfo_t info = office(host);
         info.message = "hidden";

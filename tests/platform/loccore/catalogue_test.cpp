@@ -27,15 +27,11 @@ TEST(Placeholders, MustBeTheSameInATranslation) {
     const std::string choice = "a %else% Do b";
     EXPECT_TRUE(samePlaceholders("%s: %u", "%s = %u!") && samePlaceholders(choice, "x %else% y"));
     for (const auto& [text, other] :
-         std::vector<std::pair<std::string, const char*>>{{"%s: %u", "%u: %s"},
-                                                          {"%s: %u", "%s"},
-                                                          {"%s", "%s %s"},
-                                                          {"%s", "%n"},
-                                                          {"plain", "%s"},
-                                                          {"plain", "100 %"},
-                                                          {choice, "x % else % y"},
-                                                          {choice, "x y"},
-                                                          {choice, "x %else% y %else% z"}}) {
+         // clang-format off
+         std::vector<std::pair<std::string, const char*>>{
+             {"%s: %u", "%u: %s"}, {"%s: %u", "%s"}, {"%s", "%s %s"}, {"%s", "%n"}, {"plain", "%s"},
+             {"plain", "100 %"}, {choice, "x % else % y"}, {choice, "x y"}, {choice, "x %else% y %else% z"}}) {
+        // clang-format on
         EXPECT_FALSE(samePlaceholders(text, other)) << text << ' ' << other;
     }
 }

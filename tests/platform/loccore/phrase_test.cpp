@@ -73,17 +73,12 @@ struct FilledRow {
 // A wording from elsewhere is filled in whatever it contains.
 TEST(Filling, TakesAnyWordingWithAnyArguments) {
     const std::vector<std::string> arguments{"one", "two"};
+    // clang-format off
     for (const auto& [wording, filled] : {
-             FilledRow{"%s, %s", "one, two"},
-             {"%2$s, %1$s, %2$d", "two, one, two"},
-             {"%s %s %s", "one two %s"},
-             {"%9$s", "%9$s"},
-             {"%d", "one"},
-             {"%", "%"},
-             {"%1$", "%1$"},
-             {"%n %-5s %*d", "%n %-5s %*d"},
-             {"%%s %%", "%s %"},
-         }) {
+        FilledRow{"%s, %s", "one, two"}, {"%2$s, %1$s, %2$d", "two, one, two"}, {"%s %s %s", "one two %s"},
+        {"%9$s", "%9$s"}, {"%d", "one"}, {"%", "%"}, {"%1$", "%1$"}, {"%n %-5s %*d", "%n %-5s %*d"},
+        {"%%s %%", "%s %"}}) {
+        // clang-format on
         EXPECT_EQ(fill(wording, arguments), filled);
     }
     EXPECT_EQ(fill("%s", {}), "%s");
