@@ -12,9 +12,11 @@
 #include <vector>
 
 // The setup is made once per process; a test repeats it for its own console.
-struct panelkit::ConsoleSetupProbe {
+namespace panelkit {
+struct ConsoleSetupProbe {
     static void forget() { ConsoleSetup::instance() = {}; }
 };
+} // namespace panelkit
 
 class FakeConsole : public platform::Console {
 public:
