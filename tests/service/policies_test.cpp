@@ -201,11 +201,11 @@ LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {
 
 // As little is stored as shows the limits: without optimisation and with a sanitizer, each MiB takes seconds.
 TEST_F(ThePolicies, KeepOfAccountsNoMoreThanTheirShare) {
-    constexpr std::size_t mebibyte = std::size_t{1} << 20, most = limits::storedOfAccount - 1000;
+    constexpr std::size_t mebibyte = std::size_t{1} << 20, most = limits::storedOfAccount - 4000;
     const auto set = [&](const std::string& account, std::size_t bytes) {
         return refusalOf([&] { policies->setUserSettings({account, account}, settingsOf(bytes)); });
     };
-    constexpr std::size_t some = (limits::storedOfAllAccounts - limits::storedOfAccount) / 2 + 1000;
+    constexpr std::size_t some = (limits::storedOfAllAccounts - limits::storedOfAccount) / 2 + 4000;
     EXPECT_EQ(set("1000", limits::storedOfAccount), vocabulary::Refused::notStored);
     EXPECT_EQ(policies->userSettings("1000").File, "");
     EXPECT_EQ(set("1000", some), vocabulary::Refused::none);
