@@ -112,10 +112,16 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${CMAKE_INSTALL_DO
 # ---- the programs
 
 # They find the library by a relative path, so the whole tree can be moved. The programs in the build folder have that
-# path too: CMake would otherwise fill the place for it with a colon, which makes the loader search the current folder.
+# path and no other, and a link there leads them to the library: CMake would replace another path at the installation,
+# and reserve the place for it with a colon, which makes the loader search the current folder.
 file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}"
-                                                    BUILD_RPATH "$ORIGIN/${to_library}")
+set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}" BUILD_WITH_INSTALL_RPATH ON)
+if(NOT WIN32)
+    set(library libpanelkit.so.${PROJECT_VERSION_MAJOR})
+    file(RELATIVE_PATH to_programs /${CMAKE_INSTALL_LIBDIR} /bin)
+    file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
+    file(CREATE_LINK ${to_programs}/${library} ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR}/${library} SYMBOLIC)
+endif()
 install(TARGETS panelkitd RUNTIME DESTINATION ${CMAKE_INSTALL_SBINDIR} COMPONENT service)
 install(TARGETS panelctl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT frontend)
 
