@@ -3,14 +3,18 @@
 
 #include <service/certs/holdings.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace panelkitd {
 
 namespace {
 
-// Other programs may write to the token too. So what was read is used for this long only.
-constexpr auto mostAge = std::chrono::seconds(2);
+constexpr auto longestPause = std::chrono::seconds(2); // between imports that follow each other
+
+// Other programs may write to the token too, so what was read is used for a short time. On a slow token it is used
+// longer, so that most of the time is left for the imports.
+constexpr auto leastAge = std::chrono::seconds(2), mostAge = std::chrono::seconds(30);
 
 ImportTarget::Present presentOf(const CertificateFacts& facts, const std::string* idOfCertificate,
                                 const TokenObjects& keys) {
@@ -25,20 +29,27 @@ ImportTarget::Present presentOf(const CertificateFacts& facts, const std::string
 void ImportTarget::begin(const HeldToken& token) {
     const auto now = Clock::now();
     const bool same = sameToken(token.named(), token_) && token.named().slotId == token_.slotId;
-    inARow_ = same && token.lastChange() == change_ && now - lastImport_ < mostAge;
-    if (!inARow_ || (content_ && now - content_->read >= mostAge)) content_.reset();
+    inARow_ = same && token.lastChange() == change_ && now - lastImport_ < longestPause;
+    if (!inARow_ || (content_ && now >= content_->validUntil)) content_.reset();
     token_ = token.named();
+    ended(token);
+}
+
+// Also called at the beginning, for an import that finds that everything is there.
+void ImportTarget::ended(const HeldToken& token) {
     change_ = token.lastChange();
-    lastImport_ = now;
+    lastImport_ = Clock::now();
 }
 
 ImportTarget::Content ImportTarget::readContent(HeldToken& token, FactsCache& cache) {
+    const auto begin = Clock::now();
     Content content;
-    for (StoredCertificate& one : readCertificates(token, cache)) {
+    content.keys = readCertificatesAndKeys(token, cache);
+    for (StoredCertificate& one : std::exchange(content.keys.certificates, {})) {
         content.idOf[one.facts->info.fingerprint] = std::move(one.id);
     }
-    content.keys = readKeys(token);
-    content.read = Clock::now();
+    const auto now = Clock::now();
+    content.validUntil = now + std::clamp<Clock::duration>(10 * (now - begin), leastAge, mostAge);
     return content;
 }
 
@@ -58,7 +69,7 @@ ImportTarget::Present ImportTarget::of(HeldToken& token, const FileCertificate& 
 }
 
 void ImportTarget::made(const HeldToken& token, const std::vector<Made>& objects) {
-    change_ = token.lastChange();
+    ended(token);
     if (!content_) return;
     for (const auto& [certificate, id, isKey] : objects) {
         if (!isKey) {

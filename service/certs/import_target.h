@@ -45,9 +45,10 @@ private:
     struct Content {
         std::unordered_map<std::string, std::string> idOf; // by fingerprint
         TokenObjects keys;
-        Clock::time_point read;
+        Clock::time_point validUntil;
     };
     static Content readContent(HeldToken& token, FactsCache& cache);
+    void ended(const HeldToken& token);
 
     // Of the last import.
     PKCS11::TokenInfo token_;

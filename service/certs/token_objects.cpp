@@ -141,6 +141,11 @@ TokenObjects readObjects(HeldToken& token, FactsCache& cache) {
     return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
 }
 
+TokenObjects readCertificatesAndKeys(HeldToken& token, FactsCache& cache) {
+    const HostQuery others{{}, {keyReading(), publicKeyReading()}};
+    return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
+}
+
 std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& cache) {
     return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading())}), cache).certificates;
 }

@@ -70,6 +70,7 @@ struct TokenObjects {
 };
 
 TokenObjects readObjects(HeldToken& token, FactsCache& cache);
+TokenObjects readCertificatesAndKeys(HeldToken& token, FactsCache& cache);
 std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& cache);
 TokenObjects readKeys(HeldToken& token); // both halves
 std::vector<StoredCrl> readCrls(HeldToken& token, FactsCache& cache);

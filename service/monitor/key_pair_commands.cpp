@@ -61,7 +61,7 @@ std::string MonitorCommands::enumKeys(Call& call) {
     std::vector<panelkit::Pair<TokenInfo, KeyInfo>> keys;
     std::vector<TokenInfo> closed;
     const auto unseen = forTokens(call, providers_, [&](HeldToken& held, const TokenInfo& token) {
-        const TokenObjects objects = readObjects(held, certificates_.facts());
+        const TokenObjects objects = readCertificatesAndKeys(held, certificates_.facts());
         for (const KeyPair& pair : keyPairs(objects)) keys.push_back({token, describe(pair)});
         if (needsLogin(token)) closed.push_back(token);
     });
@@ -74,7 +74,7 @@ std::string MonitorCommands::publicKey(Call& call) {
     const TokenInfo info = readToken(call);
     const KeyInfo record = readKey(call);
     HeldToken token = providers_.hold(info);
-    const TokenObjects objects = readObjects(token, certificates_.facts());
+    const TokenObjects objects = readCertificatesAndKeys(token, certificates_.facts());
     const KeyPair pair = findPair(objects, record);
     const KeyHandle key = pair.publicKey ? publicHalf(*pair.publicKey) : nullptr;
     if (!key) throw RefusedError(Refused::noSuchObject, "the token does not have the public half of the key");
@@ -141,7 +141,7 @@ std::string MonitorCommands::generateKey(Call& call) {
     requireFree(readKeys(token), wish.keyLabel);
     const TokenKeyPair made = generatePair(token, wish, wish.keyLabel);
     call.outcome = "done";
-    const TokenObjects objects = readObjects(token, certificates_.facts());
+    const TokenObjects objects = readCertificatesAndKeys(token, certificates_.facts());
     for (const KeyPair& pair : keyPairs(objects)) {
         if (pair.privateKey && pair.privateKey->object == made.privateKey) {
             return encodeReply<Command::GenerateKey>(describe(pair));
@@ -157,7 +157,7 @@ std::string MonitorCommands::deleteKey(Call& call) {
     const KeyInfo record = readKey(call);
     HeldToken token = providers_.hold(info);
     token.requireWritable();
-    const TokenObjects objects = readObjects(token, certificates_.facts());
+    const TokenObjects objects = readCertificatesAndKeys(token, certificates_.facts());
     token.destroy(findPair(objects, record).numbers());
     return {};
 }
@@ -184,7 +184,7 @@ std::string MonitorCommands::deleteCertificateAndKey(Call& call) {
     call.subject += ", certificate " + platform::quotedName(record.fingerprint) + " and its key";
     HeldToken token = providers_.hold(info);
     token.requireWritable();
-    const TokenObjects objects = readObjects(token, certificates_.facts());
+    const TokenObjects objects = readCertificatesAndKeys(token, certificates_.facts());
     std::vector<std::uint64_t> numbers;
     const StoredCertificate* found = nullptr;
     for (const StoredCertificate& certificate : objects.certificates) {
