@@ -19,7 +19,6 @@
 
 using namespace LPARAMS::Client;
 using bridge::server::Answer;
-using panelkit::Command;
 
 namespace {
 

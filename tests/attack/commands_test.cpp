@@ -7,8 +7,6 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_records.h>
 
-using panelkit::Command;
-
 namespace {
 
 constexpr int clients = 8;

@@ -11,8 +11,6 @@
 
 using attack::RawClient;
 using bridge::FrameKind;
-using panelkit::Command;
-using namespace std::chrono_literals;
 
 namespace {
 

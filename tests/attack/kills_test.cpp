@@ -10,7 +10,6 @@
 
 #include <random>
 
-using panelkit::Command;
 using namespace LPARAMS::Client;
 
 namespace {

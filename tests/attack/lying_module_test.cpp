@@ -11,11 +11,9 @@
 #include <vocabulary/certs.h>
 #include <vocabulary/tokens.h>
 
-using panelkit::Command;
 using panelkit::testing::TokenModuleControl;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
-using namespace std::chrono_literals;
 namespace tokenField = vocabulary::token;
 
 namespace {

@@ -13,8 +13,6 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <testing/scripted_service.h>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using panelkit::testing::ScriptedService;
 using PKCS11::TokenInfo;
 

@@ -10,7 +10,6 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <vocabulary/tokens.h>
 
-using panelkit::Command;
 using PKCS11::TokenInfo;
 
 namespace {

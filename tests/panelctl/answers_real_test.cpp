@@ -7,8 +7,6 @@
 #include "../support/panelctl_fixture.h"
 
 using nlohmann::json;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 
 namespace {
 

@@ -4,8 +4,6 @@
 #include "../support/config_service.h"
 #include "../support/panelctl_fixture.h"
 
-using namespace std::chrono_literals;
-
 namespace {
 
 using TheConfiguration = PanelctlWith<RunningService>;

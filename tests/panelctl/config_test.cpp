@@ -10,7 +10,6 @@
 
 using namespace LPARAMS::Client;
 using nlohmann::json;
-using panelkit::Command;
 
 namespace {
 

@@ -8,8 +8,6 @@
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/net/interface_records.h>
 
-using panelkit::Command;
-
 namespace {
 
 struct Hidden {

@@ -7,8 +7,6 @@
 #include <panelkit/lsp/lsp_records.h>
 
 using Loc::makePhrase;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using PKCS11::ProviderInfo;
 using vocabulary::Refused;
 

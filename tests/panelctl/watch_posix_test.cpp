@@ -9,7 +9,6 @@
 #include <csignal>
 
 using panelkit::testing::ScriptedService;
-using namespace std::chrono_literals;
 
 namespace {
 

@@ -8,14 +8,11 @@
 #include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
-using panelkit::Command;
 using panelkit::testing::PushResult;
-using panelkit::testing::Reaction;
 using panelkit::testing::ScriptedService;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 using vocabulary::Notification;
-using namespace std::chrono_literals;
 namespace flag = vocabulary::tokenFlag;
 
 namespace {

@@ -7,11 +7,6 @@
 
 using testing::AnyOf;
 using testing::SizeIs;
-using vocabulary::CertExport;
-using vocabulary::CertImport;
-using vocabulary::ExportCert;
-using vocabulary::ImportCert;
-using vocabulary::ParseResult;
 
 namespace {
 

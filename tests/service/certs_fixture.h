@@ -13,6 +13,13 @@
 
 #include <platform/system/files.h>
 
+using vocabulary::CertExport;
+using vocabulary::CertImport;
+using vocabulary::ExportCert;
+using vocabulary::ImportCert;
+using vocabulary::ImportCrl;
+using vocabulary::ParseResult;
+
 class WithCertificates : private EmbeddedTokens, public WithService {
 protected:
     using EmbeddedTokens::keysSign;

@@ -5,10 +5,7 @@
 #include "certs_fixture.h"
 
 using vocabulary::CertSelector;
-using vocabulary::ImportCert;
 using vocabulary::MakeRequest;
-using vocabulary::ParseResult;
-using vocabulary::Refused;
 namespace certFlag = vocabulary::certFlag;
 
 namespace {

@@ -6,15 +6,8 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <service/certs/openssl_handles.h>
 
-using vocabulary::CertExport;
-using vocabulary::CertImport;
 using vocabulary::CertSelector;
 using vocabulary::CertState;
-using vocabulary::ExportCert;
-using vocabulary::ImportCert;
-using vocabulary::ImportCrl;
-using vocabulary::ParseResult;
-using vocabulary::Refused;
 namespace certFlag = vocabulary::certFlag;
 namespace verifyFlag = vocabulary::verifyFlag;
 

@@ -12,14 +12,6 @@
 
 #include <numeric>
 
-using PKCS11::TokenInfo;
-using vocabulary::CertImport;
-using vocabulary::ImportCert;
-using vocabulary::ImportCrl;
-using vocabulary::ParseResult;
-using vocabulary::Refused;
-using namespace std::chrono_literals;
-
 namespace {
 
 const Identity root = makeAuthority("Root");

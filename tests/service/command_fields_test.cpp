@@ -8,8 +8,6 @@
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
 
-using panelkit::Command;
-
 namespace {
 
 // Requests of the row with values that are zero or empty: up to the fields that may be missing, and with these.

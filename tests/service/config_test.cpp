@@ -9,8 +9,6 @@
 #include <platform/system/files.h>
 
 using namespace LPARAMS::Client;
-using panelkit::Command;
-using vocabulary::Refused;
 
 namespace {
 

@@ -18,7 +18,6 @@ using panelkitd::ExpirySettings;
 using panelkitd::ExpiryWatch;
 using panelkitd::WatchedCertificate;
 using vocabulary::Notification;
-using namespace std::chrono_literals;
 
 namespace {
 

@@ -8,8 +8,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-using namespace std::chrono_literals;
-
 namespace {
 
 // Standard error is a pipe for as long as this exists.

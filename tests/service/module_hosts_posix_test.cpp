@@ -11,10 +11,6 @@
 
 #include <sys/stat.h>
 
-using panelkit::Command;
-using PKCS11::TokenInfo;
-using vocabulary::Refused;
-using namespace std::chrono_literals;
 namespace flag = vocabulary::tokenFlag;
 
 namespace {

@@ -10,12 +10,7 @@
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
 using panelkit::TokenLabels;
-using PKCS11::TokenInfo;
 using testing::MatchesRegex;
-using vocabulary::CertImport;
-using vocabulary::ImportCert;
-using vocabulary::ParseResult;
-using vocabulary::Refused;
 namespace keyType = vocabulary::keyType;
 
 namespace {

@@ -14,8 +14,6 @@ using panelkit::ProviderState;
 using panelkit::TokenCondition;
 using panelkit::TokenState;
 using panelkit::UncommittedValue;
-using PKCS11::TokenInfo;
-using vocabulary::Refused;
 
 namespace {
 

@@ -10,7 +10,6 @@
 #include <ctime>
 
 using vocabulary::Notification;
-using namespace std::chrono_literals;
 
 namespace {
 

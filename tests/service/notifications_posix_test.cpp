@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 using vocabulary::Notification;
-using namespace std::chrono_literals;
 
 namespace {
 

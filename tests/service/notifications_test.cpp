@@ -13,9 +13,7 @@
 
 #include <ctime>
 
-using PKCS11::TokenInfo;
 using vocabulary::Notification;
-using namespace std::chrono_literals;
 namespace field = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;
 

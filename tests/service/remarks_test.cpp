@@ -12,9 +12,6 @@
 #include <vocabulary/policy.h>
 
 using bridge::FailureCode;
-using panelkit::Command;
-using vocabulary::CertExport;
-using vocabulary::Refused;
 
 namespace {
 

@@ -13,10 +13,6 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-using PKCS11::TokenInfo;
-using vocabulary::Refused;
-using namespace std::chrono_literals;
-
 namespace {
 
 class TheServiceUnderLoad : public WithService {

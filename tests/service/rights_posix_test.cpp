@@ -12,8 +12,6 @@
 
 #include <sys/stat.h>
 
-using panelkit::Command;
-
 namespace {
 
 const std::set<Command> forAdministrators{

@@ -9,8 +9,6 @@
 #include <platform/text/utf8_character.h>
 
 using panelkit::testing::Crash;
-using PKCS11::TokenInfo;
-using vocabulary::Refused;
 namespace tokenField = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;
 namespace title = vocabulary::pinTitle;

@@ -7,7 +7,6 @@
 
 using panelkitd::CredentialList;
 using panelkitd::TokenCredentials;
-using namespace std::chrono_literals;
 
 namespace {
 

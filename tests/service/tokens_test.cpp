@@ -3,9 +3,6 @@
 // Providers and tokens, through the library, a real service and SoftHSM2.
 #include "with_service.h"
 
-using PKCS11::ProviderInfo;
-using PKCS11::TokenInfo;
-using vocabulary::Refused;
 namespace providerField = vocabulary::provider;
 namespace tokenField = vocabulary::token;
 namespace flag = vocabulary::tokenFlag;

@@ -11,6 +11,10 @@
 #include <vocabulary/refusals.h>
 #include <vocabulary/tokens.h>
 
+using PKCS11::ProviderInfo;
+using PKCS11::TokenInfo;
+using vocabulary::Refused;
+
 class WithService : public testing::Test {
 protected:
     using Environment = std::map<std::string, std::optional<std::string>>;

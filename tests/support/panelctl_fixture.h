@@ -11,6 +11,9 @@
 
 #include <nlohmann/json.hpp>
 
+using panelkit::Command;
+using panelkit::testing::Reaction;
+
 inline void expectError(const platform::ChildResult& result, int status, const std::string& text) {
     EXPECT_EQ(result.status, status) << result.error;
     EXPECT_THAT(result.error, testing::HasSubstr(text));
@@ -58,9 +61,6 @@ protected:
 
 class PanelctlTest : public PanelctlWith<panelkit::testing::ScriptedService> {
 protected:
-    using Command = panelkit::Command;
-    using Reaction = panelkit::testing::Reaction;
-
     // The payload of the last request for a command; "" when there was none.
     std::string sent(Command command) {
         std::string payload;

@@ -13,6 +13,9 @@
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
 
+using panelkit::Command;
+using panelkit::testing::Reaction;
+
 inline void closePooledSessions() {
     for (const SessionId_t id : {SessionParameters, SessionCertificates, SessionTokens, SessionMonitor}) {
         SessionsPool::CloseSession(id);

@@ -33,3 +33,4 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
+using namespace std::chrono_literals;

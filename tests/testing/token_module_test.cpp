@@ -12,8 +12,6 @@
 
 #include <p11-kit/pkcs11.h>
 
-using namespace std::chrono_literals;
-
 namespace {
 
 class TheTestToken : public ::testing::Test {

@@ -6,8 +6,6 @@
 
 using bridge::CallLimits;
 using bridge::FailureCode;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using std::chrono::milliseconds;
 using std::chrono::minutes;
 

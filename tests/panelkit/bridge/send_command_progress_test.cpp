@@ -5,10 +5,8 @@
 #include "../../support/service_fixture.h"
 #include "../../support/standard_output.h"
 
-using panelkit::Command;
 using panelkit::LockedSession;
 using panelkit::ProgressCommand;
-using panelkit::testing::Reaction;
 using std::chrono::milliseconds;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;

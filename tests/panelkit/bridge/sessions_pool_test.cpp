@@ -6,9 +6,7 @@
 
 #include <platform/bridge/bridge_session.h>
 
-using panelkit::Command;
 using panelkit::DirectCommand;
-using panelkit::testing::Reaction;
 
 // Access to the pool's private state.
 struct SessionsPoolProbe {

@@ -5,9 +5,6 @@
 #include "../../support/service_fixture.h"
 #include "../../support/standing_client.h"
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-
 namespace {
 
 TEST(SecretsOfCertificates, AreNowhereInTheFrontEndOnceTheyAreSent) {

@@ -5,8 +5,6 @@
 
 #include <type_traits>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using std::chrono::milliseconds;
 using testing::internal::CaptureStdout;
 using testing::internal::GetCapturedStdout;

@@ -8,7 +8,6 @@
 #include "../../support/service_fixture.h"
 
 using namespace LPARAMS::Client;
-using panelkit::Command;
 using panelkit::Commit;
 using panelkit::ConfigTransaction;
 using panelkit::SectionBody;

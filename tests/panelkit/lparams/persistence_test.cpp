@@ -7,8 +7,6 @@
 #include <type_traits>
 
 using namespace LPARAMS::Client;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using panelkit::testing::Received;
 
 namespace {

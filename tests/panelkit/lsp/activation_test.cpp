@@ -8,8 +8,6 @@
 #include "lsp_fixture.h"
 
 using LSPcmd::LSPsettings_t;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 
 namespace {
 

@@ -7,9 +7,6 @@
 #include "../../support/user_folder.h"
 #include "lsp_fixture.h"
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-
 namespace {
 
 class ManyPolicyControllers : public WithScriptedService {

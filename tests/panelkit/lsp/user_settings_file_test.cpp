@@ -9,9 +9,7 @@
 #include "lsp_fixture.h"
 
 using LSPcmd::LSPsettings_t;
-using panelkit::Command;
 using panelkit::readUserSettings;
-using panelkit::testing::Reaction;
 
 namespace {
 

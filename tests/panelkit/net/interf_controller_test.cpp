@@ -4,9 +4,6 @@
 #include "../../support/bytes.h"
 #include "../../support/service_fixture.h"
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-
 namespace {
 
 // Each record once, with its bytes.

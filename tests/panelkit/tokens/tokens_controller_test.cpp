@@ -5,8 +5,6 @@
 
 #include <type_traits>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
 using PKCS11::ProviderInfo;
 using PKCS11::TokenInfo;
 

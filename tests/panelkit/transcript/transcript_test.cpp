@@ -20,9 +20,6 @@
 
 #include <iterator>
 
-using panelkit::Command;
-using panelkit::testing::Reaction;
-
 namespace {
 
 class ATranscript : public WithScriptedService {

@@ -14,7 +14,6 @@
 
 using bridge::server::Push;
 using bridge::server::PushOutcome;
-using namespace std::chrono_literals;
 
 namespace {
 

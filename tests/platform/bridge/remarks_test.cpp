@@ -12,9 +12,7 @@
 using bridge::FailureCode;
 using bridge::Remark;
 using Loc::makePhrase;
-using panelkit::Command;
 using panelkit::DirectCommand;
-using panelkit::testing::Reaction;
 
 namespace {
 

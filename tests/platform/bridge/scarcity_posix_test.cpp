@@ -18,8 +18,6 @@
 #include <system_error>
 
 using bridge::FailureCode;
-using panelkit::Command;
-using panelkit::testing::Reaction;
 
 namespace {
 
