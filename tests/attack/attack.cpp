@@ -69,47 +69,6 @@ void expectUsage(RunningService& service, const Usage& before, std::uint64_t mor
 #endif
 }
 
-RawClient::RawClient(const std::string& endpoint) {
-    if (bridge::Channel::connect(endpoint, bridge::after(10'000), channel_) != bridge::ConnectStatus::connected) {
-        channel_.reset();
-    }
-}
-
-bool RawClient::send(std::string_view bytes, std::chrono::milliseconds limit) {
-    return channel_ &&
-           channel_->write(bytes, {}, {static_cast<std::uint32_t>(limit.count())}) == bridge::IoStatus::done;
-}
-
-bool RawClient::closedWithin(std::chrono::milliseconds limit) {
-    if (!channel_) return true;
-    const bridge::Deadline until = bridge::after(static_cast<std::uint32_t>(limit.count()));
-    bridge::FrameReader reader(*channel_);
-    for (;;) {
-        bridge::FrameHeader header;
-        std::string body;
-        bridge::FrameStatus status = reader.readHeader(header, until, {static_cast<std::uint32_t>(limit.count())});
-        if (status == bridge::FrameStatus::done) {
-            status =
-                reader.readBody(header, body, bridge::defaultFrameLimit, {static_cast<std::uint32_t>(limit.count())});
-        }
-        if (status != bridge::FrameStatus::done) return status == bridge::FrameStatus::closed;
-    }
-}
-
-std::uint32_t RawClient::answerWithin(std::chrono::milliseconds limit) {
-    if (!channel_) return 0;
-    bridge::FrameReader reader(*channel_);
-    bridge::FrameHeader header;
-    std::string body;
-    const bridge::Patience patience{static_cast<std::uint32_t>(limit.count())};
-    if (reader.readHeader(header, bridge::after(static_cast<std::uint32_t>(limit.count())), patience) !=
-        bridge::FrameStatus::done) {
-        return 0;
-    }
-    reader.readBody(header, body, bridge::defaultFrameLimit, patience);
-    return static_cast<std::uint32_t>(header.kind);
-}
-
 std::string frame(std::uint32_t kind, std::uint32_t module, std::uint32_t command, std::string_view body) {
     const auto header = bridge::encodeFrameHeader(
         {static_cast<std::uint32_t>(body.size()), static_cast<bridge::FrameKind>(kind), module, command, 1});

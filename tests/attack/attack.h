@@ -8,7 +8,6 @@
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 
-#include <platform/bridge/channel.h>
 #include <platform/bridge/messages.h>
 
 namespace attack {
@@ -31,23 +30,6 @@ Usage usageOf(RunningService& service);
 // Freed memory may stay with the allocator, so `moreBytes` are allowed. Under a sanitizer, which keeps freed memory,
 // memory is not compared.
 void expectUsage(RunningService& service, const Usage& before, std::uint64_t moreBytes);
-
-// A connection that sends bytes of its own.
-class RawClient {
-public:
-    explicit RawClient(const std::string& endpoint);
-
-    bool isConnected() const { return channel_ != nullptr; }
-    // Returns false when the service does not take them.
-    bool send(std::string_view bytes, std::chrono::milliseconds limit = std::chrono::milliseconds(1000));
-    // Reads until the service closes the connection. Returns false when it does not do so in time.
-    bool closedWithin(std::chrono::milliseconds limit);
-    // Reads one frame's kind; 0 when none comes in time.
-    std::uint32_t answerWithin(std::chrono::milliseconds limit);
-
-private:
-    std::unique_ptr<bridge::Channel> channel_;
-};
 
 std::string helloFrame(bridge::Role role);
 std::string frame(std::uint32_t kind, std::uint32_t module, std::uint32_t command, std::string_view body);

@@ -3,13 +3,13 @@
 // Thousands of hostile connections: bytes that are no frames, frames that are cut off at each place, false sizes,
 // unknown kinds, receivers that don't answer, clients that leave at once and clients that send byte by byte. An honest
 // client must be served all the time, and nothing may be left of the others.
+#include "../platform/bridge/raw_client.h"
 #include "attack.h"
 
 #include <platform/bridge/frame.h>
 
 #include <random>
 
-using attack::RawClient;
 using bridge::FrameKind;
 
 namespace {
@@ -115,12 +115,12 @@ TEST_F(AnEndpointUnderAttack, ServesOnAndKeepsNothing) {
         fromAllThreads([&](int thread) {
             std::minstd_rand random(static_cast<unsigned>(thread) + 1);
             for (int i = 0; i < perThread; ++i) {
-                RawClient client(service.endpoint());
-                if (!client.isConnected()) continue;
+                const raw::Client client = raw::connected(service.endpoint());
+                if (!client) continue;
                 ++connected;
                 const auto number = static_cast<unsigned>(i);
-                client.send(attacks[number % attacks.size()](random, number / attacks.size()));
-                if (random() % 16 == 0) client.answerWithin(20ms);
+                client->write(attacks[number % attacks.size()](random, number / attacks.size()), {}, {1000});
+                if (random() % 16 == 0) raw::endsWithin(*client, 20);
             }
         });
     }
@@ -134,11 +134,11 @@ TEST_F(AnEndpointUnderAttack, GivesNobodyMoreThanFiveSecondsForAHello) {
     const HonestClient honest;
     std::atomic<unsigned> longest{0};
     fromAllThreads([&](int thread) {
-        RawClient client(service.endpoint());
+        const raw::Client client = raw::connected(service.endpoint());
         const auto start = std::chrono::steady_clock::now();
         for (const char byte : hello()) { // one every 400 ms would take half a minute
-            if (!client.send({&byte, 1})) break;
-            if (client.closedWithin(350ms + std::chrono::milliseconds(thread * 10))) break;
+            if (client->write({&byte, 1}, {}, {1000}) != bridge::IoStatus::done) break;
+            if (raw::endsWithin(*client, 350 + 10 * static_cast<unsigned>(thread))) break;
         }
         const auto took = static_cast<unsigned>(attack::millisecondsSince(start));
         unsigned known = longest;

@@ -124,15 +124,12 @@ protected:
         EXPECT_TRUE(controller.TokenLogin(token, "user-1", false, nullptr)) << bridge::lastFailure().text();
         return token;
     }
-    CertRequestInfo request() const {
-        CertRequestInfo info;
-        info.keyType = vocabulary::keyType::rsa;
-        info.keyBits = 2048;
-        info.digest = vocabulary::digest::sha256;
-        info.commonName = "gate.example";
-        info.keyLabel = "gate";
-        return info;
-    }
+    const CertRequestInfo request{.keyType = vocabulary::keyType::rsa,
+                                  .keyBits = 2048,
+                                  .digest = vocabulary::digest::sha256,
+                                  .commonName = "gate.example",
+                                  .keyLabel = "gate"};
+
     // A fresh process with an honest module, and a token with a few objects, which is logged in to.
     TokenInfo loadAgain(Client& client) {
         control.clearFaults();
@@ -164,7 +161,7 @@ protected:
             {Command::GetCertRequestKeyInfo, encoded(office)},
             {Command::CreatePresharedKey, encoded(office, std::string("new"), std::string("secret value"))},
             {Command::DeletePresharedKey, encoded(office, PresharedKeyInfo{"key 1"})},
-            {Command::MakeCertRequest, encoded(office, request())},
+            {Command::MakeCertRequest, encoded(office, request)},
             {Command::GenerateKey, encoded(office, vocabulary::keyType::rsa, std::uint32_t{2048}, std::string("made"))},
             {Command::InitTokenRNG, encoded(office, std::string("seed"))},
             {Command::TokenChangePassword, encoded(office, std::string("1234"), std::string("5678"), false, false)},

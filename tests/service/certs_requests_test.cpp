@@ -13,16 +13,14 @@ namespace {
 const Identity root = makeAuthority("Root");
 
 CertRequestInfo wishFor(std::uint32_t type, std::uint32_t bits, std::uint32_t digest) {
-    CertRequestInfo wish;
-    wish.keyType = type;
-    wish.keyBits = bits;
-    wish.digest = digest;
-    wish.commonName = "gate " + std::to_string(type) + "-" + std::to_string(bits);
-    wish.organization = "Ünïcode AG";
-    wish.country = "DE";
-    wish.alternativeNames = "DNS:gate.example, IP:192.0.2.1, IP:2001:db8::1, email:me@gate.example";
-    wish.keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke;
-    return wish;
+    return {.keyType = type,
+            .keyBits = bits,
+            .digest = digest,
+            .commonName = "gate " + std::to_string(type) + "-" + std::to_string(bits),
+            .organization = "Ünïcode AG",
+            .country = "DE",
+            .alternativeNames = "DNS:gate.example, IP:192.0.2.1, IP:2001:db8::1, email:me@gate.example",
+            .keyUsage = vocabulary::keyUsage::digitalSignature | vocabulary::keyUsage::ipsecIke};
 }
 
 class Request : public TheToken {

@@ -234,11 +234,8 @@ TEST_F(TheToken, KeepsItsKeysFromLeaving) {
     ASSERT_TRUE(controller->CreatePresharedKey(token(), "office", std::string(1024, 'x')));
     EXPECT_FALSE(controller->CreatePresharedKey(token(), "too long", std::string(1025, 'x')));
     EXPECT_TRUE(controller->CreatePresharedKey(token(), std::string(64, 'n'), "x"));
-    CertRequestInfo wish;
-    wish.keyType = vocabulary::keyType::ec;
-    wish.keyBits = 256;
-    wish.digest = vocabulary::digest::sha256;
-    wish.commonName = "gate";
+    const CertRequestInfo wish{
+        .keyType = vocabulary::keyType::ec, .keyBits = 256, .digest = vocabulary::digest::sha256, .commonName = "gate"};
     ASSERT_EQ(controller->MakeCertRequest(token(), wish, content), MakeCertRequestResult{}) << content;
     const auto objects = [&](std::vector<std::string> logIn) {
         logIn.insert(logIn.end(), {"--token-label", "Office", "-O"});

@@ -206,8 +206,7 @@ TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
     EXPECT_TRUE(gone(controller->CreatePresharedKey(office, "name", "value")));
     std::vector<CertRequestKeyInfo> choices;
     EXPECT_TRUE(gone(controller->GetCertRequestKeyInfo(office, choices)));
-    CertRequestInfo wish;
-    wish.commonName = "gate";
+    const CertRequestInfo wish{.commonName = "gate"};
     EXPECT_EQ(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
               vocabulary::MakeRequest::noSuchToken);
     control.insert("reader", "office");
@@ -232,8 +231,7 @@ TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
     std::vector<CertRequestKeyInfo> choices;
     EXPECT_TRUE(controller->GetCertRequestKeyInfo(office, choices)) << bridge::lastFailure().text();
     EXPECT_THAT(choices, IsEmpty());
-    CertRequestInfo wish;
-    wish.commonName = "gate";
+    const CertRequestInfo wish{.commonName = "gate"};
     EXPECT_EQ(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
               vocabulary::MakeRequest::keyUnfit);
 }
@@ -242,11 +240,10 @@ TEST_F(TheSteeredToken, ThatMakesNoKeysSaysSo) {
 TEST_F(TheSteeredToken, ThatSignsWronglyMakesNoRequestAndKeepsNoKey) {
     control.setTraits("office", {.pretendsKeys = true});
     login();
-    CertRequestInfo wish;
-    wish.keyType = vocabulary::keyType::rsa;
-    wish.keyBits = 2048;
-    wish.digest = vocabulary::digest::sha256;
-    wish.commonName = "gate";
+    const CertRequestInfo wish{.keyType = vocabulary::keyType::rsa,
+                               .keyBits = 2048,
+                               .digest = vocabulary::digest::sha256,
+                               .commonName = "gate"};
     EXPECT_NE(static_cast<vocabulary::MakeRequest>(controller->MakeCertRequest(office, wish, text)),
               vocabulary::MakeRequest::made);
     EXPECT_EQ(objects(), 0U);

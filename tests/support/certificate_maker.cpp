@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "certificate_maker.h"
 
+#include <service/certs/openssl_handles.h>
+
 #include <openssl/ec.h>
 #include <openssl/pem.h>
-#include <openssl/pkcs12.h>
 #include <openssl/rsa.h>
-#include <openssl/x509v3.h>
 
 #include <stdexcept>
+
+using namespace panelkitd;
 
 namespace {
 
@@ -19,30 +21,10 @@ T* made(T* object, const char* what) {
 
 Key owned(EVP_PKEY* key) { return {made(key, "a key"), EVP_PKEY_free}; }
 
-template <class Object, class Encode>
-std::string der(Object* object, Encode encode) {
-    unsigned char* bytes = nullptr;
-    const int size = encode(object, &bytes);
-    if (size <= 0) throw std::runtime_error("an object has no DER");
-    std::string text(reinterpret_cast<char*>(bytes), static_cast<std::size_t>(size));
-    OPENSSL_free(bytes);
-    return text;
-}
-
-using Certificate = std::unique_ptr<X509, decltype(&X509_free)>;
-using Bio = std::unique_ptr<BIO, decltype(&BIO_free_all)>;
-
-Certificate parsed(const std::string& bytes) {
-    const auto* at = reinterpret_cast<const unsigned char*>(bytes.data());
-    return {made(d2i_X509(nullptr, &at, static_cast<long>(bytes.size())), "a certificate"), X509_free};
-}
-
-Bio collecting() { return {BIO_new(BIO_s_mem()), BIO_free_all}; }
-
-std::string taken(const Bio& bio) {
-    char* text = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &text);
-    return {text, static_cast<std::size_t>(size)};
+CertificateHandle parsed(const std::string& bytes) {
+    CertificateHandle certificate = certificateFrom(bytes);
+    made(certificate.get(), "a certificate");
+    return certificate;
 }
 
 std::string utf16(const std::string& ascii) {
@@ -90,7 +72,7 @@ std::vector<std::pair<std::string, std::string>> authorityExtensions() {
 }
 
 Identity makeCertificate(const CertificateSpec& spec, const Key& key, const Identity* issuer) {
-    const Certificate certificate(X509_new(), X509_free);
+    const CertificateHandle certificate(X509_new());
     X509* self = certificate.get();
     X509_set_version(self, spec.version - 1);
     BIGNUM* number = nullptr;
@@ -101,12 +83,12 @@ Identity makeCertificate(const CertificateSpec& spec, const Key& key, const Iden
     ASN1_TIME_set_string_X509(X509_getm_notAfter(self), spec.notAfter.c_str());
     addNames(spec, X509_get_subject_name(self));
     X509_set_pubkey(self, key.get());
-    const Certificate parent = issuer ? parsed(issuer->der) : Certificate(nullptr, X509_free);
+    const CertificateHandle parent = issuer ? parsed(issuer->der) : nullptr;
     X509_set_issuer_name(self, X509_get_subject_name(parent ? parent.get() : self));
     addExtensions(spec, self, parent ? parent.get() : self);
     const Key& signer = issuer ? issuer->key : key;
     if (X509_sign(self, signer.get(), digestFor(signer)) <= 0) throw std::runtime_error("signing failed");
-    return {der(self, i2d_X509), key};
+    return {derOf(self, i2d_X509), key};
 }
 
 Identity makeAuthority(const std::string& name, const Identity* issuer) {
@@ -124,9 +106,9 @@ Identity makeUser(const std::string& name, const Identity& issuer) {
 }
 
 std::string makeCrl(const CrlSpec& spec, const Identity& issuer) {
-    const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> crl(X509_CRL_new(), X509_CRL_free);
+    const CrlHandle crl(X509_CRL_new());
     X509_CRL_set_version(crl.get(), 1);
-    const Certificate parent = parsed(issuer.der);
+    const CertificateHandle parent = parsed(issuer.der);
     X509_CRL_set_issuer_name(crl.get(), X509_get_subject_name(parent.get()));
     ASN1_TIME* time = ASN1_TIME_new();
     ASN1_TIME_set_string_X509(time, spec.thisUpdate.c_str());
@@ -162,55 +144,49 @@ std::string makeCrl(const CrlSpec& spec, const Identity& issuer) {
     ASN1_TIME_free(time);
     X509_CRL_sort(crl.get());
     X509_CRL_sign(crl.get(), issuer.key.get(), digestFor(issuer.key));
-    return der(crl.get(), i2d_X509_CRL);
+    return derOf(crl.get(), i2d_X509_CRL);
 }
 
 std::string pkcs12(const Identity& identity, const std::vector<std::string>& others, const std::string& password,
                    int rounds, const std::string& name) {
-    STACK_OF(X509)* chain = sk_X509_new_null();
-    for (const std::string& other : others) sk_X509_push(chain, parsed(other).release());
-    const Certificate certificate = parsed(identity.der);
-    PKCS12* container = made(PKCS12_create(password.c_str(), name.c_str(), identity.key.get(), certificate.get(), chain,
-                                           0, 0, rounds, rounds, 0),
-                             "PKCS#12");
-    std::string bytes = der(container, i2d_PKCS12);
-    PKCS12_free(container);
-    sk_X509_pop_free(chain, X509_free);
-    return bytes;
+    const CertificatesHandle chain(sk_X509_new_null());
+    for (const std::string& other : others) sk_X509_push(chain.get(), parsed(other).release());
+    const Pkcs12Handle container(made(PKCS12_create(password.c_str(), name.c_str(), identity.key.get(),
+                                                    parsed(identity.der).get(), chain.get(), 0, 0, rounds, rounds, 0),
+                                      "PKCS#12"));
+    return derOf(container.get(), i2d_PKCS12);
 }
 
 std::string pkcs7(const std::vector<std::string>& certificates) {
-    PKCS7* container = PKCS7_new();
-    PKCS7_set_type(container, NID_pkcs7_signed);
-    PKCS7_content_new(container, NID_pkcs7_data);
-    for (const std::string& one : certificates) PKCS7_add_certificate(container, parsed(one).get());
-    std::string bytes = der(container, i2d_PKCS7);
-    PKCS7_free(container);
-    return bytes;
+    const Pkcs7Handle container(PKCS7_new());
+    PKCS7_set_type(container.get(), NID_pkcs7_signed);
+    PKCS7_content_new(container.get(), NID_pkcs7_data);
+    for (const std::string& one : certificates) PKCS7_add_certificate(container.get(), parsed(one).get());
+    return derOf(container.get(), i2d_PKCS7);
 }
 
 std::string pem(const std::string& bytes, const char* name) {
-    const Bio bio = collecting();
+    const BioHandle bio = collectingBio();
     PEM_write_bio(bio.get(), name, "", reinterpret_cast<const unsigned char*>(bytes.data()),
                   static_cast<long>(bytes.size()));
-    return taken(bio);
+    return takenText(bio);
 }
 
 std::string keyPem(const Key& key, const std::string& password) {
-    const Bio bio = collecting();
+    const BioHandle bio = collectingBio();
     const EVP_CIPHER* cipher = password.empty() ? nullptr : EVP_aes_256_cbc();
     PEM_write_bio_PKCS8PrivateKey(bio.get(), key.get(), cipher, password.data(), static_cast<int>(password.size()),
                                   nullptr, nullptr);
-    return taken(bio);
+    return takenText(bio);
 }
 
 std::string answerRequest(const std::string& requestPem, const Identity& issuer) {
-    const Bio bio(BIO_new_mem_buf(requestPem.data(), static_cast<int>(requestPem.size())), BIO_free_all);
-    const std::unique_ptr<X509_REQ, decltype(&X509_REQ_free)> request(
-        made(PEM_read_bio_X509_REQ(bio.get(), nullptr, nullptr, nullptr), "a request"), X509_REQ_free);
+    const BioHandle bio = readingBio(requestPem);
+    const std::unique_ptr<X509_REQ, Release<X509_REQ_free>> request(
+        made(PEM_read_bio_X509_REQ(bio.get(), nullptr, nullptr, nullptr), "a request"));
     EVP_PKEY* key = made(X509_REQ_get0_pubkey(request.get()), "a request's key");
     if (X509_REQ_verify(request.get(), key) != 1) throw std::runtime_error("the request's signature is wrong");
-    const Certificate certificate(X509_new(), X509_free);
+    const CertificateHandle certificate(X509_new());
     X509_set_version(certificate.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 77);
     X509_gmtime_adj(X509_getm_notBefore(certificate.get()), -60);
@@ -219,26 +195,23 @@ std::string answerRequest(const std::string& requestPem, const Identity& issuer)
     X509_set_issuer_name(certificate.get(), X509_get_subject_name(parsed(issuer.der).get()));
     X509_set_pubkey(certificate.get(), key);
     X509_sign(certificate.get(), issuer.key.get(), digestFor(issuer.key));
-    return der(certificate.get(), i2d_X509);
+    return derOf(certificate.get(), i2d_X509);
 }
 
 std::vector<std::string> certificatesOf(const std::string& pemText) {
-    const Bio bio(BIO_new_mem_buf(pemText.data(), static_cast<int>(pemText.size())), BIO_free_all);
+    const BioHandle bio = readingBio(pemText);
     std::vector<std::string> list;
-    while (X509* certificate = PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)) {
-        list.push_back(der(certificate, i2d_X509));
-        X509_free(certificate);
+    while (const CertificateHandle one{PEM_read_bio_X509(bio.get(), nullptr, nullptr, nullptr)}) {
+        list.push_back(derOf(one.get(), i2d_X509));
     }
     return list;
 }
 
 std::string encryptedKey(const Key& key, const std::string& password, int rounds) {
-    PKCS8_PRIV_KEY_INFO* plain = made(EVP_PKEY2PKCS8(key.get()), "PKCS#8");
-    X509_SIG* encrypted = made(PKCS8_encrypt(-1, EVP_aes_256_cbc(), password.data(), static_cast<int>(password.size()),
-                                             nullptr, 0, rounds, plain),
-                               "an encrypted key");
-    std::string bytes = der(encrypted, i2d_X509_SIG);
-    X509_SIG_free(encrypted);
-    PKCS8_PRIV_KEY_INFO_free(plain);
-    return bytes;
+    const std::unique_ptr<PKCS8_PRIV_KEY_INFO, Release<PKCS8_PRIV_KEY_INFO_free>> plain(EVP_PKEY2PKCS8(key.get()));
+    const std::unique_ptr<X509_SIG, Release<X509_SIG_free>> encrypted(
+        made(PKCS8_encrypt(-1, EVP_aes_256_cbc(), password.data(), static_cast<int>(password.size()), nullptr, 0,
+                           rounds, plain.get()),
+             "an encrypted key"));
+    return derOf(encrypted.get(), i2d_X509_SIG);
 }

@@ -31,28 +31,31 @@ TEST(TheCatalogue, IsMadeOfGroupsThatHoldTheirDefaults) {
     EXPECT_EQ(withSharedCell, 16);
 }
 
-TEST(TheCatalogue, MarksTheTwoSecrets) {
-    std::vector<std::string> secrets;
+// The parameters of which something holds.
+template <class Holds>
+std::vector<std::string> namesOf(Holds holds) {
+    std::vector<std::string> names;
     for (const auto& group : panelkit::AllGroups()) {
         for (const Param* param : group->params) {
-            if (panelkit::isSecret(group->name, param->key))
-                secrets.push_back(std::string(group->name) + '.' + param->key);
+            if (holds(*group, *param)) names.push_back(std::string(group->name) + '.' + param->key);
         }
     }
-    EXPECT_THAT(secrets, testing::ElementsAre("CERTMON.SMTP_PASSWORD", "IKE.QCD_SECRET"));
+    return names;
+}
+
+TEST(TheCatalogue, MarksTheTwoSecrets) {
+    EXPECT_THAT(
+        namesOf([](const auto& group, const Param& param) { return panelkit::isSecret(group.name, param.key); }),
+        ElementsAre("CERTMON.SMTP_PASSWORD", "IKE.QCD_SECRET"));
 }
 
 TEST(TheCatalogue, CarriesTheHelpMarkerInOneHelp) {
     EXPECT_STREQ(BoolParam::HelpMarker(), " %else% ");
     EXPECT_STREQ(BoolParam::HelpMarkerReplaceBy(), " else ");
-    std::vector<std::string> carriers;
-    for (const auto& group : panelkit::AllGroups()) {
-        for (const Param* param : group->params) {
-            const std::string_view help = param->help;
-            if (help.find(BoolParam::HelpMarker()) != std::string_view::npos) carriers.emplace_back(param->key);
-        }
-    }
-    EXPECT_THAT(carriers, testing::ElementsAre("VERIFY_DOWNLOADS"));
+    EXPECT_THAT(namesOf([](const auto&, const Param& param) {
+                    return std::string_view(param.help).find(BoolParam::HelpMarker()) != std::string_view::npos;
+                }),
+                ElementsAre("UPDATE.VERIFY_DOWNLOADS"));
 }
 
 TEST(TheProcessorConstraint, IsTheOnlyOneAndLooksAtTheFormat) {

@@ -31,6 +31,16 @@ inline std::pair<bridge::FrameHeader, std::string> readFrame(bridge::Channel& fr
     return {header, body};
 }
 
+// Reads all remaining bytes; returns whether the connection ends in time.
+inline bool endsWithin(bridge::Channel& channel, unsigned milliseconds) {
+    const bridge::Deadline deadline = bridge::after(milliseconds);
+    std::array<char, 256> bytes{};
+    std::size_t got = 0;
+    bridge::IoStatus status = bridge::IoStatus::done;
+    while (status == bridge::IoStatus::done) status = channel.readSome(bytes.data(), bytes.size(), got, deadline);
+    return status == bridge::IoStatus::closed;
+}
+
 // What the service says to a hello; `malformed` when that is not a welcome.
 inline bridge::Welcome welcomeTo(bridge::Channel& client, const std::string& hello) {
     writeFrame(client, {.kind = bridge::FrameKind::hello}, hello, patience);

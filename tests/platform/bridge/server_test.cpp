@@ -103,15 +103,6 @@ protected:
         return session->__SendCommand(ModuleTokens, command, payload.data(), static_cast<unsigned>(payload.size()),
                                       reply);
     }
-    // Reads all remaining bytes.
-    static bool endsWithin(bridge::Channel& channel, unsigned time) {
-        const bridge::Deadline deadline = bridge::after(time);
-        std::array<char, 256> bytes{};
-        std::size_t got = 0;
-        IoStatus status = IoStatus::done;
-        while (status == IoStatus::done) status = channel.readSome(bytes.data(), bytes.size(), got, deadline);
-        return status == IoStatus::closed;
-    }
     // A command that takes longer than the session's wait setting.
     void showsSignsOfLife() {
         BridgeSession* session = open();
@@ -180,8 +171,8 @@ TEST_F(AServer, IsNotHeldUpByASlowCommandOrASilentClient) {
     });
     service.gate.awaitWaiting(1);
     EXPECT_TRUE(answersEcho());
-    EXPECT_TRUE(endsWithin(*silent, 2000)) << "a hello that never comes";
-    EXPECT_TRUE(endsWithin(*halfway, 2000)) << "a frame that is not finished";
+    EXPECT_TRUE(raw::endsWithin(*silent, 2000)) << "a hello that never comes";
+    EXPECT_TRUE(raw::endsWithin(*halfway, 2000)) << "a frame that is not finished";
     service.gate.open();
     slow.join();
 }
@@ -192,7 +183,7 @@ TEST_F(AServer, WelcomesEveryVersionThatItSpeaksAndNoOther) {
     const auto welcomeTo = [this](const std::string& hello) {
         const auto channel = raw::connected(endpoint);
         const bridge::Welcome welcome = raw::welcomeTo(*channel, hello);
-        EXPECT_TRUE(welcome.verdict == bridge::Verdict::accepted || endsWithin(*channel, 2000));
+        EXPECT_TRUE(welcome.verdict == bridge::Verdict::accepted || raw::endsWithin(*channel, 2000));
         return std::pair(welcome.verdict, welcome.version);
     };
     const auto says = [](std::uint32_t version, bridge::Role role = bridge::Role::commandSession) {
@@ -430,7 +421,7 @@ TEST_F(AServer, OutlivesWhatThrowsInAReceiversSession) {
     server.push({6, 1, "payload", [](auto, const auto&) { throw std::runtime_error("no memory"); }});
     const FrameHeader push = readFrame(*receiver).first;
     writeFrame(*receiver, {.kind = FrameKind::pushAnswered, .tag = push.tag}, {}, patience);
-    EXPECT_TRUE(endsWithin(*receiver, 5000));
+    EXPECT_TRUE(raw::endsWithin(*receiver, 5000));
     EXPECT_TRUE(answersEcho());
 }
 
