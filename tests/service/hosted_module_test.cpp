@@ -87,6 +87,16 @@ TEST_F(AHostedModule, TakesNoTokenForTheOneThatWasInItsSlot) {
     EXPECT_EQ(refusalOf(HostCommand::create, nameOf("Other"), std::vector{data("x")}), Refused::notLoggedIn);
 }
 
+// As if another token were in the slot, and the module had kept the session with the former one.
+TEST_F(AHostedModule, BelievesNoSessionThatOutlivesItsToken) {
+    login(nameOf("Office"));
+    control.garbage("C_GetTokenInfo");
+    const HostToken other = tokens().at(0);
+    EXPECT_FALSE(other.loggedIn);
+    const HostTokenName name{other.label, other.serial, other.slot};
+    EXPECT_EQ(refusalOf(HostCommand::create, name, std::vector{data("x")}), Refused::notLoggedIn);
+}
+
 TEST_F(AHostedModule, MeansNoObjectOfATokenThatCameBack) {
     const HostTokenName office = nameOf("Office");
     login(office);
