@@ -31,6 +31,9 @@ if(NOT WIN32)
     target_sources(test_service_certs PRIVATE service/remarks_test.cpp)
     add_dependencies(test_service_certs catalogues)
 
+    panelkit_test(test_service_module_host LINK panelkitd_parts SOURCES
+        service/module_host_posix_test.cpp)
+
     # These look into the service's parts.
     panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
         service/certs_token_states_test.cpp

@@ -127,6 +127,49 @@ TEST_F(AHostedModule, EndsItsSearchesAndAsksNothingThatCanNotBe) {
     EXPECT_EQ(control.calls("C_CreateObject"), 0U);
 }
 
+TEST_F(AHostedModule, BelievesNoNumberThatCanNotBe) {
+    constexpr std::uint64_t endless = std::uint64_t{1} << 63U;
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    ask<std::vector<std::uint64_t>>(HostCommand::create, office, std::vector{data("one")});
+    control.count("C_GetAttributeValue", 77777);
+    EXPECT_FALSE(find(office).objects.at(0).values.at(0).known) << "more than it had room for";
+    control.clearFaults();
+    control.count("C_FindObjects", endless);
+    EXPECT_EQ(refusalOf(HostCommand::find, office, std::vector<HostQuery>(1)), Refused::deviceError);
+    control.count("C_GetMechanismList", endless);
+    EXPECT_EQ(refusalOf(HostCommand::mechanisms, office), Refused::deviceError);
+}
+
+TEST_F(AHostedModule, KeepsNeitherHalfOfAKeyThatCanNotBeRead) {
+    control.setTraits("office", {.pretendsKeys = true});
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    ObjectTemplate publicKey, privateKey;
+    publicKey.number(CKA_MODULUS_BITS, 2048).flag(CKA_TOKEN, true);
+    privateKey.flag(CKA_TOKEN, true);
+    control.fail("C_GetAttributeValue", CKR_OBJECT_HANDLE_INVALID);
+    const HostGeneration wish{CKM_RSA_PKCS_KEY_PAIR_GEN, publicKey, privateKey, {CKA_MODULUS}};
+    EXPECT_EQ(refusalOf(HostCommand::generate, office, wish), Refused::deviceError);
+    EXPECT_EQ(control.counters("office").objects, 0U);
+}
+
+// The token takes PINs of 4 to 64 bytes.
+TEST_F(AHostedModule, ErasesNothingForALabelOrAPinThatDoesNotFit) {
+    const auto initialize = [&](const std::string& from, const std::string& to, std::size_t pin) {
+        const HostInitialization wish{to, platform::Secret("so-secret"), platform::Secret(std::string(pin, '1')), true};
+        const Refused refused = refusalOf(HostCommand::initialize, nameOf(from), wish);
+        EXPECT_EQ(tokens().at(0).label, refused == Refused::none ? to : from);
+        return refused;
+    };
+    EXPECT_EQ(initialize("Office", "", 4), Refused::badInput);
+    EXPECT_EQ(initialize("Office", std::string(33, 'x'), 4), Refused::badInput);
+    EXPECT_EQ(initialize("Office", "New", 3), Refused::unfitPin);
+    EXPECT_EQ(initialize("Office", "New", 65), Refused::unfitPin);
+    EXPECT_EQ(initialize("Office", std::string(32, 'x'), 4), Refused::none);
+    EXPECT_EQ(initialize(std::string(32, 'x'), "New", 64), Refused::none);
+}
+
 TEST_F(AHostedModule, ListsTokensOnlyWhenOneMayHaveComeOrGone) {
     const auto look = [this](std::uint64_t seen) { return ask<HostTokens>(HostCommand::tokens, seen); };
     std::uint64_t state = look(0).state;
