@@ -4,9 +4,8 @@
 #include <service/state/state_folder.h>
 
 #include <platform/system/files.h>
+#include <platform/system/folders.h>
 #include <platform/text/utf16.h>
-
-#include <windows.h>
 
 #include <cstdlib>
 
@@ -31,7 +30,7 @@ void makeEndpointFolder(const std::string&) {}
 
 std::string installedEmbeddedModule() {
     const std::string path = environment(L"ProgramFiles") + "\\SoftHSM2\\lib\\softhsm2-x64.dll";
-    return GetFileAttributesW(platform::toUtf16(path).c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;
+    return platform::typeOf(path) == platform::FileType::regular ? path : std::string();
 }
 
 std::map<std::string, std::string> configureEmbeddedModule(const std::string& folder) {

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// panelkitd: reads its command line and serves front ends until it is asked to end.
+// panelkitd: reads its command line, and serves front ends until it is asked to end or does the one thing that it is
+// asked for.
 #include <service/base/log.h>
 #include <service/certs/openssl_memory.h>
 #include <service/daemon.h>
 #include <service/exit_status.h>
 #include <service/modules/host_process.h>
 #include <service/options.h>
+#include <service/service_control.h>
 #include <service/service_manager.h>
 #include <service/termination.h>
 
@@ -25,13 +27,7 @@ void serve(Options options, TerminationRequest& termination) {
     logEvent("ended");
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    Options options;
-    if (const auto status = readOptions(argc, argv, options)) return *status;
-    platform::returnFreedMemory();
-    if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
+int run(const Options& options) {
     forbidCoreDumps();
     setLogLevel(options.logLevel);
     if (!wipeOpensslMemory()) logError("memory that OpenSSL releases can't be wiped");
@@ -44,4 +40,16 @@ int main(int argc, char** argv) {
         logError(error.what());
         return static_cast<int>(ExitStatus::failed);
     }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    if (const auto status = readOptions(platform::utf8Arguments(argc, argv), options)) return *status;
+    if (options.serviceAction) return controlService(*options.serviceAction, options.serviceSetup);
+    platform::returnFreedMemory();
+    if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
+    if (options.asService) return serveForManager([&options] { return run(options); });
+    return run(options);
 }

@@ -10,6 +10,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <array>
 #include <iostream>
 
 namespace panelkitd {
@@ -52,9 +54,49 @@ void addPinFiles(CLI::App& app, std::map<std::string, std::string>& files) {
         ->take_all();
 }
 
+struct ActionRow {
+    const char* option;
+    ServiceAction action;
+    const char* description;
+};
+
+constexpr std::array actions{
+    ActionRow{"--install-service", ServiceAction::install,
+              "Windows: register panelkitd as a service that starts with the system, with the other options given"},
+    ActionRow{"--uninstall-service", ServiceAction::uninstall,
+              "Windows: stop the service and remove it; its state stays"},
+    ActionRow{"--start-service", ServiceAction::start, "Windows: start the installed service and wait until it serves"},
+    ActionRow{"--stop-service", ServiceAction::stop, "Windows: stop the service and wait for its end"},
+    ActionRow{"--service-status", ServiceAction::status,
+              "Windows: say whether the service runs; the exit status is 0 if it does, otherwise 1"},
+};
+
+void addServiceActions(CLI::App& app, Options& options) {
+    for (const ActionRow& row : actions) {
+        const auto choose = [&options, &row] {
+            if (options.serviceAction) throw CLI::ValidationError(row.option, "only one action can be given");
+            options.serviceAction = row.action;
+        };
+        app.add_flag_callback(row.option, choose, row.description);
+    }
+    app.add_flag(asServiceOption, options.asService)->group("");
+}
+
+// What the manager is to start: the options that were given, and those whose default depends on the account.
+std::vector<std::string> argumentsOfService(const CLI::App& app, std::vector<std::string> given) {
+    std::erase_if(given, [](const std::string& argument) {
+        return std::any_of(actions.begin(), actions.end(), [&](const auto& row) { return argument == row.option; });
+    });
+    std::vector<std::string> arguments{asServiceOption};
+    if (app.count("--endpoint") == 0) arguments.insert(arguments.end(), {"--endpoint", bridge::systemEndpoint()});
+    if (app.count("--state") == 0) arguments.insert(arguments.end(), {"--state", defaultStateFolder(true)});
+    arguments.insert(arguments.end(), given.begin(), given.end());
+    return arguments;
+}
+
 } // namespace
 
-std::optional<int> readOptions(int argc, char** argv, Options& options) {
+std::optional<int> readOptions(const std::vector<std::string>& arguments, Options& options) {
     const bool systemWide = bridge::self().superuser;
     options.endpoint = systemWide ? bridge::systemEndpoint() : bridge::privateEndpoint();
     options.state = defaultStateFolder(systemWide);
@@ -98,12 +140,13 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
     addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
     addSeconds(app, "--stop-grace", options.stopGrace,
                "Seconds to wait for commands under way when it is asked to end");
+    addServiceActions(app, options);
     app.add_option(hostOption, options.hostedModule)->group(""); // for the service itself, not shown
     app.add_option(channelOption, options.channel)->group("");
     bool wantsManual = false;
     app.add_flag(manualRequest, wantsManual)->group("");
     try {
-        app.parse(argc, argv);
+        app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it takes them from the end
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }
@@ -111,6 +154,8 @@ std::optional<int> readOptions(int argc, char** argv, Options& options) {
         std::cout << manual(app);
         return 0;
     }
+    options.serviceSetup = {argumentsOfService(app, arguments),
+                            app.count("--state") == 0 ? defaultStateFolder(true) : options.state};
     return std::nullopt;
 }
 

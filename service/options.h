@@ -4,10 +4,12 @@
 #pragma once
 
 #include <service/base/log.h>
+#include <service/service_control.h>
 #include <service/tokens/providers.h>
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace panelkitd {
 
@@ -24,10 +26,13 @@ struct Options {
     std::string hostedModule;                    // not empty: this process hosts the module at that path
     std::string channel;                         // to the service whose module it hosts
     int inheritedSocket = -1;                    // a descriptor that listens at the endpoint already; see main.cpp
+    bool asService = false;                      // the service manager of Windows started this process
+    std::optional<ServiceAction> serviceAction;  // to be done instead of serving
+    ServiceSetup serviceSetup;                   // for that action
 };
 
-// Reads the command line. If nothing is left to do (help, version, or a mistake, which is then reported), returns the
-// exit status.
-std::optional<int> readOptions(int argc, char** argv, Options& options);
+// Reads the command line: the arguments in UTF-8, without the program's name. If nothing is left to do (help, version,
+// or a mistake, which is then reported), returns the exit status.
+std::optional<int> readOptions(const std::vector<std::string>& arguments, Options& options);
 
 } // namespace panelkitd

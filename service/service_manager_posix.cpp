@@ -29,4 +29,7 @@ void tellServiceManager(ServicePhase phase) {
     ::sd_notify(0, phase == ServicePhase::serving ? "READY=1\nSTATUS=Serving front ends." : "STOPPING=1");
 }
 
+// systemd needs no thread of its own.
+int serveForManager(const std::function<int()>& serve) { return serve(); }
+
 } // namespace panelkitd

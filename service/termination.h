@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The system's request to end: SIGTERM, SIGINT, SIGHUP; on Windows Ctrl-C, Ctrl-Break, and the end of the session.
+// The system's request to end: SIGTERM, SIGINT, SIGHUP; on Windows Ctrl-C, Ctrl-Break, the end of the session, and the
+// service control manager's.
 #pragma once
 
 #include <chrono>

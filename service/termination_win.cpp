@@ -3,11 +3,11 @@
 
 #include <service/exit_status.h>
 #include <service/request_note.h>
+#include <service/termination_win.h>
 
 #include <windows.h>
 
 #include <cstdlib>
-#include <string_view>
 #include <thread>
 
 namespace panelkitd {
@@ -20,12 +20,23 @@ RequestNote& note() {
     return *theNote;
 }
 
-// Runs on a thread of the system, which may stay here until the process ends.
-BOOL WINAPI onControl(DWORD) {
-    std::thread([] {
-        std::this_thread::sleep_for(note().limit());
-        abandonProcess();
-    }).detach();
+// Without a thread for the limit, a stop that hangs has none.
+void limitTheTime() {
+    try {
+        std::thread([] {
+            std::this_thread::sleep_for(note().limit());
+            abandonProcess();
+        }).detach();
+    } catch (const std::exception& error) {
+        logFailure("asked to end", error);
+    }
+}
+
+// Runs on a thread of the system, which may stay here until the process ends. Services alone hear that a user logs off,
+// which does not concern them.
+BOOL WINAPI onControl(DWORD event) {
+    if (event == CTRL_LOGOFF_EVENT) return TRUE;
+    limitTheTime();
     note().ask();
     return TRUE;
 }
@@ -44,12 +55,21 @@ void TerminationRequest::setLimit(std::chrono::milliseconds limit) { note().setL
 
 void TerminationRequest::whenAsked(std::function<void()> react) { note().whenAsked(std::move(react)); }
 
-// Not through the log: its reader may be what hangs.
+void askToEnd() {
+    limitTheTime();
+    try {
+        std::thread([] { note().ask(); }).detach();
+    } catch (const std::exception& error) {
+        logFailure("asked to end", error);
+        note().ask();
+    }
+}
+
+// The log's own thread writes the line, because the reader of the log may be what hangs.
 void abandonProcess() {
-    constexpr std::string_view text = "error: something did not end in time and is abandoned\r\n";
+    logError("something did not end in time and is abandoned");
     drainLog(std::chrono::milliseconds(200));
-    DWORD written = 0;
-    WriteFile(GetStdHandle(STD_ERROR_HANDLE), text.data(), static_cast<DWORD>(text.size()), &written, nullptr);
+    tellServiceManagerTheEnd(static_cast<int>(ExitStatus::abandoned));
     std::_Exit(static_cast<int>(ExitStatus::abandoned));
 }
 

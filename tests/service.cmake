@@ -33,15 +33,15 @@ if(NOT WIN32)
 
     panelkit_test(test_service_module_host LINK panelkitd_parts SOURCES
         service/module_host_posix_test.cpp)
-
-    # These look into the service's parts.
-    panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
-        service/certs_token_states_test.cpp
-        service/hosted_module_test.cpp)
-    target_compile_definitions(test_service_certs_tokens PRIVATE
-        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-    add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
 endif()
+
+# These look into the service's parts.
+panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
+    service/certs_token_states_test.cpp
+    service/hosted_module_test.cpp)
+target_compile_definitions(test_service_certs_tokens PRIVATE
+    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
 
 # Rules of the service's parts, at their boundaries.
 panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
@@ -90,8 +90,13 @@ if(NOT WIN32)
     target_sources(test_service_policy_parts PRIVATE service/log_posix_test.cpp)
 endif()
 panelkit_test(test_service_options SOURCES
-    service/options_test.cpp)
+    service/options_test.cpp
+    service/service_control_${PANELKIT_SYSTEM}_test.cpp)
 add_dependencies(test_service_options panelkitd)
+if(WIN32)
+    target_link_libraries(test_service_options PRIVATE panelkitd_parts)
+    add_dependencies(test_service_options panelctl)
+endif()
 panelkit_test(test_service_policy LABELS threads SOURCES
     service/policy_test.cpp)
 add_dependencies(test_service_policy panelkitd)

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <panelctl/base/language.h>
 
+#include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/system.h>
 
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <system_error>
 
 namespace panelctl {
 
@@ -61,8 +61,12 @@ std::filesystem::path localeFolder(const std::string& language) {
     for (const char* place : places) {
         std::filesystem::path folder = (program / place).lexically_normal();
         const bool there = std::any_of(catalogues.begin(), catalogues.end(), [&](const char* catalogue) {
-            std::error_code ignored;
-            return std::filesystem::exists(folder / platform::toPath(language) / "LC_MESSAGES" / catalogue, ignored);
+            try {
+                return factsOf(platform::fromPath(folder) + "/" + language + "/LC_MESSAGES/" + catalogue).kind ==
+                       FileKind::regular;
+            } catch (const CommandError&) {
+                return false;
+            }
         });
         if (there) return folder;
     }

@@ -4,6 +4,7 @@
 // program.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -35,6 +36,24 @@ bool readerLeft(int error);
 
 // Text that was typed at the console, converted to UTF-8. It may be a secret.
 std::string typedToUtf8(std::string typed);
+
+// ---- files, by UTF-8 names of any length; std::filesystem asks Windows in ways that fail above 260 characters
+
+enum class FileKind : unsigned char { missing, regular, folder, other };
+
+struct FileFacts {
+    FileKind kind = FileKind::missing;
+    std::uintmax_t size = 0; // bytes, of a regular file
+};
+
+// What the path leads to, all links followed. Throws CommandError when the system does not say.
+FileFacts factsOf(const std::string& utf8Path);
+
+// The path in the form for functions that open files.
+std::filesystem::path openable(const std::string& utf8Path);
+
+// The absolute path, with all links resolved as far as it exists; the path itself when that is not possible.
+std::string resolvedPath(const std::string& utf8Path);
 
 // A file opened for reading, or standard input for "-"; closed with the object. Throws CommandError when it can't be
 // opened.

@@ -106,6 +106,27 @@ bool readerLeft(int error) { return error == EPIPE; }
 
 std::string typedToUtf8(std::string typed) { return ToUtf8()(std::move(typed)); }
 
+// ---- files
+
+FileFacts factsOf(const std::string& utf8Path) {
+    struct stat status {};
+    if (::stat(utf8Path.c_str(), &status) != 0) {
+        if (errno == ENOENT || errno == ENOTDIR) return {};
+        throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
+    }
+    if (S_ISDIR(status.st_mode)) return {FileKind::folder};
+    if (!S_ISREG(status.st_mode)) return {FileKind::other};
+    return {FileKind::regular, static_cast<std::uintmax_t>(status.st_size)};
+}
+
+std::filesystem::path openable(const std::string& utf8Path) { return utf8Path; }
+
+std::string resolvedPath(const std::string& utf8Path) {
+    std::error_code error;
+    const std::filesystem::path whole = std::filesystem::weakly_canonical(utf8Path, error);
+    return error ? utf8Path : whole.string();
+}
+
 OpenedFile::OpenedFile(const std::string& utf8Path)
     : descriptor_(utf8Path == "-" ? ::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                                   : ::open(utf8Path.c_str(), O_RDONLY | O_CLOEXEC)) {

@@ -37,6 +37,13 @@ std::string toUtf8(const std::wstring& wide) {
     return text;
 }
 
+// To ask for what is not in the file; nobody is kept from using it.
+HANDLE openToLook(const std::string& utf8Path) {
+    return CreateFileW(openable(utf8Path).c_str(), FILE_READ_ATTRIBUTES,
+                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING,
+                       FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+}
+
 } // namespace
 
 // The arguments of main were converted to a code page; the system has the line as it was typed.
@@ -73,8 +80,49 @@ bool readerLeft(int error) { return error == EPIPE || error == EINVAL; }
 
 std::string typedToUtf8(std::string typed) { return toUtf8(decode(GetConsoleCP(), typed)); }
 
+// ---- files
+
+FileFacts factsOf(const std::string& utf8Path) {
+    HANDLE const file = openToLook(utf8Path);
+    const DWORD error = GetLastError();
+    if (file == INVALID_HANDLE_VALUE) {
+        const bool missing =
+            error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND || error == ERROR_INVALID_NAME;
+        if (missing) return {};
+        throw CommandError(Exit::badInput, utf8Path + ": " + std::system_category().message(static_cast<int>(error)));
+    }
+    BY_HANDLE_FILE_INFORMATION facts{};
+    const bool isOnDisk = GetFileType(file) == FILE_TYPE_DISK && GetFileInformationByHandle(file, &facts);
+    CloseHandle(file);
+    if (!isOnDisk) return {FileKind::other};
+    if (facts.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) return {FileKind::folder};
+    return {FileKind::regular, std::uintmax_t{facts.nFileSizeHigh} << 32U | facts.nFileSizeLow};
+}
+
+std::filesystem::path openable(const std::string& utf8Path) {
+    constexpr std::size_t longestPlain = 247; // characters: what folders may have without the prefix
+    std::error_code error;
+    const std::filesystem::path full = std::filesystem::absolute(platform::toPath(utf8Path), error);
+    if (error || full.native().size() <= longestPlain) return platform::toPath(utf8Path);
+    const std::wstring name = full.lexically_normal().make_preferred().native();
+    if (name.starts_with(LR"(\\?\)") || name.starts_with(LR"(\\.\)")) return name;
+    return name.starts_with(LR"(\\)") ? LR"(\\?\UNC\)" + name.substr(2) : LR"(\\?\)" + name;
+}
+
+std::string resolvedPath(const std::string& utf8Path) {
+    HANDLE const file = openToLook(utf8Path);
+    if (file == INVALID_HANDLE_VALUE) return utf8Path;
+    std::wstring name(32768, L'\0'); // the longest path of the system
+    const DWORD size = GetFinalPathNameByHandleW(file, name.data(), static_cast<DWORD>(name.size()), 0);
+    CloseHandle(file);
+    if (size == 0 || size >= name.size()) return utf8Path;
+    name.resize(size);
+    if (name.starts_with(LR"(\\?\UNC\)")) return toUtf8(LR"(\\)" + name.substr(8));
+    return toUtf8(name.starts_with(LR"(\\?\)") ? name.substr(4) : name);
+}
+
 OpenedFile::OpenedFile(const std::string& utf8Path)
-    : descriptor_(utf8Path == "-" ? _dup(0) : _wopen(platform::toPath(utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
+    : descriptor_(utf8Path == "-" ? _dup(0) : _wopen(openable(utf8Path).c_str(), _O_RDONLY | _O_BINARY)) {
     if (descriptor_ < 0) {
         throw CommandError(Exit::badInput, utf8Path + ": " + std::generic_category().message(errno));
     }

@@ -7,11 +7,7 @@
 #include <panelctl/base/system.h>
 #include <panelctl/certs/new_file.h>
 
-#include <platform/text/utf8_path.h>
-
 #include <CLI/CLI.hpp>
-
-#include <filesystem>
 
 namespace panelctl {
 
@@ -28,8 +24,7 @@ void Destination::requireFit(bool isText) const {
         }
         return;
     }
-    std::error_code ignored; // writing reports it
-    if (std::filesystem::exists(platform::toPath(file), ignored)) {
+    if (factsOf(file).kind != FileKind::missing) {
         throw CommandError(Exit::badInput, say("%s already exists; nothing was written", file));
     }
 }

@@ -7,15 +7,11 @@
 #include <panelctl/certs/cert_outcomes.h>
 
 #include <platform/system/wipe.h>
-#include <platform/text/utf8_path.h>
 
 #include <algorithm>
 #include <cstdint>
-#include <filesystem>
 
 namespace panelctl {
-
-namespace fs = std::filesystem;
 
 namespace {
 
@@ -26,14 +22,10 @@ constexpr std::uintmax_t mebibyte = 1U << 20;
 } // namespace
 
 void requireImportable(const std::string& utf8Path) {
-    std::error_code error;
-    const fs::file_status status = fs::status(platform::toPath(utf8Path), error);
-    if (status.type() == fs::file_type::not_found) refuse(say("%s: there is no such file", utf8Path));
-    if (error) refuse(utf8Path + ": " + error.message());
-    if (fs::is_directory(status)) refuse(say("%s is a folder", utf8Path));
-    if (!fs::is_regular_file(status)) refuse(say("%s is not a regular file", utf8Path));
-    const std::uintmax_t size = fs::file_size(platform::toPath(utf8Path), error);
-    if (error) refuse(utf8Path + ": " + error.message());
+    const auto [kind, size] = factsOf(utf8Path);
+    if (kind == FileKind::missing) refuse(say("%s: there is no such file", utf8Path));
+    if (kind == FileKind::folder) refuse(say("%s is a folder", utf8Path));
+    if (kind != FileKind::regular) refuse(say("%s is not a regular file", utf8Path));
     if (size == 0) refuse(say("%s is empty", utf8Path));
     if (size > largestImport) {
         throw CommandError(Exit::tooLarge,

@@ -5,8 +5,7 @@
 
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/say.h>
-
-#include <platform/text/utf8_path.h>
+#include <panelctl/base/system.h>
 
 #include <fcntl.h>
 #include <io.h>
@@ -14,7 +13,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <filesystem>
 #include <string_view>
 #include <system_error>
 
@@ -41,7 +39,7 @@ bool writeAll(int descriptor, std::string_view content) {
 } // namespace
 
 void writeNewFile(const std::string& utf8Path, const std::string& content) {
-    const std::wstring path = platform::toPath(utf8Path).wstring();
+    const std::wstring path = openable(utf8Path).wstring();
     const int descriptor = _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
     if (descriptor < 0 && errno == EEXIST) {
         throw CommandError(Exit::badInput, say("%s already exists; nothing was written", utf8Path));

@@ -3,9 +3,8 @@
 // panelctl transcript FILE: prints what a front end and the service said to each other (panelkit/bridge/transcript.h).
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/output.h>
+#include <panelctl/base/system.h>
 #include <panelctl/base/verbs.h>
-
-#include <platform/text/utf8_path.h>
 
 #include <nlohmann/json.hpp>
 
@@ -76,7 +75,7 @@ struct Transcript {
     }
 
     void run(const Context& context) const {
-        std::ifstream file(platform::toPath(path), std::ios::binary);
+        std::ifstream file(openable(path), std::ios::binary);
         if (!file) throw CommandError(Exit::notFound, say("%s can't be read", path));
         auto all = Json::array();
         std::string text;

@@ -4,6 +4,7 @@
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/say.h>
+#include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/unseen.h>
 
@@ -17,7 +18,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <filesystem>
 #include <tuple>
 
 namespace panelctl {
@@ -46,16 +46,9 @@ const std::vector<ProviderInfo>& knownProviders() {
     return *known;
 }
 
-// Without links, as the service stores it.
-std::string resolved(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::path whole = std::filesystem::weakly_canonical(platform::toPath(path), error);
-    return error ? path : platform::fromPath(whole);
-}
-
 const ProviderInfo& providerNamed(const std::vector<ProviderInfo>& listed, const std::string& name) {
     std::vector<std::string> names;
-    const std::string path = resolved(name);
+    const std::string path = resolvedPath(name); // as the service stores it
     for (const ProviderInfo& provider : listed) {
         if (provider.*providerField::name == name || provider.*providerField::path == name) return provider;
         names.push_back(provider.*providerField::name);
@@ -133,7 +126,7 @@ constexpr UriRow uriRows[] = {
     {"library-manufacturer", [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::manufacturer == v; }},
     {"library-description",  [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::description == v; }},
     {"library-version",      [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::moduleVersion == v; }},
-    {"module-path",          [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::path == resolved(v); }},
+    {"module-path",          [](const TokenInfo& t, const std::string& v) { return providerOf(t).*providerField::path == resolvedPath(v); }},
     {"module-name",          [](const TokenInfo& t, const std::string& v) { return isModuleName(providerOf(t).*providerField::path, v); }},
     {"object",               [](const TokenInfo&, const std::string&) { return true; }}, // of objects on the token
     {"type",                 [](const TokenInfo&, const std::string&) { return true; }},

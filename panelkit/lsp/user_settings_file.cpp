@@ -5,17 +5,15 @@
 
 #include <platform/paths/user_paths.h>
 #include <platform/system/files.h>
-#include <platform/text/utf8_path.h>
+#include <platform/system/folders.h>
 #include <platform/xml/xml_document.h>
 
 #include <charconv>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 namespace panelkit {
 
@@ -135,10 +133,11 @@ XMLDocument documentToChange() {
 // A damaged file may still be the user's work, so it is kept.
 void keepDamaged(const std::string& folder) {
     if (!find(folder).damaged) return;
-    std::error_code error;
-    std::filesystem::rename(platform::toPath(folder + fileName), platform::toPath(folder + fileName + ".damaged"),
-                            error);
-    if (error) throw platform::FileError(folder + fileName, "damaged, and can't be put aside: " + error.message());
+    try {
+        platform::renameFile(folder + fileName, folder + fileName + ".damaged");
+    } catch (const platform::FileError& error) {
+        throw platform::FileError(folder + fileName, "damaged, and can't be put aside: " + error.reason);
+    }
 }
 
 void writeDocument(const XMLDocument& document) {

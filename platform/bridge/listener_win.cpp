@@ -3,9 +3,8 @@
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/listener.h>
 #include <platform/bridge/peer_win.h>
+#include <platform/system/access_win.h>
 #include <platform/text/utf16.h>
-
-#include <sddl.h>
 
 #include <array>
 #include <stdexcept>
@@ -36,10 +35,7 @@ platform::LocalMemory<void> securityDescriptor(const ListenOptions& options) {
     const std::string own = self().user;
     std::string text = "O:" + own + "D:P(D;;GA;;;NU)(A;;GA;;;SY)(A;;GRGW;;;BA)(A;;GA;;;" + own + ")";
     if (!options.users.empty()) text += "(A;;GRGW;;;" + options.users + ")";
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    ConvertStringSecurityDescriptorToSecurityDescriptorW(platform::toUtf16(text).c_str(), SDDL_REVISION_1, &descriptor,
-                                                         nullptr);
-    return platform::LocalMemory<void>(descriptor);
+    return platform::descriptorOf(text);
 }
 
 } // namespace

@@ -29,6 +29,6 @@ std::string displayName(const Peer& peer);
 bool trustsService(const Peer& service);
 
 // The name of the account under which the packaged service runs.
-inline constexpr const char* serviceAccount = "panelkit";
+extern const char* const serviceAccount;
 
 } // namespace bridge

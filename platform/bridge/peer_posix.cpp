@@ -5,6 +5,8 @@
 
 namespace bridge {
 
+const char* const serviceAccount = "panelkit";
+
 Peer self() {
     Peer peer;
     peer.user = std::to_string(::geteuid());

@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include <platform/bridge/peer_win.h>
 
+#include <platform/system/access_win.h>
 #include <platform/system/handle_win.h>
-#include <platform/text/utf16.h>
 
 #include <aclapi.h>
-#include <sddl.h>
 
 #include <algorithm>
 
 namespace bridge {
 
+// The account that Windows makes for the service of that name, which no other service has.
+const char* const serviceAccount = R"(NT SERVICE\panelkitd)";
+
 namespace {
 
-constexpr const char* systemSid = "S-1-5-18";
-constexpr const char* administratorsSid = "S-1-5-32-544";
-
-std::string sidText(PSID sid) {
-    wchar_t* text = nullptr;
-    if (!ConvertSidToStringSidW(sid, &text)) return {};
-    const platform::LocalMemory<wchar_t> owned(text);
-    return platform::toUtf8(text);
-}
+using platform::sidText;
 
 template <class Info>
 std::vector<char> tokenInformation(HANDLE token, TOKEN_INFORMATION_CLASS what) {
@@ -37,7 +31,7 @@ Peer describeToken(HANDLE token) {
     const auto user = tokenInformation<TOKEN_USER>(token, TokenUser);
     if (user.empty()) return peer;
     peer.user = sidText(reinterpret_cast<const TOKEN_USER*>(user.data())->User.Sid);
-    peer.superuser = peer.user == systemSid;
+    peer.superuser = peer.user == platform::systemAccount;
 
     const auto bytes = tokenInformation<TOKEN_GROUPS>(token, TokenGroups);
     if (bytes.empty()) return peer;
@@ -46,7 +40,7 @@ Peer describeToken(HANDLE token) {
         const SID_AND_ATTRIBUTES& group = groups->Groups[i];
         if (!(group.Attributes & SE_GROUP_ENABLED)) continue; // an administrator who is not elevated has it disabled
         peer.groups.push_back(sidText(group.Sid));
-        if (peer.groups.back() == administratorsSid) peer.superuser = true;
+        if (peer.groups.back() == platform::administratorsGroup) peer.superuser = true;
     }
     return peer;
 }
@@ -73,7 +67,7 @@ Peer pipeOwner(HANDLE pipe) {
     const platform::LocalMemory<void> owned(descriptor);
     Peer peer;
     peer.user = sidText(owner);
-    peer.superuser = peer.user == systemSid || peer.user == administratorsSid;
+    peer.superuser = peer.user == platform::systemAccount || peer.user == platform::administratorsGroup;
     return peer;
 }
 

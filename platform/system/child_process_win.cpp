@@ -4,6 +4,7 @@
 #include <platform/system/child_process_win.h>
 #include <platform/system/collected_text.h>
 #include <platform/system/handle_win.h>
+#include <platform/system/names_win.h>
 #include <platform/text/utf16.h>
 
 #include <array>
@@ -59,10 +60,13 @@ PROCESS_INFORMATION createProcess(const std::vector<std::string>& arguments,
                                   STARTUPINFOW& startup) {
     constexpr int mostAttempts = 3;
     std::wstring block = blockOf(environment);
+    const std::wstring name = programName(arguments.at(0));
+    const bool isSearched = name.find(L'\\') == name.npos;
+    const wchar_t* const program = isSearched ? nullptr : name.c_str();
     for (int attempt = 1;; ++attempt) {
         std::wstring commandLine = commandLineOf(arguments); // which the call may change
         PROCESS_INFORMATION started{};
-        if (CreateProcessW(nullptr, commandLine.data(), nullptr, nullptr, TRUE, flags, block.data(), nullptr, &startup,
+        if (CreateProcessW(program, commandLine.data(), nullptr, nullptr, TRUE, flags, block.data(), nullptr, &startup,
                            &started)) {
             return started;
         }

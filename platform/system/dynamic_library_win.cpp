@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/dynamic_library.h>
 
+#include <platform/system/names_win.h>
 #include <platform/text/utf16.h>
 
 #include <windows.h>
@@ -11,7 +12,7 @@ namespace platform {
 
 // Libraries that this one needs are searched for only in its own folder and in the system's folder.
 DynamicLibrary::DynamicLibrary(const std::string& path, AtEnd atEnd)
-    : handle_(LoadLibraryExW(toUtf16(path).c_str(), nullptr,
+    : handle_(LoadLibraryExW(programName(path).c_str(), nullptr,
                              LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32)) {
     if (!handle_) throw std::runtime_error(path + ": " + systemErrorText(GetLastError()));
     if (atEnd == AtEnd::unload) return;

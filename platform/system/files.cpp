@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
+#include <platform/system/folders.h>
 #include <platform/system/wipe.h>
-#include <platform/text/utf8_path.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
-#include <vector>
 
 namespace platform {
 
@@ -50,14 +47,13 @@ void updateOwnFile(const std::string& path, const std::string& content) {
 }
 
 void removeUnfinished(const std::string& folder, const std::function<bool(const std::string& name)>& isOwn) {
-    std::error_code ignored;
-    std::vector<std::filesystem::path> found;
-    for (const auto& entry : std::filesystem::directory_iterator(toPath(folder), ignored)) {
-        const std::string replaced = replacedBy(fromPath(entry.path().filename()));
-        const bool isRegular = entry.symlink_status(ignored).type() == std::filesystem::file_type::regular;
-        if (isRegular && !replaced.empty() && isOwn(replaced)) found.push_back(entry.path());
+    for (const std::string& name : namesIn(folder)) {
+        const std::string replaced = replacedBy(name);
+        const std::string path = folder + "/" + name;
+        try {
+            if (!replaced.empty() && isOwn(replaced) && typeOf(path) == FileType::regular) removeFile(path);
+        } catch (const FileError&) {} // it stays
     }
-    for (const auto& unfinished : found) std::filesystem::remove(unfinished, ignored);
 }
 
 } // namespace platform

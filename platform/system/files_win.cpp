@@ -1,18 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/files.h>
 
-#include <platform/system/handle_win.h>
+#include <platform/system/access_win.h>
+#include <platform/system/names_win.h>
 #include <platform/text/utf16.h>
 
 #include <windows.h>
 
-#include <sddl.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cstring>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
 namespace platform {
@@ -21,15 +17,6 @@ namespace {
 
 [[noreturn]] void fail(const std::string& path, DWORD error) {
     throw FileError(path, systemErrorText(error), error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND);
-}
-
-// Returns the name in the form that may be longer than 260 characters.
-std::wstring longName(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::path full = std::filesystem::absolute(std::filesystem::path(toUtf16(path)), error);
-    if (error) throw FileError(path, error.message());
-    const std::wstring name = full.lexically_normal().make_preferred().native();
-    return name.rfind(L"\\\\", 0) == 0 ? name : L"\\\\?\\" + name;
 }
 
 // Another process may be reading or replacing the file now. So an attempt that fails for that reason is repeated for a
@@ -182,13 +169,9 @@ struct OwnFileLog::Opened {
 
 // A new file is for its owner and the system alone. Without FILE_WRITE_DATA, each write goes to the end.
 OwnFileLog::OwnFileLog(const std::string& path) : opened_(std::make_unique<Opened>()) {
-    PSECURITY_DESCRIPTOR made = nullptr;
-    if (!ConvertStringSecurityDescriptorToSecurityDescriptorW(L"D:P(A;;FA;;;OW)(A;;FA;;;SY)", SDDL_REVISION_1, &made,
-                                                              nullptr)) {
-        fail(path, GetLastError());
-    }
-    const LocalMemory<void> descriptor(made);
-    SECURITY_ATTRIBUTES attributes{sizeof attributes, made, FALSE};
+    const LocalMemory<void> descriptor = descriptorOf("D:P(A;;FA;;;OW)(A;;FA;;;SY)");
+    if (!descriptor) fail(path, GetLastError());
+    SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
     opened_->file.reset(CreateFileW(longName(path).c_str(), FILE_APPEND_DATA | FILE_READ_ATTRIBUTES | SYNCHRONIZE,
                                     FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, &attributes, OPEN_ALWAYS,
                                     FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr));
@@ -216,33 +199,6 @@ void replaceOrRewriteFile(const std::string& path, const std::string& content, b
     if (!writeAll(file, content) || !SetEndOfFile(file.get())) fail(path, GetLastError());
 }
 
-void makePrivateFolder(const std::string& path) {
-    // A folder under a user's profile or the service's data folder inherits an access list that gives other accounts no
-    // access.
-    std::error_code error;
-    std::filesystem::create_directories(std::filesystem::path(toUtf16(path)), error);
-    if (error) throw FileError(path, error.message());
-}
-
-std::string executablePath() {
-    std::wstring name(32768, L'\0');
-    name.resize(GetModuleFileNameW(nullptr, name.data(), static_cast<DWORD>(name.size())));
-    return toUtf8(name);
-}
-
-// ---- the folder of the process
-
-bool currentDirectory(char* buffer, std::size_t size) {
-    std::wstring path(GetCurrentDirectoryW(0, nullptr), L'\0'); // with its zero
-    const DWORD length = GetCurrentDirectoryW(static_cast<DWORD>(path.size()), path.data());
-    if (length == 0 || length >= path.size()) return false;
-    path.resize(length);
-    const std::string text = toUtf8(path);
-    if (text.size() >= size) return false;
-    std::memcpy(buffer, text.c_str(), text.size() + 1);
-    return true;
-}
-
 // ---- locks
 
 struct FileLock::Held {
@@ -254,7 +210,7 @@ FileLock::~FileLock() = default;
 
 std::unique_ptr<FileLock> FileLock::take(const std::string& path) {
     // The file is opened so that it can't be opened a second time. That is the lock.
-    Handle file(CreateFileW(toUtf16(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+    Handle file(CreateFileW(longName(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
                             FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!valid(file)) {
         const DWORD error = GetLastError();

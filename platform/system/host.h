@@ -9,6 +9,7 @@
 #include <ctime>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace platform {
 
@@ -28,7 +29,10 @@ std::string userHome(const std::string& userId); // a folder; on Windows a profi
 // from the environment once; a program that changes TZ calls tzset (_tzset on Windows) itself.
 std::optional<std::tm> localTime(std::int64_t seconds);
 
-// ---- environment
+// ---- arguments and environment
+
+// The arguments of main() after the program's name; in UTF-8 on Windows, where main() gets them in a code page.
+std::vector<std::string> utf8Arguments(int argc, char** argv);
 
 // Returns a variable of the environment in UTF-8. Empty when it is not set, and also in a program that runs with more
 // rights than the account that started it: there the variables are that account's.

@@ -76,7 +76,10 @@ std::optional<std::tm> localTime(std::int64_t seconds) {
     return local;
 }
 
-// ---- environment
+// ---- arguments and environment
+
+// Names of files are bytes, so nothing is converted.
+std::vector<std::string> utf8Arguments(int argc, char** argv) { return {argv + std::min(argc, 1), argv + argc}; }
 
 std::string trustedVariable(const char* name) {
     const char* value = ::secure_getenv(name);

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include <platform/system/host.h>
 
+#include <platform/system/access_win.h>
 #include <platform/text/utf16.h>
 
 #include <windows.h>
 
 #include <bcrypt.h>
 #include <sddl.h>
+#include <shellapi.h>
 
 #include <system_error>
 #include <vector>
@@ -37,11 +39,7 @@ std::string accountSid(const std::string& name) {
     DWORD domainSize = 256;
     SID_NAME_USE use{};
     if (!LookupAccountNameW(nullptr, toUtf16(name).c_str(), sid.data(), &sidSize, domain, &domainSize, &use)) return {};
-    wchar_t* text = nullptr;
-    if (!ConvertSidToStringSidW(sid.data(), &text)) return {};
-    std::string result = toUtf8(text);
-    LocalFree(text);
-    return result;
+    return sidText(sid.data());
 }
 
 } // namespace
@@ -59,7 +57,15 @@ std::optional<std::tm> localTime(std::int64_t seconds) {
     return local;
 }
 
-// ---- environment
+// ---- arguments and environment
+
+std::vector<std::string> utf8Arguments(int, char**) {
+    int count = 0;
+    const LocalMemory<wchar_t*> wide(CommandLineToArgvW(GetCommandLineW(), &count));
+    std::vector<std::string> arguments;
+    for (int i = 1; wide && i < count; ++i) arguments.push_back(toUtf8(wide.get()[i]));
+    return arguments;
+}
 
 std::string trustedVariable(const char* name) {
     const std::wstring wide = toUtf16(name);

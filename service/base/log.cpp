@@ -19,13 +19,14 @@ namespace {
 
 // The process-wide state of the log.
 std::atomic<LogLevel> currentLevel{LogLevel::events};
+std::atomic<LogWriter> otherWriter{nullptr};
 
 // The priorities of syslog, which the journal accepts as a prefix.
 enum class Priority : int { error = 3, notice = 5, info = 6, debug = 7 };
 
-bool journalReads() {
-    static const bool reads = std::getenv("JOURNAL_STREAM") != nullptr;
-    return reads;
+bool readerTakesPriorities() {
+    static const bool journalReads = std::getenv("JOURNAL_STREAM") != nullptr;
+    return journalReads || otherWriter.load();
 }
 
 // Tokens and clients decide on some of the text.
@@ -36,6 +37,7 @@ std::string oneLine(const std::string& text) {
 
 // Windows may keep in a buffer what fwrite() gets, also for standard error.
 void put(const std::string& lines) {
+    if (const LogWriter writer = otherWriter) return writer(lines);
     (void)std::fwrite(lines.data(), 1, lines.size(), stderr);
     (void)std::fflush(stderr);
 }
@@ -103,7 +105,7 @@ private:
 };
 
 std::string header(Priority priority) {
-    if (journalReads()) return "<" + std::to_string(static_cast<int>(priority)) + ">";
+    if (readerTakesPriorities()) return "<" + std::to_string(static_cast<int>(priority)) + ">";
     return platform::isoText(platform::secondsNow()) + " ";
 }
 
@@ -136,6 +138,8 @@ void write(LogLevel needed, Priority priority, const std::string& text) {
 
 void setLogLevel(LogLevel level) { currentLevel = level; }
 
+void setLogWriter(LogWriter writer) { otherWriter = writer; }
+
 void logError(const std::string& text) { write(LogLevel::events, Priority::error, "error: " + text); }
 void logEvent(const std::string& text) { write(LogLevel::events, Priority::notice, text); }
 void logDetail(const std::string& text) { write(LogLevel::details, Priority::info, text); }
@@ -146,7 +150,8 @@ void logFailure(const char* what, const std::exception& error) noexcept {
         logError(std::string(what) + ": " + error.what());
     } catch (const std::exception&) {
         if (currentLevel.load() == LogLevel::disabled) return;
-        (void)std::fprintf(stderr, "%serror: %s: there is no memory to say why\n", journalReads() ? "<3>" : "", what);
+        (void)std::fprintf(stderr, "%serror: %s: there is no memory to say why\n", readerTakesPriorities() ? "<3>" : "",
+                           what);
     }
 }
 

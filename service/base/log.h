@@ -11,6 +11,7 @@
 #include <exception>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace panelkitd {
 
@@ -18,6 +19,11 @@ namespace panelkitd {
 enum class LogLevel : int { disabled = 0, events = 1, details = 2, debug = 3 };
 
 void setLogLevel(LogLevel level);
+
+// Has lines written by `writer` instead of to standard error. It gets one or more whole lines, which begin with their
+// priority, "<5>text\n". To be called before the first line is logged.
+using LogWriter = void (*)(std::string_view lines);
+void setLogWriter(LogWriter writer);
 
 void logError(const std::string& text); // at every level but disabled
 void logEvent(const std::string& text);

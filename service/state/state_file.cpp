@@ -4,14 +4,13 @@
 #include <service/base/log.h>
 
 #include <platform/json/json.h>
+#include <platform/system/folders.h>
 #include <platform/system/wipe.h>
 #include <platform/text/join.h>
-#include <platform/text/utf8_path.h>
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string_view>
@@ -255,7 +254,7 @@ void StateFile::keepEdited() const {
 void StateFile::keep(const std::string& text) const {
     for (int number = 1; number <= mostKept; ++number) {
         const std::string name = path_ + std::string(keptMark) + std::to_string(number);
-        if (std::filesystem::symlink_status(platform::toPath(name)).type() == std::filesystem::file_type::not_found) {
+        if (platform::typeOf(name) == platform::FileType::missing) {
             platform::replaceOwnFile(name, text);
             logEvent(path_ + " is not what this service wrote; what it held is kept as " + name);
             return;

@@ -7,13 +7,13 @@
 #include <service/modules/trusted_file.h>
 
 #include <platform/system/files.h>
+#include <platform/system/folders.h>
 #include <platform/text/utf8_path.h>
 #include <vocabulary/tokens.h>
 
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -31,9 +31,11 @@ constexpr const char* embeddedName = "embedded";
 
 // Returns the path with all links resolved. Modules are compared by path, so each must have only one.
 std::string resolved(const std::string& path) {
-    std::error_code error;
-    const std::filesystem::path canonical = std::filesystem::canonical(platform::toPath(path), error);
-    return error ? path : platform::fromPath(canonical);
+    try {
+        return platform::canonicalPath(path);
+    } catch (const platform::FileError&) {
+        return path;
+    }
 }
 
 ProviderOptions withResolvedPaths(ProviderOptions options) {

@@ -44,7 +44,9 @@ protected:
     }
     // Changes the digits of an attribute of the private keys.
     void changePrivateKeys(unsigned type, const std::function<std::string(const std::string&)>& change) {
-        edit("\n0: 0300000000000000\n", [&](std::string& object) { // CKA_CLASS is CKO_PRIVATE_KEY
+        // CKA_CLASS is CKO_PRIVATE_KEY; a CK_ULONG has four bytes on Windows and eight elsewhere.
+        const std::string isPrivateKey = "\n0: 03" + std::string(2 * (sizeof(unsigned long) - 1), '0') + "\n";
+        edit(isPrivateKey, [&](std::string& object) {
             const std::string name = "\n" + std::to_string(type) + ": ";
             const std::size_t begin = object.find(name) + name.size(), end = object.find('\n', begin);
             object.replace(begin, end - begin, change(object.substr(begin, end - begin)));
