@@ -46,6 +46,13 @@ Set by the service for the embedded module, which keeps its tokens in the state 
 The package has two units. systemd listens at the endpoint for \fBpanelkitd.socket\fR and passes the socket on, so front
 ends that come while the service starts or restarts wait for it. The service says when it can be used (\fIType=notify\fR).
 Without systemd it makes the socket itself.
+.PP
+On Windows an administrator registers it with \fB\-\-install\-service\fR, together with the options with which it is to run;
+it then starts with the system, as the account "NT SERVICE\epanelkitd" that Windows makes for it alone. That account,
+the system and the administrators alone can use the state folder. It logs to the event log "Application". A service that
+fails is started again after 5 seconds, 30 seconds and then a minute; one that was asked to stop is not, even if it had
+to be abandoned. Other options act on the installed service: \fB\-\-start\-service\fR, \fB\-\-stop\-service\fR,
+\fB\-\-service\-status\fR and \fB\-\-uninstall\-service\fR, which keeps the state. Only \fB\-\-service\-status\fR is for everybody.
 .SH PKCS#11 MODULES
 Each module runs in a process of its own, which the service starts as \fBpanelkitd \-\-host\-module\fR. It has no
 capabilities and no other files than the channel to the service. A module that crashes, or whose function takes longer

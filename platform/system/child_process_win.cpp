@@ -52,6 +52,15 @@ std::wstring blockOf(const std::map<std::string, std::string>& variables) {
     return block;
 }
 
+// In the command line, the system takes programs whose path has up to 260 characters, and adds ".exe" itself. Returns
+// the name of one whose path is longer; otherwise the empty text.
+std::wstring programOutsideLine(const std::string& path) {
+    std::wstring name = programName(path);
+    if (!name.starts_with(LR"(\\?\)")) return {};
+    const bool hasExtension = name.find(L'.', name.rfind(L'\\')) != name.npos;
+    return hasExtension ? name : name + L".exe";
+}
+
 // Starts a program with inheritable handles. CreateProcess answers ERROR_INTERNAL_ERROR when the new process ended
 // before it reached its first instruction, which Wine does now and then under load; nothing of the program has run
 // then, so it is started again.
@@ -60,9 +69,8 @@ PROCESS_INFORMATION createProcess(const std::vector<std::string>& arguments,
                                   STARTUPINFOW& startup) {
     constexpr int mostAttempts = 3;
     std::wstring block = blockOf(environment);
-    const std::wstring name = programName(arguments.at(0));
-    const bool isSearched = name.find(L'\\') == name.npos;
-    const wchar_t* const program = isSearched ? nullptr : name.c_str();
+    const std::wstring longProgram = programOutsideLine(arguments.at(0));
+    const wchar_t* const program = longProgram.empty() ? nullptr : longProgram.c_str();
     for (int attempt = 1;; ++attempt) {
         std::wstring commandLine = commandLineOf(arguments); // which the call may change
         PROCESS_INFORMATION started{};

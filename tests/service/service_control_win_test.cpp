@@ -7,6 +7,7 @@
 #include <platform/bridge/peer.h>
 #include <platform/system/child_process.h>
 #include <platform/system/files.h>
+#include <platform/system/folders.h>
 #include <platform/text/utf16.h>
 #include <service/service_installation_win.h>
 #include <service/service_name_win.h>
@@ -14,6 +15,8 @@
 
 #include <gmock/gmock.h>
 
+#include <array>
+#include <panelkitd_events.h> // made from panelkitd_events.mc
 #include <vector>
 
 using platform::ChildResult;
@@ -48,7 +51,7 @@ protected:
 
     void install(const std::string& state, int expected = 0) {
         const ChildResult result =
-            panelkitd({"--install-service", "--endpoint", endpoint, "--embedded-module", "", "--state", state});
+            program({"--install-service", "--endpoint", endpoint, "--embedded-module", "", "--state", state});
         EXPECT_EQ(result.status, expected) << result.error;
         message = result.error;
     }
@@ -84,7 +87,7 @@ TEST_F(AnInstalledService, StartsServesStopsAndGoes) {
     EXPECT_EQ(program({"--uninstall-service"}).status, 0) << "it is stopped first";
     EXPECT_FALSE(hasEventSource());
     EXPECT_THAT(program({"--service-status"}).error, HasSubstr("not installed"));
-    EXPECT_THAT(platform::readOwnFile(state + "/providers.json", 1 << 20), HasSubstr("{")) << "its state stays";
+    EXPECT_EQ(platform::typeOf(state + "/panelkitd.lock"), platform::FileType::regular) << "its state stays";
 }
 
 TEST_F(AnInstalledService, IsRegisteredWithAllThatBelongsToIt) {
@@ -126,6 +129,21 @@ TEST_F(AnInstalledService, IsNotInstalledByHalf) {
         EXPECT_FALSE(hasEventSource());
         EXPECT_THAT(program({"--service-status"}).error, HasSubstr("not installed"));
     }
+}
+
+TEST_F(AnInstalledService, HasTheTextsOfItsEventsInItsProgram) {
+    const std::wstring name = platform::toUtf16(builtProgram("panelkitd.exe"));
+    HMODULE const program = LoadLibraryExW(name.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE);
+    ASSERT_TRUE(program);
+    std::wstring line = L"a line of the log, 100% of it";
+    for (const DWORD event : {PANELKITD_EVENT, PANELKITD_ERROR}) {
+        std::array<wchar_t, 100> text{};
+        std::array<wchar_t*, 1> arguments{line.data()};
+        FormatMessageW(FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_ARGUMENT_ARRAY, program, event, 0, text.data(),
+                       static_cast<DWORD>(text.size()), reinterpret_cast<va_list*>(arguments.data()));
+        EXPECT_THAT(std::wstring(text.data()), StartsWith(line));
+    }
+    FreeLibrary(program);
 }
 
 TEST_F(AnInstalledService, IsManagedByOneActionAtATime) {
