@@ -96,7 +96,12 @@ panelkit_test(test_lsp_threads LABELS threads SOURCES
     panelkit/lsp/threads_test.cpp)
 panelkit_test(test_xml_and_paths SOURCES
     platform/paths/user_paths_test.cpp
+    platform/system/long_names_test.cpp
     platform/xml/xml_document_test.cpp)
+target_compile_definitions(test_xml_and_paths PRIVATE
+    PANELKIT_ECHO_FILE="$<TARGET_FILE_NAME:channel_echo>"
+    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
+add_dependencies(test_xml_and_paths channel_echo panelkit_test_token)
 if(NOT WIN32)
     target_sources(test_xml_and_paths PRIVATE
         platform/paths/user_paths_posix_test.cpp

@@ -109,11 +109,12 @@ if(NOT WIN32)
     add_dependencies(test_service_policy_host panelkitd)
 endif()
 
-panelkit_test(test_service_test_token SOURCES
+panelkit_test(test_service_test_token LINK certificate_maker SOURCES
+    service/long_names_test.cpp
     service/test_token_test.cpp)
 target_compile_definitions(test_service_test_token PRIVATE
     PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_test_token panelkitd panelkit_test_token)
+add_dependencies(test_service_test_token panelctl panelkitd panelkit_test_token)
 
 # The files in the state folder.
 panelkit_test(test_service_state LINK panelkitd_parts SOURCES

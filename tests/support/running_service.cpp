@@ -33,10 +33,11 @@ std::string builtProgram(const std::string& name) {
 }
 
 RunningService::RunningService(std::vector<std::string> moreArguments,
-                               std::map<std::string, std::optional<std::string>> environment)
+                               std::map<std::string, std::optional<std::string>> environment, std::string stateFolder)
     : endpoint_(panelkit::testing::uniqueEndpoint()),
       moreArguments_(std::move(moreArguments)),
-      environment_(std::move(environment)) {
+      environment_(std::move(environment)),
+      stateFolder_(std::move(stateFolder)) {
     start();
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <platform/system/child_process.h>
+#include <platform/text/utf8_path.h>
 
 #include <filesystem>
 #include <memory>
@@ -19,7 +20,8 @@ public:
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     const std::filesystem::path& path() const { return path_; }
-    std::string file(const std::string& name) const { return (path_ / name).string(); }
+    // In UTF-8, as the name.
+    std::string file(const std::string& name) const { return platform::fromPath(path_ / platform::toPath(name)); }
 
 private:
     std::filesystem::path path_;
@@ -36,11 +38,12 @@ class RunningService {
 public:
     // Starts it and waits until it serves. Throws std::runtime_error, with its log, when it does not.
     explicit RunningService(std::vector<std::string> moreArguments = {},
-                            std::map<std::string, std::optional<std::string>> environment = {});
+                            std::map<std::string, std::optional<std::string>> environment = {},
+                            std::string stateFolder = "state"); // in folder()
     ~RunningService();
 
     const std::string& endpoint() const { return endpoint_; }
-    std::string state() const { return folder_.file("state"); }
+    std::string state() const { return folder_.file(stateFolder_); }
     const TemporaryFolder& folder() const { return folder_; }
     platform::ChildProcess& process() { return *process_; }
     std::string log() const { return process_->errorSoFar(); }
@@ -55,5 +58,6 @@ private:
     const std::string endpoint_;
     const std::vector<std::string> moreArguments_;
     const std::map<std::string, std::optional<std::string>> environment_;
+    const std::string stateFolder_;
     std::unique_ptr<platform::ChildProcess> process_;
 };
