@@ -127,6 +127,25 @@ TEST_F(AHostedModule, EndsItsSearchesAndAsksNothingThatCanNotBe) {
     EXPECT_EQ(control.calls("C_CreateObject"), 0U);
 }
 
+TEST_F(AHostedModule, ListsATokenThatComesBetweenTheCountAndTheList) {
+    control.recordCalls();
+    control.slow("C_GetSlotList", 300ms);
+    std::thread hand([&] {
+        EXPECT_TRUE(control.waitForCalls("C_GetSlotList", 2));
+        control.insert("second", "blank");
+    });
+    EXPECT_EQ(refusalOf(HostCommand::tokens, std::uint64_t{0}), Refused::none);
+    hand.join();
+    EXPECT_EQ(tokens().size(), 2U);
+}
+
+TEST_F(AHostedModule, IsInitialisedWithoutLocksWhereItHasNone) {
+    control.recordCalls();
+    control.fail("C_Initialize", CKR_CANT_LOCK);
+    EXPECT_THROW(HostedModule{testModule}, RefusedError);
+    EXPECT_EQ(control.calls("C_Initialize"), 2U);
+}
+
 TEST_F(AHostedModule, BelievesNoNumberThatCanNotBe) {
     constexpr std::uint64_t endless = std::uint64_t{1} << 63U;
     const HostTokenName office = nameOf("Office");

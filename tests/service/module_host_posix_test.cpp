@@ -34,6 +34,7 @@ int lie(const char* channel) {
         case HostCommand::describe: body = encoded(ModuleFacts()); break;
         case HostCommand::tokens: body = encoded(HostTokens{1, true, {}}); break;
         case HostCommand::seed: std::_Exit(1);
+        case HostCommand::mechanisms: std::this_thread::sleep_for(1h); break;
         case HostCommand::logout: --asked.tag; break; // as if it came late
         case HostCommand::login: {
             const auto reason = static_cast<std::uint32_t>(Refused::notStored); // which no token has
@@ -76,6 +77,19 @@ TEST_F(ALyingHost, IsNotBelievedWhenItAnswersAnotherCommand) {
 
 TEST_F(ALyingHost, CanNotNameAReasonThatIsTheServicesOwn) {
     EXPECT_EQ(refusalTo(HostCommand::login), Refused::deviceError);
+}
+
+TEST_F(ALyingHost, ThatHangsIsEndedWhenItIsUnloaded) {
+    std::promise<void> taken;
+    auto hanging = std::async(std::launch::async, [&] {
+        auto turn = host.take(host.usual());
+        taken.set_value();
+        return refusalOf([&] { turn.tell(HostCommand::mechanisms); });
+    });
+    taken.get_future().wait();
+    host.stop();
+    EXPECT_EQ(hanging.wait_for(10s), std::future_status::ready) << "it would have twenty seconds";
+    EXPECT_EQ(hanging.get(), Refused::moduleFailed);
 }
 
 // Doubled each time, the pause would be more than ten seconds.
