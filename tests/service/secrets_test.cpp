@@ -2,14 +2,11 @@
 //
 // A PIN leaves no trace: not in the memory of front end and service, not in the process list, not in the log.
 #include "../support/memory_scan.h"
-#include "../support/places.h"
 #include "../support/processes_posix.h"
 #include "../support/standing_client.h"
 #include "certs_fixture.h"
 
 #include <service/certs/openssl_handles.h>
-
-#include <openssl/pem.h>
 
 namespace {
 
@@ -82,18 +79,6 @@ TEST_F(SecretsOfAnExport, AreNotInTheServiceAfterwards) {
     const std::string privateNumber = panelkitd::derOf(user.key.get(), i2d_PrivateKey).substr(7, 32);
     for (const std::string& secret : {given, utf16(given), wanted, utf16(wanted), privateNumber}) {
         expectNotIn(service, secret);
-    }
-}
-
-// OpenSSL's readers leave copies of a key in what they free; that of a large one is not overwritten soon.
-TEST_F(SecretsOfAnExport, AreNotInWhatOpensslHasFreed) {
-    const std::string file = platform::readFile(sourceFile("tests/fixtures/rsa8192.pem"), 1 << 20);
-    const Key key{PEM_read_bio_PrivateKey(panelkitd::readingBio(file).get(), nullptr, nullptr, nullptr), EVP_PKEY_free};
-    const std::string der = panelkitd::derOf(key.get(), i2d_PrivateKey);
-    ASSERT_GT(der.size(), 4000U);
-    ASSERT_EQ(parse(file), ParseResult::parsed);
-    for (std::size_t place = der.size() / 2; place + 40 < der.size(); place += 400) {
-        expectNotIn(service, der.substr(place, 40));
     }
 }
 
