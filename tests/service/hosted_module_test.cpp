@@ -8,6 +8,8 @@
 #include <service/certs/token_attributes.h>
 #include <service/modules/hosted_module.h>
 
+#include <platform/system/files.h>
+
 using namespace panelkitd;
 using vocabulary::Refused;
 
@@ -187,6 +189,12 @@ TEST_F(AHostedModule, ErasesNothingForALabelOrAPinThatDoesNotFit) {
     EXPECT_EQ(initialize("Office", "New", 65), Refused::unfitPin);
     EXPECT_EQ(initialize("Office", std::string(32, 'x'), 4), Refused::none);
     EXPECT_EQ(initialize(std::string(32, 'x'), "New", 64), Refused::none);
+    bool padded = false; // in the token's file, from which the module takes blanks away and nothing else
+    for (const auto& file : std::filesystem::recursive_directory_iterator(control.folder())) {
+        if (file.is_regular_file())
+            padded |= platform::readFile(file.path().string(), 1 << 20).find("label: 4E6577\n") != std::string::npos;
+    }
+    EXPECT_TRUE(padded);
 }
 
 TEST_F(AHostedModule, ListsTokensOnlyWhenOneMayHaveComeOrGone) {
