@@ -94,12 +94,14 @@ TEST_F(HiddenCharacters, AreEscapedAtATerminal) {
 }
 
 TEST_F(HiddenCharacters, AreEscapedInJsonAndMeanTheSame) {
+    std::string escapes = nlohmann::json(nasty).dump();
+    escapes = escapes.substr(1, escapes.size() - 2); // without the quotation marks
     for (auto verb : verbs) {
         SCOPED_TRACE(verb[0] + " " + verb[1]);
         verb.emplace_back("--json");
         const std::string screen = shown(verb);
         expectHarmless(screen);
-        EXPECT_THAT(nlohmann::json::parse(screen).dump(), HasSubstr(nlohmann::json(nasty).dump().substr(1, 40)));
+        EXPECT_THAT(nlohmann::json::parse(screen).dump(), HasSubstr(escapes));
         EXPECT_EQ(nlohmann::json::parse(run(verb).output), nlohmann::json::parse(screen)) << "in a pipe";
         expectHarmless(run(verb).output);
     }
