@@ -45,17 +45,17 @@ struct Reaction {
         raw,       // send `text` as it is, which need not be a frame
     };
     Kind kind = Kind::refuse;
-    std::string text;        // the reply's payload, or the refusal's text
+    std::string text{};      // the reply's payload, or the refusal's text
     std::uint32_t bytes = 0; // see above; of a refusal, the module's number for the reason
     std::chrono::milliseconds delay{0};
-    unsigned signsOfLife = 0;            // still-working frames, spread over the delay
-    std::vector<bridge::Remark> remarks; // sent before the reply or refusal
+    unsigned signsOfLife = 0;              // still-working frames, spread over the delay
+    std::vector<bridge::Remark> remarks{}; // sent before the reply or refusal
     struct Frame {
         std::uint32_t kind = 0; // bridge::FrameKind, or an unknown value
         std::string body;
         std::uint32_t tagShift = 0; // added to the request's tag
     };
-    std::vector<Frame> frames; // sent after the remarks, even if they are not allowed there
+    std::vector<Frame> frames{}; // sent after the remarks, even if they are not allowed there
 
     static Reaction reply(std::string payload) { return {Kind::reply, std::move(payload)}; }
     static Reaction refuse(std::string text = "refused by the script", std::uint32_t detail = 0) {

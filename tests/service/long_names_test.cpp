@@ -50,6 +50,8 @@ TEST_F(AServiceWithLongNames, IsUsedAsAnyOther) {
     works({"cert", "export", "gate", "--output", folder + "/вывод.pem"}, "");
     EXPECT_THAT(platform::readFile(folder + "/вывод.pem", 1 << 20), HasSubstr("BEGIN CERTIFICATE"));
     works({"transcript", transcript}, "ImportCertificate");
+    platform::replaceFile(folder + "/политика.lsp", "title = Office\nversion = 1\n[rest]\naction = drop\n", false);
+    works({"policy", "check", folder + "/политика.lsp"}, "Office");
     EXPECT_THAT(platform::readOwnFile(service.state() + "/providers.json", 1 << 20), HasSubstr("модуль"));
     service.terminate();
     service.start();
