@@ -37,8 +37,10 @@ bool makeFolder(const std::string& path, SECURITY_ATTRIBUTES* attributes) {
     return true;
 }
 
-LocalMemory<void> descriptorFor(const std::string& path, const std::string& account) {
-    LocalMemory<void> descriptor = descriptorOf("D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;" + account + ")");
+// `owner` is "O:" and an account, or empty for the usual one.
+LocalMemory<void> descriptorFor(const std::string& path, const std::string& owner, const std::string& account) {
+    LocalMemory<void> descriptor =
+        descriptorOf(owner + "D:P(A;OICI;FA;;;SY)(A;OICI;FA;;;BA)(A;OICI;FA;;;" + account + ")");
     if (!descriptor) fail(path, GetLastError());
     return descriptor;
 }
@@ -106,23 +108,28 @@ std::string canonicalPath(const std::string& path) {
 
 // The folders of programs' data let every account read what is made in them, so the list is not inherited.
 void makePrivateFolder(const std::string& path) {
-    const LocalMemory<void> descriptor = descriptorFor(path, ownAccount());
+    const LocalMemory<void> descriptor = descriptorFor(path, "", ownAccount());
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
     if (makeFolder(path, &attributes)) return;
     if (requireOurs(path).canWrite) throw FileError(path, "can be written by other accounts");
 }
 
+// The administrators own it, whoever of them makes it: then the other account trusts the folder.
 void makePrivateFolderFor(const std::string& path, const std::string& account) {
-    const LocalMemory<void> descriptor = descriptorFor(path, account);
+    const std::string administrators = std::string("O:") + administratorsGroup;
+    const LocalMemory<void> descriptor = descriptorFor(path, administrators, account);
     SECURITY_ATTRIBUTES attributes{sizeof attributes, descriptor.get(), FALSE};
     if (makeFolder(path, &attributes)) return;
     requireOurs(path);
     BOOL present = FALSE, isDefault = FALSE;
     PACL list = nullptr;
+    PSID owner = nullptr;
     GetSecurityDescriptorDacl(descriptor.get(), &present, &list, &isDefault);
-    const DWORD error = SetNamedSecurityInfoW(longName(path).data(), SE_FILE_OBJECT,
-                                              DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION, nullptr,
-                                              nullptr, list, nullptr);
+    GetSecurityDescriptorOwner(descriptor.get(), &owner, &isDefault);
+    constexpr SECURITY_INFORMATION both =
+        OWNER_SECURITY_INFORMATION | DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
+    const DWORD error =
+        SetNamedSecurityInfoW(longName(path).data(), SE_FILE_OBJECT, both, owner, nullptr, list, nullptr);
     if (error != ERROR_SUCCESS) fail(path, error);
 }
 
