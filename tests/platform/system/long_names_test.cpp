@@ -79,7 +79,7 @@ TEST_F(AFileWithALongName, MayBeALibraryOrAProgram) {
     const DynamicLibrary library(copyOf(PANELKIT_TEST_TOKEN_FILE));
     EXPECT_TRUE(library.function<void (*)()>("C_GetFunctionList"));
     const ChildResult result = runChild({.arguments = {copyOf(PANELKIT_ECHO_FILE)}}, std::chrono::seconds(60));
-    EXPECT_EQ(result.ending, Ending::exited) << "it has no channel and ends";
+    EXPECT_NE(result.ending, Ending::timedOut) << "it was started, has no channel, and ends";
 }
 
 } // namespace
