@@ -104,13 +104,18 @@ TEST_F(ALyingHost, IsStartedAgainAfterPausesThatHaveALimit) {
     }
 }
 
-TEST(AHostThatCrashed, IsNotStartedAgainAtOnce) {
-    ModuleHost host{{"card", "/m.so", {}, {.firstPause = 1min, .longestPause = 1min}}};
-    host.start();
-    EXPECT_THROW(host.take(host.usual()).tell(HostCommand::seed), RefusedError);
+TEST(AHostThatCrashed, IsNotStartedAgainAtOnceAndLaterEachTime) {
+    ModuleHost host{{"card", "/m.so", {}, {.firstPause = 1min, .longestPause = 1h}}};
+    const auto secondsAfterACrash = [&] {
+        host.start();
+        EXPECT_THROW(host.take(host.usual()).tell(HostCommand::seed), RefusedError);
+        return std::stoi(host.problem().value().phrase.arguments.at(1));
+    };
+    EXPECT_LE(secondsAfterACrash(), 60);
     host.lookAfter();
-    std::this_thread::sleep_for(300ms); // it would take less
+    std::this_thread::sleep_for(300ms); // a start would take less
     EXPECT_FALSE(host.isRunning());
+    EXPECT_GT(secondsAfterACrash(), 60);
 }
 
 // Who gives a turn back and wants another one comes after those who wait.
