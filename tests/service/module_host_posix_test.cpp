@@ -7,8 +7,10 @@
 
 #include <service/modules/host_process.h>
 #include <service/modules/module_host.h>
+#include <service/tokens/provider.h>
 
 #include <platform/bridge/messages.h>
+#include <vocabulary/tokens.h>
 
 #include <unistd.h>
 
@@ -32,7 +34,7 @@ int lie(const char* channel) {
         body.clear();
         switch (static_cast<HostCommand>(asked.command)) {
         case HostCommand::describe: body = encoded(ModuleFacts()); break;
-        case HostCommand::tokens: body = encoded(HostTokens{1, true, {}}); break;
+        case HostCommand::tokens: body = encoded(HostTokens{1, true, {{.slot = 1, .flags = ~std::uint64_t{0}}}}); break;
         case HostCommand::seed: std::_Exit(1);
         case HostCommand::mechanisms: std::this_thread::sleep_for(1h); break;
         case HostCommand::logout: --asked.tag; break; // as if it came late
@@ -116,6 +118,15 @@ TEST(AHostThatCrashed, IsNotStartedAgainAtOnceAndLaterEachTime) {
     std::this_thread::sleep_for(300ms); // a start would take less
     EXPECT_FALSE(host.isRunning());
     EXPECT_GT(secondsAfterACrash(), 60);
+}
+
+TEST(AProvider, ShowsNoLogInThatATokenClaims) {
+    const auto provider = std::make_shared<Provider>(Provider::Settings{"card", "/m.so", false, false},
+                                                     std::map<std::string, std::string>(), ModuleLimits());
+    ASSERT_TRUE(provider->load());
+    const auto seen = provider->tokens();
+    ASSERT_EQ(seen.tokens.size(), 1U);
+    EXPECT_FALSE(seen.tokens[0].flags & vocabulary::tokenFlag::loggedIn);
 }
 
 // Who gives a turn back and wants another one comes after those who wait.
