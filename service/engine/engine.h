@@ -42,6 +42,10 @@ public:
     // Whether it filters and protects traffic. If it does not, it only remembers the policy.
     virtual bool protectsTraffic() const = 0;
 
+    // What an administrator should know of it now, for people: that it filters nothing, or that its daemon is down.
+    // At least one remark.
+    virtual Remarks condition() const = 0;
+
     // Puts the whole policy into force in place of the present one. Throws EngineError if that is not possible; the
     // present one is then in force as before, its filter and its tunnels. At no moment does traffic that the old or the
     // new policy protects leave in clear.
