@@ -9,6 +9,7 @@
 #include <service/certs/expiry_watch.h>
 #include <service/config/parameter_commands.h>
 #include <service/dispatcher.h>
+#include <service/engine/engine.h>
 #include <service/monitor/monitor_commands.h>
 #include <service/net/interface_commands.h>
 #include <service/notifications/announcer.h>
@@ -21,6 +22,7 @@
 #include <service/tokens/token_watcher.h>
 
 #include <chrono>
+#include <memory>
 
 namespace panelkitd {
 
@@ -55,6 +57,7 @@ private:
     ExpiryWatch expiryWatch_;
     ParameterCommands parameters_;
     InterfaceCommands interfaces_;
+    std::unique_ptr<Engine> engine_;
     Policies policies_;
     PolicyCommands policy_;
     MonitorCommands monitor_;

@@ -105,6 +105,9 @@ constexpr std::array table = {
     Row{Command::RevertSettings,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.revert(c); }},
     Row{Command::CheckPolicy,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.checkPolicy(c); }},
     Row{Command::MakeCertRequestWithPin,     Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.makeRequestWithPin(c); }},
+    Row{Command::GetEngine,                  Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.engine(c); }},
+    Row{Command::GetTunnels,                 Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.tunnels(c); }},
+    Row{Command::ActOnTunnel,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.actOnTunnel(c); }},
 };
 // clang-format on
 

@@ -14,6 +14,7 @@
 
 #include <platform/system/host.h>
 
+#include <cstdio>
 #include <exception>
 
 namespace {
@@ -25,6 +26,16 @@ void serve(Options options, TerminationRequest& termination) {
     Daemon daemon(options);
     daemon.serve(termination);
     logEvent("ended");
+}
+
+ExitStatus releaseTheFilter() {
+    try {
+        releaseFilter();
+        return ExitStatus::ended;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "panelkitd: %s\n", error.what());
+        return ExitStatus::failed;
+    }
 }
 
 int run(const Options& options) {
@@ -47,6 +58,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
     Options options;
     if (const auto status = readOptions(platform::utf8Arguments(argc, argv), options)) return *status;
+    if (options.releaseFilter) return static_cast<int>(releaseTheFilter());
     if (options.serviceAction) return controlService(*options.serviceAction, options.serviceSetup);
     platform::returnFreedMemory();
     if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);

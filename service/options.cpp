@@ -94,6 +94,16 @@ std::vector<std::string> argumentsOfService(const CLI::App& app, std::vector<std
     return arguments;
 }
 
+void addEngine(CLI::App& app, Options& options) {
+    app.add_option("--engine", options.engine.name,
+                   "What puts the policy into force. record: nothing does; the policy is only recorded")
+        ->check(CLI::IsMember(offeredEngines()))
+        ->type_name("NAME")
+        ->capture_default_str();
+    app.add_flag("--release-filter", options.releaseFilter,
+                 "Remove the packet filter that an engine has left, and end: everything passes then, in clear");
+}
+
 } // namespace
 
 std::optional<int> readOptions(const std::vector<std::string>& arguments, Options& options) {
@@ -140,6 +150,7 @@ std::optional<int> readOptions(const std::vector<std::string>& arguments, Option
     addSeconds(app, "--token-poll", options.tokenPoll, "Seconds between two looks for tokens that came or went");
     addSeconds(app, "--stop-grace", options.stopGrace,
                "Seconds to wait for commands under way when it is asked to end");
+    addEngine(app, options);
     addServiceActions(app, options);
     app.add_option(hostOption, options.hostedModule)->group(""); // for the service itself, not shown
     app.add_option(channelOption, options.channel)->group("");

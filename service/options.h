@@ -4,6 +4,7 @@
 #pragma once
 
 #include <service/base/log.h>
+#include <service/engine/engine.h>
 #include <service/service_control.h>
 #include <service/tokens/providers.h>
 
@@ -23,6 +24,8 @@ struct Options {
     std::map<std::string, std::string> pinFiles; // by the labels of the tokens that the service logs in to
     std::chrono::seconds tokenPoll{2};           // between two looks for tokens that came or went
     std::chrono::seconds stopGrace{10};          // for commands under way when it is asked to end
+    EngineOptions engine;
+    bool releaseFilter = false;                  // remove the packet filter of an engine, and nothing else
     std::string hostedModule;                    // not empty: this process hosts the module at that path
     std::string channel;                         // to the service whose module it hosts
     int inheritedSocket = -1;                    // a descriptor that listens at the endpoint already; see main.cpp

@@ -81,6 +81,7 @@ add_dependencies(test_service_interfaces panelkitd)
 
 # The local security policy of the service, piece by piece.
 panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
+    service/filter_rules_test.cpp
     service/policies_test.cpp
     service/policy_diagnosis_test.cpp
     service/policy_text_test.cpp
@@ -88,6 +89,11 @@ panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
     service/unit_test.cpp)
 if(NOT WIN32)
     target_sources(test_service_policy_parts PRIVATE service/log_posix_test.cpp)
+endif()
+if(NOT WIN32)
+    panelkit_test(test_service_packet_filter LINK panelkitd_parts SOURCES
+        support/two_hosts_posix.cpp
+        service/packet_filter_posix_test.cpp)
 endif()
 panelkit_test(test_service_options SOURCES
     service/options_test.cpp

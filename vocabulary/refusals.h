@@ -71,6 +71,8 @@ enum class Refused : std::uint32_t {
     policyCopy       = 61, // a stored copy is in force, not the file
     credentials      = 62, // a certificate or preshared key that the policy needs is missing or unusable
     policyReplaced   = 63, // it was accepted, and another activation came before it was in force
+    notInForce       = 64, // the engine can't put it into force; what follows is why
+    engineState      = 65, // what the engine does, or why it does not do it
 
     // the service's own state
     notStored        = 70, // it can't be written to disk; nothing has changed

@@ -44,10 +44,13 @@ enum class ImportCRLResult : std::uint32_t;
 enum class MakeCertRequestResult : std::uint32_t;
 enum class ParseCertFileResult : std::uint32_t;
 namespace panelkit {
+enum class TunnelAction : std::uint32_t;
+struct EngineInfo;
 struct KeyInfo;
 struct ProviderState;
 struct TokenLabels;
 struct TokenState;
+struct TunnelInfo;
 struct PolicyContent;
 struct UncommittedValue;
 } // namespace panelkit
@@ -82,6 +85,7 @@ enum class Command : std::uint8_t {
     GetInterfaces,
     GetStates, EnumKeys, GetPublicKey, GenerateKey, DeleteKey, DeleteCertAndKey, EnumCertLabels,
     GetUncommitted, RevertSettings, CheckPolicy, MakeCertRequestWithPin,
+    GetEngine, GetTunnels, ActOnTunnel,
     // clang-format on
 };
 
@@ -204,8 +208,8 @@ template <> struct Entry<Command::LoggedInUser>          : Row<"LoggedInUser",  
 
 template <> struct Entry<Command::GetInterfaces>         : Row<"GetInterfaces",         ModuleInterfaces,    1, SessionInterfaces,   Run::direct,   Fields<>,                                                                                 Fields<std::vector<NetInterfaceInfo>>> {};
 
-// 1 to 9 are for states, 10 to 19 for keys, 20 to 29 for labels, 30 to 39 for settings, 40 to 49 for policies; the
-// numbers from 50 on are free.
+// 1 to 9 are for states, 10 to 19 for keys, 20 to 29 for labels, 30 to 39 for settings, 40 to 49 for policies, 50
+// to 59 for imports, 60 to 69 for the engine; the numbers from 70 on are free.
 template <> struct Entry<Command::GetStates>             : Row<"GetStates",             ModuleMonitor,       1, SessionMonitor,      Run::progress, Fields<>,                                                                                 Fields<std::vector<ProviderState>, std::vector<TokenState>>> {};
 template <> struct Entry<Command::EnumKeys>              : Row<"EnumKeys",              ModuleMonitor,      10, SessionMonitor,      Run::progress, Fields<Optional<TokenInfo>>,                                                              Fields<Pairs<std::uint32_t, TokenInfo, KeyInfo>>> {};
 template <> struct Entry<Command::GetPublicKey>          : Row<"GetPublicKey",          ModuleMonitor,      11, SessionMonitor,      Run::progress, Fields<TokenInfo, KeyInfo>,                                                               Fields<std::string /* pem */>> {};
@@ -217,6 +221,9 @@ template <> struct Entry<Command::GetUncommitted>        : Row<"GetUncommitted",
 template <> struct Entry<Command::RevertSettings>        : Row<"RevertSettings",        ModuleMonitor,      31, SessionMonitor,      Run::direct,   Fields<std::vector<std::string>>,                                                         Fields<std::vector<UncommittedValue>>> {};
 template <> struct Entry<Command::CheckPolicy>           : Row<"CheckPolicy",           ModuleMonitor,      40, SessionMonitor,      Run::direct,   Fields<SecretText /* file */>,                                                            Fields<PolicyContent>> {};
 template <> struct Entry<Command::MakeCertRequestWithPin>: Row<"MakeCertRequestWithPin",ModuleMonitor,      15, SessionMonitor,      Run::progress, Fields<TokenInfo, CertRequestInfo, SecretText /* pin */>,                                Fields<MakeCertRequestResult, std::string>> {};
+template <> struct Entry<Command::GetEngine>             : Row<"GetEngine",             ModuleMonitor,      60, SessionMonitor,      Run::direct,   Fields<>,                                                                                 Fields<EngineInfo>> {};
+template <> struct Entry<Command::GetTunnels>            : Row<"GetTunnels",            ModuleMonitor,      61, SessionMonitor,      Run::progress, Fields<>,                                                                                 Fields<std::vector<TunnelInfo>>> {};
+template <> struct Entry<Command::ActOnTunnel>           : Row<"ActOnTunnel",           ModuleMonitor,      62, SessionMonitor,      Run::progress, Fields<std::string /* section */, TunnelAction>,                                          Unread> {};
 // clang-format on
 
 } // namespace commands
@@ -231,7 +238,7 @@ using ReplyOf = typename commands::Entry<command>::Reply;
 inline constexpr auto commandTable = []<std::size_t... place>(std::index_sequence<place...>) {
     return std::array{commands::Entry<static_cast<Command>(place)>::as(static_cast<Command>(place))...};
 }
-(std::make_index_sequence<static_cast<std::size_t>(Command::MakeCertRequestWithPin) + 1>());
+(std::make_index_sequence<static_cast<std::size_t>(Command::ActOnTunnel) + 1>());
 
 // Returns the row of a command.
 constexpr const CommandRow& commandRow(Command command) { return commandTable[static_cast<std::size_t>(command)]; }

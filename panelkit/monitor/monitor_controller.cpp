@@ -127,4 +127,27 @@ bool MonitorController::CheckPolicy(const std::string& content, PolicyContent& p
     return true;
 }
 
+// ---- tunnels
+
+bool MonitorController::GetEngine(EngineInfo& engine) {
+    DirectCommand<Command::GetEngine> command;
+    std::string reply;
+    if (!command.send(&reply)) return false;
+    command.read(reply, engine);
+    return true;
+}
+
+bool MonitorController::GetTunnels(std::vector<TunnelInfo>& tunnels) {
+    const LockedSession session(SessionMonitor);
+    ProgressCommand<Command::GetTunnels> command(session.get(), *this);
+    if (!command.execute()) return false;
+    command.read(tunnels);
+    return true;
+}
+
+bool MonitorController::ActOnTunnel(const std::string& section, TunnelAction action) {
+    const LockedSession session(SessionMonitor);
+    return ProgressCommand<Command::ActOnTunnel>(session.get(), *this).with(section, action).execute();
+}
+
 } // namespace panelkit

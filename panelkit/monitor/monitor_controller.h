@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // MonitorController: what the service knows and the other controllers do not tell: the state of providers and tokens,
-// the key pairs on tokens, the labels of certificates in bulk, and settings that are written and not committed. Its
-// commands have a module of their own, so that those of the other modules stay as they are.
+// the key pairs on tokens, the labels of certificates in bulk, settings that are written and not committed, and the
+// tunnels of the policy in force. Its commands have a module of their own, so that those of the other modules stay as
+// they are.
 //
 // Operations block the calling thread, which must be the one thread of the front end that uses the session pool. They
 // run over the "Monitor" session; those that use tokens call OnExecuteCommand while they wait. They return false when
@@ -25,6 +26,7 @@
 
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/monitor/monitor_records.h>
+#include <panelkit/monitor/tunnel_records.h>
 #include <panelkit/monitor/unseen.h>
 
 #include <platform/bridge/send_command_progress.h>
@@ -115,6 +117,20 @@ public:
     // success it has what is legal and probably not intended. The first argument of such a remark is the line. Whether
     // the certificates and preshared keys of the policy exist is not looked at.
     bool CheckPolicy(const std::string& content, PolicyContent& policy);
+
+    // ---- tunnels
+
+    // Tells what puts the policy into force, and whether it protects traffic at all.
+    bool GetEngine(EngineInfo& engine);
+
+    // Lists the tunnels of the policy in force, in the order of its sections. A service whose engine does not protect
+    // traffic has none. Refused when the policy in force is that of another user and the caller does not administer the
+    // service.
+    bool GetTunnels(std::vector<TunnelInfo>& tunnels);
+
+    // Acts on the tunnel of a section. Returns when the request was accepted: a tunnel that comes up takes longer, and
+    // GetTunnels tells how far it is.
+    bool ActOnTunnel(const std::string& section, TunnelAction action);
 };
 
 } // namespace panelkit

@@ -12,6 +12,17 @@
 
 namespace panelkit {
 
+// What puts the service's policy into force.
+struct EngineInfo {
+    std::string name;                   // "record", "charon"
+    bool protectsTraffic{};             // it filters and protects traffic; false: it only records the policy
+    std::vector<StateRemark> condition; // sentences for people; at least one
+
+    static auto fields(auto& self, auto&& io) { return io(self.name, self.protectsTraffic, self.condition); }
+    bool operator==(const EngineInfo&) const = default;
+};
+static_assert(RecordListsEveryMember<EngineInfo>);
+
 // What an administrator can ask of a tunnel.
 enum class TunnelAction : std::uint32_t {
     up = 0,    // sets it up now, instead of after the next try

@@ -8,6 +8,7 @@
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
+#include <panelkit/monitor/tunnel_records.h>
 #include <panelkit/net/interface_records.h>
 #include <panelkit/tokens/token_records.h>
 
@@ -51,6 +52,8 @@ template <> inline constexpr RecordNames namesOf<PolicyContent>{"PolicyContent",
 template <> inline constexpr RecordNames namesOf<KeyInfo>{"KeyInfo", "label id keyType keyBits fingerprint hasPrivateKey hasPublicKey usable extractable asksForPin certificates"};
 template <> inline constexpr RecordNames namesOf<CertLabel>{"CertLabel", "fingerprint label id"};
 template <> inline constexpr RecordNames namesOf<TokenLabels>{"TokenLabels", "token certificates"};
+template <> inline constexpr RecordNames namesOf<EngineInfo>{"EngineInfo", "name protectsTraffic condition"};
+template <> inline constexpr RecordNames namesOf<TunnelInfo>{"TunnelInfo", "section network gateway condition since address credential gatewayIdentity suite bytesIn bytesOut dropped why"};
 template <> inline constexpr RecordNames namesOf<UncommittedValue>{"UncommittedValue", "section key secret committed written"};
 // clang-format on
 
@@ -119,6 +122,9 @@ inline constexpr std::array commandNames = {
     CommandNames{Command::RevertSettings,        "names",                                 "values"},
     CommandNames{Command::CheckPolicy,           "file",                                  "policy"},
     CommandNames{Command::MakeCertRequestWithPin, "token info pin",                       "result request"},
+    CommandNames{Command::GetEngine,             "",                                      "engine"},
+    CommandNames{Command::GetTunnels,            "",                                      "tunnels"},
+    CommandNames{Command::ActOnTunnel,           "section action",                        ""},
 };
 // clang-format on
 

@@ -10,7 +10,6 @@
 #include <panelkit/monitor/tunnel_records.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -58,5 +57,19 @@ public:
     // if there is no such tunnel, or the daemon refuses.
     virtual void act(panelkit::TunnelAction action, const std::string& section) = 0;
 };
+
+struct EngineOptions {
+    std::string name = "record";
+};
+
+// The names that makeEngine() accepts on this system.
+std::vector<std::string> offeredEngines();
+
+// Throws EngineError when there is no engine of that name on this system, or it can't work here.
+std::unique_ptr<Engine> makeEngine(const EngineOptions& options);
+
+// Removes the packet filter of an engine that has ended, for an administrator who is locked out. Everything passes
+// then, in clear. Throws EngineError.
+void releaseFilter();
 
 } // namespace panelkitd

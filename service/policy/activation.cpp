@@ -239,6 +239,21 @@ void finishLoading(PolicyState& state, std::int64_t now) {
     state.loading.reset();
 }
 
+void failActivation(PolicyState& state, const PolicyState& before, const Remarks& why) {
+    const WantedPolicy required = state.required;
+    state = before;
+    state.required = required;
+    state.loading.reset();
+    state.remarks = why;
+    state.failed = true;
+}
+
+EnginePolicy enginePolicyOf(const LoadedPolicy& policy) {
+    const LSPrequest_t& request = policy.wanted.request;
+    if (request.type == LSPdriver) return {request.driverMode, std::nullopt};
+    return {LSPdropAll, policy.text};
+}
+
 bool resume(PolicyState& state, std::int64_t now) {
     const bool wasLoading = state.loading.has_value();
     finishLoading(state, now);

@@ -4,6 +4,7 @@
 // state, without locks and without access to the disk.
 #pragma once
 
+#include <service/engine/engine.h>
 #include <service/policy/policy_state.h>
 
 #include <cstdint>
@@ -32,6 +33,13 @@ bool activateAgain(PolicyState& state, const WantedPolicy& wanted, std::int64_t 
 
 // Puts the policy that is loading in force.
 void finishLoading(PolicyState& state, std::int64_t now);
+
+// Makes a failure of an activation whose policy the engine did not take: the former policy stays in force, and the
+// content of the policy file is not kept. `before` is the state before the activation.
+void failActivation(PolicyState& state, const PolicyState& before, const Remarks& why);
+
+// The policy for the engine.
+EnginePolicy enginePolicyOf(const LoadedPolicy& policy);
 
 // After a restart: a policy that was loading is loaded, and file policies come from the stored copies. Returns whether
 // that changed the state.

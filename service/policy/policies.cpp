@@ -119,9 +119,10 @@ void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
 
 } // namespace
 
-Policies::Policies(const StateFolder& folder, const Credentials& credentials,
+Policies::Policies(const StateFolder& folder, const Credentials& credentials, Engine& engine,
                    std::function<void(const PolicyNews&)> news)
     : credentials_(credentials),
+      engine_(engine),
       news_(std::move(news)),
       file_(policyFile(folder)),
       memory_(Memory{loadPolicyState(file_)}) {
@@ -131,6 +132,7 @@ Policies::Policies(const StateFolder& folder, const Credentials& credentials,
     } catch (const std::exception& error) { // the next start resumes once more
         logFailure("the stored policy", error);
     }
+    startEngine();
     loader_ = std::thread([this] { waitForLoading(); });
 }
 
@@ -153,7 +155,12 @@ std::optional<PolicyText> Policies::describe(Report& report) const {
     if (report.info.isLoading) return std::nullopt;
     report.info.message = state.message();
     report.remarks = state.remarks;
-    return state.failed ? std::nullopt : std::optional(state.inForce.text);
+    if (!memory->notTaken.empty()) {
+        report.info.message = inEnglish(memory->notTaken);
+        report.remarks = memory->notTaken;
+    }
+    const bool settled = !state.failed && memory->notTaken.empty();
+    return settled ? std::optional(state.inForce.text) : std::nullopt;
 }
 
 // Tokens are read without the lock: a slow one must not delay other requests.
@@ -174,18 +181,49 @@ WantedPolicy Policies::required() const { return memory_.lock()->state.required;
 
 // ---- changes
 
-// Stored first: a change that could not be stored has no effect. changing_ is held.
-void Policies::change(const std::string& account, const std::function<void(PolicyState&)>& work) {
+// Engine, disk, memory: a change that one of them does not take has no effect in the others. `work` returns whether
+// another policy comes into force. If the engine does not take it, what is stored is a failed activation. changing_ is
+// held.
+void Policies::change(const std::string& account, const std::function<bool(PolicyState&)>& work) {
     file_.requireUsable();
-    PolicyState next = memory_.lock()->state;
-    work(next);
-    if (!account.empty()) requireShare(memory_.lock()->state, next, account);
+    const PolicyState before = memory_.lock()->state;
+    PolicyState next = before;
+    const bool another = work(next);
+    if (!account.empty()) requireShare(before, next, account);
+    const bool taken = another && putIntoForce(next, before);
+    store(next, before, taken);
+    const auto memory = memory_.lock();
+    memory->state = std::move(next);
+    if (taken) memory->notTaken.clear();
+}
+
+bool Policies::putIntoForce(PolicyState& next, const PolicyState& before) {
+    Remarks why;
+    if (engineTakes(next.inForce, why)) return true;
+    failActivation(next, before, why);
+    return false;
+}
+
+void Policies::store(const PolicyState& next, const PolicyState& before, bool taken) {
+    const auto putBack = [&] {
+        if (!taken) return;
+        Remarks why;
+        if (engineTakes(before.inForce, why)) return;
+        logError("the former policy can't be put back: " + inEnglish(why));
+        const auto memory = memory_.lock();
+        memory->notTaken = why;
+        memory->due = steady_clock::now() + retryInterval;
+        changed_.notify_all();
+    };
     try {
         savePolicyState(file_, next);
     } catch (const platform::FileError&) {
+        putBack();
         throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
+    } catch (...) {
+        putBack();
+        throw;
     }
-    memory_.lock()->state = std::move(next);
 }
 
 // What was changed has been stored: only the news is lost if there is no memory for it.
@@ -236,7 +274,11 @@ Policies::Outcome Policies::run(const std::string& account, const std::function<
     const std::scoped_lock changing(changing_);
     const std::optional<LoadedPolicy> replaced = memory_.lock()->state.loading;
     bool activated = false;
-    change(account, [&](PolicyState& next) { activated = work(next); });
+    change(account, [&](PolicyState& next) {
+        activated = work(next);
+        return activated && !next.loading;
+    });
+    activated = activated && !memory_.lock()->state.failed; // the engine may have refused it
     const PolicyNews news = startLoading(activated);
     changed_.notify_all();
     if (replaced) tell(newsOfReplaced(*replaced));
@@ -283,7 +325,10 @@ LSPsettings_t Policies::systemSettings() const {
 
 void Policies::setSystemSettings(const LSPsettings_t& settings) {
     const std::scoped_lock changing(changing_);
-    change({}, [&](PolicyState& next) { next.system = settings; });
+    change({}, [&](PolicyState& next) {
+        next.system = settings;
+        return false;
+    });
 }
 
 LSPsettings_t Policies::userSettings(const std::string& userId) const {
@@ -305,6 +350,7 @@ void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& sett
     change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].set = settings;
+        return false;
     });
 }
 
@@ -318,7 +364,46 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
     change(user.id, [&](PolicyState& next) {
         next.users[user.id].name = user.name;
         next.users[user.id].offered = settings;
+        return false;
     });
+}
+
+// ---- the engine
+
+bool Policies::engineTakes(const LoadedPolicy& policy, Remarks& why) {
+    try {
+        engine_.apply(enginePolicyOf(policy));
+        return true;
+    } catch (const std::exception& error) {
+        why = {remark(Refused::notInForce, "the policy can't be put into force")};
+        for (bridge::Remark& reason : explained(error)) why.push_back(std::move(reason));
+        return false;
+    }
+}
+
+void Policies::startEngine() {
+    const LoadedPolicy inForce = memory_.lock()->state.inForce;
+    Remarks why;
+    if (engineTakes(inForce, why)) return;
+    logError(inEnglish(why));
+    {
+        const auto memory = memory_.lock();
+        memory->notTaken = why;
+        memory->due = steady_clock::now() + retryInterval;
+    }
+    LoadedPolicy closed;
+    closed.wanted.request = driverRequest(LSPdropAllExceptDhcp);
+    if (!engineTakes(closed, why)) logError("nor can everything be dropped except DHCP: " + inEnglish(why));
+}
+
+// The policy that is in force by our records once more, which the engine did not take. changing_ is held.
+void Policies::resumeEngine() {
+    const LoadedPolicy inForce = memory_.lock()->state.inForce;
+    Remarks why;
+    if (engineTakes(inForce, why)) logEvent("the policy is in force now");
+    const auto memory = memory_.lock();
+    memory->notTaken = std::move(why);
+    memory->due = steady_clock::now() + retryInterval;
 }
 
 // ---- loading that takes time
@@ -326,7 +411,7 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
 void Policies::waitForLoading() {
     auto memory = memory_.lock();
     while (!memory->ending) {
-        if (!memory->state.loading) {
+        if (!memory->state.loading && memory->notTaken.empty()) {
             memory.wait(changed_);
         } else if (steady_clock::now() < memory->due) {
             memory.waitUntil(changed_, memory->due);
@@ -339,13 +424,18 @@ void Policies::waitForLoading() {
 void Policies::finishDueLoading() {
     const std::scoped_lock changing(changing_);
     {
-        const auto memory = memory_.lock();
-        if (!memory->state.loading || steady_clock::now() < memory->due) return; // another activation came first
+        auto memory = memory_.lock();
+        if (steady_clock::now() < memory->due) return; // another activation came first
+        if (!memory->state.loading && memory->notTaken.empty()) return;
+        if (!memory->state.loading) return memory.unlocked([this] { resumeEngine(); });
     }
     try {
-        change({}, [](PolicyState& next) { finishLoading(next, platform::secondsNow<std::int64_t>()); });
-        const PolicyNews news = newsOf(memory_.lock()->state, true);
-        tell(news);
+        change({}, [](PolicyState& next) {
+            finishLoading(next, platform::secondsNow<std::int64_t>());
+            return true;
+        });
+        const PolicyState state = memory_.lock()->state;
+        tell(newsOf(state, !state.failed));
     } catch (const std::exception& error) { // the cause (a full disk, no memory) may be over after a while
         logFailure("a policy that was loading is not in force yet", error);
         memory_.lock()->due = steady_clock::now() + retryInterval;

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
-// The local security policy of this host: settings, the required policy, and the one in force. Every change is on disk
-// before it is answered. A stored policy that can't be used is not overwritten: its last good copy is in force, or the
+// The local security policy of this host: settings, the required policy, and the one in force. The engine puts a policy
+// into force, then it is stored. Every change is on disk before it is answered. A stored policy that can't be used is not overwritten: its last good copy is in force, or the
 // driver policy drops everything except DHCP, and changes are refused until an administrator has repaired or removed
 // the file.
 #pragma once
 
 #include <service/certs/credentials.h>
+#include <service/engine/engine.h>
 #include <service/policy/policy_state.h>
 
 #include <platform/system/guarded.h>
@@ -42,8 +43,9 @@ class Policies {
 public:
     // `news` is called for each activation that has ended, in the order of the changes, on the thread of the command or
     // on one of ours. The next change waits for it, so it must not block, or change something here. State that can't be
-    // read or stored at the start is logged.
-    Policies(const StateFolder& folder, const Credentials& credentials,
+    // read or stored at the start is logged. If the engine does not take the stored policy, it gets the driver policy
+    // that drops everything except DHCP, and the stored one again and again until it takes it.
+    Policies(const StateFolder& folder, const Credentials& credentials, Engine& engine,
              std::function<void(const PolicyNews&)> news = nullptr);
     ~Policies();
     Policies(const Policies&) = delete;
@@ -90,14 +92,20 @@ public:
 private:
     struct Memory {
         PolicyState state;
-        std::chrono::steady_clock::time_point due{}; // when the policy that is loading will be in force
+        std::chrono::steady_clock::time_point due{}; // when the engine gets the policy that is loading, or the one
+        Remarks notTaken;                            // in force, which it did not take: why
         bool ending = false;
     };
 
     // `work` changes the state by an activation, and returns whether the policy was loaded. `account` is the user whose
     // share of the file grows; empty for the system's.
     Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
-    void change(const std::string& account, const std::function<void(PolicyState&)>& work);
+    void change(const std::string& account, const std::function<bool(PolicyState&)>& work);
+    void store(const PolicyState& next, const PolicyState& before, bool taken);
+    bool putIntoForce(PolicyState& next, const PolicyState& before);
+    bool engineTakes(const LoadedPolicy& policy, Remarks& why);
+    void resumeEngine();
+    void startEngine();
     void requireKnown() const;
     static void requireShare(const PolicyState& present, const PolicyState& next, const std::string& account);
     void tell(const PolicyNews& news) const;
@@ -107,6 +115,7 @@ private:
     void finishDueLoading();
 
     const Credentials& credentials_;
+    Engine& engine_;
     const std::function<void(const PolicyNews&)> news_;
 
     // Held by a change to its end: one at a time, and its news in the same order. Taken before memory_.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The class Policies without a service: its news of activations, and a disk on which nothing can be written.
+#include <service/engine/record_engine.h>
 #include <service/policy/activation.h>
 #include <service/policy/policies.h>
 
@@ -44,6 +45,31 @@ public:
     std::function<void()> looked;
 };
 
+// Takes every policy, or none.
+class SteeredEngine : public RecordEngine {
+public:
+    void apply(const EnginePolicy& policy) override {
+        const std::scoped_lock lock(mutex);
+        if (refusals > 0) {
+            --refusals;
+            throw EngineError({remark(vocabulary::Refused::engineState, "line 3: section [a] fails")});
+        }
+        applied.push_back(policy.text ? policy.text->title
+                                      : std::string(vocabulary::driverModeNames.at(policy.driverMode)));
+        if (meanwhile) meanwhile();
+        changed.notify_all();
+    }
+    bool waitFor(std::size_t count) {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, std::chrono::seconds(20), [&] { return applied.size() >= count; });
+    }
+    std::vector<std::string> applied; // titles and driver modes
+    std::atomic<int> refusals{0};     // so many are still to come
+    std::function<void()> meanwhile;  // called while it takes one
+    std::mutex mutex;
+    std::condition_variable changed;
+};
+
 class ThePolicies : public testing::Test {
 protected:
     void configure(std::uint32_t loadingDelay) {
@@ -80,12 +106,13 @@ protected:
     TemporaryFolder folder;
     StateFolder state{folder.file("state")};
     Tokens credentials;
+    SteeredEngine engine;
     std::mutex mutex; // guards the news
     std::condition_variable more;
     std::vector<PolicyNews> heard;
     std::atomic<int> othersRequired{0}; // news of a driver policy while another one was the required one
     std::unique_ptr<Policies> policies =
-        std::make_unique<Policies>(state, credentials, [this](const PolicyNews& news) { hear(news); });
+        std::make_unique<Policies>(state, credentials, engine, [this](const PolicyNews& news) { hear(news); });
 };
 
 TEST_F(ThePolicies, TellOfEachActivationThatCameToItsEnd) {
@@ -191,6 +218,66 @@ TEST_F(ThePolicies, AreLookedIntoWithoutHoldingUpOthersAndNotAfterAFailure) {
     policies->activateSystem("nonsense", "", "root");
     EXPECT_THAT(policies->report().info.message, testing::HasSubstr("line 1: "));
     EXPECT_FALSE(other.valid());
+}
+
+// ---- the engine
+
+// Nobody may make the folder's file.
+void blockFile(const std::string& path) {
+    if (std::filesystem::is_directory(path)) return;
+    std::filesystem::remove(path);
+    std::filesystem::create_directories(path + "/in the way");
+}
+
+TEST_F(ThePolicies, LeaveTheFormerOneInForceWhenTheEngineRefuses) {
+    configure(0);
+    ASSERT_TRUE(policies->activateSystem(good, "", "root").activated);
+    engine.refusals = 1;
+    const auto outcome = policies->activateSystem("title = Other\nversion = 2\n", "", "root");
+    EXPECT_FALSE(outcome.activated);
+    EXPECT_EQ(outcome.message, "the policy can't be put into force: line 3: section [a] fails");
+    EXPECT_EQ(policies->inForce().text.title, "Office");
+    EXPECT_EQ(policies->report().info.message, outcome.message);
+    EXPECT_THAT(told(), ElementsAre("system Office", "failed: system /office.lsp"));
+    EXPECT_EQ(policies->activateRequired("", "root").message, "") << "of the content that was kept";
+    EXPECT_EQ(policies->inForce().text.title, "Office");
+    EXPECT_THAT(engine.applied, ElementsAre("pass-all", "Office", "Office"));
+}
+
+TEST_F(ThePolicies, AskTheEngineWhenADelayIsOver) {
+    configure(200);
+    engine.refusals = 1;
+    EXPECT_TRUE(policies->activateSystem(good, "", "root").activated);
+    ASSERT_TRUE(waitForNews(1));
+    EXPECT_THAT(told(), ElementsAre("failed: system /office.lsp"));
+    EXPECT_FALSE(policies->report().info.isLoading);
+    EXPECT_EQ(policies->inForce().wanted.request.type, LSPdriver);
+    policies->activateSystem(good, "", "root");
+    ASSERT_TRUE(engine.waitFor(2));
+    EXPECT_EQ(engine.applied.back(), "Office");
+}
+
+TEST_F(ThePolicies, PutTheFormerOneBackWhenTheNewOneCantBeStored) {
+    configure(0);
+    policies->activateSystem(good, "", "root");
+    engine.meanwhile = [this] { blockFile(state.file("policy.json")); };
+    EXPECT_THROW(policies->activateDriver(LSPdropAll, "", "root"), RefusedError);
+    EXPECT_THAT(engine.applied, ElementsAre("pass-all", "Office", "drop-all", "Office"));
+    EXPECT_EQ(policies->inForce().text.title, "Office");
+}
+
+TEST_F(ThePolicies, AreClosedUntilTheEngineTakesTheOneThatIsInForceAtTheStart) {
+    configure(0);
+    policies->activateSystem(good, "", "root");
+    policies = nullptr;
+    engine.applied.clear();
+    engine.refusals = 1;
+    policies = std::make_unique<Policies>(state, credentials, engine);
+    EXPECT_EQ(policies->report().info.message, "the policy can't be put into force: line 3: section [a] fails");
+    ASSERT_TRUE(engine.waitFor(2)) << "it is tried again";
+    EXPECT_THAT(engine.applied, ElementsAre("drop-all-except-dhcp", "Office"));
+    policies->setSystemSettings({}); // waits for the retry to end
+    EXPECT_EQ(policies->report().info.message, "");
 }
 
 LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {

@@ -9,6 +9,7 @@
 #include "refusal_of.h"
 
 #include <service/config/configuration.h>
+#include <service/engine/record_engine.h>
 #include <service/policy/policies.h>
 #include <service/tokens/providers.h>
 
@@ -39,7 +40,8 @@ using Meanwhile = std::function<void()>;
 
 Start startPolicies(const StateFolder& state, const Meanwhile& meanwhile) {
     const NothingToSee credentials;
-    Policies policies(state, credentials);
+    RecordEngine engine;
+    Policies policies(state, credentials, engine);
     const Policies::Report report = policies.report();
     const bool dhcp = report.info.request.driverMode == LSPdropAllExceptDhcp;
     return {report.info.request.type == LSPdriver ? (dhcp ? "dhcp only" : "open") : report.info.Title,

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 using panelkit::CertLabel;
+using panelkit::EngineInfo;
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
 using panelkit::PolicyContent;
@@ -14,6 +15,9 @@ using panelkit::ProviderState;
 using panelkit::TokenCondition;
 using panelkit::TokenLabels;
 using panelkit::TokenState;
+using panelkit::TunnelAction;
+using panelkit::TunnelCondition;
+using panelkit::TunnelInfo;
 using panelkit::UncommittedValue;
 using PKCS11::TokenInfo;
 
@@ -36,6 +40,16 @@ const char* const labelBytes = "02 00 00 00  02 00 00 00 'F1'  04 00 00 00 'gate
 const UncommittedValue port{"PROXY", "P", false, {"\0\0", 2}, {"\x90\x1f", 2}};
 const char* const portBytes = "05 00 00 00 'PROXY'  01 00 00 00 'P'  00  02 00 00 00 00 00  02 00 00 00 90 1f";
 
+const EngineInfo recorder{"record", false, {{65, "%s", {"x"}}}};
+const TunnelInfo office{
+    "hq", "any",           "g", TunnelCondition::turnedOff, 258, "192.0.2.1", "CN=a", "CN=g", "AES", 1 << 16, 2,
+    3,    {{65, "no", {}}}};
+const char* const officeBytes =
+    "02 00 00 00 'hq'  03 00 00 00 'any'  01 00 00 00 'g'  03 00 00 00  02 01 00 00 00 00 00 00 "
+    "09 00 00 00 '192.0.2.1'  04 00 00 00 'CN=a'  04 00 00 00 'CN=g'  03 00 00 00 'AES' "
+    "00 00 01 00 00 00 00 00  02 00 00 00 00 00 00 00  03 00 00 00 00 00 00 00 "
+    "01 00 00 00  41 00 00 00  02 00 00 00 'no'  00 00 00 00";
+
 const char* const one = "01 00 00 00";
 
 class AMonitorController : public WithOperations {
@@ -50,6 +64,8 @@ protected:
     KeyInfo made;
     std::string pem;
     PolicyContent checked;
+    EngineInfo engine;
+    std::vector<TunnelInfo> tunnels;
     MakeCertRequestResult signing{};
     const PolicyContent policy{"T", "1", "D", {{"n", 7, "drop", "any", "tcp", "1", "g", "a", "s", "k"}}};
     const CertRequestInfo wish{.commonName = "gate"};
@@ -84,6 +100,13 @@ protected:
         {Command::MakeCertRequestWithPin, joined({tokenBytes}) + encoded(wish) + joined({"03 00 00 00 'pin'"}),
          joined({"00 00 00 00", "03 00 00 00 'PEM'"}),
          [this] { return controller.MakeCertRequestWithPin(token, wish, "pin", signing, pem); }},
+        {Command::GetEngine,        "",
+         joined({"06 00 00 00 'record'  00", one, "41 00 00 00  02 00 00 00 '%s'  01 00 00 00  01 00 00 00 'x'"}),
+         [this] { return controller.GetEngine(engine); }},
+        {Command::GetTunnels,       "", joined({one, officeBytes}),
+         [this] { return controller.GetTunnels(tunnels); }},
+        {Command::ActOnTunnel,      joined({"02 00 00 00 'hq'  02 00 00 00"}), "",
+         [this] { return controller.ActOnTunnel("hq", TunnelAction::rekey); }},
     };
     // clang-format on
 };
@@ -101,6 +124,8 @@ TEST_F(AMonitorController, SendsEachRequestByteForByteAndReadsItsReply) {
     EXPECT_EQ(made, key);
     EXPECT_THAT(labelled, ElementsAre(labels));
     EXPECT_THAT(values, ElementsAre(port));
+    EXPECT_EQ(engine, recorder);
+    EXPECT_THAT(tunnels, ElementsAre(office));
     EXPECT_EQ(checked, policy);
 }
 

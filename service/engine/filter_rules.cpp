@@ -1,0 +1,299 @@
+// SPDX-License-Identifier: MIT
+//
+// The table has these chains; docs/engine.md describes what they mean:
+//
+//   input, output             what passes in any case, then the chain `incoming` or `outgoing`
+//   forward-to, forward-from  a forwarded packet must pass twice: as one to its destination and as one from its source
+//   outgoing, incoming        the sections in their order; a packet that none of them matches passes
+#include <service/engine/filter_rules.h>
+
+#include <panelkit/format/ipv4.h>
+#include <panelkit/format/ipv6.h>
+#include <panelkit/format/number_range.h>
+#include <panelkit/lsp/lsp_records.h>
+
+#include <nlohmann/json.hpp>
+
+#include <array>
+#include <initializer_list>
+
+namespace panelkitd {
+
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr const char* family = "inet";
+constexpr const char* table = "panelkit";
+
+// ---- parts of rules
+
+using Expressions = std::vector<Json>;
+
+Expressions operator+(Expressions left, const Expressions& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+Json is(Json left, Json right) {
+    return {{"match", {{"op", "=="}, {"left", std::move(left)}, {"right", std::move(right)}}}};
+}
+Json meta(const char* key) { return {{"meta", {{"key", key}}}}; }
+Json field(const char* protocol, const char* name) { return {{"payload", {{"protocol", protocol}, {"field", name}}}}; }
+Json anyOf(std::initializer_list<Json> values) { return {{"set", Json::array_t(values)}}; }
+template <class Value>
+Json range(const Value& first, const Value& last) {
+    return first == last ? Json(first) : Json{{"range", Json::array({first, last})}};
+}
+Json verdict(const char* name) { return Json::object({{name, nullptr}}); }
+Json jumpTo(const char* chain) { return {{"goto", {{"target", chain}}}}; }
+
+// ---- a section's packets
+
+// The two directions, as chains.
+struct Side {
+    const char* chain;
+    const char* otherEnd; // field with the address of the other end
+};
+constexpr Side outgoing{"outgoing", "daddr"};
+constexpr Side incoming{"incoming", "saddr"};
+
+Expressions within(const panelkit::IPv4Range& network, const Side& side) {
+    std::array<char, panelkit::IPv4TextSize> first{};
+    std::array<char, panelkit::IPv4TextSize> last{};
+    return {is(field("ip", side.otherEnd), range<std::string>(panelkit::ipv4ToText(network.first, first),
+                                                              panelkit::ipv4ToText(network.last, last)))};
+}
+
+Expressions within(const panelkit::IPv6Range& network, const Side& side) {
+    std::array<char, panelkit::IPv6TextSize> first{};
+    std::array<char, panelkit::IPv6TextSize> last{};
+    return {is(field("ip6", side.otherEnd), range<std::string>(panelkit::ipv6ToText(network.first, first),
+                                                               panelkit::ipv6ToText(network.last, last)))};
+}
+
+// A network of IPv6 has a colon, and nothing else has.
+bool isIPv6(const std::string& network) { return network.find(':') != network.npos; }
+
+Expressions matchNetwork(const std::string& network, const Side& side) {
+    if (network == "any") return {};
+    if (!isIPv6(network)) {
+        panelkit::IPv4Range parsed;
+        panelkit::parseIPv4Range(network.data(), network.data() + network.size(), parsed);
+        return within(parsed, side);
+    }
+    const std::size_t slash = network.find('/');
+    panelkit::IPv6Address address;
+    panelkit::parseIPv6(network.substr(0, slash), address);
+    const unsigned length = slash == network.npos ? 128 : static_cast<unsigned>(std::stoul(network.substr(slash + 1)));
+    return within(panelkit::ipv6RangeOf(address, length), side);
+}
+
+Expressions matchProtocol(const PolicySection& section) {
+    const std::string& name = section.protocol;
+    if (name == "any") return {};
+    if (name == "icmp" && isIPv6(section.network)) return {is(meta("l4proto"), 58)};
+    if (name == "icmp" && section.network == "any") return {is(meta("l4proto"), anyOf({1, 58}))};
+    constexpr std::array<std::pair<std::string_view, int>, 5> names{
+        {{"icmp", 1}, {"tcp", 6}, {"udp", 17}, {"esp", 50}, {"ah", 51}}};
+    for (const auto& [known, number] : names) {
+        if (name == known) return {is(meta("l4proto"), number)};
+    }
+    return {is(meta("l4proto"), std::stoi(name))};
+}
+
+Json portsOf(const PolicySection& section) {
+    panelkit::PortRange ports;
+    panelkit::parsePortRange(section.port, ports);
+    return range(ports.first, ports.last);
+}
+
+Expressions matchTraffic(const PolicySection& section, const Side& side) {
+    return matchNetwork(section.network, side) + matchProtocol(section);
+}
+
+// The packets that a section closes: one alternative after the other. No state of a connection is looked at: a
+// connection that was there before the policy must not escape.
+std::vector<Expressions> closedPackets(const PolicySection& section, const Side& side) {
+    const Expressions traffic = matchTraffic(section, side);
+    if (section.port.empty()) return {traffic};
+    const Json ports = portsOf(section);
+    return {traffic + Expressions{is(field("th", "dport"), ports)},
+            traffic + Expressions{is(field("th", "sport"), ports)}};
+}
+
+// The packets that a section opens. With a port: those of connections that were opened to it. Looking at the port alone
+// would open every port of the host to packets that come from that port.
+Expressions openPackets(const PolicySection& section, const Side& side) {
+    const Expressions traffic = matchTraffic(section, side);
+    if (section.port.empty()) return traffic;
+    const Json opened{{"ct", {{"key", "proto-dst"}, {"dir", "original"}}}};
+    return traffic + Expressions{is(opened, portsOf(section))};
+}
+
+// Is encrypted or was decrypted.
+Json throughTunnel(const Side& side, const FilterOptions& options) {
+    const bool out = side.chain == outgoing.chain;
+    if (options.esp == EspPlace::userSpace) return is(meta(out ? "oifname" : "iifname"), options.device);
+    return is(out ? Json{{"rt", {{"key", "ipsec"}}}} : meta("ipsec"), true);
+}
+
+std::string counterName(std::size_t section, const char* what) { return "s" + std::to_string(section) + "-" + what; }
+Json counter(std::size_t section, const char* what) { return Json{{"counter", counterName(section, what)}}; }
+
+// ---- the table
+
+class Table {
+public:
+    explicit Table(const FilterOptions& options) : options_(options) {
+        command("add", "table", {{"family", family}, {"name", table}});
+        command("delete", "table", {{"family", family}, {"name", table}});
+        command("add", "table", {{"family", family}, {"name", table}});
+    }
+
+    // With what passes in any case: loopback, and the daemon's own packets.
+    void addHooks() {
+        addHook("input", "input", 0);
+        addHook("output", "output", 0);
+        addHook("forward-to", "forward", 0);
+        addHook("forward-from", "forward", 1);
+        addRule("input", {is(meta("iifname"), "lo"), verdict("accept")});
+        addRule("output", {is(meta("oifname"), "lo"), verdict("accept")});
+    }
+
+    void addDaemon() {
+        addRule("output", {is(meta("mark"), options_.mark), verdict("accept")}, "the daemon's packets");
+        addRule("input", {is(Json{{"socket", {{"key", "mark"}}}}, options_.mark), verdict("accept")},
+                "packets to the daemon's sockets");
+        if (options_.esp == EspPlace::userSpace) return;
+        addRule("input", {is(meta("l4proto"), 50), verdict("accept")}, "packets that the kernel decrypts");
+    }
+
+    // What IPv6 and long packets need. Packets of neighbour discovery and of multicast listeners never come from
+    // beyond a router. The rule with the state also makes the kernel put fragments together before they are filtered:
+    // a fragment has no ports.
+    void addControl() {
+        const Expressions neighbours{is(field("icmpv6", "type"), anyOf({range(130, 136), 143})),
+                                     is(field("ip6", "hoplimit"), anyOf({1, 255})), verdict("accept")};
+        const Json related{{"match", {{"op", "in"}, {"left", {{"ct", {{"key", "state"}}}}}, {"right", "related"}}}};
+        for (const char* chain : {"input", "output"}) addRule(chain, neighbours, "neighbour discovery");
+        addRule("input", {related, is(meta("l4proto"), anyOf({1, 58})), verdict("accept")}, "errors of connections");
+    }
+
+    // Requests of a client for addresses, and the answers.
+    void addDhcp() {
+        struct Ports {
+            const char* ofFamily;
+            int client, server;
+        };
+        for (const Ports& ports : {Ports{"ipv4", 68, 67}, Ports{"ipv6", 546, 547}}) {
+            const Json version = is(meta("nfproto"), ports.ofFamily);
+            addRule("output", {version, is(field("udp", "sport"), ports.client),
+                               is(field("udp", "dport"), ports.server), verdict("accept")});
+            addRule("input", {version, is(field("udp", "sport"), ports.server), is(field("udp", "dport"), ports.client),
+                              verdict("accept")});
+        }
+    }
+
+    void dropTheRest() {
+        for (const char* chain : {"input", "output", "forward-to"}) addRule(chain, {verdict("drop")});
+    }
+
+    void addSections(const std::vector<PolicySection>& sections) {
+        for (const Side& side : {outgoing, incoming}) addChain({{"name", side.chain}});
+        for (std::size_t i = 0; i < sections.size(); ++i) addSection(sections[i], i);
+        addRule("output", {jumpTo(outgoing.chain)});
+        addRule("input", {jumpTo(incoming.chain)});
+        addRule("forward-to", {jumpTo(outgoing.chain)});
+        addRule("forward-from", {jumpTo(incoming.chain)});
+    }
+
+    std::string text() const { return Json{{"nftables", commands_}}.dump(); }
+
+private:
+    void command(const char* verb, const char* what, Json object) {
+        commands_.push_back({{verb, {{what, std::move(object)}}}});
+    }
+    void add(const char* what, Json object) {
+        object["family"] = family;
+        object["table"] = table;
+        command("add", what, std::move(object));
+    }
+    void addChain(Json chain) { add("chain", std::move(chain)); }
+    void addHook(const char* name, const char* hook, int priority) {
+        addChain({{"name", name}, {"type", "filter"}, {"hook", hook}, {"prio", priority}, {"policy", "accept"}});
+    }
+    void addRule(const char* chain, const Expressions& expressions, const std::string& comment = {}) {
+        Json rule{{"chain", chain}, {"expr", expressions}};
+        if (!comment.empty()) rule["comment"] = comment;
+        add("rule", std::move(rule));
+    }
+
+    void addSection(const PolicySection& section, std::size_t number) {
+        const std::string comment = "section [" + section.name + "], line " + std::to_string(section.line);
+        for (const char* what : {"passed", "dropped"}) add("counter", {{"name", counterName(number, what)}});
+        const Expressions pass{counter(number, "passed"), verdict("accept")};
+        const Expressions drop{counter(number, "dropped"), verdict("drop")};
+        for (const Side& side : {outgoing, incoming}) {
+            if (section.action == PolicyAction::pass) {
+                addRule(side.chain, openPackets(section, side) + pass, comment);
+                continue;
+            }
+            for (const Expressions& packets : closedPackets(section, side)) {
+                if (section.action == PolicyAction::protect) {
+                    addRule(side.chain, packets + Expressions{throughTunnel(side, options_)} + pass, comment);
+                }
+                addRule(side.chain, packets + drop, comment);
+            }
+        }
+    }
+
+    const FilterOptions& options_;
+    Json commands_ = Json::array();
+};
+
+} // namespace
+
+std::string filterRules(const EnginePolicy& policy, const FilterOptions& options) {
+    Table filter(options);
+    if (!policy.text && policy.driverMode == LSPpassAll) return filter.text();
+    filter.addHooks();
+    if (policy.text) {
+        filter.addDaemon();
+        filter.addControl();
+        filter.addSections(policy.text->sections);
+    } else if (policy.driverMode == LSPdropAllExceptDhcp) {
+        filter.addControl();
+        filter.addDhcp();
+    }
+    if (!policy.text) filter.dropTheRest();
+    return filter.text();
+}
+
+std::string filterRemoval() {
+    const Json here{{"table", {{"family", family}, {"name", table}}}};
+    return Json{{"nftables", Json::array({{{"add", here}}, {{"delete", here}}})}}.dump();
+}
+
+std::optional<std::vector<SectionCount>> countsIn(std::string_view listing, std::size_t sections) {
+    std::vector<SectionCount> counts(sections);
+    std::size_t seen = 0;
+    const auto read = [&](const Json& one) {
+        const std::string name = one.at("name").get<std::string>();
+        const std::size_t number = std::stoul(name.substr(1));
+        const auto packets = one.at("packets").get<std::uint64_t>();
+        (name.ends_with("-passed") ? counts.at(number).passed : counts.at(number).dropped) = packets;
+        ++seen;
+    };
+    try {
+        const Json parsed = Json::parse(listing);
+        for (const Json& object : parsed.at("nftables")) {
+            if (object.contains("counter")) read(object["counter"]);
+        }
+    } catch (const std::exception&) { // not our table, or not from nft
+        return std::nullopt;
+    }
+    return seen == 2 * sections ? std::optional(std::move(counts)) : std::nullopt;
+}
+
+} // namespace panelkitd

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+//
+// The rules go to the program nft, which gives them to the kernel as one transaction.
+#include <service/engine/packet_filter.h>
+
+#include <service/base/log.h>
+#include <service/engine/filter_rules.h>
+
+#include <platform/system/child_process.h>
+#include <platform/system/guarded.h>
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace panelkitd {
+
+using platform::ChildResult;
+using platform::Ending;
+using vocabulary::Refused;
+
+namespace {
+
+// A thousand sections take it less than a second. What takes longer than this hangs.
+constexpr std::chrono::seconds longestRun{10};
+
+std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+
+// Why a run failed.
+bridge::Remark problemOf(const ChildResult& result, const std::string& program) {
+    if (result.ending == Ending::timedOut) {
+        return remark(Refused::engineState, "%s did not end within %d seconds", program, longestRun.count());
+    }
+    if (result.ending == Ending::killed) {
+        return remark(Refused::engineState, "%s was ended by signal %d", program, result.status);
+    }
+    return remark(Refused::engineState, "%s says: %s", program, firstLine(result.error));
+}
+
+class Nftables : public PacketFilter {
+public:
+    explicit Nftables(FilterOptions options) : options_(std::move(options)) {}
+
+    void replace(const EnginePolicy& policy) override {
+        auto sections = sections_.lock(); // one at a time
+        change(filterRules(policy, options_));
+        *sections = policy.text ? policy.text->sections.size() : 0;
+    }
+
+    std::optional<std::vector<SectionCount>> counts() const override {
+        const std::optional<std::size_t> sections = *sections_.lock();
+        if (!sections) return std::nullopt;
+        const ChildResult result = run({options_.program, "-j", "list", "counters", "table", "inet", "panelkit"}, {});
+        if (!isFine(result)) return std::nullopt;
+        return countsIn(result.output, *sections);
+    }
+
+    void release() override {
+        auto sections = sections_.lock();
+        change(filterRemoval());
+        *sections = std::nullopt;
+    }
+
+private:
+    static bool isFine(const ChildResult& result) { return result.ending == Ending::exited && result.status == 0; }
+
+    static ChildResult run(const std::vector<std::string>& arguments, const std::string& input) {
+        platform::ChildOptions options;
+        options.arguments = arguments;
+        options.input = input;
+        options.environment["LC_ALL"] = "C";
+        return platform::runChild(options, longestRun);
+    }
+
+    void change(const std::string& commands) const {
+        Remarks why{remark(Refused::notInForce, "the packet filter can't be changed")};
+        try {
+            const ChildResult result = run({options_.program, "-j", "-f", "-"}, commands);
+            if (isFine(result)) return;
+            why.push_back(problemOf(result, options_.program));
+        } catch (const std::exception& error) { // it can't be started
+            for (const bridge::Remark& reason : explained(error)) why.push_back(reason);
+        }
+        throw EngineError(std::move(why));
+    }
+
+    const FilterOptions options_;
+    // Of the policy in place; nullopt until it is known.
+    mutable platform::Guarded<std::optional<std::size_t>> sections_;
+};
+
+} // namespace
+
+std::unique_ptr<PacketFilter> makePacketFilter(const FilterOptions& options) {
+    if (::access(options.program.c_str(), X_OK) != 0) {
+        throw EngineError(
+            {remark(Refused::engineState, "%s can't be run; it comes with the package nftables", options.program)});
+    }
+    return std::make_unique<Nftables>(options);
+}
+
+} // namespace panelkitd
