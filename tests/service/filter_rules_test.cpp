@@ -27,14 +27,16 @@ std::string valueOf(const json& value) {
 
 // What a rule compares, in short: "ip daddr".
 std::string operandOf(const json& left) {
-    const auto& [kind, its] = *left.items().begin();
+    const auto kind = left.begin().key();
+    const json& its = *left.begin();
     if (kind == "payload") return its["protocol"].get<std::string>() + " " + its["field"].get<std::string>();
     const std::string side = its.contains("dir") ? its["dir"].get<std::string>() + " " : "";
     return kind + " " + side + its["key"].get<std::string>();
 }
 
 std::string expressionOf(const json& expression) {
-    const auto& [kind, its] = *expression.items().begin();
+    const auto kind = expression.begin().key();
+    const json& its = *expression.begin();
     if (kind == "match") return operandOf(its["left"]) + " " + valueOf(its["right"]);
     if (kind == "goto") return "goto " + its["target"].get<std::string>();
     return kind == "counter" ? its.get<std::string>() : kind;
@@ -43,7 +45,8 @@ std::string expressionOf(const json& expression) {
 // The rules of a chain, as "ip daddr 10.0.0.1, s0-passed, accept".
 Texts rulesIn(const std::string& commands, const std::string& chain) {
     Texts rules;
-    for (const json& command : json::parse(commands)["nftables"]) {
+    const json parsed = json::parse(commands);
+    for (const json& command : parsed["nftables"]) {
         if (!command.contains("add") || !command["add"].contains("rule")) continue;
         const json& rule = command["add"]["rule"];
         if (rule["chain"] != chain) continue;

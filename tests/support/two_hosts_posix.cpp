@@ -117,12 +117,12 @@ void readToMarker(int from, std::vector<std::string>* into) {
 }
 
 void silence(const std::string& devices) { // no packets of its own accord
-    for (const char* scope : {"all", "default"}) {
-        std::ofstream("/proc/sys/net/ipv6/conf/" + std::string(scope) + "/accept_dad") << 0;
-        std::ofstream("/proc/sys/net/ipv6/conf/" + std::string(scope) + "/router_solicitations") << 0;
-    }
     std::istringstream names(devices);
-    for (std::string name; names >> name;) run("ip link set " + name + " up multicast off");
+    for (std::string name; names >> name;) {
+        std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/accept_dad") << 0;
+        std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/router_solicitations") << 0;
+        run("ip link set " + name + " up multicast off");
+    }
 }
 
 } // namespace
