@@ -22,6 +22,7 @@ constexpr std::array groups = {
     Group{"psk",        panelctl::addPskVerbs,        N_("Preshared keys")},
     Group{"config",     panelctl::addConfigVerbs,     N_("The service's configuration: typed parameters in sections")},
     Group{"policy",     panelctl::addPolicyVerbs,     N_("The local security policy: what is in force, and where it comes from")},
+    Group{"tunnel",     panelctl::addTunnelVerbs,     N_("The tunnels of the policy in force")},
     Group{"net",        panelctl::addNetVerbs,        N_("The network interfaces of the host")},
     Group{"watch",      panelctl::addWatchVerbs,      N_("Report events in the service until Ctrl-C is pressed")},
     Group{"status",     panelctl::addStatus,          N_("Show the state of the service on one screen")},

@@ -121,6 +121,8 @@ Exit exitForRefusal(Refused reason) {
     case Refused::trusted:
     case Refused::policyCopy:
     case Refused::policyReplaced:
+    case Refused::notInForce:
+    case Refused::engineState:
     case Refused::credentials: return Exit::refused;
     }
     return Exit::refused; // from a newer service, which has more reasons

@@ -43,6 +43,7 @@ void addCrlVerbs(CLI::App& group, const Context& context);
 void addPskVerbs(CLI::App& group, const Context& context);
 void addConfigVerbs(CLI::App& group, const Context& context);
 void addPolicyVerbs(CLI::App& group, const Context& context);
+void addTunnelVerbs(CLI::App& group, const Context& context);
 void addNetVerbs(CLI::App& group, const Context& context);
 void addWatchVerbs(CLI::App& group, const Context& context);
 void addStatus(CLI::App& group, const Context& context);

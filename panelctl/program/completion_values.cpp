@@ -148,6 +148,14 @@ std::vector<Candidate> driverModes() {
 
 std::vector<Candidate> policies() { return {{"system", {}}, {"user", {}}, {"driver", {}}, {"current", {}}}; }
 
+std::vector<Candidate> tunnels() {
+    std::vector<panelkit::TunnelInfo> listed;
+    panelkit::MonitorController().GetTunnels(listed);
+    std::vector<Candidate> candidates;
+    for (const panelkit::TunnelInfo& tunnel : listed) candidates.push_back({tunnel.section, tunnel.gateway});
+    return candidates;
+}
+
 struct Source {
     std::string_view command; // of the argument or option, or its group; empty: any
     std::string_view argument;
@@ -173,6 +181,7 @@ constexpr std::array sources = {
     Source{"policy source", "driver-mode", driverModes},
     Source{"policy source", "subject",     subjects},
     Source{"policy source", "psk",         presharedKeys},
+    Source{"tunnel",        "section",     tunnels},
 };
 // clang-format on
 

@@ -6,6 +6,7 @@
 #include <panelctl/base/system.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/tokens/token_names.h>
+#include <panelctl/tunnels/engine_text.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/certs/certs_controller.h>
@@ -214,6 +215,19 @@ Finding lookAtCertificates() {
     return good(say("valid for at least 30 more days: %d", listed.size() + authorities.size()));
 }
 
+Finding lookAtTraffic() {
+    const std::optional<panelkit::EngineInfo> engine = engineOfService();
+    if (!engine) return passedOver(say("the service gives no information"));
+    const std::string text = escaped(engineText(*engine));
+    if (!engine->protectsTraffic) return good(text);
+    std::vector<std::string> notUp;
+    for (const panelkit::TunnelInfo& tunnel : visibleTunnels().value_or(std::vector<panelkit::TunnelInfo>())) {
+        if (tunnel.condition != panelkit::TunnelCondition::up) notUp.push_back(tunnel.section);
+    }
+    if (notUp.empty()) return good(text);
+    return warning(say("tunnels that are not up: %s", someOf(notUp)), say("see why: panelctl tunnel list"));
+}
+
 bool readProviders() {
     VpnTokensController controller;
     std::vector<ProviderInfo> listed;
@@ -278,6 +292,7 @@ constexpr std::array all = {
     Check{"providers",    N_("providers"),    true,  lookAtProviders},
     Check{"tokens",       N_("tokens"),       true,  lookAtTokens},
     Check{"certificates", N_("certificates"), true,  lookAtCertificates},
+    Check{"traffic",      N_("traffic"),      true,  lookAtTraffic},
     Check{"state",        N_("stored state"), true,  lookAtState},
     Check{"language",     N_("language"),     false, lookAtLanguage},
     Check{"locale",       N_("locale"),       false, lookAtLocale},

@@ -8,6 +8,7 @@
 #include <panelctl/certs/cert_names.h>
 #include <panelctl/tokens/log_in.h>
 #include <panelctl/tokens/token_names.h>
+#include <panelctl/tunnels/engine_text.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/lsp/lsp_controller.h>
@@ -38,6 +39,8 @@ struct Status {
     std::size_t tokens = 0, tokensLoggedOut = 0;
     std::size_t certificates = 0, expired = 0, expiring = 0;
     std::optional<std::size_t> uncommitted;
+    std::optional<panelkit::EngineInfo> engine;               // none: the service does not tell
+    std::optional<std::vector<panelkit::TunnelInfo>> tunnels; // none: not for this account, or there can't be any
 };
 
 std::string serviceText() {
@@ -102,7 +105,21 @@ Status look(const Context& context) {
     lookAtTokens(status);
     lookAtCertificates(status, context);
     status.uncommitted = uncommitted();
+    status.engine = engineOfService();
+    if (status.engine && status.engine->protectsTraffic) status.tunnels = visibleTunnels();
     return status;
+}
+
+ordered_json engineJson(const Status& status) {
+    if (!status.engine) return nullptr;
+    return {{"name", status.engine->name},
+            {"protectsTraffic", status.engine->protectsTraffic},
+            {"condition", engineCondition(*status.engine)}};
+}
+
+ordered_json tunnelsJson(const Status& status) {
+    if (!status.tunnels) return nullptr;
+    return {{"count", status.tunnels->size()}, {"up", countUp(*status.tunnels)}};
 }
 
 ordered_json toJson(const Status& status) {
@@ -113,7 +130,9 @@ ordered_json toJson(const Status& status) {
         {"providers", {{"count", status.providers}, {"notLoaded", status.providersNotLoaded}}},
         {"tokens", {{"count", status.tokens}, {"loggedOut", status.tokensLoggedOut}}},
         {"certificates", {{"count", status.certificates}, {"expired", status.expired}, {"expiring", status.expiring}}},
-        {"uncommitted", status.uncommitted ? ordered_json(*status.uncommitted) : ordered_json(nullptr)}};
+        {"uncommitted", status.uncommitted ? ordered_json(*status.uncommitted) : ordered_json(nullptr)},
+        {"engine", engineJson(status)},
+        {"tunnels", tunnelsJson(status)}};
 }
 
 Mood moodIf(bool attention) { return attention ? Mood::warning : Mood::plain; }
@@ -122,6 +141,11 @@ void print(const Status& status) {
     Sheet sheet;
     sheet.add(say("Service"), {status.service});
     sheet.add(say("Policy"), {inOneLine(status.policy)});
+    if (status.engine) sheet.add(say("Engine"), {engineText(*status.engine)});
+    if (status.tunnels) {
+        const std::size_t up = countUp(*status.tunnels);
+        sheet.add(say("Tunnels"), {say("%d, up: %d", status.tunnels->size(), up), moodIf(up < status.tunnels->size())});
+    }
     sheet.add(say("Providers"), {say("%d, not loaded: %d", status.providers, status.providersNotLoaded),
                                  moodIf(status.providersNotLoaded > 0)});
     sheet.add(say("Tokens"), {say("%d, logged out: %d", status.tokens, status.tokensLoggedOut)});
