@@ -9,7 +9,8 @@ panelkit_test(test_panelctl LINK thirdparty_json SOURCES
     panelctl/completion_test.cpp
     panelctl/doctor_test.cpp
     panelctl/scripted_test.cpp
-    panelctl/transcript_test.cpp)
+    panelctl/transcript_test.cpp
+    panelctl/tunnel_test.cpp)
 add_dependencies(test_panelctl panelctl)
 panelkit_test(test_panelctl_config LINK thirdparty_json SOURCES
     panelctl/config_test.cpp)

@@ -69,6 +69,7 @@ ROWS = [
     ("policy explain", [], "", 0),
     ("policy source get", [], "", 0),
     ("net list", [], "", 0),
+    ("tunnel list", [], "", 0),
     ("status", [], "", 0),
     ("doctor", [], "", None),
     ("cert delete", ["one", "--yes", "--with-key"], "", 0),
@@ -84,6 +85,9 @@ ROWS = [
     ("provider load", ["{folder}/second.so", "--name", "second"], "", 0),
     ("provider unload", ["second"], "", 0),
 ]
+
+# Verbs without a row: they need an engine that makes tunnels (tunnel_test.cpp has them), or run while others do.
+WITHOUT_ROW = {"watch", "tunnel show", "tunnel up", "tunnel down", "tunnel rekey"}
 
 
 def started(folder):
@@ -197,7 +201,7 @@ def main():
         finally:
             service.terminate()
             service.wait()
-    problems += [f"{verb}: has a schema, but no row" for verb in schema["properties"] if verb not in {row[0] for row in ROWS} | {"watch"}]
+    problems += [f"{verb}: has a schema, but no row" for verb in schema["properties"] if verb not in {row[0] for row in ROWS} | WITHOUT_ROW]
     if problems:
         sys.exit("\n".join(problems))
 
