@@ -19,8 +19,8 @@ namespace panelkitd {
 namespace {
 
 constexpr const char* about = "panelkitd, the reference service of panelkit: it gives front ends on this host access "
-                              "to PKCS#11 tokens, certificates, configuration and policy. It records the local "
-                              "security policy; it filters no traffic.";
+                              "to PKCS#11 tokens, certificates, configuration and policy. Unless an engine is "
+                              "chosen, it only records the local security policy and filters no traffic.";
 
 const std::map<std::string, LogLevel> levels{{"disabled", LogLevel::disabled},
                                              {"events", LogLevel::events},
@@ -96,7 +96,7 @@ std::vector<std::string> argumentsOfService(const CLI::App& app, std::vector<std
 
 void addEngine(CLI::App& app, Options& options) {
     app.add_option("--engine", options.engine.name,
-                   "What puts the policy into force. record: nothing does; the policy is only recorded")
+                   "What puts the policy into force. record, the default: nothing does; the policy is only recorded")
         ->check(CLI::IsMember(offeredEngines()))
         ->type_name("NAME")
         ->capture_default_str();

@@ -25,13 +25,13 @@ struct Options {
     std::chrono::seconds tokenPoll{2};           // between two looks for tokens that came or went
     std::chrono::seconds stopGrace{10};          // for commands under way when it is asked to end
     EngineOptions engine;
-    bool releaseFilter = false;                  // remove the packet filter of an engine, and nothing else
-    std::string hostedModule;                    // not empty: this process hosts the module at that path
-    std::string channel;                         // to the service whose module it hosts
-    int inheritedSocket = -1;                    // a descriptor that listens at the endpoint already; see main.cpp
-    bool asService = false;                      // the service manager of Windows started this process
-    std::optional<ServiceAction> serviceAction;  // to be done instead of serving
-    ServiceSetup serviceSetup;                   // for that action
+    bool releaseFilter = false;                 // remove the packet filter of an engine, and nothing else
+    std::string hostedModule;                   // not empty: this process hosts the module at that path
+    std::string channel;                        // to the service whose module it hosts
+    int inheritedSocket = -1;                   // a descriptor that listens at the endpoint already; see main.cpp
+    bool asService = false;                     // the service manager of Windows started this process
+    std::optional<ServiceAction> serviceAction; // to be done instead of serving
+    ServiceSetup serviceSetup;                  // for that action
 };
 
 // Reads the command line: the arguments in UTF-8, without the program's name. If nothing is left to do (help, version,

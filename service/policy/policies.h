@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // The local security policy of this host: settings, the required policy, and the one in force. The engine puts a policy
-// into force, then it is stored. Every change is on disk before it is answered. A stored policy that can't be used is not overwritten: its last good copy is in force, or the
-// driver policy drops everything except DHCP, and changes are refused until an administrator has repaired or removed
-// the file.
+// into force, then it is stored. Every change is on disk before it is answered. A stored policy that can't be used is
+// not overwritten: its last good copy is in force, or the driver policy drops everything except DHCP, and changes are
+// refused until an administrator has repaired or removed the file.
 #pragma once
 
 #include <service/certs/credentials.h>

@@ -75,7 +75,7 @@ protected:
     }
     // Returns what the counters say then: "1 passed", "0 dropped", or "" when no section decided.
     std::string decided(const Probe& probe) {
-        filter->replace(policy); // begins to count anew
+        filter->replace(policy); // begins to count again
         if (probe.way == Way::inThroughTunnel) hosts->ipAtPeer("route add 192.168.7.1 dev t0");
         const std::string here = hereFor(probe);
         const int ours = hosts->socketHere(SOCK_DGRAM, here, probe.port); // no answer that its port is closed

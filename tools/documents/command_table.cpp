@@ -28,7 +28,7 @@ Every command of the service, with the fields of its request and its reply in th
 | `bool`, `u32`, `i32` | 1 byte, 4 bytes, 4 bytes with a sign |
 | `string` | its length as `u32`, then its bytes |
 | `secret` | a `string` that is a PIN, a password, a key or a file that may hold one; transcripts do not show it |
-| a name that ends in `Result`, `Mode` or `Format` | an enumeration: 4 bytes |
+| a name that ends in `Result`, `Mode`, `Format` or `Action` | an enumeration: 4 bytes |
 | another name | a record |
 | `list of X` | their number as `u32`, then each X |
 | `N times (X, Y)` | a number of the type N, then as many pairs |
@@ -74,6 +74,9 @@ template <> constexpr std::string_view typeName<panelkit::PolicyContent>       =
 template <> constexpr std::string_view typeName<panelkit::ProviderState>       = "ProviderState";
 template <> constexpr std::string_view typeName<panelkit::TokenLabels>         = "TokenLabels";
 template <> constexpr std::string_view typeName<panelkit::TokenState>          = "TokenState";
+template <> constexpr std::string_view typeName<panelkit::EngineInfo>          = "EngineInfo";
+template <> constexpr std::string_view typeName<panelkit::TunnelAction>        = "TunnelAction";
+template <> constexpr std::string_view typeName<panelkit::TunnelInfo>          = "TunnelInfo";
 template <> constexpr std::string_view typeName<panelkit::UncommittedValue>    = "UncommittedValue";
 template <> constexpr std::string_view typeName<PresharedKeyInfo>              = "PresharedKeyInfo";
 // clang-format on
