@@ -74,6 +74,7 @@ TEST_F(APolicyOfSomebody, IsNotShownToOthers) {
         expectDenied(Command::ViewCurrent, "");
         EXPECT_EQ(bridge::lastFailure().text(),
                   "the policy in force is that of nobody; only nobody and administrators of the service may see it");
+        expectDenied(Command::GetTunnels, "");
         expectDenied(Command::ActivateCurrent, encoded(std::string()));
         std::string loggedIn;
         EXPECT_TRUE(controller.cmdIsOtherUserLoggedIn("", loggedIn));
