@@ -5,10 +5,11 @@
 //   input, output             what passes in any case, then the chain `incoming` or `outgoing`
 //   forward-to, forward-from  a forwarded packet must pass twice: as one to its destination and as one from its source
 //   outgoing, incoming        the sections in their order; a packet that none of them matches passes
+//   outgoing-1 ...            with many sections: those that can match some addresses, to which outgoing sends packets
 #include <service/engine/filter_rules.h>
 
-#include <panelkit/format/ipv4.h>
-#include <panelkit/format/ipv6.h>
+#include <service/engine/networks.h>
+
 #include <panelkit/format/number_range.h>
 #include <panelkit/lsp/lsp_records.h>
 
@@ -45,8 +46,13 @@ template <class Value>
 Json range(const Value& first, const Value& last) {
     return first == last ? Json(first) : Json{{"range", Json::array({first, last})}};
 }
+// Of a network, or a block of addresses.
+template <class Addresses>
+Json rangeOf(const Addresses& addresses, bool isIPv6) {
+    return range(addressText(addresses.first, isIPv6), addressText(addresses.last, isIPv6));
+}
 Json verdict(const char* name) { return Json::object({{name, nullptr}}); }
-Json jumpTo(const char* chain) { return {{"goto", {{"target", chain}}}}; }
+Json jumpTo(const std::string& chain) { return {{"goto", {{"target", chain}}}}; }
 
 // ---- a section's packets
 
@@ -58,36 +64,14 @@ struct Side {
 constexpr Side outgoing{"outgoing", "daddr"};
 constexpr Side incoming{"incoming", "saddr"};
 
-Expressions within(const panelkit::IPv4Range& network, const Side& side) {
-    std::array<char, panelkit::IPv4TextSize> first{};
-    std::array<char, panelkit::IPv4TextSize> last{};
-    return {is(field("ip", side.otherEnd), range<std::string>(panelkit::ipv4ToText(network.first, first),
-                                                              panelkit::ipv4ToText(network.last, last)))};
-}
-
-Expressions within(const panelkit::IPv6Range& network, const Side& side) {
-    std::array<char, panelkit::IPv6TextSize> first{};
-    std::array<char, panelkit::IPv6TextSize> last{};
-    return {is(field("ip6", side.otherEnd), range<std::string>(panelkit::ipv6ToText(network.first, first),
-                                                               panelkit::ipv6ToText(network.last, last)))};
+Expressions matchNetwork(const PolicySection& section, const Side& side) {
+    const std::optional<Network> network = networkOf(section);
+    if (!network) return {};
+    return {is(field(network->isIPv6 ? "ip6" : "ip", side.otherEnd), rangeOf(*network, network->isIPv6))};
 }
 
 // A network of IPv6 has a colon, and nothing else has.
 bool isIPv6(const std::string& network) { return network.find(':') != network.npos; }
-
-Expressions matchNetwork(const std::string& network, const Side& side) {
-    if (network == "any") return {};
-    if (!isIPv6(network)) {
-        panelkit::IPv4Range parsed;
-        panelkit::parseIPv4Range(network.data(), network.data() + network.size(), parsed);
-        return within(parsed, side);
-    }
-    const std::size_t slash = network.find('/');
-    panelkit::IPv6Address address;
-    panelkit::parseIPv6(network.substr(0, slash), address);
-    const unsigned length = slash == network.npos ? 128 : static_cast<unsigned>(std::stoul(network.substr(slash + 1)));
-    return within(panelkit::ipv6RangeOf(address, length), side);
-}
 
 Expressions matchProtocol(const PolicySection& section) {
     const std::string& name = section.protocol;
@@ -109,7 +93,7 @@ Json portsOf(const PolicySection& section) {
 }
 
 Expressions matchTraffic(const PolicySection& section, const Side& side) {
-    return matchNetwork(section.network, side) + matchProtocol(section);
+    return matchNetwork(section, side) + matchProtocol(section);
 }
 
 // The packets that a section closes: one alternative after the other. No state of a connection is looked at: a
@@ -200,8 +184,11 @@ public:
     }
 
     void addSections(const std::vector<PolicySection>& sections) {
-        for (const Side& side : {outgoing, incoming}) addChain({{"name", side.chain}});
-        for (std::size_t i = 0; i < sections.size(); ++i) addSection(sections[i], i);
+        for (std::size_t i = 0; i < sections.size(); ++i) {
+            for (const char* what : {"passed", "dropped"}) add("counter", {{"name", counterName(i, what)}});
+        }
+        const SectionLists lists(sections);
+        for (const Side& side : {outgoing, incoming}) addSide(sections, lists, side);
         addRule("output", {jumpTo(outgoing.chain)});
         addRule("input", {jumpTo(incoming.chain)});
         addRule("forward-to", {jumpTo(outgoing.chain)});
@@ -224,28 +211,40 @@ private:
     void addHook(const char* name, const char* hook, int priority) {
         addChain({{"name", name}, {"type", "filter"}, {"hook", hook}, {"prio", priority}, {"policy", "accept"}});
     }
-    void addRule(const char* chain, const Expressions& expressions, const std::string& comment = {}) {
+    void addRule(const std::string& chain, const Expressions& expressions, const std::string& comment = {}) {
         Json rule{{"chain", chain}, {"expr", expressions}};
         if (!comment.empty()) rule["comment"] = comment;
         add("rule", std::move(rule));
     }
 
-    void addSection(const PolicySection& section, std::size_t number) {
+    void addSide(const std::vector<PolicySection>& sections, const SectionLists& lists, const Side& side) {
+        for (const auto& [list, name] : lists.names) {
+            addChain({{"name", side.chain + name}});
+            for (const std::size_t number : list) addSection(sections[number], number, side, side.chain + name);
+        }
+        addChain({{"name", side.chain}});
+        for (const bool isIPv6 : {false, true}) {
+            Json::array_t ways;
+            for (const AddressBlock& block : (isIPv6 ? lists.ipv6 : lists.ipv4)) {
+                ways.push_back(
+                    Json::array_t{rangeOf(block, isIPv6), jumpTo(side.chain + lists.names.at(block.sections))});
+            }
+            const Json key = field(isIPv6 ? "ip6" : "ip", side.otherEnd);
+            if (!ways.empty()) addRule(side.chain, {Json{{"vmap", {{"key", key}, {"data", {{"set", ways}}}}}}});
+        }
+        for (const std::size_t number : lists.others) addSection(sections[number], number, side, side.chain);
+    }
+
+    void addSection(const PolicySection& section, std::size_t number, const Side& side, const std::string& chain) {
         const std::string comment = "section [" + section.name + "], line " + std::to_string(section.line);
-        for (const char* what : {"passed", "dropped"}) add("counter", {{"name", counterName(number, what)}});
         const Expressions pass{counter(number, "passed"), verdict("accept")};
         const Expressions drop{counter(number, "dropped"), verdict("drop")};
-        for (const Side& side : {outgoing, incoming}) {
-            if (section.action == PolicyAction::pass) {
-                addRule(side.chain, openPackets(section, side) + pass, comment);
-                continue;
+        if (section.action == PolicyAction::pass) return addRule(chain, openPackets(section, side) + pass, comment);
+        for (const Expressions& packets : closedPackets(section, side)) {
+            if (section.action == PolicyAction::protect) {
+                addRule(chain, packets + Expressions{throughTunnel(side, options_)} + pass, comment);
             }
-            for (const Expressions& packets : closedPackets(section, side)) {
-                if (section.action == PolicyAction::protect) {
-                    addRule(side.chain, packets + Expressions{throughTunnel(side, options_)} + pass, comment);
-                }
-                addRule(side.chain, packets + drop, comment);
-            }
+            addRule(chain, packets + drop, comment);
         }
     }
 

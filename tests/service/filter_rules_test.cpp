@@ -2,6 +2,7 @@
 //
 // The rules of nftables for a policy. What they do to packets is tested with packets, in packet_filter_posix_test.cpp.
 #include <service/engine/filter_rules.h>
+#include <service/engine/networks.h>
 
 #include <gmock/gmock.h>
 #include <nlohmann/json.hpp>
@@ -103,6 +104,51 @@ TEST(TheRulesOfASection, DoWhatItsActionSays) {
                             "ip saddr 10.0.0.1, s1-dropped, drop"));
     EXPECT_EQ(rulesIn(kernel, "outgoing").at(1), "ip daddr 10.0.0.1, rt ipsec true, s1-passed, accept");
     EXPECT_EQ(rulesIn(kernel, "incoming").at(1), "ip saddr 10.0.0.1, meta ipsec true, s1-passed, accept");
+}
+
+// The sections of each block of addresses, as "10.0.0.0-10.0.0.3: 0 2".
+Texts blocksOf(const std::vector<std::string>& networks, bool isIPv6) {
+    std::vector<PolicySection> sections(networks.size());
+    for (std::size_t i = 0; i < networks.size(); ++i) sections[i].network = networks[i];
+    Texts blocks;
+    for (const AddressBlock& block : addressBlocks(sections, isIPv6)) {
+        std::string text = addressText(block.first, isIPv6) + "-" + addressText(block.last, isIPv6) + ":";
+        for (const std::size_t section : block.sections) text += " " + std::to_string(section);
+        blocks.push_back(text);
+    }
+    return blocks;
+}
+
+TEST(TheAddressesOfAPolicy, AreBlocksForWhichTheSameSectionsCount) {
+    EXPECT_THAT(blocksOf({"any", "fd00::1"}, false), IsEmpty());
+    EXPECT_THAT(blocksOf({"10.0.0.0/24", "any", "10.0.0.4..10.0.0.7", "10.0.0.7"}, false),
+                ElementsAre("10.0.0.0-10.0.0.3: 0 1", "10.0.0.4-10.0.0.6: 0 1 2", "10.0.0.7-10.0.0.7: 0 1 2 3",
+                            "10.0.0.8-10.0.0.255: 0 1"));
+    EXPECT_THAT(blocksOf({"10.0.0.9..10.0.1.0", "10.0.0.5..10.0.0.20", "192.0.2.0/24"}, false),
+                ElementsAre("10.0.0.5-10.0.0.8: 1", "10.0.0.9-10.0.0.20: 0 1", "10.0.0.21-10.0.1.0: 0",
+                            "192.0.2.0-192.0.2.255: 2"));
+    EXPECT_THAT(
+        blocksOf({"255.255.255.255", "0.0.0.0/0", "0.0.0.0"}, false),
+        ElementsAre("0.0.0.0-0.0.0.0: 1 2", "0.0.0.1-255.255.255.254: 1", "255.255.255.255-255.255.255.255: 0 1"));
+    EXPECT_THAT(blocksOf({"::/0", "10.0.0.1", "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ff00/120"}, true),
+                ElementsAre("::-ffff:ffff:ffff:ffff:ffff:ffff:ffff:feff: 0",
+                            "ffff:ffff:ffff:ffff:ffff:ffff:ffff:ff00-ffff:ffff:ffff:ffff:ffff:ffff:ffff:ffff: 0 2"));
+}
+
+TEST(TheAddressesOfAPolicy, AreOneListWhereListsWouldGrowTooLong) {
+    const auto listsOf = [](const std::string& prefix, const std::string& suffix) {
+        std::vector<PolicySection> sections(200);
+        for (std::size_t i = 0; i < sections.size(); ++i) {
+            sections[i].network = prefix + std::to_string(i) + suffix;
+        }
+        return SectionLists(sections);
+    };
+    const SectionLists apart = listsOf("10.0.0.", ""), nested = listsOf("10.0.0.", "..10.0.1.0");
+    EXPECT_EQ(apart.names.size(), 200U);
+    EXPECT_THAT(apart.others, IsEmpty());
+    EXPECT_THAT(nested.names, IsEmpty());
+    EXPECT_THAT(nested.ipv4, IsEmpty());
+    EXPECT_EQ(nested.others.size(), 200U);
 }
 
 TEST(TheListingOfCounters, IsReadIfItIsThatOfThePolicy) {
