@@ -6,6 +6,7 @@
 
 #include <service/engine/engine.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -27,6 +28,7 @@ struct FilterOptions {
     EspPlace esp = EspPlace::userSpace;
     std::string device = "ipsec0"; // with ESP in user space
     std::string program = "/usr/sbin/nft";
+    std::chrono::milliseconds countsAge{1000}; // counts that are not older are returned again: reading them costs
 };
 
 // Packets since the filter was replaced.

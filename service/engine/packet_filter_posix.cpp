@@ -42,26 +42,47 @@ public:
     explicit Nftables(FilterOptions options) : options_(std::move(options)) {}
 
     void replace(const EnginePolicy& policy) override {
-        auto sections = sections_.lock(); // one at a time
-        change(filterRules(policy, options_));
-        *sections = policy.text ? policy.text->sections.size() : 0;
+        auto place = place_.lock(); // one at a time
+        std::string rules = filterRules(policy, options_);
+        change(rules, place->rules);
+        *place = {std::move(rules), policy.text ? policy.text->sections.size() : 0, {}, {}};
     }
 
     std::optional<std::vector<SectionCount>> counts() const override {
-        const std::optional<std::size_t> sections = *sections_.lock();
-        if (!sections) return std::nullopt;
-        const ChildResult result = run({options_.program, "-j", "list", "counters", "table", "inet", "panelkit"}, {});
-        if (!isFine(result)) return std::nullopt;
-        return countsIn(result.output, *sections);
+        auto place = place_.lock(); // many front ends that ask at once cost no more than one
+        if (!place->sections) return std::nullopt;
+        const auto now = std::chrono::steady_clock::now();
+        if (place->read && now - *place->read < options_.countsAge) return place->counts;
+        place->counts = countsOf(*place->sections);
+        place->read = now;
+        return place->counts;
     }
 
     void release() override {
-        auto sections = sections_.lock();
-        change(filterRemoval());
-        *sections = std::nullopt;
+        auto place = place_.lock();
+        change(filterRemoval(), place->rules);
+        *place = {};
     }
 
 private:
+    struct Place {
+        std::string rules;                   // as they were given to nft; empty until they are known
+        std::optional<std::size_t> sections; // of the policy in place; nullopt until it is known
+        std::optional<std::vector<SectionCount>> counts;
+        std::optional<std::chrono::steady_clock::time_point> read;
+    };
+
+    std::optional<std::vector<SectionCount>> countsOf(std::size_t sections) const {
+        try {
+            const ChildResult result =
+                run({options_.program, "-j", "list", "counters", "table", "inet", "panelkit"}, {});
+            return isFine(result) ? countsIn(result.output, sections) : std::nullopt;
+        } catch (const std::runtime_error& error) { // it can't be started
+            logError(error.what());
+            return std::nullopt;
+        }
+    }
+
     static bool isFine(const ChildResult& result) { return result.ending == Ending::exited && result.status == 0; }
 
     static ChildResult run(const std::vector<std::string>& arguments, const std::string& input) {
@@ -72,11 +93,13 @@ private:
         return platform::runChild(options, longestRun);
     }
 
-    void change(const std::string& commands) const {
+    // A program that did not end by itself may have changed the rules, so the former ones are put back.
+    void change(const std::string& commands, const std::string& former) const {
         Remarks why{remark(Refused::notInForce, "the packet filter can't be changed")};
         try {
             const ChildResult result = run({options_.program, "-j", "-f", "-"}, commands);
             if (isFine(result)) return;
+            if (result.ending != Ending::exited && !former.empty()) run({options_.program, "-j", "-f", "-"}, former);
             why.push_back(problemOf(result, options_.program));
         } catch (const std::exception& error) { // it can't be started
             for (const bridge::Remark& reason : explained(error)) why.push_back(reason);
@@ -85,8 +108,7 @@ private:
     }
 
     const FilterOptions options_;
-    // Of the policy in place; nullopt until it is known.
-    mutable platform::Guarded<std::optional<std::size_t>> sections_;
+    mutable platform::Guarded<Place> place_;
 };
 
 } // namespace

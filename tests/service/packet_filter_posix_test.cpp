@@ -3,6 +3,7 @@
 // The packet filter with packets, in network namespaces of this process: what leaves this host is seen at its peer,
 // and the counters tell which section decided.
 #include "../support/run_speed.h"
+#include "../support/running_service.h"
 #include "../support/two_hosts_posix.h"
 
 #include <service/engine/filter_rules.h>
@@ -15,6 +16,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <thread>
@@ -338,7 +340,24 @@ TEST_F(APacketFilter, HasNoGapWhenItIsReplacedOrKilled) {
     EXPECT_EQ(filter->counts()->size(), 31U) << "whatever is there is replaced";
 }
 
+TEST_F(APacketFilter, IsTheFormerOneAfterNftWasKilledWhenItHadChangedTheRules) {
+    const TemporaryFolder folder;
+    options.program = folder.file("nft");
+    std::ofstream(options.program) << "#!/bin/sh\n/usr/sbin/nft \"$@\"\nstatus=$?\n"
+                                   << "if rm " << folder.file("dies") << " 2>&-; then kill -9 $$; fi\nexit $status\n";
+    std::filesystem::permissions(options.program, std::filesystem::perms::owner_all);
+    filter = makePacketFilter(options);
+    use("[rest]\naction = drop\n");
+    std::ofstream(folder.file("dies")) << "once";
+    EXPECT_THROW(filter->replace({LSPpassAll, std::nullopt}), EngineError);
+    EXPECT_FALSE(std::filesystem::exists(folder.file("dies")));
+    EXPECT_THAT(leavesWhenSent("10.9.0.5", 7), IsEmpty());
+    EXPECT_EQ(filter->counts()->size(), 1U);
+}
+
 TEST_F(APacketFilter, TellsWhenItIsNotInPlace) {
+    options.countsAge = std::chrono::milliseconds(0);
+    filter = makePacketFilter(options);
     use("[rest]\naction = drop\n");
     ASSERT_TRUE(filter->counts());
     makePacketFilter(options)->release();
