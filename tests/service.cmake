@@ -106,13 +106,13 @@ endif()
 panelkit_test(test_service_policy LABELS threads SOURCES
     service/policy_test.cpp)
 add_dependencies(test_service_policy panelkitd)
+panelkit_test(test_service_policy_host LINK certificate_maker SOURCES
+    support/heard_notices.cpp
+    service/notices_test.cpp
+    service/policy_certificates_test.cpp)
+add_dependencies(test_service_policy_host panelkitd panelkit_test_token)
 if(NOT WIN32)
-    panelkit_test(test_service_policy_host LINK certificate_maker SOURCES
-        support/heard_notices.cpp
-        service/notices_posix_test.cpp
-        service/policy_access_test.cpp
-        service/policy_certificates_test.cpp)
-    add_dependencies(test_service_policy_host panelkitd)
+    target_sources(test_service_policy_host PRIVATE service/policy_access_test.cpp)
 endif()
 
 panelkit_test(test_service_test_token LINK certificate_maker SOURCES

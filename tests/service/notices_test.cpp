@@ -21,9 +21,9 @@ protected:
         EXPECT_TRUE(notice);
         return notice ? notice->policy : vocabulary::PolicyNotice();
     }
-    void activate(const std::string& content) {
+    void activate(const std::string& policyFile) {
         const std::string file = service.folder().file("policy.lsp");
-        platform::replaceFile(file, content, true);
+        platform::replaceFile(file, policyFile, true);
         LSPcmd::LSPsettings_t settings;
         settings.Source = 1;
         settings.File = file;
@@ -56,10 +56,10 @@ TEST_F(TheNoticesOfAService, NameThePolicyAndWhyItFailed) {
 TEST_F(TheNoticesOfAService, TellOfCertificatesThatExpireWhenTheSettingsAreCommitted) {
     initialize();
     const std::time_t end = std::time(nullptr) + 10 * 86'400 + 3'600;
-    std::string text(15, '\0');
-    (void)std::strftime(text.data(), text.size(), "%Y%m%d%H%M%S", std::gmtime(&end));
-    text.back() = 'Z';
-    const Identity soon = makeCertificate({.subject = {{"CN", "soon"}}, .notAfter = text}, ecKey());
+    std::string lastSecond(15, '\0');
+    (void)std::strftime(lastSecond.data(), lastSecond.size(), "%Y%m%d%H%M%S", std::gmtime(&end));
+    lastSecond.back() = 'Z';
+    const Identity soon = makeCertificate({.subject = {{"CN", "soon"}}, .notAfter = lastSecond}, ecKey());
     ASSERT_EQ(importFile(soon.der), vocabulary::ImportCert::imported);
     LPARAMS::Client::CERTMON watch;
     ASSERT_TRUE(watch.load());
