@@ -8,13 +8,13 @@
 #include <fcntl.h>
 #include <iconv.h>
 #include <langinfo.h>
-#include <locale.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
