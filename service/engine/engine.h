@@ -5,6 +5,8 @@
 #pragma once
 
 #include <service/base/refused.h>
+#include <service/engine/engine_credentials.h>
+#include <service/engine/engine_parameters.h>
 #include <service/policyfile/policy_text.h>
 
 #include <panelkit/monitor/tunnel_records.h>
@@ -21,6 +23,10 @@ namespace panelkitd {
 struct EnginePolicy {
     std::uint32_t driverMode = 0; // LSPdropAll, LSPdropAllExceptDHCP or LSPpassAll; used without sections
     std::optional<PolicyText> text;
+
+    // It was in force before this service started. What is missing now, a certificate or the address of a gateway, may
+    // come, so it is not an error.
+    bool resumed = false;
 };
 
 // Thrown when a policy can't be put into force. The remarks say why; where a section is the reason, they name it and
@@ -56,6 +62,21 @@ public:
     // Acts on the tunnel of a section. Returns when the daemon has accepted or refused the request. Throws EngineError
     // if there is no such tunnel, or the daemon refuses.
     virtual void act(panelkit::TunnelAction action, const std::string& section) = 0;
+
+    // ---- what it needs of the rest of the service. Each returns at once, except tokenLoggedOut(): when that returns,
+    // the token's keys can't be used any more, or the log says why they can.
+
+    virtual void credentialsChanged(EngineCredentials /*credentials*/) {}
+    virtual void parametersChanged(EngineParameters /*parameters*/) {}
+    virtual void tokenLoggedIn(const EngineToken& /*token*/, const platform::Secret& /*pin*/) {}
+    virtual void tokenLoggedOut(const EngineToken& /*token*/) {}
+};
+
+// A tunnel has come up or gone down.
+struct TunnelNews {
+    std::string section;
+    bool up = false;
+    Remarks why; // it is down; may be empty
 };
 
 struct EngineOptions {

@@ -41,7 +41,8 @@ struct EngineCertificate {
     std::uint64_t notBefore = 0;
     std::uint64_t notAfter = 0;
     bool hasPrivateKey = false; // that can be seen now: on most tokens only after a log-in
-    bool tokenIsOpen = false;   // somebody is logged in, or it needs no log-in
+    bool needsLogin = true;     // the private key can be used only after a log-in
+    bool tokenIsOpen = false;   // somebody is logged in, or it needs no log-in; engines find it out themselves
     bool authority = false;
     bool forIke = true; // its extended key usages allow IKE
     bool revoked = false;

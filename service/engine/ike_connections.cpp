@@ -98,6 +98,7 @@ void chooseCertificate(const std::string& subject, const EngineCredentials& cred
     into.token = best->token;
     into.keyId = best->keyId;
     if (least < std::size(flaws)) into.lacks = remark(Refused::credentials, flaws[least].text, best->subject);
+    into.mayCome = least + 1 == std::size(flaws);
     into.config.add("local", ViciSection().add("auth", "pubkey").add("certs", std::vector<std::string>{best->der}));
 }
 
@@ -107,6 +108,7 @@ void choosePresharedKey(const std::string& name, const EngineCredentials& creden
     into.config.add("local", ViciSection().add("auth", "psk"));
     const auto& keys = credentials.presharedKeys;
     if (std::any_of(keys.begin(), keys.end(), [&](const auto& key) { return key.name == name; })) return;
+    into.mayCome = true;
     into.lacks = remark(Refused::credentials,
                         "the preshared key \"%s\" is on no token, or its token is not logged in, or the token does not "
                         "give it out",

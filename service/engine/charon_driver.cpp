@@ -1,0 +1,330 @@
+// SPDX-License-Identifier: MIT
+#include <service/engine/charon_driver.h>
+
+#include <service/base/log.h>
+
+#include <platform/system/clock.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace panelkitd {
+
+using std::chrono::seconds;
+using vocabulary::Refused;
+
+namespace {
+
+constexpr auto lasted = seconds(60); // after that, a daemon that dies is started again at once
+constexpr seconds startPauses[] = {seconds(0), seconds(1), seconds(2), seconds(5), seconds(15), seconds(30)};
+constexpr seconds attemptPauses[] = {seconds(2), seconds(5), seconds(10), seconds(20), seconds(40), seconds(60)};
+
+template <std::size_t count>
+seconds pauseAfter(unsigned number, const seconds (&pauses)[count]) {
+    return pauses[std::min<std::size_t>(number, count - 1)];
+}
+
+bridge::Remark plain(const std::exception& error) { return remark(Refused::none, "%s", error.what()); }
+
+EngineError sectionError(const IkeConnection& connection, Remarks why) {
+    const PolicySection& section = *connection.children.front().section;
+    Remarks remarks{
+        remark(Refused::policyLine, "line %d: section [%s] can't be put into force", section.line, section.name)};
+    remarks.insert(remarks.end(), why.begin(), why.end());
+    return EngineError(std::move(remarks));
+}
+
+void loadOrThrow(IkeControl& control, const IkeConnection& connection) {
+    try {
+        if (!connection.lacks) control.load(connection);
+    } catch (const ViciRefusal& refusal) {
+        throw sectionError(connection, {plain(refusal)});
+    }
+}
+
+// Parameters that the daemon reads only at its start.
+ViciSection startOptions(const EngineParameters& parameters) {
+    ViciSection options;
+    addParameters(parameters, ParameterPlace::start, options);
+    return options;
+}
+std::string textOf(const ViciSection& options) { return encodeVici({ViciPacketType::response, {}, options}); }
+
+bool needsStart(const IkeDaemonSettings& running, const IkeDaemonSettings& wanted) {
+    return running.modules != wanted.modules ||
+           textOf(startOptions(running.parameters)) != textOf(startOptions(wanted.parameters));
+}
+
+} // namespace
+
+// ---- wishes
+
+const EngineWishes::Login* EngineWishes::login(const EngineToken& token) const {
+    const auto found =
+        std::find_if(logins.begin(), logins.end(), [&](const Login& login) { return login.token.is(token); });
+    return found == logins.end() ? nullptr : &*found;
+}
+
+EngineCredentials EngineWishes::usable() const {
+    EngineCredentials usable = credentials;
+    for (EngineCertificate& certificate : usable.certificates) {
+        const bool wasSeen = certificate.hasPrivateKey;
+        certificate.tokenIsOpen = !certificate.needsLogin || login(certificate.token);
+        if (!wasSeen && certificate.needsLogin) certificate.hasPrivateKey = certificate.tokenIsOpen;
+    }
+    return usable;
+}
+
+// ---- the daemon
+
+CharonDriver::CharonDriver(Settings settings, TunnelBoard& board, std::function<void()> changed)
+    : settings_(std::move(settings)),
+      board_(board),
+      changed_(std::move(changed)),
+      daemon_(settings_.folder, settings_.program) {}
+
+IkeDaemonSettings CharonDriver::daemonSettings(const EngineWishes& wishes) const {
+    return {settings_.espInUserSpace, settings_.mark, wishes.credentials.modules, wishes.parameters};
+}
+
+IkeControl& CharonDriver::control() {
+    if (!control_ || !daemon_.runs()) throw EngineError({remark(Refused::none, "the IKE daemon does not run")});
+    return *control_;
+}
+
+void CharonDriver::drop() {
+    listener_.reset();
+    control_.reset();
+    daemon_.stop();
+}
+
+void CharonDriver::start(const IkeDaemonSettings& wanted) {
+    if (Clock::now() < nextStart_) {
+        throw EngineError({problem_.value_or(remark(Refused::none, "the IKE daemon is started again soon"))});
+    }
+    if (startedAt_ + lasted < Clock::now()) starts_ = 0;
+    nextStart_ = Clock::now() + pauseAfter(++starts_, startPauses);
+    startedAt_ = Clock::now();
+    requireFreePorts();
+    daemon_.start(wanted);
+    running_ = wanted;
+    listener_ = std::make_unique<DaemonListener>(
+        daemon_.socket(), settings_.patience,
+        DaemonListener::Handlers{[this](const std::string& name, const std::string& line) { board_.heard(name, line); },
+                                 changed_});
+    control_ = std::make_unique<IkeControl>(std::make_unique<ViciConnection>(daemon_.socket(), settings_.patience));
+    attempts_.clear();
+    refusedKeys_.clear();
+}
+
+// After a ViciError nothing is known of the daemon, so it was dropped (see work()).
+void CharonDriver::ensureRunning(const EngineWishes& wishes) {
+    const IkeDaemonSettings wanted = daemonSettings(wishes);
+    const bool runs = control_ && daemon_.runs() && !listener_->ended();
+    if (runs && !needsStart(running_, wanted)) {
+        if (running_ == wanted) return;
+        daemon_.configure(wanted);
+        control_->reloadSettings();
+        running_ = wanted;
+        return;
+    }
+    if (control_ && !runs) {
+        logError("the IKE daemon has ended" + (daemon_.lastWords().empty() ? "" : ": " + daemon_.lastWords()));
+    }
+    if (runs) {
+        logEvent("the IKE daemon is started again, with other modules or parameters");
+        nextStart_ = {};
+    }
+    drop();
+    start(wanted);
+}
+
+// ---- plans
+
+IkePlan CharonDriver::plan(std::shared_ptr<const PolicyText> text, const EngineWishes& wishes) const {
+    const IkeOptions options{settings_.espInUserSpace, settings_.mark, wishes.parameters, platform::secondsNow()};
+    IkePlan plan;
+    plan.connections = ikeConnections(*text, wishes.usable(), options);
+    plan.text = std::move(text);
+    return plan;
+}
+
+void CharonDriver::prepare(const IkePlan& plan, const EngineWishes& wishes) {
+    former_ = control_ ? control_->loaded() : IkeControl::Loaded();
+    if (plan.connections.empty()) return;
+    try {
+        ensureRunning(wishes);
+        former_ = control_->loaded();
+        loadKeys(plan, wishes);
+        for (const IkeConnection& connection : plan.connections) loadOrThrow(*control_, connection);
+        problem_.reset();
+    } catch (const ViciError& error) {
+        drop();
+        throw EngineError({plain(error)});
+    } catch (const EngineError&) {
+        takeBack();
+        throw;
+    }
+}
+
+void CharonDriver::takeBack() noexcept {
+    try {
+        if (control_) control_->restore(former_);
+    } catch (const std::exception& error) {
+        logFailure("the IKE daemon", error);
+        drop();
+    }
+}
+
+void CharonDriver::adopt(IkePlan plan) noexcept {
+    plan_ = std::move(plan);
+    try {
+        attempts_.clear();
+        if (control_) control_->keepOnly(plan_.connections, former_);
+        if (plan_.connections.empty()) drop();
+    } catch (const std::exception& error) {
+        logFailure("the IKE daemon", error);
+        drop(); // so the tunnels that are to go are gone
+    }
+}
+
+// ---- keys
+
+void CharonDriver::loadKeyOf(const IkeConnection& connection, const EngineWishes& wishes,
+                             std::set<IkeControl::TokenKey>& wanted) {
+    const EngineWishes::Login* login = wishes.login(*connection.token);
+    const auto& all = wishes.credentials.certificates;
+    const auto mine = [&](const EngineCertificate& c) { return c.keyId == connection.keyId; };
+    const auto own =
+        std::find_if(all.begin(), all.end(), [&](const auto& c) { return mine(c) && c.token.is(*connection.token); });
+    if (own == all.end() || (own->needsLogin && !login)) return;
+    const bool isTwice =
+        std::any_of(all.begin(), all.end(), [&](const auto& c) { return mine(c) && !c.token.is(*connection.token); });
+    const IkeControl::TokenKey key{moduleName(running_, connection.token->module), connection.token->slot, isTwice,
+                                   connection.keyId};
+    wanted.insert(key);
+    const std::uint64_t number = login ? login->number : 0;
+    if (const auto refused = refusedKeys_.find(key); refused != refusedKeys_.end() && refused->second == number) return;
+    try {
+        control_->loadKey(key, login ? login->pin : platform::Secret());
+    } catch (const ViciRefusal& refusal) {
+        refusedKeys_[key] = number;
+        logError(std::string("the IKE daemon can't use a private key: ") + refusal.what());
+        board_.failed(connection.name,
+                      remark(Refused::credentials, "the IKE daemon can't use the private key of \"%s\": %s",
+                             connection.credential, refusal.what()));
+    }
+}
+
+void CharonDriver::loadSharedKeys(const IkePlan& plan, const EngineWishes& wishes) {
+    std::map<std::string, IkeControl::SharedKey> shared;
+    for (const EnginePresharedKey& key : wishes.credentials.presharedKeys) {
+        IkeControl::SharedKey given{key.value, {}};
+        for (const IkePlan* one : {&std::as_const(plan_), &plan}) {
+            for (const IkeConnection& connection : one->connections) {
+                const bool uses = connection.byPresharedKey && connection.credential == key.name;
+                const auto& owners = given.owners;
+                const bool isNew = std::find(owners.begin(), owners.end(), connection.gateway) == owners.end();
+                if (uses && isNew) given.owners.push_back(connection.gateway);
+            }
+        }
+        if (!given.owners.empty()) shared.emplace(key.name, std::move(given));
+    }
+    control_->setSharedKeys(shared);
+}
+
+// Keys of the plan and of the adopted one.
+void CharonDriver::loadKeys(const IkePlan& plan, const EngineWishes& wishes) {
+    std::set<IkeControl::TokenKey> wanted;
+    for (const IkePlan* one : {&std::as_const(plan_), &plan}) {
+        for (const IkeConnection& connection : one->connections) {
+            if (connection.token) loadKeyOf(connection, wishes, wanted);
+        }
+    }
+    control_->keepOnlyKeys(wanted);
+    loadSharedKeys(plan, wishes);
+    if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0) control_->addCrls(wishes.credentials.crls);
+}
+
+void CharonDriver::giveKeys(const EngineWishes& wishes) {
+    if (!control_) return;
+    try {
+        loadKeys(plan_, wishes);
+    } catch (const std::exception& error) {
+        logFailure("the IKE daemon", error);
+        drop();
+    }
+}
+
+// ---- tunnels
+
+void CharonDriver::setUpMissing(const IkeStates& states) {
+    for (const IkeConnection& connection : plan_.connections) {
+        if (connection.lacks || states.connecting.contains(connection.name)) continue;
+        for (const IkeChild& child : connection.children) {
+            const std::string& section = child.section->name;
+            if (states.tunnels.contains(section)) {
+                attempts_.erase(section);
+                continue;
+            }
+            Attempt& attempt = attempts_[section];
+            if (board_.isOff(section) || Clock::now() < attempt.next) continue;
+            attempt.next = Clock::now() + pauseAfter(attempt.count++, attemptPauses);
+            try {
+                control_->initiate(connection.name, section);
+            } catch (const ViciRefusal& refusal) {
+                board_.failed(connection.name, plain(refusal));
+            }
+        }
+    }
+}
+
+void CharonDriver::turnOn(const IkeConnection& connection, const std::string& section) {
+    board_.turn(section, false);
+    attempts_.erase(section);
+    const IkeStates states = control().states();
+    if (states.tunnels.contains(section) || states.connecting.contains(connection.name)) return;
+    control().initiate(connection.name, section);
+    Attempt& attempt = attempts_[section];
+    attempt.next = Clock::now() + pauseAfter(attempt.count++, attemptPauses);
+}
+
+void CharonDriver::load(const IkeConnection& connection) {
+    try {
+        if (!connection.lacks) control_->load(connection);
+    } catch (const ViciRefusal& refusal) {
+        board_.failed(connection.name, plain(refusal));
+    }
+}
+
+// What was read of the tokens since the last round may change the connections, for example their certificates.
+std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
+    ensureRunning(wishes);
+    const IkeControl::Loaded former = control_->loaded();
+    plan_ = plan(plan_.text, wishes);
+    loadKeys(plan_, wishes);
+    for (const IkeConnection& connection : plan_.connections) load(connection);
+    control_->keepOnly(plan_.connections, former);
+    board_.setPlan(plan_.connections, false);
+    const IkeStates states = control_->states();
+    setUpMissing(states);
+    problem_.reset();
+    return board_.update(states);
+}
+
+std::vector<TunnelNews> CharonDriver::round(const EngineWishes& wishes) {
+    if (plan_.connections.empty()) return {};
+    try {
+        return work(wishes);
+    } catch (const ViciError& error) {
+        logFailure("the IKE daemon", error);
+        problem_ = plain(error);
+        drop();
+    } catch (const ExplainedError& error) {
+        if (!problem_) logFailure("the IKE daemon", error);
+        problem_ = error.remarks.back();
+    }
+    return board_.daemonIsDown(*problem_);
+}
+
+} // namespace panelkitd

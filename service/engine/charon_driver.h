@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+//
+// Brings the IKE daemon to what is wanted: it runs, has the connections of the policy and the keys of the tokens that
+// somebody is logged in to, and sets up the tunnels that are down. The daemon may die or hang at any time: it is then
+// started again, after a pause that grows.
+//
+// One thread uses a driver at a time, except for the functions that say otherwise.
+#pragma once
+
+#include <service/engine/daemon_listener.h>
+#include <service/engine/ike_control.h>
+#include <service/engine/ike_daemon.h>
+#include <service/engine/tunnel_board.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+// What the rest of the service has told the engine.
+struct EngineWishes {
+    struct Login {
+        EngineToken token;
+        platform::Secret pin;
+        std::uint64_t number = 0; // another one for each log-in
+    };
+
+    bool tokensRead = false; // before that, nothing is known of certificates
+    EngineCredentials credentials;
+    EngineParameters parameters;
+    std::vector<Login> logins;
+    std::uint64_t loginsSoFar = 0;
+
+    const Login* login(const EngineToken& token) const;
+    // The credentials as the engine can use them: private keys are those of tokens with a log-in.
+    EngineCredentials usable() const;
+};
+
+// The part of a policy that needs the daemon.
+struct IkePlan {
+    std::shared_ptr<const PolicyText> text = std::make_shared<PolicyText>();
+    std::vector<IkeConnection> connections; // point into the text
+};
+
+class CharonDriver {
+public:
+    struct Settings {
+        std::string folder;
+        std::string program;
+        std::uint32_t mark = 0;
+        bool espInUserSpace = true;
+        std::chrono::milliseconds patience{5000};
+    };
+
+    // `changed` is called on a thread of the driver when tunnels may have changed. Throws as IkeDaemon does.
+    CharonDriver(Settings settings, TunnelBoard& board, std::function<void()> changed);
+
+    // Makes the plan for a policy from what is there. Throws EngineError for a policy that can't be put into force
+    // whatever is there.
+    IkePlan plan(std::shared_ptr<const PolicyText> text, const EngineWishes& wishes) const;
+
+    // Loads what the plan needs, beside what is loaded. Throws EngineError, with the section, and leaves everything as
+    // it was.
+    void prepare(const IkePlan& plan, const EngineWishes& wishes);
+    // The prepared plan counts from now on: ends the tunnels that it does not have. Never throws.
+    void adopt(IkePlan plan) noexcept;
+    // Takes the prepared plan back.
+    void takeBack() noexcept;
+
+    // Looks after the daemon and the tunnels of the adopted plan. Returns the news.
+    std::vector<TunnelNews> round(const EngineWishes& wishes);
+
+    // Gives the daemon the keys of the wishes, and takes others away. If the daemon does not answer, it is ended, and
+    // its keys with it.
+    void giveKeys(const EngineWishes& wishes);
+
+    // Sets the tunnel up now, if it is not up. Throws ViciError, ViciRefusal, EngineError.
+    void turnOn(const IkeConnection& connection, const std::string& section);
+
+    // The daemon as it runs now. Throws EngineError when it does not run.
+    IkeControl& control();
+
+    const IkePlan& adopted() const { return plan_; }
+    // Why the daemon does not run; nullopt when it does, or is not needed.
+    const std::optional<bridge::Remark>& problem() const { return problem_; }
+
+    // Ends the daemon.
+    void drop();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    IkeDaemonSettings daemonSettings(const EngineWishes& wishes) const;
+    void ensureRunning(const EngineWishes& wishes);
+    void start(const IkeDaemonSettings& wanted);
+    void load(const IkeConnection& connection);
+    void loadKeys(const IkePlan& plan, const EngineWishes& wishes);
+    void loadKeyOf(const IkeConnection& connection, const EngineWishes& wishes, std::set<IkeControl::TokenKey>& wanted);
+    void loadSharedKeys(const IkePlan& plan, const EngineWishes& wishes);
+    void setUpMissing(const IkeStates& states);
+    std::vector<TunnelNews> work(const EngineWishes& wishes);
+
+    const Settings settings_;
+    TunnelBoard& board_;
+    const std::function<void()> changed_;
+    IkeDaemon daemon_;
+    IkeDaemonSettings running_; // that the daemon was started with
+    std::unique_ptr<IkeControl> control_;
+    std::unique_ptr<DaemonListener> listener_;
+    IkePlan plan_;
+    IkeControl::Loaded former_; // before prepare()
+    std::optional<bridge::Remark> problem_;
+
+    unsigned starts_ = 0; // in a row, that did not last
+    Clock::time_point startedAt_{};
+    Clock::time_point nextStart_{};
+
+    struct Attempt {
+        unsigned count = 0;
+        Clock::time_point next{};
+    };
+    std::map<std::string, Attempt> attempts_; // by section
+
+    // The log-in with which the daemon could not use a key. It is not tried again: a token may count the tries.
+    std::map<IkeControl::TokenKey, std::uint64_t> refusedKeys_;
+};
+
+} // namespace panelkitd

@@ -1,0 +1,259 @@
+// SPDX-License-Identifier: MIT
+#include <service/engine/charon_engine.h>
+
+#include <service/base/log.h>
+#include <service/base/rounds.h>
+#include <service/engine/charon_driver.h>
+#include <service/engine/gateway_names.h>
+
+#include <platform/system/guarded.h>
+
+#include <algorithm>
+#include <mutex>
+#include <utility>
+
+namespace panelkitd {
+
+using panelkit::TunnelAction;
+using panelkit::TunnelInfo;
+using vocabulary::Refused;
+
+namespace {
+
+constexpr auto soon = std::chrono::seconds(2); // while a tunnel is down
+constexpr auto later = std::chrono::seconds(10);
+constexpr auto timeForNames = std::chrono::seconds(5);
+
+EngineError notNow(const IkeConnection& connection, bridge::Remark why) {
+    const PolicySection& section = *connection.children.front().section;
+    return EngineError(
+        {remark(Refused::policyLine, "line %d: section [%s] can't be put into force", section.line, section.name),
+         std::move(why)});
+}
+
+// A log-in may come later; a certificate that does not fit must be noticed by who activates the policy.
+void requireCredentials(const IkePlan& plan) {
+    for (const IkeConnection& connection : plan.connections) {
+        if (connection.lacks && !connection.mayCome) throw notNow(connection, *connection.lacks);
+    }
+}
+
+void requireGateways(const IkePlan& plan) {
+    std::vector<std::string> names;
+    for (const IkeConnection& connection : plan.connections) names.push_back(connection.gateway);
+    const auto unknown = firstUnknownName(names, timeForNames);
+    if (!unknown) return;
+    const IkeConnection& connection = plan.connections[*unknown];
+    throw notNow(connection, remark(Refused::none, "the address of the gateway %s can't be found", connection.gateway));
+}
+
+class CharonEngine : public Engine {
+public:
+    CharonEngine(CharonSettings settings, bool espInUserSpace, const FilterMaker& makeFilter)
+        : news_(std::move(settings.news)),
+          filter_(makeFilter(settings.filter)),
+          driver_({settings.folder, settings.program, settings.filter.mark, espInUserSpace, settings.patience}, board_,
+                  [this] { rounds_.ask(); }),
+          rounds_([this](bool) { return round(); }, later) {
+        wishes_.lock()->parameters = std::move(settings.parameters);
+    }
+    ~CharonEngine() override {
+        rounds_.stop(std::chrono::hours(1));
+        const std::scoped_lock driving(driving_);
+        driver_.drop();
+    }
+
+    const char* name() const override { return "charon"; }
+    bool protectsTraffic() const override { return true; }
+    Remarks condition() const override;
+    void apply(const EnginePolicy& policy) override;
+    std::vector<TunnelInfo> tunnels() const override;
+    void act(TunnelAction action, const std::string& section) override;
+    void credentialsChanged(EngineCredentials credentials) override;
+    void parametersChanged(EngineParameters parameters) override;
+    void tokenLoggedIn(const EngineToken& token, const platform::Secret& pin) override;
+    void tokenLoggedOut(const EngineToken& token) override;
+
+private:
+    EngineWishes wishes() const { return *wishes_.lock(); }
+    std::chrono::milliseconds round();
+    void prepare(const EnginePolicy& policy, const IkePlan& plan);
+    const IkeConnection& connectionOf(const std::string& section) const;
+    void requireCredential(const IkeConnection& connection) const;
+    void tell(const std::vector<TunnelNews>& news) const;
+
+    const std::function<void(const TunnelNews&)> news_;
+    const std::unique_ptr<PacketFilter> filter_;
+    platform::Guarded<EngineWishes> wishes_;
+    platform::Guarded<Remarks> problem_;
+    TunnelBoard board_;
+    mutable std::mutex driving_; // held while the daemon or the filter is changed
+    CharonDriver driver_;
+    Rounds rounds_; // last: its thread uses all of it
+};
+
+Remarks CharonEngine::condition() const {
+    Remarks problem = *problem_.lock();
+    if (!filter_->counts()) {
+        problem.push_back(remark(Refused::none, "the packet filter is not there or can't be read: perhaps nothing is "
+                                                "filtered"));
+    }
+    if (!problem.empty()) return problem;
+    return {remark(Refused::none, "traffic is filtered and protected as the policy says")};
+}
+
+// What resumes at the start must not depend on the network, on tokens, or on the daemon: the filter comes first then.
+void CharonEngine::prepare(const EnginePolicy& policy, const IkePlan& plan) {
+    const EngineWishes wanted = wishes();
+    if (!policy.resumed) {
+        if (wanted.tokensRead) requireCredentials(plan);
+        requireGateways(plan);
+    }
+    try {
+        driver_.prepare(plan, wanted);
+    } catch (const EngineError& error) {
+        if (!policy.resumed) throw;
+        logFailure("the policy is in force without its tunnels", error);
+    }
+}
+
+void CharonEngine::apply(const EnginePolicy& policy) {
+    const std::scoped_lock driving(driving_);
+    auto text = std::make_shared<const PolicyText>(policy.text.value_or(PolicyText()));
+    IkePlan plan = driver_.plan(std::move(text), wishes());
+    prepare(policy, plan);
+    try {
+        filter_->replace(policy);
+    } catch (...) {
+        driver_.takeBack();
+        throw;
+    }
+    board_.setPlan(plan.connections, true);
+    driver_.adopt(std::move(plan));
+    rounds_.ask();
+}
+
+std::chrono::milliseconds CharonEngine::round() {
+    std::vector<TunnelNews> news;
+    {
+        const std::scoped_lock driving(driving_);
+        news = driver_.round(wishes());
+        const auto& problem = driver_.problem();
+        *problem_.lock() =
+            problem ? Remarks{remark(Refused::none, "the IKE daemon can't be used"), *problem} : Remarks();
+    }
+    tell(news);
+    const auto all = board_.tunnels();
+    const bool anyDown = std::any_of(all.begin(), all.end(), [](const TunnelInfo& tunnel) {
+        return tunnel.condition != panelkit::TunnelCondition::up;
+    });
+    return anyDown ? soon : later;
+}
+
+void CharonEngine::tell(const std::vector<TunnelNews>& news) const {
+    for (const TunnelNews& one : news) {
+        logEvent("the tunnel of section [" + one.section + "] is " +
+                 (one.up ? "up" : "down" + (one.why.empty() ? "" : ": " + inEnglish(one.why))));
+        if (news_) news_(one);
+    }
+}
+
+// ---- tunnels
+
+// The present state, unless the daemon is busy: then that of a moment ago. The filter counts in the order of sections.
+std::vector<TunnelInfo> CharonEngine::tunnels() const {
+    std::vector<TunnelInfo> tunnels = board_.tunnels();
+    const auto counts = filter_->counts();
+    std::shared_ptr<const PolicyText> text;
+    {
+        const std::unique_lock driving(driving_, std::try_to_lock);
+        if (driving) text = driver_.adopted().text;
+    }
+    if (!counts || !text || counts->size() != text->sections.size()) return tunnels;
+    for (std::size_t i = 0; i < counts->size(); ++i) {
+        for (TunnelInfo& tunnel : tunnels) {
+            if (tunnel.section == text->sections[i].name) tunnel.dropped = (*counts)[i].dropped;
+        }
+    }
+    return tunnels;
+}
+
+const IkeConnection& CharonEngine::connectionOf(const std::string& section) const {
+    for (const IkeConnection& connection : driver_.adopted().connections) {
+        for (const IkeChild& child : connection.children) {
+            if (child.section->name == section) return connection;
+        }
+    }
+    throw EngineError({remark(Refused::noSuchObject, "the policy in force has no tunnel \"%s\"", section)});
+}
+
+void CharonEngine::requireCredential(const IkeConnection& connection) const {
+    if (connection.lacks) throw EngineError({*connection.lacks});
+}
+
+void CharonEngine::act(TunnelAction action, const std::string& section) {
+    const std::scoped_lock driving(driving_);
+    const IkeConnection& connection = connectionOf(section);
+    try {
+        if (action == TunnelAction::down) {
+            board_.turn(section, true);
+            driver_.control().endTunnel(connection.name, section);
+        } else {
+            requireCredential(connection);
+            if (action == TunnelAction::up) driver_.turnOn(connection, section);
+            if (action == TunnelAction::rekey) driver_.control().rekey(connection.name, section);
+        }
+    } catch (const ViciRefusal& refusal) {
+        throw EngineError({remark(Refused::none, "the IKE daemon refuses: %s", refusal.what())});
+    } catch (const ViciError& error) {
+        driver_.drop();
+        throw EngineError({remark(Refused::none, "%s", error.what())});
+    }
+    rounds_.ask();
+}
+
+// ---- wishes
+
+void CharonEngine::credentialsChanged(EngineCredentials credentials) {
+    {
+        const auto wishes = wishes_.lock();
+        wishes->credentials = std::move(credentials);
+        wishes->tokensRead = true;
+    }
+    rounds_.ask();
+}
+
+void CharonEngine::parametersChanged(EngineParameters parameters) {
+    wishes_.lock()->parameters = std::move(parameters);
+    rounds_.ask();
+}
+
+void CharonEngine::tokenLoggedIn(const EngineToken& token, const platform::Secret& pin) {
+    {
+        const auto wishes = wishes_.lock();
+        std::erase_if(wishes->logins, [&](const auto& login) { return login.token.is(token); });
+        wishes->logins.push_back({token, pin, ++wishes->loginsSoFar});
+    }
+    rounds_.ask();
+}
+
+void CharonEngine::tokenLoggedOut(const EngineToken& token) {
+    {
+        const auto wishes = wishes_.lock();
+        std::erase_if(wishes->logins, [&](const auto& login) { return login.token.is(token); });
+        std::erase_if(wishes->credentials.presharedKeys, [&](const auto& key) { return key.token.is(token); });
+    }
+    const std::scoped_lock driving(driving_);
+    driver_.giveKeys(wishes());
+    rounds_.ask();
+}
+
+} // namespace
+
+std::unique_ptr<Engine> makeCharonEngine(CharonSettings settings, const FilterMaker& makeFilter) {
+    const bool espInUserSpace = !kernelHasEsp();
+    settings.filter.esp = espInUserSpace ? EspPlace::userSpace : EspPlace::kernel;
+    return std::make_unique<CharonEngine>(std::move(settings), espInUserSpace, makeFilter);
+}
+
+} // namespace panelkitd

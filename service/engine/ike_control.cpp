@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+#include <service/engine/ike_control.h>
+
+#include <service/base/log.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace panelkitd {
+
+namespace {
+
+std::string bytesOf(const ViciSection& message) { return encodeVici({ViciPacketType::request, "load-conn", message}); }
+
+bool isSame(const ViciSection& a, const ViciSection& b) { return bytesOf(a) == bytesOf(b); }
+
+std::string hexOf(const std::string& bytes) {
+    std::string text;
+    for (const char byte : bytes) {
+        const auto value = static_cast<unsigned char>(byte);
+        text += "0123456789abcdef"[value >> 4U];
+        text += "0123456789abcdef"[value & 15U];
+    }
+    return text;
+}
+
+// A connection's message without its children, and each child.
+ViciSection withoutChildren(const ViciSection& message) {
+    ViciSection config = std::get<ViciSection>(message.items.at(0).value);
+    std::erase_if(config.items, [](const ViciItem& item) { return item.name == "children"; });
+    return config;
+}
+const ViciSection* childrenIn(const ViciSection& message) {
+    return std::get<ViciSection>(message.items.at(0).value).section("children");
+}
+
+} // namespace
+
+// The daemon may refuse, because it is gone already, what is to go.
+void IkeControl::tryTo(const std::string& command, ViciSection message) {
+    try {
+        vici_->request(command, std::move(message));
+    } catch (const ViciRefusal& refusal) {
+        logDebug("the IKE daemon, " + command + ": " + refusal.what());
+    }
+}
+
+// ---- connections
+
+void IkeControl::loadMessage(const std::string& name, const ViciSection& message) {
+    const auto present = loaded_.find(name);
+    if (present != loaded_.end() && isSame(present->second, message)) return;
+    vici_->request("load-conn", message);
+    loaded_.insert_or_assign(name, message);
+}
+
+void IkeControl::load(const IkeConnection& connection) {
+    loadMessage(connection.name, panelkitd::loadMessage(connection));
+}
+
+void IkeControl::restore(const Loaded& former) {
+    for (const auto& [name, message] : former) {
+        try {
+            loadMessage(name, message);
+        } catch (const ViciRefusal& refusal) {
+            logError(std::string("a connection of the policy in force can't be loaded again: ") + refusal.what());
+        }
+    }
+    for (const auto& [name, message] : loaded()) {
+        if (former.contains(name)) continue;
+        tryTo("unload-conn", ViciSection().add("name", name));
+        loaded_.erase(name);
+    }
+}
+
+void IkeControl::keepOnly(const std::vector<IkeConnection>& connections, const Loaded& former) {
+    std::set<std::string> kept;
+    for (const IkeConnection& connection : connections) kept.insert(connection.name);
+    for (const auto& [name, message] : former) {
+        if (!kept.contains(name)) {
+            tryTo("unload-conn", ViciSection().add("name", name));
+            loaded_.erase(name);
+            endConnection(name);
+            continue;
+        }
+        const auto present = loaded_.find(name);
+        if (present == loaded_.end()) continue;
+        if (!isSame(withoutChildren(message), withoutChildren(present->second))) {
+            endConnection(name);
+            continue;
+        }
+        for (const ViciItem& child : childrenIn(message)->items) {
+            const ViciSection* now = childrenIn(present->second)->section(child.name);
+            if (!now || !isSame(*now, std::get<ViciSection>(child.value))) endTunnel(name, child.name);
+        }
+    }
+}
+
+// ---- keys
+
+void IkeControl::loadKey(const TokenKey& key, const platform::Secret& pin) {
+    if (keys_.contains(key)) return;
+    ViciSection message;
+    message.add("handle", hexOf(key.keyId)).add("module", key.module);
+    if (key.slotMatters) message.add("slot", std::to_string(key.slot));
+    if (!pin.empty()) message.add("pin", pin);
+    keys_.insert_or_assign(key, vici_->request("load-token", std::move(message)).text("id"));
+}
+
+void IkeControl::keepOnlyKeys(const std::set<TokenKey>& keys) {
+    for (auto key = keys_.begin(); key != keys_.end();) {
+        if (keys.contains(key->first)) {
+            ++key;
+            continue;
+        }
+        tryTo("unload-key", ViciSection().add("id", key->second));
+        key = keys_.erase(key);
+    }
+}
+
+void IkeControl::setSharedKeys(const std::map<std::string, SharedKey>& keys) {
+    for (auto key = shared_.begin(); key != shared_.end();) {
+        if (keys.contains(key->first)) {
+            ++key;
+            continue;
+        }
+        tryTo("unload-shared", ViciSection().add("id", key->first));
+        key = shared_.erase(key);
+    }
+    for (const auto& [name, key] : keys) {
+        const auto present = shared_.find(name);
+        const bool same = present != shared_.end() && present->second.value.view() == key.value.view() &&
+                          present->second.owners == key.owners;
+        if (same) continue;
+        vici_->request(
+            "load-shared",
+            ViciSection().add("id", name).add("type", "IKE").add("data", key.value).add("owners", key.owners));
+        shared_.insert_or_assign(name, key);
+    }
+}
+
+void IkeControl::addCrls(const std::vector<std::string>& crls) {
+    for (const std::string& crl : crls) {
+        if (!crls_.insert(crl).second) continue;
+        if (crl.size() > vici::longestValue) {
+            logError("a revocation list of " + std::to_string(crl.size()) +
+                     " bytes can't be given to the IKE daemon, which takes at most 65535");
+            continue;
+        }
+        tryTo("load-cert", ViciSection().add("type", "X509_CRL").add("flag", "NONE").add("data", crl));
+    }
+}
+
+// ---- tunnels
+
+// Without waiting for the gateway.
+void IkeControl::initiate(const std::string& connection, const std::string& section) {
+    vici_->request(
+        "initiate",
+        ViciSection().add("ike", connection).add("child", section).add("timeout", "-1").add("loglevel", "-1"));
+}
+
+void IkeControl::endTunnel(const std::string& connection, const std::string& section) {
+    tryTo("terminate",
+          ViciSection().add("ike", connection).add("child", section).add("timeout", "-1").add("loglevel", "-1"));
+}
+
+void IkeControl::endConnection(const std::string& connection) {
+    tryTo("terminate", ViciSection().add("ike", connection).add("timeout", "-1").add("loglevel", "-1"));
+}
+
+void IkeControl::rekey(const std::string& connection, const std::string& section) {
+    vici_->request("rekey", ViciSection().add("ike", connection).add("child", section));
+}
+
+} // namespace panelkitd

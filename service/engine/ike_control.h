@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// What one process of the IKE daemon has been given: connections, private keys on tokens, preshared keys and revocation
+// lists; and the commands on its tunnels. It ends with the process: a new one has to be given everything again.
+//
+// One thread uses it at a time. Every function throws ViciError when the daemon does not answer or answers nonsense,
+// and ViciRefusal when it refuses.
+#pragma once
+
+#include <service/engine/ike_connections.h>
+#include <service/engine/ike_state.h>
+#include <service/engine/vici_connection.h>
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace panelkitd {
+
+class IkeControl {
+public:
+    explicit IkeControl(std::unique_ptr<ViciConnection> connection) : vici_(std::move(connection)) {}
+
+    // ---- connections
+
+    // Loads the connection unless the daemon has it in this form. Present tunnels stay, in their old form.
+    void load(const IkeConnection& connection);
+    // What the daemon has, for putting it back: the messages that loaded the connections, by name.
+    using Loaded = std::map<std::string, ViciSection>;
+    Loaded loaded() const { return loaded_; }
+    // Makes the connections what they were, as far as the daemon takes them.
+    void restore(const Loaded& former);
+    // Removes the connections that are not in the list, and ends the tunnels whose sections are not, or have changed
+    // since `former`.
+    void keepOnly(const std::vector<IkeConnection>& connections, const Loaded& former);
+
+    // ---- keys
+
+    // Loads the private key on the token, with its PIN; an empty one for a token that needs no log-in. Does nothing
+    // when the key is loaded.
+    struct TokenKey {
+        std::string module; // its name in the daemon's configuration
+        std::uint64_t slot = 0;
+        bool slotMatters = false; // other tokens have the same key
+        std::string keyId;        // bytes of CKA_ID
+
+        auto operator<=>(const TokenKey&) const = default;
+    };
+    void loadKey(const TokenKey& key, const platform::Secret& pin);
+    // Takes all keys away that are not in the list.
+    void keepOnlyKeys(const std::set<TokenKey>& keys);
+
+    struct SharedKey {
+        platform::Secret value;
+        std::vector<std::string> owners; // identities of gateways
+    };
+    // Makes the preshared keys those of the list, by name.
+    void setSharedKeys(const std::map<std::string, SharedKey>& keys);
+
+    // Loads the revocation lists that it does not have. It forgets none before its end.
+    void addCrls(const std::vector<std::string>& crls);
+
+    // ---- tunnels
+
+    IkeStates states() { return ikeStates(vici_->listing("list-sas", "list-sa")); }
+    void initiate(const std::string& connection, const std::string& section);
+    void endTunnel(const std::string& connection, const std::string& section);
+    void endConnection(const std::string& connection);
+    void rekey(const std::string& connection, const std::string& section);
+
+    // Reads the daemon's configuration again.
+    void reloadSettings() { vici_->request("reload-settings"); }
+
+private:
+    void loadMessage(const std::string& name, const ViciSection& message);
+    void tryTo(const std::string& command, ViciSection message);
+
+    std::unique_ptr<ViciConnection> vici_;
+    Loaded loaded_;
+    std::map<TokenKey, std::string> keys_; // and what the daemon calls them
+    std::map<std::string, SharedKey> shared_;
+    std::set<std::string> crls_;
+};
+
+} // namespace panelkitd

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include <service/engine/tunnel_board.h>
+
+#include <platform/system/clock.h>
+
+#include <algorithm>
+#include <utility>
+
+namespace panelkitd {
+
+using panelkit::StateRemark;
+using panelkit::TunnelCondition;
+using panelkit::TunnelInfo;
+
+namespace {
+
+StateRemark recordOf(const bridge::Remark& remark) {
+    return {remark.code, remark.phrase.wording, remark.phrase.arguments};
+}
+
+// A tunnel that is not up has no present values.
+void clearValues(TunnelInfo& info) {
+    info.address.clear();
+    info.gatewayIdentity.clear();
+    info.suite.clear();
+    info.bytesIn = info.bytesOut = 0;
+}
+
+void setCondition(TunnelInfo& info, TunnelCondition condition, std::uint64_t age) {
+    const auto since = platform::secondsNow<std::int64_t>() - static_cast<std::int64_t>(age);
+    if (info.condition != condition || info.since == 0) info.since = since;
+    info.condition = condition;
+}
+
+} // namespace
+
+void TunnelBoard::setPlan(const std::vector<IkeConnection>& connections, bool newActivation) {
+    const auto state = state_.lock();
+    std::vector<Row> rows;
+    for (const IkeConnection& connection : connections) {
+        for (const IkeChild& child : connection.children) {
+            Row row;
+            const auto former = std::find_if(state->rows.begin(), state->rows.end(), [&](const Row& other) {
+                return other.info.section == child.section->name && other.connection == connection.name;
+            });
+            if (former != state->rows.end()) row = *former;
+            row.info.section = child.section->name;
+            row.info.network = child.section->network;
+            row.info.gateway = connection.gateway;
+            row.info.credential = connection.credential;
+            row.line = child.section->line;
+            row.connection = connection.name;
+            row.lacks = connection.lacks;
+            row.off = row.off && !newActivation;
+            if (row.info.since == 0) setCondition(row.info, TunnelCondition::down, 0);
+            rows.push_back(std::move(row));
+        }
+    }
+    std::stable_sort(rows.begin(), rows.end(), [&](const Row& a, const Row& b) { return a.line < b.line; });
+    state->rows = std::move(rows);
+}
+
+void TunnelBoard::show(Row& row, const IkeStates& states, std::vector<TunnelNews>& news) {
+    TunnelInfo& info = row.info;
+    const bool wasUp = info.condition == TunnelCondition::up;
+    const auto tunnel = states.tunnels.find(info.section);
+    const auto asked = states.connecting.find(row.connection);
+    clearValues(info);
+    if (tunnel != states.tunnels.end() && tunnel->second.up && !row.off) {
+        const IkeTunnelState& now = tunnel->second;
+        setCondition(info, TunnelCondition::up, now.age);
+        info.address = now.address;
+        info.gatewayIdentity = now.gatewayIdentity;
+        info.suite = now.suite;
+        info.bytesIn = now.bytesIn;
+        info.bytesOut = now.bytesOut;
+    } else if (row.off) {
+        setCondition(info, TunnelCondition::turnedOff, 0);
+    } else if (tunnel != states.tunnels.end() || asked != states.connecting.end()) {
+        setCondition(info, TunnelCondition::connecting, 0);
+        if (asked != states.connecting.end()) info.address = asked->second;
+    } else {
+        setCondition(info, TunnelCondition::down, 0);
+    }
+    const bool isUp = info.condition == TunnelCondition::up;
+    if (isUp != wasUp) news.push_back({info.section, isUp, {}});
+}
+
+Remarks TunnelBoard::whyDown(const Row& row, const std::map<std::string, Cause>& causes) {
+    if (row.off || row.info.condition == TunnelCondition::up) return {};
+    if (row.lacks) return {*row.lacks};
+    const auto cause = causes.find(row.connection);
+    if (cause == causes.end() || !cause->second.reason) return {};
+    return {cause->second.reason->remark};
+}
+
+std::vector<TunnelNews> TunnelBoard::update(const IkeStates& states) {
+    const auto state = state_.lock();
+    std::vector<TunnelNews> news;
+    for (Row& row : state->rows) show(row, states, news);
+    for (TunnelNews& one : news) {
+        if (one.up) continue;
+        const auto row = std::find_if(state->rows.begin(), state->rows.end(),
+                                      [&](const Row& other) { return other.info.section == one.section; });
+        one.why = whyDown(*row, state->causes);
+    }
+    return news;
+}
+
+std::vector<TunnelNews> TunnelBoard::daemonIsDown(const bridge::Remark& why) {
+    {
+        const auto state = state_.lock();
+        for (const Row& row : state->rows) state->causes[row.connection] = {HeardReason{0, why}, true};
+    }
+    return update({});
+}
+
+void TunnelBoard::heard(const std::string& connection, const std::string& line) {
+    const auto state = state_.lock();
+    const auto row = std::find_if(state->rows.begin(), state->rows.end(),
+                                  [&](const Row& other) { return other.connection == connection; });
+    if (row == state->rows.end()) return;
+    Cause& cause = state->causes[connection];
+    if (beginsAttempt(line)) cause.newAttempt = true;
+    auto reason = reasonIn(line, row->info.gateway);
+    if (!reason) return;
+    if (!cause.newAttempt && cause.reason && cause.reason->rank <= reason->rank) return;
+    cause = {std::move(reason), false};
+}
+
+void TunnelBoard::failed(const std::string& connection, const bridge::Remark& why) {
+    state_.lock()->causes[connection] = {HeardReason{0, why}, true};
+}
+
+void TunnelBoard::turn(const std::string& section, bool off) {
+    const auto state = state_.lock();
+    for (Row& row : state->rows) {
+        if (row.info.section == section) row.off = off;
+    }
+}
+
+bool TunnelBoard::isOff(const std::string& section) const {
+    const auto state = state_.lock();
+    return std::any_of(state->rows.begin(), state->rows.end(),
+                       [&](const Row& row) { return row.info.section == section && row.off; });
+}
+
+std::vector<TunnelInfo> TunnelBoard::tunnels() const {
+    const auto state = state_.lock();
+    std::vector<TunnelInfo> tunnels;
+    for (const Row& row : state->rows) {
+        tunnels.push_back(row.info);
+        for (const bridge::Remark& why : whyDown(row, state->causes)) tunnels.back().why.push_back(recordOf(why));
+    }
+    return tunnels;
+}
+
+} // namespace panelkitd
