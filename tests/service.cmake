@@ -183,3 +183,10 @@ if(NOT WIN32)
              COMMAND ${Python3_EXECUTABLE} ${CMAKE_CURRENT_SOURCE_DIR}/service/socket_activation_test.py
                      $<TARGET_FILE_DIR:panelkitd>)
 endif()
+
+# Tunnels with a real IKE daemon, in network namespaces of their own.
+if(NOT WIN32)
+    panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts SOURCES
+        support/gateway_posix.cpp
+        service/tunnels_posix_test.cpp)
+endif()

@@ -113,6 +113,7 @@ void CharonDriver::start(const IkeDaemonSettings& wanted) {
         DaemonListener::Handlers{[this](const std::string& name, const std::string& line) { board_.heard(name, line); },
                                  changed_});
     control_ = std::make_unique<IkeControl>(std::make_unique<ViciConnection>(daemon_.socket(), settings_.patience));
+    if (settings_.espInUserSpace) espProposals_ = control_->espProposals();
     attempts_.clear();
     refusedKeys_.clear();
 }
@@ -139,22 +140,34 @@ void CharonDriver::ensureRunning(const EngineWishes& wishes) {
     start(wanted);
 }
 
+void CharonDriver::checkAnchors(const EngineWishes& wishes) {
+    unfitAnchors_.clear();
+    for (const std::string& anchor : wishes.credentials.anchors) {
+        if (!control_->takesAnchor(anchor)) unfitAnchors_.insert(anchor);
+    }
+}
+
 // ---- plans
 
 IkePlan CharonDriver::plan(std::shared_ptr<const PolicyText> text, const EngineWishes& wishes) const {
-    const IkeOptions options{settings_.espInUserSpace, settings_.mark, wishes.parameters, platform::secondsNow()};
+    const IkeOptions options{settings_.espInUserSpace, espProposals_, settings_.mark, wishes.parameters,
+                             platform::secondsNow()};
     IkePlan plan;
-    plan.connections = ikeConnections(*text, wishes.usable(), options);
+    EngineCredentials credentials = wishes.usable();
+    std::erase_if(credentials.anchors, [this](const std::string& anchor) { return unfitAnchors_.contains(anchor); });
+    plan.connections = ikeConnections(*text, credentials, options);
     plan.text = std::move(text);
     return plan;
 }
 
-void CharonDriver::prepare(const IkePlan& plan, const EngineWishes& wishes) {
+void CharonDriver::prepare(IkePlan& plan, const EngineWishes& wishes) {
     former_ = control_ ? control_->loaded() : IkeControl::Loaded();
     if (plan.connections.empty()) return;
     try {
         ensureRunning(wishes);
         former_ = control_->loaded();
+        checkAnchors(wishes);
+        plan = this->plan(plan.text, wishes);
         loadKeys(plan, wishes);
         for (const IkeConnection& connection : plan.connections) loadOrThrow(*control_, connection);
         problem_.reset();
@@ -301,6 +314,7 @@ void CharonDriver::load(const IkeConnection& connection) {
 std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
     ensureRunning(wishes);
     const IkeControl::Loaded former = control_->loaded();
+    checkAnchors(wishes);
     plan_ = plan(plan_.text, wishes);
     loadKeys(plan_, wishes);
     for (const IkeConnection& connection : plan_.connections) load(connection);

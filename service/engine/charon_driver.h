@@ -64,9 +64,9 @@ public:
     // whatever is there.
     IkePlan plan(std::shared_ptr<const PolicyText> text, const EngineWishes& wishes) const;
 
-    // Loads what the plan needs, beside what is loaded. Throws EngineError, with the section, and leaves everything as
-    // it was.
-    void prepare(const IkePlan& plan, const EngineWishes& wishes);
+    // Loads what the plan needs, beside what is loaded, and completes the plan with what only the running daemon knows.
+    // Throws EngineError, with the section, and leaves everything as it was.
+    void prepare(IkePlan& plan, const EngineWishes& wishes);
     // The prepared plan counts from now on: ends the tunnels that it does not have. Never throws.
     void adopt(IkePlan plan) noexcept;
     // Takes the prepared plan back.
@@ -97,6 +97,7 @@ private:
 
     IkeDaemonSettings daemonSettings(const EngineWishes& wishes) const;
     void ensureRunning(const EngineWishes& wishes);
+    void checkAnchors(const EngineWishes& wishes);
     void start(const IkeDaemonSettings& wanted);
     void load(const IkeConnection& connection);
     void loadKeys(const IkePlan& plan, const EngineWishes& wishes);
@@ -125,6 +126,9 @@ private:
         Clock::time_point next{};
     };
     std::map<std::string, Attempt> attempts_; // by section
+
+    std::set<std::string> unfitAnchors_;    // that the daemon can't read
+    std::vector<std::string> espProposals_; // what it has, with ESP in user space
 
     // The log-in with which the daemon could not use a key. It is not tried again: a token may count the tries.
     std::map<IkeControl::TokenKey, std::uint64_t> refusedKeys_;

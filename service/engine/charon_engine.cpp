@@ -77,7 +77,7 @@ public:
 private:
     EngineWishes wishes() const { return *wishes_.lock(); }
     std::chrono::milliseconds round();
-    void prepare(const EnginePolicy& policy, const IkePlan& plan);
+    void prepare(const EnginePolicy& policy, IkePlan& plan);
     const IkeConnection& connectionOf(const std::string& section) const;
     void requireCredential(const IkeConnection& connection) const;
     void tell(const std::vector<TunnelNews>& news) const;
@@ -103,7 +103,7 @@ Remarks CharonEngine::condition() const {
 }
 
 // What resumes at the start must not depend on the network, on tokens, or on the daemon: the filter comes first then.
-void CharonEngine::prepare(const EnginePolicy& policy, const IkePlan& plan) {
+void CharonEngine::prepare(const EnginePolicy& policy, IkePlan& plan) {
     const EngineWishes wanted = wishes();
     if (!policy.resumed) {
         if (wanted.tokensRead) requireCredentials(plan);

@@ -148,6 +148,7 @@ ViciSection childOf(const PolicySection& section, const IkeOptions& options) {
     child.add("remote_ts", trafficSelectors(section)).add("local_ts", std::vector<std::string>{"dynamic"});
     child.add("mode", "tunnel").add("dpd_action", "restart").add("close_action", "start");
     if (!options.espInUserSpace && options.mark != 0) child.add("set_mark_out", std::to_string(options.mark));
+    if (!options.espProposals.empty()) child.add("esp_proposals", options.espProposals);
     addParameters(options.parameters, ParameterPlace::child, child);
     return child;
 }

@@ -151,6 +151,31 @@ void IkeControl::addCrls(const std::vector<std::string>& crls) {
     }
 }
 
+bool IkeControl::takesAnchor(const std::string& der) {
+    const auto [anchor, isNew] = anchors_.emplace(der, false);
+    if (!isNew) return anchor->second;
+    try {
+        vici_->request("load-cert", ViciSection().add("type", "X509").add("flag", "CA").add("data", der));
+        anchor->second = true;
+    } catch (const ViciRefusal& refusal) {
+        logError(std::string("the IKE daemon can't use the certificate of an authority: ") + refusal.what());
+    }
+    return anchor->second;
+}
+
+std::vector<std::string> IkeControl::espProposals() {
+    const ViciSection known = vici_->request("get-algorithms");
+    const auto has = [&](const char* kind, const char* algorithm) {
+        const ViciSection* section = known.section(kind);
+        return section && !section->text(algorithm).empty();
+    };
+    std::vector<std::string> proposals;
+    if (has("aead", "AES_GCM_16")) proposals.emplace_back("aes256gcm16-aes128gcm16");
+    if (has("aead", "CHACHA20_POLY1305")) proposals.emplace_back("chacha20poly1305");
+    if (has("encryption", "AES_CBC")) proposals.emplace_back("aes256-aes192-aes128-sha256-sha384-sha512");
+    return proposals;
+}
+
 // ---- tunnels
 
 // Without waiting for the gateway.

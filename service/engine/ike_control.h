@@ -62,6 +62,14 @@ public:
     // Loads the revocation lists that it does not have. It forgets none before its end.
     void addCrls(const std::vector<std::string>& crls);
 
+    // Whether the daemon can read the certificate of an authority: without its plugin for elliptic curves, for example,
+    // it reads only those with RSA keys. The daemon keeps it, but connections trust only the anchors that they name.
+    bool takesAnchor(const std::string& der);
+
+    // The algorithms for data that the daemon has itself. With ESP in user space its own proposals don't do: they name
+    // those that a kernel usually has.
+    std::vector<std::string> espProposals();
+
     // ---- tunnels
 
     IkeStates states() { return ikeStates(vici_->listing("list-sas", "list-sa")); }
@@ -82,6 +90,7 @@ private:
     std::map<TokenKey, std::string> keys_; // and what the daemon calls them
     std::map<std::string, SharedKey> shared_;
     std::set<std::string> crls_;
+    std::map<std::string, bool> anchors_; // whether it takes them
 };
 
 } // namespace panelkitd

@@ -59,7 +59,7 @@ struct Reason {
 // clang-format off
 constexpr Reason reasons[] = {
     {"certificate was revoked",                N_("the certificate of the gateway %s is revoked")},
-    {"certificate status is not available",    N_("it is not known whether the certificate of the gateway %s is revoked: no list for it is on a token")},
+    {"requires at least GOOD",    N_("it is not known whether the certificate of the gateway %s is revoked: no list for it is on a token")},
     {"subject certificate invalid",            N_("the certificate of the gateway %s has expired, or is not valid yet")},
     {"issuer certificate invalid",             N_("the certificate of the gateway %s has expired, or is not valid yet")},
     {"is not trusted",                         N_("the certificate of the gateway %s was not issued by an authority that is trusted here")},

@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: MIT
+//
+// The engine "charon" against a gateway that is a plain charon with a configuration written by hand: a certificate
+// whose key is on a SoftHSM2 token, a preshared key, and what is said of tunnels that do not come up.
+#include "../support/certificate_maker.h"
+#include "../support/gateway_posix.h"
+
+#include <service/engine/charon_engine.h>
+#include <service/engine/vici_connection.h>
+
+#include <gmock/gmock.h>
+
+#include <arpa/inet.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <thread>
+
+namespace panelkitd {
+namespace {
+
+using panelkit::TunnelCondition;
+using panelkit::TunnelInfo;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+constexpr const char* byCertificate = R"(title = Office
+version = 1
+[office]
+action = protect
+network = 10.9.0.0/16
+gateway = 192.168.8.2
+subject = CN=anna
+[rest]
+action = drop
+network = 10.0.0.0/8
+)";
+
+constexpr const char* byKey = R"(title = Partner
+version = 2
+[partner]
+action = protect
+network = 10.9.0.0/16
+gateway = 192.168.8.2
+authentication = preshared-key
+key = shared
+)";
+
+constexpr const char* gate = R"(connections {
+  clients {
+    local { auth = pubkey
+      certs = gate.pem
+      id = ID }
+    remote { auth = pubkey
+      cacerts = ca.pem }
+    OPTIONS
+    children { nets { local_ts = 10.9.0.0/16, fd99::/64
+        esp_proposals = aes128-sha256 } }
+    encap = yes
+  }
+  partners {
+    local { auth = psk
+      id = 192.168.8.2 }
+    remote { auth = psk }
+    children { nets { local_ts = 10.9.0.0/16
+        esp_proposals = aes128-sha256 } }
+    encap = yes
+  }
+}
+secrets { ike-1 { secret = "open sesame" } }
+)";
+
+std::string gateWith(const std::string& identity, const std::string& options = {}) {
+    std::string text = gate;
+    text.replace(text.find("ID "), 2, identity);
+    text.replace(text.find("OPTIONS"), 7, options);
+    return text;
+}
+
+// A folder that ends with the object. Its name is short: it holds sockets.
+struct Folder {
+    Folder() : path("/tmp/panelkit-tunnels-" + std::to_string(::getpid())) {
+        std::filesystem::create_directory(path);
+        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
+    }
+    ~Folder() { std::filesystem::remove_all(path); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+    std::string path;
+};
+
+// Returns false if it does not come true in a quarter of a minute: then something is wrong.
+bool becomesTrue(const std::function<bool()>& what) {
+    for (unsigned tries = 0; tries < 150; ++tries) {
+        if (what()) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    return false;
+}
+
+class Tunnels : public testing::Test {
+protected:
+    void SetUp() override {
+        if (const std::string lack = Gateway::missing(); !lack.empty()) GTEST_SKIP() << lack;
+        std::filesystem::create_directory(folder_.path + "/us");
+        std::filesystem::permissions(folder_.path + "/us", std::filesystem::perms::owner_all);
+        makeToken();
+        gateway_ = std::make_unique<Gateway>(folder_.path + "/gate");
+        const Identity host = makeCertificate({.subject = {{"CN", "gate"}},
+                                               .serial = "77",
+                                               .extensions = {{"subjectAltName", "IP:192.168.8.2,DNS:gate.test"}}},
+                                              rsaKey(2048), &authority_);
+        gateway_->write("x509/gate.pem", pem(host.der));
+        gateway_->write("x509ca/ca.pem", pem(authority_.der));
+        gateway_->write("private/gate.pem", keyPem(host.key));
+        gateway_->configure(gateWith("192.168.8.2"));
+    }
+
+    void TearDown() override {
+        if (HasFailure() && gateway_) std::cerr << "the gateway's log:\n" << gateway_->log();
+    }
+
+    void makeToken() {
+        const std::string conf = folder_.path + "/softhsm.conf";
+        std::filesystem::create_directory(folder_.path + "/tokens");
+        std::ofstream(conf) << "directories.tokendir = " << folder_.path << "/tokens\nlog.level = ERROR\n";
+        std::ofstream(folder_.path + "/key.pem") << keyPem(anna_.key);
+        const std::map<std::string, std::optional<std::string>> environment{{"SOFTHSM2_CONF", conf}};
+        runProgram("softhsm2-util --init-token --free --label anna --pin 1234 --so-pin 12345678", environment);
+        runProgram("softhsm2-util --import " + folder_.path + "/key.pem --token anna --label key --id a1b2 --pin 1234",
+                   environment);
+        token_ = {"/usr/lib/softhsm/libsofthsm2.so", 0, "anna", "1"};
+        credentials_.modules = {{token_.module, {{"SOFTHSM2_CONF", conf}}}};
+        EngineCertificate certificate;
+        certificate.token = token_;
+        certificate.keyId = "\xA1\xB2";
+        certificate.der = anna_.der;
+        certificate.subject = "CN=anna";
+        certificate.notAfter = 4'000'000'000;
+        credentials_.certificates = {certificate};
+        credentials_.anchors = {makeAuthority("unreadable to a daemon without elliptic curves").der, authority_.der};
+    }
+
+    void start(EngineParameters parameters = {}) {
+        CharonSettings settings;
+        settings.folder = folder_.path + "/us";
+        settings.parameters = std::move(parameters);
+        settings.news = [this](const TunnelNews& news) { ++(news.up ? cameUp_ : wentDown_); };
+        engine_ = makeCharonEngine(std::move(settings));
+        engine_->credentialsChanged(credentials_);
+    }
+    void apply(const std::string& policy) const { engine_->apply({0, readPolicyText(policy)}); }
+    void logIn() const { engine_->tokenLoggedIn(token_, platform::Secret("1234")); }
+
+    TunnelInfo tunnel() const { return engine_->tunnels().at(0); }
+    bool comesUp() const {
+        return becomesTrue([&] { return tunnel().condition == TunnelCondition::up; });
+    }
+    static std::string why(const TunnelInfo& tunnel) {
+        return tunnel.why.empty() ? "" : Loc::fill({tunnel.why[0].wording, tunnel.why[0].arguments});
+    }
+    bool comesWith(const std::string& reason) const {
+        return becomesTrue([&] { return why(tunnel()).find(reason) != std::string::npos; });
+    }
+    static bool pings(const std::string& address) {
+        platform::ChildOptions options;
+        options.arguments = {"ping", "-n", "-c", "3", "-i", "0.2", "-W", "1", address};
+        return platform::runChild(options, std::chrono::seconds(20)).status == 0;
+    }
+    // Whether a server there answers "x" to a client here.
+    bool answersTcp(const std::string& address) const {
+        int server = -1;
+        sockaddr_in where{};
+        where.sin_family = AF_INET;
+        where.sin_port = htons(7777);
+        ::inet_pton(AF_INET, address.c_str(), &where.sin_addr);
+        const auto* const at = reinterpret_cast<const sockaddr*>(&where);
+        gateway_->inside([&] {
+            server = ::socket(AF_INET, SOCK_STREAM, 0);
+            if (::bind(server, at, sizeof where) != 0 || ::listen(server, 1) != 0) throw std::runtime_error("listen");
+        });
+        const int client = ::socket(AF_INET, SOCK_STREAM, 0);
+        const timeval limit{5, 0};
+        ::setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+        ::setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+        char got = 0;
+        bool answered = ::connect(client, at, sizeof where) == 0;
+        if (answered) {
+            const int peer = ::accept(server, nullptr, nullptr);
+            answered = ::write(peer, "x", 1) == 1 && ::read(client, &got, 1) == 1 && got == 'x';
+            ::close(peer);
+        }
+        ::close(client);
+        ::close(server);
+        return answered;
+    }
+    std::vector<std::string> daemonKeys() const {
+        ViciConnection vici(folder_.path + "/us/vici", std::chrono::seconds(5));
+        const ViciSection answer = vici.request("get-keys");
+        return answer.list("keys") ? *answer.list("keys") : std::vector<std::string>();
+    }
+
+    Folder folder_;
+    Identity authority_ =
+        makeCertificate({.subject = {{"CN", "authority"}}, .extensions = authorityExtensions()}, rsaKey(2048));
+    Identity anna_ = makeCertificate({.subject = {{"CN", "anna"}}, .serial = "5"}, rsaKey(2048), &authority_);
+    EngineToken token_;
+    EngineCredentials credentials_;
+    std::atomic<unsigned> cameUp_ = 0, wentDown_ = 0;
+    std::unique_ptr<Gateway> gateway_;
+    std::unique_ptr<Engine> engine_;
+};
+
+TEST_F(Tunnels, CarryTrafficWithAKeyOnATokenFromTheLogInToTheLogOut) {
+    start();
+    apply(byCertificate);
+    EXPECT_TRUE(comesWith("nobody is logged in")) << why(tunnel());
+    EXPECT_FALSE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+
+    logIn();
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_TRUE(answersTcp("10.9.0.1"));
+    EXPECT_FALSE(pings("10.8.0.1")); // the section [rest] drops it
+    const auto seen = gateway_->seen();
+    EXPECT_THAT(seen.plain, IsEmpty());
+    EXPECT_GE(seen.encrypted, 6U);
+    const TunnelInfo up = tunnel();
+    EXPECT_EQ(up.gatewayIdentity, "192.168.8.2");
+    EXPECT_EQ(up.credential, "CN=anna");
+    EXPECT_THAT(up.suite, HasSubstr("AES"));
+    EXPECT_NO_THROW(engine_->act(panelkit::TunnelAction::rekey, "office"));
+    EXPECT_EQ(daemonKeys().size(), 1U);
+
+    engine_->tokenLoggedOut(token_);
+    EXPECT_THAT(daemonKeys(), IsEmpty());
+    ASSERT_TRUE(becomesTrue([&] {
+        try {
+            engine_->act(panelkit::TunnelAction::rekey, "office");
+            return false;
+        } catch (const EngineError& error) {
+            return std::string(error.what()).find("nobody is logged in") != std::string::npos;
+        }
+    }));
+}
+
+TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
+    credentials_.presharedKeys.push_back({token_, "shared", platform::Secret("open sesame")});
+    start();
+    apply(byKey);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
+} // namespace
+} // namespace panelkitd
