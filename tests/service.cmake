@@ -184,6 +184,11 @@ if(NOT WIN32)
                      $<TARGET_FILE_DIR:panelkitd>)
 endif()
 
+# The engine "charon": what needs no daemon.
+panelkit_test(test_service_engine LABELS threads LINK panelkitd_parts SOURCES
+    service/ike_connections_test.cpp
+    service/vici_test.cpp)
+
 # Tunnels with a real IKE daemon, in network namespaces of their own.
 if(NOT WIN32)
     panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts SOURCES

@@ -103,7 +103,7 @@ void CharonDriver::start(const IkeDaemonSettings& wanted) {
         throw EngineError({problem_.value_or(remark(Refused::none, "the IKE daemon is started again soon"))});
     }
     if (startedAt_ + lasted < Clock::now()) starts_ = 0;
-    nextStart_ = Clock::now() + pauseAfter(++starts_, startPauses);
+    nextStart_ = Clock::now() + pauseAfter(starts_++, startPauses);
     startedAt_ = Clock::now();
     requireFreePorts();
     daemon_.start(wanted);

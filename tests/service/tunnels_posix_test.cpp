@@ -66,6 +66,7 @@ constexpr const char* gate = R"(connections {
     local { auth = psk
       id = 192.168.8.2 }
     remote { auth = psk }
+    OPTIONS
     children { nets { local_ts = 10.9.0.0/16
         esp_proposals = aes128-sha256 } }
     encap = yes
@@ -77,7 +78,8 @@ secrets { ike-1 { secret = "open sesame" } }
 std::string gateWith(const std::string& identity, const std::string& options = {}) {
     std::string text = gate;
     text.replace(text.find("ID "), 2, identity);
-    text.replace(text.find("OPTIONS"), 7, options);
+    for (std::size_t at = text.find("OPTIONS"); at != text.npos; at = text.find("OPTIONS"))
+        text.replace(at, 7, options);
     return text;
 }
 
@@ -204,6 +206,17 @@ protected:
         return answer.list("keys") ? *answer.list("keys") : std::vector<std::string>();
     }
 
+    // The engine's daemon, by its configuration.
+    pid_t daemonProcess() const {
+        const std::string entry = "STRONGSWAN_CONF=" + folder_.path + "/us/charon.conf";
+        for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+            std::ifstream file(process.path() / "environ", std::ios::binary);
+            const std::string all{std::istreambuf_iterator<char>(file), {}};
+            if (all.find(entry) != std::string::npos) return std::stoi(process.path().filename());
+        }
+        throw std::runtime_error("the daemon does not run");
+    }
+
     Folder folder_;
     Identity authority_ =
         makeCertificate({.subject = {{"CN", "authority"}}, .extensions = authorityExtensions()}, rsaKey(2048));
@@ -260,6 +273,94 @@ TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
+TEST_F(Tunnels, SayWhyTheyAreNotUp) {
+    const std::string list = makeCrl({.revoked = {77}}, authority_);
+    const std::string other =
+        makeCertificate({.subject = {{"CN", "another authority"}}, .extensions = authorityExtensions()}, rsaKey(2048))
+            .der;
+    const EngineParameters strict{{"IKE.CRL_PROCESSING", 1}};
+    const struct {
+        const char* what;
+        std::string gateway; // its configuration; empty: it does not run
+        EngineParameters parameters;
+        std::vector<std::string> anchors, crls;
+        const char* reason;
+    } rows[] = {
+        {"another name", gateWith("gate.test"), {}, {authority_.der}, {}, "refuses us"},
+        {"not ours", gateWith("192.168.8.2"), {}, {other}, {}, "was not issued by an authority that is trusted here"},
+        {"no algorithm",
+         gateWith("192.168.8.2", "proposals = aes128-sha1-modp768"),
+         {},
+         {authority_.der},
+         {},
+         "accepts none of our algorithms"},
+        {"revoked", gateWith("192.168.8.2"), strict, {authority_.der}, {list}, "is revoked"},
+        {"no list", gateWith("192.168.8.2"), strict, {authority_.der}, {}, "it is not known whether"},
+        {"silent", "", {{"IKE.EXCHANGE_TIMEOUT", 5}}, {authority_.der}, {}, "does not answer"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        if (row.gateway.empty()) {
+            gateway_->kill();
+        } else {
+            gateway_->configure(row.gateway);
+        }
+        credentials_.anchors = row.anchors;
+        credentials_.crls = row.crls;
+        engine_.reset();
+        start(row.parameters);
+        apply(byCertificate);
+        logIn();
+        EXPECT_TRUE(comesWith(row.reason)) << why(tunnel());
+        EXPECT_NE(tunnel().condition, TunnelCondition::up);
+    }
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
+TEST_F(Tunnels, ComeBackWhenTheDaemonOrTheGatewayWasKilled) {
+    start({{"IKE.DPD_IDLE_TIME", 2}, {"IKE.EXCHANGE_TIMEOUT", 5}});
+    apply(byCertificate);
+    logIn();
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    for (unsigned round = 0; round < 2; ++round) {
+        ::kill(daemonProcess(), SIGKILL);
+        ASSERT_TRUE(becomesTrue([&] { return cameUp_ == 2 + round; })) << why(tunnel());
+        EXPECT_TRUE(pings("10.9.0.1"));
+        EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+    }
+}
+
+TEST_F(Tunnels, KeepTheFormerPolicyIfTheNextOneCantBePutIntoForce) {
+    start();
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    const struct {
+        const char* from;
+        const char* to;
+        const char* reason;
+    } rows[] = {
+        {"192.168.8.2", "no-such-gateway.invalid",
+         "line 3: section [office] can't be put into force: "
+         "the address of the gateway no-such-gateway.invalid"},
+        {"192.168.8.2", "%any", "line 3: section [office]: \"%any\" is not the host name"},
+        {"CN=anna", "CN=berta", "\"CN=berta\" is on no token"},
+    };
+    for (const auto& row : rows) {
+        std::string policy = byCertificate;
+        policy.replace(policy.find(row.from), std::string(row.from).size(), row.to);
+        try {
+            apply(policy);
+            ADD_FAILURE() << "put into force: " << row.to;
+        } catch (const EngineError& error) {
+            EXPECT_THAT(error.what(), HasSubstr(row.reason));
+        }
+        EXPECT_TRUE(pings("10.9.0.1"));
+        EXPECT_FALSE(pings("10.8.0.1"));
+    }
+    EXPECT_EQ(wentDown_, 0U);
 }
 
 } // namespace

@@ -74,7 +74,8 @@ struct Packet {
         isIke = isUdp && (uses(500) || (uses(4500) && (data[0] | data[1] | data[2] | data[3]) == 0));
         isEsp = isUdp && uses(4500) && !isIke;
         const bool isMulticast = isIPv6 && bytes[24] == 0xFF; // routers, neighbours, groups
-        isControl = isMulticast || (protocol == IPPROTO_ICMPV6 && transport[0] >= 130);
+        const bool isUnreachable = !isIPv6 && protocol == IPPROTO_ICMP && transport[0] == 3; // a port without a daemon
+        isControl = isUnreachable || isMulticast || (protocol == IPPROTO_ICMPV6 && transport[0] >= 130);
     }
     std::string text;
     bool isIke = false, isEsp = false, isControl = false;

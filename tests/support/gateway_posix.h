@@ -40,8 +40,8 @@ public:
     // Runs `work` in the gateway's namespace, on this thread.
     void inside(const std::function<void()>& work) const;
 
-    // Returns what has passed the cable since the last call, in both directions, but IKE and ESP in UDP, ARP and
-    // neighbour discovery: "tcp 10.9.0.1:80". `encrypted` is the number of packets of ESP in UDP.
+    // Returns what has passed the cable since the last call, in both directions, but IKE and ESP in UDP, and
+    // what hosts say of ports and neighbours: "tcp 10.9.0.1:80". `encrypted` is the number of packets of ESP in UDP.
     struct Seen {
         std::vector<std::string> plain;
         unsigned encrypted = 0;
