@@ -4,10 +4,12 @@
 #include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/defaults.h>
+#include <service/policy/engine_view.h>
 #include <service/service_manager.h>
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
+#include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <atomic>
@@ -16,10 +18,8 @@ namespace panelkitd {
 
 namespace {
 
-ProviderOptions withEmbeddedFolder(ProviderOptions options, const StateFolder& state) {
-    options.embeddedEnvironment = configureEmbeddedModule(state.folder("softhsm"));
-    return options;
-}
+// The engine reads the tokens again this often: objects on them may have changed.
+constexpr auto pauseForEngine = std::chrono::seconds(30);
 
 void announce(Announcer& announcer, const PolicyNews& news) {
     if (news.activated) {
@@ -36,16 +36,21 @@ Daemon::Daemon(const Options& options)
       state_(options.state),
       access_(options.usersGroup, options.administratorsGroup),
       configuration_(state_, {options.logLevel, options.administratorsGroup}),
-      providers_(state_, withEmbeddedFolder(options.providers, state_)),
+      engine_(makeEngine(engineOptions())),
+      providers_(state_, providerOptions()),
       certificates_(providers_, configuration_),
-      credentials_([this] { return certificates_.credentials(); }),
+      credentials_(
+          [this] {
+              tellEngine();
+              return certificates_.credentials();
+          },
+          std::chrono::seconds(1), engine_->protectsTraffic() ? pauseForEngine : std::chrono::hours(24)),
       tokenWatcher_(
           providers_, announcer_, options.tokenPoll, [this] { credentials_.refresh(); },
-          UnattendedLogins(options.pinFiles)),
+          UnattendedLogins(options.pinFiles), [this](const PKCS11::TokenInfo& token) { tellEngineOfLogOut(token); }),
       tokens_(providers_, tokenWatcher_),
       expiryWatch_([this] { return certificates_.watched(); }, announcer_, configuration_.settings().expiry),
       parameters_(configuration_, announcer_),
-      engine_(makeEngine(options.engine)),
       policies_(state_, credentials_, *engine_, [this](const PolicyNews& news) { announce(announcer_, news); }),
       policy_(policies_),
       monitor_(providers_, certificates_, configuration_, *engine_, policies_),
@@ -59,12 +64,52 @@ Daemon::Daemon(const Options& options)
     listenToConfiguration();
 }
 
+// ---- the engine
+
+EngineOptions Daemon::engineOptions() const {
+    EngineOptions options = options_.engine;
+    options.parameters = configuration_.settings().engine;
+    if (options.name != "record") options.folder = state_.folder("engine");
+    return options;
+}
+
+ProviderOptions Daemon::providerOptions() {
+    ProviderOptions options = options_.providers;
+    options.embeddedEnvironment = configureEmbeddedModule(state_.folder("softhsm"));
+    if (!engine_->protectsTraffic()) return options;
+    options.loggedIn = [this](const std::string& module, const PKCS11::TokenInfo& token, const platform::Secret& pin) {
+        engine_->tokenLoggedIn(engineToken(module, token), pin);
+        credentials_.refresh();
+    };
+    return options;
+}
+
+void Daemon::tellEngine() {
+    if (!engine_->protectsTraffic()) return;
+    try {
+        engine_->credentialsChanged(engineCredentials(providers_, certificates_.facts()));
+    } catch (const std::exception& error) { // what it knows stays valid
+        logFailure("reading the tokens for the engine", error);
+    }
+}
+
+void Daemon::tellEngineOfLogOut(const PKCS11::TokenInfo& token) const {
+    if (!engine_->protectsTraffic()) return;
+    for (const auto& provider : providers_.all()) {
+        const Provider::Settings& settings = provider->settings();
+        if (settings.name == token.*vocabulary::token::provider) {
+            engine_->tokenLoggedOut(engineToken(settings.path, token));
+        }
+    }
+}
+
 // Applies the service's own settings from the configuration, now and after each commit.
 void Daemon::listenToConfiguration() {
     const auto act = [this](const ServiceSettings& settings, const std::vector<std::string>&) {
         setLogLevel(settings.logLevel);
         access_.setAdministratorsGroup(settings.administratorsGroup);
         expiryWatch_.set(settings.expiry);
+        engine_->parametersChanged(settings.engine);
     };
     act(configuration_.settings(), {});
     configuration_.observe(act);

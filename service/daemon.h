@@ -40,6 +40,10 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void listenToConfiguration();
+    ProviderOptions providerOptions();
+    EngineOptions engineOptions() const;
+    void tellEngine();
+    void tellEngineOfLogOut(const PKCS11::TokenInfo& token) const;
     bool stopWatches(Clock::time_point deadline);
     bool watchesStopBefore(Clock::time_point deadline);
 
@@ -49,6 +53,7 @@ private:
     Configuration configuration_;
     Announcer announcer_;
 
+    std::unique_ptr<Engine> engine_;
     Providers providers_;
     CertCommands certificates_;
     TokenCredentials credentials_;
@@ -57,7 +62,6 @@ private:
     ExpiryWatch expiryWatch_;
     ParameterCommands parameters_;
     InterfaceCommands interfaces_;
-    std::unique_ptr<Engine> engine_;
     Policies policies_;
     PolicyCommands policy_;
     MonitorCommands monitor_;

@@ -57,6 +57,15 @@ std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token) {
     return list;
 }
 
+std::map<std::string, platform::Secret> readPresharedKeyValues(HeldToken& token) {
+    std::map<std::string, platform::Secret> values;
+    for (const StoredPresharedKey& key : readPresharedKeys(token)) {
+        const std::vector<HostValue> read = token.read(key.object, {CKA_VALUE});
+        if (!read.empty() && read[0].known && !read[0].bytes.empty()) values[key.name].take(read[0].bytes);
+    }
+    return values;
+}
+
 void createPresharedKey(HeldToken& token, const std::string& name, const platform::Secret& value) {
     checkName(name);
     if (value.empty() || value.size() > longestValue) {

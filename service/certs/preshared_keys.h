@@ -6,6 +6,7 @@
 
 #include <service/certs/token_attributes.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -18,6 +19,9 @@ struct StoredPresharedKey {
 
 // Returns the keys that are visible now. Throws RefusedError when the token refuses.
 std::vector<StoredPresharedKey> readPresharedKeys(HeldToken& token);
+
+// Returns the values of the keys that are visible now, by name, as far as the token gives them out.
+std::map<std::string, platform::Secret> readPresharedKeyValues(HeldToken& token);
 
 // Stores a key on the token. Throws RefusedError when the name or value is not allowed, when the name is taken, and
 // when the token refuses.

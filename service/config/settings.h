@@ -5,6 +5,7 @@
 #pragma once
 
 #include <service/base/log.h>
+#include <service/engine/engine_parameters.h>
 
 #include <chrono>
 #include <cstdint>
@@ -33,6 +34,7 @@ struct ServiceSettings {
     CrlProcessing crlProcessing = CrlProcessing::off;
     LogLevel logLevel = LogLevel::events;
     std::string administratorsGroup; // ADMIN.ADMIN_GROUP
+    EngineParameters engine;         // those that have an effect there
 };
 
 } // namespace panelkitd

@@ -130,7 +130,9 @@ void CharonDriver::ensureRunning(const EngineWishes& wishes) {
         return;
     }
     if (control_ && !runs) {
-        logError("the IKE daemon has ended" + (daemon_.lastWords().empty() ? "" : ": " + daemon_.lastWords()));
+        problem_ = remark(Refused::none, "the IKE daemon has ended and is started again. Its last words: %s",
+                          daemon_.lastWords().empty() ? "none" : daemon_.lastWords());
+        logError(inEnglish({*problem_}));
     }
     if (runs) {
         logEvent("the IKE daemon is started again, with other modules or parameters");
@@ -257,16 +259,6 @@ void CharonDriver::loadKeys(const IkePlan& plan, const EngineWishes& wishes) {
     control_->keepOnlyKeys(wanted);
     loadSharedKeys(plan, wishes);
     if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0) control_->addCrls(wishes.credentials.crls);
-}
-
-void CharonDriver::giveKeys(const EngineWishes& wishes) {
-    if (!control_) return;
-    try {
-        loadKeys(plan_, wishes);
-    } catch (const std::exception& error) {
-        logFailure("the IKE daemon", error);
-        drop();
-    }
 }
 
 // ---- tunnels

@@ -75,9 +75,6 @@ public:
     // Looks after the daemon and the tunnels of the adopted plan. Returns the news.
     std::vector<TunnelNews> round(const EngineWishes& wishes);
 
-    // Gives the daemon the keys of the wishes, and takes others away. If the daemon does not answer, it is ended, and
-    // its keys with it.
-    void giveKeys(const EngineWishes& wishes);
 
     // Sets the tunnel up now, if it is not up. Throws ViciError, ViciRefusal, EngineError.
     void turnOn(const IkeConnection& connection, const std::string& section);

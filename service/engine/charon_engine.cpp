@@ -9,6 +9,7 @@
 #include <platform/system/guarded.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <mutex>
 #include <utility>
 
@@ -22,6 +23,7 @@ namespace {
 
 constexpr auto soon = std::chrono::seconds(2); // while a tunnel is down
 constexpr auto later = std::chrono::seconds(10);
+constexpr auto timeForLogOut = std::chrono::seconds(3);
 constexpr auto timeForNames = std::chrono::seconds(5);
 
 EngineError notNow(const IkeConnection& connection, bridge::Remark why) {
@@ -82,8 +84,15 @@ private:
     void requireCredential(const IkeConnection& connection) const;
     void tell(const std::vector<TunnelNews>& news) const;
 
+    struct RoundCount {
+        std::uint64_t begun = 0;
+        std::uint64_t ended = 0;
+    };
+
     const std::function<void(const TunnelNews&)> news_;
     const std::unique_ptr<PacketFilter> filter_;
+    platform::Guarded<RoundCount> roundsDone_;
+    std::condition_variable roundEnded_;
     platform::Guarded<EngineWishes> wishes_;
     platform::Guarded<Remarks> problem_;
     TunnelBoard board_;
@@ -135,6 +144,7 @@ void CharonEngine::apply(const EnginePolicy& policy) {
 
 std::chrono::milliseconds CharonEngine::round() {
     std::vector<TunnelNews> news;
+    const std::uint64_t number = ++roundsDone_.lock()->begun;
     {
         const std::scoped_lock driving(driving_);
         news = driver_.round(wishes());
@@ -142,6 +152,8 @@ std::chrono::milliseconds CharonEngine::round() {
         *problem_.lock() =
             problem ? Remarks{remark(Refused::none, "the IKE daemon can't be used"), *problem} : Remarks();
     }
+    roundsDone_.lock()->ended = number;
+    roundEnded_.notify_all();
     tell(news);
     const auto all = board_.tunnels();
     const bool anyDown = std::any_of(all.begin(), all.end(), [](const TunnelInfo& tunnel) {
@@ -243,9 +255,13 @@ void CharonEngine::tokenLoggedOut(const EngineToken& token) {
         std::erase_if(wishes->logins, [&](const auto& login) { return login.token.is(token); });
         std::erase_if(wishes->credentials.presharedKeys, [&](const auto& key) { return key.token.is(token); });
     }
-    const std::scoped_lock driving(driving_);
-    driver_.giveKeys(wishes());
+    auto done = roundsDone_.lock();
+    const std::uint64_t wanted = done->begun + 1; // a round under way may have read the wishes before
     rounds_.ask();
+    if (!done.waitFor(roundEnded_, timeForLogOut, [&] { return done->ended >= wanted; })) {
+        logError("the IKE daemon is busy and may use the keys of the token \"" + token.label +
+                 "\" for some seconds more");
+    }
 }
 
 } // namespace

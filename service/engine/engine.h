@@ -12,6 +12,7 @@
 #include <panelkit/monitor/tunnel_records.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -81,6 +82,11 @@ struct TunnelNews {
 
 struct EngineOptions {
     std::string name = "record";
+
+    // For "charon":
+    std::string folder; // private to the service, for the daemon's files
+    EngineParameters parameters;
+    std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
 };
 
 // The names that makeEngine() accepts on this system.

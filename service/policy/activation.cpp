@@ -248,10 +248,10 @@ void failActivation(PolicyState& state, const PolicyState& before, const Remarks
     state.failed = true;
 }
 
-EnginePolicy enginePolicyOf(const LoadedPolicy& policy) {
+EnginePolicy enginePolicyOf(const LoadedPolicy& policy, bool resumed) {
     const LSPrequest_t& request = policy.wanted.request;
-    if (request.type == LSPdriver) return {request.driverMode, std::nullopt};
-    return {LSPdropAll, policy.text};
+    if (request.type == LSPdriver) return {request.driverMode, std::nullopt, resumed};
+    return {LSPdropAll, policy.text, resumed};
 }
 
 bool resume(PolicyState& state, std::int64_t now) {

@@ -39,7 +39,7 @@ void finishLoading(PolicyState& state, std::int64_t now);
 void failActivation(PolicyState& state, const PolicyState& before, const Remarks& why);
 
 // The policy for the engine.
-EnginePolicy enginePolicyOf(const LoadedPolicy& policy);
+EnginePolicy enginePolicyOf(const LoadedPolicy& policy, bool resumed);
 
 // After a restart: a policy that was loading is loaded, and file policies come from the stored copies. Returns whether
 // that changed the state.

@@ -15,17 +15,16 @@ using vocabulary::Refused;
 namespace state = vocabulary::policyCertificate;
 namespace usage = vocabulary::keyUsage;
 
+bool fitsIke(const CertInfo& certificate) {
+    constexpr std::uint32_t extended = ~std::uint32_t{0xFFFF};
+    return (certificate.keyUsage & extended) == 0 || (certificate.keyUsage & usage::ipsecIke) != 0;
+}
+
 namespace {
 
 std::string localText(std::uint64_t time) {
     char buffer[panelkit::PlainTimeTextSize];
     return panelkit::plainTimeToLocalText(static_cast<std::int64_t>(time), buffer);
-}
-
-// A certificate without extended key usages may be used for everything.
-bool fitsIke(const CertInfo& certificate) {
-    constexpr std::uint32_t extended = ~std::uint32_t{0xFFFF};
-    return (certificate.keyUsage & extended) == 0 || (certificate.keyUsage & usage::ipsecIke) != 0;
 }
 
 bool isRevoked(const CertInfo& certificate) {

@@ -29,4 +29,7 @@ struct Diagnosis {
 // or the service can't read tokens. `now` is in seconds since 1970.
 std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& credentials, std::int64_t now);
 
+// Whether its extended key usages allow IKE. Without any, a certificate may be used for everything.
+bool fitsIke(const CertInfo& certificate);
+
 } // namespace panelkitd

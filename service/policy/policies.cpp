@@ -199,7 +199,7 @@ void Policies::change(const std::string& account, const std::function<bool(Polic
 
 bool Policies::putIntoForce(PolicyState& next, const PolicyState& before) {
     Remarks why;
-    if (engineTakes(next.inForce, why)) return true;
+    if (engineTakes(next.inForce, false, why)) return true;
     failActivation(next, before, why);
     return false;
 }
@@ -208,7 +208,7 @@ void Policies::store(const PolicyState& next, const PolicyState& before, bool ta
     const auto putBack = [&] {
         if (!taken) return;
         Remarks why;
-        if (engineTakes(before.inForce, why)) return;
+        if (engineTakes(before.inForce, true, why)) return;
         logError("the former policy can't be put back: " + inEnglish(why));
         const auto memory = memory_.lock();
         memory->notTaken = why;
@@ -370,9 +370,9 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
 
 // ---- the engine
 
-bool Policies::engineTakes(const LoadedPolicy& policy, Remarks& why) {
+bool Policies::engineTakes(const LoadedPolicy& policy, bool resumed, Remarks& why) {
     try {
-        engine_.apply(enginePolicyOf(policy));
+        engine_.apply(enginePolicyOf(policy, resumed));
         return true;
     } catch (const std::exception& error) {
         why = {remark(Refused::notInForce, "the policy can't be put into force")};
@@ -384,7 +384,7 @@ bool Policies::engineTakes(const LoadedPolicy& policy, Remarks& why) {
 void Policies::startEngine() {
     const LoadedPolicy inForce = memory_.lock()->state.inForce;
     Remarks why;
-    if (engineTakes(inForce, why)) return;
+    if (engineTakes(inForce, true, why)) return;
     logError(inEnglish(why));
     {
         const auto memory = memory_.lock();
@@ -393,14 +393,14 @@ void Policies::startEngine() {
     }
     LoadedPolicy closed;
     closed.wanted.request = driverRequest(LSPdropAllExceptDhcp);
-    if (!engineTakes(closed, why)) logError("nor can everything be dropped except DHCP: " + inEnglish(why));
+    if (!engineTakes(closed, true, why)) logError("nor can everything be dropped except DHCP: " + inEnglish(why));
 }
 
 // The policy that is in force by our records once more, which the engine did not take. changing_ is held.
 void Policies::resumeEngine() {
     const LoadedPolicy inForce = memory_.lock()->state.inForce;
     Remarks why;
-    if (engineTakes(inForce, why)) logEvent("the policy is in force now");
+    if (engineTakes(inForce, true, why)) logEvent("the policy is in force now");
     const auto memory = memory_.lock();
     memory->notTaken = std::move(why);
     memory->due = steady_clock::now() + retryInterval;

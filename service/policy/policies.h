@@ -103,7 +103,7 @@ private:
     void change(const std::string& account, const std::function<bool(PolicyState&)>& work);
     void store(const PolicyState& next, const PolicyState& before, bool taken);
     bool putIntoForce(PolicyState& next, const PolicyState& before);
-    bool engineTakes(const LoadedPolicy& policy, Remarks& why);
+    bool engineTakes(const LoadedPolicy& policy, bool resumed, Remarks& why);
     void resumeEngine();
     void startEngine();
     void requireKnown() const;

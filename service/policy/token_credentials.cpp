@@ -7,18 +7,11 @@
 
 namespace panelkitd {
 
-namespace {
-
-// Between two reads, unless one is requested.
-constexpr auto pause = std::chrono::hours(24);
-
-} // namespace
-
-TokenCredentials::TokenCredentials(Look look, std::chrono::milliseconds patience)
+TokenCredentials::TokenCredentials(Look look, std::chrono::milliseconds patience, std::chrono::seconds pause)
     : look_(std::move(look)),
       patience_(patience),
       rounds_(
-          [this](bool) {
+          [this, pause](bool) {
               this->look();
               return pause;
           },

@@ -24,9 +24,11 @@ namespace panelkitd {
 class TokenCredentials : public Credentials {
 public:
     // `look` reads the tokens, on our thread, and returns nullopt if it can't. After an exception, which is logged, the
-    // former content stays valid. `patience` is how long list() waits for it.
+    // former content stays valid. `patience` is how long list() waits for it, `pause`
+    // the time between two reads if none is requested.
     using Look = std::function<std::optional<CredentialList>()>;
-    explicit TokenCredentials(Look look, std::chrono::milliseconds patience = std::chrono::seconds(1));
+    explicit TokenCredentials(Look look, std::chrono::milliseconds patience = std::chrono::seconds(1),
+                              std::chrono::seconds pause = std::chrono::hours(24));
 
     // Returns the present content. If reading takes longer than our patience, returns the content that was read last,
     // or nullopt if there is none. No call waits for a read that has already exceeded the patience of another call.

@@ -39,8 +39,11 @@ std::vector<TokenInfo> loggedOut(std::vector<TokenInfo> tokens) {
 
 } // namespace
 
-Provider::Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits)
-    : settings_(std::move(settings)), host_({settings_.name, settings_.path, std::move(environment), limits}) {}
+Provider::Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits,
+                   LoginHook loggedIn)
+    : settings_(std::move(settings)),
+      loggedIn_(std::move(loggedIn)),
+      host_({settings_.name, settings_.path, std::move(environment), limits}) {}
 
 bool Provider::load() {
     try {
@@ -249,6 +252,11 @@ void HeldToken::login(const HostLogin& login, const Account& who) {
     countChange();
     turn_.tell(HostCommand::login, name_, login);
     provider_->setOwner(key(), who, turn_.incarnation());
+    tellPin(login.pin);
+}
+
+void HeldToken::tellPin(const platform::Secret& pin) {
+    if (provider_->loggedIn_) provider_->loggedIn_(provider_->settings().path, named_, pin);
 }
 
 void HeldToken::logout(const Account& who) {
@@ -275,7 +283,10 @@ void HeldToken::initialize(const HostInitialization& wish, const Account& who) {
     name_ = {made.label, made.serial, made.slot};
 }
 
-void HeldToken::changePin(const HostPinChange& change) { turn_.tell(HostCommand::changePin, name_, change); }
+void HeldToken::changePin(const HostPinChange& change) {
+    turn_.tell(HostCommand::changePin, name_, change);
+    if (change.whose == PinOf::user && loggedIn()) tellPin(change.newPin);
+}
 
 void HeldToken::seed(const platform::Secret& bytes) { turn_.tell(HostCommand::seed, name_, bytes); }
 

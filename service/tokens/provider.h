@@ -11,6 +11,7 @@
 #include <platform/system/guarded.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -47,7 +48,13 @@ public:
         bool embedded = false;
     };
 
-    Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits);
+    // Called with the PIN after each log-in that lasts, and after a change of the PIN of a token that is logged in to;
+    // on the thread that holds the token. It must return at once. `module` is the module's path.
+    using LoginHook =
+        std::function<void(const std::string& module, const PKCS11::TokenInfo& token, const platform::Secret& pin)>;
+
+    Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits,
+             LoginHook loggedIn = nullptr);
 
     const Settings& settings() const { return settings_; }
 
@@ -123,6 +130,7 @@ private:
     void setOwner(const LoginKey& token, Account owner, std::uint64_t incarnation);
 
     const Settings settings_;
+    const LoginHook loggedIn_;
     ModuleHost host_;
     SlotState watched_; // by the watcher, in its thread
     std::atomic<std::uint64_t> lastChange_{0};
@@ -182,6 +190,7 @@ private:
     void readRest(std::vector<HostObject>& objects, const std::vector<HostQuery>& queries);
     void countChange();
     void requireNoOther(const std::optional<Account>& owner, const Account& who) const;
+    void tellPin(const platform::Secret& pin);
     Provider::LoginKey key() const { return {name_.label, name_.serial}; }
     std::optional<Account> owner() const { return provider_->ownerOf(key(), turn_.incarnation()); }
 

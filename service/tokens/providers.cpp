@@ -89,7 +89,7 @@ std::shared_ptr<Provider> Providers::made(Provider::Settings settings) const {
     if (settings.embedded) {
         for (const auto& [name, value] : options_.embeddedEnvironment) environment[name] = value;
     }
-    return std::make_shared<Provider>(std::move(settings), std::move(environment), options_.limits);
+    return std::make_shared<Provider>(std::move(settings), std::move(environment), options_.limits, options_.loggedIn);
 }
 
 // The file keeps the order of the providers. The embedded provider is in it too, except at the first start.

@@ -22,6 +22,7 @@ struct ProviderOptions {
     std::vector<std::string> allowed; // modules that may be loaded although their path breaks the rules
     std::map<std::string, std::string> embeddedEnvironment; // that the embedded module needs beside the usual one
     ModuleLimits limits;
+    Provider::LoginHook loggedIn; // may be null
 };
 
 // Any thread may call it.
@@ -32,6 +33,9 @@ public:
     Providers(const StateFolder& state, ProviderOptions options);
 
     std::vector<std::shared_ptr<Provider>> all() const;
+
+    // What the embedded module needs in its environment, beside the usual one.
+    const std::map<std::string, std::string>& embeddedEnvironment() const { return options_.embeddedEnvironment; }
 
     // Returns what is wrong with the stored list; empty when nothing is.
     Remarks storageRemarks() const { return file_.remarks(); }

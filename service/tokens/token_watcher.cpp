@@ -34,11 +34,13 @@ std::map<std::pair<std::string, std::string>, TokenInfo> byKey(const std::vector
 } // namespace
 
 TokenWatcher::TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
-                           std::function<void()> arrived, UnattendedLogins logins)
+                           std::function<void()> arrived, UnattendedLogins logins,
+                           std::function<void(const TokenInfo&)> loggedOut)
     : providers_(providers),
       announcer_(announcer),
       pace_(pace),
       arrived_(std::move(arrived)),
+      loggedOut_(std::move(loggedOut)),
       logins_(std::move(logins)),
       state_([&providers] {
           State state;
@@ -79,6 +81,7 @@ void TokenWatcher::removeKnown(State& state, Gone gone) {
     for (auto known = state.known.begin(); known != state.known.end();) {
         const bool removed = gone(known->first);
         if (removed) announcer_.announceTokenRemoved(known->second);
+        if (removed && loggedOut_ && isLoggedIn(known->second)) loggedOut_(known->second);
         known = removed ? state.known.erase(known) : std::next(known);
     }
 }
@@ -101,6 +104,7 @@ void TokenWatcher::compareOne(State& state, const TokenInfo& now) {
     known->second = now;
     if (isLoggedIn(now) && !wasIn) announcer_.announceTokenLoggedIn(now);
     if (!isLoggedIn(now) && wasIn) announcer_.announceTokenLoggedOut(now);
+    if (!isLoggedIn(now) && wasIn && loggedOut_) loggedOut_(now);
 }
 
 // ---- reports from commands

@@ -29,9 +29,11 @@ class TokenWatcher {
 public:
     // Tokens that are there now are not announced. `pace` is the time between two rounds of asking the modules.
     // `arrived` is called when a token has arrived, on the watcher's thread or that of a command; it must return at
-    // once. `logins` logs in to the tokens with PIN files, also to those that are there now.
+    // once. `loggedOut` is called there too, when a log-in has ended or a token with a log-in was removed; it must
+    // return within seconds. `logins` logs in to the tokens with PIN files, also to those that are there now.
     TokenWatcher(Providers& providers, Announcer& announcer, std::chrono::milliseconds pace,
-                 std::function<void()> arrived, UnattendedLogins logins);
+                 std::function<void()> arrived, UnattendedLogins logins,
+                 std::function<void(const PKCS11::TokenInfo&)> loggedOut = nullptr);
 
     // Called by commands to report what they did, with the present record of the token. The caller must still hold the
     // token, so that the announcements about it are in the right order.
@@ -66,6 +68,7 @@ private:
     Announcer& announcer_;
     const std::chrono::milliseconds pace_;
     const std::function<void()> arrived_;
+    const std::function<void(const PKCS11::TokenInfo&)> loggedOut_;
     UnattendedLogins logins_;                       // of the rounds' thread
     Clock::time_point lastThorough_ = Clock::now(); // of the rounds' thread
     platform::Guarded<State> state_;                // announcements are made with it, so they are in the right order
