@@ -194,4 +194,5 @@ if(NOT WIN32)
     panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts SOURCES
         support/gateway_posix.cpp
         service/tunnels_posix_test.cpp)
+    add_dependencies(test_service_tunnels panelkitd panelctl)
 endif()

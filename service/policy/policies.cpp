@@ -199,6 +199,7 @@ void Policies::change(const std::string& account, const std::function<bool(Polic
 
 bool Policies::putIntoForce(PolicyState& next, const PolicyState& before) {
     Remarks why;
+    if (engine_.protectsTraffic()) credentials_.list(); // so that the engine knows what is on tokens now
     if (engineTakes(next.inForce, false, why)) return true;
     failActivation(next, before, why);
     return false;

@@ -4,6 +4,8 @@
 // whose key is on a SoftHSM2 token, a preshared key, and what is said of tunnels that do not come up.
 #include "../support/certificate_maker.h"
 #include "../support/gateway_posix.h"
+#include "../support/panelctl.h"
+#include "../support/running_service.h"
 
 #include <service/engine/charon_engine.h>
 #include <service/engine/vici_connection.h>
@@ -361,6 +363,57 @@ TEST_F(Tunnels, KeepTheFormerPolicyIfTheNextOneCantBePutIntoForce) {
         EXPECT_FALSE(pings("10.8.0.1"));
     }
     EXPECT_EQ(wentDown_, 0U);
+}
+
+// ---- the whole service
+
+class AServiceWithTunnels : public Tunnels {
+protected:
+    std::string run(std::vector<std::string> arguments, const std::string& input = {}) const {
+        const platform::ChildResult result = panelctl(service_->endpoint(), std::move(arguments), input);
+        EXPECT_EQ(result.status, 0) << result.error << service_->log();
+        return result.output;
+    }
+    bool listsTunnel(const std::string& text) const {
+        return becomesTrue([&] { return run({"tunnel", "list"}).find(text) != std::string::npos; });
+    }
+    void logIn() const { run({"token", "login", "work", "--pin-stdin"}, "1234567\n"); }
+
+    // A token with anna's certificate and key, and the authority as anchor; the policy is activated.
+    void start() {
+        service_ = std::make_unique<RunningService>(std::vector<std::string>{"--engine", "charon"});
+        const std::string folder = service_->folder().path().string();
+        std::ofstream(folder + "/anna.p12", std::ios::binary) << pkcs12(anna_, {authority_.der}, "secret");
+        std::ofstream(folder + "/office.lsp") << byCertificate;
+        run({"token", "init", "--label", "work", "--so-pin-stdin", "--pin-stdin"}, "7654321\n1234567\n");
+        logIn();
+        run({"cert", "import", folder + "/anna.p12", "--token", "work", "--password-stdin"}, "secret\n");
+        run({"policy", "source", "set", "--source", "SOURCE_FILE", "--file", folder + "/office.lsp"});
+        ASSERT_TRUE(becomesTrue([&] { // until the engine has read the token
+            return panelctl(service_->endpoint(), {"policy", "activate", "system"}).status == 0;
+        })) << service_->log();
+    }
+
+    std::unique_ptr<RunningService> service_;
+};
+
+TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasKilled) {
+    start();
+    ASSERT_TRUE(listsTunnel("up")) << service_->log();
+    EXPECT_TRUE(pings("10.9.0.1"));
+    run({"token", "logout", "work"});
+    EXPECT_NE(panelctl(service_->endpoint(), {"tunnel", "rekey", "office"}).status, 0);
+
+    service_->kill();
+    EXPECT_FALSE(pings("10.8.0.1"));
+    service_->start();
+    EXPECT_TRUE(listsTunnel("down"));
+    EXPECT_FALSE(pings("10.9.0.1"));
+    logIn();
+    ASSERT_TRUE(listsTunnel("up")) << service_->log();
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+    EXPECT_THAT(service_->log(), testing::Not(HasSubstr("1234567")));
 }
 
 } // namespace
