@@ -38,7 +38,7 @@ Daemon::Daemon(const Options& options)
       configuration_(state_, {options.logLevel, options.administratorsGroup}),
       engine_(makeEngine(engineOptions())),
       providers_(state_, providerOptions()),
-      certificates_(providers_, configuration_),
+      certificates_(providers_, configuration_, engine_->protectsTraffic() ? KeyUse::byEngine : KeyUse::stored),
       credentials_(
           [this] {
               tellEngine();

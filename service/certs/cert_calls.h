@@ -10,6 +10,7 @@
 #include <service/certs/holdings.h>
 #include <service/certs/importer.h>
 #include <service/certs/parsed_files.h>
+#include <service/certs/preshared_keys.h>
 
 #include <panelkit/bridge/payload.h>
 #include <panelkit/certs/cert_records.h>
@@ -22,12 +23,14 @@
 namespace panelkitd {
 
 struct CertCommands::State {
-    State(Providers& all, const Configuration& settings) : providers(all), configuration(settings) {}
+    State(Providers& all, const Configuration& settings, KeyUse use)
+        : providers(all), configuration(settings), keyUse(use) {}
 
     Holdings look() { return {providers, cache}; }
 
     Providers& providers;
     const Configuration& configuration;
+    const KeyUse keyUse; // of preshared keys that are created
     FactsCache cache;
     bridge::AccountBudget importFiles{limits::importFiles};
     ParsedFiles parsed;

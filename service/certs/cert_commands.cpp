@@ -30,8 +30,8 @@ using vocabulary::ParseResult;
 using vocabulary::Refused;
 namespace tokenFlag = vocabulary::tokenFlag;
 
-CertCommands::CertCommands(Providers& providers, const Configuration& configuration)
-    : state_(std::make_unique<State>(providers, configuration)) {}
+CertCommands::CertCommands(Providers& providers, const Configuration& configuration, KeyUse keyUse)
+    : state_(std::make_unique<State>(providers, configuration, keyUse)) {}
 CertCommands::~CertCommands() = default;
 
 FactsCache& CertCommands::facts() { return state_->cache; }

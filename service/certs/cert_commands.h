@@ -7,6 +7,7 @@
 #include <service/base/call.h>
 #include <service/certs/credentials.h>
 #include <service/certs/expiry_watch.h>
+#include <service/certs/preshared_keys.h>
 #include <service/config/configuration.h>
 #include <service/tokens/providers.h>
 
@@ -22,7 +23,8 @@ class FactsCache;
 class CertCommands {
 public:
     // `configuration` says how revocation is checked when the request for a verification does not say it.
-    CertCommands(Providers& providers, const Configuration& configuration);
+    // `keyUse` is that of preshared keys which are created.
+    CertCommands(Providers& providers, const Configuration& configuration, KeyUse keyUse = KeyUse::stored);
     ~CertCommands();
     CertCommands(const CertCommands&) = delete;
     CertCommands& operator=(const CertCommands&) = delete;

@@ -67,7 +67,7 @@ std::string CertCommands::createPresharedKey(Call& call) {
     readRequest<Command::CreatePresharedKey, 1>(call, name, value);
     call.subject += ", preshared key " + platform::quotedName(name);
     HeldToken token = state_->providers.hold(info);
-    panelkitd::createPresharedKey(token, name, value);
+    panelkitd::createPresharedKey(token, name, value, state_->keyUse);
     return encodeReply<Command::CreatePresharedKey>(true);
 }
 

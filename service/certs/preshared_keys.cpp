@@ -66,7 +66,7 @@ std::map<std::string, platform::Secret> readPresharedKeyValues(HeldToken& token)
     return values;
 }
 
-void createPresharedKey(HeldToken& token, const std::string& name, const platform::Secret& value) {
+void createPresharedKey(HeldToken& token, const std::string& name, const platform::Secret& value, KeyUse use) {
     checkName(name);
     if (value.empty() || value.size() > longestValue) {
         throw RefusedError(Refused::badInput, "a preshared key has 1 to %d bytes", longestValue);
@@ -75,6 +75,7 @@ void createPresharedKey(HeldToken& token, const std::string& name, const platfor
     if (std::any_of(present.begin(), present.end(), [&](const auto& other) { return other.name == name; })) {
         throw RefusedError(Refused::badInput, "the token has a preshared key \"%s\" already", name);
     }
+    if (use == KeyUse::byEngine) return createData(token, name, value);
     try {
         createKey(token, name, value);
     } catch (const RefusedError& refused) {
