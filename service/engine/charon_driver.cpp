@@ -130,9 +130,9 @@ void CharonDriver::ensureRunning(const EngineWishes& wishes) {
         return;
     }
     if (control_ && !runs) {
-        problem_ = remark(Refused::none, "the IKE daemon has ended and is started again. Its last words: %s",
-                          daemon_.lastWords().empty() ? "none" : daemon_.lastWords());
-        logError(inEnglish({*problem_}));
+        problem_ = remark(Refused::none, "the IKE daemon has ended and is started again");
+        logError(inEnglish({*problem_}) +
+                 (daemon_.lastWords().empty() ? "" : "; it said last: " + daemon_.lastWords()));
     }
     if (runs) {
         logEvent("the IKE daemon is started again, with other modules or parameters");

@@ -2,8 +2,12 @@
 //
 // From sections, certificates and parameters to the connections of the IKE daemon, and from its listings and log to
 // what people read.
+#include "../support/places.h"
+
 #include <service/engine/ike_daemon.h>
 #include <service/engine/tunnel_board.h>
+
+#include <platform/system/files.h>
 
 #include <gmock/gmock.h>
 
@@ -181,6 +185,13 @@ TEST(Parameters, TakeEffect) {
             for (const ViciItem& item : part->items) all += "  " + item.name + " = " + part->text(item.name) + "\n";
         }
         EXPECT_THAT(all, HasSubstr("  " + std::string(row.line) + "\n"));
+    }
+}
+
+TEST(Parameters, AreInTheDocument) {
+    const std::string document = platform::readFile(sourceFile("docs/engine.md"), 1 << 20);
+    for (const EngineParameter& row : engineParameters()) {
+        EXPECT_THAT(document, HasSubstr("| `" + std::string(row.name) + "` | `" + row.option + "` | "));
     }
 }
 

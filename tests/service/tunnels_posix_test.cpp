@@ -277,6 +277,21 @@ TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
 }
 
+TEST_F(Tunnels, AreRefusedWhereAnotherProgramHasThePortsOfIke) {
+    const int other = ::socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in where{};
+    where.sin_family = AF_INET;
+    where.sin_port = htons(500);
+    ASSERT_EQ(::bind(other, reinterpret_cast<const sockaddr*>(&where), sizeof where), 0);
+    try {
+        start();
+        ADD_FAILURE() << "started";
+    } catch (const EngineError& error) {
+        EXPECT_THAT(error.what(), HasSubstr("another program uses UDP port 500"));
+    }
+    ::close(other);
+}
+
 TEST_F(Tunnels, SayWhyTheyAreNotUp) {
     const std::string list = makeCrl({.revoked = {77}}, authority_);
     const std::string other =
@@ -332,6 +347,13 @@ TEST_F(Tunnels, ComeBackWhenTheDaemonOrTheGatewayWasKilled) {
         EXPECT_TRUE(pings("10.9.0.1"));
         EXPECT_THAT(gateway_->seen().plain, IsEmpty());
     }
+    gateway_->kill();
+    EXPECT_TRUE(comesWith("does not answer")) << why(tunnel());
+    EXPECT_FALSE(pings("10.9.0.1"));
+    gateway_->configure(gateWith("192.168.8.2"));
+    EXPECT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
 }
 
 TEST_F(Tunnels, KeepTheFormerPolicyIfTheNextOneCantBePutIntoForce) {
@@ -414,6 +436,18 @@ TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasK
     EXPECT_TRUE(pings("10.9.0.1"));
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
     EXPECT_THAT(service_->log(), testing::Not(HasSubstr("1234567")));
+}
+
+TEST_F(AServiceWithTunnels, UsesAPresharedKeyOfAToken) {
+    start();
+    const std::string file = service_->folder().file("partner.lsp");
+    std::ofstream(file) << byKey;
+    run({"psk", "create", "shared", "--token", "work", "--value-stdin"}, "open sesame\n");
+    run({"policy", "source", "set", "--source", "SOURCE_FILE", "--file", file});
+    run({"policy", "activate", "system"});
+    ASSERT_TRUE(becomesTrue([&] { return pings("10.9.0.1"); })) << run({"tunnel", "list"}) << service_->log();
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+    EXPECT_THAT(service_->log(), testing::Not(HasSubstr("open sesame")));
 }
 
 } // namespace
