@@ -75,7 +75,6 @@ public:
     // Looks after the daemon and the tunnels of the adopted plan. Returns the news.
     std::vector<TunnelNews> round(const EngineWishes& wishes);
 
-
     // Sets the tunnel up now, if it is not up. Throws ViciError, ViciRefusal, EngineError.
     void turnOn(const IkeConnection& connection, const std::string& section);
 
