@@ -22,7 +22,7 @@ namespace panelkitd {
 struct IkeOptions {
     bool espInUserSpace = true;
     std::vector<std::string> espProposals; // empty: the daemon's own
-    std::uint32_t mark = 0; // of the encrypted packets, with ESP in the kernel
+    std::uint32_t mark = 0;                // of the encrypted packets, with ESP in the kernel
     EngineParameters parameters;
     std::uint64_t now = 0; // seconds since 1970
 };

@@ -149,7 +149,7 @@ TEST_F(AHostedModule, IsInitialisedWithoutLocksWhereItHasNone) {
 }
 
 TEST_F(AHostedModule, BelievesNoNumberThatCanNotBe) {
-    constexpr std::uint64_t endless = std::uint64_t{1} << 63U;
+    constexpr CK_ULONG endless = CK_ULONG{1} << (8 * sizeof(CK_ULONG) - 1); // also where it has four bytes
     const HostTokenName office = nameOf("Office");
     login(office);
     ask<std::vector<std::uint64_t>>(HostCommand::create, office, std::vector{data("one")});
