@@ -206,8 +206,11 @@ std::string CertCommands::parseFile(Call& call) {
     ParsedFiles::Share room = roomFor(content.size(), state_->importFiles, call);
     try {
         auto file = std::make_shared<const ParsedFile>(panelkitd::parseFile(content, password));
-        std::string reply = describeFile(*file, state_->look());
-        state_->parsed.keep(call.session.number, std::move(file), std::move(room));
+        const Holdings everything = state_->look();
+        std::string reply = describeFile(*file, everything);
+        const auto target = state_->parsed.keep(call.session.number, std::move(file), std::move(room));
+        // Only administrators import; what other accounts parse must not keep this in memory.
+        if (call.byAdministrator) target->remember(everything);
         return reply;
     } catch (const ParseError& error) {
         logDetail(std::string("a file was not parsed: ") + error.what());

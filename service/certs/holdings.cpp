@@ -66,6 +66,7 @@ Holdings::Holdings(const Providers& providers, FactsCache& cache) {
         tokens_.push_back(readObjects(held, cache));
         tokens_.back().token = token;
         tokens_.back().isOwn = held.isOwn();
+        tokens_.back().lastChange = held.lastChange();
     });
     for (const TokenObjects& token : tokens_) {
         for (const StoredCertificate& certificate : token.certificates) {

@@ -24,13 +24,29 @@ ImportTarget::Present presentOf(const CertificateFacts& facts, const std::string
     return {idOfCertificate != nullptr, key != nullptr, key && !key->id.empty() ? key->id : facts.keyId};
 }
 
+bool sameSlot(const PKCS11::TokenInfo& a, const PKCS11::TokenInfo& b) {
+    return sameToken(a, b) && a.slotId == b.slotId;
+}
+
 } // namespace
+
+// A token that waits for a log-in did not show its private keys.
+void ImportTarget::remember(const Holdings& everything) {
+    contents_.clear();
+    for (const TokenObjects& objects : everything.tokens()) {
+        if (needsLogin(objects.token)) continue;
+        contents_.push_back(contentOf(objects));
+        contents_.back().validUntil = Clock::now() + leastAge;
+    }
+}
 
 void ImportTarget::begin(const HeldToken& token) {
     const auto now = Clock::now();
-    const bool same = sameToken(token.named(), token_) && token.named().slotId == token_.slotId;
-    inARow_ = same && token.lastChange() == change_ && now - lastImport_ < longestPause;
-    if (!inARow_ || (content_ && now >= content_->validUntil)) content_.reset();
+    inARow_ = sameSlot(token.named(), token_) && token.lastChange() == change_ && now - lastImport_ < longestPause;
+    std::erase_if(contents_, [&](const Content& content) {
+        return now >= content.validUntil ||
+               (sameSlot(content.token, token.named()) && content.lastChange != token.lastChange());
+    });
     token_ = token.named();
     ended(token);
 }
@@ -41,13 +57,28 @@ void ImportTarget::ended(const HeldToken& token) {
     lastImport_ = Clock::now();
 }
 
-ImportTarget::Content ImportTarget::readContent(HeldToken& token, FactsCache& cache) {
-    const auto begin = Clock::now();
-    Content content;
-    content.keys = readCertificatesAndKeys(token, cache);
-    for (StoredCertificate& one : std::exchange(content.keys.certificates, {})) {
+ImportTarget::Content* ImportTarget::contentOf(const HeldToken& token) {
+    const auto found = std::find_if(contents_.begin(), contents_.end(),
+                                    [&](const Content& content) { return sameSlot(content.token, token.named()); });
+    return found == contents_.end() ? nullptr : &*found;
+}
+
+ImportTarget::Content ImportTarget::contentOf(TokenObjects objects) {
+    Content content{.token = objects.token, .lastChange = objects.lastChange};
+    for (StoredCertificate& one : std::exchange(objects.certificates, {})) {
         content.idOf[one.facts->info.fingerprint] = std::move(one.id);
     }
+    content.keys.keys = std::move(objects.keys);
+    content.keys.publicKeys = std::move(objects.publicKeys);
+    return content;
+}
+
+ImportTarget::Content ImportTarget::read(HeldToken& token, FactsCache& cache) const {
+    const auto begin = Clock::now();
+    TokenObjects objects = readCertificatesAndKeys(token, cache);
+    objects.token = token_;
+    objects.lastChange = change_;
+    Content content = contentOf(std::move(objects));
     const auto now = Clock::now();
     content.validUntil = now + std::clamp<Clock::duration>(10 * (now - begin), leastAge, mostAge);
     return content;
@@ -55,10 +86,10 @@ ImportTarget::Content ImportTarget::readContent(HeldToken& token, FactsCache& ca
 
 ImportTarget::Present ImportTarget::of(HeldToken& token, const FileCertificate& certificate, FactsCache& cache) {
     const CertificateFacts& facts = *certificate.facts;
-    if (inARow_) {
-        if (!content_) content_ = readContent(token, cache);
-        const auto found = content_->idOf.find(facts.info.fingerprint);
-        return presentOf(facts, found == content_->idOf.end() ? nullptr : &found->second, content_->keys);
+    if (inARow_ && !contentOf(token)) contents_.push_back(read(token, cache));
+    if (const Content* const content = contentOf(token)) {
+        const auto found = content->idOf.find(facts.info.fingerprint);
+        return presentOf(facts, found == content->idOf.end() ? nullptr : &found->second, content->keys);
     }
     const TokenObjects related = readRelated(token, certificate.der, facts, cache);
     const std::string* id = nullptr;
@@ -70,16 +101,18 @@ ImportTarget::Present ImportTarget::of(HeldToken& token, const FileCertificate& 
 
 void ImportTarget::made(const HeldToken& token, const std::vector<Made>& objects) {
     ended(token);
-    if (!content_) return;
+    Content* const content = contentOf(token);
+    if (!content) return;
+    content->lastChange = change_;
     for (const auto& [certificate, id, isKey] : objects) {
         if (!isKey) {
-            content_->idOf[certificate->info.fingerprint] = id;
+            content->idOf[certificate->info.fingerprint] = id;
             continue;
         }
         const CK_KEY_TYPE type = certificate->info.keyType;
         const bool isRsa = type == CKK_RSA;
-        content_->keys.keys.push_back({.type = type, .id = id, .modulus = isRsa ? certificate->publicKey : ""});
-        content_->keys.publicKeys.push_back({.type = type, .id = id, .material = certificate->publicKey});
+        content->keys.keys.push_back({.type = type, .id = id, .modulus = isRsa ? certificate->publicKey : ""});
+        content->keys.publicKeys.push_back({.type = type, .id = id, .material = certificate->publicKey});
     }
 }
 

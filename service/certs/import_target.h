@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: MIT
 //
 // What the token of an import has already. A single import searches for the objects of its certificates. Some tokens
-// take as long for a search as for reading everything, so when imports follow each other, the second one reads the
-// token once, and the next ones use that.
+// take as long for a search as for reading everything. So what was read of the tokens when the file was parsed is used
+// for the imports that follow at once, and when several imports follow each other, the second one reads the token.
 #pragma once
 
 #include <service/certs/parsed_file.h>
 #include <service/certs/token_objects.h>
 
 #include <chrono>
-#include <optional>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace panelkitd {
+
+class Holdings;
 
 // Belongs to a session; one thread at a time uses it.
 class ImportTarget {
@@ -32,6 +34,9 @@ public:
         bool isKey = false;
     };
 
+    // Takes what was read of all tokens just now.
+    void remember(const Holdings& everything);
+
     // Called at the beginning of each import, with the token that is held for it.
     void begin(const HeldToken& token);
     Present of(HeldToken& token, const FileCertificate& certificate, FactsCache& cache);
@@ -43,19 +48,24 @@ private:
 
     // Of a whole token, without the values of its certificates.
     struct Content {
+        PKCS11::TokenInfo token;
+        std::uint64_t lastChange = 0; // HeldToken::lastChange() when it was read, and after our own imports
         std::unordered_map<std::string, std::string> idOf; // by fingerprint
         TokenObjects keys;
         Clock::time_point validUntil;
     };
-    static Content readContent(HeldToken& token, FactsCache& cache);
+    static Content contentOf(TokenObjects objects);
+    Content read(HeldToken& token, FactsCache& cache) const;
+    Content* contentOf(const HeldToken& token);
     void ended(const HeldToken& token);
+
+    std::vector<Content> contents_; // at most one of each token
 
     // Of the last import.
     PKCS11::TokenInfo token_;
     std::uint64_t change_ = 0; // HeldToken::lastChange() after it
     Clock::time_point lastImport_{};
     bool inARow_ = false;
-    std::optional<Content> content_;
 };
 
 } // namespace panelkitd

@@ -16,10 +16,12 @@ ParsedFiles::~ParsedFiles() {
     sweeper_.join();
 }
 
-void ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share) {
-    Kept kept{std::move(file), std::make_shared<ImportTarget>()};
-    state_.lock()->entries[session] = {std::move(kept), std::move(share), Clock::now() + life_};
+std::shared_ptr<ImportTarget> ParsedFiles::keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file,
+                                                Share share) {
+    auto target = std::make_shared<ImportTarget>();
+    state_.lock()->entries[session] = {{std::move(file), target}, std::move(share), Clock::now() + life_};
     changed_.notify_one();
+    return target;
 }
 
 ParsedFiles::Kept ParsedFiles::find(std::uint64_t session) const {

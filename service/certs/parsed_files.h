@@ -36,7 +36,8 @@ public:
         std::shared_ptr<ImportTarget> target;   // only this session uses it
     };
 
-    void keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share);
+    // Returns what its imports will use.
+    std::shared_ptr<ImportTarget> keep(std::uint64_t session, std::shared_ptr<const ParsedFile> file, Share share);
     Kept find(std::uint64_t session) const;
     void forget(std::uint64_t session);
     void forgetAll();

@@ -57,7 +57,8 @@ struct StoredCrl {
 
 struct TokenObjects {
     PKCS11::TokenInfo token;
-    bool isOwn = false; // of the embedded provider
+    bool isOwn = false;           // of the embedded provider
+    std::uint64_t lastChange = 0; // HeldToken::lastChange() when it was read
     std::vector<StoredCertificate> certificates;
     std::vector<StoredKey> keys;
     std::vector<StoredPublicKey> publicKeys;
