@@ -208,9 +208,9 @@ std::string CertCommands::parseFile(Call& call) {
         auto file = std::make_shared<const ParsedFile>(panelkitd::parseFile(content, password));
         const Holdings everything = state_->look();
         std::string reply = describeFile(*file, everything);
-        const auto target = state_->parsed.keep(call.session.number, std::move(file), std::move(room));
+        const auto itsTarget = state_->parsed.keep(call.session.number, std::move(file), std::move(room));
         // Only administrators import; what other accounts parse must not keep this in memory.
-        if (call.byAdministrator) target->remember(everything);
+        if (call.byAdministrator) itsTarget->remember(everything);
         return reply;
     } catch (const ParseError& error) {
         logDetail(std::string("a file was not parsed: ") + error.what());

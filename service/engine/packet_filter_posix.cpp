@@ -89,7 +89,7 @@ private:
         platform::ChildOptions options;
         options.arguments = arguments;
         options.input = input;
-        options.environment["LC_ALL"] = "C";
+        options.environment.insert_or_assign("LC_ALL", std::string("C"));
         return platform::runChild(options, longestRun);
     }
 
