@@ -71,8 +71,8 @@ public:
     void apply(const EnginePolicy& policy) override;
     std::vector<TunnelInfo> tunnels() const override;
     void act(TunnelAction action, const std::string& section) override;
-    void credentialsChanged(EngineCredentials credentials) override;
-    void parametersChanged(EngineParameters parameters) override;
+    void credentialsChanged(const EngineCredentials& credentials) override;
+    void parametersChanged(const EngineParameters& parameters) override;
     void tokenLoggedIn(const EngineToken& token, const platform::Secret& pin) override;
     void tokenLoggedOut(const EngineToken& token) override;
 
@@ -81,7 +81,7 @@ private:
     std::chrono::milliseconds round();
     void prepare(const EnginePolicy& policy, IkePlan& plan);
     const IkeConnection& connectionOf(const std::string& section) const;
-    void requireCredential(const IkeConnection& connection) const;
+    static void requireCredential(const IkeConnection& connection);
     void tell(const std::vector<TunnelNews>& news) const;
 
     struct RoundCount {
@@ -199,7 +199,7 @@ const IkeConnection& CharonEngine::connectionOf(const std::string& section) cons
     throw EngineError({remark(Refused::noSuchObject, "the policy in force has no tunnel \"%s\"", section)});
 }
 
-void CharonEngine::requireCredential(const IkeConnection& connection) const {
+void CharonEngine::requireCredential(const IkeConnection& connection) {
     if (connection.lacks) throw EngineError({*connection.lacks});
 }
 
@@ -226,17 +226,17 @@ void CharonEngine::act(TunnelAction action, const std::string& section) {
 
 // ---- wishes
 
-void CharonEngine::credentialsChanged(EngineCredentials credentials) {
+void CharonEngine::credentialsChanged(const EngineCredentials& credentials) {
     {
         const auto wishes = wishes_.lock();
-        wishes->credentials = std::move(credentials);
+        wishes->credentials = credentials;
         wishes->tokensRead = true;
     }
     rounds_.ask();
 }
 
-void CharonEngine::parametersChanged(EngineParameters parameters) {
-    wishes_.lock()->parameters = std::move(parameters);
+void CharonEngine::parametersChanged(const EngineParameters& parameters) {
+    wishes_.lock()->parameters = parameters;
     rounds_.ask();
 }
 

@@ -67,8 +67,8 @@ public:
     // ---- what it needs of the rest of the service. Each returns at once, except tokenLoggedOut(): when that returns,
     // the token's keys can't be used any more, or the log says why they can.
 
-    virtual void credentialsChanged(EngineCredentials /*credentials*/) {}
-    virtual void parametersChanged(EngineParameters /*parameters*/) {}
+    virtual void credentialsChanged(const EngineCredentials& /*credentials*/) {}
+    virtual void parametersChanged(const EngineParameters& /*parameters*/) {}
     virtual void tokenLoggedIn(const EngineToken& /*token*/, const platform::Secret& /*pin*/) {}
     virtual void tokenLoggedOut(const EngineToken& /*token*/) {}
 };

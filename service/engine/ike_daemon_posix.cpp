@@ -8,7 +8,7 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
-#include <signal.h>
+#include <signal.h> // NOLINT(modernize-deprecated-headers): for kill()
 #include <sys/socket.h>
 #include <unistd.h>
 

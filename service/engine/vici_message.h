@@ -35,7 +35,7 @@ public:
 
 namespace vici {
 
-inline constexpr std::size_t largestPacket = 512 * 1024; // the daemon's own limit too
+inline constexpr std::size_t largestPacket = std::size_t{512} * 1024; // the daemon's own limit too
 inline constexpr std::size_t longestName = 255;
 inline constexpr std::size_t longestValue = 65535;
 inline constexpr unsigned deepest = 16; // sections in sections

@@ -97,9 +97,9 @@ struct Folder {
     std::string path;
 };
 
-// Returns false if it does not come true in a quarter of a minute: then something is wrong.
+// Returns false if it does not come true in a minute: then something is wrong.
 bool becomesTrue(const std::function<bool()>& what) {
-    for (unsigned tries = 0; tries < 150; ++tries) {
+    for (unsigned tries = 0; tries < 600; ++tries) {
         if (what()) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
@@ -172,7 +172,7 @@ protected:
     }
     static bool pings(const std::string& address) {
         platform::ChildOptions options;
-        options.arguments = {"ping", "-n", "-c", "3", "-i", "0.2", "-W", "1", address};
+        options.arguments = {"ping", "-n", "-c", "3", "-i", "0.2", "-W", "2", address};
         return platform::runChild(options, std::chrono::seconds(20)).status == 0;
     }
     // Whether a server there answers "x" to a client here.
