@@ -138,7 +138,9 @@ TEST(IkeConnections, UseTheCertificateThatFits) {
         const ViciSection* local = made.config.section("local");
         EXPECT_EQ(local ? local->list("certs")->at(0) : "", row.chosen);
         EXPECT_EQ(made.lacks.has_value(), *row.lacks != '\0');
-        if (made.lacks) EXPECT_THAT(Loc::fill(made.lacks->phrase), HasSubstr(row.lacks));
+        if (made.lacks) {
+            EXPECT_THAT(Loc::fill(made.lacks->phrase), HasSubstr(row.lacks));
+        }
         EXPECT_EQ(made.mayCome, row.mayCome);
     }
 }
