@@ -77,7 +77,9 @@ protected:
     static void send(int from, int type, const std::string& to, int port, int mark = 0) {
         const sockaddr_storage where = socketAddress(to, port);
         const auto* const address = reinterpret_cast<const sockaddr*>(&where);
-        if (mark != 0) ASSERT_EQ(::setsockopt(from, SOL_SOCKET, SO_MARK, &mark, sizeof mark), 0);
+        if (mark != 0) {
+            ASSERT_EQ(::setsockopt(from, SOL_SOCKET, SO_MARK, &mark, sizeof mark), 0);
+        }
         if (type == SOCK_STREAM) {
             ::connect(from, address, sizeOf(where));
         } else {
@@ -298,7 +300,9 @@ TEST_F(APacketFilter, LetsPacketsToTheDaemonsSocketsIn) {
     for (const bool marked : {false, true}) {
         const int daemon = hosts->socketHere(SOCK_DGRAM, "192.168.7.1", 4500);
         const int mark = static_cast<int>(options.mark);
-        if (marked) ASSERT_EQ(::setsockopt(daemon, SOL_SOCKET, SO_MARK, &mark, sizeof mark), 0);
+        if (marked) {
+            ASSERT_EQ(::setsockopt(daemon, SOL_SOCKET, SO_MARK, &mark, sizeof mark), 0);
+        }
         send(peer, SOCK_DGRAM, "192.168.7.1", 4500);
         hosts->arrived();
         char buffer[16];

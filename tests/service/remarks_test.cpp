@@ -32,7 +32,9 @@ void expectTranslated(const Loc::Phrase& phrase) {
         EXPECT_TRUE(messages.load(localeFolder(), "ru"));
         return messages;
     }();
-    if (phrase.wording != Loc::verbatim("").wording) EXPECT_NE(russian.translated(phrase.wording), phrase.wording);
+    if (phrase.wording != Loc::verbatim("").wording) {
+        EXPECT_NE(russian.translated(phrase.wording), phrase.wording);
+    }
 }
 
 TEST_F(TheServiceRemarks, OnEveryCommandThatItRefuses) {
