@@ -115,8 +115,9 @@ install(DIRECTORY ${PROJECT_BINARY_DIR}/reference DESTINATION ${CMAKE_INSTALL_DO
 # path and no other, and a link there leads them to the library: CMake would replace another path at the installation,
 # and reserve the place for it with a colon, which makes the loader search the current folder.
 file(RELATIVE_PATH to_library /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}" BUILD_WITH_INSTALL_RPATH ON)
-if(NOT WIN32)
+set_target_properties(panelkitd panelctl PROPERTIES INSTALL_RPATH "$ORIGIN/${to_library}")
+if(NOT WIN32 AND NOT CMAKE_SKIP_INSTALL_RPATH)
+    set_target_properties(panelkitd panelctl PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
     set(library libpanelkit.so.${PROJECT_VERSION_MAJOR})
     file(RELATIVE_PATH to_programs /${CMAKE_INSTALL_LIBDIR} /bin)
     file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/${CMAKE_INSTALL_LIBDIR})
