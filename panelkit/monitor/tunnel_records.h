@@ -30,6 +30,7 @@ enum class TunnelAction : std::uint32_t {
     rekey = 2, // makes new keys now
 };
 
+// What a tunnel is doing.
 enum class TunnelCondition : std::uint32_t {
     down = 0,       // `why` has the reason, if one is known
     connecting = 1, // the gateway has been asked, and `why` has the reason for the last failure
