@@ -55,6 +55,14 @@ std::string inOneLine(const std::string& lines) {
     return line;
 }
 
+std::string remarksText(const std::vector<panelkit::StateRemark>& remarks) {
+    std::vector<bridge::Remark> list;
+    for (const panelkit::StateRemark& remark : remarks) {
+        list.push_back({remark.code, {remark.wording, remark.arguments}});
+    }
+    return inOneLine(remarksText(list, {}));
+}
+
 std::string incompleteReplyText() {
     return say("the service sent an incomplete reply; do the library and the service have the same version?");
 }

@@ -5,10 +5,12 @@
 // message of the system) stay as they are. Nothing here is escaped: that is done when it is printed.
 #pragma once
 
+#include <panelkit/monitor/monitor_records.h>
 #include <platform/bridge/failure.h>
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace panelctl {
 
@@ -21,6 +23,9 @@ std::string remarksText(std::span<const bridge::Remark> remarks, const std::stri
 
 // The same lines as one, with "; " between them.
 std::string inOneLine(const std::string& lines);
+
+// Remarks in a record, in one line.
+std::string remarksText(const std::vector<panelkit::StateRemark>& remarks);
 
 // The text for a reply that ends before it is complete.
 std::string incompleteReplyText();

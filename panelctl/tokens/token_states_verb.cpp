@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl token states: what the service can see of providers and tokens, and why not of the others.
+#include <panelctl/base/condition_rows.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
@@ -23,46 +24,21 @@ using panelkit::TokenState;
 
 namespace {
 
-template <class Condition>
-struct Row {
-    Condition condition;
-    const char* word; // in JSON
-    Mood mood;
-    Label text;
-};
-
 // clang-format off
 constexpr std::array providerRows = {
-    Row<ProviderCondition>{ProviderCondition::ready,        "ready",         Mood::good,    N_("ready")},
-    Row<ProviderCondition>{ProviderCondition::notLoaded,    "not-loaded",    Mood::bad,     N_("not loaded")},
-    Row<ProviderCondition>{ProviderCondition::restarting,   "restarting",    Mood::warning, N_("being started again")},
-    Row<ProviderCondition>{ProviderCondition::notAnswering, "not-answering", Mood::bad,     N_("does not answer")},
+    ConditionRow<ProviderCondition>{ProviderCondition::ready,        "ready",         Mood::good,    N_("ready")},
+    ConditionRow<ProviderCondition>{ProviderCondition::notLoaded,    "not-loaded",    Mood::bad,     N_("not loaded")},
+    ConditionRow<ProviderCondition>{ProviderCondition::restarting,   "restarting",    Mood::warning, N_("being started again")},
+    ConditionRow<ProviderCondition>{ProviderCondition::notAnswering, "not-answering", Mood::bad,     N_("does not answer")},
 };
 constexpr std::array tokenRows = {
-    Row<TokenCondition>{TokenCondition::seen,           "seen",            Mood::good,    N_("all objects are visible")},
-    Row<TokenCondition>{TokenCondition::loggedOut,      "logged-out",      Mood::warning, N_("private objects are not visible without log-in")},
-    Row<TokenCondition>{TokenCondition::notInitialised, "not-initialised", Mood::plain,   N_("not initialised")},
-    Row<TokenCondition>{TokenCondition::removed,        "removed",         Mood::warning, N_("removed")},
-    Row<TokenCondition>{TokenCondition::outOfReach,     "out-of-reach",    Mood::bad,     N_("out of reach")},
+    ConditionRow<TokenCondition>{TokenCondition::seen,           "seen",            Mood::good,    N_("all objects are visible")},
+    ConditionRow<TokenCondition>{TokenCondition::loggedOut,      "logged-out",      Mood::warning, N_("private objects are not visible without log-in")},
+    ConditionRow<TokenCondition>{TokenCondition::notInitialised, "not-initialised", Mood::plain,   N_("not initialised")},
+    ConditionRow<TokenCondition>{TokenCondition::removed,        "removed",         Mood::warning, N_("removed")},
+    ConditionRow<TokenCondition>{TokenCondition::outOfReach,     "out-of-reach",    Mood::bad,     N_("out of reach")},
 };
 // clang-format on
-
-// A newer service may have more conditions: they are shown as the last one, which promises nothing.
-template <class Condition, std::size_t size>
-const Row<Condition>& rowOf(const std::array<Row<Condition>, size>& rows, Condition condition) {
-    for (const Row<Condition>& row : rows) {
-        if (row.condition == condition) return row;
-    }
-    return rows.back();
-}
-
-std::string whyOf(const ProviderState& state) {
-    std::vector<bridge::Remark> remarks;
-    for (const panelkit::StateRemark& remark : state.why) {
-        remarks.push_back({remark.code, {remark.wording, remark.arguments}});
-    }
-    return inOneLine(remarksText(remarks, {}));
-}
 
 std::string nameOf(const PKCS11::TokenInfo& token) {
     const std::string& label = token.*vocabulary::token::label;
@@ -90,7 +66,7 @@ private:
             json["providers"].push_back({{"name", state.name},
                                          {"path", state.path},
                                          {"state", rowOf(providerRows, state.condition).word},
-                                         {"why", whyOf(state)}});
+                                         {"why", remarksText(state.why)}});
         }
         for (const TokenState& state : tokens) {
             nlohmann::ordered_json token = tokenJson(state.token);
@@ -115,7 +91,7 @@ private:
         }
         lower.print();
         for (const ProviderState& state : providers) {
-            if (!state.why.empty()) printNote(escaped(whyOf(state)));
+            if (!state.why.empty()) printNote(escaped(remarksText(state.why)));
         }
     }
 };

@@ -29,14 +29,6 @@ std::optional<std::vector<TunnelInfo>> visibleTunnels() {
     throw lastFailureError();
 }
 
-std::string remarksText(const std::vector<panelkit::StateRemark>& remarks) {
-    std::vector<bridge::Remark> list;
-    for (const panelkit::StateRemark& remark : remarks) {
-        list.push_back({remark.code, {remark.wording, remark.arguments}});
-    }
-    return inOneLine(remarksText(list, {}));
-}
-
 std::string engineCondition(const EngineInfo& engine) { return remarksText(engine.condition); }
 
 std::string engineText(const EngineInfo& engine) { return engine.name + ": " + engineCondition(engine); }

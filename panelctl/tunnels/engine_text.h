@@ -21,7 +21,6 @@ std::optional<std::vector<panelkit::TunnelInfo>> visibleTunnels();
 // Not escaped.
 std::string engineText(const panelkit::EngineInfo& engine); // "record: the policy is recorded; ..."
 std::string engineCondition(const panelkit::EngineInfo& engine);
-std::string remarksText(const std::vector<panelkit::StateRemark>& remarks);
 
 std::size_t countUp(const std::vector<panelkit::TunnelInfo>& tunnels);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // panelctl tunnel ...: the tunnels of the policy in force, as they are at this moment.
+#include <panelctl/base/condition_rows.h>
 #include <panelctl/base/exit_codes.h>
 #include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
@@ -26,29 +27,14 @@ using panelkit::TunnelInfo;
 
 namespace {
 
-struct ConditionRow {
-    TunnelCondition condition;
-    const char* word; // in JSON
-    Mood mood;
-    Label text;
-};
-
 // clang-format off
 constexpr std::array conditionRows = {
-    ConditionRow{TunnelCondition::up,         "up",         Mood::good,    N_("up")},
-    ConditionRow{TunnelCondition::connecting, "connecting", Mood::warning, N_("being set up")},
-    ConditionRow{TunnelCondition::turnedOff,  "turned-off", Mood::warning, N_("turned off")},
-    ConditionRow{TunnelCondition::down,       "down",       Mood::bad,     N_("down")},
+    ConditionRow<TunnelCondition>{TunnelCondition::up,         "up",         Mood::good,    N_("up")},
+    ConditionRow<TunnelCondition>{TunnelCondition::connecting, "connecting", Mood::warning, N_("being set up")},
+    ConditionRow<TunnelCondition>{TunnelCondition::turnedOff,  "turned-off", Mood::warning, N_("turned off")},
+    ConditionRow<TunnelCondition>{TunnelCondition::down,       "down",       Mood::bad,     N_("down")},
 };
 // clang-format on
-
-// A newer service may have more conditions: they are shown as the last one, which promises nothing.
-const ConditionRow& rowOf(const TunnelInfo& tunnel) {
-    for (const ConditionRow& row : conditionRows) {
-        if (row.condition == tunnel.condition) return row;
-    }
-    return conditionRows.back();
-}
 
 std::uint64_t sinceOf(const TunnelInfo& tunnel) {
     return static_cast<std::uint64_t>(std::max<std::int64_t>(tunnel.since, 0));
@@ -59,7 +45,7 @@ ordered_json toJson(const TunnelInfo& tunnel) {
             {"section", tunnel.section},
             {"network", tunnel.network},
             {"gateway", tunnel.gateway},
-            {"state", rowOf(tunnel).word},
+            {"state", rowOf(conditionRows, tunnel.condition).word},
             {"since", timeJson(sinceOf(tunnel))},
             {"address", tunnel.address},
             {"credential", tunnel.credential},
@@ -97,7 +83,7 @@ struct TunnelList {
         if (tunnels.empty()) return printNone(noTunnelsText());
         Table table({say("SECTION"), say("STATE"), say("NETWORK"), say("GATEWAY"), say("WHY")});
         for (const TunnelInfo& tunnel : tunnels) {
-            const ConditionRow& row = rowOf(tunnel);
+            const auto& row = rowOf(conditionRows, tunnel.condition);
             table.add({{tunnel.section},
                        {say(row.text), row.mood},
                        {tunnel.network},
@@ -130,7 +116,7 @@ private:
     }
 
     static void print(const TunnelInfo& tunnel) {
-        const ConditionRow& row = rowOf(tunnel);
+        const auto& row = rowOf(conditionRows, tunnel.condition);
         Sheet sheet;
         sheet.add(say("Section"), {tunnel.section});
         sheet.add(say("State"), {say(row.text), row.mood});
