@@ -49,8 +49,8 @@ struct TunnelInfo {
     std::string credential;       // subject of the certificate, or name of the preshared key, that is used
     std::string gatewayIdentity;  // as the gateway has proved it; empty before
     std::string suite;            // of the data, such as "AES_GCM_16-256"; empty while it is not up
-    std::uint64_t bytesIn{};      // through the tunnel since it is up
-    std::uint64_t bytesOut{};     //
+    std::uint64_t bytesIn{};      // received through the tunnel since it is up
+    std::uint64_t bytesOut{};     // sent in that time
     std::uint64_t dropped{};      // packets of this section that were dropped because the tunnel was not up
     std::vector<StateRemark> why; // it is not up; empty when it is, or when no reason is known
 

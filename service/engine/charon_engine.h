@@ -24,9 +24,9 @@ struct CharonSettings {
     std::string folder;                               // private to us, for the daemon's files
     std::string program = "/usr/sbin/charon-systemd"; // the daemon
     FilterOptions filter;                             // with the mark; where ESP is, the engine finds out itself
-    EngineParameters parameters;                      //
-    std::function<void(const TunnelNews&)> news;      // called on a thread of the engine; must not block
-    std::chrono::milliseconds patience{3000};         // for each answer of the daemon
+    EngineParameters parameters;
+    std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
+    std::chrono::milliseconds patience{3000};    // for each answer of the daemon
 };
 
 // Throws EngineError when another program uses the ports of IKE, and on systems without such a daemon. The daemon is

@@ -12,7 +12,6 @@
 #include <panelkit/monitor/tunnel_records.h>
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -86,7 +85,6 @@ struct EngineOptions {
     // For "charon":
     std::string folder; // private to the service, for the daemon's files
     EngineParameters parameters;
-    std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
 };
 
 // The names that makeEngine() accepts on this system.
