@@ -65,11 +65,27 @@ public:
 
     // Reads listedTypes of every certificate; returns their values.
     std::vector<std::array<std::string, listedTypes.size()>> certificates() const {
+        const std::vector<CK_OBJECT_HANDLE> found = find();
+        std::vector<std::array<std::string, listedTypes.size()>> all;
+        all.reserve(found.size());
+        for (const CK_OBJECT_HANDLE object : found) all.push_back(read(object));
+        return all;
+    }
+
+    void destroyCertificates() const {
+        for (const CK_OBJECT_HANDLE object : find()) {
+            panelkitd::check(library_->C_DestroyObject(session_, object), "C_DestroyObject");
+        }
+    }
+
+    CK_SESSION_HANDLE session() const { return session_; }
+
+private:
+    std::vector<CK_OBJECT_HANDLE> find() const {
         const CK_ULONG kind = CKO_CERTIFICATE;
         BareTemplate wanted;
         wanted.number(CKA_CLASS, kind);
         panelkitd::check(library_->C_FindObjectsInit(session_, wanted.data(), wanted.size()), "C_FindObjectsInit");
-        std::vector<std::array<std::string, listedTypes.size()>> all;
         std::vector<CK_OBJECT_HANDLE> found;
         std::array<CK_OBJECT_HANDLE, 512> some{};
         for (CK_ULONG count = some.size(); count == some.size();) {
@@ -77,14 +93,9 @@ public:
             found.insert(found.end(), some.begin(), some.begin() + static_cast<std::ptrdiff_t>(count));
         }
         library_->C_FindObjectsFinal(session_);
-        all.reserve(found.size());
-        for (const CK_OBJECT_HANDLE object : found) all.push_back(read(object));
-        return all;
+        return found;
     }
 
-    CK_SESSION_HANDLE session() const { return session_; }
-
-private:
     std::array<std::string, listedTypes.size()> read(CK_OBJECT_HANDLE object) const {
         static std::array<std::array<char, 2048>, listedTypes.size()> room;
         std::array<CK_ATTRIBUTE, listedTypes.size()> attributes{};

@@ -108,6 +108,7 @@ constexpr std::array table = {
     Row{Command::GetEngine,                  Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.engine(c); }},
     Row{Command::GetTunnels,                 Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.tunnels(c); }},
     Row{Command::ActOnTunnel,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.actOnTunnel(c); }},
+    Row{Command::ImportCertificates,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCertificates(c); }},
 };
 // clang-format on
 
@@ -206,14 +207,22 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     const bool byAdministrator = access_.isAdministrator(session.peer);
     bridge::AccountBudget::Share memory(requests_, session.peer.user, byAdministrator);
     const std::optional<Answer> refusal = charge(*row, request, memory);
-    Call call{session, byAdministrator, CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit), {}, {}, {}};
+    Call call{.session = session,
+              .byAdministrator = byAdministrator,
+              .in = CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit)};
     const Answer answer = refusal ? *refusal : run(*row, groups_, call);
     if (row->acts == Acts::yes) {
-        const std::string how = call.outcome.empty() ? outcome(answer) : call.outcome;
-        const std::string subject = call.subject.empty() ? "" : " " + call.subject;
-        note(session, std::string(name) + subject + ": " + how, how == "done");
+        noteEnd(call, std::string(name), call.outcome.empty() ? outcome(answer) : call.outcome);
     }
     return answer;
+}
+
+// A command on several objects has a line for each that it has changed.
+void Dispatcher::noteEnd(const Call& call, const std::string& command, const std::string& how) {
+    const std::string what = command + (call.subject.empty() ? "" : " " + call.subject);
+    for (const std::string& object : call.objects) note(call.session, what + ", " + object + ": done", true);
+    const bool done = how == "done";
+    if (!done || call.objects.empty()) note(call.session, what + ": " + how, done);
 }
 
 // What was done is always logged. What was not could be repeated for ever at no cost.

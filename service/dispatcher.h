@@ -50,6 +50,7 @@ public:
     void ended(bridge::server::Session& session) override;
 
 private:
+    void noteEnd(const Call& call, const std::string& command, const std::string& how);
     void note(const bridge::server::Session& session, const std::string& text, bool succeeded);
 
     CommandGroups groups_;

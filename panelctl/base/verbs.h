@@ -53,6 +53,7 @@ void addCompletionVerbs(CLI::App& group, const Context& context);
 
 // Further verbs of a group, in other files; called by the functions above.
 void addTokenStatesVerb(CLI::App& group, const Context& context);
+void addCertImportVerb(CLI::App& group, const Context& context);
 void addCertTransferVerbs(CLI::App& group, const Context& context);
 void addCertRequestVerbs(CLI::App& group, const Context& context);
 void addConfigChangeVerbs(CLI::App& group, const Context& context);

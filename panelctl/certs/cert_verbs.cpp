@@ -352,6 +352,7 @@ void addCertVerbs(CLI::App& group, const Context& context) {
     addVerb<CertChain>(group, context, "chain", say("Show the chain of a certificate"));
     addVerb<CertVerify>(group, context, "verify",
                         say("Verify a certificate: its validity period, chain, purpose and revocation"));
+    addCertImportVerb(group, context);
     addCertTransferVerbs(group, context);
     addCertRequestVerbs(group, context);
     addVerb<CertReload>(group, context, "reload", say("Read the contents of the tokens again"));

@@ -98,6 +98,7 @@ struct CrlImport {
         Imports imports(context, file.crls.size());
         for (std::size_t place = 0; place < file.crls.size(); ++place) {
             importOne(*controller, {file.crls[place], target}, place, imports);
+            imports.commandEnded();
         }
         imports.finish();
     }

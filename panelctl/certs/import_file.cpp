@@ -70,6 +70,9 @@ void Imports::add(nlohmann::ordered_json object, const std::string& name, const 
         if (!asJson_) printLine(line);
         flushOutput(); // a line that was printed is not lost, however the program ends
     }
+}
+
+void Imports::commandEnded() {
     if (interrupted_ && all_.size() < count_) {
         stop({imported_.empty() ? Exit::interrupted : Exit::interruptedPartly, say("interrupted")});
     }

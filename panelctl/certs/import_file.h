@@ -44,22 +44,26 @@ FileContents parseFile(VpnCertsController& controller, const std::string& utf8Pa
 
 // The objects of a file that are imported one after the other. One that the token already has does not stop the import,
 // and is an error only when nothing was imported. On a terminal, an import that takes longer than a second shows how
-// far it is. Ctrl-C ends it after the object at hand, and the error says which are done.
+// far it is. Ctrl-C ends it after the command at hand, and the error says which are done.
 class Imports {
 public:
     Imports(const Context& context, std::size_t count);
 
-    // Adds an object, with its JSON, its name and its line for people. Throws its error when the import has to stop, or
-    // that of the interruption.
+    // Adds an object, with its JSON, its name and its line for people. Throws its error when the import has to stop.
     void add(nlohmann::ordered_json object, const std::string& name, const std::string& line,
              const std::optional<CommandError>& error);
+
+    // Called after each command to the service: shows how far the import is. Throws the error of an interruption.
+    void commandEnded();
+
+    // Ends the import with an error, which then says what was imported before.
+    [[noreturn]] void stop(const CommandError& error);
 
     // Throws CommandError when nothing was imported.
     void finish();
 
 private:
     void print();
-    [[noreturn]] void stop(const CommandError& error);
 
     bool asJson_;
     std::size_t count_;

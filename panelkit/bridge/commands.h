@@ -46,6 +46,7 @@ enum class ParseCertFileResult : std::uint32_t;
 namespace panelkit {
 enum class TunnelAction : std::uint32_t;
 struct EngineInfo;
+struct ImportItem;
 struct KeyInfo;
 struct ProviderState;
 struct TokenLabels;
@@ -85,7 +86,7 @@ enum class Command : std::uint8_t {
     GetInterfaces,
     GetStates, EnumKeys, GetPublicKey, GenerateKey, DeleteKey, DeleteCertAndKey, EnumCertLabels,
     GetUncommitted, RevertSettings, CheckPolicy, MakeCertRequestWithPin,
-    GetEngine, GetTunnels, ActOnTunnel,
+    GetEngine, GetTunnels, ActOnTunnel, ImportCertificates,
     // clang-format on
 };
 
@@ -224,6 +225,7 @@ template <> struct Entry<Command::MakeCertRequestWithPin>: Row<"MakeCertRequestW
 template <> struct Entry<Command::GetEngine>             : Row<"GetEngine",             ModuleMonitor,      60, SessionMonitor,      Run::direct,   Fields<>,                                                                                 Fields<EngineInfo>> {};
 template <> struct Entry<Command::GetTunnels>            : Row<"GetTunnels",            ModuleMonitor,      61, SessionMonitor,      Run::progress, Fields<>,                                                                                 Fields<std::vector<TunnelInfo>>> {};
 template <> struct Entry<Command::ActOnTunnel>           : Row<"ActOnTunnel",           ModuleMonitor,      62, SessionMonitor,      Run::progress, Fields<std::string /* section */, TunnelAction>,                                          Unread> {};
+template <> struct Entry<Command::ImportCertificates>    : Row<"ImportCertificates",    ModuleMonitor,      50, SessionCertificates, Run::progress, Fields<TokenInfo, std::vector<ImportItem>, Optional<SecretText /* pin */>>,               Fields<std::vector<ImportCertResult>>> {};
 // clang-format on
 
 } // namespace commands
@@ -238,7 +240,7 @@ using ReplyOf = typename commands::Entry<command>::Reply;
 inline constexpr auto commandTable = []<std::size_t... place>(std::index_sequence<place...>) {
     return std::array{commands::Entry<static_cast<Command>(place)>::as(static_cast<Command>(place))...};
 }
-(std::make_index_sequence<static_cast<std::size_t>(Command::ActOnTunnel) + 1>());
+(std::make_index_sequence<static_cast<std::size_t>(Command::ImportCertificates) + 1>());
 
 // Returns the row of a command.
 constexpr const CommandRow& commandRow(Command command) { return commandTable[static_cast<std::size_t>(command)]; }

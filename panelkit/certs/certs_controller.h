@@ -34,6 +34,10 @@
 #include <string>
 #include <vector>
 
+namespace panelkit {
+class MonitorController;
+}
+
 class PANELKIT_EXPORT VpnCertsController : public SendCommandProgress::IdleLoop {
 public:
     // Locks the "Certificates" session. If none can be opened (an unusable endpoint), every operation fails. Once the
@@ -129,6 +133,8 @@ public:
                                           std::string& request);
 
 private:
+    friend class panelkit::MonitorController; // imports over this session, which has parsed the file
+
     BridgeSession* session_; // locked; null when there is none
 };
 

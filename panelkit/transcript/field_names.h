@@ -52,6 +52,7 @@ template <> inline constexpr RecordNames namesOf<PolicyContent>{"PolicyContent",
 template <> inline constexpr RecordNames namesOf<KeyInfo>{"KeyInfo", "label id keyType keyBits fingerprint hasPrivateKey hasPublicKey usable extractable asksForPin certificates"};
 template <> inline constexpr RecordNames namesOf<CertLabel>{"CertLabel", "fingerprint label id"};
 template <> inline constexpr RecordNames namesOf<TokenLabels>{"TokenLabels", "token certificates"};
+template <> inline constexpr RecordNames namesOf<ImportItem>{"ImportItem", "item mode exportable"};
 template <> inline constexpr RecordNames namesOf<EngineInfo>{"EngineInfo", "name protectsTraffic condition"};
 template <> inline constexpr RecordNames namesOf<TunnelInfo>{"TunnelInfo", "section network gateway condition since address credential gatewayIdentity suite bytesIn bytesOut dropped why"};
 template <> inline constexpr RecordNames namesOf<UncommittedValue>{"UncommittedValue", "section key secret committed written"};
@@ -125,6 +126,7 @@ inline constexpr std::array commandNames = {
     CommandNames{Command::GetEngine,             "",                                      "engine"},
     CommandNames{Command::GetTunnels,            "",                                      "tunnels"},
     CommandNames{Command::ActOnTunnel,           "section action",                        ""},
+    CommandNames{Command::ImportCertificates,    "token items pin",                       "results"},
 };
 // clang-format on
 

@@ -13,6 +13,7 @@
 #include <platform/system/secret.h>
 
 #include <string>
+#include <vector>
 
 // A secret is a text in locked memory.
 template <>
@@ -27,8 +28,9 @@ struct Call {
 
     bridge::server::Session& session;
     bool byAdministrator;
-    CommandStreamIn in;  // over the payload
-    std::string subject; // what the command acts on, for the audit line; no secrets
+    CommandStreamIn in;               // over the payload
+    std::string subject;              // what the command acts on, for the audit line; no secrets
+    std::vector<std::string> objects; // those that a command on several has changed; each has an audit line
     std::string outcome; // for the audit line, if the reply's first byte does not say how the command ended
     Remarks remarks;     // sent with the reply
 };

@@ -24,6 +24,8 @@ inline constexpr bridge::BudgetLimits requests            = {384 * mebibyte,  19
 inline constexpr bridge::BudgetLimits importFiles         = {128 * mebibyte,  64 * mebibyte,  64 * mebibyte};  // files that were sent for import and are kept for it
 // clang-format on
 
+inline constexpr std::size_t importsAtOnce = 256; // certificates in one command
+
 // Bytes in the policy file, which keeps twice as much. What is stored is given back when it is replaced.
 inline constexpr std::size_t storedOfAccount = 3 * mebibyte;
 inline constexpr std::size_t storedOfAllAccounts = 8 * mebibyte;

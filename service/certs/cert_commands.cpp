@@ -8,6 +8,7 @@
 #include <service/certs/parsed_file.h>
 #include <service/certs/preshared_keys.h>
 
+#include <panelkit/monitor/monitor_records.h>
 #include <platform/system/secret.h>
 #include <platform/system/wipe.h>
 #include <platform/text/escape.h>
@@ -123,8 +124,6 @@ CertImportOption optionFor(const ParsedFile& file, std::size_t item, const Holdi
     return option;
 }
 
-bridge::Remark noSuchItem() { return remark(Refused::noSuchObject, "no such item was parsed in this session"); }
-
 std::string describeFile(const ParsedFile& file, const Holdings& holdings) {
     std::vector<TokenInfo> tokens;
     for (const TokenObjects* token : targets(holdings)) tokens.push_back(token->token);
@@ -231,7 +230,7 @@ std::string CertCommands::importCertificate(Call& call) {
     if (withPin) readRequest<Command::ImportCertificate, 4>(call, pin);
     const auto [file, target] = state_->parsed.find(call.session.number);
     if (!file || wish.item >= file->certificates.size()) {
-        return answered<Command::ImportCertificate, ImportCert>(call, {ImportCert::noSuchItem, noSuchItem()});
+        return answered<Command::ImportCertificate>(call, noSuchItem<ImportCert>());
     }
     call.subject += ", " + platform::quotedName(file->certificates[wish.item].facts->info.subject);
     try {
@@ -245,13 +244,65 @@ std::string CertCommands::importCertificate(Call& call) {
     }
 }
 
+namespace {
+
+std::vector<ImportWish> wishesOf(const std::vector<panelkit::ImportItem>& items) {
+    if (items.empty() || items.size() > limits::importsAtOnce) {
+        throw RefusedError(Refused::badInput, "a command imports 1 to %d certificates, not %d", limits::importsAtOnce,
+                           items.size());
+    }
+    std::vector<ImportWish> wishes;
+    for (const auto& [item, mode, extractable] : items) {
+        wishes.push_back({item, static_cast<vocabulary::CertImport>(mode), extractable});
+    }
+    return wishes;
+}
+
+std::string answered(Call& call, const ParsedFile* file, const std::vector<ImportWish>& wishes,
+                     const std::vector<ImportOutcome>& outcomes) {
+    std::vector<ImportCertResult> results;
+    for (std::size_t i = 0; i < outcomes.size(); ++i) {
+        results.push_back(ofRow(outcomes[i].result));
+        if (outcomes[i].result != ImportCert::imported) continue;
+        call.objects.push_back(platform::quotedName(file->certificates[wishes[i].item].facts->info.subject));
+    }
+    call.remarks = outcomes.back().why;
+    const bool done = !endsImports(outcomes.back()) && !call.objects.empty();
+    call.outcome = done ? "done" : "failed (" + inEnglish(call.remarks) + ")";
+    return encodeReply<Command::ImportCertificates>(results);
+}
+
+} // namespace
+
+std::string CertCommands::importCertificates(Call& call) {
+    const TokenInfo info = readToken(call);
+    const platform::LockedPages request(call.in.rest());
+    std::vector<panelkit::ImportItem> items;
+    platform::Secret pin;
+    readRequest<Command::ImportCertificates, 1>(call, items);
+    const bool withPin = call.in.position() < call.in.size(); // an empty one is one too
+    if (withPin) readRequest<Command::ImportCertificates, 2>(call, pin);
+    const std::vector<ImportWish> wishes = wishesOf(items);
+    const auto [file, target] = state_->parsed.find(call.session.number);
+    if (!file) return answered(call, nullptr, wishes, {noSuchItem<ImportCert>()});
+    try {
+        HeldToken token = state_->providers.hold(info);
+        const LoginForOnce login(token, withPin ? &pin : nullptr, call.account());
+        return answered(call, file.get(), wishes,
+                        panelkitd::importCertificates(token, *target, *file, wishes, state_->cache));
+    } catch (const RefusedError& refused) {
+        if (refused.reason == Refused::finalTry) throw; // a front end must be able to tell
+        return answered(call, file.get(), wishes, {{importResult(refused.reason), refused.remarks}});
+    }
+}
+
 std::string CertCommands::importCrl(Call& call) {
     const TokenInfo info = readToken(call);
     std::uint32_t item = 0;
     readRequest<Command::ImportCRL, 1>(call, item);
     const auto file = state_->parsed.find(call.session.number).file;
     if (!file || item >= file->crls.size()) {
-        return answered<Command::ImportCRL, ImportCrl>(call, {ImportCrl::noSuchItem, noSuchItem()});
+        return answered<Command::ImportCRL>(call, noSuchItem<ImportCrl>());
     }
     const FileCrl& crl = file->crls[item];
     call.subject += ", CRL of " + platform::quotedName(crl.facts->info.issuer);

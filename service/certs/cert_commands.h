@@ -36,6 +36,7 @@ public:
 
     std::string parseFile(Call& call);
     std::string importCertificate(Call& call);
+    std::string importCertificates(Call& call);
     std::string importCrl(Call& call);
     std::string exportCertificate(Call& call);
 

@@ -61,20 +61,24 @@ bool names(const CertInfo& record, const CertificateFacts& certificate) {
     return record.issuer == certificate.info.issuer && record.serialNumber == certificate.info.serialNumber;
 }
 
-Holdings::Holdings(const Providers& providers, FactsCache& cache) {
+Holdings::Holdings(const Providers& providers, FactsCache& cache) : cache_(cache) {
     unseen_ = forEachToken(providers, [&](HeldToken& held, const TokenInfo& token) {
         tokens_.push_back(readObjects(held, cache));
         tokens_.back().token = token;
         tokens_.back().isOwn = held.isOwn();
         tokens_.back().lastChange = held.lastChange();
     });
+}
+
+Holdings::TrustByFingerprint Holdings::readTrusted() const {
+    TrustByFingerprint trusted;
     for (const TokenObjects& token : tokens_) {
         for (const StoredCertificate& certificate : token.certificates) {
-            const auto reason = trustOn(token, certificate, cache);
-            if (reason)
-                trusted_.emplace(certificate.facts->info.fingerprint, Trust{*reason, token.token.*field::label});
+            const auto reason = trustOn(token, certificate, cache_);
+            if (reason) trusted.emplace(certificate.facts->info.fingerprint, Trust{*reason, token.token.*field::label});
         }
     }
+    return trusted;
 }
 
 const TokenObjects& Holdings::token(const TokenInfo& named) const {
@@ -139,8 +143,9 @@ std::uint64_t Holdings::revokedAt(const CertificateFacts& certificate) const {
 }
 
 std::optional<Trust> Holdings::trustIn(const CertificateFacts& certificate) const {
-    const auto found = trusted_.find(certificate.info.fingerprint);
-    return found == trusted_.end() ? std::nullopt : std::optional(found->second);
+    if (!trusted_) trusted_ = readTrusted();
+    const auto found = trusted_->find(certificate.info.fingerprint);
+    return found == trusted_->end() ? std::nullopt : std::optional(found->second);
 }
 
 bool Holdings::isSignedByItsIssuer(const CrlFacts& crl) const {

@@ -29,6 +29,7 @@ struct Trust {
     std::string token; // its label
 };
 
+// One thread uses an object at a time.
 class Holdings {
 public:
     Holdings(const Providers& providers, FactsCache& cache);
@@ -67,9 +68,14 @@ public:
     std::vector<PlacedCertificate> chainOf(const PlacedCertificate& certificate) const;
 
 private:
+    using TrustByFingerprint = std::map<std::string, Trust>;
+    TrustByFingerprint readTrusted() const;
+
+    FactsCache& cache_;
     std::vector<TokenObjects> tokens_;
-    std::map<std::string, Trust> trusted_; // by fingerprint
     std::vector<UnseenTokens> unseen_;
+    mutable std::optional<TrustByFingerprint>
+        trusted_; // once it is needed: it checks a signature of each new authority
 };
 
 // Returns whether the chain ends at a certificate that is signed with its own key.

@@ -40,9 +40,11 @@ void ImportTarget::remember(const Holdings& everything) {
     }
 }
 
-void ImportTarget::begin(const HeldToken& token) {
+void ImportTarget::begin(const HeldToken& token, std::size_t imports) {
     const auto now = Clock::now();
-    inARow_ = sameSlot(token.named(), token_) && token.lastChange() == change_ && now - lastImport_ < longestPause;
+    const bool follows =
+        sameSlot(token.named(), token_) && token.lastChange() == change_ && now - lastImport_ < longestPause;
+    isOneOfSeveral_ = follows || imports > 1;
     std::erase_if(contents_, [&](const Content& content) {
         return now >= content.validUntil ||
                (sameSlot(content.token, token.named()) && content.lastChange != token.lastChange());
@@ -86,7 +88,7 @@ ImportTarget::Content ImportTarget::read(HeldToken& token, FactsCache& cache) co
 
 ImportTarget::Present ImportTarget::of(HeldToken& token, const FileCertificate& certificate, FactsCache& cache) {
     const CertificateFacts& facts = *certificate.facts;
-    if (inARow_ && !contentOf(token)) contents_.push_back(read(token, cache));
+    if (isOneOfSeveral_ && !contentOf(token)) contents_.push_back(read(token, cache));
     if (const Content* const content = contentOf(token)) {
         const auto found = content->idOf.find(facts.info.fingerprint);
         return presentOf(facts, found == content->idOf.end() ? nullptr : &found->second, content->keys);
@@ -99,21 +101,27 @@ ImportTarget::Present ImportTarget::of(HeldToken& token, const FileCertificate& 
     return presentOf(facts, id, related);
 }
 
-void ImportTarget::made(const HeldToken& token, const std::vector<Made>& objects) {
-    ended(token);
+void ImportTarget::willHave(const HeldToken& token, const Made& object) {
     Content* const content = contentOf(token);
     if (!content) return;
-    content->lastChange = change_;
-    for (const auto& [certificate, id, isKey] : objects) {
-        if (!isKey) {
-            content->idOf[certificate->info.fingerprint] = id;
-            continue;
-        }
-        const CK_KEY_TYPE type = certificate->info.keyType;
-        const bool isRsa = type == CKK_RSA;
-        content->keys.keys.push_back({.type = type, .id = id, .modulus = isRsa ? certificate->publicKey : ""});
-        content->keys.publicKeys.push_back({.type = type, .id = id, .material = certificate->publicKey});
+    const auto& [certificate, id, isKey] = object;
+    if (!isKey) {
+        content->idOf[certificate->info.fingerprint] = id;
+        return;
     }
+    const CK_KEY_TYPE type = certificate->info.keyType;
+    const bool isRsa = type == CKK_RSA;
+    content->keys.keys.push_back({.type = type, .id = id, .modulus = isRsa ? certificate->publicKey : ""});
+    content->keys.publicKeys.push_back({.type = type, .id = id, .material = certificate->publicKey});
+}
+
+void ImportTarget::stored(const HeldToken& token) {
+    ended(token);
+    if (Content* const content = contentOf(token)) content->lastChange = change_;
+}
+
+void ImportTarget::forget(const HeldToken& token) {
+    std::erase_if(contents_, [&](const Content& content) { return sameSlot(content.token, token.named()); });
 }
 
 } // namespace panelkitd

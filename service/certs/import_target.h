@@ -2,7 +2,8 @@
 //
 // What the token of an import has already. A single import searches for the objects of its certificates. Some tokens
 // take as long for a search as for reading everything. So what was read of the tokens when the file was parsed is used
-// for the imports that follow at once, and when several imports follow each other, the second one reads the token.
+// for the imports that follow at once. When several are carried out together, the token is read before; when they
+// follow each other, the second one reads it.
 #pragma once
 
 #include <service/certs/parsed_file.h>
@@ -37,11 +38,13 @@ public:
     // Takes what was read of all tokens just now.
     void remember(const Holdings& everything);
 
-    // Called at the beginning of each import, with the token that is held for it.
-    void begin(const HeldToken& token);
+    // Called before each import, or before several that are carried out together, with the token that is held for it.
+    void begin(const HeldToken& token, std::size_t imports);
     Present of(HeldToken& token, const FileCertificate& certificate, FactsCache& cache);
-    // Called when the import has created objects.
-    void made(const HeldToken& token, const std::vector<Made>& objects);
+    // Called for each object that will be created, and then when all are stored, or when none could be.
+    void willHave(const HeldToken& token, const Made& object);
+    void stored(const HeldToken& token);
+    void forget(const HeldToken& token);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -65,7 +68,7 @@ private:
     PKCS11::TokenInfo token_;
     std::uint64_t change_ = 0; // HeldToken::lastChange() after it
     Clock::time_point lastImport_{};
-    bool inARow_ = false;
+    bool isOneOfSeveral_ = false; // the import that has begun
 };
 
 } // namespace panelkitd

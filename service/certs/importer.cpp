@@ -16,20 +16,30 @@ using vocabulary::Refused;
 
 namespace {
 
-// The objects that one import creates, and the identifier that links them.
+// The key that an import brings with the certificate; null when it brings none.
+EVP_PKEY* keyFor(const ParsedFile& file, const ImportWish& wish) {
+    const auto& key = file.certificates[wish.item].key;
+    return key && wish.mode != CertImport::certificateOnly ? file.keys[*key].key.get() : nullptr;
+}
+
+// The objects that one or several imports create, and the identifiers that link them.
 class Import {
 public:
-    Import(HeldToken& token, ImportTarget& target, FactsCache& cache) : token_(token), target_(target), cache_(cache) {
-        target_.begin(token_);
+    Import(HeldToken& token, ImportTarget& target, FactsCache& cache, std::size_t imports)
+        : token_(token), target_(target), cache_(cache) {
+        target_.begin(token_, imports);
     }
 
+    // Adds what an import needs and the token does not have. Returns whether there is anything. `wish` is possible.
+    bool add(const ParsedFile& file, const ImportWish& wish);
+
+    // Stores all that was added, or nothing.
+    void store();
+
+private:
     void addCertificate(const FileCertificate& certificate);
     void addKey(const FileCertificate& certificate, const EVP_PKEY* key, bool extractable);
 
-    // Stores the objects that were added and are not on the token yet. Returns false when there are none.
-    bool store();
-
-private:
     static std::string labelOf(const FileCertificate& certificate) {
         return certificate.name.empty() ? certificate.facts->shortName : certificate.name;
     }
@@ -38,7 +48,6 @@ private:
     ImportTarget& target_;
     FactsCache& cache_;
     std::vector<HostTemplate> objects_;
-    std::vector<ImportTarget::Made> made_;
 };
 
 void Import::addCertificate(const FileCertificate& certificate) {
@@ -51,7 +60,8 @@ void Import::addCertificate(const FileCertificate& certificate) {
     object.bytes(CKA_SUBJECT, certificate.facts->subject).bytes(CKA_ISSUER, certificate.facts->issuer);
     object.bytes(CKA_SERIAL_NUMBER, certificate.facts->serial).bytes(CKA_VALUE, certificate.der);
     objects_.push_back(object);
-    made_.push_back({certificate.facts, present.id, false});
+    target_.willHave(token_, {certificate.facts, present.id, false});
+    cache_.keep(certificate.der, certificate.facts); // the next listing needs them
 }
 
 void Import::addKey(const FileCertificate& certificate, const EVP_PKEY* key, bool extractable) {
@@ -63,14 +73,29 @@ void Import::addKey(const FileCertificate& certificate, const EVP_PKEY* key, boo
     describePublicKey(key, names, publicKey);
     objects_.push_back(privateKey);
     objects_.push_back(publicKey);
-    made_.push_back({certificate.facts, present.id, true});
+    target_.willHave(token_, {certificate.facts, present.id, true});
 }
 
-bool Import::store() {
-    if (objects_.empty()) return false;
-    token_.create(objects_);
-    target_.made(token_, made_);
-    return true;
+bool Import::add(const ParsedFile& file, const ImportWish& wish) {
+    const std::size_t before = objects_.size();
+    const FileCertificate& certificate = file.certificates[wish.item];
+    if (const EVP_PKEY* const key = keyFor(file, wish)) addKey(certificate, key, wish.extractable);
+    addCertificate(certificate);
+    if (wish.mode == CertImport::withChain) {
+        for (const std::size_t issuer : file.issuersOf(wish.item)) addCertificate(file.certificates[issuer]);
+    }
+    return objects_.size() > before;
+}
+
+void Import::store() {
+    if (objects_.empty()) return;
+    try {
+        token_.create(objects_);
+    } catch (...) {
+        target_.forget(token_);
+        throw;
+    }
+    target_.stored(token_);
 }
 
 // The mode of a request can be any number; 0 for one that does not exist.
@@ -100,26 +125,82 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item) {
     return modes;
 }
 
-CertOutcome<ImportCert> importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file,
-                                          const ImportWish& wish, FactsCache& cache) {
+namespace {
+
+std::optional<ImportOutcome> unfit(const ParsedFile& file, const ImportWish& wish) {
+    if (wish.item >= file.certificates.size()) return noSuchItem<ImportCert>();
     if ((possibleModes(file, wish.item) & bitOf(wish.mode)) == 0) {
-        return {ImportCert::modeUnfit,
-                remark(Refused::badInput, "the file does not have what this way of importing needs")};
+        return ImportOutcome{ImportCert::modeUnfit,
+                             remark(Refused::badInput, "the file does not have what this way of importing needs")};
     }
-    const FileCertificate& certificate = file.certificates[wish.item];
-    const bool withKey = certificate.key && wish.mode != CertImport::certificateOnly;
-    EVP_PKEY* const key = withKey ? file.keys[*certificate.key].key.get() : nullptr;
-    if (withKey && !keyWorks(key)) {
-        return {ImportCert::modeUnfit, remark(Refused::unknownFormat, "the file's private key is damaged")};
+    EVP_PKEY* const key = keyFor(file, wish);
+    if (key && !keyWorks(key)) {
+        return ImportOutcome{ImportCert::modeUnfit,
+                             remark(Refused::unknownFormat, "the file's private key is damaged")};
     }
-    Import import(token, target, cache);
-    if (withKey) import.addKey(certificate, key, wish.extractable);
-    import.addCertificate(certificate);
-    if (wish.mode == CertImport::withChain) {
-        for (const std::size_t issuer : file.issuersOf(wish.item)) import.addCertificate(file.certificates[issuer]);
+    return std::nullopt;
+}
+
+ImportOutcome planned(Import& import, const ParsedFile& file, const ImportWish& wish) {
+    if (import.add(file, wish)) return ImportCert::imported;
+    return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
+}
+
+// Returns nothing when the token refuses the whole. It is then as before.
+std::optional<std::vector<ImportOutcome>> importTogether(HeldToken& token, ImportTarget& target, const ParsedFile& file,
+                                                         const std::vector<ImportWish>& wishes, FactsCache& cache) {
+    std::vector<ImportOutcome> outcomes;
+    Import import(token, target, cache, wishes.size());
+    for (const ImportWish& wish : wishes) {
+        const auto reason = unfit(file, wish);
+        outcomes.push_back(reason ? *reason : planned(import, file, wish));
+        if (endsImports(outcomes.back())) break;
     }
-    if (!import.store()) return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
-    return ImportCert::imported;
+    try {
+        import.store();
+    } catch (const RefusedError& error) {
+        logDetail("several certificates could not be stored together: " + std::string(error.what()));
+        return std::nullopt;
+    }
+    return outcomes;
+}
+
+ImportOutcome importAlone(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
+                          FactsCache& cache) {
+    try {
+        return importCertificate(token, target, file, wish, cache);
+    } catch (const RefusedError& refused) {
+        return {importResult(refused.reason), refused.remarks};
+    }
+}
+
+} // namespace
+
+ImportOutcome importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
+                                FactsCache& cache) {
+    if (const auto reason = unfit(file, wish)) return *reason;
+    Import import(token, target, cache, 1);
+    ImportOutcome outcome = planned(import, file, wish);
+    import.store();
+    return outcome;
+}
+
+bool endsImports(const ImportOutcome& outcome) {
+    return outcome.result != ImportCert::imported && outcome.result != ImportCert::alreadyThere;
+}
+
+// A token is asked once for all. Only when it refuses is each stored by itself, to find the one that it does not take.
+std::vector<ImportOutcome> importCertificates(HeldToken& token, ImportTarget& target, const ParsedFile& file,
+                                              const std::vector<ImportWish>& wishes, FactsCache& cache) {
+    if (wishes.size() > 1) {
+        if (auto outcomes = importTogether(token, target, file, wishes, cache)) return std::move(*outcomes);
+    }
+    std::vector<ImportOutcome> outcomes;
+    for (const ImportWish& wish : wishes) {
+        outcomes.push_back(importAlone(token, target, file, wish, cache));
+        if (endsImports(outcomes.back())) break;
+    }
+    return outcomes;
 }
 
 ImportCert importResult(Refused reason) {

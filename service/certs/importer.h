@@ -30,6 +30,12 @@ struct CertOutcome {
     Remarks why;
 };
 
+// An outcome for an item that the file does not have.
+template <class Result>
+CertOutcome<Result> noSuchItem() {
+    return {Result::noSuchItem, remark(vocabulary::Refused::noSuchObject, "no such item was parsed in this session")};
+}
+
 struct ImportWish {
     std::uint32_t item = 0;
     vocabulary::CertImport mode = vocabulary::CertImport::certificateOnly;
@@ -54,8 +60,16 @@ private:
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
 // Imports a certificate, its key, or both. `target` belongs to the session. Throws RefusedError when the token refuses.
-CertOutcome<vocabulary::ImportCert> importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file,
-                                                      const ImportWish& wish, FactsCache& cache);
+using ImportOutcome = CertOutcome<vocabulary::ImportCert>;
+ImportOutcome importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
+                                FactsCache& cache);
+
+// Whether the imports that follow this one are not tried: it failed for another reason than that the token has it.
+bool endsImports(const ImportOutcome& outcome);
+
+// Imports several in their order. Returns the outcomes, up to the first one that ends the imports.
+std::vector<ImportOutcome> importCertificates(HeldToken& token, ImportTarget& target, const ParsedFile& file,
+                                              const std::vector<ImportWish>& wishes, FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
 
 // Imports a CRL. `everything` has the objects of all tokens, because the issuer of the list may be on any of them.

@@ -160,10 +160,14 @@ CertificateFactsPtr FactsCache::certificate(const std::string& der) {
         if (found != known->end()) return found->second;
     }
     auto facts = std::make_shared<const CertificateFacts>(readCertificateFacts(der));
+    keep(der, facts);
+    return facts;
+}
+
+void FactsCache::keep(const std::string& der, CertificateFactsPtr facts) {
     const auto known = certificates_.lock();
     if (known->size() >= mostCertificates) known->clear();
-    (*known)[key] = facts;
-    return facts;
+    (*known)[sha256(der)] = std::move(facts);
 }
 
 CrlFactsPtr FactsCache::crl(const std::string& der) {

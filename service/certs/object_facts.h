@@ -50,6 +50,7 @@ using CrlFactsPtr = std::shared_ptr<const CrlFacts>;
 class FactsCache {
 public:
     CertificateFactsPtr certificate(const std::string& der);
+    void keep(const std::string& der, CertificateFactsPtr facts); // that were read elsewhere
     CrlFactsPtr crl(const std::string& der);
     void clear();
 

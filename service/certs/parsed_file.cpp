@@ -25,6 +25,43 @@ std::string keyIdOf(EVP_PKEY* key) {
     return sha1({reinterpret_cast<const char*>(bits), static_cast<std::size_t>(size)});
 }
 
+// Finds the issuers of certificates in the same file. OpenSSL takes long to decode a certificate, so each is decoded
+// once, when it is needed.
+class Issuers {
+public:
+    explicit Issuers(const std::vector<FileCertificate>& certificates)
+        : certificates_(certificates), decoded_(certificates.size()) {}
+
+    // A hostile file may have thousands of certificates of one name: comparing each pair would take hours.
+    std::optional<std::size_t> of(std::size_t certificate) {
+        constexpr int mostTries = 8;
+        const std::string& name = certificates_[certificate].facts->issuer;
+        int tries = 0;
+        for (std::size_t i = 0; i < certificates_.size() && tries < mostTries; ++i) {
+            if (i == certificate || certificates_[i].facts->subject != name) continue;
+            ++tries;
+            if (signedBy(decoded(certificate), decoded(i))) return i;
+        }
+        return std::nullopt;
+    }
+
+private:
+    static bool signedBy(X509* certificate, X509* issuer) {
+        const bool signedIt = X509_check_issued(issuer, certificate) == X509_V_OK &&
+                              X509_verify(certificate, X509_get0_pubkey(issuer)) == 1;
+        ERR_clear_error();
+        return signedIt;
+    }
+    X509* decoded(std::size_t certificate) {
+        CertificateHandle& handle = decoded_[certificate];
+        if (!handle) handle = certificateFrom(certificates_[certificate].der);
+        return handle.get();
+    }
+
+    const std::vector<FileCertificate>& certificates_;
+    std::vector<CertificateHandle> decoded_;
+};
+
 } // namespace
 
 void FileCollector::addCertificate(std::string der, const std::string& name) {
@@ -33,7 +70,7 @@ void FileCollector::addCertificate(std::string der, const std::string& name) {
     if (!facts->readable) throw ParseError(ParseResult::unknownFormat, "a certificate in it is damaged");
     const auto same = [&](const FileCertificate& other) { return other.der == der; };
     if (std::any_of(file_.certificates.begin(), file_.certificates.end(), same)) return;
-    file_.certificates.push_back({std::move(der), name, std::move(facts), std::nullopt});
+    file_.certificates.push_back({std::move(der), name, std::move(facts), std::nullopt, std::nullopt});
 }
 
 void FileCollector::addCrl(std::string der) {
@@ -74,7 +111,10 @@ void FileCollector::addPkcs7(const PKCS7* container) {
 }
 
 ParsedFile FileCollector::finish() {
-    for (FileCertificate& certificate : file_.certificates) {
+    Issuers issuers(file_.certificates);
+    for (std::size_t i = 0; i < file_.certificates.size(); ++i) {
+        FileCertificate& certificate = file_.certificates[i];
+        certificate.issuer = issuers.of(i);
         const auto key = std::find_if(file_.keys.begin(), file_.keys.end(), [&](const FileKey& candidate) {
             return candidate.id == certificate.facts->keyId;
         });
@@ -86,27 +126,9 @@ ParsedFile FileCollector::finish() {
     return std::move(file_);
 }
 
-// A hostile file may have thousands of certificates of one name: comparing each pair would take hours.
-std::optional<std::size_t> ParsedFile::issuerOf(std::size_t certificate) const {
-    constexpr int mostTries = 8;
-    const std::string& name = certificates[certificate].facts->issuer;
-    const CertificateHandle child = certificateFrom(certificates[certificate].der);
-    int tries = 0;
-    for (std::size_t i = 0; i < certificates.size() && tries < mostTries; ++i) {
-        if (i == certificate || certificates[i].facts->subject != name) continue;
-        ++tries;
-        const CertificateHandle issuer = certificateFrom(certificates[i].der);
-        if (X509_check_issued(issuer.get(), child.get()) != X509_V_OK) continue;
-        const bool signedIt = X509_verify(child.get(), X509_get0_pubkey(issuer.get())) == 1;
-        ERR_clear_error();
-        if (signedIt) return i;
-    }
-    return std::nullopt;
-}
-
 std::vector<std::size_t> ParsedFile::issuersOf(std::size_t certificate, std::size_t most) const {
     std::vector<std::size_t> found;
-    for (auto next = issuerOf(certificate); next && found.size() < most; next = issuerOf(*next)) {
+    for (auto next = certificates[certificate].issuer; next && found.size() < most; next = certificates[*next].issuer) {
         if (*next == certificate || std::find(found.begin(), found.end(), *next) != found.end()) break;
         found.push_back(*next);
     }

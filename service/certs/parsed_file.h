@@ -25,7 +25,8 @@ struct FileCertificate {
     std::string der;
     std::string name; // its name in the file; often empty
     CertificateFactsPtr facts;
-    std::optional<std::size_t> key; // index into the keys
+    std::optional<std::size_t> key;    // index into the keys
+    std::optional<std::size_t> issuer; // index of the CA certificate of the file that has signed it
 };
 
 struct FileCrl {
@@ -41,9 +42,6 @@ struct ParsedFile {
     // Returns the CA certificates of the file that are in the chain of a certificate, as indexes. The issuer of the
     // certificate comes first. There are at most `most`.
     std::vector<std::size_t> issuersOf(std::size_t certificate, std::size_t most = 16) const;
-
-private:
-    std::optional<std::size_t> issuerOf(std::size_t certificate) const;
 };
 
 // Returns the objects of a file, without duplicates. `password` is for encrypted keys and PKCS#12, and may be empty.

@@ -191,7 +191,7 @@ TEST(TheChoicesOfARequest, AreWhatTheTokenMakesAndSignsWith) {
 TEST(AListing, ThatIsIncompleteIsRefusedToFrontEndsThatReadNoRemarks) {
     const std::vector<UnseenTokens> unseen{{{remark(vocabulary::Refused::incomplete, "the tokens can't be read")}}};
     bridge::server::Session session{.version = bridge::remarksSince};
-    Call call{session, false, CommandStreamIn("", 0), {}, {}, {}};
+    Call call{.session = session, .byAdministrator = false, .in = CommandStreamIn("", 0)};
     tellUnseen(call, unseen);
     EXPECT_EQ(call.remarks, unseen[0].why);
     session.version = bridge::remarksSince - 1;

@@ -86,7 +86,7 @@ TEST(TheSecretsOfTheConfiguration, LeaveNothingInFreedMemoryWhenTheyAreCommitted
         Announcer announcer;
         bridge::server::Session session;
         const std::string request = encoded(std::string("IKE"));
-        Call call{session, true, CommandStreamIn(request), {}, {}, {}};
+        Call call{.session = session, .byAdministrator = true, .in = CommandStreamIn(request)};
         wipe(ParameterCommands(configuration, announcer).read(call));
     }
     EXPECT_EQ(memory.found(), 0) << "read from disk";
