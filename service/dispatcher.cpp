@@ -217,12 +217,12 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     return answer;
 }
 
-// A command on several objects has a line for each that it has changed.
 void Dispatcher::noteEnd(const Call& call, const std::string& command, const std::string& how) {
     const std::string what = command + (call.subject.empty() ? "" : " " + call.subject);
-    for (const std::string& object : call.objects) note(call.session, what + ", " + object + ": done", true);
-    const bool done = how == "done";
-    if (!done || call.objects.empty()) note(call.session, what + ": " + how, done);
+    for (const auto& [object, outcome] : call.parts) {
+        note(call.session, what + ", " + object + ": " + outcome, outcome == "done");
+    }
+    if (call.parts.empty()) note(call.session, what + ": " + how, how == "done");
 }
 
 // What was done is always logged. What was not could be repeated for ever at no cost.

@@ -5,6 +5,7 @@
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/config_transaction.h>
 #include <panelkit/lparams/sections/sections.h>
+#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 
 #include "support/bytes.h"
@@ -80,6 +81,8 @@ void useCertificates() {
     std::string content;
     EXPECT_TRUE(controller.CreatePresharedKey({}, "office", secret));
     controller.ImportCertificate({}, 0, {}, true, secret.c_str());
+    std::vector<ImportCertResult> results;
+    EXPECT_ANY_THROW(panelkit::MonitorController().ImportCertificates(controller, {}, {{}}, secret.c_str(), results));
     EXPECT_ANY_THROW(controller.ExportCertificate({}, {}, {}, secret, true, true, content));
 }
 

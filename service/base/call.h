@@ -24,15 +24,20 @@ inline constexpr bool panelkit::isField<panelkit::Optional<panelkit::SecretText>
 namespace panelkitd {
 
 struct Call {
+    struct Part {
+        std::string object;
+        std::string outcome; // "done", or why not
+    };
+
     Account account() const { return {session.peer.user, displayName(session.peer), byAdministrator}; }
 
     bridge::server::Session& session;
     bool byAdministrator;
-    CommandStreamIn in;               // over the payload
-    std::string subject;              // what the command acts on, for the audit line; no secrets
-    std::vector<std::string> objects; // those that a command on several has changed; each has an audit line
-    std::string outcome; // for the audit line, if the reply's first byte does not say how the command ended
-    Remarks remarks;     // sent with the reply
+    CommandStreamIn in;      // over the payload
+    std::string subject;     // what the command acts on, for the audit line; no secrets
+    std::vector<Part> parts; // of a command that acts on several objects: each has an audit line of its own
+    std::string outcome;     // for the audit line, if the reply's first byte does not say how the command ended
+    Remarks remarks;         // sent with the reply
 };
 
 // Reads the first record of most requests; the audit line names it.

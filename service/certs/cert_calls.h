@@ -46,11 +46,15 @@ constexpr auto ofRow(vocabulary::ImportCrl result) { return static_cast<ImportCR
 constexpr auto ofRow(vocabulary::ExportCert result) { return static_cast<ExportCertResult>(result); }
 constexpr auto ofRow(vocabulary::MakeRequest result) { return static_cast<MakeCertRequestResult>(result); }
 
+template <class Result>
+std::string auditText(const CertOutcome<Result>& outcome) {
+    return outcome.result == Result{} ? "done" : "failed (" + inEnglish(outcome.why) + ")";
+}
+
 // A reply that begins with a result. The reasons for the result are sent to the front end and to the audit line.
 template <panelkit::Command command, class Result, class... Fields>
 std::string answered(Call& call, const CertOutcome<Result>& outcome, const Fields&... fields) {
-    const bool done = outcome.result == Result{};
-    call.outcome = done ? "done" : "failed (" + inEnglish(outcome.why) + ")";
+    call.outcome = auditText(outcome);
     call.remarks = outcome.why;
     return panelkit::encodeReply<command>(ofRow(outcome.result), fields...);
 }

@@ -258,17 +258,19 @@ std::vector<ImportWish> wishesOf(const std::vector<panelkit::ImportItem>& items)
     return wishes;
 }
 
+std::string nameOf(const ParsedFile* file, std::uint32_t item) {
+    if (!file || item >= file->certificates.size()) return "item " + std::to_string(item);
+    return platform::quotedName(file->certificates[item].facts->info.subject);
+}
+
 std::string answered(Call& call, const ParsedFile* file, const std::vector<ImportWish>& wishes,
                      const std::vector<ImportOutcome>& outcomes) {
     std::vector<ImportCertResult> results;
     for (std::size_t i = 0; i < outcomes.size(); ++i) {
         results.push_back(ofRow(outcomes[i].result));
-        if (outcomes[i].result != ImportCert::imported) continue;
-        call.objects.push_back(platform::quotedName(file->certificates[wishes[i].item].facts->info.subject));
+        call.parts.push_back({nameOf(file, wishes[i].item), auditText(outcomes[i])});
     }
     call.remarks = outcomes.back().why;
-    const bool done = !endsImports(outcomes.back()) && !call.objects.empty();
-    call.outcome = done ? "done" : "failed (" + inEnglish(call.remarks) + ")";
     return encodeReply<Command::ImportCertificates>(results);
 }
 

@@ -3,6 +3,8 @@
 // panelctl cert import, export, delete: what is sent to the service, and what is not. Runs under Wine too.
 #include "cert_fixture.h"
 
+#include <panelkit/monitor/monitor_records.h>
+
 using vocabulary::CertImport;
 using vocabulary::Refused;
 
@@ -77,6 +79,34 @@ TEST_F(FileVerbs, StopAtTheFirstCertificateThatFails) {
     answer(Command::ImportCertificate, vocabulary::ImportCert::tokenFull);
     expectError(run({"cert", "import", path, "--token", "A1"}), 32, "token \"Office\" is full");
     EXPECT_EQ(sent(Command::ImportCertificate), imported(office, 0, CertImport::certificateOnly));
+}
+
+// The first command has one certificate, the next ones have more.
+TEST_F(FileVerbs, ImportSeveralByOneCommandAndNameWhatWasDone) {
+    using enum vocabulary::ImportCert;
+    const CertImportOption other{old, bit(CertImport::certificateOnly), {}};
+    fileHolds({plain, other, other, plain, other});
+    answer(Command::ImportCertificate, imported);
+    const auto several = [&](const std::vector<vocabulary::ImportCert>& results) {
+        service.on(Command::ImportCertificates, Reaction::reply(encoded(results)));
+        return run({"cert", "import", path, "--token", "A1", "--pin-stdin", "--extractable"}, "1234\n");
+    };
+    EXPECT_EQ(several({imported, alreadyThere, imported, imported}).status, 0);
+    const auto item = [](std::uint32_t place) {
+        return panelkit::ImportItem{place, static_cast<CertImportMode>(CertImport::certificateOnly), true};
+    };
+    EXPECT_EQ(sent(Command::ImportCertificates),
+              encoded(office, std::vector{item(1), item(2), item(3), item(4)}, std::string("1234")));
+    const auto failed = several({imported, alreadyThere, tokenFull});
+    EXPECT_EQ(failed.status, 32);
+    EXPECT_THAT(failed.error, HasSubstr("token \"Office\" is full\n2 of 5 were imported before\n  Root\n  gate east"));
+    const auto cut = several({imported});
+    EXPECT_EQ(cut.status, 8);
+    EXPECT_THAT(cut.error, HasSubstr("the service did not say how an import ended\n2 of 5 were imported before"));
+    service.on(Command::ImportCertificates, Reaction::cutBefore());
+    const auto lost = run({"cert", "import", path, "--token", "A1"});
+    EXPECT_EQ(lost.status, 6);
+    EXPECT_THAT(lost.error, HasSubstr("1 of 5 were imported before\n  Root"));
 }
 
 TEST_F(FileVerbs, ShowWhatIsInAFileAndImportNothing) {

@@ -5,6 +5,7 @@
 #include "certs_fixture.h"
 #include "steered_token.h"
 
+#include <panelkit/monitor/monitor_controller.h>
 #include <platform/bridge/failure.h>
 #include <platform/text/ascii.h>
 #include <service/certs/parsed_file.h>
@@ -371,6 +372,70 @@ TEST_F(TheSteeredToken, IsSeenAsItIsBetweenTheImportsOfABundle) {
     EXPECT_TRUE(named("CN=keyed").hasPrivateKey) << "one identifier links them";
     ASSERT_TRUE(controller->DeleteCertificate(office, named("CN=user")));
     EXPECT_EQ(importItem(1), ImportCert::imported) << "it was deleted meanwhile";
+}
+
+// ---- several in one command
+
+class SeveralImports : public TheSteeredToken {
+protected:
+    void SetUp() override {
+        TheSteeredToken::SetUp();
+        login();
+        std::string bundle;
+        for (int i = 0; i < 4; ++i) bundle += pem(makeUser("user " + std::to_string(i), middle).der);
+        ASSERT_EQ(parse(bundle + pem(keyed.der) + keyPem(keyed.key)), ParseResult::parsed);
+    }
+    std::vector<ImportCert> importThese(const std::vector<std::uint32_t>& items,
+                                        CertImport last = CertImport::certificateOnly, const char* pin = nullptr) {
+        std::vector<panelkit::ImportItem> wanted;
+        for (const std::uint32_t item : items) wanted.push_back({item, {}, false});
+        if (!wanted.empty()) wanted.back().mode = static_cast<CertImportMode>(last);
+        std::vector<ImportCertResult> results;
+        carriedOut = monitor.ImportCertificates(*controller, office, wanted, pin, results);
+        std::vector<ImportCert> named(results.size());
+        std::transform(results.begin(), results.end(), named.begin(),
+                       [](ImportCertResult result) { return static_cast<ImportCert>(result); });
+        return named;
+    }
+
+    const Identity keyed = makeUser("keyed", middle);
+    panelkit::MonitorController monitor;
+    bool carriedOut = false;
+};
+
+TEST_F(SeveralImports, AreStoredUpToTheFirstThatFails) {
+    using enum ImportCert;
+    ASSERT_THAT(importThese({1}), ElementsAre(imported));
+    control.setTraits("office", {.capacity = 3});
+    EXPECT_THAT(importThese({0, 1, 2, 3}), ElementsAre(imported, alreadyThere, imported, tokenFull));
+    EXPECT_EQ(objects(), 3U);
+    EXPECT_EQ(bridge::lastRemarks().at(0).code, static_cast<std::uint32_t>(vocabulary::Refused::tokenFull));
+    control.setTraits("office", {.capacity = 30});
+    EXPECT_THAT(importThese({3, 3, 2}, CertImport::withPrivateKey), ElementsAre(imported, alreadyThere, modeUnfit));
+    EXPECT_THAT(importThese({4, 99, 0}, CertImport::withPrivateKey), ElementsAre(imported, noSuchItem));
+    EXPECT_THAT(importThese({4, 4}, CertImport::withPrivateKey), ElementsAre(alreadyThere, imported)) << "its key";
+    EXPECT_TRUE(named("CN=keyed").hasPrivateKey);
+    EXPECT_THAT(importThese({0, 1}), ElementsAre(alreadyThere, alreadyThere));
+    const std::string log = service.terminate().error;
+    for (const char* part : {"user 0\": done\n", "user 1\": failed (the token has it already)", "user 2\": done\n",
+                             "user 3\": failed (the token is full (C_CreateObject: CKR_DEVICE_MEMORY))"}) {
+        EXPECT_THAT(log, HasSubstr(std::string(", \"CN=") + part));
+    }
+}
+
+TEST_F(SeveralImports, AreCountedAndNeedAParsedFileAndALogIn) {
+    EXPECT_THAT(importThese({}), IsEmpty());
+    EXPECT_FALSE(carriedOut);
+    EXPECT_THAT(importThese(std::vector<std::uint32_t>(257)), IsEmpty());
+    EXPECT_FALSE(carriedOut);
+    EXPECT_EQ(importThese(std::vector<std::uint32_t>(256)).size(), 256U) << "the first, 255 times more";
+    logout();
+    EXPECT_THAT(importThese({1, 2}), ElementsAre(ImportCert::notLoggedIn));
+    EXPECT_THAT(importThese({1, 2}, {}, "wrong"), ElementsAre(ImportCert::wrongPin));
+    EXPECT_THAT(importThese({1, 2}, {}, "user-1"), ElementsAre(ImportCert::imported, ImportCert::imported));
+    EXPECT_THAT(importThese({3}), ElementsAre(ImportCert::notLoggedIn)) << "logged in for one command";
+    ASSERT_TRUE(controller->ReloadAll(true));
+    EXPECT_THAT(importThese({3}, {}, "user-1"), ElementsAre(ImportCert::noSuchItem));
 }
 
 // ---- parsed files

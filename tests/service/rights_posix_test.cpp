@@ -23,7 +23,7 @@ const std::set<Command> forAdministrators{
     Command::ActivateSystem,         Command::WriteGroup,         Command::ReadGroup,
     Command::CommitGroups,           Command::GenerateKey,        Command::DeleteKey,
     Command::DeleteCertAndKey,       Command::GetUncommitted,     Command::RevertSettings,
-    Command::MakeCertRequestWithPin, Command::ActOnTunnel,
+    Command::MakeCertRequestWithPin, Command::ActOnTunnel,        Command::ImportCertificates,
 };
 // Those that change nothing, so that they are not audited; and those of users that do.
 const std::set<Command> readByAdministrators{Command::ReadGroup, Command::GetUncommitted};

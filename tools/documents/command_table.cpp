@@ -69,6 +69,7 @@ template <> constexpr std::string_view typeName<ParseCertFileResult>           =
 template <> constexpr std::string_view typeName<PinStateMessage>               = "PinStateMessage";
 template <> constexpr std::string_view typeName<PKCS11::ProviderInfo>          = "ProviderInfo";
 template <> constexpr std::string_view typeName<PKCS11::TokenInfo>             = "TokenInfo";
+template <> constexpr std::string_view typeName<panelkit::ImportItem>          = "ImportItem";
 template <> constexpr std::string_view typeName<panelkit::KeyInfo>             = "KeyInfo";
 template <> constexpr std::string_view typeName<panelkit::PolicyContent>       = "PolicyContent";
 template <> constexpr std::string_view typeName<panelkit::ProviderState>       = "ProviderState";

@@ -6,6 +6,7 @@
 #include <panelkit/lparams/sections/section_body.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
+#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <panelkit/transcript/field_names.h>
 #include <panelkit/transcript/transcript_fields.h>
@@ -184,6 +185,7 @@ TEST_F(ATranscript, HoldsNoSecretAfterADayOfCommands) {
     service->answer<Command::InitTokenRNG>(true);
     service->answer<Command::CreatePresharedKey>(true);
     service->answer<Command::ImportCertificate>(ImportCertResult{});
+    service->answer<Command::ImportCertificates>(std::vector<ImportCertResult>{});
     service->answer<Command::ParseCertFile>(ParseCertFileResult{5});
     service->on(Command::WriteGroup, Reaction::reply(""));
     tokens.TokenLogin(token, "GEHEIM-pin", false, nullptr);
@@ -198,6 +200,8 @@ TEST_F(ATranscript, HoldsNoSecretAfterADayOfCommands) {
     std::vector<CRLInfo> crls;
     certs.ParseCertFile(file.c_str(), "GEHEIM-password", places, options, crls);
     certs.ImportCertificate(token, 0, CertImportMode{}, false, "GEHEIM-import");
+    std::vector<ImportCertResult> results;
+    panelkit::MonitorController().ImportCertificates(certs, token, {{}}, "GEHEIM-import", results);
     std::string content;
     certs.ExportCertificate(token, {}, CertExportFormat{}, "GEHEIM-container", false, true, content);
     EXPECT_EQ(content, "GEHEIM-export");
