@@ -141,7 +141,7 @@ TEST_F(AMonitorController, ImportsOverTheSessionThatHasParsedTheFile) {
     };
     expectRequests(
         {{Command::ImportCertificates, request, joined({one, "07 00 00 00"}), import(nullptr)},
-         {Command::ImportCertificates, request + joined({"03 00 00 00 'pin'"}), "00 00 00 00", import("pin")},
+         {Command::ImportCertificates, request + joined({"03 00 00 00 'pin'"}), joined({"00 00 00 00"}), import("pin")},
          {Command::ImportCertificates, request + joined({"00 00 00 00"}), joined({one, "07 00 00 00"}), import("")}},
         "Certificates");
     EXPECT_THAT(results, ElementsAre(ImportCertResult{7}));
