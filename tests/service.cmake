@@ -21,12 +21,14 @@ endif()
 # Certificates, with what OpenSSL makes for them.
 add_library(certificate_maker STATIC support/certificate_maker.cpp)
 target_link_libraries(certificate_maker PUBLIC panelkit_options thirdparty_openssl)
+add_executable(token_user support/token_user.cpp)
+target_link_libraries(token_user PRIVATE panelkitd_parts)
 panelkit_test(test_service_certs LINK certificate_maker SOURCES
     service/certs_files_test.cpp
     service/certs_requests_test.cpp
     service/certs_test.cpp
     service/command_fields_test.cpp)
-add_dependencies(test_service_certs panelkitd panelkit_test_token)
+add_dependencies(test_service_certs panelkitd panelkit_test_token token_user)
 if(NOT WIN32)
     target_sources(test_service_certs PRIVATE service/remarks_test.cpp)
     add_dependencies(test_service_certs catalogues)
@@ -73,7 +75,7 @@ panelkit_test(test_service_monitor LINK certificate_maker SOURCES
     service/monitor_keys_test.cpp
     service/monitor_states_test.cpp)
 target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_monitor panelkitd panelkit_test_token)
+add_dependencies(test_service_monitor panelkitd panelkit_test_token token_user)
 
 panelkit_test(test_service_interfaces SOURCES
     service/interfaces_test.cpp)

@@ -6,7 +6,6 @@
 #include <panelkit/certs/certs_controller.h>
 
 #include "../support/certificate_maker.h"
-#include "../support/embedded_tokens.h"
 #include "with_service.h"
 
 #include <vocabulary/certs.h>
@@ -20,12 +19,10 @@ using vocabulary::ImportCert;
 using vocabulary::ImportCrl;
 using vocabulary::ParseResult;
 
-class WithCertificates : private EmbeddedTokens, public WithService {
+class WithCertificates : public WithService {
 protected:
-    using EmbeddedTokens::keysSign;
-    using WithService::Environment;
     explicit WithCertificates(std::vector<std::string> arguments = {}, Environment environment = {})
-        : WithService(EmbeddedTokens::with(std::move(arguments)), EmbeddedTokens::with(std::move(environment))) {}
+        : WithService(std::move(arguments), std::move(environment)) {}
 
     void initialize(const std::string& label = "Office") {
         ASSERT_TRUE(tokens.TokenInitialize(token(""), label, "so-pin-1", "user-1", false));
@@ -33,6 +30,17 @@ protected:
     }
     void login(const std::string& label = "Office") {
         ASSERT_TRUE(tokens.TokenLogin(token(label), "user-1", false, nullptr)) << bridge::lastFailure().text();
+    }
+    // Runs another program of this host, tests/support/token_user.cpp, with the service's module. Returns its output.
+    std::string tokenUser(const std::string& pin, std::vector<std::string> what = {}) {
+        std::vector<PKCS11::ProviderInfo> providers;
+        EXPECT_TRUE(tokens.EnumProviders(providers));
+        what.insert(what.begin(), {builtProgram("token_user"), providers.at(0).*vocabulary::provider::path, pin});
+        platform::ChildOptions program{.arguments = std::move(what)};
+        program.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
+        const platform::ChildResult result = platform::runChild(program, std::chrono::seconds(60));
+        EXPECT_EQ(result.status, 0) << result.error;
+        return result.output;
     }
     void logout(const std::string& label = "Office") { ASSERT_TRUE(tokens.TokenLogout(token(label))); }
 

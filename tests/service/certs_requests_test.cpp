@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Certificate requests: made on a SoftHSM2 token, checked by the openssl program, and answered with a certificate.
+// Certificate requests: made on a SoftHSM2 token, checked by OpenSSL, and answered with a certificate.
 #include "../support/bytes.h"
 #include "certs_fixture.h"
 
@@ -28,20 +28,9 @@ protected:
     MakeRequest make(const CertRequestInfo& wish) {
         return static_cast<MakeRequest>(controller->MakeCertRequest(token(), wish, content));
     }
-    // The request as the openssl program shows it.
-    std::string judged() {
-        const std::string path = service.folder().file("request");
-        platform::replaceFile(path, content, true);
-        platform::ChildOptions child;
-        child.arguments = {"openssl", "req", "-verify", "-noout", "-text", "-nameopt", "utf8", "-in", path};
-        const auto result = platform::runChild(child, std::chrono::seconds(30));
-        EXPECT_EQ(result.status, 0) << result.error;
-        return result.output + result.error;
-    }
 };
 
 TEST_F(Request, IsSignedByEachKindOfKeyThatTheTokenMakes) {
-    if (!keysSign) GTEST_SKIP() << "needs keys that sign";
     std::vector<CertRequestKeyInfo> choices;
     ASSERT_TRUE(controller->GetCertRequestKeyInfo(token(), choices));
     ASSERT_EQ(choices.size(), 2U);
@@ -52,16 +41,15 @@ TEST_F(Request, IsSignedByEachKindOfKeyThatTheTokenMakes) {
             choice.keyType == vocabulary::keyType::rsa ? std::vector<std::uint32_t>{2048} : choice.keyBits;
         for (std::size_t i = 0; i < sizes.size(); ++i) {
             ASSERT_EQ(make(wishFor(choice.keyType, sizes[i], choice.digests.at(i))), MakeRequest::made) << content;
-            EXPECT_THAT(judged(), HasSubstr("verify OK"));
+            EXPECT_NO_THROW(text = requestText(content));
         }
     }
-    EXPECT_THAT(judged(), HasSubstr("DNS:gate.example, IP Address:192.0.2.1, IP Address:2001:DB8:0:0:0:0:0:1"));
-    EXPECT_THAT(judged(), HasSubstr("ipsec Internet Key Exchange"));
-    EXPECT_THAT(judged(), HasSubstr("X509v3 Key Usage: critical"));
+    EXPECT_THAT(text, HasSubstr("DNS:gate.example, IP Address:192.0.2.1, IP Address:2001:DB8:0:0:0:0:0:1"));
+    EXPECT_THAT(text, HasSubstr("ipsec Internet Key Exchange"));
+    EXPECT_THAT(text, HasSubstr("X509v3 Key Usage: critical"));
 }
 
 TEST_F(Request, LeadsToACertificateWithItsKey) {
-    if (!keysSign) GTEST_SKIP() << "needs keys that sign";
     CertRequestInfo wish = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
     wish.keyLabel = "gate key";
     ASSERT_EQ(make(wish), MakeRequest::made) << content;
@@ -108,7 +96,6 @@ TEST_F(Request, NamesOneKeyAndOneFormat) {
 }
 
 TEST_F(Request, ThatCanNotBeMadeSaysWhyAndLeavesNoKey) {
-    if (!keysSign) GTEST_SKIP() << "needs keys that sign";
     const CertRequestInfo good = wishFor(vocabulary::keyType::ec, 256, vocabulary::digest::sha256);
     const auto with = [&](auto change) {
         CertRequestInfo wish = good;

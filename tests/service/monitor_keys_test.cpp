@@ -53,7 +53,6 @@ protected:
 };
 
 TEST_F(AKeyPair, IsMadeListedShownAndDeleted) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     for (const auto& [type, bits] : {std::pair(keyType::rsa, 2048U), std::pair(keyType::ec, 384U)}) {
         ASSERT_TRUE(generate(type, bits, "gate")) << bridge::lastFailure().text();
         EXPECT_EQ(made.label, "gate");
@@ -81,7 +80,6 @@ TEST_F(AKeyPair, IsMadeListedShownAndDeleted) {
 }
 
 TEST_F(AKeyPair, IsNotMadeFromBadInput) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_TRUE(generate(keyType::ec, 256, "taken"));
     const struct {
         std::uint32_t type, bits;
@@ -106,7 +104,6 @@ TEST_F(AKeyPair, IsNotMadeFromBadInput) {
 }
 
 TEST_F(AKeyPair, ShowsOnlyItsPublicHalfWithoutLogIn) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_TRUE(generate(keyType::ec, 256, "gate"));
     const KeyInfo whole = made;
     logout();
@@ -153,7 +150,6 @@ TEST_F(AKeyPair, KnowsItsCertificates) {
 }
 
 TEST_F(AKeyPair, MustBeThereToBeDeletedWithItsCertificate) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     ASSERT_EQ(importFile(makeUser("alone", root).der), ImportCert::imported);
     ASSERT_TRUE(generate(keyType::ec, 256, "of nobody"));
     EXPECT_FALSE(monitor.DeleteCertificateWithKey(token(), named("CN=alone")));
@@ -202,28 +198,20 @@ TEST_F(AKeyPair, SharesItsLabelAndIdentifierWithItsCertificate) {
 }
 
 // What another program has stored on the token.
-class AnObjectOfAnother : public AKeyPair {
-protected:
-    bool store(const std::string& der, std::vector<std::string> how) {
-        const std::string file = service.folder().file("object.der");
-        platform::replaceFile(file, der, true);
-        how.insert(how.end(), {"--token-label", "Office", "--login", "--pin", "user-1", "--write-object", file});
-        return pkcs11Tool(service, std::move(how)).status == 0;
-    }
-};
+using AnObjectOfAnother = AKeyPair;
 
 TEST_F(AnObjectOfAnother, GivesItsIdentifierToTheKeyOfACertificate) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
     const Identity gate = makeUser("gate", root);
-    ASSERT_TRUE(store(gate.der, {"--type", "cert", "--id", "4242"}));
+    const std::string file = service.folder().file("object.der");
+    platform::replaceFile(file, gate.der, true);
+    tokenUser("user-1", {"certificate", file, "BB"});
     EXPECT_EQ(importFile(pkcs12(gate, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
     ASSERT_EQ(listKeys().size(), 1U);
     EXPECT_EQ(listKeys()[0].id, "4242");
 }
 
 TEST_F(AnObjectOfAnother, KeepsItsLabelForItself) {
-    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
-    ASSERT_TRUE(store(panelkitd::derOf(ecKey().get(), i2d_PUBKEY), {"--type", "pubkey", "--label", "taken"}));
+    tokenUser("user-1", {"public-key", "taken"});
     EXPECT_FALSE(generate(keyType::ec, 256, "taken"));
     EXPECT_EQ(refusal(), Refused::alreadyThere);
 }

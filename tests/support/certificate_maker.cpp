@@ -59,6 +59,16 @@ const EVP_MD* digestFor(const Key& key) {
     return EVP_PKEY_get_base_id(key.get()) == EVP_PKEY_ED25519 ? nullptr : EVP_sha256();
 }
 
+using RequestHandle = std::unique_ptr<X509_REQ, Release<X509_REQ_free>>;
+
+RequestHandle verifiedRequest(const std::string& requestPem) {
+    const BioHandle bio = readingBio(requestPem);
+    RequestHandle request(made(PEM_read_bio_X509_REQ(bio.get(), nullptr, nullptr, nullptr), "a request"));
+    EVP_PKEY* key = made(X509_REQ_get0_pubkey(request.get()), "a request's key");
+    if (X509_REQ_verify(request.get(), key) != 1) throw std::runtime_error("the request's signature is wrong");
+    return request;
+}
+
 } // namespace
 
 Key rsaKey(unsigned bits) { return owned(EVP_RSA_gen(bits)); }
@@ -180,12 +190,15 @@ std::string keyPem(const Key& key, const std::string& password) {
     return takenText(bio);
 }
 
+std::string requestText(const std::string& requestPem) {
+    const BioHandle bio = collectingBio();
+    X509_REQ_print(bio.get(), verifiedRequest(requestPem).get());
+    return takenText(bio);
+}
+
 std::string answerRequest(const std::string& requestPem, const Identity& issuer) {
-    const BioHandle bio = readingBio(requestPem);
-    const std::unique_ptr<X509_REQ, Release<X509_REQ_free>> request(
-        made(PEM_read_bio_X509_REQ(bio.get(), nullptr, nullptr, nullptr), "a request"));
-    EVP_PKEY* key = made(X509_REQ_get0_pubkey(request.get()), "a request's key");
-    if (X509_REQ_verify(request.get(), key) != 1) throw std::runtime_error("the request's signature is wrong");
+    const RequestHandle request = verifiedRequest(requestPem);
+    EVP_PKEY* key = X509_REQ_get0_pubkey(request.get());
     const CertificateHandle certificate(X509_new());
     X509_set_version(certificate.get(), 2);
     ASN1_INTEGER_set(X509_get_serialNumber(certificate.get()), 77);

@@ -56,6 +56,9 @@ std::string pkcs7(const std::vector<std::string>& certificates);
 std::string pem(const std::string& der, const char* name = "CERTIFICATE");
 std::string keyPem(const Key& key, const std::string& password = {});
 
+// The request as OpenSSL shows it. Throws when its signature is wrong.
+std::string requestText(const std::string& requestPem);
+
 // The request's certificate: as a CA would make it. Throws when its signature is wrong.
 std::string answerRequest(const std::string& requestPem, const Identity& issuer);
 
