@@ -33,9 +33,7 @@ protected:
     }
     // Runs another program of this host, tests/support/token_user.cpp, with the service's module. Returns its output.
     std::string tokenUser(const std::string& pin, std::vector<std::string> what = {}) {
-        std::vector<PKCS11::ProviderInfo> providers;
-        EXPECT_TRUE(tokens.EnumProviders(providers));
-        what.insert(what.begin(), {builtProgram("token_user"), providers.at(0).*vocabulary::provider::path, pin});
+        what.insert(what.begin(), {builtProgram("token_user"), providers().at(0).*vocabulary::provider::path, pin});
         platform::ChildOptions program{.arguments = std::move(what)};
         program.environment["SOFTHSM2_CONF"] = service.state() + "/softhsm/softhsm2.conf";
         const platform::ChildResult result = platform::runChild(program, std::chrono::seconds(60));

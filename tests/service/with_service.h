@@ -53,6 +53,11 @@ protected:
         EXPECT_TRUE(waitFor([&] { return service.log().find(text) != std::string::npos; })) << text << service.log();
     }
 
+    std::vector<PKCS11::ProviderInfo> providers() {
+        std::vector<PKCS11::ProviderInfo> all;
+        EXPECT_TRUE(tokens.EnumProviders(all)) << bridge::lastFailure().text();
+        return all;
+    }
     std::vector<PKCS11::TokenInfo> listed() {
         std::vector<PKCS11::TokenInfo> all;
         EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, all)) << bridge::lastFailure().text();
