@@ -28,6 +28,11 @@ struct CertCommands::State {
 
     Holdings look() { return {providers, cache}; }
 
+    // cert_import_commands.cpp. `pin` may be null.
+    std::vector<ImportOutcome> import(const Call& call, const PKCS11::TokenInfo& info,
+                                      const std::vector<ImportWish>& wishes, const platform::Secret* pin);
+    std::string nameOf(const Call& call, std::uint32_t item) const; // of the session's file, for the audit line
+
     Providers& providers;
     const Configuration& configuration;
     const KeyUse keyUse; // of preshared keys that are created

@@ -167,23 +167,18 @@ std::optional<std::vector<ImportOutcome>> importTogether(HeldToken& token, Impor
 
 ImportOutcome importAlone(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
                           FactsCache& cache) {
+    if (const auto reason = unfit(file, wish)) return *reason;
     try {
-        return importCertificate(token, target, file, wish, cache);
+        Import import(token, target, cache, 1);
+        ImportOutcome outcome = planned(import, file, wish);
+        import.store();
+        return outcome;
     } catch (const RefusedError& refused) {
         return {importResult(refused.reason), refused.remarks};
     }
 }
 
 } // namespace
-
-ImportOutcome importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
-                                FactsCache& cache) {
-    if (const auto reason = unfit(file, wish)) return *reason;
-    Import import(token, target, cache, 1);
-    ImportOutcome outcome = planned(import, file, wish);
-    import.store();
-    return outcome;
-}
 
 bool endsImports(const ImportOutcome& outcome) {
     return outcome.result != ImportCert::imported && outcome.result != ImportCert::alreadyThere;

@@ -59,15 +59,14 @@ private:
 // Returns the ways in which the certificate can be imported, as the bits of CertImportOption::modes.
 std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
-// Imports a certificate, its key, or both. `target` belongs to the session. Throws RefusedError when the token refuses.
 using ImportOutcome = CertOutcome<vocabulary::ImportCert>;
-ImportOutcome importCertificate(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
-                                FactsCache& cache);
 
 // Whether the imports that follow this one are not tried: it failed for another reason than that the token has it.
 bool endsImports(const ImportOutcome& outcome);
 
-// Imports several in their order. Returns the outcomes, up to the first one that ends the imports.
+// Imports certificates, their keys, or both, in their order. Returns the outcomes, up to the first one that ends the
+// imports; also a refusal of the token is one. `target` belongs to the session. Throws RefusedError when the token
+// can't be read.
 std::vector<ImportOutcome> importCertificates(HeldToken& token, ImportTarget& target, const ParsedFile& file,
                                               const std::vector<ImportWish>& wishes, FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);
