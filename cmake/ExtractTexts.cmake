@@ -7,7 +7,7 @@
 # them it would be stale after every edit.
 math(EXPR last "${CMAKE_ARGC} - 1")
 set(template ${ROOT}/po/panelctl.pot)
-set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/bridge/*.cpp platform/bridge/*.h
+set(patterns panelctl/*.cpp panelctl/*.h service/*.cpp service/*.h platform/bridge/*.cpp platform/bridge/*.h vocabulary/*.h
              panelkit/lparams/sections/section_body.cpp)
 list(TRANSFORM patterns PREPEND ${ROOT}/)
 file(GLOB_RECURSE sources RELATIVE ${ROOT} ${patterns})

@@ -3,6 +3,8 @@
 
 #include <panelctl/base/say.h>
 
+#include <vocabulary/parameters.h>
+
 #include <nlohmann/json.hpp>
 
 namespace panelctl {
@@ -33,9 +35,15 @@ ordered_json parameterToJson(const SectionValue& value, bool reveal) {
             {"secret", value.isSecret()}};
 }
 
-void describeInJson(ordered_json& record, const Param& param) {
+void describeInJson(ordered_json& record, const SectionValue& value) {
+    const Param& param = *value.param;
     const panelkit::ParamKind& kind = panelkit::kindOf(param);
+    const vocabulary::ParameterEffect* const effect = vocabulary::parameterEffect(nameOf(value));
     record["help"] = param.help;
+    auto& users = record["actsOnIt"] = ordered_json::array();
+    if (effect && effect->user != vocabulary::ParameterUser::charon) users.push_back("service");
+    if (effect && effect->user != vocabulary::ParameterUser::service) users.push_back("charon");
+    record["effect"] = effectText(value);
     record["legal"] = panelkit::legalValues(param);
     if (const auto bounds = kind.bounds(param)) {
         record["minimum"] = bounds->min;

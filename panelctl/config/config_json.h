@@ -30,8 +30,8 @@ void setFromJson(SectionBody& body, std::size_t index, const platform::json::Val
 // A parameter with its value, for listings.
 nlohmann::ordered_json parameterToJson(const SectionValue& value, bool reveal);
 
-// Adds what is fixed about a parameter: its help, and what is legal.
-void describeInJson(nlohmann::ordered_json& record, const Param& param);
+// Adds what is fixed about a parameter: its help, its effect, and what is legal.
+void describeInJson(nlohmann::ordered_json& record, const SectionValue& value);
 
 nlohmann::ordered_json changesToJson(const std::vector<Change>& changes, bool reveal);
 

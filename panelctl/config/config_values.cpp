@@ -4,6 +4,7 @@
 #include <panelctl/base/say.h>
 
 #include <panelkit/format/nearest.h>
+#include <vocabulary/parameters.h>
 
 namespace panelctl {
 
@@ -112,6 +113,16 @@ CommandError illegal(const SectionValue& value, const ParamError& error) {
 CommandError maskGiven(const SectionValue& value) {
     return {Exit::malformedValue,
             say("%s: \"***\" is shown in place of a secret and can't be its value", nameOf(value))};
+}
+
+std::string effectText(const SectionValue& value) {
+    using vocabulary::ParameterUser;
+    const vocabulary::ParameterEffect* const row = vocabulary::parameterEffect(nameOf(value));
+    if (!row) return say("none; the value is only stored");
+    const std::string text = say(row->effect) + ' ' + say(vocabulary::textOf(row->moment));
+    if (row->user == ParameterUser::service) return say("in the service: %s", text);
+    if (row->user == ParameterUser::charon) return say("only with the engine \"charon\": %s", text);
+    return say("in the service, and with the engine \"charon\": %s", text);
 }
 
 void setFromText(SectionBody& body, std::size_t index, const std::string& text) {

@@ -40,6 +40,9 @@ CommandError noSuchKey(const ParamGroup& group, const std::string& key);
 // The value as text: a secret is masked unless it is revealed.
 std::string shown(const SectionValue& value, bool reveal);
 
+// What panelkitd does with the parameter, and from when; "none" if nothing.
+std::string effectText(const SectionValue& value);
+
 // Sets the value. Throws CommandError, with the value as it was, when the text is not legal.
 void setFromText(SectionBody& body, std::size_t index, const std::string& text);
 

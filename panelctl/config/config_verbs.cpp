@@ -164,7 +164,7 @@ struct ConfigDescribe {
                 printNote(escaped(problem));
                 record["value"] = record["text"] = record["isDefault"] = nullptr;
             }
-            describeInJson(record, *value.param);
+            describeInJson(record, value);
             return printJson(record);
         }
         print(value, isRead ? shown(value, reveal) : '(' + problem + ')', isRead);
@@ -187,6 +187,7 @@ private:
         printLine(nameOf(value));
         printField(say("label"), param.label);
         if (*param.help && &param.help != &param.label) printField(say("help"), helpOf(value, isRead));
+        printField(say("effect"), effectText(value));
         printField(say("value"), text);
         printField(say("default"), panelkit::printDefault(param));
         if (panelkit::kindOf(param).form == panelkit::ValueForm::choice) return printChoices(value);

@@ -204,19 +204,6 @@ std::vector<Configuration::Uncommitted> Configuration::revert(const std::vector<
 
 ServiceSettings Configuration::settings() const { return extract(present_.lock()->committed); }
 
-// Flags have one byte, numbers and choices four.
-EngineParameters Configuration::engineParametersIn(const Bodies& bodies) const {
-    EngineParameters values;
-    for (const EngineParameter& row : engineParameters()) {
-        const string_view name = row.name;
-        const SectionBody& body = bodyIn(bodies, name.substr(0, name.find('.')));
-        const panelkit::SectionValue value = body[body.indexOf(name.substr(name.find('.') + 1))];
-        values[std::string(name)] =
-            value.stored.size() == 1 ? std::int64_t{value.get<bool>()} : std::int64_t{value.get<std::int32_t>()};
-    }
-    return values;
-}
-
 ServiceSettings Configuration::extract(const Bodies& bodies) const {
     const SectionBody& certmon = bodyIn(bodies, "CERTMON");
     const LogLevel startLevel = choice(defaults_.at("LOG"), "LOG_LEVEL", LogLevel::debug, LogLevel::events);
@@ -227,7 +214,8 @@ ServiceSettings Configuration::extract(const Bodies& bodies) const {
         .crlProcessing = choice(bodyIn(bodies, "IKE"), "CRL_PROCESSING", CrlProcessing::soft, CrlProcessing::off),
         .logLevel = choice(bodyIn(bodies, "LOG"), "LOG_LEVEL", LogLevel::debug, startLevel),
         .administratorsGroup = bodyIn(bodies, "ADMIN").get<std::string>("ADMIN_GROUP"),
-        .engine = engineParametersIn(bodies),
+        .engine =
+            engineParametersOf([&](string_view section) -> const SectionBody& { return bodyIn(bodies, section); }),
     };
 }
 

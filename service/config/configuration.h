@@ -78,7 +78,6 @@ private:
     std::vector<Uncommitted> uncommittedIn(const Present& present) const;
     void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
-    EngineParameters engineParametersIn(const Bodies& bodies) const;
     ServiceSettings extract(const Bodies& bodies) const;
 
     Bodies defaults_; // of all sections

@@ -45,7 +45,7 @@ void loadOrThrow(IkeControl& control, const IkeConnection& connection) {
 // Parameters that the daemon reads only at its start.
 ViciSection startOptions(const EngineParameters& parameters) {
     ViciSection options;
-    addParameters(parameters, ParameterPlace::start, options);
+    addParameters(parameters, vocabulary::ParameterMoment::start, options);
     return options;
 }
 std::string textOf(const ViciSection& options) { return encodeVici({ViciPacketType::response, {}, options}); }

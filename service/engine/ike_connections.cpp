@@ -135,7 +135,7 @@ void addCommon(const PolicySection& section, const std::string& identity, const 
                const EngineCredentials& credentials, IkeConnection& into) {
     into.config.add("version", "2").add("remote_addrs", std::vector<std::string>{section.gateway});
     into.config.add("encap", forcesUdp(options) ? "yes" : "no").add("keyingtries", "0").add("unique", "never");
-    addParameters(options.parameters, ParameterPlace::connection, into.config);
+    addParameters(options.parameters, vocabulary::ParameterMoment::connection, into.config);
     into.config.add("remote", remoteOf(identity, credentials, options, into.byPresharedKey));
     if (!into.lacks && !into.byPresharedKey && credentials.anchors.empty()) {
         into.lacks = remark(Refused::credentials, "no token has a trusted certificate that a gateway could be checked "
@@ -149,7 +149,7 @@ ViciSection childOf(const PolicySection& section, const IkeOptions& options) {
     child.add("mode", "tunnel").add("dpd_action", "restart").add("close_action", "start");
     if (!options.espInUserSpace && options.mark != 0) child.add("set_mark_out", std::to_string(options.mark));
     if (!options.espProposals.empty()) child.add("esp_proposals", options.espProposals);
-    addParameters(options.parameters, ParameterPlace::child, child);
+    addParameters(options.parameters, vocabulary::ParameterMoment::child, child);
     return child;
 }
 

@@ -45,8 +45,8 @@ std::string quoted(const std::string& text) {
 
 std::string optionLines(const EngineParameters& parameters) {
     ViciSection options;
-    addParameters(parameters, ParameterPlace::settings, options);
-    addParameters(parameters, ParameterPlace::start, options);
+    addParameters(parameters, vocabulary::ParameterMoment::settings, options);
+    addParameters(parameters, vocabulary::ParameterMoment::start, options);
     std::string lines;
     for (const ViciItem& item : options.items) {
         lines += "  " + item.name + " = " + std::get<std::string>(item.value) + '\n';

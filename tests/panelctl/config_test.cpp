@@ -71,11 +71,14 @@ TEST_F(PanelctlConfig, DescribesWithTheHalfOfTheHelpThatMatches) {
     update.VERIFY_DOWNLOADS.value = false;
     bodies["UPDATE"] = bodyOf(update);
     EXPECT_THAT(run({"describe", "UPDATE.VERIFY_DOWNLOADS"}).output,
-                HasSubstr("help      Do verification only if update.ini contain hash\nvalue     off\ndefault   on\n"));
+                HasSubstr("help      Do verification only if update.ini contain hash\n"
+                          "effect    none; the value is only stored\nvalue     off\ndefault   on\n"));
     EXPECT_THAT(run({"describe", "IKE.EXCHANGE_TIMEOUT"}).output, HasSubstr("legal     5..300"));
     const json described = json::parse(run({"describe", "IKE.NATT_POLICY", "--json"}).output);
     EXPECT_EQ(described["variants"].size(), 5U);
     EXPECT_EQ(described["variants"][4]["value"], 193);
+    EXPECT_EQ(described["actsOnIt"], json({"charon"}));
+    EXPECT_THAT(described["effect"], HasSubstr("A change sets the tunnels up again."));
 }
 
 TEST_F(PanelctlConfig, DescribesWithoutAServiceToo) {

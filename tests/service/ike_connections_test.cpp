@@ -2,12 +2,10 @@
 //
 // From sections, certificates and parameters to the connections of the IKE daemon, and from its listings and log to
 // what people read.
-#include "../support/places.h"
-
 #include <service/engine/ike_daemon.h>
 #include <service/engine/tunnel_board.h>
 
-#include <platform/system/files.h>
+#include <panelkit/lparams/sections/sections.h>
 
 #include <gmock/gmock.h>
 
@@ -190,10 +188,11 @@ TEST(Parameters, TakeEffect) {
     }
 }
 
-TEST(Parameters, AreInTheDocument) {
-    const std::string document = platform::readFile(sourceFile("docs/engine.md"), 1 << 20);
-    for (const EngineParameter& row : engineParameters()) {
-        EXPECT_THAT(document, HasSubstr("| `" + std::string(row.name) + "` | `" + row.option + "` | "));
+TEST(Parameters, ThatHaveAnEffectExist) {
+    for (const vocabulary::ParameterEffect& row : vocabulary::parameterEffects) {
+        panelkit::Place place;
+        EXPECT_FALSE(panelkit::findByName(panelkit::allGroups(), row.name, place)) << row.name;
+        EXPECT_EQ(row.user == vocabulary::ParameterUser::service, std::string(row.option).empty()) << row.name;
     }
 }
 

@@ -6,6 +6,7 @@
 #include <panelkit/lparams/param_kind.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <platform/text/ascii.h>
+#include <vocabulary/parameters.h>
 
 #include <algorithm>
 #include <string_view>
@@ -27,6 +28,11 @@ than the column *Legal*, the bounds in the column are enforced.
 
 A choice is entered as its text in the current language or as `=NUMBER`; files have its number and its symbolic name. A
 parameter marked *secret* is read without echo and masked wherever it is printed.
+
+The column *Effect* says whether panelkitd acts on a parameter, and where: in the service itself, or in the IKE daemon of
+its engine `charon` ([engine.md](engine.md)), with the option of the daemon. A parameter whose effect is "none" is stored
+and returned, and nothing more. With the engine `record`, the parameters of `charon` have no effect either. In the library
+no parameter has one. A changed value counts after the commit.
 )";
 
 // A text in a cell of a table.
@@ -55,16 +61,26 @@ std::string legal(const Param& param) {
     return '[' + code(name) + "](#" + anchor + ')';
 }
 
+std::string effect(const std::string& name) {
+    using enum vocabulary::ParameterUser;
+    const vocabulary::ParameterEffect* const row = vocabulary::parameterEffect(name);
+    if (!row) return "none";
+    const std::string text = ": " + cell(row->effect.text()) + " " + vocabulary::textOf(row->moment).text();
+    const std::string daemon = "`charon` (" + code(row->option) + ")";
+    return (row->user == service ? "service" : row->user == charon ? daemon : "service and " + daemon) + text;
+}
+
 std::string row(const ParamGroup& group, const Param& param) {
     const bool secret = panelkit::isSecret(group.name, param.key);
     return "| `" + std::string(param.key) + "` | " + panelkit::kindOf(param).name + (secret ? ", *secret*" : "") +
            " | " + code(panelkit::printDefault(param)) + " | " + legal(param) + " | " + cell(param.label) + " | " +
-           (&param.label == &param.help ? "" : cell(param.help)) + " |\n";
+           (&param.label == &param.help ? "" : cell(param.help)) + " | " +
+           effect(std::string(group.name) + '.' + param.key) + " |\n";
 }
 
 std::string section(const ParamGroup& group) {
     std::string text = "\n## " + std::string(group.name) + "\n\n" +
-                       "| Key | Kind | Default | Legal | Label | Help |\n|---|---|---|---|---|---|\n";
+                       "| Key | Kind | Default | Legal | Label | Help | Effect |\n|---|---|---|---|---|---|---|\n";
     for (const Param* param : group.params) text += row(group, *param);
     for (const Constraint* constraint : group.constraints) {
         text += "\nChecked before saving: " + cell(constraint->message) + '\n';
