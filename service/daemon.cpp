@@ -4,6 +4,7 @@
 #include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/defaults.h>
+#include <service/policy/activation.h>
 #include <service/policy/engine_view.h>
 #include <service/service_manager.h>
 
@@ -52,7 +53,8 @@ Daemon::Daemon(const Options& options)
       expiryWatch_([this] { return certificates_.watched(); }, announcer_, configuration_.settings().expiry),
       parameters_(configuration_, announcer_),
       policies_(state_, credentials_, *engine_, [this](const PolicyNews& news) { announce(announcer_, news); }),
-      policy_(policies_),
+      policy_(policies_, [this](const LSPcmd::LSPsettings_t& settings,
+                                const std::string& user) { setPolicySettings(settings, user); }),
       monitor_(providers_, certificates_, configuration_, *engine_, policies_),
       dispatcher_({.tokens = tokens_,
                    .certificates = certificates_,
@@ -62,6 +64,7 @@ Daemon::Daemon(const Options& options)
                    .monitor = monitor_},
                   access_) {
     listenToConfiguration();
+    sharePolicySource();
 }
 
 // ---- the engine
@@ -114,6 +117,37 @@ void Daemon::listenToConfiguration() {
     act(configuration_.settings(), {});
     configuration_.observe(act);
 }
+
+// ---- the source of the system's policy
+
+void Daemon::sharePolicySource() {
+    PolicySource present =
+        policySourceIn({*findSection(policySourceSection), configuration_.read(policySourceSection)});
+    try {
+        const LSPcmd::LSPsettings_t settings = policies_.systemSettings();
+        present = {settings.Source, settings.File};
+    } catch (const RefusedError& error) { // commits that change it are refused
+        logFailure("the source of the policy", error);
+    }
+    const auto check = [](const PolicySource& wanted) {
+        LSPcmd::LSPsettings_t settings;
+        settings.Source = wanted.source;
+        settings.File = wanted.file;
+        requireTakeable(settings);
+    };
+    const auto keep = [this](const PolicySource& wanted) { policies_.setSystemSource(wanted.source, wanted.file); };
+    configuration_.sharePolicySource(present, {check, keep});
+}
+
+void Daemon::setPolicySettings(const LSPcmd::LSPsettings_t& settings, const std::string& user) {
+    const bool changed = configuration_.adoptPolicySource([&] {
+        policies_.setSystemSettings(settings);
+        return PolicySource{settings.Source, settings.File};
+    });
+    if (changed) announcer_.announceConfigurationCommitted(user, {policySourceSection});
+}
+
+// ---- serving
 
 void Daemon::serve(TerminationRequest& termination) {
     const bool endpointIsDefault =

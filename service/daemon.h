@@ -40,6 +40,8 @@ private:
     using Clock = std::chrono::steady_clock;
 
     void listenToConfiguration();
+    void sharePolicySource();
+    void setPolicySettings(const LSPcmd::LSPsettings_t& settings, const std::string& user);
     ProviderOptions providerOptions();
     EngineOptions engineOptions() const;
     void tellEngine();

@@ -95,6 +95,8 @@ inline constexpr std::array all = {
     ParameterEffect{"IKE.IPSEC_TFC_PADDING",           charon,           child,      "tfc_padding",          padding,       N_("On: every packet is filled up to the largest size.")},
     ParameterEffect{"IKE.CRL_PROCESSING",              serviceAndCharon, connection, "revocation",           none,          N_("How revocation is checked when a certificate is verified, also that of a gateway, with the CRLs on tokens. The IKE daemon takes no list of more than 65,535 bytes.")},
     ParameterEffect{"LOG.LOG_LEVEL",                   service,          atOnce,     "",                     none,          N_("How much the service writes to its log.")},
+    ParameterEffect{"POLICY.SYSTEM_LSP_SOURCE",        service,          atOnce,     "",                     none,          N_("Where the system's policy is taken from at its next activation: the same as in the policy settings.")},
+    ParameterEffect{"POLICY.SYSTEM_LSP_FROM_FILE",     service,          atOnce,     "",                     none,          N_("The policy file of the source \"File\": the same as in the policy settings.")},
 };
 // clang-format on
 } // namespace parameterRows

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/config/configuration.h>
 
+#include <service/base/log.h>
 #include <service/base/refused.h>
 #include <service/config/qcd_secret.h>
 
@@ -119,6 +120,7 @@ void Configuration::write(string_view section, string_view body) {
     }
     try {
         SectionBody cut(prototype, body);
+        if (keeper_.check && prototype.name == string_view(policySourceSection)) keeper_.check(policySourceIn(cut));
         present_.lock()->written.insert_or_assign(prototype.name, std::move(cut));
     } catch (const panelkit::BodyError& error) {
         throw RefusedError(Refused::badInput, "section \"%s\" is not taken", shortened(section))
@@ -131,16 +133,31 @@ std::vector<std::string> Configuration::commit(const Announce& announce) {
     const auto [before, written] = *present_.lock(); // a copy: front ends may read and write while the disk works
     Bodies after = written;
     completeSecret(after, before);
-    try {
-        file->save(after);
-    } catch (const platform::FileError& error) {
-        throw RefusedError(Refused::notStored, "the configuration can't be stored").because(error);
-    }
+    store(*file, before, after);
     adopt(written, after);
     std::vector<std::string> changed = difference(before, after);
     for (const Observer& observer : observers_) observer(extract(after), changed);
     if (announce && !changed.empty()) announce(changed);
     return changed;
+}
+
+// The source of the policy is stored first. If the rest can't be, it is put back.
+void Configuration::store(ConfigurationFile& file, const Bodies& before, const Bodies& after) {
+    const PolicySource former = policySourceIn(bodyIn(before, policySourceSection));
+    const PolicySource wanted = policySourceIn(bodyIn(after, policySourceSection));
+    const bool another = keeper_.keep && wanted != former;
+    if (another) keeper_.keep(wanted);
+    try {
+        file.save(after);
+    } catch (const platform::FileError& error) {
+        try {
+            if (another) keeper_.keep(former);
+        } catch (const std::exception& second) {
+            logFailure("the former source of the policy can't be put back", second);
+            show(wanted); // it is the present one
+        }
+        throw RefusedError(Refused::notStored, "the configuration can't be stored").because(error);
+    }
 }
 
 void Configuration::adopt(const Bodies& written, const Bodies& committed) {
@@ -200,6 +217,32 @@ std::vector<Configuration::Uncommitted> Configuration::revert(const std::vector<
         present->written.insert_or_assign(after.section().name, std::move(after));
     }
     return reverted;
+}
+
+// ---- the source of the policy
+
+bool Configuration::show(const PolicySource& source) {
+    const auto present = present_.lock();
+    if (policySourceIn(bodyIn(present->committed, policySourceSection)) == source &&
+        policySourceIn(bodyIn(present->written, policySourceSection)) == source) {
+        return false;
+    }
+    for (Bodies* bodies : {&present->committed, &present->written}) {
+        SectionBody body = bodyIn(*bodies, policySourceSection);
+        setPolicySource(body, source);
+        bodies->insert_or_assign(defaults_.find(policySourceSection)->first, std::move(body));
+    }
+    return true;
+}
+
+void Configuration::sharePolicySource(const PolicySource& present, PolicySourceKeeper keeper) {
+    keeper_ = std::move(keeper);
+    show(present);
+}
+
+bool Configuration::adoptPolicySource(const std::function<PolicySource()>& change) {
+    const auto file = file_.lock();
+    return show(change());
 }
 
 ServiceSettings Configuration::settings() const { return extract(present_.lock()->committed); }

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <service/config/configuration_file.h>
+#include <service/config/policy_source.h>
 #include <service/config/settings.h>
 
 #include <platform/system/guarded.h>
@@ -34,7 +35,8 @@ public:
     // section.
     std::string read(std::string_view section) const;
 
-    // Throws RefusedError for an unknown section, and for a body that does not match it or is larger than a mebibyte.
+    // Throws RefusedError for an unknown section, for a body that does not match it or is larger than a mebibyte, and
+    // for a source of the policy that can't be taken.
     void write(std::string_view section, std::string_view body);
 
     // What is wrong with the stored configuration; empty when nothing is.
@@ -60,6 +62,15 @@ public:
     // commit that is under way.
     std::vector<Uncommitted> revert(const std::vector<std::string>& names);
 
+    // From now on the keeper has the source of the policy, whose present value is given; that in the stored
+    // configuration does not count. To be called before the service accepts sessions.
+    void sharePolicySource(const PolicySource& present, PolicySourceKeeper keeper);
+
+    // Shows the source that `change` returns, after it was stored there, in the committed section and in the written
+    // one. Returns whether it is another one. No commit runs at the same time. What `change` throws is passed on, with
+    // nothing changed here.
+    bool adoptPolicySource(const std::function<PolicySource()>& change);
+
     // Returns the settings as last committed.
     ServiceSettings settings() const;
 
@@ -78,10 +89,13 @@ private:
     std::vector<Uncommitted> uncommittedIn(const Present& present) const;
     void completeSecret(Bodies& bodies, const Bodies& before) const;
     void adopt(const Bodies& written, const Bodies& committed);
+    bool show(const PolicySource& source);
+    void store(ConfigurationFile& file, const Bodies& before, const Bodies& after);
     ServiceSettings extract(const Bodies& bodies) const;
 
     Bodies defaults_; // of all sections
     std::vector<Observer> observers_;
+    PolicySourceKeeper keeper_;
 
     Remarks storageRemarks_;                    // does not change after the start
     platform::Guarded<ConfigurationFile> file_; // locked by a commit to its end: one at a time

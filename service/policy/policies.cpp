@@ -332,6 +332,16 @@ void Policies::setSystemSettings(const LSPsettings_t& settings) {
     });
 }
 
+void Policies::setSystemSource(std::int32_t source, const std::string& file) {
+    const std::scoped_lock changing(changing_);
+    change({}, [&](PolicyState& next) {
+        next.system.Source = source;
+        next.system.File = file;
+        requireTakeable(next.system);
+        return false;
+    });
+}
+
 LSPsettings_t Policies::userSettings(const std::string& userId) const {
     requireKnown();
     const auto memory = memory_.lock();

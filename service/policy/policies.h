@@ -82,6 +82,8 @@ public:
     // read.
     LSPcmd::LSPsettings_t systemSettings() const;
     void setSystemSettings(const LSPcmd::LSPsettings_t& settings);
+    // Changes only where the system's policy is taken from. Throws RefusedError for a source that can't be taken, too.
+    void setSystemSource(std::int32_t source, const std::string& file);
 
     // Returns those that were set; otherwise those offered last, from the user's own file; otherwise the defaults.
     LSPcmd::LSPsettings_t userSettings(const std::string& userId) const;

@@ -224,7 +224,7 @@ std::string PolicyCommands::activateUser(Call& call) {
 std::string PolicyCommands::settings(Call&) { return encodeReply<Command::GetSettings>(policies_.systemSettings()); }
 
 std::string PolicyCommands::setSettings(Call& call) {
-    policies_.setSystemSettings(readSettings(call));
+    setSettings_(readSettings(call), displayName(call.session.peer));
     return encodeReply<Command::SetSettings>(true);
 }
 

@@ -7,13 +7,18 @@
 #include <service/base/call.h>
 #include <service/policy/policies.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace panelkitd {
 
 class PolicyCommands {
 public:
-    explicit PolicyCommands(Policies& policies) : policies_(policies) {}
+    // `setSettings` stores settings of the system for the user with that name. Throws as Policies does.
+    using SetSettings = std::function<void(const LSPcmd::LSPsettings_t& settings, const std::string& user)>;
+    PolicyCommands(Policies& policies, SetSettings setSettings)
+        : policies_(policies), setSettings_(std::move(setSettings)) {}
 
     std::string info(Call& call);
     std::string view(Call& call);
@@ -32,6 +37,7 @@ public:
 
 private:
     Policies& policies_;
+    const SetSettings setSettings_;
 };
 
 } // namespace panelkitd

@@ -3,8 +3,11 @@
 // The local security policy end to end: the controller, and a real service. Runs under Wine too.
 #include "policy_fixture.h"
 
+#include <panelkit/lparams/sections/sections.h>
+
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 using bridge::FailureCode;
@@ -270,6 +273,54 @@ TEST_F(ThePolicy, SettingsAreTakenWholeOrNotAtAll) {
     EXPECT_FALSE(controller.cmdSetUserSettings("", settings, applied));
     ASSERT_TRUE(controller.cmdGetSettings(&after));
     EXPECT_EQ(after, before);
+}
+
+// ---- the source, which is a parameter of the configuration too
+
+TEST_F(ThePolicy, SourceIsOneThingInTheSettingsAndInTheConfiguration) {
+    using Source = std::pair<int, std::string>;
+    const auto both = [&] {
+        LPARAMS::Client::POLICY policy;
+        LSPsettings_t settings;
+        EXPECT_TRUE(policy.load() && controller.cmdGetSettings(&settings)) << bridge::lastFailure().text();
+        return std::pair{Source(policy.SYSTEM_LSP_SOURCE.value, policy.SYSTEM_LSP_FROM_FILE.value),
+                         Source(settings.Source, settings.File)};
+    };
+    const auto commit = [](int source, const std::string& file) {
+        LPARAMS::Client::POLICY policy;
+        policy.SYSTEM_LSP_SOURCE.value = source;
+        policy.SYSTEM_LSP_FROM_FILE.value = file;
+        return policy.save() && LPARAMS::Client::writeToDisk();
+    };
+    const auto are = [](const Source& source) { return std::pair{source, source}; };
+    configure([](LSPsettings_t& settings) { settings.Source = 1, settings.File = "/a.lsp"; });
+    EXPECT_EQ(both(), are({1, "/a.lsp"}));
+    restart(false);
+    EXPECT_EQ(both(), are({1, "/a.lsp"}));
+    EXPECT_TRUE(commit(2, "/b.lsp"));
+    EXPECT_EQ(both(), are({2, "/b.lsp"}));
+    restart(false);
+    EXPECT_EQ(both(), are({2, "/b.lsp"}));
+    configure([](LSPsettings_t& settings) { settings.Source = 1, settings.File = "/c.lsp"; });
+    restart(false);
+    EXPECT_EQ(both(), are({1, "/c.lsp"})) << "the file of the configuration has a former one";
+
+    EXPECT_FALSE(commit(6, ""));
+    EXPECT_EQ(refusal(), Refused::badInput);
+    for (const char* stored : {"/policy.json", "/configuration.json"}) {
+        const std::string path = service.state() + stored;
+        platform::replaceFile(path + ".away", platform::readFile(path, 1 << 20), true);
+        std::filesystem::remove(path);
+        std::filesystem::create_directories(path + "/in the way");
+        EXPECT_FALSE(commit(3, "/d.lsp")) << stored;
+        EXPECT_EQ(refusal(), Refused::notStored);
+        EXPECT_TRUE(send(Command::RevertSettings, encoded(std::vector<std::string>())));
+        EXPECT_EQ(both(), are({1, "/c.lsp"})) << stored;
+        std::filesystem::remove_all(path);
+        std::filesystem::rename(path + ".away", path);
+        restart(false);
+        EXPECT_EQ(both(), are({1, "/c.lsp"})) << stored;
+    }
 }
 
 // A policy that is not from a file: other front ends may send one.
