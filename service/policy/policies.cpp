@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policies.h>
 
-#include <service/base/limits.h>
 #include <service/base/log.h>
 #include <service/base/refused.h>
 #include <service/policy/activation.h>
-#include <service/policy/diagnosis.h>
+#include <service/policy/enforcement.h>
 
 #include <platform/system/clock.h>
 #include <platform/system/files.h>
-#include <platform/text/join.h>
 #include <vocabulary/policy.h>
 
 #include <utility>
@@ -18,7 +16,6 @@ namespace panelkitd {
 
 using LSPcmd::LSPsettings_t;
 using std::chrono::steady_clock;
-namespace field = vocabulary::policyInfo;
 using vocabulary::Refused;
 namespace settingsField = vocabulary::policySettings;
 
@@ -30,91 +27,6 @@ WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::st
     wanted.name = name;
     wanted.by = by;
     return wanted;
-}
-
-LSPinfo_t infoOf(const LoadedPolicy& policy) {
-    LSPinfo_t info;
-    info.request = policy.wanted.request;
-    info.activated = policy.activated;
-    info.fromConfigDb = policy.fromConfigDb;
-    info.Title = policy.text.title;
-    info.certificateState = vocabulary::policyCertificate::fine;
-    info.*field::name = policy.wanted.name;
-    info.*field::activatedBy = policy.wanted.by;
-    info.*field::version = policy.text.version;
-    info.*field::sectionCount = static_cast<std::uint32_t>(policy.text.sections.size());
-    info.*field::sections = platform::joined(policy.text.sections, ", ", &PolicySection::name);
-    return info;
-}
-
-// What people know the policy by. The driver policy is known by its mode.
-std::string nameOf(const WantedPolicy& wanted) {
-    if (!wanted.name.empty()) return wanted.name;
-    if (!wanted.request.file.empty() || wanted.request.type != LSPdriver) return wanted.request.file;
-    const auto& names = vocabulary::driverModeNames;
-    return wanted.request.driverMode < names.size() ? names.at(wanted.request.driverMode) : std::string();
-}
-
-PolicyNews newsOf(const WantedPolicy& wanted, const Remarks& remarks, const std::string& message) {
-    PolicyNews news;
-    news.source = isUserPolicy(wanted.request.type) ? "user" : wanted.request.type == LSPdriver ? "driver" : "system";
-    news.user = wanted.request.user;
-    news.title = nameOf(wanted);
-    news.message = message;
-    news.remarks = remarks;
-    return news;
-}
-
-// The news of the last activation, which has ended.
-PolicyNews newsOf(const PolicyState& state, bool activated) {
-    PolicyNews news = newsOf(state.required, state.remarks, state.message());
-    news.activated = activated;
-    const bool isNamed = activated && state.required.request.type != LSPdriver;
-    if (isNamed && !state.inForce.text.title.empty()) news.title = state.inForce.text.title;
-    return news;
-}
-
-// It was accepted, and another activation came before it was in force.
-PolicyNews newsOfReplaced(const LoadedPolicy& policy) {
-    const Remarks why{remark(Refused::policyReplaced, "another activation came before the policy was in force")};
-    PolicyNews news = newsOf(policy.wanted, why, inEnglish(why));
-    if (!policy.text.title.empty()) news.title = policy.text.title;
-    return news;
-}
-
-// Every front end of the host hears the news. Why a user's policy failed, and its file, concern this user only, who
-// reads it in the answer and in the policy information.
-PolicyNews forEverybody(PolicyNews news) {
-    if (news.activated || news.source != "user") return news;
-    news.title = vocabulary::notShown;
-    news.remarks = {remark(Refused::none, "only %s and administrators of the service can see why", news.user)};
-    news.message = inEnglish(news.remarks);
-    return news;
-}
-
-// Front ends read how a section authenticates from the required policy, and the name of the key from the one in force.
-void takeCredentials(const Diagnosis& diagnosis, LSPserver_t& server) {
-    server.authKind = diagnosis.byPresharedKey ? LSPauthPresharedKey : 0;
-    server.presharedKeyName = diagnosis.presharedKey;
-    server.Subject = diagnosis.subject;
-}
-
-// If a message is not bare, front ends only use the fact that it is not empty, and show their own text for the
-// certificate's state.
-void takeDiagnosis(const Diagnosis& diagnosis, Policies::Report& report) {
-    takeCredentials(diagnosis, report.required.server);
-    takeCredentials(diagnosis, report.info.request.server);
-    report.info.*field::certificate = diagnosis.subject;
-    report.info.certificateState = diagnosis.state;
-    report.info.certificateDate = diagnosis.date;
-    if (diagnosis.note) {
-        report.remarks.push_back(*diagnosis.note);
-        report.info.message = std::string(vocabulary::policyWarning) + inLines(report.remarks);
-    }
-    if (!diagnosis.problem) return;
-    report.remarks = {*diagnosis.problem};
-    report.info.message = inEnglish(report.remarks);
-    report.info.bareMessage = !diagnosis.frontEndKnows;
 }
 
 } // namespace
@@ -144,34 +56,19 @@ Policies::~Policies() {
 
 // ---- reading
 
-// Returns the policy in force when it can be diagnosed: it is loaded, and the last activation did not fail.
-std::optional<PolicyText> Policies::describe(Report& report) const {
-    const auto memory = memory_.lock();
-    const PolicyState& state = memory->state;
-    const WantedPolicy& wanted = state.inForce.wanted;
-    report = {state.required.request, infoOf(state.inForce), {}, state.required.userId, wanted.userId};
-    report.info.isLoading = state.loading.has_value();
-    report.info.bareMessage = !report.info.isLoading;
-    if (report.info.isLoading) return std::nullopt;
-    report.info.message = state.message();
-    report.remarks = state.remarks;
-    if (!memory->notTaken.empty()) {
-        report.info.message = inEnglish(memory->notTaken);
-        report.remarks = memory->notTaken;
+// Tokens and the engine are asked without the lock: a slow one must not delay other requests.
+PolicyReport Policies::report() const {
+    PolicyReport report;
+    std::optional<PolicyText> settled; // it is loaded, and the last activation did not fail
+    {
+        const auto memory = memory_.lock();
+        const PolicyState& state = memory->state;
+        report = reportOf(state, memory->notTaken);
+        if (!state.loading && !state.failed && memory->notTaken.empty()) settled = state.inForce.text;
     }
-    const bool settled = !state.failed && memory->notTaken.empty();
-    return settled ? std::optional(state.inForce.text) : std::nullopt;
-}
-
-// Tokens are read without the lock: a slow one must not delay other requests.
-Policies::Report Policies::report() const {
-    Report report;
-    const std::optional<PolicyText> settled = describe(report);
-    if (!settled) return report;
-    const auto diagnosis = diagnose(*settled, credentials_, platform::secondsNow<std::int64_t>());
-    if (diagnosis) takeDiagnosis(*diagnosis, report);
-    if (!diagnosis || !diagnosis->problem) return report;
-    for (const auto& remark : file_.remarks()) report.remarks.push_back(remark);
+    if (settled) {
+        addDiagnosis(*settled, credentials_, platform::secondsNow<std::int64_t>(), report, file_.remarks());
+    }
     return report;
 }
 
@@ -200,7 +97,7 @@ void Policies::change(const std::string& account, const std::function<bool(Polic
 bool Policies::putIntoForce(PolicyState& next, const PolicyState& before) {
     Remarks why;
     if (engine_.protectsTraffic()) credentials_.list(); // so that the engine knows what is on tokens now
-    if (engineTakes(next.inForce, false, why)) return true;
+    if (takenBy(engine_, next.inForce, false, why)) return true;
     failActivation(next, before, why);
     return false;
 }
@@ -209,7 +106,7 @@ void Policies::store(const PolicyState& next, const PolicyState& before, bool ta
     const auto putBack = [&] {
         if (!taken) return;
         Remarks why;
-        if (engineTakes(before.inForce, true, why)) return;
+        if (takenBy(engine_, before.inForce, true, why)) return;
         logError("the former policy can't be put back: " + inEnglish(why));
         const auto memory = memory_.lock();
         memory->notTaken = why;
@@ -234,33 +131,6 @@ void Policies::tell(const PolicyNews& news) const {
     } catch (const std::exception& error) {
         logFailure("announcing a policy", error);
     }
-}
-
-void Policies::requireKnown() const {
-    if (isKnown(file_)) return;
-    throw RefusedError(Refused::notStored,
-                       "the stored policy can't be used, so nothing is known of its settings and nothing is changed; "
-                       "repair or remove %s and restart the service",
-                       file_.path());
-}
-
-// Users share the file with the system's policy, so one account must leave room for it. Existing data beyond the limit
-// is not removed.
-void Policies::requireShare(const PolicyState& present, const PolicyState& next, const std::string& account) {
-    const auto kept = [&account](const PolicyState& state) {
-        const auto user = state.users.find(account);
-        return user == state.users.end() ? 0 : storedSize(user->second);
-    };
-    const std::size_t size = kept(next);
-    if (size <= kept(present)) return;
-    std::size_t all = 0;
-    for (const auto& [id, user] : next.users) all += storedSize(user);
-    if (size <= limits::storedOfAccount && all <= limits::storedOfAllAccounts) return;
-    throw RefusedError(
-        Refused::notStored,
-        "the policy and settings of this account would take %d bytes; at most %d are kept for an account "
-        "and %d for all together",
-        size, limits::storedOfAccount, limits::storedOfAllAccounts);
 }
 
 // Begins to wait for a policy that loads, and returns the news of the activation.
@@ -320,7 +190,7 @@ Policies::Outcome Policies::activateRequired(const std::string& name, const std:
 // ---- settings
 
 LSPsettings_t Policies::systemSettings() const {
-    requireKnown();
+    requireKnown(file_);
     return memory_.lock()->state.system;
 }
 
@@ -342,27 +212,35 @@ void Policies::setSystemSource(std::int32_t source, const std::string& file) {
     });
 }
 
-LSPsettings_t Policies::userSettings(const std::string& userId) const {
-    requireKnown();
+template <class Read>
+auto Policies::ofUser(const std::string& id, const Read& read) const {
+    requireKnown(file_);
     const auto memory = memory_.lock();
-    const auto user = memory->state.users.find(userId);
-    return user == memory->state.users.end() ? LSPsettings_t() : user->second.settings();
+    const auto user = memory->state.users.find(id);
+    static const UserPolicies none;
+    return read(user == memory->state.users.end() ? none : user->second);
+}
+
+void Policies::changeUser(const PolicyUser& user, const std::function<void(UserPolicies&)>& work) {
+    const std::scoped_lock changing(changing_);
+    change(user.id, [&](PolicyState& next) {
+        UserPolicies& its = next.users[user.id];
+        its.name = user.name;
+        work(its);
+        return false;
+    });
+}
+
+LSPsettings_t Policies::userSettings(const std::string& userId) const {
+    return ofUser(userId, [](const UserPolicies& its) { return its.settings(); });
 }
 
 bool Policies::userSettingsAreSet(const std::string& userId) const {
-    requireKnown();
-    const auto memory = memory_.lock();
-    const auto user = memory->state.users.find(userId);
-    return user != memory->state.users.end() && user->second.set;
+    return ofUser(userId, [](const UserPolicies& its) { return its.set.has_value(); });
 }
 
 void Policies::setUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
-    const std::scoped_lock changing(changing_);
-    change(user.id, [&](PolicyState& next) {
-        next.users[user.id].name = user.name;
-        next.users[user.id].set = settings;
-        return false;
-    });
+    changeUser(user, [&](UserPolicies& its) { its.set = settings; });
 }
 
 void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& settings) {
@@ -371,47 +249,25 @@ void Policies::offerUserSettings(const PolicyUser& user, const LSPsettings_t& se
         const auto known = memory->state.users.find(user.id);
         if (known != memory->state.users.end() && known->second.offered == settings) return;
     }
-    const std::scoped_lock changing(changing_);
-    change(user.id, [&](PolicyState& next) {
-        next.users[user.id].name = user.name;
-        next.users[user.id].offered = settings;
-        return false;
-    });
+    changeUser(user, [&](UserPolicies& its) { its.offered = settings; });
 }
 
 // ---- the engine
 
-bool Policies::engineTakes(const LoadedPolicy& policy, bool resumed, Remarks& why) {
-    try {
-        engine_.apply(enginePolicyOf(policy, resumed));
-        return true;
-    } catch (const std::exception& error) {
-        why = {remark(Refused::notInForce, "the policy can't be put into force")};
-        for (bridge::Remark& reason : explained(error)) why.push_back(std::move(reason));
-        return false;
-    }
-}
-
 void Policies::startEngine() {
-    const LoadedPolicy inForce = memory_.lock()->state.inForce;
-    Remarks why;
-    if (engineTakes(inForce, true, why)) return;
+    Remarks why = resumeOrClose(engine_, memory_.lock()->state.inForce);
+    if (why.empty()) return;
     logError(inEnglish(why));
-    {
-        const auto memory = memory_.lock();
-        memory->notTaken = why;
-        memory->due = steady_clock::now() + retryInterval;
-    }
-    LoadedPolicy closed;
-    closed.wanted.request = driverRequest(LSPdropAllExceptDhcp);
-    if (!engineTakes(closed, true, why)) logError("nor can everything be dropped except DHCP: " + inEnglish(why));
+    const auto memory = memory_.lock();
+    memory->notTaken = std::move(why);
+    memory->due = steady_clock::now() + retryInterval;
 }
 
 // The policy that is in force by our records once more, which the engine did not take. changing_ is held.
 void Policies::resumeEngine() {
     const LoadedPolicy inForce = memory_.lock()->state.inForce;
     Remarks why;
-    if (engineTakes(inForce, true, why)) logEvent("the policy is in force now");
+    if (takenBy(engine_, inForce, true, why)) logEvent("the policy is in force now");
     const auto memory = memory_.lock();
     memory->notTaken = std::move(why);
     memory->due = steady_clock::now() + retryInterval;

@@ -8,7 +8,8 @@
 
 #include <service/certs/credentials.h>
 #include <service/engine/engine.h>
-#include <service/policy/policy_state.h>
+#include <service/policy/policy_news.h>
+#include <service/policy/policy_report.h>
 
 #include <platform/system/guarded.h>
 
@@ -28,16 +29,6 @@ struct PolicyUser {
     std::string name;
 };
 
-// The result of an activation.
-struct PolicyNews {
-    bool activated = false;
-    std::string source;  // "system", "user" or "driver"
-    std::string user;    // the user, for a user's policy
-    std::string title;   // after a failure: the caller's name for it, else its file
-    std::string message; // why it failed, or remarks
-    Remarks remarks;     // the same
-};
-
 // Thread-safe.
 class Policies {
 public:
@@ -51,13 +42,7 @@ public:
     Policies(const Policies&) = delete;
     Policies& operator=(const Policies&) = delete;
 
-    struct Report {
-        LSPrequest_t required;
-        LSPinfo_t info;
-        Remarks remarks;                   // the info's message
-        std::string requiredOf, inForceOf; // the account of each policy; empty for one that is not a user's
-    };
-    Report report() const;
+    PolicyReport report() const;
 
     // Returns the policy in force with its content.
     LoadedPolicy inForce() const;
@@ -103,17 +88,16 @@ private:
     // share of the file grows; empty for the system's.
     Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
     void change(const std::string& account, const std::function<bool(PolicyState&)>& work);
+    template <class Read>
+    auto ofUser(const std::string& id, const Read& read) const;
+    void changeUser(const PolicyUser& user, const std::function<void(UserPolicies&)>& work);
     void store(const PolicyState& next, const PolicyState& before, bool taken);
     bool putIntoForce(PolicyState& next, const PolicyState& before);
-    bool engineTakes(const LoadedPolicy& policy, bool resumed, Remarks& why);
     void resumeEngine();
     void startEngine();
-    void requireKnown() const;
-    static void requireShare(const PolicyState& present, const PolicyState& next, const std::string& account);
     void tell(const PolicyNews& news) const;
     PolicyNews startLoading(bool activated);
     void waitForLoading();
-    std::optional<PolicyText> describe(Report& report) const;
     void finishDueLoading();
 
     const Credentials& credentials_;

@@ -114,7 +114,7 @@ bool isHiddenFrom(const Call& call, const std::string& owner) {
 }
 
 // The message and the server fields may come from either policy. A message stays a warning, or a problem.
-void hideShared(Policies::Report& report) {
+void hideShared(PolicyReport& report) {
     hide(report.required.server);
     hide(report.info.request.server);
     if (report.info.message.empty()) return;
@@ -125,7 +125,7 @@ void hideShared(Policies::Report& report) {
     report.info.bareMessage = true;
 }
 
-void hideWhatIsOthers(const Call& call, Policies::Report& report) {
+void hideWhatIsOthers(const Call& call, PolicyReport& report) {
     const bool required = isHiddenFrom(call, report.requiredOf);
     const bool inForce = isHiddenFrom(call, report.inForceOf);
     if (required || inForce) hideShared(report);
@@ -143,7 +143,7 @@ void hideWhatIsOthers(const Call& call, Policies::Report& report) {
 // ---- reading
 
 std::string PolicyCommands::info(Call& call) {
-    Policies::Report report = policies_.report();
+    PolicyReport report = policies_.report();
     hideWhatIsOthers(call, report);
     call.remarks = report.remarks;
     return encodeReply<Command::GetPolicyInfo>(report.required, report.info);

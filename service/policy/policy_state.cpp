@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policy_state.h>
 
+#include <service/base/limits.h>
+#include <service/base/refused.h>
 #include <service/policy/policy_json.h>
 
 #include <platform/system/clock.h>
@@ -13,6 +15,7 @@ namespace {
 constexpr const char* fileName = "policy.json";
 
 using vocabulary::policyWarning;
+using vocabulary::Refused;
 
 using nlohmann::json;
 
@@ -141,6 +144,9 @@ PolicyState closedState() {
     return state;
 }
 
+// The bytes that a user's data takes in the file.
+std::size_t storedSize(const UserPolicies& user) { return userToJson(user).dump(2).size(); }
+
 } // namespace
 
 // After a failure the first remark says what can't be loaded, and the others say why.
@@ -172,7 +178,13 @@ PolicyState loadPolicyState(StateFile& file) {
     return state;
 }
 
-bool isKnown(const StateFile& file) { return file.problem().empty() || file.origin() != StateFile::Origin::none; }
+void requireKnown(const StateFile& file) {
+    if (file.problem().empty() || file.origin() != StateFile::Origin::none) return;
+    throw RefusedError(Refused::notStored,
+                       "the stored policy can't be used, so nothing is known of its settings and nothing is changed; "
+                       "repair or remove %s and restart the service",
+                       file.path());
+}
 
 void savePolicyState(StateFile& file, const PolicyState& state) {
     json users = json::object();
@@ -188,6 +200,21 @@ void savePolicyState(StateFile& file, const PolicyState& state) {
                     {"failed", state.failed}});
 }
 
-std::size_t storedSize(const UserPolicies& user) { return userToJson(user).dump(2).size(); }
+void requireShare(const PolicyState& present, const PolicyState& next, const std::string& account) {
+    const auto kept = [&account](const PolicyState& state) {
+        const auto user = state.users.find(account);
+        return user == state.users.end() ? 0 : storedSize(user->second);
+    };
+    const std::size_t size = kept(next);
+    if (size <= kept(present)) return;
+    std::size_t all = 0;
+    for (const auto& [id, user] : next.users) all += storedSize(user);
+    if (size <= limits::storedOfAccount && all <= limits::storedOfAllAccounts) return;
+    throw RefusedError(
+        Refused::notStored,
+        "the policy and settings of this account would take %d bytes; at most %d are kept for an account "
+        "and %d for all together",
+        size, limits::storedOfAccount, limits::storedOfAllAccounts);
+}
 
 } // namespace panelkitd

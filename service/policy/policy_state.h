@@ -76,13 +76,14 @@ StateFile policyFile(const StateFolder& folder);
 // the state's remarks say so.
 PolicyState loadPolicyState(StateFile& file);
 
-// Whether the settings that were stored last are known.
-bool isKnown(const StateFile& file);
+// Throws RefusedError when the settings that were stored last are not known.
+void requireKnown(const StateFile& file);
 
 // Throws as StateFile::write() does; the old state is then unchanged.
 void savePolicyState(StateFile& file, const PolicyState& state);
 
-// Returns the bytes that a user's data takes in the file.
-std::size_t storedSize(const UserPolicies& user);
+// Throws RefusedError when the account would take more of the file than its share. Users share the file with the
+// system's policy, so one account must leave room for it. Existing data beyond the limit is not removed.
+void requireShare(const PolicyState& present, const PolicyState& next, const std::string& account);
 
 } // namespace panelkitd

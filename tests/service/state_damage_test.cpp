@@ -42,7 +42,7 @@ Start startPolicies(const StateFolder& state, const Meanwhile& meanwhile) {
     const NothingToSee credentials;
     RecordEngine engine;
     Policies policies(state, credentials, engine);
-    const Policies::Report report = policies.report();
+    const PolicyReport report = policies.report();
     const bool dhcp = report.info.request.driverMode == LSPdropAllExceptDhcp;
     return {report.info.request.type == LSPdriver ? (dhcp ? "dhcp only" : "open") : report.info.Title,
             !report.remarks.empty(), refusalOf([&] {
