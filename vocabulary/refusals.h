@@ -73,6 +73,7 @@ enum class Refused : std::uint32_t {
     policyReplaced   = 63, // it was accepted, and another activation came before it was in force
     notInForce       = 64, // the engine can't put it into force; what follows is why
     engineState      = 65, // what the engine does, or why it does not do it
+    tunnelIsUp       = 66, // a remark: which gateway, since when, with which credential
 
     // the service's own state
     notStored        = 70, // it can't be written to disk; nothing has changed

@@ -123,6 +123,7 @@ Exit exitForRefusal(Refused reason) {
     case Refused::policyReplaced:
     case Refused::notInForce:
     case Refused::engineState:
+    case Refused::tunnelIsUp:
     case Refused::credentials: return Exit::refused;
     }
     return Exit::refused; // from a newer service, which has more reasons

@@ -23,6 +23,7 @@ bool standsAlone(const bridge::Remark& remark) {
     case Refused::notVerified:
     case Refused::chainLink:
     case Refused::notCounted:
+    case Refused::tunnelIsUp:
     case Refused::trusted: return true;
     default: return false;
     }

@@ -31,10 +31,12 @@ struct Policy {
     LSPrequest_t required;
     LSPrequest_t::InfoType state{};
     std::string shown;
+    std::string details; // what the service remarks, where the message does not have it
 };
 
 // The service's message in the user's language. The library knows a warning by its mark, so that stays.
 std::string messageOf(const LSPinfo_t& info) {
+    if (info.message.empty()) return {};
     const bool warns = info.message.starts_with(vocabulary::policyWarning);
     const std::string text = remarksText(bridge::lastRemarks(), info.message);
     return warns && text != info.message ? std::string(vocabulary::policyWarning) + text : text;
@@ -42,9 +44,10 @@ std::string messageOf(const LSPinfo_t& info) {
 
 Policy askPolicy(bool longForm) {
     Policy policy;
-    auto& [info, required, state, shown] = policy;
+    auto& [info, required, state, shown, details] = policy;
     if (!LSPController().cmdGetPolicyInfo(info, required, nullptr, nullptr, longForm)) throw lastFailureError();
     info.message = messageOf(info);
+    if (info.message.empty() || !info.bareMessage) details = remarksText(bridge::lastRemarks(), {});
     if (longForm) {
         std::string diagnosis;
         state = panelkit::longPolicyText(info, required, shown, diagnosis);
@@ -56,7 +59,9 @@ Policy askPolicy(bool longForm) {
 }
 
 ordered_json policyJson(const Policy& policy) {
-    return toJson(policy.info, policy.required, policy.state, policy.shown);
+    ordered_json json = toJson(policy.info, policy.required, policy.state, policy.shown);
+    json["details"] = policy.details;
+    return json;
 }
 
 struct PolicyStatus {
@@ -75,6 +80,7 @@ struct PolicyShow {
         if (context.json) return printJson(policyJson(policy));
         printLines(policy.shown);
         if (!policy.info.message.empty()) printLines("  " + say("Diagnosis: %s", policy.info.message));
+        if (!policy.details.empty()) printLines("  " + say("Details: %s", policy.details));
     }
 };
 

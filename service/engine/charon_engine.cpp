@@ -68,6 +68,7 @@ public:
     const char* name() const override { return "charon"; }
     bool protectsTraffic() const override { return true; }
     Remarks condition() const override;
+    Remarks problems() const override;
     void apply(const EnginePolicy& policy) override;
     std::vector<TunnelInfo> tunnels() const override;
     void act(TunnelAction action, const std::string& section) override;
@@ -101,12 +102,17 @@ private:
     Rounds rounds_; // last: its thread uses all of it
 };
 
-Remarks CharonEngine::condition() const {
+Remarks CharonEngine::problems() const {
     Remarks problem = *problem_.lock();
     if (!filter_->counts()) {
         problem.push_back(remark(Refused::none, "the packet filter is not there or can't be read: perhaps nothing is "
                                                 "filtered"));
     }
+    return problem;
+}
+
+Remarks CharonEngine::condition() const {
+    Remarks problem = problems();
     if (!problem.empty()) return problem;
     return {remark(Refused::none, "traffic is filtered and protected as the policy says")};
 }

@@ -47,9 +47,12 @@ public:
     // Whether it filters and protects traffic. If it does not, it only remembers the policy.
     virtual bool protectsTraffic() const = 0;
 
-    // What an administrator should know of it now, for people: that it filters nothing, or that its daemon is down.
-    // At least one remark.
+    // What an administrator should know of it now, for people: its problems, or that it filters nothing, or that all is
+    // well. At least one remark.
     virtual Remarks condition() const = 0;
+
+    // Why it does not do what it should: its daemon is down, its filter is gone. Empty when it does.
+    virtual Remarks problems() const { return {}; }
 
     // Puts the whole policy into force in place of the present one. Throws EngineError if that is not possible; the
     // present one is then in force as before, its filter and its tunnels. At no moment does traffic that the old or the

@@ -22,11 +22,6 @@ bool fitsIke(const CertInfo& certificate) {
 
 namespace {
 
-std::string localText(std::uint64_t time) {
-    char buffer[panelkit::PlainTimeTextSize];
-    return panelkit::plainTimeToLocalText(static_cast<std::int64_t>(time), buffer);
-}
-
 bool isRevoked(const CertInfo& certificate) {
     return certificate.state == static_cast<std::uint32_t>(CertState::revoked);
 }
@@ -114,18 +109,28 @@ void diagnosePresharedKey(const std::string& key, const CredentialList& list, Di
 
 } // namespace
 
+std::string localText(std::uint64_t time) {
+    char buffer[panelkit::PlainTimeTextSize];
+    return panelkit::plainTimeToLocalText(static_cast<std::int64_t>(time), buffer);
+}
+
+Diagnosis diagnoseSection(const PolicySection& section, const CredentialList& list, std::int64_t now) {
+    Diagnosis its;
+    if (section.authentication == PolicyAuthentication::presharedKey) {
+        diagnosePresharedKey(section.key, list, its);
+    } else {
+        diagnoseCertificate(section.subject, list, static_cast<std::uint64_t>(now), its);
+    }
+    return its;
+}
+
 std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& credentials, std::int64_t now) {
     std::optional<Diagnosis> first;
     std::optional<CredentialList> list; // tokens are read only if a section protects
     for (const PolicySection& section : policy.sections) {
         if (section.action != PolicyAction::protect) continue;
         if (!list && !(list = credentials.list())) break;
-        Diagnosis its;
-        if (section.authentication == PolicyAuthentication::presharedKey) {
-            diagnosePresharedKey(section.key, *list, its);
-        } else {
-            diagnoseCertificate(section.subject, *list, static_cast<std::uint64_t>(now), its);
-        }
+        const Diagnosis its = diagnoseSection(section, *list, now);
         if (its.problem) return its;
         if (!first || (its.note && !first->note)) first = its;
     }

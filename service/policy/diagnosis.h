@@ -29,6 +29,12 @@ struct Diagnosis {
 // or the service can't read tokens. `now` is in seconds since 1970.
 std::optional<Diagnosis> diagnose(const PolicyText& policy, const Credentials& credentials, std::int64_t now);
 
+// The same for one section that protects.
+Diagnosis diagnoseSection(const PolicySection& section, const CredentialList& list, std::int64_t now);
+
+// A time in seconds since 1970, in local time, as dates in a diagnosis are written.
+std::string localText(std::uint64_t time);
+
 // Whether its extended key usages allow IKE. Without any, a certificate may be used for everything.
 bool fitsIke(const CertInfo& certificate);
 

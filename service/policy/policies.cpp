@@ -67,7 +67,7 @@ PolicyReport Policies::report() const {
         if (!state.loading && !state.failed && memory->notTaken.empty()) settled = state.inForce.text;
     }
     if (settled) {
-        addDiagnosis(*settled, credentials_, platform::secondsNow<std::int64_t>(), report, file_.remarks());
+        addDiagnosis(*settled, engine_, credentials_, platform::secondsNow<std::int64_t>(), report, file_.remarks());
     }
     return report;
 }

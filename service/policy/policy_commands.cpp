@@ -117,7 +117,7 @@ bool isHiddenFrom(const Call& call, const std::string& owner) {
 void hideShared(PolicyReport& report) {
     hide(report.required.server);
     hide(report.info.request.server);
-    if (report.info.message.empty()) return;
+    if (report.info.message.empty()) return report.remarks.clear();
     const bool warns = report.info.message.starts_with(vocabulary::policyWarning);
     report.remarks = {remark(Refused::none, "the policy of another user has a diagnosis, which only this user and "
                                             "administrators of the service can see")};

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/policy_report.h>
 
-#include <service/policy/diagnosis.h>
+#include <service/policy/tunnel_diagnosis.h>
 
 #include <platform/text/join.h>
 #include <vocabulary/policy.h>
@@ -34,22 +34,41 @@ void takeCredentials(const Diagnosis& diagnosis, LSPserver_t& server) {
     server.Subject = diagnosis.subject;
 }
 
-// If a message is not bare, front ends only use the fact that it is not empty, and show their own text for the
-// certificate's state.
-void takeDiagnosis(const Diagnosis& diagnosis, PolicyReport& report) {
+void takeCertificate(const Diagnosis& diagnosis, PolicyReport& report) {
     takeCredentials(diagnosis, report.required.server);
     takeCredentials(diagnosis, report.info.request.server);
     report.info.*field::certificate = diagnosis.subject;
     report.info.certificateState = diagnosis.state;
     report.info.certificateDate = diagnosis.date;
-    if (diagnosis.note) {
-        report.remarks.push_back(*diagnosis.note);
-        report.info.message = std::string(vocabulary::policyWarning) + inLines(report.remarks);
-    }
-    if (!diagnosis.problem) return;
-    report.remarks = {*diagnosis.problem};
+}
+
+void takeNote(const Remarks& remarks, PolicyReport& report) {
+    report.remarks.insert(report.remarks.end(), remarks.begin(), remarks.end());
+    report.info.message = std::string(vocabulary::policyWarning) + inLines(report.remarks);
+}
+
+// If a message is not bare, front ends only use the fact that it is not empty, and show their own text for the
+// certificate's state.
+void takeProblem(const Remarks& remarks, bool frontEndKnows, const Remarks& more, PolicyReport& report) {
+    report.remarks = remarks;
     report.info.message = inEnglish(report.remarks);
-    report.info.bareMessage = !diagnosis.frontEndKnows;
+    report.info.bareMessage = !frontEndKnows;
+    report.remarks.insert(report.remarks.end(), more.begin(), more.end());
+}
+
+void addCredentials(const std::optional<Diagnosis>& diagnosis, PolicyReport& report, const Remarks& more) {
+    if (!diagnosis) return;
+    takeCertificate(*diagnosis, report);
+    if (diagnosis->note) takeNote({*diagnosis->note}, report);
+    if (diagnosis->problem) takeProblem({*diagnosis->problem}, diagnosis->frontEndKnows, more, report);
+}
+
+void addTunnels(const std::optional<TunnelDiagnosis>& tunnels, PolicyReport& report, const Remarks& more) {
+    if (!tunnels) return;
+    takeCertificate(tunnels->diagnosis, report);
+    if (tunnels->isProblem) return takeProblem(tunnels->remarks, tunnels->diagnosis.frontEndKnows, more, report);
+    if (tunnels->isNote) return takeNote(tunnels->remarks, report);
+    if (report.info.message.empty()) report.remarks = tunnels->remarks;
 }
 
 } // namespace
@@ -65,12 +84,10 @@ PolicyReport reportOf(const PolicyState& state, const Remarks& notTaken) {
     return report;
 }
 
-void addDiagnosis(const PolicyText& policy, const Credentials& credentials, std::int64_t now, PolicyReport& report,
-                  const Remarks& more) {
-    const auto diagnosis = diagnose(policy, credentials, now);
-    if (diagnosis) takeDiagnosis(*diagnosis, report);
-    if (!diagnosis || !diagnosis->problem) return;
-    report.remarks.insert(report.remarks.end(), more.begin(), more.end());
+void addDiagnosis(const PolicyText& policy, const Engine& engine, const Credentials& credentials, std::int64_t now,
+                  PolicyReport& report, const Remarks& more) {
+    if (engine.protectsTraffic()) return addTunnels(diagnoseTunnels(policy, engine, credentials, now), report, more);
+    addCredentials(diagnose(policy, credentials, now), report, more);
 }
 
 } // namespace panelkitd

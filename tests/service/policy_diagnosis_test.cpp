@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The credentials that policies need, compared with the content of tokens.
-#include <service/policy/diagnosis.h>
+#include <service/engine/record_engine.h>
+#include <service/policy/tunnel_diagnosis.h>
 
 #include <vocabulary/certs.h>
 #include <vocabulary/policy.h>
@@ -158,6 +159,55 @@ TEST_F(ADiagnosis, IsNotMadeWhereNothingIsNeededOrNothingCanBeSeen) {
     EXPECT_EQ(credentials.asked, 0);
     credentials.content.reset();
     EXPECT_FALSE(diagnose(policy(annas), credentials, now));
+}
+
+// ---- with an engine
+
+class EngineWithTunnels : public RecordEngine {
+public:
+    bool protectsTraffic() const override { return true; }
+    Remarks problems() const override { return wrong; }
+    std::vector<panelkit::TunnelInfo> tunnels() const override { return all; }
+
+    std::vector<panelkit::TunnelInfo> all;
+    Remarks wrong;
+};
+
+TEST_F(ADiagnosis, IsThatOfTheTunnelsWhereThereAreAny) {
+    using panelkit::TunnelCondition;
+    constexpr auto none = vocabulary::Refused::none, ours = vocabulary::Refused::credentials;
+    const struct {
+        TunnelCondition first, second;
+        vocabulary::Refused code;
+        const char* why; // of the second
+        bool isProblem;
+        std::uint32_t state;
+        const char* text;
+    } rows[] = {
+        {TunnelCondition::up, TunnelCondition::up, none, "", false, state::fine, "section [a] to the gateway g"},
+        {TunnelCondition::up, TunnelCondition::down, none, "silence", true, state::fine, "[b] to the gateway h"},
+        {TunnelCondition::up, TunnelCondition::connecting, none, "silence", true, state::fine, ": silence"},
+        {TunnelCondition::up, TunnelCondition::connecting, none, "", false, state::fine, "[b] is being set up"},
+        {TunnelCondition::up, TunnelCondition::turnedOff, none, "", true, state::fine, "[b] was turned off"},
+        {TunnelCondition::up, TunnelCondition::down, ours, "it is old", true, state::expired, ": it is old"},
+        {TunnelCondition::down, TunnelCondition::up, none, "", true, state::fine, "[a] to the gateway g is not up"},
+    };
+    credentials.content->certificates = {expired("CN=berta")};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.text);
+        EngineWithTunnels engine;
+        engine.all = {{.section = "a", .gateway = "g", .condition = row.first, .credential = "CN=anna"},
+                      {.section = "b", .gateway = "h", .condition = row.second, .credential = "CN=berta"}};
+        if (*row.why) engine.all[1].why = {{static_cast<std::uint32_t>(row.code), row.why, {}}};
+        const auto found = diagnoseTunnels(policy(annas + anybodys), engine, credentials, now);
+        ASSERT_TRUE(found);
+        EXPECT_EQ(found->isProblem, row.isProblem);
+        EXPECT_EQ(found->diagnosis.state, row.state);
+        EXPECT_THAT(inEnglish(found->remarks), HasSubstr(row.text));
+        engine.wrong = {remark(none, "the daemon is gone")};
+        EXPECT_EQ(inEnglish(diagnoseTunnels(policy(annas), engine, credentials, now)->remarks), "the daemon is gone");
+    }
+    EXPECT_FALSE(diagnoseTunnels(policy(""), EngineWithTunnels(), credentials, now));
 }
 
 } // namespace

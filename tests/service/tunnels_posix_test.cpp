@@ -423,6 +423,9 @@ TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasK
     start();
     ASSERT_TRUE(listsTunnel("up")) << service_->log();
     EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(run({"policy", "show"}),
+                testing::AllOf(HasSubstr("Details: the tunnel of section [office] to the gateway 192.168.8.2"),
+                               HasSubstr("with the certificate \"CN=anna\""), testing::Not(HasSubstr("Diagnosis"))));
     run({"token", "logout", "work"});
     EXPECT_NE(panelctl(service_->endpoint(), {"tunnel", "rekey", "office"}).status, 0);
 
@@ -431,6 +434,7 @@ TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasK
     service_->start();
     EXPECT_TRUE(listsTunnel("down"));
     EXPECT_FALSE(pings("10.9.0.1"));
+    EXPECT_THAT(run({"policy", "show"}), HasSubstr("nobody is logged in to the token"));
     logIn();
     ASSERT_TRUE(listsTunnel("up")) << service_->log();
     EXPECT_TRUE(pings("10.9.0.1"));
