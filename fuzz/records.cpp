@@ -59,6 +59,7 @@ constexpr std::array readers = {
     listed<CertImportOption>,
     listed<std::string>,
     listed<std::uint32_t>,
+    alone<vocabulary::TunnelNotice>,
 };
 
 } // namespace

@@ -10,10 +10,12 @@
 
 #include <platform/bridge/endpoint.h>
 #include <platform/bridge/server.h>
+#include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
 #include <atomic>
+#include <utility>
 
 namespace panelkitd {
 
@@ -28,6 +30,16 @@ void announce(Announcer& announcer, const PolicyNews& news) {
     } else {
         announcer.announcePolicyFailed(news.source, news.title, news.message, news.remarks, news.user);
     }
+}
+
+// Every front end of the host hears it. What is in a user's policy concerns this user only.
+void announce(Announcer& announcer, const TunnelNews& news) {
+    const bool isUsers = !news.owner.empty();
+    vocabulary::TunnelNotice notice{{}, news.section, news.gateway, news.owner, news.changes, {}};
+    if (isUsers) notice.section = vocabulary::notShown;
+    if (isUsers) notice.gateway.clear();
+    if (news.up) return announcer.announceTunnelUp(std::move(notice));
+    announcer.announceTunnelDown(std::move(notice), isUsers ? Remarks() : news.why);
 }
 
 } // namespace
@@ -69,9 +81,10 @@ Daemon::Daemon(const Options& options)
 
 // ---- the engine
 
-EngineOptions Daemon::engineOptions() const {
+EngineOptions Daemon::engineOptions() {
     EngineOptions options = options_.engine;
     options.parameters = configuration_.settings().engine;
+    options.news = [this](const TunnelNews& news) { announce(announcer_, news); };
     if (options.name != "record") options.folder = state_.folder("engine");
     return options;
 }

@@ -43,7 +43,7 @@ private:
     void sharePolicySource();
     void setPolicySettings(const LSPcmd::LSPsettings_t& settings, const std::string& user);
     ProviderOptions providerOptions();
-    EngineOptions engineOptions() const;
+    EngineOptions engineOptions();
     void tellEngine();
     void tellEngineOfLogOut(const PKCS11::TokenInfo& token) const;
     bool stopWatches(Clock::time_point deadline);

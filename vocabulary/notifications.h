@@ -39,6 +39,8 @@ enum class Notification : std::int32_t {
     configurationCommitted = 10,
     policyActivated        = 20,
     policyFailed           = 21,
+    tunnelUp               = 22,
+    tunnelDown             = 23,
     certificateExpiring    = 30,
     serviceStopping        = 40,
     // clang-format on
@@ -94,8 +96,25 @@ struct PolicyNotice {
 };
 static_assert(RecordListsEveryMember<PolicyNotice>);
 
-// A PolicyNotice with a reason is followed by a list of these, which states the reason for programs, as bridge::Remark
-// does for commands. A payload may also end before the list.
+// That a tunnel of the policy in force has come up or gone down. Each tunnel is told of at most every 10 seconds, and
+// 20 in that time; what happens in between is told afterwards as one change.
+struct TunnelNotice {
+    Moment moment;
+    std::string section;     // notShown of a user's policy
+    std::string gateway;     // as in the policy file; empty of a user's policy
+    std::string user;        // whose policy it is, for a user's
+    std::uint32_t changes{}; // so often it has changed since it was told of last: 1, or more if it comes and goes
+    std::string reason;      // why it is down; may be empty
+
+    static auto fields(auto& self, auto&& io) {
+        return io(self.moment, self.section, self.gateway, self.user, self.changes, self.reason);
+    }
+    bool operator==(const TunnelNotice&) const = default;
+};
+static_assert(RecordListsEveryMember<TunnelNotice>);
+
+// A PolicyNotice or a TunnelNotice with a reason is followed by a list of these, which states the reason for programs,
+// as bridge::Remark does for commands. A payload may also end before the list.
 struct NoticeRemark {
     std::uint32_t code{};  // refusals.h; 0 when it has none
     std::string wording{}; // in English, with places for the arguments (platform/loccore/phrase.h)
@@ -146,6 +165,8 @@ using Notifications = NotificationTable<
     NotificationRow<Notification::configurationCommitted, ConfigurationNotice>,
     NotificationRow<Notification::policyActivated,        PolicyNotice>,
     NotificationRow<Notification::policyFailed,           PolicyNotice, std::vector<NoticeRemark>>, // why
+    NotificationRow<Notification::tunnelUp,               TunnelNotice>,
+    NotificationRow<Notification::tunnelDown,             TunnelNotice, std::vector<NoticeRemark>>, // why
     NotificationRow<Notification::certificateExpiring,    CertificateNotice>, // once a day for each
     NotificationRow<Notification::serviceStopping,        StoppingNotice>>;
 // clang-format on

@@ -47,6 +47,8 @@ constexpr std::array eventRows = {
     EventRow{Notification::configurationCommitted, "configuration-committed"},
     EventRow{Notification::policyActivated,        "policy-activated"},
     EventRow{Notification::policyFailed,           "policy-failed"},
+    EventRow{Notification::tunnelUp,               "tunnel-up"},
+    EventRow{Notification::tunnelDown,             "tunnel-down"},
     EventRow{Notification::certificateExpiring,    "certificate-expiring"},
     EventRow{Notification::serviceStopping,        "service-stopping"},
 };
@@ -82,6 +84,26 @@ std::string policyText(Notification id, const vocabulary::PolicyNotice& notice, 
     return say("Policy %s could not be activated: %s", titleOf(notice), escaped(inOneLine(reason)));
 }
 
+std::string tunnelText(Notification id, const vocabulary::TunnelNotice& notice, const std::string& reason) {
+    const std::string section = escaped(notice.section), gateway = escaped(notice.gateway);
+    const bool isUp = id == Notification::tunnelUp;
+    std::string text;
+    if (!notice.user.empty()) {
+        const std::string user = escaped(notice.user);
+        text = isUp ? say("A tunnel of the policy of %s is up.", user)
+                    : say("A tunnel of the policy of %s is down.", user);
+    } else if (isUp) {
+        text = say("The tunnel of section [%s] to the gateway %s is up.", section, gateway);
+    } else if (reason.empty()) {
+        text = say("The tunnel of section [%s] to the gateway %s is down.", section, gateway);
+    } else {
+        text = say("The tunnel of section [%s] to the gateway %s is down: %s", section, gateway,
+                   escaped(inOneLine(reason)));
+    }
+    if (notice.changes < 2) return text;
+    return text + ' ' + sayPlural("(%d change)", "(%d changes)", notice.changes, notice.changes);
+}
+
 std::string certificateText(const vocabulary::CertificateNotice& notice) {
     const std::string subject = escaped(notice.certificate.subject);
     const std::string token = escaped(notice.token.*field::label);
@@ -114,6 +136,15 @@ struct Describe {
         event.details["source"] = notice.source;
         event.details["policy"] = notice.policy;
         event.details["user"] = notice.user;
+        event.details["reason"] = reason;
+    }
+    void operator()(const vocabulary::TunnelNotice& notice) const {
+        const std::string reason = remarksText(remarks, notice.reason);
+        event.text = tunnelText(id, notice, reason);
+        event.details["section"] = notice.section;
+        event.details["gateway"] = notice.gateway;
+        event.details["user"] = notice.user;
+        event.details["changes"] = notice.changes;
         event.details["reason"] = reason;
     }
     void operator()(const vocabulary::CertificateNotice& notice) const {

@@ -34,7 +34,7 @@ struct WatchEvent {
 struct Heard {
     vocabulary::Notification id{};
     std::variant<vocabulary::StoppingNotice, vocabulary::TokenNotice, vocabulary::ConfigurationNotice,
-                 vocabulary::PolicyNotice, vocabulary::CertificateNotice>
+                 vocabulary::PolicyNotice, vocabulary::TunnelNotice, vocabulary::CertificateNotice>
         notice;
     std::vector<bridge::Remark> remarks; // why, of a policy that failed
 

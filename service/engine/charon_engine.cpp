@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <set>
 #include <utility>
 
 namespace panelkitd {
@@ -98,6 +99,8 @@ private:
     platform::Guarded<Remarks> problem_;
     TunnelBoard board_;
     mutable std::mutex driving_; // held while the daemon or the filter is changed
+    EnginePolicy inForce_;       // and what follows are used with it
+    TunnelNewsLimit limit_;
     CharonDriver driver_;
     Rounds rounds_; // last: its thread uses all of it
 };
@@ -145,15 +148,23 @@ void CharonEngine::apply(const EnginePolicy& policy) {
     }
     board_.setPlan(plan.connections, true);
     driver_.adopt(std::move(plan));
+    inForce_ = policy;
+    std::set<std::string> sections;
+    for (const TunnelInfo& tunnel : board_.tunnels()) sections.insert(tunnel.section);
+    limit_.keepOnly(sections);
     rounds_.ask();
 }
 
 std::chrono::milliseconds CharonEngine::round() {
     std::vector<TunnelNews> news;
+    bool held = false;
     const std::uint64_t number = ++roundsDone_.lock()->begun;
     {
         const std::scoped_lock driving(driving_);
         news = driver_.round(wishes());
+        for (TunnelNews& one : news) one.owner = inForce_.owner;
+        news = limit_.toTell(news, TunnelNewsLimit::Clock::now());
+        held = limit_.holds();
         const auto& problem = driver_.problem();
         *problem_.lock() =
             problem ? Remarks{remark(Refused::none, "the IKE daemon can't be used"), *problem} : Remarks();
@@ -165,13 +176,14 @@ std::chrono::milliseconds CharonEngine::round() {
     const bool anyDown = std::any_of(all.begin(), all.end(), [](const TunnelInfo& tunnel) {
         return tunnel.condition != panelkit::TunnelCondition::up;
     });
-    return anyDown ? soon : later;
+    return anyDown || held ? soon : later;
 }
 
 void CharonEngine::tell(const std::vector<TunnelNews>& news) const {
     for (const TunnelNews& one : news) {
-        logEvent("the tunnel of section [" + one.section + "] is " +
-                 (one.up ? "up" : "down" + (one.why.empty() ? "" : ": " + inEnglish(one.why))));
+        const std::string often = one.changes == 1 ? "" : " after " + std::to_string(one.changes) + " changes";
+        logEvent("the tunnel of section [" + one.section + "] is " + (one.up ? "up" : "down") + often +
+                 (one.why.empty() ? "" : ": " + inEnglish(one.why)));
         if (news_) news_(one);
     }
 }

@@ -7,11 +7,13 @@
 #include <service/base/refused.h>
 #include <service/engine/engine_credentials.h>
 #include <service/engine/engine_parameters.h>
+#include <service/engine/tunnel_news.h>
 #include <service/policyfile/policy_text.h>
 
 #include <panelkit/monitor/tunnel_records.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +29,8 @@ struct EnginePolicy {
     // It was in force before this service started. What is missing now, a certificate or the address of a gateway, may
     // come, so it is not an error.
     bool resumed = false;
+
+    std::string owner; // whose policy it is, for people; empty for the system's
 };
 
 // Thrown when a policy can't be put into force. The remarks say why; where a section is the reason, they name it and
@@ -75,19 +79,13 @@ public:
     virtual void tokenLoggedOut(const EngineToken& /*token*/) {}
 };
 
-// A tunnel has come up or gone down.
-struct TunnelNews {
-    std::string section;
-    bool up = false;
-    Remarks why; // it is down; may be empty
-};
-
 struct EngineOptions {
     std::string name = "record";
 
     // For "charon":
     std::string folder; // private to the service, for the daemon's files
     EngineParameters parameters;
+    std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
 };
 
 // The names that makeEngine() accepts on this system.

@@ -19,6 +19,7 @@ std::unique_ptr<Engine> makeEngine(const EngineOptions& options) {
         CharonSettings settings;
         settings.folder = options.folder;
         settings.parameters = options.parameters;
+        settings.news = options.news;
         return makeCharonEngine(std::move(settings));
     }
     throw EngineError({remark(Refused::notSupported, "there is no engine \"%s\"", options.name)});

@@ -11,6 +11,7 @@ namespace panelkitd {
 using panelkit::StateRemark;
 using panelkit::TunnelCondition;
 using panelkit::TunnelInfo;
+using vocabulary::Refused;
 
 namespace {
 
@@ -83,7 +84,7 @@ void TunnelBoard::show(Row& row, const IkeStates& states, std::vector<TunnelNews
         setCondition(info, TunnelCondition::down, 0);
     }
     const bool isUp = info.condition == TunnelCondition::up;
-    if (isUp != wasUp) news.push_back({info.section, isUp, {}});
+    if (isUp != wasUp) news.push_back({info.section, info.gateway, isUp, {}, 1, {}});
 }
 
 Remarks TunnelBoard::whyDown(const Row& row, const std::map<std::string, Cause>& causes) {
@@ -103,6 +104,7 @@ std::vector<TunnelNews> TunnelBoard::update(const IkeStates& states) {
         const auto row = std::find_if(state->rows.begin(), state->rows.end(),
                                       [&](const Row& other) { return other.info.section == one.section; });
         one.why = whyDown(*row, state->causes);
+        if (row->off) one.why = {remark(Refused::none, "an administrator turned it off")};
     }
     return news;
 }

@@ -10,6 +10,7 @@
 
 #include <chrono>
 #include <type_traits>
+#include <utility>
 
 namespace panelkitd {
 
@@ -27,6 +28,12 @@ void noteOutcome(Notification id, PushOutcome outcome) {
     // Most front ends handle only some kinds of notifications and refuse the others.
     if (outcome == PushOutcome::notHandled) logDebug("a front end did not handle notification " + number);
     if (outcome == PushOutcome::lost) logDetail("a front end left before it answered notification " + number);
+}
+
+std::vector<vocabulary::NoticeRemark> recordsOf(const Remarks& why) {
+    std::vector<vocabulary::NoticeRemark> remarks;
+    for (const auto& [code, phrase] : bridge::fitted(why)) remarks.push_back({code, phrase.wording, phrase.arguments});
+    return remarks;
 }
 
 } // namespace
@@ -74,9 +81,16 @@ void Announcer::announcePolicyActivated(const std::string& source, const std::st
 
 void Announcer::announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
                                      const Remarks& why, const std::string& user) {
-    std::vector<vocabulary::NoticeRemark> remarks;
-    for (const auto& [code, phrase] : bridge::fitted(why)) remarks.push_back({code, phrase.wording, phrase.arguments});
-    announce<Notification::policyFailed>(vocabulary::PolicyNotice{{}, source, policy, user, reason}, remarks);
+    announce<Notification::policyFailed>(vocabulary::PolicyNotice{{}, source, policy, user, reason}, recordsOf(why));
+}
+
+void Announcer::announceTunnelUp(vocabulary::TunnelNotice notice) {
+    announce<Notification::tunnelUp>(std::move(notice));
+}
+
+void Announcer::announceTunnelDown(vocabulary::TunnelNotice notice, const Remarks& why) {
+    notice.reason = inEnglish(why);
+    announce<Notification::tunnelDown>(std::move(notice), recordsOf(why));
 }
 
 void Announcer::announceCertificateExpiring(const TokenInfo& token, const CertInfo& certificate, int daysLeft) {

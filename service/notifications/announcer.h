@@ -39,6 +39,10 @@ public:
     void announcePolicyFailed(const std::string& source, const std::string& policy, const std::string& reason,
                               const Remarks& why, const std::string& user = {});
 
+    // `notice` without its moment and its reason, which is the text of `why`.
+    void announceTunnelUp(vocabulary::TunnelNotice notice);
+    void announceTunnelDown(vocabulary::TunnelNotice notice, const Remarks& why);
+
     void announceCertificateExpiring(const PKCS11::TokenInfo& token, const CertInfo& certificate, int daysLeft);
 
     // The last announcement: waits up to a second until front ends have received all announcements.

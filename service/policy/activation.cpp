@@ -250,8 +250,8 @@ void failActivation(PolicyState& state, const PolicyState& before, const Remarks
 
 EnginePolicy enginePolicyOf(const LoadedPolicy& policy, bool resumed) {
     const LSPrequest_t& request = policy.wanted.request;
-    if (request.type == LSPdriver) return {request.driverMode, std::nullopt, resumed};
-    return {LSPdropAll, policy.text, resumed};
+    if (request.type == LSPdriver) return {request.driverMode, std::nullopt, resumed, {}};
+    return {LSPdropAll, policy.text, resumed, policy.wanted.userId.empty() ? std::string() : request.user};
 }
 
 bool resume(PolicyState& state, std::int64_t now) {

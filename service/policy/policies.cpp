@@ -21,8 +21,6 @@ namespace settingsField = vocabulary::policySettings;
 
 namespace {
 
-constexpr auto retryInterval = std::chrono::seconds(5); // after a failed write
-
 WantedPolicy namedBy(WantedPolicy wanted, const std::string& name, const std::string& by) {
     wanted.name = name;
     wanted.by = by;
@@ -103,25 +101,28 @@ bool Policies::putIntoForce(PolicyState& next, const PolicyState& before) {
 }
 
 void Policies::store(const PolicyState& next, const PolicyState& before, bool taken) {
-    const auto putBack = [&] {
-        if (!taken) return;
-        Remarks why;
-        if (takenBy(engine_, before.inForce, true, why)) return;
-        logError("the former policy can't be put back: " + inEnglish(why));
-        const auto memory = memory_.lock();
-        memory->notTaken = why;
-        memory->due = steady_clock::now() + retryInterval;
-        changed_.notify_all();
-    };
     try {
         savePolicyState(file_, next);
     } catch (const platform::FileError&) {
-        putBack();
+        if (taken) putBack(before.inForce);
         throw RefusedError(Refused::notStored, "the service can't store the change; its log says why");
     } catch (...) {
-        putBack();
+        if (taken) putBack(before.inForce);
         throw;
     }
+}
+
+void Policies::putBack(const LoadedPolicy& former) {
+    Remarks why;
+    if (takenBy(engine_, former, true, why)) return;
+    logError("the former policy can't be put back: " + inEnglish(why));
+    {
+        const auto memory = memory_.lock();
+        memory->notTaken = why;
+        memory->due = steady_clock::now() + retryInterval;
+    }
+    changed_.notify_all();
+    tell(newsOfInForce(former, why));
 }
 
 // What was changed has been stored: only the news is lost if there is no memory for it.
@@ -131,14 +132,6 @@ void Policies::tell(const PolicyNews& news) const {
     } catch (const std::exception& error) {
         logFailure("announcing a policy", error);
     }
-}
-
-// Begins to wait for a policy that loads, and returns the news of the activation.
-PolicyNews Policies::startLoading(bool activated) {
-    const auto memory = memory_.lock();
-    const auto delay = std::chrono::milliseconds(memory->state.system.*settingsField::loadingDelay);
-    memory->due = steady_clock::now() + delay;
-    return newsOf(memory->state, activated);
 }
 
 Policies::Outcome Policies::run(const std::string& account, const std::function<bool(PolicyState&)>& work) {
@@ -261,52 +254,6 @@ void Policies::startEngine() {
     const auto memory = memory_.lock();
     memory->notTaken = std::move(why);
     memory->due = steady_clock::now() + retryInterval;
-}
-
-// The policy that is in force by our records once more, which the engine did not take. changing_ is held.
-void Policies::resumeEngine() {
-    const LoadedPolicy inForce = memory_.lock()->state.inForce;
-    Remarks why;
-    if (takenBy(engine_, inForce, true, why)) logEvent("the policy is in force now");
-    const auto memory = memory_.lock();
-    memory->notTaken = std::move(why);
-    memory->due = steady_clock::now() + retryInterval;
-}
-
-// ---- loading that takes time
-
-void Policies::waitForLoading() {
-    auto memory = memory_.lock();
-    while (!memory->ending) {
-        if (!memory->state.loading && memory->notTaken.empty()) {
-            memory.wait(changed_);
-        } else if (steady_clock::now() < memory->due) {
-            memory.waitUntil(changed_, memory->due);
-        } else {
-            memory.unlocked([this] { finishDueLoading(); });
-        }
-    }
-}
-
-void Policies::finishDueLoading() {
-    const std::scoped_lock changing(changing_);
-    {
-        auto memory = memory_.lock();
-        if (steady_clock::now() < memory->due) return; // another activation came first
-        if (!memory->state.loading && memory->notTaken.empty()) return;
-        if (!memory->state.loading) return memory.unlocked([this] { resumeEngine(); });
-    }
-    try {
-        change({}, [](PolicyState& next) {
-            finishLoading(next, platform::secondsNow<std::int64_t>());
-            return true;
-        });
-        const PolicyState state = memory_.lock()->state;
-        tell(newsOf(state, !state.failed));
-    } catch (const std::exception& error) { // the cause (a full disk, no memory) may be over after a while
-        logFailure("a policy that was loading is not in force yet", error);
-        memory_.lock()->due = steady_clock::now() + retryInterval;
-    }
 }
 
 } // namespace panelkitd

@@ -32,10 +32,11 @@ struct PolicyUser {
 // Thread-safe.
 class Policies {
 public:
-    // `news` is called for each activation that has ended, in the order of the changes, on the thread of the command or
-    // on one of ours. The next change waits for it, so it must not block, or change something here. State that can't be
-    // read or stored at the start is logged. If the engine does not take the stored policy, it gets the driver policy
-    // that drops everything except DHCP, and the stored one again and again until it takes it.
+    // `news` is called for each activation that has ended, and when the engine has lost or taken the policy in force,
+    // in the order of the changes, on the thread of the command or on one of ours. The next change waits for it, so it
+    // must not block, or change something here. State that can't be read or stored at the start is logged. If the
+    // engine does not take the stored policy, it gets the driver policy that drops everything except DHCP, and the
+    // stored one again and again until it takes it.
     Policies(const StateFolder& folder, const Credentials& credentials, Engine& engine,
              std::function<void(const PolicyNews&)> news = nullptr);
     ~Policies();
@@ -84,6 +85,8 @@ private:
         bool ending = false;
     };
 
+    static constexpr std::chrono::seconds retryInterval{5}; // after a failed write
+
     // `work` changes the state by an activation, and returns whether the policy was loaded. `account` is the user whose
     // share of the file grows; empty for the system's.
     Outcome run(const std::string& account, const std::function<bool(PolicyState&)>& work);
@@ -92,6 +95,7 @@ private:
     auto ofUser(const std::string& id, const Read& read) const;
     void changeUser(const PolicyUser& user, const std::function<void(UserPolicies&)>& work);
     void store(const PolicyState& next, const PolicyState& before, bool taken);
+    void putBack(const LoadedPolicy& former);
     bool putIntoForce(PolicyState& next, const PolicyState& before);
     void resumeEngine();
     void startEngine();

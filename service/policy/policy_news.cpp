@@ -46,9 +46,10 @@ PolicyNews newsOfReplaced(const LoadedPolicy& policy) {
     return news;
 }
 
-PolicyNews newsOfNotTaken(const LoadedPolicy& policy, const Remarks& why) {
+PolicyNews newsOfInForce(const LoadedPolicy& policy, const Remarks& why) {
     PolicyNews news = newsOf(policy.wanted, why, inEnglish(why));
-    if (!policy.text.title.empty()) news.title = policy.text.title;
+    news.activated = why.empty();
+    if (policy.wanted.request.type != LSPdriver) news.title = policy.text.title;
     return news;
 }
 

@@ -25,8 +25,8 @@ PolicyNews newsOf(const PolicyState& state, bool activated);
 // It was accepted, and another activation came before it was in force.
 PolicyNews newsOfReplaced(const LoadedPolicy& policy);
 
-// It is in force by our records, and the engine does not take it.
-PolicyNews newsOfNotTaken(const LoadedPolicy& policy, const Remarks& why);
+// Of the policy that is in force by our records: the engine has taken it now, or has not, with the reason.
+PolicyNews newsOfInForce(const LoadedPolicy& policy, const Remarks& why);
 
 // Every front end of the host hears the news. Why a user's policy failed, and its file, concern this user only, who
 // reads it in the answer and in the policy information.

@@ -79,7 +79,7 @@ protected:
 
 TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
     serve({});
-    start({"--count", "9"});
+    start({"--count", "12"});
     using Kind = PushResult::Kind;
     EXPECT_EQ(push(Notification::tokenArrived, vocabulary::TokenNotice{{0, 1}, home}), Kind::handled);
     EXPECT_THAT(lines(1), ElementsAre("1970.01.01 00:00:00  Token \"東京\\x1B[2J\" (serial number B2) was inserted."));
@@ -94,10 +94,13 @@ TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
     EXPECT_EQ(service->push(5, "short").kind, Kind::notHandled) << "and it goes on";
     EXPECT_EQ(service->push(999, "").kind, Kind::notHandled);
     push(Notification::tokenInitialized, vocabulary::TokenNotice{{7, 8}, office});
-    push(Notification::serviceStopping, vocabulary::StoppingNotice{{8, 9}});
+    push(Notification::tunnelUp, vocabulary::TunnelNotice{{8, 9}, "hq", "gate", "", 3, ""});
+    push(Notification::tunnelDown, vocabulary::TunnelNotice{{9, 10}, "hq", "gate", "", 1, "silence"});
+    push(Notification::tunnelDown, vocabulary::TunnelNotice{{10, 11}, "(not shown)", "", "anna", 1, ""});
+    push(Notification::serviceStopping, vocabulary::StoppingNotice{{11, 12}});
     EXPECT_EQ(endStatus(), 0);
-    const auto all = lines(9);
-    ASSERT_EQ(all.size(), 9U);
+    const auto all = lines(12);
+    ASSERT_EQ(all.size(), 12U);
     EXPECT_EQ(all[1], "1970.01.01 00:00:01  The service is logged out of token \"Office\" (serial number A1).");
     EXPECT_EQ(all[2], "1970.01.01 00:00:02  anna committed the configuration: IKE, LOG.");
     EXPECT_EQ(all[3], "1970.01.01 00:00:03  Policy system \"Main\" is in force.");
@@ -105,7 +108,10 @@ TEST_F(PanelctlWatch, ReportsEachNotificationInALineAtOnce) {
     EXPECT_EQ(all[5], "1970.01.01 00:00:05  Certificate \"CN=a%s\" on token \"Office\" expires in 3 days.");
     EXPECT_EQ(all[6], "1970.01.01 00:00:06  Certificate \"CN=a%s\" on token \"Office\" has expired.");
     EXPECT_EQ(all[7], "1970.01.01 00:00:07  Token \"Office\" (serial number A1) was initialised.");
-    EXPECT_EQ(all[8], "1970.01.01 00:00:08  The service is stopping.");
+    EXPECT_EQ(all[8], "1970.01.01 00:00:08  The tunnel of section [hq] to the gateway gate is up. (3 changes)");
+    EXPECT_EQ(all[9], "1970.01.01 00:00:09  The tunnel of section [hq] to the gateway gate is down: silence");
+    EXPECT_EQ(all[10], "1970.01.01 00:00:10  A tunnel of the policy of anna is down.");
+    EXPECT_EQ(all[11], "1970.01.01 00:00:11  The service is stopping.");
     EXPECT_THAT(watch->errorSoFar(), HasSubstr("Watching; press Ctrl-C to stop."));
 }
 

@@ -17,6 +17,7 @@ namespace {
 using panelkit::TunnelCondition;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 
 const EngineToken token{"/module.so", 4, "work", "01"};
 
@@ -273,4 +274,36 @@ TEST(ATunnelBoard, ShowsTheReasonThatSaysMostOfTheLastAttempt) {
 }
 
 } // namespace
+// ---- news
+
+TEST(NewsOfTunnels, AreBoundedPerTimeAndEndWithTheStateThatLasts) {
+    const TunnelNewsLimit::Clock::time_point start{};
+    const auto told = [&](TunnelNewsLimit& limit, std::vector<TunnelNews> fresh, std::chrono::seconds when) {
+        std::vector<std::string> lines;
+        for (const TunnelNews& news : limit.toTell(fresh, start + when)) {
+            lines.push_back(news.section + (news.up ? " up " : " down ") + std::to_string(news.changes));
+        }
+        return lines;
+    };
+    const auto news = [](const std::string& section, bool up) { return TunnelNews{section, "g", up, {}, 1, {}}; };
+    using std::chrono::seconds;
+    TunnelNewsLimit limit;
+    EXPECT_THAT(told(limit, {news("a", true)}, seconds(1)), ElementsAre("a up 1"));
+    EXPECT_THAT(told(limit, {news("a", false), news("b", true)}, seconds(2)), ElementsAre("b up 1"));
+    EXPECT_THAT(told(limit, {news("a", true)}, seconds(3)), IsEmpty());
+    EXPECT_TRUE(limit.holds());
+    EXPECT_THAT(told(limit, {news("a", false)}, seconds(11)), ElementsAre("a down 3"));
+    EXPECT_THAT(told(limit, {news("a", true)}, seconds(12)), IsEmpty());
+    limit.keepOnly({"b"});
+    EXPECT_THAT(told(limit, {}, seconds(40)), IsEmpty());
+
+    TunnelNewsLimit many;
+    std::vector<TunnelNews> all;
+    for (int i = 0; i < 30; ++i) all.push_back(news("s" + std::to_string(i), true));
+    EXPECT_EQ(told(many, all, seconds(1)).size(), 20U);
+    EXPECT_EQ(told(many, all, seconds(2)).size(), 0U);
+    EXPECT_EQ(told(many, {}, seconds(11)).size(), 20U) << "those that wait, also of tunnels that were told of";
+    EXPECT_TRUE(many.holds());
+}
+
 } // namespace panelkitd

@@ -126,6 +126,8 @@ TEST(NotificationPayloads, StandOnTheWireAsEver) {
               moment + hex("01 00 00 00 'u' 02 00 00 00 03 00 00 00 'LOG' 03 00 00 00 'IKE'"));
     EXPECT_EQ(encoded(vocabulary::PolicyNotice{{9, 3}, "user", "p", "u", "r"}),
               moment + hex("04 00 00 00 'user' 01 00 00 00 'p' 01 00 00 00 'u' 01 00 00 00 'r'"));
+    EXPECT_EQ(encoded(vocabulary::TunnelNotice{{9, 3}, "s", "g", "u", 2, "r"}),
+              moment + hex("01 00 00 00 's' 01 00 00 00 'g' 01 00 00 00 'u' 02 00 00 00 01 00 00 00 'r'"));
     EXPECT_EQ(encoded(vocabulary::CertificateNotice{{9, 3}, token, {}, -1}),
               moment + tokenBytes + encoded(CertInfo{}) + hex("FF FF FF FF"));
     EXPECT_EQ(encoded(vocabulary::StoppingNotice{{9, 3}}), moment);
