@@ -2,6 +2,7 @@
 #include <panelctl/policy/policy_names.h>
 
 #include <panelctl/base/exit_codes.h>
+#include <panelctl/base/failure_text.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
 #include <panelctl/base/terminal_text.h>
@@ -178,6 +179,13 @@ ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& required, LSPrequ
             {"certificate", info.*field::certificate},
             {"certificateState", info.certificateState},
             {"certificateDate", info.certificateDate}};
+}
+
+std::string policyMessage(const LSPinfo_t& info) {
+    if (info.message.empty()) return {};
+    const bool warns = info.message.starts_with(vocabulary::policyWarning);
+    const std::string text = remarksText(bridge::lastRemarks(), info.message);
+    return warns && text != info.message ? std::string(vocabulary::policyWarning) + text : text;
 }
 
 void noteLines(const std::string& text) { eachLine(text, printNote); }

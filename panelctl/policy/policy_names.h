@@ -41,4 +41,8 @@ nlohmann::ordered_json toJson(const LSPinfo_t& info, const LSPrequest_t& require
 // As printLines, to standard error.
 void noteLines(const std::string& text);
 
+// The message of the information that was asked for last, in the user's language. The library knows a warning by its
+// mark, so that stays. Remarks beside an empty message are details of a policy with which nothing is wrong.
+std::string policyMessage(const LSPinfo_t& info);
+
 } // namespace panelctl

@@ -34,19 +34,11 @@ struct Policy {
     std::string details; // what the service remarks, where the message does not have it
 };
 
-// The service's message in the user's language. The library knows a warning by its mark, so that stays.
-std::string messageOf(const LSPinfo_t& info) {
-    if (info.message.empty()) return {};
-    const bool warns = info.message.starts_with(vocabulary::policyWarning);
-    const std::string text = remarksText(bridge::lastRemarks(), info.message);
-    return warns && text != info.message ? std::string(vocabulary::policyWarning) + text : text;
-}
-
 Policy askPolicy(bool longForm) {
     Policy policy;
     auto& [info, required, state, shown, details] = policy;
     if (!LSPController().cmdGetPolicyInfo(info, required, nullptr, nullptr, longForm)) throw lastFailureError();
-    info.message = messageOf(info);
+    info.message = policyMessage(info);
     if (info.message.empty() || !info.bareMessage) details = remarksText(bridge::lastRemarks(), {});
     if (longForm) {
         std::string diagnosis;

@@ -219,6 +219,7 @@ Finding lookAtTraffic() {
     const std::optional<panelkit::EngineInfo> engine = engineOfService();
     if (!engine) return passedOver(say("the service gives no information"));
     const std::string text = escaped(engineText(*engine));
+    if (!engine->works) return bad(text, remedyOf(FailureCode::refused));
     if (!engine->protectsTraffic) return good(text);
     std::vector<std::string> notUp;
     for (const panelkit::TunnelInfo& tunnel : visibleTunnels().value_or(std::vector<panelkit::TunnelInfo>())) {

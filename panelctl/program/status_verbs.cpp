@@ -6,6 +6,7 @@
 #include <panelctl/base/unseen.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_names.h>
+#include <panelctl/policy/policy_names.h>
 #include <panelctl/tokens/log_in.h>
 #include <panelctl/tokens/token_names.h>
 #include <panelctl/tunnels/engine_text.h>
@@ -81,7 +82,7 @@ std::string policyText() {
     LSPinfo_t info;
     LSPrequest_t required;
     if (!LSPController().cmdGetPolicyInfo(info, required, nullptr, nullptr, false)) throw lastFailureError();
-    info.message = remarksText(bridge::lastRemarks(), info.message);
+    info.message = policyMessage(info);
     std::string text;
     panelkit::shortPolicyText(info, required, text);
     return text;
@@ -114,6 +115,7 @@ ordered_json engineJson(const Status& status) {
     if (!status.engine) return nullptr;
     return {{"name", status.engine->name},
             {"protectsTraffic", status.engine->protectsTraffic},
+            {"works", status.engine->works},
             {"condition", engineCondition(*status.engine)}};
 }
 
@@ -141,7 +143,7 @@ void print(const Status& status) {
     Sheet sheet;
     sheet.add(say("Service"), {status.service});
     sheet.add(say("Policy"), {inOneLine(status.policy)});
-    if (status.engine) sheet.add(say("Engine"), {engineText(*status.engine)});
+    if (status.engine) sheet.add(say("Engine"), {engineText(*status.engine), moodIf(!status.engine->works)});
     if (status.tunnels) {
         const std::size_t up = countUp(*status.tunnels);
         sheet.add(say("Tunnels"), {say("%d, up: %d", status.tunnels->size(), up), moodIf(up < status.tunnels->size())});

@@ -16,9 +16,12 @@ namespace panelkit {
 struct EngineInfo {
     std::string name;                   // "record", "charon"
     bool protectsTraffic{};             // it filters and protects traffic; false: it only records the policy
+    bool works{};                       // it does what it should; false: the condition says why not
     std::vector<StateRemark> condition; // sentences for people; at least one
 
-    static auto fields(auto& self, auto&& io) { return io(self.name, self.protectsTraffic, self.condition); }
+    static auto fields(auto& self, auto&& io) {
+        return io(self.name, self.protectsTraffic, self.works, self.condition);
+    }
     bool operator==(const EngineInfo&) const = default;
 };
 static_assert(RecordListsEveryMember<EngineInfo>);

@@ -53,7 +53,7 @@ template <> inline constexpr RecordNames namesOf<KeyInfo>{"KeyInfo", "label id k
 template <> inline constexpr RecordNames namesOf<CertLabel>{"CertLabel", "fingerprint label id"};
 template <> inline constexpr RecordNames namesOf<TokenLabels>{"TokenLabels", "token certificates"};
 template <> inline constexpr RecordNames namesOf<ImportItem>{"ImportItem", "item mode exportable"};
-template <> inline constexpr RecordNames namesOf<EngineInfo>{"EngineInfo", "name protectsTraffic condition"};
+template <> inline constexpr RecordNames namesOf<EngineInfo>{"EngineInfo", "name protectsTraffic works condition"};
 template <> inline constexpr RecordNames namesOf<TunnelInfo>{"TunnelInfo", "section network gateway condition since address credential gatewayIdentity suite bytesIn bytesOut dropped why"};
 template <> inline constexpr RecordNames namesOf<UncommittedValue>{"UncommittedValue", "section key secret committed written"};
 // clang-format on

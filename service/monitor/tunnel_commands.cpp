@@ -15,7 +15,7 @@ using panelkit::TunnelAction;
 using vocabulary::Refused;
 
 std::string MonitorCommands::engine(Call&) {
-    EngineInfo info{engine_.name(), engine_.protectsTraffic(), {}};
+    EngineInfo info{engine_.name(), engine_.protectsTraffic(), engine_.problems().empty(), {}};
     for (const bridge::Remark& remark : engine_.condition()) {
         info.condition.push_back({remark.code, remark.phrase.wording, remark.phrase.arguments});
     }

@@ -34,8 +34,8 @@ protected:
         return {};
     }
 
-    const EngineInfo record{"record", false, {{65, "the policy is recorded; no traffic is filtered", {}}}};
-    const EngineInfo charon{"charon", true, {{65, "traffic is filtered and protected", {}}}};
+    const EngineInfo record{"record", false, true, {{65, "the policy is recorded; no traffic is filtered", {}}}};
+    const EngineInfo charon{"charon", true, true, {{65, "traffic is filtered and protected", {}}}};
     const TunnelInfo up{.section = "hq",
                         .network = "10.0.0.0/8",
                         .gateway = "gate.example",
@@ -117,6 +117,8 @@ TEST_F(TunnelVerbs, AreSummedUpByStatusAndDoctor) {
     service.answer<Command::GetEngine>(record);
     EXPECT_EQ(finding()["found"], "record: the policy is recorded; no traffic is filtered");
     expectHolds(json({"status"}), R"({"tunnels": null, "engine": {"protectsTraffic": false}})");
+    service.answer<Command::GetEngine>(EngineInfo{"charon", true, false, {{65, "the filter is gone", {}}}});
+    EXPECT_EQ(finding()["state"], "problem");
     service.on(Command::GetEngine, Reaction::refuse("module 1000 has no command 60"));
     expectHolds(json({"status"}), R"({"engine": null})");
     EXPECT_EQ(finding()["state"], "not-checked");

@@ -426,6 +426,16 @@ TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasK
     EXPECT_THAT(run({"policy", "show"}),
                 testing::AllOf(HasSubstr("Details: the tunnel of section [office] to the gateway 192.168.8.2"),
                                HasSubstr("with the certificate \"CN=anna\""), testing::Not(HasSubstr("Diagnosis"))));
+    platform::ChildOptions options;
+    options.arguments = {builtProgram("panelctl"), "--endpoint", service_->endpoint(), "watch"};
+    platform::ChildProcess watch(options);
+    ASSERT_TRUE(becomesTrue([&] { return watch.errorSoFar().find("Watching") != std::string::npos; }));
+    run({"tunnel", "down", "office"});
+    EXPECT_TRUE(becomesTrue([&] {
+        return watch.outputSoFar().find("to the gateway 192.168.8.2 is down: an administrator") != std::string::npos;
+    })) << watch.outputSoFar();
+    run({"tunnel", "up", "office"});
+    ASSERT_TRUE(listsTunnel("up")) << service_->log();
     run({"token", "logout", "work"});
     EXPECT_NE(panelctl(service_->endpoint(), {"tunnel", "rekey", "office"}).status, 0);
 
