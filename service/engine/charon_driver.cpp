@@ -57,31 +57,14 @@ bool needsStart(const IkeDaemonSettings& running, const IkeDaemonSettings& wante
 
 } // namespace
 
-// ---- wishes
-
-const EngineWishes::Login* EngineWishes::login(const EngineToken& token) const {
-    const auto found =
-        std::find_if(logins.begin(), logins.end(), [&](const Login& login) { return login.token.is(token); });
-    return found == logins.end() ? nullptr : &*found;
-}
-
-EngineCredentials EngineWishes::usable() const {
-    EngineCredentials usable = credentials;
-    for (EngineCertificate& certificate : usable.certificates) {
-        const bool wasSeen = certificate.hasPrivateKey;
-        certificate.tokenIsOpen = !certificate.needsLogin || login(certificate.token);
-        if (!wasSeen && certificate.needsLogin) certificate.hasPrivateKey = certificate.tokenIsOpen;
-    }
-    return usable;
-}
-
 // ---- the daemon
 
 CharonDriver::CharonDriver(Settings settings, TunnelBoard& board, std::function<void()> changed)
     : settings_(std::move(settings)),
       board_(board),
       changed_(std::move(changed)),
-      daemon_(settings_.folder, settings_.program) {}
+      daemon_(settings_.folder, settings_.program),
+      keys_(board) {}
 
 IkeDaemonSettings CharonDriver::daemonSettings(const EngineWishes& wishes) const {
     return {settings_.espInUserSpace, settings_.mark, wishes.credentials.modules, wishes.parameters};
@@ -115,7 +98,7 @@ void CharonDriver::start(const IkeDaemonSettings& wanted) {
     control_ = std::make_unique<IkeControl>(std::make_unique<ViciConnection>(daemon_.socket(), settings_.patience));
     if (settings_.espInUserSpace) espProposals_ = control_->espProposals();
     attempts_.clear();
-    refusedKeys_.clear();
+    keys_.forgetRefusals();
 }
 
 // After a ViciError nothing is known of the daemon, so it was dropped (see work()).
@@ -170,7 +153,7 @@ void CharonDriver::prepare(IkePlan& plan, const EngineWishes& wishes) {
         former_ = control_->loaded();
         checkAnchors(wishes);
         plan = this->plan(plan.text, wishes);
-        loadKeys(plan, wishes);
+        keys_.load(*control_, running_, {&plan_, &plan}, wishes);
         for (const IkeConnection& connection : plan.connections) loadOrThrow(*control_, connection);
         problem_.reset();
     } catch (const ViciError& error) {
@@ -201,64 +184,6 @@ void CharonDriver::adopt(IkePlan plan) noexcept {
         logFailure("the IKE daemon", error);
         drop(); // so the tunnels that are to go are gone
     }
-}
-
-// ---- keys
-
-void CharonDriver::loadKeyOf(const IkeConnection& connection, const EngineWishes& wishes,
-                             std::set<IkeControl::TokenKey>& wanted) {
-    const EngineWishes::Login* login = wishes.login(*connection.token);
-    const auto& all = wishes.credentials.certificates;
-    const auto mine = [&](const EngineCertificate& c) { return c.keyId == connection.keyId; };
-    const auto own =
-        std::find_if(all.begin(), all.end(), [&](const auto& c) { return mine(c) && c.token.is(*connection.token); });
-    if (own == all.end() || (own->needsLogin && !login)) return;
-    const bool isTwice =
-        std::any_of(all.begin(), all.end(), [&](const auto& c) { return mine(c) && !c.token.is(*connection.token); });
-    const IkeControl::TokenKey key{moduleName(running_, connection.token->module), connection.token->slot, isTwice,
-                                   connection.keyId};
-    wanted.insert(key);
-    const std::uint64_t number = login ? login->number : 0;
-    if (const auto refused = refusedKeys_.find(key); refused != refusedKeys_.end() && refused->second == number) return;
-    try {
-        control_->loadKey(key, login ? login->pin : platform::Secret());
-    } catch (const ViciRefusal& refusal) {
-        refusedKeys_[key] = number;
-        logError(std::string("the IKE daemon can't use a private key: ") + refusal.what());
-        board_.failed(connection.name,
-                      remark(Refused::credentials, "the IKE daemon can't use the private key of \"%s\": %s",
-                             connection.credential, refusal.what()));
-    }
-}
-
-void CharonDriver::loadSharedKeys(const IkePlan& plan, const EngineWishes& wishes) {
-    std::map<std::string, IkeControl::SharedKey> shared;
-    for (const EnginePresharedKey& key : wishes.credentials.presharedKeys) {
-        IkeControl::SharedKey given{key.value, {}};
-        for (const IkePlan* one : {&std::as_const(plan_), &plan}) {
-            for (const IkeConnection& connection : one->connections) {
-                const bool uses = connection.byPresharedKey && connection.credential == key.name;
-                const auto& owners = given.owners;
-                const bool isNew = std::find(owners.begin(), owners.end(), connection.gateway) == owners.end();
-                if (uses && isNew) given.owners.push_back(connection.gateway);
-            }
-        }
-        if (!given.owners.empty()) shared.emplace(key.name, std::move(given));
-    }
-    control_->setSharedKeys(shared);
-}
-
-// Keys of the plan and of the adopted one.
-void CharonDriver::loadKeys(const IkePlan& plan, const EngineWishes& wishes) {
-    std::set<IkeControl::TokenKey> wanted;
-    for (const IkePlan* one : {&std::as_const(plan_), &plan}) {
-        for (const IkeConnection& connection : one->connections) {
-            if (connection.token) loadKeyOf(connection, wishes, wanted);
-        }
-    }
-    control_->keepOnlyKeys(wanted);
-    loadSharedKeys(plan, wishes);
-    if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0) control_->addCrls(wishes.credentials.crls);
 }
 
 // ---- tunnels
@@ -308,7 +233,7 @@ std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
     const IkeControl::Loaded former = control_->loaded();
     checkAnchors(wishes);
     plan_ = plan(plan_.text, wishes);
-    loadKeys(plan_, wishes);
+    keys_.load(*control_, running_, {&plan_}, wishes);
     for (const IkeConnection& connection : plan_.connections) load(connection);
     control_->keepOnly(plan_.connections, former);
     board_.setPlan(plan_.connections, false);

@@ -7,7 +7,9 @@
 // One thread uses a driver at a time, except for the functions that say otherwise.
 #pragma once
 
+#include <service/engine/daemon_keys.h>
 #include <service/engine/daemon_listener.h>
+#include <service/engine/engine_wishes.h>
 #include <service/engine/ike_control.h>
 #include <service/engine/ike_daemon.h>
 #include <service/engine/tunnel_board.h>
@@ -21,31 +23,6 @@
 #include <vector>
 
 namespace panelkitd {
-
-// What the rest of the service has told the engine.
-struct EngineWishes {
-    struct Login {
-        EngineToken token;
-        platform::Secret pin;
-        std::uint64_t number = 0; // another one for each log-in
-    };
-
-    bool tokensRead = false; // before that, nothing is known of certificates
-    EngineCredentials credentials;
-    EngineParameters parameters;
-    std::vector<Login> logins;
-    std::uint64_t loginsSoFar = 0;
-
-    const Login* login(const EngineToken& token) const;
-    // The credentials as the engine can use them: private keys are those of tokens with a log-in.
-    EngineCredentials usable() const;
-};
-
-// The part of a policy that needs the daemon.
-struct IkePlan {
-    std::shared_ptr<const PolicyText> text = std::make_shared<PolicyText>();
-    std::vector<IkeConnection> connections; // point into the text
-};
 
 class CharonDriver {
 public:
@@ -96,9 +73,6 @@ private:
     void checkAnchors(const EngineWishes& wishes);
     void start(const IkeDaemonSettings& wanted);
     void load(const IkeConnection& connection);
-    void loadKeys(const IkePlan& plan, const EngineWishes& wishes);
-    void loadKeyOf(const IkeConnection& connection, const EngineWishes& wishes, std::set<IkeControl::TokenKey>& wanted);
-    void loadSharedKeys(const IkePlan& plan, const EngineWishes& wishes);
     void setUpMissing(const IkeStates& states);
     std::vector<TunnelNews> work(const EngineWishes& wishes);
 
@@ -111,6 +85,7 @@ private:
     std::unique_ptr<DaemonListener> listener_;
     IkePlan plan_;
     IkeControl::Loaded former_; // before prepare()
+    DaemonKeys keys_;
     std::optional<bridge::Remark> problem_;
 
     unsigned starts_ = 0; // in a row, that did not last
@@ -125,9 +100,6 @@ private:
 
     std::set<std::string> unfitAnchors_;    // that the daemon can't read
     std::vector<std::string> espProposals_; // what it has, with ESP in user space
-
-    // The log-in with which the daemon could not use a key. It is not tried again: a token may count the tries.
-    std::map<IkeControl::TokenKey, std::uint64_t> refusedKeys_;
 };
 
 } // namespace panelkitd
