@@ -8,119 +8,19 @@
 //   outgoing-1 ...            with many sections: those that can match some addresses, to which outgoing sends packets
 #include <service/engine/filter_rules.h>
 
+#include <service/engine/filter_expressions.h>
 #include <service/engine/networks.h>
 
-#include <panelkit/format/number_range.h>
 #include <panelkit/lsp/lsp_records.h>
-
-#include <nlohmann/json.hpp>
-
-#include <array>
-#include <initializer_list>
 
 namespace panelkitd {
 
-using Json = nlohmann::ordered_json;
+using namespace nft;
 
 namespace {
 
 constexpr const char* family = "inet";
 constexpr const char* table = "panelkit";
-
-// ---- parts of rules
-
-using Expressions = std::vector<Json>;
-
-Expressions operator+(Expressions left, const Expressions& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-
-Json is(Json left, Json right) {
-    return {{"match", {{"op", "=="}, {"left", std::move(left)}, {"right", std::move(right)}}}};
-}
-Json meta(const char* key) { return {{"meta", {{"key", key}}}}; }
-Json field(const char* protocol, const char* name) { return {{"payload", {{"protocol", protocol}, {"field", name}}}}; }
-Json anyOf(std::initializer_list<Json> values) { return {{"set", Json::array_t(values)}}; }
-template <class Value>
-Json range(const Value& first, const Value& last) {
-    return first == last ? Json(first) : Json{{"range", Json::array({first, last})}};
-}
-// Of a network, or a block of addresses.
-template <class Addresses>
-Json rangeOf(const Addresses& addresses, bool isIPv6) {
-    return range(addressText(addresses.first, isIPv6), addressText(addresses.last, isIPv6));
-}
-Json verdict(const char* name) { return Json::object({{name, nullptr}}); }
-Json jumpTo(const std::string& chain) { return {{"goto", {{"target", chain}}}}; }
-
-// ---- a section's packets
-
-// The two directions, as chains.
-struct Side {
-    const char* chain;
-    const char* otherEnd; // field with the address of the other end
-};
-constexpr Side outgoing{"outgoing", "daddr"};
-constexpr Side incoming{"incoming", "saddr"};
-
-Expressions matchNetwork(const PolicySection& section, const Side& side) {
-    const std::optional<Network> network = networkOf(section);
-    if (!network) return {};
-    return {is(field(network->isIPv6 ? "ip6" : "ip", side.otherEnd), rangeOf(*network, network->isIPv6))};
-}
-
-// A network of IPv6 has a colon, and nothing else has.
-bool isIPv6(const std::string& network) { return network.find(':') != network.npos; }
-
-Expressions matchProtocol(const PolicySection& section) {
-    const std::string& name = section.protocol;
-    if (name == "any") return {};
-    if (name == "icmp" && isIPv6(section.network)) return {is(meta("l4proto"), 58)};
-    if (name == "icmp" && section.network == "any") return {is(meta("l4proto"), anyOf({1, 58}))};
-    constexpr std::array<std::pair<std::string_view, int>, 5> names{
-        {{"icmp", 1}, {"tcp", 6}, {"udp", 17}, {"esp", 50}, {"ah", 51}}};
-    for (const auto& [known, number] : names) {
-        if (name == known) return {is(meta("l4proto"), number)};
-    }
-    return {is(meta("l4proto"), std::stoi(name))};
-}
-
-Json portsOf(const PolicySection& section) {
-    panelkit::PortRange ports;
-    panelkit::parsePortRange(section.port, ports);
-    return range(ports.first, ports.last);
-}
-
-Expressions matchTraffic(const PolicySection& section, const Side& side) {
-    return matchNetwork(section, side) + matchProtocol(section);
-}
-
-// The packets that a section closes: one alternative after the other. No state of a connection is looked at: a
-// connection that was there before the policy must not escape.
-std::vector<Expressions> closedPackets(const PolicySection& section, const Side& side) {
-    const Expressions traffic = matchTraffic(section, side);
-    if (section.port.empty()) return {traffic};
-    const Json ports = portsOf(section);
-    return {traffic + Expressions{is(field("th", "dport"), ports)},
-            traffic + Expressions{is(field("th", "sport"), ports)}};
-}
-
-// The packets that a section opens. With a port: those of connections that were opened to it. Looking at the port alone
-// would open every port of the host to packets that come from that port.
-Expressions openPackets(const PolicySection& section, const Side& side) {
-    const Expressions traffic = matchTraffic(section, side);
-    if (section.port.empty()) return traffic;
-    const Json opened{{"ct", {{"key", "proto-dst"}, {"dir", "original"}}}};
-    return traffic + Expressions{is(opened, portsOf(section))};
-}
-
-// Is encrypted or was decrypted.
-Json throughTunnel(const Side& side, const FilterOptions& options) {
-    const bool out = side.chain == outgoing.chain;
-    if (options.esp == EspPlace::userSpace) return is(meta(out ? "oifname" : "iifname"), options.device);
-    return is(out ? Json{{"rt", {{"key", "ipsec"}}}} : meta("ipsec"), true);
-}
 
 std::string counterName(std::size_t section, const char* what) { return "s" + std::to_string(section) + "-" + what; }
 Json counter(std::size_t section, const char* what) { return Json{{"counter", counterName(section, what)}}; }
