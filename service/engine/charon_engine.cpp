@@ -4,6 +4,7 @@
 #include <service/base/log.h>
 #include <service/base/rounds.h>
 #include <service/engine/charon_driver.h>
+#include <service/engine/filter_keeper.h>
 #include <service/engine/gateway_names.h>
 
 #include <platform/system/guarded.h>
@@ -92,14 +93,14 @@ private:
     };
 
     const std::function<void(const TunnelNews&)> news_;
-    const std::unique_ptr<PacketFilter> filter_;
+    FilterKeeper filter_;
     platform::Guarded<RoundCount> roundsDone_;
     std::condition_variable roundEnded_;
     platform::Guarded<EngineWishes> wishes_;
     platform::Guarded<Remarks> problem_;
     TunnelBoard board_;
     mutable std::mutex driving_; // held while the daemon or the filter is changed
-    EnginePolicy inForce_;       // and what follows are used with it
+    std::string owner_;          // of the policy; used with it, as the next
     TunnelNewsLimit limit_;
     CharonDriver driver_;
     Rounds rounds_; // last: its thread uses all of it
@@ -107,7 +108,7 @@ private:
 
 Remarks CharonEngine::problems() const {
     Remarks problem = *problem_.lock();
-    if (!filter_->counts()) {
+    if (!filter_.counts()) {
         problem.push_back(remark(Refused::none, "the packet filter is not there or can't be read: perhaps nothing is "
                                                 "filtered"));
     }
@@ -141,14 +142,14 @@ void CharonEngine::apply(const EnginePolicy& policy) {
     IkePlan plan = driver_.plan(std::move(text), wishes());
     prepare(policy, plan);
     try {
-        filter_->replace(policy);
+        filter_.replace(policy);
     } catch (...) {
         driver_.takeBack();
         throw;
     }
+    owner_ = policy.owner;
     board_.setPlan(plan.connections, true);
     driver_.adopt(std::move(plan));
-    inForce_ = policy;
     std::set<std::string> sections;
     for (const TunnelInfo& tunnel : board_.tunnels()) sections.insert(tunnel.section);
     limit_.keepOnly(sections);
@@ -161,8 +162,9 @@ std::chrono::milliseconds CharonEngine::round() {
     const std::uint64_t number = ++roundsDone_.lock()->begun;
     {
         const std::scoped_lock driving(driving_);
+        filter_.lookAfter(std::chrono::steady_clock::now());
         news = driver_.round(wishes());
-        for (TunnelNews& one : news) one.owner = inForce_.owner;
+        for (TunnelNews& one : news) one.owner = owner_;
         news = limit_.toTell(news, TunnelNewsLimit::Clock::now());
         held = limit_.holds();
         const auto& problem = driver_.problem();
@@ -193,7 +195,7 @@ void CharonEngine::tell(const std::vector<TunnelNews>& news) const {
 // The present state, unless the daemon is busy: then that of a moment ago. The filter counts in the order of sections.
 std::vector<TunnelInfo> CharonEngine::tunnels() const {
     std::vector<TunnelInfo> tunnels = board_.tunnels();
-    const auto counts = filter_->counts();
+    const auto counts = filter_.counts();
     std::shared_ptr<const PolicyText> text;
     {
         const std::unique_lock driving(driving_, std::try_to_lock);

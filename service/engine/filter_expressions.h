@@ -46,6 +46,8 @@ struct Side {
 };
 inline constexpr Side outgoing{"outgoing", "daddr"};
 inline constexpr Side incoming{"incoming", "saddr"};
+// Packets that leave, before their route is chosen.
+inline constexpr Side beside{"beside", "daddr"};
 
 // The packets that a section closes: one alternative after the other. No state of a connection is looked at: a
 // connection that was there before the policy must not escape.

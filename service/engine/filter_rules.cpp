@@ -5,6 +5,8 @@
 //   input, output             what passes in any case, then the chain `incoming` or `outgoing`
 //   forward-to, forward-from  a forwarded packet must pass twice: as one to its destination and as one from its source
 //   outgoing, incoming        the sections in their order; a packet that none of them matches passes
+//   beside                    the sections before the route is chosen (route-local, route-forwarded): what is not to go
+//                             through a tunnel is marked
 //   outgoing-1 ...            with many sections: those that can match some addresses, to which outgoing sends packets
 #include <service/engine/filter_rules.h>
 
@@ -12,6 +14,8 @@
 #include <service/engine/networks.h>
 
 #include <panelkit/lsp/lsp_records.h>
+
+#include <algorithm>
 
 namespace panelkitd {
 
@@ -95,6 +99,27 @@ public:
         addRule("forward-from", {jumpTo(incoming.chain)});
     }
 
+    // With ESP in user space, the routes send a whole network into the device of the tunnels. What no section protects
+    // there gets a mark, with which these routes do not count.
+    void addWaysBeside(const std::vector<PolicySection>& sections) {
+        const auto protects = [](const PolicySection& section) { return section.action == PolicyAction::protect; };
+        const bool any = std::any_of(sections.begin(), sections.end(), protects);
+        if (options_.esp != EspPlace::userSpace || !any) return;
+        addSide(sections, SectionLists(sections), beside);
+        addChain({{"name", "unprotected"}});
+        addRule("unprotected", {Json{{"jump", {{"target", beside.chain}}}}});
+        addRule("unprotected", {Json{{"mangle", {{"key", meta("mark")}, {"value", markBeside(options_.mark)}}}}},
+                "not through a tunnel");
+        addChain({{"name", "route-local"}, {"type", "route"}, {"hook", "output"}, {"prio", -150}});
+        addChain({{"name", "route-forwarded"}, {"type", "filter"}, {"hook", "prerouting"}, {"prio", -150}});
+        addRule("route-local", {is(meta("mark"), options_.mark), verdict("accept")}, "the daemon's packets");
+        for (const char* chain : {"route-local", "route-forwarded"}) {
+            for (Expressions& networks : protectedDestinations(sections)) {
+                addRule(chain, networks + Expressions{jumpTo("unprotected")});
+            }
+        }
+    }
+
     std::string text() const { return R"({"nftables":[)" + commands_ + "]}"; }
 
 private:
@@ -135,7 +160,32 @@ private:
         for (const std::size_t number : lists.others) addSection(sections[number], number, side, side.chain);
     }
 
+    static std::vector<Expressions> protectedDestinations(const std::vector<PolicySection>& sections) {
+        const auto isForAny = [](const PolicySection& section) {
+            return section.action == PolicyAction::protect && section.network == "any";
+        };
+        if (std::any_of(sections.begin(), sections.end(), isForAny)) return {{}};
+        std::vector<Expressions> alternatives;
+        for (const bool isIPv6 : {false, true}) {
+            Json::array_t ranges;
+            for (const Network& network : protectedNetworks(sections, isIPv6)) {
+                ranges.push_back(rangeOf(network, isIPv6));
+            }
+            if (ranges.empty()) continue;
+            alternatives.push_back({is(field(isIPv6 ? "ip6" : "ip", beside.otherEnd), Json{{"set", ranges}})});
+        }
+        return alternatives;
+    }
+
+    // `return` ends a list of sections: the packet gets the mark.
+    void addWayOf(const PolicySection& section, const std::string& chain) {
+        const Expressions decided{verdict(section.action == PolicyAction::protect ? "accept" : "return")};
+        if (section.action == PolicyAction::pass) return addRule(chain, openPackets(section, beside) + decided);
+        for (const Expressions& packets : closedPackets(section, beside)) addRule(chain, packets + decided);
+    }
+
     void addSection(const PolicySection& section, std::size_t number, const Side& side, const std::string& chain) {
+        if (side.chain == beside.chain) return addWayOf(section, chain);
         const std::string comment = "section [" + section.name + "], line " + std::to_string(section.line);
         const Expressions pass{counter(number, "passed"), verdict("accept")};
         const Expressions drop{counter(number, "dropped"), verdict("drop")};
@@ -162,6 +212,7 @@ std::string filterRules(const EnginePolicy& policy, const FilterOptions& options
         filter.addDaemon();
         filter.addControl();
         filter.addSections(policy.text->sections);
+        filter.addWaysBeside(policy.text->sections);
     } else if (policy.driverMode == LSPdropAllExceptDhcp) {
         filter.addControl();
         filter.addDhcp();

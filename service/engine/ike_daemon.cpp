@@ -3,6 +3,7 @@
 
 #include <service/base/log.h>
 #include <service/engine/engine.h>
+#include <service/engine/packet_filter.h>
 #include <service/engine/vici_connection.h>
 
 #include <platform/system/files.h>
@@ -73,6 +74,9 @@ std::string moduleName(const IkeDaemonSettings& settings, const std::string& pat
 
 std::string daemonConfiguration(const IkeDaemonSettings& settings, const std::string& socket) {
     const std::string mark = std::to_string(settings.mark);
+    // The routes into tunnels are for packets that have neither this mark nor markBeside(), which differ in one bit.
+    const std::uint32_t both = ~(settings.mark ^ markBeside(settings.mark));
+    const std::string beside = "!" + std::to_string(settings.mark & both) + "/" + std::to_string(both);
     return "# Written by panelkitd at each start of the IKE daemon.\n"
            "charon-systemd {\n"
            "  load = " +
@@ -81,8 +85,9 @@ std::string daemonConfiguration(const IkeDaemonSettings& settings, const std::st
            "  journal {\n    default = -1\n  }\n"
            "  filelog {\n    stderr {\n      default = 0\n    }\n  }\n" +
            optionLines(settings.parameters) + "  plugins {\n    vici {\n      socket = " + quoted("unix://" + socket) +
-           "\n    }\n    socket-default {\n      fwmark = " + mark + "\n    }\n    kernel-netlink {\n      fwmark = !" +
-           mark + "\n    }\n    kernel-libipsec {\n      allow_peer_ts = yes\n    }\n    pkcs11 {\n      modules {\n" +
+           "\n    }\n    socket-default {\n      fwmark = " + mark +
+           "\n    }\n    kernel-netlink {\n      fwmark = " + beside +
+           "\n    }\n    kernel-libipsec {\n      allow_peer_ts = yes\n    }\n    pkcs11 {\n      modules {\n" +
            moduleLines(settings) + "      }\n    }\n  }\n}\n";
 }
 

@@ -68,6 +68,26 @@ std::optional<Network> networkOf(const PolicySection& section) {
     return Network{true, range.first.bytes, range.last.bytes};
 }
 
+std::vector<Network> protectedNetworks(const std::vector<PolicySection>& sections, bool isIPv6) {
+    std::vector<Network> all;
+    for (const PolicySection& section : sections) {
+        const auto network = networkOf(section);
+        if (section.action == PolicyAction::protect && network && network->isIPv6 == isIPv6) all.push_back(*network);
+    }
+    std::sort(all.begin(), all.end(), [](const Network& a, const Network& b) { return a.first < b.first; });
+    std::vector<Network> merged;
+    for (const Network& network : all) {
+        const auto next = merged.empty() ? std::nullopt : after(merged.back().last, isIPv6);
+        const bool isApart = merged.empty() || (next && *next < network.first);
+        if (isApart) {
+            merged.push_back(network);
+        } else {
+            merged.back().last = std::max(merged.back().last, network.last);
+        }
+    }
+    return merged;
+}
+
 std::string addressText(const AddressBytes& address, bool isIPv6) {
     if (isIPv6) {
         std::array<char, panelkit::IPv6TextSize> buffer{};

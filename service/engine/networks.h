@@ -30,6 +30,10 @@ std::optional<Network> networkOf(const PolicySection& section);
 
 std::string addressText(const AddressBytes& address, bool isIPv6);
 
+// Returns the addresses that sections protect, as ranges in their order that do not touch each other. Sections for
+// "any" are left out.
+std::vector<Network> protectedNetworks(const std::vector<PolicySection>& sections, bool isIPv6);
+
 // A range of addresses for which the same sections can match.
 struct AddressBlock {
     AddressBytes first{}, last{};

@@ -31,6 +31,10 @@ struct FilterOptions {
     std::chrono::milliseconds countsAge{1000}; // counts that are not older are returned again: reading them costs
 };
 
+// The mark of packets that are not to go through a tunnel although its network has their destination. It differs from
+// that of the daemon in one bit, so that one rule for routes can exempt both. Such packets are filtered as all others.
+constexpr std::uint32_t markBeside(std::uint32_t daemonsMark) { return daemonsMark ^ 1U; }
+
 // Packets since the filter was replaced.
 struct SectionCount {
     std::uint64_t passed = 0; // of a section that protects: through the tunnel
@@ -51,6 +55,9 @@ public:
     // Returns the counts of the sections of the policy in place, in their order; nullopt when the table is not there
     // any more or can't be read: then nothing is known, and perhaps nothing is filtered.
     virtual std::optional<std::vector<SectionCount>> counts() const = 0;
+
+    // Whether the table is there and can be read, at this moment.
+    virtual bool isInPlace() const = 0;
 
     // Removes the table: everything passes, in clear. Nothing happens when there is none. Throws EngineError.
     virtual void release() = 0;

@@ -58,6 +58,14 @@ public:
         return place->counts;
     }
 
+    bool isInPlace() const override {
+        auto place = place_.lock();
+        if (!place->sections) return false;
+        place->counts = countsOf(*place->sections);
+        place->read = std::chrono::steady_clock::now();
+        return place->counts.has_value();
+    }
+
     void release() override {
         auto place = place_.lock();
         change(filterRemoval(), place->rules);

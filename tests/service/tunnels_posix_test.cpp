@@ -8,6 +8,7 @@
 #include "../support/running_service.h"
 
 #include <service/engine/charon_engine.h>
+#include <service/engine/ike_state.h>
 #include <service/engine/vici_connection.h>
 
 #include <gmock/gmock.h>
@@ -17,6 +18,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <functional>
@@ -185,6 +187,8 @@ protected:
         const auto* const at = reinterpret_cast<const sockaddr*>(&where);
         gateway_->inside([&] {
             server = ::socket(AF_INET, SOCK_STREAM, 0);
+            const int again = 1;
+            ::setsockopt(server, SOL_SOCKET, SO_REUSEADDR, &again, sizeof again);
             if (::bind(server, at, sizeof where) != 0 || ::listen(server, 1) != 0) throw std::runtime_error("listen");
         });
         const int client = ::socket(AF_INET, SOCK_STREAM, 0);
@@ -274,6 +278,76 @@ TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
     apply(byCertificate);
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
+// Which packets go through the tunnel, beside it, or nowhere: the sections in one order and in the other.
+TEST_F(Tunnels, LetTheFirstSectionDecideWithinAProtectedNetwork) {
+    const std::string head = "title = T\nversion = 1\n";
+    const std::string protect = "[office]\naction = protect\nnetwork = 10.9.0.0/16\ngateway = 192.168.8.2\n"
+                                "subject = CN=anna\n";
+    const auto web = [](const std::string& action) {
+        return "[" + action + "]\naction = " + action + "\nnetwork = 10.9.0.0/24\nprotocol = tcp\nport = 7777\n";
+    };
+    const std::string onlyWeb = protect + "protocol = tcp\nport = 7777\n";
+    std::string many;
+    for (int i = 0; i < 30; ++i) {
+        many += "[s" + std::to_string(i) + "]\naction = pass\nnetwork = 10.10.0." + std::to_string(i) + "\n";
+    }
+    enum class Way : unsigned char { tunnel, clear, nowhere };
+    const struct {
+        const char* what;
+        std::string sections;
+        Way tcp, ping;
+    } rows[] = {
+        {"pass first", web("pass") + protect, Way::clear, Way::tunnel},
+        {"protect before pass", protect + web("pass"), Way::tunnel, Way::tunnel},
+        {"drop first", web("drop") + protect, Way::nowhere, Way::tunnel},
+        {"protect before drop", protect + web("drop"), Way::tunnel, Way::tunnel},
+        {"pass before drop", web("pass") + web("drop") + protect, Way::clear, Way::tunnel},
+        {"drop before pass", web("drop") + web("pass") + protect, Way::nowhere, Way::tunnel},
+        {"nothing matches the rest", onlyWeb, Way::tunnel, Way::clear},
+        {"lists of sections", many + web("pass") + protect, Way::clear, Way::tunnel},
+    };
+    start();
+    logIn();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        apply(head + row.sections);
+        ASSERT_TRUE(comesUp()) << why(tunnel());
+        gateway_->seen();
+        EXPECT_EQ(answersTcp("10.9.0.1"), row.tcp != Way::nowhere);
+        EXPECT_EQ(pings("10.9.0.1"), row.ping == Way::tunnel); // the gateway answers through the tunnel alone
+        const auto plain = gateway_->seen().plain;
+        EXPECT_EQ(std::count(plain.begin(), plain.end(), "6 10.9.0.1:7777") > 0, row.tcp == Way::clear);
+        EXPECT_EQ(std::count(plain.begin(), plain.end(), "1 10.9.0.1") > 0, row.ping == Way::clear);
+    }
+}
+
+TEST_F(Tunnels, StayUpWhenTheirSectionStaysTheSameAndAFilterThatWasRemovedComesBack) {
+    start();
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    const auto ids = [&] {
+        ViciConnection vici(folder_.path + "/us/vici", std::chrono::seconds(5));
+        const IkeStates states = ikeStates(vici.listing("list-sas", "list-sa"));
+        return std::pair{states.tunnels.at("office").id, states.all};
+    };
+    const auto before = ids();
+    apply(std::string(byCertificate) + "[more]\naction = pass\nnetwork = 172.16.0.0/12\n");
+    apply("title = T\nversion = 1\n[first]\naction = drop\nnetwork = 172.16.0.0/12\n" +
+          std::string(byCertificate).substr(std::string(byCertificate).find("[office]")));
+    EXPECT_TRUE(comesUp());
+    EXPECT_EQ(ids(), before);
+    EXPECT_EQ(wentDown_, 0U);
+    for (const char* removal : {"nft flush ruleset", "nft delete table inet panelkit"}) {
+        runProgram(removal);
+        EXPECT_TRUE(becomesTrue([&] { return runProgram("nft list ruleset").find("[first]") != std::string::npos; }));
+        EXPECT_THAT(engine_->problems(), IsEmpty());
+        EXPECT_FALSE(pings("10.8.0.1"));
+        EXPECT_TRUE(pings("10.9.0.1"));
+    }
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
 }
 
