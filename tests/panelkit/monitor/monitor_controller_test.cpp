@@ -41,7 +41,7 @@ const char* const labelBytes = "02 00 00 00  02 00 00 00 'F1'  04 00 00 00 'gate
 const UncommittedValue port{"PROXY", "P", false, {"\0\0", 2}, {"\x90\x1f", 2}};
 const char* const portBytes = "05 00 00 00 'PROXY'  01 00 00 00 'P'  00  02 00 00 00 00 00  02 00 00 00 90 1f";
 
-const EngineInfo recorder{"record", false, {{65, "%s", {"x"}}}};
+const EngineInfo recorder{"record", false, true, {{65, "%s", {"x"}}}};
 const TunnelInfo office{
     "hq", "any",           "g", TunnelCondition::turnedOff, 258, "192.0.2.1", "CN=a", "CN=g", "AES", 1 << 16, 2,
     3,    {{65, "no", {}}}};
