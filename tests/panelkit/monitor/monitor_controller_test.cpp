@@ -102,7 +102,7 @@ protected:
          joined({"00 00 00 00", "03 00 00 00 'PEM'"}),
          [this] { return controller.MakeCertRequestWithPin(token, wish, "pin", signing, pem); }},
         {Command::GetEngine,        "",
-         joined({"06 00 00 00 'record'  00", one, "41 00 00 00  02 00 00 00 '%s'  01 00 00 00  01 00 00 00 'x'"}),
+         joined({"06 00 00 00 'record'  00 01", one, "41 00 00 00  02 00 00 00 '%s'  01 00 00 00  01 00 00 00 'x'"}),
          [this] { return controller.GetEngine(engine); }},
         {Command::GetTunnels,       "", joined({one, officeBytes}),
          [this] { return controller.GetTunnels(tunnels); }},
