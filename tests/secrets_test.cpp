@@ -5,7 +5,6 @@
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/config_transaction.h>
 #include <panelkit/lparams/sections/sections.h>
-#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 
 #include "support/bytes.h"
@@ -82,7 +81,7 @@ void useCertificates() {
     EXPECT_TRUE(controller.CreatePresharedKey({}, "office", secret));
     controller.ImportCertificate({}, 0, {}, true, secret.c_str());
     std::vector<ImportCertResult> results;
-    EXPECT_ANY_THROW(panelkit::MonitorController().ImportCertificates(controller, {}, {{}}, secret.c_str(), results));
+    EXPECT_ANY_THROW(panelkit::importCertificates(controller, {}, {{}}, secret.c_str(), results));
     EXPECT_ANY_THROW(controller.ExportCertificate({}, {}, {}, secret, true, true, content));
 }
 

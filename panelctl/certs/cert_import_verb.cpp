@@ -3,7 +3,6 @@
 // panelctl cert import: what is imported and to where is decided for all certificates of a file before anything is
 // written.
 #include <panelctl/base/mistakes.h>
-#include <panelctl/base/progress.h>
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/certs/cert_format.h>
@@ -86,7 +85,7 @@ struct CertImportVerb {
         const std::optional<Secret> secret = pin->isGiven() ? std::optional(pin->read(token.name)) : std::nullopt;
         if (!secret) logInFor(plan.front().target);
         Imports imports(context, plan.size());
-        importAll(context, *controller, file, plan, secret ? secret->text().c_str() : nullptr, imports);
+        importAll(*controller, file, plan, secret ? secret->text().c_str() : nullptr, imports);
         imports.finish();
         if (!file.crls.empty()) {
             printNote(sayPlural("%s also holds %d CRL: \"panelctl crl import\" imports it.",
@@ -172,16 +171,15 @@ private:
 
     using Batch = std::span<const PlannedImport>; // of one token
 
-    void importAll(const Context& context, VpnCertsController& controller, const FileContents& file, Batch plan,
-                   const char* secret, Imports& imports) const {
-        MonitorWithDots monitor(context);
+    void importAll(VpnCertsController& controller, const FileContents& file, Batch plan, const char* secret,
+                   Imports& imports) const {
         BatchSize size;
         while (!plan.empty()) {
             const Batch batch = plan.first(std::min(size.next(), countToFirstToken(plan)));
             const auto began = std::chrono::steady_clock::now();
-            const std::vector<ImportCertResult> results =
-                batch.size() == 1 ? importOne(controller, batch.front(), secret)
-                                  : importBatch(monitor, controller, batch, secret, imports);
+            const std::vector<ImportCertResult> results = batch.size() == 1
+                                                              ? importOne(controller, batch.front(), secret)
+                                                              : importBatch(controller, batch, secret, imports);
             size.took(batch.size(), std::chrono::steady_clock::now() - began);
             for (std::size_t i = 0; i < batch.size() && i < results.size(); ++i) {
                 add(file, batch[i], results[i], imports);
@@ -208,15 +206,15 @@ private:
     }
 
     // Returns a result for each item, up to the first error.
-    std::vector<ImportCertResult> importBatch(MonitorWithDots& monitor, VpnCertsController& controller, Batch batch,
-                                              const char* secret, Imports& imports) const {
+    std::vector<ImportCertResult> importBatch(VpnCertsController& controller, Batch batch, const char* secret,
+                                              Imports& imports) const {
         std::vector<panelkit::ImportItem> items;
         for (const PlannedImport& one : batch) {
             items.push_back(
                 {static_cast<std::uint32_t>(one.place), static_cast<CertImportMode>(one.mode), extractable});
         }
         std::vector<ImportCertResult> results;
-        if (!monitor.ImportCertificates(controller, batch.front().target, items, secret, results)) {
+        if (!panelkit::importCertificates(controller, batch.front().target, items, secret, results)) {
             imports.stop(lastFailureError());
         }
         return results;

@@ -143,6 +143,21 @@ ImportCertResult VpnCertsController::ImportCertificate(const TokenInfo& token, s
     return resultOf(command, ImportCertResult::notCarriedOut);
 }
 
+bool panelkit::importCertificates(VpnCertsController& controller, const TokenInfo& token,
+                                  const std::vector<ImportItem>& items, const char* pin,
+                                  std::vector<ImportCertResult>& results) {
+    ProgressCommand<Command::ImportCertificates> command(controller.session_, controller);
+    // No PIN adds nothing: the service tells it from an empty one by the length of the request.
+    if (pin) {
+        command.with(token, items, std::string_view(pin));
+    } else {
+        command.with(token, items);
+    }
+    if (!command.execute()) return false;
+    command.read(results);
+    return true;
+}
+
 ImportCRLResult VpnCertsController::ImportCRL(const TokenInfo& token, std::uint32_t item) {
     ProgressCommand<Command::ImportCRL> command(session_, *this);
     return resultOf(command.with(token, item), ImportCRLResult::notCarriedOut);

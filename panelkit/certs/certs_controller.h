@@ -25,6 +25,7 @@
 // its objects. The selectors, flags and texts are described in docs/service-api.md.
 #pragma once
 
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/certs/cert_results.h>
 
@@ -33,10 +34,6 @@
 #include <cstdint>
 #include <string>
 #include <vector>
-
-namespace panelkit {
-class MonitorController;
-}
 
 class PANELKIT_EXPORT VpnCertsController : public SendCommandProgress::IdleLoop {
 public:
@@ -133,7 +130,9 @@ public:
                                           std::string& request);
 
 private:
-    friend class panelkit::MonitorController; // imports over this session, which has parsed the file
+    friend bool panelkit::importCertificates(VpnCertsController& controller, const PKCS11::TokenInfo& token,
+                                             const std::vector<panelkit::ImportItem>& items, const char* pin,
+                                             std::vector<ImportCertResult>& results);
 
     BridgeSession* session_; // locked; null when there is none
 };

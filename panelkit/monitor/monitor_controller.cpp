@@ -3,9 +3,7 @@
 
 #include <panelkit/bridge/idle_hooks.h>
 #include <panelkit/bridge/send_command.h>
-#include <panelkit/certs/certs_controller.h>
 
-#include <string_view>
 #include <utility>
 
 using PKCS11::TokenInfo;
@@ -98,23 +96,6 @@ bool MonitorController::EnumCertLabels(const TokenInfo* token, std::vector<Token
     ProgressCommand<Command::EnumCertLabels> command(session.get(), *this);
     if (!executeFor(command, token)) return false;
     command.read(labels);
-    return true;
-}
-
-// ---- imports
-
-bool MonitorController::ImportCertificates(VpnCertsController& parsed, const TokenInfo& token,
-                                           const std::vector<ImportItem>& items, const char* pin,
-                                           std::vector<ImportCertResult>& results) {
-    ProgressCommand<Command::ImportCertificates> command(parsed.session_, *this);
-    // No PIN adds nothing: the service tells it from an empty one by the length of the request.
-    if (pin) {
-        command.with(token, items, std::string_view(pin));
-    } else {
-        command.with(token, items);
-    }
-    if (!command.execute()) return false;
-    command.read(results);
     return true;
 }
 

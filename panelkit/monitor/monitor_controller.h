@@ -35,8 +35,6 @@
 #include <string>
 #include <vector>
 
-class VpnCertsController;
-enum class ImportCertResult : std::uint32_t;
 enum class MakeCertRequestResult : std::uint32_t;
 
 namespace panelkit {
@@ -100,20 +98,6 @@ public:
     // Lists the labels and identifiers of all certificates on a token, or on all tokens when it is null, in one
     // command.
     bool EnumCertLabels(const PKCS11::TokenInfo* token, std::vector<TokenLabels>& labels);
-
-    // ---- imports
-
-    // Imports certificates of the file that `parsed` has parsed last, in their order and in one command. That is much
-    // faster than an ImportCertificate for each. It uses the session of `parsed`; the idle hook is that of this object.
-    //   items     1 to 256 of them. Each is imported whole or not at all
-    //   pin       logs the user in for this command alone; null sends none, which is not the same as "". It is wiped
-    //             from all buffers of the library after it was sent
-    //   results   as ImportCertificate returns them: results[i] is that of items[i]. The import goes on after a
-    //             certificate that the token has already, and ends with the first that fails for another reason. So
-    //             there are fewer results than items then; lastRemarks() has the reason for the last one.
-    bool ImportCertificates(VpnCertsController& parsed, const PKCS11::TokenInfo& token,
-                            const std::vector<ImportItem>& items, const char* pin,
-                            std::vector<ImportCertResult>& results);
 
     // ---- settings
 

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 //
 // The records of MonitorController: the state of providers and tokens, key pairs, labels, settings that are not
-// committed, imports, and the content of policy files. Plain values: default construction makes empty strings, zeros
-// and false. Identifiers and fingerprints are hexadecimal digits in capitals, without separators; texts are UTF-8.
+// committed, and the content of policy files. Plain values: default construction makes empty strings, zeros and false.
+// Identifiers and fingerprints are hexadecimal digits in capitals, without separators; texts are UTF-8.
 #pragma once
 
 #include <panelkit/bridge/command_stream.h>
 #include <panelkit/bridge/record.h>
-#include <panelkit/certs/cert_results.h>
 #include <panelkit/tokens/token_records.h>
 
 #include <cstdint>
@@ -132,19 +131,6 @@ struct UncommittedValue {
     bool operator==(const UncommittedValue&) const = default;
 };
 static_assert(RecordListsEveryMember<UncommittedValue>);
-
-// ---- imports
-
-// A certificate of the file that was parsed last, and how it is imported.
-struct ImportItem {
-    std::uint32_t item{}; // its index in the list that ParseCertFile filled
-    CertImportMode mode{};
-    bool extractable{}; // the private key, if one is imported with it, may be exported from the token later
-
-    static auto fields(auto& self, auto&& io) { return io(self.item, self.mode, self.extractable); }
-    bool operator==(const ImportItem&) const = default;
-};
-static_assert(RecordListsEveryMember<ImportItem>);
 
 // ---- policies
 

@@ -7,7 +7,7 @@
 #include <service/base/refused.h>
 #include <service/certs/parsed_file.h>
 
-#include <panelkit/monitor/monitor_records.h>
+#include <panelkit/certs/cert_imports.h>
 #include <platform/system/secret.h>
 #include <platform/system/wipe.h>
 #include <platform/text/escape.h>

@@ -3,8 +3,6 @@
 // panelctl cert import, export, delete: what is sent to the service, and what is not. Runs under Wine too.
 #include "cert_fixture.h"
 
-#include <panelkit/monitor/monitor_records.h>
-
 using vocabulary::CertImport;
 using vocabulary::Refused;
 

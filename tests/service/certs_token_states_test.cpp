@@ -5,7 +5,6 @@
 #include "certs_fixture.h"
 #include "steered_token.h"
 
-#include <panelkit/monitor/monitor_controller.h>
 #include <platform/bridge/failure.h>
 #include <platform/text/ascii.h>
 #include <service/certs/parsed_file.h>
@@ -391,7 +390,7 @@ protected:
         for (const std::uint32_t item : items) wanted.push_back({item, {}, false});
         if (!wanted.empty()) wanted.back().mode = static_cast<CertImportMode>(last);
         std::vector<ImportCertResult> results;
-        carriedOut = monitor.ImportCertificates(*controller, office, wanted, pin, results);
+        carriedOut = panelkit::importCertificates(*controller, office, wanted, pin, results);
         std::vector<ImportCert> named(results.size());
         std::transform(results.begin(), results.end(), named.begin(),
                        [](ImportCertResult result) { return static_cast<ImportCert>(result); });
@@ -399,7 +398,6 @@ protected:
     }
 
     const Identity keyed = makeUser("keyed", middle);
-    panelkit::MonitorController monitor;
     bool carriedOut = false;
 };
 

@@ -21,6 +21,7 @@ TEST_F(ACertsController, SendsEachRequestByteForByteAndReadsItsReply) {
     EXPECT_THAT(tokensOfKeys, ElementsAre(token, token));
     EXPECT_THAT(tokensAlone, ElementsAre(token));
     EXPECT_THAT(choices, ElementsAre(keyChoice));
+    EXPECT_THAT(results, ElementsAre(ImportCertResult{7}));
     EXPECT_THAT(chain, ElementsAre(certificate));
     EXPECT_THAT(tokensOfChain, ElementsAre(token));
     EXPECT_EQ(pem, "PEM") << "filled whatever the result";

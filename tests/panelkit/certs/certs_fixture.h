@@ -72,6 +72,7 @@ protected:
     std::vector<CRLInfo> crls;
     std::vector<PresharedKeyInfo> keys;
     std::vector<CertRequestKeyInfo> choices;
+    std::vector<ImportCertResult> results;
     CertInfo record;
     CertExtentions read;
     std::string text, verdict, pem;
@@ -105,6 +106,12 @@ protected:
          [this] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, true, "") == ImportCertResult{0}; }},
         {Command::ImportCertificate,     joined({tokenBytes, "02 00 00 00  0c 00 00 00  00  04 00 00 00 '1234'"}), hex("00 00 00 00"),
          [this] { return controller.ImportCertificate(token, 2, CertImportMode{0x0C}, false, "1234") == ImportCertResult{0}; }},
+        {Command::ImportCertificates,    joined({tokenBytes, "01 00 00 00  02 00 00 00  0c 00 00 00  01"}), hex("01 00 00 00  09 00 00 80"),
+         [this] { return panelkit::importCertificates(controller, token, {{2, CertImportMode{0x0C}, true}}, nullptr, results); }, 1},
+        {Command::ImportCertificates,    joined({tokenBytes, "00 00 00 00  00 00 00 00"}), hex("00 00 00 00"),
+         [this] { return panelkit::importCertificates(controller, token, {}, "", results); }},
+        {Command::ImportCertificates,    joined({tokenBytes, "00 00 00 00  04 00 00 00 '1234'"}), hex("01 00 00 00  07 00 00 00"),
+         [this] { return panelkit::importCertificates(controller, token, {}, "1234", results); }},
         {Command::ImportCRL,             joined({tokenBytes, "ff ff ff ff"}), hex("05 00 00 00"),
          [this] { return controller.ImportCRL(token, 0xFFFFFFFF) == ImportCRLResult{5}; }},
         {Command::ExportCertificate,     joined({tokenBytes, certificateBytes, "03 00 00 00  06 00 00 00 'secret'  01  00"}), hex("06 00 00 00  03 00 00 00 00 'x' 00"),

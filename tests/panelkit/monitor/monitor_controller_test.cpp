@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <panelkit/certs/certs_controller.h>
 #include <panelkit/monitor/monitor_controller.h>
 
 #include "../../support/operations.h"
@@ -128,23 +127,6 @@ TEST_F(AMonitorController, SendsEachRequestByteForByteAndReadsItsReply) {
     EXPECT_EQ(engine, recorder);
     EXPECT_THAT(tunnels, ElementsAre(office));
     EXPECT_EQ(checked, policy);
-}
-
-TEST_F(AMonitorController, ImportsOverTheSessionThatHasParsedTheFile) {
-    VpnCertsSilentController parsed;
-    std::vector<ImportCertResult> results;
-    const std::string request = joined({tokenBytes, one, "02 00 00 00  01 00 00 00  01"});
-    const auto import = [&](const char* pin) {
-        return [&, pin] {
-            return controller.ImportCertificates(parsed, token, {{2, CertImportMode{1}, true}}, pin, results);
-        };
-    };
-    expectRequests(
-        {{Command::ImportCertificates, request, joined({one, "07 00 00 00"}), import(nullptr)},
-         {Command::ImportCertificates, request + joined({"03 00 00 00 'pin'"}), joined({"00 00 00 00"}), import("pin")},
-         {Command::ImportCertificates, request + joined({"00 00 00 00"}), joined({one, "07 00 00 00"}), import("")}},
-        "Certificates");
-    EXPECT_THAT(results, ElementsAre(ImportCertResult{7}));
 }
 
 TEST_F(AMonitorController, ThrowsOnEveryReplyThatEndsEarly) {

@@ -6,7 +6,6 @@
 #include <panelkit/lparams/sections/section_body.h>
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
-#include <panelkit/monitor/monitor_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <panelkit/transcript/field_names.h>
 #include <panelkit/transcript/transcript_fields.h>
@@ -201,7 +200,7 @@ TEST_F(ATranscript, HoldsNoSecretAfterADayOfCommands) {
     certs.ParseCertFile(file.c_str(), "GEHEIM-password", places, options, crls);
     certs.ImportCertificate(token, 0, CertImportMode{}, false, "GEHEIM-import");
     std::vector<ImportCertResult> results;
-    panelkit::MonitorController().ImportCertificates(certs, token, {{}}, "GEHEIM-import", results);
+    panelkit::importCertificates(certs, token, {{}}, "GEHEIM-import", results);
     std::string content;
     certs.ExportCertificate(token, {}, CertExportFormat{}, "GEHEIM-container", false, true, content);
     EXPECT_EQ(content, "GEHEIM-export");
