@@ -72,7 +72,7 @@ Wrong takeVersion(std::string& into, const KeyLine& at, const std::string& value
 bool isIPv4Network(const std::string& value) {
     panelkit::IPv4Range range;
     if (value.find("..") == value.npos) return panelkit::parseIPv4Range(value, range);
-    return panelkit::parseIPv4Range(value.data(), value.data() + value.size(), range) && range.first <= range.last;
+    return panelkit::parseIPv4Range(value.data(), value.data() + value.size(), range);
 }
 
 bool isIPv6Network(const std::string& value) {

@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 //
-// ModuleHost with a process that lies. A host is the same program as its parent; so this program is the lying host,
-// too, when it is started as one.
+// ModuleHost with a process that lies, and the providers whose modules it runs. A host is the same program as its
+// parent; so this program is the lying host, too, when it is started as one.
+#include "../support/running_service.h"
 #include "../support/test.h"
 #include "refusal_of.h"
 
 #include <service/modules/host_process.h>
 #include <service/modules/module_host.h>
-#include <service/tokens/provider.h>
+#include <service/tokens/providers.h>
+#include <service/tokens/token_watcher.h>
 
 #include <platform/bridge/messages.h>
 #include <vocabulary/tokens.h>
@@ -19,7 +21,18 @@ using vocabulary::Refused;
 
 namespace {
 
-int lie(const char* channel) {
+// A blank token, and one for each line of the module's file, which has the serial number. While a file ".hold" is
+// there, the listing does not end.
+std::vector<HostToken> listing(const std::string& path) {
+    std::vector<HostToken> tokens{{.slot = 1, .flags = ~std::uint64_t{0}}};
+    std::ifstream file(path);
+    for (std::string serial; std::getline(file, serial);) tokens.push_back({.slot = 1, .serial = serial});
+    if (std::filesystem::exists(path + ".hold")) std::ofstream(path + ".held");
+    while (std::filesystem::exists(path + ".hold")) std::this_thread::sleep_for(1ms);
+    return tokens;
+}
+
+int lie(const std::string& path, const char* channel) {
     bridge::ChannelParent parent(channel);
     bridge::FrameReader reader(parent.channel());
     const auto send = [&](bridge::FrameHeader header, bridge::FrameKind kind, const std::string& body) {
@@ -34,7 +47,7 @@ int lie(const char* channel) {
         body.clear();
         switch (static_cast<HostCommand>(asked.command)) {
         case HostCommand::describe: body = encoded(ModuleFacts()); break;
-        case HostCommand::tokens: body = encoded(HostTokens{1, true, {{.slot = 1, .flags = ~std::uint64_t{0}}}}); break;
+        case HostCommand::tokens: body = encoded(HostTokens{1, true, listing(path)}); break;
         case HostCommand::seed: std::_Exit(1);
         case HostCommand::mechanisms: std::this_thread::sleep_for(1h); break;
         case HostCommand::logout: --asked.tag; break; // as if it came late
@@ -81,19 +94,6 @@ TEST_F(ALyingHost, CanNotNameAReasonThatIsTheServicesOwn) {
     EXPECT_EQ(refusalTo(HostCommand::login), Refused::deviceError);
 }
 
-TEST_F(ALyingHost, ThatHangsIsEndedWhenItIsUnloaded) {
-    std::promise<void> taken;
-    auto hanging = std::async(std::launch::async, [&] {
-        auto turn = host.take(host.usual());
-        taken.set_value();
-        return refusalOf([&] { turn.tell(HostCommand::mechanisms); });
-    });
-    taken.get_future().wait();
-    host.stop();
-    EXPECT_EQ(hanging.wait_for(10s), std::future_status::ready) << "it would have twenty seconds";
-    EXPECT_EQ(hanging.get(), Refused::moduleFailed);
-}
-
 // Doubled each time, the pause would be more than ten seconds.
 TEST_F(ALyingHost, IsStartedAgainAfterPausesThatHaveALimit) {
     for (int i = 0; i < 12; ++i) {
@@ -120,15 +120,6 @@ TEST(AHostThatCrashed, IsNotStartedAgainAtOnceAndLaterEachTime) {
     EXPECT_GT(secondsAfterACrash(), 60);
 }
 
-TEST(AProvider, ShowsNoLogInThatATokenClaims) {
-    const auto provider = std::make_shared<Provider>(Provider::Settings{"card", "/m.so", false, false},
-                                                     std::map<std::string, std::string>(), ModuleLimits());
-    ASSERT_TRUE(provider->load());
-    const auto seen = provider->tokens();
-    ASSERT_EQ(seen.tokens.size(), 1U);
-    EXPECT_FALSE(seen.tokens[0].flags & vocabulary::tokenFlag::loggedIn);
-}
-
 // Who gives a turn back and wants another one comes after those who wait.
 TEST_F(ALyingHost, ServesFirstWhoWaitsLongest) {
     for (int i = 0; i < 20; ++i) {
@@ -149,10 +140,78 @@ TEST_F(ALyingHost, ServesFirstWhoWaitsLongest) {
     }
 }
 
+// ---- providers
+
+class AProvider : public testing::Test {
+protected:
+    AProvider() {
+        std::ofstream(path).close();
+        info.*vocabulary::provider::path = path;
+        info.*vocabulary::provider::isRemembered = true;
+        provider = providers.load(info);
+    }
+
+    const TemporaryFolder folder;
+    const std::string path = folder.file("card.so");
+    const StateFolder state{folder.file("state")};
+    Providers providers{state, {}};
+    PKCS11::ProviderInfo info;
+    std::shared_ptr<Provider> provider;
+};
+
+TEST_F(AProvider, ShowsNoLogInThatATokenClaims) {
+    const auto seen = provider->tokens();
+    ASSERT_EQ(seen.tokens.size(), 1U);
+    EXPECT_FALSE(seen.tokens[0].flags & vocabulary::tokenFlag::loggedIn);
+}
+
+TEST_F(AProvider, ThatHangsIsEndedWhenItIsUnloaded) {
+    std::promise<void> taken;
+    auto hanging = std::async(std::launch::async, [&] {
+        HeldToken token = provider->hold({});
+        taken.set_value();
+        return refusalOf([&] { token.mechanisms(); });
+    });
+    taken.get_future().wait();
+    providers.unload(info);
+    EXPECT_EQ(hanging.wait_for(10s), std::future_status::ready) << "it would have twenty seconds";
+    EXPECT_EQ(hanging.get(), Refused::moduleFailed);
+}
+
+TEST_F(AProvider, IsNotLoadedAtTheStartWhenSomebodyCouldHaveChangedItsModule) {
+    for (const auto& [mode, loaded] : {std::pair(0755, true), std::pair(0777, false)}) {
+        std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+        const auto remembered = Providers(state, {}).all();
+        ASSERT_EQ(remembered.size(), 1U);
+        EXPECT_EQ(remembered[0]->problem().empty(), loaded);
+    }
+}
+
+TEST_F(AProvider, IsNotListedAsItWasBeforeACommand) {
+    std::atomic<int> arrived{0};
+    Announcer announcer;
+    TokenWatcher watcher(
+        providers, announcer, 1h, [&] { ++arrived; }, UnattendedLogins({}));
+    std::ofstream(path + ".hold").close();
+    watcher.providersChanged();
+    for (int i = 0; i < 1000 && !std::filesystem::exists(path + ".held"); ++i) std::this_thread::sleep_for(10ms);
+    PKCS11::TokenInfo made;
+    made.*vocabulary::token::provider = "card";
+    made.*vocabulary::token::serial = "1";
+    watcher.initialized(made);
+    EXPECT_EQ(arrived, 1);
+    std::ofstream(path) << "1\n2\n";
+    std::filesystem::remove(path + ".hold");
+    watcher.providersChanged();
+    for (int i = 0; i < 1000 && arrived < 2; ++i) std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(watcher.stop(10s));
+    EXPECT_EQ(arrived, 2) << "each once";
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
-    if (argc == 5 && std::string(argv[1]) == hostOption) return lie(argv[4]);
+    if (argc == 5 && std::string(argv[1]) == hostOption) return lie(argv[2], argv[4]);
     testing::InitGoogleMock(&argc, argv);
     return RUN_ALL_TESTS();
 }

@@ -60,6 +60,17 @@ TEST_F(TheStateFile, IsOnlyWrittenWhenItCanBeReadAgain) {
     EXPECT_EQ(StateFile(state, form()).load(), good);
 }
 
+// Readers of the content follow its values within values, each with a call of its own.
+TEST_F(TheStateFile, IsNotUsedWhenItsValuesAreNestedTooDeeply) {
+    for (const auto& [levels, usable] : {std::pair(32U, true), std::pair(33U, false)}) {
+        put("demo.json", R"({"value": )" + std::string(levels, '[') + std::string(levels, ']') + "}");
+        StateFile file(state, form());
+        file.load();
+        EXPECT_EQ(file.problem() == "", usable) << levels;
+        std::filesystem::remove(path("demo.last-good.json"));
+    }
+}
+
 // A copy that is older than the file could bring back a policy that lets more pass.
 TEST_F(TheStateFile, AndItsCopyAreReplacedTogetherOrNotAtAll) {
     StateFile file(state, form());
