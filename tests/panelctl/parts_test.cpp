@@ -11,6 +11,7 @@
 #include <panelctl/certs/choosing.h>
 #include <panelctl/tokens/token_names.h>
 
+#include "../support/standard_output.h"
 #include "../support/test.h"
 
 #include <platform/system/clock.h>
@@ -42,6 +43,10 @@ TEST(EscapedText, ShowsWhatWouldActOnTheTerminal) {
     EXPECT_EQ(escaped("\u202Ecod.exe\u2066"), "\\u{202E}cod.exe\\u{2066}");
     EXPECT_EQ(escaped("\xFF\xC3"), "\\xFF\\xC3");
     EXPECT_EQ(escaped("\xC0\xAF\xED\xA0\x80"), "\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, and half a surrogate
+}
+
+TEST(ALineOfOurs, KeepsItsEndsAndEscapesTheRest) {
+    EXPECT_EQ(printedBy([] { printLine("token \"\x1B[2J\"\nand \u202E"); }), "token \"\\x1B[2J\"\nand \\u{202E}\n");
 }
 
 TEST(AText, IsSaidInEnglishWithItsArguments) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "attack.h"
+#include <bench/attack/attack.h>
 
-#include "../support/processes_posix.h"
+#include <tests/support/processes_posix.h>
 
 #include <platform/bridge/frame.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "samples.h"
+#include <bench/attack/samples.h>
 
 #include <algorithm>
 #include <array>

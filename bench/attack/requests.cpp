@@ -2,9 +2,9 @@
 //
 // Mutated requests of every command, to a service with a token that is logged in to. Each is answered or refused; no
 // session is lost, and a sanitizer in the service has nothing to report.
-#include "../support/certificate_maker.h"
-#include "attack.h"
-#include "samples.h"
+#include <bench/attack/attack.h>
+#include <bench/attack/samples.h>
+#include <tests/support/certificate_maker.h>
 
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/tokens/tokens_controller.h>

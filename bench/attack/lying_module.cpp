@@ -2,8 +2,8 @@
 //
 // A PKCS#11 module that lies, crashes or hangs in each of its functions, while eight clients work on the token of
 // another module: their commands are carried out, and take at most twice as long as without it.
-#include "../support/token_workers.h"
-#include "attack.h"
+#include <bench/attack/attack.h>
+#include <tests/support/token_workers.h>
 
 #include <panelkit/monitor/monitor_records.h>
 #include <panelkit/tokens/tokens_controller.h>

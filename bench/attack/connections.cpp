@@ -3,8 +3,8 @@
 // Thousands of hostile connections: bytes that are no frames, frames that are cut off at each place, false sizes,
 // unknown kinds, receivers that don't answer, clients that leave at once and clients that send byte by byte. An honest
 // client must be served all the time, and nothing may be left of the others.
-#include "../platform/bridge/raw_client.h"
-#include "attack.h"
+#include <bench/attack/attack.h>
+#include <tests/platform/bridge/raw_client.h>
 
 #include <platform/bridge/frame.h>
 

@@ -2,7 +2,7 @@
 //
 // The service is killed again and again while eight clients change its state: four the configuration, four policy
 // settings. After each start every client finds the last change that was acknowledged, or a later one that it had sent.
-#include "attack.h"
+#include <bench/attack/attack.h>
 
 #include <panelkit/bridge/payload.h>
 #include <panelkit/lparams/sections/sections.h>

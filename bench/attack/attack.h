@@ -4,9 +4,9 @@
 // repeated. Linux only: the figures come from /proc.
 #pragma once
 
-#include "../support/bytes.h"
-#include "../support/running_service.h"
-#include "../support/service_fixture.h"
+#include <tests/support/bytes.h>
+#include <tests/support/running_service.h>
+#include <tests/support/service_fixture.h>
 
 #include <platform/bridge/messages.h>
 

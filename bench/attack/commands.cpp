@@ -2,7 +2,7 @@
 //
 // A hundred thousand commands of eight clients: the service uses no more memory, threads and descriptors at the end
 // than after the first ten thousand.
-#include "attack.h"
+#include <bench/attack/attack.h>
 
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_records.h>

@@ -7,6 +7,7 @@
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
+#include <panelkit/monitor/tunnel_records.h>
 #include <panelkit/net/interface_records.h>
 #include <panelkit/tokens/token_records.h>
 

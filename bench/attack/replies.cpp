@@ -2,8 +2,8 @@
 //
 // A service that sends mutated replies, remarks and frames to the controllers of the library: each call returns, or
 // throws what it documents, and a sanitizer in this program has nothing to report.
-#include "attack.h"
-#include "samples.h"
+#include <bench/attack/attack.h>
+#include <bench/attack/samples.h>
 
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/sections.h>
