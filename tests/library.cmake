@@ -17,20 +17,16 @@ endif()
 
 add_executable(channel_echo support/channel_echo.cpp)
 target_link_libraries(channel_echo PRIVATE platform_core)
-panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server SOURCES
+panelkit_test(test_bridge_server INTERNAL LABELS threads LINK bridge_server DEPENDS channel_echo SOURCES
     platform/bridge/channel_child_test.cpp
     platform/bridge/frame_test.cpp
     platform/bridge/listeners_test.cpp
     platform/bridge/push_test.cpp
     platform/bridge/remarks_test.cpp
     platform/bridge/server_test.cpp
-    platform/bridge/wire_document_test.cpp)
-if(NOT WIN32)
-    target_sources(test_bridge_server PRIVATE
-        platform/bridge/channel_posix_test.cpp
-        platform/bridge/limits_posix_test.cpp)
-endif()
-add_dependencies(test_bridge_server channel_echo)
+    platform/bridge/wire_document_test.cpp
+    POSIX platform/bridge/channel_posix_test.cpp
+    platform/bridge/limits_posix_test.cpp)
 
 # The memory that they give back is searched, so all of it is in one program.
 panelkit_test(test_secrets INTERNAL LINK bridge_server SOURCES
@@ -38,7 +34,7 @@ panelkit_test(test_secrets INTERNAL LINK bridge_server SOURCES
     support/freed_memory.cpp
     platform/json/json_test.cpp)
 
-panelkit_test(test_loc INTERNAL SOURCES
+panelkit_test(test_loc INTERNAL DEPENDS catalogues SOURCES
     panelkit/loc/default_texts_test.cpp
     panelkit/loc/russian_test.cpp
     panelkit/loc/ui_module_test.cpp
@@ -47,9 +43,8 @@ panelkit_test(test_loc INTERNAL SOURCES
     platform/loccore/mo_file_test.cpp
     platform/loccore/module_test.cpp
     platform/loccore/phrase_test.cpp)
-add_dependencies(test_loc catalogues)
 
-panelkit_test(test_lparams SOURCES
+panelkit_test(test_lparams DEPENDS catalogues test_locales SOURCES
     panelkit/lparams/catalogue_test.cpp
     panelkit/lparams/config_transaction_test.cpp
     panelkit/lparams/formatted_params_test.cpp
@@ -57,7 +52,6 @@ panelkit_test(test_lparams SOURCES
     panelkit/lparams/persistence_test.cpp
     panelkit/lparams/section_body_test.cpp
     panelkit/lparams/translation_test.cpp)
-add_dependencies(test_lparams catalogues test_locales)
 target_compile_definitions(test_lparams PRIVATE TEST_LOCALES="${CMAKE_BINARY_DIR}/locales")
 
 # Generated files are current, and every text is translated.
@@ -82,31 +76,22 @@ panelkit_test(test_certs SOURCES
     panelkit/certs/parse_cert_file_test.cpp)
 
 # The local security policy, and what its file of settings stands on.
-panelkit_test(test_lsp INTERNAL SOURCES
+panelkit_test(test_lsp INTERNAL DEPENDS catalogues SOURCES
     panelkit/lsp/activation_test.cpp
     panelkit/lsp/lsp_controller_test.cpp
     panelkit/lsp/lsp_records_test.cpp
     panelkit/lsp/policy_text_test.cpp
-    panelkit/lsp/user_settings_file_test.cpp)
-add_dependencies(test_lsp catalogues)
-if(NOT WIN32)
-    target_sources(test_lsp PRIVATE panelkit/lsp/user_settings_file_posix_test.cpp)
-endif()
+    panelkit/lsp/user_settings_file_test.cpp
+    POSIX panelkit/lsp/user_settings_file_posix_test.cpp)
 panelkit_test(test_lsp_threads LABELS threads SOURCES
     panelkit/lsp/threads_test.cpp)
-panelkit_test(test_xml_and_paths SOURCES
+panelkit_test(test_xml_and_paths DEPENDS channel_echo panelkit_test_token SOURCES
     platform/paths/user_paths_test.cpp
     platform/system/long_names_test.cpp
-    platform/xml/xml_document_test.cpp)
-target_compile_definitions(test_xml_and_paths PRIVATE
-    PANELKIT_ECHO_FILE="$<TARGET_FILE_NAME:channel_echo>"
-    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_xml_and_paths channel_echo panelkit_test_token)
-if(NOT WIN32)
-    target_sources(test_xml_and_paths PRIVATE
-        platform/paths/user_paths_posix_test.cpp
-        platform/system/files_posix_test.cpp)
-endif()
+    platform/xml/xml_document_test.cpp
+    POSIX platform/paths/user_paths_posix_test.cpp
+    platform/system/files_posix_test.cpp)
+target_compile_definitions(test_xml_and_paths PRIVATE PANELKIT_ECHO_FILE="$<TARGET_FILE_NAME:channel_echo>")
 
 # The example of README.md: it compiles and links as an installed consumer's program does.
 add_executable(example_list_tokens ${PROJECT_SOURCE_DIR}/docs/examples/list_tokens.cpp)
@@ -162,13 +147,12 @@ endforeach()
 add_custom_target(test_locales ALL DEPENDS ${locale_files})
 
 if(NOT WIN32)
-    panelkit_test(test_console SOURCES
+    panelkit_test(test_console DEPENDS console_probe test_locales SOURCES
         support/pseudo_terminal_posix.cpp
         platform/console/terminal_console_test.cpp)
     target_link_libraries(test_console PRIVATE util) # openpty
     target_compile_definitions(test_console PRIVATE
         CONSOLE_PROBE="$<TARGET_FILE:console_probe>" TEST_LOCALES="${TEST_LOCALES}")
-    add_dependencies(test_console console_probe test_locales)
 elseif(CMAKE_CROSSCOMPILING_EMULATOR)
     find_program(PYTHON3 python3 REQUIRED)
     add_test(NAME test_console COMMAND ${PYTHON3} ${CMAKE_CURRENT_SOURCE_DIR}/support/console_under_wine.py

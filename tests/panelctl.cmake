@@ -2,33 +2,28 @@
 
 panelkit_test(test_panelctl_parts LINK panelctl_parts SOURCES
     panelctl/parts_test.cpp)
-panelkit_test(test_panelctl_language LINK panelctl_parts SOURCES
+panelkit_test(test_panelctl_language LINK panelctl_parts DEPENDS catalogues SOURCES
     panelctl/language_test.cpp)
-add_dependencies(test_panelctl_language catalogues)
-panelkit_test(test_panelctl LINK thirdparty_json SOURCES
+panelkit_test(test_panelctl LINK thirdparty_json DEPENDS panelctl SOURCES
     panelctl/completion_test.cpp
     panelctl/doctor_test.cpp
     panelctl/scripted_test.cpp
     panelctl/transcript_test.cpp
     panelctl/tunnel_test.cpp)
-add_dependencies(test_panelctl panelctl)
-panelkit_test(test_panelctl_config LINK thirdparty_json SOURCES
+panelkit_test(test_panelctl_config LINK thirdparty_json DEPENDS panelctl SOURCES
     panelctl/config_test.cpp)
-add_dependencies(test_panelctl_config panelctl)
 if(NOT WIN32)
-    panelkit_test(test_panelctl_config_real LINK thirdparty_json SOURCES
+    panelkit_test(test_panelctl_config_real LINK thirdparty_json DEPENDS panelctl panelkitd SOURCES
         panelctl/config_real_service_test.cpp)
-    add_dependencies(test_panelctl_config_real panelctl panelkitd)
 endif()
 
 # panelctl cert, crl, psk
-panelkit_test(test_panelctl_certs LINK panelctl_parts SOURCES
+panelkit_test(test_panelctl_certs LINK panelctl_parts DEPENDS panelctl catalogues SOURCES
     panelctl/cert_list_test.cpp
     panelctl/cert_transfer_test.cpp
     panelctl/crl_psk_request_test.cpp
     panelctl/key_test.cpp
     panelctl/remarks_test.cpp)
-add_dependencies(test_panelctl_certs panelctl catalogues)
 if(NOT WIN32)
     target_sources(test_panelctl_certs PRIVATE
         support/pseudo_terminal_posix.cpp
@@ -36,33 +31,27 @@ if(NOT WIN32)
         panelctl/hidden_characters_posix_test.cpp)
     target_link_libraries(test_panelctl_certs PRIVATE util) # openpty
 endif()
-panelkit_test(test_panelctl_policy LINK thirdparty_json SOURCES
+panelkit_test(test_panelctl_policy LINK thirdparty_json DEPENDS panelctl SOURCES
     panelctl/policy_test.cpp)
-add_dependencies(test_panelctl_policy panelctl)
 if(NOT WIN32)
-    panelkit_test(test_panelctl_real LABELS release LINK thirdparty_json SOURCES
+    panelkit_test(test_panelctl_real LABELS release LINK thirdparty_json DEPENDS panelctl panelkitd SOURCES
         panelctl/answers_real_test.cpp
         panelctl/cert_real_test.cpp
         panelctl/completion_bash_test.cpp
         panelctl/real_service_test.cpp
         panelctl/unseen_real_test.cpp
         support/other_user_posix.cpp)
-    add_dependencies(test_panelctl_real panelctl panelkitd)
 endif()
 
 # The symbols of a sanitizer's build are not those of the library alone.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
-    panelkit_test(test_exported_operations LABELS release SOURCES
+    panelkit_test(test_exported_operations LABELS release DEPENDS panelctl panelkit SOURCES
         panelctl/exported_operations_test.cpp)
-    add_dependencies(test_exported_operations panelctl panelkit)
 endif()
 
-panelkit_test(test_panelctl_watch LINK thirdparty_json SOURCES
-    panelctl/watch_test.cpp)
-add_dependencies(test_panelctl_watch panelctl catalogues)
-if(NOT WIN32)
-    target_sources(test_panelctl_watch PRIVATE panelctl/watch_posix_test.cpp)
-endif()
+panelkit_test(test_panelctl_watch LINK thirdparty_json DEPENDS panelctl catalogues SOURCES
+    panelctl/watch_test.cpp
+    POSIX panelctl/watch_posix_test.cpp)
 
 # The forms of --json; python3-jsonschema judges.
 if(NOT WIN32)

@@ -1,21 +1,18 @@
 # panelkitd: its parts, and end to end.
 
 # End to end, against a real panelkitd with SoftHSM2.
-panelkit_test(test_service_tokens SOURCES
-    service/tokens_test.cpp)
-add_dependencies(test_service_tokens panelkitd)
+panelkit_test(test_service_tokens DEPENDS panelkitd SOURCES
+    service/tokens_test.cpp
+    POSIX service/tokens_posix_test.cpp)
 if(NOT WIN32)
-    target_sources(test_service_tokens PRIVATE service/tokens_posix_test.cpp)
-
     # A sanitizer keeps freed memory and copies of its own, so the scan says nothing there.
     if(NOT PANELKIT_SANITIZE)
         add_executable(pin_client support/pin_client.cpp)
         target_link_libraries(pin_client PRIVATE panelkit)
-        panelkit_test(test_service_secrets LABELS release LINK certificate_maker SOURCES
+        panelkit_test(test_service_secrets LABELS release LINK certificate_maker DEPENDS panelkitd pin_client SOURCES
             panelkit/certs/cert_secrets_test.cpp
             service/secrets_test.cpp
             support/memory_scan_posix.cpp)
-        add_dependencies(test_service_secrets panelkitd pin_client)
     endif()
 endif()
 
@@ -24,63 +21,46 @@ add_library(certificate_maker STATIC support/certificate_maker.cpp)
 target_link_libraries(certificate_maker PUBLIC panelkit_options thirdparty_openssl)
 add_executable(token_user support/token_user.cpp)
 target_link_libraries(token_user PRIVATE panelkitd_parts)
-panelkit_test(test_service_certs LINK certificate_maker SOURCES
+panelkit_test(test_service_certs LINK certificate_maker DEPENDS panelkitd panelkit_test_token token_user catalogues SOURCES
     service/certs_files_test.cpp
     service/certs_requests_test.cpp
     service/certs_test.cpp
-    service/command_fields_test.cpp)
-add_dependencies(test_service_certs panelkitd panelkit_test_token token_user)
+    service/command_fields_test.cpp
+    POSIX service/remarks_test.cpp)
 if(NOT WIN32)
-    target_sources(test_service_certs PRIVATE service/remarks_test.cpp)
-    add_dependencies(test_service_certs catalogues)
-
     panelkit_test(test_service_module_host LINK panelkitd_parts SOURCES
         service/module_host_posix_test.cpp)
 endif()
 
 # These look into the service's parts.
-panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts SOURCES
+panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts DEPENDS panelkitd panelkit_test_token SOURCES
     service/certs_token_states_test.cpp
     service/hosted_module_test.cpp)
-target_compile_definitions(test_service_certs_tokens PRIVATE
-    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_certs_tokens panelkitd panelkit_test_token)
 
 # Rules of the service's parts, at their boundaries.
 panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
     service/certs_rules_test.cpp
-    service/config_rules_test.cpp)
+    service/config_rules_test.cpp
+    POSIX service/trust_rules_posix_test.cpp)
 if(NOT WIN32)
-    target_sources(test_service_rules PRIVATE service/trust_rules_posix_test.cpp)
-    panelkit_test(test_service_rights SOURCES
+    panelkit_test(test_service_rights DEPENDS panelkitd SOURCES
         service/rights_posix_test.cpp)
-    add_dependencies(test_service_rights panelkitd)
-    panelkit_test(test_service_crowd SOURCES
+    panelkit_test(test_service_crowd DEPENDS panelkitd SOURCES
         service/crowd_posix_test.cpp)
-    add_dependencies(test_service_crowd panelkitd)
-    panelkit_test(test_service_resilience LABELS release SOURCES
+    panelkit_test(test_service_resilience LABELS release DEPENDS panelkitd panelkit_test_token SOURCES
         service/resilience_posix_test.cpp)
-    target_compile_definitions(test_service_resilience PRIVATE
-        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-    add_dependencies(test_service_resilience panelkitd panelkit_test_token)
-    panelkit_test(test_service_module_hosts SOURCES
+    panelkit_test(test_service_module_hosts DEPENDS panelctl panelkitd panelkit_test_token SOURCES
         service/module_hosts_posix_test.cpp
         support/other_user_posix.cpp)
-    target_compile_definitions(test_service_module_hosts PRIVATE
-        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-    add_dependencies(test_service_module_hosts panelctl panelkitd panelkit_test_token)
 endif()
 
 # The module for additions.
-panelkit_test(test_service_monitor LINK certificate_maker SOURCES
+panelkit_test(test_service_monitor LINK certificate_maker DEPENDS panelkitd panelkit_test_token token_user SOURCES
     service/monitor_keys_test.cpp
     service/monitor_states_test.cpp)
-target_compile_definitions(test_service_monitor PRIVATE PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_monitor panelkitd panelkit_test_token token_user)
 
-panelkit_test(test_service_interfaces SOURCES
+panelkit_test(test_service_interfaces DEPENDS panelkitd SOURCES
     service/interfaces_test.cpp)
-add_dependencies(test_service_interfaces panelkitd)
 
 # The local security policy of the service, piece by piece.
 panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
@@ -89,68 +69,47 @@ panelkit_test(test_service_policy_parts LINK panelkitd_parts SOURCES
     service/policy_diagnosis_test.cpp
     service/policy_text_test.cpp
     service/token_credentials_test.cpp
-    service/unit_test.cpp)
-if(NOT WIN32)
-    target_sources(test_service_policy_parts PRIVATE service/log_posix_test.cpp)
-endif()
+    service/unit_test.cpp
+    POSIX service/log_posix_test.cpp)
 if(NOT WIN32)
     panelkit_test(test_service_packet_filter LINK panelkitd_parts SOURCES
         support/two_hosts_posix.cpp
         service/packet_filter_posix_test.cpp)
 endif()
-panelkit_test(test_service_options SOURCES
+panelkit_test(test_service_options DEPENDS panelkitd panelctl SOURCES
     service/options_test.cpp
     service/service_control_${PANELKIT_SYSTEM}_test.cpp)
-add_dependencies(test_service_options panelkitd)
 if(WIN32)
     target_link_libraries(test_service_options PRIVATE panelkitd_parts)
-    add_dependencies(test_service_options panelctl)
 endif()
-panelkit_test(test_service_policy LABELS threads SOURCES
+panelkit_test(test_service_policy LABELS threads DEPENDS panelkitd SOURCES
     service/policy_test.cpp)
-add_dependencies(test_service_policy panelkitd)
-panelkit_test(test_service_policy_host LINK certificate_maker SOURCES
+panelkit_test(test_service_policy_host LINK certificate_maker DEPENDS panelkitd panelkit_test_token SOURCES
     support/heard_notices.cpp
     service/notices_test.cpp
-    service/policy_certificates_test.cpp)
-add_dependencies(test_service_policy_host panelkitd panelkit_test_token)
-if(NOT WIN32)
-    target_sources(test_service_policy_host PRIVATE service/policy_access_test.cpp)
-endif()
+    service/policy_certificates_test.cpp
+    POSIX service/policy_access_test.cpp)
 
-panelkit_test(test_service_test_token LINK certificate_maker SOURCES
+panelkit_test(test_service_test_token LINK certificate_maker DEPENDS panelctl panelkitd panelkit_test_token SOURCES
     service/long_names_test.cpp
     service/test_token_test.cpp)
-target_compile_definitions(test_service_test_token PRIVATE
-    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_test_token panelctl panelkitd panelkit_test_token)
 
 # The files in the state folder.
-panelkit_test(test_service_state LINK panelkitd_parts SOURCES
+panelkit_test(test_service_state LINK panelkitd_parts DEPENDS panelkitd panelkit_test_token SOURCES
     support/state_damages_${PANELKIT_SYSTEM}.cpp
     service/state_damage_test.cpp
-    service/state_file_test.cpp)
-if(NOT WIN32)
-    target_sources(test_service_state PRIVATE
-        service/state_store_posix_test.cpp)
-    target_compile_definitions(test_service_state PRIVATE
-        PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-endif()
-add_dependencies(test_service_state panelkitd panelkit_test_token)
+    service/state_file_test.cpp
+    POSIX service/state_store_posix_test.cpp)
 
 # The configuration of panelkitd.
-panelkit_test(test_service_config LINK panelkitd_parts SOURCES
+panelkit_test(test_service_config LINK panelkitd_parts DEPENDS panelkitd panelctl SOURCES
     service/config_file_test.cpp
     service/config_kill_test.cpp
     service/config_secret_test.cpp
     service/config_test.cpp
-    ${PROJECT_SOURCE_DIR}/fuzz/configuration.cpp)
-add_dependencies(test_service_config panelkitd panelctl)
-if(NOT WIN32)
-    target_sources(test_service_config PRIVATE
-        service/config_access_test.cpp
-        support/other_user_posix.cpp)
-endif()
+    ${PROJECT_SOURCE_DIR}/fuzz/configuration.cpp
+    POSIX service/config_access_test.cpp
+    support/other_user_posix.cpp)
 if(NOT WIN32) # where a program's operators new and delete are those of its libraries too
     panelkit_test(test_service_config_memory LINK panelkitd_parts SOURCES
         support/freed_memory.cpp
@@ -160,12 +119,9 @@ endif()
 panelkit_test(test_service_config_threads LABELS threads LINK panelkitd_parts SOURCES
     service/config_threads_test.cpp)
 
-panelkit_test(test_service_notifications SOURCES
+panelkit_test(test_service_notifications DEPENDS panelkitd panelkit_test_token SOURCES
     support/heard_notices.cpp
     service/notifications_test.cpp)
-target_compile_definitions(test_service_notifications PRIVATE
-    PANELKIT_TEST_TOKEN_FILE="$<TARGET_FILE_NAME:panelkit_test_token>")
-add_dependencies(test_service_notifications panelkitd panelkit_test_token)
 
 panelkit_test(test_service_expiry LABELS threads LINK panelkitd_parts SOURCES
     support/heard_notices.cpp
@@ -173,10 +129,9 @@ panelkit_test(test_service_expiry LABELS threads LINK panelkitd_parts SOURCES
 
 # Wake-ups are counted here, and those of a sanitizer are nobody's.
 if(NOT WIN32 AND NOT PANELKIT_SANITIZE)
-    panelkit_test(test_service_notifications_posix LABELS release SOURCES
+    panelkit_test(test_service_notifications_posix LABELS release DEPENDS panelctl panelkitd SOURCES
         support/heard_notices.cpp
         service/notifications_posix_test.cpp)
-    add_dependencies(test_service_notifications_posix panelctl panelkitd)
 endif()
 
 # systemd's protocol; the test plays the service manager.
@@ -194,8 +149,7 @@ panelkit_test(test_service_engine LABELS threads LINK panelkitd_parts SOURCES
 
 # Tunnels with a real IKE daemon, in network namespaces of their own.
 if(NOT WIN32)
-    panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts SOURCES
+    panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts DEPENDS panelkitd panelctl SOURCES
         support/gateway_posix.cpp
         service/tunnels_posix_test.cpp)
-    add_dependencies(test_service_tunnels panelkitd panelctl)
 endif()
