@@ -36,7 +36,6 @@ panelkit_test(test_secrets INTERNAL LINK bridge_server SOURCES
 
 panelkit_test(test_loc INTERNAL DEPENDS catalogues SOURCES
     panelkit/loc/default_texts_test.cpp
-    panelkit/loc/russian_test.cpp
     panelkit/loc/ui_module_test.cpp
     platform/codepage/utf8_test.cpp
     platform/loccore/catalogue_test.cpp
