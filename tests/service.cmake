@@ -49,7 +49,7 @@ if(NOT WIN32)
         service/crowd_posix_test.cpp)
     panelkit_test(test_service_resilience LABELS release DEPENDS panelkitd panelkit_test_token SOURCES
         service/resilience_posix_test.cpp)
-    panelkit_test(test_service_module_hosts DEPENDS panelctl panelkitd panelkit_test_token SOURCES
+    panelkit_test(test_service_module_hosts LINK certificate_maker DEPENDS panelctl panelkitd panelkit_test_token SOURCES
         service/module_hosts_posix_test.cpp
         support/other_user_posix.cpp)
 endif()

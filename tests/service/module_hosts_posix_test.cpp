@@ -2,6 +2,7 @@
 //
 // A PKCS#11 module that crashes, hangs or lies in one of its functions: only its own tokens notice, and they come back.
 // Who is logged in to a token is one account.
+#include "../support/certificate_maker.h"
 #include "../support/other_user_posix.h"
 #include "../support/panelctl.h"
 #include "../support/processes_posix.h"
@@ -220,6 +221,11 @@ TEST_F(AnUntrustedModule, IsLoggedInToByOneAccount) {
     EXPECT_EQ(asNobody({"token", "login", "Office", "--pin-stdin"}, "user-1\n").status, 0);
     EXPECT_FALSE(tokens.TokenLogin(token(), "user-1", false, nullptr));
     EXPECT_EQ(refusal(), Refused::inUseByAnother);
+    const std::string file = service.folder().file("root.der");
+    std::ofstream(file, std::ios::binary) << makeAuthority("Root").der;
+    EXPECT_THAT(panelctl(service.endpoint(), {"cert", "import", file, "--pin-stdin"}, "user-1\n").error,
+                HasSubstr("in use"))
+        << "nor for one import";
     EXPECT_TRUE(tokens.TokenLogout(token())) << "an administrator may";
 }
 
