@@ -45,13 +45,14 @@ public:
     std::function<void()> looked;
 };
 
-// Takes every policy, or none.
+// Takes no policy with the title "unfit", and every other one unless it is told to refuse some.
 class SteeredEngine : public RecordEngine {
 public:
     void apply(const EnginePolicy& policy) override {
         const std::scoped_lock lock(mutex);
-        if (refusals > 0) {
-            --refusals;
+        const bool isUnfit = policy.text && policy.text->title == "unfit";
+        if (isUnfit || refusals > 0) {
+            if (!isUnfit) --refusals;
             throw EngineError({remark(vocabulary::Refused::engineState, "line 3: section [a] fails")});
         }
         applied.push_back(policy.text ? policy.text->title
@@ -269,15 +270,19 @@ TEST_F(ThePolicies, PutTheFormerOneBackWhenTheNewOneCantBeStored) {
 TEST_F(ThePolicies, AreClosedUntilTheEngineTakesTheOneThatIsInForceAtTheStart) {
     configure(0);
     policies->activateSystem(good, "", "root");
-    policies = nullptr;
-    engine.applied.clear();
-    engine.refusals = 1;
-    policies = std::make_unique<Policies>(state, credentials, engine);
-    EXPECT_EQ(policies->report().info.message, "the policy can't be put into force: line 3: section [a] fails");
-    ASSERT_TRUE(engine.waitFor(2)) << "it is tried again";
-    EXPECT_THAT(engine.applied, ElementsAre("drop-all-except-dhcp", "Office"));
-    policies->setSystemSettings({}); // waits for the retry to end
-    EXPECT_THAT(policies->report().info.message, testing::StartsWith("#warn: ")) << "what it was before";
+    for (const bool another : {false, true}) {
+        policies = nullptr;
+        engine.applied.clear();
+        engine.refusals = 1;
+        policies = std::make_unique<Policies>(state, credentials, engine);
+        EXPECT_EQ(policies->report().info.message, "the policy can't be put into force: line 3: section [a] fails");
+        if (another) EXPECT_FALSE(policies->activateSystem("title = unfit\nversion = 2\n", "", "root").activated);
+        ASSERT_TRUE(engine.waitFor(2)) << "it is tried again";
+        EXPECT_THAT(engine.applied, ElementsAre("drop-all-except-dhcp", "Office"));
+        if (another) continue;
+        policies->setSystemSettings(policies->systemSettings()); // waits for the retry to end
+        EXPECT_THAT(policies->report().info.message, testing::StartsWith("#warn: ")) << "what it was before";
+    }
 }
 
 LSPcmd::LSPsettings_t settingsOf(std::size_t bytes) {
