@@ -167,6 +167,10 @@ TEST_F(AKeyPair, IsToldFromOthersOfItsLabel) {
     std::vector<KeyInfo> keys = listKeys();
     ASSERT_EQ(keys.size(), 2U);
     EXPECT_NE(keys[0].fingerprint, keys[1].fingerprint);
+    KeyInfo exchanged = keys[0];
+    exchanged.fingerprint = keys[1].fingerprint;
+    EXPECT_FALSE(monitor.DeleteKey(token(), exchanged));
+    EXPECT_EQ(refusal(), Refused::noSuchObject);
     ASSERT_TRUE(monitor.DeleteKey(token(), keys[0]));
     EXPECT_THAT(listKeys(), ElementsAre(keys[1]));
 }
@@ -212,6 +216,15 @@ TEST_F(AnObjectOfAnother, KeepsItsLabelForItself) {
     tokenUser("user-1", {"public-key", "taken"});
     EXPECT_FALSE(generate(keyType::ec, 256, "taken"));
     EXPECT_EQ(refusal(), Refused::alreadyThere);
+}
+
+TEST_F(AnObjectOfAnother, IsNotDeletedWhileNothingTellsItFromItsTwin) {
+    if (!keysSign) GTEST_SKIP() << "needs keys on curves";
+    const std::string key = panelkitd::derOf(ecKey().get(), i2d_PUBKEY);
+    for (int i = 0; i < 2; ++i) ASSERT_TRUE(store(key, {"--type", "pubkey", "--label", "twin", "--id", "01"}));
+    EXPECT_FALSE(monitor.DeleteKey(token(), keyCalled("twin")));
+    EXPECT_EQ(refusal(), Refused::badInput);
+    EXPECT_EQ(listKeys().size(), 2U);
 }
 
 // ---- a token that can be steered
