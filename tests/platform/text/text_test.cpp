@@ -50,7 +50,7 @@ TEST(TextOfOthers, CanNotActOnAReader) {
     EXPECT_EQ(hiddenRanges(), "0-1F 7F-9F AD-AD 34F-34F 61C-61C 115F-1160 17B4-17B5 180B-180F 200B-200F 2028-202E "
                               "2060-206F 3164-3164 FEFF-FEFF FFA0-FFA0 FFF9-FFFB 1D173-1D17A E0000-E0FFF ");
     EXPECT_EQ(escaped("a\x1B\xFF"), "a\\x1B\\xFF");
-    EXPECT_EQ(platform::escapedJson("\"\u200B\U000E0041\"\n"), "\"\\u200B\\uDB40\\uDC41\"\n");
+    EXPECT_EQ(platform::escapedJson("\"\u200B\U000E0FFF\"\n"), "\"\\u200B\\uDB43\\uDFFF\"\n");
     EXPECT_EQ(quotedName("a\"b\\"), "\"a\\\"b\\\\\"");
     EXPECT_EQ(shortened("abc", 3), "abc");
     EXPECT_EQ(shortened("aüb", 2), "a...") << "characters stay whole";
