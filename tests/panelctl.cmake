@@ -1,7 +1,9 @@
 # panelctl: its parts, and the program itself against a scripted and a real service.
 
 panelkit_test(test_panelctl_parts LINK panelctl_parts SOURCES
-    panelctl/parts_test.cpp)
+    panelctl/parts_test.cpp
+    POSIX panelctl/read_secrets_posix_test.cpp
+    support/freed_memory.cpp)
 panelkit_test(test_panelctl_language LINK panelctl_parts DEPENDS catalogues SOURCES
     panelctl/language_test.cpp)
 panelkit_test(test_panelctl LINK thirdparty_json DEPENDS panelctl SOURCES
