@@ -415,7 +415,7 @@ TEST_F(SeveralImports, AreStoredUpToTheFirstThatFails) {
     EXPECT_TRUE(named("CN=keyed").hasPrivateKey);
     EXPECT_THAT(importThese({0, 1}), ElementsAre(alreadyThere, alreadyThere));
     const std::string log = service.terminate().error;
-    for (const char* part : {"user 0\": done\n", "user 1\": failed (the token has it already)", "user 2\": done\n",
+    for (const char* part : {"user 0\": done", "user 1\": failed (the token has it already)", "user 2\": done",
                              "user 3\": failed (the token is full (C_CreateObject: CKR_DEVICE_MEMORY))"}) {
         EXPECT_THAT(log, HasSubstr(std::string(", \"CN=") + part));
     }
