@@ -5,6 +5,7 @@
 #pragma once
 
 #include <panelkit/bridge/commands.h>
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>

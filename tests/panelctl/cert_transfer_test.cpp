@@ -3,6 +3,8 @@
 // panelctl cert import, export, delete: what is sent to the service, and what is not. Runs under Wine too.
 #include "cert_fixture.h"
 
+#include <panelkit/certs/cert_imports.h>
+
 using vocabulary::CertImport;
 using vocabulary::Refused;
 
