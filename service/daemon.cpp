@@ -74,7 +74,9 @@ Daemon::Daemon(const Options& options)
                    .interfaces = interfaces_,
                    .policy = policy_,
                    .monitor = monitor_},
-                  access_) {
+                  access_, [this] {
+                      if (engine_->protectsTraffic()) credentials_.refresh();
+                  }) {
     listenToConfiguration();
     sharePolicySource();
 }

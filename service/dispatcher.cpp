@@ -193,6 +193,11 @@ std::string outcome(const Answer& answer) {
     return !reply.empty() && reply[0] != 1 ? "failed" : "done";
 }
 
+bool changesTokens(const Row& row) {
+    return row.acts == Acts::yes && row.who == Who::administrators &&
+           panelkit::commandRow(row.command).module == panelkit::commandRow(Command::ImportCRL).module;
+}
+
 } // namespace
 
 Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server::Request& request) {
@@ -214,6 +219,7 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
     if (row->acts == Acts::yes) {
         noteEnd(call, std::string(name), call.outcome.empty() ? outcome(answer) : call.outcome);
     }
+    if (changesTokens(*row)) tokensChanged_();
     return answer;
 }
 

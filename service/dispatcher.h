@@ -11,7 +11,9 @@
 
 #include <platform/bridge/server.h>
 
+#include <functional>
 #include <string>
+#include <utility>
 
 namespace panelkitd {
 
@@ -39,7 +41,9 @@ using Handler = std::string (*)(CommandGroups& groups, Call& call);
 
 class Dispatcher : public bridge::server::Service {
 public:
-    Dispatcher(CommandGroups groups, Access& access) : groups_(groups), access_(access) {}
+    // `tokensChanged` is called after an administrator's command has changed what is on a token, or has tried to.
+    Dispatcher(CommandGroups groups, Access& access, std::function<void()> tokensChanged)
+        : groups_(groups), access_(access), tokensChanged_(std::move(tokensChanged)) {}
 
     bool admits(const bridge::Peer& peer) override { return access_.admits(peer); }
     bool hasReserve(const bridge::Peer& peer) override { return access_.isAdministrator(peer); }
@@ -55,6 +59,7 @@ private:
 
     CommandGroups groups_;
     Access& access_;
+    const std::function<void()> tokensChanged_;
     bridge::AccountBudget requests_{limits::requests};
     ThrottledLog turnedAway_{10};
     ThrottledLog unsuccessful_{limits::unsuccessfulLines};

@@ -126,6 +126,7 @@ void CharonDriver::ensureRunning(const EngineWishes& wishes) {
 }
 
 void CharonDriver::checkAnchors(const EngineWishes& wishes) {
+    if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0) control_->forgetReplacedCrls(wishes.credentials.crls);
     unfitAnchors_.clear();
     for (const std::string& anchor : wishes.credentials.anchors) {
         if (!control_->takesAnchor(anchor)) unfitAnchors_.insert(anchor);
@@ -227,6 +228,15 @@ void CharonDriver::load(const IkeConnection& connection) {
     }
 }
 
+// The daemon looks into its revocation lists only when a gateway proves its identity. So a gateway has to do that again
+// when there is a new list, which may name it.
+void CharonDriver::endUnproved() {
+    if (!control_->hadNewCrls()) return;
+    for (const IkeConnection& connection : plan_.connections) {
+        if (!connection.byPresharedKey) control_->endConnection(connection.name);
+    }
+}
+
 // What was read of the tokens since the last round may change the connections, for example their certificates.
 std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
     ensureRunning(wishes);
@@ -236,6 +246,7 @@ std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
     keys_.load(*control_, running_, {&plan_}, wishes);
     for (const IkeConnection& connection : plan_.connections) load(connection);
     control_->keepOnly(plan_.connections, former);
+    endUnproved();
     board_.setPlan(plan_.connections, false);
     const IkeStates states = control_->states();
     setUpMissing(states);

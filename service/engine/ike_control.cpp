@@ -148,7 +148,21 @@ void IkeControl::addCrls(const std::vector<std::string>& crls) {
             continue;
         }
         tryTo("load-cert", ViciSection().add("type", "X509_CRL").add("flag", "NONE").add("data", crl));
+        newCrls_ = true;
     }
+}
+
+void IkeControl::forgetReplacedCrls(const std::vector<std::string>& crls) {
+    const std::set<std::string> wanted(crls.begin(), crls.end());
+    if (std::includes(wanted.begin(), wanted.end(), crls_.begin(), crls_.end()) ||
+        std::includes(crls_.begin(), crls_.end(), wanted.begin(), wanted.end())) {
+        return;
+    }
+    vici_->request("clear-creds");
+    keys_.clear();
+    shared_.clear();
+    anchors_.clear();
+    crls_.clear();
 }
 
 bool IkeControl::takesAnchor(const std::string& der) {

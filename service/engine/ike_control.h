@@ -15,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace panelkitd {
@@ -59,8 +60,14 @@ public:
     // Makes the preshared keys those of the list, by name.
     void setSharedKeys(const std::map<std::string, SharedKey>& keys);
 
-    // Loads the revocation lists that it does not have. It forgets none before its end.
+    // Loads the revocation lists that it does not have.
     void addCrls(const std::vector<std::string>& crls);
+    // Makes the daemon forget its lists if one of them was replaced: of two lists it uses the one that it got first. It
+    // can only forget all its keys and authorities with them, which are to be loaded again. A list that is merely gone
+    // stays.
+    void forgetReplacedCrls(const std::vector<std::string>& crls);
+    // Whether addCrls() has loaded any since the last call.
+    bool hadNewCrls() { return std::exchange(newCrls_, false); }
 
     // Whether the daemon can read the certificate of an authority: without its plugin for elliptic curves, for example,
     // it reads only those with RSA keys. The daemon keeps it, but connections trust only the anchors that they name.
@@ -90,6 +97,7 @@ private:
     std::map<TokenKey, std::string> keys_; // and what the daemon calls them
     std::map<std::string, SharedKey> shared_;
     std::set<std::string> crls_;
+    bool newCrls_ = false;
     std::map<std::string, bool> anchors_; // whether it takes them
 };
 
