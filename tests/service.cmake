@@ -151,5 +151,7 @@ panelkit_test(test_service_engine LABELS threads LINK panelkitd_parts SOURCES
 if(NOT WIN32)
     panelkit_test(test_service_tunnels LINK certificate_maker panelkitd_parts DEPENDS panelkitd panelctl SOURCES
         support/gateway_posix.cpp
-        service/tunnels_posix_test.cpp)
+        support/memory_scan_posix.cpp
+        service/tunnels_posix_test.cpp
+        service/tunnels_service_posix_test.cpp)
 endif()

@@ -1,28 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// The engine "charon" against a gateway that is a plain charon with a configuration written by hand: a certificate
-// whose key is on a SoftHSM2 token, a preshared key, and what is said of tunnels that do not come up.
-#include "../support/certificate_maker.h"
-#include "../support/gateway_posix.h"
-#include "../support/panelctl.h"
-#include "../support/running_service.h"
+// The engine "charon" alone: what it carries, replaces, refuses, and what it says of tunnels that do not come up.
+#include "tunnels_fixture_posix.h"
 
-#include <service/engine/charon_engine.h>
 #include <service/engine/ike_state.h>
-#include <service/engine/vici_connection.h>
-
-#include <gmock/gmock.h>
-
-#include <arpa/inet.h>
-#include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <chrono>
-#include <filesystem>
-#include <functional>
-#include <thread>
 
 namespace panelkitd {
 namespace {
@@ -32,207 +15,8 @@ using panelkit::TunnelInfo;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr const char* byCertificate = R"(title = Office
-version = 1
-[office]
-action = protect
-network = 10.9.0.0/16
-gateway = 192.168.8.2
-subject = CN=anna
-[rest]
-action = drop
-network = 10.0.0.0/8
-)";
-
-constexpr const char* byKey = R"(title = Partner
-version = 2
-[partner]
-action = protect
-network = 10.9.0.0/16
-gateway = 192.168.8.2
-authentication = preshared-key
-key = shared
-)";
-
-constexpr const char* gate = R"(connections {
-  clients {
-    local { auth = pubkey
-      certs = gate.pem
-      id = ID }
-    remote { auth = pubkey
-      cacerts = ca.pem }
-    OPTIONS
-    children { nets { local_ts = 10.9.0.0/16, fd99::/64
-        esp_proposals = aes128-sha256 } }
-    encap = yes
-  }
-  partners {
-    local { auth = psk
-      id = 192.168.8.2 }
-    remote { auth = psk }
-    OPTIONS
-    children { nets { local_ts = 10.9.0.0/16
-        esp_proposals = aes128-sha256 } }
-    encap = yes
-  }
-}
-secrets { ike-1 { secret = "open sesame" } }
-)";
-
-std::string gateWith(const std::string& identity, const std::string& options = {}) {
-    std::string text = gate;
-    text.replace(text.find("ID "), 2, identity);
-    for (std::size_t at = text.find("OPTIONS"); at != text.npos; at = text.find("OPTIONS"))
-        text.replace(at, 7, options);
-    return text;
-}
-
-// A folder that ends with the object. Its name is short: it holds sockets.
-struct Folder {
-    Folder() : path("/tmp/panelkit-tunnels-" + std::to_string(::getpid())) {
-        std::filesystem::create_directory(path);
-        std::filesystem::permissions(path, std::filesystem::perms::owner_all);
-    }
-    ~Folder() { std::filesystem::remove_all(path); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-    std::string path;
-};
-
-// Returns false if it does not come true in a minute: then something is wrong.
-bool becomesTrue(const std::function<bool()>& what) {
-    for (unsigned tries = 0; tries < 600; ++tries) {
-        if (what()) return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    }
-    return false;
-}
-
-class Tunnels : public testing::Test {
-protected:
-    void SetUp() override {
-        if (const std::string lack = Gateway::missing(); !lack.empty()) GTEST_SKIP() << lack;
-        std::filesystem::create_directory(folder_.path + "/us");
-        std::filesystem::permissions(folder_.path + "/us", std::filesystem::perms::owner_all);
-        makeToken();
-        gateway_ = std::make_unique<Gateway>(folder_.path + "/gate");
-        const Identity host = makeCertificate({.subject = {{"CN", "gate"}},
-                                               .serial = "77",
-                                               .extensions = {{"subjectAltName", "IP:192.168.8.2,DNS:gate.test"}}},
-                                              rsaKey(2048), &authority_);
-        gateway_->write("x509/gate.pem", pem(host.der));
-        gateway_->write("x509ca/ca.pem", pem(authority_.der));
-        gateway_->write("private/gate.pem", keyPem(host.key));
-        gateway_->configure(gateWith("192.168.8.2"));
-    }
-
-    void TearDown() override {
-        if (HasFailure() && gateway_) std::cerr << "the gateway's log:\n" << gateway_->log();
-    }
-
-    void makeToken() {
-        const std::string conf = folder_.path + "/softhsm.conf";
-        std::filesystem::create_directory(folder_.path + "/tokens");
-        std::ofstream(conf) << "directories.tokendir = " << folder_.path << "/tokens\nlog.level = ERROR\n";
-        std::ofstream(folder_.path + "/key.pem") << keyPem(anna_.key);
-        const std::map<std::string, std::optional<std::string>> environment{{"SOFTHSM2_CONF", conf}};
-        runProgram("softhsm2-util --init-token --free --label anna --pin 1234 --so-pin 12345678", environment);
-        runProgram("softhsm2-util --import " + folder_.path + "/key.pem --token anna --label key --id a1b2 --pin 1234",
-                   environment);
-        token_ = {"/usr/lib/softhsm/libsofthsm2.so", 0, "anna", "1"};
-        credentials_.modules = {{token_.module, {{"SOFTHSM2_CONF", conf}}}};
-        EngineCertificate certificate;
-        certificate.token = token_;
-        certificate.keyId = "\xA1\xB2";
-        certificate.der = anna_.der;
-        certificate.subject = "CN=anna";
-        certificate.notAfter = 4'000'000'000;
-        credentials_.certificates = {certificate};
-        credentials_.anchors = {makeAuthority("unreadable to a daemon without elliptic curves").der, authority_.der};
-    }
-
-    void start(EngineParameters parameters = {}) {
-        CharonSettings settings;
-        settings.folder = folder_.path + "/us";
-        settings.parameters = std::move(parameters);
-        settings.news = [this](const TunnelNews& news) { ++(news.up ? cameUp_ : wentDown_); };
-        engine_ = makeCharonEngine(std::move(settings));
-        engine_->credentialsChanged(credentials_);
-    }
-    void apply(const std::string& policy) const { engine_->apply({0, readPolicyText(policy)}); }
-    void logIn() const { engine_->tokenLoggedIn(token_, platform::Secret("1234")); }
-
-    TunnelInfo tunnel() const { return engine_->tunnels().at(0); }
-    bool comesUp() const {
-        return becomesTrue([&] { return tunnel().condition == TunnelCondition::up; });
-    }
-    static std::string why(const TunnelInfo& tunnel) {
-        return tunnel.why.empty() ? "" : Loc::fill({tunnel.why[0].wording, tunnel.why[0].arguments});
-    }
-    bool comesWith(const std::string& reason) const {
-        return becomesTrue([&] { return why(tunnel()).find(reason) != std::string::npos; });
-    }
-    static bool pings(const std::string& address) {
-        platform::ChildOptions options;
-        options.arguments = {"ping", "-n", "-c", "3", "-i", "0.2", "-W", "2", address};
-        return platform::runChild(options, std::chrono::seconds(20)).status == 0;
-    }
-    // Whether a server there answers "x" to a client here.
-    bool answersTcp(const std::string& address) const {
-        int server = -1;
-        sockaddr_in where{};
-        where.sin_family = AF_INET;
-        where.sin_port = htons(7777);
-        ::inet_pton(AF_INET, address.c_str(), &where.sin_addr);
-        const auto* const at = reinterpret_cast<const sockaddr*>(&where);
-        gateway_->inside([&] {
-            server = ::socket(AF_INET, SOCK_STREAM, 0);
-            const int again = 1;
-            ::setsockopt(server, SOL_SOCKET, SO_REUSEADDR, &again, sizeof again);
-            if (::bind(server, at, sizeof where) != 0 || ::listen(server, 1) != 0) throw std::runtime_error("listen");
-        });
-        const int client = ::socket(AF_INET, SOCK_STREAM, 0);
-        const timeval limit{5, 0};
-        ::setsockopt(client, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
-        ::setsockopt(client, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-        char got = 0;
-        bool answered = ::connect(client, at, sizeof where) == 0;
-        if (answered) {
-            const int peer = ::accept(server, nullptr, nullptr);
-            answered = ::write(peer, "x", 1) == 1 && ::read(client, &got, 1) == 1 && got == 'x';
-            ::close(peer);
-        }
-        ::close(client);
-        ::close(server);
-        return answered;
-    }
-    std::vector<std::string> daemonKeys() const {
-        ViciConnection vici(folder_.path + "/us/vici", std::chrono::seconds(5));
-        const ViciSection answer = vici.request("get-keys");
-        return answer.list("keys") ? *answer.list("keys") : std::vector<std::string>();
-    }
-
-    // The engine's daemon, by its configuration.
-    pid_t daemonProcess() const {
-        const std::string entry = "STRONGSWAN_CONF=" + folder_.path + "/us/charon.conf";
-        for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-            std::ifstream file(process.path() / "environ", std::ios::binary);
-            const std::string all{std::istreambuf_iterator<char>(file), {}};
-            if (all.find(entry) != std::string::npos) return std::stoi(process.path().filename());
-        }
-        throw std::runtime_error("the daemon does not run");
-    }
-
-    Folder folder_;
-    Identity authority_ =
-        makeCertificate({.subject = {{"CN", "authority"}}, .extensions = authorityExtensions()}, rsaKey(2048));
-    Identity anna_ = makeCertificate({.subject = {{"CN", "anna"}}, .serial = "5"}, rsaKey(2048), &authority_);
-    EngineToken token_;
-    EngineCredentials credentials_;
-    std::atomic<unsigned> cameUp_ = 0, wentDown_ = 0;
-    std::unique_ptr<Gateway> gateway_;
-    std::unique_ptr<Engine> engine_;
-};
+// The daemon finds revocation lists by it.
+const std::vector<std::pair<std::string, std::string>> byKeyOfIssuer{{"authorityKeyIdentifier", "keyid"}};
 
 TEST_F(Tunnels, CarryTrafficWithAKeyOnATokenFromTheLogInToTheLogOut) {
     start();
@@ -274,6 +58,37 @@ TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
     apply(byKey);
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
+TEST_F(Tunnels, CarryIPv6) {
+    gateway_->configure(gateWith("fd78::2"));
+    start();
+    apply("title = T\nversion = 1\n[office]\naction = protect\nnetwork = fd99::/64\ngateway = fd78::2\n");
+    EXPECT_FALSE(pings("fd99::1"));
+    logIn();
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("fd99::1"));
+    EXPECT_TRUE(answersTcp("fd99::1"));
+    const auto seen = gateway_->seen();
+    EXPECT_THAT(seen.plain, IsEmpty());
+    EXPECT_GE(seen.encrypted, 6U);
+}
+
+class TunnelsWithACurve : public Tunnels {
+protected:
+    TunnelsWithACurve() { anna_ = makeCertificate({.subject = {{"CN", "anna"}}, .serial = "5"}, ecKey(), &authority_); }
+};
+
+TEST_F(TunnelsWithACurve, CarryTrafficIfTheDaemonKnowsCurves) {
+    if (!std::filesystem::exists("/usr/lib/ipsec/plugins/libstrongswan-openssl.so")) {
+        GTEST_SKIP() << "libstrongswan-standard-plugins is not installed";
+    }
+    start();
     logIn();
     apply(byCertificate);
     ASSERT_TRUE(comesUp()) << why(tunnel());
@@ -368,7 +183,7 @@ TEST_F(Tunnels, AreRefusedWhereAnotherProgramHasThePortsOfIke) {
 }
 
 TEST_F(Tunnels, SayWhyTheyAreNotUp) {
-    const std::string list = makeCrl({.revoked = {77}}, authority_);
+    const std::string list = makeCrl({.revoked = {77}, .extensions = byKeyOfIssuer}, authority_);
     const std::string other =
         makeCertificate({.subject = {{"CN", "another authority"}}, .extensions = authorityExtensions()}, rsaKey(2048))
             .der;
@@ -380,17 +195,27 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
         std::vector<std::string> anchors, crls;
         const char* reason;
     } rows[] = {
-        {"another name", gateWith("gate.test"), {}, {authority_.der}, {}, "refuses us"},
-        {"not ours", gateWith("192.168.8.2"), {}, {other}, {}, "was not issued by an authority that is trusted here"},
+        {"another name", gateWith("gate.test"), {}, {authority_.der}, {}, "the gateway 192.168.8.2 refuses us"},
+        {"not ours",
+         gateWith("192.168.8.2"),
+         {},
+         {other},
+         {},
+         "the certificate of the gateway 192.168.8.2 was not issued"},
         {"no algorithm",
          gateWith("192.168.8.2", "proposals = aes128-sha1-modp768"),
          {},
          {authority_.der},
          {},
-         "accepts none of our algorithms"},
-        {"revoked", gateWith("192.168.8.2"), strict, {authority_.der}, {list}, "is revoked"},
+         "the gateway 192.168.8.2 accepts none of our algorithms"},
+        {"revoked",
+         gateWith("192.168.8.2"),
+         strict,
+         {authority_.der},
+         {list},
+         "the certificate of the gateway 192.168.8.2 is revoked"},
         {"no list", gateWith("192.168.8.2"), strict, {authority_.der}, {}, "it is not known whether"},
-        {"silent", "", {{"IKE.EXCHANGE_TIMEOUT", 5}}, {authority_.der}, {}, "does not answer"},
+        {"silent", "", {{"IKE.EXCHANGE_TIMEOUT", 5}}, {authority_.der}, {}, "the gateway 192.168.8.2 does not answer"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -411,6 +236,26 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
 }
 
+TEST_F(Tunnels, AreSetUpAgainWithANewListAndEndIfItRevokesTheGateway) {
+    const auto list = [&](long number, std::vector<long> revoked) {
+        credentials_.crls = {
+            makeCrl({.revoked = std::move(revoked), .number = number, .extensions = byKeyOfIssuer}, authority_)};
+    };
+    list(1, {});
+    start({{"IKE.CRL_PROCESSING", 1}});
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    list(2, {78});
+    engine_->credentialsChanged(credentials_);
+    EXPECT_TRUE(becomesTrue([&] { return cameUp_ == 2; })) << why(tunnel());
+    list(3, {77});
+    engine_->credentialsChanged(credentials_);
+    EXPECT_TRUE(comesWith("the certificate of the gateway 192.168.8.2 is revoked")) << why(tunnel());
+    EXPECT_FALSE(pings("10.9.0.1"));
+    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
+}
+
 TEST_F(Tunnels, ComeBackWhenTheDaemonOrTheGatewayWasKilled) {
     start({{"IKE.DPD_IDLE_TIME", 2}, {"IKE.EXCHANGE_TIMEOUT", 5}});
     apply(byCertificate);
@@ -423,7 +268,7 @@ TEST_F(Tunnels, ComeBackWhenTheDaemonOrTheGatewayWasKilled) {
         EXPECT_THAT(gateway_->seen().plain, IsEmpty());
     }
     gateway_->kill();
-    EXPECT_TRUE(comesWith("does not answer")) << why(tunnel());
+    EXPECT_TRUE(comesWith("the gateway 192.168.8.2 does not answer")) << why(tunnel());
     EXPECT_FALSE(pings("10.9.0.1"));
     gateway_->configure(gateWith("192.168.8.2"));
     EXPECT_TRUE(comesUp()) << why(tunnel());
@@ -460,83 +305,6 @@ TEST_F(Tunnels, KeepTheFormerPolicyIfTheNextOneCantBePutIntoForce) {
         EXPECT_FALSE(pings("10.8.0.1"));
     }
     EXPECT_EQ(wentDown_, 0U);
-}
-
-// ---- the whole service
-
-class AServiceWithTunnels : public Tunnels {
-protected:
-    std::string run(std::vector<std::string> arguments, const std::string& input = {}) const {
-        const platform::ChildResult result = panelctl(service_->endpoint(), std::move(arguments), input);
-        EXPECT_EQ(result.status, 0) << result.error << service_->log();
-        return result.output;
-    }
-    bool listsTunnel(const std::string& text) const {
-        return becomesTrue([&] { return run({"tunnel", "list"}).find(text) != std::string::npos; });
-    }
-    void logIn() const { run({"token", "login", "work", "--pin-stdin"}, "1234567\n"); }
-
-    // A token with anna's certificate and key, and the authority as anchor; the policy is activated.
-    void start() {
-        service_ = std::make_unique<RunningService>(std::vector<std::string>{"--engine", "charon"});
-        const std::string folder = service_->folder().path().string();
-        std::ofstream(folder + "/anna.p12", std::ios::binary) << pkcs12(anna_, {authority_.der}, "secret");
-        std::ofstream(folder + "/office.lsp") << byCertificate;
-        run({"token", "init", "--label", "work", "--so-pin-stdin", "--pin-stdin"}, "7654321\n1234567\n");
-        logIn();
-        run({"cert", "import", folder + "/anna.p12", "--token", "work", "--password-stdin"}, "secret\n");
-        run({"policy", "source", "set", "--source", "SOURCE_FILE", "--file", folder + "/office.lsp"});
-        ASSERT_TRUE(becomesTrue([&] { // until the engine has read the token
-            return panelctl(service_->endpoint(), {"policy", "activate", "system"}).status == 0;
-        })) << service_->log();
-    }
-
-    std::unique_ptr<RunningService> service_;
-};
-
-TEST_F(AServiceWithTunnels, ProtectsTrafficFromTheLogInToTheLogOutAndAfterItWasKilled) {
-    start();
-    ASSERT_TRUE(listsTunnel("up")) << service_->log();
-    EXPECT_TRUE(pings("10.9.0.1"));
-    EXPECT_THAT(run({"policy", "show"}),
-                testing::AllOf(HasSubstr("Details: the tunnel of section [office] to the gateway 192.168.8.2"),
-                               HasSubstr("with the certificate \"CN=anna\""), testing::Not(HasSubstr("Diagnosis"))));
-    platform::ChildOptions options;
-    options.arguments = {builtProgram("panelctl"), "--endpoint", service_->endpoint(), "watch"};
-    platform::ChildProcess watch(options);
-    ASSERT_TRUE(becomesTrue([&] { return watch.errorSoFar().find("Watching") != std::string::npos; }));
-    run({"tunnel", "down", "office"});
-    EXPECT_TRUE(becomesTrue([&] {
-        return watch.outputSoFar().find("to the gateway 192.168.8.2 is down: an administrator") != std::string::npos;
-    })) << watch.outputSoFar();
-    run({"tunnel", "up", "office"});
-    ASSERT_TRUE(listsTunnel("up")) << service_->log();
-    run({"token", "logout", "work"});
-    EXPECT_NE(panelctl(service_->endpoint(), {"tunnel", "rekey", "office"}).status, 0);
-
-    service_->kill();
-    EXPECT_FALSE(pings("10.8.0.1"));
-    service_->start();
-    EXPECT_TRUE(listsTunnel("down"));
-    EXPECT_FALSE(pings("10.9.0.1"));
-    EXPECT_THAT(run({"policy", "show"}), HasSubstr("nobody is logged in to the token"));
-    logIn();
-    ASSERT_TRUE(listsTunnel("up")) << service_->log();
-    EXPECT_TRUE(pings("10.9.0.1"));
-    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
-    EXPECT_THAT(service_->log(), testing::Not(HasSubstr("1234567")));
-}
-
-TEST_F(AServiceWithTunnels, UsesAPresharedKeyOfAToken) {
-    start();
-    const std::string file = service_->folder().file("partner.lsp");
-    std::ofstream(file) << byKey;
-    run({"psk", "create", "shared", "--token", "work", "--value-stdin"}, "open sesame\n");
-    run({"policy", "source", "set", "--source", "SOURCE_FILE", "--file", file});
-    run({"policy", "activate", "system"});
-    ASSERT_TRUE(becomesTrue([&] { return pings("10.9.0.1"); })) << run({"tunnel", "list"}) << service_->log();
-    EXPECT_THAT(gateway_->seen().plain, IsEmpty());
-    EXPECT_THAT(service_->log(), testing::Not(HasSubstr("open sesame")));
 }
 
 } // namespace

@@ -23,7 +23,7 @@
 namespace {
 
 constexpr const char* charonConf = R"(charon-systemd {
-  load = random nonce drbg aes gcm ccm ctr chapoly sha1 sha2 hmac kdf mgf1 gmp curve25519 pem pkcs1 pkcs8 x509 pubkey constraints revocation vici kernel-libipsec kernel-netlink socket-default
+  load = random nonce drbg openssl aes gcm ccm ctr chapoly sha1 sha2 hmac kdf mgf1 gmp curve25519 pem pkcs1 pkcs8 x509 pubkey constraints revocation vici kernel-libipsec kernel-netlink socket-default
   journal { default = -1 }
   filelog { stderr { default = 1 } }
   plugins {
@@ -73,9 +73,11 @@ struct Packet {
         const unsigned char* const data = transport + 8;
         isIke = isUdp && (uses(500) || (uses(4500) && (data[0] | data[1] | data[2] | data[3]) == 0));
         isEsp = isUdp && uses(4500) && !isIke;
-        const bool isMulticast = isIPv6 && bytes[24] == 0xFF; // routers, neighbours, groups
-        const bool isUnreachable = !isIPv6 && protocol == IPPROTO_ICMP && transport[0] == 3; // a port without a daemon
-        isControl = isUnreachable || isMulticast || (protocol == IPPROTO_ICMPV6 && transport[0] >= 130);
+        const bool isMulticast = isIPv6 && bytes[24] == 0xFF;                   // routers, neighbours, groups
+        const bool isError = (protocol == IPPROTO_ICMP && transport[0] == 3) || // a port without a daemon
+                             (protocol == IPPROTO_ICMPV6 && transport[0] == 1);
+        const bool isToHost = text.find(" 192.168.8.") != text.npos || text.find(" fd78:") != text.npos;
+        isControl = (isError && isToHost) || isMulticast || (protocol == IPPROTO_ICMPV6 && transport[0] >= 130);
     }
     std::string text;
     bool isIke = false, isEsp = false, isControl = false;
@@ -195,10 +197,16 @@ Gateway::Seen Gateway::seen() const {
         socklen_t size = sizeof where;
         const ssize_t count =
             ::recvfrom(wire_, frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&where), &size);
-        if (count < 0) return result;
+        if (count < 0) break;
         if (where.sll_protocol != htons(ETH_P_IP) && where.sll_protocol != htons(ETH_P_IPV6)) continue;
         const Packet packet(frame.data());
         if (packet.isEsp) ++result.encrypted;
-        if (!packet.isEsp && !packet.isIke && !packet.isControl) result.plain.push_back(packet.text);
+        if (packet.isEsp || packet.isIke || packet.isControl) continue;
+        (where.sll_pkttype == PACKET_OUTGOING ? result.answers : result.plain).push_back(packet.text);
     }
+    tpacket_stats statistics{};
+    socklen_t size = sizeof statistics;
+    checked(::getsockopt(wire_, SOL_PACKET, PACKET_STATISTICS, &statistics, &size), "frames");
+    result.missed = statistics.tp_drops;
+    return result;
 }

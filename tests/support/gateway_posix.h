@@ -40,11 +40,13 @@ public:
     // Runs `work` in the gateway's namespace, on this thread.
     void inside(const std::function<void()>& work) const;
 
-    // Returns what has passed the cable since the last call, in both directions, but IKE and ESP in UDP, and
-    // what hosts say of ports and neighbours: "tcp 10.9.0.1:80". `encrypted` is the number of packets of ESP in UDP.
+    // Returns what has passed the cable since the last call, but IKE and ESP in UDP, and
+    // what hosts say of ports and neighbours: "6 10.9.0.1:80". `encrypted` is the number of packets of ESP in UDP,
+    // `missed` of those that came faster than they were read here.
     struct Seen {
-        std::vector<std::string> plain;
-        unsigned encrypted = 0;
+        std::vector<std::string> plain;   // that the gateway got
+        std::vector<std::string> answers; // that it sent
+        unsigned encrypted = 0, missed = 0;
     };
     Seen seen() const;
 
