@@ -24,6 +24,7 @@ default_crl_days = 30
 policy = any_name
 unique_subject = no
 x509_extensions = peer
+crl_extensions = list
 [any_name]
 commonName = supplied
 organizationName = optional
@@ -31,7 +32,9 @@ organizationName = optional
 basicConstraints = CA:FALSE
 keyUsage = digitalSignature, keyEncipherment
 extendedKeyUsage = clientAuth, serverAuth, 1.3.6.1.5.5.7.3.17
-subjectAltName = DNS:gate.example
+subjectAltName = DNS:gate.example, IP:192.168.8.2
+[list]
+authorityKeyIdentifier = keyid
 END
     openssl req -x509 -newkey rsa:2048 -nodes -keyout "$pki/ca.key" -out "$pki/ca.pem" -days 3650 \
         -subj "/O=Office/CN=Office CA" -addext "keyUsage=critical,keyCertSign,cRLSign"
