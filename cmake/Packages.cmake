@@ -73,7 +73,7 @@ panelkit_package(daemon panelkitd
     "reference service of the panelkit library"
     "The service that front ends talk to. It uses PKCS#11 tokens, certificates\nand a stored configuration, and runs as an account of its own."
     COMPONENTS service DEPENDS "libpanelkit${PROJECT_VERSION_MAJOR} ${same_version}, systemd | systemd-standalone-sysusers"
-    RECOMMENDS "softhsm2, charon-systemd, strongswan-swanctl, libcharon-extra-plugins, libstrongswan-extra-plugins, nftables"
+    RECOMMENDS "softhsm2, charon-systemd, strongswan-swanctl, libcharon-extra-plugins, libstrongswan-extra-plugins, libstrongswan-standard-plugins, nftables"
     SCRIPTS ${PROJECT_SOURCE_DIR}/packaging/debian/postinst ${PROJECT_SOURCE_DIR}/packaging/debian/prerm
             ${PROJECT_SOURCE_DIR}/packaging/debian/postrm)
 panelkit_package(console panelctl
