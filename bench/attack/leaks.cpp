@@ -3,9 +3,10 @@
 // Packets for two protected networks are sent without a pause while the service, the IKE daemon and the gateway are
 // killed at random moments, also while the service starts, and while policies replace each other. None of them may pass
 // the cable in clear, and the tunnels must come back without help. Needs root: it makes network namespaces.
-#include "../service/tunnels_fixture_posix.h"
-#include "../support/processes_posix.h"
-#include "attack.h"
+#include <bench/attack/attack.h>
+
+#include <tests/service/tunnels_fixture_posix.h>
+#include <tests/support/processes_posix.h>
 
 #include <platform/system/guarded.h>
 

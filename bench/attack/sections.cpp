@@ -3,8 +3,9 @@
 // How long a policy of up to 1,000 sections takes to be put into force and to be replaced, with the engine "charon".
 // The gateway refuses most of its tunnels, as it has no such addresses, so the daemon tries to set them up all the
 // time. Needs root: it makes network namespaces.
-#include "../service/tunnels_fixture_posix.h"
-#include "attack.h"
+#include <bench/attack/attack.h>
+
+#include <tests/service/tunnels_fixture_posix.h>
 
 namespace panelkitd {
 namespace {
