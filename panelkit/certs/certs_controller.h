@@ -130,9 +130,10 @@ public:
                                           std::string& request);
 
 private:
-    friend bool panelkit::importCertificates(VpnCertsController& controller, const PKCS11::TokenInfo& token,
-                                             const std::vector<panelkit::ImportItem>& items, const char* pin,
-                                             std::vector<ImportCertResult>& results);
+    friend PANELKIT_EXPORT bool panelkit::importCertificates(VpnCertsController& controller,
+                                                             const PKCS11::TokenInfo& token,
+                                                             const std::vector<panelkit::ImportItem>& items,
+                                                             const char* pin, std::vector<ImportCertResult>& results);
 
     BridgeSession* session_; // locked; null when there is none
 };
