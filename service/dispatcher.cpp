@@ -27,8 +27,9 @@ using panelkit::Command;
 using panelkit::CommandRow;
 using vocabulary::Refused;
 
-// Whether a command changes something. Commands that do have a line in the audit log.
-enum class Acts : bool { no, yes };
+// Whether a command changes something, and whether that is objects on a token. Commands that do have a line in the audit
+// log.
+enum class Acts : std::uint8_t { no, yes, onToken };
 
 struct Row {
     Command command;
@@ -39,76 +40,76 @@ struct Row {
 
 // clang-format off
 constexpr std::array table = {
-    //  command                          who                     acts       handler
-    Row{Command::EnumProviders,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.tokens.enumProviders(c); }},
-    Row{Command::EnumProviderTokens,         Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.tokens.enumProviderTokens(c); }},
-    Row{Command::TokenLogin,                 Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.login(c); }},
-    Row{Command::TokenLogout,                Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.logout(c); }},
-    Row{Command::TokenInitialize,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.initialize(c); }},
-    Row{Command::TokenChangePassword,        Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.changePin(c); }},
-    Row{Command::ProviderLoad,               Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.loadProvider(c); }},
-    Row{Command::ProviderUnload,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.unloadProvider(c); }},
-    Row{Command::ProviderLevelUp,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.raiseProvider(c); }},
-    Row{Command::TokensReloadAll,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.reloadAll(c); }},
-    Row{Command::InitTokenRNG,               Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.tokens.seedRandom(c); }},
+    //  command                          who                     acts           handler
+    Row{Command::EnumProviders,              Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.tokens.enumProviders(c); }},
+    Row{Command::EnumProviderTokens,         Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.tokens.enumProviderTokens(c); }},
+    Row{Command::TokenLogin,                 Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.login(c); }},
+    Row{Command::TokenLogout,                Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.logout(c); }},
+    Row{Command::TokenInitialize,            Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.tokens.initialize(c); }},
+    Row{Command::TokenChangePassword,        Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.changePin(c); }},
+    Row{Command::ProviderLoad,               Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.loadProvider(c); }},
+    Row{Command::ProviderUnload,             Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.unloadProvider(c); }},
+    Row{Command::ProviderLevelUp,            Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.raiseProvider(c); }},
+    Row{Command::TokensReloadAll,            Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.reloadAll(c); }},
+    Row{Command::InitTokenRNG,               Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.tokens.seedRandom(c); }},
 
     // certificates, CRLs, preshared keys and requests
-    Row{Command::DeleteCertificate,          Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deleteCertificate(c); }},
-    Row{Command::ParseCertFile,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.parseFile(c); }},
-    Row{Command::ImportCertificate,          Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCertificate(c); }},
-    Row{Command::ImportCRL,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCrl(c); }},
-    Row{Command::ExportCertificate,          Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.exportCertificate(c); }},
-    Row{Command::GetCertRequestKeyInfo,      Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.requestKeyInfo(c); }},
-    Row{Command::MakeCertRequest,            Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.makeRequest(c); }},
-    Row{Command::EnumPresharedKeys,          Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumPresharedKeys(c); }},
-    Row{Command::CreatePresharedKey,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.createPresharedKey(c); }},
-    Row{Command::DeletePresharedKey,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deletePresharedKey(c); }},
-    Row{Command::EnumCRLs,                   Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumCrls(c); }},
-    Row{Command::DeleteCRL,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.deleteCrl(c); }},
-    Row{Command::GetCertChain,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.certChain(c); }},
-    Row{Command::GetCertDetails,             Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.certDetails(c); }},
-    Row{Command::VerifyCert,                 Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.verifyCert(c); }},
-    Row{Command::CertsReloadAll,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.reloadAll(c); }},
-    Row{Command::EnumCertificates,           Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.certificates.enumCertificates(c); }},
+    Row{Command::DeleteCertificate,          Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.deleteCertificate(c); }},
+    Row{Command::ParseCertFile,              Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.parseFile(c); }},
+    Row{Command::ImportCertificate,          Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.importCertificate(c); }},
+    Row{Command::ImportCRL,                  Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.importCrl(c); }},
+    Row{Command::ExportCertificate,          Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.certificates.exportCertificate(c); }},
+    Row{Command::GetCertRequestKeyInfo,      Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.requestKeyInfo(c); }},
+    Row{Command::MakeCertRequest,            Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.makeRequest(c); }},
+    Row{Command::EnumPresharedKeys,          Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.enumPresharedKeys(c); }},
+    Row{Command::CreatePresharedKey,         Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.createPresharedKey(c); }},
+    Row{Command::DeletePresharedKey,         Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.deletePresharedKey(c); }},
+    Row{Command::EnumCRLs,                   Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.enumCrls(c); }},
+    Row{Command::DeleteCRL,                  Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.deleteCrl(c); }},
+    Row{Command::GetCertChain,               Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.certChain(c); }},
+    Row{Command::GetCertDetails,             Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.certDetails(c); }},
+    Row{Command::VerifyCert,                 Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.verifyCert(c); }},
+    Row{Command::CertsReloadAll,             Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.certificates.reloadAll(c); }},
+    Row{Command::EnumCertificates,           Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.certificates.enumCertificates(c); }},
 
     // the local security policy; commands on another user's policy are checked by their handlers, which know the user
-    Row{Command::GetPolicyInfo,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.info(c); }},
-    Row{Command::GetSettings,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.settings(c); }},
-    Row{Command::SetSettings,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.setSettings(c); }},
-    Row{Command::ActivateCurrent,            Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateCurrent(c); }},
-    Row{Command::ActivateDDP,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateDriver(c); }},
-    Row{Command::ActivateSystem,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateSystem(c); }},
-    Row{Command::ViewCurrent,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.view(c); }},
-    Row{Command::ActivateUser,               Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.activateUser(c); }},
-    Row{Command::OfferUserSettings,          Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.offerUserSettings(c); }},
-    Row{Command::GetUserSettings,            Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.userSettings(c); }},
-    Row{Command::SetUserSettings,            Who::users,             Acts::yes, [](CommandGroups& g, Call& c) { return g.policy.setUserSettings(c); }},
-    Row{Command::LoggedInUser,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.policy.loggedInUser(c); }},
+    Row{Command::GetPolicyInfo,              Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.info(c); }},
+    Row{Command::GetSettings,                Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.settings(c); }},
+    Row{Command::SetSettings,                Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.setSettings(c); }},
+    Row{Command::ActivateCurrent,            Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.activateCurrent(c); }},
+    Row{Command::ActivateDDP,                Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.activateDriver(c); }},
+    Row{Command::ActivateSystem,             Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.activateSystem(c); }},
+    Row{Command::ViewCurrent,                Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.view(c); }},
+    Row{Command::ActivateUser,               Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.activateUser(c); }},
+    Row{Command::OfferUserSettings,          Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.offerUserSettings(c); }},
+    Row{Command::GetUserSettings,            Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.userSettings(c); }},
+    Row{Command::SetUserSettings,            Who::users,             Acts::yes,     [](CommandGroups& g, Call& c) { return g.policy.setUserSettings(c); }},
+    Row{Command::LoggedInUser,               Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.policy.loggedInUser(c); }},
 
     // network interfaces
-    Row{Command::GetInterfaces,              Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.interfaces.list(c); }},
+    Row{Command::GetInterfaces,              Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.interfaces.list(c); }},
 
     // the configuration: its sections hold secrets
-    Row{Command::WriteGroup,                 Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.write(c); }},
-    Row{Command::ReadGroup,                  Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.parameters.read(c); }},
-    Row{Command::CommitGroups,               Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.parameters.commit(c); }},
+    Row{Command::WriteGroup,                 Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.parameters.write(c); }},
+    Row{Command::ReadGroup,                  Who::administrators,    Acts::no,      [](CommandGroups& g, Call& c) { return g.parameters.read(c); }},
+    Row{Command::CommitGroups,               Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.parameters.commit(c); }},
 
     // additions
-    Row{Command::GetStates,                  Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.states(c); }},
-    Row{Command::EnumKeys,                   Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.enumKeys(c); }},
-    Row{Command::GetPublicKey,               Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.publicKey(c); }},
-    Row{Command::GenerateKey,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.generateKey(c); }},
-    Row{Command::DeleteKey,                  Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.deleteKey(c); }},
-    Row{Command::DeleteCertAndKey,           Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.deleteCertificateAndKey(c); }},
-    Row{Command::EnumCertLabels,             Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.enumLabels(c); }},
-    Row{Command::GetUncommitted,             Who::administrators,    Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.uncommitted(c); }},
-    Row{Command::RevertSettings,             Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.revert(c); }},
-    Row{Command::CheckPolicy,                Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.checkPolicy(c); }},
-    Row{Command::MakeCertRequestWithPin,     Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.makeRequestWithPin(c); }},
-    Row{Command::GetEngine,                  Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.engine(c); }},
-    Row{Command::GetTunnels,                 Who::users,             Acts::no,  [](CommandGroups& g, Call& c) { return g.monitor.tunnels(c); }},
-    Row{Command::ActOnTunnel,                Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.monitor.actOnTunnel(c); }},
-    Row{Command::ImportCertificates,         Who::administrators,    Acts::yes, [](CommandGroups& g, Call& c) { return g.certificates.importCertificates(c); }},
+    Row{Command::GetStates,                  Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.states(c); }},
+    Row{Command::EnumKeys,                   Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.enumKeys(c); }},
+    Row{Command::GetPublicKey,               Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.publicKey(c); }},
+    Row{Command::GenerateKey,                Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.monitor.generateKey(c); }},
+    Row{Command::DeleteKey,                  Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.monitor.deleteKey(c); }},
+    Row{Command::DeleteCertAndKey,           Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.monitor.deleteCertificateAndKey(c); }},
+    Row{Command::EnumCertLabels,             Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.enumLabels(c); }},
+    Row{Command::GetUncommitted,             Who::administrators,    Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.uncommitted(c); }},
+    Row{Command::RevertSettings,             Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.monitor.revert(c); }},
+    Row{Command::CheckPolicy,                Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.checkPolicy(c); }},
+    Row{Command::MakeCertRequestWithPin,     Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.makeRequestWithPin(c); }},
+    Row{Command::GetEngine,                  Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.engine(c); }},
+    Row{Command::GetTunnels,                 Who::users,             Acts::no,      [](CommandGroups& g, Call& c) { return g.monitor.tunnels(c); }},
+    Row{Command::ActOnTunnel,                Who::administrators,    Acts::yes,     [](CommandGroups& g, Call& c) { return g.monitor.actOnTunnel(c); }},
+    Row{Command::ImportCertificates,         Who::administrators,    Acts::onToken, [](CommandGroups& g, Call& c) { return g.certificates.importCertificates(c); }},
 };
 // clang-format on
 
@@ -193,11 +194,6 @@ std::string outcome(const Answer& answer) {
     return !reply.empty() && reply[0] != 1 ? "failed" : "done";
 }
 
-bool changesTokens(const Row& row) {
-    return row.acts == Acts::yes && row.who == Who::administrators &&
-           panelkit::commandRow(row.command).module == panelkit::commandRow(Command::ImportCRL).module;
-}
-
 } // namespace
 
 Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server::Request& request) {
@@ -216,10 +212,10 @@ Answer Dispatcher::handle(bridge::server::Session& session, const bridge::server
               .byAdministrator = byAdministrator,
               .in = CommandStreamIn(request.payload, CommandStreamIn::Counts::mustFit)};
     const Answer answer = refusal ? *refusal : run(*row, groups_, call);
-    if (row->acts == Acts::yes) {
+    if (row->acts != Acts::no) {
         noteEnd(call, std::string(name), call.outcome.empty() ? outcome(answer) : call.outcome);
     }
-    if (changesTokens(*row)) tokensChanged_();
+    if (row->acts == Acts::onToken) tokensChanged_();
     return answer;
 }
 

@@ -41,7 +41,7 @@ using Handler = std::string (*)(CommandGroups& groups, Call& call);
 
 class Dispatcher : public bridge::server::Service {
 public:
-    // `tokensChanged` is called after an administrator's command has changed what is on a token, or has tried to.
+    // `tokensChanged` is called after a command that changes objects on a token, also when it has failed.
     Dispatcher(CommandGroups groups, Access& access, std::function<void()> tokensChanged)
         : groups_(groups), access_(access), tokensChanged_(std::move(tokensChanged)) {}
 
