@@ -27,8 +27,8 @@ using panelkit::Command;
 using panelkit::CommandRow;
 using vocabulary::Refused;
 
-// Whether a command changes something, and whether that is objects on a token. Commands that do have a line in the audit
-// log.
+// Whether a command changes something, and whether that is objects on a token. Commands that do have a line in the
+// audit log.
 enum class Acts : std::uint8_t { no, yes, onToken };
 
 struct Row {
