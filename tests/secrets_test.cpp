@@ -2,6 +2,7 @@
 //
 // One scan for all that carries a secret: front end and service work in this program, and no block of memory that it
 // frees may still hold the end of the secret.
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/config_transaction.h>
 #include <panelkit/lparams/sections/sections.h>

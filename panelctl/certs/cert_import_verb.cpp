@@ -11,6 +11,7 @@
 #include <panelctl/certs/import_source.h>
 #include <panelctl/tokens/log_in.h>
 
+#include <panelkit/certs/cert_imports.h>
 #include <platform/system/clock.h>
 
 #include <algorithm>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <panelkit/certs/certs_controller.h>
 
+#include <panelkit/certs/cert_imports.h>
+
 #include <panelkit/bridge/idle_hooks.h>
 #include <panelkit/bridge/send_command.h>
 #include <panelkit/certs/cert_file.h>
@@ -143,10 +145,15 @@ ImportCertResult VpnCertsController::ImportCertificate(const TokenInfo& token, s
     return resultOf(command, ImportCertResult::notCarriedOut);
 }
 
+// The session of a controller.
+struct panelkit::CertsSession {
+    static BridgeSession* of(const VpnCertsController& controller) { return controller.session_; }
+};
+
 bool panelkit::importCertificates(VpnCertsController& controller, const TokenInfo& token,
                                   const std::vector<ImportItem>& items, const char* pin,
                                   std::vector<ImportCertResult>& results) {
-    ProgressCommand<Command::ImportCertificates> command(controller.session_, controller);
+    ProgressCommand<Command::ImportCertificates> command(CertsSession::of(controller), controller);
     // No PIN adds nothing: the service tells it from an empty one by the length of the request.
     if (pin) {
         command.with(token, items, std::string_view(pin));

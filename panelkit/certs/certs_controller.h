@@ -25,7 +25,6 @@
 // its objects. The selectors, flags and texts are described in docs/service-api.md.
 #pragma once
 
-#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/certs/cert_results.h>
 
@@ -34,6 +33,10 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+
+namespace panelkit {
+struct CertsSession;
+}
 
 class PANELKIT_EXPORT VpnCertsController : public SendCommandProgress::IdleLoop {
 public:
@@ -130,10 +133,7 @@ public:
                                           std::string& request);
 
 private:
-    friend PANELKIT_EXPORT bool panelkit::importCertificates(VpnCertsController& controller,
-                                                             const PKCS11::TokenInfo& token,
-                                                             const std::vector<panelkit::ImportItem>& items,
-                                                             const char* pin, std::vector<ImportCertResult>& results);
+    friend struct panelkit::CertsSession; // for importCertificates
 
     BridgeSession* session_; // locked; null when there is none
 };

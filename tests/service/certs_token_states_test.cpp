@@ -5,6 +5,7 @@
 #include "certs_fixture.h"
 #include "steered_token.h"
 
+#include <panelkit/certs/cert_imports.h>
 #include <platform/bridge/failure.h>
 #include <platform/text/ascii.h>
 #include <service/certs/parsed_file.h>

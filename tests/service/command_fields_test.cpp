@@ -5,6 +5,7 @@
 #include "certs_fixture.h"
 
 #include <panelkit/bridge/payload.h>
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
 

@@ -3,6 +3,7 @@
 // Shared by the tests of certificates: each record once, with its bytes by hand.
 #pragma once
 
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/certs_controller.h>
 
 #include "../../support/operations.h"

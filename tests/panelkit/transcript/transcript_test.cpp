@@ -2,6 +2,7 @@
 #include <panelkit/bridge/transcript.h>
 
 #include <panelkit/bridge/send_command.h>
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/lparams/sections/section_body.h>
 #include <panelkit/lparams/sections/sections.h>
