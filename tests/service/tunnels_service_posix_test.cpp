@@ -17,7 +17,9 @@ void expectNoTraceOf(const std::string& pin, RunningService& service) {
     EXPECT_GE(processes.size(), 2U) << "a module and the IKE daemon";
     processes.push_back(service.process().id());
     for (const std::int64_t process : processes) {
-        EXPECT_EQ(occurrencesInMemory(process, pin), 0U) << runProgram("ps -o args= -p " + std::to_string(process));
+        if (memoryCanBeScanned()) {
+            EXPECT_EQ(occurrencesInMemory(process, pin), 0U) << runProgram("ps -o args= -p " + std::to_string(process));
+        }
         EXPECT_FALSE(shownInProcessList(process, pin));
     }
     for (const auto& entry : std::filesystem::recursive_directory_iterator(service.state())) {

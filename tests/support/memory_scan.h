@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <string>
 
+// False in a build with a sanitizer, which keeps freed memory and copies of its own.
+bool memoryCanBeScanned();
+
 // Returns how often the end of `secret` occurs in the writable memory of the process: free() overwrites the first 16
 // bytes of a block, so of a longer secret only what follows them is looked for. Throws std::runtime_error when that
 // can't be read.
