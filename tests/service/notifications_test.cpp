@@ -88,7 +88,9 @@ TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
     for (const bool isNew : {false, true}) { // a new one is usually logged in to before the service looks for it
         if (isNew) control.insert("reader", "office");
         ASSERT_TRUE(tokens.TokenLogin(office(), "5678", false, nullptr));
-        if (isNew) EXPECT_FALSE(next(Notification::tokenArrived).flags & flag::loggedIn);
+        if (isNew) {
+            EXPECT_FALSE(next(Notification::tokenArrived).flags & flag::loggedIn);
+        }
         next(Notification::tokenLoggedIn);
         control.remove("reader");
         next(Notification::tokenRemoved);

@@ -276,7 +276,9 @@ TEST_F(ThePolicies, AreClosedUntilTheEngineTakesTheOneThatIsInForceAtTheStart) {
         engine.refusals = 1;
         policies = std::make_unique<Policies>(state, credentials, engine);
         EXPECT_EQ(policies->report().info.message, "the policy can't be put into force: line 3: section [a] fails");
-        if (another) EXPECT_FALSE(policies->activateSystem("title = unfit\nversion = 2\n", "", "root").activated);
+        if (another) {
+            EXPECT_FALSE(policies->activateSystem("title = unfit\nversion = 2\n", "", "root").activated);
+        }
         ASSERT_TRUE(engine.waitFor(2)) << "it is tried again";
         EXPECT_THAT(engine.applied, ElementsAre("drop-all-except-dhcp", "Office"));
         if (another) continue;
