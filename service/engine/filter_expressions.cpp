@@ -78,7 +78,7 @@ Expressions openPackets(const PolicySection& section, const Side& side) {
 }
 
 Json throughTunnel(const Side& side, const FilterOptions& options) {
-    const bool out = side.chain == outgoing.chain;
+    const bool out = side == outgoing;
     if (options.esp == EspPlace::userSpace) return is(meta(out ? "oifname" : "iifname"), options.device);
     return is(out ? Json{{"rt", {{"key", "ipsec"}}}} : meta("ipsec"), true);
 }

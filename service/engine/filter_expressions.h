@@ -10,6 +10,7 @@
 
 #include <initializer_list>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace panelkitd::nft {
@@ -43,6 +44,9 @@ Json jumpTo(const std::string& chain); // does not come back
 struct Side {
     const char* chain;
     const char* otherEnd; // field with the address of the other end
+
+    // By their texts: equal ones may have different addresses.
+    bool operator==(const Side& other) const { return std::string_view(chain) == other.chain; }
 };
 inline constexpr Side outgoing{"outgoing", "daddr"};
 inline constexpr Side incoming{"incoming", "saddr"};

@@ -185,7 +185,7 @@ private:
     }
 
     void addSection(const PolicySection& section, std::size_t number, const Side& side, const std::string& chain) {
-        if (side.chain == beside.chain) return addWayOf(section, chain);
+        if (side == beside) return addWayOf(section, chain);
         const std::string comment = "section [" + section.name + "], line " + std::to_string(section.line);
         const Expressions pass{counter(number, "passed"), verdict("accept")};
         const Expressions drop{counter(number, "dropped"), verdict("drop")};
