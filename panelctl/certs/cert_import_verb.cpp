@@ -39,19 +39,19 @@ struct PlannedImport {
     CertImport mode = CertImport::certificateOnly;
 };
 
-// How many certificates one command imports: about as many as take a tenth of a second, so that the progress is shown
-// and Ctrl-C is heard.
+// How many certificates one command imports: one at first, and then about as many as take a tenth of a second, so that
+// the progress is shown and Ctrl-C is heard.
 class BatchSize {
 public:
     std::size_t next() const { return size_; }
     void took(std::size_t count, std::chrono::steady_clock::duration time) {
         using std::chrono::milliseconds;
         const auto atThisPace = count * milliseconds(100) / std::max<decltype(time)>(time, milliseconds(1));
-        size_ = std::clamp<std::size_t>(static_cast<std::size_t>(atThisPace), 1, std::min(4 * size_, most));
+        size_ = std::clamp<std::size_t>(static_cast<std::size_t>(atThisPace), least, std::min(4 * size_, most));
     }
 
 private:
-    static constexpr std::size_t most = 256; // that the service takes
+    static constexpr std::size_t least = 4, most = 256; // the service takes no more
 
     std::size_t size_ = 1;
 };
