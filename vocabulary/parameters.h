@@ -27,6 +27,7 @@ enum class ParameterMoment : unsigned char {
     start,      // the IKE daemon is started again
 };
 
+// What is said to people of a moment.
 struct ParameterMomentText {
     ParameterMoment moment;
     Loc::MarkedWording<> text; // a sentence
@@ -40,6 +41,7 @@ inline constexpr std::array parameterMomentTexts = {
     ParameterMomentText{ParameterMoment::start,      Loc::N_("A change starts the IKE daemon again.")},
 };
 // clang-format on
+// Returns the sentence for a moment.
 constexpr const Loc::MarkedWording<>& textOf(ParameterMoment moment) {
     return parameterMomentTexts.at(static_cast<std::size_t>(moment)).text;
 }
@@ -57,6 +59,7 @@ enum class OptionForm : unsigned char {
     natPort,
 };
 
+// A parameter that has an effect.
 struct ParameterEffect {
     std::string_view name; // SECTION.KEY
     ParameterUser user;
