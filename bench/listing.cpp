@@ -77,11 +77,15 @@ public:
     }
     const RunningService& service() const { return service_; }
 
-    void list() {
+    void list() { require(look() == certificates, "the listing"); }
+
+    // Returns the number of certificates.
+    std::size_t look() {
         std::vector<CertInfo> listed;
         std::vector<PKCS11::TokenInfo> places;
         const auto all = static_cast<std::int32_t>(vocabulary::CertSelector::all);
-        require(controller_->EnumCertificates(all, listed, places) && listed.size() == certificates, "the listing");
+        require(controller_->EnumCertificates(all, listed, places), "a listing");
+        return listed.size();
     }
 
     // Returns after the service has read the tokens for the first time.
@@ -142,8 +146,9 @@ double secondsOfPanelctl(const RunningService& service, std::vector<std::string>
         [&] { require(platform::runChild(options, std::chrono::seconds(120)).status == 0, verb[1].c_str()); });
 }
 
-// An import tells what the token has already, so the ratio depends on how many certificates `before` it has.
-void compareImports(const Office& office, OwnLook& look, Maker& maker, int before) {
+// An import tells what the token has already, so the ratio depends on how many certificates `before` it has. The
+// service has seen them before, as one that runs for a while has.
+void compareImports(Office& office, OwnLook& look, Maker& maker, int before) {
     constexpr int bundle = 200;
     const auto begin = [&] {
         look.clear();
@@ -153,6 +158,7 @@ void compareImports(const Office& office, OwnLook& look, Maker& maker, int befor
     const auto ours = [&] {
         std::string file;
         for (const std::string& der : begin()) file += pem(der);
+        office.look();
         const std::string path = office.service().folder().file("bundle.pem");
         platform::replaceFile(path, file, true);
         return secondsOfPanelctl(office.service(), {"cert", "import", path, "--token", "Office"});
