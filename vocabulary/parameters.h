@@ -48,7 +48,7 @@ constexpr const Loc::MarkedWording<>& textOf(ParameterMoment moment) {
 
 // How the option of the IKE daemon is written.
 enum class OptionForm : unsigned char {
-    none, // there is no such option, or it depends on other parameters too
+    none, // not made from this value alone: there is no option, or other parameters count too
     number,
     seconds,
     yesOrNo,

@@ -74,8 +74,7 @@ private:
     FactsCache& cache_;
     std::vector<TokenObjects> tokens_;
     std::vector<UnseenTokens> unseen_;
-    mutable std::optional<TrustByFingerprint>
-        trusted_; // once it is needed: it checks a signature of each new authority
+    mutable std::optional<TrustByFingerprint> trusted_; // read when first needed, since it checks signatures
 };
 
 // Returns whether the chain ends at a certificate that is signed with its own key.

@@ -29,6 +29,12 @@ public:
         : token_(token), target_(target), cache_(cache) {
         target_.begin(token_, imports);
     }
+    // What was added and not stored is not there.
+    ~Import() {
+        if (!objects_.empty()) target_.forget(token_);
+    }
+    Import(const Import&) = delete;
+    Import& operator=(const Import&) = delete;
 
     // Adds what an import needs and the token does not have. Returns whether there is anything. `wish` is possible.
     bool add(const ParsedFile& file, const ImportWish& wish);
@@ -89,12 +95,8 @@ bool Import::add(const ParsedFile& file, const ImportWish& wish) {
 
 void Import::store() {
     if (objects_.empty()) return;
-    try {
-        token_.create(objects_);
-    } catch (...) {
-        target_.forget(token_);
-        throw;
-    }
+    token_.create(objects_);
+    objects_.clear();
     target_.stored(token_);
 }
 
@@ -146,23 +148,27 @@ ImportOutcome planned(Import& import, const ParsedFile& file, const ImportWish& 
     return {ImportCert::alreadyThere, remark(Refused::alreadyThere, "the token has it already")};
 }
 
-// Returns nothing when the token refuses the whole. It is then as before.
+bool endsImports(const ImportOutcome& outcome) {
+    return outcome.result != ImportCert::imported && outcome.result != ImportCert::alreadyThere;
+}
+
+// Returns nothing when one of them can't be prepared, or the token refuses the whole. The token is then as before.
 std::optional<std::vector<ImportOutcome>> importTogether(HeldToken& token, ImportTarget& target, const ParsedFile& file,
                                                          const std::vector<ImportWish>& wishes, FactsCache& cache) {
-    std::vector<ImportOutcome> outcomes;
-    Import import(token, target, cache, wishes.size());
-    for (const ImportWish& wish : wishes) {
-        const auto reason = unfit(file, wish);
-        outcomes.push_back(reason ? *reason : planned(import, file, wish));
-        if (endsImports(outcomes.back())) break;
-    }
     try {
+        std::vector<ImportOutcome> outcomes;
+        Import import(token, target, cache, wishes.size());
+        for (const ImportWish& wish : wishes) {
+            const auto reason = unfit(file, wish);
+            outcomes.push_back(reason ? *reason : planned(import, file, wish));
+            if (endsImports(outcomes.back())) break;
+        }
         import.store();
+        return outcomes;
     } catch (const RefusedError& error) {
         logDetail("several certificates could not be stored together: " + std::string(error.what()));
         return std::nullopt;
     }
-    return outcomes;
 }
 
 ImportOutcome importAlone(HeldToken& token, ImportTarget& target, const ParsedFile& file, const ImportWish& wish,
@@ -179,10 +185,6 @@ ImportOutcome importAlone(HeldToken& token, ImportTarget& target, const ParsedFi
 }
 
 } // namespace
-
-bool endsImports(const ImportOutcome& outcome) {
-    return outcome.result != ImportCert::imported && outcome.result != ImportCert::alreadyThere;
-}
 
 // A token is asked once for all. Only when it refuses is each stored by itself, to find the one that it does not take.
 std::vector<ImportOutcome> importCertificates(HeldToken& token, ImportTarget& target, const ParsedFile& file,

@@ -61,12 +61,8 @@ std::uint32_t possibleModes(const ParsedFile& file, std::size_t item);
 
 using ImportOutcome = CertOutcome<vocabulary::ImportCert>;
 
-// Whether the imports that follow this one are not tried: it failed for another reason than that the token has it.
-bool endsImports(const ImportOutcome& outcome);
-
-// Imports certificates, their keys, or both, in their order. Returns the outcomes, up to the first one that ends the
-// imports; also a refusal of the token is one. `target` belongs to the session. Throws RefusedError when the token
-// can't be read.
+// Imports certificates, their keys, or both, in their order. The first that fails for another reason than that the
+// token has it is the last: returns the outcomes up to that one. `target` belongs to the session.
 std::vector<ImportOutcome> importCertificates(HeldToken& token, ImportTarget& target, const ParsedFile& file,
                                               const std::vector<ImportWish>& wishes, FactsCache& cache);
 vocabulary::ImportCert importResult(vocabulary::Refused reason);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Gives the IKE daemon the keys that connections need, and takes away the others: private keys of tokens that somebody
-// is logged in to, preshared keys, and revocation lists.
+// Gives the IKE daemon what connections need: private keys on tokens with a log-in, preshared keys, and revocation
+// lists. Takes away the keys that they do not need any more.
 //
 // One thread uses it at a time.
 #pragma once

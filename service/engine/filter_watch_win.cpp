@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// There is no packet filter to watch.
+// No engine for Windows has a packet filter, so there is nothing to watch.
 #include <service/engine/filter_watch.h>
 
 #include <utility>

@@ -422,6 +422,14 @@ TEST_F(SeveralImports, AreStoredUpToTheFirstThatFails) {
     }
 }
 
+TEST_F(SeveralImports, AreStoredBeforeAKeyThatNoTokenTakes) {
+    const Identity unfit = makeCertificate({.subject = {{"CN", "unfit"}}}, pssKey(), &middle);
+    ASSERT_EQ(parse(pem(user.der) + pem(unfit.der) + keyPem(unfit.key)), ParseResult::parsed);
+    EXPECT_THAT(importThese({0, 1}, CertImport::withPrivateKey),
+                ElementsAre(ImportCert::imported, ImportCert::notSupported));
+    EXPECT_EQ(objects(), 1U);
+}
+
 TEST_F(SeveralImports, AreCountedAndNeedAParsedFileAndALogIn) {
     EXPECT_THAT(importThese({}), IsEmpty());
     EXPECT_FALSE(carriedOut);

@@ -74,6 +74,13 @@ RequestHandle verifiedRequest(const std::string& requestPem) {
 Key rsaKey(unsigned bits) { return owned(EVP_RSA_gen(bits)); }
 Key ecKey(const char* curve) { return owned(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", curve)); }
 Key edwardsKey() { return owned(EVP_PKEY_Q_keygen(nullptr, nullptr, "ED25519")); }
+Key pssKey() {
+    EVP_PKEY_CTX* const maker = EVP_PKEY_CTX_new_from_name(nullptr, "RSA-PSS", nullptr);
+    EVP_PKEY* key = nullptr;
+    if (EVP_PKEY_keygen_init(maker) == 1) EVP_PKEY_generate(maker, &key);
+    EVP_PKEY_CTX_free(maker);
+    return owned(key);
+}
 
 std::vector<std::pair<std::string, std::string>> authorityExtensions() {
     return {{"basicConstraints", "critical,CA:TRUE"},

@@ -17,6 +17,7 @@ using Key = std::shared_ptr<EVP_PKEY>;
 Key rsaKey(unsigned bits);
 Key ecKey(const char* curve = "P-256");
 Key edwardsKey();
+Key pssKey(); // no token takes it
 
 struct Identity {
     std::string der; // the certificate
