@@ -161,5 +161,8 @@ if(NOT WIN32)
     configure_file(packaging/panelkitd.service.in ${PROJECT_BINARY_DIR}/packaging/panelkitd.service @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/packaging/panelkitd.service packaging/panelkitd.socket
             DESTINATION lib/systemd/system COMPONENT service)
+    configure_file(packaging/engine-charon.conf.in ${PROJECT_BINARY_DIR}/packaging/engine-charon.conf @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/packaging/engine-charon.conf
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/panelkitd COMPONENT service)
     install(FILES packaging/panelkit.sysusers DESTINATION lib/sysusers.d RENAME panelkit.conf COMPONENT service)
 endif()
