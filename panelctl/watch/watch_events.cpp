@@ -6,6 +6,7 @@
 #include <panelctl/base/terminal_text.h>
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/tokens/token_names.h>
+#include <panelctl/watch/watched_tunnels.h>
 
 #include <panelkit/format/time_text.h>
 #include <platform/system/clock.h>
@@ -336,6 +337,7 @@ std::vector<WatchEvent> differences(const WatchedState& before, const WatchedSta
     }
     compareSections(before, now, events);
     if (before.policy && now.policy) comparePolicies(*before.policy, *now.policy, events);
+    for (WatchEvent& event : differences(before.tunnels, now.tunnels)) events.push_back(std::move(event));
     return events;
 }
 

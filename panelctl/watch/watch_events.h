@@ -36,7 +36,7 @@ struct Heard {
     std::variant<vocabulary::StoppingNotice, vocabulary::TokenNotice, vocabulary::ConfigurationNotice,
                  vocabulary::PolicyNotice, vocabulary::TunnelNotice, vocabulary::CertificateNotice>
         notice;
-    std::vector<bridge::Remark> remarks; // why, of a policy that failed
+    std::vector<bridge::Remark> remarks; // why, of a policy that failed or a tunnel that is down
 
     const vocabulary::Moment& moment() const;
 };
@@ -55,12 +55,21 @@ struct WatchedPolicy {
     LSPinfo_t inForce;
 };
 
+struct WatchedTunnel {
+    std::string gateway;
+    bool up = false;
+    std::int64_t since = 0; // seconds since 1970
+    std::vector<bridge::Remark> why;
+};
+using WatchedTunnels = std::optional<std::map<std::string, WatchedTunnel>>; // by section; nothing if they can't be read
+
 // The state of the service that is compared.
 struct WatchedState {
     std::vector<PKCS11::ProviderInfo> providers;
     std::vector<PKCS11::TokenInfo> tokens;
     std::map<std::string, std::size_t> sections; // of the configuration: a hash of each section, secrets included
     std::optional<WatchedPolicy> policy;         // nothing if it can't be read
+    WatchedTunnels tunnels;
 
     // Updates the state with a notification.
     void apply(const Heard& heard);

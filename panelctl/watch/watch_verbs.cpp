@@ -8,6 +8,7 @@
 #include <panelctl/base/output.h>
 #include <panelctl/base/verbs.h>
 #include <panelctl/watch/watch_events.h>
+#include <panelctl/watch/watched_tunnels.h>
 
 #include <panelkit/bridge/sessions_pool.h>
 #include <panelkit/lparams/sections/sections.h>
@@ -159,7 +160,7 @@ std::optional<WatchedPolicy> readPolicy() {
 // Nothing when the service can't be asked now. Throws CommandError when it will never be possible.
 std::optional<WatchedState> lookAtService() {
     using bridge::FailureCode;
-    for (const SessionId_t id : {SessionTokens, SessionParameters, SessionPolicy}) {
+    for (const SessionId_t id : {SessionTokens, SessionParameters, SessionPolicy, SessionMonitor}) {
         SessionsPool::CloseSession(id); // its service may have ended
     }
     CLIVpnTokensController controller;
@@ -167,6 +168,7 @@ std::optional<WatchedState> lookAtService() {
     if (controller.EnumProviders(state.providers) && controller.EnumProviderTokens(nullptr, state.tokens)) {
         state.sections = readSections();
         state.policy = readPolicy();
+        state.tunnels = readTunnels();
         return state;
     }
     const FailureCode code = bridge::lastFailure().code;
@@ -208,6 +210,11 @@ private:
         known_->apply(heard);
         if (heard.id == Notification::configurationCommitted) known_->sections = readSections();
         if (std::holds_alternative<vocabulary::PolicyNotice>(heard.notice)) known_->policy = readPolicy();
+        if (const auto* tunnel = std::get_if<vocabulary::TunnelNotice>(&heard.notice)) {
+            panelctl::takeOver(known_->tunnels, heard.id == Notification::tunnelUp, *tunnel, readTunnels());
+        } else if (!known_->tunnels) {
+            known_->tunnels = readTunnels();
+        }
     }
 
     // The first attach is not reported when the service was running at the start.

@@ -121,6 +121,9 @@ void CharonDriver::ensureRunning(const EngineWishes& wishes) {
         logEvent("the IKE daemon is started again, with other modules or parameters");
         nextStart_ = {};
     }
+    board_.startedAgain(runs
+                            ? remark(Refused::none, "the IKE daemon is started again, with other modules or parameters")
+                            : remark(Refused::none, "the IKE daemon has ended and is started again"));
     drop();
     start(wanted);
 }
@@ -179,11 +182,19 @@ void CharonDriver::adopt(IkePlan plan) noexcept {
     plan_ = std::move(plan);
     try {
         attempts_.clear();
-        if (control_) control_->keepOnly(plan_.connections, former_);
+        if (control_) keepOnlyPlan(former_, remark(Refused::none, "its section in the policy has changed"));
         if (plan_.connections.empty()) drop();
     } catch (const std::exception& error) {
         logFailure("the IKE daemon", error);
         drop(); // so the tunnels that are to go are gone
+    }
+}
+
+// What is in its section has changed, or what the tokens or the parameters say of the connection.
+void CharonDriver::keepOnlyPlan(const IkeControl::Loaded& former, const bridge::Remark& why) {
+    const bridge::Remark others = remark(Refused::none, "a certificate or a parameter that it uses has changed");
+    for (const IkeControl::Ended& ended : control_->keepOnly(plan_.connections, former)) {
+        board_.ended(ended.connection, ended.section, ended.section.empty() ? others : why);
     }
 }
 
@@ -233,7 +244,11 @@ void CharonDriver::load(const IkeConnection& connection) {
 void CharonDriver::endUnproved() {
     if (!control_->hadNewCrls()) return;
     for (const IkeConnection& connection : plan_.connections) {
-        if (!connection.byPresharedKey) control_->endConnection(connection.name);
+        if (connection.byPresharedKey) continue;
+        control_->endConnection(connection.name);
+        board_.ended(connection.name, {},
+                     remark(Refused::none, "the gateway has to prove its identity again, since a token has a new "
+                                           "revocation list"));
     }
 }
 
@@ -245,7 +260,7 @@ std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
     plan_ = plan(plan_.text, wishes);
     keys_.load(*control_, running_, {&plan_}, wishes);
     for (const IkeConnection& connection : plan_.connections) load(connection);
-    control_->keepOnly(plan_.connections, former);
+    keepOnlyPlan(former, remark(Refused::none, "a certificate or a parameter that it uses has changed"));
     endUnproved();
     board_.setPlan(plan_.connections, false);
     const IkeStates states = control_->states();
@@ -255,7 +270,7 @@ std::vector<TunnelNews> CharonDriver::work(const EngineWishes& wishes) {
 }
 
 std::vector<TunnelNews> CharonDriver::round(const EngineWishes& wishes) {
-    if (plan_.connections.empty()) return {};
+    if (plan_.connections.empty()) return board_.update({});
     try {
         return work(wishes);
     } catch (const ViciError& error) {

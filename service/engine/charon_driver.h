@@ -73,6 +73,7 @@ private:
     void checkAnchors(const EngineWishes& wishes);
     void start(const IkeDaemonSettings& wanted);
     void load(const IkeConnection& connection);
+    void keepOnlyPlan(const IkeControl::Loaded& former, const bridge::Remark& why);
     void endUnproved();
     void setUpMissing(const IkeStates& states);
     std::vector<TunnelNews> work(const EngineWishes& wishes);

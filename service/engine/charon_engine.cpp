@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <condition_variable>
 #include <mutex>
-#include <set>
 #include <utility>
 
 namespace panelkitd {
@@ -99,8 +98,9 @@ private:
     platform::Guarded<EngineWishes> wishes_;
     platform::Guarded<Remarks> problem_;
     TunnelBoard board_;
-    mutable std::mutex driving_; // held while the daemon or the filter is changed
-    std::string owner_;          // of the policy; used with it, as the next
+    mutable std::mutex driving_;    // held while the daemon or the filter is changed
+    std::string owner_;             // of the policy; used with it, as the next ones
+    std::vector<TunnelNews> ended_; // with the former policy
     TunnelNewsLimit limit_;
     CharonDriver driver_;
     Rounds rounds_; // last: its thread uses all of it
@@ -147,12 +147,13 @@ void CharonEngine::apply(const EnginePolicy& policy) {
         driver_.takeBack();
         throw;
     }
-    owner_ = policy.owner;
     board_.setPlan(plan.connections, true);
+    for (TunnelNews& one : board_.takeNews()) {
+        one.owner = owner_; // of the former policy
+        ended_.push_back(std::move(one));
+    }
+    owner_ = policy.owner;
     driver_.adopt(std::move(plan));
-    std::set<std::string> sections;
-    for (const TunnelInfo& tunnel : board_.tunnels()) sections.insert(tunnel.section);
-    limit_.keepOnly(sections);
     rounds_.ask();
 }
 
@@ -163,8 +164,11 @@ std::chrono::milliseconds CharonEngine::round() {
     {
         const std::scoped_lock driving(driving_);
         filter_.lookAfter(std::chrono::steady_clock::now());
-        news = driver_.round(wishes());
-        for (TunnelNews& one : news) one.owner = owner_;
+        news = std::exchange(ended_, {});
+        for (TunnelNews& one : driver_.round(wishes())) {
+            one.owner = owner_;
+            news.push_back(std::move(one));
+        }
         news = limit_.toTell(news, TunnelNewsLimit::Clock::now());
         held = limit_.holds();
         const auto& problem = driver_.problem();

@@ -73,9 +73,27 @@ void IkeControl::restore(const Loaded& former) {
     }
 }
 
-void IkeControl::keepOnly(const std::vector<IkeConnection>& connections, const Loaded& former) {
+std::vector<IkeControl::Ended> IkeControl::endChanged(const std::string& name, const ViciSection& former,
+                                                      const ViciSection& now) {
+    if (!isSame(withoutChildren(former), withoutChildren(now))) {
+        endConnection(name);
+        return {{name, {}}};
+    }
+    std::vector<Ended> ended;
+    for (const ViciItem& child : childrenIn(former)->items) {
+        const ViciSection* next = childrenIn(now)->section(child.name);
+        if (next && isSame(*next, std::get<ViciSection>(child.value))) continue;
+        endTunnel(name, child.name);
+        if (next) ended.push_back({name, child.name});
+    }
+    return ended;
+}
+
+std::vector<IkeControl::Ended> IkeControl::keepOnly(const std::vector<IkeConnection>& connections,
+                                                    const Loaded& former) {
     std::set<std::string> kept;
     for (const IkeConnection& connection : connections) kept.insert(connection.name);
+    std::vector<Ended> ended;
     for (const auto& [name, message] : former) {
         if (!kept.contains(name)) {
             tryTo("unload-conn", ViciSection().add("name", name));
@@ -85,15 +103,10 @@ void IkeControl::keepOnly(const std::vector<IkeConnection>& connections, const L
         }
         const auto present = loaded_.find(name);
         if (present == loaded_.end()) continue;
-        if (!isSame(withoutChildren(message), withoutChildren(present->second))) {
-            endConnection(name);
-            continue;
-        }
-        for (const ViciItem& child : childrenIn(message)->items) {
-            const ViciSection* now = childrenIn(present->second)->section(child.name);
-            if (!now || !isSame(*now, std::get<ViciSection>(child.value))) endTunnel(name, child.name);
-        }
+        const std::vector<Ended> changed = endChanged(name, message, present->second);
+        ended.insert(ended.end(), changed.begin(), changed.end());
     }
+    return ended;
 }
 
 // ---- keys

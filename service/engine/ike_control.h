@@ -34,8 +34,12 @@ public:
     // Makes the connections what they were, as far as the daemon takes them.
     void restore(const Loaded& former);
     // Removes the connections that are not in the list, and ends the tunnels whose sections are not, or have changed
-    // since `former`.
-    void keepOnly(const std::vector<IkeConnection>& connections, const Loaded& former);
+    // since `former`. Returns those of present sections.
+    struct Ended {
+        std::string connection;
+        std::string section; // empty: all of them, since the connection itself has changed
+    };
+    std::vector<Ended> keepOnly(const std::vector<IkeConnection>& connections, const Loaded& former);
 
     // ---- keys
 
@@ -90,6 +94,7 @@ public:
 
 private:
     void loadMessage(const std::string& name, const ViciSection& message);
+    std::vector<Ended> endChanged(const std::string& name, const ViciSection& former, const ViciSection& now);
     void tryTo(const std::string& command, ViciSection message);
 
     std::unique_ptr<ViciConnection> vici_;

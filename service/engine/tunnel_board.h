@@ -22,6 +22,16 @@ public:
     // stays turned off.
     void setPlan(const std::vector<IkeConnection>& connections, bool newActivation);
 
+    // The tunnel of the section was told to end, although it stays in the plan; without a section all tunnels of the
+    // connection. It is down at once, and what the daemon still lists of it does not count.
+    void ended(const std::string& connection, const std::string& section, const bridge::Remark& why);
+
+    // Another process of the daemon has begun, so all tunnels are down and are set up again.
+    void startedAgain(const bridge::Remark& why);
+
+    // What has happened since the last call of this or of update().
+    std::vector<TunnelNews> takeNews();
+
     // What the daemon lists now. Returns the news.
     std::vector<TunnelNews> update(const IkeStates& states);
 
@@ -51,12 +61,21 @@ private:
         std::optional<bridge::Remark> lacks;
         unsigned line = 0; // of the section
         bool off = false;
+        std::uint64_t id = 0;                // of the tunnel that is or was up
+        std::uint64_t endedId = 0;           // the daemon may still list this one, which was told to end; 0: none
+        std::optional<bridge::Remark> ended; // why; until something else keeps the tunnel from coming up
     };
     struct State {
         std::vector<Row> rows;
         std::map<std::string, Cause> causes; // by connection
+        std::vector<TunnelNews> news;        // not taken yet
     };
 
+    static Row rowOf(const IkeConnection& connection, const IkeChild& child, const std::vector<Row>& former);
+    static std::vector<TunnelNews> endsOf(const std::vector<Row>& former, const std::vector<Row>& now);
+    static void end(State& state, Row& row, const bridge::Remark& why);
+    static void setCause(State& state, const std::string& connection, Cause cause);
+    static void showUp(Row& row, const IkeTunnelState& now);
     static void show(Row& row, const IkeStates& states, std::vector<TunnelNews>& news);
     static Remarks whyDown(const Row& row, const std::map<std::string, Cause>& causes);
 

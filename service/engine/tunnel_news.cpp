@@ -29,8 +29,4 @@ std::vector<TunnelNews> TunnelNewsLimit::toTell(const std::vector<TunnelNews>& f
     return due;
 }
 
-void TunnelNewsLimit::keepOnly(const std::set<std::string>& sections) {
-    std::erase_if(held_, [&](const TunnelNews& one) { return !sections.contains(one.section); });
-}
-
 } // namespace panelkitd

@@ -11,7 +11,6 @@
 #include <cstddef>
 #include <deque>
 #include <map>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -40,9 +39,6 @@ public:
 
     // Whether something waits to be told.
     bool holds() const { return !held_.empty(); }
-
-    // Another policy is in force: what waits is told only of these sections.
-    void keepOnly(const std::set<std::string>& sections);
 
 private:
     void hold(const TunnelNews& news);

@@ -4,6 +4,7 @@
 // and what ends it. Runs under Wine too.
 #include "../support/panelctl_fixture.h"
 
+#include <panelkit/monitor/tunnel_records.h>
 #include <vocabulary/notifications.h>
 #include <vocabulary/policy.h>
 #include <vocabulary/tokens.h>
@@ -198,6 +199,46 @@ TEST_F(PanelctlWatch, SaysWhichSectionsChangedWhileTheServiceWasAway) {
     EXPECT_THAT(events(4),
                 ElementsAre("token-removed", "service-detached", "service-attached", "configuration-changed (missed)"));
     EXPECT_EQ(nlohmann::json::parse(lines(4)[3])["sections"], nlohmann::json::array({"LOG"}));
+}
+
+TEST_F(PanelctlWatch, SaysWhichTunnelsChangedWhileTheServiceWasAway) {
+    using panelkit::TunnelCondition;
+    const auto tunnel = [](const char* section, TunnelCondition condition, std::int64_t since, const char* why = "") {
+        panelkit::TunnelInfo info{.section = section, .network = {}, .gateway = "gate", .condition = condition};
+        info.since = since;
+        if (*why) info.why = {{0, why, {}}};
+        return info;
+    };
+    const auto up = TunnelCondition::up, down = TunnelCondition::down;
+    serve({});
+    service->answer<Command::GetTunnels>(std::vector{tunnel("stays", up, 1), tunnel("again", up, 1),
+                                                     tunnel("told", up, 1), tunnel("falls", up, 1),
+                                                     tunnel("gone", up, 1), tunnel("rises", down, 1)});
+    start({"--count", "10"});
+    push(Notification::tunnelDown, vocabulary::TunnelNotice{{0, 1}, "told", "gate", "", 1, "silence"});
+    EXPECT_EQ(lines(1).size(), 1U);
+    service.reset();
+    EXPECT_EQ(lines(2).size(), 2U);
+    serve({});
+    service->answer<Command::GetTunnels>(std::vector{tunnel("stays", up, 1), tunnel("again", up, 2),
+                                                     tunnel("told", down, 1), tunnel("falls", down, 2, "a reason"),
+                                                     tunnel("rises", up, 2), tunnel("new", down, 2)});
+    EXPECT_EQ(lines(7).size(), 7U);
+    service.reset();
+    EXPECT_EQ(lines(8).size(), 8U);
+    serve({});
+    service->on(Command::GetTunnels, Reaction::refuse("no", 3));
+    EXPECT_EQ(endStatus(), 0);
+    std::vector<std::string> texts;
+    for (const std::string& line : lines(10)) texts.push_back(line.substr(line.find("  ") + 2));
+    ASSERT_EQ(texts.size(), 10U);
+    const std::string begin = "Meanwhile: The tunnel of section ";
+    EXPECT_THAT(std::vector(texts.begin() + 3, texts.begin() + 7),
+                ElementsAre(begin + "[gone] to the gateway gate is down: the policy in force has no such section",
+                            begin + "[again] to the gateway gate went down and is up again.",
+                            begin + "[falls] to the gateway gate is down: a reason",
+                            begin + "[rises] to the gateway gate is up."));
+    EXPECT_THAT(texts.back(), HasSubstr("It is not known which tunnels have changed"));
 }
 
 TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {

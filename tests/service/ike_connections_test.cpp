@@ -257,6 +257,64 @@ TEST(ATunnelBoard, FollowsATunnelAndTellsTheNewsOnce) {
     EXPECT_EQ(b.shown().condition, TunnelCondition::up);
 }
 
+TEST(ATunnelBoard, SaysWhyATunnelHasEnded) {
+    const bridge::Remark because = remark(vocabulary::Refused::none, "because");
+    const struct {
+        const char* what;
+        std::function<void(Board&)> end;
+        const char* why;
+    } rows[] = {
+        {"its part of the connection", [&](Board& b) { b.board.ended(b.connections[0].name, "a", because); },
+         "because"},
+        {"the connection", [&](Board& b) { b.board.ended(b.connections[0].name, "", because); }, "because"},
+        {"the daemon", [&](Board& b) { b.board.startedAgain(because); }, "because"},
+        {"turned off", [](Board& b) { b.board.turn("a", true); }, "an administrator turned it off"},
+        {"not in the policy", [](Board& b) { b.board.setPlan({}, true); }, "the policy in force has no such section"},
+        {"another gateway",
+         [](Board& b) {
+             b.connections[0].name = "panelkit-other";
+             b.board.setPlan(b.connections, true);
+         },
+         "its section in the policy has changed"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Board b;
+        b.board.update(ikeStates({listed(b.connections[0].name.c_str(), "ESTABLISHED", "a", "INSTALLED")}));
+        row.end(b);
+        b.board.ended(b.connections[0].name, "", remark(vocabulary::Refused::none, "another reason"));
+        const auto news = b.board.update({});
+        ASSERT_EQ(news.size(), 1U);
+        EXPECT_FALSE(news[0].up);
+        EXPECT_EQ(inEnglish(news[0].why), row.why);
+    }
+}
+
+TEST(ATunnelBoard, DoesNotTakeATunnelThatWasToldToEndForANewOne) {
+    Board b;
+    const char* name = b.connections[0].name.c_str();
+    const auto listing = [&](const char* id) {
+        ViciSection ike, children;
+        children.add("x", ViciSection().add("name", "a").add("state", "INSTALLED").add("uniqueid", id));
+        ike.add("state", "ESTABLISHED").add("child-sas", children);
+        return ikeStates({ViciSection().add(name, ike)});
+    };
+    const auto isUp = [&] { return b.shown().condition == TunnelCondition::up; };
+    b.board.update(listing("7"));
+    b.board.ended(name, "a", remark(vocabulary::Refused::none, "because"));
+    b.board.update(listing("7"));
+    EXPECT_FALSE(isUp());
+    b.board.update(listing("8"));
+    EXPECT_TRUE(isUp());
+    EXPECT_EQ(b.why(), "");
+    b.board.startedAgain(remark(vocabulary::Refused::none, "because"));
+    b.board.update(listing("1"));
+    EXPECT_TRUE(isUp()) << "another process counts from the beginning";
+    b.board.ended(name, "a", remark(vocabulary::Refused::none, "because"));
+    b.board.heard(name, "received NO_PROPOSAL_CHOSEN notify error");
+    EXPECT_THAT(b.why(), HasSubstr("none of our algorithms")) << "of the next attempt";
+}
+
 TEST(ATunnelBoard, ShowsTheReasonThatSaysMostOfTheLastAttempt) {
     Board b;
     const std::string name = b.connections[0].name;
@@ -294,8 +352,6 @@ TEST(NewsOfTunnels, AreBoundedPerTimeAndEndWithTheStateThatLasts) {
     EXPECT_TRUE(limit.holds());
     EXPECT_THAT(told(limit, {news("a", false)}, seconds(11)), ElementsAre("a down 3"));
     EXPECT_THAT(told(limit, {news("a", true)}, seconds(12)), IsEmpty());
-    limit.keepOnly({"b"});
-    EXPECT_THAT(told(limit, {}, seconds(40)), IsEmpty());
 
     TunnelNewsLimit many;
     std::vector<TunnelNews> all;

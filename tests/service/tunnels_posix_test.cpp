@@ -215,6 +215,12 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
          {list},
          "the certificate of the gateway 192.168.8.2 is revoked"},
         {"no list", gateWith("192.168.8.2"), strict, {authority_.der}, {}, "it is not known whether"},
+        {"a list without key identifier",
+         gateWith("192.168.8.2"),
+         strict,
+         {authority_.der},
+         {makeCrl({.revoked = {78}}, authority_)},
+         "it is not known whether the certificate of the gateway 192.168.8.2 is revoked: the list of CN=authority"},
         {"silent", "", {{"IKE.EXCHANGE_TIMEOUT", 5}}, {authority_.der}, {}, "the gateway 192.168.8.2 does not answer"},
     };
     for (const auto& row : rows) {
