@@ -78,7 +78,8 @@ void DaemonKeys::load(IkeControl& control, const IkeDaemonSettings& running, con
     }
     control.keepOnlyKeys(wanted);
     loadSharedKeys(control, plans, wishes);
-    if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0) control.addCrls(wishes.credentials.crls);
+    if (valueOf(wishes.parameters, "IKE.CRL_PROCESSING") != 0)
+        board_.setUnusableLists(control.addCrls(wishes.credentials.crls));
 }
 
 } // namespace panelkitd

@@ -20,7 +20,7 @@ namespace panelkitd {
 
 class DaemonKeys {
 public:
-    // The board is told of keys that the daemon can't use.
+    // The board is told of keys and lists that the daemon can't use.
     explicit DaemonKeys(TunnelBoard& board) : board_(board) {}
 
     // Makes the daemon's keys those that the plans need. `running` is what it was started with. Throws ViciError.

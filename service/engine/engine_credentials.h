@@ -54,11 +54,19 @@ struct EnginePresharedKey {
     platform::Secret value;
 };
 
+struct EngineCrl {
+    std::string der;
+    std::string issuer;   // RFC 4514, for people
+    bool hasKeyId = true; // of its issuer: an authority key identifier
+
+    bool operator==(const EngineCrl&) const = default;
+};
+
 struct EngineCredentials {
     std::vector<EngineModule> modules;
     std::vector<EngineCertificate> certificates;
     std::vector<std::string> anchors; // DER of the certificates at which a gateway's chain may end
-    std::vector<std::string> crls;    // DER
+    std::vector<EngineCrl> crls;
     std::vector<EnginePresharedKey> presharedKeys;
 };
 

@@ -8,6 +8,8 @@
 
 namespace panelkitd {
 
+using vocabulary::Refused;
+
 namespace {
 
 std::string bytesOf(const ViciSection& message) { return encodeVici({ViciPacketType::request, "load-conn", message}); }
@@ -152,23 +154,46 @@ void IkeControl::setSharedKeys(const std::map<std::string, SharedKey>& keys) {
     }
 }
 
-void IkeControl::addCrls(const std::vector<std::string>& crls) {
-    for (const std::string& crl : crls) {
-        if (!crls_.insert(crl).second) continue;
-        if (crl.size() > vici::longestValue) {
-            logError("a revocation list of " + std::to_string(crl.size()) +
-                     " bytes can't be given to the IKE daemon, which takes at most 65535");
-            continue;
-        }
-        tryTo("load-cert", ViciSection().add("type", "X509_CRL").add("flag", "NONE").add("data", crl));
-        newCrls_ = true;
+std::optional<bridge::Remark> IkeControl::loadCrl(const EngineCrl& crl) {
+    if (crl.der.size() > vici::longestValue) {
+        return remark(Refused::none,
+                      "the IKE daemon can't use the revocation list of \"%s\": it has %d bytes, more than %d",
+                      crl.issuer, crl.der.size(), vici::longestValue);
     }
+    if (!crl.hasKeyId) {
+        return remark(Refused::none,
+                      "the IKE daemon can't use the revocation list of \"%s\": it has no authority key identifier",
+                      crl.issuer);
+    }
+    try {
+        vici_->request("load-cert", ViciSection().add("type", "X509_CRL").add("flag", "NONE").add("data", crl.der));
+    } catch (const ViciRefusal& refusal) {
+        return remark(Refused::none, "the IKE daemon can't use the revocation list of \"%s\": %s", crl.issuer,
+                      refusal.what());
+    }
+    newCrls_ = true;
+    return std::nullopt;
 }
 
-void IkeControl::forgetReplacedCrls(const std::vector<std::string>& crls) {
-    const std::set<std::string> wanted(crls.begin(), crls.end());
-    if (std::includes(wanted.begin(), wanted.end(), crls_.begin(), crls_.end()) ||
-        std::includes(crls_.begin(), crls_.end(), wanted.begin(), wanted.end())) {
+std::vector<bridge::Remark> IkeControl::addCrls(const std::vector<EngineCrl>& crls) {
+    std::vector<bridge::Remark> problems;
+    for (const EngineCrl& crl : crls) {
+        auto known = crls_.find(crl.der);
+        if (known == crls_.end()) {
+            known = crls_.emplace(crl.der, loadCrl(crl)).first;
+            if (known->second) logError(inEnglish({*known->second}));
+        }
+        if (known->second) problems.push_back(*known->second);
+    }
+    return problems;
+}
+
+void IkeControl::forgetReplacedCrls(const std::vector<EngineCrl>& crls) {
+    std::set<std::string> wanted, present;
+    for (const EngineCrl& crl : crls) wanted.insert(crl.der);
+    for (const auto& [der, problem] : crls_) present.insert(der);
+    if (std::includes(wanted.begin(), wanted.end(), present.begin(), present.end()) ||
+        std::includes(present.begin(), present.end(), wanted.begin(), wanted.end())) {
         return;
     }
     vici_->request("clear-creds");

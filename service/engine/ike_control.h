@@ -13,6 +13,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -64,12 +65,12 @@ public:
     // Makes the preshared keys those of the list, by name.
     void setSharedKeys(const std::map<std::string, SharedKey>& keys);
 
-    // Loads the revocation lists that it does not have.
-    void addCrls(const std::vector<std::string>& crls);
+    // Loads the revocation lists that it does not have. Returns why some of them can't be used.
+    std::vector<bridge::Remark> addCrls(const std::vector<EngineCrl>& crls);
     // Makes the daemon forget its lists if one of them was replaced: of two lists it uses the one that it got first. It
     // can only forget all its keys and authorities with them, which are to be loaded again. A list that is merely gone
     // stays.
-    void forgetReplacedCrls(const std::vector<std::string>& crls);
+    void forgetReplacedCrls(const std::vector<EngineCrl>& crls);
     // Whether addCrls() has loaded any since the last call.
     bool hadNewCrls() { return std::exchange(newCrls_, false); }
 
@@ -95,13 +96,14 @@ public:
 private:
     void loadMessage(const std::string& name, const ViciSection& message);
     std::vector<Ended> endChanged(const std::string& name, const ViciSection& former, const ViciSection& now);
+    std::optional<bridge::Remark> loadCrl(const EngineCrl& crl);
     void tryTo(const std::string& command, ViciSection message);
 
     std::unique_ptr<ViciConnection> vici_;
     Loaded loaded_;
     std::map<TokenKey, std::string> keys_; // and what the daemon calls them
     std::map<std::string, SharedKey> shared_;
-    std::set<std::string> crls_;
+    std::map<std::string, std::optional<bridge::Remark>> crls_; // by DER: why it can't be used
     bool newCrls_ = false;
     std::map<std::string, bool> anchors_; // whether it takes them
 };

@@ -53,13 +53,15 @@ void addConnection(const std::string& name, const ViciSection& ike, IkeStates& i
 struct Reason {
     const char* piece;            // of a line
     Loc::MarkedWording<'s'> text; // with the gateway
+    bool isForList = false;
 };
 
 // The first rows say most: a failure has several lines.
 // clang-format off
 constexpr Reason reasons[] = {
     {"certificate was revoked",                N_("the certificate of the gateway %s is revoked")},
-    {"requires at least GOOD",    N_("it is not known whether the certificate of the gateway %s is revoked: no list for it is on a token")},
+    {"RULE_CRL_VALIDATION is STALE",           N_("it is not known whether the certificate of the gateway %s is revoked: the list for it is out of date")},
+    {"requires at least GOOD",                 N_("it is not known whether the certificate of the gateway %s is revoked: no list for it is on a token, or none that the IKE daemon can use"), true},
     {"subject certificate invalid",            N_("the certificate of the gateway %s has expired, or is not valid yet")},
     {"issuer certificate invalid",             N_("the certificate of the gateway %s has expired, or is not valid yet")},
     {"is not trusted",                         N_("the certificate of the gateway %s was not issued by an authority that is trusted here")},
@@ -101,7 +103,7 @@ std::optional<HeardReason> reasonIn(const std::string& line, const std::string& 
     for (const Reason& reason : reasons) {
         if (line.find(reason.piece) == line.npos) continue;
         const auto rank = static_cast<std::size_t>(&reason - std::begin(reasons));
-        return HeardReason{rank, remark(Refused::none, reason.text, gateway)};
+        return HeardReason{rank, remark(Refused::none, reason.text, gateway), reason.isForList};
     }
     return std::nullopt;
 }

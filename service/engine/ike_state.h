@@ -40,6 +40,7 @@ IkeStates ikeStates(const std::vector<ViciSection>& events);
 struct HeardReason {
     std::size_t rank = 0;
     bridge::Remark remark;
+    bool isForList = false; // a revocation list is missing
 };
 
 // Returns the reason for the failure of a connection to `gateway`; nullopt when the line gives none.

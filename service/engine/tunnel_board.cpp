@@ -140,14 +140,16 @@ void TunnelBoard::show(Row& row, const IkeStates& states, std::vector<TunnelNews
     if (isUp != wasUp) news.push_back({info.section, info.gateway, isUp, {}, 1, {}});
 }
 
-Remarks TunnelBoard::whyDown(const Row& row, const std::map<std::string, Cause>& causes) {
+Remarks TunnelBoard::whyDown(const Row& row, const State& state) {
     if (row.off) return {remark(Refused::none, "an administrator turned it off")};
     if (row.info.condition == TunnelCondition::up) return {};
     if (row.lacks) return {*row.lacks};
     if (row.ended) return {*row.ended};
-    const auto cause = causes.find(row.connection);
-    if (cause == causes.end() || !cause->second.reason) return {};
-    return {cause->second.reason->remark};
+    const auto cause = state.causes.find(row.connection);
+    if (cause == state.causes.end() || !cause->second.reason) return {};
+    Remarks why{cause->second.reason->remark};
+    if (cause->second.reason->isForList) why.insert(why.end(), state.unusableLists.begin(), state.unusableLists.end());
+    return why;
 }
 
 std::vector<TunnelNews> TunnelBoard::takeNews() { return std::exchange(state_.lock()->news, {}); }
@@ -160,7 +162,7 @@ std::vector<TunnelNews> TunnelBoard::update(const IkeStates& states) {
         if (one.up) continue;
         const auto row = std::find_if(state->rows.begin(), state->rows.end(),
                                       [&](const Row& other) { return other.info.section == one.section; });
-        one.why = whyDown(*row, state->causes);
+        one.why = whyDown(*row, *state);
     }
     std::vector<TunnelNews> all = std::exchange(state->news, {});
     all.insert(all.end(), news.begin(), news.end());
@@ -177,7 +179,7 @@ void TunnelBoard::setCause(State& state, const std::string& connection, Cause ca
 std::vector<TunnelNews> TunnelBoard::daemonIsDown(const bridge::Remark& why) {
     {
         const auto state = state_.lock();
-        for (const Row& row : state->rows) setCause(*state, row.connection, {HeardReason{0, why}, true});
+        for (const Row& row : state->rows) setCause(*state, row.connection, {HeardReason{0, why, false}, true});
     }
     return update({});
 }
@@ -196,8 +198,10 @@ void TunnelBoard::heard(const std::string& connection, const std::string& line) 
 }
 
 void TunnelBoard::failed(const std::string& connection, const bridge::Remark& why) {
-    setCause(*state_.lock(), connection, {HeardReason{0, why}, true});
+    setCause(*state_.lock(), connection, {HeardReason{0, why, false}, true});
 }
+
+void TunnelBoard::setUnusableLists(Remarks why) { state_.lock()->unusableLists = std::move(why); }
 
 void TunnelBoard::turn(const std::string& section, bool off) {
     const auto state = state_.lock();
@@ -217,7 +221,7 @@ std::vector<TunnelInfo> TunnelBoard::tunnels() const {
     std::vector<TunnelInfo> tunnels;
     for (const Row& row : state->rows) {
         tunnels.push_back(row.info);
-        for (const bridge::Remark& why : whyDown(row, state->causes)) tunnels.back().why.push_back(recordOf(why));
+        for (const bridge::Remark& why : whyDown(row, *state)) tunnels.back().why.push_back(recordOf(why));
     }
     return tunnels;
 }

@@ -44,6 +44,9 @@ public:
     // Something that is no line of the log has failed for a connection.
     void failed(const std::string& connection, const bridge::Remark& why);
 
+    // Why revocation lists can't be used. It is shown where one is missing.
+    void setUnusableLists(Remarks why);
+
     void turn(const std::string& section, bool off);
     bool isOff(const std::string& section) const;
 
@@ -69,6 +72,7 @@ private:
         std::vector<Row> rows;
         std::map<std::string, Cause> causes; // by connection
         std::vector<TunnelNews> news;        // not taken yet
+        Remarks unusableLists;
     };
 
     static Row rowOf(const IkeConnection& connection, const IkeChild& child, const std::vector<Row>& former);
@@ -77,7 +81,7 @@ private:
     static void setCause(State& state, const std::string& connection, Cause cause);
     static void showUp(Row& row, const IkeTunnelState& now);
     static void show(Row& row, const IkeStates& states, std::vector<TunnelNews>& news);
-    static Remarks whyDown(const Row& row, const std::map<std::string, Cause>& causes);
+    static Remarks whyDown(const Row& row, const State& state);
 
     platform::Guarded<State> state_;
 };

@@ -46,7 +46,9 @@ void addObjects(const Holdings& holdings, const TokenObjects& place, const Engin
         if (holdings.trustIn(*stored.facts)) anchors.insert(stored.der);
     }
     for (const StoredCrl& crl : place.crls) {
-        if (holdings.isSignedByItsIssuer(*crl.facts)) into.crls.push_back(crl.der);
+        if (holdings.isSignedByItsIssuer(*crl.facts)) {
+            into.crls.push_back({crl.der, crl.facts->info.issuer, !crl.facts->authorityKeyId.empty()});
+        }
     }
 }
 

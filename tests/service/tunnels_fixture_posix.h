@@ -182,8 +182,9 @@ protected:
     bool comesUp() const {
         return becomesTrue([&] { return tunnel().condition == panelkit::TunnelCondition::up; });
     }
-    static std::string why(const panelkit::TunnelInfo& tunnel) {
-        return tunnel.why.empty() ? "" : Loc::fill({tunnel.why[0].wording, tunnel.why[0].arguments});
+    static std::string why(const panelkit::TunnelInfo& tunnel, std::size_t remark = 0) {
+        if (remark >= tunnel.why.size()) return "";
+        return Loc::fill({tunnel.why[remark].wording, tunnel.why[remark].arguments});
     }
     bool comesWith(const std::string& reason) const {
         return becomesTrue([&] { return why(tunnel()).starts_with(reason); });

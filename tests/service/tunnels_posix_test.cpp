@@ -192,8 +192,10 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
         const char* what;
         std::string gateway; // its configuration; empty: it does not run
         EngineParameters parameters;
-        std::vector<std::string> anchors, crls;
+        std::vector<std::string> anchors;
+        std::vector<EngineCrl> crls;
         const char* reason;
+        const char* detail = "";
     } rows[] = {
         {"another name", gateWith("gate.test"), {}, {authority_.der}, {}, "the gateway 192.168.8.2 refuses us"},
         {"not ours",
@@ -212,15 +214,22 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
          gateWith("192.168.8.2"),
          strict,
          {authority_.der},
-         {list},
+         {{list, "CN=authority"}},
          "the certificate of the gateway 192.168.8.2 is revoked"},
         {"no list", gateWith("192.168.8.2"), strict, {authority_.der}, {}, "it is not known whether"},
         {"a list without key identifier",
          gateWith("192.168.8.2"),
          strict,
          {authority_.der},
-         {makeCrl({.revoked = {78}}, authority_)},
-         "it is not known whether the certificate of the gateway 192.168.8.2 is revoked: the list of CN=authority"},
+         {{makeCrl({.revoked = {78}}, authority_), "CN=authority", false}},
+         "it is not known whether",
+         "the IKE daemon can't use the revocation list of \"CN=authority\": it has no authority key identifier"},
+        {"a list of yesterday",
+         gateWith("192.168.8.2"),
+         strict,
+         {authority_.der},
+         {{makeCrl({.nextUpdate = "20250602000000Z", .extensions = byKeyOfIssuer}, authority_), "CN=authority"}},
+         "it is not known whether the certificate of the gateway 192.168.8.2 is revoked: the list for it is out"},
         {"silent", "", {{"IKE.EXCHANGE_TIMEOUT", 5}}, {authority_.der}, {}, "the gateway 192.168.8.2 does not answer"},
     };
     for (const auto& row : rows) {
@@ -237,6 +246,7 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
         apply(byCertificate);
         logIn();
         EXPECT_TRUE(comesWith(row.reason)) << why(tunnel());
+        EXPECT_EQ(why(tunnel(), 1), row.detail);
         EXPECT_NE(tunnel().condition, TunnelCondition::up);
     }
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
@@ -245,7 +255,8 @@ TEST_F(Tunnels, SayWhyTheyAreNotUp) {
 TEST_F(Tunnels, AreSetUpAgainWithANewListAndEndIfItRevokesTheGateway) {
     const auto list = [&](long number, std::vector<long> revoked) {
         credentials_.crls = {
-            makeCrl({.revoked = std::move(revoked), .number = number, .extensions = byKeyOfIssuer}, authority_)};
+            {makeCrl({.revoked = std::move(revoked), .number = number, .extensions = byKeyOfIssuer}, authority_),
+             "CN=authority"}};
     };
     list(1, {});
     start({{"IKE.CRL_PROCESSING", 1}});
