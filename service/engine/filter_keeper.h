@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Keeps the packet filter in place. Other programs may remove its table, for example when they replace all tables that
-// the kernel has; it is then put back at once, on a thread of ours.
+// the kernel has, or change rules in it; it is then put back at once, on a thread of ours.
 #pragma once
 
 #include <service/engine/filter_watch.h>
@@ -26,8 +26,8 @@ public:
     // As PacketFilter::replace().
     void replace(const EnginePolicy& policy);
 
-    // Puts the filter back if it is gone. Does nothing if somebody has looked a moment ago: call it from time to time,
-    // since the kernel may not tell of a removal.
+    // Puts the filter back if it is gone or was changed. Does nothing if somebody has looked a moment ago: call it from
+    // time to time, since the kernel may not tell of a removal.
     void lookAfter(Clock::time_point now);
 
     std::optional<std::vector<SectionCount>> counts() const { return filter_->counts(); }
@@ -36,6 +36,7 @@ private:
     struct State {
         std::optional<EnginePolicy> inForce;
         bool isGone = false; // and can't be put back
+        Clock::time_point repaired{};
         Clock::time_point nextLook{};
     };
 

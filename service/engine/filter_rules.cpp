@@ -23,9 +23,6 @@ using namespace nft;
 
 namespace {
 
-constexpr const char* family = "inet";
-constexpr const char* table = "panelkit";
-
 std::string counterName(std::size_t section, const char* what) { return "s" + std::to_string(section) + "-" + what; }
 Json counter(std::size_t section, const char* what) { return Json{{"counter", counterName(section, what)}}; }
 
@@ -34,9 +31,9 @@ Json counter(std::size_t section, const char* what) { return Json{{"counter", co
 class Table {
 public:
     explicit Table(const FilterOptions& options) : options_(options) {
-        command("add", "table", {{"family", family}, {"name", table}});
-        command("delete", "table", {{"family", family}, {"name", table}});
-        command("add", "table", {{"family", family}, {"name", table}});
+        command("add", "table", {{"family", filterFamily}, {"name", filterTable}});
+        command("delete", "table", {{"family", filterFamily}, {"name", filterTable}});
+        command("add", "table", {{"family", filterFamily}, {"name", filterTable}});
     }
 
     // With what passes in any case: loopback, and the daemon's own packets.
@@ -128,8 +125,8 @@ private:
         commands_ += Json{{verb, {{what, std::move(object)}}}}.dump();
     }
     void add(const char* what, Json object) {
-        object["family"] = family;
-        object["table"] = table;
+        object["family"] = filterFamily;
+        object["table"] = filterTable;
         command("add", what, std::move(object));
     }
     void addChain(Json chain) { add("chain", std::move(chain)); }
@@ -222,7 +219,7 @@ std::string filterRules(const EnginePolicy& policy, const FilterOptions& options
 }
 
 std::string filterRemoval() {
-    const Json here{{"table", {{"family", family}, {"name", table}}}};
+    const Json here{{"table", {{"family", filterFamily}, {"name", filterTable}}}};
     return Json{{"nftables", Json::array({{{"add", here}}, {{"delete", here}}})}}.dump();
 }
 

@@ -13,6 +13,10 @@
 
 namespace panelkitd {
 
+// Of the table.
+inline constexpr const char* filterFamily = "inet";
+inline constexpr const char* filterTable = "panelkit";
+
 // Returns the commands that replace the table, in one transaction.
 std::string filterRules(const EnginePolicy& policy, const FilterOptions& options);
 

@@ -7,7 +7,7 @@
 
 namespace panelkitd {
 
-FilterWatch::FilterWatch(std::function<void()> removed) : removed_(std::move(removed)) {}
+FilterWatch::FilterWatch(std::function<void(bool changed)> look) : look_(std::move(look)) {}
 FilterWatch::~FilterWatch() = default;
 
 } // namespace panelkitd

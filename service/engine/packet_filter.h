@@ -43,6 +43,13 @@ struct SectionCount {
     bool operator==(const SectionCount&) const = default;
 };
 
+// What there is of the table that was put there.
+enum class FilterState : unsigned char {
+    asPut,
+    changed, // by another program
+    gone,    // or it can't be read
+};
+
 // Any thread may call any function; each takes a few seconds at most.
 class PacketFilter {
 public:
@@ -56,8 +63,8 @@ public:
     // any more or can't be read: then nothing is known, and perhaps nothing is filtered.
     virtual std::optional<std::vector<SectionCount>> counts() const = 0;
 
-    // Whether the table is there and can be read, at this moment.
-    virtual bool isInPlace() const = 0;
+    // At this moment. Compares all rules.
+    virtual FilterState state() const = 0;
 
     // Removes the table: everything passes, in clear. Nothing happens when there is none. Throws EngineError.
     virtual void release() = 0;

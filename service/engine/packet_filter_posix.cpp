@@ -45,7 +45,7 @@ public:
         auto place = place_.lock(); // one at a time
         std::string rules = filterRules(policy, options_);
         change(rules, place->rules);
-        *place = {std::move(rules), policy.text ? policy.text->sections.size() : 0, {}, {}};
+        *place = {std::move(rules), policy.text ? policy.text->sections.size() : 0, {}, {}, listing()};
     }
 
     std::optional<std::vector<SectionCount>> counts() const override {
@@ -58,12 +58,13 @@ public:
         return place->counts;
     }
 
-    bool isInPlace() const override {
+    FilterState state() const override {
         auto place = place_.lock();
-        if (!place->sections) return false;
-        place->counts = countsOf(*place->sections);
-        place->read = std::chrono::steady_clock::now();
-        return place->counts.has_value();
+        if (!place->sections) return FilterState::gone;
+        const std::optional<std::string> now = listing();
+        if (!now) return FilterState::gone;
+        if (!place->listing) place->listing = now; // it could not be read then
+        return *now == *place->listing ? FilterState::asPut : FilterState::changed;
     }
 
     void release() override {
@@ -78,13 +79,23 @@ private:
         std::optional<std::size_t> sections; // of the policy in place; nullopt until it is known
         std::optional<std::vector<SectionCount>> counts;
         std::optional<std::chrono::steady_clock::time_point> read;
+        std::optional<std::string> listing; // by nft, without the counts; nullopt until it is known
     };
 
     std::optional<std::vector<SectionCount>> countsOf(std::size_t sections) const {
+        const auto counters =
+            outputOf({options_.program, "-j", "list", "counters", "table", filterFamily, filterTable});
+        return counters ? countsIn(*counters, sections) : std::nullopt;
+    }
+
+    std::optional<std::string> listing() const {
+        return outputOf({options_.program, "--stateless", "--numeric", "list", "table", filterFamily, filterTable});
+    }
+
+    static std::optional<std::string> outputOf(const std::vector<std::string>& arguments) {
         try {
-            const ChildResult result =
-                run({options_.program, "-j", "list", "counters", "table", "inet", "panelkit"}, {});
-            return isFine(result) ? countsIn(result.output, sections) : std::nullopt;
+            ChildResult result = run(arguments, {});
+            return isFine(result) ? std::optional(std::move(result.output)) : std::nullopt;
         } catch (const std::runtime_error& error) { // it can't be started
             logError(error.what());
             return std::nullopt;

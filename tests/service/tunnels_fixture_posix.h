@@ -12,6 +12,8 @@
 #include <service/engine/charon_engine.h>
 #include <service/engine/vici_connection.h>
 
+#include <platform/system/guarded.h>
+
 #include <gmock/gmock.h>
 
 #include <netdb.h>
@@ -24,6 +26,7 @@
 #include <fstream>
 #include <functional>
 #include <optional>
+#include <set>
 #include <thread>
 
 namespace panelkitd {
@@ -171,7 +174,10 @@ protected:
         CharonSettings settings;
         settings.folder = folder_.path + "/us";
         settings.parameters = std::move(parameters);
-        settings.news = [this](const TunnelNews& news) { ++(news.up ? cameUp_ : wentDown_); };
+        settings.news = [this](const TunnelNews& news) {
+            ++(news.up ? cameUp_ : wentDown_);
+            if (!news.up) whyDown_.lock()->insert(inEnglish(news.why));
+        };
         engine_ = makeCharonEngine(std::move(settings));
         engine_->credentialsChanged(credentials_);
     }
@@ -241,6 +247,7 @@ protected:
     EngineToken token_;
     EngineCredentials credentials_;
     std::atomic<unsigned> cameUp_ = 0, wentDown_ = 0;
+    platform::Guarded<std::set<std::string>> whyDown_;
     std::unique_ptr<Gateway> gateway_;
     std::unique_ptr<Engine> engine_;
 };

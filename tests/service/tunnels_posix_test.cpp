@@ -59,7 +59,16 @@ TEST_F(Tunnels, ComeUpWithAPresharedKeyAndAreReplacedByAnotherPolicy) {
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
     logIn();
+    const auto comesWithNews = [&](const std::string& reason) {
+        return becomesTrue([&] { return whyDown_.lock()->contains(reason); });
+    };
     apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_TRUE(comesWithNews("the policy in force has no such section"));
+    std::string smaller = byCertificate;
+    apply(smaller.replace(smaller.find("10.9.0.0/16"), 11, "10.9.0.0/24"));
+    EXPECT_TRUE(comesWithNews("its section in the policy has changed"));
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
@@ -140,7 +149,7 @@ TEST_F(Tunnels, LetTheFirstSectionDecideWithinAProtectedNetwork) {
     }
 }
 
-TEST_F(Tunnels, StayUpWhenTheirSectionStaysTheSameAndAFilterThatWasRemovedComesBack) {
+TEST_F(Tunnels, StayUpWhenTheirSectionStaysTheSameAndAFilterThatWasChangedComesBack) {
     start();
     logIn();
     apply(byCertificate);
@@ -157,9 +166,18 @@ TEST_F(Tunnels, StayUpWhenTheirSectionStaysTheSameAndAFilterThatWasRemovedComesB
     EXPECT_TRUE(comesUp());
     EXPECT_EQ(ids(), before);
     EXPECT_EQ(wentDown_, 0U);
-    for (const char* removal : {"nft flush ruleset", "nft delete table inet panelkit"}) {
-        runProgram(removal);
-        EXPECT_TRUE(becomesTrue([&] { return runProgram("nft list ruleset").find("[first]") != std::string::npos; }));
+    const auto rules = [] {
+        platform::ChildOptions options;
+        options.arguments = {"nft", "--stateless", "list", "table", "inet", "panelkit"};
+        return platform::runChild(options, std::chrono::seconds(20)).output;
+    };
+    const std::string filter = rules();
+    for (const char* change :
+         {"nft flush ruleset", "nft delete table inet panelkit", "nft flush chain inet panelkit outgoing",
+          "nft insert rule inet panelkit output accept", "nft add table inet panelkit { flags dormant ; }"}) {
+        SCOPED_TRACE(change);
+        runProgram(change);
+        EXPECT_TRUE(becomesTrue([&] { return rules() == filter; }));
         EXPECT_THAT(engine_->problems(), IsEmpty());
         EXPECT_FALSE(pings("10.8.0.1"));
         EXPECT_TRUE(pings("10.9.0.1"));
