@@ -53,6 +53,16 @@ the system and the administrators alone can use the state folder. It logs to the
 fails is started again after 5 seconds, 30 seconds and then a minute; one that was asked to stop is not, even if it had
 to be abandoned. Other options act on the installed service: \fB\-\-start\-service\fR, \fB\-\-stop\-service\fR,
 \fB\-\-service\-status\fR and \fB\-\-uninstall\-service\fR, which keeps the state. Only \fB\-\-service\-status\fR is for everybody.
+.SH ENGINE
+With the engine \fBrecord\fR no traffic is filtered or protected. With \fBcharon\fR (Linux) the sections of the policy
+that pass and drop become the nftables table \fBinet panelkit\fR, and those that protect become tunnels of an IKE daemon
+that the service starts as its child. It needs the rights of the drop\-in unit
+\fI/usr/share/panelkitd/engine\-charon.conf\fR. The policy in force takes effect at once; without a console on the host,
+see what it is (\fBpanelctl policy status\fR) before the engine is chosen.
+.PP
+The table stays when the service ends, in whatever way. To get out when you are locked out, on the console of the host:
+\fBsystemctl stop panelkitd\fR, then \fBpanelkitd \-\-release\-filter\fR. The file \fIengine.md\fR of the package
+panelkit\-doc says what passes and what is dropped, what the daemon needs, and what \fB\-\-charon\-socket\fR changes.
 .SH PKCS#11 MODULES
 Each module runs in a process of its own, which the service starts as \fBpanelkitd \-\-host\-module\fR. It has no
 capabilities and no other files than the channel to the service. A module that crashes, or whose function takes longer

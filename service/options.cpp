@@ -100,6 +100,10 @@ void addEngine(CLI::App& app, Options& options) {
         ->check(CLI::IsMember(offeredEngines()))
         ->type_name("NAME")
         ->capture_default_str();
+    app.add_option("--charon-socket", options.engine.socket,
+                   "For the engine charon: control socket (vici) of an IKE daemon that is there already and is used in "
+                   "place of one of the service's own; only root may be able to make it")
+        ->type_name("PATH");
     app.add_flag("--release-filter", options.releaseFilter,
                  "Remove the packet filter that an engine has left, and end: everything passes then, in clear");
 }
@@ -158,6 +162,9 @@ std::optional<int> readOptions(const std::vector<std::string>& arguments, Option
     app.add_flag(manualRequest, wantsManual)->group("");
     try {
         app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // it takes them from the end
+        if (app.count("--charon-socket") > 0 && (options.engine.name != "charon" || options.engine.socket.empty())) {
+            throw CLI::ValidationError("--charon-socket", "needs a path, and --engine charon");
+        }
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
     }

@@ -153,5 +153,6 @@ if(NOT WIN32)
         support/gateway_posix.cpp
         support/memory_scan_posix.cpp
         service/tunnels_posix_test.cpp
+        service/tunnels_present_posix_test.cpp
         service/tunnels_service_posix_test.cpp)
 endif()

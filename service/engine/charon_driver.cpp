@@ -26,19 +26,11 @@ seconds pauseAfter(unsigned number, const seconds (&pauses)[count]) {
 
 bridge::Remark plain(const std::exception& error) { return remark(Refused::none, "%s", error.what()); }
 
-EngineError sectionError(const IkeConnection& connection, Remarks why) {
-    const PolicySection& section = *connection.children.front().section;
-    Remarks remarks{
-        remark(Refused::policyLine, "line %d: section [%s] can't be put into force", section.line, section.name)};
-    remarks.insert(remarks.end(), why.begin(), why.end());
-    return EngineError(std::move(remarks));
-}
-
 void loadOrThrow(IkeControl& control, const IkeConnection& connection) {
     try {
         if (!connection.lacks) control.load(connection);
     } catch (const ViciRefusal& refusal) {
-        throw sectionError(connection, {plain(refusal)});
+        throw notInForce(connection, {plain(refusal)});
     }
 }
 
@@ -55,6 +47,11 @@ bool needsStart(const IkeDaemonSettings& running, const IkeDaemonSettings& wante
            textOf(startOptions(running.parameters)) != textOf(startOptions(wanted.parameters));
 }
 
+std::unique_ptr<IkeDaemon> daemonOf(const std::string& folder, const std::string& program, const std::string& socket) {
+    if (!socket.empty()) return std::make_unique<PresentIkeDaemon>(folder, socket);
+    return std::make_unique<OwnIkeDaemon>(folder, program);
+}
+
 } // namespace
 
 // ---- the daemon
@@ -63,22 +60,29 @@ CharonDriver::CharonDriver(Settings settings, TunnelBoard& board, std::function<
     : settings_(std::move(settings)),
       board_(board),
       changed_(std::move(changed)),
-      daemon_(settings_.folder, settings_.program),
+      daemon_(daemonOf(settings_.folder, settings_.program, settings_.socket)),
       keys_(board) {}
 
 IkeDaemonSettings CharonDriver::daemonSettings(const EngineWishes& wishes) const {
+    if (!daemon_->isOurs()) return {settings_.espInUserSpace, settings_.mark, {}, {}}; // what we can't choose
     return {settings_.espInUserSpace, settings_.mark, wishes.credentials.modules, wishes.parameters};
 }
 
 IkeControl& CharonDriver::control() {
-    if (!control_ || !daemon_.runs()) throw EngineError({remark(Refused::none, "the IKE daemon does not run")});
+    if (!control_ || !daemon_->runs()) throw EngineError({remark(Refused::none, "the IKE daemon does not run")});
     return *control_;
 }
 
-void CharonDriver::drop() {
+void CharonDriver::drop() noexcept {
+    try {
+        const bool answers = control_ && listener_ && !listener_->ended();
+        if (answers && !daemon_->isOurs()) control_->withdraw();
+    } catch (const std::exception& error) {
+        logFailure("the IKE daemon keeps what it was given", error);
+    }
     listener_.reset();
     control_.reset();
-    daemon_.stop();
+    daemon_->stop();
 }
 
 void CharonDriver::start(const IkeDaemonSettings& wanted) {
@@ -88,14 +92,15 @@ void CharonDriver::start(const IkeDaemonSettings& wanted) {
     if (startedAt_ + lasted < Clock::now()) starts_ = 0;
     nextStart_ = Clock::now() + pauseAfter(starts_++, startPauses);
     startedAt_ = Clock::now();
-    requireFreePorts();
-    daemon_.start(wanted);
+    daemon_->start(wanted);
     running_ = wanted;
     listener_ = std::make_unique<DaemonListener>(
-        daemon_.socket(), settings_.patience,
+        daemon_->connect(settings_.patience),
         DaemonListener::Handlers{[this](const std::string& name, const std::string& line) { board_.heard(name, line); },
                                  changed_});
-    control_ = std::make_unique<IkeControl>(std::make_unique<ViciConnection>(daemon_.socket(), settings_.patience));
+    control_ = std::make_unique<IkeControl>(daemon_->connect(settings_.patience),
+                                            daemon_->isOurs() ? "" : settings_.folder + "/keys-of-others");
+    control_->forgetFormer();
     if (settings_.espInUserSpace) espProposals_ = control_->espProposals();
     attempts_.clear();
     keys_.forgetRefusals();
@@ -104,26 +109,27 @@ void CharonDriver::start(const IkeDaemonSettings& wanted) {
 // After a ViciError nothing is known of the daemon, so it was dropped (see work()).
 void CharonDriver::ensureRunning(const EngineWishes& wishes) {
     const IkeDaemonSettings wanted = daemonSettings(wishes);
-    const bool runs = control_ && daemon_.runs() && !listener_->ended();
+    const bool runs = control_ && daemon_->runs() && !listener_->ended();
     if (runs && !needsStart(running_, wanted)) {
         if (running_ == wanted) return;
-        daemon_.configure(wanted);
+        daemon_->configure(wanted);
         control_->reloadSettings();
         running_ = wanted;
         return;
     }
-    if (control_ && !runs) {
-        problem_ = remark(Refused::none, "the IKE daemon has ended and is started again");
-        logError(inEnglish({*problem_}) +
-                 (daemon_.lastWords().empty() ? "" : "; it said last: " + daemon_.lastWords()));
-    }
+    const bridge::Remark why =
+        runs                ? remark(Refused::none, "the IKE daemon is started again, with other modules or parameters")
+        : daemon_->isOurs() ? remark(Refused::none, "the IKE daemon has ended and is started again")
+                            : remark(Refused::none, "the IKE daemon has ended, or has closed the connection");
     if (runs) {
-        logEvent("the IKE daemon is started again, with other modules or parameters");
+        logEvent(inEnglish({why}));
         nextStart_ = {};
+    } else if (control_) {
+        problem_ = why;
+        const std::string words = daemon_->lastWords();
+        logError(inEnglish({why}) + (words.empty() ? "" : "; it said last: " + words));
     }
-    board_.startedAgain(runs
-                            ? remark(Refused::none, "the IKE daemon is started again, with other modules or parameters")
-                            : remark(Refused::none, "the IKE daemon has ended and is started again"));
+    board_.startedAgain(why);
     drop();
     start(wanted);
 }

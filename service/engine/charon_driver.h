@@ -29,6 +29,7 @@ public:
     struct Settings {
         std::string folder;
         std::string program;
+        std::string socket; // of a daemon that is there already; empty: the program is started
         std::uint32_t mark = 0;
         bool espInUserSpace = true;
         std::chrono::milliseconds patience{5000};
@@ -62,8 +63,8 @@ public:
     // Why the daemon does not run; nullopt when it does, or is not needed.
     const std::optional<bridge::Remark>& problem() const { return problem_; }
 
-    // Ends the daemon.
-    void drop();
+    // Ends the daemon; takes everything back from one that is not ours.
+    void drop() noexcept;
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -81,7 +82,7 @@ private:
     const Settings settings_;
     TunnelBoard& board_;
     const std::function<void()> changed_;
-    IkeDaemon daemon_;
+    const std::unique_ptr<IkeDaemon> daemon_;
     IkeDaemonSettings running_; // that the daemon was started with
     std::unique_ptr<IkeControl> control_;
     std::unique_ptr<DaemonListener> listener_;

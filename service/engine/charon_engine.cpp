@@ -27,17 +27,10 @@ constexpr auto later = std::chrono::seconds(10);
 constexpr auto timeForLogOut = std::chrono::seconds(3);
 constexpr auto timeForNames = std::chrono::seconds(5);
 
-EngineError notNow(const IkeConnection& connection, bridge::Remark why) {
-    const PolicySection& section = *connection.children.front().section;
-    return EngineError(
-        {remark(Refused::policyLine, "line %d: section [%s] can't be put into force", section.line, section.name),
-         std::move(why)});
-}
-
 // A log-in may come later; a certificate that does not fit must be noticed by who activates the policy.
 void requireCredentials(const IkePlan& plan) {
     for (const IkeConnection& connection : plan.connections) {
-        if (connection.lacks && !connection.mayCome) throw notNow(connection, *connection.lacks);
+        if (connection.lacks && !connection.mayCome) throw notInForce(connection, {*connection.lacks});
     }
 }
 
@@ -47,16 +40,19 @@ void requireGateways(const IkePlan& plan) {
     const auto unknown = firstUnknownName(names, timeForNames);
     if (!unknown) return;
     const IkeConnection& connection = plan.connections[*unknown];
-    throw notNow(connection, remark(Refused::none, "the address of the gateway %s can't be found", connection.gateway));
+    throw notInForce(connection,
+                     {remark(Refused::none, "the address of the gateway %s can't be found", connection.gateway)});
 }
 
 class CharonEngine : public Engine {
 public:
     CharonEngine(CharonSettings settings, bool espInUserSpace, const FilterMaker& makeFilter)
         : news_(std::move(settings.news)),
+          socket_(settings.socket),
           filter_(makeFilter(settings.filter)),
-          driver_({settings.folder, settings.program, settings.filter.mark, espInUserSpace, settings.patience}, board_,
-                  [this] { rounds_.ask(); }),
+          driver_({settings.folder, settings.program, settings.socket, settings.filter.mark, espInUserSpace,
+                   settings.patience},
+                  board_, [this] { rounds_.ask(); }),
           rounds_([this](bool) { return round(); }, later) {
         wishes_.lock()->parameters = std::move(settings.parameters);
     }
@@ -92,6 +88,7 @@ private:
     };
 
     const std::function<void(const TunnelNews&)> news_;
+    const std::string socket_; // of a daemon that is not ours; else empty
     FilterKeeper filter_;
     platform::Guarded<RoundCount> roundsDone_;
     std::condition_variable roundEnded_;
@@ -116,9 +113,13 @@ Remarks CharonEngine::problems() const {
 }
 
 Remarks CharonEngine::condition() const {
-    Remarks problem = problems();
-    if (!problem.empty()) return problem;
-    return {remark(Refused::none, "traffic is filtered and protected as the policy says")};
+    if (Remarks problem = problems(); !problem.empty()) return problem;
+    const bridge::Remark fine = remark(Refused::none, "traffic is filtered and protected as the policy says");
+    if (socket_.empty()) return {fine};
+    return {fine, remark(Refused::none,
+                         "the IKE daemon at %s has settings and modules of its own; parameters that go into such "
+                         "settings have no effect on it",
+                         socket_)};
 }
 
 // What resumes at the start must not depend on the network, on tokens, or on the daemon: the filter comes first then.

@@ -23,14 +23,16 @@ namespace panelkitd {
 struct CharonSettings {
     std::string folder;                               // private to us, for the daemon's files
     std::string program = "/usr/sbin/charon-systemd"; // the daemon
-    FilterOptions filter;                             // with the mark; where ESP is, the engine finds out itself
+    std::string socket;   // of a daemon that is there already and is used in place of one of our own; empty: none
+    FilterOptions filter; // with the mark; where ESP is, the engine finds out itself
     EngineParameters parameters;
     std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
     std::chrono::milliseconds patience{3000};    // for each answer of the daemon
 };
 
-// Throws EngineError when another program uses the ports of IKE, and on systems without such a daemon. The daemon is
-// started when the first policy with tunnels is applied. `makeFilter` is makePacketFilter() except in tests.
+// Throws EngineError when another program uses the ports of IKE or could make that socket, and on systems without such
+// a daemon. The daemon is started when the first policy with tunnels is applied. `makeFilter` is makePacketFilter()
+// except in tests.
 using FilterMaker = std::function<std::unique_ptr<PacketFilter>(const FilterOptions&)>;
 std::unique_ptr<Engine> makeCharonEngine(CharonSettings settings, const FilterMaker& makeFilter = makePacketFilter);
 

@@ -7,22 +7,22 @@
 
 namespace panelkitd {
 
-DaemonListener::DaemonListener(const std::string& socket, std::chrono::milliseconds patience, Handlers handlers)
-    : vici_(socket, patience), handlers_(std::move(handlers)) {
-    for (const char* event : {"log", "ike-updown", "child-updown", "ike-rekey", "child-rekey"}) vici_.subscribe(event);
+DaemonListener::DaemonListener(std::unique_ptr<ViciConnection> connection, Handlers handlers)
+    : vici_(std::move(connection)), handlers_(std::move(handlers)) {
+    for (const char* event : {"log", "ike-updown", "child-updown", "ike-rekey", "child-rekey"}) vici_->subscribe(event);
     thread_ = std::thread([this] { listen(); });
 }
 
 DaemonListener::~DaemonListener() {
     stopping_ = true;
-    vici_.close();
+    vici_->close();
     thread_.join();
 }
 
 void DaemonListener::listen() {
     try {
         while (!stopping_) {
-            if (const auto event = vici_.nextEvent(std::chrono::hours(1))) take(*event);
+            if (const auto event = vici_->nextEvent(std::chrono::hours(1))) take(*event);
         }
     } catch (const std::exception& error) {
         if (!stopping_) logFailure("listening to the IKE daemon", error);

@@ -9,6 +9,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -23,7 +24,7 @@ public:
     };
 
     // Throws ViciError.
-    DaemonListener(const std::string& socket, std::chrono::milliseconds patience, Handlers handlers);
+    DaemonListener(std::unique_ptr<ViciConnection> connection, Handlers handlers);
     ~DaemonListener();
     DaemonListener(const DaemonListener&) = delete;
     DaemonListener& operator=(const DaemonListener&) = delete;
@@ -35,7 +36,7 @@ private:
     void listen();
     void take(const ViciPacket& event) const;
 
-    ViciConnection vici_;
+    const std::unique_ptr<ViciConnection> vici_;
     const Handlers handlers_;
     std::atomic<bool> ended_ = false;
     std::atomic<bool> stopping_ = false;

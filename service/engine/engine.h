@@ -84,6 +84,7 @@ struct EngineOptions {
 
     // For "charon":
     std::string folder; // private to the service, for the daemon's files
+    std::string socket; // of an IKE daemon that is there already; empty: one of our own is started
     EngineParameters parameters;
     std::function<void(const TunnelNews&)> news; // called on a thread of the engine; must not block
 };

@@ -18,6 +18,7 @@ std::unique_ptr<Engine> makeEngine(const EngineOptions& options) {
     if (options.name == "charon") {
         CharonSettings settings;
         settings.folder = options.folder;
+        settings.socket = options.socket;
         settings.parameters = options.parameters;
         settings.news = options.news;
         return makeCharonEngine(std::move(settings));

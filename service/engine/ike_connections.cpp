@@ -161,7 +161,7 @@ std::string nameOf(const PolicySection& section) {
     for (const char byte : facts) hash = (hash ^ static_cast<unsigned char>(byte)) * 1099511628211U;
     std::string digits;
     for (; digits.size() < 16; hash >>= 4U) digits += "0123456789abcdef"[hash & 15U];
-    return "panelkit-" + digits;
+    return ourPrefix + digits;
 }
 
 IkeConnection begun(const PolicySection& section, const EngineCredentials& credentials, const IkeOptions& options) {
@@ -203,6 +203,14 @@ std::vector<IkeConnection> ikeConnections(const PolicyText& policy, const Engine
         connections[place->second].children.push_back({&section, childOf(section, options)});
     }
     return connections;
+}
+
+EngineError notInForce(const IkeConnection& connection, const Remarks& why) {
+    const PolicySection& section = *connection.children.front().section;
+    Remarks remarks{
+        remark(Refused::policyLine, "line %d: section [%s] can't be put into force", section.line, section.name)};
+    remarks.insert(remarks.end(), why.begin(), why.end());
+    return EngineError(std::move(remarks));
 }
 
 ViciSection loadMessage(const IkeConnection& connection) {

@@ -32,6 +32,9 @@ struct IkeChild {
     ViciSection config;
 };
 
+// The names of all that the daemon is given begin with it.
+inline constexpr const char* ourPrefix = "panelkit-";
+
 struct IkeConnection {
     std::string name;
     ViciSection config; // without its children
@@ -50,6 +53,9 @@ struct IkeConnection {
 // names section and line, for two sections that need different preshared keys for the same gateway.
 std::vector<IkeConnection> ikeConnections(const PolicyText& policy, const EngineCredentials& credentials,
                                           const IkeOptions& options);
+
+// That the section of the connection, the first of several, can't be put into force.
+EngineError notInForce(const IkeConnection& connection, const Remarks& why);
 
 // The message that loads a connection, with all its children.
 ViciSection loadMessage(const IkeConnection& connection);

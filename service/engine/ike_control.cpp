@@ -3,28 +3,19 @@
 
 #include <service/base/log.h>
 
+#include <platform/system/files.h>
+
 #include <algorithm>
+#include <fstream>
 #include <utility>
 
 namespace panelkitd {
-
-using vocabulary::Refused;
 
 namespace {
 
 std::string bytesOf(const ViciSection& message) { return encodeVici({ViciPacketType::request, "load-conn", message}); }
 
 bool isSame(const ViciSection& a, const ViciSection& b) { return bytesOf(a) == bytesOf(b); }
-
-std::string hexOf(const std::string& bytes) {
-    std::string text;
-    for (const char byte : bytes) {
-        const auto value = static_cast<unsigned char>(byte);
-        text += "0123456789abcdef"[value >> 4U];
-        text += "0123456789abcdef"[value & 15U];
-    }
-    return text;
-}
 
 // A connection's message without its children, and each child.
 ViciSection withoutChildren(const ViciSection& message) {
@@ -45,6 +36,45 @@ void IkeControl::tryTo(const std::string& command, ViciSection message) {
     } catch (const ViciRefusal& refusal) {
         logDebug("the IKE daemon, " + command + ": " + refusal.what());
     }
+}
+
+// ---- a daemon that others use too
+
+void IkeControl::forgetFormer() {
+    if (!isShared()) return;
+    for (const char* kind : {"conns", "shared"}) {
+        const ViciSection answer = vici_->request(std::string("get-") + kind);
+        const bool isConnection = kind[0] == 'c';
+        const std::vector<std::string>* names = answer.list(isConnection ? "conns" : "keys");
+        for (const std::string& name : names ? *names : std::vector<std::string>()) {
+            if (!name.starts_with(ourPrefix)) continue;
+            if (!isConnection) {
+                tryTo("unload-shared", ViciSection().add("id", name));
+                continue;
+            }
+            tryTo("unload-conn", ViciSection().add("name", name));
+            endConnection(name);
+        }
+    }
+    std::ifstream notes(notes_);
+    for (std::string id; std::getline(notes, id);) tryTo("unload-key", ViciSection().add("id", id));
+    noteKeys();
+}
+
+void IkeControl::withdraw() {
+    const Loaded all = loaded_;
+    restore({});
+    for (const auto& [name, message] : all) endConnection(name);
+    keepOnlyKeys({});
+    setSharedKeys({});
+}
+
+// The ids are no secrets.
+void IkeControl::noteKeys() const {
+    if (!isShared()) return;
+    std::string ids;
+    for (const auto& [key, id] : keys_) ids += id + '\n';
+    platform::updateOwnFile(notes_, ids);
 }
 
 // ---- connections
@@ -111,109 +141,7 @@ std::vector<IkeControl::Ended> IkeControl::keepOnly(const std::vector<IkeConnect
     return ended;
 }
 
-// ---- keys
-
-void IkeControl::loadKey(const TokenKey& key, const platform::Secret& pin) {
-    if (keys_.contains(key)) return;
-    ViciSection message;
-    message.add("handle", hexOf(key.keyId)).add("module", key.module);
-    if (key.slotMatters) message.add("slot", std::to_string(key.slot));
-    if (!pin.empty()) message.add("pin", pin);
-    keys_.insert_or_assign(key, vici_->request("load-token", std::move(message)).text("id"));
-}
-
-void IkeControl::keepOnlyKeys(const std::set<TokenKey>& keys) {
-    for (auto key = keys_.begin(); key != keys_.end();) {
-        if (keys.contains(key->first)) {
-            ++key;
-            continue;
-        }
-        tryTo("unload-key", ViciSection().add("id", key->second));
-        key = keys_.erase(key);
-    }
-}
-
-void IkeControl::setSharedKeys(const std::map<std::string, SharedKey>& keys) {
-    for (auto key = shared_.begin(); key != shared_.end();) {
-        if (keys.contains(key->first)) {
-            ++key;
-            continue;
-        }
-        tryTo("unload-shared", ViciSection().add("id", key->first));
-        key = shared_.erase(key);
-    }
-    for (const auto& [name, key] : keys) {
-        const auto present = shared_.find(name);
-        const bool same = present != shared_.end() && present->second.value.view() == key.value.view() &&
-                          present->second.owners == key.owners;
-        if (same) continue;
-        vici_->request(
-            "load-shared",
-            ViciSection().add("id", name).add("type", "IKE").add("data", key.value).add("owners", key.owners));
-        shared_.insert_or_assign(name, key);
-    }
-}
-
-std::optional<bridge::Remark> IkeControl::loadCrl(const EngineCrl& crl) {
-    if (crl.der.size() > vici::longestValue) {
-        return remark(Refused::none,
-                      "the IKE daemon can't use the revocation list of \"%s\": it has %d bytes, more than %d",
-                      crl.issuer, crl.der.size(), vici::longestValue);
-    }
-    if (!crl.hasKeyId) {
-        return remark(Refused::none,
-                      "the IKE daemon can't use the revocation list of \"%s\": it has no authority key identifier",
-                      crl.issuer);
-    }
-    try {
-        vici_->request("load-cert", ViciSection().add("type", "X509_CRL").add("flag", "NONE").add("data", crl.der));
-    } catch (const ViciRefusal& refusal) {
-        return remark(Refused::none, "the IKE daemon can't use the revocation list of \"%s\": %s", crl.issuer,
-                      refusal.what());
-    }
-    newCrls_ = true;
-    return std::nullopt;
-}
-
-std::vector<bridge::Remark> IkeControl::addCrls(const std::vector<EngineCrl>& crls) {
-    std::vector<bridge::Remark> problems;
-    for (const EngineCrl& crl : crls) {
-        auto known = crls_.find(crl.der);
-        if (known == crls_.end()) {
-            known = crls_.emplace(crl.der, loadCrl(crl)).first;
-            if (known->second) logError(inEnglish({*known->second}));
-        }
-        if (known->second) problems.push_back(*known->second);
-    }
-    return problems;
-}
-
-void IkeControl::forgetReplacedCrls(const std::vector<EngineCrl>& crls) {
-    std::set<std::string> wanted, present;
-    for (const EngineCrl& crl : crls) wanted.insert(crl.der);
-    for (const auto& [der, problem] : crls_) present.insert(der);
-    if (std::includes(wanted.begin(), wanted.end(), present.begin(), present.end()) ||
-        std::includes(present.begin(), present.end(), wanted.begin(), wanted.end())) {
-        return;
-    }
-    vici_->request("clear-creds");
-    keys_.clear();
-    shared_.clear();
-    anchors_.clear();
-    crls_.clear();
-}
-
-bool IkeControl::takesAnchor(const std::string& der) {
-    const auto [anchor, isNew] = anchors_.emplace(der, false);
-    if (!isNew) return anchor->second;
-    try {
-        vici_->request("load-cert", ViciSection().add("type", "X509").add("flag", "CA").add("data", der));
-        anchor->second = true;
-    } catch (const ViciRefusal& refusal) {
-        logError(std::string("the IKE daemon can't use the certificate of an authority: ") + refusal.what());
-    }
-    return anchor->second;
-}
+// ---- tunnels
 
 std::vector<std::string> IkeControl::espProposals() {
     const ViciSection known = vici_->request("get-algorithms");
@@ -227,8 +155,6 @@ std::vector<std::string> IkeControl::espProposals() {
     if (has("encryption", "AES_CBC")) proposals.emplace_back("aes256-aes192-aes128-sha256-sha384-sha512");
     return proposals;
 }
-
-// ---- tunnels
 
 // Without waiting for the gateway.
 void IkeControl::initiate(const std::string& connection, const std::string& section) {

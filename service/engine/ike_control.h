@@ -3,6 +3,9 @@
 // What one process of the IKE daemon has been given: connections, private keys on tokens, preshared keys and revocation
 // lists; and the commands on its tunnels. It ends with the process: a new one has to be given everything again.
 //
+// A daemon that others use too is asked only for what has our prefix (ourPrefix), and for the keys that were loaded
+// here.
+//
 // One thread uses it at a time. Every function throws ViciError when the daemon does not answer or answers nonsense,
 // and ViciRefusal when it refuses.
 #pragma once
@@ -23,7 +26,14 @@ namespace panelkitd {
 
 class IkeControl {
 public:
-    explicit IkeControl(std::unique_ptr<ViciConnection> connection) : vici_(std::move(connection)) {}
+    // `notes` is a file of ours for the ids of loaded keys, if others use the daemon too; else empty.
+    explicit IkeControl(std::unique_ptr<ViciConnection> connection, std::string notes = {})
+        : vici_(std::move(connection)), notes_(std::move(notes)) {}
+
+    // If others use it too: removes what a service that was killed has left there.
+    void forgetFormer();
+    // Takes everything back, but certificates and lists: the daemon can only forget all of them, others' too.
+    void withdraw();
 
     // ---- connections
 
@@ -69,7 +79,7 @@ public:
     std::vector<bridge::Remark> addCrls(const std::vector<EngineCrl>& crls);
     // Makes the daemon forget its lists if one of them was replaced: of two lists it uses the one that it got first. It
     // can only forget all its keys and authorities with them, which are to be loaded again. A list that is merely gone
-    // stays.
+    // stays, and so does every list if others use the daemon too.
     void forgetReplacedCrls(const std::vector<EngineCrl>& crls);
     // Whether addCrls() has loaded any since the last call.
     bool hadNewCrls() { return std::exchange(newCrls_, false); }
@@ -99,7 +109,11 @@ private:
     std::optional<bridge::Remark> loadCrl(const EngineCrl& crl);
     void tryTo(const std::string& command, ViciSection message);
 
-    std::unique_ptr<ViciConnection> vici_;
+    bool isShared() const { return !notes_.empty(); }
+    void noteKeys() const;
+
+    const std::unique_ptr<ViciConnection> vici_;
+    const std::string notes_;
     Loaded loaded_;
     std::map<TokenKey, std::string> keys_; // and what the daemon calls them
     std::map<std::string, SharedKey> shared_;

@@ -69,7 +69,7 @@ std::string moduleLines(const IkeDaemonSettings& settings) {
 std::string moduleName(const IkeDaemonSettings& settings, const std::string& path) {
     const auto& modules = settings.modules;
     const auto found = std::find_if(modules.begin(), modules.end(), [&](const auto& m) { return m.path == path; });
-    return "m" + std::to_string(found - modules.begin());
+    return found == modules.end() ? std::string() : "m" + std::to_string(found - modules.begin());
 }
 
 std::string daemonConfiguration(const IkeDaemonSettings& settings, const std::string& socket) {
@@ -91,7 +91,7 @@ std::string daemonConfiguration(const IkeDaemonSettings& settings, const std::st
            moduleLines(settings) + "      }\n    }\n  }\n}\n";
 }
 
-IkeDaemon::IkeDaemon(std::string folder, std::string program)
+OwnIkeDaemon::OwnIkeDaemon(std::string folder, std::string program)
     : folder_(std::move(folder)), program_(std::move(program)), socket_(folder_ + "/vici") {
     if (socket_.size() > longestSocket) {
         throw failure(remark(Refused::none, "the path of its control socket, %s, is longer than %d bytes", socket_,
@@ -101,9 +101,9 @@ IkeDaemon::IkeDaemon(std::string folder, std::string program)
     requireFreePorts();
 }
 
-IkeDaemon::~IkeDaemon() { stop(); }
+OwnIkeDaemon::~OwnIkeDaemon() { stop(); }
 
-void IkeDaemon::configure(const IkeDaemonSettings& settings) const {
+void OwnIkeDaemon::configure(const IkeDaemonSettings& settings) const {
     try {
         platform::updateOwnFile(folder_ + "/charon.conf", daemonConfiguration(settings, socket_));
     } catch (const platform::FileError& error) {
@@ -111,8 +111,9 @@ void IkeDaemon::configure(const IkeDaemonSettings& settings) const {
     }
 }
 
-void IkeDaemon::start(const IkeDaemonSettings& settings) {
+void OwnIkeDaemon::start(const IkeDaemonSettings& settings) {
     stop();
+    requireFreePorts();
     configure(settings);
     platform::ChildOptions options;
     options.arguments = {program_};
@@ -127,10 +128,10 @@ void IkeDaemon::start(const IkeDaemonSettings& settings) {
         throw failure(remark(Refused::none, "%s", error.what()));
     }
     awaitSocket();
-    logEvent("the IKE daemon runs, process " + std::to_string(id()));
+    logEvent("the IKE daemon runs, process " + std::to_string(child_->id()));
 }
 
-void IkeDaemon::awaitSocket() {
+void OwnIkeDaemon::awaitSocket() {
     const auto deadline = Clock::now() + timeToStart;
     for (;;) {
         try {
@@ -150,7 +151,11 @@ void IkeDaemon::awaitSocket() {
     }
 }
 
-std::string IkeDaemon::lastWords() const {
+std::unique_ptr<ViciConnection> OwnIkeDaemon::connect(milliseconds patience) const {
+    return std::make_unique<ViciConnection>(socket_, patience);
+}
+
+std::string OwnIkeDaemon::lastWords() const {
     if (!child_) return {};
     std::string words = child_->errorSoFar();
     while (!words.empty() && words.back() == '\n') words.pop_back();
@@ -158,11 +163,48 @@ std::string IkeDaemon::lastWords() const {
     return (line == words.npos ? words : words.substr(line + 1)).substr(0, 500);
 }
 
-void IkeDaemon::stop() {
+void OwnIkeDaemon::stop() {
     if (!child_) return;
     child_->terminate();
     child_->wait(timeToEnd);
     child_.reset();
+}
+
+// ---- a daemon that is not ours
+
+PresentIkeDaemon::PresentIkeDaemon(const std::string& folder, std::string socket) : socket_(std::move(socket)) {
+    endLeftOver(folder + "/charon.conf");
+    requireSocketOfRoot(socket_);
+}
+
+std::unique_ptr<ViciConnection> PresentIkeDaemon::connect(milliseconds patience) const {
+    requireSocketOfRoot(socket_);
+    auto connection = std::make_unique<ViciConnection>(socket_, patience);
+    if (connection->peer().superuser) return connection;
+    throw failure(remark(Refused::none, "the program at the socket %s does not run as root", socket_));
+}
+
+void PresentIkeDaemon::start(const IkeDaemonSettings& settings) {
+    try {
+        const ViciSection stats = connect(milliseconds(2000))->request("stats");
+        const std::vector<std::string>* loaded = stats.list("plugins");
+        const bool inUserSpace =
+            loaded && std::find(loaded->begin(), loaded->end(), "kernel-libipsec") != loaded->end();
+        if (inUserSpace == settings.espInUserSpace) return;
+    } catch (const ViciError& error) {
+        throw failure(remark(Refused::none, "%s", error.what()));
+    } catch (const ViciRefusal& refusal) {
+        throw failure(remark(Refused::none, "%s", refusal.what()));
+    }
+    throw failure(settings.espInUserSpace
+                      ? remark(Refused::none,
+                               "the kernel has no ESP, and the IKE daemon at %s does not have its plugin "
+                               "kernel-libipsec",
+                               socket_)
+                      : remark(Refused::none,
+                               "the kernel has ESP, but the IKE daemon at %s has its plugin "
+                               "kernel-libipsec, which takes its place",
+                               socket_));
 }
 
 } // namespace panelkitd

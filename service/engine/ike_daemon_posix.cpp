@@ -10,6 +10,7 @@
 #include <netinet/in.h>
 #include <signal.h> // NOLINT(modernize-deprecated-headers): for kill()
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -19,6 +20,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <system_error>
 #include <thread>
 
 namespace panelkitd {
@@ -106,6 +108,39 @@ bool hasAddress(const std::string& host) {
     const bool has = ::getaddrinfo(host.c_str(), nullptr, nullptr, &found) == 0 && found;
     if (found) ::freeaddrinfo(found);
     return has;
+}
+
+namespace {
+
+std::optional<bridge::Remark> problemOf(const std::filesystem::path& path, bool isSocket) {
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (isSocket && errno == ENOENT) return std::nullopt; // it may come
+        return remark(Refused::none, "%s can't be examined: %s", path.string(), std::generic_category().message(errno));
+    }
+    if (status.st_uid != 0) return remark(Refused::none, "%s does not belong to root", path.string());
+    if (isSocket && !S_ISSOCK(status.st_mode)) return remark(Refused::none, "%s is not a socket", path.string());
+    const bool othersWrite = (status.st_mode & S_IWOTH) != 0 || ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0);
+    if (isSocket || !othersWrite || (status.st_mode & S_ISVTX) != 0) return std::nullopt;
+    return remark(Refused::none, "%s can be written by other accounts", path.string());
+}
+
+} // namespace
+
+void requireSocketOfRoot(const std::string& path) {
+    const auto refuse = [&](const bridge::Remark& why) {
+        throw EngineError({remark(Refused::none, "the socket %s can't be trusted", path), why});
+    };
+    if (!path.starts_with('/')) refuse(remark(Refused::none, "its path is not absolute: %s", path));
+    const std::filesystem::path given(path);
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::canonical(given.parent_path(), error);
+    if (error) refuse(remark(Refused::none, "%s can't be examined: %s", given.parent_path().string(), error.message()));
+    if (const auto why = problemOf(folder / given.filename(), true)) refuse(*why);
+    for (std::filesystem::path part = folder;; part = part.parent_path()) {
+        if (const auto why = problemOf(part, false)) refuse(*why);
+        if (part == part.root_path()) return;
+    }
 }
 
 void requireFreePorts() {

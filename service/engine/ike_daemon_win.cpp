@@ -9,6 +9,8 @@ bool kernelHasEsp() { return false; }
 
 void endLeftOver(const std::string& /*configuration*/) {}
 
+void requireSocketOfRoot(const std::string& /*path*/) { requireFreePorts(); }
+
 bool hasAddress(const std::string& /*host*/) { return false; }
 
 void requireFreePorts() {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/engine/ike_state.h>
 
+#include <service/engine/ike_connections.h>
+
 #include <utility>
 
 namespace panelkitd {
@@ -43,6 +45,7 @@ void addChildren(const ViciSection& ike, const ViciSection& children, IkeStates&
 }
 
 void addConnection(const std::string& name, const ViciSection& ike, IkeStates& into) {
+    if (!name.starts_with(ourPrefix)) return;
     const std::string state = ike.text("state");
     if (state == "DELETING" || state == "DESTROYING") return;
     into.all[name].push_back(ike.number("uniqueid"));

@@ -44,6 +44,9 @@ public:
     // Returns the next event; nullopt when none has come in that time. Throws ViciError when the connection ends.
     std::optional<ViciPacket> nextEvent(std::chrono::milliseconds time);
 
+    // Who is at the other end.
+    bridge::Peer peer() const { return channel_->peer(); }
+
     // Ends the connection; a wait in another thread ends with a ViciError.
     void close() { channel_->close(); }
 

@@ -27,6 +27,9 @@ TEST(TheServicesCommandLine, IsToldByTheManualPageThatIsInTheTree) { // panelkit
 TEST(TheServicesCommandLine, RefusesWhatItDoesNotKnow) {
     EXPECT_EQ(panelkitd("--endpiont").status, 2);
     EXPECT_EQ(panelkitd("--stop-grace=0").status, 2);
+    for (const char* wrong : {"--charon-socket=/run/charon.vici", "--charon-socket="}) {
+        EXPECT_EQ(panelkitd(wrong).status, 2) << wrong;
+    }
     EXPECT_THAT(panelkitd("--version").output, testing::StartsWith("panelkitd "));
     EXPECT_THAT(panelkitd("--help").output, testing::Not(testing::HasSubstr("--manual"))) << "it is for the build";
 }
