@@ -41,6 +41,7 @@ panelkit_test(test_service_certs_tokens LINK certificate_maker panelkitd_parts D
 panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
     service/certs_rules_test.cpp
     service/config_rules_test.cpp
+    service/dispatcher_test.cpp
     POSIX service/trust_rules_posix_test.cpp)
 if(NOT WIN32)
     panelkit_test(test_service_rights DEPENDS panelkitd SOURCES
@@ -154,5 +155,6 @@ if(NOT WIN32)
         support/memory_scan_posix.cpp
         service/tunnels_posix_test.cpp
         service/tunnels_present_posix_test.cpp
+        service/tunnels_sections_posix_test.cpp
         service/tunnels_service_posix_test.cpp)
 endif()

@@ -5,8 +5,6 @@
 
 #include <service/engine/ike_state.h>
 
-#include <algorithm>
-
 namespace panelkitd {
 namespace {
 
@@ -103,50 +101,6 @@ TEST_F(TunnelsWithACurve, CarryTrafficIfTheDaemonKnowsCurves) {
     ASSERT_TRUE(comesUp()) << why(tunnel());
     EXPECT_TRUE(pings("10.9.0.1"));
     EXPECT_THAT(gateway_->seen().plain, IsEmpty());
-}
-
-// Which packets go through the tunnel, beside it, or nowhere: the sections in one order and in the other.
-TEST_F(Tunnels, LetTheFirstSectionDecideWithinAProtectedNetwork) {
-    const std::string head = "title = T\nversion = 1\n";
-    const std::string protect = "[office]\naction = protect\nnetwork = 10.9.0.0/16\ngateway = 192.168.8.2\n"
-                                "subject = CN=anna\n";
-    const auto web = [](const std::string& action) {
-        return "[" + action + "]\naction = " + action + "\nnetwork = 10.9.0.0/24\nprotocol = tcp\nport = 7777\n";
-    };
-    const std::string onlyWeb = protect + "protocol = tcp\nport = 7777\n";
-    std::string many;
-    for (int i = 0; i < 30; ++i) {
-        many += "[s" + std::to_string(i) + "]\naction = pass\nnetwork = 10.10.0." + std::to_string(i) + "\n";
-    }
-    enum class Way : unsigned char { tunnel, clear, nowhere };
-    const struct {
-        const char* what;
-        std::string sections;
-        Way tcp, ping;
-    } rows[] = {
-        {"pass first", web("pass") + protect, Way::clear, Way::tunnel},
-        {"protect before pass", protect + web("pass"), Way::tunnel, Way::tunnel},
-        {"drop first", web("drop") + protect, Way::nowhere, Way::tunnel},
-        {"protect before drop", protect + web("drop"), Way::tunnel, Way::tunnel},
-        {"pass before drop", web("pass") + web("drop") + protect, Way::clear, Way::tunnel},
-        {"drop before pass", web("drop") + web("pass") + protect, Way::nowhere, Way::tunnel},
-        {"nothing matches the rest", onlyWeb, Way::tunnel, Way::clear},
-        {"lists of sections", many + web("pass") + protect, Way::clear, Way::tunnel},
-    };
-    start();
-    logIn();
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        apply(head + row.sections);
-        ASSERT_TRUE(comesUp()) << why(tunnel());
-        gateway_->seen();
-        EXPECT_EQ(answersTcp("10.9.0.1"), row.tcp != Way::nowhere);
-        const bool answered = pings("10.9.0.1");
-        EXPECT_TRUE(answered || row.ping == Way::clear); // then the gateway may send its answers into the tunnel
-        const auto plain = gateway_->seen().plain;
-        EXPECT_EQ(std::count(plain.begin(), plain.end(), "6 10.9.0.1:7777") > 0, row.tcp == Way::clear);
-        EXPECT_EQ(std::count(plain.begin(), plain.end(), "1 10.9.0.1") > 0, row.ping == Way::clear);
-    }
 }
 
 TEST_F(Tunnels, StayUpWhenTheirSectionStaysTheSameAndAFilterThatWasChangedComesBack) {

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+//
+// Which packets go through a tunnel, beside it, or nowhere: the sections in one order and in the other.
+#include "tunnels_fixture_posix.h"
+
+#include <algorithm>
+
+namespace panelkitd {
+namespace {
+
+class TunnelsOfAFamily : public Tunnels {
+protected:
+    struct Family {
+        const char *network, *part, *others; // others: where a list of sections has addresses
+        const char *gateway, *host;
+        const char *tcp, *ping; // on the cable
+    };
+    enum class Way : unsigned char { tunnel, clear, nowhere };
+
+    void letTheFirstSectionDecide(const Family& family) {
+        const std::string head = "title = T\nversion = 1\n";
+        const std::string protect = std::string("[office]\naction = protect\nnetwork = ") + family.network +
+                                    "\ngateway = " + family.gateway + "\nsubject = CN=anna\n";
+        const auto web = [&](const std::string& action) {
+            return "[" + action + "]\naction = " + action + "\nnetwork = " + family.part +
+                   "\nprotocol = tcp\nport = 7777\n";
+        };
+        const std::string onlyWeb = protect + "protocol = tcp\nport = 7777\n";
+        std::string many;
+        for (int i = 0; i < 30; ++i) {
+            many +=
+                "[s" + std::to_string(i) + "]\naction = pass\nnetwork = " + family.others + std::to_string(i) + "\n";
+        }
+        const struct {
+            const char* what;
+            std::string sections;
+            Way tcp, ping;
+        } rows[] = {
+            {"pass first", web("pass") + protect, Way::clear, Way::tunnel},
+            {"protect before pass", protect + web("pass"), Way::tunnel, Way::tunnel},
+            {"drop first", web("drop") + protect, Way::nowhere, Way::tunnel},
+            {"protect before drop", protect + web("drop"), Way::tunnel, Way::tunnel},
+            {"pass before drop", web("pass") + web("drop") + protect, Way::clear, Way::tunnel},
+            {"drop before pass", web("drop") + web("pass") + protect, Way::nowhere, Way::tunnel},
+            {"nothing matches the rest", onlyWeb, Way::tunnel, Way::clear},
+            {"lists of sections", many + web("pass") + protect, Way::clear, Way::tunnel},
+        };
+        gateway_->configure(gateWith(family.gateway));
+        start();
+        logIn();
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.what);
+            apply(head + row.sections);
+            ASSERT_TRUE(comesUp()) << why(tunnel());
+            gateway_->seen();
+            EXPECT_EQ(answersTcp(family.host), row.tcp != Way::nowhere);
+            const bool answered = pings(family.host);
+            EXPECT_TRUE(answered || row.ping == Way::clear); // then the gateway may send its answers into the tunnel
+            const auto plain = gateway_->seen().plain;
+            EXPECT_EQ(std::count(plain.begin(), plain.end(), family.tcp) > 0, row.tcp == Way::clear);
+            EXPECT_EQ(std::count(plain.begin(), plain.end(), family.ping) > 0, row.ping == Way::clear);
+        }
+    }
+};
+
+TEST_F(TunnelsOfAFamily, LetTheFirstSectionDecideWithIPv4) {
+    letTheFirstSectionDecide({.network = "10.9.0.0/16",
+                              .part = "10.9.0.0/24",
+                              .others = "10.10.0.",
+                              .gateway = "192.168.8.2",
+                              .host = "10.9.0.1",
+                              .tcp = "6 10.9.0.1:7777",
+                              .ping = "1 10.9.0.1"});
+}
+
+TEST_F(TunnelsOfAFamily, LetTheFirstSectionDecideWithIPv6) {
+    letTheFirstSectionDecide({.network = "fd99::/64",
+                              .part = "fd99::/112",
+                              .others = "fd10::",
+                              .gateway = "fd78::2",
+                              .host = "fd99::1",
+                              .tcp = "6 fd99::1:7777",
+                              .ping = "58 fd99::1"});
+}
+
+} // namespace
+} // namespace panelkitd
