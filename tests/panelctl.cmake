@@ -2,7 +2,7 @@
 
 panelkit_test(test_panelctl_parts LINK panelctl_parts SOURCES
     panelctl/parts_test.cpp
-    POSIX panelctl/read_secrets_posix_test.cpp
+    POSIX panelctl/parts_posix_test.cpp
     support/freed_memory.cpp)
 panelkit_test(test_panelctl_language LINK panelctl_parts DEPENDS catalogues SOURCES
     panelctl/language_test.cpp)

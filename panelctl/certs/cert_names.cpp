@@ -40,9 +40,8 @@ bool contains(const std::string& text, const std::string& part) {
 
 bool named(const CertInfo& certificate, const std::string& name) {
     const std::string digits = hexDigits(name);
-    return certificate.subject == name || (!name.empty() && commonName(certificate.subject) == name) ||
-           certificate.serialNumber == name || sameNumber(digits, certificate.serialNumber) ||
-           beginsFingerprint(digits, certificate.fingerprint);
+    return certificate.subject == name || commonName(certificate.subject) == name || certificate.serialNumber == name ||
+           sameNumber(digits, certificate.serialNumber) || beginsFingerprint(digits, certificate.fingerprint);
 }
 
 bool named(const CRLInfo& crl, const std::string& name) {

@@ -39,7 +39,10 @@ SendCommandProgress::SendCommandProgress(BridgeSession* overSession, ModuleIdTyp
                                          IdleLoop* whileRunning)
     : session(overSession), module(ofModule), command(code), idle(whileRunning) {}
 
-SendCommandProgress::~SendCommandProgress() { platform::wipe(payload); }
+SendCommandProgress::~SendCommandProgress() {
+    platform::wipe(payload);
+    platform::wipe(reply); // an exported private key, say
+}
 
 bool SendCommandProgress::DoWork() {
     const platform::WipeOnExit wiped(payload);

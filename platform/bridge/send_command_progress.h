@@ -42,7 +42,7 @@ public:
     SendCommandProgress& operator=(const SendCommandProgress&) = delete;
 
     // Sends the command and fills `reply`; returns true when the module answered. Execute runs it on a thread of the
-    // bridge. The payload is wiped afterwards, since it may have carried a secret.
+    // bridge. The payload is wiped afterwards, and the reply with this object, since both may carry secrets.
     virtual bool DoWork();
 
     // Runs DoWork and returns its result; while it works, calls the idle loop. With a null session it returns false at

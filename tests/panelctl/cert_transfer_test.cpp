@@ -100,6 +100,7 @@ TEST_F(FileVerbs, ImportSeveralByOneCommandAndNameWhatWasDone) {
     const auto failed = several({imported, alreadyThere, tokenFull});
     EXPECT_EQ(failed.status, 32);
     EXPECT_THAT(failed.error, HasSubstr("token \"Office\" is full\n2 of 5 were imported before\n  Root\n  gate east"));
+    EXPECT_THAT(failed.error, HasSubstr("certificate \"gate east\\x1B[2J\" is already on token"));
     const auto cut = several({imported});
     EXPECT_EQ(cut.status, 8);
     EXPECT_THAT(cut.error, HasSubstr("the service did not say how an import ended\n2 of 5 were imported before"));

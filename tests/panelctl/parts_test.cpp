@@ -2,6 +2,7 @@
 //
 // What panelctl is made of, piece by piece.
 #include <panelctl/base/exit_codes.h>
+#include <panelctl/base/input.h>
 #include <panelctl/base/mistakes.h>
 #include <panelctl/base/output.h>
 #include <panelctl/base/say.h>
@@ -9,8 +10,10 @@
 #include <panelctl/certs/cert_format.h>
 #include <panelctl/certs/cert_outcomes.h>
 #include <panelctl/certs/choosing.h>
+#include <panelctl/certs/import_file.h>
 #include <panelctl/tokens/token_names.h>
 
+#include "../support/running_service.h"
 #include "../support/standard_output.h"
 #include "../support/test.h"
 
@@ -180,6 +183,18 @@ TEST(AFingerprint, IsNamedByEightDigitsOrMore) {
     EXPECT_TRUE(beginsFingerprint("01234567", "0123456789"));
     EXPECT_FALSE(beginsFingerprint("0123456", "0123456789"));
     EXPECT_FALSE(beginsFingerprint("12345678", "0123456789"));
+}
+
+TEST(AFileOfTheLargestSize, IsTaken) {
+    const TemporaryFolder folder;
+    const std::string path = folder.file("file");
+    std::ofstream(path) << "12345";
+    EXPECT_EQ(readInput(path, 5), "12345");
+    EXPECT_THROW(readInput(path, 4), CommandError);
+    std::filesystem::resize_file(path, largestImport);
+    EXPECT_NO_THROW(requireImportable(path));
+    std::filesystem::resize_file(path, largestImport + 1);
+    EXPECT_THROW(requireImportable(path), CommandError);
 }
 
 // ---- names of tokens
