@@ -16,11 +16,15 @@ from pathlib import Path
 
 INSTRUMENTED = "panelkitd_parts"
 FOLDER = "service/"
+# clang 14 crashes when it compiles these with counters; for them all dependent tests are run.
+UNCOUNTED = ("service/engine/filter_rules.cpp", "service/engine/filter_expressions.cpp")
 
 SETTINGS = """
 cmake_language(DEFER DIRECTORY ${{CMAKE_SOURCE_DIR}} CALL target_compile_options {target} PRIVATE
     -fprofile-instr-generate={raw}/%c%p.profraw -fcoverage-mapping "SHELL:-mllvm -runtime-counter-relocation")
 cmake_language(DEFER DIRECTORY ${{CMAKE_SOURCE_DIR}} CALL target_link_options {target} INTERFACE -fprofile-instr-generate)
+cmake_language(DEFER DIRECTORY ${{CMAKE_SOURCE_DIR}} CALL set_source_files_properties {uncounted}
+    TARGET_DIRECTORY {target} PROPERTIES COMPILE_OPTIONS "-fno-profile-instr-generate;-fno-coverage-mapping")
 """
 
 
@@ -59,7 +63,8 @@ class Reach:
         self.raw.chmod(0o1777)
         settings = self.copy / "build" / "reach.cmake"
         settings.parent.mkdir(parents=True, exist_ok=True)
-        settings.write_text(SETTINGS.format(target=INSTRUMENTED, raw=self.raw))
+        settings.write_text(SETTINGS.format(target=INSTRUMENTED, raw=self.raw,
+                                           uncounted=" ".join(str(self.copy / name) for name in UNCOUNTED)))
         configure(f"-DCMAKE_PROJECT_INCLUDE={settings}")
         make(sorted(programs.values()))
         sums = {str(path.relative_to(self.copy)): sum_of(path.read_text(encoding="utf-8"))

@@ -6,6 +6,7 @@
 #include "../../support/no_descriptors_posix.h"
 #include "raw_client.h"
 
+#include <platform/system/secret.h>
 #include <testing/scripted_service.h>
 
 using bridge::FrameHeader;
@@ -192,7 +193,22 @@ TEST_F(AShare, IsFreeAgainAfterEachRequest) {
     }
 }
 
-// ---- descriptors
+// ---- memory and descriptors
+
+// A thread that has ended keeps its stack, of 8 MiB, until somebody waits for its end.
+TEST_F(ALimitedServer, KeepsNoThreadsOfSessionsThatHaveEnded) {
+    const auto pagesAfter = [&](int sessions) {
+        for (int i = 0; i < sessions; ++i) {
+            (void)greeted();
+            EXPECT_TRUE(nothingIsTaken());
+        }
+        std::size_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        return pages;
+    };
+    const std::size_t before = pagesAfter(10);
+    EXPECT_LT(pagesAfter(100), before + (std::size_t{256} << 20) / platform::pageSize());
+}
 
 std::size_t openDescriptors() {
     const std::filesystem::directory_iterator all("/proc/self/fd");
