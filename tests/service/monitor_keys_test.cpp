@@ -280,6 +280,16 @@ TEST_F(KeysOnTheSteeredToken, AreGoneWithIt) {
     EXPECT_EQ(refusal(), Refused::noSuchToken);
 }
 
+TEST_F(KeysOnTheSteeredToken, AreTakenBackWhenTheyCantBeReadAfterTheyWereMade) {
+    control.setTraits("office", {.pretendsKeys = true});
+    const auto before = listKeys();
+    control.large(8);
+    EXPECT_FALSE(monitor.GenerateKey(office, keyType::rsa, 2048, "x", made));
+    EXPECT_EQ(refusal(), Refused::deviceError) << bridge::lastFailure().text();
+    control.clearFaults();
+    EXPECT_EQ(listKeys(), before);
+}
+
 TEST_F(KeysOnTheSteeredToken, StayWhenTheTokenIsWriteProtected) {
     const KeyInfo key = listKeys().at(0);
     control.setTraits("office", {.writeProtected = true});
