@@ -141,6 +141,9 @@ TEST_F(AKeyPair, KnowsItsCertificates) {
         EXPECT_THAT(bridge::lastFailure().text(), HasSubstr("CN=again"));
         EXPECT_EQ(list().size(), 2U);
         ASSERT_TRUE(controller->DeleteCertificate(token(), second));
+        ASSERT_TRUE(controller->DeleteCertificate(token(), first));
+        ASSERT_EQ(importFile(pkcs12(gate, {}, "secret"), "secret", CertImport::withPrivateKey), ImportCert::imported);
+        EXPECT_EQ(listKeys().size(), 1U) << "it was still there";
         ASSERT_TRUE(monitor.DeleteCertificateWithKey(token(), first)) << bridge::lastFailure().text();
         EXPECT_THAT(list(), IsEmpty());
         EXPECT_THAT(listKeys(), IsEmpty());
