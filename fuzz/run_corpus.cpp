@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // The plain main of a fuzz target: runs it over the files of a folder, and over every beginning of each, since most
-// faults of readers are about missing bytes.
+// faults of readers are about missing bytes. The files of its subfolder "found", which fuzz/run fills, are only run
+// whole: they are many.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -12,32 +13,50 @@
 #include <vector>
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
+
+// libFuzzer's, for mutators, which are not called here.
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* /*data*/, std::size_t size, std::size_t /*most*/) { return size; }
 
 namespace {
 
 constexpr std::size_t longestBeginning = 1024;
 
-void run(const std::filesystem::path& seed) {
-    std::ifstream file(seed, std::ios::binary);
-    const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-    for (std::size_t size = 0; size <= std::min(bytes.size(), longestBeginning); ++size) {
-        const std::vector<std::uint8_t> beginning(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size));
+std::vector<std::uint8_t> contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void runBeginnings(const std::vector<std::uint8_t>& seed) {
+    for (std::size_t size = 0; size < std::min(seed.size(), longestBeginning); ++size) {
+        const std::vector<std::uint8_t> beginning(seed.begin(), seed.begin() + static_cast<std::ptrdiff_t>(size));
         LLVMFuzzerTestOneInput(beginning.data(), size); // a copy of exactly that size, so that sanitizers see its end
     }
-    const std::vector<std::uint8_t> whole(bytes.begin(), bytes.end());
-    LLVMFuzzerTestOneInput(whole.data(), whole.size());
+}
+
+int runFolder(const std::filesystem::path& folder, bool beginnings) {
+    int count = 0;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (!entry.is_regular_file()) continue;
+        const std::vector<std::uint8_t> seed = contentOf(entry.path());
+        if (beginnings) runBeginnings(seed);
+        LLVMFuzzerTestOneInput(seed.data(), seed.size());
+        ++count;
+    }
+    return count;
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
-    int count = 0;
-    for (int i = 1; i < argc; ++i) {
-        for (const auto& entry : std::filesystem::directory_iterator(argv[i])) {
-            run(entry.path());
-            ++count;
-        }
+    LLVMFuzzerInitialize(&argc, &argv);
+    if (argc != 2 && argc != 3) {
+        std::fprintf(stderr, "usage: %s FOLDER [whole]\n", argv[0]);
+        return 2;
     }
+    const std::filesystem::path found = std::filesystem::path(argv[1]) / "found";
+    int count = runFolder(argv[1], argc == 2);
+    if (std::filesystem::exists(found)) count += runFolder(found, false);
     std::printf("%d seeds\n", count);
     return count > 0 ? 0 : 1; // without a seed nothing was tested
 }

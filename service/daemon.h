@@ -36,6 +36,9 @@ public:
     // exits without waiting for it.
     void serve(TerminationRequest& termination);
 
+    // What serve() serves, for a caller in this process that needs no endpoint.
+    bridge::server::Service& commands() { return dispatcher_; }
+
 private:
     using Clock = std::chrono::steady_clock;
 

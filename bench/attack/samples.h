@@ -4,6 +4,7 @@
 #pragma once
 
 #include <panelkit/bridge/payload.h>
+#include <panelkit/certs/cert_imports.h>
 #include <panelkit/certs/cert_records.h>
 #include <panelkit/lsp/lsp_records.h>
 #include <panelkit/monitor/monitor_records.h>
