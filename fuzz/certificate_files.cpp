@@ -2,6 +2,7 @@
 //
 // Any bytes as a file for import: PEM, DER, PKCS#7, PKCS#12, CRLs, keys. The first byte chooses the password. Whatever
 // is taken from a file is what OpenSSL reads there, and everything that the service says of it can be said.
+#include <fuzz/der_mutator.h>
 #include <service/certs/certificate_details.h>
 #include <service/certs/parsed_file.h>
 
@@ -70,4 +71,15 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (std::size_t i = 0; i < file.certificates.size(); ++i) checkCertificate(file, i);
     for (const FileCrl& list : file.crls) checkCrl(list, file);
     return 0;
+}
+
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t most, unsigned seed) {
+    fuzz::Mutator mutator(seed);
+    std::string bytes = fuzz::text(data, size);
+    if (bytes.empty()) bytes.assign(1, '\0');
+    if (mutator.chance(32)) ++bytes[0];
+    const std::string content = bytes.substr(1);
+    const bool isPem = content.find("-----BEGIN ") != content.npos;
+    return fuzz::store(bytes.substr(0, 1) + (isPem ? changedPem(mutator, content) : changedDer(mutator, content)), data,
+                       most);
 }
