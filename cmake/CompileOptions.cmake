@@ -29,6 +29,14 @@ elseif(NOT WIN32)
     add_link_options($<$<CONFIG:Release>:-Wl,-z,relro,-z,now>)
 endif()
 
+# Each process adds what it ran to a file of this folder when it ends (scripts/coverage). Tests run several processes at
+# once, some of them as other users; the files are shared, so that there are few.
+if(PANELKIT_COVERAGE)
+    set(PANELKIT_COVERAGE_FOLDER ${CMAKE_BINARY_DIR}/coverage)
+    add_compile_options(-fprofile-instr-generate=${PANELKIT_COVERAGE_FOLDER}/%4m.profraw -fcoverage-mapping)
+    add_link_options(-fprofile-instr-generate=${PANELKIT_COVERAGE_FOLDER}/%4m.profraw)
+endif()
+
 if(PANELKIT_LIBFUZZER)
     add_compile_options(-fsanitize=fuzzer-no-link) # so that the fuzzer sees which way its input takes
 endif()

@@ -50,11 +50,13 @@ inline std::string writtenDer(const std::vector<DerElement>& elements) {
     for (const DerElement& element : elements) {
         const std::string content = element.isConstructed ? writtenDer(element.elements) : element.content;
         bytes += static_cast<char>(element.tag);
-        if (content.size() >= 0x80) {
-            bytes += '\x83';
-            for (const unsigned shift : {16U, 8U, 0U}) bytes += static_cast<char>(content.size() >> shift & 0xFFU);
-        } else {
-            bytes += static_cast<char>(content.size());
+        const std::size_t lengthBytes = content.size() < 0x80      ? 0
+                                        : content.size() < 0x100   ? 1
+                                        : content.size() < 0x10000 ? 2
+                                                                   : 3;
+        if (lengthBytes > 0) bytes += static_cast<char>(0x80 + lengthBytes);
+        for (std::size_t i = std::max<std::size_t>(lengthBytes, 1); i > 0; --i) {
+            bytes += static_cast<char>(content.size() >> (8 * (i - 1)) & 0xFFU);
         }
         bytes += content;
     }

@@ -96,7 +96,18 @@ void takeEncryptedKey(PemBlock& block, FileCollector& into) {
     into.addEncryptedKey(readDer<EncryptedKeyHandle>(rest, d2i_X509_SIG).get());
 }
 
-void takeCertificate(PemBlock& block, FileCollector& into) { into.addCertificate(block.bytes); }
+// Returns the object at the start of the block. What follows is no part of it, and would make the same object look like
+// another one. A block without an object is returned as it is.
+template <class Handle, class Decode>
+std::string objectIn(const PemBlock& block, Decode decode) {
+    std::string_view rest = block.bytes;
+    const bool found = readDer<Handle>(rest, decode) != nullptr;
+    return block.bytes.substr(0, found ? block.bytes.size() - rest.size() : block.bytes.npos);
+}
+
+void takeCertificate(PemBlock& block, FileCollector& into) {
+    into.addCertificate(objectIn<CertificateHandle>(block, d2i_X509));
+}
 
 // A certificate followed by the purposes for which OpenSSL trusts it.
 void takeTrustedCertificate(PemBlock& block, FileCollector& into) {
@@ -106,7 +117,7 @@ void takeTrustedCertificate(PemBlock& block, FileCollector& into) {
     into.addCertificate(derOf(certificate.get(), i2d_X509));
 }
 
-void takeCrl(PemBlock& block, FileCollector& into) { into.addCrl(block.bytes); }
+void takeCrl(PemBlock& block, FileCollector& into) { into.addCrl(objectIn<CrlHandle>(block, d2i_X509_CRL)); }
 
 void takePkcs7(PemBlock& block, FileCollector& into) {
     std::string_view rest = block.bytes;

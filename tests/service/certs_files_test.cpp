@@ -141,6 +141,10 @@ TEST_F(TheFiles, MayHoldSeveralObjectsAndTheSameOneTwice) {
     EXPECT_THAT(options, SizeIs(2));
     EXPECT_TRUE(options[0].certificate.hasPrivateKey);
     EXPECT_EQ(parse(pkcs12(user, {}, ""), ""), ParseResult::parsed);
+    EXPECT_EQ(parse(pem(user.der) + pem(user.der + "x") + pem(crl, "X509 CRL") + pem(crl + "x", "X509 CRL")),
+              ParseResult::parsed);
+    EXPECT_THAT(options, SizeIs(1)) << "what follows an object in its block is no part of it";
+    EXPECT_THAT(crls, SizeIs(1));
 }
 
 TEST_F(TheFiles, ThatCanNotBeUsedSayWhy) {
