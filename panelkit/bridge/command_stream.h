@@ -60,6 +60,7 @@ private:
     using StreamOut::liesIn;
     using StreamOut::put;
     using StreamOut::sizeOf;
+    using StreamOut::write;
 
     template <class T>
     static std::size_t sizeOf(const std::vector<T>& elements) {
@@ -82,6 +83,17 @@ private:
     template <Record R>
     static std::size_t sizeOf(const R& record) {
         return R::fields(record, [](const auto&... field) { return (std::size_t{0} + ... + sizeOf(field)); });
+    }
+
+    // Lists are long, so their bytes are made for one element after the other.
+    template <class Codec, class T>
+    static void write(Growth& growth, const std::vector<T>& elements) {
+        growth.reach(4);
+        put(growth.place, static_cast<std::uint32_t>(elements.size()));
+        for (const T& element : elements) {
+            growth.reach(sizeOf(element));
+            put(growth.place, element);
+        }
     }
 
     template <class T>

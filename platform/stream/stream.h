@@ -21,11 +21,14 @@
 #include <platform/stream/little_endian.h>
 #include <platform/system/wipe.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 namespace platform {
 
@@ -51,6 +54,11 @@ concept WirePrimitive = WireInteger<T> || std::is_same_v<T, bool> || std::is_sam
 class StreamOut {
 public:
     explicit StreamOut(std::string& bytes) : bytes_(bytes) {}
+
+    // Called with the memory of a string that is about to grow by 4 MiB or more, before it is written; null does
+    // nothing. A program sets it before it starts threads, for example to ask for large pages.
+    static inline void (*beforeLargeGrowth)(void* memory, std::size_t size) = nullptr;
+    static constexpr std::size_t largeGrowth = std::size_t{4} << 20;
 
     // Appends the fields in order. Their size is computed first, so the string grows at most once. Data with a secret
     // is written by one such call: growing twice would leave a copy of the secret in freed memory.
@@ -98,14 +106,67 @@ public:
     static bool liesIn(const std::string& bytes, const std::string& text) { return &text == &bytes; }
 
 protected:
-    // Appends fields with the sizeOf, put and liesIn of a class that knows more kinds of fields.
+    // The end of a byte string that is about to grow by a known size. It gets the memory at once, but its size grows in
+    // steps, each just before it is written. Growing to the full size fills the string with zeros, and those of a large
+    // one have left the processor's cache when the fields are written.
+    class Growth {
+    public:
+        static constexpr std::size_t step = std::size_t{16} * 1024;
+
+        Growth(std::string& bytes, std::size_t size) : bytes_(bytes), left_(size) {
+            const std::size_t start = bytes.size();
+            bytes.reserve(start + size);
+            place = reached_ = bytes.data() + start;
+            if (size >= largeGrowth && beforeLargeGrowth) beforeLargeGrowth(place, size);
+        }
+
+        // There must be `size` bytes at `place`.
+        void reach(std::size_t size) {
+            if (static_cast<std::size_t>(reached_ - place) < size) grow(size);
+        }
+
+        char* place = nullptr; // where the next field is written
+
+    private:
+        void grow(std::size_t size) {
+            const std::size_t missing = size - static_cast<std::size_t>(reached_ - place);
+            const std::size_t more = std::min(std::max(missing, step), left_);
+            bytes_.resize(bytes_.size() + more);
+            reached_ += more;
+            left_ -= more;
+        }
+
+        std::string& bytes_;
+        char* reached_ = nullptr;
+        std::size_t left_; // not reached yet
+    };
+
+    // Appends fields with the sizeOf, put, write and liesIn of a class that knows more kinds of fields.
     template <class Codec, class... Fields>
     void appendAs(const Fields&... fields) {
         if ((false || ... || Codec::liesIn(bytes_, fields))) return appendCopyOf<Codec>(fields...);
-        const std::size_t start = bytes_.size();
-        bytes_.resize(start + (std::size_t{0} + ... + Codec::sizeOf(fields)));
-        [[maybe_unused]] char* place = bytes_.data() + start; // unused without fields
-        (Codec::put(place, fields), ...);
+        [[maybe_unused]] Growth growth(bytes_, (std::size_t{0} + ... + Codec::sizeOf(fields))); // unused without fields
+        (Codec::template write<Codec>(growth, fields), ...);
+    }
+
+    template <class Codec, class Field>
+    static void write(Growth& growth, const Field& field) {
+        growth.reach(Codec::sizeOf(field));
+        Codec::put(growth.place, field);
+    }
+    template <class Codec>
+    static void write(Growth& growth, const std::string& text) {
+        write<Codec>(growth, std::string_view(text));
+    }
+    template <class Codec>
+    static void write(Growth& growth, std::string_view text) {
+        growth.reach(4);
+        put(growth.place, static_cast<std::uint32_t>(text.size()));
+        for (std::string_view part; !text.empty(); text.remove_prefix(part.size())) {
+            part = text.substr(0, Growth::step);
+            growth.reach(part.size());
+            growth.place += part.copy(growth.place, part.size());
+        }
     }
 
 private:
@@ -161,6 +222,8 @@ public:
         const std::string_view bytes = readView();
         if (bytes.size() == text.size()) {
             bytes.copy(text.data(), bytes.size());
+        } else if (text.capacity() == std::string().capacity()) {
+            makeAgain(text, bytes);
         } else if (bytes.size() <= text.capacity()) {
             text.assign(bytes.data(), bytes.size());
         } else {
@@ -199,6 +262,18 @@ public:
     }
 
 private:
+    // Makes a text again in its place. It owns no memory yet, as in a new record, where this is most of the work:
+    // assigning would look at what is there, and moving a new text to it would copy the text's own bytes twice.
+    static void makeAgain(std::string& text, std::string_view bytes) {
+        std::destroy_at(&text);
+        try {
+            std::construct_at(&text, bytes.data(), bytes.size());
+        } catch (...) {
+            std::construct_at(&text);
+            throw;
+        }
+    }
+
     // The only place that checks bounds. `left_` is lowered first and stays negative, so every later read throws again,
     // even a read of 0 bytes. It can't overflow: no stream reads 2^63 bytes.
     const char* take(std::uint32_t need) {
