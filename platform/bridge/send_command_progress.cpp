@@ -3,6 +3,7 @@
 
 #include <platform/bridge/bridge_session.h>
 #include <platform/bridge/call_limits.h>
+#include <platform/bridge/deadline.h>
 #include <platform/bridge/failure.h>
 #include <platform/bridge/workers.h>
 #include <platform/system/wipe.h>
@@ -15,10 +16,16 @@
 
 namespace {
 
-// A command that ends within the grace never calls the hook; after that the hook is called at most this often. The
-// pause between two calls waits for the command, so its end wakes us at once.
+// A command that ends within the grace never calls the hook. The pause between two calls waits for the command, so its
+// end wakes us at once.
 constexpr auto grace = std::chrono::milliseconds(50);
-constexpr auto pace = std::chrono::milliseconds(20);
+
+// The pause after a call. Each wake-up costs processor time, so a hook that found nothing to do is called less often:
+// the events of a window, which come in bursts, still wait for less than a person notices.
+std::chrono::milliseconds pauseAfter(bridge::Clock::duration call) {
+    constexpr auto nothingToDo = std::chrono::microseconds(200);
+    return std::chrono::milliseconds(call < nothingToDo ? 50 : 20);
+}
 
 // Returns false when no thread or memory is left for the work, which then has not begun.
 bool begin(std::optional<bridge::Job>& job, const std::function<void()>& work) {
@@ -75,13 +82,15 @@ bool SendCommandProgress::Execute() {
     }
 
     std::exception_ptr thrownByHook;
-    for (auto wait = grace; !job->waitFor(wait); wait = pace) {
+    for (auto wait = grace; !job->waitFor(wait);) {
         if (!idle || thrownByHook) continue;
+        const auto called = bridge::Clock::now();
         try {
             idle->OnExecuteCommand(*this);
         } catch (...) {
             thrownByHook = std::current_exception();
         }
+        wait = pauseAfter(bridge::Clock::now() - called);
     }
     bridge::setLastOutcome(std::move(outcome));
     if (thrownByHook) std::rethrow_exception(thrownByHook);

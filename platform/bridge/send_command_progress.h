@@ -30,9 +30,9 @@ public:
         IdleLoop& operator=(IdleLoop&&) = default;
         virtual ~IdleLoop();
 
-        // Called on the thread that called Execute, repeatedly while the command runs: first after 50 ms, then with at
-        // least 20 ms between two calls. May return at once, or stay until `progress.running` is false. An exception
-        // from it leaves Execute after the command has ended.
+        // Called on the thread that called Execute, repeatedly while the command runs: first after 50 ms, then 20 ms
+        // after each call that did something, and 50 ms after one that returned at once (within 0.2 ms). May stay until
+        // `progress.running` is false. An exception from it leaves Execute after the command has ended.
         virtual void OnExecuteCommand(const SendCommandProgress& progress) = 0;
     };
 
