@@ -12,6 +12,7 @@
 #include <service/service_manager.h>
 #include <service/termination.h>
 
+#include <platform/stream/stream.h>
 #include <platform/system/host.h>
 
 #include <cstdio>
@@ -61,6 +62,7 @@ int main(int argc, char** argv) {
     if (options.releaseFilter) return static_cast<int>(releaseTheFilter());
     if (options.serviceAction) return controlService(*options.serviceAction, options.serviceSetup);
     platform::returnFreedMemory();
+    platform::StreamOut::beforeLargeGrowth = platform::adviseHugePages;
     if (!options.hostedModule.empty()) return hostModule(options.hostedModule, options.channel);
     if (options.asService) return serveForManager([&options] { return run(options); });
     return run(options);
