@@ -138,12 +138,29 @@ private:
     int made_ = 0;
 };
 
-double secondsOfPanelctl(const RunningService& service, std::vector<std::string> verb) {
+double secondsOf(std::vector<std::string> command) {
     platform::ChildOptions options;
-    options.arguments = {builtProgram("panelctl"), "--endpoint", service.endpoint()};
-    options.arguments.insert(options.arguments.end(), verb.begin(), verb.end());
-    return bench::secondsOf(
-        [&] { require(platform::runChild(options, std::chrono::seconds(120)).status == 0, verb[1].c_str()); });
+    options.arguments = std::move(command);
+    return bench::secondsOf([&] {
+        require(platform::runChild(options, std::chrono::seconds(120)).status == 0, options.arguments[0].c_str());
+    });
+}
+
+double secondsOfPanelctl(const RunningService& service, const std::vector<std::string>& verb) {
+    std::vector<std::string> command{builtProgram("panelctl"), "--endpoint", service.endpoint()};
+    command.insert(command.end(), verb.begin(), verb.end());
+    return secondsOf(std::move(command));
+}
+
+// From start to exit, with the same token. The others load its module themselves.
+void compareTokenLists(const Office& office) {
+    const auto ours = [&] { return secondsOfPanelctl(office.service(), {"token", "list"}); };
+    bench::compare("panelctl token list", "pkcs11-tool -L", 31, ours, [] {
+        return secondsOf({"/usr/bin/pkcs11-tool", "--module", softHsm, "-L"});
+    });
+    bench::compare("panelctl token list", "p11tool --list-tokens", 31, ours, [] {
+        return secondsOf({"/usr/bin/p11tool", "--provider", softHsm, "--list-tokens"});
+    });
 }
 
 // An import tells what the token has already, so the ratio depends on how many certificates `before` it has. The
@@ -181,6 +198,7 @@ int main() {
     Office office;
     OwnLook look(office.service().state());
     Maker maker;
+    compareTokenLists(office);
     for (const int before : {0, 400}) compareImports(office, look, maker, before);
     look.clear();
     maker = Maker();
