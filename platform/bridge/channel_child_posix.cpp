@@ -26,12 +26,7 @@ namespace {
 constexpr int channelDescriptor = 3;
 
 std::unique_ptr<Channel> channelOver(int socket) {
-    auto stream = std::make_unique<Channel::Stream>();
-    std::error_code error;
-    stream->socket.assign(asio::local::stream_protocol(), socket, error);
-    if (!error) stream->socket.non_blocking(true, error);
-    if (error) throw std::runtime_error("a channel can't be used: " + error.message());
-    return std::make_unique<Channel>(std::move(stream));
+    return std::make_unique<Channel>(std::make_unique<Channel::Stream>(socket));
 }
 
 // The environment, files and attributes of the new process.

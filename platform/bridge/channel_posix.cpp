@@ -1,116 +1,132 @@
 // SPDX-License-Identifier: MIT
 //
-// Channel over a Unix stream socket. Asio's calls are used without blocking; waiting, with a deadline, is done with
-// poll() on the native handle.
+// Channel over a Unix stream socket.
 #include <platform/bridge/channel_posix.h>
 
-#include <asio/buffer.hpp>
-#include <asio/error.hpp>
-#include <asio/write.hpp>
-
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <thread>
 
 namespace bridge {
 
 namespace {
 
-using asio::local::stream_protocol;
-
 // Pause before a full queue of connections is tried again.
 constexpr auto connectPause = std::chrono::milliseconds(5);
 
-int pollTimeout(Deadline deadline) {
-    if (deadline == never) return -1;
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(left, 0, INT32_MAX));
+// Milliseconds until the deadline, rounded up; there must be one.
+std::int64_t timeUntil(Deadline deadline) {
+    return std::max<std::int64_t>(0, std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count());
 }
 
-// Waits until the socket is ready for `events` or in error; false when the deadline passed first.
-bool waitFor(int handle, short events, Deadline deadline) {
-    pollfd entry{handle, events, 0};
+// Waits until the socket takes bytes or is in error; false when the deadline passed first.
+bool waitToWrite(int handle, Deadline deadline) {
+    pollfd entry{handle, POLLOUT, 0};
     for (;;) {
-        const int ready = ::poll(&entry, 1, pollTimeout(deadline));
+        const std::int64_t wait = deadline == never ? -1 : std::min<std::int64_t>(timeUntil(deadline), INT32_MAX);
+        const int ready = ::poll(&entry, 1, static_cast<int>(wait));
         if (ready > 0) return true;
         if (ready == 0 && Clock::now() >= deadline) return false;
         if (ready < 0 && errno != EINTR) return true; // the call itself will report the error
     }
 }
 
-// The service has more connections to accept than its queue holds. The system says EAGAIN, which Asio reports as a lack
-// of buffers.
-bool queueIsFull(const std::error_code& error) {
-    return error == asio::error::no_buffer_space || error == asio::error::would_block ||
-           error == asio::error::try_again;
+// Connects without waiting; returns 0 or the system's error.
+int tryToConnect(int socket, const std::string& endpoint) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (endpoint.size() >= sizeof address.sun_path) return ENAMETOOLONG;
+    endpoint.copy(address.sun_path, endpoint.size());
+    return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ? 0 : errno;
+}
+
+// As sendmsg() of both parts, without waiting. One part goes by the cheaper call.
+ssize_t sendSome(int handle, std::string_view head, std::string_view body) {
+    constexpr int flags = MSG_DONTWAIT | MSG_NOSIGNAL;
+    if (body.empty()) return ::send(handle, head.data(), head.size(), flags);
+    std::array<iovec, 2> parts{iovec{const_cast<char*>(head.data()), head.size()}, // only read
+                               iovec{const_cast<char*>(body.data()), body.size()}};
+    msghdr message{};
+    message.msg_iov = parts.data();
+    message.msg_iovlen = parts.size();
+    return ::sendmsg(handle, &message, flags);
 }
 
 } // namespace
 
-asio::io_context& streamContext() {
-    static auto* const context = new asio::io_context(1); // never freed: sessions may be closed at process exit
-    return *context;
+Channel::Stream::~Stream() {
+    if (handle >= 0) ::close(handle);
+}
+
+// Setting the limit is a call of its own, so it is set only when it changes. Most reads wait for the same time as the
+// one before.
+ssize_t Channel::Stream::receive(char* to, std::size_t size, Deadline deadline) {
+    const std::int64_t limit = deadline == never ? 0 : timeUntil(deadline);
+    if (deadline != never && limit == 0) return ::recv(handle, to, size, MSG_DONTWAIT);
+    if (limit != receiveLimit) {
+        const timeval time{limit / 1000, limit % 1000 * 1000};
+        if (::setsockopt(handle, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) != 0) return -1;
+        receiveLimit = limit;
+    }
+    return ::recv(handle, to, size, 0);
 }
 
 Channel::Channel(std::unique_ptr<Stream> stream) : stream_(std::move(stream)) {}
 Channel::~Channel() = default;
 
 ConnectStatus Channel::connect(const std::string& endpoint, Deadline deadline, std::unique_ptr<Channel>& channel) {
-    auto stream = std::make_unique<Stream>();
-    std::error_code error;
-    stream->socket.open(stream_protocol(), error);
-    if (error) return ConnectStatus::exhausted;
     // A blocking connect could wait for ever for a service that no longer accepts.
-    stream->socket.native_non_blocking(true, error);
-    for (;;) {
-        stream->socket.connect(stream_protocol::endpoint(endpoint), error);
-        if (!error) break;
-        if (error == asio::error::access_denied || error == asio::error::no_permission) {
-            return ConnectStatus::accessDenied;
-        }
-        if (!queueIsFull(error)) return ConnectStatus::noService;
+    auto stream = std::make_unique<Stream>();
+    stream->handle = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (stream->handle < 0) return ConnectStatus::exhausted;
+    while (const int error = tryToConnect(stream->handle, endpoint)) {
+        if (error == EACCES || error == EPERM) return ConnectStatus::accessDenied;
+        if (error != EAGAIN) return ConnectStatus::noService; // it would: more connections wait than the queue holds
         if (Clock::now() >= deadline) return ConnectStatus::timedOut;
         std::this_thread::sleep_for(connectPause);
     }
-    stream->socket.non_blocking(true, error);
+    ::fcntl(stream->handle, F_SETFL, 0);
     channel = std::make_unique<Channel>(std::move(stream));
     return ConnectStatus::connected;
 }
 
 IoStatus Channel::readSome(char* to, std::size_t size, std::size_t& got, Deadline deadline) {
     for (;;) {
-        if (!waitFor(stream_->socket.native_handle(), POLLIN, deadline)) return IoStatus::timedOut;
-        std::error_code error;
-        got = stream_->socket.read_some(asio::buffer(to, size), error);
-        if (!error) return IoStatus::done;
-        if (error != asio::error::would_block) return IoStatus::closed;
+        const ssize_t received = stream_->receive(to, size, deadline);
+        if (received > 0) {
+            got = static_cast<std::size_t>(received);
+            return IoStatus::done;
+        }
+        if (received == 0 || (errno != EINTR && errno != EAGAIN)) return IoStatus::closed;
+        if (Clock::now() >= deadline) return IoStatus::timedOut;
     }
 }
 
 IoStatus Channel::write(std::string_view head, std::string_view body, Patience patience) {
-    std::array<asio::const_buffer, 2> parts{asio::buffer(head), asio::buffer(body)};
-    while (parts[0].size() + parts[1].size() > 0) {
-        std::error_code error;
-        std::size_t written = stream_->socket.write_some(parts, error);
-        if (error == asio::error::would_block) {
-            if (!waitFor(stream_->socket.native_handle(), POLLOUT, patience.next())) return IoStatus::timedOut;
-            continue;
-        }
-        if (error) return IoStatus::closed;
-        for (asio::const_buffer& part : parts) {
-            const std::size_t taken = std::min(written, part.size());
-            part += taken;
-            written -= taken;
-        }
+    while (head.size() + body.size() > 0) {
+        const ssize_t sent = sendSome(stream_->handle, head, body);
+        if (sent < 0 && errno == EINTR) continue;
+        if (sent < 0 && errno != EAGAIN) return IoStatus::closed;
+        if (sent < 0 && !waitToWrite(stream_->handle, patience.next())) return IoStatus::timedOut;
+        const std::size_t written = sent < 0 ? 0 : static_cast<std::size_t>(sent);
+        const std::size_t ofHead = std::min(written, head.size());
+        head.remove_prefix(ofHead);
+        body.remove_prefix(written - ofHead);
     }
     return IoStatus::done;
 }
 
 Peer Channel::peer() const {
-    const int handle = stream_->socket.native_handle();
+    const int handle = stream_->handle;
     ucred credentials{};
     socklen_t size = sizeof credentials;
     Peer peer;
@@ -132,9 +148,6 @@ Peer Channel::peer() const {
 }
 
 // Shutting down wakes threads that wait on the socket; the handle itself stays open as long as the channel exists.
-void Channel::close() {
-    std::error_code ignored;
-    stream_->socket.shutdown(stream_protocol::socket::shutdown_both, ignored);
-}
+void Channel::close() { ::shutdown(stream_->handle, SHUT_RDWR); }
 
 } // namespace bridge

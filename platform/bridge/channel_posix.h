@@ -5,17 +5,26 @@
 
 #include <platform/bridge/channel.h>
 
-#include <asio/io_context.hpp>
-#include <asio/local/stream_protocol.hpp>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
 
 namespace bridge {
 
-// Asio's context for all streams of the process. Asio's calls never wait here, so the context never runs; a context per
-// stream would cost three more descriptors each.
-asio::io_context& streamContext();
-
+// A stream socket, which it owns and closes. The socket blocks: a read waits within the call itself, which saves a
+// poll() for each command.
 struct Channel::Stream {
-    asio::local::stream_protocol::socket socket{streamContext()};
+    explicit Stream(int socket = -1) : handle(socket) {}
+    ~Stream();
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    // As recv(), waiting until `deadline` at the latest. By one thread at a time.
+    ssize_t receive(char* to, std::size_t size, Deadline deadline);
+
+    int handle;                    // -1 until there is one
+    std::int64_t receiveLimit = 0; // milliseconds that a receive waits (SO_RCVTIMEO); 0 is no limit
 };
 
 } // namespace bridge

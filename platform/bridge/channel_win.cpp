@@ -102,7 +102,7 @@ IoStatus Channel::readSome(char* to, std::size_t size, std::size_t& got, Deadlin
 }
 
 IoStatus Channel::write(std::string_view head, std::string_view body, Patience patience) {
-    if (head.size() + body.size() > joinedWrite) {
+    if (body.empty() || head.size() + body.size() > joinedWrite) {
         const IoStatus status = writeAll(*stream_, head, patience);
         return status == IoStatus::done ? writeAll(*stream_, body, patience) : status;
     }

@@ -23,8 +23,10 @@ inline constexpr std::uint32_t oldestProtocolVersion = 1;
 inline constexpr std::uint32_t remarksSince = 2; // the first version with remarks
 inline constexpr std::size_t frameHeaderSize = 20;
 inline constexpr std::uint32_t defaultFrameLimit = 64U << 20; // bytes of body
-inline constexpr std::uint32_t helloLimit = 4096;             // bytes of body of a hello or welcome
-inline constexpr std::uint32_t remarksLimit = 1U << 20;       // bytes of body of remarks
+// Bodies of fewer bytes are not charged to an account: all sessions together have few such bytes.
+inline constexpr std::size_t chargedFrom = std::size_t{64} << 10;
+inline constexpr std::uint32_t helloLimit = 4096;       // bytes of body of a hello or welcome
+inline constexpr std::uint32_t remarksLimit = 1U << 20; // bytes of body of remarks
 
 // Part of the wire format; the numbers never change.
 enum class FrameKind : std::uint32_t {
@@ -78,8 +80,8 @@ public:
     // Waits for the first byte of a header until `first`, and for the rest as long as `patience` allows.
     FrameStatus readHeader(FrameHeader& header, Deadline first, Patience patience);
 
-    // Reads the body announced by `header` into `body`, replacing it. What arrives is charged to `budget`, if given,
-    // and the caller gives it back after it has used the body, also after a failure.
+    // Reads the body announced by `header` into `body`, replacing it. What arrives of a large one (chargedFrom) is
+    // charged to `budget`, if given, and the caller gives it back after it has used the body, also after a failure.
     FrameStatus readBody(const FrameHeader& header, std::string& body, std::uint32_t limit, Patience patience,
                          AccountBudget::Share* budget = nullptr);
 

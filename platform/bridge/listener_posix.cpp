@@ -5,6 +5,8 @@
 #include <platform/system/files.h>
 
 #include <asio/executor_work_guard.hpp>
+#include <asio/io_context.hpp>
+#include <asio/local/stream_protocol.hpp>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -43,25 +45,25 @@ struct Listener::Socket {
         if (spare < 0) spare = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
     }
 
-    std::error_code acceptOne(Channel::Stream& stream);
-    bool acceptWithSpare(Channel::Stream& stream);
+    std::error_code acceptOne(stream_protocol::socket& accepted);
+    bool acceptWithSpare(stream_protocol::socket& accepted);
 };
 
 // Returns would_block when the listener was stopped.
-std::error_code Listener::Socket::acceptOne(Channel::Stream& stream) {
+std::error_code Listener::Socket::acceptOne(stream_protocol::socket& accepted) {
     takeSpare();
     result = asio::error::would_block;
-    acceptor.async_accept(stream.socket, [this](const std::error_code& error) { result = error; });
+    acceptor.async_accept(accepted, [this](const std::error_code& error) { result = error; });
     while (result == asio::error::would_block && io.run_one() > 0) {}
     return result;
 }
 
 // The client is waiting in the queue, so this does not block.
-bool Listener::Socket::acceptWithSpare(Channel::Stream& stream) {
+bool Listener::Socket::acceptWithSpare(stream_protocol::socket& accepted) {
     if (spare < 0) return false;
     ::close(std::exchange(spare, -1));
     std::error_code error;
-    acceptor.accept(stream.socket, error);
+    acceptor.accept(accepted, error);
     return !error;
 }
 
@@ -120,15 +122,14 @@ Listener::Listener(const std::string& endpoint, const ListenOptions& options) : 
 Listener::~Listener() = default;
 
 Listener::Accepted Listener::accept() {
-    std::unique_ptr<Channel::Stream> stream;
+    stream_protocol::socket accepted(socket_->io);
     for (;;) {
-        stream = std::make_unique<Channel::Stream>();
-        const std::error_code result = socket_->acceptOne(*stream);
+        const std::error_code result = socket_->acceptOne(accepted);
         if (result == asio::error::would_block) break;
-        const bool isLast = result == asio::error::no_descriptors && socket_->acceptWithSpare(*stream);
+        const bool isLast = result == asio::error::no_descriptors && socket_->acceptWithSpare(accepted);
         if (!result || isLast) {
-            std::error_code ignored;
-            stream->socket.non_blocking(true, ignored);
+            auto stream = std::make_unique<Channel::Stream>();
+            stream->handle = accepted.release();
             return {std::make_unique<Channel>(std::move(stream)), isLast};
         }
         std::this_thread::sleep_for(pauseAfterFailure);

@@ -13,9 +13,6 @@ namespace bridge::server {
 
 namespace {
 
-// A reply with fewer bytes is not charged to the account: all sessions together have few of them.
-constexpr std::size_t largeReply = std::size_t{64} << 10;
-
 // Bytes that were charged to the account, until release() or the end of this object.
 class Charge {
 public:
@@ -180,7 +177,7 @@ Answer Server::State::answer(Session& session, const Request& request) {
 bool Server::State::send(Connection& connection, const Session& session, const FrameHeader& request, Answer answer,
                          Place& place) {
     const auto* built = std::get_if<std::string>(&answer.content);
-    const std::uint64_t size = built && built->size() >= largeReply ? built->size() : 0;
+    const std::uint64_t size = built && built->size() >= chargedFrom ? built->size() : 0;
     if (size > defaultFrameLimit) {
         answer = Answer::refused(RefusalReason::tooLarge, Loc::makePhrase("the reply is too large"));
     } else if (!place.bytes.take(size)) { // replies that are not read
