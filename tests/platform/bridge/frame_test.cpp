@@ -61,8 +61,11 @@ TEST_F(AChannel, CarriesBodiesUpToTheLimitAndTheBudgetToTheByte) {
         std::uint32_t limit, budget;
         FrameStatus status;
     };
-    for (const Row& row : {Row{10, 10, 10, FrameStatus::done}, Row{10, 9, 10, FrameStatus::tooLarge},
-                           Row{10, 10, 9, FrameStatus::overBudget}, Row{0, 0, 0, FrameStatus::done}}) {
+    constexpr auto charged = static_cast<std::uint32_t>(bridge::chargedFrom);
+    for (const Row& row :
+         {Row{0, 0, 0, FrameStatus::done}, Row{10, 10, 0, FrameStatus::done}, Row{10, 9, 10, FrameStatus::tooLarge},
+          Row{charged - 1, charged, 0, FrameStatus::done}, Row{charged, charged, charged, FrameStatus::done},
+          Row{charged, charged, charged - 1, FrameStatus::overBudget}}) {
         FrameReader reader(*near);
         AccountBudget all({.all = row.budget});
         AccountBudget::Share budget(all, "1", false);
