@@ -52,7 +52,7 @@ bool isAboutOurs(std::span<const char> message) {
     const auto family = static_cast<std::uint8_t>(message[NLMSG_HDRLEN]);
     std::memcpy(&attribute, message.data() + attributes, sizeof attribute);
     const std::string_view name(filterTable, std::strlen(filterTable) + 1); // with the 0 at its end
-    const std::span<const char> value = message.subspan(attributes + NLA_HDRLEN);
+    const std::span<const char> value = message.subspan(attributes + sizeof attribute);
     return family == NFPROTO_INET && attribute.nla_type == NFTA_TABLE_NAME && value.size() >= name.size() &&
            std::string_view(value.data(), name.size()) == name;
 }
