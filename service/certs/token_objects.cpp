@@ -134,16 +134,13 @@ StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>
             isRsa ? values.bytes(4) : values.bytes(6)};
 }
 
-// A search for one class takes a token about as long as reading all that it finds. So the objects that are not
-// certificates, which are few, are searched for together.
+// A search takes a token about as long as reading all that it finds, so there is one search for all classes.
 TokenObjects readObjects(HeldToken& token, FactsCache& cache) {
-    const HostQuery others{{}, {keyReading(), publicKeyReading(), crlReading()}};
-    return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
+    return sorted(token.find({{{}, {certificateReading(), keyReading(), publicKeyReading(), crlReading()}}}), cache);
 }
 
 TokenObjects readCertificatesAndKeys(HeldToken& token, FactsCache& cache) {
-    const HostQuery others{{}, {keyReading(), publicKeyReading()}};
-    return sorted(token.find({allOf(CKO_CERTIFICATE, certificateReading()), others}), cache);
+    return sorted(token.find({{{}, {certificateReading(), keyReading(), publicKeyReading()}}}), cache);
 }
 
 std::vector<StoredCertificate> readCertificates(HeldToken& token, FactsCache& cache) {

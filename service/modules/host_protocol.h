@@ -173,10 +173,9 @@ struct HostReading {
 };
 static_assert(RecordListsEveryMember<HostReading>);
 
-// A search. With one reading, every object that is found is taken to be of its class. With several readings, the class
-// of each object is read first, and objects of other classes are left out. An object that an earlier query of the same
-// command has found is left out too. So the last query may search for all objects, which is faster than one search for
-// each class: a search takes about as long as reading what it finds.
+// A search. With one reading, every object that is found is taken to be of its class. With several readings, objects of
+// other classes are left out. An object that an earlier query of the same command has found is left out too. One search
+// for all objects is faster than one for each class: a search takes about as long as reading what it finds.
 struct HostQuery {
     HostTemplate wanted;
     std::vector<HostReading> readings;

@@ -9,8 +9,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
-#include <list>
+#include <deque>
 #include <optional>
 #include <set>
 #include <utility>
@@ -68,8 +67,12 @@ std::vector<CK_OBJECT_HANDLE> search(const Pkcs11Library& library, CK_SESSION_HA
     return found;
 }
 
-// Reads the same attributes of several objects. One call for each object is enough when its values are not larger than
-// usualSize.
+constexpr CK_OBJECT_CLASS noClass = ~CK_OBJECT_CLASS{0};
+
+enum class Outcome : unsigned char { read, gone, otherClass };
+
+// Reads the same attributes of several objects, or only their class. One call for each object is enough when its values
+// are not larger than usualSize.
 class AttributeReader {
 public:
     AttributeReader(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<std::uint64_t>& types)
@@ -80,14 +83,17 @@ public:
     AttributeReader(const AttributeReader&) = delete;
     AttributeReader& operator=(const AttributeReader&) = delete;
 
-    // Returns false when the object does not exist any more.
-    bool read(CK_OBJECT_HANDLE object, std::vector<HostValue>& values) {
-        CK_RV result = fetch(object);
+    // With a class given, nothing is read of an object of another one; lastClass() is then its class.
+    Outcome read(CK_OBJECT_HANDLE object, std::vector<HostValue>& values,
+                 std::optional<CK_OBJECT_CLASS> wanted = std::nullopt) {
+        CK_RV result = fetch(object, wanted || types_.empty());
+        if (result == CKR_OBJECT_HANDLE_INVALID) return Outcome::gone;
+        if (wanted && class_ != *wanted) return Outcome::otherClass;
         if (result == CKR_BUFFER_TOO_SMALL) {
             grow(object);
-            result = fetch(object);
+            result = fetch(object, false);
+            if (result == CKR_OBJECT_HANDLE_INVALID) return Outcome::gone;
         }
-        if (result == CKR_OBJECT_HANDLE_INVALID) return false;
         // With these results the other values were read. A value that is secret or that the object does not have is
         // marked.
         if (result != CKR_ATTRIBUTE_SENSITIVE && result != CKR_ATTRIBUTE_TYPE_INVALID &&
@@ -100,17 +106,25 @@ public:
             values[i].known = size != absentSize && size <= buffers_[i].size();
             if (values[i].known) values[i].bytes.assign(buffers_[i], 0, size);
         }
-        return true;
+        return Outcome::read;
     }
 
+    // noClass if the module did not say it, as after another attribute with an error.
+    CK_OBJECT_CLASS lastClass() const { return class_; }
+
 private:
-    CK_RV fetch(CK_OBJECT_HANDLE object) {
+    CK_RV fetch(CK_OBJECT_HANDLE object, bool withClass) {
         fetched_.clear();
         for (std::size_t i = 0; i < types_.size(); ++i) {
             fetched_.push_back({static_cast<CK_ATTRIBUTE_TYPE>(types_[i]), buffers_[i].data(),
                                 static_cast<CK_ULONG>(buffers_[i].size())});
         }
-        return library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
+        if (!withClass) return get(object);
+        class_ = noClass;
+        fetched_.push_back({CKA_CLASS, &class_, sizeof class_});
+        const CK_RV result = get(object);
+        if (fetched_.back().ulValueLen != sizeof class_) class_ = noClass;
+        return result;
     }
     // Makes the buffers large enough for values that did not fit.
     void grow(CK_OBJECT_HANDLE object) {
@@ -118,19 +132,23 @@ private:
         for (const std::uint64_t type : types_) {
             fetched_.push_back({static_cast<CK_ATTRIBUTE_TYPE>(type), nullptr, 0});
         }
-        library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
+        get(object);
         for (std::size_t i = 0; i < fetched_.size(); ++i) {
             const CK_ULONG size = fetched_[i].ulValueLen;
             const CK_ULONG largest = types_[i] == CKA_VALUE ? largestValue : largestOther;
             if (size != absentSize && size > buffers_[i].size() && size <= largest) buffers_[i].resize(size);
         }
     }
+    CK_RV get(CK_OBJECT_HANDLE object) {
+        return library_->C_GetAttributeValue(session_, object, fetched_.data(), static_cast<CK_ULONG>(fetched_.size()));
+    }
 
     const Pkcs11Library& library_;
     const CK_SESSION_HANDLE session_;
     const std::vector<std::uint64_t>& types_;
     std::vector<std::string> buffers_;
-    std::vector<CK_ATTRIBUTE> fetched_;
+    std::vector<CK_ATTRIBUTE> fetched_; // those of types_, then perhaps the class
+    CK_OBJECT_CLASS class_ = noClass;
 };
 
 std::size_t sizeOf(const std::vector<HostValue>& values) {
@@ -139,38 +157,59 @@ std::size_t sizeOf(const std::vector<HostValue>& values) {
     return size;
 }
 
-// Finds the reading for the class of an object, and reads the object's values, for queries with several readings.
+// Reads the values of objects as their classes want. Objects of one class often follow each other, so an object is
+// first taken to be of the class of the one before: its class and its values then need one call, and else a second one.
 class ReadingsOfClasses {
 public:
     ReadingsOfClasses(const Pkcs11Library& library, CK_SESSION_HANDLE session, const std::vector<HostReading>& readings)
-        : readings_(readings), classReader_(library, session, classOnly_) {
+        : readings_(readings), classReader_(library, session, nothing_) {
         for (const HostReading& reading : readings) readers_.emplace_back(library, session, reading.types);
     }
 
-    // Returns the index of the reading for the object's class; nullopt when there is none, or when the object does not
-    // exist any more.
-    std::optional<std::size_t> readingOf(CK_OBJECT_HANDLE object) {
-        if (readings_.size() == 1) return 0;
-        if (!classReader_.read(object, classValue_) || classValue_[0].bytes.size() != sizeof(CK_OBJECT_CLASS)) {
-            return std::nullopt;
-        }
-        CK_OBJECT_CLASS its = 0;
-        std::memcpy(&its, classValue_[0].bytes.data(), sizeof its);
-        const auto found = std::find_if(readings_.begin(), readings_.end(),
-                                        [its](const HostReading& reading) { return reading.objectClass == its; });
-        if (found == readings_.end()) return std::nullopt;
-        return static_cast<std::size_t>(found - readings_.begin());
-    }
-    bool read(std::size_t reading, CK_OBJECT_HANDLE object, std::vector<HostValue>& values) {
-        return std::next(readers_.begin(), static_cast<std::ptrdiff_t>(reading))->read(object, values);
+    // Returns nullopt when the object does not exist any more, or when there is no reading for its class.
+    std::optional<HostObject> read(CK_OBJECT_HANDLE handle, bool withValues) {
+        if (readings_.empty()) return std::nullopt;
+        HostObject object{handle, 0, {}};
+        const bool ofAnyClass = readings_.size() == 1;
+        if (!withValues && !ofAnyClass && !find(handle)) return std::nullopt;
+        if (withValues && !(ofAnyClass ? readAny(object) : readOfItsClass(object))) return std::nullopt;
+        object.objectClass = readings_[current_].objectClass;
+        return object;
     }
 
 private:
+    bool readAny(HostObject& object) { return readers_[0].read(handleOf(object), object.values) == Outcome::read; }
+
+    bool readOfItsClass(HostObject& object) {
+        AttributeReader& usual = readers_[current_];
+        const Outcome outcome = usual.read(handleOf(object), object.values, classOf(readings_[current_]));
+        if (outcome != Outcome::otherClass) return outcome == Outcome::read;
+        const bool isKnown = usual.lastClass() != noClass;
+        if (isKnown ? !choose(usual.lastClass()) : !find(handleOf(object))) return false;
+        return readers_[current_].read(handleOf(object), object.values) == Outcome::read;
+    }
+    // Chooses the reading for the class of the object, which it reads alone.
+    bool find(CK_OBJECT_HANDLE handle) {
+        std::vector<HostValue> none;
+        return classReader_.read(handle, none) == Outcome::read && choose(classReader_.lastClass());
+    }
+    bool choose(CK_OBJECT_CLASS its) {
+        const auto found = std::find_if(readings_.begin(), readings_.end(),
+                                        [its](const HostReading& reading) { return classOf(reading) == its; });
+        if (found != readings_.end()) current_ = static_cast<std::size_t>(found - readings_.begin());
+        return found != readings_.end();
+    }
+
+    static CK_OBJECT_CLASS classOf(const HostReading& reading) {
+        return static_cast<CK_OBJECT_CLASS>(reading.objectClass);
+    }
+    static CK_OBJECT_HANDLE handleOf(const HostObject& object) { return static_cast<CK_OBJECT_HANDLE>(object.object); }
+
     const std::vector<HostReading>& readings_;
-    const std::vector<std::uint64_t> classOnly_{CKA_CLASS};
+    const std::vector<std::uint64_t> nothing_;
     AttributeReader classReader_;
-    std::vector<HostValue> classValue_;
-    std::list<AttributeReader> readers_;
+    std::deque<AttributeReader> readers_; // one for each reading
+    std::size_t current_ = 0;             // the reading of the object before
 };
 
 } // namespace
@@ -187,12 +226,10 @@ HostFound HostedModule::find(const HostTokenName& name, const std::vector<HostQu
         ReadingsOfClasses readings(library_, session, query.readings);
         for (const CK_OBJECT_HANDLE handle : search(library_, session, query.wanted)) {
             if (!seen.insert(handle).second) continue;
-            const auto reading = readings.readingOf(handle);
-            if (!reading) continue;
-            HostObject object{handle, query.readings[*reading].objectClass, {}};
-            if (bytes < mostBytes && !readings.read(*reading, handle, object.values)) continue;
-            bytes += sizeOf(object.values);
-            found.objects.push_back(std::move(object));
+            std::optional<HostObject> object = readings.read(handle, bytes < mostBytes);
+            if (!object) continue;
+            bytes += sizeOf(object->values);
+            found.objects.push_back(std::move(*object));
         }
     }
     return found;
@@ -208,7 +245,9 @@ std::vector<HostObject> HostedModule::read(const HostTokenName& name, std::uint6
     std::size_t bytes = 0;
     for (const std::uint64_t handle : objects) {
         HostObject object{handle, 0, {}};
-        if (bytes < mostBytes && !reader.read(static_cast<CK_OBJECT_HANDLE>(handle), object.values)) continue;
+        if (bytes < mostBytes && reader.read(static_cast<CK_OBJECT_HANDLE>(handle), object.values) != Outcome::read) {
+            continue;
+        }
         bytes += sizeOf(object.values);
         found.push_back(std::move(object));
     }
@@ -306,7 +345,7 @@ HostKeyPair HostedModule::generate(const HostTokenName& name, const HostGenerati
     made.add(publicHandle);
     made.add(privateHandle);
     HostKeyPair pair{token.session->generation, publicHandle, privateHandle, {}};
-    if (!AttributeReader(library_, session, request.types).read(publicHandle, pair.values)) {
+    if (AttributeReader(library_, session, request.types).read(publicHandle, pair.values) != Outcome::read) {
         throw RefusedError(Refused::deviceError, "the token made a key that can't be read");
     }
     made.keep();

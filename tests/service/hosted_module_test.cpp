@@ -50,9 +50,9 @@ protected:
         EXPECT_EQ(refusalOf(HostCommand::login, name, HostLogin{platform::Secret("user-1"), false}), Refused::none);
         return ask<HostToken>(HostCommand::token, name);
     }
-    static HostTemplate data(const std::string& label) {
+    static HostTemplate data(const std::string& label, CK_OBJECT_CLASS objectClass = CKO_DATA) {
         ObjectTemplate object;
-        object.number(CKA_CLASS, CKO_DATA).flag(CKA_TOKEN, true).bytes(CKA_LABEL, label);
+        object.number(CKA_CLASS, objectClass).flag(CKA_TOKEN, true).bytes(CKA_LABEL, label);
         return object;
     }
     HostFound find(const HostTokenName& name) {
@@ -113,6 +113,31 @@ TEST_F(AHostedModule, MeansNoObjectOfATokenThatCameBack) {
     EXPECT_EQ(refusalOf(HostCommand::read, office, before.generation, first, std::vector<std::uint64_t>{CKA_LABEL}),
               Refused::noSuchObject);
     EXPECT_EQ(find(office).objects.size(), 2U);
+}
+
+// An object of the class of the one before needs one call, any other one two.
+TEST_F(AHostedModule, ReadsOfEachObjectWhatItsClassHasAndLeavesOtherClassesOut) {
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    const std::vector<HostTemplate> objects{
+        data("a"), data("b"), data("c", CKO_CERTIFICATE), data("d", CKO_SECRET_KEY), data("e", CKO_CERTIFICATE),
+        data("f")};
+    ask<std::vector<std::uint64_t>>(HostCommand::create, office, objects);
+    const HostQuery all{{}, {{CKO_CERTIFICATE, {CKA_LABEL}}, {CKO_DATA, {CKA_LABEL, CKA_LABEL}}}};
+    const auto labels = [&] {
+        std::string found;
+        for (const HostObject& object : ask<HostFound>(HostCommand::find, office, std::vector{all}).objects) {
+            EXPECT_EQ(object.values.size(), object.objectClass == CKO_DATA ? 2U : 1U);
+            found += object.values.at(0).bytes;
+        }
+        std::sort(found.begin(), found.end());
+        return found;
+    };
+    control.recordCalls();
+    EXPECT_EQ(labels(), "abcef");
+    EXPECT_LE(control.calls("C_GetAttributeValue"), objects.size() + 4) << "the class has changed";
+    control.count("C_GetAttributeValue", 77777);
+    EXPECT_EQ(labels(), "") << "no class is known";
 }
 
 TEST_F(AHostedModule, EndsItsSearchesAndAsksNothingThatCanNotBe) {
