@@ -50,16 +50,26 @@ public:
     ~Holder() override { platform::wipe(body); }
     bool admits(const bridge::Peer&) override { return true; }
     Answer handle(bridge::server::Session&, const bridge::server::Request& request) override {
-        const panelkit::CommandRow& write = panelkit::commandRow(Command::WriteGroup);
-        if (request.module != static_cast<std::uint32_t>(write.module)) return Answer::reply(std::string(8, '\1'));
-        if (request.command == static_cast<std::uint32_t>(panelkit::commandRow(Command::ReadGroup).code)) {
-            return Answer::reply(body);
-        }
+        if (isFor(request, Command::ReadGroup)) return Answer::reply(body);
+        if (isFor(request, Command::ExportCertificate)) return Answer::reply(exported());
+        if (!isFor(request, Command::WriteGroup)) return Answer::reply(std::string(8, '\1'));
         platform::wipe(body);
         body = std::string_view(request.payload).substr(4 + 3); // after the section's name
         return Answer::reply({});
     }
     std::string body = ikeBody;
+
+private:
+    static bool isFor(const bridge::server::Request& request, Command command) {
+        const panelkit::CommandRow& row = panelkit::commandRow(command);
+        return request.module == static_cast<std::uint32_t>(row.module) && request.command == row.code;
+    }
+    static std::string exported() {
+        std::string reply;
+        reply.reserve(100);
+        CommandStreamOut(reply).append(ExportCertResult{}, secret);
+        return reply;
+    }
 };
 
 struct Work {
@@ -83,7 +93,9 @@ void useCertificates() {
     controller.ImportCertificate({}, 0, {}, true, secret.c_str());
     std::vector<ImportCertResult> results;
     EXPECT_ANY_THROW(panelkit::importCertificates(controller, {}, {{}}, secret.c_str(), results));
-    EXPECT_ANY_THROW(controller.ExportCertificate({}, {}, {}, secret, true, true, content));
+    controller.ExportCertificate({}, {}, {}, secret, true, true, content);
+    EXPECT_EQ(content, secret);
+    platform::wipe(content);
 }
 
 void keepRequestThatIsNeverSent() {
