@@ -88,6 +88,7 @@ TEST(CommandStream, MovesThePositionBeforeItThrows) {
     EXPECT_ANY_THROW(in >> value);
     EXPECT_EQ(in.position(), 4U);
     EXPECT_EQ(value, 7U);
+    EXPECT_ANY_THROW(CommandStreamIn(bytes, 4).skip(0)) << "it begins past the end";
 }
 
 // The position is past the end then; a check that computed size - position would wrap and let the next read pass.
