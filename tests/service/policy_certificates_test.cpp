@@ -6,6 +6,7 @@
 
 #include "../support/user_folder.h"
 #include "certs_fixture.h"
+#include "steered_token.h"
 
 #include <vocabulary/policy.h>
 
@@ -21,6 +22,7 @@ namespace {
 
 class APolicyWithCredentials : public WithCertificates {
 protected:
+    using WithCertificates::WithCertificates;
     void activate(const std::string& section) {
         const std::string file = service.folder().file("policy.lsp");
         platform::replaceFile(file, "title = T\nversion = 1\n[a]\naction = protect\ngateway = g\n" + section, true);
@@ -98,6 +100,21 @@ TEST_F(APolicyWithCredentials, TellsThatThePresharedKeyIsMissing) {
     EXPECT_EQ(diagnosis(), "Diagnosis: Preshared key is missing: partner");
     ASSERT_TRUE(controller->CreatePresharedKey(token(), "partner", "a long secret")) << bridge::lastFailure().text();
     EXPECT_EQ(diagnosis(), "");
+}
+
+using APolicyWithASteeredToken = Steered<APolicyWithCredentials>;
+
+TEST_F(APolicyWithASteeredToken, DoesNotMissWhatCantBeRead) {
+    load();
+    login();
+    store("anna", {});
+    activate("subject = CN=anna\n");
+    EXPECT_EQ(diagnosis(), "");
+    control.fail("C_FindObjectsInit", 0x30); // the device's error
+    EXPECT_EQ(diagnosis(), "") << "as it was seen last";
+    control.clearFaults();
+    ASSERT_TRUE(controller->DeleteCertificate(token(), named("CN=anna")));
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
 }
 
 } // namespace
