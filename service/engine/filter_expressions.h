@@ -28,7 +28,7 @@ Json field(const char* protocol, const char* name);
 Json anyOf(std::initializer_list<Json> values);
 template <class Value>
 Json range(const Value& first, const Value& last) {
-    return first == last ? Json(first) : Json{{"range", Json::array({first, last})}};
+    return first == last ? Json(first) : Json{{"range", Json::array_t{first, last}}};
 }
 // Of a network, or a block of addresses.
 template <class Addresses>

@@ -5,6 +5,7 @@
 #include "../support/processes_posix.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
+#include "../support/small_disk_posix.h"
 #include "../support/user_folder.h"
 
 #include <service/state/state_file.h>
@@ -18,8 +19,6 @@
 #include <vocabulary/tokens.h>
 
 #include <fcntl.h>
-#include <sys/mount.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 using vocabulary::Refused;
@@ -204,37 +203,6 @@ TEST(AStateFileWithoutPermission, IsKeptAndChangesAreRefused) {
     EXPECT_THROW(file.write(content), panelkitd::RefusedError);
     ASSERT_EQ(::seteuid(0), 0);
     EXPECT_EQ(platform::readOwnFile(path, 100), content);
-}
-
-const std::string noDisk = "this system lets nobody mount";
-
-// Runs `work` in a child process, with temporary files on a small disk of its own that `fill` fills and `empty`
-// empties. Returns what `work` says is wrong.
-template <class Work>
-std::string onASmallDisk(const Work& work) {
-    const TemporaryFolder disk;
-    const std::string report = disk.file("report"), inner = disk.file("disk"), filler = inner + "/filler";
-    const pid_t child = ::fork();
-    if (child == 0) {
-        fs::create_directory(inner);
-        const bool mounted = ::unshare(CLONE_NEWNS) == 0 &&
-                             ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-                             ::mount("none", inner.c_str(), "tmpfs", 0, "size=2m,mode=0755") == 0;
-        if (!mounted) ::_exit(77);
-        ::setenv("TMPDIR", inner.c_str(), 1);
-        const auto fill = [&] {
-            std::ofstream out(filler, std::ios::binary);
-            while (out << std::string(1024, 'x') << std::flush) {}
-        };
-        const std::string wrong = work(fill, [&] { fs::remove(filler); });
-        std::ofstream(report) << wrong;
-        ::_exit(0);
-    }
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    if (WIFEXITED(status) && WEXITSTATUS(status) == 77) return noDisk;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) return "status " + std::to_string(status);
-    return platform::readFile(report, 1 << 20);
 }
 
 TEST(AServiceOnAFullDisk, ChangesNothingAndAuditsIt) {
