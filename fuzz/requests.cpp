@@ -64,7 +64,7 @@ bool isSlow(Command command) {
            command == Command::ProviderLoad || command == Command::ProviderUnload;
 }
 
-// The service in this process. The token is made anew now and then, since inputs fill and lock it.
+// The service in this process. A new token is made now and then, since inputs fill and lock it.
 class Service {
 public:
     Service() {
