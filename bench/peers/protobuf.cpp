@@ -3,7 +3,7 @@
 // Protocol Buffers against the plain codec: from bytes to the records of a program, and back.
 #include <bench/plain_codec.h>
 
-#include "listing.pb.h"
+#include <listing.pb.h>
 
 namespace {
 
