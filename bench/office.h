@@ -11,6 +11,7 @@
 #include <panelkit/certs/certs_controller.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/bridge/command_sender.h>
+#include <platform/bridge/failure.h>
 #include <platform/system/child_process.h>
 #include <platform/system/files.h>
 #include <service/certs/object_facts.h>
@@ -86,7 +87,8 @@ public:
         std::vector<CertInfo> listed;
         std::vector<PKCS11::TokenInfo> places;
         const auto all = static_cast<std::int32_t>(vocabulary::CertSelector::all);
-        require(controller_->EnumCertificates(all, listed, places), "a listing");
+        const bool done = controller_->EnumCertificates(all, listed, places);
+        require(done, ("a listing (" + bridge::lastFailure().text() + ")").c_str());
         return listed.size();
     }
 
