@@ -154,7 +154,9 @@ if(NOT WIN32)
         support/gateway_posix.cpp
         support/memory_scan_posix.cpp
         service/tunnels_posix_test.cpp
-        service/tunnels_present_posix_test.cpp
-        service/tunnels_sections_posix_test.cpp
         service/tunnels_service_posix_test.cpp)
+    panelkit_test(test_service_tunnels_sections LINK certificate_maker panelkitd_parts SOURCES
+        support/gateway_posix.cpp
+        service/tunnels_present_posix_test.cpp
+        service/tunnels_sections_posix_test.cpp)
 endif()

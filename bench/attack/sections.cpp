@@ -59,10 +59,10 @@ protected:
 TEST_F(Sections, ArePutIntoForceAndReplaced) {
     start();
     for (const Size& size : {Size{10, 10}, {100, 10}, {1000, 1000}, {1000, 10}, {1000, 1}}) {
-        const Size none{1, 1000};
+        const Size other{1, 1};
         std::vector<double> first;
         for (int i = 0; i < attack::times(5); ++i) {
-            activate(policyOf(none, 1));
+            activate(policyOf(other, 2000));
             first.push_back(activate(policyOf(size, 0)));
         }
         attack::report(described(size) + "put into force, ms", attack::medianOf(first));
@@ -86,7 +86,8 @@ protected:
 TEST_F(TunnelsOfSections, ComeUp) {
     gateway_->inside([] {
         for (int i = 0; i < 1000; ++i) {
-            runProgram("ip addr add 10.9." + std::to_string(i / 250) + "." + std::to_string(i % 250) + "/32 dev lo");
+            runProgram("ip addr replace 10.9." + std::to_string(i / 250) + "." + std::to_string(i % 250) +
+                       "/32 dev lo");
         }
     });
     for (const Size& size : {Size{1, 1}, {10, 1}, {100, 1}, {1000, 10}, {1000, 1}}) {

@@ -17,20 +17,12 @@ namespace {
 
 constexpr auto lasted = seconds(60); // after that, a daemon that dies is started again at once
 constexpr seconds startPauses[] = {seconds(0), seconds(1), seconds(2), seconds(5), seconds(15), seconds(30)};
-constexpr seconds attemptPauses[] = {seconds(2), seconds(5), seconds(10), seconds(20), seconds(40), seconds(60)};
-
-template <std::size_t count>
-seconds pauseAfter(unsigned number, const seconds (&pauses)[count]) {
-    return pauses[std::min<std::size_t>(number, count - 1)];
-}
-
-bridge::Remark plain(const std::exception& error) { return remark(Refused::none, "%s", error.what()); }
 
 void loadOrThrow(IkeControl& control, const IkeConnection& connection) {
     try {
         if (!connection.lacks) control.load(connection);
     } catch (const ViciRefusal& refusal) {
-        throw notInForce(connection, {plain(refusal)});
+        throw notInForce(connection, {plainRemark(refusal)});
     }
 }
 
@@ -168,7 +160,7 @@ void CharonDriver::prepare(IkePlan& plan, const EngineWishes& wishes) {
         problem_.reset();
     } catch (const ViciError& error) {
         drop();
-        throw EngineError({plain(error)});
+        throw EngineError({plainRemark(error)});
     } catch (const EngineError&) {
         takeBack();
         throw;
@@ -189,7 +181,10 @@ void CharonDriver::adopt(IkePlan plan) noexcept {
     try {
         attempts_.clear();
         if (control_) keepOnlyPlan(former_, remark(Refused::none, "its section in the policy has changed"));
-        if (plan_.connections.empty()) drop();
+        if (!plan_.connections.empty()) return;
+        drop();
+        starts_ = 0; // it did not die
+        nextStart_ = {};
     } catch (const std::exception& error) {
         logFailure("the IKE daemon", error);
         drop(); // so the tunnels that are to go are gone
@@ -206,42 +201,11 @@ void CharonDriver::keepOnlyPlan(const IkeControl::Loaded& former, const bridge::
 
 // ---- tunnels
 
-void CharonDriver::setUpMissing(const IkeStates& states) {
-    for (const IkeConnection& connection : plan_.connections) {
-        if (connection.lacks || states.connecting.contains(connection.name)) continue;
-        for (const IkeChild& child : connection.children) {
-            const std::string& section = child.section->name;
-            if (states.tunnels.contains(section)) {
-                attempts_.erase(section);
-                continue;
-            }
-            Attempt& attempt = attempts_[section];
-            if (board_.isOff(section) || Clock::now() < attempt.next) continue;
-            attempt.next = Clock::now() + pauseAfter(attempt.count++, attemptPauses);
-            try {
-                control_->initiate(connection.name, section);
-            } catch (const ViciRefusal& refusal) {
-                board_.failed(connection.name, plain(refusal));
-            }
-        }
-    }
-}
-
-void CharonDriver::turnOn(const IkeConnection& connection, const std::string& section) {
-    board_.turn(section, false);
-    attempts_.erase(section);
-    const IkeStates states = control().states();
-    if (states.tunnels.contains(section) || states.connecting.contains(connection.name)) return;
-    control().initiate(connection.name, section);
-    Attempt& attempt = attempts_[section];
-    attempt.next = Clock::now() + pauseAfter(attempt.count++, attemptPauses);
-}
-
 void CharonDriver::load(const IkeConnection& connection) {
     try {
         if (!connection.lacks) control_->load(connection);
     } catch (const ViciRefusal& refusal) {
-        board_.failed(connection.name, plain(refusal));
+        board_.failed(connection.name, plainRemark(refusal));
     }
 }
 
@@ -281,7 +245,7 @@ std::vector<TunnelNews> CharonDriver::round(const EngineWishes& wishes) {
         return work(wishes);
     } catch (const ViciError& error) {
         logFailure("the IKE daemon", error);
-        problem_ = plain(error);
+        problem_ = plainRemark(error);
         drop();
     } catch (const ExplainedError& error) {
         if (!problem_) logFailure("the IKE daemon", error);

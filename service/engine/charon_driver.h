@@ -14,7 +14,9 @@
 #include <service/engine/ike_daemon.h>
 #include <service/engine/tunnel_board.h>
 
+#include <algorithm>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <map>
 #include <memory>
@@ -23,6 +25,16 @@
 #include <vector>
 
 namespace panelkitd {
+
+// After the given number of failures, the pause of that place in the table, or the last one.
+template <std::size_t count>
+std::chrono::seconds pauseAfter(unsigned failures, const std::chrono::seconds (&pauses)[count]) {
+    return pauses[std::min<std::size_t>(failures, count - 1)];
+}
+
+inline bridge::Remark plainRemark(const std::exception& error) {
+    return remark(vocabulary::Refused::none, "%s", error.what());
+}
 
 class CharonDriver {
 public:
@@ -76,6 +88,7 @@ private:
     void load(const IkeConnection& connection);
     void keepOnlyPlan(const IkeControl::Loaded& former, const bridge::Remark& why);
     void endUnproved();
+    std::size_t underWay(const IkeStates& states) const;
     void setUpMissing(const IkeStates& states);
     std::vector<TunnelNews> work(const EngineWishes& wishes);
 
@@ -97,8 +110,9 @@ private:
 
     struct Attempt {
         unsigned count = 0;
-        Clock::time_point next{};
+        Clock::time_point asked{}, next{};
     };
+    bool ask(const IkeConnection& connection, const std::string& section);
     std::map<std::string, Attempt> attempts_; // by section
 
     std::set<std::string> unfitAnchors_;    // that the daemon can't read

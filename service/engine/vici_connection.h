@@ -17,12 +17,6 @@
 
 namespace panelkitd {
 
-// The daemon has understood a request and refuses it, for the reason that it gives. The connection stays usable.
-class ViciRefusal : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
-
 // One thread uses it at a time; close() may be called from any thread.
 class ViciConnection {
 public:

@@ -46,7 +46,7 @@ struct Writer {
 
 void putName(auto& to, std::string_view name) {
     if (name.empty() || name.size() > vici::longestName) {
-        throw ViciError("a name for the IKE daemon has 1 to 255 bytes, not " + std::to_string(name.size()));
+        throw ViciRefusal("a name for the IKE daemon has 1 to 255 bytes, not " + std::to_string(name.size()));
     }
     to.byte(static_cast<unsigned>(name.size()));
     to.bytes(name);
@@ -54,7 +54,8 @@ void putName(auto& to, std::string_view name) {
 
 void putValue(auto& to, std::string_view value) {
     if (value.size() > vici::longestValue) {
-        throw ViciError("a value for the IKE daemon has " + std::to_string(value.size()) + " bytes; at most 65535 fit");
+        throw ViciRefusal("a value for the IKE daemon has " + std::to_string(value.size()) +
+                          " bytes; at most 65535 fit");
     }
     to.byte(static_cast<unsigned>(value.size() >> 8U));
     to.byte(static_cast<unsigned>(value.size() & 0xFFU));
@@ -213,9 +214,9 @@ ViciSection& ViciSection::add(std::string name, ViciSection value) {
 std::string encodeVici(const ViciPacket& packet) {
     Counter counter;
     putPacket(counter, packet);
-    if (counter.size > vici::largestPacket) {
-        throw ViciError("a message for the IKE daemon has " + std::to_string(counter.size) +
-                        " bytes; at most 524288 fit");
+    if (counter.size > vici::largestRequest) {
+        throw ViciRefusal("what the IKE daemon would have to be told has " + std::to_string(counter.size) +
+                          " bytes; it takes at most " + std::to_string(vici::largestRequest));
     }
     std::string bytes;
     bytes.reserve(counter.size);
@@ -235,7 +236,7 @@ std::string encodeViciLength(std::size_t size) {
 std::size_t decodeViciLength(std::string_view fourBytes) {
     std::size_t size = 0;
     for (const char byte : fourBytes) size = (size << 8U) | static_cast<unsigned char>(byte);
-    if (size == 0 || size > vici::largestPacket) {
+    if (size == 0 || size > vici::largestAnswer) {
         throw ViciError("the IKE daemon sent a packet of " + std::to_string(size) + " bytes");
     }
     return size;

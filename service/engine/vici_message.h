@@ -33,9 +33,17 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// The daemon has understood a request and refuses it, for the reason that it gives; or the request is too large for it
+// and was not sent. The connection stays usable.
+class ViciRefusal : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 namespace vici {
 
-inline constexpr std::size_t largestPacket = std::size_t{512} * 1024; // the daemon's own limit too
+inline constexpr std::size_t largestRequest = std::size_t{512} * 1024; // the daemon's own limit
+inline constexpr std::size_t largestAnswer = std::size_t{1024} * 1024; // a thousand tunnels to a gateway have less
 inline constexpr std::size_t longestName = 255;
 inline constexpr std::size_t longestValue = 65535;
 inline constexpr unsigned deepest = 16; // sections in sections
@@ -86,8 +94,8 @@ struct ViciPacket {
 };
 
 // Returns the bytes of a packet, without its length. Equal packets have equal bytes, and decodeVici() reads no others.
-// If a value is a secret, the caller wipes them; no other copy of them is left. Throws ViciError when a name, a value
-// or the whole is above its limit.
+// If a value is a secret, the caller wipes them; no other copy of them is left. Throws ViciRefusal when a name, a
+// value or the whole is above its limit.
 std::string encodeVici(const ViciPacket& packet);
 
 // Reads such bytes. Throws ViciError, which says what is wrong and where.

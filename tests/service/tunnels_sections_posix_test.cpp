@@ -83,5 +83,38 @@ TEST_F(TunnelsOfAFamily, LetTheFirstSectionDecideWithIPv6) {
                               .ping = "58 fd99::1"});
 }
 
+TEST_F(Tunnels, ThatAreTooManyForTheDaemonAreRefusedAndTheFormerOnesStay) {
+    start();
+    logIn();
+    apply(byCertificate);
+    ASSERT_TRUE(comesUp()) << why(tunnel());
+    std::string many = "title = T\nversion = 1\n";
+    for (int i = 0; i < 1000; ++i) {
+        many += "[s" + std::to_string(i) +
+                "]\naction = protect\nnetwork = 10.0.0.1..10.255.255.254\ngateway = 192.168.8.2\n"
+                "subject = CN=anna\n";
+    }
+    try {
+        apply(many);
+        ADD_FAILURE() << "put into force";
+    } catch (const EngineError& error) {
+        EXPECT_THAT(error.what(), testing::HasSubstr("line 3: section [s0] can't be put into force: what the IKE "));
+    }
+    EXPECT_TRUE(pings("10.9.0.1"));
+    EXPECT_EQ(wentDown_, 0U);
+}
+
+// The daemon ends with the last tunnel, and the pauses before it is started again are for one that dies.
+TEST_F(Tunnels, AreAskedForAgainAsOftenAsSomebodyLikes) {
+    start();
+    logIn();
+    for (unsigned round = 0; round < 4; ++round) {
+        apply(byCertificate);
+        apply("title = T\nversion = 1\n");
+    }
+    apply(byCertificate);
+    EXPECT_TRUE(comesUp()) << why(tunnel());
+}
+
 } // namespace
 } // namespace panelkitd

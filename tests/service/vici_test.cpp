@@ -74,16 +74,16 @@ TEST(ViciMessages, ThatBreakARuleAreRefusedWithThePlace) {
             EXPECT_THAT(error.what(), HasSubstr(row.error));
         }
     }
-    EXPECT_THROW(decodeViciLength("\x00\x08\x00\x01"s), ViciError);
+    EXPECT_THROW(decodeViciLength("\x00\x10\x00\x01"s), ViciError);
     EXPECT_THROW(decodeViciLength("\x00\x00\x00\x00"s), ViciError);
 }
 
 TEST(ViciMessages, ThatAreTooLargeAreNotSent) {
     const auto tries = [](ViciSection message) { encodeVici({ViciPacketType::request, "x", std::move(message)}); };
     EXPECT_NO_THROW(tries(ViciSection().add("k", std::string(65535, 'v'))));
-    EXPECT_THROW(tries(ViciSection().add("k", std::string(65536, 'v'))), ViciError);
-    EXPECT_THROW(tries(ViciSection().add(std::string(256, 'k'), "v")), ViciError);
-    EXPECT_THROW(tries(ViciSection().add("l", std::vector<std::string>(9, std::string(60000, 'v')))), ViciError);
+    EXPECT_THROW(tries(ViciSection().add("k", std::string(65536, 'v'))), ViciRefusal);
+    EXPECT_THROW(tries(ViciSection().add(std::string(256, 'k'), "v")), ViciRefusal);
+    EXPECT_THROW(tries(ViciSection().add("l", std::vector<std::string>(9, std::string(60000, 'v')))), ViciRefusal);
 }
 
 // A daemon that answers what comes first with `bytes`, and then waits until the client leaves.
