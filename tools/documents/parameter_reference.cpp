@@ -31,8 +31,10 @@ parameter marked *secret* is read without echo and masked wherever it is printed
 
 The column *Effect* says whether panelkitd acts on a parameter, and where: in the service itself, or in the IKE daemon of
 its engine `charon` ([engine.md](engine.md)), with the option of the daemon. A parameter whose effect is "none" is stored
-and returned, and nothing more. With the engine `record`, the parameters of `charon` have no effect either. In the library
-no parameter has one. A changed value counts after the commit.
+and returned, and nothing more; so are those of `charon` while the engine is `record`. The library itself acts on none. A
+changed value counts after the commit. When a change starts the IKE daemon again, or sets the tunnels up again, what they
+protect is dropped in the meantime. In a daemon that panelkitd has not started (`--charon-socket`), parameters whose change
+starts it again or counts for later tunnels have no effect.
 )";
 
 // A text in a cell of a table.
