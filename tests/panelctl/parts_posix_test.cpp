@@ -10,6 +10,7 @@
 #include "../support/bytes.h"
 #include "../support/fake_console.h"
 #include "../support/freed_memory.h"
+#include "../support/full_disk_posix.h"
 #include "../support/running_service.h"
 #include "../support/service_fixture.h"
 
@@ -19,10 +20,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include <csignal>
 #include <fcntl.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace panelctl;
@@ -139,14 +138,10 @@ TEST(ASecretThatAVerbMoves, LeavesNothing) {
 TEST(AFileThatDoesNotFit, IsNotLeftInHalf) {
     const TemporaryFolder folder;
     const std::string path = folder.file("key");
-    rlimit former{};
-    ::getrlimit(RLIMIT_FSIZE, &former);
-    const rlimit small{.rlim_cur = 10, .rlim_max = former.rlim_max};
-    const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
-    ::setrlimit(RLIMIT_FSIZE, &small);
-    EXPECT_ANY_THROW(writeNewFile(path, sought));
-    ::setrlimit(RLIMIT_FSIZE, &former);
-    std::signal(SIGXFSZ, ignored);
+    {
+        const FullDisk full;
+        EXPECT_ANY_THROW(writeNewFile(path, sought));
+    }
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 

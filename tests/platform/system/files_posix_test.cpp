@@ -4,6 +4,7 @@
 #include <platform/system/account_files.h>
 #include <platform/system/files.h>
 
+#include "../../support/full_disk_posix.h"
 #include "../../support/running_service.h"
 #include "../../support/test.h"
 
@@ -80,6 +81,10 @@ TEST_F(Files, KeepTheirRightsAndTheirLinksWhenTheyAreReplaced) {
 TEST_F(Files, LeaveNothingBesideThemWhenReplacingFails) {
     std::filesystem::create_directories(folder.path() / "f/inside"); // a file can't replace a folder
     EXPECT_THROW(platform::replaceFile(folder.file("f"), "x", true), FileError);
+    {
+        const FullDisk full;
+        EXPECT_THROW(platform::replaceFile(folder.file("new"), std::string(100, 'x'), true), FileError);
+    }
     EXPECT_EQ(count(), 1);
 }
 
