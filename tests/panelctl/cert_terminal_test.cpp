@@ -80,6 +80,24 @@ TEST_F(AtATerminal, AFilesPasswordIsAskedForOnlyWhenItNeedsOne) {
     EXPECT_THAT(terminal.screen(), Not(HasSubstr("s3cret")));
 }
 
+TEST_F(AtATerminal, AnEmptyAnswerErasesNoTokenWithoutALabel) {
+    TokenInfo nameless = office;
+    (nameless.*vocabulary::token::label).clear();
+    service.answer<Command::EnumProviderTokens>(std::vector{nameless});
+    start({"token", "init", "A1", "--label", "New"});
+    waitFor("Type its label to continue: ");
+    terminal.type("\n");
+    EXPECT_EQ(exitCode(), 26) << terminal.screen();
+}
+
+TEST_F(AtATerminal, ANewPinIsTypedTwice) {
+    start({"token", "change-pin", "A1"});
+    typeSecret("PIN of token", "old");
+    typeSecret("new PIN of token", "one");
+    typeSecret("Repeat it: ", "two");
+    EXPECT_EQ(exitCode(), 12) << terminal.screen();
+}
+
 TEST_F(AtATerminal, AKeysValueIsTypedTwice) {
     start({"psk", "create", "site", "--token", "A1"});
     typeSecret("value of key \"site\": ", "one");

@@ -110,6 +110,17 @@ TEST_F(FileVerbs, ImportSeveralByOneCommandAndNameWhatWasDone) {
     EXPECT_THAT(lost.error, HasSubstr("1 of 5 were imported before\n  Root"));
 }
 
+TEST_F(FileVerbs, ImportByOneCommandOnlyWhatGoesToOneToken) {
+    const auto to = [this](std::uint32_t token) {
+        return CertImportOption{authority, bit(CertImport::certificateOnly), {token}};
+    };
+    fileHolds({to(0), to(1), to(0)});
+    answer(Command::ImportCertificate, vocabulary::ImportCert::imported);
+    EXPECT_EQ(run({"cert", "import", path}).status, 0);
+    EXPECT_EQ(sent(Command::ImportCertificates), "");
+    EXPECT_EQ(sent(Command::ImportCertificate), imported(office, 2, CertImport::certificateOnly));
+}
+
 TEST_F(FileVerbs, ShowWhatIsInAFileAndImportNothing) {
     fileHolds({plain, keyed}, {crl});
     const auto result = run({"cert", "import", path, "--list"});
