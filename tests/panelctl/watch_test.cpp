@@ -32,6 +32,15 @@ protected:
         service->answer<Command::EnumProviderTokens>(tokens);
         service->answer<Command::EnumProviders>(std::vector{card});
     }
+    // Answers with one section.
+    void answerLog(std::uint32_t level) {
+        service->on(Command::ReadGroup, [level](const panelkit::testing::Received& request) {
+            if (request.payload != encoded(std::string("LOG"))) return Reaction::refuse();
+            std::string body(400, '\0');
+            body[0] = static_cast<char>(level);
+            return Reaction::reply(body);
+        });
+    }
     void start(std::vector<std::string> arguments) {
         platform::ChildOptions options;
         options.arguments = {builtProgram("panelctl"), "--endpoint", endpoint, "watch"};
@@ -180,13 +189,8 @@ TEST_F(PanelctlWatch, SaysWhatItMissedWhileTheServiceWasAway) {
 
 TEST_F(PanelctlWatch, SaysWhichSectionsChangedWhileTheServiceWasAway) {
     const auto serveLog = [&](std::uint32_t level) {
-        serve({});
-        service->on(Command::ReadGroup, [level](const panelkit::testing::Received& request) {
-            if (request.payload != encoded(std::string("LOG"))) return Reaction::refuse();
-            std::string body(400, '\0');
-            body[0] = static_cast<char>(level);
-            return Reaction::reply(body);
-        });
+        serve({}, false); // a provider that was not loaded before is not reported as unloaded
+        answerLog(level);
     };
     serveLog(1);
     startJson({"--count", "4"});
@@ -239,6 +243,33 @@ TEST_F(PanelctlWatch, SaysWhichTunnelsChangedWhileTheServiceWasAway) {
                             begin + "[falls] to the gateway gate is down: a reason",
                             begin + "[rises] to the gateway gate is up."));
     EXPECT_THAT(texts.back(), HasSubstr("It is not known which tunnels have changed"));
+}
+
+TEST_F(PanelctlWatch, SaysOnceWhatItHeardBeforeTheServiceWasAway) {
+    LSPinfo_t info;
+    info.request.type = LSPdriver;
+    const auto answer = [&](std::uint32_t level) {
+        answerLog(level);
+        service->answer<Command::GetPolicyInfo>(info.request, info);
+    };
+    serve({});
+    answer(1);
+    startJson({"--count", "6"});
+    push(Notification::tokenRemoved, vocabulary::TokenNotice{{0, 1}, office});
+    EXPECT_EQ(events(1).size(), 1U) << "it has looked once";
+    info.request.type = LSPsystemFile;
+    answer(2);
+    push(Notification::configurationCommitted, vocabulary::ConfigurationNotice{{1, 2}, "anna", {"LOG"}});
+    push(Notification::policyActivated, vocabulary::PolicyNotice{{2, 3}, "system", "Main", "", ""});
+    EXPECT_EQ(events(3).size(), 3U);
+    service.reset();
+    EXPECT_EQ(events(4).back(), "service-detached");
+    serve({});
+    answer(2);
+    EXPECT_EQ(events(5).back(), "service-attached");
+    push(Notification::tokenRemoved, vocabulary::TokenNotice{{3, 4}, office});
+    EXPECT_EQ(endStatus(), 0);
+    EXPECT_EQ(events(6).back(), "token-removed");
 }
 
 TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
