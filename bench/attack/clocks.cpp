@@ -6,6 +6,8 @@
 #include <bench/attack/places.h>
 #include <tests/support/panelctl.h>
 
+#include <platform/system/files.h>
+
 #include <unistd.h>
 
 #include <random>

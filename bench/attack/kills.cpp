@@ -142,6 +142,7 @@ TEST_F(AModuleUnderAttack, LosesNoKeyThatWasAcknowledged) {
     provider.*vocabulary::provider::path = testModule;
     ASSERT_TRUE(tokens.ProviderLoad(provider)) << bridge::lastFailure().text();
     freshToken();
+    EXPECT_TRUE(keys().empty());
     const attack::Usage before = attack::usageOf(service);
     std::minstd_rand random(20261123);
     const int kills = attack::times(131);

@@ -32,11 +32,11 @@ Place inConfiguration(Parameter parameter) {
     return {Group().name, write, read};
 }
 
-Place inPolicySettings(const std::string& user) {
-    const auto write = [user](Client& client, std::uint32_t value) {
+Place inPolicySettings(const std::string& user, std::size_t bytes) {
+    const auto write = [user, bytes](Client& client, std::uint32_t value) {
         LSPcmd::LSPsettings_t settings;
         settings.value2 = value;
-        settings.File = std::string(4000, 'x');
+        settings.entries.assign(bytes / 1000, {"", "", std::string(1000, 'x')});
         return client.send(Command::SetUserSettings, encoded(user, settings));
     };
     const auto read = [user](Client& client) {
@@ -51,15 +51,15 @@ Place inPolicySettings(const std::string& user) {
 
 } // namespace
 
-std::vector<Place> allPlaces() {
+std::vector<Place> allPlaces(std::size_t bytes) {
     return {inConfiguration<ADMIN>(&ADMIN::SESSION_EXPTIME),
             inConfiguration<LOG>(&LOG::MAX_LOG_SIZE),
             inConfiguration<PCAP>(&PCAP::PKT_QUEUE),
             inConfiguration<USER>(&USER::PMP_TIMEOUT),
-            inPolicySettings("root"),
-            inPolicySettings("daemon"),
-            inPolicySettings("bin"),
-            inPolicySettings("sys")};
+            inPolicySettings("root", bytes),
+            inPolicySettings("daemon", bytes),
+            inPolicySettings("bin", bytes),
+            inPolicySettings("sys", bytes)};
 }
 
 std::size_t unfinishedFilesIn(const std::string& folder) {

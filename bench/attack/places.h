@@ -19,7 +19,8 @@ struct Place {
     std::function<std::uint32_t(Client&)> read;
 };
 
-std::vector<Place> allPlaces();
+// Each change of the policy settings stores so many bytes.
+std::vector<Place> allPlaces(std::size_t bytes = 4000);
 
 // The unfinished files that a service has left in its state folder.
 std::size_t unfinishedFilesIn(const std::string& folder);

@@ -62,33 +62,41 @@ void limit(RunningService& service, __rlimit_resource what, rlim_t most) {
     EXPECT_EQ(::prlimit(process, what, &present, nullptr), 0);
 }
 
-// No more than the addresses that it has, and some.
-void limitMemory(RunningService& service, std::uint64_t more) {
-    limit(service, RLIMIT_AS, memoryOf(service.process().id(), "VmSize") + more);
-}
-
 template <class Fill, class Empty>
 std::vector<Shortage> allShortages(const Fill& fill, const Empty& empty) {
-    const auto freeMemory = [](RunningService& service) { limit(service, RLIMIT_AS, RLIM_INFINITY); };
     return {
         {"descriptors",
          [](RunningService& service, Random& random) {
              limit(service, RLIMIT_NOFILE, attack::usageOf(service).descriptors + random() % 3);
          },
          [](RunningService& service) { limit(service, RLIMIT_NOFILE, 1024); }},
-        {"memory", [](RunningService& service, Random& random) { limitMemory(service, random() % 100'000); },
-         freeMemory},
+        {"memory",
+         [](RunningService& service, Random& random) {
+             limit(service, RLIMIT_DATA, memoryOf(service.process().id(), "VmData") + random() % 200'000);
+         },
+         [](RunningService& service) { limit(service, RLIMIT_DATA, RLIM_INFINITY); }},
         // A thread's stack takes 8 MiB of addresses.
-        {"threads", [](RunningService& service, Random& random) { limitMemory(service, random() % 8'000'000); },
-         freeMemory},
+        {"threads",
+         [](RunningService& service, Random& random) {
+             limit(service, RLIMIT_AS, memoryOf(service.process().id(), "VmSize") + random() % 8'000'000);
+         },
+         [](RunningService& service) { limit(service, RLIMIT_AS, RLIM_INFINITY); }},
         {"disk", [fill](RunningService&, Random& random) { fill(random() % 12'000); },
          [empty](RunningService&) { empty(); }},
     };
 }
 
-// New connections during a shortage, so that the service needs threads and descriptors.
-void knock() {
-    for (int i = 0; i < 4; ++i) Client().send(Command::EnumProviders, "");
+// A large request and new connections during a shortage, so that the service needs memory, threads and descriptors.
+// Returns how many of them were not served.
+unsigned knock(Client& present) {
+    unsigned turnedAway = 0;
+    if (!present.send(Command::ParseCertFile, encoded(std::string(8U << 20, 'x'), std::string()))) ++turnedAway;
+    std::vector<std::unique_ptr<Client>> all;
+    for (int i = 0; i < 4; ++i) {
+        all.push_back(std::make_unique<Client>());
+        if (!all.back()->send(Command::EnumProviders, "")) ++turnedAway;
+    }
+    return turnedAway;
 }
 
 class Host {
@@ -103,12 +111,14 @@ public:
     }
 
     void round(const Shortage& shortage, Random& random) {
+        Client present;
+        EXPECT_TRUE(present.send(Command::EnumProviders, ""));
         std::vector<std::unique_ptr<Changer>> changers;
         for (std::size_t i = 0; i < places_.size(); ++i)
             changers.push_back(std::make_unique<Changer>(places_[i], last_[i]));
         std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 60));
         shortage.begin(service_, random);
-        knock();
+        turnedAway += knock(present);
         std::this_thread::sleep_for(std::chrono::milliseconds(20 + random() % 60));
         shortage.end(service_);
         for (std::size_t i = 0; i < places_.size(); ++i) {
@@ -123,7 +133,7 @@ public:
         restart(shortage.name);
     }
 
-    std::uint64_t acknowledged = 0, refused = 0, lost = 0;
+    std::uint64_t acknowledged = 0, refused = 0, lost = 0, turnedAway = 0;
 
 private:
     // There is room again.
@@ -146,7 +156,7 @@ private:
     }
 
     RunningService service_{{"--embedded-module", ""}};
-    const std::vector<Place> places_ = attack::allPlaces();
+    const std::vector<Place> places_ = attack::allPlaces(20'000);
     std::vector<std::uint32_t> last_;
 };
 
@@ -155,14 +165,15 @@ TEST(AShortage, LosesNothingThatWasAcknowledgedAndEnds) {
         Random random(20261125);
         Host host;
         for (const Shortage& shortage : allShortages(fill, empty)) {
-            host.acknowledged = host.refused = host.lost = 0;
+            host.acknowledged = host.refused = host.lost = host.turnedAway = 0;
             const int rounds = attack::times(25);
             for (int i = 0; i < rounds && !testing::Test::HasFailure(); ++i) host.round(shortage, random);
             attack::report(std::string("shortages of ") + shortage.name, rounds);
             attack::report("changes acknowledged, refused, without an answer", std::to_string(host.acknowledged) +
                                                                                    ", " + std::to_string(host.refused) +
                                                                                    ", " + std::to_string(host.lost));
-            EXPECT_GT(host.refused + host.lost, 0U) << "there was no shortage of " << shortage.name;
+            attack::report("large requests and connections turned away", static_cast<double>(host.turnedAway));
+            EXPECT_GT(host.refused + host.lost + host.turnedAway, 0U) << "there was no shortage of " << shortage.name;
         }
         return testing::Test::HasFailure() ? "see above" : "";
     });
