@@ -38,6 +38,10 @@ void report(const std::string& what, double figure) {
     report(what, text);
 }
 
+void reportChecked(const std::string& what) {
+    if (!testing::Test::HasFailure()) report("checked", what);
+}
+
 Usage usageOf(RunningService& service) {
     const std::int64_t id = service.process().id();
     const fs::path process = folderOf(id);

@@ -19,6 +19,9 @@ int times(int usual);
 void report(const std::string& what, const std::string& figure);
 void report(const std::string& what, double figure);
 
+// Prints what a test has checked, as its last line, unless it has failed.
+void reportChecked(const std::string& what);
+
 // What a process and its children, the hosts of modules, use.
 struct Usage {
     std::size_t threads = 0, descriptors = 0, processes = 0;

@@ -102,6 +102,7 @@ TEST(AClockThatJumps, ChangesNothing) {
     attack::report("the longest, ms", longest);
     attack::report("processor time at rest, ms in 500 ms, at most", busiest);
     if (rounds > 10) attack::expectUsage(service, before, 8U << 20);
+    attack::reportChecked("each command was answered in time, none was refused, nothing was lost, nothing spins");
 }
 
 } // namespace

@@ -62,6 +62,7 @@ TEST_F(ACrowd, IsServed) {
     attack::report("commands of 64 front ends at once", most * commands);
     attack::report("the longest, ms", *std::max_element(longest.begin(), longest.end()));
     attack::expectUsage(service, before, 8U << 20);
+    attack::reportChecked("every command was answered, nothing is left of the front ends");
 }
 
 TEST_F(ACrowd, OfProgramsIsServed) {
@@ -78,6 +79,7 @@ TEST_F(ACrowd, OfProgramsIsServed) {
     EXPECT_EQ(failed, 0);
     attack::report("programs, 64 at once", most * rounds);
     attack::expectUsage(service, before, 8U << 20);
+    attack::reportChecked("every program succeeded, nothing is left of them");
 }
 
 // Half of them send a request byte by byte, half read a large reply in small pieces.
@@ -131,6 +133,7 @@ TEST_F(ACrowd, OfSlowWritersAndReadersIsServedAndHoldsUpNobody) {
     attack::report("commands of an honest client meanwhile", honest);
     attack::report("the longest, ms", longest);
     attack::expectUsage(service, before, 64U << 20); // the allocator keeps up to 4 MiB of each of its arenas
+    attack::reportChecked("every slow one got its whole answer, the honest client was never refused");
 }
 
 } // namespace
