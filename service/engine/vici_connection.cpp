@@ -3,6 +3,7 @@
 
 #include <platform/system/locked_pages.h>
 #include <platform/system/wipe.h>
+#include <platform/text/escape.h>
 
 #include <algorithm>
 #include <array>
@@ -91,7 +92,8 @@ ViciSection checked(ViciPacket answer, const std::string& command) {
     if (answer.type != ViciPacketType::response) throw ViciError("the IKE daemon sent something else than an answer");
     if (answer.message.text("success") == "no") {
         const std::string why = answer.message.text("errmsg");
-        throw ViciRefusal(why.empty() ? "the IKE daemon refuses \"" + command + "\"" : why);
+        // Hidden characters are escaped: the text of an exception would end at a zero byte.
+        throw ViciRefusal(why.empty() ? "the IKE daemon refuses \"" + command + "\"" : platform::escaped(why));
     }
     return std::move(answer.message);
 }

@@ -141,6 +141,11 @@ TEST(ViciConnections, TellARefusalFromADaemonThatIsBroken) {
                 "errmsg\x00\x03"
                 "why"s),
          false, true, "why"},
+        {"a reason with a zero byte",
+         framed("\x01\x03\x07success\x00\x02no\x03\x06"
+                "errmsg\x00\x04\x00"
+                "why"s),
+         false, true, "\\x00why"},
         {"unknown command", framed("\x02"), false, true, "does not know"},
         {"closed", "", true, false, "closed the connection"},
         {"half a packet", "\x00\x00\x00\x09\x01"s, true, false, "closed the connection"},
