@@ -17,6 +17,7 @@ namespace {
 
 std::vector<bridge::Remark> remarksOf(const std::vector<panelkit::StateRemark>& why) {
     std::vector<bridge::Remark> remarks;
+    remarks.reserve(why.size());
     for (const panelkit::StateRemark& one : why) remarks.push_back({one.code, {one.wording, one.arguments}});
     return remarks;
 }

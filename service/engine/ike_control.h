@@ -61,7 +61,7 @@ public:
         std::uint64_t slot = 0;
         bool slotMatters = false; // other tokens have the same key
         std::string keyId;        // bytes of CKA_ID
-
+        // NOLINTNEXTLINE(modernize-use-nullptr): it has no pointer
         auto operator<=>(const TokenKey&) const = default;
     };
     void loadKey(const TokenKey& key, const platform::Secret& pin);

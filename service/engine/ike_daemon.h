@@ -64,7 +64,7 @@ public:
     virtual void stop() = 0;
 };
 
-class OwnIkeDaemon : public IkeDaemon {
+class OwnIkeDaemon final : public IkeDaemon {
 public:
     // `folder` is a private folder of ours, `program` the daemon's path. A daemon that a killed service left there is
     // ended. Throws when another daemon uses the ports of IKE.
@@ -91,7 +91,7 @@ private:
 };
 
 // A daemon that somebody else has started and configured.
-class PresentIkeDaemon : public IkeDaemon {
+class PresentIkeDaemon final : public IkeDaemon {
 public:
     // `folder` is as above. Throws when accounts other than root can put a socket there.
     PresentIkeDaemon(const std::string& folder, std::string socket);
