@@ -16,7 +16,13 @@ using bridge::IoStatus;
 
 namespace {
 
+// Of the events that are kept until somebody takes them..
 constexpr std::size_t mostEvents = 10'000;
+constexpr std::size_t mostEventBytes = std::size_t{32} << 20;
+
+void requireRoom(std::size_t events, std::size_t bytes) {
+    if (events >= mostEvents || bytes > mostEventBytes) throw ViciError("the IKE daemon sent too many events");
+}
 
 std::unique_ptr<bridge::Channel> connected(const std::string& socket, Deadline deadline) {
     std::unique_ptr<bridge::Channel> channel;
@@ -60,25 +66,24 @@ void ViciConnection::read(std::string& into, std::size_t size, Deadline deadline
     }
 }
 
-ViciPacket ViciConnection::receive(Deadline deadline) {
+ViciConnection::Received ViciConnection::receive(Deadline deadline) {
     std::string head, body;
     read(head, 4, deadline);
     read(body, decodeViciLength(head), deadline);
-    return decodeVici(body);
+    return {decodeVici(body), body.size()};
 }
 
 // Waits for the answer to what was sent. Events that come before it go to `events`, or are kept for nextEvent().
 ViciPacket ViciConnection::answer(std::vector<ViciSection>* events, Deadline deadline) {
-    for (;;) {
-        ViciPacket packet = receive(deadline);
-        if (packet.type != ViciPacketType::event) return packet;
-        if ((events ? events->size() : early_.size()) == mostEvents) {
-            throw ViciError("the IKE daemon sent too many events");
-        }
+    for (std::size_t bytes = 0;;) {
+        Received received = receive(deadline);
+        if (received.packet.type != ViciPacketType::event) return std::move(received.packet);
         if (events) {
-            events->push_back(std::move(packet.message));
+            requireRoom(events->size(), bytes += received.size);
+            events->push_back(std::move(received.packet.message));
         } else {
-            early_.push_back(std::move(packet));
+            requireRoom(early_.size(), earlySize_ += received.size);
+            early_.push_back(std::move(received));
         }
     }
 }
@@ -128,9 +133,10 @@ void ViciConnection::subscribe(const std::string& event) { registerFor(ViciPacke
 // A packet that has begun must be complete within our patience.
 std::optional<ViciPacket> ViciConnection::nextEvent(std::chrono::milliseconds time) {
     if (!early_.empty()) {
-        ViciPacket first = std::move(early_.front());
-        early_.erase(early_.begin());
-        return first;
+        Received first = std::move(early_.front());
+        early_.pop_front();
+        earlySize_ -= first.size;
+        return std::move(first.packet);
     }
     std::string head(1, '\0'), rest, body;
     std::size_t got = 0;

@@ -10,6 +10,7 @@
 #include <platform/bridge/channel.h>
 
 #include <chrono>
+#include <deque>
 #include <memory>
 #include <optional>
 #include <string>
@@ -29,7 +30,7 @@ public:
     ViciSection request(const std::string& command, ViciSection message = {});
 
     // Sends a request whose answer comes as a sequence of events, and returns these. Throws as request() does, and for
-    // more than 10,000 events.
+    // more than 10,000 events or 32 MiB of them.
     std::vector<ViciSection> listing(const std::string& command, const std::string& event, ViciSection message = {});
 
     // Asks for events of that name from now on. Throws ViciError, also when the daemon has no such events.
@@ -45,8 +46,13 @@ public:
     void close() { channel_->close(); }
 
 private:
+    struct Received {
+        ViciPacket packet;
+        std::size_t size = 0; // in bytes, as it came
+    };
+
     void send(const ViciPacket& packet);
-    ViciPacket receive(bridge::Deadline deadline);
+    Received receive(bridge::Deadline deadline);
     void read(std::string& into, std::size_t size, bridge::Deadline deadline);
     ViciPacket answer(std::vector<ViciSection>* events, bridge::Deadline deadline);
     void registerFor(ViciPacketType type, const std::string& event);
@@ -54,7 +60,8 @@ private:
 
     std::unique_ptr<bridge::Channel> channel_;
     const std::chrono::milliseconds patience_;
-    std::vector<ViciPacket> early_; // events that came while an answer was awaited
+    std::deque<Received> early_; // events that came while an answer was awaited
+    std::size_t earlySize_ = 0;  // of them, in bytes
 };
 
 } // namespace panelkitd

@@ -119,6 +119,16 @@ private:
     std::thread thread_;
 };
 
+template <class Work>
+bool refuses(const Work& work) {
+    try {
+        work();
+    } catch (const ViciError&) {
+        return true;
+    }
+    return false;
+}
+
 std::string framed(const std::string& packet) { return encodeViciLength(packet.size()) + packet; }
 
 TEST(ViciConnections, ReadAnAnswerAndKeepTheEventsBeforeIt) {
@@ -178,11 +188,23 @@ TEST(ViciConnections, DoNotWaitForADaemonThatSaysNothing) {
 }
 
 TEST(ViciConnections, TakeNoEndlessStreamOfEvents) {
-    std::string stream = framed("\x05");
-    for (unsigned i = 0; i <= 10'001; ++i) stream += framed("\x07\x07list-sa");
-    FakeDaemon daemon(stream);
-    ViciConnection vici = daemon.connection();
-    EXPECT_THROW(vici.listing("list-sas", "list-sa"), ViciError);
+    const ViciSection large = ViciSection().add("l", std::vector<std::string>(8, std::string(60000, 'v')));
+    const struct {
+        std::string event;
+        int fit; // how many
+    } rows[] = {{framed("\x07\x07list-sa"), 10'000},
+                {framed(encodeVici({ViciPacketType::event, "list-sa", large})), (32 << 20) / 480'100}};
+    for (const auto& row : rows) {
+        for (const bool tooMany : {false, true}) {
+            std::string stream;
+            for (int i = 0; i < row.fit + tooMany; ++i) stream += row.event;
+            FakeDaemon listing(framed("\x05") + stream + framed("\x01") + framed("\x05")),
+                other(stream + framed("\x01"));
+            ViciConnection one = listing.connection(), two = other.connection();
+            EXPECT_EQ(refuses([&] { one.listing("list-sas", "list-sa"); }), tooMany) << row.fit;
+            EXPECT_EQ(refuses([&] { two.request("version"); }), tooMany) << row.fit;
+        }
+    }
 }
 
 } // namespace
