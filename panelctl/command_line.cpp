@@ -132,8 +132,9 @@ void fill(CLI::App& app, std::span<const Group> groups, GlobalOptions& options, 
     addGroups(app, groups, context, arguments);
 }
 
+// Not app.help(), which for the program prints the help of the verb that was given.
 void printHelp(const CLI::App& app) {
-    std::string help = app.help();
+    std::string help = app.get_formatter()->make_help(&app, app.get_name(), CLI::AppFormatMode::Normal);
     help.erase(help.find_last_not_of('\n') + 1);
     printLine(help);
 }
