@@ -12,10 +12,10 @@ constexpr int certificates = 2000;
 void compareTokenLists(const Office& office) {
     const auto ours = [&] { return secondsOfPanelctl(office.service(), {"token", "list"}); };
     bench::compare("panelctl token list", "pkcs11-tool -L", 31, ours, [] {
-        return secondsOf({"/usr/bin/pkcs11-tool", "--module", softHsm, "-L"});
+        return secondsOfProgram({"/usr/bin/pkcs11-tool", "--module", softHsm, "-L"});
     });
     bench::compare("panelctl token list", "p11tool --list-tokens", 31, ours, [] {
-        return secondsOf({"/usr/bin/p11tool", "--provider", softHsm, "--list-tokens"});
+        return secondsOfProgram({"/usr/bin/p11tool", "--provider", softHsm, "--list-tokens"});
     });
 }
 

@@ -12,7 +12,6 @@
 #include <panelkit/tokens/tokens_controller.h>
 #include <platform/bridge/command_sender.h>
 #include <platform/bridge/failure.h>
-#include <platform/system/child_process.h>
 #include <platform/system/files.h>
 #include <service/certs/object_facts.h>
 #include <tests/support/certificate_maker.h>
@@ -142,18 +141,10 @@ private:
     int made_ = 0;
 };
 
-inline double secondsOf(std::vector<std::string> command) {
-    platform::ChildOptions options;
-    options.arguments = std::move(command);
-    return secondsOf([&] {
-        require(platform::runChild(options, std::chrono::seconds(120)).status == 0, options.arguments[0].c_str());
-    });
-}
-
 inline double secondsOfPanelctl(const RunningService& service, const std::vector<std::string>& verb) {
     std::vector<std::string> command{builtProgram("panelctl"), "--endpoint", service.endpoint()};
     command.insert(command.end(), verb.begin(), verb.end());
-    return secondsOf(std::move(command));
+    return secondsOfProgram(std::move(command));
 }
 
 } // namespace bench

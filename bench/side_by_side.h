@@ -4,12 +4,20 @@
 // both. The result is the median of the rounds' ratios; bare times depend on the machine's other work.
 #pragma once
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
+
+extern char** environ; // NOLINT(readability-redundant-declaration): not every header declares it
 
 namespace bench {
 
@@ -20,6 +28,24 @@ double secondsOf(const Work& work) {
     const auto start = Clock::now();
     work();
     return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// From start to exit of a program that prints to nowhere. Ends this one if that fails.
+inline double secondsOfProgram(std::vector<std::string> command) {
+    std::vector<char*> arguments;
+    for (std::string& word : command) arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    const double seconds = secondsOf([&] {
+        pid_t pid = 0;
+        int status = 1;
+        if (::posix_spawn(&pid, arguments[0], &files, nullptr, arguments.data(), environ) != 0) std::abort();
+        if (::waitpid(pid, &status, 0) != pid || status != 0) std::abort();
+    });
+    posix_spawn_file_actions_destroy(&files);
+    return seconds;
 }
 
 inline double median(std::vector<double> values) {

@@ -18,14 +18,16 @@ namespace {
 
 // A command that ends within the grace never calls the hook. The pause between two calls waits for the command, so its
 // end wakes us at once.
-constexpr auto grace = std::chrono::milliseconds(50);
+constexpr std::chrono::milliseconds grace(50);
 
-// The pause after a call. Each wake-up costs processor time, so a hook that found nothing to do is called less often:
-// the events of a window, which come in bursts, still wait for less than a person notices.
+// The pause after a call. Each wake-up costs processor time, so a hook that found nothing to do is called less often.
+// The events of a window, which come in bursts, still wait for less than a person notices.
 std::chrono::milliseconds pauseAfter(bridge::Clock::duration call) {
     constexpr auto nothingToDo = std::chrono::microseconds(200);
-    return std::chrono::milliseconds(call < nothingToDo ? 50 : 20);
+    return std::chrono::milliseconds(call < nothingToDo ? 80 : 20);
 }
+
+constexpr std::chrono::milliseconds withoutHook = std::chrono::hours(1);
 
 // Returns false when no thread or memory is left for the work, which then has not begun.
 bool begin(std::optional<bridge::Job>& job, const std::function<void()>& work) {
@@ -83,6 +85,7 @@ bool SendCommandProgress::Execute() {
 
     std::exception_ptr thrownByHook;
     for (auto wait = grace; !job->waitFor(wait);) {
+        wait = withoutHook;
         if (!idle || thrownByHook) continue;
         const auto called = bridge::Clock::now();
         try {
