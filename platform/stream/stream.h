@@ -108,10 +108,11 @@ public:
 protected:
     // The end of a byte string that is about to grow by a known size. It gets the memory at once, but its size grows in
     // steps, each just before it is written. Growing to the full size fills the string with zeros, and those of a large
-    // one have left the processor's cache when the fields are written.
+    // one have left the processor's cache when the fields are written; so have those of larger steps, since memset
+    // writes them past the cache.
     class Growth {
     public:
-        static constexpr std::size_t step = std::size_t{16} * 1024;
+        static constexpr std::size_t step = 1024;
 
         Growth(std::string& bytes, std::size_t size) : bytes_(bytes), left_(size) {
             const std::size_t start = bytes.size();
