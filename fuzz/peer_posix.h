@@ -18,10 +18,7 @@ namespace fuzz {
 
 // Our end of a connection.
 inline std::unique_ptr<bridge::Channel> channelOver(int socket) {
-    auto stream = std::make_unique<bridge::Channel::Stream>();
-    stream->socket.assign(asio::local::stream_protocol(), socket);
-    stream->socket.non_blocking(true);
-    return std::make_unique<bridge::Channel>(std::move(stream));
+    return std::make_unique<bridge::Channel>(std::make_unique<bridge::Channel::Stream>(socket));
 }
 
 // The other end is open as long as this exists, so that what we send it is not refused.
