@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds patience(1000);
 
 IkeConnection connection(const PolicySection& section) {
     IkeConnection made;
-    made.name = "office-connection";
+    made.name = "panelkit-12345678";
     made.gateway = "192.0.2.1";
     made.children.push_back({&section, ViciSection().add("mode", "tunnel")});
     return made;
@@ -40,7 +40,7 @@ void show(const IkeStates& states, const std::vector<ViciPacket>& events) {
     board.setPlan({connection(office())}, true);
     for (const ViciPacket& event : events) {
         const ViciSection* sa = event.message.section("ikesa");
-        board.heard(sa ? sa->text("name") : "office-connection", event.message.text("msg"));
+        board.heard(sa ? sa->text("name") : "panelkit-12345678", event.message.text("msg"));
     }
     for (const TunnelNews& news : board.update(states)) {
         if (news.section != "office") std::abort();
@@ -53,17 +53,20 @@ void command(IkeControl& control, std::uint8_t which) {
     switch (which % 10) {
     case 0: return show(control.states(), {});
     case 1: return control.load(connection(office()));
-    case 2: control.load(connection(office())); return control.keepOnly({}, control.loaded());
+    case 2:
+        control.load(connection(office()));
+        control.keepOnly({}, control.loaded());
+        return;
     case 3: return control.loadKey({"module", 1, true, "id"}, platform::Secret("1234"));
     case 4: control.loadKey({"module", 1, false, "id"}, {}); return control.keepOnlyKeys({});
     case 5: return control.setSharedKeys({{"shared", {platform::Secret("psk"), {"192.0.2.1"}}}});
-    case 6: control.addCrls({"one"}); return control.forgetReplacedCrls({"two"});
+    case 6: control.addCrls({{"one", "CN=one", true}}); return control.forgetReplacedCrls({{"two", "CN=two", true}});
     case 7:
         control.takesAnchor("anchor");
         control.espProposals();
         return;
-    case 8: control.initiate("office-connection", "office"); return control.rekey("office-connection", "office");
-    default: control.endTunnel("office-connection", "office"); return control.endConnection("office-connection");
+    case 8: control.initiate("panelkit-12345678", "office"); return control.rekey("panelkit-12345678", "office");
+    default: control.endTunnel("panelkit-12345678", "office"); return control.endConnection("panelkit-12345678");
     }
 }
 
@@ -127,9 +130,9 @@ std::string freshPacket(fuzz::Mutator& mutator) {
         {ViciPacketType::response, "", {}},
         {ViciPacketType::response, "", ViciSection().add("esp", ViciSection().add("AES_CBC", "aes"))},
         {ViciPacketType::response, "", ViciSection().add("keys", std::vector<std::string>{"ab01", "x"})},
-        {ViciPacketType::event, "list-sa", ViciSection().add("office-connection", connection)},
+        {ViciPacketType::event, "list-sa", ViciSection().add("panelkit-12345678", connection)},
         {ViciPacketType::event, "log",
-         ViciSection().add("msg", "peer not responding, trying again (2/3)").add("ikesa-name", "office-connection")},
+         ViciSection().add("msg", "peer not responding, trying again (2/3)").add("ikesa-name", "panelkit-12345678")},
     };
     return encodeVici(packets[mutator.below(packets.size())]);
 }
