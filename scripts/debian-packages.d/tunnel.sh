@@ -10,7 +10,7 @@ there() { ip netns exec gate "$@"; }
 soon() { for _ in $(seq 150); do "$@" && return 0; sleep 0.2; done; return 1; }
 pings() { ping -n -c 1 -W 1 10.9.0.1; }
 filter_is_there() { nft list table inet panelkit | grep -q 'section \[office\]'; }
-tunnel_is() { panelctl tunnel list | grep -q "office.* $1 "; }
+tunnel_is() { panelctl tunnel list | grep -q "^office *$1 "; }
 # The packets for the protected network that have reached the gateway in clear.
 in_clear() { there nft list table inet seen | sed -n 's/.*packets \([0-9]*\).*/\1/p'; }
 

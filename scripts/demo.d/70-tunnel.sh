@@ -141,7 +141,7 @@ tunnel_act() {
     refused 1 ping -n -c 1 -W 1 10.9.0.1
     run panelctl tunnel list
     run panelctl token login anna --pin-stdin <<<'1234567'
-    tunnel_says " up "
+    tunnel_says "^headquarters *up " # not "being set up"
     run panelctl tunnel show headquarters
     run ping -n -c 3 -i 0.2 -W 2 10.9.0.1
     printf '\n$ tcpdump     # the last packets on the wire\n'
