@@ -86,6 +86,19 @@ tunnel_says() {
     exit 1
 }
 
+# Waits until the tunnel is up. On a very busy host the service has been seen to miss the certificate when it read the token
+# after the log-in; another log-in makes it look again.
+await_tunnel() {
+    for _ in $(seq 8); do
+        for _ in $(seq 50); do
+            "$bin/panelctl" tunnel list 2>/dev/null | grep -q "^headquarters *up " && return # not "being set up"
+            sleep 0.1
+        done
+        "$bin/panelctl" token login anna --pin-stdin <<<'1234567' >/dev/null 2>&1 || true
+    done
+    tunnel_says "^headquarters *up "
+}
+
 on_the_wire() { # FILTER: the number of packets
     tcpdump -n -r "$day/wire.pcap" "$1" 2>/dev/null | wc -l
 }
@@ -141,7 +154,7 @@ tunnel_act() {
     refused 1 ping -n -c 1 -W 1 10.9.0.1
     run panelctl tunnel list
     run panelctl token login anna --pin-stdin <<<'1234567'
-    tunnel_says "^headquarters *up " # not "being set up"
+    await_tunnel
     run panelctl tunnel show headquarters
     run ping -n -c 3 -i 0.2 -W 2 10.9.0.1
     printf '\n$ tcpdump     # the last packets on the wire\n'
@@ -178,14 +191,14 @@ play_tunnel_act() {
     FILE_PASSWORD=over-the-hills quietly make_tunnel_files
     export bin day pki
     export -f chapter run refused panelctl start_service tunnel_act quietly_prepared prepare_tunnel cable start_gate \
-        there tunnel_says on_the_wire show_wire
+        there tunnel_says await_tunnel on_the_wire show_wire
     unshare --net --mount --pid --fork --kill-child --mount-proc bash -c tunnel_act &
     act=$!
-    for _ in $(seq 400); do
+    for _ in $(seq 1200); do
         kill -0 "$act" 2>/dev/null || break
         sleep 0.1
     done
-    kill -0 "$act" 2>/dev/null && { echo "demo: the tunnel takes longer than 40 seconds" >&2; exit 1; }
+    kill -0 "$act" 2>/dev/null && { echo "demo: the tunnel takes longer than two minutes" >&2; exit 1; }
     wait "$act" || exit 1
     act=
 }
