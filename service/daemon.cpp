@@ -5,7 +5,6 @@
 #include <service/base/log.h>
 #include <service/defaults.h>
 #include <service/policy/activation.h>
-#include <service/policy/engine_view.h>
 #include <service/service_manager.h>
 
 #include <platform/bridge/endpoint.h>
@@ -52,12 +51,9 @@ Daemon::Daemon(const Options& options)
       engine_(makeEngine(engineOptions())),
       providers_(state_, providerOptions()),
       certificates_(providers_, configuration_, engine_->protectsTraffic() ? KeyUse::byEngine : KeyUse::stored),
-      credentials_(
-          [this] {
-              tellEngine();
-              return certificates_.credentials();
-          },
-          std::chrono::seconds(1), engine_->protectsTraffic() ? pauseForEngine : std::chrono::hours(24)),
+      tokenView_(providers_, certificates_.facts()),
+      credentials_([this] { return readTokens(); }, std::chrono::seconds(1),
+                   engine_->protectsTraffic() ? pauseForEngine : std::chrono::hours(24)),
       tokenWatcher_(
           providers_, announcer_, options.tokenPoll, [this] { credentials_.refresh(); },
           UnattendedLogins(options.pinFiles), [this](const PKCS11::TokenInfo& token) { tellEngineOfLogOut(token); }),
@@ -102,13 +98,11 @@ ProviderOptions Daemon::providerOptions() {
     return options;
 }
 
-void Daemon::tellEngine() {
-    if (!engine_->protectsTraffic()) return;
-    try {
-        engine_->credentialsChanged(engineCredentials(providers_, certificates_.facts()));
-    } catch (const std::exception& error) { // what it knows stays valid
-        logFailure("reading the tokens for the engine", error);
-    }
+CredentialList Daemon::readTokens() {
+    CredentialList list = tokenView_.look();
+    list.revocationCounts = configuration_.settings().crlProcessing != CrlProcessing::off;
+    if (engine_->protectsTraffic()) engine_->credentialsChanged(tokenView_.forEngine());
+    return list;
 }
 
 void Daemon::tellEngineOfLogOut(const PKCS11::TokenInfo& token) const {

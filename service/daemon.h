@@ -16,6 +16,7 @@
 #include <service/options.h>
 #include <service/policy/policy_commands.h>
 #include <service/policy/token_credentials.h>
+#include <service/policy/token_view.h>
 #include <service/state/state_folder.h>
 #include <service/termination.h>
 #include <service/tokens/token_commands.h>
@@ -47,7 +48,7 @@ private:
     void setPolicySettings(const LSPcmd::LSPsettings_t& settings, const std::string& user);
     ProviderOptions providerOptions();
     EngineOptions engineOptions();
-    void tellEngine();
+    CredentialList readTokens();
     void tellEngineOfLogOut(const PKCS11::TokenInfo& token) const;
     bool stopWatches(Clock::time_point deadline);
     bool watchesStopBefore(Clock::time_point deadline);
@@ -61,6 +62,7 @@ private:
     std::unique_ptr<Engine> engine_;
     Providers providers_;
     CertCommands certificates_;
+    TokenView tokenView_;
     TokenCredentials credentials_;
     TokenWatcher tokenWatcher_;
     TokenCommands tokens_;

@@ -46,22 +46,6 @@ std::vector<WatchedCertificate> allOf(const Holdings& holdings) {
 
 std::vector<WatchedCertificate> CertCommands::watched() { return allOf(state_->look()); }
 
-CredentialList CertCommands::credentials() {
-    CredentialList list{false, state_->configuration.settings().crlProcessing != CrlProcessing::off, {}, {{}}};
-    const Holdings holdings = state_->look();
-    requireAllSeen(holdings.unseen());
-    for (WatchedCertificate& certificate : allOf(holdings)) {
-        list.certificates.push_back(std::move(certificate.certificate));
-    }
-    requireAllSeen(forEachToken(state_->providers, [&](HeldToken& token, const TokenInfo&) {
-        list.anyToken = true;
-        for (StoredPresharedKey& key : readPresharedKeys(token)) {
-            list.presharedKeys->push_back(std::move(key.name));
-        }
-    }));
-    return list;
-}
-
 CertInfo readCertificate(Call& call) {
     CertInfo certificate;
     call.in >> certificate;

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <service/base/call.h>
-#include <service/certs/credentials.h>
 #include <service/certs/expiry_watch.h>
 #include <service/certs/preshared_keys.h>
 #include <service/config/configuration.h>
@@ -55,9 +54,6 @@ public:
 
     // Returns all certificates on tokens, for the expiry watch.
     std::vector<WatchedCertificate> watched();
-
-    // Returns the objects on tokens that a policy may need.
-    CredentialList credentials();
 
     // What was parsed of certificates, for other modules.
     FactsCache& facts();

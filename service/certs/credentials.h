@@ -16,6 +16,7 @@ struct CredentialList {
     bool revocationCounts = true;                          // false: IKE.CRL_PROCESSING turns it off
     std::vector<CertInfo> certificates;                    // of all tokens, with or without private key
     std::optional<std::vector<std::string>> presharedKeys; // their names; nullopt when the service can't read them
+    bool complete = true;                                  // false: some tokens can't be read
 };
 
 class Credentials {

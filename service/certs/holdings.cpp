@@ -61,13 +61,23 @@ bool names(const CertInfo& record, const CertificateFacts& certificate) {
     return record.issuer == certificate.info.issuer && record.serialNumber == certificate.info.serialNumber;
 }
 
-Holdings::Holdings(const Providers& providers, FactsCache& cache) : cache_(cache) {
+Holdings::Holdings(const Providers& providers, FactsCache& cache, const Holdings* former) : cache_(cache) {
     unseen_ = forEachToken(providers, [&](HeldToken& held, const TokenInfo& token) {
         tokens_.push_back(readObjects(held, cache));
         tokens_.back().token = token;
         tokens_.back().isOwn = held.isOwn();
         tokens_.back().lastChange = held.lastChange();
     });
+    if (former) keepUnseen(*former);
+}
+
+void Holdings::keepUnseen(const Holdings& former) {
+    const std::size_t read = tokens_.size();
+    for (const TokenObjects& known : former.tokens_) {
+        const auto isSame = [&](const TokenObjects& token) { return sameToken(token.token, known.token); };
+        const auto end = tokens_.begin() + static_cast<std::ptrdiff_t>(read);
+        if (isUnseen(known.token, unseen_) && std::none_of(tokens_.begin(), end, isSame)) tokens_.push_back(known);
+    }
 }
 
 Holdings::TrustByFingerprint Holdings::readTrusted() const {

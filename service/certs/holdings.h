@@ -32,13 +32,14 @@ struct Trust {
 // One thread uses an object at a time.
 class Holdings {
 public:
-    Holdings(const Providers& providers, FactsCache& cache);
+    // Reads all tokens. With `former`, a token that can't be read now has the objects that it has there.
+    Holdings(const Providers& providers, FactsCache& cache, const Holdings* former = nullptr);
     Holdings(const Holdings&) = delete;
     Holdings& operator=(const Holdings&) = delete;
 
     const std::vector<TokenObjects>& tokens() const { return tokens_; }
 
-    // The tokens that could not be read. Their objects are not known.
+    // The tokens that could not be read. Their objects are not known, or are those of `former`.
     const std::vector<UnseenTokens>& unseen() const { return unseen_; }
 
     // Return the token with that label, serial number and provider, and the certificate on it. Throw RefusedError when
@@ -70,6 +71,7 @@ public:
 private:
     using TrustByFingerprint = std::map<std::string, Trust>;
     TrustByFingerprint readTrusted() const;
+    void keepUnseen(const Holdings& former);
 
     FactsCache& cache_;
     std::vector<TokenObjects> tokens_;

@@ -188,7 +188,7 @@ std::vector<UnseenTokens> forEachToken(const Providers& providers,
     std::vector<UnseenTokens> unseen;
     for (const auto& provider : providers.all()) {
         const SeenTokens seen = provider->tokens();
-        if (!seen.unseen.empty()) unseen.push_back({seen.unseen});
+        unseen.insert(unseen.end(), seen.unseen.begin(), seen.unseen.end());
         for (const TokenInfo& token : seen.tokens) {
             if (!(token.flags & vocabulary::tokenFlag::initialized)) continue;
             try {
@@ -199,7 +199,8 @@ std::vector<UnseenTokens> forEachToken(const Providers& providers,
                 unseen.push_back({RefusedError(vocabulary::Refused::incomplete, "the token \"%s\" could not be read",
                                                token.*vocabulary::token::label)
                                       .because(error)
-                                      .remarks});
+                                      .remarks,
+                                  provider->settings().name, token});
             }
         }
     }

@@ -84,12 +84,6 @@ TokenObjects readRelated(HeldToken& token, const std::string& der, const Certifi
 const HostReading& publicKeyReading();
 StoredPublicKey publicKeyFrom(std::uint64_t object, const std::vector<HostValue>& values);
 
-// A listed token that could not be read, for example because it was removed just now, or all tokens of a provider whose
-// module does not answer. The first remark is `incomplete` and names the token or provider.
-struct UnseenTokens {
-    Remarks why;
-};
-
 // Calls `use` for each token that is there and initialised. Only one token is held at a time. Returns the tokens that
 // could not be read; they are logged too.
 std::vector<UnseenTokens> forEachToken(const Providers& providers,

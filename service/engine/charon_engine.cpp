@@ -126,7 +126,7 @@ Remarks CharonEngine::condition() const {
 void CharonEngine::prepare(const EnginePolicy& policy, IkePlan& plan) {
     const EngineWishes wanted = wishes();
     if (!policy.resumed) {
-        if (wanted.tokensRead) requireCredentials(plan);
+        requireCredentials(plan);
         requireGateways(plan);
     }
     try {
@@ -252,11 +252,7 @@ void CharonEngine::act(TunnelAction action, const std::string& section) {
 // ---- wishes
 
 void CharonEngine::credentialsChanged(const EngineCredentials& credentials) {
-    {
-        const auto wishes = wishes_.lock();
-        wishes->credentials = credentials;
-        wishes->tokensRead = true;
-    }
+    wishes_.lock()->learn(credentials);
     rounds_.ask();
 }
 
@@ -275,11 +271,7 @@ void CharonEngine::tokenLoggedIn(const EngineToken& token, const platform::Secre
 }
 
 void CharonEngine::tokenLoggedOut(const EngineToken& token) {
-    {
-        const auto wishes = wishes_.lock();
-        std::erase_if(wishes->logins, [&](const auto& login) { return login.token.is(token); });
-        std::erase_if(wishes->credentials.presharedKeys, [&](const auto& key) { return key.token.is(token); });
-    }
+    wishes_.lock()->forget(token);
     auto done = roundsDone_.lock();
     const std::uint64_t wanted = done->begun + 1; // a round under way may have read the wishes before
     rounds_.ask();

@@ -3,6 +3,8 @@
 // What an engine needs of the tokens. Plain values; the service reads them from the tokens.
 #pragma once
 
+#include <service/base/refused.h>
+
 #include <platform/system/secret.h>
 
 #include <cstdint>
@@ -63,11 +65,19 @@ struct EngineCrl {
 };
 
 struct EngineCredentials {
+    bool complete = false; // false: some tokens could not be read; of these it has what was read before
     std::vector<EngineModule> modules;
     std::vector<EngineCertificate> certificates;
     std::vector<std::string> anchors; // DER of the certificates at which a gateway's chain may end
     std::vector<EngineCrl> crls;
     std::vector<EnginePresharedKey> presharedKeys;
+    std::vector<EngineToken> keysUnread; // whose preshared keys could not be read; the engine keeps those that it has
 };
+
+// That no token has the personal certificate; `subject` may be empty. `complete` is false when some tokens could not be
+// read.
+bridge::Remark noCertificate(const std::string& subject, bool complete);
+// The same of a certificate at which the chain of a gateway's certificate may end.
+bridge::Remark noAnchor(bool complete);
 
 } // namespace panelkitd

@@ -22,11 +22,14 @@ struct EngineWishes {
         std::uint64_t number = 0; // another one for each log-in
     };
 
-    bool tokensRead = false; // before that, nothing is known of certificates
     EngineCredentials credentials;
     EngineParameters parameters;
     std::vector<Login> logins;
     std::uint64_t loginsSoFar = 0;
+
+    // Takes over what was read of the tokens.
+    void learn(const EngineCredentials& read);
+    void forget(const EngineToken& token); // its log-in has ended
 
     const Login* login(const EngineToken& token) const;
     // The credentials as the engine can use them: private keys are those of tokens with a log-in.

@@ -89,9 +89,8 @@ void chooseCertificate(const std::string& subject, const EngineCredentials& cred
     }
     if (!best) {
         into.credential = subject;
-        into.lacks = subject.empty()
-                         ? remark(Refused::credentials, "the personal certificate is on no token")
-                         : remark(Refused::credentials, "the personal certificate \"%s\" is on no token", subject);
+        into.lacks = noCertificate(subject, credentials.complete);
+        into.mayCome = !credentials.complete;
         return;
     }
     into.credential = best->subject;
@@ -138,8 +137,8 @@ void addCommon(const PolicySection& section, const std::string& identity, const 
     addParameters(options.parameters, vocabulary::ParameterMoment::connection, into.config);
     into.config.add("remote", remoteOf(identity, credentials, options, into.byPresharedKey));
     if (!into.lacks && !into.byPresharedKey && credentials.anchors.empty()) {
-        into.lacks = remark(Refused::credentials, "no token has a trusted certificate that a gateway could be checked "
-                                                  "with");
+        into.lacks = noAnchor(credentials.complete);
+        into.mayCome = !credentials.complete;
     }
 }
 

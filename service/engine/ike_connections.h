@@ -46,7 +46,7 @@ struct IkeConnection {
     std::string keyId;                   // CKA_ID of its private key
     bool byPresharedKey = false;         //
     std::optional<bridge::Remark> lacks; // why it can't be used now; `config` is then not complete
-    bool mayCome = false;                // what it lacks comes with a log-in
+    bool mayCome = false;                // what it lacks comes with a log-in, or may be where nothing can be read now
 };
 
 // Returns the connections, in the order of their first sections. `policy` must outlive them. Throws EngineError, which

@@ -95,6 +95,15 @@ struct HostToken {
 };
 static_assert(RecordListsEveryMember<HostToken>);
 
+// A token that is in its slot, but that the module can't describe now.
+struct HostUnreadToken {
+    std::uint64_t slot{};
+    std::uint64_t result{}; // CKR_... of C_GetTokenInfo
+
+    static auto fields(auto& self, auto&& io) { return io(self.slot, self.result); }
+};
+static_assert(RecordListsEveryMember<HostUnreadToken>);
+
 // The tokens, unless none can have come or gone since the state that the caller has seen. Each caller keeps its own
 // state, because a module reports each event only once. No reply has the state 0, so a caller that sends 0 always gets
 // the tokens.
@@ -102,8 +111,9 @@ struct HostTokens {
     std::uint64_t state{};
     bool looked{};
     std::vector<HostToken> tokens;
+    std::vector<HostUnreadToken> unread;
 
-    static auto fields(auto& self, auto&& io) { return io(self.state, self.looked, self.tokens); }
+    static auto fields(auto& self, auto&& io) { return io(self.state, self.looked, self.tokens, self.unread); }
 };
 static_assert(RecordListsEveryMember<HostTokens>);
 

@@ -41,6 +41,14 @@ RefusedError gone(const std::string& label) {
     return RefusedError(Refused::noSuchToken, "the token \"%s\" is not there", label);
 }
 
+// It may be the token that is named.
+RefusedError unread(const std::string& label, const HostUnreadToken& token) {
+    const auto result = static_cast<CK_RV>(token.result);
+    return RefusedError(Refused::deviceError,
+                        "the token \"%s\" is not seen: the token in slot %d can't be read (%s: %s)", label, token.slot,
+                        "C_GetTokenInfo", resultName(result));
+}
+
 RefusedError ambiguous(const std::string& label) {
     if (label.empty())
         return RefusedError(Refused::ambiguousToken, "several tokens are not initialised, and look the same");
@@ -129,20 +137,24 @@ HostToken HostedModule::describe(CK_SLOT_ID slot, const CK_TOKEN_INFO& info) {
     return token;
 }
 
-// Tokens that were removed just now, and tokens that the module can't read, are left out.
-std::vector<HostToken> HostedModule::look() {
-    std::vector<HostToken> found;
+HostTokens HostedModule::look() {
+    HostTokens found{slotState_, true, {}, {}};
     for (const CK_SLOT_ID slot : library_.slotsWithToken()) {
         CK_TOKEN_INFO info{};
-        if (library_->C_GetTokenInfo(slot, &info) == CKR_OK) found.push_back(describe(slot, info));
+        const CK_RV result = library_.readTokenInfo(slot, info);
+        if (result == CKR_OK) {
+            found.tokens.push_back(describe(slot, info));
+        } else if (!meansNoToken(result)) {
+            found.unread.push_back({slot, result});
+        }
     }
     return found;
 }
 
 HostTokens HostedModule::tokens(std::uint64_t seen) {
     if (library_.slotsMayHaveChanged()) ++slotState_;
-    if (seen == slotState_) return {slotState_, false, {}};
-    return {slotState_, true, look()};
+    if (seen == slotState_) return {slotState_, false, {}, {}};
+    return look();
 }
 
 HostToken HostedModule::token(const HostTokenName& name) {
@@ -155,21 +167,24 @@ HostToken HostedModule::token(const HostTokenName& name) {
 HostedModule::Token HostedModule::locate(const HostTokenName& name) {
     const auto given = static_cast<CK_SLOT_ID>(name.slot);
     CK_TOKEN_INFO info{};
-    const bool there = library_->C_GetTokenInfo(given, &info) == CKR_OK;
+    const bool there = library_.readTokenInfo(given, info) == CKR_OK;
     if (there && isNamed(info, name)) return {given, info, nullptr};
     const std::vector<CK_SLOT_ID> slots = slotsLike(name);
-    if (slots.empty()) throw gone(name.label);
     if (slots.size() > 1) throw ambiguous(name.label);
     return {slots[0], library_.tokenInfo(slots[0]), nullptr};
 }
 
+// Returns at least one slot.
 std::vector<CK_SLOT_ID> HostedModule::slotsLike(const HostTokenName& name) {
+    const HostTokens all = look();
     std::vector<CK_SLOT_ID> slots;
-    for (const HostToken& token : look()) {
+    for (const HostToken& token : all.tokens) {
         if (token.label == name.label && token.serial == name.serial) {
             slots.push_back(static_cast<CK_SLOT_ID>(token.slot));
         }
     }
+    if (slots.empty() && !all.unread.empty()) throw unread(name.label, all.unread[0]);
+    if (slots.empty()) throw gone(name.label);
     return slots;
 }
 

@@ -44,7 +44,7 @@ private:
         const Session* session; // null until open() was called
     };
 
-    std::vector<HostToken> look();
+    HostTokens look();
     HostToken describe(CK_SLOT_ID slot, const CK_TOKEN_INFO& info);
     bool refresh(Session& session) const;
 

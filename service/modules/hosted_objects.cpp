@@ -166,8 +166,9 @@ public:
         for (const HostReading& reading : readings) readers_.emplace_back(library, session, reading.types);
     }
 
-    // Returns nullopt when the object does not exist any more, or when there is no reading for its class.
+    // Returns nullopt when the object no longer exists, or when there is no reading for its class.
     std::optional<HostObject> read(CK_OBJECT_HANDLE handle, bool withValues) {
+        isGone_ = false;
         if (readings_.empty()) return std::nullopt;
         HostObject object{handle, 0, {}};
         const bool ofAnyClass = readings_.size() == 1;
@@ -177,21 +178,28 @@ public:
         return object;
     }
 
+    // Whether the module said that the last object does not exist.
+    bool lastIsGone() const { return isGone_; }
+
 private:
-    bool readAny(HostObject& object) { return readers_[0].read(handleOf(object), object.values) == Outcome::read; }
+    bool isRead(Outcome outcome) {
+        isGone_ = outcome == Outcome::gone;
+        return outcome == Outcome::read;
+    }
+    bool readAny(HostObject& object) { return isRead(readers_[0].read(handleOf(object), object.values)); }
 
     bool readOfItsClass(HostObject& object) {
         AttributeReader& usual = readers_[current_];
         const Outcome outcome = usual.read(handleOf(object), object.values, classOf(readings_[current_]));
-        if (outcome != Outcome::otherClass) return outcome == Outcome::read;
+        if (outcome != Outcome::otherClass) return isRead(outcome);
         const bool isKnown = usual.lastClass() != noClass;
         if (isKnown ? !choose(usual.lastClass()) : !find(handleOf(object))) return false;
-        return readers_[current_].read(handleOf(object), object.values) == Outcome::read;
+        return isRead(readers_[current_].read(handleOf(object), object.values));
     }
     // Chooses the reading for the class of the object, which it reads alone.
     bool find(CK_OBJECT_HANDLE handle) {
         std::vector<HostValue> none;
-        return classReader_.read(handle, none) == Outcome::read && choose(classReader_.lastClass());
+        return isRead(classReader_.read(handle, none)) && choose(classReader_.lastClass());
     }
     bool choose(CK_OBJECT_CLASS its) {
         const auto found = std::find_if(readings_.begin(), readings_.end(),
@@ -210,7 +218,17 @@ private:
     AttributeReader classReader_;
     std::deque<AttributeReader> readers_; // one for each reading
     std::size_t current_ = 0;             // the reading of the object before
+    bool isGone_ = false;
 };
+
+// Another program may destroy an object between the search and the reading. But when a search still finds it, the
+// module can't read its own object, and to leave that out would say that it is not there.
+void requireGone(const std::vector<CK_OBJECT_HANDLE>& unread, const std::vector<CK_OBJECT_HANDLE>& present) {
+    for (const CK_OBJECT_HANDLE handle : unread) {
+        if (std::find(present.begin(), present.end(), handle) == present.end()) continue;
+        throw RefusedError(Refused::deviceError, "the token lists an object that can't be read");
+    }
+}
 
 } // namespace
 
@@ -224,13 +242,16 @@ HostFound HostedModule::find(const HostTokenName& name, const std::vector<HostQu
     std::size_t bytes = 0;
     for (const HostQuery& query : queries) {
         ReadingsOfClasses readings(library_, session, query.readings);
+        std::vector<CK_OBJECT_HANDLE> gone;
         for (const CK_OBJECT_HANDLE handle : search(library_, session, query.wanted)) {
             if (!seen.insert(handle).second) continue;
             std::optional<HostObject> object = readings.read(handle, bytes < mostBytes);
+            if (readings.lastIsGone()) gone.push_back(handle);
             if (!object) continue;
             bytes += sizeOf(object->values);
             found.objects.push_back(std::move(*object));
         }
+        if (!gone.empty()) requireGone(gone, search(library_, session, query.wanted));
     }
     return found;
 }

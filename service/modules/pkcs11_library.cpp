@@ -5,16 +5,20 @@
 #include <service/modules/cryptoki.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 namespace panelkitd {
 
 using vocabulary::Refused;
+using namespace std::chrono_literals;
 
 namespace {
 
 constexpr CK_ULONG mostSlots = 1024;
 constexpr int mostTries = 16; // to list slots of which one more has a token each time
 constexpr Refused unfit = Refused::moduleUnfit;
+constexpr std::chrono::milliseconds pausesBeforeAnotherRead[] = {1ms, 4ms, 15ms, 60ms};
 
 const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     const auto getList = library.function<CK_C_GetFunctionList>("C_GetFunctionList");
@@ -96,9 +100,28 @@ std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
     throw RefusedError(Refused::deviceError, "the module announces another number of slots each time");
 }
 
+bool meansNoToken(CK_RV result) {
+    return result == CKR_TOKEN_NOT_PRESENT || result == CKR_TOKEN_NOT_RECOGNIZED || result == CKR_DEVICE_REMOVED ||
+           result == CKR_SLOT_ID_INVALID;
+}
+
+// A token that stays unreadable is not waited for at each call.
+CK_RV Pkcs11Library::readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) const {
+    CK_RV result = (*this)->C_GetTokenInfo(slot, &info);
+    const auto isUnread = [&] { return result != CKR_OK && !meansNoToken(result); };
+    if (isUnread() && unread_.contains(slot)) return result;
+    for (const std::chrono::milliseconds pause : pausesBeforeAnotherRead) {
+        if (!isUnread()) break;
+        std::this_thread::sleep_for(pause);
+        result = (*this)->C_GetTokenInfo(slot, &info);
+    }
+    isUnread() ? void(unread_.insert(slot)) : void(unread_.erase(slot));
+    return result;
+}
+
 CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {
     CK_TOKEN_INFO info{};
-    check((*this)->C_GetTokenInfo(slot, &info), "C_GetTokenInfo");
+    check(readTokenInfo(slot, info), "C_GetTokenInfo");
     return info;
 }
 

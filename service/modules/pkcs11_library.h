@@ -11,6 +11,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ public:
     // Returns the slots that hold a token. Throws RefusedError when the module refuses, or reports more than 1024
     // slots, which can't be right.
     std::vector<CK_SLOT_ID> slotsWithToken() const;
+
+    // Reads the description of the token in a slot. While another program changes the token, some modules return an
+    // error for a moment, so a failed call is repeated for up to 80 ms. Returns what C_GetTokenInfo returned at last.
+    CK_RV readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) const;
+    // The same. Throws RefusedError when the token can't be read.
     CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const;
 
     // Returns whether a token may have come or gone since the last call. Returns true when the module does not report
@@ -49,6 +55,11 @@ private:
     const CK_FUNCTION_LIST* functions_;
     ModuleFacts facts_;
     mutable std::atomic<std::uint64_t> calls_{0};
+    mutable std::set<CK_SLOT_ID> unread_; // slots whose token could not be read, although the call was repeated
 };
+
+// Returns whether the result of C_GetTokenInfo means that there is no token to read: it was removed, or the module does
+// not know tokens of its kind.
+bool meansNoToken(CK_RV result);
 
 } // namespace panelkitd

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <service/policy/diagnosis.h>
 
+#include <service/engine/engine_credentials.h>
+
 #include <panelkit/format/time_text.h>
 #include <vocabulary/certs.h>
 #include <vocabulary/policy.h>
@@ -59,13 +61,9 @@ bool isCandidate(const CertInfo& certificate, const std::string& subject) {
     return (certificate.flags & vocabulary::certFlag::authority) == 0;
 }
 
-bridge::Remark noCertificate(const std::string& subject, bool anyToken) {
-    if (subject.empty()) {
-        return anyToken ? remark(Refused::credentials, "the personal certificate is on no token")
-                        : remark(Refused::credentials, "the personal certificate is missing: there is no token");
-    }
-    return anyToken
-               ? remark(Refused::credentials, "the personal certificate \"%s\" is on no token", subject)
+bridge::Remark noToken(const std::string& subject) {
+    return subject.empty()
+               ? remark(Refused::credentials, "the personal certificate is missing: there is no token")
                : remark(Refused::credentials, "the personal certificate \"%s\" is missing: there is no token", subject);
 }
 
@@ -82,9 +80,10 @@ void diagnoseCertificate(const std::string& subject, const CredentialList& list,
     }
     into.subject = best ? best->subject : subject;
     if (!best) {
-        into.state = list.anyToken ? state::missing : state::noToken;
-        into.frontEndKnows = true;
-        into.problem = noCertificate(subject, list.anyToken);
+        const bool isThereAny = list.anyToken || !list.complete;
+        into.state = isThereAny ? state::missing : state::noToken;
+        into.frontEndKnows = list.complete;
+        into.problem = isThereAny ? noCertificate(subject, list.complete) : noToken(subject);
     } else if (flaw != std::end(flaws)) {
         into.state = flaw->state;
         into.frontEndKnows = flaw->frontEndKnows;
@@ -103,8 +102,10 @@ void diagnosePresharedKey(const std::string& key, const CredentialList& list, Di
     into.presharedKey = key;
     if (!list.presharedKeys) return;
     if (std::find(list.presharedKeys->begin(), list.presharedKeys->end(), key) != list.presharedKeys->end()) return;
-    into.frontEndKnows = true;
-    into.problem = remark(Refused::credentials, "the preshared key \"%s\" is on no token", key);
+    into.frontEndKnows = list.complete;
+    into.problem = list.complete
+                       ? remark(Refused::credentials, "the preshared key \"%s\" is on no token", key)
+                       : remark(Refused::credentials, "the preshared key \"%s\" is on no token that can be read", key);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 #include <service/tokens/provider.h>
 
 #include <service/base/log.h>
+#include <service/modules/cryptoki.h>
 
 #include <vocabulary/tokens.h>
 
@@ -38,6 +39,17 @@ std::vector<TokenInfo> loggedOut(std::vector<TokenInfo> tokens) {
 }
 
 } // namespace
+
+bool UnseenTokens::has(const TokenInfo& other) const {
+    if (provider != other.*field::provider) return false;
+    if (!token) return true;
+    const bool wasRead = !((*token).*field::label).empty() || !((*token).*field::serial).empty();
+    return wasRead && (*token).*field::label == other.*field::label && (*token).*field::serial == other.*field::serial;
+}
+
+bool isUnseen(const TokenInfo& token, const std::vector<UnseenTokens>& unseen) {
+    return std::any_of(unseen.begin(), unseen.end(), [&](const UnseenTokens& some) { return some.has(token); });
+}
 
 Provider::Provider(Settings settings, std::map<std::string, std::string> environment, ModuleLimits limits,
                    LoginHook loggedIn)
@@ -109,18 +121,29 @@ TokenInfo Provider::record(const HostToken& token) const {
 
 // Returns the tokens; nullopt when none can have come or gone since `seen`. Throws RefusedError when the module does
 // not answer.
-std::optional<std::vector<TokenInfo>> Provider::look(SlotState& seen) {
+std::optional<SeenTokens> Provider::look(SlotState& seen) {
     ModuleHost::Turn turn = host_.take(host_.forListing());
     if (seen.incarnation != turn.incarnation()) seen = {turn.incarnation(), 0};
-    const auto now = turn.ask<HostTokens>(HostCommand::tokens, seen.state);
-    seen.state = now.state;
-    if (!now.looked) return std::nullopt;
-    std::vector<TokenInfo> tokens;
-    for (const HostToken& token : now.tokens) tokens.push_back(record(token));
+    const auto listing = turn.ask<HostTokens>(HostCommand::tokens, seen.state);
+    seen.state = listing.unread.empty() ? listing.state : 0; // with 0, the next listing reads them again
+    if (!listing.looked) return std::nullopt;
+    SeenTokens now = seenIn(listing);
     const auto state = state_.lock();
-    state->remember(tokens);
+    state->remember(now.tokens);
     state->lastIncarnation = turn.incarnation();
-    return tokens;
+    return now;
+}
+
+// A token that is in its slot and can't be described is the one that was there before.
+SeenTokens Provider::seenIn(const HostTokens& listing) const {
+    SeenTokens seen;
+    for (const HostToken& token : listing.tokens) seen.tokens.push_back(record(token));
+    for (const HostUnreadToken& token : listing.unread) {
+        seen.unseen.push_back(unseen(token));
+        const TokenInfo& last = *seen.unseen.back().token;
+        if (!(last.*field::serial).empty() && !isIn(seen.tokens, last)) seen.tokens.push_back(last);
+    }
+    return seen;
 }
 
 // A token is recognised by its serial number, since its label may be changed. A blank token holds nothing, so nothing
@@ -145,35 +168,51 @@ std::vector<TokenInfo> Provider::lastTokens() const {
     return loggedOut(state->lastTokens);
 }
 
-Remarks Provider::unseen(const Remarks& why) const {
-    return RefusedError(Refused::incomplete, "the tokens of provider \"%s\" could not be read", settings_.name)
-        .because(why)
-        .remarks;
+UnseenTokens Provider::unseen(const Remarks& why) const {
+    return {RefusedError(Refused::incomplete, "the tokens of provider \"%s\" could not be read", settings_.name)
+                .because(why)
+                .remarks,
+            settings_.name,
+            {}};
+}
+
+UnseenTokens Provider::unseen(const HostUnreadToken& token) const {
+    TokenInfo is;
+    is.slotId = token.slot;
+    for (const TokenInfo& last : lastTokens()) {
+        if (last.slotId == token.slot) is = last;
+    }
+    const auto result = static_cast<CK_RV>(token.result);
+    return {{remark(Refused::incomplete, "the token in slot %d of provider \"%s\" could not be read (%s: %s)",
+                    token.slot, settings_.name, "C_GetTokenInfo", resultName(result))},
+            settings_.name,
+            std::move(is)};
 }
 
 SeenTokens Provider::tokens() {
     const Remarks why = problem();
-    if (!why.empty()) return {{}, unseen(why)};
+    if (!why.empty()) return {{}, {unseen(why)}};
     try {
         SlotState nothingSeen;
-        return {look(nothingSeen).value_or(lastTokens()), {}};
+        return look(nothingSeen).value_or(SeenTokens{lastTokens(), {}});
     } catch (const RefusedError& refused) {
         logDetail("provider " + settings_.name + ": " + refused.what());
-        return {lastTokens(), unseen(refused.remarks)};
+        return {lastTokens(), {unseen(refused.remarks)}};
     }
 }
 
 KnownTokens Provider::known() {
-    const SeenTokens seen = tokens();
-    std::vector<TokenInfo> present = seen.unseen.empty() ? seen.tokens : lastTokens();
-    return {std::move(present), state_.lock()->removed, seen.unseen};
+    SeenTokens seen = tokens();
+    if (!seen.unseen.empty()) seen.tokens = lastTokens();
+    return {std::move(seen), state_.lock()->removed};
 }
 
 std::optional<std::vector<TokenInfo>> Provider::tokensIfChanged(bool lookAnyway) {
     if (!host_.isRunning()) return lastTokens();
     try {
         if (lookAnyway) watched_.state = 0;
-        return look(watched_);
+        auto now = look(watched_);
+        return now ? std::optional(std::move(now->tokens)) : std::nullopt;
     } catch (const RefusedError& refused) {
         logDebug("provider " + settings_.name + ": " + refused.what());
         return std::nullopt;

@@ -22,17 +22,28 @@ namespace panelkitd {
 
 class HeldToken;
 
-// The tokens that a listing has read, and the remarks for the front end when it could not read all of them.
+// Tokens that could not be read, so it is not known what they hold now: for example one that was removed just now, or
+// all tokens of a provider whose module does not answer.
+struct UnseenTokens {
+    Remarks why; // the first is `incomplete` and names the token or provider
+    std::string provider;
+    std::optional<PKCS11::TokenInfo> token; // nullopt: all of the provider; without a label: one that was never read
+
+    bool has(const PKCS11::TokenInfo& other) const;
+};
+bool isUnseen(const PKCS11::TokenInfo& token, const std::vector<UnseenTokens>& unseen);
+
+// The tokens that a listing has read. Of those in `unseen`, `tokens` has the ones that were read before, as they were
+// then.
 struct SeenTokens {
     std::vector<PKCS11::TokenInfo> tokens;
-    Remarks unseen; // the first is `incomplete`
+    std::vector<UnseenTokens> unseen;
 };
 
 // The tokens of a provider as far as they are known.
 struct KnownTokens {
-    std::vector<PKCS11::TokenInfo> present;
+    SeenTokens present;
     std::vector<PKCS11::TokenInfo> removed; // since the module was loaded, the latest at the end; at most 100
-    Remarks why;                            // not empty when the tokens can't be listed now: all are as last listed
 };
 
 // Whether the token shows its private objects only after a log-in.
@@ -71,6 +82,8 @@ public:
     void lookAfter() { host_.lookAfter(); }
     std::uint64_t incarnation() const { return host_.incarnation(); }
 
+    // Whether the module was loaded. Its process may have crashed since, and is then started again.
+    bool isLoaded() const { return state_.lock()->loaded; }
     // Returns why the provider is not loaded or its tokens can't be used. Empty when there is no problem.
     Remarks problem() const;
 
@@ -78,7 +91,8 @@ public:
     PKCS11::ProviderInfo describe();
 
     // Returns the tokens that are there. When the module does not answer in time, returns the tokens that it listed
-    // last. When the provider can't be used at all (see problem()), returns no tokens. In both cases `unseen` says why.
+    // last. When it can't describe one of them, returns that one as it was described last. When the provider can't be
+    // used at all (see problem()), returns no tokens. In all these cases `unseen` says why.
     SeenTokens tokens();
     // The same, with the tokens that were removed, and those of a provider that can't be used now.
     KnownTokens known();
@@ -122,9 +136,11 @@ private:
         void remember(std::vector<PKCS11::TokenInfo> tokens);
     };
 
-    std::optional<std::vector<PKCS11::TokenInfo>> look(SlotState& seen);
+    std::optional<SeenTokens> look(SlotState& seen);
+    SeenTokens seenIn(const HostTokens& listing) const;
     std::vector<PKCS11::TokenInfo> lastTokens() const;
-    Remarks unseen(const Remarks& why) const;
+    UnseenTokens unseen(const Remarks& why) const;
+    UnseenTokens unseen(const HostUnreadToken& token) const;
     PKCS11::TokenInfo record(const HostToken& token) const;
     std::optional<Account> ownerOf(const LoginKey& token, std::uint64_t incarnation) const;
     void setOwner(const LoginKey& token, Account owner, std::uint64_t incarnation);

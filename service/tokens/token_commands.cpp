@@ -71,7 +71,9 @@ std::string TokenCommands::enumProviderTokens(Call& call) {
     for (const auto& provider : asked) {
         const SeenTokens seen = provider->tokens();
         tokens.insert(tokens.end(), seen.tokens.begin(), seen.tokens.end());
-        call.remarks.insert(call.remarks.end(), seen.unseen.begin(), seen.unseen.end());
+        for (const UnseenTokens& some : seen.unseen) {
+            call.remarks.insert(call.remarks.end(), some.why.begin(), some.why.end());
+        }
     }
     return encodeReply<Command::EnumProviderTokens>(tokens);
 }

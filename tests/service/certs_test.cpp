@@ -248,6 +248,15 @@ TEST_F(TheToken, KeepsItsKeysFromLeaving) {
     EXPECT_THAT(objects(""), testing::UnorderedElementsAre("certificate", "public", "public"));
 }
 
+// SoftHSM2 writes a token's file at each log-in. For another process the token can't be read meanwhile.
+TEST_F(TheToken, IsListedWhileAnotherProgramLogsInAgainAndAgain) {
+    ASSERT_EQ(importFile(user.der), ImportCert::imported);
+    const auto other = std::async(std::launch::async, [&] { tokenUser("user-1", {"log-ins", "300"}); });
+    do {
+        ASSERT_EQ(list().size(), 1U);
+    } while (other.wait_for(0s) != std::future_status::ready);
+}
+
 TEST_F(TheToken, GivesCertificatesOutInEveryFormat) {
     ASSERT_EQ(importFile(pkcs12(user, {middle.der, root.der}, "secret"), "secret", CertImport::withChain, true),
               ImportCert::imported);

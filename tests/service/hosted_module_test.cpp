@@ -232,4 +232,39 @@ TEST_F(AHostedModule, ListsTokensOnlyWhenOneMayHaveComeOrGone) {
     EXPECT_EQ(after.tokens.size(), 0U);
 }
 
+TEST_F(AHostedModule, TakesNoTokenThatItCanNotReadForOneThatIsGone) {
+    const HostTokenName office = nameOf("Office");
+    control.recordCalls();
+    HostTokens listing;
+    const auto callsToList = [&](CK_RV result) {
+        control.fail("C_GetTokenInfo", result);
+        const std::uint64_t before = control.calls("C_GetTokenInfo");
+        listing = ask<HostTokens>(HostCommand::tokens, std::uint64_t{0});
+        return control.calls("C_GetTokenInfo") - before;
+    };
+    EXPECT_EQ(callsToList(CKR_TOKEN_NOT_PRESENT), 1U);
+    EXPECT_EQ(listing.unread.size(), 0U);
+    EXPECT_EQ(refusalOf(HostCommand::token, office), Refused::noSuchToken);
+    for (const char* round : {"first", "after it could be read again"}) {
+        SCOPED_TRACE(round);
+        EXPECT_EQ(callsToList(CKR_GENERAL_ERROR), 5U) << "perhaps another program changes it just now";
+        EXPECT_EQ(callsToList(CKR_GENERAL_ERROR), 1U) << "but it does not delay each listing";
+        ASSERT_EQ(listing.unread.size(), 1U);
+        EXPECT_EQ(listing.unread[0].slot, office.slot);
+        EXPECT_EQ(listing.unread[0].result, CKR_GENERAL_ERROR);
+        EXPECT_EQ(refusalOf(HostCommand::token, office), Refused::deviceError);
+        control.clearFaults();
+        EXPECT_EQ(ask<HostToken>(HostCommand::token, office).slot, office.slot);
+    }
+}
+
+TEST_F(AHostedModule, LeavesOutNoObjectThatIsThereAndCanNotBeRead) {
+    const HostTokenName office = nameOf("Office");
+    login(office);
+    ask<std::vector<std::uint64_t>>(HostCommand::create, office, std::vector{data("one")});
+    control.fail("C_GetAttributeValue", CKR_OBJECT_HANDLE_INVALID);
+    EXPECT_EQ(refusalOf(HostCommand::find, office, std::vector{HostQuery{{}, {{CKO_DATA, {CKA_LABEL}}}}}),
+              Refused::deviceError);
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 //
 // From sections, certificates and parameters to the connections of the IKE daemon, and from its listings and log to
 // what people read.
+#include <service/engine/engine_wishes.h>
 #include <service/engine/ike_daemon.h>
 #include <service/engine/tunnel_board.h>
 
@@ -127,6 +128,7 @@ TEST(IkeConnections, UseTheCertificateThatFits) {
     for (const auto& row : rows) {
         SCOPED_TRACE(row.chosen);
         EngineCredentials credentials;
+        credentials.complete = true;
         credentials.certificates = row.there;
         credentials.anchors = {"CA"};
         const std::string subject = *row.subject ? std::string("subject = ") + row.subject + "\n" : "";
@@ -144,9 +146,39 @@ TEST(IkeConnections, UseTheCertificateThatFits) {
     }
 }
 
+TEST(IkeConnections, MayGetWhatIsOnATokenThatCanNotBeReadNow) {
+    EngineCredentials credentials; // not complete
+    const PolicyText policy = policyOf(protect("a", "gateway = g\nsubject = CN=anna\n"));
+    const auto lacks = [&] {
+        const IkeConnection made = ikeConnections(policy, credentials, {.now = 500}).at(0);
+        EXPECT_TRUE(made.mayCome);
+        return made.lacks ? Loc::fill(made.lacks->phrase) : "";
+    };
+    EXPECT_EQ(lacks(), "the personal certificate \"CN=anna\" is on no token that can be read");
+    credentials.certificates = {certificateOf("CN=anna", "DER")};
+    EXPECT_THAT(lacks(), HasSubstr("no token that can be read has a trusted certificate"));
+}
+
+TEST(EngineWishes, KeepThePresharedKeysOfATokenThatCanNotBeReadNow) {
+    const EngineToken other{"/module.so", 5, "other", "02"};
+    EngineWishes wishes;
+    EngineCredentials read;
+    read.presharedKeys = {{token, "a", platform::Secret("one")}, {other, "b", platform::Secret("two")}};
+    wishes.learn(read);
+    read.presharedKeys.clear();
+    read.keysUnread = {token};
+    wishes.learn(read);
+    ASSERT_EQ(wishes.credentials.presharedKeys.size(), 1U);
+    EXPECT_EQ(wishes.credentials.presharedKeys[0].name, "a");
+    wishes.forget(token);
+    wishes.learn(read);
+    EXPECT_EQ(wishes.credentials.presharedKeys.size(), 0U) << "its log-in has ended";
+}
+
 // Without a list of anchors the daemon would trust every certificate that it has.
 TEST(IkeConnections, NeedAnAnchor) {
     EngineCredentials credentials;
+    credentials.complete = true;
     credentials.certificates = {certificateOf("CN=anna", "DER")};
     const PolicyText policy = policyOf(protect("a", "gateway = g\n"));
     const auto connections = ikeConnections(policy, credentials, {.now = 500});

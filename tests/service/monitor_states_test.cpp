@@ -95,6 +95,20 @@ TEST_F(TheStates, NameAModuleThatHangs) {
     control.clearFaults();
 }
 
+TEST_F(TheStates, NameATokenThatItsModuleCantDescribe) {
+    ASSERT_TRUE(tokens.TokenLogin(office(), "user-1", false, nullptr));
+    look();
+    control.fail("C_GetTokenInfo", 0x30); // the device's error
+    const ProviderState state = provider();
+    EXPECT_EQ(state.condition, ProviderCondition::ready);
+    ASSERT_FALSE(state.why.empty());
+    EXPECT_EQ(state.why[0].code, static_cast<std::uint32_t>(Refused::incomplete));
+    EXPECT_THAT(conditionsOf("Office"), ElementsAre(TokenCondition::outOfReach));
+    EXPECT_TRUE(office().flags & vocabulary::tokenFlag::loggedIn) << "as it was seen last";
+    control.clearFaults();
+    EXPECT_THAT(conditionsOf("Office"), ElementsAre(TokenCondition::seen));
+}
+
 TEST_F(TheStates, NameTheLastHundredTokensThatWereRemoved) {
     for (int i = 0; i < 102; ++i) { // the first takes the place of "Office"
         const std::string name = "token-" + std::to_string(i);

@@ -57,6 +57,9 @@ TEST_F(ServiceNotifications, TellOfTokensThatComeAndGo) {
     card.*vocabulary::provider::name = "card";
     ASSERT_TRUE(tokens.ProviderUnload(card));
     EXPECT_EQ(next(Notification::tokenRemoved).*field::label, "Office") << "with its provider";
+    load();
+    EXPECT_EQ(next(Notification::tokenArrived).*field::label, "Office");
+    control.fail("C_GetTokenInfo", 0x30); // the device's error: nothing is known of the token
     EXPECT_TRUE(heard->silentFor(1500ms));
 }
 

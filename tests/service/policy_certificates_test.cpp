@@ -110,11 +110,36 @@ TEST_F(APolicyWithASteeredToken, DoesNotMissWhatCantBeRead) {
     store("anna", {});
     activate("subject = CN=anna\n");
     EXPECT_EQ(diagnosis(), "");
-    control.fail("C_FindObjectsInit", 0x30); // the device's error
-    EXPECT_EQ(diagnosis(), "") << "as it was seen last";
+    for (const char* function : {"C_FindObjectsInit", "C_GetTokenInfo", "C_GetSlotList"}) {
+        control.fail(function, 0x30); // the device's error
+        EXPECT_EQ(diagnosis(), "") << "as it was seen last";
+    }
+    activate("subject = CN=berta\n");
+    EXPECT_EQ(diagnosis(), "Diagnosis: the personal certificate \"CN=berta\" is on no token that can be read");
     control.clearFaults();
+    EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+    activate("subject = CN=anna\n");
     ASSERT_TRUE(controller->DeleteCertificate(token(), named("CN=anna")));
     EXPECT_EQ(diagnosis(), "Diagnosis: Personal certificate is missing");
+}
+
+class APolicyBesideAModuleInTrouble : public Steered<APolicyWithCredentials> {
+protected:
+    APolicyBesideAModuleInTrouble() : Steered({}) {}
+};
+
+TEST_F(APolicyBesideAModuleInTrouble, SeesTheOtherTokensAsTheyAreNow) {
+    initialize("Own");
+    load();
+    control.fail("C_GetSlotList", 0x30);
+    activate("subject = CN=anna\n");
+    EXPECT_THAT(diagnosis(), HasSubstr("can be read"));
+    const Identity made = makeCertificate({.subject = {{"CN", "anna"}}}, ecKey(), &authority);
+    ASSERT_EQ(parse(pkcs12(made, {}, "secret"), "secret"), ParseResult::parsed);
+    const auto withKey = static_cast<CertImportMode>(CertImport::withPrivateKey);
+    ASSERT_EQ(static_cast<ImportCert>(controller->ImportCertificate(token("Own"), 0, withKey, false, nullptr)),
+              ImportCert::imported);
+    EXPECT_EQ(diagnosis(), "");
 }
 
 } // namespace

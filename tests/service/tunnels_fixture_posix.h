@@ -159,6 +159,7 @@ protected:
         runProgram("softhsm2-util --import " + folder_.path + "/key.pem --token anna --label key --id a1b2 --pin 1234",
                    environment);
         token_ = {"/usr/lib/softhsm/libsofthsm2.so", 0, "anna", "1"};
+        credentials_.complete = true;
         credentials_.modules = {{token_.module, {{"SOFTHSM2_CONF", conf}}}};
         EngineCertificate certificate;
         certificate.token = token_;

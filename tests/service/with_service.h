@@ -63,20 +63,13 @@ protected:
         EXPECT_TRUE(tokens.EnumProviderTokens(nullptr, all)) << bridge::lastFailure().text();
         return all;
     }
-    // The present record of the token with that label. While another program writes to a SoftHSM2 token, a listing can
-    // be without it.
+    // The present record of the token with that label.
     PKCS11::TokenInfo token(const std::string& label = "Office") {
-        PKCS11::TokenInfo found;
-        const auto isThere = [&] {
-            for (PKCS11::TokenInfo& candidate : listed()) {
-                if (candidate.*vocabulary::token::label != label) continue;
-                found = std::move(candidate);
-                return true;
-            }
-            return false;
-        };
-        EXPECT_TRUE(waitFor(isThere)) << "no token \"" << label << '"';
-        return found;
+        for (PKCS11::TokenInfo& candidate : listed()) {
+            if (candidate.*vocabulary::token::label == label) return std::move(candidate);
+        }
+        ADD_FAILURE() << "no token \"" << label << '"';
+        return {};
     }
     // Returns the problem; empty when the provider is loaded.
     std::string load(const std::string& path, const std::string& name = "card", bool remembered = false) {

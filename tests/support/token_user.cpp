@@ -5,6 +5,7 @@
 //   token_user MODULE PIN                       lists the objects, one per line; without a log-in if the PIN is empty
 //   token_user MODULE PIN certificate FILE ID   stores a certificate (DER) with this identifier
 //   token_user MODULE PIN public-key LABEL      stores an RSA key with this label
+//   token_user MODULE PIN log-ins COUNT         logs in so many times more
 //
 // Its status is 0 if that succeeded.
 #include <service/certs/openssl_handles.h>
@@ -37,6 +38,11 @@ public:
         check(module_->C_FindObjectsInit(handle_, nullptr, 0), "C_FindObjectsInit");
         check(module_->C_FindObjects(handle_, objects.data(), objects.size(), &count), "C_FindObjects");
         for (CK_ULONG i = 0; i < count; ++i) std::printf("%s\n", described(objects[i]).c_str());
+    }
+
+    void loginAgain(const std::string& pin) const {
+        module_->C_Logout(handle_);
+        module_->C_Login(handle_, CKU_USER, mutableBytes(pin), CK_ULONG(pin.size()));
     }
 
     void store(CK_OBJECT_CLASS kind, CK_ULONG type, CK_ATTRIBUTE_TYPE typeOfType,
@@ -97,7 +103,8 @@ void operate(const std::vector<std::string>& arguments) {
     const Session session(module, arguments.at(1));
     if (arguments.size() == 2) return session.list();
     if (arguments[2] == "certificate") return storeCertificate(session, arguments.at(3), arguments.at(4));
-    storePublicKey(session, arguments.at(3));
+    if (arguments[2] == "public-key") return storePublicKey(session, arguments.at(3));
+    for (int i = std::stoi(arguments.at(3)); i > 0; --i) session.loginAgain(arguments[1]);
 }
 
 } // namespace
