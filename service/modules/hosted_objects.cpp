@@ -223,9 +223,10 @@ private:
 
 // Another program may destroy an object between the search and the reading. But when a search still finds it, the
 // module can't read its own object, and to leave that out would say that it is not there.
-void requireGone(const std::vector<CK_OBJECT_HANDLE>& unread, const std::vector<CK_OBJECT_HANDLE>& present) {
+void requireGone(const std::vector<CK_OBJECT_HANDLE>& unread, const std::vector<CK_OBJECT_HANDLE>& found) {
+    const std::set<CK_OBJECT_HANDLE> present(found.begin(), found.end());
     for (const CK_OBJECT_HANDLE handle : unread) {
-        if (std::find(present.begin(), present.end(), handle) == present.end()) continue;
+        if (!present.contains(handle)) continue;
         throw RefusedError(Refused::deviceError, "the token lists an object that can't be read");
     }
 }

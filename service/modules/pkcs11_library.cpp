@@ -19,6 +19,7 @@ constexpr CK_ULONG mostSlots = 1024;
 constexpr int mostTries = 16; // to list slots of which one more has a token each time
 constexpr Refused unfit = Refused::moduleUnfit;
 constexpr std::chrono::milliseconds pausesBeforeAnotherRead[] = {1ms, 4ms, 15ms, 60ms};
+constexpr std::size_t mostWaitedFor = 4; // slots
 
 const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     const auto getList = library.function<CK_C_GetFunctionList>("C_GetFunctionList");
@@ -105,11 +106,11 @@ bool meansNoToken(CK_RV result) {
            result == CKR_SLOT_ID_INVALID;
 }
 
-// A token that stays unreadable is not waited for at each call.
+// A token that stays unreadable is not waited for at each call, and a module with many of them hardly delays a listing.
 CK_RV Pkcs11Library::readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) const {
     CK_RV result = (*this)->C_GetTokenInfo(slot, &info);
     const auto isUnread = [&] { return result != CKR_OK && !meansNoToken(result); };
-    if (isUnread() && unread_.contains(slot)) return result;
+    if (isUnread() && (unread_.contains(slot) || unread_.size() >= mostWaitedFor)) return result;
     for (const std::chrono::milliseconds pause : pausesBeforeAnotherRead) {
         if (!isUnread()) break;
         std::this_thread::sleep_for(pause);
