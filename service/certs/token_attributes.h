@@ -3,7 +3,7 @@
 // The attributes of objects on a token: those that an object is searched by or created from, and those that were read.
 #pragma once
 
-#include <service/tokens/provider.h>
+#include <service/tokens/held_token.h>
 
 #include <p11-kit/pkcs11.h>
 

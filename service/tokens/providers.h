@@ -5,7 +5,7 @@
 #pragma once
 
 #include <service/state/state_file.h>
-#include <service/tokens/provider.h>
+#include <service/tokens/held_token.h>
 
 #include <platform/system/guarded.h>
 

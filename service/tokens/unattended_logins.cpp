@@ -3,6 +3,7 @@
 
 #include <service/base/log.h>
 #include <service/modules/trusted_file.h>
+#include <service/tokens/held_token.h>
 
 #include <platform/system/wipe.h>
 #include <platform/text/escape.h>
