@@ -111,10 +111,12 @@ std::string HostedModule::handle(HostCommand command, CommandStreamIn& in) {
 
 // ---- tokens
 
-// Returns false when the session has ended because the token was removed.
+// Returns false when the session has ended because the token was removed. After another error nothing is known, so the
+// session is taken to be as it was.
 bool HostedModule::refresh(Session& session) const {
     CK_SESSION_INFO info{};
-    if (library_->C_GetSessionInfo(session.handle, &info) != CKR_OK) return false;
+    const CK_RV result = library_->C_GetSessionInfo(session.handle, &info);
+    if (result != CKR_OK) return refusalOf(result) != Refused::noSuchToken;
     session.loggedIn = info.state == CKS_RO_USER_FUNCTIONS || info.state == CKS_RW_USER_FUNCTIONS;
     return true;
 }

@@ -258,6 +258,17 @@ TEST_F(AHostedModule, TakesNoTokenThatItCanNotReadForOneThatIsGone) {
     }
 }
 
+TEST_F(AHostedModule, KeepsASessionThatItsModuleCanNotDescribe) {
+    const HostTokenName office = nameOf("Office");
+    const auto loggedIn = [&] { return ask<HostToken>(HostCommand::token, office).loggedIn; };
+    login(office);
+    control.fail("C_GetSessionInfo", CKR_DEVICE_ERROR);
+    EXPECT_TRUE(loggedIn());
+    EXPECT_EQ(refusalOf(HostCommand::create, office, std::vector{data("one")}), Refused::none);
+    control.fail("C_GetSessionInfo", CKR_SESSION_HANDLE_INVALID);
+    EXPECT_FALSE(loggedIn());
+}
+
 TEST_F(AHostedModule, LeavesOutNoObjectThatIsThereAndCanNotBeRead) {
     const HostTokenName office = nameOf("Office");
     login(office);
