@@ -5,8 +5,9 @@
 #include <service/modules/cryptoki.h>
 
 #include <algorithm>
-#include <chrono>
+#include <iterator>
 #include <thread>
+#include <utility>
 
 namespace panelkitd {
 
@@ -18,8 +19,8 @@ namespace {
 constexpr CK_ULONG mostSlots = 1024;
 constexpr int mostTries = 16; // to list slots of which one more has a token each time
 constexpr Refused unfit = Refused::moduleUnfit;
-constexpr std::chrono::milliseconds pausesBeforeAnotherRead[] = {1ms, 4ms, 15ms, 60ms};
-constexpr std::size_t mostWaitedFor = 4; // slots
+constexpr std::chrono::milliseconds pausesBeforeAnotherRead[] = {1ms, 4ms, 15ms};
+constexpr auto mostWaiting = 200ms; // in a listing, so that a module that always says something else delays it little
 
 const CK_FUNCTION_LIST* functionList(const platform::DynamicLibrary& library) {
     const auto getList = library.function<CK_C_GetFunctionList>("C_GetFunctionList");
@@ -84,6 +85,7 @@ Pkcs11Library::Pkcs11Library(const std::string& path)
 Pkcs11Library::~Pkcs11Library() { functions_->C_Finalize(nullptr); }
 
 std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
+    waited_ = 0ms;
     for (int tries = 0; tries < mostTries; ++tries) {
         CK_ULONG count = 0;
         check((*this)->C_GetSlotList(CK_TRUE, nullptr, &count), "C_GetSlotList");
@@ -106,18 +108,44 @@ bool meansNoToken(CK_RV result) {
            result == CKR_SLOT_ID_INVALID;
 }
 
-// A token that stays unreadable is not waited for at each call, and a module with many of them hardly delays a listing.
+bool Pkcs11Library::Description::operator==(const Description& other) const {
+    return result == other.result && info.flags == other.info.flags &&
+           std::equal(std::begin(info.label), std::end(info.label), std::begin(other.info.label)) &&
+           std::equal(std::begin(info.serialNumber), std::end(info.serialNumber), std::begin(other.info.serialNumber));
+}
+
+Pkcs11Library::Description Pkcs11Library::describe(CK_SLOT_ID slot) const {
+    Description now;
+    now.result = (*this)->C_GetTokenInfo(slot, &now.info);
+    if (now.result != CKR_OK) now.info = {};
+    return now;
+}
+
 CK_RV Pkcs11Library::readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) const {
-    CK_RV result = (*this)->C_GetTokenInfo(slot, &info);
-    const auto isUnread = [&] { return result != CKR_OK && !meansNoToken(result); };
-    if (isUnread() && (unread_.contains(slot) || unread_.size() >= mostWaitedFor)) return result;
-    for (const std::chrono::milliseconds pause : pausesBeforeAnotherRead) {
-        if (!isUnread()) break;
-        std::this_thread::sleep_for(pause);
-        result = (*this)->C_GetTokenInfo(slot, &info);
+    Description now = describe(slot);
+    const auto known = last_.find(slot);
+    if (meansNoToken(now.result)) {
+        last_.erase(slot);
+    } else if (known == last_.end() || now != known->second) {
+        now = lasting(slot, now, known == last_.end() ? nullptr : &known->second);
+        if (last_.size() >= mostSlots) last_.clear(); // a module may invent slots
+        last_[slot] = now;
     }
-    isUnread() ? void(unread_.insert(slot)) : void(unread_.erase(slot));
-    return result;
+    info = now.info;
+    return now.result;
+}
+
+// Reads again until the module says what it said before, or to the last pause. Returns the last reading. Of a token
+// that is new, two readings that agree are enough.
+Pkcs11Library::Description Pkcs11Library::lasting(CK_SLOT_ID slot, Description now, const Description* before) const {
+    for (const std::chrono::milliseconds pause : pausesBeforeAnotherRead) {
+        if (waited_ >= mostWaiting) break;
+        waited_ += pause;
+        std::this_thread::sleep_for(pause);
+        const Description former = std::exchange(now, describe(slot));
+        if (before ? now == *before : now == former && now.result == CKR_OK) break;
+    }
+    return now;
 }
 
 CK_TOKEN_INFO Pkcs11Library::tokenInfo(CK_SLOT_ID slot) const {

@@ -10,8 +10,9 @@
 #include <p11-kit/pkcs11.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -41,7 +42,8 @@ public:
     std::vector<CK_SLOT_ID> slotsWithToken() const;
 
     // Reads the description of the token in a slot. While another program changes the token, some modules return an
-    // error for a moment, so a failed call is repeated for up to 80 ms. Returns what C_GetTokenInfo returned at last.
+    // error for a moment, or a description without its texts. So one that is not as before is believed only if the
+    // module still says so after 20 ms. Returns what C_GetTokenInfo returned at last.
     CK_RV readTokenInfo(CK_SLOT_ID slot, CK_TOKEN_INFO& info) const;
     // The same. Throws RefusedError when the token can't be read.
     CK_TOKEN_INFO tokenInfo(CK_SLOT_ID slot) const;
@@ -51,11 +53,22 @@ public:
     bool slotsMayHaveChanged() const;
 
 private:
+    // What C_GetTokenInfo said. Equal if result, label, serial number and flags are; the rest may change at any time.
+    struct Description {
+        CK_RV result = CKR_OK;
+        CK_TOKEN_INFO info{};
+        bool operator==(const Description& other) const;
+    };
+
+    Description describe(CK_SLOT_ID slot) const;
+    Description lasting(CK_SLOT_ID slot, Description now, const Description* before) const;
+
     platform::DynamicLibrary library_;
     const CK_FUNCTION_LIST* functions_;
     ModuleFacts facts_;
     mutable std::atomic<std::uint64_t> calls_{0};
-    mutable std::set<CK_SLOT_ID> unread_; // slots whose token could not be read, although the call was repeated
+    mutable std::map<CK_SLOT_ID, Description> last_; // as they were believed
+    mutable std::chrono::milliseconds waited_{0};    // in this listing
 };
 
 // Returns whether the result of C_GetTokenInfo means that there is no token to read: it was removed, or the module does
