@@ -21,7 +21,7 @@ const platform::Secret& password(std::uint8_t which) {
     return all[which % std::size(all)];
 }
 
-// The first object of a file of DER as OpenSSL alone reads it; empty when that is no certificate.
+// The certificate at the start of a DER file, as OpenSSL alone reads it; empty when it does not start with one.
 std::string_view firstCertificate(std::string_view content) {
     std::string_view rest = content;
     if (content.find("-----BEGIN ") != content.npos || !readDer<CertificateHandle>(rest, d2i_X509)) return {};

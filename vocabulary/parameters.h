@@ -48,7 +48,7 @@ constexpr const Loc::MarkedWording<>& textOf(ParameterMoment moment) {
 
 // How the option of the IKE daemon is written.
 enum class OptionForm : unsigned char {
-    none, // not made from this value alone: there is no option, or other parameters count too
+    none, // no option is made from this value alone: the daemon has none for it, or it needs other parameters as well
     number,
     seconds,
     yesOrNo,

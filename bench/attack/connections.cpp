@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
-// Thousands of hostile connections: bytes that are no frames, frames that are cut off at each place, false sizes,
+// Thousands of hostile connections: bytes that are not frames, frames that are cut off at each place, false sizes,
 // unknown kinds, receivers that don't answer, clients that leave at once and clients that send byte by byte. An honest
 // client must be served all the time, and nothing may be left of the others.
 #include <bench/attack/attack.h>

@@ -42,7 +42,7 @@ public:
     // Whether the last send failed because the service could not be reached.
     bool failedForWantOfService() const;
 
-    // How many milliseconds without a sign of life the session waits for an answer; 0 is no limit, the default is
+    // How many milliseconds without a sign of life the session waits for an answer; 0 means no limit. The default is
     // 30000. A service that is still working sends a sign of life every 5 seconds. A session that timed out is broken.
     std::uint32_t waitSetting() const;
     void setWaitSetting(std::uint32_t milliseconds);

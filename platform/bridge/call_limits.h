@@ -33,9 +33,9 @@ namespace bridge {
 // over ends then. Within other limits of the same thread, the earlier end counts. Used by one thread.
 class PANELKIT_EXPORT CallLimits {
 public:
-    // `time` is for all these commands together; 0 is no limit. `givenUp` may be null; it is looked at about every 50
-    // ms while an answer is awaited, and must exist as long as this object. While a large request is being sent, only
-    // the time counts.
+    // `time` is for all these commands together; 0 means no limit. `givenUp` may be null; it is looked at about every
+    // 50 ms while an answer is awaited, and must exist as long as this object. While a large request is being sent,
+    // only the time counts.
     explicit CallLimits(std::chrono::milliseconds time, const std::atomic<bool>* givenUp = nullptr);
     ~CallLimits();
     CallLimits(const CallLimits&) = delete;

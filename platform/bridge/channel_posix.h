@@ -24,7 +24,7 @@ struct Channel::Stream {
     ssize_t receive(char* to, std::size_t size, Deadline deadline);
 
     int handle;                    // -1 until there is one
-    std::int64_t receiveLimit = 0; // milliseconds that a receive waits (SO_RCVTIMEO); 0 is no limit
+    std::int64_t receiveLimit = 0; // SO_RCVTIMEO of the socket, in milliseconds; 0 means no limit
 };
 
 } // namespace bridge

@@ -16,12 +16,12 @@ using Deadline = Clock::time_point;
 
 inline constexpr Deadline never = Deadline::max();
 
-// The deadline `milliseconds` from now; 0 is no limit.
+// The deadline `milliseconds` from now; 0 means never.
 inline Deadline after(std::uint32_t milliseconds) {
     return milliseconds == 0 ? never : Clock::now() + std::chrono::milliseconds(milliseconds);
 }
 
-// How long to wait for bytes that are expected: at most `silence` milliseconds without any (0 is no limit), and not
+// How long to wait for bytes that are expected: at most `silence` milliseconds without any (0 means no limit), and not
 // after `overall`, or after `givenUp` has become true: readers look at it now and then, unless it is null.
 struct Patience {
     std::uint32_t silence = 0;

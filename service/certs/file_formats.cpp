@@ -96,7 +96,7 @@ void takeEncryptedKey(PemBlock& block, FileCollector& into) {
     into.addEncryptedKey(readDer<EncryptedKeyHandle>(rest, d2i_X509_SIG).get());
 }
 
-// Returns the object at the start of the block. What follows is no part of it, and would make the same object look like
+// Returns the object at the start of the block. Bytes after it are dropped: with them, the same object would look like
 // another one. A block without an object is returned as it is.
 template <class Handle, class Decode>
 std::string objectIn(const PemBlock& block, Decode decode) {

@@ -97,7 +97,7 @@ void requireAllSeen(const std::vector<UnseenTokens>& unseen);
 void tellUnseen(Call& call, const std::vector<UnseenTokens>& unseen);
 
 // For a listing of private objects. Adds a remark for each token of `closed`: nobody is logged in to it, so its private
-// objects are not in the list. Such a list is not refused to any front end: a token at rest is no fault.
+// objects are not in the list. Such a list is not refused to any front end: it is not a fault that nobody is logged in.
 void tellClosed(Call& call, const std::vector<PKCS11::TokenInfo>& closed);
 
 } // namespace panelkitd

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Gives the IKE daemon what connections need: private keys on tokens with a log-in, preshared keys, and revocation
-// lists. Takes away the keys that they do not need any more.
+// Loads into the IKE daemon what connections need: private keys on tokens with a log-in, preshared keys, and revocation
+// lists. Unloads the keys that are no longer needed.
 //
 // One thread uses it at a time.
 #pragma once

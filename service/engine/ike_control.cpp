@@ -69,7 +69,7 @@ void IkeControl::withdraw() {
     setSharedKeys({});
 }
 
-// The ids are no secrets.
+// The ids are not secret.
 void IkeControl::noteKeys() const {
     if (!isShared()) return;
     std::string ids;

@@ -41,7 +41,7 @@ public:
     // A line of the daemon's log about a connection.
     void heard(const std::string& connection, const std::string& line);
 
-    // Something that is no line of the log has failed for a connection.
+    // Something has failed for a connection that the daemon's log does not tell.
     void failed(const std::string& connection, const bridge::Remark& why);
 
     // Why revocation lists can't be used. It is shown where one is missing.

@@ -16,7 +16,7 @@ using panelkit::UncommittedValue;
 
 namespace {
 
-// Values of secrets are left out. That a secret differs is no secret.
+// Values of secrets are left out; the record only says that a secret differs.
 UncommittedValue recordOf(const SectionValue& committed, const SectionValue& written) {
     UncommittedValue record{committed.section->name, committed.param->key, committed.isSecret(), {}, {}};
     if (record.secret) return record;

@@ -98,7 +98,7 @@ TEST_F(TheDoctor, PassesOverWhatTheServiceDoesNotHave) {
                Reaction::refuse("it broke", static_cast<std::uint32_t>(vocabulary::Refused::deviceError)));
     EXPECT_EQ(finding("certificates")["state"], "problem") << "a refusal with a reason is an answer";
     service.on(Command::EnumCertificates, Reaction::reply("x"));
-    EXPECT_EQ(finding("certificates")["state"], "problem") << "a reply that ends early is no answer";
+    EXPECT_EQ(finding("certificates")["state"], "problem") << "a reply that ends early is not an answer";
 }
 
 TEST_F(TheDoctor, SaysWhyTheServiceCannotBeReached) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// What panelctl leaves behind: nothing of a secret in memory, and no half of a file; and what it finds closed.
+// Secrets are wiped from memory, a file that can't be written whole is removed, and panelctl can be started with closed
+// standard streams.
 #include <panelctl/base/secrets.h>
 #include <panelctl/base/system.h>
 #include <panelctl/base/verbs.h>

@@ -303,7 +303,7 @@ TEST_F(PanelctlWatch, SaysWhichPolicyItMissed) {
     info.*vocabulary::policyInfo::version = "2";
     service->on(Command::GetPolicyInfo, Reaction::refuse());
     push(Notification::policyFailed, vocabulary::PolicyNotice{{0, 1}, "system", "Main", "", "no"});
-    EXPECT_EQ(events(8).back(), "policy-failed") << "a policy that can't be read is no reason to end";
+    EXPECT_EQ(events(8).back(), "policy-failed") << "watch goes on when a policy can't be read";
     push(Notification::serviceStopping, vocabulary::StoppingNotice{{8, 9}});
     EXPECT_EQ(endStatus(), 0);
 }

@@ -143,7 +143,7 @@ TEST_F(TheFiles, MayHoldSeveralObjectsAndTheSameOneTwice) {
     EXPECT_EQ(parse(pkcs12(user, {}, ""), ""), ParseResult::parsed);
     EXPECT_EQ(parse(pem(user.der) + pem(user.der + "x") + pem(crl, "X509 CRL") + pem(crl + "x", "X509 CRL")),
               ParseResult::parsed);
-    EXPECT_THAT(options, SizeIs(1)) << "what follows an object in its block is no part of it";
+    EXPECT_THAT(options, SizeIs(1)) << "bytes after the object in a block are dropped";
     EXPECT_THAT(crls, SizeIs(1));
 }
 

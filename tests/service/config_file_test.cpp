@@ -74,7 +74,7 @@ const Damage damages[] = {
     {"a comma lost",            R"("SMTP_SSL": true,)",                 "\"SMTP_SSL\": true",                  "line 12: not valid JSON at or after sections.CERTMON.SMTP_SSL"},
     {"a quote lost",            R"("CHECKING_TIME": ")",                "\"CHECKING_TIME\": ",                 "line 7: not valid JSON at or after sections.CERTMON.CHECKING_TIME"},
     {"a text over two lines",   "127.0",                                "127\n0",                              "sections.CERTMON.SMTP_SERVER_ADDR"},
-    {"bytes that are no UTF-8", "127.0",                                "\xFF",                                "line 9: not valid JSON at or after sections.CERTMON.SMTP_SERVER_ADDR"},
+    {"bytes that are not UTF-8", "127.0",                               "\xFF",                                "line 9: not valid JSON at or after sections.CERTMON.SMTP_SERVER_ADDR"},
     {"a number without end",    R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 1e999",           "line 6: not valid JSON at or after sections.CERTMON.DAYS_TO_EXPIRE"},
     {"a key twice",             R"("SMTP_SSL")",                        "\"SEND_EMAIL\"",                      "line 11: duplicate key sections.CERTMON.SEND_EMAIL"},
     {"a section twice",         R"("PROXY")",                           "\"IKE\"",                             "duplicate key sections.IKE"},

@@ -74,7 +74,7 @@ TEST_F(ThePolicy, StaysWhenTheNextOneIsDamaged) {
 TEST_F(ThePolicy, IsTakenWithRemarks) {
     EXPECT_EQ(activate(policyFile("Empty", "")), "#warn: line 2: there are no sections, so nothing is protected");
     const Report now = report(true);
-    EXPECT_EQ(now.state, LSPrequest_t::inForce) << "a remark is no fault";
+    EXPECT_EQ(now.state, LSPrequest_t::inForce) << "a remark is not a fault";
     EXPECT_EQ(now.info.message, "line 2: there are no sections, so nothing is protected");
 }
 

@@ -135,7 +135,8 @@ sockaddr_storage socketAddress(const std::string& address, int port) {
     const bool isIPv6 = made.ss_family == AF_INET6;
     (isIPv6 ? v6.sin6_port : v4.sin_port) = htons(static_cast<std::uint16_t>(port));
     void* const into = isIPv6 ? static_cast<void*>(&v6.sin6_addr) : static_cast<void*>(&v4.sin_addr);
-    if (::inet_pton(made.ss_family, address.c_str(), into) != 1) throw std::runtime_error(address + " is no address");
+    if (::inet_pton(made.ss_family, address.c_str(), into) != 1)
+        throw std::runtime_error(address + " is not an address");
     return made;
 }
 

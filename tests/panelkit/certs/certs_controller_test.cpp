@@ -64,7 +64,7 @@ TEST_F(ACertsController, KeepsEveryRevocationListBehindTheCount) {
         EXPECT_THAT(tokens, ElementsAre(token, token)) << count;
     }
     answer(Command::EnumCRLs, joined({"01 00 00 00", tokenBytes, crlBytes, tokenBytes, "0c 00"}));
-    EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*) << "half a pair is no pair";
+    EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*) << "half a pair is not a pair";
     answer(Command::EnumCRLs, joined({"00 00 00 00", tokenBytes, crlBytes, tokenBytes, "0c 00"}));
     EXPECT_THROW(controller.EnumCRLs(crls, tokens), const char*);
     EXPECT_THAT(crls, ElementsAre(crl));

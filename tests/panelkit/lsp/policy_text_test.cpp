@@ -105,9 +105,9 @@ const Case cases[] = {
     {"a time that is none", changed(office(host), [](LSPinfo_t& info) { info.activated = -1; }), host,
      "Current Policy:\n  Type: " SYSTEM "\n  Title: Office\n  Activated: Bad time", "", diagnosed,
      "System policy 'Office' activated at Bad time", inForce},
-    {"another mode of the driver is no error", office(driver(2)), driver(0),
+    {"another mode of the driver is not an error", office(driver(2)), driver(0),
      DRIVER("Default Driver Policy (Pass All)"), "", diagnosed, "Default Driver Policy is active. (Pass All)", inForce},
-    {"another address of the server is no error", office(ofServer(3, "pmp")), ofServer(3, "other address"),
+    {"another address of the server is not an error", office(ofServer(3, "pmp")), ofServer(3, "other address"),
      NOW("System policy\n  Source: Server: pmp"), "", diagnosed, SHORT, inForce},
 
     // ---- another policy than the required one
@@ -120,7 +120,7 @@ const Case cases[] = {
     {"another user", office({.type = 7, .user = "anna"}), {.type = 7, .user = "boris"},
      "Error: Could not load policy.\nRequired policy:\n  Type: User policy (boris)\n  Source: Local Host\n"
      NOW("User policy (anna)\n  Source: Local Host"), "", diagnosed, "Error: loading policy failed: ", diagnosed},
-    {"another file is no error", office(ofFile(2, "/etc/a")), ofFile(5, "/home/b", "anna"),
+    {"another file is not an error", office(ofFile(2, "/etc/a")), ofFile(5, "/home/b", "anna"),
      NOW("System policy\n  Source: File: /etc/a"), "", diagnosed, SHORT, inForce},
     {"a file instead of a server", office(ofFile(2, "/etc/a")), ofServer(3, "pmp"),
      "Error: Could not load policy.\nRequired policy:\n  Type: System policy\n  Source: Server: pmp\n"

@@ -151,7 +151,7 @@ TEST_F(ACaller, IsNotLedIntoAVersionThatItDoesNotSpeak) {
         EXPECT_EQ(service->opened().size() - before, claim.attempts) << claim.version;
     }
     service->greet({.raw = welcome(2, Verdict::accepted, FrameKind::reply)});
-    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send()) << "a frame of another kind is no welcome";
+    EXPECT_FALSE(DirectCommand<Command::EnumProviders>().send()) << "a frame of another kind is not a welcome";
     EXPECT_TRUE(service->requests().empty());
 }
 
