@@ -183,7 +183,7 @@ TEST(ARun, EndsAtItsLimitAlsoWhileTheServiceSaysThatItIsAtWork) {
 }
 
 // The first Ctrl-C waits for the end of the command, since settings must not be written half-way.
-TEST(ARun, EndsAtTheSecondInterruptionOfACommandThatIsHeld) {
+TEST(ARun, EndsAtTheSecondCtrlCWhenTheServiceDoesNotAnswer) {
     using namespace std::chrono_literals;
     ConfigService script;
     script.onWrite = [](const std::string&) { return Reaction::reply("").after(60s, 600); };

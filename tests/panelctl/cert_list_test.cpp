@@ -42,7 +42,7 @@ TEST_F(CertVerbs, ListCertificatesAsJson) {
     EXPECT_EQ(run({"cert", "list", "--json"}).output, "[]\n");
 }
 
-TEST_F(CertVerbs, ListWhatIsNoCertificateByItsFingerprint) {
+TEST_F(CertVerbs, ListWhatIsNotACertificateByItsFingerprint) {
     const CertInfo broken{.fingerprint = "99999999AAAAAAAA2222",
                           .keyType = vocabulary::keyType::unknown,
                           .state = static_cast<std::uint32_t>(vocabulary::CertState::unreadable)};

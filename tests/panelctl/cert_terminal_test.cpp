@@ -46,7 +46,7 @@ TEST_F(AtATerminal, ACertificateIsDeletedWhenItsLabelIsTyped) {
     EXPECT_EQ(sent(Command::DeleteCertificate), encoded(office, gate));
 }
 
-TEST_F(AtATerminal, ItIsSaidThatTheKeyGoesToo) {
+TEST_F(AtATerminal, TheQuestionSaysThatTheKeyIsDeletedToo) {
     service.on(Command::DeleteCertAndKey, Reaction::reply(""));
     start({"cert", "delete", "west", "--with-key"});
     waitFor("Type \"gate key\" to continue: ");
@@ -130,7 +130,7 @@ TEST_F(AtATerminal, NothingIsDrawnForWhatIsDoneWithinASecond) {
     EXPECT_THAT("\n" + terminal.screen(), Not(HasSubstr("\n.\r\n")));
 }
 
-TEST_F(AtATerminal, BinaryDataIsNotPoured) {
+TEST_F(AtATerminal, BinaryDataIsNotPrinted) {
     start({"cert", "export", "0A1B", "--format", "der"});
     EXPECT_EQ(exitCode(), 2);
     EXPECT_THAT(terminal.screen(), HasSubstr("use --output"));
@@ -139,7 +139,7 @@ TEST_F(AtATerminal, BinaryDataIsNotPoured) {
 
 // ---- files
 
-TEST_F(AtATerminal, WhatMayNotBeReadIsSaidToBeSo) {
+TEST_F(AtATerminal, AFileWithoutPermissionIsNamed) {
     if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
     const std::string file = folder.file("secret.pem");
     std::ofstream(file) << "x";

@@ -12,7 +12,7 @@ namespace {
 
 // ---- import
 
-TEST_F(FileVerbs, RefuseAFileThatCantBeMeantBeforeItIsSent) {
+TEST_F(FileVerbs, SendNoFileThatIsMissingEmptyOrTooLarge) {
     std::ofstream(folder.file("empty"));
     std::ofstream(folder.file("large"));
     std::filesystem::resize_file(folder.path() / "large", 100U << 20);

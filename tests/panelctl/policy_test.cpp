@@ -80,7 +80,7 @@ TEST_F(PanelctlPolicy, PrintsThePolicysTextAsItIs) {
     EXPECT_EQ(json({"view"})["text"], "rules");
 }
 
-TEST_F(PanelctlPolicy, ExplainsInWhatThePolicyInForceIsAnother) {
+TEST_F(PanelctlPolicy, ExplainsHowThePolicyInForceDiffers) {
     const LSPserver_t byKey{.Server = "pmp1", .authKind = LSPauthPresharedKey, .presharedKeyName = "old"};
     LSPrequest_t required{.type = LSPsystemServer, .server = byKey};
     LSPinfo_t info;

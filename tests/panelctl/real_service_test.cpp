@@ -82,7 +82,7 @@ TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
               "0\n");
 }
 
-TEST_F(TheAdministrator, IsToldInTheirLanguageWhatTheServiceDoesNotDo) {
+TEST_F(TheAdministrator, ReadsRefusalsOfTheServiceInRussian) {
     initialize("Office");
     const auto inRussian = [this](std::vector<std::string> arguments, const std::string& input = {}) {
         arguments.insert(arguments.begin(), "--lang=ru");
@@ -96,7 +96,7 @@ TEST_F(TheAdministrator, IsToldInTheirLanguageWhatTheServiceDoesNotDo) {
                 HasSubstr("вход на токен не выполнен"));
 }
 
-TEST_F(TheAdministrator, IsToldInPlainWordsWhatDoesNotFit) {
+TEST_F(TheAdministrator, IsToldWhichArgumentIsWrong) {
     EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no initialised token"));
     EXPECT_THAT(run({"--timeout", "-1", "token", "list"}).error,
                 HasSubstr("--timeout: \"-1\" is not a number between 0 and 86400"));

@@ -142,7 +142,7 @@ TEST_F(Remarks, SayWhyATokenTookNoCertificateWhereTheResultDoesNot) {
 
 // ---- other versions, and false claims
 
-TEST_F(Remarks, OfAServiceThatMakesNoneAreItsEnglishTexts) {
+TEST_F(Remarks, ThatAnOldServiceDoesNotSendAreReplacedByItsEnglishTexts) {
     service.greet({.version = 1});
     login(Reaction::reply(encoded(false, PinStateMessage{vocabulary::pinTitle::wrongPin, "wrong, it says"})));
     expectError(runIn("ru", {"token", "login", "A1", "--pin-stdin"}), 20, "panelctl: wrong, it says\n");
@@ -165,7 +165,7 @@ TEST_F(Remarks, OfANewerServiceAreShownInEnglish) {
     expectError(runIn("ru", {"token", "login", "A1", "--pin-stdin"}), 40, "panelctl: the token is asleep: wake it\n");
 }
 
-TEST_F(Remarks, ThatDoNotFitTheirTranslationAreFilledInAsFarAsTheyGo) {
+TEST_F(Remarks, WithTooFewOrTooManyArgumentsAreTranslatedAllTheSame) {
     struct Odd {
         Loc::Phrase phrase;
         const char* shown;

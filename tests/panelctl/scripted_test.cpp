@@ -131,7 +131,7 @@ TEST_F(Panelctl, SaysWhyALogInIsRefused) {
     expectError(refusal(vocabulary::pinTitle::finalTry), 22, "Because.");
 }
 
-TEST_F(Panelctl, LetsNoScriptSpendTheFinalTryUnasked) {
+TEST_F(Panelctl, UsesTheFinalTryOfAPinOnlyWithFinalTry) {
     service.answer<Command::TokenLogin>(true);
     expectError(run({"token", "login", "C3", "--pin-stdin"}, "1234\n"), 22, "use --final-try to try anyway");
     EXPECT_EQ(run({"token", "login", "C3", "--pin-stdin", "--final-try"}, "1234\n").status, 0);

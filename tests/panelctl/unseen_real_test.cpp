@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(AClosedToken, IsNamedByWhatCouldNotLookIntoIt) {
+TEST_F(AClosedToken, IsNamedInListsThatLackItsPrivateObjects) {
     good({"cert", "import", file("one.pem"), "--key-file", file("one.key")});
     EXPECT_EQ(json({"cert", "show", "one"})["hasPrivateKey"], true);
     good({"token", "logout", "Office"});

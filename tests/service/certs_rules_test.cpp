@@ -37,7 +37,7 @@ const Identity root = makeAuthority("Root");
 
 // ---- revocation
 
-TEST(ACrl, RevokesOnlyWhatItsIssuerHasGivenOutWithItsKey) {
+TEST(ACrl, RevokesOnlyCertificatesOfItsIssuerAndKey) {
     const Identity sameName = makeAuthority("Root"), other = makeAuthority("Other");
     const Extensions ofItsKey{{"authorityKeyIdentifier", "keyid:always"}};
     const CertificateFacts gate = readCertificateFacts(
@@ -54,7 +54,7 @@ TEST(ACrl, RevokesOnlyWhatItsIssuerHasGivenOutWithItsKey) {
     EXPECT_FALSE(revokes({.released = {42}}, root)) << "the end of a hold";
 }
 
-TEST(ACrl, IsOneAmongOthersOfItsIssuer) {
+TEST(ACrl, HasAScopeThatTellsItFromOthersOfItsIssuer) {
     const auto scope = [](const Extensions& extensions, const Identity& issuer = root) {
         return readCrlFacts(makeCrl({.extensions = extensions}, issuer)).scope;
     };
@@ -210,7 +210,7 @@ ParseResult parsed(const std::string& content, const std::string& password = {})
     }
 }
 
-TEST(TheChainInAFile, IsMadeOfThoseWhoSignedIt) {
+TEST(TheChainInAFile, ConsistsOfTheCertificatesThatSignedEachOther) {
     const Identity middle = makeAuthority("Middle", &root), impostor = makeAuthority("Middle", &root);
     const Identity leaf = makeUser("leaf", middle);
     const ParsedFile file = parseFile(leaf.der + impostor.der + root.der + middle.der, {});
@@ -230,7 +230,7 @@ TEST(TheChainInAFile, IsMadeOfThoseWhoSignedIt) {
 }
 
 // Otherwise a file of thousands with one name would take hours.
-TEST(TheChainInAFile, IsLookedForAmongSoManyOfOneName) {
+TEST(TheChainInAFile, IsSearchedAmongALimitedNumberOfOneName) {
     const Identity middle = makeAuthority("Middle", &root);
     std::string content = makeUser("leaf", middle).der;
     for (int i = 0; i < 7; ++i) content += makeAuthority("Middle", &root).der;
@@ -284,12 +284,12 @@ std::string nested(int depth) {
     return wrapped('\x30', std::string("\x02\x01\x03", 3) + dataOf(wrapped('\x30', dataOf(bags))));
 }
 
-TEST(AFile, HasNoMoreBagsWithinBagsThanTheStackTakes) {
+TEST(AFile, IsRefusedWhenItsBagsAreNestedTooDeeply) {
     EXPECT_EQ(parsed(nested(8)), ParseResult::nothingUsable);
     EXPECT_EQ(parsed(nested(9)), ParseResult::tooCostly);
 }
 
-TEST(AFile, CostsNoMoreThanItMay) {
+TEST(AFile, IsRefusedWhenItCostsMoreThanTheLimit) {
     const auto spends = [](const std::vector<std::uint64_t>& rounds) {
         ParseBudget budget;
         try {

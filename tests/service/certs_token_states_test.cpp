@@ -115,7 +115,7 @@ TEST_F(TheSteeredToken, IsTrustedOnlyForWhatItMarksAsTrusted) {
     EXPECT_EQ(shown("CN=Root"), "\"CN=Root\" is trusted, because token \"Office\" marks it with CKA_TRUSTED");
 }
 
-TEST_F(TheSteeredToken, KeepsASensitiveKeyAndOneThatIsOfAnotherCertificate) {
+TEST_F(TheSteeredToken, ExportsNoSensitiveKeyAndNoneOfAnotherCertificate) {
     login();
     ASSERT_EQ(parse(container, "secret"), ParseResult::parsed);
     ASSERT_EQ(static_cast<ImportCert>(controller->ImportCertificate(
@@ -188,7 +188,7 @@ TEST_F(TheSteeredToken, ThatIsWriteProtectedIsNoTarget) {
     EXPECT_EQ(refusal(), Refused::writeProtected);
 }
 
-TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
+TEST_F(TheSteeredToken, IsReportedAsMissingAfterItWasRemoved) {
     login();
     ASSERT_EQ(import(CertImport::withPrivateKey), ImportCert::imported);
     const CertInfo info = named("CN=user");
@@ -217,7 +217,7 @@ TEST_F(TheSteeredToken, ThatWasPulledOutIsToldSo) {
 }
 
 // The token is removed between one object and the next.
-TEST_F(TheSteeredToken, ThatIsPulledOutMeanwhileIsToldSo) {
+TEST_F(TheSteeredToken, IsReportedAsMissingWhenItIsRemovedDuringAnImport) {
     login();
     control.recordCalls();
     control.slow("C_CreateObject", 300ms);
@@ -466,7 +466,7 @@ TEST_F(TheSteeredToken, TakesNothingThatAnotherSessionParsed) {
 }
 
 // Each session keeps the file that it parsed last, so that one account could fill the memory.
-TEST_F(TheSteeredToken, KeepsOnlySoMuchOfAnAccount) {
+TEST_F(TheSteeredToken, KeepsALimitedAmountForEachAccount) {
     const auto parseIn = [](Client& client, const std::string& file) {
         std::string request;
         CommandStreamOut(request).append(file, std::string());
@@ -509,7 +509,7 @@ TEST(AParsedFile, IsForgottenAfterItsTime) {
 }
 
 // Any user can send lists for import; the parsed lists must not stay in memory for ever.
-TEST(TheFactsOfCrls, AreKeptUpToSoManyBytes) {
+TEST(TheFactsOfCrls, AreKeptUpToALimitInBytes) {
     std::vector<long> serials(60'000);
     std::iota(serials.begin(), serials.end(), 1);
     panelkitd::FactsCache cache;

@@ -116,7 +116,7 @@ std::string apply(const Damage& damage, std::string text) {
 }
 
 // What happens to a damaged file and its last good copy: state_damage_test.cpp.
-TEST_F(TheFile, ThatIsDamagedIsToldWithItsLine) {
+TEST_F(TheFile, IsRefusedWithTheLineOfTheDamage) {
     for (const Damage& damage : damages) {
         const std::string damaged = apply(damage, whole);
         ASSERT_NE(damaged, whole) << damage.name;

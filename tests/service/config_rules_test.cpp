@@ -39,7 +39,7 @@ TEST_F(TheConfiguration, TakesASectionOfAMebibyteAndAThousandNames) {
     EXPECT_THROW(configuration.revert(std::vector<std::string>(1001, "PROXY")), RefusedError);
 }
 
-TEST_F(TheConfiguration, GivesWayToWhatIsUsualWhereAValueIsNotLegal) {
+TEST_F(TheConfiguration, UsesTheDefaultWhereAValueIsNotLegal) {
     const struct { std::int64_t stored, used; } times[] = {{0, 0}, {86'399, 86'399}, {86'400, 36'000}, {-1, 36'000}};
     for (const auto& [stored, used] : times) {
         LPARAMS::Client::CERTMON watch;

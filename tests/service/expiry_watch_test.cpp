@@ -144,7 +144,7 @@ TEST(Rounds, GoOnAfterOneThatFails) {
     EXPECT_EQ(begun, 2);
 }
 
-TEST(Rounds, SayWhenTheOneUnderWayDoesNotEnd) {
+TEST(Rounds, TellThatTheCurrentOneDoesNotEnd) {
     std::atomic<bool> entered{false}, released{false};
     panelkitd::Rounds rounds(
         [&](bool) {

@@ -69,7 +69,7 @@ TEST(TheLog, DelaysNobodyWhenItsReaderStops) {
     EXPECT_EQ(whole + missing, lines) << "each line is there or counted";
 }
 
-TEST(TheLog, HasSoManyEventsOfAnAccountAndAllOfAnother) {
+TEST(TheLog, HasALimitOfEventsForEachAccount) {
     PipedLog pipe;
     panelkitd::ThrottledLog events(10);
     for (int i = 0; i < 1000; ++i) events.event("eve", "eve was refused");

@@ -90,7 +90,7 @@ TEST_F(ALyingHost, IsNotBelievedWhenItAnswersAnotherCommand) {
     EXPECT_EQ(refusalTo(HostCommand::logout), Refused::moduleFailed);
 }
 
-TEST_F(ALyingHost, CanNotNameAReasonThatIsTheServicesOwn) {
+TEST_F(ALyingHost, CantRefuseForAReasonThatOnlyTheServiceHas) {
     EXPECT_EQ(refusalTo(HostCommand::login), Refused::deviceError);
 }
 

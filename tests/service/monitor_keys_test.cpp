@@ -150,7 +150,7 @@ TEST_F(AKeyPair, KnowsItsCertificates) {
     }
 }
 
-TEST_F(AKeyPair, MustBeThereToBeDeletedWithItsCertificate) {
+TEST_F(AKeyPair, IsDeletedWithItsCertificateOnlyIfItExists) {
     ASSERT_EQ(importFile(makeUser("alone", root).der), ImportCert::imported);
     ASSERT_TRUE(generate(keyType::ec, 256, "of nobody"));
     EXPECT_FALSE(monitor.DeleteCertificateWithKey(token(), named("CN=alone")));
@@ -205,7 +205,7 @@ TEST_F(AKeyPair, SharesItsLabelAndIdentifierWithItsCertificate) {
 // What another program has stored on the token.
 using AnObjectOfAnother = AKeyPair;
 
-TEST_F(AnObjectOfAnother, GivesItsIdentifierToTheKeyOfACertificate) {
+TEST_F(AnObjectOfAnother, GivesItsIdentifierToANewKey) {
     const Identity gate = makeUser("gate", root);
     const std::string file = service.folder().file("object.der");
     platform::replaceFile(file, gate.der, true);
@@ -215,13 +215,13 @@ TEST_F(AnObjectOfAnother, GivesItsIdentifierToTheKeyOfACertificate) {
     EXPECT_EQ(listKeys()[0].id, "4242");
 }
 
-TEST_F(AnObjectOfAnother, KeepsItsLabelForItself) {
+TEST_F(AnObjectOfAnother, DoesNotShareItsLabelWithANewKey) {
     tokenUser("user-1", {"public-key", "taken"});
     EXPECT_FALSE(generate(keyType::ec, 256, "taken"));
     EXPECT_EQ(refusal(), Refused::alreadyThere);
 }
 
-TEST_F(AnObjectOfAnother, IsNotDeletedWhileNothingTellsItFromItsTwin) {
+TEST_F(AnObjectOfAnother, IsNotDeletedWhenAnotherObjectLooksTheSame) {
     for (int i = 0; i < 2; ++i) tokenUser("user-1", {"public-key", "twin"});
     EXPECT_FALSE(monitor.DeleteKey(token(), keyCalled("twin")));
     EXPECT_EQ(refusal(), Refused::badInput);

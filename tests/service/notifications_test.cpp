@@ -102,7 +102,7 @@ TEST_F(ServiceNotifications, TellOfLogInsAndOfWhateverEndsThem) {
 }
 
 // Every log-in and log-out is reported, and the numbers give the order.
-TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
+TEST_F(ServiceNotifications, ReportEveryLogInAndLogOutInOrder) {
     listen();
     load();
     next(Notification::tokenArrived);
@@ -125,7 +125,7 @@ TEST_F(ServiceNotifications, LoseNothingThatCommandsDoInARow) {
 }
 
 // Front ends read these bytes: changing the payloads breaks those that are not rebuilt.
-TEST(NotificationPayloads, StandOnTheWireAsEver) {
+TEST(NotificationPayloads, HaveTheirHandWrittenBytes) {
     const TokenInfo token{7, "L", "S", "", "P", 2};
     const std::string tokenBytes = hex("07 00 00 00 00 00 00 00  01 00 00 00 'L' 01 00 00 00 'S' 00 00 00 00 "
                                        "01 00 00 00 'P'  02 00 00 00");

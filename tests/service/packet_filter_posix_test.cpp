@@ -216,7 +216,7 @@ TEST_F(APacketFilter, DoesNotForwardInClearWhatIsProtected) {
     std::ofstream("/proc/sys/net/ipv4/ip_forward") << 0;
 }
 
-TEST_F(APacketFilter, LetsNoConnectionOutliveThePolicyThatLetItPass) {
+TEST_F(APacketFilter, EndsConnectionsThatANewPolicyForbids) {
     use("[web]\naction = pass\nprotocol = udp\nport = 443\n[rest]\naction = drop\n");
     const int server = hosts->socketAtPeer(SOCK_DGRAM, "10.9.0.5", 443);
     const int client = hosts->socketHere(SOCK_DGRAM, "192.168.7.1", 5000);

@@ -132,7 +132,7 @@ TEST_F(ThePolicies, TellOfEachActivationThatCameToItsEnd) {
     EXPECT_THAT(heardSoFar().at(1).message, testing::HasSubstr("line 1: "));
 }
 
-TEST_F(ThePolicies, TellOfOneThatTakesItsTimeWhenItIsInForce) {
+TEST_F(ThePolicies, AnnounceASlowActivationWhenThePolicyIsInForce) {
     configure(200);
     policies->activateSystem(good, "", "root");
     EXPECT_THAT(told(), ElementsAre());

@@ -27,7 +27,7 @@ std::string problemsOf(const std::string& content) {
     }
 }
 
-TEST(APolicyFile, SaysWhatItSays) {
+TEST(APolicyFile, IsReadIntoItsSections) {
     const PolicyText text = readPolicyText("\xEF\xBB\xBF# made by hand\r\n"
                                            "  title\t=  Офис = №1  \r\n"
                                            "version = 10.2.3\r\n"
@@ -185,7 +185,7 @@ TEST(APolicyFile, IsTakenWithRemarksOnWhatIsHardlyMeant) {
 }
 
 // Any content is either read or refused.
-TEST(APolicyFile, MayBeFullOfRubbish) {
+TEST(APolicyFile, WithRandomBytesIsReadOrRefused) {
     std::mt19937 random(1);
     const std::string good = head + "[a]\naction = protect\ngateway = g\nnetwork = 10.0.0.1..10.0.0.9\n";
     for (int i = 0; i < 2000; ++i) {

@@ -114,7 +114,7 @@ TEST_F(AFileOfTheService, HoldsAPinThatNobodyElseReads) {
 
 // ---- tries
 
-TEST(ThePinOf, EitherUserIsGuardedByItsOwnTries) {
+TEST(ThePinOf, EitherUserHasItsOwnTries) {
     const struct {
         CK_FLAGS user, officer;
         bool mayBeFinal;
