@@ -1,12 +1,8 @@
 # A tunnel of the packaged service, with the drop-in unit for the engine "charon", and what happens to the packet filter
 # when the service is killed, stopped, upgraded, removed and purged. "debian-packages try" runs it as root in a container
-# with systemd, a network of its own, and the packages in /debs.
-#
-#   the container, with panelkitd     the namespace "gate", a plain charon with a configuration written by hand
-#   w1: 192.168.8.1  ---------------  w0: 192.168.8.2, and behind it 10.9.0.1
+# with systemd, a network of its own, and the packages in /debs. The gateway's part, scripts/gateway.sh, comes before it.
 set -ex
 gate=/tmp/gate
-there() { ip netns exec gate "$@"; }
 soon() { for _ in $(seq 150); do "$@" && return 0; sleep 0.2; done; return 1; }
 pings() { ping -n -c 1 -W 1 10.9.0.1; }
 filter_is_there() { nft list table inet panelkit | grep -q 'section \[office\]'; }
@@ -15,15 +11,7 @@ tunnel_is() { panelctl tunnel list | grep -q "^office *$1 "; }
 in_clear() { there nft list table inet seen | sed -n 's/.*packets \([0-9]*\).*/\1/p'; }
 
 cable() {
-    ip netns add gate
-    ip link add w1 type veth peer name w0 netns gate
-    ip addr add 192.168.8.1/24 dev w1
-    ip link set w1 up
-    ip route add default via 192.168.8.2
-    there ip link set lo up
-    there ip addr add 192.168.8.2/24 dev w0
-    there ip addr add 10.9.0.1/32 dev lo
-    there ip link set w0 up
+    lay_cable
     there nft 'add table inet seen; add chain inet seen come { type filter hook prerouting priority -300; };
         add rule inet seen come iifname w0 ip daddr 10.9.0.0/16 counter'
 }
@@ -37,7 +25,6 @@ issue() {
 }
 
 certificates() {
-    mkdir -p $gate/x509 $gate/x509ca $gate/private
     openssl req -x509 -newkey rsa:2048 -nodes -keyout $gate/ca.key -out $gate/x509ca/ca.pem -days 365 -subj /CN=ca \
         -addext keyUsage=critical,keyCertSign,cRLSign
     issue gate 'subjectAltName = IP:192.168.8.2'
@@ -49,32 +36,8 @@ certificates() {
 }
 
 gateway() {
-    cat >$gate/strongswan.conf <<END
-charon-systemd {
-  load = random nonce drbg openssl aes gcm sha1 sha2 hmac kdf mgf1 gmp curve25519 pem pkcs1 pkcs8 x509 pubkey constraints vici kernel-libipsec kernel-netlink socket-default
-  filelog { $gate/log { default = 1 } }
-  plugins {
-    vici { socket = "unix://$gate/vici" }
-    socket-default { fwmark = 7 }
-    kernel-netlink { fwmark = !7 }
-    kernel-libipsec { allow_peer_ts = yes }
-  }
-}
-END
-    cat >$gate/swanctl.conf <<END
-connections { office {
-  encap = yes
-  local { auth = pubkey
-    certs = gate.pem
-    id = 192.168.8.2 }
-  remote { auth = pubkey
-    cacerts = ca.pem }
-  children { net { local_ts = 10.9.0.0/16 } }
-} }
-END
     systemd-run --quiet --unit gate --setenv STRONGSWAN_CONF=$gate/strongswan.conf ip netns exec gate charon-systemd
-    soon env SWANCTL_DIR=$gate STRONGSWAN_CONF=$gate/strongswan.conf \
-        swanctl --load-all --noprompt --uri unix://$gate/vici --file $gate/swanctl.conf
+    soon load_gateway $gate
 }
 
 policy() {
@@ -109,6 +72,7 @@ nothing_passes() {
 }
 
 cable
+write_gateway $gate
 certificates
 gateway
 systemctl disable --now strongswan # the daemon of its package owns port 500

@@ -1,7 +1,5 @@
-# A tunnel with the engine "charon", in namespaces of its own: a second service, and a gateway at the other end of a cable.
-#
-#   the service                       the gateway, a plain charon with a configuration written by hand
-#   wire: 192.168.8.1  -------------  wire: 192.168.8.2, and behind it 10.9.0.1
+# A tunnel with the engine "charon", in namespaces of its own: a second service, and a gateway at the other end of a cable
+# (scripts/gateway.sh).
 #
 # The namespaces are those of the act's first process. When it ends or is killed, all of its processes, devices, rules and
 # mounts are gone.
@@ -16,61 +14,26 @@ tunnel_lacks() {
     unshare --net --mount --pid --fork true 2>/dev/null || echo "namespaces can't be made here"
 }
 
-there() { ip netns exec gate "$@"; }
+# shellcheck source=scripts/gateway.sh
+source scripts/gateway.sh
 
 cable() {
     mount -t tmpfs tmpfs /run # "ip netns" keeps its names here
-    ip netns add gate
-    ip link set lo up
-    ip link add wire type veth peer name wire netns gate
-    ip addr add 192.168.8.1/24 dev wire
-    ip link set wire up
-    ip route add default via 192.168.8.2
-    there ip link set lo up
-    there ip addr add 192.168.8.2/24 dev wire
-    there ip addr add 10.9.0.1/32 dev lo
-    there ip link set wire up
-    there tcpdump --immediate-mode -U -Z root -n -i wire -w "$day/wire.pcap" ip 2>"$day/capture.log" &
+    lay_cable
+    there tcpdump --immediate-mode -U -Z root -n -i w0 -w "$day/wire.pcap" ip 2>"$day/capture.log" &
     until grep -q listening "$day/capture.log"; do sleep 0.05; done
 }
 
 start_gate() {
-    mkdir -p "$day/gate/x509" "$day/gate/x509ca" "$day/gate/private"
+    write_gateway "$day/gate"
     cp "$pki/anna-gate.pem" "$day/gate/x509/gate.pem"
     cp "$pki/anna-gate.key" "$day/gate/private/gate.pem"
     cp "$pki/ca.pem" "$day/gate/x509ca/"
-    cat >"$day/gate/strongswan.conf" <<END
-charon-systemd {
-  load = random nonce drbg openssl aes gcm sha1 sha2 hmac kdf mgf1 gmp curve25519 pem pkcs1 pkcs8 x509 pubkey constraints revocation vici kernel-libipsec kernel-netlink socket-default
-  journal { default = -1 }
-  filelog { stderr { default = 1 } }
-  plugins {
-    vici { socket = "unix://$day/gate.sock" }
-    socket-default { fwmark = 7 }
-    kernel-netlink { fwmark = !7 }
-    kernel-libipsec { allow_peer_ts = yes }
-  }
-}
-END
-    cat >"$day/gate/swanctl.conf" <<END
-connections { office {
-  encap = yes
-  local { auth = pubkey
-    certs = gate.pem
-    id = 192.168.8.2 }
-  remote { auth = pubkey
-    cacerts = ca.pem }
-  children { net { local_ts = 10.9.0.0/16 } }
-} }
-END
-    export STRONGSWAN_CONF=$day/gate/strongswan.conf SWANCTL_DIR=$day/gate
-    there charon-systemd >"$day/gate.log" 2>&1 &
+    STRONGSWAN_CONF=$day/gate/strongswan.conf there charon-systemd >"$day/gate.log" 2>&1 &
     for _ in $(seq 100); do
-        there swanctl --load-all --noprompt --uri "unix://$day/gate.sock" --file "$day/gate/swanctl.conf" \
-            >"$day/gate.load" 2>&1 && break
+        load_gateway "$day/gate" >"$day/gate.load" 2>&1 && break
         sleep 0.1
     done
-    unset STRONGSWAN_CONF SWANCTL_DIR
     grep -q "loaded connection 'office'" "$day/gate.load" || { cat "$day/gate.load" "$day/gate.log" >&2; exit 1; }
 }
 
@@ -178,7 +141,7 @@ play_tunnel_act() {
     FILE_PASSWORD=over-the-hills quietly make_tunnel_files
     export bin day pki
     export -f chapter run refused panelctl start_service tunnel_act quietly_prepared prepare_tunnel cable start_gate \
-        there tunnel_says on_the_wire show_wire
+        there lay_cable write_gateway load_gateway tunnel_says on_the_wire show_wire
     unshare --net --mount --pid --fork --kill-child --mount-proc bash -c tunnel_act &
     act=$!
     for _ in $(seq 1200); do
