@@ -15,6 +15,7 @@
 #include <platform/system/secret.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -191,5 +192,17 @@ private:
 
     std::minstd_rand random_;
 };
+
+// Changes some bytes of a row of the command table.
+using RowChange = std::string (*)(Mutator& mutator, std::string_view bytes);
+
+// One for each command, by Command. RowOf is panelkit::RequestOf or panelkit::ReplyOf.
+template <template <panelkit::Command> class RowOf>
+inline constexpr auto rowChanges = []<std::size_t... place>(std::index_sequence<place...>) {
+    return std::array<RowChange, sizeof...(place)>{[](Mutator& mutator, std::string_view bytes) {
+        return mutator.changedRow(RowOf<static_cast<panelkit::Command>(place)>(), bytes);
+    }...};
+}
+(std::make_index_sequence<panelkit::commandTable.size()>());
 
 } // namespace fuzz

@@ -18,13 +18,11 @@
 #include <platform/bridge/command_sender.h>
 #include <platform/system/guarded.h>
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <utility>
 
 namespace {
 
@@ -72,15 +70,7 @@ void serve(bridge::Channel& channel) {
     }
 }
 
-// By Command.
-using Change = std::string (*)(fuzz::Mutator& mutator, std::string_view bytes);
-template <std::size_t... place>
-constexpr std::array<Change, sizeof...(place)> changesOf(std::index_sequence<place...>) {
-    return {[](fuzz::Mutator& mutator, std::string_view bytes) {
-        return mutator.changedRow(panelkit::ReplyOf<static_cast<Command>(place)>(), bytes);
-    }...};
-}
-constexpr auto changes = changesOf(std::make_index_sequence<panelkit::commandTable.size()>());
+constexpr auto& changes = fuzz::rowChanges<panelkit::ReplyOf>;
 
 } // namespace
 

@@ -16,14 +16,12 @@
 #include <vocabulary/tokens.h>
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 namespace {
 
@@ -138,14 +136,7 @@ private:
 
 // ---- mutation
 
-using Change = std::string (*)(fuzz::Mutator& mutator, std::string_view bytes);
-template <std::size_t... place>
-constexpr std::array<Change, sizeof...(place)> changesOf(std::index_sequence<place...>) {
-    return {[](fuzz::Mutator& mutator, std::string_view bytes) {
-        return mutator.changedRow(panelkit::RequestOf<static_cast<Command>(place)>(), bytes);
-    }...};
-}
-constexpr auto changes = changesOf(std::make_index_sequence<panelkit::commandTable.size()>());
+constexpr auto& changes = fuzz::rowChanges<panelkit::RequestOf>;
 
 // A request of some command, for the token if it begins with one.
 Sent freshRequest(fuzz::Mutator& mutator, const std::vector<Sent>& others) {
