@@ -3,7 +3,13 @@
 // Importing certificates and listing a token with thousands of them, against using that token directly.
 #include <bench/office.h>
 
-using namespace bench;
+using bench::Maker;
+using bench::Office;
+using bench::OwnLook;
+using bench::require;
+using bench::secondsOfPanelctl;
+using bench::secondsOfProgram;
+using bench::softHsm;
 
 namespace {
 

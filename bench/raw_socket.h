@@ -70,37 +70,31 @@ private:
     pid_t pid_;
 };
 
-inline bool readAll(int from, char* to, std::size_t size) {
+// Calls ::read or ::write until all bytes are through; false when the peer is gone.
+template <class Call, class Byte>
+bool all(Call call, int socket, Byte* bytes, std::size_t size) {
     while (size > 0) {
-        const ssize_t got = ::read(from, to, size);
-        if (got <= 0) return false;
-        to += got;
-        size -= static_cast<std::size_t>(got);
+        const ssize_t count = call(socket, bytes, size);
+        if (count <= 0) return false;
+        bytes += count;
+        size -= static_cast<std::size_t>(count);
     }
     return true;
 }
-
-inline bool writeAll(int to, const char* from, std::size_t size) {
-    while (size > 0) {
-        const ssize_t put = ::write(to, from, size);
-        if (put <= 0) return false;
-        from += put;
-        size -= static_cast<std::size_t>(put);
-    }
-    return true;
-}
+inline bool readAll(int from, std::string& to) { return all(::read, from, to.data(), to.size()); }
+inline bool writeAll(int to, const std::string& from) { return all(::write, to, from.data(), from.size()); }
 
 inline void serveRaw(int socket) {
     std::string request(requestSize, '\0'), reply;
-    while (readAll(socket, request.data(), request.size())) {
+    while (readAll(socket, request)) {
         reply.assign(storedBytes(), 0, wantedSize(request));
-        if (!writeAll(socket, reply.data(), reply.size())) return;
+        if (!writeAll(socket, reply)) return;
     }
 }
 
 inline void askRaw(int socket, const std::string& request, std::string& reply) {
     reply.resize(wantedSize(request));
-    if (!writeAll(socket, request.data(), request.size()) || !readAll(socket, reply.data(), reply.size())) fail("raw");
+    if (!writeAll(socket, request) || !readAll(socket, reply)) fail("raw");
 }
 
 // A raw server and the client's socket to it.
