@@ -8,13 +8,15 @@
 namespace panelkitd {
 namespace {
 
-class TunnelsOfAFamily : public Tunnels {
+struct Family {
+    const char* name;
+    const char *network, *part, *others; // others: where a list of sections has addresses
+    const char *gateway, *host;
+    const char *tcp, *ping; // on the cable
+};
+
+class TunnelsOfAFamily : public Tunnels, public testing::WithParamInterface<Family> {
 protected:
-    struct Family {
-        const char *network, *part, *others; // others: where a list of sections has addresses
-        const char *gateway, *host;
-        const char *tcp, *ping; // on the cable
-    };
     enum class Way : unsigned char { tunnel, clear, nowhere };
 
     void letTheFirstSectionDecide(const Family& family) {
@@ -63,25 +65,16 @@ protected:
     }
 };
 
-TEST_F(TunnelsOfAFamily, LetTheFirstSectionDecideWithIPv4) {
-    letTheFirstSectionDecide({.network = "10.9.0.0/16",
-                              .part = "10.9.0.0/24",
-                              .others = "10.10.0.",
-                              .gateway = "192.168.8.2",
-                              .host = "10.9.0.1",
-                              .tcp = "6 10.9.0.1:7777",
-                              .ping = "1 10.9.0.1"});
-}
+TEST_P(TunnelsOfAFamily, LetTheFirstSectionDecide) { letTheFirstSectionDecide(GetParam()); }
 
-TEST_F(TunnelsOfAFamily, LetTheFirstSectionDecideWithIPv6) {
-    letTheFirstSectionDecide({.network = "fd99::/64",
-                              .part = "fd99::/112",
-                              .others = "fd10::",
-                              .gateway = "fd78::2",
-                              .host = "fd99::1",
-                              .tcp = "6 fd99::1:7777",
-                              .ping = "58 fd99::1"});
-}
+const Family families[] = {
+    // clang-format off
+    {"IPv4", "10.9.0.0/16", "10.9.0.0/24", "10.10.0.", "192.168.8.2", "10.9.0.1", "6 10.9.0.1:7777", "1 10.9.0.1"},
+    {"IPv6", "fd99::/64",   "fd99::/112",  "fd10::",   "fd78::2",     "fd99::1",  "6 fd99::1:7777",  "58 fd99::1"},
+    // clang-format on
+};
+INSTANTIATE_TEST_SUITE_P(With, TunnelsOfAFamily, testing::ValuesIn(families),
+                         [](const auto& family) { return family.param.name; });
 
 TEST_F(Tunnels, ThatAreTooManyForTheDaemonAreRefusedAndTheFormerOnesStay) {
     start();
