@@ -166,7 +166,6 @@ TEST(AnAccount, LearnsWhatItMayDo) {
 // ---- the limit of a run
 
 TEST(ARun, EndsAtItsLimitAlsoWhileTheServiceSaysThatItIsAtWork) {
-    using namespace std::chrono_literals;
     const Reaction never[] = {
         Reaction::reply("").after(60s, 600), // says every 100 ms that it is at work
         Reaction::claim(1U << 20),           // announces a reply, and sends none of it
@@ -184,7 +183,6 @@ TEST(ARun, EndsAtItsLimitAlsoWhileTheServiceSaysThatItIsAtWork) {
 
 // The first Ctrl-C waits for the end of the command, since settings must not be written half-way.
 TEST(ARun, EndsAtTheSecondCtrlCWhenTheServiceDoesNotAnswer) {
-    using namespace std::chrono_literals;
     ConfigService script;
     script.onWrite = [](const std::string&) { return Reaction::reply("").after(60s, 600); };
     platform::ChildOptions options;

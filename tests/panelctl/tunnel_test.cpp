@@ -13,8 +13,6 @@ using panelkit::EngineInfo;
 using panelkit::TunnelAction;
 using panelkit::TunnelCondition;
 using panelkit::TunnelInfo;
-using testing::HasSubstr;
-using testing::Not;
 using vocabulary::Refused;
 
 namespace {

@@ -4,13 +4,11 @@
 #include <service/engine/filter_rules.h>
 #include <service/engine/networks.h>
 
-#include <gmock/gmock.h>
+#include "../support/test.h"
 #include <nlohmann/json.hpp>
 
 using namespace panelkitd;
 using nlohmann::json;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

@@ -11,7 +11,6 @@
 #include <platform/system/folders.h>
 
 using platform::ChildResult;
-using testing::HasSubstr;
 
 namespace {
 

@@ -32,11 +32,6 @@ protected:
         ADD_FAILURE() << "no key " << label;
         return {};
     }
-    std::vector<std::string> labelsOfKeys() {
-        std::vector<std::string> labels;
-        for (const KeyInfo& key : listKeys()) labels.push_back(key.label);
-        return labels;
-    }
 
     MonitorController monitor;
     KeyInfo made;

@@ -4,6 +4,7 @@
 // and the counters tell which section decided.
 #include "../support/run_speed.h"
 #include "../support/running_service.h"
+#include "../support/test.h"
 #include "../support/two_hosts_posix.h"
 
 #include <service/engine/filter_rules.h>
@@ -11,19 +12,12 @@
 #include <panelkit/lsp/lsp_records.h>
 #include <platform/system/child_process.h>
 
-#include <gmock/gmock.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <random>
-#include <thread>
 
 using namespace panelkitd;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 

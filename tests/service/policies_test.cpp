@@ -6,6 +6,7 @@
 #include <service/policy/policies.h>
 
 #include "../support/running_service.h"
+#include "../support/test.h"
 #include "refusal_of.h"
 
 #include <service/base/limits.h>
@@ -14,17 +15,9 @@
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>
 
-#include <gmock/gmock.h>
-
-#include <atomic>
 #include <condition_variable>
-#include <functional>
-#include <future>
-#include <thread>
-#include <vector>
 
 using namespace panelkitd;
-using testing::ElementsAre;
 namespace settingsField = vocabulary::policySettings;
 
 namespace {

@@ -11,8 +11,6 @@
 using bridge::FailureCode;
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
-using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 

@@ -10,9 +10,6 @@
 
 #include <vocabulary/policy.h>
 
-#include <gmock/gmock.h>
-
-using testing::HasSubstr;
 using vocabulary::CertImport;
 using vocabulary::ImportCert;
 namespace infoField = vocabulary::policyInfo;

@@ -7,10 +7,9 @@
 #include <vocabulary/certs.h>
 #include <vocabulary/policy.h>
 
-#include <gmock/gmock.h>
+#include "../support/test.h"
 
 using namespace panelkitd;
-using testing::HasSubstr;
 using vocabulary::CertState;
 namespace state = vocabulary::policyCertificate;
 namespace usage = vocabulary::keyUsage;

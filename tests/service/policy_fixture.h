@@ -13,8 +13,6 @@
 #include <platform/system/files.h>
 #include <vocabulary/policy.h>
 
-#include <string>
-
 // A valid policy file, for tests that need one.
 inline std::string policyFile(const std::string& title, const std::string& sections = "[all]\naction = drop\n") {
     return "title = " + title + "\nversion = 1.0\n" + sections;

@@ -5,17 +5,9 @@
 
 #include <panelkit/lparams/sections/sections.h>
 
-#include <atomic>
-#include <chrono>
-#include <filesystem>
-#include <thread>
-
-using bridge::FailureCode;
 using LSPcmd::LSPsettings_t;
 using panelkit::Command;
-using testing::HasSubstr;
 using vocabulary::Refused;
-using namespace std::chrono_literals;
 namespace infoField = vocabulary::policyInfo;
 namespace settingsField = vocabulary::policySettings;
 

@@ -4,14 +4,11 @@
 #include <service/policyfile/policy_text.h>
 
 #include "../support/places.h"
+#include "../support/test.h"
 
-#include <gmock/gmock.h>
-
-#include <fstream>
 #include <random>
 
 using namespace panelkitd;
-using testing::HasSubstr;
 
 namespace {
 

@@ -2,10 +2,9 @@
 //
 // The options that manage a service of Windows, on a system that has another way.
 #include "../support/running_service.h"
+#include "../support/test.h"
 
 #include <platform/system/child_process.h>
-
-#include <gmock/gmock.h>
 
 namespace {
 

@@ -3,6 +3,7 @@
 // panelkitd as a service of Windows: installed, started, used, stopped and removed by its own options, and looked at
 // through the service control manager. A system has one service of that name, so all of it is in one program.
 #include "../support/panelctl.h"
+#include "../support/test.h"
 
 #include <platform/bridge/peer.h>
 #include <platform/system/child_process.h>
@@ -13,16 +14,9 @@
 #include <service/service_name_win.h>
 #include <testing/scripted_service.h>
 
-#include <gmock/gmock.h>
-
-#include <array>
 #include <panelkitd_events.h> // made from panelkitd_events.mc
-#include <vector>
 
 using platform::ChildResult;
-using testing::AllOf;
-using testing::HasSubstr;
-using testing::StartsWith;
 
 namespace {
 

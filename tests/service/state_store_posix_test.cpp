@@ -61,12 +61,6 @@ public:
     }
     ~Host() { closePooledSessions(); }
 
-    void restart() {
-        service.terminate();
-        service.start();
-        connect();
-    }
-
     static LSPcmd::LSPsettings_t settings(const std::string& path) {
         LSPcmd::LSPsettings_t settings;
         settings.Source = 1;

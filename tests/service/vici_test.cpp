@@ -7,16 +7,12 @@
 #include <platform/bridge/listener.h>
 #include <testing/scripted_service.h>
 
-#include <gmock/gmock.h>
-
-#include <string>
-#include <thread>
+#include "../support/test.h"
 
 namespace panelkitd {
 namespace {
 
 using namespace std::string_literals;
-using testing::HasSubstr;
 
 // Written by hand.
 const std::string golden = "\x00\x09load-conn"

@@ -130,7 +130,6 @@ std::set<unsigned> processors(const std::string& text) {
 }
 
 TEST(AProcessorList, StandsForTheseProcessors) {
-    using testing::ElementsAre;
     EXPECT_THAT(processors("ALL"), ElementsAre());
     EXPECT_THAT(processors("33,0-2,5-4"), ElementsAre(0, 1, 2, 4, 5, 33));
     EXPECT_THAT(processors("2046-"), ElementsAre(2046, 2047));

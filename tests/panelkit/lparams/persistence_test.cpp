@@ -67,7 +67,6 @@ TEST(ASection, HasItsHandWrittenBytesComesBackFromThemAndRefusesEveryTruncation)
 }
 
 TEST(AParameter, IsNotCheckedAgainstItsBoundsWhenItIsRead) {
-    PRIVKEY privkey;
     ADMIN admin;
     const std::string bytes = hex("ff ff ff ff");
     CommandStreamIn in(bytes);

@@ -5,7 +5,6 @@
 
 #include <type_traits>
 
-using panelkit::CertLabel;
 using panelkit::EngineInfo;
 using panelkit::KeyInfo;
 using panelkit::MonitorController;
@@ -150,7 +149,6 @@ TEST_F(AMonitorController, LeavesItsOutputsAloneWhenItFails) {
 
 // Making a key may take longer than the limit for silence.
 TEST_F(AMonitorController, WaitsForANewKeyWithoutALimit) {
-    using namespace std::chrono_literals;
     CommandSender::Instance().SetWait(100);
     service->on(Command::GenerateKey, Reaction::reply(joined({keyBytes})).after(400ms));
     EXPECT_TRUE(controller.GenerateKey(token, 3, 256, "gate", made)) << bridge::lastFailure().text();

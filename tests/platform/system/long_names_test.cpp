@@ -3,14 +3,11 @@
 // Files, programs and libraries in folders whose path is longer than 260 characters.
 #include "../../support/long_name.h"
 #include "../../support/running_service.h"
+#include "../../support/test.h"
 
 #include <platform/system/dynamic_library.h>
 #include <platform/system/files.h>
 #include <platform/system/folders.h>
-
-#include <gmock/gmock.h>
-
-#include <filesystem>
 
 using namespace platform;
 using testing::UnorderedElementsAre;
