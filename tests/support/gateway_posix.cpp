@@ -2,22 +2,11 @@
 #include "gateway_posix.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <linux/if_packet.h>
-#include <net/ethernet.h>
 #include <net/if.h>
-#include <sched.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
-#include <stdexcept>
-#include <system_error>
 #include <thread>
 
 namespace {
@@ -35,19 +24,9 @@ constexpr const char* charonConf = R"(charon-systemd {
 }
 )";
 
-int checked(int result, const char* what) {
-    if (result < 0) throw std::system_error(errno, std::generic_category(), what);
-    return result;
-}
-
-int openNamespace() { return checked(::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC), "network namespace"); }
-
 // Sees the frames of one device.
-int frameSocket(const char* device) {
-    const int made =
-        checked(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, htons(ETH_P_ALL)), "frames");
-    const int room = 8 << 20;
-    ::setsockopt(made, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
+int frameSocketOf(const char* device) {
+    const int made = frameSocket(SOCK_NONBLOCK);
     sockaddr_ll where{};
     where.sll_family = AF_PACKET;
     where.sll_protocol = htons(ETH_P_ALL);
@@ -85,17 +64,6 @@ struct Packet {
 
 } // namespace
 
-std::string runProgram(const std::string& command,
-                       const std::map<std::string, std::optional<std::string>>& environment) {
-    platform::ChildOptions options;
-    std::istringstream words(command);
-    for (std::string word; words >> word;) options.arguments.push_back(word);
-    options.environment = environment;
-    const platform::ChildResult result = platform::runChild(options, std::chrono::seconds(60));
-    if (result.status != 0) throw std::runtime_error(command + ": " + result.output + result.error);
-    return result.output;
-}
-
 std::string Gateway::missing() {
     if (::geteuid() != 0) return "only root can make network namespaces";
     for (const char* program :
@@ -108,12 +76,9 @@ std::string Gateway::missing() {
 
 Gateway::Gateway(std::string folder) : folder_(std::move(folder)) {
     for (const char* sub : {"x509", "x509ca", "private"}) std::filesystem::create_directories(folder_ + "/" + sub);
-    checked(::unshare(CLONE_NEWNET), "unshare");
-    namespace_ = openNamespace();
-    checked(::unshare(CLONE_NEWNET), "unshare");
-    ours_ = openNamespace();
-    const std::string there = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(namespace_);
-    runProgram("ip link add w1 type veth peer name w0 netns " + there);
+    namespace_ = makeNamespace();
+    ours_ = makeNamespace();
+    runProgram("ip link add w1 type veth peer name w0 netns " + nameOf(namespace_));
     const auto raise = [](const std::string& device, const std::string& host) {
         runProgram("ip link set lo up");
         runProgram("ip link set " + device + " up");
@@ -128,7 +93,7 @@ Gateway::Gateway(std::string folder) : folder_(std::move(folder)) {
         for (const char* address : {"10.9.0.1/32", "10.8.0.1/32", "fd99::1/128"}) {
             runProgram(std::string("ip addr add ") + address + " dev lo");
         }
-        wire_ = frameSocket("w0");
+        wire_ = frameSocketOf("w0");
     });
 }
 
@@ -138,14 +103,8 @@ Gateway::~Gateway() {
 }
 
 void Gateway::inside(const std::function<void()>& work) const {
-    checked(::setns(namespace_, CLONE_NEWNET), "setns");
-    try {
-        work();
-    } catch (...) {
-        ::setns(ours_, CLONE_NEWNET);
-        throw;
-    }
-    checked(::setns(ours_, CLONE_NEWNET), "setns");
+    const Inside there(namespace_, ours_);
+    work();
 }
 
 void Gateway::write(const std::string& name, const std::string& content) const {

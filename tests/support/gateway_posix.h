@@ -8,11 +8,10 @@
 //   w1: 192.168.8.1, fd78::1  ------  w0: 192.168.8.2, fd78::2, and behind it 10.9.0.1, 10.8.0.1, fd99::1
 #pragma once
 
-#include <platform/system/child_process.h>
+#include "namespaces_posix.h"
 
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 class Gateway {
@@ -58,7 +57,3 @@ private:
     int namespace_ = -1, ours_ = -1, wire_ = -1;
     std::unique_ptr<platform::ChildProcess> charon_;
 };
-
-// Runs a program with its arguments, split at blanks; throws std::runtime_error with what it said if it fails.
-std::string runProgram(const std::string& command,
-                       const std::map<std::string, std::optional<std::string>>& environment = {});

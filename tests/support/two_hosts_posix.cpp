@@ -1,58 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "two_hosts_posix.h"
 
-#include <platform/system/child_process.h>
+#include "namespaces_posix.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <linux/if_packet.h>
-#include <net/ethernet.h>
 #include <net/if.h>
 #include <netinet/ip.h>
 #include <netinet/ip6.h>
 #include <poll.h>
-#include <sched.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 #include <cstring>
 #include <fstream>
-#include <sstream>
-#include <stdexcept>
-#include <system_error>
 
 namespace {
 
 constexpr int markerType = 0x88B5; // of frames that tell that all before them have arrived
-
-int checked(int result, const char* what) {
-    if (result < 0) throw std::system_error(errno, std::generic_category(), what);
-    return result;
-}
-
-int openNamespace() { return checked(::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC), "network namespace"); }
-
-// The calling thread is in another namespace while it lives.
-class Inside {
-public:
-    Inside(int there, int back) : back_(back) { checked(::setns(there, CLONE_NEWNET), "setns"); }
-    ~Inside() { ::setns(back_, CLONE_NEWNET); }
-    Inside(const Inside&) = delete;
-    Inside& operator=(const Inside&) = delete;
-
-private:
-    int back_;
-};
-
-void run(const std::string& command) {
-    platform::ChildOptions options;
-    std::istringstream words(command);
-    for (std::string word; words >> word;) options.arguments.push_back(word);
-    const platform::ChildResult result = platform::runChild(options, std::chrono::seconds(60));
-    if (result.status != 0) throw std::runtime_error(command + ": " + result.error);
-}
 
 int boundSocket(int type, const std::string& address, int port) {
     const sockaddr_storage where = socketAddress(address, port);
@@ -60,13 +23,6 @@ int boundSocket(int type, const std::string& address, int port) {
     const int on = 1;
     ::setsockopt(made, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
     checked(::bind(made, reinterpret_cast<const sockaddr*>(&where), sizeOf(where)), "bind");
-    return made;
-}
-
-int frameSocket() {
-    const int made = checked(::socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL)), "packet socket");
-    const int room = 8 << 20;
-    ::setsockopt(made, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
     return made;
 }
 
@@ -121,7 +77,7 @@ void silence(const std::string& devices) { // no packets of its own accord
     for (std::string name; names >> name;) {
         std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/accept_dad") << 0;
         std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/router_solicitations") << 0;
-        run("ip link set " + name + " up multicast off");
+        runProgram("ip link set " + name + " up multicast off");
     }
 }
 
@@ -155,39 +111,38 @@ TwoHosts::TwoHosts() {
     CPU_ZERO(&one);
     CPU_SET(static_cast<std::size_t>(::sched_getcpu()), &one);
     ::sched_setaffinity(0, sizeof one, &one);
-    checked(::unshare(CLONE_NEWNET), "unshare");
-    peerNamespace_ = openNamespace();
+    peerNamespace_ = makeNamespace();
     peer_ = frameSocket();
-    checked(::unshare(CLONE_NEWNET), "unshare");
-    ourNamespace_ = openNamespace();
+    ourNamespace_ = makeNamespace();
     here_ = frameSocket();
-    const std::string there = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(peerNamespace_);
-    run("ip link add v1 address 02:00:00:00:00:01 type veth peer name v0 address 02:00:00:00:00:02 netns " + there);
-    run("ip link add ipsec0 type veth peer name t0 netns " + there);
+    const std::string there = nameOf(peerNamespace_);
+    runProgram("ip link add v1 address 02:00:00:00:00:01 type veth peer name v0 address 02:00:00:00:00:02 netns " +
+               there);
+    runProgram("ip link add ipsec0 type veth peer name t0 netns " + there);
     silence("lo v1 ipsec0");
-    run("ip addr add 192.168.7.1/24 dev v1");
-    run("ip addr add fd77::1/64 dev v1 nodad");
-    run("ip neigh add 192.168.7.2 lladdr 02:00:00:00:00:02 dev v1 nud permanent");
-    run("ip neigh add fd77::2 lladdr 02:00:00:00:00:02 dev v1 nud permanent");
-    run("ip route add default via 192.168.7.2");
-    run("ip route add default via fd77::2");
+    runProgram("ip addr add 192.168.7.1/24 dev v1");
+    runProgram("ip addr add fd77::1/64 dev v1 nodad");
+    runProgram("ip neigh add 192.168.7.2 lladdr 02:00:00:00:00:02 dev v1 nud permanent");
+    runProgram("ip neigh add fd77::2 lladdr 02:00:00:00:00:02 dev v1 nud permanent");
+    runProgram("ip route add default via 192.168.7.2");
+    runProgram("ip route add default via fd77::2");
     const Inside peer(peerNamespace_, ourNamespace_);
     silence("lo v0 t0");
-    run("ip addr add 192.168.7.2/24 dev v0");
-    run("ip addr add fd77::2/64 dev v0 nodad");
-    run("ip neigh add 192.168.7.1 lladdr 02:00:00:00:00:01 dev v0 nud permanent");
-    run("ip neigh add fd77::1 lladdr 02:00:00:00:00:01 dev v0 nud permanent");
+    runProgram("ip addr add 192.168.7.2/24 dev v0");
+    runProgram("ip addr add fd77::2/64 dev v0 nodad");
+    runProgram("ip neigh add 192.168.7.1 lladdr 02:00:00:00:00:01 dev v0 nud permanent");
+    runProgram("ip neigh add fd77::1 lladdr 02:00:00:00:00:01 dev v0 nud permanent");
 }
 
 TwoHosts::~TwoHosts() {
     for (const int each : {here_, peer_, peerNamespace_, ourNamespace_}) ::close(each);
 }
 
-void TwoHosts::ip(const std::string& arguments) const { run("ip " + arguments); }
+void TwoHosts::ip(const std::string& arguments) const { runProgram("ip " + arguments); }
 
 void TwoHosts::ipAtPeer(const std::string& arguments) const {
     const Inside peer(peerNamespace_, ourNamespace_);
-    run("ip " + arguments);
+    runProgram("ip " + arguments);
 }
 
 int TwoHosts::socketHere(int type, const std::string& address, int port) const {
