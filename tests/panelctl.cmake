@@ -41,8 +41,7 @@ if(NOT WIN32)
         panelctl/cert_real_test.cpp
         panelctl/completion_bash_test.cpp
         panelctl/real_service_test.cpp
-        panelctl/unseen_real_test.cpp
-        support/other_user_posix.cpp)
+        panelctl/unseen_real_test.cpp)
 endif()
 
 # The symbols of a sanitizer's build are not those of the library alone.

@@ -44,15 +44,14 @@ panelkit_test(test_service_rules LINK certificate_maker panelkitd_parts SOURCES
     service/dispatcher_test.cpp
     POSIX service/trust_rules_posix_test.cpp)
 if(NOT WIN32)
-    panelkit_test(test_service_rights DEPENDS panelkitd SOURCES
+    panelkit_test(test_service_rights DEPENDS panelctl panelkitd SOURCES
         service/rights_posix_test.cpp)
     panelkit_test(test_service_crowd DEPENDS panelkitd SOURCES
         service/crowd_posix_test.cpp)
     panelkit_test(test_service_resilience LABELS release DEPENDS panelkitd panelkit_test_token SOURCES
         service/resilience_posix_test.cpp)
     panelkit_test(test_service_module_hosts LINK certificate_maker DEPENDS panelctl panelkitd panelkit_test_token SOURCES
-        service/module_hosts_posix_test.cpp
-        support/other_user_posix.cpp)
+        service/module_hosts_posix_test.cpp)
 endif()
 
 # The module for additions.
@@ -109,8 +108,7 @@ panelkit_test(test_service_config LINK panelkitd_parts DEPENDS panelkitd panelct
     service/config_secret_test.cpp
     service/config_test.cpp
     ${PROJECT_SOURCE_DIR}/fuzz/configuration.cpp
-    POSIX service/config_access_test.cpp
-    support/other_user_posix.cpp)
+    POSIX service/config_access_test.cpp)
 if(NOT WIN32) # where a program's operators new and delete are those of its libraries too
     panelkit_test(test_service_config_memory LINK panelkitd_parts SOURCES
         support/freed_memory.cpp

@@ -2,6 +2,7 @@
 //
 // panelctl cert and psk at a terminal: the questions, the output while the service works, and the error for a user who
 // may not read a file. POSIX only.
+#include "../support/other_user_posix.h"
 #include "../support/pseudo_terminal_posix.h"
 #include "cert_fixture.h"
 
@@ -140,20 +141,12 @@ TEST_F(AtATerminal, BinaryDataIsNotPrinted) {
 // ---- files
 
 TEST_F(AtATerminal, AFileWithoutPermissionIsNamed) {
-    if (::geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+    if (!OtherUser::canBecome()) GTEST_SKIP() << "only root can become somebody else";
     const std::string file = folder.file("secret.pem");
     std::ofstream(file) << "x";
     ::chmod(file.c_str(), 0600);
-    for (const char* name : {"panelctl", "libpanelkit.so.0"}) {
-        std::filesystem::copy_file(builtProgram(name), folder.path() / name);
-    }
-    platform::ChildOptions options;
-    options.arguments = {
-        "setpriv",    "--reuid",          "nobody", "--regid", "nogroup", "--clear-groups", folder.file("panelctl"),
-        "--endpoint", service.endpoint(), "cert",   "import",  file};
-    options.environment["LD_LIBRARY_PATH"] = folder.path().string();
-    options.environment["LC_ALL"] = "C.UTF-8";
-    const auto result = platform::runChild(options, std::chrono::seconds(30));
+    const OtherUser other(service.endpoint());
+    const auto result = other.run("nobody", "--clear-groups", {"cert", "import", file});
     EXPECT_EQ(result.status, 12) << result.error;
     EXPECT_THAT(result.error, HasSubstr(file + ": Permission denied"));
 }

@@ -82,20 +82,6 @@ TEST_F(TheAdministrator, LearnsThatTheOutputIsLost) {
               "0\n");
 }
 
-TEST_F(TheAdministrator, ReadsRefusalsOfTheServiceInRussian) {
-    initialize("Office");
-    const auto inRussian = [this](std::vector<std::string> arguments, const std::string& input = {}) {
-        arguments.insert(arguments.begin(), "--lang=ru");
-        return run(std::move(arguments), input).error;
-    };
-    EXPECT_THAT(inRussian({"token", "login", "Office", "--pin-stdin"}, "wrong\n"), HasSubstr(": Неверный PIN-код. "));
-    EXPECT_THAT(inRussian({"provider", "load", "/nowhere/x.so"}),
-                HasSubstr("модуль нельзя загрузить: не удалось проверить /nowhere/x.so: No such file"));
-    EXPECT_THAT(inRussian({"provider", "unload", "embedded"}), HasSubstr("встроенного провайдера нельзя выгрузить"));
-    EXPECT_THAT(inRussian({"psk", "create", "x", "--value-stdin"}, std::string(100, 'x') + "\n"),
-                HasSubstr("вход на токен не выполнен"));
-}
-
 TEST_F(TheAdministrator, IsToldWhichArgumentIsWrong) {
     EXPECT_THAT(run({"token", "login"}).error, HasSubstr("there is no initialised token"));
     EXPECT_THAT(run({"--timeout", "-1", "token", "list"}).error,
@@ -146,47 +132,15 @@ TEST_F(AnotherUser, InTheUsersGroupMayLogInButNotInitialise) {
                               "so-pin-1\nuser-1\n");
     EXPECT_EQ(result.status, 4);
     EXPECT_THAT(result.error, HasSubstr("this is for administrators of the service, and nobody is not one of them"));
-    for (const char* verb : {"unload", "raise"}) {
-        EXPECT_EQ(runAs("nobody", groups, {"provider", verb, "embedded"}).status, 4) << verb;
-    }
-    EXPECT_EQ(runAs("nobody", groups, {"provider", "load", "/usr/lib/x.so"}).status, 4);
-    EXPECT_EQ(runAs("nobody", groups, {"token", "reload"}).status, 4);
     EXPECT_THAT(service.log(), HasSubstr("audit: nobody TokenInitialize: denied"));
-}
-
-TEST_F(AnotherUser, HasItsPolicyReadWithItsOwnRights) {
-    const TemporaryFolder open;
-    ::chmod(open.path().c_str(), 0755);
-    std::ofstream(open.file("p.lsp")) << "title = T\nversion = 1\n[all]\naction = drop\n";
-    ::chmod(open.file("p.lsp").c_str(), 0600);
-    ASSERT_EQ(
-        run({"policy", "source", "set", "--user", "nobody", "--source", "File", "--file", open.file("p.lsp")}).status,
-        0);
-    const auto refused = run({"policy", "activate", "user", "--user", "nobody"});
-    EXPECT_EQ(refused.status, 12) << refused.error;
-    EXPECT_THAT(refused.error, HasSubstr("p.lsp: Permission denied"));
-    ::chmod(open.file("p.lsp").c_str(), 0644);
-    const auto done = run({"policy", "activate", "user", "--user", "nobody"});
-    EXPECT_EQ(done.status, 0) << done.error;
 }
 
 // The service runs under the account "nobody", which must not receive PINs.
 TEST_F(AnotherUser, WhoRunsAServiceIsNotTrusted) {
     const TemporaryFolder open;
     ::chmod(open.path().c_str(), 0777);
-    for (const char* name : {"panelkitd", "libpanelkit.so.0"}) {
-        std::filesystem::copy_file(builtProgram(name), other->programs().path() / (std::string("fake-") + name));
-    }
-    std::filesystem::copy_file(builtProgram("panelkitd"), other->programs().path() / "panelkitd");
-    platform::ChildOptions options;
-    options.arguments = {"setpriv", "--reuid", "nobody", "--regid", "nogroup", "--clear-groups"};
-    for (const std::string& word : {other->programs().file("panelkitd"), std::string("--endpoint"), open.file("socket"),
-                                    std::string("--state"), open.file("state")}) {
-        options.arguments.push_back(word);
-    }
-    options.environment["LD_LIBRARY_PATH"] = other->programs().path().string();
-    platform::ChildProcess fake(options);
-    for (int i = 0; i < 1000 && fake.errorSoFar().find(" serves ") == std::string::npos; ++i) ::usleep(5000);
+    platform::ChildProcess fake(other->serviceIn(open.path().string(), "nobody"));
+    hasSaid(fake, " serves ");
     const auto result = panelctl(open.file("socket"), {"token", "list"});
     EXPECT_EQ(result.status, 8) << result.error << fake.errorSoFar();
     EXPECT_THAT(result.error, HasSubstr("run by an account that is not trusted: nobody"));

@@ -53,10 +53,7 @@ TEST(TheFolderOfTheDefaultEndpoint, IsMadeForEverybodyToEnter) {
     options.environment["XDG_RUNTIME_DIR"] = runtime.path().string();
     for (int round = 0; round < 2; ++round) {
         platform::ChildProcess daemon(options);
-        for (int i = 0; i < 2000 && daemon.errorSoFar().find(" serves ") == std::string::npos; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        }
-        EXPECT_THAT(daemon.errorSoFar(), HasSubstr(" serves " + endpoint));
+        EXPECT_TRUE(hasSaid(daemon, " serves " + endpoint)) << daemon.errorSoFar();
         struct stat status {};
         ASSERT_EQ(::stat(runtime.file("panelkit").c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777U, 0755U);
@@ -67,17 +64,6 @@ TEST(TheFolderOfTheDefaultEndpoint, IsMadeForEverybodyToEnter) {
     const auto result = platform::runChild(options, std::chrono::seconds(30));
     EXPECT_EQ(result.status, 1);
     EXPECT_FALSE(std::filesystem::exists(runtime.file("elsewhere")));
-}
-
-class TheFileOfTheConfiguration : public WithService {};
-
-TEST_F(TheFileOfTheConfiguration, IsForTheServiceAlone) {
-    ASSERT_TRUE(CERTMON().save() && writeToDisk());
-    for (const char* name : {"/configuration.json", "/configuration.last-good.json"}) {
-        struct stat status {};
-        ASSERT_EQ(::stat((service.state() + name).c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 07777U, 0600U) << name;
-    }
 }
 
 } // namespace

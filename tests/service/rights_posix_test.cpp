@@ -4,6 +4,7 @@
 // kind of account. Needs root, to become these accounts.
 #include "../support/as_user_posix.h"
 #include "../support/bytes.h"
+#include "../support/other_user_posix.h"
 #include "../support/processes_posix.h"
 #include "with_service.h"
 
@@ -102,22 +103,12 @@ TEST_F(TheTableOfCommands, KeepsPrivateKeysFromUsers) {
 TEST(AServiceOfAnOrdinaryAccount, HasMemoryThatNobodyButRootReads) {
     if (!As::canBecome()) GTEST_SKIP() << "only root can become somebody else";
     const TemporaryFolder folder;
-    for (const char* name : {"panelkitd", "libpanelkit.so.0"}) {
-        std::filesystem::copy_file(builtProgram(name), folder.file(name));
-    }
     const std::string own = folder.file("own");
     std::filesystem::create_directory(own);
     ASSERT_EQ(::chown(own.c_str(), userNumber("nobody"), 0), 0);
-    platform::ChildOptions options;
-    options.arguments = {
-        "setpriv",    "--reuid",       "nobody",  "--regid",     "nogroup", "--clear-groups", folder.file("panelkitd"),
-        "--endpoint", own + "/socket", "--state", own + "/state"};
-    options.environment["LD_LIBRARY_PATH"] = folder.path().string();
-    platform::ChildProcess service(options);
-    for (int i = 0; i < 2000 && service.errorSoFar().find(" serves ") == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    ASSERT_THAT(service.errorSoFar(), HasSubstr(" serves "));
+    const OtherUser nobody(own + "/socket");
+    platform::ChildProcess service(nobody.serviceIn(own, "nobody"));
+    ASSERT_TRUE(hasSaid(service, " serves ")) << service.errorSoFar();
     std::vector<std::int64_t> processes = hostsOf(service.id());
     EXPECT_EQ(processes.size(), 1U) << "the host of its module";
     processes.push_back(service.id());

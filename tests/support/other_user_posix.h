@@ -22,9 +22,12 @@ public:
     platform::ChildResult run(const std::string& user, const std::string& groups, std::vector<std::string> arguments,
                               const std::string& input = {}) const;
 
-    const TemporaryFolder& programs() const { return programs_; }
+    // What starts panelkitd as the user, with its endpoint "socket" and its state in a folder where the user may write.
+    platform::ChildOptions serviceIn(const std::string& folder, const std::string& user) const;
 
 private:
+    platform::ChildOptions as(const std::string& user, const std::string& groups, const char* program) const;
+
     const std::string endpoint_;
     TemporaryFolder programs_;
 };

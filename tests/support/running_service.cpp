@@ -32,6 +32,15 @@ std::string builtProgram(const std::string& name) {
     return (std::filesystem::path(platform::executablePath()).parent_path() / name).string();
 }
 
+bool hasSaid(const platform::ChildProcess& process, const std::string& text) {
+    const auto deadline = std::chrono::steady_clock::now() + startLimit;
+    while (process.errorSoFar().find(text) == std::string::npos) {
+        if (std::chrono::steady_clock::now() > deadline || process.ended()) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
 RunningService::RunningService(std::vector<std::string> moreArguments,
                                std::map<std::string, std::optional<std::string>> environment, std::string stateFolder)
     : endpoint_(panelkit::testing::uniqueEndpoint()),
@@ -53,13 +62,7 @@ void RunningService::start() {
     options.environment["JOURNAL_STREAM"] = std::nullopt;
     options.environment["LD_BIND_NOW"] = "1"; // see memory_scan.h
     process_ = std::make_unique<platform::ChildProcess>(options);
-    const auto deadline = std::chrono::steady_clock::now() + startLimit;
-    while (log().find(" serves ") == std::string::npos) {
-        if (std::chrono::steady_clock::now() > deadline || process_->ended()) {
-            throw std::runtime_error("panelkitd does not serve: " + log());
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+    if (!hasSaid(*process_, " serves ")) throw std::runtime_error("panelkitd does not serve: " + log());
 }
 
 void RunningService::kill() {

@@ -30,6 +30,9 @@ private:
 // The path of a program or library of the build that the test belongs to.
 std::string builtProgram(const std::string& name);
 
+// Waits until the process has said the text on its standard error, or has ended. Returns whether it has said it.
+bool hasSaid(const platform::ChildProcess& process, const std::string& text);
+
 class RunningService;
 // Runs pkcs11-tool with the service's embedded provider: another program of this host.
 platform::ChildResult pkcs11Tool(const RunningService& service, std::vector<std::string> arguments);
