@@ -189,12 +189,7 @@ TEST(ARun, EndsAtTheSecondCtrlCWhenTheServiceDoesNotAnswer) {
     options.arguments = {builtProgram("panelctl"), "--endpoint", script.script.endpoint(), "config", "set",
                          "IKE.DPD_IDLE_TIME",      "60"};
     platform::ChildProcess set(options);
-    const auto writes = [&] {
-        const auto requests = script.script.requests();
-        return std::count_if(requests.begin(), requests.end(),
-                             [](const auto& request) { return request.command == 0; });
-    };
-    for (int i = 0; i < 1000 && writes() < 1; ++i) std::this_thread::sleep_for(5ms);
+    script.awaitWrites(1);
     set.terminate();
     std::this_thread::sleep_for(300ms);
     EXPECT_FALSE(set.ended());

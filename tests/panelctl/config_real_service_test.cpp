@@ -53,12 +53,7 @@ TEST(AnInterruptedApply, PutsBackWhatItWrote) {
     options.arguments = {builtProgram("panelctl"), "--endpoint", slow.script.endpoint(), "config", "apply", "-"};
     options.input = R"({"ADMIN": {"ADMIN_GROUP": "ops"}, "IKE": {"DPD_IDLE_TIME": 60}, "PCAP": {"PKT_ORDER": 2}})";
     platform::ChildProcess apply(options);
-    const auto writes = [&] {
-        const auto requests = slow.script.requests();
-        return std::count_if(requests.begin(), requests.end(),
-                             [](const auto& request) { return request.command == 0; });
-    };
-    for (int i = 0; i < 1000 && writes() < 2; ++i) std::this_thread::sleep_for(5ms);
+    slow.awaitWrites(2);
     apply.terminate();
     const auto result = apply.wait(30s);
     EXPECT_EQ(result.ending, platform::Ending::exited);

@@ -37,17 +37,6 @@ TEST(DisplayWidth, CountsColumnsAndNotBytes) {
     EXPECT_EQ(padded("longer than that", 3), "longer than that");
 }
 
-TEST(EscapedText, ShowsWhatWouldActOnTheTerminal) {
-    EXPECT_EQ(escaped("Bürö №1 東京 🔑"), "Bürö №1 東京 🔑");
-    EXPECT_EQ(escaped("a\x1B[31mb\r\n\t"), "a\\x1B[31mb\\x0D\\x0A\\x09");
-    EXPECT_EQ(escaped(std::string("a\0b", 3)), "a\\x00b");
-    EXPECT_EQ(escaped("\x7F\u009B"), "\\x7F\\x9B");
-    // NOLINTNEXTLINE(misc-misleading-bidirectional): this is the subject of the test
-    EXPECT_EQ(escaped("\u202Ecod.exe\u2066"), "\\u{202E}cod.exe\\u{2066}");
-    EXPECT_EQ(escaped("\xFF\xC3"), "\\xFF\\xC3");
-    EXPECT_EQ(escaped("\xC0\xAF\xED\xA0\x80"), "\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, and half a surrogate
-}
-
 TEST(ALineOfOurs, KeepsItsEndsAndEscapesTheRest) {
     EXPECT_EQ(printedBy([] { printLine("token \"\x1B[2J\"\nand \u202E"); }), "token \"\\x1B[2J\"\nand \\u{202E}\n");
 }

@@ -71,10 +71,6 @@ protected:
         const std::filesystem::directory_iterator all("/proc/" + std::to_string(process()) + "/fd");
         return static_cast<std::size_t>(std::distance(begin(all), end(all)));
     }
-    static bool soon(const std::function<bool()>& condition) {
-        for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
-        return condition();
-    }
     // Opens so many connections and keeps them. Returns the number of those that were accepted.
     int fill(std::list<raw::Client>& into, int most) const {
         int accepted = 0;
@@ -97,10 +93,11 @@ TEST_F(ACrowd, LeavesRoomForRootAndFitsTheUsualDescriptors) {
     EXPECT_EQ(accepted, 224) << "all but what is reserved";
     std::list<raw::Client> ofRoot;
     EXPECT_EQ(fill(ofRoot, 40), 32) << service->log();
-    EXPECT_TRUE(soon([&] { return descriptors() == before + 256; })) << "one for each connection: " << descriptors();
+    EXPECT_TRUE(raw::soon([&] { return descriptors() == before + 256; }))
+        << "one for each connection: " << descriptors();
     users.clear();
     ofRoot.clear();
-    EXPECT_TRUE(soon([&] { return descriptors() == before; })) << descriptors() << " of " << before;
+    EXPECT_TRUE(raw::soon([&] { return descriptors() == before; })) << descriptors() << " of " << before;
     EXPECT_EQ(fill(ofRoot, 70), 64) << "everything was given back";
 }
 

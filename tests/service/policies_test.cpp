@@ -64,6 +64,13 @@ public:
     std::condition_variable changed;
 };
 
+// Nobody may make the folder's file.
+void blockFile(const std::string& path) {
+    if (std::filesystem::is_directory(path)) return;
+    std::filesystem::remove(path);
+    std::filesystem::create_directories(path + "/in the way");
+}
+
 class ThePolicies : public testing::Test {
 protected:
     void configure(std::uint32_t loadingDelay) {
@@ -164,15 +171,13 @@ TEST_F(ThePolicies, TellTheNewsInTheOrderOfTheChanges) {
 
 TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
     configure(0);
-    const std::string file = state.file("policy.json");
-    std::filesystem::remove(file);
-    std::filesystem::create_directories(file + "/in the way");
+    blockFile(state.file("policy.json"));
     EXPECT_THROW(policies->activateSystem(good, "", "root"), RefusedError);
     EXPECT_THROW(configure(7), RefusedError);
     EXPECT_EQ(policies->report().info.request.type, LSPdriver);
     EXPECT_EQ(policies->systemSettings().*settingsField::loadingDelay, 0U);
     EXPECT_TRUE(heardSoFar().empty());
-    std::filesystem::remove_all(file);
+    std::filesystem::remove_all(state.file("policy.json"));
     EXPECT_TRUE(policies->activateSystem(good, "", "root").activated) << "and it goes on when there is room again";
 }
 
@@ -180,10 +185,8 @@ TEST_F(ThePolicies, ChangeNothingThatCantBeStored) {
 TEST_F(ThePolicies, AreTriedAgainAfterAWhileWhenOneThatLoadsCantBeStored) {
     configure(100);
     policies->activateSystem(good, "", "root");
-    const std::string file = state.file("policy.json");
-    std::filesystem::remove(file);
     testing::internal::CaptureStderr();
-    std::filesystem::create_directories(file + "/in the way");
+    blockFile(state.file("policy.json"));
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     policies.reset();
     drainLog(std::chrono::seconds(1));
@@ -215,13 +218,6 @@ TEST_F(ThePolicies, AreLookedIntoWithoutHoldingUpOthersAndNotAfterAFailure) {
 }
 
 // ---- the engine
-
-// Nobody may make the folder's file.
-void blockFile(const std::string& path) {
-    if (std::filesystem::is_directory(path)) return;
-    std::filesystem::remove(path);
-    std::filesystem::create_directories(path + "/in the way");
-}
 
 TEST_F(ThePolicies, LeaveTheFormerOneInForceWhenTheEngineRefuses) {
     configure(0);

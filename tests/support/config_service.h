@@ -6,11 +6,14 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <testing/scripted_service.h>
 
+#include <algorithm>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 inline std::string bodyOf(const LPARAMS::Client::ParamGroup& group) {
@@ -49,6 +52,15 @@ public:
         CommandStreamIn in(bodies.at(group->name));
         static_cast<LPARAMS::Client::ParamGroup&>(*group).load(in);
         return group;
+    }
+
+    // Waits until so many sections were written.
+    void awaitWrites(int count) const {
+        const auto writes = [this] {
+            const auto requests = script.requests();
+            return std::count_if(requests.begin(), requests.end(), [](const auto& one) { return one.command == 0; });
+        };
+        for (int i = 0; i < 1000 && writes() < count; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
 
     // Read and changed only while no command is in progress.

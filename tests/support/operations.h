@@ -7,6 +7,7 @@
 #include "service_fixture.h"
 
 #include <panelkit/bridge/send_command.h>
+#include <panelkit/tokens/token_records.h>
 
 #include <initializer_list>
 
@@ -16,6 +17,11 @@ inline std::string joined(std::initializer_list<const char*> parts) {
     for (const char* part : parts) text.append(part).append(" ");
     return hex(text);
 }
+
+// A token's record, and its bytes.
+inline const PKCS11::TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
+inline const char* const tokenBytes = "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00 "
+                                      "01 00 00 00 'P'  0d 04 00 00 ";
 
 struct Operation {
     panelkit::Command command;

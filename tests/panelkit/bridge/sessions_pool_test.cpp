@@ -20,11 +20,6 @@ SessionId_t id(std::uint32_t value) { return static_cast<SessionId_t>(value); }
 
 using ASessionsPool = WithScriptedService;
 
-bool sendTo(BridgeSession* session) {
-    const panelkit::CommandRow& row = panelkit::commandRow(Command::TokenLogout);
-    return session->__SendCommand(row.module, static_cast<long>(row.code), nullptr, 0, nullptr);
-}
-
 TEST_F(ASessionsPool, SelectsFourSlotsByIdentifier) {
     BridgeSession* common = SessionsPool::GetSession(id(0));
     for (const std::uint32_t value : {3U, 5U, 6U, 7U, 100U, 0xFFFFFFFFU}) {
@@ -146,7 +141,7 @@ TEST_F(ASessionsPool, ClosesItsSessionsInTheOrderOfTheSlotsWhenItEnds) {
         // are open meanwhile.
         const std::array<BridgeSession*, 7> sessions = slots;
         service->on(Command::TokenLogout, Reaction::reply("").after(std::chrono::milliseconds(200)));
-        std::thread command([&] { sendTo(sessions[0]); });
+        std::thread command([&] { sendOver(sessions[0], panelkit::commandRow(Command::TokenLogout), ""); });
         while (service->requests().empty()) std::this_thread::yield();
         std::thread end([&] {
             SessionsPool ending = SessionsPoolProbe::make();
@@ -213,8 +208,7 @@ TEST_F(ASessionsPool, MayHaveASessionThatSeveralThreadsUse) {
         threads.emplace_back([&, sent = std::string(100, static_cast<char>('a' + i))] {
             for (int round = 0; round < 100; ++round) {
                 std::string reply;
-                answered += session->__SendCommand(row.module, static_cast<long>(row.code), sent.data(), 100, &reply) &&
-                            reply == sent;
+                answered += sendOver(session, row, sent, &reply) && reply == sent;
             }
         });
     }
@@ -227,14 +221,6 @@ TEST_F(ASessionsPool, DeliversAReplyBehindWhichTheServiceDied) {
     std::string reply;
     EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
     EXPECT_EQ(reply, "last words");
-}
-
-TEST_F(ASessionsPool, WaitsThroughALongCommandThatShowsSignsOfLife) {
-    SessionsPool::GetSession(SessionTokens)->setWaitSetting(300);
-    service->on(Command::EnumProviders, Reaction::reply("done").after(std::chrono::milliseconds(900), 8));
-    std::string reply;
-    EXPECT_TRUE(DirectCommand<Command::EnumProviders>().send(&reply));
-    EXPECT_EQ(reply, "done");
 }
 
 // A reply that comes after the time-out must never be taken for the next command's.

@@ -9,10 +9,6 @@
 #include "../../support/operations.h"
 
 // clang-format off
-inline const PKCS11::TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
-inline const char* const tokenBytes =
-    "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00  01 00 00 00 'P'  0d 04 00 00 ";
-
 inline const CertInfo certificate{
     .subject = "CN=me", .issuer = "CN=authority", .serialNumber = "0A1B", .fingerprint = "ff",
     .notBefore = 0x0102030405060708, .notAfter = 9, .keyType = 3, .keyBits = 256, .hasPrivateKey = true,

@@ -17,22 +17,23 @@ mode_t modeOf(const std::string& path) {
     return status.st_mode & 07777U;
 }
 
+// As another account where this one is the superuser, who may read and write everything.
+class AsNobody {
+public:
+    AsNobody() { EXPECT_EQ(::seteuid(self_ == 0 ? 65534 : self_), 0); }
+    ~AsNobody() { EXPECT_EQ(::seteuid(self_), 0); }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+private:
+    const uid_t self_ = ::geteuid();
+};
+
 class TheUserSettingsFileOnPosix : public testing::Test {
 protected:
     UserFolder folder;
     const std::string whole = "<UserLSP><File>/mine</File></UserLSP>";
 };
-
-TEST_F(TheUserSettingsFileOnPosix, StaysALinkAndKeepsItsMode) {
-    const std::string target = folder.utf8() + "/elsewhere.xml";
-    UserFolder::put(target, whole);
-    ASSERT_EQ(::chmod(target.c_str(), 0640), 0);
-    ASSERT_EQ(::symlink(target.c_str(), folder.settings().c_str()), 0);
-    panelkit::writeActive(true);
-    EXPECT_TRUE(std::filesystem::is_symlink(folder.settings()));
-    EXPECT_EQ(modeOf(target), 0640U);
-    EXPECT_NE(UserFolder::read(target).find("<Active>1</Active>"), std::string::npos);
-}
 
 TEST_F(TheUserSettingsFileOnPosix, IsForItsUserAlone) {
     std::filesystem::remove_all(folder.path());
@@ -46,27 +47,14 @@ TEST_F(TheUserSettingsFileOnPosix, IsRewrittenInPlaceWhereOnlyItCanBeWritten) {
                     "<UserLSP><Active>00000000000000000000000000000000000000000000000001</Active></UserLSP>");
     ASSERT_EQ(::chmod(folder.settings().c_str(), 0666), 0);
     ASSERT_EQ(::chmod(folder.utf8().c_str(), 0555), 0);
-    const uid_t self = ::geteuid();
-    constexpr uid_t nobody = 65534; // the superuser may write everywhere
-    ASSERT_EQ(::seteuid(self == 0 ? nobody : self), 0);
-    panelkit::writeActive(false);
-    ASSERT_EQ(::seteuid(self), 0);
+    {
+        const AsNobody notRoot;
+        panelkit::writeActive(false);
+    }
     ASSERT_EQ(::chmod(folder.utf8().c_str(), 0755), 0);
     EXPECT_EQ(UserFolder::read(folder.settings()),
               "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<UserLSP>\n\t<Active>0</Active>\n</UserLSP>\n");
 }
-
-// As another account where this one is the superuser, who may read and write everything.
-class AsNobody {
-public:
-    AsNobody() { EXPECT_EQ(::seteuid(self_ == 0 ? 65534 : self_), 0); }
-    ~AsNobody() { EXPECT_EQ(::seteuid(self_), 0); }
-    AsNobody(const AsNobody&) = delete;
-    AsNobody& operator=(const AsNobody&) = delete;
-
-private:
-    const uid_t self_ = ::geteuid();
-};
 
 TEST_F(TheUserSettingsFileOnPosix, IsNeitherReplacedNorPutAsideWhenItCannotBeReadOrWrittenNow) {
     ASSERT_EQ(::chmod(folder.utf8().c_str(), 0777), 0);

@@ -23,9 +23,6 @@ using PKCS11::TokenInfo;
 namespace {
 
 // Each record once, with its bytes.
-const TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
-const char* const tokenBytes = "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00 "
-                               "01 00 00 00 'P'  0d 04 00 00";
 const KeyInfo key{"gate", "0A", 3, 256, "F1", true, false, true, false, true, {"C1", "C2"}};
 const char* const keyBytes = "04 00 00 00 'gate'  02 00 00 00 '0A'  03 00 00 00  00 01 00 00  02 00 00 00 'F1' "
                              "01 00 01 00 01  02 00 00 00  02 00 00 00 'C1'  02 00 00 00 'C2'";

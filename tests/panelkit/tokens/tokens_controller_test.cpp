@@ -11,9 +11,6 @@ using PKCS11::TokenInfo;
 namespace {
 
 // Each record once, with its bytes.
-const TokenInfo token{7, "Lab", "S1", "", "P", 0x40D};
-const char* const tokenBytes = "07 00 00 00 00 00 00 00  03 00 00 00 'Lab'  02 00 00 00 'S1'  00 00 00 00 "
-                               "01 00 00 00 'P'  0d 04 00 00";
 const ProviderInfo provider{"N", "/m.so", "", "", "", "", 2, true, true, false, ""};
 const char* const providerBytes = "01 00 00 00 'N'  05 00 00 00 '/m.so'  00 00 00 00  00 00 00 00  00 00 00 00 "
                                   "00 00 00 00  02 00 00 00  01 01 00  00 00 00 00";

@@ -22,12 +22,8 @@ namespace {
 using raw::Client;
 using raw::patience;
 using raw::request;
+using raw::soon;
 using raw::verdictFor;
-
-bool soon(const std::function<bool()>& condition) {
-    for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(milliseconds(5));
-    return condition();
-}
 
 // ---- a server
 

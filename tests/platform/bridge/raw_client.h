@@ -15,6 +15,12 @@ constexpr bridge::Patience patience{5000};
 
 using Client = std::unique_ptr<bridge::Channel>;
 
+// Whether it comes true in ten seconds.
+inline bool soon(const std::function<bool()>& condition) {
+    for (int i = 0; i < 2000 && !condition(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return condition();
+}
+
 inline Client connected(const std::string& endpoint) {
     Client client;
     EXPECT_EQ(bridge::Channel::connect(endpoint, bridge::after(5000), client), bridge::ConnectStatus::connected);

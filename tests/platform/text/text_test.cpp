@@ -49,7 +49,10 @@ TEST(TextOfOthers, CanNotActOnAReader) {
               "a\\u{200B}b\\u{2064}\\u{FEFF}\\xAD\\u{E0041}\\u{2029}");
     EXPECT_EQ(hiddenRanges(), "0-1F 7F-9F AD-AD 34F-34F 61C-61C 115F-1160 17B4-17B5 180B-180F 200B-200F 2028-202E "
                               "2060-206F 3164-3164 FEFF-FEFF FFA0-FFA0 FFF9-FFFB 1D173-1D17A E0000-E0FFF ");
-    EXPECT_EQ(escaped("a\x1B\xFF"), "a\\x1B\\xFF");
+    EXPECT_EQ(escaped("Bürö №1 東京 🔑"), "Bürö №1 東京 🔑");
+    EXPECT_EQ(escaped(std::string("a\x1B\r\t\0\x7F\u009B", 8)), "a\\x1B\\x0D\\x09\\x00\\x7F\\x9B");
+    EXPECT_EQ(escaped("\xFF\xC3\xC0\xAF\xED\xA0\x80"),
+              "\\xFF\\xC3\\xC0\\xAF\\xED\\xA0\\x80"); // overlong, half a surrogate
     EXPECT_EQ(platform::escapedJson("\"\u200B\U000E0FFF\"\n"), "\"\\u200B\\uDB43\\uDFFF\"\n");
     EXPECT_EQ(quotedName("a\"b\\"), "\"a\\\"b\\\\\"");
     EXPECT_EQ(shortened("abc", 3), "abc");
