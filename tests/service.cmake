@@ -107,7 +107,6 @@ panelkit_test(test_service_config LINK panelkitd_parts DEPENDS panelkitd panelct
     service/config_kill_test.cpp
     service/config_secret_test.cpp
     service/config_test.cpp
-    ${PROJECT_SOURCE_DIR}/fuzz/configuration.cpp
     POSIX service/config_access_test.cpp)
 if(NOT WIN32) # where a program's operators new and delete are those of its libraries too
     panelkit_test(test_service_config_memory LINK panelkitd_parts SOURCES

@@ -2,8 +2,6 @@
 //
 // The configuration's file: mistakes are reported with line, section and key, the last good state is used, and nothing
 // is lost.
-#include "../support/random.h"
-#include "../support/run_speed.h"
 #include "../support/running_service.h"
 #include "../support/test.h"
 
@@ -16,9 +14,6 @@
 #include <regex>
 
 using namespace panelkitd;
-
-// fuzz/configuration.cpp: aborts when stored data is not read back unchanged.
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace {
 
@@ -153,30 +148,6 @@ TEST_F(TheFile, MayBeEditedWithinItsRules) {
         std::regex_replace(whole, std::regex(R"("DAYS_TO_EXPIRE": 30)"), R"("DAYS_TO_EXPIRE": 9999)"));
     EXPECT_TRUE(outside.bodies);
     EXPECT_THAT(outside.notes, ElementsAre("line 6: CERTMON.DAYS_TO_EXPIRE: 9999 is outside 1..366"));
-}
-
-TEST_F(TheFile, AndBodiesAreRefusedOrComeBackTheSameWhateverHappensToThem) {
-    Random random(20261121);
-    std::vector<std::string> seeds{whole};
-    std::uint8_t which = 0;
-    for (const panelkit::Section& section : panelkit::sections()) {
-        seeds.emplace_back(1, static_cast<char>(which++));
-        CommandStreamOut out(seeds.back());
-        section.make()->save(out);
-    }
-    for (int i = 0; i < (slowRun ? 2'000 : 20'000); ++i) {
-        std::string input = seeds[random.below(seeds.size())];
-        for (unsigned changes = 1 + random.below(4); changes > 0; --changes) {
-            const std::size_t place = 1 + random.below(input.size() - 1);
-            switch (random.below(4)) {
-            case 0: input[place] = static_cast<char>(random()); break;
-            case 1: input[place] = static_cast<char>(input[place] ^ 1 << random.below(8)); break;
-            case 2: input.insert(place, 1 + random.below(8), static_cast<char>(random.below(128))); break;
-            default: input.erase(place, 1 + random.below(3)); input += "  ";
-            }
-        }
-        LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(input.data()), input.size());
-    }
 }
 
 } // namespace

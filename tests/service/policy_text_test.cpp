@@ -6,8 +6,6 @@
 #include "../support/places.h"
 #include "../support/test.h"
 
-#include <random>
-
 using namespace panelkitd;
 
 namespace {
@@ -182,15 +180,4 @@ TEST(APolicyFile, IsTakenWithRemarksOnWhatIsHardlyMeant) {
 }
 
 // Any content is either read or refused.
-TEST(APolicyFile, WithRandomBytesIsReadOrRefused) {
-    std::mt19937 random(1);
-    const std::string good = head + "[a]\naction = protect\ngateway = g\nnetwork = 10.0.0.1..10.0.0.9\n";
-    for (int i = 0; i < 2000; ++i) {
-        std::string damaged = good;
-        for (int flips = 0; flips < 3; ++flips) damaged[random() % damaged.size()] = static_cast<char>(random());
-        const std::string problems = problemsOf(damaged.substr(0, random() % (damaged.size() + 1)));
-        EXPECT_TRUE(problems.empty() || problems.rfind("line ", 0) == 0) << problems;
-    }
-}
-
 } // namespace
