@@ -57,20 +57,14 @@ struct Damage {
     const char* problem;
 };
 
-// Lines are those of the file that TheFile makes.
+// Lines are those of the file that TheFile makes. More mistakes of JSON: tests/platform/json/json_test.cpp; of values:
+// tests/panelkit/lparams/section_body_test.cpp.
 const Damage damages[] = {
     // clang-format off
     // not JSON
     {"nothing in it",           "",                                     "",                                    "line 1: not valid JSON"},
-    {"zero bytes",              "",                                     "@",                                   "line 1: not valid JSON"},
     {"cut in the middle",       R"("SMTP_SSL"...)",                     "",                                    "line 11: not valid JSON at or after sections.CERTMON.SMTP_SERVER_PORT"},
-    {"cut at the end",          "\n}\n",                                "",                                    "not valid JSON"},
-    {"more after the end",      "\n}\n",                                "\n}\n{}",                            "not valid JSON"},
     {"a comma lost",            R"("SMTP_SSL": true,)",                 "\"SMTP_SSL\": true",                  "line 12: not valid JSON at or after sections.CERTMON.SMTP_SSL"},
-    {"a quote lost",            R"("CHECKING_TIME": ")",                "\"CHECKING_TIME\": ",                 "line 7: not valid JSON at or after sections.CERTMON.CHECKING_TIME"},
-    {"a text over two lines",   "127.0",                                "127\n0",                              "sections.CERTMON.SMTP_SERVER_ADDR"},
-    {"bytes that are not UTF-8", "127.0",                               "\xFF",                                "line 9: not valid JSON at or after sections.CERTMON.SMTP_SERVER_ADDR"},
-    {"a number without end",    R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 1e999",           "line 6: not valid JSON at or after sections.CERTMON.DAYS_TO_EXPIRE"},
     {"a key twice",             R"("SMTP_SSL")",                        "\"SEND_EMAIL\"",                      "line 11: duplicate key sections.CERTMON.SEND_EMAIL"},
     {"a section twice",         R"("PROXY")",                           "\"IKE\"",                             "duplicate key sections.IKE"},
     {"nested without end",      R"("ENABLE": true)",                    "\"ENABLE\": [[[[[[[[[[[[[[[[[[[[",    "line 5: nested too deeply"},
@@ -85,20 +79,9 @@ const Damage damages[] = {
     {"an unknown parameter",    R"("SMTP_SSL")",                        "\"SMTP_TLS\"",                        "line 11: CERTMON.SMTP_TLS: the section has no such parameter"},
     {"a parameter lost",        "      \"SMTP_SSL\": true,\n",          "",                                    "line 4: CERTMON: SMTP_SSL is missing"},
     {"a text for a number",     R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": \"30\"",          "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number from 0 to 4294967295"},
-    {"a fraction",              R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 30.5",            "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
-    {"a number below zero",     R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": -1",              "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
     {"a number too large",      R"("DAYS_TO_EXPIRE": 30)",              "\"DAYS_TO_EXPIRE\": 4294967296",      "line 6: CERTMON.DAYS_TO_EXPIRE: expected a whole number"},
-    {"a port too large",        R"("SMTP_SERVER_PORT": 465)",           "\"SMTP_SERVER_PORT\": 65536",         "line 10: CERTMON.SMTP_SERVER_PORT: expected a whole number from 0 to 65535"},
-    {"a flag in words",         R"("ENABLE": true)",                    "\"ENABLE\": \"yes\"",                 "line 5: CERTMON.ENABLE: expected true or false"},
     {"a hole",                  R"("ENABLE": true)",                    "\"ENABLE\": null",                    "line 5: CERTMON.ENABLE: expected true or false"},
-    {"a time that is none",     R"("10:00:00")",                        "\"25:00\"",                           "line 7: CERTMON.CHECKING_TIME: expected a time of day, such as \"10:00:00\""},
-    {"a number for a text",     R"("SMTP_USER": "")",                   "\"SMTP_USER\": 5",                    "line 12: CERTMON.SMTP_USER: expected a text in quotes"},
-    {"half a byte",             R"("SMTP_USER": "")",                   "\"SMTP_USER\": {\"hex\": \"ABC\"}",   "line 12: CERTMON.SMTP_USER: expected an even number of the digits"},
-    {"an unknown choice",       R"("IKE2_FRAGM_AUTO")",                 "\"IKE2_FRAGM_MAYBE\"",                "IKE.IKE2_FRAGMENTATION: expected one of: 0 IKE2_FRAGM_DISABLED, 1 IKE2_FRAGM_AUTO, 2 IKE2_FRAGM_ALWAYS"},
-    {"choices that differ",     R"("IKE2_FRAGM_AUTO")",                 "\"IKE2_FRAGM_ALWAYS\"",               "IKE.IKE2_FRAGMENTATION: \"value\" and \"name\" are not the same choice"},
-    {"a choice without value",  R"("value": 1, "name": "IKE2_FRAGM)",   "\"name\": \"IKE2_FRAGM",              "IKE.IKE2_FRAGMENTATION: expected {\"value\": NUMBER, \"name\": \"NAME\"}"},
     {"a gateway's field lost",  R"("GATE_ADDRESS": "gw", )",            "",                                    "USER.LSP_GATES: a gateway has no GATE_ADDRESS"},
-    {"a gateway's field amiss", R"("GATE_ADDRESS")",                    "\"GATE_NAME\"",                       "USER.LSP_GATES: a gateway has no GATE_ADDRESS"},
     // clang-format on
 };
 
@@ -107,7 +90,7 @@ std::string apply(const Damage& damage, std::string text) {
     const bool toTheEnd = what.empty() || what.ends_with("...");
     if (what.ends_with("...")) what.remove_suffix(3);
     text.replace(text.find(what), toTheEnd ? std::string::npos : what.size(), damage.with);
-    return text == "@" ? std::string(4096, '\0') : text;
+    return text;
 }
 
 // What happens to a damaged file and its last good copy: state_damage_test.cpp.

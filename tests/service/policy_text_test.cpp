@@ -179,5 +179,4 @@ TEST(APolicyFile, IsTakenWithRemarksOnWhatIsHardlyMeant) {
               "line 5: section [b] never decides: section [a] before it is for the same traffic");
 }
 
-// Any content is either read or refused.
 } // namespace
