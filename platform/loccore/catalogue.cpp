@@ -123,7 +123,7 @@ public:
         if (place == byName_.end() || place->first != *text.context ||
             table_.defaults[place->second] != text.original) {
             error = "it translates " + quoted(text.original) + " as " + quoted(*text.context) +
-                    ", which is no entry of this table";
+                    ", which is not an entry of this table";
             return OtherEdition;
         }
         found_.entries.emplace_back(place->second, text.translation.data());

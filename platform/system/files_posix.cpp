@@ -74,7 +74,7 @@ std::string readAll(const Descriptor& file, std::string content, const std::stri
         const ssize_t count = ::read(file.get(), content.data() + filled, content.size() - filled);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) fail(path, errno);
-        if (count == 0) throw FileError(path, "ends early: it is being written, or it is no file of the disk");
+        if (count == 0) throw FileError(path, "ends early: it is being written, or it is not a file on a disk");
         filled += static_cast<std::size_t>(count);
     }
     return content;

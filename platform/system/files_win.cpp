@@ -70,7 +70,7 @@ std::string readAll(const Handle& file, std::string content, const std::string& 
         DWORD count = 0;
         const auto wanted = static_cast<DWORD>(std::min<std::size_t>(content.size() - filled, 1U << 30));
         if (!ReadFile(file.get(), content.data() + filled, wanted, &count, nullptr)) fail(path, GetLastError());
-        if (count == 0) throw FileError(path, "ends early: it is being written, or it is no file of the disk");
+        if (count == 0) throw FileError(path, "ends early: it is being written, or it is not a file on a disk");
         filled += count;
     }
     return content;
