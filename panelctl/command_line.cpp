@@ -106,15 +106,78 @@ bool contains(const std::vector<std::string>& arguments, const char* word) {
     return std::find(arguments.begin(), arguments.end(), word) != arguments.end();
 }
 
-// Adds the groups. All verbs of all groups would take half of the time of a short run, so a group gets its verbs only
-// if the command line has its name, or needs all of them.
-void addGroups(CLI::App& app, std::span<const Group> groups, const Context& context,
+// What a command line begins with: up to two words, and global options between them.
+struct Beginning {
+    std::vector<std::string> words;
+    bool asksVersion = false; // and has no word
+};
+
+// Stops at an option that is not global, and at --help.
+Beginning beginningOf(const CLI::App& app, const std::vector<std::string>& arguments) {
+    Beginning found;
+    for (std::size_t i = 0; i < arguments.size() && found.words.size() < 2; ++i) {
+        const std::string& argument = arguments[i];
+        if (!argument.starts_with('-')) {
+            found.words.push_back(argument);
+            continue;
+        }
+        const std::size_t equals = argument.find('=');
+        const CLI::Option* const option = app.get_option_no_throw(argument.substr(0, equals));
+        if (!option || option == app.get_help_ptr()) return found;
+        if (equals == std::string::npos && takesValue(*option)) ++i;
+    }
+    found.asksVersion = found.words.empty() && contains(arguments, "--version");
+    return found;
+}
+
+CLI::App* addGroup(CLI::App& app, const Group& group) {
+    CLI::App* const made = app.add_subcommand(group.name, say(group.description));
+    made->require_subcommand(1);
+    return made;
+}
+
+CLI::App* addGroup(CLI::App& app, const Group& group, const Context& context) {
+    CLI::App* const made = addGroup(app, group);
+    group.addVerbs(*made, context);
+    return made;
+}
+
+bool hasVerb(const CLI::App& group, const std::string& name) {
+    return !group.get_subcommands([&](const CLI::App* verb) { return verb->get_name() == name; }).empty();
+}
+
+// Adds the group that a command line begins with. If a verb of it follows, that is its only verb. Returns false if it
+// begins with something else.
+bool addNamedGroup(CLI::App& app, std::span<const Group> groups, Context& context,
+                   const std::vector<std::string>& words) {
+    const auto group = std::find_if(groups.begin(), groups.end(),
+                                    [&](const Group& one) { return !words.empty() && one.name == words.front(); });
+    if (group == groups.end()) return false;
+    if (words.size() > 1) {
+        context.group = words[0];
+        context.verb = words[1];
+    }
+    CLI::App* const made = addGroup(app, *group, context);
+    if (context.verb.empty() || hasVerb(*made, context.verb)) return true;
+    app.remove_subcommand(made);
+    context.verb.clear();
+    addGroup(app, *group, context);
+    return true;
+}
+
+// Adds the groups. Making all of them with all verbs would take most of the time of a short run, so the command line is
+// looked at first. Nothing is left out that its mistakes, or a request for help, may need.
+void addGroups(CLI::App& app, std::span<const Group> groups, Context& context,
                const std::vector<std::string>& arguments) {
+    const Beginning beginning = beginningOf(app, arguments);
+    if (beginning.asksVersion || addNamedGroup(app, groups, context, beginning.words)) return;
     const bool all = contains(arguments, completionRequest) || contains(arguments, manualRequest);
     for (const Group& group : groups) {
-        CLI::App* const made = app.add_subcommand(group.name, say(group.description));
-        made->require_subcommand(1);
-        if (all || contains(arguments, group.name)) group.addVerbs(*made, context);
+        if (all || contains(arguments, group.name)) {
+            addGroup(app, group, context);
+        } else {
+            addGroup(app, group);
+        }
     }
 }
 

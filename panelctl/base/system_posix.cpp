@@ -78,8 +78,9 @@ bool isFile(const char* path) {
 
 // Names of files are bytes, whatever the locale: one that exists stays as it is, so that it can be opened.
 std::vector<std::string> utf8Arguments(int argc, char** argv) {
-    const ToUtf8 toUtf8;
     std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (std::all_of(arguments.begin(), arguments.end(), isPlain)) return arguments; // reading the locale takes a while
+    const ToUtf8 toUtf8;
     for (std::string& argument : arguments) {
         if (!isFile(argument.c_str())) argument = toUtf8(argument);
     }

@@ -21,13 +21,20 @@
 
 namespace panelctl {
 
-// The global options that verbs need.
+// The global options that verbs need, and the verb that the command line names.
 struct Context {
     bool json = false;
+    std::string group, verb; // "" where all verbs are needed
+
+    // Making all verbs of a group takes longer than most of them run.
+    bool needs(const CLI::App& inGroup, const std::string& name) const {
+        return verb.empty() || verb == name || inGroup.get_name() != group;
+    }
 };
 
 template <class Verb>
 void addVerb(CLI::App& group, const Context& context, const char* name, const std::string& description) {
+    if (!context.needs(group, name)) return;
     CLI::App* const app = group.add_subcommand(name, description);
     auto verb = std::make_shared<Verb>();
     verb->options(*app);

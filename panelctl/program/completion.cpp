@@ -27,8 +27,6 @@ struct Position {
     std::string before = {};               // the last of these
 };
 
-bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
-
 // Options of the groups above are accepted too.
 const CLI::Option* findOption(const CLI::App& app, const std::string& name) {
     for (const CLI::App* at = &app; at; at = at->get_parent()) {
@@ -137,6 +135,8 @@ std::vector<Candidate> everything(const Position& position, const std::string& t
 }
 
 } // namespace
+
+bool takesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 std::vector<Candidate> complete(const CLI::App& program, std::span<const std::string> words) {
     Position position{&program, nullptr, 0};

@@ -15,7 +15,8 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace panelctl {
 
@@ -25,6 +26,9 @@ struct Candidate {
     std::string word;
     std::string description;
 };
+
+// Whether the word after an option is its value.
+bool takesValue(const CLI::Option& option);
 
 // The candidates for the last of `words`.
 std::vector<Candidate> complete(const CLI::App& program, std::span<const std::string> words);

@@ -209,6 +209,7 @@ TEST_F(Panelctl, PrintsHelpForEveryVerbAndVersionsOfAllSides) {
     EXPECT_THAT(run({"token", "init", "--help"}).output, HasSubstr("--so-pin-stdin"));
     EXPECT_EQ(run({"token", "--help"}).status, 0);
     EXPECT_EQ(run({"help"}).output, run({"--help"}).output);
+    EXPECT_EQ(run({"--version", "--endpoint", "token", "--help"}).output, run({"--help"}).output);
     EXPECT_EQ(run({"help", "token", "init"}).output, run({"token", "init", "--help"}).output);
 }
 
