@@ -6,6 +6,7 @@
 #include <platform/codepage/charsets_posix.h>
 #include <platform/codepage/convi.h>
 #include <platform/console/terminal_loan_posix.h>
+#include <platform/system/guarded.h>
 
 #include <fcntl.h>
 #include <langinfo.h>
@@ -15,6 +16,8 @@
 #include <clocale>
 #include <cstdlib>
 #include <memory>
+#include <type_traits>
+#include <utility>
 
 namespace platform {
 
@@ -60,12 +63,19 @@ bool isControl(const termios& modes, int function, char byte) {
 // Most terminals send 127 for the backspace key, whatever the driver's setting is.
 bool erases(const termios& modes, char byte) { return byte == 127 || isControl(modes, VERASE, byte); }
 
-// The locale is read without making it current: programs that do not set a locale stay in "C".
+struct FreeLocale {
+    void operator()(locale_t locale) const { ::freelocale(locale); }
+};
+using Locale = std::unique_ptr<std::remove_pointer_t<locale_t>, FreeLocale>;
+
+// The locale is read without making it current: programs that do not set a locale stay in "C". The last one is kept,
+// since the C library reads the files of a locale again when nothing has used it in between.
 std::uint32_t localePage() {
-    const locale_t locale = ::newlocale(LC_CTYPE_MASK, "", nullptr);
+    static Guarded<Locale> last;
+    Locale locale(::newlocale(LC_CTYPE_MASK, "", nullptr));
     if (!locale) return 0;
-    const std::uint32_t page = pageOfCharset(::nl_langinfo_l(CODESET, locale));
-    ::freelocale(locale);
+    const std::uint32_t page = pageOfCharset(::nl_langinfo_l(CODESET, locale.get()));
+    std::swap(*last.lock(), locale);
     return page;
 }
 
