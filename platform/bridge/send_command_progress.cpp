@@ -24,7 +24,7 @@ constexpr std::chrono::milliseconds grace(50);
 // The events of a window, which come in bursts, still wait for less than a person notices.
 std::chrono::milliseconds pauseAfter(bridge::Clock::duration call) {
     constexpr auto nothingToDo = std::chrono::microseconds(200);
-    return std::chrono::milliseconds(call < nothingToDo ? 80 : 20);
+    return std::chrono::milliseconds(call < nothingToDo ? 100 : 20);
 }
 
 constexpr std::chrono::milliseconds withoutHook = std::chrono::hours(1);
