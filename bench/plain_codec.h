@@ -126,7 +126,7 @@ using Encode = void (*)(const Listing& listing, std::string& bytes);
 
 template <Decode work>
 double decodeFresh(const std::string& bytes, std::size_t times) {
-    return secondsOf([&] {
+    return processorSecondsOf([&] {
         for (std::size_t i = 0; i < times; ++i) {
             Listing fresh;
             work(bytes, fresh);
@@ -136,14 +136,14 @@ double decodeFresh(const std::string& bytes, std::size_t times) {
 
 template <Decode work>
 double decodeAgain(const std::string& bytes, std::size_t times, Listing& kept) {
-    return secondsOf([&] {
+    return processorSecondsOf([&] {
         for (std::size_t i = 0; i < times; ++i) work(bytes, kept);
     });
 }
 
 template <Encode work>
 double encodeFresh(const Listing& listing, std::size_t times) {
-    return secondsOf([&] {
+    return processorSecondsOf([&] {
         for (std::size_t i = 0; i < times; ++i) {
             std::string bytes;
             work(listing, bytes);
