@@ -31,8 +31,8 @@ public:
         virtual ~IdleLoop();
 
         // Called on the thread that called Execute, repeatedly while the command runs: first after 50 ms, then 20 ms
-        // after each call that did something, and 100 ms after one that returned at once (within 0.2 ms). May stay until
-        // `progress.running` is false. An exception from it leaves Execute after the command has ended.
+        // after each call that did something, and 100 ms after one that returned at once (within 0.2 ms). It may stay
+        // until `progress.running` is false. An exception from it leaves Execute after the command has ended.
         virtual void OnExecuteCommand(const SendCommandProgress& progress) = 0;
     };
 
