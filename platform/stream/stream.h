@@ -221,14 +221,12 @@ public:
     // Keeps embedded zero bytes. A string that is large enough is reused; otherwise one of the exact size is made.
     void read(std::string& text) {
         const std::string_view bytes = readView();
-        if (bytes.size() == text.size()) {
+        if (bytes.size() == text.size()) [[likely]] {
             bytes.copy(text.data(), bytes.size());
         } else if (text.capacity() == std::string().capacity()) {
             makeAgain(text, bytes);
-        } else if (bytes.size() <= text.capacity()) {
-            text.assign(bytes.data(), bytes.size());
         } else {
-            text = std::string(bytes.data(), bytes.size());
+            replace(text, bytes);
         }
     }
 
@@ -263,9 +261,21 @@ public:
     }
 
 private:
+    // Both functions that give a text another size are out of line. So a text that has its size already, as in records
+    // that are filled again, takes a comparison and a copy, without the registers and the stack of the other cases.
+
+    // The text owns memory.
+    [[gnu::noinline]] static void replace(std::string& text, std::string_view bytes) {
+        if (bytes.size() <= text.capacity()) {
+            text.assign(bytes.data(), bytes.size());
+        } else {
+            text = std::string(bytes.data(), bytes.size());
+        }
+    }
+
     // Makes a text again in its place. It owns no memory yet, as in a new record, where this is most of the work:
     // assigning would look at what is there, and moving a new text to it would copy the text's own bytes twice.
-    static void makeAgain(std::string& text, std::string_view bytes) {
+    [[gnu::noinline]] static void makeAgain(std::string& text, std::string_view bytes) {
         std::destroy_at(&text);
         try {
             std::construct_at(&text, bytes.data(), bytes.size());
