@@ -18,6 +18,7 @@ using bridge::Failure;
 using bridge::FailureCode;
 using bridge::FrameHeader;
 using bridge::FrameKind;
+using bridge::FrameStatus;
 using bridge::SendOutcome;
 using Loc::N_;
 
@@ -106,10 +107,8 @@ Failure BridgeSession::State::exchange(Link& over, const FrameHeader& request, s
     if (payload.size() > limit) return bridge::requestTooLarge(payload.size(), limit);
     FrameHeader header = request;
     header.tag = ++over.tag;
-    if (Failure failed = bridge::failureOf(writeFrame(*connection.channel, header, payload, patience()));
-        failed.code != FailureCode::none) {
-        return failed;
-    }
+    const bridge::IoStatus sent = writeFrame(*connection.channel, header, payload, patience());
+    if (sent != bridge::IoStatus::done) return bridge::failureOf(sent);
     return awaitReply(connection, header, reply, remarks);
 }
 
@@ -133,10 +132,9 @@ Failure BridgeSession::State::awaitReply(bridge::ServiceConnection& from, const 
     bridge::FrameReader& reader = from.reader;
     for (;;) {
         FrameHeader header;
-        if (Failure failed = bridge::failureOf(reader.readHeader(header, patience().next(), patience()));
-            failed.code != FailureCode::none) {
-            return failed;
-        }
+        const bridge::Patience until = patience();
+        const FrameStatus got = reader.readHeader(header, until.next(), until);
+        if (got != FrameStatus::done) return bridge::failureOf(got);
         const bool mayWork = remarks.empty(); // remarks come once, right before the answer
         if (header.kind == FrameKind::working && header.length == 0 && mayWork) {
             if (patience().isOver()) return {FailureCode::timedOut};
@@ -156,8 +154,9 @@ Failure BridgeSession::State::awaitReply(bridge::ServiceConnection& from, const 
 
 Failure BridgeSession::State::takeAnswer(bridge::ServiceConnection& from, const FrameHeader& header, std::string& reply,
                                          const std::vector<bridge::Remark>& remarks) {
-    Failure failed = bridge::failureOf(from.reader.readBody(header, reply, bridge::defaultFrameLimit, patience()));
-    if (failed.code != FailureCode::none || header.kind == FrameKind::reply) return failed;
+    const FrameStatus got = from.reader.readBody(header, reply, bridge::defaultFrameLimit, patience());
+    if (got != FrameStatus::done) return bridge::failureOf(got);
+    if (header.kind == FrameKind::reply) return {};
     const std::optional<bridge::Refusal> refusal = bridge::decodeRefusal(reply);
     return refusal ? failureOf(*refusal, remarks) : malformedFrame();
 }
@@ -165,8 +164,8 @@ Failure BridgeSession::State::takeAnswer(bridge::ServiceConnection& from, const 
 Failure BridgeSession::State::takeRemarks(bridge::ServiceConnection& from, const FrameHeader& header,
                                           std::vector<bridge::Remark>& remarks) {
     std::string body;
-    Failure failed = bridge::failureOf(from.reader.readBody(header, body, bridge::remarksLimit, patience()));
-    if (failed.code != FailureCode::none) return failed;
+    const FrameStatus got = from.reader.readBody(header, body, bridge::remarksLimit, patience());
+    if (got != FrameStatus::done) return bridge::failureOf(got);
     auto decoded = bridge::decodeRemarks(body);
     if (!decoded) return malformedFrame();
     remarks = std::move(*decoded);
