@@ -93,10 +93,7 @@ struct Usage {
 Usage usageNow() {
     rusage usage{};
     ::getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
-    };
-    return {seconds(usage.ru_utime) + seconds(usage.ru_stime), static_cast<double>(usage.ru_nvcsw)};
+    return {bench::secondsOf(usage), static_cast<double>(usage.ru_nvcsw)};
 }
 
 template <class Wait>

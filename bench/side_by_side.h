@@ -6,6 +6,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 extern char** environ; // NOLINT(readability-redundant-declaration): not every header declares it
@@ -44,23 +46,37 @@ double processorSecondsOf(const Work& work) {
     return now() - start;
 }
 
+inline double secondsOf(const rusage& used) {
+    const auto seconds = [](const timeval& time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    };
+    return seconds(used.ru_utime) + seconds(used.ru_stime);
+}
+
 // From start to exit of a program that prints to nowhere. Ends this one if that fails.
-inline double secondsOfProgram(std::vector<std::string> command) {
+struct ProgramTime {
+    double all = 0;       // seconds
+    double processor = 0; // of these, what it and the kernel worked for it
+};
+
+inline ProgramTime timeOfProgram(std::vector<std::string> command) {
     std::vector<char*> arguments;
     for (std::string& word : command) arguments.push_back(word.data());
     arguments.push_back(nullptr);
     posix_spawn_file_actions_t files;
     posix_spawn_file_actions_init(&files);
     posix_spawn_file_actions_addopen(&files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-    const double seconds = secondsOf([&] {
+    rusage used{};
+    const double all = secondsOf([&] {
         pid_t pid = 0;
         int status = 1;
         if (::posix_spawn(&pid, arguments[0], &files, nullptr, arguments.data(), environ) != 0) std::abort();
-        if (::waitpid(pid, &status, 0) != pid || status != 0) std::abort();
+        if (::wait4(pid, &status, 0, &used) != pid || status != 0) std::abort();
     });
     posix_spawn_file_actions_destroy(&files);
-    return seconds;
+    return {all, secondsOf(used)};
 }
+inline double secondsOfProgram(std::vector<std::string> command) { return timeOfProgram(std::move(command)).all; }
 
 inline double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
