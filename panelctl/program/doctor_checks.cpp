@@ -14,6 +14,7 @@
 #include <panelkit/lparams/sections/sections.h>
 #include <panelkit/lsp/lsp_controller.h>
 #include <panelkit/monitor/monitor_controller.h>
+#include <panelkit/monitor/unseen.h>
 #include <panelkit/tokens/tokens_controller.h>
 #include <panelkit/version.h>
 #include <platform/bridge/bridge_session.h>
@@ -153,11 +154,20 @@ std::vector<std::string> labelsWith(const std::vector<TokenInfo>& tokens, std::u
     return labels;
 }
 
+// The first token or provider that the last listing could not read, if there is one.
+std::optional<Finding> unread() {
+    const std::vector<panelkit::Unseen> parts = panelkit::lastUnseen();
+    if (parts.empty()) return std::nullopt;
+    return bad(escaped(inOneLine(remarksText(parts[0].remarks, {}))),
+               say("see what is known of it: panelctl token states"));
+}
+
 Finding lookAtTokens() {
     namespace flag = vocabulary::tokenFlag;
     VpnTokensController controller;
     std::vector<TokenInfo> listed;
     if (!controller.EnumProviderTokens(nullptr, listed)) return failed();
+    if (const auto found = unread()) return *found;
     std::erase_if(listed, [](const TokenInfo& token) { return !(token.flags & flag::initialized); });
     if (listed.empty()) {
         return warning(say("there is no initialised token"),
@@ -200,6 +210,7 @@ Finding lookAtCertificates() {
     std::vector<CertInfo> listed;
     std::vector<TokenInfo> tokens;
     if (!controller.EnumCertificates(0, listed, tokens)) return failed();
+    if (const auto found = unread()) return *found;
     const std::vector<CertInfo> authorities = takeAuthorities(listed);
     const auto now = platform::secondsNow();
     const auto expired = ending(listed, 1, now); // 0: the object is not a certificate

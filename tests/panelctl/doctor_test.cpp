@@ -77,6 +77,17 @@ TEST_F(TheDoctor, NamesWhatIsBrokenAndWhatWillBe) {
     expectSick("providers", "problem", "\"card\": not loaded: it \\x1B crashed", 80);
 }
 
+TEST_F(TheDoctor, NamesATokenThatCantBeRead) {
+    const Loc::Phrase why = Loc::makePhrase("the token \"%s\" could not be read", std::string("Off\x1B"
+                                                                                              "ice"));
+    constexpr auto code = static_cast<std::uint32_t>(vocabulary::Refused::incomplete);
+    service.on(Command::EnumProviderTokens, Reaction::reply(encoded(std::uint32_t{0})).remarking(code, why));
+    expectSick("tokens", "problem", "the token \"Off\\x1Bice\" could not be read", 80);
+    hasTokens(flag::initialized | flag::userPinInitialized);
+    service.on(Command::EnumCertificates, Reaction::reply(encoded(std::uint32_t{0})).remarking(code, why));
+    expectSick("certificates", "problem", "could not be read", 80);
+}
+
 TEST_F(TheDoctor, NamesAFileThatTheServiceCantUse) {
     EXPECT_EQ(finding("state")["state"], "ok");
     const auto remark = Loc::makePhrase("%s can't be used; defaults are in use, and changes are refused until an "
