@@ -258,6 +258,14 @@ TEST_F(AHostedModule, TakesNoTokenThatItCanNotReadForOneThatIsGone) {
     }
 }
 
+TEST_F(AHostedModule, WaitsOnlyALimitedTimeForTokensThatItCanNotRead) {
+    for (int i = 0; i < 40; ++i) control.insert("slot-" + std::to_string(i), "token-" + std::to_string(i));
+    control.recordCalls();
+    control.fail("C_GetTokenInfo", CKR_GENERAL_ERROR);
+    EXPECT_EQ(ask<HostTokens>(HostCommand::tokens, std::uint64_t{0}).unread.size(), 41U);
+    EXPECT_LT(control.calls("C_GetTokenInfo"), 41U + 3U * 15U) << "for ten of them";
+}
+
 TEST_F(AHostedModule, KeepsASessionThatItsModuleCanNotDescribe) {
     const HostTokenName office = nameOf("Office");
     const auto loggedIn = [&] { return ask<HostToken>(HostCommand::token, office).loggedIn; };

@@ -111,6 +111,13 @@ TEST_F(APolicyWithASteeredToken, DoesNotMissWhatCantBeRead) {
         control.fail(function, 0x30); // the device's error
         EXPECT_EQ(diagnosis(), "") << "as it was seen last";
     }
+    control.clearFaults();
+    ASSERT_TRUE(controller->CreatePresharedKey(token(), "partner", "a long secret")) << bridge::lastFailure().text();
+    activate("authentication = preshared-key\nkey = partner\n");
+    EXPECT_EQ(diagnosis(), "");
+    control.fail("C_GetTokenInfo", 0x30);
+    control.fail("C_FindObjectsInit", 0x30);
+    EXPECT_EQ(diagnosis(), "") << "as it was seen last";
     activate("subject = CN=berta\n");
     EXPECT_EQ(diagnosis(), "Diagnosis: the personal certificate \"CN=berta\" is on no token that can be read");
     control.clearFaults();
