@@ -51,11 +51,6 @@ std::optional<Trust::Reason> trustOn(const TokenObjects& token, const StoredCert
 
 } // namespace
 
-bool sameToken(const TokenInfo& a, const TokenInfo& b) {
-    return a.*field::label == b.*field::label && a.*field::serial == b.*field::serial &&
-           a.*field::provider == b.*field::provider;
-}
-
 bool names(const CertInfo& record, const CertificateFacts& certificate) {
     if (!record.fingerprint.empty()) return record.fingerprint == certificate.info.fingerprint;
     return record.issuer == certificate.info.issuer && record.serialNumber == certificate.info.serialNumber;

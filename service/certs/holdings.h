@@ -82,8 +82,6 @@ private:
 // Returns whether the chain ends at a certificate that is signed with its own key.
 bool isComplete(const std::vector<PlacedCertificate>& chain);
 
-bool sameToken(const PKCS11::TokenInfo& a, const PKCS11::TokenInfo& b);
-
 // Returns whether the record is of that certificate. Compares the fingerprints or, when the record has none, issuer and
 // serial number.
 bool names(const CertInfo& record, const CertificateFacts& certificate);

@@ -104,8 +104,7 @@ std::vector<CK_SLOT_ID> Pkcs11Library::slotsWithToken() const {
 }
 
 bool meansNoToken(CK_RV result) {
-    return result == CKR_TOKEN_NOT_PRESENT || result == CKR_TOKEN_NOT_RECOGNIZED || result == CKR_DEVICE_REMOVED ||
-           result == CKR_SLOT_ID_INVALID;
+    return result == CKR_TOKEN_NOT_RECOGNIZED || refusalOf(result) == Refused::noSuchToken;
 }
 
 bool Pkcs11Library::Description::operator==(const Description& other) const {

@@ -41,11 +41,14 @@ std::vector<TokenInfo> loggedOut(std::vector<TokenInfo> tokens) {
 
 } // namespace
 
+bool sameToken(const TokenInfo& a, const TokenInfo& b) {
+    return a.*field::label == b.*field::label && a.*field::serial == b.*field::serial &&
+           a.*field::provider == b.*field::provider;
+}
+
+// The record of a token that was never read names no provider, so it is the same as no other.
 bool UnseenTokens::has(const TokenInfo& other) const {
-    if (provider != other.*field::provider) return false;
-    if (!token) return true;
-    const bool wasRead = !((*token).*field::label).empty() || !((*token).*field::serial).empty();
-    return wasRead && (*token).*field::label == other.*field::label && (*token).*field::serial == other.*field::serial;
+    return token ? sameToken(*token, other) : provider == other.*field::provider;
 }
 
 bool isUnseen(const TokenInfo& token, const std::vector<UnseenTokens>& unseen) {

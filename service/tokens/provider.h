@@ -22,6 +22,9 @@ namespace panelkitd {
 
 class HeldToken;
 
+// Whether both records are of the same token: label, serial number and provider are the same.
+bool sameToken(const PKCS11::TokenInfo& a, const PKCS11::TokenInfo& b);
+
 // Tokens that could not be read, so it is not known what they hold now: for example one that was removed just now, or
 // all tokens of a provider whose module does not answer.
 struct UnseenTokens {
